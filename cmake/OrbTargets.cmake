@@ -1,0 +1,51 @@
+# How this project builds: one target a folder, warnings are errors.
+
+add_library(orb_options INTERFACE)
+target_include_directories(orb_options INTERFACE ${CMAKE_SOURCE_DIR})
+target_compile_options(orb_options INTERFACE -Wall -Wextra -Werror -Wnon-virtual-dtor -Woverloaded-virtual)
+if(WIN32)
+    target_compile_definitions(orb_options INTERFACE
+        UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00 WINVER=0x0A00)
+endif()
+if(ORB_CHECKS)
+    target_compile_definitions(orb_options INTERFACE _GLIBCXX_ASSERTIONS ORB_LOCK_ORDER)
+endif()
+if(ORB_SANITIZE)
+    target_compile_options(orb_options INTERFACE -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(orb_options INTERFACE -fsanitize=address,undefined)
+endif()
+
+# Headers of libraries that are used as they are; their warnings are not ours.
+# ORB_DEPS is the folder that tools/bootstrap fills (see docs/building.md).
+set(ORB_DEPS "" CACHE PATH "folder with the headers and libraries of the dependencies")
+if(ORB_DEPS)
+    list(PREPEND CMAKE_PREFIX_PATH ${ORB_DEPS})
+    add_library(orb_deps INTERFACE)
+    target_include_directories(orb_deps SYSTEM INTERFACE ${ORB_DEPS}/include)
+else()
+    add_library(orb_deps INTERFACE)
+endif()
+
+# orb_library(name [sources...]): the objects of one folder.
+function(orb_library name)
+    add_library(${name} STATIC ${ARGN})
+    target_link_libraries(${name} PUBLIC orb_options orb_deps)
+endfunction()
+
+# orb_dll(name EXPORTS SYMBOL SOURCES ... LIBS ...): a DLL that the product ships.
+function(orb_dll name)
+    cmake_parse_arguments(A "" "EXPORTS" "SOURCES;LIBS" ${ARGN})
+    add_library(${name} SHARED ${A_SOURCES})
+    set_target_properties(${name} PROPERTIES PREFIX "" DEFINE_SYMBOL ${A_EXPORTS})
+    target_link_libraries(${name} PUBLIC orb_options orb_deps PRIVATE ${A_LIBS})
+endfunction()
+
+# orb_test(name SOURCES ... LIBS ...): a test program, run by tools/test.
+# Its sources are named one by one; a test checks that none is forgotten.
+function(orb_test name)
+    cmake_parse_arguments(A "" "" "SOURCES;LIBS" ${ARGN})
+    add_executable(${name} ${A_SOURCES})
+    target_link_libraries(${name} PRIVATE orb_test_main ${A_LIBS})
+    set_property(GLOBAL APPEND PROPERTY ORB_TEST_PROGRAMS ${name})
+    add_test(NAME ${name} COMMAND ${name})
+endfunction()
