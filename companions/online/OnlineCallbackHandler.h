@@ -1,0 +1,40 @@
+// What the online mode tells the watcher: which files were uploaded a moment ago,
+// and where a transaction is to be written for upload.
+//
+// Every operation may be called from any thread; the table has a lock of its own.
+#pragma once
+
+#include "mfc/CString.h"
+
+#include <cstdint>
+
+#ifdef ONLINEHANDLER_EXPORTS
+#define ONLINEHANDLER_API __declspec(dllexport)
+#else
+#define ONLINEHANDLER_API __declspec(dllimport)
+#endif
+
+class ONLINEHANDLER_API OnlineCallbackHandler
+{
+public:
+    OnlineCallbackHandler();
+    ~OnlineCallbackHandler();
+    OnlineCallbackHandler(const OnlineCallbackHandler&) = delete;
+    OnlineCallbackHandler& operator=(const OnlineCallbackHandler&) = delete;
+
+    // The uploaded files: 64-bit path key (PathHash64) to the modification time (FILETIME, 100-ns
+    // units) that the uploaded content had.
+    void AddUploaded(std::uint64_t pathKey, std::uint64_t modificationTime);
+    void RemoveUploaded(std::uint64_t pathKey);
+    void ClearUploaded();
+    bool FindUploaded(std::uint64_t pathKey, std::uint64_t& modificationTime) const;
+
+    // The path for the next transaction, in the outbox below the data folder (created when missing).
+    // `number` receives the transaction's number, counted up over restarts; `peek` leaves the count as it
+    // is; `reserve` creates the file empty so that nobody else gets the same path. Empty on failure.
+    CString GetTransactionXml(int& number, bool peek, bool reserve);
+
+private:
+    struct State;
+    State* m_state;
+};

@@ -1,0 +1,85 @@
+// The product's settings: three objects, one JSON file each, in the data folder.
+//
+// The data folder is %ProgramData%\OrbWatcher4, or the one that the environment
+// variable ORB_DATA_FOLDER names at the moment of the call.
+//
+// Keys are written "Section::name". The objects live as long as the process, and
+// each call may come from any thread. A missing file reads as empty. An
+// unreadable one is logged, kept beside with the ending ".bad", and reads as empty.
+#pragma once
+
+#include "mfc/CString.h"
+
+#include <cstddef>
+#include <cstdint>
+
+#ifdef ORBSETTINGS_EXPORTS
+#define ORBSETTINGS_API __declspec(dllexport)
+#else
+#define ORBSETTINGS_API __declspec(dllimport)
+#endif
+
+class ORBSETTINGS_API CSettings
+{
+public:
+    // Reads the file again. What was set and not persisted is gone.
+    virtual bool Load();
+    // Writes the file whole: a temporary one first, then an atomic replace. False when it could not be written;
+    // the old file is then still there.
+    virtual bool Save();
+
+    // The value as a number; the fallback when it is not there or not a number.
+    std::int32_t GetValue(const wchar_t* key, std::int32_t fallback) const;
+    // The value as text into a buffer of `capacity` units with its terminator. False, with an empty
+    // text, when there is no value or it does not fit.
+    bool GetValue(const wchar_t* key, wchar_t* buffer, std::size_t capacity) const;
+    void SetValue(const wchar_t* key, std::int32_t value);
+    void SetValue(const wchar_t* key, const wchar_t* value);
+
+    // The folder that holds the product's data, without a trailing backslash; it is created when missing.
+    CString GetDataFolderPath() const;
+
+    CSettings(const CSettings&) = delete;
+    CSettings& operator=(const CSettings&) = delete;
+
+protected:
+    explicit CSettings(const wchar_t* fileName);
+    virtual ~CSettings();
+
+private:
+    struct State;
+    State* m_state;
+};
+
+class ORBSETTINGS_API CMainSettings : public CSettings
+{
+public:
+    // True when the product works in the online mode ("Main::Online").
+    bool IsOnline() const;
+    // The name of a kernel object of this installation: the base, then the instance text of the settings
+    // ("Main::Instance"), so that two installations on one machine do not collide.
+    CString GetMainSettingsMutex(const wchar_t* base) const;
+
+private:
+    CMainSettings();
+    ~CMainSettings() override;
+    friend CMainSettings& GetMainSettings();
+};
+
+class ORBSETTINGS_API CServiceRunSettings : public CSettings
+{
+    CServiceRunSettings();
+    ~CServiceRunSettings() override;
+    friend CServiceRunSettings& GetServiceRunSettings();
+};
+
+class ORBSETTINGS_API CUserConfigurations : public CSettings
+{
+    CUserConfigurations();
+    ~CUserConfigurations() override;
+    friend CUserConfigurations& GetUserConfigurations();
+};
+
+ORBSETTINGS_API CMainSettings& GetMainSettings();
+ORBSETTINGS_API CServiceRunSettings& GetServiceRunSettings();
+ORBSETTINGS_API CUserConfigurations& GetUserConfigurations();
