@@ -1,0 +1,19 @@
+// Comparing paths without regard to case: ordinal, unit by unit, with the
+// operating system's upper-case table. No locale has a say. Any thread.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+// The upper-case form of one UTF-16 unit; surrogates are their own.
+std::uint16_t UpperUnit(std::uint16_t unit) noexcept;
+
+// Negative, zero or positive, by the upper-case forms.
+int CompareNoCase(std::wstring_view left, std::wstring_view right) noexcept;
+bool EqualNoCase(std::wstring_view left, std::wstring_view right) noexcept;
+bool BeginsNoCase(std::wstring_view text, std::wstring_view prefix) noexcept;
+bool EndsNoCase(std::wstring_view text, std::wstring_view suffix) noexcept;
+
+// A hash that is equal for texts that EqualNoCase calls equal.
+std::size_t HashNoCase(std::wstring_view text) noexcept;

@@ -1,0 +1,32 @@
+// A critical section that has a place in the lock order.
+#pragma once
+
+#include "mfc/CCriticalSection.h"
+#include "support/LockOrder.h"
+
+class RankedSection : public CCriticalSection
+{
+public:
+    // `name` names the kind of lock; it must live as long as the process.
+    RankedSection(LockRank rank, const wchar_t* name, DWORD spinCount = 0)
+        : CCriticalSection(spinCount),
+          m_rank(rank),
+          m_name(name)
+    {
+    }
+
+    void Lock() override
+    {
+        LockOrder::Entering(this, m_rank, m_name, __builtin_return_address(0));
+        CCriticalSection::Lock();
+    }
+    void Unlock() override
+    {
+        CCriticalSection::Unlock();
+        LockOrder::Left(this);
+    }
+
+private:
+    const LockRank m_rank;
+    const wchar_t* const m_name;
+};
