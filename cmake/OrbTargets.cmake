@@ -10,6 +10,9 @@ endif()
 if(ORB_CHECKS)
     target_compile_definitions(orb_options INTERFACE _GLIBCXX_ASSERTIONS ORB_LOCK_ORDER)
 endif()
+# The build type of the tests: quick to build, and good enough to find one's way in a debugger.
+set(CMAKE_CXX_FLAGS_CHECKS "-O1 -g1" CACHE STRING "")
+set(CMAKE_C_FLAGS_CHECKS "-O1 -g1" CACHE STRING "")
 if(ORB_SANITIZE)
     target_compile_options(orb_options INTERFACE -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
     target_link_options(orb_options INTERFACE -fsanitize=address,undefined)
@@ -49,3 +52,12 @@ function(orb_test name)
     set_property(GLOBAL APPEND PROPERTY ORB_TEST_PROGRAMS ${name})
     add_test(NAME ${name} COMMAND ${name})
 endfunction()
+
+# The compiler's runtime DLLs stand beside the programs, which share them.
+if(WIN32 AND CMAKE_CROSSCOMPILING)
+    foreach(dll libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll)
+        execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${dll}
+            OUTPUT_VARIABLE path OUTPUT_STRIP_TRAILING_WHITESPACE)
+        file(COPY ${path} DESTINATION ${CMAKE_BINARY_DIR}/bin FOLLOW_SYMLINK_CHAIN)
+    endforeach()
+endif()

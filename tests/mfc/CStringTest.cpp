@@ -1,0 +1,83 @@
+#include "mfc/CString.h"
+
+#include <gtest/gtest.h>
+
+namespace
+{
+
+TEST(CString, IsOnePointerWideAndEmptyWithoutAnAllocation)
+{
+    const CString text;
+    EXPECT_TRUE(text.IsEmpty());
+    EXPECT_EQ(text.GetString(), CString().GetString());
+    EXPECT_EQ(sizeof(CString), sizeof(void*));
+}
+
+TEST(CString, CopiesShareUntilOneIsChanged)
+{
+    CString first(L"C:\\Docs");
+    CString second = first;
+    EXPECT_EQ(first.GetString(), second.GetString());
+    second += L"\\a";
+    EXPECT_STREQ(first, L"C:\\Docs");
+    EXPECT_STREQ(second, L"C:\\Docs\\a");
+}
+
+TEST(CString, AppendingAPartOfItselfKeepsTheText)
+{
+    CString text(L"abc");
+    text += text;
+    text.Append(text.GetString() + 1, 2);
+    EXPECT_STREQ(text, L"abcabcbc");
+}
+
+TEST(CString, ReplaceIsExactAndCountsEveryOccurrence)
+{
+    CString text(L"c:\\a\\C:\\b\\c:\\");
+    EXPECT_EQ(text.Replace(L"c:\\", L"E:\\"), 2);
+    EXPECT_STREQ(text, L"E:\\a\\C:\\b\\E:\\");
+    EXPECT_EQ(text.Replace(L"", L"x"), 0);
+}
+
+TEST(CString, LowerCasesOnlyTheLettersAToZ)
+{
+    CString text(L"ÄBC-xyz");
+    EXPECT_STREQ(text.MakeLower(), L"Äbc-xyz");
+    EXPECT_STREQ(text.MakeUpper(), L"ÄBC-XYZ");
+}
+
+TEST(CString, CutsAndFindsWithinItsBounds)
+{
+    const CString text(L"path\\name.ext");
+    EXPECT_STREQ(text.Left(4), L"path");
+    EXPECT_STREQ(text.Right(3), L"ext");
+    EXPECT_STREQ(text.Mid(5, 4), L"name");
+    EXPECT_STREQ(text.Mid(50), L"");
+    EXPECT_EQ(text.ReverseFind(L'.'), 9);
+    EXPECT_EQ(text.Find(L'x', 50), -1);
+    EXPECT_EQ(text.Find(L"name", 2), 5);
+}
+
+TEST(CString, ABufferThatIsGivenBackHoldsWhatWasWritten)
+{
+    CString text;
+    wchar_t* buffer = text.GetBuffer(10);
+    buffer[0] = L'x';
+    buffer[1] = 0;
+    text.ReleaseBuffer();
+    EXPECT_STREQ(text, L"x");
+    text.GetBuffer(10);
+    text.ReleaseBuffer(0);
+    EXPECT_TRUE(text.IsEmpty());
+}
+
+#ifdef _WIN32
+TEST(CString, FormatsAreTheMicrosoftWideOnes)
+{
+    CString text;
+    text.Format(L"%s|%d|%I64u", L"wide", -3, 18446744073709551615ull);
+    EXPECT_STREQ(text, L"wide|-3|18446744073709551615");
+}
+#endif
+
+} // namespace

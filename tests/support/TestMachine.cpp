@@ -1,0 +1,128 @@
+#include "tests/support/TestMachine.h"
+
+#include <windows.h>
+
+#include <cstdio>
+#include <vector>
+
+namespace
+{
+
+std::wstring g_dataFolder;
+
+std::wstring EnvironmentText(const wchar_t* name)
+{
+    wchar_t text[1024] = {};
+    const DWORD length = GetEnvironmentVariableW(name, text, 1024);
+    return length < 1024 ? std::wstring(text, length) : std::wstring();
+}
+
+// Wine starts programs of the system below it, which is how drives are changed from inside.
+bool RunBelow(const std::wstring& command)
+{
+    std::wstring line = L"\"Z:\\bin\\sh\" -c \"" + command + L"\"";
+    STARTUPINFOW start = {};
+    start.cb = sizeof start;
+    PROCESS_INFORMATION process = {};
+    if (!CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &start, &process))
+        return false;
+    const bool ended = WaitForSingleObject(process.hProcess, 20000) == WAIT_OBJECT_0;
+    DWORD code = 1;
+    GetExitCodeProcess(process.hProcess, &code);
+    CloseHandle(process.hThread);
+    CloseHandle(process.hProcess);
+    return ended && code == 0;
+}
+
+std::wstring UnixPath(const wchar_t* path)
+{
+    using Translate = char*(CDECL*)(const wchar_t*);
+    const auto translate = reinterpret_cast<Translate>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "wine_get_unix_file_name")));
+    char* text = translate ? translate(path) : nullptr;
+    if (!text)
+        return {};
+    const std::string narrow = text;
+    HeapFree(GetProcessHeap(), 0, text);
+    return {narrow.begin(), narrow.end()};
+}
+
+std::wstring DriveLink(char letter)
+{
+    return L"$WINEPREFIX/dosdevices/" + std::wstring(1, static_cast<wchar_t>(letter)) + L":";
+}
+
+void RemoveTree(const std::wstring& folder)
+{
+    WIN32_FIND_DATAW found;
+    const HANDLE search = FindFirstFileW((folder + L"\\*").c_str(), &found);
+    if (search != INVALID_HANDLE_VALUE) {
+        do {
+            const std::wstring name = found.cFileName;
+            if (name == L"." || name == L"..")
+                continue;
+            const std::wstring path = folder + L"\\" + name;
+            if (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
+                RemoveTree(path);
+            else
+                DeleteFileW(path.c_str());
+        } while (FindNextFileW(search, &found));
+        FindClose(search);
+    }
+    RemoveDirectoryW(folder.c_str());
+}
+
+} // namespace
+
+void PrepareTestProcess()
+{
+    SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX | SEM_NOOPENFILEERRORBOX);
+    g_dataFolder = EnvironmentText(L"TEMP") + L"\\orb-data-" + std::to_wstring(GetCurrentProcessId());
+    CreateDirectoryW(g_dataFolder.c_str(), nullptr);
+    SetEnvironmentVariableW(L"ORB_DATA_FOLDER", g_dataFolder.c_str());
+}
+
+void LeaveTestProcess() { RemoveTree(g_dataFolder); }
+
+bool HeapsAreWhole()
+{
+    std::vector<HANDLE> heaps(64);
+    const DWORD count = GetProcessHeaps(static_cast<DWORD>(heaps.size()), heaps.data());
+    heaps.resize(count < heaps.size() ? count : heaps.size());
+    for (const HANDLE heap : heaps)
+        if (!HeapValidate(heap, 0, nullptr))
+            return false;
+    return !heaps.empty();
+}
+
+std::string Narrow(std::wstring_view text)
+{
+    const int length =
+        WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0, nullptr, nullptr);
+    std::string narrow(static_cast<std::size_t>(length), '\0');
+    WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), narrow.data(), length, nullptr,
+                        nullptr);
+    return narrow;
+}
+
+bool AttachDrive(char letter, const wchar_t* folder)
+{
+    return RunBelow(L"ln -sfn '" + UnixPath(folder) + L"' " + DriveLink(letter));
+}
+
+bool DetachDrive(char letter) { return RunBelow(L"rm -f " + DriveLink(letter)); }
+
+std::wstring MakeVolume(const wchar_t* name, unsigned serial)
+{
+    const std::wstring folder =
+        EnvironmentText(L"TEMP") + L"\\orb-volume-" + name + L"-" + std::to_wstring(GetCurrentProcessId());
+    RemoveTree(folder);
+    CreateDirectoryW(folder.c_str(), nullptr);
+    char digits[16];
+    std::snprintf(digits, sizeof digits, "%08x\n", serial);
+    if (FILE* file = _wfopen((folder + L"\\.windows-serial").c_str(), L"wb")) {
+        std::fputs(digits, file);
+        std::fclose(file);
+    }
+    return folder;
+}

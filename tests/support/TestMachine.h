@@ -1,0 +1,20 @@
+// What a test program does to the machine it runs on.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+// Gives the process a data folder of its own (ORB_DATA_FOLDER) and turns error boxes off.
+void PrepareTestProcess();
+// Removes that folder.
+void LeaveTestProcess();
+
+bool HeapsAreWhole();
+std::string Narrow(std::wstring_view text);
+
+// Drives of the Wine prefix can be put in and taken out while a test runs.
+// `letter` is lower-case. The folder is a Windows path.
+bool AttachDrive(char letter, const wchar_t* folder);
+bool DetachDrive(char letter);
+// A folder below the prefix that can become a drive, with this volume serial. A Windows path.
+std::wstring MakeVolume(const wchar_t* name, unsigned serial);

@@ -1,0 +1,44 @@
+# Shared by the commands in this folder; sourced, not run.
+# Everything that is made lies below build/, so that removing that folder starts anew.
+
+set -euo pipefail
+
+ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+BUILD=$ROOT/build
+DEPS=$BUILD/deps/windows
+PREFIX=${ORB_WINEPREFIX:-$BUILD/wine}
+WINE=/usr/lib/wine/wine64
+JOBS=$(nproc)
+
+# What a command says of its own work goes to standard error: standard output is for results.
+say() { printf '%s\n' "$*" >&2; }
+die() { say "error: $*"; exit 1; }
+
+# Runs a command quietly; when it fails, shows the end of what it printed.
+quietly() {
+    local log=$BUILD/logs/$1.log
+    shift
+    mkdir -p "$BUILD/logs"
+    if ! "$@" >"$log" 2>&1 </dev/null; then
+        tail -n 60 "$log" >&2
+        die "'$*' failed; all of its output is in ${log#"$ROOT"/}"
+    fi
+}
+
+wine_env() {
+    export WINEPREFIX=$PREFIX WINEDEBUG=${WINEDEBUG:--all} WINEDLLOVERRIDES="mscoree,mshtml="
+    unset DISPLAY WAYLAND_DISPLAY
+}
+
+# configure NAME [cmake arguments]: the build tree build/NAME for Windows programs.
+configure_windows() {
+    local name=$1
+    shift
+    quietly "configure-$name" cmake -S "$ROOT" -B "$BUILD/$name" -G Ninja \
+        -DCMAKE_TOOLCHAIN_FILE="$ROOT/cmake/mingw-w64.cmake" -DORB_DEPS="$DEPS" "$@"
+}
+build_tree() {
+    local name=$1
+    shift
+    quietly "build-$name" cmake --build "$BUILD/$name" --parallel "$JOBS" "$@"
+}
