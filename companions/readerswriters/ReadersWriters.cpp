@@ -1,0 +1,19 @@
+#include "companions/readerswriters/ReadersWriters.h"
+
+#include <windows.h>
+
+// The lock is the state's bits and nothing else: no address, no registration. That is what lets a
+// free object be copied as raw bytes, and lets it die without a destructor.
+static_assert(sizeof(SRWLOCK) == sizeof(void*) && alignof(SRWLOCK) == alignof(void*));
+
+namespace
+{
+
+SRWLOCK* LockIn(void*& state) { return reinterpret_cast<SRWLOCK*>(&state); }
+
+} // namespace
+
+void ReadersWriters::StartRead() { AcquireSRWLockShared(LockIn(m_state)); }
+void ReadersWriters::EndRead() { ReleaseSRWLockShared(LockIn(m_state)); }
+void ReadersWriters::StartWrite() { AcquireSRWLockExclusive(LockIn(m_state)); }
+void ReadersWriters::EndWrite() { ReleaseSRWLockExclusive(LockIn(m_state)); }
