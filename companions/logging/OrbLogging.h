@@ -1,7 +1,12 @@
 // The product's log: UTF-8, rotated by size, in the data folder.
 //
 // Every operation may be called from any thread. A log that cannot be written
-// never stops the work: the lines still reach the sinks.
+// never stops the work: the lines still reach the sinks, which are told once, and
+// the file is tried again every few seconds. Each line is handed to the system at
+// once, so that a process that is killed loses none; several processes may write
+// to the same file.
+//
+// A line is: time (UTC), process and thread, level, source and its line when given, text.
 //
 // Formats are Microsoft wide printf formats: %s is wide text, %I64d a 64-bit integer.
 #pragma once
@@ -43,6 +48,9 @@ public:
     std::uint64_t AddSink(Sink sink);
     void RemoveSink(std::uint64_t token);
 
+    // A file beyond `bytes` is renamed to OrbWatcher.1.log, and so on; `oldFiles` of these are kept.
+    // From the start: 10 MiB and three old files.
+    void SetFileLimits(std::uint64_t bytes, int oldFiles);
     // Gives the file back, so that the data folder can be moved; the next line opens it again.
     void Close();
 

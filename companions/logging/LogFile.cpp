@@ -1,0 +1,89 @@
+#include "companions/logging/LogFile.h"
+
+#include "companions/settings/DataFolder.h"
+
+#include <spdlog/pattern_formatter.h>
+
+#include <memory>
+
+LogFile::LogFile()
+{
+    set_formatter(std::make_unique<spdlog::pattern_formatter>("%Y-%m-%dT%H:%M:%S.%eZ [%P:%t] [%l] %v",
+                                                              spdlog::pattern_time_type::utc, "\r\n"));
+}
+
+void LogFile::SetFolder(const CString& folder)
+{
+    Close();
+    m_folder = folder;
+}
+
+void LogFile::SetLimits(std::uint64_t bytes, int oldFiles)
+{
+    m_limit = bytes;
+    m_oldFiles = oldFiles;
+}
+
+void LogFile::Close() { m_file.Reset(); }
+
+CString LogFile::NumberedPath(int number) const
+{
+    CString path;
+    if (number == 0)
+        path.Format(L"%s\\OrbWatcher.log", m_folder.GetString());
+    else
+        path.Format(L"%s\\OrbWatcher.%d.log", m_folder.GetString(), number);
+    return path;
+}
+
+void LogFile::sink_it_(const spdlog::details::log_msg& message)
+{
+    spdlog::memory_buf_t line;
+    formatter_->format(message, line);
+    m_error = ERROR_SUCCESS;
+    MakeRoom(line.size());
+    DWORD written = 0;
+    if (!m_file || !WriteFile(m_file.Get(), line.data(), static_cast<DWORD>(line.size()), &written, nullptr)) {
+        m_error = GetLastError();
+        Close();
+        return;
+    }
+    m_size += written;
+}
+
+bool LogFile::Open()
+{
+    DataFolder::Create(m_folder);
+    m_file.Reset(CreateFileW(Path(), FILE_APPEND_DATA | SYNCHRONIZE,
+                             FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_ALWAYS,
+                             FILE_ATTRIBUTE_NORMAL, nullptr));
+    LARGE_INTEGER size = {};
+    if (m_file && GetFileSizeEx(m_file.Get(), &size))
+        m_size = static_cast<std::uint64_t>(size.QuadPart);
+    return static_cast<bool>(m_file);
+}
+
+void LogFile::MakeRoom(std::uint64_t coming)
+{
+    const auto full = [&] { return m_size != 0 && m_size + coming > m_limit; };
+    if (!m_file && !Open())
+        return;
+    if (!full())
+        return;
+    // Another process may have renamed the file that this one still writes to.
+    Close();
+    if (!Open() || !full())
+        return;
+    Close();
+    Rename();
+    Open();
+}
+
+// A file that cannot be renamed grows on: that is better than losing lines.
+void LogFile::Rename()
+{
+    for (int number = m_oldFiles; number > 0; --number)
+        MoveFileExW(NumberedPath(number - 1), NumberedPath(number), MOVEFILE_REPLACE_EXISTING);
+    if (m_oldFiles == 0)
+        DeleteFileW(Path());
+}

@@ -1,0 +1,50 @@
+// The log file behind COrbLog: a sink that several processes may share.
+//
+// Each line is one append by the system, so that lines of different processes
+// do not tear each other, and a process that is killed loses none. The file is
+// opened such that another process can rename it, and whoever finds its own file
+// full looks first whether somebody else has already begun a new one.
+//
+// One thread at a time.
+#pragma once
+
+#include "mfc/CString.h"
+#include "support/Handle.h"
+
+#include <spdlog/details/null_mutex.h>
+#include <spdlog/sinks/base_sink.h>
+
+#include <cstdint>
+
+class LogFile : public spdlog::sinks::base_sink<spdlog::details::null_mutex>
+{
+public:
+    LogFile();
+
+    // OrbWatcher.log in this folder; the file is opened when the first line comes.
+    void SetFolder(const CString& folder);
+    // A file beyond `bytes` is renamed to OrbWatcher.1.log; `oldFiles` of these are kept.
+    void SetLimits(std::uint64_t bytes, int oldFiles);
+    void Close();
+
+    // Whether the last line got into the file, and why not.
+    unsigned long LastError() const { return m_error; }
+    CString Path() const { return NumberedPath(0); }
+
+protected:
+    void sink_it_(const spdlog::details::log_msg& message) override;
+    void flush_() override {}
+
+private:
+    CString NumberedPath(int number) const;
+    bool Open();
+    void MakeRoom(std::uint64_t coming);
+    void Rename();
+
+    CString m_folder;
+    FileHandle m_file;
+    std::uint64_t m_size = 0;
+    std::uint64_t m_limit = 10 * 1024 * 1024;
+    int m_oldFiles = 3;
+    unsigned long m_error = 0;
+};

@@ -1,0 +1,208 @@
+#include "companions/logging/OrbLogging.h"
+
+#include "companions/logging/LogFile.h"
+#include "companions/settings/DataFolder.h"
+#include "support/RankedSection.h"
+
+#include <cstdarg>
+#include <cwchar>
+#include <map>
+#include <string>
+
+namespace
+{
+
+constexpr ULONGLONG retryAfterMs = 5000;
+
+std::wstring FormatText(const wchar_t* format, va_list arguments)
+{
+    if (!format)
+        return {};
+    va_list counted;
+    va_copy(counted, arguments);
+    const int length = _vscwprintf(format, counted);
+    va_end(counted);
+    if (length < 0)
+        return format;
+    std::wstring text(static_cast<std::size_t>(length) + 1, L'\0');
+    _vsnwprintf(text.data(), text.size(), format, arguments);
+    text.resize(static_cast<std::size_t>(length));
+    return text;
+}
+
+// One entry is one line of the file, whatever a file name holds.
+std::string ToUtf8Line(const std::wstring& text)
+{
+    const int units = static_cast<int>(text.size());
+    const int bytes = WideCharToMultiByte(CP_UTF8, 0, text.data(), units, nullptr, 0, nullptr, nullptr);
+    std::string line(static_cast<std::size_t>(bytes), '\0');
+    WideCharToMultiByte(CP_UTF8, 0, text.data(), units, line.data(), bytes, nullptr, nullptr);
+    for (char& byte : line)
+        if (byte == '\r' || byte == '\n')
+            byte = ' ';
+    return line;
+}
+
+spdlog::level::level_enum SpdlogLevel(LogLevel level)
+{
+    switch (level) {
+    case LogLevel::Info:
+        return spdlog::level::info;
+    case LogLevel::Abort:
+        return spdlog::level::warn;
+    case LogLevel::Error:
+        break;
+    }
+    return spdlog::level::err;
+}
+
+class WritingScope
+{
+public:
+    explicit WritingScope(bool& writing) : m_writing(writing) { m_writing = true; }
+    ~WritingScope() { m_writing = false; }
+    WritingScope(const WritingScope&) = delete;
+    WritingScope& operator=(const WritingScope&) = delete;
+
+private:
+    bool& m_writing;
+};
+
+} // namespace
+
+struct COrbLog::State {
+    RankedSection section{LockRank::Log, L"log"};
+    // All below is guarded by the section.
+    std::map<std::uint64_t, Sink> sinks;
+    std::uint64_t lastToken = 0;
+    LogFile file;
+    std::wstring named; // ORB_DATA_FOLDER as it was for the file's folder
+    bool started = false;
+    bool broken = false; // the last attempt at the file failed
+    ULONGLONG triedAt = 0;
+    bool writing = false;
+
+    void Write(LogLevel level, const wchar_t* source, int sourceLine, const wchar_t* format,
+               va_list arguments) noexcept;
+    void ToSinks(const LogLine& line);
+    void ToFile(const LogLine& line);
+    void FollowDataFolder();
+};
+
+// Callers log between a failed call and asking for its error, so that the thread's last error is kept.
+void COrbLog::State::Write(LogLevel level, const wchar_t* source, int sourceLine, const wchar_t* format,
+                           va_list arguments) noexcept
+{
+    const DWORD lastError = GetLastError();
+    try {
+        const std::wstring text = FormatText(format, arguments);
+        const CSingleLock lock(section);
+        // A sink that logs all the same would otherwise never come to an end.
+        if (!writing) {
+            const WritingScope scope(writing);
+            const LogLine line{level, source, sourceLine, text.c_str()};
+            ToSinks(line);
+            ToFile(line);
+        }
+    } catch (...) {
+        // No memory for the line: the work goes on without it.
+    }
+    SetLastError(lastError);
+}
+
+void COrbLog::State::ToSinks(const LogLine& line)
+{
+    for (const auto& [token, sink] : sinks) {
+        try {
+            sink(line);
+        } catch (...) {
+            // The other sinks and the file still get the line.
+        }
+    }
+}
+
+void COrbLog::State::ToFile(const LogLine& line)
+{
+    FollowDataFolder();
+    if (broken && GetTickCount64() - triedAt < retryAfterMs)
+        return;
+    std::wstring text = line.text;
+    if (line.sourceLine != 0)
+        text = std::wstring(line.source) + L':' + std::to_wstring(line.sourceLine) + L' ' + text;
+    const std::string payload = ToUtf8Line(text);
+    file.log(spdlog::details::log_msg(spdlog::string_view_t(), SpdlogLevel(line.level), payload));
+
+    const bool wasBroken = broken;
+    const unsigned long error = file.LastError();
+    broken = error != ERROR_SUCCESS;
+    if (!broken)
+        return;
+    triedAt = GetTickCount64();
+    if (wasBroken)
+        return;
+    CString notice;
+    notice.Format(L"The log file %s cannot be written (error %u).", file.Path().GetString(), error);
+    ToSinks({LogLevel::Error, L"", 0, notice});
+}
+
+void COrbLog::State::FollowDataFolder()
+{
+    std::wstring now = DataFolder::Environment(L"ORB_DATA_FOLDER");
+    if (started && now == named)
+        return;
+    file.SetFolder(DataFolder::Path());
+    named = std::move(now);
+    started = true;
+    broken = false;
+}
+
+COrbLog::COrbLog() : m_state(new State) {}
+COrbLog::~COrbLog() { delete m_state; }
+
+void COrbLog::Log(const wchar_t* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    m_state->Write(LogLevel::Info, L"", 0, format, arguments);
+    va_end(arguments);
+}
+
+void COrbLog::WriteLog(int severity, const wchar_t* source, int line, const wchar_t* format, ...)
+{
+    const LogLevel level = severity >= 2 ? LogLevel::Error : severity == 1 ? LogLevel::Abort : LogLevel::Info;
+    va_list arguments;
+    va_start(arguments, format);
+    m_state->Write(level, source ? source : L"", line, format, arguments);
+    va_end(arguments);
+}
+
+std::uint64_t COrbLog::AddSink(Sink sink)
+{
+    const CSingleLock lock(m_state->section);
+    m_state->sinks.emplace(++m_state->lastToken, std::move(sink));
+    return m_state->lastToken;
+}
+
+void COrbLog::RemoveSink(std::uint64_t token)
+{
+    const CSingleLock lock(m_state->section);
+    m_state->sinks.erase(token);
+}
+
+void COrbLog::SetFileLimits(std::uint64_t bytes, int oldFiles)
+{
+    const CSingleLock lock(m_state->section);
+    m_state->file.SetLimits(bytes, oldFiles);
+}
+
+void COrbLog::Close()
+{
+    const CSingleLock lock(m_state->section);
+    m_state->file.Close();
+    m_state->broken = false;
+}
+
+COrbFuncLog::COrbFuncLog(const wchar_t* name) : m_name(name) { g_OrbLog.Log(L"%s: begin", m_name); }
+COrbFuncLog::~COrbFuncLog() { g_OrbLog.Log(L"%s: end", m_name); }
+
+COrbLog g_OrbLog;
