@@ -4,8 +4,10 @@
 // variable ORB_DATA_FOLDER names at the moment of the call.
 //
 // Keys are written "Section::name". The objects live as long as the process, and
-// each call may come from any thread. A missing file reads as empty. An
-// unreadable one is logged, kept beside with the ending ".bad", and reads as empty.
+// each call may come from any thread. The first use reads the file, and so does
+// the first use after the data folder has changed. A missing file reads as empty.
+// An unreadable one is logged, kept beside with the ending ".bad", and reads as
+// empty. Two processes that save the same file do not mix: the last one wins.
 #pragma once
 
 #include "mfc/CString.h"
@@ -22,13 +24,14 @@
 class ORBSETTINGS_API CSettings
 {
 public:
-    // Reads the file again. What was set and not persisted is gone.
+    // Reads the file again. What was set and not persisted is gone. False when the file is unreadable.
     virtual bool Load();
     // Writes the file whole: a temporary one first, then an atomic replace. False when it could not be written;
     // the old file is then still there.
     virtual bool Save();
 
-    // The value as a number; the fallback when it is not there or not a number.
+    // The value as a number, cut to 32 bits; the fallback when it is not there or not a number. A text
+    // that is a decimal number counts as one.
     std::int32_t GetValue(const wchar_t* key, std::int32_t fallback) const;
     // The value as text into a buffer of `capacity` units with its terminator. False, with an empty
     // text, when there is no value or it does not fit.

@@ -1,0 +1,280 @@
+#include "companions/settings/OrbSettings.h"
+
+#include "companions/logging/OrbLogging.h"
+#include "companions/settings/DataFolder.h"
+#include "companions/settings/SettingsFile.h"
+#include "companions/settings/SettingsValue.h"
+#include "support/CaseFold.h"
+#include "support/Hashes.h"
+#include "support/RankedSection.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <optional>
+
+namespace
+{
+
+constexpr ULONGLONG retryAfterMs = 1000;
+constexpr const wchar_t* logSource = L"OrbSettings";
+
+// "Section::name" is the member "name" of the group "Section".
+struct Key {
+    std::string section;
+    std::string name;
+
+    explicit Key(std::wstring_view key)
+    {
+        const std::size_t colons = key.find(L"::");
+        if (colons != std::wstring_view::npos)
+            section = SettingsValue::ToUtf8(key.substr(0, colons));
+        name = SettingsValue::ToUtf8(colons == std::wstring_view::npos ? key : key.substr(colons + 2));
+    }
+};
+
+// Two processes may name one folder in different ways; all must come to one text.
+CString InstanceOfFolder(const CString& folder)
+{
+    std::wstring path = folder.GetString();
+    std::wstring longForm(MAX_PATH * 2, L'\0');
+    const DWORD length = GetLongPathNameW(path.c_str(), longForm.data(), static_cast<DWORD>(longForm.size()));
+    if (length != 0 && length < longForm.size())
+        path.assign(longForm, 0, length);
+    std::transform(path.begin(), path.end(), path.begin(),
+                   [](wchar_t unit) { return static_cast<wchar_t>(UpperUnit(static_cast<std::uint16_t>(unit))); });
+    CString text;
+    text.Format(L"%016I64x", PathHash64(path));
+    return text;
+}
+
+} // namespace
+
+struct CSettings::State {
+    enum class Loaded {
+        No,
+        Yes,
+        Unread, // the file is there and could not be opened; tried again as long as nothing was set
+    };
+
+    explicit State(const wchar_t* name) : fileName(name) {}
+
+    const CString fileName;
+    RankedSection section{LockRank::Database, L"settings"};
+    // All below is guarded by the section.
+    nlohmann::json values = nlohmann::json::object();
+    CString folder; // the data folder that `values` belongs to
+    Loaded loaded = Loaded::No;
+    ULONGLONG triedAt = 0;
+    bool keepAside = false; // the file on disk is not what was read, and must be kept before it is replaced
+
+    SettingsFile File() const { return SettingsFile(folder + L"\\" + fileName); }
+    void Use();
+    bool Load(const CString& from);
+    bool Parse(const std::string& bytes);
+    void KeepBadFile();
+    bool Save();
+    const nlohmann::json* Find(const wchar_t* key) const;
+    void Set(const wchar_t* key, nlohmann::json value);
+};
+
+// Every operation begins with this: the first one reads the file, and so does the first one after the
+// data folder has changed.
+void CSettings::State::Use()
+{
+    const CString now = DataFolder::Path();
+    if (loaded == Loaded::No || folder != now)
+        Load(now);
+    else if (loaded == Loaded::Unread && GetTickCount64() - triedAt >= retryAfterMs)
+        Load(now);
+}
+
+bool CSettings::State::Load(const CString& from)
+{
+    const bool firstFailure = loaded != Loaded::Unread || folder != from;
+    folder = from;
+    values = nlohmann::json::object();
+    keepAside = false;
+    loaded = Loaded::Yes;
+    std::string bytes;
+    unsigned long error = 0;
+    switch (File().Read(bytes, error)) {
+    case SettingsFile::ReadResult::Missing:
+        return true;
+    case SettingsFile::ReadResult::Read:
+        return Parse(bytes);
+    case SettingsFile::ReadResult::Failed:
+        break;
+    }
+    loaded = Loaded::Unread;
+    triedAt = GetTickCount64();
+    keepAside = true;
+    if (firstFailure)
+        g_OrbLog.WriteLog(2, logSource, __LINE__, L"Settings %s cannot be read (error %u).", File().Path().GetString(),
+                          error);
+    return false;
+}
+
+bool CSettings::State::Parse(const std::string& bytes)
+{
+    nlohmann::json read = nlohmann::json::parse(bytes, nullptr, false);
+    if (read.is_object()) {
+        values = std::move(read);
+        return true;
+    }
+    g_OrbLog.WriteLog(2, logSource, __LINE__, L"Settings %s are damaged; the file is kept with the ending .bad.",
+                      File().Path().GetString());
+    KeepBadFile();
+    return false;
+}
+
+void CSettings::State::KeepBadFile()
+{
+    keepAside = !File().KeepAsBad() && GetFileAttributesW(File().Path()) != INVALID_FILE_ATTRIBUTES;
+}
+
+bool CSettings::State::Save()
+{
+    if (keepAside)
+        KeepBadFile();
+    unsigned long error = ERROR_ACCESS_DENIED;
+    const std::string bytes = values.dump(4, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
+    if (!keepAside && File().Replace(bytes, error)) {
+        loaded = Loaded::Yes;
+        return true;
+    }
+    g_OrbLog.WriteLog(2, logSource, __LINE__, L"Settings %s cannot be written (error %u).", File().Path().GetString(),
+                      error);
+    return false;
+}
+
+const nlohmann::json* CSettings::State::Find(const wchar_t* text) const
+{
+    const Key key(text);
+    const nlohmann::json* group = &values;
+    if (!key.section.empty()) {
+        const auto section = values.find(key.section);
+        if (section == values.end() || !section->is_object())
+            return nullptr;
+        group = &*section;
+    }
+    const auto found = group->find(key.name);
+    return found == group->end() ? nullptr : &*found;
+}
+
+void CSettings::State::Set(const wchar_t* text, nlohmann::json value)
+{
+    const Key key(text);
+    nlohmann::json* group = &values;
+    if (!key.section.empty()) {
+        group = &values[key.section];
+        if (!group->is_object())
+            *group = nlohmann::json::object();
+    }
+    (*group)[key.name] = std::move(value);
+    loaded = Loaded::Yes;
+}
+
+CSettings::CSettings(const wchar_t* fileName) : m_state(new State(fileName)) {}
+CSettings::~CSettings() { delete m_state; }
+
+bool CSettings::Load()
+{
+    const CSingleLock lock(m_state->section);
+    return m_state->Load(DataFolder::Path());
+}
+
+bool CSettings::Save()
+{
+    const CSingleLock lock(m_state->section);
+    m_state->Use();
+    return m_state->Save();
+}
+
+std::int32_t CSettings::GetValue(const wchar_t* key, std::int32_t fallback) const
+{
+    const CSingleLock lock(m_state->section);
+    m_state->Use();
+    const nlohmann::json* value = m_state->Find(key);
+    return value ? SettingsValue::AsNumber(*value).value_or(fallback) : fallback;
+}
+
+bool CSettings::GetValue(const wchar_t* key, wchar_t* buffer, std::size_t capacity) const
+{
+    if (capacity == 0)
+        return false;
+    buffer[0] = 0;
+    const CSingleLock lock(m_state->section);
+    m_state->Use();
+    const nlohmann::json* value = m_state->Find(key);
+    const std::optional<std::wstring> text = value ? SettingsValue::AsText(*value) : std::nullopt;
+    if (!text || text->size() >= capacity)
+        return false;
+    *std::copy(text->begin(), text->end(), buffer) = 0;
+    return true;
+}
+
+void CSettings::SetValue(const wchar_t* key, std::int32_t value)
+{
+    const CSingleLock lock(m_state->section);
+    m_state->Use();
+    m_state->Set(key, value);
+}
+
+void CSettings::SetValue(const wchar_t* key, const wchar_t* value)
+{
+    const CSingleLock lock(m_state->section);
+    m_state->Use();
+    m_state->Set(key, SettingsValue::ToUtf8(value ? value : L""));
+}
+
+CString CSettings::GetDataFolderPath() const
+{
+    const CString folder = DataFolder::Path();
+    if (!DataFolder::Create(folder))
+        g_OrbLog.WriteLog(2, logSource, __LINE__, L"The data folder %s cannot be created (error %u).",
+                          folder.GetString(), GetLastError());
+    return folder;
+}
+
+CMainSettings::CMainSettings() : CSettings(L"MainSettings.json") {}
+CMainSettings::~CMainSettings() = default;
+
+bool CMainSettings::IsOnline() const { return GetValue(L"Main::Online", 0) != 0; }
+
+CString CMainSettings::GetMainSettingsMutex(const wchar_t* base) const
+{
+    wchar_t instance[MAX_PATH] = L"";
+    CString text;
+    if (GetValue(L"Main::Instance", instance, MAX_PATH) && instance[0] != 0)
+        text = instance;
+    else
+        text = InstanceOfFolder(GetDataFolderPath());
+    // A backslash in the name of a kernel object would name a directory of objects.
+    text.Replace(L"\\", L"_");
+    return CString(base) + L"_" + text;
+}
+
+CServiceRunSettings::CServiceRunSettings() : CSettings(L"ServiceRunSettings.json") {}
+CServiceRunSettings::~CServiceRunSettings() = default;
+
+CUserConfigurations::CUserConfigurations() : CSettings(L"UserConfigurations.json") {}
+CUserConfigurations::~CUserConfigurations() = default;
+
+CMainSettings& GetMainSettings()
+{
+    static CMainSettings settings;
+    return settings;
+}
+
+CServiceRunSettings& GetServiceRunSettings()
+{
+    static CServiceRunSettings settings;
+    return settings;
+}
+
+CUserConfigurations& GetUserConfigurations()
+{
+    static CUserConfigurations settings;
+    return settings;
+}

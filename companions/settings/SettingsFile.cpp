@@ -1,0 +1,79 @@
+#include "companions/settings/SettingsFile.h"
+
+#include "companions/settings/DataFolder.h"
+#include "support/Handle.h"
+
+#include <atomic>
+
+namespace
+{
+
+// Two writers never share a temporary file, neither threads nor processes.
+CString TemporaryPath(const CString& path)
+{
+    static std::atomic<unsigned> counter{0};
+    CString temporary;
+    temporary.Format(L"%s.%u-%u.tmp", path.GetString(), GetCurrentProcessId(), ++counter);
+    return temporary;
+}
+
+bool WriteWhole(const CString& path, const std::string& bytes)
+{
+    const FileHandle file(CreateFileW(path, GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
+    DWORD written = 0;
+    return file && WriteFile(file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr) &&
+           written == bytes.size() && FlushFileBuffers(file.Get());
+}
+
+// Replacing would succeed on some systems; a file marked read-only is meant to stay as it is.
+bool IsReadOnly(const CString& path)
+{
+    const DWORD attributes = GetFileAttributesW(path);
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0;
+}
+
+} // namespace
+
+SettingsFile::ReadResult SettingsFile::Read(std::string& bytes, unsigned long& error) const
+{
+    bytes.clear();
+    const FileHandle file(CreateFileW(m_path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                      nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file) {
+        error = GetLastError();
+        const bool missing = error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
+        return missing ? ReadResult::Missing : ReadResult::Failed;
+    }
+    char block[16 * 1024];
+    for (;;) {
+        DWORD read = 0;
+        if (!ReadFile(file.Get(), block, sizeof(block), &read, nullptr)) {
+            error = GetLastError();
+            return ReadResult::Failed;
+        }
+        if (read == 0)
+            return ReadResult::Read;
+        bytes.append(block, read);
+    }
+}
+
+bool SettingsFile::Replace(const std::string& bytes, unsigned long& error) const
+{
+    DataFolder::Create(m_path.Left(m_path.ReverseFind(L'\\')));
+    if (IsReadOnly(m_path)) {
+        error = ERROR_ACCESS_DENIED;
+        return false;
+    }
+    const CString temporary = TemporaryPath(m_path);
+    if (WriteWhole(temporary, bytes) &&
+        MoveFileExW(temporary, m_path, MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
+        return true;
+    error = GetLastError();
+    DeleteFileW(temporary);
+    return false;
+}
+
+bool SettingsFile::KeepAsBad() const
+{
+    return MoveFileExW(m_path, m_path + L".bad", MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != FALSE;
+}
