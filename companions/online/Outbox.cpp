@@ -1,0 +1,128 @@
+#include "companions/online/Outbox.h"
+
+#include "companions/logging/OrbLogging.h"
+#include "companions/settings/DataFolder.h"
+#include "companions/settings/OrbSettings.h"
+#include "support/Handle.h"
+
+#include <algorithm>
+#include <climits>
+#include <cwchar>
+
+namespace
+{
+
+constexpr const wchar_t* logSource = L"OnlineHandler";
+constexpr DWORD turnTimeoutMs = 10000;
+
+// One process and thread of the installation at a time.
+class Turn
+{
+public:
+    Turn()
+        : m_mutex(CreateMutexW(nullptr, FALSE, GetMainSettings().GetMainSettingsMutex(L"mutexs::GUID_ONLINE_OUTBOX")))
+    {
+        const DWORD result = m_mutex ? WaitForSingleObject(m_mutex.Get(), turnTimeoutMs) : WAIT_FAILED;
+        // Abandoned: its owner ended inside. The counter is replaced as a whole, so there is nothing to mend.
+        m_mine = result == WAIT_OBJECT_0 || result == WAIT_ABANDONED;
+    }
+    ~Turn()
+    {
+        if (m_mine)
+            ReleaseMutex(m_mutex.Get());
+    }
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+
+    explicit operator bool() const { return m_mine; }
+
+private:
+    KernelHandle m_mutex;
+    bool m_mine = false;
+};
+
+CString Failure(const wchar_t* what, const CString& path)
+{
+    g_OrbLog.WriteLog(2, logSource, __LINE__, L"%s: %s (error %u).", what, path.GetString(), GetLastError());
+    return CString();
+}
+
+} // namespace
+
+CString Outbox::PathOf(int number) const
+{
+    CString path;
+    path.Format(L"%s\\Transaction%d.tdb", m_folder.GetString(), number);
+    return path;
+}
+
+CString Outbox::Next(int& number, bool peek, bool reserve) const
+{
+    number = 0;
+    if (!DataFolder::Create(m_folder))
+        return Failure(L"The outbox cannot be created", m_folder);
+    const Turn turn;
+    if (!turn)
+        return Failure(L"Another process keeps the outbox", m_folder);
+    int candidate = ReadNext();
+    while (candidate < INT_MAX && GetFileAttributesW(PathOf(candidate)) != INVALID_FILE_ATTRIBUTES)
+        ++candidate;
+    if (candidate == INT_MAX)
+        return Failure(L"The outbox has no number left", m_folder);
+    const CString path = PathOf(candidate);
+    // The count goes up first: a number that was lost to a crash is better than one that is given twice.
+    if (!peek && !WriteNext(candidate + 1))
+        return Failure(L"The outbox's count cannot be written", m_folder);
+    if (reserve) {
+        const FileHandle file(CreateFileW(path, GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
+        if (!file)
+            return Failure(L"The transaction cannot be created", path);
+    }
+    number = candidate;
+    return path;
+}
+
+int Outbox::ReadNext() const
+{
+    char text[16] = "";
+    DWORD read = 0;
+    const FileHandle file(CreateFileW(m_folder + L"\\next", GENERIC_READ,
+                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                                      FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (file && ReadFile(file.Get(), text, sizeof(text) - 1, &read, nullptr)) {
+        const long next = std::strtol(text, nullptr, 10);
+        if (next > 0)
+            return static_cast<int>(next);
+    }
+    return HighestUsed() + 1;
+}
+
+// Where the count is lost, what waits for upload still shows which numbers were given.
+int Outbox::HighestUsed() const
+{
+    WIN32_FIND_DATAW found;
+    const FindHandle search(FindFirstFileW(m_folder + L"\\Transaction*.tdb", &found));
+    if (!search)
+        return 0;
+    constexpr std::size_t prefixLength = std::char_traits<wchar_t>::length(L"Transaction");
+    int highest = 0;
+    do
+        highest = std::max(highest, static_cast<int>(std::wcstol(found.cFileName + prefixLength, nullptr, 10)));
+    while (FindNextFileW(search.Get(), &found));
+    return std::min(highest, INT_MAX - 1);
+}
+
+bool Outbox::WriteNext(int number) const
+{
+    const CString temporary = m_folder + L"\\next.tmp";
+    {
+        const std::string text = std::to_string(number);
+        const FileHandle file(
+            CreateFileW(temporary, GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+        DWORD written = 0;
+        if (!file || !WriteFile(file.Get(), text.data(), static_cast<DWORD>(text.size()), &written, nullptr) ||
+            written != text.size() || !FlushFileBuffers(file.Get()))
+            return false;
+    }
+    return MoveFileExW(temporary, m_folder + L"\\next", MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != FALSE;
+}
