@@ -1,0 +1,164 @@
+#include "xml/Markup.h"
+
+#include "xml/MarkupDocument.h"
+#include "xml/MarkupEscape.h"
+
+namespace
+{
+
+std::wstring_view ViewOf(const wchar_t* text) { return text ? std::wstring_view(text) : std::wstring_view(); }
+
+// What stands between a CDATA section's brackets.
+std::wstring_view CDataContent(std::wstring_view section)
+{
+    constexpr std::size_t opening = 9; // <![CDATA[
+    constexpr std::size_t closing = 3; // ]]>
+    return section.substr(opening, section.size() - opening - closing);
+}
+
+// The direct text in what follows a start tag.
+std::wstring DirectText(std::wstring_view content)
+{
+    std::wstring text;
+    MarkupTokenizer tokenizer(content);
+    MarkupNode node;
+    std::size_t depth = 0;
+    while (tokenizer.Next(node) == MarkupTokenizer::Step::Node) {
+        const std::wstring_view markup = content.substr(node.offset, node.length);
+        if (node.type == NodeType::ElementEnd && depth-- == 0)
+            break;
+        if (node.type == NodeType::Element && !node.empty)
+            ++depth;
+        if (depth)
+            continue;
+        if (node.type == NodeType::Text || node.type == NodeType::Whitespace)
+            Unescape(markup, text);
+        else if (node.type == NodeType::CData)
+            text += CDataContent(markup);
+    }
+    return text;
+}
+
+} // namespace
+
+CMarkup::CMarkup() : m_document(std::make_unique<Document>()) { m_document->Clear(); }
+CMarkup::~CMarkup() = default;
+CMarkup::CMarkup(CMarkup&&) noexcept = default;
+CMarkup& CMarkup::operator=(CMarkup&&) noexcept = default;
+
+bool CMarkup::Load(const wchar_t* path)
+{
+    Document& document = *m_document;
+    document.Clear();
+    document.flags = 0;
+    CString text;
+    if (!ReadTextFile(path, text, &document.result, &document.flags))
+        return false;
+    document.Parse(text);
+    return true;
+}
+
+bool CMarkup::Save(const wchar_t* path)
+{
+    return WriteTextFile(path, GetDoc(), &m_document->result, &m_document->flags);
+}
+
+bool CMarkup::SetDoc(const wchar_t* text) { return SetDoc(CString(text)); }
+
+bool CMarkup::SetDoc(const CString& text)
+{
+    // The text may be this document's own.
+    const CString doc = text;
+    m_document->Clear();
+    m_document->flags = 0;
+    m_document->Parse(doc);
+    return m_document->parseError.IsEmpty();
+}
+
+const CString& CMarkup::GetDoc() const
+{
+    m_document->Flatten();
+    return m_document->text.Base();
+}
+
+const CString& CMarkup::GetResult() const { return m_document->result; }
+const CString& CMarkup::GetParseError() const { return m_document->parseError; }
+std::uint64_t CMarkup::Work() const { return m_document->work + m_document->text.Work(); }
+
+void CMarkup::ResetPosition() { m_document->cursor = {}; }
+
+bool CMarkup::FindElement(const wchar_t* name)
+{
+    Document& document = *m_document;
+    const ElementIndex& index = document.index;
+    const auto& cursor = document.cursor;
+    const std::wstring_view wanted = ViewOf(name);
+    std::uint32_t element = cursor.current ? index[cursor.current].next : index[cursor.parent].firstChild;
+    for (; element; element = index[element].next) {
+        ++document.work;
+        if (document.HasName(element, wanted)) {
+            document.cursor.MoveTo(element);
+            return true;
+        }
+    }
+    return false;
+}
+
+bool CMarkup::EnterElement()
+{
+    auto& cursor = m_document->cursor;
+    if (!cursor.current || cursor.type != NodeType::Element)
+        return false;
+    const std::uint32_t parent = cursor.current;
+    cursor.MoveTo(cursor.child);
+    cursor.parent = parent;
+    return true;
+}
+
+bool CMarkup::LeaveElement()
+{
+    auto& cursor = m_document->cursor;
+    if (!cursor.parent)
+        return false;
+    const std::uint32_t left = cursor.current;
+    cursor.MoveTo(cursor.parent);
+    cursor.parent = m_document->index[cursor.parent].parent;
+    cursor.child = left;
+    return true;
+}
+
+CString CMarkup::GetAttribute(const wchar_t* name) const
+{
+    const std::uint32_t element = m_document->cursor.current;
+    if (!element)
+        return {};
+    const std::wstring_view value = m_document->AttributesOf(element).Find(ViewOf(name));
+    if (value.find(L'&') == std::wstring_view::npos)
+        return CString(value);
+    std::wstring decoded;
+    Unescape(value, decoded);
+    return CString(std::wstring_view(decoded));
+}
+
+CString CMarkup::GetElementText() const
+{
+    const Document& document = *m_document;
+    if (!document.cursor.current)
+        return {};
+    const ElementRecord& record = document.index[document.cursor.current];
+    if (record.flags & ElementRecord::kEmpty)
+        return {};
+    std::wstring scratch;
+    const std::wstring_view markup = document.text.Range(record.start, record.end, scratch);
+    return CString(std::wstring_view(DirectText(markup.substr(record.headLength + 1))));
+}
+
+CString CMarkup::GetElementMarkup() const
+{
+    const Document& document = *m_document;
+    if (!document.cursor.current)
+        return {};
+    const ElementRecord& record = document.index[document.cursor.current];
+    std::wstring scratch;
+    return CString(document.text.Range(record.start, record.end, scratch));
+}

@@ -1,0 +1,89 @@
+#include "xml/MarkupDocument.h"
+
+#include "xml/MarkupParser.h"
+
+void CMarkup::Document::Cursor::MoveTo(std::uint32_t element)
+{
+    current = element;
+    child = 0;
+    type = element ? NodeType::Element : NodeType::ElementEnd;
+}
+
+void CMarkup::Document::Clear()
+{
+    text.Reset({});
+    index.Reset(0);
+    cursor = {};
+    result.Empty();
+    parseError.Empty();
+    complete = true;
+    attributesOf = 0;
+}
+
+void CMarkup::Document::Parse(const CString& doc)
+{
+    text.Reset(doc);
+    cursor = {};
+    attributesOf = 0;
+    std::wstring error = BuildIndex();
+    complete = error.empty();
+    // What is wrong with the whole says more than what is wrong with one tag.
+    if (const std::wstring structure = StructureError(); !structure.empty())
+        error = structure;
+    parseError = error;
+    if (!result.IsEmpty() && !error.empty())
+        result += L", ";
+    result += parseError;
+}
+
+std::wstring CMarkup::Document::BuildIndex()
+{
+    const std::wstring_view doc = text.Base().View();
+    index.Reset(doc.size());
+    MarkupParser parser(doc, 0, index);
+    parser.Parse(0);
+    index[0].firstChild = parser.First();
+    work += doc.size();
+    return parser.Error();
+}
+
+std::wstring CMarkup::Document::StructureError() const
+{
+    if (text.Length() == 0)
+        return L"Empty document";
+    const std::uint32_t root = index[0].firstChild;
+    if (root == 0)
+        return L"No root element";
+    return index[root].next ? L"Root element has sibling" : L"";
+}
+
+void CMarkup::Document::Flatten()
+{
+    if (text.IsFlat())
+        return;
+    Relocation relocated = text.Flatten();
+    // Removed elements are moved along; nothing leads to them any more.
+    for (std::uint32_t number = 1; number < index.Count(); ++number) {
+        ElementRecord& record = index[number];
+        record.start = relocated(record.start);
+        record.end = relocated(record.end - 1) + 1;
+    }
+    work += index.Count();
+    attributesOf = 0;
+}
+
+bool CMarkup::Document::HasName(std::uint32_t element, std::wstring_view name) const
+{
+    const std::wstring_view found = Head(index[element]).substr(1);
+    return found.starts_with(name) && (found.size() == name.size() || EndsTagName(found[name.size()]));
+}
+
+const AttributeTable& CMarkup::Document::AttributesOf(std::uint32_t element)
+{
+    if (attributesOf != element) {
+        attributes.Read(Head(index[element]));
+        attributesOf = element;
+        work += index[element].headLength;
+    }
+    return attributes;
+}

@@ -1,0 +1,62 @@
+// What a CMarkup holds: the text, the index of its elements, the cursor.
+//
+// Private to this folder. Navigation and reading are in Markup.cpp, edits in
+// MarkupEdit.cpp, and what both need is here.
+#pragma once
+
+#include "xml/AttributeTable.h"
+#include "xml/ElementIndex.h"
+#include "xml/Markup.h"
+#include "xml/MarkupTokenizer.h"
+#include "xml/PieceText.h"
+
+struct CMarkup::Document {
+    struct Cursor {
+        std::uint32_t parent = 0;
+        std::uint32_t current = 0;
+        std::uint32_t child = 0; // where EnterElement goes on
+        NodeType type = NodeType::ElementEnd;
+
+        void MoveTo(std::uint32_t element);
+    };
+
+    // Forgets everything but the encoding.
+    void Clear();
+    // Takes a text and parses it; the result is kept as the load left it.
+    void Parse(const CString& doc);
+    // Makes one text of what edits left in pieces.
+    void Flatten();
+
+    const wchar_t* HeadOf(const ElementRecord& record) const { return text.At(record.start); }
+    std::wstring_view Head(const ElementRecord& record) const { return {HeadOf(record), record.headLength}; }
+    bool HasName(std::uint32_t element, std::wstring_view name) const;
+    const AttributeTable& AttributesOf(std::uint32_t element);
+
+    // Parses the text into the index; returns the error of the tags.
+    std::wstring BuildIndex();
+    std::wstring StructureError() const;
+
+    // A new element's text, staged, becomes part of the document at the cursor,
+    // which goes to it. Its record needs no links yet.
+    bool CanInsert(std::size_t units);
+    std::uint32_t Stage(std::wstring_view markup);
+    void Insert(std::uint32_t element);
+    void OpenUp(std::uint32_t element);
+    void PlaceInto(std::uint32_t parent, std::uint32_t staged, std::uint32_t length);
+    std::uint32_t EndTagOf(const ElementRecord& record) const;
+    // The number of the one element staged there; 0 when it is not exactly one.
+    std::uint32_t ParseStaged(std::uint32_t staged, std::wstring_view markup);
+
+    PieceText text;
+    ElementIndex index;
+    Cursor cursor;
+    CString result;
+    CString parseError;
+    std::uint32_t flags = 0;
+    // False when an error stopped the index: what comes after it is not known, so
+    // nothing can be placed in relation to it.
+    bool complete = true;
+    AttributeTable attributes;
+    std::uint32_t attributesOf = 0;
+    std::uint64_t work = 0;
+};

@@ -1,0 +1,76 @@
+// Cuts a text into XML constructs, one at a time, in one pass.
+//
+// It knows nothing of nesting: that is the parser's part. It holds a view only,
+// so the text must outlive it. One object belongs to one thread.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+enum class NodeType : std::uint16_t {
+    ElementEnd = 0,
+    Element = 1,
+    Text = 2,
+    Whitespace = 4,
+    CData = 8,
+    ProcessingInstruction = 16,
+    Comment = 32,
+    DocType = 64,
+};
+
+struct MarkupNode {
+    NodeType type;
+    bool empty;             // <name/>
+    std::size_t offset;     // of its first unit
+    std::size_t length;     // of all of it
+    std::size_t headLength; // a start tag without its closing ">" or "/>"
+};
+
+bool IsMarkupSpace(wchar_t unit);
+bool EndsTagName(wchar_t unit);
+// The tag name that begins at `start`; empty when there is none.
+std::wstring_view TagNameAt(std::wstring_view text, std::size_t start);
+
+class MarkupTokenizer
+{
+public:
+    enum class Step { Node, End, Failed };
+
+    // Both texts are fixed parts of the message for people.
+    struct Failure {
+        const wchar_t* construct;
+        std::size_t offset;
+        bool unterminated;
+    };
+
+    explicit MarkupTokenizer(std::wstring_view text) : m_text(text) {}
+
+    // After Failed, or End, it stays where it is.
+    Step Next(MarkupNode& node);
+    const Failure& GetFailure() const { return m_failure; }
+    std::size_t Position() const { return m_next; }
+
+private:
+    Step ReadText(MarkupNode& node);
+    Step ReadStartTag(MarkupNode& node);
+    Step ReadEndTag(MarkupNode& node);
+    Step ReadDeclaration(MarkupNode& node);
+    Step ReadComment(MarkupNode& node);
+    Step ReadCData(MarkupNode& node);
+    Step ReadDocType(MarkupNode& node);
+    // Up to and with `closing`, looked for from `from`.
+    Step ReadUntil(MarkupNode& node, NodeType type, std::size_t from, std::wstring_view closing,
+                   const wchar_t* construct);
+    // True when the declaration continues with `keyword`; the failure is set otherwise.
+    bool ReadKeyword(std::wstring_view keyword, const wchar_t* construct, const wchar_t* incorrect);
+    std::size_t SkipQuoted(std::size_t quote) const;
+
+    Step Take(MarkupNode& node, NodeType type, std::size_t end);
+    Step Unterminated(const wchar_t* construct);
+    Step Incorrect(const wchar_t* construct, std::size_t offset);
+
+    std::wstring_view m_text;
+    std::size_t m_next = 0;
+    Failure m_failure = {};
+};
