@@ -28,6 +28,10 @@ if(ORB_DEPS)
 else()
     add_library(orb_deps INTERFACE)
 endif()
+if(WIN32)
+    # The hash tables' generated configuration names a type that Windows does not have.
+    target_compile_definitions(orb_deps INTERFACE u_int16_t=uint16_t)
+endif()
 
 # orb_library(name [sources...]): the objects of one folder.
 function(orb_library name)

@@ -1,0 +1,168 @@
+// OrbFilter: the backup selection.
+//
+// It holds the rules, read from XML files, grouped by drive, and answers whether
+// a path is selected. The rule maps have no lock of their own: loading and
+// editing must not overlap checks, and checks on one object must not overlap
+// each other (looking a drive up may add an empty entry for it). The junction
+// cache and the set of scanned directories have one and may be used from any
+// thread. No operation throws, except on lack of memory.
+#pragma once
+
+#include "companions/readerswriters/ReadersWriters.h"
+#include "mfc/CString.h"
+#include "orbwatcher4/Export.h"
+#include "orbwatcher4/ExtProperties.h"
+#include "orbwatcher4/SmartScanCaller.h"
+#include "orbwatcher4/filter/Filter.h"
+
+#include <sparsehash/dense_hash_set>
+
+#include <atomic>
+#include <cstdint>
+#include <map>
+#include <vector>
+
+class CMarkup;
+class OverlayCache;
+
+// One drive of the selection, as the watcher follows it.
+struct DriveGuidInfo {
+    std::int32_t serial = 0;    // volume serial number; 0: not recorded
+    bool volumeMatches = false; // the volume was found mounted; later: the drive is being watched
+    std::int32_t removed = 0;   // 1: the drive must no longer be watched
+};
+// Keyed by root, as StripToRoot gives it.
+using DriveList = std::map<CString, DriveGuidInfo>;
+
+// Where a store says how much it holds; GetTotalItems reports from the last two words.
+struct ItemCounters {
+    std::uint64_t reserved[7] = {};
+    std::atomic<std::uint64_t> begin{0};
+    std::atomic<std::uint64_t> end{0};
+};
+
+class ORBWATCHER4_API OrbFilter
+{
+public:
+    OrbFilter();
+    // The rules are shared, everything else is copied; nobody may hold the source's lock.
+    OrbFilter(const OrbFilter& other);
+    OrbFilter& operator=(const OrbFilter& other);
+    ~OrbFilter();
+
+    // The key of every map: the path's root in lower case (c:\ or \\server\share).
+    static CString StripToRoot(const wchar_t* path);
+
+    // --- Loading. Errors go to the log; false when a file could not be read or is malformed. ---
+
+    // Reads up to three files; what was held before stays. A failure stops at the failing file and keeps
+    // what came before it. The rules are in order afterwards, also after a failure.
+    bool LoadXmlFilters(const wchar_t* dataFile, const wchar_t* autoExcludeFile, const wchar_t* advancedFile);
+    // Rules go to `out` when it is given, into this filter otherwise. autoExclude: exclusions are the
+    // product's, not the user's. markFlag: every rule also covers hidden files (0x4000). readItemText:
+    // keep each rule's markup.
+    bool LoadXmlFilter(const wchar_t* file, bool autoExclude, FilterList* out, bool markFlag, bool readItemText);
+    bool LoadXmlFilterAdvanced(const wchar_t* file);
+
+    // --- Editing. ---
+
+    bool AddSingleFilter(const FilterPtr& rule, bool sort);
+    bool AddAdvancedFilter(const FilterPtr& rule, bool sort);
+    // byValue false: that very object; true: every rule of its drive equal in type, path (case ignored),
+    // exclude and pluginId. alsoFromXml: the data file loses the matching items, too. True when something
+    // was removed.
+    bool RemoveSingleFilter(FilterPtr rule, bool byValue, bool alsoFromXml);
+    // False when a rule of the same path (case ignored), type, mask and pluginId has the opposite kind.
+    bool CheckRuleNoConflict(const FilterPtr& rule) const;
+    void Sort();
+    void SortAdvancedFilters();
+    bool UpdateFilterProfileIDs(__int64 oldId, __int64 newId);
+    // Files the rules of one root under another: copies whose paths are lower-cased and led to the new root.
+    // False when there are none.
+    bool MoveDriveRules(const wchar_t* from, const wchar_t* to);
+    // Empties the two rule maps only.
+    void ClearAll();
+    // The rules, file names and what was read with them become those of the other one; lock, caches and
+    // links stay.
+    void TakeRulesFrom(OrbFilter& other);
+    bool HasRules() const;
+
+    // --- Deciding. Paths compare without regard to case. ---
+
+    InclusionType CheckForInclusion(const wchar_t* path, FilterList* matched, bool clearMatched, bool useIndexCache);
+    InclusionType CheckForAdvancedInclusionEx(const wchar_t* path, FilterPtr rule);
+    // `deciding`, when given, receives the advanced rule that decided, or null.
+    InclusionType CheckForAdvancedInclusion(const wchar_t* path, FilterPtr* deciding = nullptr);
+    bool IsSkipAdvancedFilterCheck(const wchar_t* path, FilterList matched);
+    bool IsDRFilter(FilterPtr rule);
+    bool IsDriveIncludeRules(const wchar_t* drive);
+    bool IsDriveIncludeOnlyFiles(const wchar_t* drive);
+
+    // --- Lists. A drive may be named by its root or by any path on it. ---
+
+    DriveList GenerateDriveList();
+    std::vector<CString> GenerateDirectoryList(const wchar_t* drive, WatcherEnum::IncEx kind);
+    std::vector<CString> GenerateFileList(const wchar_t* drive, WatcherEnum::IncEx kind);
+    void GetExplicitFiles(const wchar_t* drive, std::vector<CString>& files);
+    void GenerateExtensionMap(ExtensionMap& map);
+    // Every rule of the drive, in order.
+    FilterList RulesOf(const wchar_t* drive) const;
+
+    // --- Walking. Progress and finds go to the caller; takes effect with the first enumeration. ---
+
+    bool ScanDirectory(const wchar_t* path, const wchar_t* pattern, bool includeHidden, SmartScanCaller* caller,
+                       bool recurse);
+    // `context` is an abort event or null. False only when it was set or the caller aborted.
+    bool SmartScanDirectory(const wchar_t* path, const wchar_t* pattern, bool includeHidden, SmartScanCaller* caller,
+                            void* context, bool recurse);
+    // A path that runs through a known junction is rewritten to the junction's destination.
+    void UpdateJunctionDestination(CString& path);
+    // Forgets the scanned directories; the junctions stay known.
+    void ClearJunctionCache();
+
+    // --- Links to other objects, which must outlive this one or be taken back with null. ---
+
+    void SetIncludeRoots(std::vector<CString> roots) { m_includeRoots = std::move(roots); }
+    void SetNotificationStore(const ItemCounters* store) { m_store = store; }
+    void SetOverlayCache(OverlayCache* overlay) { m_overlay = overlay; }
+    void SetSecondaryFilter(OrbFilter* secondary) { m_secondary = secondary; }
+    // The difference of the store's two element words as it stands, not divided; 0 without a store.
+    unsigned __int64 GetTotalItems();
+
+    const CString& DataFile() const { return m_dataFile; }
+    const CString& GlobalExclude() const { return m_globalExclude; }
+    const CString& BackupFolder() const { return m_backupFolder; }
+    bool NetworkInclude() const { return m_networkInclude; }
+
+private:
+    friend class JunctionAccess; // tests and the walk fill the cache through it
+
+    using RuleMap = std::map<CString, FilterList>;
+    struct VolumeTable;
+
+    // True when the directory was not known yet; `dir` gets its trailing backslash.
+    bool AddScannedDirectory(CString& dir);
+    void RememberJunction(const CString& junction, const CString& destination);
+    bool ReadRule(CMarkup& document, bool autoExclude, FilterList* out, bool markFlag, bool readItemText,
+                  const VolumeTable& volumes);
+    void HandOn(const FilterPtr& rule, FilterList* out);
+    void ReadAdvancedRule(CMarkup& document);
+    void ReadBackupFolder();
+    bool RemoveFromDataFile(const Filter& rule) const;
+
+    RuleMap m_driveRules;
+    RuleMap m_advancedRules;
+    std::map<CString, CString> m_junctions; // lower-cased junction ending in "\" to destination; guarded by m_lock
+    ReadersWriters m_lock;
+    google::dense_hash_set<std::uint64_t> m_scanned; // keys of lower-cased paths; guarded by m_lock
+    CString m_dataFile;
+    CString m_autoExcludeFile;
+    CString m_advancedFile;
+    CString m_globalExclude;
+    OverlayCache* m_overlay = nullptr;
+    const ItemCounters* m_store = nullptr;
+    CString m_backupFolder; // ends in "\"; empty when none is set
+    OrbFilter* m_secondary = nullptr;
+    std::vector<CString> m_includeRoots;
+    bool m_networkInclude = false;
+};

@@ -1,0 +1,62 @@
+// The decisions of the selection: which rules speak of a path, and what follows.
+//
+// Pure functions of their arguments; rules must stand in the rule order. Any thread.
+#pragma once
+
+#include "orbwatcher4/filter/Filter.h"
+
+#include <functional>
+#include <string_view>
+
+namespace Decisions
+{
+
+// Separators among all units but the last one, so that a folder has one depth with and without its
+// trailing backslash.
+int Depth(std::wstring_view path);
+
+// Deeper paths first, then exclusions, then shorter masks.
+bool ComesBefore(const FilterPtr& left, const FilterPtr& right);
+void SortRules(FilterList& rules);
+
+// Calls `entry` with each ";"-separated entry that the path ends in, until it returns false.
+void ForEachMatchingEntry(std::wstring_view mask, std::wstring_view path,
+                          const std::function<bool(std::wstring_view)>& entry);
+bool MatchesMask(std::wstring_view mask, std::wstring_view path);
+
+// Does the rule speak of this path at all (before masks are looked at)?
+bool Applies(const Filter& rule, std::wstring_view path, int pathDepth);
+
+// The ordinary rules of one drive. `included`: the index knows the path already. Rules that took part are
+// appended to `matched` when it is given.
+InclusionType CheckRules(const FilterList& rules, std::wstring_view path, bool included, FilterList* matched);
+
+// What the advanced checks ask of the machine and tell the log.
+class AdvancedHost
+{
+public:
+    // 0xFFFFFFFF when the path is not there.
+    virtual std::uint32_t Attributes(const wchar_t* path) = 0;
+    virtual void RegexFailed(const Filter& rule) = 0;
+    // No entry of an all-paths rule matched: the file is kept out (include rule) or let in.
+    virtual void EndingsMissed(const wchar_t* path, bool excluded) = 0;
+
+protected:
+    ~AdvancedHost() = default;
+};
+
+struct AdvancedResult {
+    InclusionType result = Included;
+    FilterPtr deciding; // null when no rule decided
+};
+
+AdvancedResult CheckAdvancedRule(const FilterPtr& rule, const wchar_t* path, AdvancedHost& host);
+// `allPaths` is the first rule filed for all paths, or null.
+AdvancedResult CheckAdvancedRules(const FilterList& rules, const FilterPtr& allPaths, const wchar_t* path,
+                                  AdvancedHost& host);
+
+bool IsDisasterRecovery(const Filter& rule);
+// An item that was selected so explicitly that automatic exclusions must not touch it.
+bool SelectedExplicitly(const FilterList& matched);
+
+} // namespace Decisions

@@ -1,0 +1,94 @@
+// The checks of OrbFilter: the decisions, asked with the machine's own answers.
+#include "companions/indexdb/OrbIndexDB.h"
+#include "companions/logging/OrbLogging.h"
+#include "orbwatcher4/OrbFilter.h"
+#include "orbwatcher4/filter/Decisions.h"
+#include "support/CaseFold.h"
+
+#include <windows.h>
+
+#include <algorithm>
+
+namespace
+{
+
+class Machine final : public Decisions::AdvancedHost
+{
+public:
+    std::uint32_t Attributes(const wchar_t* path) override { return GetFileAttributesW(path); }
+
+    void RegexFailed(const Filter&) override
+    {
+        g_OrbLog.WriteLog(2, L"OrbFilter", __LINE__, L"Regular expression failed to compile, skipping rule check");
+        g_OrbLog.Log(L"Treating file as included");
+    }
+
+    void EndingsMissed(const wchar_t* path, bool excluded) override
+    {
+        g_OrbLog.Log(L"all selections extension rule did not match the file");
+        g_OrbLog.Log(excluded ? L"File: %s is Excluded due to all selections extension rule"
+                              : L"File: %s is Included due to all selections extension rule",
+                     path);
+    }
+};
+
+} // namespace
+
+InclusionType OrbFilter::CheckForInclusion(const wchar_t* path, FilterList* matched, bool clearMatched,
+                                           bool useIndexCache)
+{
+    if (clearMatched && matched)
+        matched->clear();
+    // The backup destination is never backed up.
+    if (!m_backupFolder.IsEmpty() && BeginsNoCase(path, m_backupFolder.View()))
+        return NotIncluded;
+    CachedDatum datum;
+    const bool included = useIndexCache && CIndexDB::GetCachedData(path, datum);
+    return Decisions::CheckRules(m_driveRules[StripToRoot(path)], path, included, matched);
+}
+
+InclusionType OrbFilter::CheckForAdvancedInclusionEx(const wchar_t* path, FilterPtr rule)
+{
+    Machine machine;
+    return Decisions::CheckAdvancedRule(rule, path, machine).result;
+}
+
+InclusionType OrbFilter::CheckForAdvancedInclusion(const wchar_t* path, FilterPtr* deciding)
+{
+    if (deciding)
+        deciding->reset();
+    if (m_advancedRules.empty())
+        return Included;
+    const auto everywhere = m_advancedRules.find(CString(AllPaths));
+    const auto drive = m_advancedRules.find(StripToRoot(path));
+    static const FilterList none;
+    const bool hasAllPaths = everywhere != m_advancedRules.end() && !everywhere->second.empty();
+    Machine machine;
+    const Decisions::AdvancedResult answer =
+        Decisions::CheckAdvancedRules(drive == m_advancedRules.end() ? none : drive->second,
+                                      hasAllPaths ? everywhere->second.front() : nullptr, path, machine);
+    if (deciding)
+        *deciding = answer.deciding;
+    return answer.result;
+}
+
+bool OrbFilter::IsSkipAdvancedFilterCheck(const wchar_t*, FilterList matched)
+{
+    return m_advancedRules.empty() || Decisions::SelectedExplicitly(matched);
+}
+
+bool OrbFilter::IsDRFilter(FilterPtr rule) { return Decisions::IsDisasterRecovery(*rule); }
+
+bool OrbFilter::IsDriveIncludeRules(const wchar_t* drive)
+{
+    const FilterList rules = RulesOf(drive);
+    return std::any_of(rules.begin(), rules.end(),
+                       [](const FilterPtr& rule) { return rule->incEx == WatcherEnum::Include; });
+}
+
+bool OrbFilter::IsDriveIncludeOnlyFiles(const wchar_t* drive)
+{
+    const FilterList rules = RulesOf(drive);
+    return std::none_of(rules.begin(), rules.end(),
+                        [](const FilterPtr& rule) { return rule->incEx == WatcherEnum::Include && rule->type == 1; });
+}

@@ -1,0 +1,77 @@
+// Taking rules out of the selection, and whether a new one fits in.
+#include "companions/logging/OrbLogging.h"
+#include "orbwatcher4/OrbFilter.h"
+#include "support/CaseFold.h"
+#include "support/Numbers.h"
+#include "xml/Markup.h"
+
+#include <algorithm>
+
+namespace
+{
+
+bool SameValue(const Filter& left, const Filter& right)
+{
+    return (left.type != 0) == (right.type != 0) && left.exclude == right.exclude && left.pluginId == right.pluginId &&
+           EqualNoCase(left.path.View(), right.path.View());
+}
+
+// A folder's path may be written without its trailing backslash.
+CString RulePathOf(const CMarkup& item, bool folder)
+{
+    CString path = item.GetAttribute(L"path");
+    if (folder && !path.IsEmpty() && path[path.GetLength() - 1] != L'\\')
+        path += L'\\';
+    return path;
+}
+
+bool IsItemOf(const CMarkup& item, const Filter& rule)
+{
+    const bool folder = ToInt32(item.GetAttribute(L"type").View()) != 0;
+    return folder == (rule.type != 0) && (ToInt32(item.GetAttribute(L"exclude").View()) == 1) == rule.exclude &&
+           ToInt32(item.GetAttribute(L"pluginId").View()) == rule.pluginId &&
+           EqualNoCase(RulePathOf(item, folder).View(), rule.path.View());
+}
+
+} // namespace
+
+bool OrbFilter::RemoveSingleFilter(FilterPtr rule, bool byValue, bool alsoFromXml)
+{
+    if (!rule)
+        return false;
+    bool removed = false;
+    const auto drive = m_driveRules.find(StripToRoot(rule->path));
+    if (drive != m_driveRules.end())
+        removed = std::erase_if(drive->second, [&](const FilterPtr& held) {
+                      return byValue ? SameValue(*held, *rule) : held == rule;
+                  }) > 0;
+    if (alsoFromXml)
+        removed = RemoveFromDataFile(*rule) || removed;
+    return removed;
+}
+
+bool OrbFilter::RemoveFromDataFile(const Filter& rule) const
+{
+    CMarkup document;
+    if (m_dataFile.IsEmpty() || !document.Load(m_dataFile) || !document.GetParseError().IsEmpty()) {
+        g_OrbLog.WriteLog(2, L"OrbFilter", __LINE__, L"Failed to load Data XML File");
+        return false;
+    }
+    if (!document.FindElement(L"Data") || !document.EnterElement())
+        return false;
+    bool removed = false;
+    while (document.FindElement(L"Item"))
+        if (IsItemOf(document, rule))
+            removed = document.RemoveElement() || removed;
+    return removed && document.Save(m_dataFile);
+}
+
+bool OrbFilter::CheckRuleNoConflict(const FilterPtr& rule) const
+{
+    const FilterList held = RulesOf(rule->path);
+    return std::none_of(held.begin(), held.end(), [&](const FilterPtr& other) {
+        return other->incEx != rule->incEx && (other->type != 0) == (rule->type != 0) &&
+               other->pluginId == rule->pluginId && other->mask == rule->mask &&
+               EqualNoCase(other->path.View(), rule->path.View());
+    });
+}

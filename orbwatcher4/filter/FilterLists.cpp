@@ -1,0 +1,71 @@
+// The lists that OrbFilter derives from its rules.
+#include "companions/logging/OrbLogging.h"
+#include "orbwatcher4/OrbFilter.h"
+
+#include <algorithm>
+
+namespace
+{
+
+std::vector<CString> PathsOf(const FilterList& rules, std::int32_t type, WatcherEnum::IncEx kind)
+{
+    std::vector<CString> paths;
+    for (const FilterPtr& rule : rules)
+        if ((rule->type != 0) == (type != 0) && rule->incEx == kind)
+            paths.push_back(rule->path);
+    return paths;
+}
+
+} // namespace
+
+DriveList OrbFilter::GenerateDriveList()
+{
+    DriveList drives;
+    for (const auto& [root, rules] : m_driveRules) {
+        g_OrbLog.Log(L"Adding Drive: %s", root.GetString());
+        if (rules.empty()) {
+            g_OrbLog.WriteLog(2, L"OrbFilter", __LINE__, L"No filters specified for drive -- SKIP");
+            continue;
+        }
+        drives[root] = {rules.front()->vid, rules.front()->volumeFound, 0};
+    }
+    return drives;
+}
+
+FilterList OrbFilter::RulesOf(const wchar_t* drive) const
+{
+    const auto found = m_driveRules.find(StripToRoot(drive));
+    return found == m_driveRules.end() ? FilterList() : found->second;
+}
+
+std::vector<CString> OrbFilter::GenerateDirectoryList(const wchar_t* drive, WatcherEnum::IncEx kind)
+{
+    return PathsOf(RulesOf(drive), 1, kind);
+}
+
+std::vector<CString> OrbFilter::GenerateFileList(const wchar_t* drive, WatcherEnum::IncEx kind)
+{
+    return PathsOf(RulesOf(drive), 0, kind);
+}
+
+void OrbFilter::GetExplicitFiles(const wchar_t* drive, std::vector<CString>& files)
+{
+    const std::vector<CString> paths = PathsOf(RulesOf(drive), 0, WatcherEnum::Include);
+    files.insert(files.end(), paths.begin(), paths.end());
+}
+
+void OrbFilter::GenerateExtensionMap(ExtensionMap& map)
+{
+    for (const auto& [root, rules] : m_driveRules)
+        for (const FilterPtr& rule : rules) {
+            if (rule->incEx == WatcherEnum::Exclude || rule->pluginId < 0)
+                continue;
+            std::wstring_view mask = rule->mask.View();
+            while (!mask.empty()) {
+                const std::wstring_view token = mask.substr(0, mask.find(L';'));
+                if (!token.empty())
+                    map[CString(token).MakeLower()].profile = rule->pluginId;
+                mask.remove_prefix(std::min(mask.size(), token.size() + 1));
+            }
+        }
+}

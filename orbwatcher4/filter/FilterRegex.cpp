@@ -1,0 +1,78 @@
+#include "orbwatcher4/filter/FilterRegex.h"
+
+#include <pcrecpp.h>
+
+#include <codecvt>
+#include <locale>
+#include <optional>
+#include <string>
+
+namespace
+{
+
+// Patterns and texts go to the matcher as UTF-8 bytes; nothing for a text that holds a lone surrogate.
+std::optional<std::string> ToUtf8(const wchar_t* text)
+{
+    std::u16string units;
+    for (; *text; ++text)
+        units.push_back(static_cast<char16_t>(*text));
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+    std::wstring_convert<std::codecvt_utf8_utf16<char16_t, 0x10FFFF>, char16_t> convert;
+#pragma GCC diagnostic pop
+    try {
+        return convert.to_bytes(units);
+    } catch (const std::range_error&) {
+        return std::nullopt;
+    }
+}
+
+} // namespace
+
+FilterRegex::FilterRegex() = default;
+FilterRegex::FilterRegex(const FilterRegex&) = default;
+FilterRegex& FilterRegex::operator=(const FilterRegex&) = default;
+FilterRegex::~FilterRegex() = default;
+
+bool FilterRegex::Compile(const wchar_t* pattern)
+{
+    if (!pattern || !*pattern) {
+        m_status = EmptyPattern;
+        m_error = L"Specified RE pattern is empty";
+        return false;
+    }
+    Reset();
+    m_attempted = true;
+    const std::optional<std::string> bytes = ToUtf8(pattern);
+    if (!bytes) {
+        m_status = CompilationFailed;
+        m_error = L"bad conversion";
+        return false;
+    }
+    const auto compiled = std::make_shared<pcrecpp::RE>(*bytes);
+    if (!compiled->error().empty()) {
+        m_status = CompilationFailed;
+        m_error = CString();
+        for (const char byte : compiled->error())
+            m_error += static_cast<wchar_t>(static_cast<unsigned char>(byte));
+    }
+    m_compiled = compiled;
+    return m_status == NoError;
+}
+
+bool FilterRegex::Match(const wchar_t* text) const
+{
+    if (!m_compiled || m_status != NoError)
+        return false;
+    const std::optional<std::string> bytes = ToUtf8(text);
+    int consumed = 0;
+    return bytes && m_compiled->DoMatch(*bytes, pcrecpp::RE::UNANCHORED, &consumed, nullptr, 0);
+}
+
+void FilterRegex::Reset()
+{
+    m_compiled.reset();
+    m_attempted = false;
+    m_status = NoError;
+    m_error.Empty();
+}

@@ -1,0 +1,41 @@
+// The compiled regular expression of a rule.
+//
+// Copies share the compiled pattern. Matching may happen on several threads at
+// once; compiling may not overlap anything.
+#pragma once
+
+#include "mfc/CString.h"
+#include "orbwatcher4/Export.h"
+
+#include <memory>
+
+namespace pcrecpp
+{
+class RE;
+}
+
+class ORBWATCHER4_API FilterRegex
+{
+public:
+    enum Status : int { NoError = 0, EmptyPattern = 1, CompilationFailed = 2 };
+
+    FilterRegex();
+    FilterRegex(const FilterRegex&);
+    FilterRegex& operator=(const FilterRegex&);
+    ~FilterRegex();
+
+    // True exactly when the status is NoError afterwards.
+    bool Compile(const wchar_t* pattern);
+    // Unanchored. False without a good pattern, and for a text that is no UTF-16.
+    bool Match(const wchar_t* text) const;
+    Status GetStatus() const { return m_status; }
+    bool Attempted() const { return m_attempted; }
+    const CString& GetError() const { return m_error; }
+    void Reset();
+
+private:
+    std::shared_ptr<const pcrecpp::RE> m_compiled;
+    bool m_attempted = false;
+    Status m_status = NoError;
+    CString m_error;
+};

@@ -1,0 +1,155 @@
+#include "orbwatcher4/OrbFilter.h"
+
+#include "orbwatcher4/filter/Decisions.h"
+#include "support/CaseFold.h"
+
+#include <windows.h>
+
+#include <shlwapi.h>
+
+#include <cstring>
+
+namespace
+{
+
+constexpr std::uint64_t EmptyScannedKey = 0xFFFFFFFFFFFFFFFFull;
+
+void SortAll(std::map<CString, FilterList>& map)
+{
+    for (auto& [root, rules] : map)
+        Decisions::SortRules(rules);
+}
+
+} // namespace
+
+OrbFilter::OrbFilter() { m_scanned.set_empty_key(EmptyScannedKey); }
+
+OrbFilter::OrbFilter(const OrbFilter& other) : OrbFilter() { *this = other; }
+
+OrbFilter& OrbFilter::operator=(const OrbFilter& other)
+{
+    if (this != &other) {
+        m_driveRules = other.m_driveRules;
+        m_advancedRules = other.m_advancedRules;
+        m_junctions = other.m_junctions;
+    }
+    // The lock's state is copied as raw bytes: free in the source, free in the copy.
+    std::memcpy(static_cast<void*>(&m_lock), static_cast<const void*>(&other.m_lock), sizeof m_lock);
+    m_scanned = other.m_scanned;
+    m_dataFile = other.m_dataFile;
+    m_autoExcludeFile = other.m_autoExcludeFile;
+    m_advancedFile = other.m_advancedFile;
+    m_globalExclude = other.m_globalExclude;
+    m_overlay = other.m_overlay;
+    m_store = other.m_store;
+    m_backupFolder = other.m_backupFolder;
+    m_secondary = other.m_secondary;
+    m_includeRoots = other.m_includeRoots;
+    m_networkInclude = other.m_networkInclude;
+    return *this;
+}
+
+OrbFilter::~OrbFilter() = default;
+
+CString OrbFilter::StripToRoot(const wchar_t* path)
+{
+    // The shell cuts in place; its buffer has no length of its own, so that a long path is safe.
+    CString root(path);
+    PathStripToRootW(root.GetBuffer(std::max(root.GetLength(), MAX_PATH)));
+    root.ReleaseBuffer();
+    return root.MakeLower();
+}
+
+bool OrbFilter::AddSingleFilter(const FilterPtr& rule, bool sort)
+{
+    const CString key = StripToRoot(rule->path);
+    FilterList& rules = m_driveRules[key];
+    if (rule->incEx == WatcherEnum::Include && !(rule->flags & RuleFlags::DedupCandidate)) {
+        CString root = key;
+        if (root.IsEmpty() || root[root.GetLength() - 1] != L'\\')
+            root += L'\\';
+        // A whole-drive include also speaks for each folder of the list on that drive.
+        if (EqualNoCase(rule->path.View(), root.View()))
+            for (const CString& folder : m_includeRoots)
+                if (BeginsNoCase(folder.View(), root.View())) {
+                    auto copy = std::make_shared<Filter>(*rule);
+                    copy->path = folder;
+                    rules.push_back(std::move(copy));
+                }
+    }
+    rules.push_back(rule);
+    if (sort)
+        Decisions::SortRules(rules);
+    return true;
+}
+
+bool OrbFilter::AddAdvancedFilter(const FilterPtr& rule, bool sort)
+{
+    const bool everywhere = EqualNoCase(rule->path.View(), AllPaths);
+    FilterList& rules = m_advancedRules[everywhere ? CString(AllPaths) : StripToRoot(rule->path)];
+    rules.push_back(rule);
+    if (sort)
+        Decisions::SortRules(rules);
+    return true;
+}
+
+void OrbFilter::Sort() { SortAll(m_driveRules); }
+void OrbFilter::SortAdvancedFilters() { SortAll(m_advancedRules); }
+
+bool OrbFilter::UpdateFilterProfileIDs(__int64 oldId, __int64 newId)
+{
+    for (auto& [root, rules] : m_driveRules)
+        for (const FilterPtr& rule : rules)
+            if (rule->pluginId == oldId)
+                rule->pluginId = static_cast<std::int32_t>(newId);
+    return true;
+}
+
+bool OrbFilter::MoveDriveRules(const wchar_t* from, const wchar_t* to)
+{
+    const CString oldRoot = StripToRoot(from);
+    const CString newRoot = StripToRoot(to);
+    const auto found = m_driveRules.find(oldRoot);
+    if (found == m_driveRules.end() || oldRoot == newRoot)
+        return false;
+    // Somebody may hold the rules as they are: the moved ones are new.
+    FilterList moved;
+    for (const FilterPtr& rule : found->second) {
+        auto copy = std::make_shared<Filter>(*rule);
+        copy->path.MakeLower().Replace(oldRoot, newRoot);
+        moved.push_back(std::move(copy));
+    }
+    m_driveRules.erase(found);
+    FilterList& target = m_driveRules[newRoot];
+    target.insert(target.end(), moved.begin(), moved.end());
+    Decisions::SortRules(target);
+    return true;
+}
+
+void OrbFilter::ClearAll()
+{
+    m_driveRules.clear();
+    m_advancedRules.clear();
+}
+
+void OrbFilter::TakeRulesFrom(OrbFilter& other)
+{
+    m_driveRules.swap(other.m_driveRules);
+    m_advancedRules.swap(other.m_advancedRules);
+    m_dataFile = other.m_dataFile;
+    m_autoExcludeFile = other.m_autoExcludeFile;
+    m_advancedFile = other.m_advancedFile;
+    m_globalExclude = other.m_globalExclude;
+    m_backupFolder = other.m_backupFolder;
+    m_networkInclude = other.m_networkInclude;
+}
+
+bool OrbFilter::HasRules() const
+{
+    for (const auto& [root, rules] : m_driveRules)
+        if (!rules.empty())
+            return true;
+    return false;
+}
+
+unsigned __int64 OrbFilter::GetTotalItems() { return m_store ? m_store->end - m_store->begin : 0; }
