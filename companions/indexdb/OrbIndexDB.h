@@ -92,6 +92,8 @@ public:
     // busyTimeoutMs: how long a locked database is waited for; 0 means 2,000. False: GetLastDbError says why.
     bool Open(int writable, int exclusive, int busyTimeoutMs);
     void Close();
+    // The open database grows no further: writing beyond reports Full.
+    bool SetSizeLimit(std::uint64_t bytes);
     Error GetLastDbError() const;
     CString GetLastDbErrorText() const;
 
@@ -111,12 +113,19 @@ public:
     bool InsertEx(const DeleteDatum& record, int options, void* context, bool replace);
     std::vector<DeleteDatum> GetDeletes(std::int32_t jobId);
 
+    // Jobs, plugins and delete records written in between are committed together, which is much quicker for
+    // many of them. Close without commit undoes them. Items are not recorded and nothing is exported
+    // while a batch is open.
+    bool BeginBatch();
+    bool CommitBatch();
+
     // Every item below a folder, at any depth: begin, then rows until false.
     bool BeginFolderChildrenRead(const wchar_t* folder);
     bool ReadRow(std::uint64_t& id);
 
     // Writes the last job and its delete records into a new, self-contained database file. `kind` is 1.
-    // False, with no file left, when it could not be written or exists already.
+    // False, with no file left, when it could not be written; false, too, when the file exists already,
+    // unless it is empty: that is how a name is reserved.
     bool ExportToTransaction(const wchar_t* path, int kind);
 
     // What a backup service does. The cache follows at once.
@@ -128,6 +137,9 @@ public:
 
     // The 64-bit path key (PathHash64) of the path without one trailing backslash.
     static std::uint64_t CalculateUuid(const wchar_t* path);
+
+    // The cache. While none is loaded the look-ups find nothing: they never go to a database themselves. It
+    // follows the recording of items through any connection of this process to the same file.
     static bool CacheLoaded();
     static void ClearCache();
     // `options` is 1 for every caller here.
@@ -135,7 +147,7 @@ public:
     // Without regard to case and to one trailing backslash.
     static bool GetCachedData(const wchar_t* path, CachedDatum& datum);
     static bool IsDelayedItemWatcher(const wchar_t* path, std::int64_t& until);
-    // How many look-ups went to the database instead of the cache since the process started.
+    // How many queries went to a database since the process started; look-ups in the cache are none.
     static std::uint64_t DatabaseLookups();
 
     static CCriticalSection& m_csCache;

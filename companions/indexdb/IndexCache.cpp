@@ -1,0 +1,107 @@
+#include "companions/indexdb/IndexCache.h"
+
+#include "companions/indexdb/IndexConnection.h"
+#include "support/Hashes.h"
+#include "support/RankedSection.h"
+
+namespace
+{
+
+RankedSection g_cacheSection(LockRank::IndexCache, L"index cache");
+RankedSection g_deleteSection(LockRank::DeleteMap, L"delete map");
+RankedSection g_deleteDRSection(LockRank::DeleteMap, L"delete map (DR)");
+DeleteMap g_deleteMap;
+DeleteMap g_deleteDRMap;
+
+// Guarded by g_cacheSection.
+std::unique_ptr<ItemCache> g_cache;
+FileIdentity g_cachedDatabase;
+
+std::wstring_view WithoutBackslash(const wchar_t* path)
+{
+    std::wstring_view view(path ? path : L"");
+    if (view.ends_with(L'\\'))
+        view.remove_suffix(1);
+    return view;
+}
+
+} // namespace
+
+CCriticalSection& CIndexDB::m_csCache = g_cacheSection;
+CCriticalSection& CIndexDB::m_csMapDelete = g_deleteSection;
+CCriticalSection& CIndexDB::m_csMapDeleteDR = g_deleteDRSection;
+DeleteMap& CIndexDB::m_mapDeletePtr = g_deleteMap;
+DeleteMap& CIndexDB::m_mapDeleteDRPtr = g_deleteDRMap;
+
+FileIdentity FileIdentity::Of(const wchar_t* path)
+{
+    const FileHandle file(CreateFileW(path, FILE_READ_ATTRIBUTES,
+                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                                      FILE_ATTRIBUTE_NORMAL, nullptr));
+    BY_HANDLE_FILE_INFORMATION information;
+    if (!file || !GetFileInformationByHandle(file.Get(), &information))
+        return {};
+    return {information.dwVolumeSerialNumber, information.nFileIndexLow | std::uint64_t(information.nFileIndexHigh)
+                                                                              << 32};
+}
+
+ItemCache* IndexCache::Any() { return g_cache.get(); }
+
+ItemCache* IndexCache::For(const FileIdentity& database)
+{
+    return g_cachedDatabase == database ? g_cache.get() : nullptr;
+}
+
+void IndexCache::Replace(std::unique_ptr<ItemCache> cache, const FileIdentity& database)
+{
+    g_cache = std::move(cache);
+    g_cachedDatabase = database;
+}
+
+CString IndexPath(const wchar_t* path) { return CString(WithoutBackslash(path)); }
+
+CString ParentPath(const CString& path)
+{
+    const int slash = path.ReverseFind(L'\\');
+    return slash > 0 ? path.Left(slash) : CString();
+}
+
+std::uint64_t CIndexDB::CalculateUuid(const wchar_t* path) { return PathHash64(WithoutBackslash(path)); }
+
+bool CIndexDB::CacheLoaded()
+{
+    const CSingleLock lock(m_csCache);
+    return IndexCache::Any() != nullptr;
+}
+
+void CIndexDB::ClearCache()
+{
+    const CSingleLock lock(m_csCache);
+    IndexCache::Replace(nullptr, {});
+}
+
+bool CIndexDB::GetCachedData(std::uint64_t id, CachedDatum& datum, int)
+{
+    const CSingleLock lock(m_csCache);
+    const ItemCache* cache = IndexCache::Any();
+    return cache && cache->Find(id, datum);
+}
+
+bool CIndexDB::GetCachedData(const wchar_t* path, CachedDatum& datum)
+{
+    const CSingleLock lock(m_csCache);
+    const ItemCache* cache = IndexCache::Any();
+    const auto id = cache ? cache->FindPath(WithoutBackslash(path)) : std::nullopt;
+    return id && cache->Find(*id, datum);
+}
+
+bool CIndexDB::IsDelayedItemWatcher(const wchar_t* path, std::int64_t& until)
+{
+    const CSingleLock lock(m_csCache);
+    const ItemCache* cache = IndexCache::Any();
+    const auto id = cache ? cache->FindPath(WithoutBackslash(path)) : std::nullopt;
+    until = id ? cache->DelayedUntil(*id) : 0;
+    return until != 0;
+}
+
+std::uint64_t CIndexDB::DatabaseLookups() { return IndexStatement::QueryCount(); }

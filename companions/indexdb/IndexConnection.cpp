@@ -1,0 +1,149 @@
+#include "companions/indexdb/IndexConnection.h"
+
+#include <windows.h>
+
+#include <atomic>
+#include <string>
+
+namespace
+{
+
+std::atomic<std::uint64_t> g_queries{0};
+
+CIndexDB::Error ErrorOfFile(int systemError)
+{
+    switch (systemError) {
+    case ERROR_FILE_NOT_FOUND:
+    case ERROR_PATH_NOT_FOUND:
+        return CIndexDB::Error::NotFound;
+    case ERROR_SHARING_VIOLATION:
+    case ERROR_LOCK_VIOLATION:
+        return CIndexDB::Error::Locked;
+    case ERROR_DISK_FULL:
+    case ERROR_HANDLE_DISK_FULL:
+        return CIndexDB::Error::Full;
+    case ERROR_WRITE_PROTECT:
+        return CIndexDB::Error::ReadOnly;
+    default:
+        return CIndexDB::Error::Failed;
+    }
+}
+
+CIndexDB::Error ErrorOf(int status, int systemError)
+{
+    switch (status & 0xFF) {
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+        return CIndexDB::Error::Locked;
+    case SQLITE_READONLY:
+        return CIndexDB::Error::ReadOnly;
+    case SQLITE_CORRUPT:
+    case SQLITE_NOTADB:
+        return CIndexDB::Error::Corrupt;
+    case SQLITE_FULL:
+        return CIndexDB::Error::Full;
+    case SQLITE_CANTOPEN:
+    case SQLITE_IOERR:
+        return ErrorOfFile(systemError);
+    default:
+        return CIndexDB::Error::Failed;
+    }
+}
+
+std::string ToUtf8(const CString& text)
+{
+    const int count = WideCharToMultiByte(CP_UTF8, 0, text, text.GetLength(), nullptr, 0, nullptr, nullptr);
+    std::string bytes(static_cast<std::size_t>(count), '\0');
+    WideCharToMultiByte(CP_UTF8, 0, text, text.GetLength(), bytes.data(), count, nullptr, nullptr);
+    return bytes;
+}
+
+} // namespace
+
+IndexError LastErrorOf(sqlite3* connection)
+{
+    const auto* text = static_cast<const wchar_t*>(sqlite3_errmsg16(connection));
+    return {ErrorOf(sqlite3_extended_errcode(connection), sqlite3_system_errno(connection)), CString(text)};
+}
+
+void IndexStatement::Prepare(sqlite3* connection, const char* sql)
+{
+    sqlite3_stmt* statement = nullptr;
+    if (sqlite3_prepare_v2(connection, sql, -1, &statement, nullptr) != SQLITE_OK)
+        throw LastErrorOf(connection);
+    m_statement.reset(statement);
+}
+
+void IndexStatement::Rewind()
+{
+    sqlite3_reset(m_statement.get());
+    m_begun = false;
+}
+
+bool IndexStatement::Step()
+{
+    if (!m_begun && sqlite3_stmt_readonly(m_statement.get()) && sqlite3_column_count(m_statement.get()) > 0)
+        ++g_queries;
+    m_begun = true;
+    const int status = sqlite3_step(m_statement.get());
+    if (status == SQLITE_ROW)
+        return true;
+    if (status != SQLITE_DONE)
+        throw LastErrorOf(sqlite3_db_handle(m_statement.get()));
+    return false;
+}
+
+std::int64_t IndexStatement::Integer(int column) const { return sqlite3_column_int64(m_statement.get(), column); }
+
+CString IndexStatement::Text(int column) const
+{
+    const auto* text = static_cast<const wchar_t*>(sqlite3_column_text16(m_statement.get(), column));
+    const int bytes = sqlite3_column_bytes16(m_statement.get(), column);
+    return text ? CString(text, bytes / static_cast<int>(sizeof(wchar_t))) : CString();
+}
+
+std::uint64_t IndexStatement::QueryCount() { return g_queries; }
+
+void IndexStatement::BindInteger(int index, std::int64_t value)
+{
+    Check(sqlite3_bind_int64(m_statement.get(), index, value));
+}
+
+void IndexStatement::BindText(int index, std::wstring_view text)
+{
+    // A null pointer would bind NULL.
+    const wchar_t* units = text.data() ? text.data() : L"";
+    Check(sqlite3_bind_text16(m_statement.get(), index, units, static_cast<int>(text.size() * sizeof(wchar_t)),
+                              SQLITE_TRANSIENT));
+}
+
+void IndexStatement::Check(int status) const
+{
+    if (status != SQLITE_OK)
+        throw LastErrorOf(sqlite3_db_handle(m_statement.get()));
+}
+
+void IndexConnection::Open(const CString& path, Access access, int busyTimeoutMs)
+{
+    int flags = access == Access::Read ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
+    if (access == Access::Create)
+        flags |= SQLITE_OPEN_CREATE;
+    sqlite3* connection = nullptr;
+    const int status = sqlite3_open_v2(ToUtf8(path).c_str(), &connection, flags, nullptr);
+    m_connection.reset(connection);
+    if (!connection)
+        throw IndexError{CIndexDB::Error::Failed, L"out of memory"};
+    if (status != SQLITE_OK) {
+        const IndexError error = LastErrorOf(connection);
+        Close();
+        throw error;
+    }
+    sqlite3_extended_result_codes(connection, 1);
+    sqlite3_busy_timeout(connection, busyTimeoutMs);
+}
+
+IndexTransaction::~IndexTransaction()
+{
+    if (m_connection.IsOpen() && m_connection.InTransaction())
+        sqlite3_exec(m_connection.Get(), "ROLLBACK", nullptr, nullptr, nullptr);
+}

@@ -1,0 +1,134 @@
+#include "companions/indexdb/IndexState.h"
+#include "companions/logging/OrbLogging.h"
+
+#include <memory>
+
+namespace
+{
+
+constexpr const wchar_t* logSource = L"OrbIndexDB";
+
+CachedDatum CachedFrom(const ItemDatum& item)
+{
+    CachedDatum datum;
+    datum.path = IndexPath(item.path);
+    datum.id = CIndexDB::CalculateUuid(datum.path);
+    const CString parent = ParentPath(datum.path);
+    datum.parentId = parent.IsEmpty() ? 0 : CIndexDB::CalculateUuid(parent);
+    datum.modificationTime = item.modificationTime;
+    datum.kind = item.kind;
+    datum.flags = item.flags;
+    if (item.kind == 1)
+        datum.flags |= CachedDatum::Folder;
+    return datum;
+}
+
+void CheckItem(const ItemDatum& item, const CachedDatum& datum)
+{
+    const int length = datum.path.GetLength();
+    if (length == 0 || static_cast<std::size_t>(length) > ItemCache::MaxPath || item.kind > 1)
+        throw IndexError{CIndexDB::Error::Failed, L"not an item: " + datum.path.Left(MAX_PATH)};
+}
+
+} // namespace
+
+bool CIndexDB::State::RecordAll(const ItemDatum* items, std::size_t count)
+{
+    // The cache first: it must follow the database before anybody looks.
+    const CSingleLock cacheLock(m_csCache);
+    const bool recorded = Run([&] {
+        RefuseInBatch();
+        IndexTransaction transaction(connection);
+        IndexStatement insert(connection.Get(),
+                              "INSERT OR REPLACE INTO items(id, parent, kind, modified, flags, delayed, path)"
+                              " VALUES(?, ?, ?, ?, ?, ?, ?)");
+        for (std::size_t i = 0; i < count; ++i) {
+            const CachedDatum datum = CachedFrom(items[i]);
+            CheckItem(items[i], datum);
+            insert.BindAll(datum.id, datum.parentId, datum.kind, datum.modificationTime, datum.flags,
+                           items[i].delayedUntil, datum.path);
+            insert.Step();
+        }
+        insert.Close();
+        transaction.Commit();
+    });
+    ItemCache* cache = recorded ? IndexCache::For(identity) : nullptr;
+    if (!cache)
+        return recorded;
+    try {
+        for (std::size_t i = 0; i < count; ++i)
+            cache->Put(CachedFrom(items[i]), items[i].delayedUntil);
+    } catch (const std::bad_alloc&) {
+        g_OrbLog.WriteLog(2, logSource, __LINE__, L"No memory for the index cache; it is dropped.");
+        ClearCache();
+    }
+    return recorded;
+}
+
+bool CIndexDB::RecordItem(const ItemDatum& item) { return m_state->RecordAll(&item, 1); }
+bool CIndexDB::RecordItems(const std::vector<ItemDatum>& items)
+{
+    return m_state->RecordAll(items.data(), items.size());
+}
+
+bool CIndexDB::ForgetItem(const wchar_t* path)
+{
+    const CSingleLock cacheLock(m_csCache);
+    const CString known = IndexPath(path);
+    const bool forgotten = m_state->Run([&] {
+        m_state->RefuseInBatch();
+        m_state->connection.Execute("DELETE FROM items WHERE path=?", known);
+    });
+    ItemCache* cache = forgotten ? IndexCache::For(m_state->identity) : nullptr;
+    const auto id = cache ? cache->FindPath(known.View()) : std::nullopt;
+    if (id)
+        cache->Erase(*id);
+    return forgotten;
+}
+
+bool CIndexDB::LoadCache()
+{
+    const CSingleLock cacheLock(m_csCache);
+    return m_state->Run([&] {
+        auto cache = std::make_unique<ItemCache>();
+        IndexStatement query(m_state->connection.Get(), "SELECT id, modified, kind, flags, delayed, path FROM items");
+        while (query.Step()) {
+            CachedDatum datum;
+            datum.id = static_cast<std::uint64_t>(query.Integer(0));
+            datum.modificationTime = static_cast<std::uint64_t>(query.Integer(1));
+            datum.kind = static_cast<std::uint32_t>(query.Integer(2));
+            datum.flags = static_cast<std::uint32_t>(query.Integer(3));
+            datum.path = query.Text(5);
+            cache->Put(datum, query.Integer(4));
+        }
+        IndexCache::Replace(std::move(cache), m_state->identity);
+    });
+}
+
+bool CIndexDB::BeginFolderChildrenRead(const wchar_t* folder)
+{
+    return m_state->Run([&] {
+        m_state->children.Close();
+        const CString path = IndexPath(folder);
+        if (path.IsEmpty())
+            throw IndexError{Error::Failed, L"no folder given"};
+        // Everything that begins with the path and a backslash; "]" is the unit after the backslash.
+        m_state->children = IndexStatement(
+            m_state->connection.Get(), "SELECT id FROM items WHERE path > ? AND path < ?", path + L"\\", path + L"]");
+    });
+}
+
+bool CIndexDB::ReadRow(std::uint64_t& id)
+{
+    bool row = false;
+    m_state->Run([&] {
+        if (!m_state->children)
+            return;
+        row = m_state->children.Step();
+        if (row)
+            id = static_cast<std::uint64_t>(m_state->children.Integer(0));
+        else
+            m_state->children.Close();
+    });
+    return row;
+}

@@ -1,0 +1,135 @@
+#include "companions/indexdb/IndexSchema.h"
+#include "companions/indexdb/IndexState.h"
+#include "companions/indexdb/TransactionExport.h"
+
+namespace
+{
+
+constexpr int maxTextLength = 259;
+
+} // namespace
+
+SettingsDatum CIndexDB::State::LastJob()
+{
+    SettingsDatum job;
+    IndexStatement query(connection.Get(),
+                         "SELECT id, started, ended, items, flags FROM jobs ORDER BY id DESC LIMIT 1");
+    if (query.Step()) {
+        job.jobId = static_cast<std::int32_t>(query.Integer(0));
+        job.startTime = query.Integer(1);
+        job.endTime = query.Integer(2);
+        job.itemCount = query.Integer(3);
+        job.flags = static_cast<std::uint32_t>(query.Integer(4));
+    }
+    return job;
+}
+
+bool CIndexDB::GetLastJobData(SettingsDatum& job)
+{
+    job = {};
+    return m_state->Run([&] { job = m_state->LastJob(); });
+}
+
+bool CIndexDB::Insert(const SettingsDatum& job)
+{
+    return m_state->Run([&] {
+        m_state->connection.Execute("INSERT INTO jobs(id, started, ended, items, flags) VALUES(?, ?, ?, ?, ?)",
+                                    job.jobId, job.startTime, job.endTime, job.itemCount, job.flags);
+    });
+}
+
+bool CIndexDB::Update(const SettingsDatum& job)
+{
+    return m_state->Run([&] {
+        m_state->connection.Execute("UPDATE jobs SET started=?, ended=?, items=?, flags=? WHERE id=?", job.startTime,
+                                    job.endTime, job.itemCount, job.flags, job.jobId);
+        if (m_state->connection.Changed() == 0)
+            throw IndexError{Error::NotFound, L"no such job"};
+    });
+}
+
+bool CIndexDB::DropPluginTable()
+{
+    return m_state->Run([&] { m_state->connection.Execute("DROP TABLE IF EXISTS plugins"); });
+}
+
+bool CIndexDB::CreatePluginTable()
+{
+    return m_state->Run([&] { m_state->connection.Execute(IndexSchema::CreatePlugins); });
+}
+
+bool CIndexDB::Insert(const ProfileDatum& plugin)
+{
+    return m_state->Run([&] {
+        for (const CString* text : {&plugin.name, &plugin.virtualPath, &plugin.rootPath, &plugin.guiName})
+            if (text->GetLength() > maxTextLength)
+                throw IndexError{Error::Failed, L"a text of the plugin is too long"};
+        m_state->connection.Execute(
+            "INSERT INTO plugins(id, name, virtualPath, rootPath, guiName) VALUES(?, ?, ?, ?, ?)", plugin.id,
+            plugin.name, plugin.virtualPath, plugin.rootPath, plugin.guiName);
+    });
+}
+
+std::vector<ProfileDatum> CIndexDB::GetPlugins()
+{
+    std::vector<ProfileDatum> plugins;
+    m_state->Run([&] {
+        if (m_state->connection.Number("SELECT count(*) FROM sqlite_master WHERE type='table' AND name='plugins'") == 0)
+            return;
+        IndexStatement query(m_state->connection.Get(),
+                             "SELECT id, name, virtualPath, rootPath, guiName FROM plugins ORDER BY position");
+        while (query.Step())
+            plugins.push_back({static_cast<std::int32_t>(query.Integer(0)), query.Text(1), query.Text(2), query.Text(3),
+                               query.Text(4)});
+    });
+    return plugins;
+}
+
+bool CIndexDB::InsertEx(const DeleteDatum& record, int, void*, bool replace)
+{
+    return m_state->Run([&] {
+        const char* sql = replace ? "INSERT OR REPLACE INTO deletes(job, item, deleted) VALUES(?, ?, ?)"
+                                  : "INSERT OR IGNORE INTO deletes(job, item, deleted) VALUES(?, ?, ?)";
+        m_state->connection.Execute(sql, record.jobId, record.id, record.deletionTime);
+    });
+}
+
+std::vector<DeleteDatum> CIndexDB::State::Deletes(std::int32_t jobId)
+{
+    std::vector<DeleteDatum> deletes;
+    IndexStatement query(connection.Get(), "SELECT item, deleted FROM deletes WHERE job=?", jobId);
+    while (query.Step())
+        deletes.push_back(
+            {static_cast<std::uint64_t>(query.Integer(0)), static_cast<std::uint64_t>(query.Integer(1)), jobId});
+    return deletes;
+}
+
+std::vector<DeleteDatum> CIndexDB::GetDeletes(std::int32_t jobId)
+{
+    std::vector<DeleteDatum> deletes;
+    m_state->Run([&] { deletes = m_state->Deletes(jobId); });
+    return deletes;
+}
+
+bool CIndexDB::BeginBatch()
+{
+    return m_state->Run([&] { m_state->connection.Execute("BEGIN IMMEDIATE"); });
+}
+
+bool CIndexDB::CommitBatch()
+{
+    return m_state->Run([&] { m_state->connection.Execute("COMMIT"); });
+}
+
+bool CIndexDB::ExportToTransaction(const wchar_t* path, int kind)
+{
+    return m_state->Run([&] {
+        if (kind != 1)
+            throw IndexError{Error::Failed, L"an unknown kind of transaction"};
+        m_state->RefuseInBatch();
+        const SettingsDatum job = m_state->LastJob();
+        if (job.jobId == 0)
+            throw IndexError{Error::NotFound, L"no job to export"};
+        ExportTransaction(path, job, m_state->Deletes(job.jobId));
+    });
+}

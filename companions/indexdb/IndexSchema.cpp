@@ -1,0 +1,92 @@
+#include "companions/indexdb/IndexSchema.h"
+
+#include "support/CaseFold.h"
+
+namespace IndexSchema
+{
+namespace
+{
+
+// "OrbI", in the file's header: other programs' databases are told apart by it.
+constexpr std::int64_t applicationId = 0x4F726249;
+
+// Texts are stored in UTF-16, so that a file name that is not well-formed keeps its units.
+const char* const statements[] = {
+    "CREATE TABLE items("
+    " id INTEGER PRIMARY KEY,"
+    " parent INTEGER NOT NULL,"
+    " kind INTEGER NOT NULL,"
+    " modified INTEGER NOT NULL,"
+    " flags INTEGER NOT NULL,"
+    " delayed INTEGER NOT NULL,"
+    " path TEXT NOT NULL COLLATE ORB_PATH UNIQUE)",
+    "CREATE TABLE jobs("
+    " id INTEGER PRIMARY KEY,"
+    " started INTEGER NOT NULL,"
+    " ended INTEGER NOT NULL,"
+    " items INTEGER NOT NULL,"
+    " flags INTEGER NOT NULL)",
+    "CREATE TABLE deletes("
+    " job INTEGER NOT NULL,"
+    " item INTEGER NOT NULL,"
+    " deleted INTEGER NOT NULL,"
+    " PRIMARY KEY(job, item)) WITHOUT ROWID",
+};
+
+int ComparePaths(void*, int leftBytes, const void* left, int rightBytes, const void* right)
+{
+    const auto view = [](const void* units, int bytes) {
+        return std::wstring_view(static_cast<const wchar_t*>(units), static_cast<std::size_t>(bytes) / sizeof(wchar_t));
+    };
+    return CompareNoCase(view(left, leftBytes), view(right, rightBytes));
+}
+
+} // namespace
+
+const char* const CreatePlugins = "CREATE TABLE IF NOT EXISTS plugins("
+                                  " position INTEGER PRIMARY KEY,"
+                                  " id INTEGER NOT NULL,"
+                                  " name TEXT NOT NULL,"
+                                  " virtualPath TEXT NOT NULL,"
+                                  " rootPath TEXT NOT NULL,"
+                                  " guiName TEXT NOT NULL)";
+
+void RegisterCollation(IndexConnection& connection)
+{
+    if (sqlite3_create_collation_v2(connection.Get(), "ORB_PATH", SQLITE_UTF16LE, nullptr, ComparePaths, nullptr) !=
+        SQLITE_OK)
+        throw LastErrorOf(connection.Get());
+}
+
+bool IsIndex(IndexConnection& connection)
+{
+    const std::int64_t version = connection.Number("PRAGMA user_version");
+    const std::int64_t owner = connection.Number("PRAGMA application_id");
+    if (owner != applicationId) {
+        if (version == 0 && owner == 0 && connection.Number("SELECT count(*) FROM sqlite_master") == 0)
+            return false;
+        throw IndexError{CIndexDB::Error::Corrupt, L"the database of another program"};
+    }
+    if (version > Version)
+        throw IndexError{CIndexDB::Error::Newer, L"written by a newer version"};
+    if (version < 1)
+        throw IndexError{CIndexDB::Error::Corrupt, L"no version"};
+    return true;
+}
+
+void Create(IndexConnection& connection)
+{
+    // Has an effect on an empty file only; outside a transaction.
+    connection.Execute("PRAGMA encoding='UTF-16le'");
+    IndexTransaction transaction(connection);
+    if (IsIndex(connection))
+        return;
+    for (const char* statement : statements)
+        connection.Execute(statement);
+    connection.Execute(CreatePlugins);
+    connection.Execute("PRAGMA application_id=0x4F726249");
+    connection.Execute("PRAGMA user_version=1");
+    transaction.Commit();
+}
+
+} // namespace IndexSchema

@@ -1,0 +1,55 @@
+// What is behind a CIndexDB: its connection, its last error, and the one way in
+// which its operations run. The operations are grouped by what they are about:
+// OrbIndexDB.cpp (the database), IndexRecords.cpp (jobs, plugins, delete records),
+// IndexItems.cpp (items), IndexCache.cpp (the process's cache).
+#pragma once
+
+#include "companions/indexdb/IndexCache.h"
+#include "companions/indexdb/IndexConnection.h"
+#include "support/RankedSection.h"
+
+#include <new>
+#include <vector>
+
+struct CIndexDB::State {
+    RankedSection section{LockRank::Database, L"index database"};
+    CString path;
+    IndexConnection connection;
+    IndexStatement children; // the open BeginFolderChildrenRead; closed before the connection
+    FileIdentity identity;
+    IndexError last{Error::None, CString()};
+
+    // Runs an operation on the open database; what it throws becomes the last error.
+    template <typename Operation>
+    bool Run(Operation operation)
+    {
+        const CSingleLock lock(section);
+        return Guarded([&] {
+            if (!connection.IsOpen())
+                throw IndexError{Error::Failed, L"the database is not open"};
+            operation();
+        });
+    }
+    template <typename Operation>
+    bool Guarded(Operation operation)
+    {
+        last = {Error::None, CString()};
+        try {
+            operation();
+            return true;
+        } catch (const IndexError& error) {
+            last = error;
+        } catch (const std::bad_alloc&) {
+            last = {Error::Failed, L"out of memory"};
+        }
+        return false;
+    }
+
+    void Open(bool writable, bool exclusive, int busyTimeoutMs);
+    void UseWriteAheadLog();
+    void Close();
+    SettingsDatum LastJob();
+    std::vector<DeleteDatum> Deletes(std::int32_t jobId);
+    bool RecordAll(const ItemDatum* items, std::size_t count);
+    void RefuseInBatch() const;
+};

@@ -1,0 +1,223 @@
+#include "companions/indexdb/ItemCache.h"
+
+#include "support/CaseFold.h"
+#include "support/Hashes.h"
+
+#include <algorithm>
+
+namespace
+{
+
+constexpr unsigned blockBits = 18;
+constexpr std::size_t blockUnits = std::size_t(1) << blockBits;
+static_assert(ItemCache::MaxPath <= blockUnits, "a name lies in one block");
+
+// The maps need a key that no item has. Were an item's id this number, it would use its neighbour's
+// place; the ids in the items tell the two apart.
+constexpr std::uint64_t deletedKey = ~std::uint64_t(0);
+std::uint64_t KeyOf(std::uint64_t id) { return id == deletedKey ? id - 1 : id; }
+
+std::uint64_t FoldedKey(std::wstring_view path)
+{
+    std::wstring folded(path);
+    for (wchar_t& unit : folded)
+        unit = static_cast<wchar_t>(UpperUnit(static_cast<std::uint16_t>(unit)));
+    return KeyOf(PathHash64(folded));
+}
+
+bool IsAscii(std::wstring_view text)
+{
+    return std::all_of(text.begin(), text.end(), [](wchar_t unit) { return unit < 0x80; });
+}
+
+// A path that begins with its only backslash has no folder.
+std::size_t NameStart(std::wstring_view path)
+{
+    const std::size_t slash = path.rfind(L'\\');
+    return slash == std::wstring_view::npos || slash == 0 ? 0 : slash + 1;
+}
+
+} // namespace
+
+ItemCache::ItemCache()
+{
+    m_byId.set_deleted_key(deletedKey);
+    m_byFoldedPath.set_deleted_key(deletedKey);
+}
+
+void ItemCache::Put(const CachedDatum& datum, std::int64_t delayedUntil)
+{
+    const std::wstring_view path = datum.path.View();
+    if (Update(datum, delayedUntil))
+        return;
+    if (const auto samePath = FindPath(path))
+        Erase(*samePath);
+    Erase(datum.id);
+
+    const std::size_t nameStart = NameStart(path);
+    const std::wstring_view name = path.substr(nameStart);
+    const std::uint32_t folder = FolderOf(path.substr(0, nameStart == 0 ? 0 : nameStart - 1));
+    const std::uint32_t place = AddName(name);
+    const Slot slot = TakeSlot();
+    m_items[slot] = {datum.id,
+                     datum.modificationTime,
+                     folder,
+                     place,
+                     datum.flags,
+                     static_cast<std::uint16_t>(name.size()),
+                     static_cast<std::uint8_t>(datum.kind),
+                     true};
+    m_byId[KeyOf(datum.id)] = slot;
+    if (!IsAscii(path))
+        m_byFoldedPath[FoldedKey(path)] = slot;
+    SetDelayed(datum.id, delayedUntil);
+}
+
+// An item whose path stays keeps its place, so that its name is not stored again.
+bool ItemCache::Update(const CachedDatum& datum, std::int64_t delayedUntil)
+{
+    const auto found = m_byId.find(KeyOf(datum.id));
+    if (found == m_byId.end())
+        return false;
+    Item& item = m_items[found->second];
+    if (item.id != datum.id || PathOf(item) != datum.path.View())
+        return false;
+    item.modificationTime = datum.modificationTime;
+    item.flags = datum.flags;
+    item.kind = static_cast<std::uint8_t>(datum.kind);
+    SetDelayed(datum.id, delayedUntil);
+    return true;
+}
+
+void ItemCache::SetDelayed(std::uint64_t id, std::int64_t until)
+{
+    if (until == 0)
+        m_delayed.erase(id);
+    else
+        m_delayed[id] = until;
+}
+
+void ItemCache::Erase(std::uint64_t id)
+{
+    const Item* item = ItemAt(m_byId, KeyOf(id));
+    if (!item || item->id != id)
+        return;
+    const Slot slot = m_byId.find(KeyOf(id))->second;
+    const std::wstring path = PathOf(*item);
+    if (!IsAscii(path))
+        m_byFoldedPath.erase(FoldedKey(path));
+    m_byId.erase(KeyOf(id));
+    m_delayed.erase(id);
+    m_items[slot].used = false;
+    m_freeSlots.push_back(slot);
+    m_unusedNameUnits += item->nameLength;
+    if (m_unusedNameUnits > 4 * blockUnits && m_unusedNameUnits > m_names.size() * blockUnits / 2)
+        DropUnusedNames();
+}
+
+bool ItemCache::Find(std::uint64_t id, CachedDatum& datum) const
+{
+    const Item* item = ItemAt(m_byId, KeyOf(id));
+    if (!item || item->id != id)
+        return false;
+    datum.id = id;
+    datum.parentId = m_folders[item->folder].id;
+    datum.modificationTime = item->modificationTime;
+    datum.kind = item->kind;
+    datum.flags = item->flags;
+    datum.path = std::wstring_view(PathOf(*item));
+    return true;
+}
+
+std::optional<std::uint64_t> ItemCache::FindPath(std::wstring_view path) const
+{
+    // The id finds nearly everything; the folded forms find what differs in the case of other letters.
+    const Item* item = ItemOfPath(m_byId, KeyOf(PathHash64(path)), path);
+    if (!item) {
+        const std::uint64_t folded = FoldedKey(path);
+        item = ItemOfPath(m_byFoldedPath, folded, path);
+        if (!item)
+            item = ItemOfPath(m_byId, folded, path);
+    }
+    return item ? std::optional(item->id) : std::nullopt;
+}
+
+std::int64_t ItemCache::DelayedUntil(std::uint64_t id) const
+{
+    const auto found = m_delayed.find(id);
+    return found == m_delayed.end() ? 0 : found->second;
+}
+
+const ItemCache::Item* ItemCache::ItemAt(const SlotMap& map, std::uint64_t key) const
+{
+    const auto found = map.find(key);
+    return found == map.end() ? nullptr : &m_items[found->second];
+}
+
+const ItemCache::Item* ItemCache::ItemOfPath(const SlotMap& map, std::uint64_t key, std::wstring_view path) const
+{
+    const Item* item = ItemAt(map, key);
+    return item && EqualNoCase(PathOf(*item), path) ? item : nullptr;
+}
+
+ItemCache::Slot ItemCache::TakeSlot()
+{
+    if (m_freeSlots.empty()) {
+        m_items.emplace_back();
+        return static_cast<Slot>(m_items.size() - 1);
+    }
+    const Slot slot = m_freeSlots.back();
+    m_freeSlots.pop_back();
+    return slot;
+}
+
+std::uint32_t ItemCache::FolderOf(std::wstring_view path)
+{
+    const auto found = m_folderNumbers.find(path);
+    if (found != m_folderNumbers.end())
+        return found->second;
+    const auto number = static_cast<std::uint32_t>(m_folders.size());
+    m_folders.push_back({std::wstring(path), path.empty() ? 0 : PathHash64(path)});
+    m_folderNumbers.emplace(m_folders.back().path, number);
+    return number;
+}
+
+std::uint32_t ItemCache::AddName(std::wstring_view name)
+{
+    if (m_names.empty() || m_namesUsed + name.size() >= blockUnits) {
+        m_names.push_back(std::make_unique<wchar_t[]>(blockUnits));
+        m_namesUsed = 0;
+    }
+    const std::size_t place = (m_names.size() - 1) * blockUnits + m_namesUsed;
+    std::copy(name.begin(), name.end(), m_names.back().get() + m_namesUsed);
+    m_namesUsed += name.size();
+    return static_cast<std::uint32_t>(place);
+}
+
+std::wstring_view ItemCache::NameOf(const Item& item) const
+{
+    return {m_names[item.name >> blockBits].get() + (item.name & (blockUnits - 1)), item.nameLength};
+}
+
+std::wstring ItemCache::PathOf(const Item& item) const
+{
+    const std::wstring& folder = m_folders[item.folder].path;
+    const std::wstring_view name = NameOf(item);
+    std::wstring path;
+    path.reserve(folder.size() + 1 + name.size());
+    path += folder;
+    if (!folder.empty())
+        path += L'\\';
+    path += name;
+    return path;
+}
+
+void ItemCache::DropUnusedNames()
+{
+    const auto old = std::move(m_names);
+    m_names.clear();
+    m_unusedNameUnits = 0;
+    for (Item& item : m_items)
+        if (item.used)
+            item.name = AddName({old[item.name >> blockBits].get() + (item.name & (blockUnits - 1)), item.nameLength});
+}

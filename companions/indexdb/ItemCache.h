@@ -1,0 +1,82 @@
+// The whole index in memory, compact enough for millions of items (about a
+// hundred bytes each): an item's path is its folder's number and its own name,
+// and names lie side by side in large blocks.
+//
+// Not locked: the owner guards it.
+#pragma once
+
+#include "companions/indexdb/OrbIndexDB.h"
+
+#include <sparsehash/sparse_hash_map>
+
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+class ItemCache
+{
+public:
+    // The longest path the system knows.
+    static constexpr std::size_t MaxPath = 32767;
+
+    ItemCache();
+
+    std::size_t Size() const { return m_byId.size(); }
+
+    // Adds the item or replaces the one of the same id; an item of the same path, in whatever case, goes.
+    void Put(const CachedDatum& item, std::int64_t delayedUntil);
+    void Erase(std::uint64_t id);
+
+    bool Find(std::uint64_t id, CachedDatum& item) const;
+    // The id of the item with this path, without regard to case; no trailing backslash.
+    std::optional<std::uint64_t> FindPath(std::wstring_view path) const;
+    // 0 when the item is not delayed or not known.
+    std::int64_t DelayedUntil(std::uint64_t id) const;
+
+private:
+    using Slot = std::uint32_t;
+    using SlotMap = google::sparse_hash_map<std::uint64_t, Slot>;
+    struct Item {
+        std::uint64_t id;
+        std::uint64_t modificationTime;
+        std::uint32_t folder;
+        std::uint32_t name; // place in m_names
+        std::uint32_t flags;
+        std::uint16_t nameLength;
+        std::uint8_t kind;
+        bool used;
+    };
+    static_assert(sizeof(Item) == 32);
+    struct Folder {
+        std::wstring path;
+        std::uint64_t id;
+    };
+
+    bool Update(const CachedDatum& item, std::int64_t delayedUntil);
+    void SetDelayed(std::uint64_t id, std::int64_t until);
+    Slot TakeSlot();
+    std::uint32_t FolderOf(std::wstring_view path);
+    std::uint32_t AddName(std::wstring_view name);
+    std::wstring_view NameOf(const Item& item) const;
+    std::wstring PathOf(const Item& item) const;
+    const Item* ItemAt(const SlotMap& map, std::uint64_t key) const;
+    const Item* ItemOfPath(const SlotMap& map, std::uint64_t key, std::wstring_view path) const;
+    void DropUnusedNames();
+
+    SlotMap m_byId;
+    // Items whose id alone does not find them in every case: ids fold A to Z only.
+    SlotMap m_byFoldedPath;
+    std::deque<Item> m_items;
+    std::vector<Slot> m_freeSlots;
+    std::deque<Folder> m_folders;
+    std::unordered_map<std::wstring_view, std::uint32_t> m_folderNumbers; // views into m_folders
+    std::vector<std::unique_ptr<wchar_t[]>> m_names;
+    std::size_t m_namesUsed = 0; // in the last block
+    std::size_t m_unusedNameUnits = 0;
+    std::unordered_map<std::uint64_t, std::int64_t> m_delayed;
+};

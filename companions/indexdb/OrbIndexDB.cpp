@@ -1,0 +1,122 @@
+#include "companions/indexdb/OrbIndexDB.h"
+
+#include "companions/indexdb/IndexSchema.h"
+#include "companions/indexdb/IndexState.h"
+#include "companions/logging/OrbLogging.h"
+
+#include <algorithm>
+
+namespace
+{
+
+constexpr const wchar_t* logSource = L"OrbIndexDB";
+constexpr int defaultBusyTimeoutMs = 2000;
+
+bool IsReadOnlyFile(const CString& path)
+{
+    const DWORD attributes = GetFileAttributesW(path);
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0;
+}
+
+} // namespace
+
+void CIndexDB::State::Open(bool writable, bool exclusive, int busyTimeoutMs)
+{
+    using Access = IndexConnection::Access;
+    if (path.IsEmpty())
+        throw IndexError{Error::Failed, L"no database file is set"};
+    if (writable && IsReadOnlyFile(path))
+        throw IndexError{Error::ReadOnly, L"the file is read-only"};
+    // Keeping others out takes a lock that only a writing connection can get.
+    const Access access = writable ? Access::Create : exclusive ? Access::Write : Access::Read;
+    connection.Open(path, access, busyTimeoutMs > 0 ? busyTimeoutMs : defaultBusyTimeoutMs);
+    IndexSchema::RegisterCollation(connection);
+    if (exclusive)
+        connection.Execute("PRAGMA locking_mode=EXCLUSIVE");
+    const bool present = IndexSchema::IsIndex(connection);
+    if (!present && !writable)
+        throw IndexError{Error::Corrupt, L"an empty file"};
+    if (writable && sqlite3_db_readonly(connection.Get(), "main") == 1)
+        throw IndexError{Error::ReadOnly, L"the file cannot be written"};
+    if (!present)
+        IndexSchema::Create(connection);
+    if (writable)
+        UseWriteAheadLog();
+    if (exclusive) {
+        connection.Execute("BEGIN EXCLUSIVE");
+        connection.Execute("COMMIT");
+    }
+    if (!writable)
+        connection.Execute("PRAGMA query_only=1");
+    identity = FileIdentity::Of(path);
+}
+
+// Readers then do not wait for the writer. Some network shares cannot do it; the database works without.
+void CIndexDB::State::UseWriteAheadLog()
+{
+    IndexStatement mode(connection.Get(), "PRAGMA journal_mode=WAL");
+    const CString got = mode.Step() ? mode.Text(0) : CString();
+    if (got != L"wal")
+        g_OrbLog.WriteLog(1, logSource, __LINE__, L"The index %s has no write-ahead log (mode %s).", path.GetString(),
+                          got.GetString());
+}
+
+void CIndexDB::State::Close()
+{
+    children.Close();
+    connection.Close();
+    identity = {};
+}
+
+CIndexDB::CIndexDB() : m_state(new State) {}
+CIndexDB::~CIndexDB() { delete m_state; }
+
+void CIndexDB::SetDBFilePath(const wchar_t* path)
+{
+    const CSingleLock lock(m_state->section);
+    m_state->path = path;
+}
+
+bool CIndexDB::Open(int writable, int exclusive, int busyTimeoutMs)
+{
+    const CSingleLock lock(m_state->section);
+    m_state->Close();
+    const bool opened = m_state->Guarded([&] { m_state->Open(writable != 0, exclusive != 0, busyTimeoutMs); });
+    if (!opened)
+        m_state->Close();
+    return opened;
+}
+
+void CIndexDB::Close()
+{
+    const CSingleLock lock(m_state->section);
+    m_state->Close();
+}
+
+CIndexDB::Error CIndexDB::GetLastDbError() const
+{
+    const CSingleLock lock(m_state->section);
+    return m_state->last.error;
+}
+
+CString CIndexDB::GetLastDbErrorText() const
+{
+    const CSingleLock lock(m_state->section);
+    return m_state->last.text;
+}
+
+bool CIndexDB::SetSizeLimit(std::uint64_t bytes)
+{
+    return m_state->Run([&] {
+        const std::int64_t pageSize = std::max<std::int64_t>(m_state->connection.Number("PRAGMA page_size"), 1);
+        const auto pages = static_cast<std::int64_t>(bytes) / pageSize;
+        m_state->connection.Execute(("PRAGMA max_page_count=" + std::to_string(pages)).c_str());
+    });
+}
+
+// A batch may still be undone, and neither the cache nor an exported file would know.
+void CIndexDB::State::RefuseInBatch() const
+{
+    if (connection.InTransaction())
+        throw IndexError{Error::Failed, L"a batch is open"};
+}

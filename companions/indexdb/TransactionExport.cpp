@@ -1,0 +1,90 @@
+#include "companions/indexdb/TransactionExport.h"
+
+#include "companions/indexdb/IndexConnection.h"
+#include "companions/indexdb/IndexSchema.h"
+
+#include <windows.h>
+
+namespace
+{
+
+// The file in the making, which goes when it could not be finished.
+class Draft
+{
+public:
+    explicit Draft(const CString& target) : m_target(target)
+    {
+        m_path.Format(L"%s.%u-%u.tmp", target.GetString(), GetCurrentProcessId(), GetCurrentThreadId());
+        DeleteFileW(m_path);
+    }
+    ~Draft()
+    {
+        DeleteFileW(m_path);
+        DeleteFileW(m_path + L"-journal");
+    }
+    Draft(const Draft&) = delete;
+    Draft& operator=(const Draft&) = delete;
+
+    const CString& Path() const { return m_path; }
+
+    void Publish(bool reserved) const
+    {
+        const DWORD flags = MOVEFILE_WRITE_THROUGH | (reserved ? MOVEFILE_REPLACE_EXISTING : 0);
+        if (MoveFileExW(m_path, m_target, flags))
+            return;
+        CString text;
+        text.Format(L"the file cannot be put in its place (error %u)", GetLastError());
+        throw IndexError{CIndexDB::Error::Failed, text};
+    }
+
+private:
+    CString m_target;
+    CString m_path;
+};
+
+// True when an empty file holds the name.
+bool IsReserved(const CString& path)
+{
+    WIN32_FILE_ATTRIBUTE_DATA data;
+    if (!GetFileAttributesExW(path, GetFileExInfoStandard, &data))
+        return false;
+    const bool folder = (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+    if (folder || data.nFileSizeLow != 0 || data.nFileSizeHigh != 0)
+        throw IndexError{CIndexDB::Error::Failed, L"the file exists already"};
+    return true;
+}
+
+void Write(const CString& path, const SettingsDatum& job, const std::vector<DeleteDatum>& deletes)
+{
+    IndexConnection file;
+    file.Open(path, IndexConnection::Access::Create, 0);
+    IndexSchema::RegisterCollation(file);
+    IndexSchema::Create(file);
+    IndexTransaction transaction(file);
+    file.Execute("INSERT INTO jobs(id, started, ended, items, flags) VALUES(?, ?, ?, ?, ?)", job.jobId, job.startTime,
+                 job.endTime, job.itemCount, job.flags);
+    IndexStatement insert(file.Get(), "INSERT INTO deletes(job, item, deleted) VALUES(?, ?, ?)");
+    for (const DeleteDatum& record : deletes) {
+        insert.BindAll(record.jobId, record.id, record.deletionTime);
+        insert.Step();
+    }
+    insert.Close();
+    transaction.Commit();
+}
+
+} // namespace
+
+void ExportTransaction(const CString& path, const SettingsDatum& job, const std::vector<DeleteDatum>& deletes)
+{
+    const bool reserved = IsReserved(path);
+    try {
+        const Draft draft(path);
+        Write(draft.Path(), job, deletes);
+        draft.Publish(reserved);
+    } catch (...) {
+        // What was reserved for this transaction would otherwise be taken for one.
+        if (reserved)
+            DeleteFileW(path);
+        throw;
+    }
+}
