@@ -71,6 +71,8 @@ public:
     // One element with well-formed tags, placed as AppendElement does, without the
     // white space around it. False, with nothing changed, for any other text.
     bool InsertMarkup(const wchar_t* xml);
+    // The same in the place of the current element, which goes; not for the root.
+    bool ReplaceElement(const wchar_t* xml);
     // Takes the current element out. What stood before it becomes the current one
     // (none when it was the first child).
     bool RemoveElement();

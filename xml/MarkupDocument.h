@@ -41,6 +41,8 @@ struct CMarkup::Document {
     bool CanInsert(std::size_t units);
     std::uint32_t Stage(std::wstring_view markup);
     void Insert(std::uint32_t element);
+    // Takes the element out of the text and the index; the cursor must leave it.
+    void Erase(std::uint32_t element);
     void OpenUp(std::uint32_t element);
     void PlaceInto(std::uint32_t parent, std::uint32_t staged, std::uint32_t length);
     std::uint32_t EndTagOf(const ElementRecord& record) const;

@@ -79,6 +79,12 @@ void CMarkup::Document::PlaceInto(std::uint32_t parent, std::uint32_t staged, st
     text.PlaceBefore(EndTagOf(index[parent]), staged, length);
 }
 
+void CMarkup::Document::Erase(std::uint32_t element)
+{
+    text.Remove(index[element].start, index[element].end);
+    index.Unlink(element);
+}
+
 // <name/> becomes <name></name>.
 void CMarkup::Document::OpenUp(std::uint32_t element)
 {
@@ -158,16 +164,23 @@ bool CMarkup::InsertMarkup(const wchar_t* xml)
     return true;
 }
 
+bool CMarkup::ReplaceElement(const wchar_t* xml)
+{
+    const std::uint32_t element = m_document->cursor.current;
+    if (!element || !InsertMarkup(xml))
+        return false;
+    m_document->Erase(element);
+    return true;
+}
+
 bool CMarkup::RemoveElement()
 {
     Document& document = *m_document;
     const std::uint32_t element = document.cursor.current;
     if (!element || !document.complete)
         return false;
-    const ElementRecord& record = document.index[element];
     const std::uint32_t before = document.index.Previous(element);
-    document.text.Remove(record.start, record.end);
-    document.index.Unlink(element);
+    document.Erase(element);
     document.cursor.MoveTo(before);
     return true;
 }

@@ -1,0 +1,108 @@
+#include "xml/AttributeTable.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace
+{
+
+AttributeTable Table(std::wstring_view head)
+{
+    AttributeTable table;
+    table.Read(head);
+    return table;
+}
+
+TEST(AttributeTable, ReadsBothKindsOfQuotes)
+{
+    const auto table = Table(L"<Item path=\"C:\\it's\" mask='say \"x\"'");
+    EXPECT_EQ(table.Find(L"path"), L"C:\\it's");
+    EXPECT_EQ(table.Find(L"mask"), L"say \"x\"");
+    EXPECT_TRUE(table.IsWellFormed());
+}
+
+TEST(AttributeTable, NamesAreExact)
+{
+    const auto table = Table(L"<Item path='1' Path='2' paths='3'");
+    EXPECT_EQ(table.Find(L"path"), L"1");
+    EXPECT_EQ(table.Find(L"Path"), L"2");
+    EXPECT_EQ(table.Find(L"paths"), L"3");
+    EXPECT_EQ(table.Find(L"pat"), L"");
+    EXPECT_EQ(table.Find(L""), L"");
+}
+
+TEST(AttributeTable, NamesInValuesAreNoAttributes)
+{
+    const auto table = Table(L"<Item a=\" path='no' \" b='path=\"no\"'");
+    EXPECT_EQ(table.Find(L"path"), L"");
+    EXPECT_EQ(table.Find(L"a"), L" path='no' ");
+}
+
+TEST(AttributeTable, SpaceAroundTheEqualSignIsAllowed)
+{
+    const auto table = Table(L"<Item\r\n\ta \t=\n'1'\r\n b='2' ");
+    EXPECT_EQ(table.Find(L"a"), L"1");
+    EXPECT_EQ(table.Find(L"b"), L"2");
+    EXPECT_TRUE(table.IsWellFormed());
+}
+
+TEST(AttributeTable, ElementWithoutAttributesIsWellFormed)
+{
+    EXPECT_TRUE(Table(L"<Item").IsWellFormed());
+    EXPECT_TRUE(Table(L"<Item ").IsWellFormed());
+    EXPECT_EQ(Table(L"<Item").Find(L"Item"), L"");
+}
+
+TEST(AttributeTable, OfTwinsTheFirstCountsWhateverWasAskedBefore)
+{
+    const auto table = Table(L"<Item a='1' b='2' a='3'");
+    EXPECT_EQ(table.Find(L"a"), L"1");
+    EXPECT_EQ(table.Find(L"b"), L"2");
+    EXPECT_EQ(table.Find(L"a"), L"1");
+    EXPECT_FALSE(table.IsWellFormed());
+}
+
+TEST(AttributeTable, ManyAttributesAreAllFound)
+{
+    std::wstring head = L"<Item";
+    for (int i = 99; i >= 0; --i)
+        head += L" a" + std::to_wstring(i) + L"='" + std::to_wstring(i) + L"'";
+    const auto table = Table(head);
+    EXPECT_TRUE(table.IsWellFormed());
+    for (int i = 0; i < 100; ++i)
+        EXPECT_EQ(table.Find(L"a" + std::to_wstring(i)), std::to_wstring(i));
+    EXPECT_EQ(table.Find(L"a100"), L"");
+    const auto twins = Table(head + L" a50='second'");
+    EXPECT_EQ(twins.Find(L"a50"), L"50");
+    EXPECT_FALSE(twins.IsWellFormed());
+}
+
+TEST(AttributeTable, ReadsWhatItCanOfMalformedTags)
+{
+    const auto table = Table(L"<Item bare x=1 =3 'stray' a='1'b='2' last='open");
+    EXPECT_FALSE(table.IsWellFormed());
+    EXPECT_EQ(table.Find(L"bare"), L"");
+    EXPECT_EQ(table.Find(L"x"), L"1");
+    EXPECT_EQ(table.Find(L"a"), L"1");
+    EXPECT_EQ(table.Find(L"b"), L"2");
+    EXPECT_EQ(table.Find(L"last"), L"open");
+}
+
+TEST(AttributeTable, EachFaultAloneIsNoticed)
+{
+    for (const wchar_t* head : {L"<a b", L"<a b=", L"<a b=c", L"<a b='1'c='2'", L"<a /", L"<a / b='1'", L"<a ='1'",
+                                L"<a ?", L"<a b='1' \"x\""})
+        EXPECT_FALSE(Table(head).IsWellFormed()) << testing::PrintToString(std::wstring(head));
+}
+
+TEST(AttributeTable, IsUsedAgainForTheNextTag)
+{
+    auto table = Table(L"<a b='1' b='2'");
+    table.Read(L"<a c='3'");
+    EXPECT_EQ(table.Find(L"b"), L"");
+    EXPECT_EQ(table.Find(L"c"), L"3");
+    EXPECT_TRUE(table.IsWellFormed());
+}
+
+} // namespace
