@@ -1,0 +1,35 @@
+// One event on its way from the worker to the notifier.
+#pragma once
+
+#include <windows.h>
+
+class CDelayedDirectoryChangeHandler;
+
+enum EventCode : DWORD {
+    EventFence = 0, // reaches no handler: it tells that everything before it has been dispatched
+    EventAdded = 1,
+    EventRemoved = 2,
+    EventModified = 3,
+    EventRenamed = 4,
+    EventReadError = 5,
+    EventWatchStarted = 6,
+    EventWatchStopped = 7,
+};
+
+struct DelayedEvent {
+    CDelayedDirectoryChangeHandler* handler;
+    EventCode code;
+    wchar_t* firstPath;  // owned copies
+    wchar_t* secondPath; // EventRenamed: the new name
+    DWORD error;
+    DWORD partialPathOffset;
+};
+static_assert(sizeof(DelayedEvent) == 40);
+
+// Null on lack of memory. The paths are copied; a null path is copied as an empty one.
+DelayedEvent* MakeDelayedEvent(CDelayedDirectoryChangeHandler* handler, EventCode code, const wchar_t* firstPath,
+                               const wchar_t* secondPath, DWORD error, DWORD partialPathOffset) noexcept;
+void FreeDelayedEvent(DelayedEvent* event) noexcept;
+
+// Calls the handler, on the notifier's thread, and frees the event.
+void DispatchDelayedEvent(DelayedEvent* event);

@@ -1,0 +1,112 @@
+#include "directory_changes/DirWatchInfo.h"
+
+#include "directory_changes/ChangeIo.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace
+{
+
+constexpr DWORD ControlPacketBytes = 8;
+
+DWORD PartialPathOffset(const CString& name, DWORD filterFlags)
+{
+    if (!(filterFlags & FilterFlags::TestPartialPath) || name.IsEmpty())
+        return 0;
+    const int length = name.GetLength();
+    return static_cast<DWORD>(name[length - 1] == L'\\' ? length : length + 1);
+}
+
+} // namespace
+
+CDirWatchInfo::CDirWatchInfo(ChangeIo& io, HANDLE directory, const wchar_t* name, CDirectoryChangeHandler* handler,
+                             bool appHasGui, DWORD filterFlags)
+    : m_io(io),
+      m_handler(handler, appHasGui, filterFlags),
+      m_directory(directory),
+      m_name(name)
+{
+    m_handler.SetPartialPathOffset(PartialPathOffset(m_name, filterFlags));
+    handler->AddRef();
+}
+
+CDirWatchInfo::~CDirWatchInfo() { Retire(); }
+
+void CDirWatchInfo::Retire()
+{
+    CloseDirectory();
+    m_handler.Retire();
+    if (CDirectoryChangeHandler* real = m_handler.TakeRealHandler())
+        real->Release();
+}
+
+RunningState CDirWatchInfo::State() const
+{
+    const CSingleLock lock(m_section);
+    return m_state;
+}
+
+void CDirWatchInfo::SetState(RunningState state)
+{
+    const CSingleLock lock(m_section);
+    m_state = state;
+}
+
+bool CDirWatchInfo::Ask(RunningState state, HANDLE port)
+{
+    const CSingleLock lock(m_section);
+    m_state = state;
+    return m_io.PostPacket(port, ControlPacketBytes, m_key, &m_control);
+}
+
+bool CDirWatchInfo::MoveOn(RunningState from, RunningState to)
+{
+    const CSingleLock lock(m_section);
+    if (m_state != from)
+        return false;
+    m_state = to;
+    return true;
+}
+
+DWORD CDirWatchInfo::Read()
+{
+    m_overlapped = {};
+    m_readPending = true; // before the call: its packet may come at once
+    const auto read = [&] {
+        return m_io.ReadChanges(m_directory, m_buffer.data() + m_carry, m_bufferSize - m_carry, true, ChangeFilter,
+                                &m_overlapped);
+    };
+    bool issued = read();
+    if (!issued && GetLastError() == ERROR_INVALID_PARAMETER && m_bufferSize > NetworkBufferSize) {
+        m_bufferSize = NetworkBufferSize;
+        issued = read();
+    }
+    if (issued)
+        return ERROR_SUCCESS;
+    const DWORD error = GetLastError();
+    m_readPending = false;
+    return error ? error : ERROR_GEN_FAILURE;
+}
+
+void CDirWatchInfo::Process(DWORD bytes)
+{
+    if (CDirectoryChangeHandler* real = m_handler.RealHandler())
+        real->SetChangedDirectoryName(m_name);
+    m_handler.SetChangedDirectoryName(m_name);
+    const std::size_t size = std::min<std::size_t>(std::size_t(m_carry) + bytes, m_buffer.size());
+    m_carry = static_cast<DWORD>(DecodeChanges(m_buffer.data(), size, m_name.View(), *this));
+}
+
+void CDirWatchInfo::DropCarried()
+{
+    if (m_carry != 0)
+        GiveUpCarriedName(m_buffer.data(), m_carry, m_name.View(), *this);
+    m_carry = 0;
+}
+
+void CDirWatchInfo::CloseDirectory()
+{
+    if (IsOpen())
+        m_io.CloseDirectory(std::exchange(m_directory, INVALID_HANDLE_VALUE));
+}

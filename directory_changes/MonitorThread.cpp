@@ -1,0 +1,138 @@
+// The worker: one thread for all directories of a watcher.
+#include "directory_changes/ChangeIo.h"
+#include "directory_changes/CompletionKeys.h"
+#include "directory_changes/DirWatchInfo.h"
+#include "directory_changes/DirectoryChanges.h"
+#include "support/Handle.h"
+
+namespace
+{
+
+// A directory whose reads keep failing is given up, so that an error is reported once and not for ever.
+constexpr int MostFailedCompletions = 16;
+
+class PriorityScope
+{
+public:
+    explicit PriorityScope(int priority) : m_before(GetThreadPriority(GetCurrentThread()))
+    {
+        SetThreadPriority(GetCurrentThread(), priority);
+    }
+    ~PriorityScope() { SetThreadPriority(GetCurrentThread(), m_before); }
+    PriorityScope(const PriorityScope&) = delete;
+    PriorityScope& operator=(const PriorityScope&) = delete;
+
+private:
+    const int m_before;
+};
+
+} // namespace
+
+unsigned __stdcall CDirectoryChangeWatcher::MonitorDirectoryChanges(void* watcher)
+{
+    const LockOrder::ThreadScope scope(L"engine worker");
+    SetThreadErrorMode(SEM_FAILCRITICALERRORS, nullptr);
+    auto& self = *static_cast<CDirectoryChangeWatcher*>(watcher);
+    self.OnThreadStart();
+    self.Monitor();
+    self.OnThreadExit();
+    return 0;
+}
+
+void CDirectoryChangeWatcher::Monitor()
+{
+    const HANDLE port = Port();
+    for (;;) {
+        DWORD bytes = 0;
+        ULONG_PTR key = 0;
+        OVERLAPPED* overlapped = nullptr;
+        const bool good = m_io.WaitPacket(port, &bytes, &key, &overlapped, INFINITE);
+        // A wait that failed without a packet says nothing about any record.
+        if (!good && !overlapped && key == 0 && GetLastError() == WAIT_TIMEOUT)
+            continue;
+        if (key == 0)
+            return;
+        if (const Record record = m_keys->Find(key))
+            HandlePacket(record, record->IsRead(overlapped), good, bytes);
+    }
+}
+
+void CDirectoryChangeWatcher::HandlePacket(const Record& record, bool completed, bool good, DWORD bytes)
+{
+    if (completed)
+        record->ReadCompleted();
+    switch (record->State()) {
+    case StateStartMonitoring:
+        StartReading(record);
+        break;
+    case StateStopMonitoring:
+    case StateStopped:
+        FinishStop(record);
+        break;
+    case StateRunning:
+        if (completed)
+            HandleChanges(record, good, bytes);
+        break;
+    case StateNotSet:
+        break;
+    }
+}
+
+void CDirectoryChangeWatcher::StartReading(const Record& record)
+{
+    const DWORD error = record->Read();
+    record->SetStartResult(error);
+    if (error == ERROR_SUCCESS)
+        record->MoveOn(StateStartMonitoring, StateRunning);
+    record->Handler().OnWatchStarted(error, record->Name());
+    record->Started().SetEvent();
+}
+
+// The directory is closed, which gives the pending read back; the watch has ended when that has come.
+void CDirectoryChangeWatcher::FinishStop(const Record& record)
+{
+    if (record->IsOpen()) {
+        record->CloseDirectory();
+        record->SetState(StateStopped);
+        record->DropCarried();
+        record->Handler().OnWatchStopped(record->Name());
+        record->stopDelivered = true;
+    }
+    if (record->ReadPending())
+        return;
+    m_keys->Remove(record->Key());
+    // Somebody who still waits for a start that a stop has overtaken goes on as well.
+    if (record->StartResult() == ERROR_SUCCESS && !IsSignalled(record->Started()))
+        record->SetStartResult(ERROR_OPERATION_ABORTED);
+    record->Started().SetEvent();
+    record->Stopped().SetEvent();
+}
+
+void CDirectoryChangeWatcher::HandleChanges(const Record& record, bool good, DWORD bytes)
+{
+    if (good && bytes > 0) {
+        record->failedCompletions = 0;
+        record->Process(bytes);
+    } else {
+        // Changes were lost: the system's buffer overflowed, or the read failed. Nothing is decoded.
+        record->failedCompletions = good ? 0 : record->failedCompletions + 1;
+        record->DropCarried();
+        record->Handler().OnReadChangesError(ERROR_NOTIFY_ENUM_DIR, record->Name());
+    }
+    const bool hopeless = record->failedCompletions >= MostFailedCompletions;
+    if (const DWORD error = hopeless ? DWORD(ERROR_READ_FAULT) : record->Read())
+        UnwatchDirectoryBecauseOfError(record, error);
+}
+
+void CDirectoryChangeWatcher::UnwatchDirectoryBecauseOfError(const Record& record, DWORD error)
+{
+    const PriorityScope priority(THREAD_PRIORITY_HIGHEST);
+    record->SetStartResult(error);
+    record->Handler().OnReadChangesError(error, record->Name());
+    // Whoever has taken the record out already waits to be told, and destroys it.
+    if (!TakeOut(record))
+        return;
+    if (CDirectoryChangeHandler* real = record->RealHandler())
+        real->UnlinkWatcher();
+    Destroy(record);
+}
