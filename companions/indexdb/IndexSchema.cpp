@@ -69,8 +69,9 @@ bool IsIndex(IndexConnection& connection)
     }
     if (version > Version)
         throw IndexError{CIndexDB::Error::Newer, L"written by a newer version"};
-    if (version < 1)
-        throw IndexError{CIndexDB::Error::Corrupt, L"no version"};
+    constexpr const char* tables = "SELECT count(*) FROM sqlite_master WHERE name IN ('items', 'jobs', 'deletes')";
+    if (version < 1 || connection.Number(tables) != 3)
+        throw IndexError{CIndexDB::Error::Corrupt, L"tables are missing"};
     return true;
 }
 

@@ -33,6 +33,8 @@ void CIndexDB::State::Open(bool writable, bool exclusive, int busyTimeoutMs)
     IndexSchema::RegisterCollation(connection);
     if (exclusive)
         connection.Execute("PRAGMA locking_mode=EXCLUSIVE");
+    // Keys are hashes, so that recording many items touches pages all over the file.
+    connection.Execute("PRAGMA cache_size=-65536");
     const bool present = IndexSchema::IsIndex(connection);
     if (!present && !writable)
         throw IndexError{Error::Corrupt, L"an empty file"};
@@ -59,6 +61,9 @@ void CIndexDB::State::UseWriteAheadLog()
     if (got != L"wal")
         g_OrbLog.WriteLog(1, logSource, __LINE__, L"The index %s has no write-ahead log (mode %s).", path.GetString(),
                           got.GetString());
+    // The first read enters the log. From then on an exclusive connection is kept out, even while this one idles.
+    mode.Close();
+    connection.Number("SELECT count(*) FROM sqlite_master");
 }
 
 void CIndexDB::State::Close()

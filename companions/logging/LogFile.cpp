@@ -46,9 +46,7 @@ void LogFile::sink_it_(const spdlog::details::log_msg& message)
     if (!m_file || !WriteFile(m_file.Get(), line.data(), static_cast<DWORD>(line.size()), &written, nullptr)) {
         m_error = GetLastError();
         Close();
-        return;
     }
-    m_size += written;
 }
 
 bool LogFile::Open()
@@ -57,20 +55,27 @@ bool LogFile::Open()
     m_file.Reset(CreateFileW(Path(), FILE_APPEND_DATA | SYNCHRONIZE,
                              FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_ALWAYS,
                              FILE_ATTRIBUTE_NORMAL, nullptr));
-    LARGE_INTEGER size = {};
-    if (m_file && GetFileSizeEx(m_file.Get(), &size))
-        m_size = static_cast<std::uint64_t>(size.QuadPart);
     return static_cast<bool>(m_file);
 }
 
+std::uint64_t LogFile::Size() const
+{
+    LARGE_INTEGER size = {};
+    return m_file && GetFileSizeEx(m_file.Get(), &size) ? static_cast<std::uint64_t>(size.QuadPart) : 0;
+}
+
+// The size is asked of the system each time: others write to the file, too, and one that they have renamed
+// is full, which is how this process finds out.
 void LogFile::MakeRoom(std::uint64_t coming)
 {
-    const auto full = [&] { return m_size != 0 && m_size + coming > m_limit; };
+    const auto full = [&] {
+        const std::uint64_t size = Size();
+        return size != 0 && size + coming > m_limit;
+    };
     if (!m_file && !Open())
         return;
     if (!full())
         return;
-    // Another process may have renamed the file that this one still writes to.
     Close();
     if (!Open() || !full())
         return;

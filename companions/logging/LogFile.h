@@ -38,12 +38,12 @@ protected:
 private:
     CString NumberedPath(int number) const;
     bool Open();
+    std::uint64_t Size() const;
     void MakeRoom(std::uint64_t coming);
     void Rename();
 
     CString m_folder;
     FileHandle m_file;
-    std::uint64_t m_size = 0;
     std::uint64_t m_limit = 10 * 1024 * 1024;
     int m_oldFiles = 3;
     unsigned long m_error = 0;
