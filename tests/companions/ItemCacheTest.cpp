@@ -1,0 +1,114 @@
+#include "companions/indexdb/ItemCache.h"
+
+#include "support/Hashes.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace
+{
+
+CachedDatum Datum(const std::wstring& path, std::uint64_t id, std::uint64_t time = 1)
+{
+    CachedDatum datum;
+    datum.path = path;
+    datum.id = id;
+    datum.modificationTime = time;
+    return datum;
+}
+CachedDatum Datum(const std::wstring& path) { return Datum(path, PathHash64(path)); }
+
+TEST(ItemCache, PathsOfEveryShapeComeBackAsTheyWere)
+{
+    ItemCache cache;
+    const std::wstring paths[] = {L"C:",
+                                  L"C:\\a",
+                                  L"\\\\server\\share\\x",
+                                  L"\\\\server",
+                                  L"\\x",
+                                  L"name",
+                                  L"C:\\a\\",
+                                  L"C:\\" + std::wstring(32000, L'n')};
+    for (const std::wstring& path : paths)
+        cache.Put(Datum(path), 0);
+    for (const std::wstring& path : paths) {
+        CachedDatum datum;
+        ASSERT_TRUE(cache.Find(PathHash64(path), datum));
+        EXPECT_EQ(datum.path, path.c_str());
+        EXPECT_EQ(cache.FindPath(path), PathHash64(path));
+    }
+    EXPECT_EQ(cache.Size(), std::size(paths));
+}
+
+TEST(ItemCache, KeysAtTheEdgesOfTheirRangeAreKeys)
+{
+    ItemCache cache;
+    const std::uint64_t last = ~std::uint64_t(0);
+    cache.Put(Datum(L"C:\\zero", 0), 0);
+    cache.Put(Datum(L"C:\\last", last), 0);
+    CachedDatum datum;
+    EXPECT_TRUE(cache.Find(0, datum));
+    EXPECT_TRUE(cache.Find(last, datum));
+    EXPECT_FALSE(cache.Find(last - 1, datum));
+    cache.Erase(last - 1);
+    EXPECT_TRUE(cache.Find(last, datum));
+    cache.Erase(last);
+    EXPECT_FALSE(cache.Find(last, datum));
+}
+
+TEST(ItemCache, AnItemThatTakesOverAKeyLeavesNoTraceOfTheOther)
+{
+    ItemCache cache;
+    cache.Put(Datum(L"C:\\\u00e4", 1), 7);
+    cache.Put(Datum(L"C:\\\u00f6", 1), 0);
+    EXPECT_EQ(cache.Size(), 1u);
+    EXPECT_FALSE(cache.FindPath(L"C:\\\u00c4").has_value());
+    EXPECT_EQ(cache.FindPath(L"C:\\\u00d6"), 1u);
+    EXPECT_EQ(cache.DelayedUntil(1), 0);
+}
+
+TEST(ItemCache, FoldersKeepTheSpellingOfEachItem)
+{
+    ItemCache cache;
+    cache.Put(Datum(L"C:\\Folder\\a"), 0);
+    cache.Put(Datum(L"c:\\FOLDER\\b"), 0);
+    CachedDatum datum;
+    ASSERT_TRUE(cache.Find(PathHash64(L"c:\\folder\\a"), datum));
+    EXPECT_EQ(datum.path, L"C:\\Folder\\a");
+    ASSERT_TRUE(cache.Find(PathHash64(L"c:\\folder\\b"), datum));
+    EXPECT_EQ(datum.path, L"c:\\FOLDER\\b");
+}
+
+TEST(ItemCache, EverythingIsStillThereAfterManyItemsCameAndWent)
+{
+    ItemCache cache;
+    const std::wstring filler(200, L'f');
+    const auto path = [&](int i) { return L"C:\\" + filler + std::to_wstring(i); };
+    // Three times the blocks of names that may lie unused.
+    for (int i = 0; i < 16000; ++i) {
+        cache.Put(Datum(path(i)), 0);
+        if (i >= 100)
+            cache.Erase(PathHash64(path(i - 100)));
+    }
+    EXPECT_EQ(cache.Size(), 100u);
+    for (int i = 16000 - 100; i < 16000; ++i) {
+        CachedDatum datum;
+        ASSERT_TRUE(cache.Find(PathHash64(path(i)), datum));
+        EXPECT_EQ(datum.path, path(i).c_str());
+    }
+    EXPECT_FALSE(cache.FindPath(path(0)).has_value());
+}
+
+TEST(ItemCache, UpdatingAnItemOverAndOverKeepsOne)
+{
+    ItemCache cache;
+    for (std::uint64_t time = 1; time <= 1000; ++time)
+        cache.Put(Datum(L"C:\\a", 5, time), 0);
+    CachedDatum datum;
+    ASSERT_TRUE(cache.Find(5, datum));
+    EXPECT_EQ(datum.modificationTime, 1000u);
+    EXPECT_EQ(cache.Size(), 1u);
+}
+
+} // namespace

@@ -1,0 +1,95 @@
+#include "companions/online/OnlineCallbackHandler.h"
+#include "support/Handle.h"
+#include "tests/companions/CompanionTest.h"
+
+namespace
+{
+
+class OnlineHandler : public CompanionTest
+{
+protected:
+    CString Outbox(const wchar_t* name) const { return temp.Path(L"data\\outbox\\") + name; }
+    OnlineCallbackHandler handler;
+    int number = -1;
+};
+
+TEST_F(OnlineHandler, KnowsTheUploadedFilesAndTheirTimes)
+{
+    std::uint64_t time = 0;
+    handler.AddUploaded(0, 10);
+    handler.AddUploaded(~0ull, 20);
+    handler.AddUploaded(~0ull, 30);
+    EXPECT_TRUE(handler.FindUploaded(0, time));
+    EXPECT_EQ(time, 10u);
+    EXPECT_TRUE(handler.FindUploaded(~0ull, time));
+    EXPECT_EQ(time, 30u);
+    handler.RemoveUploaded(0);
+    EXPECT_FALSE(handler.FindUploaded(0, time));
+    handler.ClearUploaded();
+    EXPECT_FALSE(handler.FindUploaded(~0ull, time));
+}
+
+TEST_F(OnlineHandler, CountsUpAndReserves)
+{
+    EXPECT_EQ(handler.GetTransactionXml(number, false, true), Outbox(L"Transaction1.tdb"));
+    EXPECT_EQ(number, 1);
+    EXPECT_EQ(temp.ReadBytes(L"data\\outbox\\Transaction1.tdb"), "");
+    EXPECT_EQ(handler.GetTransactionXml(number, false, false), Outbox(L"Transaction2.tdb"));
+    EXPECT_EQ(number, 2);
+    EXPECT_FALSE(Exists(L"data\\outbox\\Transaction2.tdb"));
+    EXPECT_EQ(handler.GetTransactionXml(number, false, true), Outbox(L"Transaction3.tdb"));
+}
+
+TEST_F(OnlineHandler, PeekingLeavesTheCount)
+{
+    EXPECT_EQ(handler.GetTransactionXml(number, true, false), Outbox(L"Transaction1.tdb"));
+    EXPECT_EQ(handler.GetTransactionXml(number, true, false), Outbox(L"Transaction1.tdb"));
+    EXPECT_EQ(handler.GetTransactionXml(number, false, false), Outbox(L"Transaction1.tdb"));
+    EXPECT_EQ(handler.GetTransactionXml(number, true, false), Outbox(L"Transaction2.tdb"));
+}
+
+TEST_F(OnlineHandler, NumbersGoOnAfterARestartThoughTheFilesWereUploaded)
+{
+    handler.GetTransactionXml(number, false, true);
+    handler.GetTransactionXml(number, false, true);
+    ASSERT_TRUE(DeleteFileW(Outbox(L"Transaction1.tdb")) && DeleteFileW(Outbox(L"Transaction2.tdb")));
+    OnlineCallbackHandler restarted;
+    restarted.GetTransactionXml(number, false, true);
+    EXPECT_EQ(number, 3);
+}
+
+TEST_F(OnlineHandler, ALostCountIsTakenFromWhatWaits)
+{
+    temp.WriteBytes(L"data\\outbox\\Transaction41.tdb", "waits");
+    temp.WriteBytes(L"data\\outbox\\TransactionX.tdb", "");
+    handler.GetTransactionXml(number, false, true);
+    EXPECT_EQ(number, 42);
+}
+
+TEST_F(OnlineHandler, ANameThatIsTakenIsSkipped)
+{
+    temp.WriteBytes(L"data\\outbox\\next", "5");
+    temp.WriteBytes(L"data\\outbox\\Transaction5.tdb", "waits");
+    handler.GetTransactionXml(number, false, true);
+    EXPECT_EQ(number, 6);
+    EXPECT_EQ(temp.ReadBytes(L"data\\outbox\\Transaction5.tdb"), "waits");
+}
+
+TEST_F(OnlineHandler, AnOutboxThatCannotBeWrittenYieldsNoPathAndALine)
+{
+    temp.WriteBytes(L"data\\outbox", "a file where the folder should be");
+    const LogCapture capture;
+    EXPECT_TRUE(handler.GetTransactionXml(number, false, true).IsEmpty());
+    EXPECT_TRUE(capture.Has(L"outbox"));
+}
+
+TEST_F(OnlineHandler, ACountThatCannotBeKeptYieldsNoPath)
+{
+    temp.WriteBytes(L"data\\outbox\\next", "5");
+    const FileHandle others(CreateFileW(Outbox(L"next"), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                                        FILE_ATTRIBUTE_NORMAL, nullptr));
+    EXPECT_TRUE(handler.GetTransactionXml(number, false, true).IsEmpty());
+    EXPECT_FALSE(Exists(L"data\\outbox\\Transaction5.tdb"));
+}
+
+} // namespace

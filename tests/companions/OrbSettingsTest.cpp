@@ -1,0 +1,237 @@
+#include "companions/settings/OrbSettings.h"
+#include "support/Handle.h"
+#include "tests/companions/CompanionTest.h"
+
+#include <cwchar>
+
+namespace
+{
+
+constexpr const wchar_t* mainFile = L"data\\MainSettings.json";
+
+class OrbSettings : public CompanionTest
+{
+protected:
+    CMainSettings& settings = GetMainSettings();
+
+    CString Text(const wchar_t* key) const
+    {
+        wchar_t buffer[300];
+        return settings.GetValue(key, buffer, 300) ? CString(buffer) : CString(L"<none>");
+    }
+    bool AnyTemporaryFile() const
+    {
+        WIN32_FIND_DATAW found;
+        const FindHandle search(FindFirstFileW(temp.Path(L"data\\*.tmp"), &found));
+        return static_cast<bool>(search);
+    }
+};
+
+TEST_F(OrbSettings, AMissingFileReadsAsEmpty)
+{
+    EXPECT_TRUE(settings.Load());
+    EXPECT_EQ(settings.GetValue(L"Backup::FirstTimeRunTime", 7), 7);
+    EXPECT_EQ(Text(L"Backup::path"), L"<none>");
+}
+
+TEST_F(OrbSettings, TheFirstUseReadsTheFile)
+{
+    temp.WriteBytes(mainFile, R"({"Main": {"Online": 1}})");
+    EXPECT_TRUE(settings.IsOnline());
+}
+
+TEST_F(OrbSettings, WhatWasSavedIsReadAgain)
+{
+    settings.SetValue(L"AppConfig::NetworkScanIntervalInHours", -3);
+    settings.SetValue(L"Backup::path", L"D:\\\x4f8b \"\xfc\"\\");
+    settings.SetValue(L"plain", L"value");
+    ASSERT_TRUE(settings.Save());
+    settings.SetValue(L"plain", L"not saved");
+    ASSERT_TRUE(settings.Load());
+    EXPECT_EQ(settings.GetValue(L"AppConfig::NetworkScanIntervalInHours", 0), -3);
+    EXPECT_EQ(Text(L"Backup::path"), L"D:\\\x4f8b \"\xfc\"\\");
+    EXPECT_EQ(Text(L"plain"), L"value");
+    EXPECT_FALSE(AnyTemporaryFile());
+}
+
+TEST_F(OrbSettings, EachObjectHasAFileOfItsOwn)
+{
+    GetMainSettings().SetValue(L"A::b", 1);
+    GetServiceRunSettings().SetValue(L"A::b", 2);
+    GetUserConfigurations().SetValue(L"A::b", 3);
+    ASSERT_TRUE(GetMainSettings().Save() && GetServiceRunSettings().Save() && GetUserConfigurations().Save());
+    ASSERT_TRUE(GetMainSettings().Load() && GetServiceRunSettings().Load() && GetUserConfigurations().Load());
+    EXPECT_EQ(GetMainSettings().GetValue(L"A::b", 0), 1);
+    EXPECT_EQ(GetServiceRunSettings().GetValue(L"A::b", 0), 2);
+    EXPECT_EQ(GetUserConfigurations().GetValue(L"A::b", 0), 3);
+}
+
+TEST_F(OrbSettings, PersistingIsTheSecondVirtualOperation)
+{
+    struct Layout {
+        using Operation = bool (*)(CSettings*);
+        Operation* table;
+    };
+    settings.SetValue(L"A::b", 5);
+    auto* layout = reinterpret_cast<Layout*>(static_cast<CSettings*>(&settings));
+    EXPECT_TRUE(layout->table[1](&settings));
+    EXPECT_TRUE(Exists(mainFile));
+}
+
+TEST_F(OrbSettings, NumbersAreCutToThirtyTwoBits)
+{
+    temp.WriteBytes(mainFile, R"({"N": {"a": 4294967297, "b": 2147483648, "c": -4294967298, "d": 1e10, "e": 2.9,
+        "f": "4294967299", "g": " -12 ", "h": "12abc", "i": true, "j": [1], "k": "", "l": 18446744073709551615}})");
+    EXPECT_EQ(settings.GetValue(L"N::a", 0), 1);
+    EXPECT_EQ(settings.GetValue(L"N::b", 0), INT32_MIN);
+    EXPECT_EQ(settings.GetValue(L"N::c", 0), -2);
+    EXPECT_EQ(settings.GetValue(L"N::d", 0), 1410065408);
+    EXPECT_EQ(settings.GetValue(L"N::e", 0), 2);
+    EXPECT_EQ(settings.GetValue(L"N::f", 0), 3);
+    EXPECT_EQ(settings.GetValue(L"N::g", 0), -12);
+    EXPECT_EQ(settings.GetValue(L"N::h", 77), 77);
+    EXPECT_EQ(settings.GetValue(L"N::i", 0), 1);
+    EXPECT_EQ(settings.GetValue(L"N::j", 77), 77);
+    EXPECT_EQ(settings.GetValue(L"N::k", 77), 77);
+    EXPECT_EQ(settings.GetValue(L"N::l", 0), -1);
+}
+
+TEST_F(OrbSettings, ANumberReadsAsText)
+{
+    settings.SetValue(L"A::number", -42);
+    EXPECT_EQ(Text(L"A::number"), L"-42");
+}
+
+TEST_F(OrbSettings, ATextThatDoesNotFitIsRefusedAndTheBufferEmptied)
+{
+    settings.SetValue(L"A::text", L"12345");
+    wchar_t buffer[6];
+    EXPECT_TRUE(settings.GetValue(L"A::text", buffer, 6));
+    EXPECT_STREQ(buffer, L"12345");
+    EXPECT_FALSE(settings.GetValue(L"A::text", buffer, 5));
+    EXPECT_STREQ(buffer, L"");
+    EXPECT_FALSE(settings.GetValue(L"A::text", nullptr, 0));
+}
+
+TEST_F(OrbSettings, ALoneSurrogateIsReplacedAndDoesNotThrow)
+{
+    settings.SetValue(L"A::text", L"x\xd800y");
+    ASSERT_TRUE(settings.Save());
+    ASSERT_TRUE(settings.Load());
+    EXPECT_EQ(Text(L"A::text"), L"x\xfffdy");
+    EXPECT_EQ(settings.GetValue(L"\xdc00::\xd800", 9), 9);
+}
+
+TEST_F(OrbSettings, WhatTheProductDoesNotKnowIsKept)
+{
+    temp.WriteBytes(mainFile, R"({"Other": {"list": [1, {"x": null}]}})");
+    settings.SetValue(L"A::b", 1);
+    ASSERT_TRUE(settings.Save());
+    EXPECT_NE(temp.ReadBytes(mainFile).find("\"x\": null"), std::string::npos);
+}
+
+TEST_F(OrbSettings, AFileThatIsNotJsonIsKeptBesideAndReadsAsEmpty)
+{
+    for (const char* bytes : {"{\"A\": {\"b\": 1}", "[1, 2]", "\xff\xfe{", ""}) {
+        const LogCapture capture;
+        temp.WriteBytes(mainFile, bytes);
+        EXPECT_FALSE(settings.Load());
+        EXPECT_EQ(settings.GetValue(L"A::b", 9), 9);
+        EXPECT_EQ(temp.ReadBytes(L"data\\MainSettings.json.bad"), bytes);
+        EXPECT_FALSE(Exists(mainFile));
+        EXPECT_TRUE(capture.Has(L"damaged"));
+    }
+    settings.SetValue(L"A::b", 3);
+    ASSERT_TRUE(settings.Save());
+    ASSERT_TRUE(settings.Load());
+    EXPECT_EQ(settings.GetValue(L"A::b", 9), 3);
+}
+
+TEST_F(OrbSettings, AnUnreadableFileIsNeverReplacedWithoutBeingKept)
+{
+    temp.WriteBytes(mainFile, R"({"A": {"b": 1}})");
+    {
+        const FileHandle others(
+            CreateFileW(temp.Path(mainFile), GENERIC_READ, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+        ASSERT_TRUE(static_cast<bool>(others));
+        const LogCapture capture;
+        EXPECT_FALSE(settings.Load());
+        EXPECT_TRUE(capture.Has(L"cannot be read"));
+        settings.SetValue(L"A::b", 2);
+        EXPECT_FALSE(settings.Save());
+    }
+    EXPECT_EQ(temp.ReadBytes(mainFile), R"({"A": {"b": 1}})");
+    EXPECT_TRUE(settings.Save());
+    EXPECT_EQ(temp.ReadBytes(L"data\\MainSettings.json.bad"), R"({"A": {"b": 1}})");
+    EXPECT_TRUE(settings.Load());
+    EXPECT_EQ(settings.GetValue(L"A::b", 0), 2);
+}
+
+TEST_F(OrbSettings, AReadOnlyFileStaysAsItIsWhenSavingFails)
+{
+    temp.WriteBytes(mainFile, R"({"A": {"b": 1}})");
+    ASSERT_TRUE(SetFileAttributesW(temp.Path(mainFile), FILE_ATTRIBUTE_READONLY));
+    const LogCapture capture;
+    settings.SetValue(L"A::b", 2);
+    EXPECT_FALSE(settings.Save());
+    EXPECT_TRUE(capture.Has(L"cannot be written"));
+    SetFileAttributesW(temp.Path(mainFile), FILE_ATTRIBUTE_NORMAL);
+    EXPECT_EQ(temp.ReadBytes(mainFile), R"({"A": {"b": 1}})");
+    EXPECT_FALSE(AnyTemporaryFile());
+}
+
+TEST_F(OrbSettings, ALockedFileStaysAsItIsWhenSavingFails)
+{
+    temp.WriteBytes(mainFile, R"({"A": {"b": 1}})");
+    settings.SetValue(L"A::b", 2);
+    {
+        const FileHandle others(CreateFileW(temp.Path(mainFile), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                                            FILE_ATTRIBUTE_NORMAL, nullptr));
+        EXPECT_FALSE(settings.Save());
+    }
+    EXPECT_EQ(temp.ReadBytes(mainFile), R"({"A": {"b": 1}})");
+    EXPECT_FALSE(AnyTemporaryFile());
+}
+
+TEST_F(OrbSettings, TheDataFolderIsCreatedWithItsParentsAndHasNoTrailingBackslash)
+{
+    UseDataFolder(temp.Path(L"a\\b\\c") + L"\\");
+    EXPECT_EQ(settings.GetDataFolderPath(), temp.Path(L"a\\b\\c"));
+    EXPECT_TRUE(Exists(L"a\\b\\c"));
+}
+
+TEST_F(OrbSettings, AnotherDataFolderHasOtherSettings)
+{
+    temp.WriteBytes(L"other\\MainSettings.json", R"({"A": {"b": 5}})");
+    settings.SetValue(L"A::b", 1);
+    UseDataFolder(temp.Path(L"other"));
+    EXPECT_EQ(settings.GetValue(L"A::b", 0), 5);
+}
+
+TEST_F(OrbSettings, KernelNamesOfTwoDataFoldersDiffer)
+{
+    const CString first = settings.GetMainSettingsMutex(L"mutexs::GUID_BACKUP_START");
+    EXPECT_EQ(first, settings.GetMainSettingsMutex(L"mutexs::GUID_BACKUP_START"));
+    EXPECT_TRUE(std::wstring(first.GetString()).starts_with(L"mutexs::GUID_BACKUP_START_"));
+    EXPECT_EQ(first.GetLength(), static_cast<int>(std::wcslen(L"mutexs::GUID_BACKUP_START_")) + 16);
+    UseDataFolder(temp.Path(L"other"));
+    EXPECT_NE(first, settings.GetMainSettingsMutex(L"mutexs::GUID_BACKUP_START"));
+}
+
+TEST_F(OrbSettings, KernelNamesOfOneDataFolderAgreeHoweverItIsSpelt)
+{
+    UseDataFolder(temp.Path(L"d\u00e4ta"));
+    const CString first = settings.GetMainSettingsMutex(L"base");
+    UseDataFolder(temp.Path(L"x\\..\\D\u00c4TA") + L"\\");
+    EXPECT_EQ(first, settings.GetMainSettingsMutex(L"base"));
+}
+
+TEST_F(OrbSettings, TheInstanceOfTheSettingsNamesKernelObjects)
+{
+    settings.SetValue(L"Main::Instance", L"a\\b");
+    EXPECT_EQ(settings.GetMainSettingsMutex(L"base"), L"base_a_b");
+    settings.SetValue(L"Main::Instance", L"");
+    EXPECT_EQ(settings.GetMainSettingsMutex(L"base").GetLength(), 5 + 16);
+}
+
+} // namespace
