@@ -127,17 +127,19 @@ bool CMarkup::LeaveElement()
     return true;
 }
 
-CString CMarkup::GetAttribute(const wchar_t* name) const
+CString CMarkup::GetAttribute(const wchar_t* name) const { return CString(GetAttributeView(name)); }
+
+std::wstring_view CMarkup::GetAttributeView(const wchar_t* name) const
 {
-    const std::uint32_t element = m_document->cursor.current;
-    if (!element)
+    Document& document = *m_document;
+    if (!document.cursor.current)
         return {};
-    const std::wstring_view value = m_document->AttributesOf(element).Find(ViewOf(name));
+    const std::wstring_view value = document.AttributesOf(document.cursor.current).Find(ViewOf(name));
     if (value.find(L'&') == std::wstring_view::npos)
-        return CString(value);
-    std::wstring decoded;
-    Unescape(value, decoded);
-    return CString(std::wstring_view(decoded));
+        return value;
+    document.decoded.clear();
+    Unescape(value, document.decoded);
+    return document.decoded;
 }
 
 CString CMarkup::GetElementText() const

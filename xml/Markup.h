@@ -12,6 +12,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <string_view>
 
 class CMarkup
 {
@@ -54,6 +55,9 @@ public:
 
     // Decoded; empty when there is no such attribute or no current element.
     CString GetAttribute(const wchar_t* name) const;
+    // The same without a string of its own, for those who read very many; good
+    // until the next call of any kind.
+    std::wstring_view GetAttributeView(const wchar_t* name) const;
     // The current element's own text and CDATA, decoded and joined.
     CString GetElementText() const;
     // The current element's markup as it stands, from its first to its last unit.

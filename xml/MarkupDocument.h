@@ -60,5 +60,6 @@ struct CMarkup::Document {
     bool complete = true;
     AttributeTable attributes;
     std::uint32_t attributesOf = 0;
+    std::wstring decoded; // the last attribute that held entities
     std::uint64_t work = 0;
 };

@@ -10,28 +10,6 @@ constexpr const wchar_t* kNameCharacter = L"tag name character";
 
 } // namespace
 
-bool IsMarkupSpace(wchar_t unit) { return unit == L' ' || unit == L'\t' || unit == L'\n' || unit == L'\r'; }
-
-bool EndsTagName(wchar_t unit)
-{
-    switch (unit) {
-    case L' ':
-    case L'\t':
-    case L'\n':
-    case L'\r':
-    case L'<':
-    case L'>':
-    case L'=':
-    case L'\\':
-    case L'/':
-    case L'?':
-    case L'!':
-        return true;
-    default:
-        return false;
-    }
-}
-
 std::wstring_view TagNameAt(std::wstring_view text, std::size_t start)
 {
     std::size_t end = start;

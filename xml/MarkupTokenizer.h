@@ -27,8 +27,23 @@ struct MarkupNode {
     std::size_t headLength; // a start tag without its closing ">" or "/>"
 };
 
-bool IsMarkupSpace(wchar_t unit);
-bool EndsTagName(wchar_t unit);
+// Both are asked for nearly every unit of a document, hence the bit masks: one
+// bit for each of the first 64 units.
+constexpr std::uint64_t MaskOf(std::wstring_view units)
+{
+    std::uint64_t mask = 0;
+    for (const wchar_t unit : units)
+        mask |= std::uint64_t(1) << unit;
+    return mask;
+}
+constexpr bool IsInMask(std::uint64_t mask, wchar_t unit)
+{
+    return static_cast<std::uint32_t>(unit) < 64 && (mask >> unit & 1);
+}
+constexpr std::uint64_t kSpaces = MaskOf(L" \t\n\r");
+constexpr std::uint64_t kNameEnds = kSpaces | MaskOf(L"<>=/?!");
+constexpr bool IsMarkupSpace(wchar_t unit) { return IsInMask(kSpaces, unit); }
+constexpr bool EndsTagName(wchar_t unit) { return IsInMask(kNameEnds, unit) || unit == L'\\'; }
 // The tag name that begins at `start`; empty when there is none.
 std::wstring_view TagNameAt(std::wstring_view text, std::size_t start);
 

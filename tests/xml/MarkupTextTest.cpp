@@ -22,6 +22,14 @@ TEST(MarkupAttribute, IsDecoded)
     EXPECT_EQ(markup.GetAttribute(L"y"), L"a &b; &#X41;");
 }
 
+TEST(MarkupAttribute, ViewIsDecodedToo)
+{
+    const CMarkup markup = AtRoot(L"<a x='&lt;&#x41;&amp;' y='plain'/>");
+    EXPECT_EQ(markup.GetAttributeView(L"x"), L"<A&");
+    EXPECT_EQ(markup.GetAttributeView(L"y"), L"plain");
+    EXPECT_EQ(markup.GetAttributeView(L"z"), L"");
+}
+
 TEST(MarkupAttribute, AbsentOneIsEmpty)
 {
     const CMarkup markup = AtRoot(L"<a x='1' e=''/>");
