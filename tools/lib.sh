@@ -40,5 +40,5 @@ configure_windows() {
 build_tree() {
     local name=$1
     shift
-    quietly "build-$name" cmake --build "$BUILD/$name" --parallel "$JOBS" "$@"
+    quietly "build-$name" cmake --build "$BUILD/$name" --parallel "$JOBS" ${@:+--target "$@"}
 }

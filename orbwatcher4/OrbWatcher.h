@@ -1,0 +1,198 @@
+// COrbWatcher: the watcher as a backup service drives it.
+//
+// A service makes one object, sets paths and options, calls Init, Resume and
+// StartWatch, takes pending files with GetSingleNotification, and ends with
+// AbortWatching, DeInit and destruction. Setters belong before StartWatch.
+// Everything else may be called from any thread while the watcher runs. No
+// exception leaves an operation. Failures of the system are logged and the work
+// goes on with what is left.
+#pragma once
+
+#include "mfc/CString.h"
+#include "orbwatcher4/Export.h"
+#include "orbwatcher4/QueueDatum.h"
+#include "orbwatcher4/SmartScanCaller.h"
+#include "orbwatcher4/core/Notification.h"
+#include "orbwatcher4/filter/Filter.h"
+
+#include <windows.h>
+
+#include <memory>
+#include <set>
+#include <vector>
+
+class CMarkup;
+class ChangeHandler;
+class HandOut;
+class OnlineCallbackHandler;
+class WatchLoop;
+struct WatcherState;
+
+enum AddQueueItemResult : int {
+    RulesQueued = 0,
+    RulesNotLoaded = 1,  // the file is missing or could not be loaded
+    ExclusionsFound = 2, // some of the rules are exclusions that the caller must see
+};
+
+struct ExcludedInfo {
+    std::int32_t kind = 0; // 1 folder, 0 file
+    CString path;
+};
+
+// How much of the machine the enumeration may take. Full and Automatic: no pauses.
+enum CPUSpeedMode : int { CPUSpeedFull = 0, CPUSpeedReduced = 1, CPUSpeedAutomatic = 2, CPUSpeedLow = 3 };
+
+// Why a path is selected or not.
+struct PathExplanation {
+    enum class Source { Data, AutoExclude, Advanced, Secondary };
+    struct Rule {
+        FilterPtr rule;
+        Source source;
+    };
+
+    CString path; // as the rules saw it
+    InclusionType decision = NotIncluded;
+    InclusionType ordinary = NotIncluded;
+    bool advancedAsked = false;
+    InclusionType advanced = Included; // only when it was asked
+    std::vector<Rule> rules;           // those that took part, in order
+    int deciding = -1;                 // index into rules; -1: no rule decided
+};
+
+class ORBWATCHER4_API COrbWatcher final : private SmartScanCaller
+{
+public:
+    // useDrDeleteMap: work with the index's map of deleted paths for disaster-recovery backups.
+    explicit COrbWatcher(bool useDrDeleteMap);
+    // The watcher must have been stopped.
+    ~COrbWatcher();
+    COrbWatcher(const COrbWatcher&) = delete;
+    COrbWatcher& operator=(const COrbWatcher&) = delete;
+
+    // --- Life. ---
+
+    void Init();
+    // Replays what the last run left pending in "watcher_dump.bin" in the data folder.
+    void Resume();
+    // Loads the selection and starts watching. Always 1; WaitUntilReady tells when all roots are read.
+    int StartWatch();
+    // Ends every thread the watcher has started. Always 1.
+    int AbortWatching();
+    // Stops, writes what is pending to "watcher_dump.bin", and empties the object.
+    void DeInit();
+    // Loads the selection into both filters as StartWatch does; false when a file could not be loaded.
+    bool LoadSelection();
+    // True when every drive of the selection that is there is being watched; false after the time.
+    bool WaitUntilReady(DWORD milliseconds);
+    // The roots whose changes are being read, in order.
+    std::vector<CString> GetWatchedRoots();
+
+    // --- Configuration. Paths are copied. ---
+
+    // Kept as it was when the text is empty or the file does not exist.
+    void SetDataXmlPath(const wchar_t* path);
+    void SetAdvancedFiltersPath(const wchar_t* path);
+    // data: taken when not empty. data2, advanced: taken when they exist, emptied otherwise.
+    void SetDataXMLFiles(const wchar_t* data, const wchar_t* data2, const wchar_t* advanced);
+    // secondary: taken when not empty, emptied otherwise. secondaryExtra: taken when it exists, emptied otherwise.
+    void SetSecondaryXMLFile(const wchar_t* secondary, const wchar_t* secondaryExtra);
+    void SetQueueDB(const wchar_t* path);
+    void SetIndexDB(const wchar_t* path);
+    void SetDestBackupFolderDB(const wchar_t* path);
+    // ";"-separated patterns of file names; null leaves the first one as it was.
+    void SetInstantRunExt(const wchar_t* patterns);
+    void SetBlockLevelExt(const wchar_t* patterns);
+    void SetOverlay(bool on);
+    // Neither duplicated nor closed: the token must outlive the watcher.
+    void SetUserToken(HANDLE token);
+    void SetFirstTimeWatcherHide(int hidden);
+    void EnableBackupHiddenFiles(bool enable);
+    void SetBackupFrequency(DWORD frequency);
+    void UpdateThreadsPriority(CPUSpeedMode mode);
+    void SetOnlineHandler(std::shared_ptr<OnlineCallbackHandler> handler);
+    void SetFirstTimeCompletionEvent(const wchar_t* name);
+    // 64-bit keys (PathHash64) of file names, extensions and folders that are no candidates for deduplication.
+    void SetIgnoredDedup(const std::set<unsigned __int64>& names, const std::set<unsigned __int64>& extensions,
+                         const std::set<unsigned __int64>& folders);
+
+    // --- State. ---
+
+    int IsInitilized();
+    int IsEnableFirstTime();
+    int IsFirstTimeEnumRunning();
+    int IsFirstTimeFinshedsuccessfully();
+    bool IsBackupHiddenFiles();
+    __int64 GetTotalFilesInMem();
+    // 1 while a backup service holds its mutex.
+    static int IsBackupRunning();
+    // The same decision that a change of the path would meet, and how it came about.
+    PathExplanation Explain(const wchar_t* path);
+
+    // --- Pending files. ---
+
+    // Hands out one pending file; false when there is none to be had now. sameRunIds: null, or a
+    // std::set<unsigned __int64> in which the caller keeps the ids of the current backup run.
+    bool GetSingleNotification(void* sameRunIds, QueueDatum& out);
+    bool AddSingleNotification(const wchar_t* path);
+    void ClearNotifications();
+    // Adds the rules of a file and queues what they select. mergeOnly non-zero: the rules only.
+    AddQueueItemResult AddNewQueueItem(const wchar_t* xmlPath, bool deleteWhenDone, std::vector<ExcludedInfo>* excluded,
+                                       int mergeOnly);
+    int IsOnlineInstantRunAllowed(const wchar_t* path);
+    void SignalInstantRunEvent();
+
+    // --- Deleted files; they take effect with the processing of deletions. ---
+
+    int ImmediateProcessDeletedFiles();
+    void RemoveChildNotifications(CString directory);
+    void RemoveChildNotificationsEx(CString directory);
+    void ForceRemoveItemNotifications(const wchar_t* path, bool addBackslash,
+                                      const std::set<unsigned __int64>& removedMasks,
+                                      const std::set<unsigned __int64>& skippedMasks);
+    void TrimDeleteMap();
+    void RemoveFromDeleteMap(const wchar_t* path);
+    bool IsAbortExcludeDelete();
+
+    // --- First-time run and drives; the walks take effect with the first enumeration. ---
+
+    int StartFirstTimeRun(int reload);
+    bool FirstRun(const wchar_t* drive);
+    bool EnumerateIncludedFiles(const wchar_t* drive, const wchar_t* pattern, bool checkRules);
+    void UpdateDrive(const wchar_t* drive, WatcherEnum::DriveAction action);
+    bool GetWatchedDrives(CString& out);
+
+    // --- Plugin table, merging and export; they take effect with those. ---
+
+    bool FillPluginTable();
+    void CleanAddedFilters(FilterList& filters);
+    void XMLMerge(const wchar_t* path, FilterList& filters);
+    void XMLMerge(CMarkup& document, FilterList& filters);
+    bool ExportFilesToXML(const wchar_t* path, int& count);
+
+private:
+    friend class ChangeHandler;
+    friend class HandOut;
+    friend class WatchLoop;
+    friend class WatcherAccess; // tests
+
+    void FileFoundCallback(const wchar_t* path, unsigned __int64 size) override;
+    bool ProgressCallback() override;
+    void FolderFoundCallback(const wchar_t* path) override;
+
+    static unsigned __stdcall _WatchThread(void* watcher);
+    static unsigned __stdcall _FirstTimeAutoExOverlayUpdater(void* watcher);
+    static unsigned __stdcall _ProcessDeletedFiles(void* watcher);
+    static unsigned __stdcall _FirstRunAllDrives(void* watcher);
+    static unsigned __stdcall _FirstRunSingleDrive(void* driveAndWatcher);
+
+    int UsesBlockLevel(const wchar_t* path, unsigned __int64 size);
+    bool IsIgnoredDedupPath(const wchar_t* path);
+    void StopThreads();
+    void QueueAcceptedRules(const FilterList& accepted, std::vector<ExcludedInfo>* excluded, bool& exclusionsMet);
+    void RequestDrive(const wchar_t* path);
+    void ReplayDump();
+    void ReplayLine(const CString& path);
+    void DumpStore();
+
+    std::unique_ptr<WatcherState> m;
+};

@@ -1,0 +1,237 @@
+// The rules by which an event becomes a pending change.
+#include "orbwatcher4/core/ChangeHandler.h"
+
+#include "companions/indexdb/OrbIndexDB.h"
+#include "companions/logging/OrbLogging.h"
+#include "orbwatcher4/core/Classify.h"
+#include "orbwatcher4/core/FileFindData.h"
+#include "orbwatcher4/core/Impersonation.h"
+#include "orbwatcher4/core/WatcherState.h"
+#include "support/FileTimes.h"
+#include "support/Hashes.h"
+
+#include <shlwapi.h>
+
+namespace
+{
+
+constexpr int LongestEventPath = 260;
+constexpr std::uint64_t ReplacedWithin = 20000000; // 2 seconds in 100-ns units
+
+bool EndsInBackslash(const CString& path) { return !path.IsEmpty() && path[path.GetLength() - 1] == L'\\'; }
+
+void AddBackslash(CString& path)
+{
+    if (!EndsInBackslash(path))
+        path += L'\\';
+}
+
+// A short name is replaced by its long form; empty when that fails.
+CString LongForm(const CString& path)
+{
+    if (path.Find(L'~') < 0)
+        return path;
+    CString longPath;
+    const DWORD length = GetLongPathNameW(path, longPath.GetBuffer(LongestEventPath), LongestEventPath);
+    longPath.ReleaseBuffer(length <= LongestEventPath ? static_cast<int>(length) : 0);
+    return longPath;
+}
+
+} // namespace
+
+void ChangeHandler::OnFileAdded(const wchar_t* path) { ProcessChangedFile(path, true, true); }
+
+void ChangeHandler::OnFileNameChanged(const wchar_t* oldPath, const wchar_t* newPath)
+{
+    OnFileRemoved(oldPath);
+    OnFileAdded(newPath);
+}
+
+void ChangeHandler::OnWatchStarted(DWORD, const wchar_t*) { ImpersonateUser(m.userToken); }
+
+void ChangeHandler::OnReadChangesError(DWORD error, const wchar_t* directory)
+{
+    // Lost changes: the root must be looked at again. Any other error has ended the watch, and the watch
+    // thread, which compares what it wants watched with what is, starts it anew; changes were lost then, too.
+    g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Changes below %s were lost: %d", directory, error);
+    const CSingleLock lock(m.pendingDrivesLock);
+    m.lostRoots.insert(OrbFilter::StripToRoot(directory));
+}
+
+std::optional<CString> ChangeHandler::NormalizeEventPath(const wchar_t* path)
+{
+    const CString given(path);
+    if (given.IsEmpty() || given.GetLength() > LongestEventPath)
+        return std::nullopt;
+    CString normal = LongForm(given);
+    if (normal.IsEmpty() || normal.GetLength() > LongestEventPath)
+        return std::nullopt;
+    if (PathIsDirectoryW(normal))
+        AddBackslash(normal);
+    const ObjectLock lock(m.locks, &m.filter);
+    m.filter.UpdateJunctionDestination(normal);
+    return normal;
+}
+
+std::optional<ChangeHandler::Classified> ChangeHandler::ClassifyPath(const CString& path)
+{
+    Classification answer = Classify(m.filter, m.secondaryFilter, m.locks, path);
+    if (answer.decision == Excluded)
+        SetOverlay(path, OverlayStatus::Excluded);
+    if (answer.decision != Included && answer.decision != NotApplicable)
+        return std::nullopt;
+    return Classified{answer.decision, std::move(answer.rules)};
+}
+
+bool ChangeHandler::IsHiddenSkipped(const CString& path, const Notification& notification)
+{
+    if (PathIsRootW(path))
+        return false;
+    ImpersonateUser(m.userToken);
+    // A failed call returns all bits set: a vanished file counts as hidden.
+    if (!(GetFileAttributesW(path) & FILE_ATTRIBUTE_HIDDEN))
+        return false;
+    return !m.backupHiddenFiles && !(notification.ruleFlags & QueueFlags::EvenWhenHidden);
+}
+
+bool ChangeHandler::IsDuplicateNotification(const CString& path)
+{
+    CachedDatum datum;
+    if (!CIndexDB::GetCachedData(CIndexDB::CalculateUuid(path), datum, 1) ||
+        (datum.flags & CachedDatum::NoDeleteRecord))
+        return false;
+    const bool directory = PathIsDirectoryW(path) != FALSE;
+    std::uint64_t modified = 0;
+    const bool known = GetFileTimes(path, directory, nullptr, &modified);
+    if (directory || (known && modified == datum.modificationTime)) {
+        SetOverlay(path, OverlayStatus::InSync);
+        return true;
+    }
+    std::int64_t until = 0;
+    if (CIndexDB::IsDelayedItemWatcher(path, until) && until > m.clock->Seconds())
+        return true;
+    return known && WasUploaded(path, modified);
+}
+
+bool ChangeHandler::WasUploaded(const CString& path, std::uint64_t modificationTime)
+{
+    std::uint64_t uploaded = 0;
+    if (!m.online->FindUploaded(PathHash64(path.View()), uploaded) || uploaded != modificationTime)
+        return false;
+    g_OrbLog.Log(L"Skipping duplicate notification for file %s.", path.GetString());
+    return true;
+}
+
+void ChangeHandler::DropPending(const CString& path)
+{
+    const ObjectLock lock(m.locks, &m.store);
+    m.store.Erase(path);
+}
+
+// The store is left before anything that asks the filters: they come before it in the lock order.
+void ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, bool expandDirectory, bool allowInstantRun)
+{
+    const std::optional<CString> path = NormalizeEventPath(eventPath);
+    if (!path)
+        return;
+    const std::optional<Classified> classified = ClassifyPath(*path);
+    if (!classified)
+        return;
+    {
+        ObjectLock lock(m.locks, &m.store);
+        const NotificationPtr pending = m.store.Find(*path);
+        // Only deletions carry a time: one that is followed at once by the file's return is a save that
+        // replaces the file.
+        if (pending && m.clock->FileTime() <= pending->timeStamp + ReplacedWithin) {
+            m.store.Erase(*path);
+            lock.Leave();
+            OnFileModified(*path);
+            return;
+        }
+    }
+    auto notification = std::make_shared<Notification>();
+    FillFromRules(*notification, classified->rules);
+    if (IsHiddenSkipped(*path, *notification)) {
+        g_OrbLog.Log(L"File: %s is Hidden and will be skipped", path->GetString());
+        DropPending(*path);
+        return;
+    }
+    if (expandDirectory)
+        AddDirectoryChildren(*path);
+    if (IsDuplicateNotification(*path) || classified->result == NotApplicable) {
+        DropPending(*path);
+        return;
+    }
+    {
+        const ObjectLock lock(m.locks, &m.store);
+        m.store.Put(*path, notification);
+    }
+    if (allowInstantRun && m_watcher.IsOnlineInstantRunAllowed(*path))
+        m_watcher.SignalInstantRunEvent();
+    if (notification->ruleFlags & QueueFlags::ShowOverlay) {
+        CString shown = *path;
+        if (PathIsDirectoryW(shown))
+            AddBackslash(shown);
+        SetOverlay(shown, OverlayStatus::Pending);
+    }
+}
+
+void ChangeHandler::KeepUnreachable(const wchar_t* path)
+{
+    const std::optional<Classified> classified = ClassifyPath(path);
+    if (!classified)
+        return;
+    auto notification = std::make_shared<Notification>();
+    FillFromRules(*notification, classified->rules);
+    const ObjectLock lock(m.locks, &m.store);
+    m.store.Put(path, notification);
+}
+
+void ChangeHandler::OnFileModified(const wchar_t* eventPath)
+{
+    const std::optional<CString> path = NormalizeEventPath(eventPath);
+    if (!path)
+        return;
+    const std::optional<Classified> classified = ClassifyPath(*path);
+    if (!classified)
+        return;
+    if (IsDuplicateNotification(*path) || classified->result == NotApplicable) {
+        DropPending(*path);
+        return;
+    }
+    NotificationPtr notification;
+    {
+        const ObjectLock lock(m.locks, &m.store);
+        const NotificationPtr pending = m.store.Find(*path);
+        // A pending addition or modification stands as it is, its time stamp included.
+        if (pending && pending->kind != NotificationKind::Deleted)
+            return;
+        notification = std::make_shared<Notification>();
+        notification->kind = NotificationKind::Modified;
+        FillFromRules(*notification, classified->rules);
+        if (IsHiddenSkipped(*path, *notification)) {
+            m.store.Erase(*path);
+            return;
+        }
+        m.store.Put(*path, notification);
+    }
+    if (notification->ruleFlags & QueueFlags::ShowOverlay)
+        MarkModifiedInOverlay(*path);
+}
+
+void ChangeHandler::SetOverlay(const CString& path, std::int32_t status)
+{
+    if (m.overlay)
+        m.overlayCache.Request(OverlayRequest::SetStatus, path, status);
+}
+
+void ChangeHandler::MarkModifiedInOverlay(const CString& path)
+{
+    if (!m.overlay)
+        return;
+    std::int32_t status = OverlayStatus::ReadStart;
+    m.overlayCache.Request(OverlayRequest::GetStatus, path, status);
+    if (status & OverlayStatus::FirstBit)
+        status |= OverlayStatus::SecondBit;
+    SetOverlay(path, status | OverlayStatus::FirstBit);
+}

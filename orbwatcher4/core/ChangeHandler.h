@@ -1,0 +1,56 @@
+// Turns what the change engine reports into pending changes.
+//
+// The slots run on the engine's notifier thread, one event at a time; Resume and
+// AddSingleNotification come in on a service's thread through ProcessChangedFile.
+#pragma once
+
+#include "directory_changes/DirectoryChanges.h"
+#include "orbwatcher4/core/Notification.h"
+
+#include <optional>
+
+struct WatcherState;
+class COrbWatcher;
+
+class ChangeHandler : public CDirectoryChangeHandler
+{
+public:
+    // Both must outlive the handler.
+    ChangeHandler(COrbWatcher& watcher, WatcherState& state) : m_watcher(watcher), m(state) {}
+
+    void OnFileAdded(const wchar_t* path) override;
+    void OnFileRemoved(const wchar_t* path) override;
+    void OnFileNameChanged(const wchar_t* oldPath, const wchar_t* newPath) override;
+    void OnFileModified(const wchar_t* path) override;
+    void OnReadChangesError(DWORD error, const wchar_t* directory) override;
+    void OnWatchStarted(DWORD error, const wchar_t* directory) override;
+
+    // A file or folder that is there (again). expandDirectory: a folder's contents, too.
+    void ProcessChangedFile(const wchar_t* path, bool expandDirectory, bool allowInstantRun);
+
+    // A path that waits for backup and cannot be looked at now, its drive being away: it goes on waiting.
+    void KeepUnreachable(const wchar_t* path);
+
+    // The path as the rules and the store see it; nothing when the event is to be dropped.
+    std::optional<CString> NormalizeEventPath(const wchar_t* path);
+
+private:
+    struct Classified {
+        InclusionType result;
+        FilterList rules;
+    };
+
+    // Nothing when the event ends here.
+    std::optional<Classified> ClassifyPath(const CString& path);
+    bool IsHiddenSkipped(const CString& path, const Notification& notification);
+    bool AddDirectoryChildren(const CString& path);
+    bool IsDuplicateNotification(const CString& path);
+    bool WasUploaded(const CString& path, std::uint64_t modificationTime);
+    void DropPending(const CString& path);
+    void RecordRemoval(const CString& path, const FilterList& rules);
+    void SetOverlay(const CString& path, std::int32_t status);
+    void MarkModifiedInOverlay(const CString& path);
+
+    COrbWatcher& m_watcher;
+    WatcherState& m;
+};

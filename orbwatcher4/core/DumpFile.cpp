@@ -1,0 +1,53 @@
+#include "orbwatcher4/core/DumpFile.h"
+
+#include "companions/settings/OrbSettings.h"
+#include "orbwatcher4/core/DumpLines.h"
+
+CString DumpFilePath()
+{
+    CString path = GetMainSettings().GetDataFolderPath();
+    if (path.IsEmpty() || path[path.GetLength() - 1] != L'\\')
+        path += L'\\';
+    return path += L"watcher_dump.bin";
+}
+
+DumpWriter::DumpWriter(const CString& path, FileWriter& writer)
+    : m_file(CreateFileW(path, GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr)),
+      m_writer(writer)
+{
+    if (IsOpen() && !SetFilePointerEx(m_file.Get(), {}, &m_end, FILE_END))
+        m_file.Reset();
+}
+
+bool DumpWriter::Write(const CString& path)
+{
+    CString line;
+    line.Format(L"%s\n", path.GetString());
+    const DWORD size = static_cast<DWORD>(line.GetLength()) * sizeof(wchar_t);
+    DWORD written = 0;
+    if (m_writer.Write(m_file.Get(), line.GetString(), size, &written) && written == size) {
+        m_end.QuadPart += size;
+        return true;
+    }
+    // Half a line would join with the first one of the next dump.
+    SetFilePointerEx(m_file.Get(), m_end, nullptr, FILE_BEGIN);
+    SetEndOfFile(m_file.Get());
+    return false;
+}
+
+bool ReadDump(const CString& path, const std::function<bool()>& stop, const std::function<void(const CString&)>& line)
+{
+    const FileHandle file(CreateFileW(path, GENERIC_READ, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file)
+        return false;
+    DumpLines lines;
+    wchar_t block[4096];
+    DWORD bytes = 0;
+    while (ReadFile(file.Get(), block, sizeof block, &bytes, nullptr) && bytes > 0)
+        for (DWORD i = 0; i < bytes / sizeof(wchar_t); ++i) {
+            if (stop())
+                return false;
+            lines.Feed(block[i], line);
+        }
+    return true;
+}

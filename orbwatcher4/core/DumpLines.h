@@ -1,0 +1,21 @@
+// Splitting the units of a dump into lines. Portable. One thread at a time.
+#pragma once
+
+#include "mfc/CString.h"
+
+#include <functional>
+#include <vector>
+
+class DumpLines
+{
+public:
+    static constexpr std::size_t LongestLine = 260; // units
+
+    // Calls `line` when the unit ends one. A last line without a line feed is never handed on, and a line
+    // that is longer than any path the watcher keeps is passed over.
+    void Feed(wchar_t unit, const std::function<void(const CString&)>& line);
+
+private:
+    std::vector<wchar_t> m_line;
+    bool m_tooLong = false;
+};

@@ -1,0 +1,54 @@
+// Why a path is selected or not.
+#include "orbwatcher4/core/Classify.h"
+#include "orbwatcher4/core/WatcherState.h"
+
+#include <algorithm>
+
+namespace
+{
+
+using Source = PathExplanation::Source;
+
+Source SourceOf(const Filter& rule, bool primary)
+{
+    if (!primary)
+        return Source::Secondary;
+    return rule.flags & RuleFlags::AutoExclude ? Source::AutoExclude : Source::Data;
+}
+
+// Of the rules that took part, the one that settled the ordinary decision: the exclusion that ended the
+// walk, or else the first include. -1 when neither is there (the index knew the path, or no rule speaks).
+int DecidingOrdinary(const Classification& answer)
+{
+    const auto wanted = answer.ordinary == Included ? WatcherEnum::Include : WatcherEnum::Exclude;
+    for (std::size_t i = 0; i < answer.primaryRules; ++i)
+        if (answer.rules[i]->incEx == wanted)
+            return static_cast<int>(i);
+    return -1;
+}
+
+} // namespace
+
+PathExplanation COrbWatcher::Explain(const wchar_t* path)
+{
+    PathExplanation explanation;
+    const std::optional<CString> normal = m->changeHandler.NormalizeEventPath(path);
+    explanation.path = normal ? *normal : CString(path);
+    // Changes of paths that are too long to be handled are dropped.
+    if (!normal)
+        return explanation;
+    const Classification answer = Classify(m->filter, m->secondaryFilter, m->locks, explanation.path);
+    explanation.decision = answer.decision;
+    explanation.ordinary = answer.ordinary;
+    explanation.advancedAsked = answer.advancedAsked;
+    explanation.advanced = answer.advanced;
+    for (std::size_t i = 0; i < answer.rules.size(); ++i)
+        explanation.rules.push_back({answer.rules[i], SourceOf(*answer.rules[i], i < answer.primaryRules)});
+    explanation.deciding = DecidingOrdinary(answer);
+    if (answer.advancedRule) {
+        explanation.rules.push_back({answer.advancedRule, Source::Advanced});
+        if (answer.decision != Included)
+            explanation.deciding = static_cast<int>(explanation.rules.size()) - 1;
+    }
+    return explanation;
+}

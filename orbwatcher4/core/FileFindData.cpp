@@ -1,0 +1,43 @@
+#include "orbwatcher4/core/FileFindData.h"
+
+#include "companions/logging/OrbLogging.h"
+#include "support/Handle.h"
+
+#include <shlwapi.h>
+
+#include <algorithm>
+
+bool GetFileFindData(const wchar_t* path, WIN32_FIND_DATAW* data)
+{
+    *data = {};
+    CString name(path);
+    if (!name.IsEmpty() && name[name.GetLength() - 1] == L'\\')
+        name = name.Left(name.GetLength() - 1);
+    if (const FindHandle found(FindFirstFileW(name, data)); found)
+        return true;
+    const DWORD error = GetLastError();
+    *data = {};
+    g_OrbLog.Log(L"File: %s", name.GetString());
+    g_OrbLog.Log(L"Last Error: %d", error);
+    return false;
+}
+
+CString RootOf(const wchar_t* path)
+{
+    CString root(path);
+    PathStripToRootW(root.GetBuffer(std::max(root.GetLength(), MAX_PATH)));
+    root.ReleaseBuffer();
+    if (!root.IsEmpty() && root[root.GetLength() - 1] != L'\\')
+        root += L'\\';
+    return root;
+}
+
+bool IsReallyGone(const wchar_t* path)
+{
+    if (GetFileAttributesW(path) != INVALID_FILE_ATTRIBUTES)
+        return false;
+    const DWORD error = GetLastError();
+    if (error != ERROR_FILE_NOT_FOUND && error != ERROR_PATH_NOT_FOUND && error != ERROR_INVALID_NAME)
+        return false;
+    return GetFileAttributesW(RootOf(path)) != INVALID_FILE_ATTRIBUTES;
+}

@@ -1,0 +1,238 @@
+// Handing pending files to the backup service, one at a time.
+#include "orbwatcher4/core/HandOut.h"
+#include "companions/indexdb/OrbIndexDB.h"
+#include "companions/logging/OrbLogging.h"
+#include "companions/settings/OrbSettings.h"
+#include "orbwatcher4/core/FileFindData.h"
+#include "orbwatcher4/core/Impersonation.h"
+#include "orbwatcher4/core/WatcherState.h"
+#include "support/FileTimes.h"
+#include "support/Hashes.h"
+#include "support/Wildcard.h"
+
+#include <shlwapi.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <cwchar>
+
+namespace
+{
+
+// Process-wide: an emptied store gives its memory back once.
+std::atomic<bool> g_shrunk{false};
+
+template <std::size_t Capacity>
+void CopyCut(wchar_t (&to)[Capacity], const CString& from)
+{
+    const std::size_t length = std::min<std::size_t>(Capacity - 1, static_cast<std::size_t>(from.GetLength()));
+    std::copy_n(from.GetString(), length, to);
+    to[length] = 0;
+}
+
+void UpperCaseRoot(wchar_t* path)
+{
+    if (std::wcslen(path) > 2 && path[1] == L':')
+        CharUpperBuffW(path, 1);
+    else if (path[0] == L'\\' && path[1] == L'\\' && path[2])
+        CharUpperBuffW(path + 2, 1);
+}
+
+std::uint64_t LastWriteTime(const wchar_t* path)
+{
+    WIN32_FIND_DATAW data;
+    const FindHandle found(FindFirstFileW(path, &data));
+    return found ? data.ftLastWriteTime.dwLowDateTime | std::uint64_t(data.ftLastWriteTime.dwHighDateTime) << 32 : 0;
+}
+
+struct Attributes {
+    DWORD attributes;
+    std::uint64_t size;
+};
+
+// A root has no directory entry of its own.
+std::optional<Attributes> ReadAttributes(const CString& path)
+{
+    if (PathIsRootW(path)) {
+        WIN32_FILE_ATTRIBUTE_DATA data;
+        if (!GetFileAttributesExW(path, GetFileExInfoStandard, &data))
+            return std::nullopt;
+        return Attributes{data.dwFileAttributes, 0};
+    }
+    WIN32_FIND_DATAW data;
+    if (!GetFileFindData(path, &data))
+        return std::nullopt;
+    return Attributes{data.dwFileAttributes, data.nFileSizeLow | std::uint64_t(data.nFileSizeHigh) << 32};
+}
+
+void Reset(QueueDatum& out)
+{
+    FreeQueueAttachment(out.attachment);
+    out = QueueDatum();
+}
+
+} // namespace
+
+QueueAttachment* AllocateQueueAttachment(const wchar_t* text)
+{
+    const std::size_t size = (std::wcslen(text) + 1) * sizeof(wchar_t);
+    auto* attachment = static_cast<QueueAttachment*>(std::malloc(sizeof(QueueAttachment)));
+    auto* copy = static_cast<wchar_t*>(std::malloc(size));
+    if (!attachment || !copy) {
+        std::free(attachment);
+        std::free(copy);
+        return nullptr;
+    }
+    std::copy_n(text, size / sizeof(wchar_t), copy);
+    attachment->text = copy;
+    return attachment;
+}
+
+void FreeQueueAttachment(QueueAttachment* attachment)
+{
+    if (attachment)
+        std::free(attachment->text);
+    std::free(attachment);
+}
+
+bool COrbWatcher::GetSingleNotification(void* sameRunIds, QueueDatum& out)
+{
+    const COrbFuncLog guard(L"COrbWatcher::GetSingleNotification");
+    const CallerTokenScope token;
+    ObjectLock lock(m->locks, &m->store);
+    if (m->store.LiveCount() == 0) {
+        g_OrbLog.Log(L"No files to move to queue. Exiting.");
+        if (!g_shrunk.exchange(true))
+            m->store.Shrink();
+        return false;
+    }
+    g_shrunk = false;
+    HandOut handOut(*this, *m, static_cast<std::set<unsigned __int64>*>(sameRunIds), out);
+    bool deletionsProcessed = false;
+    m->store.BeginRound();
+    for (NotificationStore::Entry entry; m->store.NextInRound(entry);) {
+        if (entry.notification->kind == NotificationKind::Deleted) {
+            // The processing comes before the store in the lock order, and once is enough for all of them.
+            if (deletionsProcessed)
+                continue;
+            deletionsProcessed = true;
+            lock.Leave();
+            {
+                const CSingleLock deletedFiles(m->deletedFilesLock);
+                ImmediateProcessDeletedFiles();
+            }
+            lock.Enter();
+            continue;
+        }
+        const HandOut::Verdict verdict = handOut.Offer(entry);
+        if (verdict != HandOut::Verdict::Keep)
+            m->store.Erase(entry.path);
+        if (verdict == HandOut::Verdict::Give)
+            return true;
+    }
+    return false;
+}
+
+HandOut::HandOut(COrbWatcher& watcher, WatcherState& state, std::set<unsigned __int64>* sameRunIds, QueueDatum& out)
+    : m_watcher(watcher),
+      m(state),
+      m_sameRunIds(sameRunIds),
+      m_out(out),
+      m_online(GetMainSettings().IsOnline()),
+      m_backupRunning(COrbWatcher::IsBackupRunning() != 0)
+{
+}
+
+HandOut::Verdict HandOut::Offer(const NotificationStore::Entry& entry)
+{
+    const CString& path = entry.path;
+    if (GetFileAttributesW(path) == INVALID_FILE_ATTRIBUTES) {
+        // A drive that is away takes no pending file with it.
+        if (!IsReallyGone(path))
+            return Verdict::Keep;
+        g_OrbLog.Log(L"Not backing up deleted file %s.", path.GetString());
+        return Verdict::Drop;
+    }
+    Reset(m_out);
+    if (m_online)
+        if (const std::optional<Verdict> verdict = JudgeUploaded(path))
+            return *verdict;
+    CachedDatum datum;
+    const bool indexed = CIndexDB::GetCachedData(CIndexDB::CalculateUuid(path), datum, 1);
+    const bool isNew = !indexed || (datum.flags & CachedDatum::NoDeleteRecord);
+    FillFromNotification(entry, isNew);
+    const std::optional<Attributes> attributes = ReadAttributes(path);
+    if (!attributes) {
+        g_OrbLog.Log(L"Failed to get file info: %s", path.GetString());
+        return IsReallyGone(path) ? Verdict::Drop : Verdict::Keep;
+    }
+    const bool directory = (attributes->attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+    m_out.size = attributes->size;
+    ReadTimes(path, directory);
+    if (!isNew && static_cast<std::uint64_t>(m_out.modificationTime) == datum.modificationTime)
+        return Verdict::Drop; // unchanged since it was backed up
+    const std::uint64_t id = CIndexDB::CalculateUuid(path);
+    if (m_backupRunning && m_sameRunIds && !m_sameRunIds->insert(id).second) {
+        if (datum.flags & CachedDatum::DropSameRunChange)
+            return Verdict::Drop;
+        g_OrbLog.Log(L"Delaying backup of file %s due to same run.", path.GetString());
+        return Verdict::Keep;
+    }
+    Finish(entry, directory, id, attributes->attributes);
+    return Verdict::Give;
+}
+
+// The online mode has uploaded the file a moment ago: nothing new, or something for a later version.
+std::optional<HandOut::Verdict> HandOut::JudgeUploaded(const CString& path)
+{
+    std::uint64_t uploaded = 0;
+    if (!m.online->FindUploaded(PathHash64(path.View()), uploaded))
+        return std::nullopt;
+    if (LastWriteTime(path) == uploaded) {
+        g_OrbLog.Log(L"Skipping duplicate notification for file %s.", path.GetString());
+        return Verdict::Drop;
+    }
+    g_OrbLog.Log(L"Delaying new version notification for file %s.", path.GetString());
+    return Verdict::Keep;
+}
+
+void HandOut::FillFromNotification(const NotificationStore::Entry& entry, bool isNew)
+{
+    m_out.flags = entry.notification->ruleFlags | (isNew ? QueueFlags::New : 0);
+    CopyCut(m_out.firstText, entry.notification->firstText);
+    CopyCut(m_out.secondText, entry.notification->secondText);
+    CopyCut(m_out.path, entry.path);
+    UpperCaseRoot(m_out.path);
+}
+
+void HandOut::ReadTimes(const CString& path, bool directory)
+{
+    m_out.modificationTime = -1;
+    m_out.creationTime = 0;
+    std::uint64_t created = 0, modified = 0;
+    if (GetFileTimes(path, directory, &created, &modified)) {
+        m_out.modificationTime = static_cast<std::int64_t>(modified);
+        m_out.creationTime = static_cast<std::int64_t>(created);
+        return;
+    }
+    g_OrbLog.Log(L"Warning: Failed to get file's modification date (inaccessible file)");
+    if (directory)
+        m_out.modificationTime = 0;
+}
+
+void HandOut::Finish(const NotificationStore::Entry& entry, bool directory, std::uint64_t id, DWORD attributes)
+{
+    if (directory)
+        m_out.flags |= QueueFlags::Directory;
+    else
+        m_out.flags |=
+            QueueFlags::File | (m_watcher.UsesBlockLevel(entry.path, m_out.size) ? QueueFlags::BlockLevel : 0);
+    if ((m_out.flags & QueueFlags::DedupCandidate) && m_watcher.IsIgnoredDedupPath(entry.path))
+        m_out.flags &= ~QueueFlags::DedupCandidate;
+    m_out.attributes = attributes;
+    m_out.constant2 = QueueDatum::Constant2;
+    m_out.ruleValue = entry.notification->ruleValue;
+    m_out.id = id;
+    g_OrbLog.Log(L"Adding ...  %s", entry.path.GetString());
+}

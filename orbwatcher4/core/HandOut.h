@@ -1,0 +1,33 @@
+// Judges pending files, one after the other, for one call of the service. The
+// store is locked meanwhile.
+#pragma once
+
+#include "orbwatcher4/OrbWatcher.h"
+#include "orbwatcher4/core/NotificationStore.h"
+
+#include <optional>
+#include <set>
+
+class HandOut
+{
+public:
+    enum class Verdict { Give, Drop, Keep };
+
+    // sameRunIds may be null.
+    HandOut(COrbWatcher& watcher, WatcherState& state, std::set<unsigned __int64>* sameRunIds, QueueDatum& out);
+    // Give: `out` is filled.
+    Verdict Offer(const NotificationStore::Entry& entry);
+
+private:
+    std::optional<Verdict> JudgeUploaded(const CString& path);
+    void FillFromNotification(const NotificationStore::Entry& entry, bool isNew);
+    void ReadTimes(const CString& path, bool directory);
+    void Finish(const NotificationStore::Entry& entry, bool directory, std::uint64_t id, DWORD attributes);
+
+    COrbWatcher& m_watcher;
+    WatcherState& m;
+    std::set<unsigned __int64>* const m_sameRunIds;
+    QueueDatum& m_out;
+    const bool m_online;
+    const bool m_backupRunning;
+};

@@ -1,0 +1,102 @@
+// Starting and stopping the watcher's threads.
+#include "companions/logging/OrbLogging.h"
+#include "orbwatcher4/core/WatcherState.h"
+
+#include <algorithm>
+
+namespace
+{
+
+// Loads aside and swaps, so that a rule that is gone from the files is gone here, too. When loading fails
+// the rules that are held stay; a filter that holds none takes what could be loaded.
+bool Reload(OrbFilter& filter, const CString& data, const CString& automatic, const wchar_t* advanced)
+{
+    OrbFilter fresh(filter);
+    fresh.ClearAll();
+    const bool loaded = fresh.LoadXmlFilters(data, automatic, advanced);
+    if (loaded || !filter.HasRules())
+        filter.TakeRulesFrom(fresh);
+    return loaded;
+}
+
+} // namespace
+
+bool COrbWatcher::LoadSelection()
+{
+    const ObjectLock primary(m->locks, &m->filter);
+    const ObjectLock secondary(m->locks, &m->secondaryFilter);
+    m->filter.SetOverlayCache(m->overlay ? &m->overlayCache : nullptr);
+    const bool first = Reload(m->filter, m->dataXmlPath, m->dataXmlPath2, m->advancedFiltersPath);
+    const bool second = Reload(m->secondaryFilter, m->secondaryXmlPath, m->secondaryXmlPath2, nullptr);
+    m->filter.SetSecondaryFilter(&m->secondaryFilter);
+    return first && second;
+}
+
+int COrbWatcher::StartWatch()
+{
+    const COrbFuncLog guard(L"COrbWatcher::StartWatch");
+    const CSingleLock lifecycle(m->lifecycle);
+    // An earlier run is ended before the filters are locked: its threads need them to end.
+    if (m->watching.IsSet() || m->watchThread || m->overlayThread)
+        StopThreads();
+    m->watching.SetEvent();
+    m->stop.ResetEvent();
+    m->ready.ResetEvent();
+    {
+        const ObjectLock primary(m->locks, &m->filter);
+        const ObjectLock secondary(m->locks, &m->secondaryFilter);
+        LoadSelection();
+        FillPluginTable();
+    }
+    if (m->overlay)
+        m->overlayThread = StartWatcherThread(&_FirstTimeAutoExOverlayUpdater, this);
+    m->watchThread = StartWatcherThread(&_WatchThread, this);
+    if (!m->watchThread)
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to start the watch thread: %d", GetLastError());
+    return 1;
+}
+
+int COrbWatcher::AbortWatching()
+{
+    const COrbFuncLog guard(L"COrbWatcher::AbortWatching");
+    const CSingleLock lifecycle(m->lifecycle);
+    StopThreads();
+    return 1;
+}
+
+// Every thread has ended before the signals are taken back, once.
+void COrbWatcher::StopThreads()
+{
+    m->stop.SetEvent();
+    JoinWatcherThread(m->watchThread, WatchThreadName);
+    JoinWatcherThread(m->overlayThread, OverlayThreadName);
+    JoinWatcherThread(m->firstRunThread, FirstRunThreadName);
+    JoinWatcherThread(m->deletedFilesThread, DeletedFilesThreadName);
+    m->stop.ResetEvent();
+    m->watching.ResetEvent();
+}
+
+bool COrbWatcher::WaitUntilReady(DWORD milliseconds) { return m->ready.Lock(milliseconds); }
+
+std::vector<CString> COrbWatcher::GetWatchedRoots()
+{
+    const CSingleLock lock(m->driveListLock);
+    return m->watchedRoots;
+}
+
+void COrbWatcher::DeInit()
+{
+    {
+        const CSingleLock lifecycle(m->lifecycle);
+        const auto runs = [](const KernelHandle& thread) { return thread && !IsSignalled(thread.Get()); };
+        if (runs(m->watchThread) || runs(m->firstRunThread))
+            AbortWatching();
+    }
+    DumpStore();
+    for (OrbFilter* filter : {&m->filter, &m->secondaryFilter}) {
+        const ObjectLock lock(m->locks, filter);
+        filter->ClearAll();
+    }
+    m->initialized = 0;
+    ClearNotifications();
+}

@@ -1,0 +1,24 @@
+// The one change of a path that waits for backup.
+#pragma once
+
+#include "mfc/CString.h"
+#include "orbwatcher4/filter/Filter.h"
+
+#include <cstdint>
+#include <memory>
+
+enum class NotificationKind : std::int32_t { Added = 0, Modified = 1, Deleted = 2 };
+
+// Not changed any more once it is in the store: a path's state changes by replacement.
+struct Notification {
+    CString firstText;  // the texts of the rules that selected the path, joined by ":"
+    CString secondText; // their numbers, in the same positions
+    NotificationKind kind = NotificationKind::Added;
+    std::uint32_t ruleFlags = 0; // bits of QueueFlags
+    std::uint32_t ruleValue = 0;
+    std::uint64_t timeStamp = 0; // FILETIME of the deletion; 0 for the other kinds
+};
+using NotificationPtr = std::shared_ptr<Notification>;
+
+// Takes over what the matched rules say, first to last: text, number, flags and value.
+void FillFromRules(Notification& notification, const FilterList& rules);

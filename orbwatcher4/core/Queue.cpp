@@ -1,0 +1,76 @@
+// The smaller questions around the queue.
+#include "companions/logging/OrbLogging.h"
+#include "companions/settings/OrbSettings.h"
+#include "orbwatcher4/core/Impersonation.h"
+#include "orbwatcher4/core/WatcherState.h"
+#include "support/Hashes.h"
+#include "support/Wildcard.h"
+
+#include <shlwapi.h>
+
+namespace
+{
+
+bool MatchesExtensionList(const wchar_t* path, const CString& patterns)
+{
+    return !PathIsDirectoryW(path) && MatchAnyWildcard(patterns.View(), PathFindFileNameW(path));
+}
+
+bool Holds(const KeySet& set, std::wstring_view text) { return set.find(PathHash64(text)) != set.end(); }
+
+} // namespace
+
+bool COrbWatcher::AddSingleNotification(const wchar_t* path)
+{
+    const CallerTokenScope token;
+    m->changeHandler.ProcessChangedFile(path, false, false);
+    return true;
+}
+
+void COrbWatcher::ClearNotifications()
+{
+    const ObjectLock lock(m->locks, &m->store);
+    m->store.Clear();
+}
+
+int COrbWatcher::UsesBlockLevel(const wchar_t* path, unsigned __int64)
+{
+    return !m->blockLevelExt.IsEmpty() && MatchesExtensionList(path, m->blockLevelExt);
+}
+
+int COrbWatcher::IsOnlineInstantRunAllowed(const wchar_t* path)
+{
+    return path && *path && !m->instantRunExt.IsEmpty() && MatchesExtensionList(path, m->instantRunExt);
+}
+
+void COrbWatcher::SignalInstantRunEvent()
+{
+    const CString name = GetMainSettings().GetMainSettingsMutex(L"mutexs::GUID_ONLINE_INSTANT_RUN");
+    // The handle is left open: the event then outlives whoever made it, and no wake-up is lost with it.
+    const HANDLE event = OpenEventW(EVENT_ALL_ACCESS, FALSE, name);
+    constexpr int InstantRunLine = 2698;
+    if (event)
+        SetEvent(event);
+    else
+        g_OrbLog.WriteLog(2, L"OrbWatcher", InstantRunLine, L"Failed to open Instant run event");
+}
+
+bool COrbWatcher::IsIgnoredDedupPath(const wchar_t* path)
+{
+    const CString lower = CString(path).MakeLower();
+    const std::wstring_view text = lower.View();
+    if (Holds(m->ignoredNames, PathFindFileNameW(lower)))
+        return true;
+    const std::size_t dot = text.rfind(L'.');
+    if (dot != std::wstring_view::npos && Holds(m->ignoredExtensions, text.substr(dot + 1)))
+        return true;
+    // Each folder that the path runs through, from behind the second backslash on, and the whole path.
+    const auto nextSlash = [&](std::size_t after) {
+        return after == std::wstring_view::npos ? after : text.find(L'\\', after + 1);
+    };
+    for (std::size_t slash = nextSlash(nextSlash(text.find(L'\\'))); slash != std::wstring_view::npos;
+         slash = nextSlash(slash))
+        if (Holds(m->ignoredFolders, text.substr(0, slash)))
+            return true;
+    return Holds(m->ignoredFolders, text);
+}

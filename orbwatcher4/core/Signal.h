@@ -1,0 +1,11 @@
+// A signal that is asked, never waited for.
+#pragma once
+
+#include "mfc/CEvent.h"
+
+class CSignal : public CEvent
+{
+public:
+    CSignal() : CEvent(false, true) {}
+    bool IsSet() { return Lock(0); }
+};

@@ -1,0 +1,272 @@
+#include "orbwatcher4/core/WatchLoop.h"
+
+#include "companions/logging/OrbLogging.h"
+#include "orbwatcher4/core/FileFindData.h"
+#include "orbwatcher4/core/Impersonation.h"
+#include "orbwatcher4/core/WatcherState.h"
+
+#include <algorithm>
+
+namespace
+{
+
+constexpr std::int64_t QuietSeconds = 5;
+constexpr std::int64_t LongestPause = 60; // seconds
+constexpr DWORD PassInterval = 1000;      // milliseconds
+constexpr int ImpersonationLine = 132;
+
+} // namespace
+
+unsigned __stdcall COrbWatcher::_WatchThread(void* watcher)
+{
+    const COrbFuncLog guard(L"COrbWatcher::_WatchThread");
+    const LockOrder::ThreadScope scope(WatchThreadName);
+    SetThreadErrorMode(SEM_FAILCRITICALERRORS, nullptr);
+    auto& self = *static_cast<COrbWatcher*>(watcher);
+    WatchLoop loop(self, *self.m);
+    loop.Start();
+    // Waiting on the stop signal is the pause between two passes.
+    while (loop.Pass())
+        self.m->stop.Lock(PassInterval);
+    loop.End();
+    return 0;
+}
+
+unsigned __stdcall COrbWatcher::_ProcessDeletedFiles(void* watcher)
+{
+    const LockOrder::ThreadScope scope(DeletedFilesThreadName);
+    SetThreadErrorMode(SEM_FAILCRITICALERRORS, nullptr);
+    auto& self = *static_cast<COrbWatcher*>(watcher);
+    const CSingleLock lock(self.m->deletedFilesLock);
+    self.ImmediateProcessDeletedFiles();
+    return 0;
+}
+
+WatchLoop::WatchLoop(COrbWatcher& watcher, WatcherState& state) : m_watcher(watcher), m(state) {}
+
+void WatchLoop::Start()
+{
+    Impersonate();
+    {
+        const ObjectLock lock(m.locks, &m.filter);
+        m.filter.SetNotificationStore(&m.store.Counters());
+    }
+    LoadDriveList();
+    WatchSelectedDrives();
+    m.ready.SetEvent();
+}
+
+void WatchLoop::Impersonate()
+{
+    if (ImpersonateUser(m.userToken))
+        return;
+    const DWORD error = GetLastError();
+    g_OrbLog.WriteLog(2, L"OrbWatcher", ImpersonationLine, L"Failed to impersonate user");
+    g_OrbLog.Log(L"Last error: %d", error);
+}
+
+void WatchLoop::LoadDriveList()
+{
+    const CSingleLock drives(m.driveListLock);
+    const ObjectLock lock(m.locks, &m.filter);
+    m.drives = m.filter.GenerateDriveList();
+}
+
+void WatchLoop::WatchSelectedDrives()
+{
+    const CSingleLock lock(m.driveListLock);
+    for (const auto& [root, drive] : m.drives) {
+        if (m.stop.IsSet())
+            break;
+        if (drive.volumeMatches)
+            Watch(root);
+    }
+    NoteWatchedRoots();
+}
+
+bool WatchLoop::Pass()
+{
+    m_now = m.clock->Seconds();
+    WatchNewRoots();
+    ProcessDeletions();
+    if (IsSignalled(m.deletedFilesEvent.Get()))
+        m_deletionRequest = m_now;
+    if (m.stop.IsSet())
+        return false;
+    RemoveDrive();
+    FollowDrives();
+    RescanLostRoots();
+    CheckFirstTimeRule();
+    return true;
+}
+
+void WatchLoop::End()
+{
+    m_engine.UnwatchAllDirectories();
+    {
+        const CSingleLock lock(m.driveListLock);
+        NoteWatchedRoots();
+    }
+    // Nobody answers a drive update any more: whoever waits for one goes on.
+    SetEvent(m.driveUpdateEvent.Get());
+}
+
+// New rules have named drives. The roots are copied: the engine's start waits, which nobody may do inside
+// the filter or the pending changes.
+void WatchLoop::WatchNewRoots()
+{
+    if (!m.drivesChanged)
+        return;
+    const CSingleLock drives(m.driveListLock);
+    std::set<CString> roots;
+    {
+        const CSingleLock pending(m.pendingDrivesLock);
+        roots.swap(m.driveChanges);
+        m.drivesChanged = false;
+    }
+    for (const CString& root : roots)
+        WatchNewRoot(root);
+    NoteWatchedRoots();
+}
+
+void WatchLoop::WatchNewRoot(const CString& root)
+{
+    if (root.IsEmpty() || m_engine.IsWatchingDirectory(root))
+        return;
+    Watch(root);
+    RegenerateDrives();
+}
+
+// What is known of a drive stays with its root.
+void WatchLoop::RegenerateDrives()
+{
+    const ObjectLock lock(m.locks, &m.filter);
+    DriveList fresh = m.filter.GenerateDriveList();
+    for (auto& [root, drive] : fresh) {
+        const auto known = m.drives.find(root);
+        if (known == m.drives.end())
+            continue;
+        drive.volumeMatches = known->second.volumeMatches;
+        drive.removed = known->second.removed;
+    }
+    m.drives = std::move(fresh);
+}
+
+bool WatchLoop::WorkerRuns() const { return m.deletedFilesThread && !IsSignalled(m.deletedFilesThread.Get()); }
+
+// Every request pushes the processing back: it comes after more than five quiet seconds.
+void WatchLoop::ProcessDeletions()
+{
+    if (m_deletionRequest <= 0 || m_now <= m_deletionRequest + QuietSeconds)
+        return;
+    if (WorkerRuns()) {
+        m_deletionRequest = m_now;
+        return;
+    }
+    m.deletedFilesThread = StartWatcherThread(&COrbWatcher::_ProcessDeletedFiles, &m_watcher);
+    m_deletionRequest = 0;
+}
+
+void WatchLoop::RemoveDrive()
+{
+    if (IsSignalled(m.driveUpdateEvent.Get()))
+        return;
+    {
+        const CSingleLock lock(m.driveListLock);
+        const auto removed =
+            std::find_if(m.drives.begin(), m.drives.end(), [](const auto& entry) { return entry.second.removed == 1; });
+        if (removed != m.drives.end())
+            Unwatch(removed->first);
+        NoteWatchedRoots();
+    }
+    SetEvent(m.driveUpdateEvent.Get());
+}
+
+void WatchLoop::FollowDrives()
+{
+    const CSingleLock lock(m.driveListLock);
+    for (auto& [root, drive] : m.drives) {
+        if (m.stop.IsSet())
+            break;
+        if (drive.removed != 1)
+            FollowDrive(root, drive);
+    }
+    NoteWatchedRoots();
+}
+
+void WatchLoop::FollowDrive(const CString& root, DriveGuidInfo& drive)
+{
+    if (GetFileAttributesW(RootOf(root)) == INVALID_FILE_ATTRIBUTES) {
+        DriveLost(root, drive);
+        return;
+    }
+    if (drive.volumeMatches) {
+        WatchAgain(root);
+        return;
+    }
+    if (IsOtherVolume(root, drive))
+        return;
+    StartSingleDriveRun(root, drive);
+    drive.volumeMatches = true;
+    if (!root.IsEmpty() && !m_engine.IsWatchingDirectory(root))
+        Watch(root);
+}
+
+void WatchLoop::DriveLost(const CString& root, DriveGuidInfo& drive)
+{
+    if (!drive.volumeMatches)
+        return;
+    drive.volumeMatches = false;
+    m_retries.erase(root);
+    Unwatch(root);
+}
+
+bool WatchLoop::IsOtherVolume(const CString& root, const DriveGuidInfo& drive) const
+{
+    if (drive.serial == 0)
+        return false;
+    DWORD serial = 0;
+    wchar_t name[MAX_PATH];
+    if (!GetVolumeInformationW(RootOf(root), name, MAX_PATH, &serial, nullptr, nullptr, nullptr, 0))
+        return true;
+    return static_cast<std::int32_t>(serial) != drive.serial;
+}
+
+bool WatchLoop::Watch(const CString& root)
+{
+    const DWORD error = m_engine.WatchDirectory(RootOf(root), &m.changeHandler);
+    if (error == ERROR_SUCCESS) {
+        m_retries.erase(root);
+        return true;
+    }
+    g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to watch %s: %d", root.GetString(), error);
+    Retry& retry = m_retries[root];
+    retry.at = m.clock->Seconds() + retry.pause;
+    retry.pause = std::min(retry.pause * 2, LongestPause);
+    return false;
+}
+
+// A drive that should be watched and is not: its watch could not be started, or has ended with an error.
+void WatchLoop::WatchAgain(const CString& root)
+{
+    if (m_engine.IsWatchingDirectory(RootOf(root)))
+        return;
+    const auto retry = m_retries.find(root);
+    if (retry == m_retries.end() || m_now >= retry->second.at)
+        if (Watch(root))
+            StartSingleDriveRun(root, m.drives[root]);
+}
+
+void WatchLoop::Unwatch(const CString& root)
+{
+    if (!root.IsEmpty())
+        m_engine.UnwatchDirectory(RootOf(root).GetString());
+}
+
+void WatchLoop::NoteWatchedRoots()
+{
+    m.watchedRoots.clear();
+    for (const auto& [root, drive] : m.drives)
+        if (m_engine.IsWatchingDirectory(RootOf(root)))
+            m.watchedRoots.push_back(root);
+}

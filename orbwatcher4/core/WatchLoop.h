@@ -1,0 +1,64 @@
+// The watcher's supervisor: which drives are watched, when deletions are
+// processed, when everything is enumerated again.
+//
+// One thread owns it: Start, then Pass once a second until it says stop, then
+// End. Nothing in here waits, apart from the engine's own start and stop, which
+// happen with no lock held but the drive list's.
+#pragma once
+
+#include "directory_changes/DirectoryChanges.h"
+#include "orbwatcher4/OrbFilter.h"
+
+#include <map>
+
+class COrbWatcher;
+struct WatcherState;
+
+class WatchLoop
+{
+public:
+    WatchLoop(COrbWatcher& watcher, WatcherState& state);
+
+    void Start();
+    // One pass; false when the watcher is to stop.
+    bool Pass();
+    void End();
+
+    // The process-wide time of the last first-time check goes back to the beginning.
+    static void ForgetLastCheck();
+
+private:
+    struct Retry {
+        std::int64_t at = 0;
+        std::int64_t pause = 1; // seconds; doubled up to a minute
+    };
+
+    void Impersonate();
+    void LoadDriveList();
+    void WatchSelectedDrives();
+    void WatchNewRoots();
+    void WatchNewRoot(const CString& root);
+    void RegenerateDrives();
+    void ProcessDeletions();
+    bool WorkerRuns() const;
+    void RemoveDrive();
+    void FollowDrives();
+    void FollowDrive(const CString& root, DriveGuidInfo& drive);
+    void DriveLost(const CString& root, DriveGuidInfo& drive);
+    bool IsOtherVolume(const CString& root, const DriveGuidInfo& drive) const;
+    void StartSingleDriveRun(const CString& root, const DriveGuidInfo& drive);
+    void RescanLostRoots();
+    void CheckFirstTimeRule();
+    bool IsFirstTimeRunDue();
+    bool Watch(const CString& root);
+    void WatchAgain(const CString& root);
+    void Unwatch(const CString& root);
+    void NoteWatchedRoots();
+
+    COrbWatcher& m_watcher;
+    WatcherState& m;
+    CDirectoryChangeWatcher m_engine;
+    std::int64_t m_deletionRequest = 0; // seconds since 1970; 0: none
+    std::int64_t m_now = 0;
+    std::map<CString, Retry> m_retries; // roots that could not be watched
+};

@@ -1,0 +1,71 @@
+#include "orbwatcher4/core/WatcherState.h"
+
+#include "companions/logging/OrbLogging.h"
+#include "companions/settings/OrbSettings.h"
+
+#include <process.h>
+
+const wchar_t* const DeletedFilesEventName = L"F214AB94-4789-451a-ADDC-981BBFE6B59B";
+const wchar_t* const DriveUpdateEventName = L"9D86C4E4-CF9D-49BC-B07E-5CDE45FF0083";
+
+namespace
+{
+
+FileWriter g_writer;
+
+} // namespace
+
+WatcherState::WatcherState(COrbWatcher& watcher, bool useDr)
+    : online(std::make_shared<OnlineCallbackHandler>()),
+      changeHandler(watcher, *this),
+      useDrDeleteMap(useDr),
+      writer(&g_writer)
+{
+    for (KeySet* set : {&ignoredNames, &ignoredExtensions, &ignoredFolders})
+        set->set_empty_key(0xFFFFFFFFFFFFFFFFull);
+    locks.SetRank(&filter, LockRank::PrimaryFilter, L"primary filter");
+    locks.SetRank(&secondaryFilter, LockRank::SecondaryFilter, L"secondary filter");
+    locks.SetRank(&store, LockRank::Store, L"store");
+    locks.SetRank(&firstTime, LockRank::FirstTime, L"first-time state");
+    deletedFilesEvent = CreateSharedEvent(DeletedFilesEventName, false, false);
+    driveUpdateEvent = CreateSharedEvent(DriveUpdateEventName, true, true);
+    SetEvent(driveUpdateEvent.Get());
+}
+
+WatcherState::~WatcherState()
+{
+    const ObjectLock lock(locks, &filter);
+    filter.SetNotificationStore(nullptr);
+}
+
+void WatcherState::MakeFullEnumerationDue()
+{
+    CServiceRunSettings& settings = GetServiceRunSettings();
+    settings.Load();
+    settings.SetValue(L"Backup::FirstTimeRunTime", 0);
+    if (!settings.Save())
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to make a full enumeration due");
+}
+
+KernelHandle StartWatcherThread(unsigned(__stdcall* entry)(void*), void* argument)
+{
+    return KernelHandle(reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, entry, argument, 0, nullptr)));
+}
+
+void JoinWatcherThread(KernelHandle& thread, const wchar_t* name)
+{
+    if (!thread)
+        return;
+    const LockOrder::WaitScope wait(name);
+    WaitForSingleObject(thread.Get(), INFINITE);
+    thread.Reset();
+}
+
+KernelHandle CreateSharedEvent(const wchar_t* name, bool manualReset, bool initiallySet)
+{
+    SECURITY_DESCRIPTOR descriptor;
+    InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION);
+    SetSecurityDescriptorDacl(&descriptor, TRUE, nullptr, FALSE); // no list: open to everyone
+    SECURITY_ATTRIBUTES attributes = {sizeof attributes, &descriptor, FALSE};
+    return KernelHandle(CreateEventW(&attributes, manualReset, initiallySet, name));
+}

@@ -1,0 +1,104 @@
+// What a COrbWatcher consists of.
+//
+// Configuration is constant while watching. The filters, the store and the
+// first-time state are guarded by `locks` under their own addresses; the other
+// locks say what they guard. Locks are taken in the order of LockRank.
+#pragma once
+
+#include "OrbFileMonitorService/OverlayCache.h"
+#include "companions/online/OnlineCallbackHandler.h"
+#include "orbwatcher4/OrbFilter.h"
+#include "orbwatcher4/OrbWatcher.h"
+#include "orbwatcher4/core/ChangeHandler.h"
+#include "orbwatcher4/core/NotificationStore.h"
+#include "orbwatcher4/core/ObjectLockTable.h"
+#include "orbwatcher4/core/Signal.h"
+#include "support/Clock.h"
+#include "support/FileWriter.h"
+#include "support/Handle.h"
+
+#include <sparsehash/dense_hash_set>
+
+#include <atomic>
+
+using KeySet = google::dense_hash_set<std::uint64_t>;
+
+// The first-time run; guarded by its own address in the lock table.
+struct FirstTimeState {
+    std::atomic<int> running{0};
+    std::atomic<int> succeeded{0};
+};
+
+struct WatcherState {
+    WatcherState(COrbWatcher& watcher, bool useDrDeleteMap);
+    ~WatcherState();
+    WatcherState(const WatcherState&) = delete;
+    WatcherState& operator=(const WatcherState&) = delete;
+
+    OrbFilter filter;
+    OrbFilter secondaryFilter;
+    ObjectLockTable locks;
+    NotificationStore store;
+    CString completionEvent; // named event, set at the end of a first-time run
+    std::shared_ptr<OnlineCallbackHandler> online;
+    KeySet ignoredNames, ignoredExtensions, ignoredFolders;
+    OverlayCache overlayCache;
+    ChangeHandler changeHandler;
+
+    CString dataXmlPath, secondaryXmlPath, dataXmlPath2, secondaryXmlPath2, advancedFiltersPath;
+    CString queueDB, indexDB, destBackupFolderDB, blockLevelExt, instantRunExt;
+    HANDLE userToken = nullptr; // not owned
+    bool backupHiddenFiles = false;
+    DWORD backupFrequency = 0;
+    std::atomic<DWORD> enumThrottleMs{3};
+    std::atomic<int> firstTimeHidden{0};
+    bool overlay = false;
+    const bool useDrDeleteMap;
+
+    CSignal watching;
+    CSignal stop; // polled by every long loop
+    CEvent ready{false, true};
+    std::atomic<int> initialized{0};
+    std::atomic<int> enableFirstTime{0};
+    FirstTimeState firstTime;
+
+    // Named, and so shared with every watcher on the machine: a signal need not be meant for this one.
+    KernelHandle deletedFilesEvent;
+    KernelHandle driveUpdateEvent;
+
+    RankedSection lifecycle{LockRank::Lifecycle, L"lifecycle"};
+    KernelHandle watchThread, firstRunThread, overlayThread; // guarded by lifecycle
+
+    RankedSection deletedFilesLock{LockRank::DeletedFiles, L"deleted files"};
+    KernelHandle deletedFilesThread; // the watch thread's own
+
+    RankedSection driveListLock{LockRank::DriveList, L"drive list"};
+    DriveList drives;                  // guarded by driveListLock
+    std::vector<CString> watchedRoots; // guarded by driveListLock
+
+    RankedSection pendingDrivesLock{LockRank::PendingDrives, L"pending drives"};
+    std::set<CString> driveChanges;         // roots to be watched; guarded by pendingDrivesLock
+    std::set<CString> lostRoots;            // roots with lost changes; guarded by pendingDrivesLock
+    std::atomic<bool> drivesChanged{false}; // set and cleared inside pendingDrivesLock
+
+    const Clock* clock = &SystemClock();
+    FileWriter* writer;
+
+    // Remembers that what is on the disk must be looked at again as a whole: something was given up.
+    void MakeFullEnumerationDue();
+};
+
+// Starts a thread of the watcher; null when the system refuses.
+KernelHandle StartWatcherThread(unsigned(__stdcall* entry)(void*), void* argument);
+// Waits for a thread without limit and closes it; `name` as the thread calls itself.
+void JoinWatcherThread(KernelHandle& thread, const wchar_t* name);
+// A named event that anybody on the machine may use.
+KernelHandle CreateSharedEvent(const wchar_t* name, bool manualReset, bool initiallySet);
+
+extern const wchar_t* const DeletedFilesEventName;
+extern const wchar_t* const DriveUpdateEventName;
+
+constexpr const wchar_t* WatchThreadName = L"watch thread";
+constexpr const wchar_t* OverlayThreadName = L"overlay thread";
+constexpr const wchar_t* FirstRunThreadName = L"first-run thread";
+constexpr const wchar_t* DeletedFilesThreadName = L"deleted-files thread";
