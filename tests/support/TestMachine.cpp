@@ -17,23 +17,6 @@ std::wstring EnvironmentText(const wchar_t* name)
     return length < 1024 ? std::wstring(text, length) : std::wstring();
 }
 
-// Wine starts programs of the system below it, which is how drives are changed from inside.
-bool RunBelow(const std::wstring& command)
-{
-    std::wstring line = L"\"Z:\\bin\\sh\" -c \"" + command + L"\"";
-    STARTUPINFOW start = {};
-    start.cb = sizeof start;
-    PROCESS_INFORMATION process = {};
-    if (!CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &start, &process))
-        return false;
-    const bool ended = WaitForSingleObject(process.hProcess, 20000) == WAIT_OBJECT_0;
-    DWORD code = 1;
-    GetExitCodeProcess(process.hProcess, &code);
-    CloseHandle(process.hThread);
-    CloseHandle(process.hProcess);
-    return ended && code == 0;
-}
-
 std::wstring UnixPath(const wchar_t* path)
 {
     using Translate = char*(CDECL*)(const wchar_t*);
@@ -45,6 +28,24 @@ std::wstring UnixPath(const wchar_t* path)
     const std::string narrow = text;
     HeapFree(GetProcessHeap(), 0, text);
     return {narrow.begin(), narrow.end()};
+}
+
+// Wine starts programs of the system below it, which is how drives are changed from inside. Such a process
+// cannot be waited for; a file says when it is done.
+bool RunBelow(const std::wstring& command)
+{
+    const std::wstring done = EnvironmentText(L"TEMP") + L"\\orb-done-" + std::to_wstring(GetCurrentProcessId());
+    DeleteFileW(done.c_str());
+    std::wstring line = L"\"Z:\\bin\\sh\" -c \"" + command + L" && touch '" + UnixPath(done.c_str()) + L"'\"";
+    STARTUPINFOW start = {};
+    start.cb = sizeof start;
+    PROCESS_INFORMATION process = {};
+    if (!CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &start, &process))
+        return false;
+    const ULONGLONG end = GetTickCount64() + 20000;
+    while (GetFileAttributesW(done.c_str()) == INVALID_FILE_ATTRIBUTES && GetTickCount64() < end)
+        Sleep(2);
+    return DeleteFileW(done.c_str()) != FALSE;
 }
 
 std::wstring DriveLink(char letter)
