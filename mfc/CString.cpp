@@ -23,8 +23,10 @@ namespace
 
 // The text that every empty string points at. It is never written to, never
 // freed, and its sharers are not counted, so that empty strings cost nothing.
+// Each module has one, and strings cross from module to module: it is known by
+// its capacity, not by its address.
 struct EmptyBlock {
-    alignas(8) std::int32_t header[3] = {0, 0, 0};
+    alignas(8) std::int32_t header[3] = {0, 0, -1};
     wchar_t text[2] = {0, 0};
 };
 constinit EmptyBlock g_empty;
@@ -65,21 +67,21 @@ wchar_t* CString::NewText(int capacity)
 
 wchar_t* CString::Share(wchar_t* text) noexcept
 {
-    if (text != EmptyText())
+    if (HeaderOf(text)->capacity >= 0)
         HeaderOf(text)->sharers.fetch_add(1, std::memory_order_relaxed);
     return text;
 }
 
 void CString::LetGo(wchar_t* text) noexcept
 {
-    if (text != EmptyText() && HeaderOf(text)->sharers.fetch_sub(1, std::memory_order_acq_rel) == 1)
+    if (HeaderOf(text)->capacity >= 0 && HeaderOf(text)->sharers.fetch_sub(1, std::memory_order_acq_rel) == 1)
         std::free(HeaderOf(text));
 }
 
 // After this the text is this object's own and holds at least `capacity` units.
 void CString::MakeWritable(int capacity)
 {
-    const bool own = m_text != EmptyText() && HeaderOf(m_text)->sharers.load(std::memory_order_acquire) == 1;
+    const bool own = HeaderOf(m_text)->capacity >= 0 && HeaderOf(m_text)->sharers.load(std::memory_order_acquire) == 1;
     if (own && HeaderOf(m_text)->capacity >= capacity)
         return;
     const int length = GetLength();
@@ -343,7 +345,7 @@ wchar_t* CString::GetBuffer(int length)
 
 void CString::ReleaseBuffer(int length)
 {
-    if (m_text == EmptyText())
+    if (HeaderOf(m_text)->capacity < 0)
         return;
     SetLength(length < 0 ? LengthOf(m_text) : std::min<int>(length, HeaderOf(m_text)->capacity));
 }
