@@ -1,0 +1,180 @@
+// What is pending survives a restart.
+#include "companions/settings/OrbSettings.h"
+#include "orbwatcher4/core/DumpFile.h"
+#include "tests/orbwatcher4/WatcherFixture.h"
+
+namespace
+{
+
+class DumpAndResume : public WatcherFixture
+{
+protected:
+    DumpAndResume() { SelectTree(); }
+
+    bool DumpExists() { return GetFileAttributesW(DumpFilePath()) != INVALID_FILE_ATTRIBUTES; }
+    std::string DumpBytes() { return folder.ReadBytes(L"data\\watcher_dump.bin"); }
+    void WriteDump(const std::wstring& text)
+    {
+        folder.WriteBytes(L"data\\watcher_dump.bin",
+                          std::string(reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t)));
+    }
+    std::string Bytes(const std::wstring& text)
+    {
+        return std::string(reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t));
+    }
+    void SelectAgain()
+    {
+        watcher.Init();
+        watcher.SetDataXmlPath(folder.Path(L"data.xml"));
+    }
+    std::int32_t CompletionTime()
+    {
+        GetServiceRunSettings().Load();
+        return GetServiceRunSettings().GetValue(L"Backup::FirstTimeRunTime", -1);
+    }
+};
+
+TEST_F(DumpAndResume, AnEmptyStoreCreatesNoFileButSaysThatItIsDone)
+{
+    watcher.DeInit();
+    EXPECT_FALSE(DumpExists());
+    EXPECT_TRUE(log.Has(L"Dumping 0 files to disk"));
+    EXPECT_TRUE(log.Has(L"Watcher dump completed."));
+    EXPECT_EQ(watcher.IsInitilized(), 0);
+}
+
+TEST_F(DumpAndResume, EachPathIsWrittenAsUnitsWithALineFeedAndNothingElse)
+{
+    const CString path = Write(L"ä.txt");
+    Handler().OnFileAdded(path);
+    watcher.DeInit();
+    EXPECT_EQ(DumpBytes(), Bytes(std::wstring(path) + L"\n"));
+    EXPECT_EQ(watcher.GetTotalFilesInMem(), 0);
+    EXPECT_TRUE(log.Has(L"Dumping 1 files to disk"));
+}
+
+TEST_F(DumpAndResume, TwoDumpsWithoutAResumeBetweenThemStandInOneFile)
+{
+    const CString first = Write(L"a.txt"), second = Write(L"b.txt");
+    Handler().OnFileAdded(first);
+    watcher.DeInit();
+    SelectAgain();
+    ASSERT_TRUE(watcher.LoadSelection());
+    Handler().OnFileAdded(second);
+    watcher.DeInit();
+    EXPECT_EQ(DumpBytes(), Bytes(std::wstring(first) + L"\n" + std::wstring(second) + L"\n"));
+}
+
+TEST_F(DumpAndResume, AResumeLoadsTheSelectionBeforeItReplaysAndDeletesTheDump)
+{
+    const CString path = Write(L"a.txt");
+    Handler().OnFileAdded(path);
+    watcher.DeInit();
+    SelectAgain();
+    watcher.Resume();
+    EXPECT_TRUE(Pending(path));
+    EXPECT_FALSE(DumpExists());
+}
+
+TEST_F(DumpAndResume, AStoppedReplayKeepsTheDumpAndTheNextOneReplaysItAll)
+{
+    const CString path = Write(L"a.txt");
+    WriteDump(std::wstring(path) + L"\n");
+    State().stop.SetEvent();
+    watcher.Resume();
+    EXPECT_TRUE(DumpExists());
+    EXPECT_FALSE(Pending(path));
+    State().stop.ResetEvent();
+    watcher.Resume();
+    EXPECT_TRUE(Pending(path));
+    EXPECT_FALSE(DumpExists());
+}
+
+TEST_F(DumpAndResume, ALastLineWithoutALineFeedIsDropped)
+{
+    const CString whole = Write(L"a.txt"), cut = Write(L"b.txt");
+    WriteDump(std::wstring(whole) + L"\n" + std::wstring(cut));
+    watcher.Resume();
+    EXPECT_TRUE(Pending(whole));
+    EXPECT_FALSE(Pending(cut));
+}
+
+TEST_F(DumpAndResume, ALineThatIsTooLongIsPassedOverAndTheNextOneIsRead)
+{
+    const CString path = Write(L"a.txt");
+    WriteDump(std::wstring(100000, L'x') + L"\n" + std::wstring(path) + L"\n");
+    watcher.Resume();
+    EXPECT_TRUE(Pending(path));
+}
+
+TEST_F(DumpAndResume, AReplayedFileThatIsGoneAndIndexedBecomesADeletion)
+{
+    const CString path = Write(L"a.txt");
+    RecordWithTime(path, 1);
+    DeleteFileW(path);
+    WriteDump(std::wstring(path) + L"\n");
+    watcher.Resume();
+    ASSERT_TRUE(Pending(path));
+    EXPECT_EQ(Pending(path)->kind, NotificationKind::Deleted);
+}
+
+TEST_F(DumpAndResume, AReplayedFileOnADriveThatIsAwayGoesOnWaiting)
+{
+    Select(Item(L"path=\"Y:\\docs\" type=\"1\" includeSub=\"1\""));
+    WriteDump(L"Y:\\docs\\a.txt\n");
+    watcher.Resume();
+    EXPECT_TRUE(Pending(L"Y:\\docs\\a.txt"));
+}
+
+TEST_F(DumpAndResume, ReplayedDirectoriesAreNotExpanded)
+{
+    Write(L"sub\\f.txt");
+    WriteDump(std::wstring(InTree(L"sub\\")) + L"\n");
+    watcher.Resume();
+    EXPECT_EQ(watcher.GetTotalFilesInMem(), 1);
+}
+
+TEST_F(DumpAndResume, ADumpThatCannotBeOpenedLogsNothingMoreAndMakesAFullEnumerationDue)
+{
+    GetServiceRunSettings().Load();
+    GetServiceRunSettings().SetValue(L"Backup::FirstTimeRunTime", 12345);
+    GetServiceRunSettings().Save();
+    Handler().OnFileAdded(Write(L"a.txt"));
+    CreateDirectoryW(DumpFilePath(), nullptr);
+    watcher.DeInit();
+    EXPECT_TRUE(log.Has(L"Dumping 1 files to disk"));
+    EXPECT_FALSE(log.Has(L"Watcher dump completed."));
+    EXPECT_EQ(CompletionTime(), 0);
+}
+
+class WriterThatFailsAt : public FileWriter
+{
+public:
+    explicit WriterThatFailsAt(int call) : m_left(call) {}
+    bool Write(HANDLE file, const void* bytes, DWORD count, DWORD* written) override
+    {
+        return FileWriter::Write(file, bytes, --m_left == 0 ? count / 2 : count, written);
+    }
+
+private:
+    int m_left;
+};
+
+TEST_F(DumpAndResume, AShortWriteIsCutBackToTheLastWholeLineAndMakesAFullEnumerationDue)
+{
+    GetServiceRunSettings().Load();
+    GetServiceRunSettings().SetValue(L"Backup::FirstTimeRunTime", 12345);
+    GetServiceRunSettings().Save();
+    for (const wchar_t* name : {L"a.txt", L"b.txt", L"c.txt"})
+        Handler().OnFileAdded(Write(name));
+    WriterThatFailsAt writer(2);
+    State().writer = &writer;
+    watcher.DeInit();
+    const std::string bytes = DumpBytes();
+    ASSERT_GE(bytes.size(), 2u);
+    EXPECT_EQ(bytes.size(), (static_cast<std::size_t>(InTree(L"a.txt").GetLength()) + 1) * 2);
+    EXPECT_EQ(bytes.substr(bytes.size() - 2), Bytes(L"\n"));
+    EXPECT_EQ(CompletionTime(), 0);
+}
+
+} // namespace

@@ -1,0 +1,175 @@
+// Configuration and state of the facade.
+#include "companions/settings/OrbSettings.h"
+#include "tests/orbwatcher4/WatcherFixture.h"
+
+namespace
+{
+
+class Facade : public WatcherFixture
+{
+};
+
+TEST_F(Facade, ADataPathThatDoesNotExistLeavesTheOldOne)
+{
+    const CString data = WriteRules(L"data.xml", "");
+    watcher.SetDataXmlPath(data);
+    watcher.SetDataXmlPath(folder.Path(L"missing.xml"));
+    watcher.SetDataXmlPath(L"");
+    EXPECT_EQ(State().dataXmlPath, data);
+}
+
+TEST_F(Facade, AnAdvancedPathThatDoesNotExistLeavesTheOldOne)
+{
+    const CString advanced = WriteRules(L"advanced.xml", "");
+    watcher.SetAdvancedFiltersPath(advanced);
+    watcher.SetAdvancedFiltersPath(folder.Path(L"missing.xml"));
+    EXPECT_EQ(State().advancedFiltersPath, advanced);
+}
+
+TEST_F(Facade, SetDataXMLFilesEmptiesTheSecondAndTheAdvancedPathWhenTheyDoNotExist)
+{
+    const CString file = WriteRules(L"file.xml", "");
+    watcher.SetDataXMLFiles(L"X:\\not there.xml", file, file);
+    EXPECT_STREQ(State().dataXmlPath, L"X:\\not there.xml"); // taken without a look
+    EXPECT_EQ(State().dataXmlPath2, file);
+    watcher.SetDataXMLFiles(L"", folder.Path(L"missing.xml"), folder.Path(L"missing.xml"));
+    EXPECT_STREQ(State().dataXmlPath, L"X:\\not there.xml");
+    EXPECT_TRUE(State().dataXmlPath2.IsEmpty());
+    EXPECT_TRUE(State().advancedFiltersPath.IsEmpty());
+}
+
+TEST_F(Facade, SetSecondaryXMLFileTakesTheFirstUnseenAndTheSecondOnlyWhenItExists)
+{
+    watcher.SetSecondaryXMLFile(L"X:\\a.xml", L"X:\\b.xml");
+    EXPECT_STREQ(State().secondaryXmlPath, L"X:\\a.xml");
+    EXPECT_TRUE(State().secondaryXmlPath2.IsEmpty());
+    watcher.SetSecondaryXMLFile(L"", nullptr);
+    EXPECT_TRUE(State().secondaryXmlPath.IsEmpty());
+}
+
+TEST_F(Facade, InitKeepsTheSecondaryPathsTheAdvancedPathAndTheExtensionLists)
+{
+    const CString file = WriteRules(L"file.xml", "");
+    watcher.SetDataXMLFiles(file, file, file);
+    watcher.SetSecondaryXMLFile(file, file);
+    watcher.SetQueueDB(L"q");
+    watcher.SetIndexDB(L"i");
+    watcher.SetDestBackupFolderDB(L"d");
+    watcher.SetInstantRunExt(L"*.DOC");
+    watcher.SetBlockLevelExt(L"*.PST");
+    watcher.SetFirstTimeWatcherHide(1);
+    watcher.Init();
+    for (const CString* path :
+         {&State().dataXmlPath, &State().dataXmlPath2, &State().queueDB, &State().indexDB, &State().destBackupFolderDB})
+        EXPECT_TRUE(path->IsEmpty());
+    EXPECT_EQ(State().secondaryXmlPath, file);
+    EXPECT_EQ(State().secondaryXmlPath2, file);
+    EXPECT_EQ(State().advancedFiltersPath, file);
+    EXPECT_STREQ(State().instantRunExt, L"*.doc");
+    EXPECT_STREQ(State().blockLevelExt, L"*.pst");
+    EXPECT_EQ(State().firstTimeHidden, 0);
+    EXPECT_EQ(watcher.IsInitilized(), 1);
+}
+
+TEST_F(Facade, ANullInstantRunListLeavesTheOldOne)
+{
+    watcher.SetInstantRunExt(L"*.doc");
+    watcher.SetInstantRunExt(nullptr);
+    EXPECT_STREQ(State().instantRunExt, L"*.doc");
+}
+
+TEST_F(Facade, SpeedModesZeroAndTwoTakeTheThrottleAwayAndAllOthersSetThreeMilliseconds)
+{
+    const int modes[] = {1, 0, 3, 2, 77};
+    const DWORD throttles[] = {3, 0, 3, 0, 3};
+    for (int i = 0; i < 5; ++i) {
+        watcher.UpdateThreadsPriority(static_cast<CPUSpeedMode>(modes[i]));
+        EXPECT_EQ(State().enumThrottleMs, throttles[i]) << modes[i];
+    }
+}
+
+TEST_F(Facade, AHiddenFirstTimeRunReportsThatNoneIsRunning)
+{
+    State().firstTime.running = 1;
+    EXPECT_EQ(watcher.IsFirstTimeEnumRunning(), 1);
+    watcher.SetFirstTimeWatcherHide(1);
+    EXPECT_EQ(watcher.IsFirstTimeEnumRunning(), 0);
+    State().firstTime.running = 0;
+}
+
+TEST_F(Facade, SettingTheOverlayIsLogged)
+{
+    watcher.SetOverlay(true);
+    EXPECT_TRUE(log.Has(L"Overlay : 1"));
+    watcher.SetOverlay(false);
+    EXPECT_TRUE(log.Has(L"Overlay : 0"));
+}
+
+TEST_F(Facade, ABackupIsRunningAsLongAsTheServicesMutexExists)
+{
+    EXPECT_EQ(COrbWatcher::IsBackupRunning(), 0);
+    {
+        const KernelHandle mutex(
+            CreateMutexW(nullptr, FALSE, GetMainSettings().GetMainSettingsMutex(L"mutexs::GUID_BACKUP_START")));
+        EXPECT_EQ(COrbWatcher::IsBackupRunning(), 1);
+    }
+    EXPECT_EQ(COrbWatcher::IsBackupRunning(), 0);
+}
+
+TEST_F(Facade, TheDriveUpdateEventIsManualResetAndStartsSet)
+{
+    const KernelHandle event(OpenEventW(SYNCHRONIZE, FALSE, L"9D86C4E4-CF9D-49BC-B07E-5CDE45FF0083"));
+    ASSERT_TRUE(event);
+    EXPECT_TRUE(IsSignalled(event.Get()));
+    EXPECT_TRUE(IsSignalled(event.Get()));
+}
+
+TEST_F(Facade, TheDeletedFilesEventIsAutoResetAndStartsNotSet)
+{
+    const KernelHandle event(
+        OpenEventW(SYNCHRONIZE | EVENT_MODIFY_STATE, FALSE, L"F214AB94-4789-451a-ADDC-981BBFE6B59B"));
+    ASSERT_TRUE(event);
+    EXPECT_FALSE(IsSignalled(event.Get()));
+    SetEvent(event.Get());
+    EXPECT_TRUE(IsSignalled(event.Get()));
+    EXPECT_FALSE(IsSignalled(event.Get()));
+}
+
+TEST_F(Facade, ProgressStopsOnceTheStopSignalIsSet)
+{
+    watcher.UpdateThreadsPriority(CPUSpeedFull);
+    EXPECT_TRUE(WatcherAccess::Progress(watcher));
+    State().stop.SetEvent();
+    EXPECT_FALSE(WatcherAccess::Progress(watcher));
+    State().stop.ResetEvent();
+    bool found = false;
+    for (const LogCapture::Line& line : log.Lines())
+        found = found || (line.text == L"Used Aborted, stop enumeration" && line.level == LogLevel::Abort &&
+                          line.source == L"OrbWatcher" && line.sourceLine == 2198);
+    EXPECT_TRUE(found);
+}
+
+TEST_F(Facade, TotalItemsAreTheRawDistanceOfTheStoresTwoWordsAndZeroWithoutAStore)
+{
+    OrbFilter filter;
+    EXPECT_EQ(filter.GetTotalItems(), 0u);
+    ItemCounters counters;
+    counters.begin = 0x1000;
+    counters.end = 0x1000 + 3 * 24;
+    filter.SetNotificationStore(&counters);
+    EXPECT_EQ(filter.GetTotalItems(), 72u);
+    filter.SetNotificationStore(nullptr);
+    EXPECT_EQ(filter.GetTotalItems(), 0u);
+}
+
+TEST_F(Facade, AnObjectsLockMayBeEnteredAgainAndLeavingAnUnknownOneDoesNothing)
+{
+    ObjectLockTable table;
+    const int object = 0;
+    table.Unlock(&object);
+    const ObjectLock outer(table, &object);
+    const ObjectLock inner(table, &object);
+    SUCCEED();
+}
+
+} // namespace

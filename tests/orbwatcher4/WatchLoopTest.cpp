@@ -1,0 +1,332 @@
+// The supervisor, one pass at a time, with a clock that the test moves.
+#include "companions/settings/OrbSettings.h"
+#include "tests/orbwatcher4/WatcherFixture.h"
+
+#include <optional>
+
+namespace
+{
+
+class Passes : public WatcherFixture
+{
+protected:
+    Passes()
+    {
+        // No first-time check unless a test asks for it.
+        GetServiceRunSettings().Load();
+        GetServiceRunSettings().SetValue(L"Backup::FirstTimeRunTime", static_cast<std::int32_t>(clock.Seconds()));
+        GetServiceRunSettings().Save();
+    }
+    ~Passes() override
+    {
+        if (m_loop)
+            m_loop->End();
+        for (const char letter : m_letters)
+            DetachDrive(letter);
+    }
+
+    WatchLoop& Start()
+    {
+        m_loop.emplace(watcher, State());
+        m_loop->Start();
+        return *m_loop;
+    }
+    void PassAfter(std::int64_t seconds)
+    {
+        clock.Advance(seconds);
+        EXPECT_TRUE(m_loop->Pass());
+    }
+    void RequestDeletions() { SetEvent(State().deletedFilesEvent.Get()); }
+    bool WorkerWasStarted() { return static_cast<bool>(State().deletedFilesThread); }
+
+    std::wstring Attach(char letter, const wchar_t* name, unsigned serial)
+    {
+        const std::wstring volume = MakeVolume(name, serial);
+        EXPECT_TRUE(AttachDrive(letter, volume.c_str()));
+        m_letters.insert(letter);
+        return volume;
+    }
+    bool Watches(const wchar_t* root)
+    {
+        const std::vector<CString> roots = watcher.GetWatchedRoots();
+        return std::find(roots.begin(), roots.end(), CString(root)) != roots.end();
+    }
+    static std::string DriveRule(const wchar_t* path, const std::wstring& vid = L"")
+    {
+        return Item(L"path=\"" + std::wstring(path) + L"\" type=\"1\" includeSub=\"1\"" +
+                    (vid.empty() ? L"" : L" vid=\"" + vid + L"\""));
+    }
+
+private:
+    std::optional<WatchLoop> m_loop;
+    std::set<char> m_letters;
+};
+
+TEST_F(Passes, StartWatchesTheDrivesOfTheSelectionAndSaysThatItIsReady)
+{
+    SelectTree();
+    EXPECT_FALSE(watcher.WaitUntilReady(0));
+    Start();
+    EXPECT_TRUE(watcher.WaitUntilReady(0));
+    EXPECT_TRUE(Watches(L"c:\\"));
+}
+
+TEST_F(Passes, DeletionsAreProcessedAfterMoreThanFiveQuietSeconds)
+{
+    SelectTree();
+    Start();
+    RequestDeletions();
+    PassAfter(0); // seen here
+    PassAfter(5);
+    EXPECT_FALSE(WorkerWasStarted());
+    PassAfter(1);
+    EXPECT_TRUE(WorkerWasStarted());
+}
+
+TEST_F(Passes, RequestsEveryThreeSecondsKeepTheWorkerBackUntilTheyStop)
+{
+    SelectTree();
+    Start();
+    for (int i = 0; i < 10; ++i) {
+        RequestDeletions();
+        PassAfter(3);
+        EXPECT_FALSE(WorkerWasStarted()) << i;
+    }
+    PassAfter(5);
+    EXPECT_FALSE(WorkerWasStarted());
+    PassAfter(1);
+    EXPECT_TRUE(WorkerWasStarted());
+}
+
+TEST_F(Passes, ARequestThatArrivesInTheDuePassComesTooLateToPushItBack)
+{
+    SelectTree();
+    Start();
+    RequestDeletions();
+    PassAfter(0);
+    RequestDeletions(); // the time is tested before the event is polled
+    PassAfter(6);
+    EXPECT_TRUE(WorkerWasStarted());
+}
+
+TEST_F(Passes, WhileAWorkerRunsDueProcessingIsPutOffByFiveSecondsAtATime)
+{
+    SelectTree();
+    Start();
+    CEvent release(false, true);
+    State().deletedFilesThread = KernelHandle(CreateThread(
+        nullptr, 0, [](void* event) -> DWORD { return WaitForSingleObject(event, 20000); },
+        static_cast<HANDLE>(release), 0, nullptr));
+    const HANDLE running = State().deletedFilesThread.Get();
+    RequestDeletions();
+    PassAfter(0);
+    PassAfter(6);
+    EXPECT_EQ(State().deletedFilesThread.Get(), running);
+    release.SetEvent();
+    WaitForSingleObject(running, 20000);
+    PassAfter(5); // put off to now + 5: not yet
+    EXPECT_EQ(State().deletedFilesThread.Get(), running);
+    PassAfter(1);
+    EXPECT_FALSE(IsSignalled(running) && State().deletedFilesThread.Get() == running);
+}
+
+TEST_F(Passes, ADriveThatIsUnpluggedLosesItsWatchAndIsWatchedAgainWhenItsVolumeReturns)
+{
+    const std::wstring volume = Attach('r', L"here", 0x11112222);
+    Select(DriveRule(L"R:\\docs", L"286335522")); // 0x11112222
+    Start();
+    EXPECT_TRUE(Watches(L"r:\\"));
+    ASSERT_TRUE(DetachDrive('r'));
+    PassAfter(1);
+    EXPECT_FALSE(Watches(L"r:\\"));
+    ASSERT_TRUE(AttachDrive('r', volume.c_str()));
+    PassAfter(1);
+    EXPECT_TRUE(Watches(L"r:\\"));
+}
+
+TEST_F(Passes, AnotherVolumeUnderAWatchedLetterIsIgnored)
+{
+    Attach('r', L"here", 0x11112222);
+    Select(DriveRule(L"R:\\docs", L"286335522"));
+    Start();
+    ASSERT_TRUE(DetachDrive('r'));
+    PassAfter(1);
+    Attach('r', L"other", 0x33334444);
+    PassAfter(1);
+    EXPECT_FALSE(Watches(L"r:\\"));
+}
+
+TEST_F(Passes, ADriveWithoutARecordedSerialIsWatchedWhateverVolumeComes)
+{
+    Attach('r', L"here", 0x11112222);
+    Select(DriveRule(L"R:\\docs"));
+    Start();
+    ASSERT_TRUE(DetachDrive('r'));
+    PassAfter(1);
+    Attach('r', L"other", 0x33334444);
+    PassAfter(1);
+    EXPECT_TRUE(Watches(L"r:\\"));
+}
+
+TEST_F(Passes, ANewRuleOnAnotherDriveIsWatchedFromTheNextPassOn)
+{
+    Attach('r', L"here", 0x11112222);
+    SelectTree();
+    Start();
+    std::filesystem::create_directories(L"R:\\docs");
+    const CString rules = WriteRules(L"new.xml", DriveRule(L"R:\\docs"));
+    EXPECT_EQ(watcher.AddNewQueueItem(rules, false, nullptr, 0), RulesQueued);
+    EXPECT_TRUE(State().drivesChanged);
+    PassAfter(1);
+    EXPECT_FALSE(State().drivesChanged);
+    EXPECT_TRUE(Watches(L"r:\\"));
+    EXPECT_TRUE(Watches(L"c:\\"));
+}
+
+TEST_F(Passes, ADriveMarkedAsRemovedIsNotWatchedAnyMoreAndTheHandshakeIsAnswered)
+{
+    Attach('r', L"here", 0x11112222);
+    Select(DriveRule(L"R:\\docs"));
+    Start();
+    {
+        const CSingleLock lock(State().driveListLock);
+        State().drives[L"r:\\"].removed = 1;
+        ResetEvent(State().driveUpdateEvent.Get());
+    }
+    PassAfter(1);
+    EXPECT_FALSE(Watches(L"r:\\"));
+    EXPECT_TRUE(IsSignalled(State().driveUpdateEvent.Get()));
+    PassAfter(1);
+    EXPECT_FALSE(Watches(L"r:\\"));
+}
+
+TEST_F(Passes, TheEndAnswersAnOpenDriveUpdate)
+{
+    SelectTree();
+    WatchLoop& loop = Start();
+    ResetEvent(State().driveUpdateEvent.Get());
+    loop.End();
+    EXPECT_TRUE(IsSignalled(State().driveUpdateEvent.Get()));
+}
+
+TEST_F(Passes, AStopSignalEndsThePasses)
+{
+    SelectTree();
+    WatchLoop& loop = Start();
+    State().stop.SetEvent();
+    EXPECT_FALSE(loop.Pass());
+    State().stop.ResetEvent();
+}
+
+constexpr const wchar_t* TimeRuleMessage = L"Rescanning selections based on time rule";
+
+TEST_F(Passes, ARunThatNeverCompletedIsStartedInTheFirstPassAndAgainEveryThirtyMinutes)
+{
+    GetServiceRunSettings().SetValue(L"Backup::FirstTimeRunTime", 0);
+    GetServiceRunSettings().Save();
+    SelectTree();
+    Start();
+    PassAfter(1);
+    EXPECT_EQ(log.Count(L"First time Complete = 0"), 1);
+    EXPECT_EQ(log.Count(TimeRuleMessage), 1);
+    EXPECT_EQ(State().firstTimeHidden, 0);
+    PassAfter(30 * 60 - 1); // 29 whole minutes
+    EXPECT_EQ(log.Count(TimeRuleMessage), 1);
+    PassAfter(1);
+    EXPECT_EQ(log.Count(TimeRuleMessage), 2);
+}
+
+TEST_F(Passes, ACompletedRunIsRepeatedHiddenAfterTwentyFourWholeHoursByDefault)
+{
+    SelectTree();
+    Start();
+    PassAfter(24 * 3600 - 1);
+    EXPECT_EQ(log.Count(TimeRuleMessage), 0);
+    EXPECT_EQ(State().firstTimeHidden, 0);
+    PassAfter(1800);
+    EXPECT_EQ(log.Count(TimeRuleMessage), 1);
+    EXPECT_EQ(State().firstTimeHidden, 1);
+    GetServiceRunSettings().Load();
+    EXPECT_EQ(GetServiceRunSettings().GetValue(L"Backup::FirstTimeRunTime", -1), 0);
+}
+
+TEST_F(Passes, TheIntervalOfTheUserConfigurationCounts)
+{
+    GetUserConfigurations().Load();
+    GetUserConfigurations().SetValue(L"AppConfig::NetworkScanIntervalInHours", 2);
+    GetUserConfigurations().Save();
+    SelectTree();
+    Start();
+    PassAfter(2 * 3600);
+    EXPECT_EQ(log.Count(TimeRuleMessage), 1);
+}
+
+TEST_F(Passes, LostChangesAreTakenUpOnceForEachRoot)
+{
+    SelectTree();
+    Start();
+    Handler().OnReadChangesError(ERROR_NOTIFY_ENUM_DIR, L"c:\\");
+    Handler().OnReadChangesError(ERROR_NOTIFY_ENUM_DIR, L"c:\\");
+    PassAfter(1);
+    EXPECT_TRUE(State().lostRoots.empty());
+    GetServiceRunSettings().Load();
+    EXPECT_EQ(GetServiceRunSettings().GetValue(L"Backup::FirstTimeRunTime", -1), 0);
+}
+
+TEST_F(Passes, AShareIsWatchedOnce)
+{
+    Select(DriveRule(L"\\\\server\\share\\a") + DriveRule(L"\\\\Server\\Share\\b"));
+    Start();
+    EXPECT_EQ(watcher.GetWatchedRoots().size(), 1u);
+    EXPECT_TRUE(Watches(L"\\\\server\\share"));
+}
+
+class Lifecycle : public WatcherFixture
+{
+};
+
+TEST_F(Lifecycle, StoppingAWatcherThatNeverStartedDoesNothingHarmful)
+{
+    EXPECT_EQ(watcher.AbortWatching(), 1);
+    EXPECT_FALSE(State().stop.IsSet());
+}
+
+TEST_F(Lifecycle, StartingWhileWatchingStopsTheOldRunFirst)
+{
+    watcher.SetDataXmlPath(WriteRules(L"data.xml", TreeItem()));
+    watcher.StartWatch();
+    EXPECT_EQ(watcher.StartWatch(), 1);
+    EXPECT_TRUE(watcher.WaitUntilReady(20000));
+    EXPECT_FALSE(State().stop.IsSet());
+    watcher.AbortWatching();
+    EXPECT_FALSE(State().watching.IsSet());
+}
+
+TEST_F(Lifecycle, AReloadTakesRulesAwayThatAreGoneFromTheFile)
+{
+    SelectTree();
+    const CString path = Write(L"a.txt");
+    EXPECT_EQ(watcher.Explain(path).decision, Included);
+    Select(Item(L"path=\"C:\\elsewhere\" type=\"1\" includeSub=\"1\""));
+    EXPECT_EQ(watcher.Explain(path).decision, NotIncluded);
+}
+
+TEST_F(Lifecycle, AReloadThatFailsKeepsTheOldRules)
+{
+    SelectTree();
+    const CString path = Write(L"a.txt");
+    folder.WriteBytes(L"data.xml", "<Data><Item");
+    EXPECT_FALSE(watcher.LoadSelection());
+    EXPECT_EQ(watcher.Explain(path).decision, Included);
+}
+
+TEST_F(Lifecycle, DeInitEmptiesFiltersAndStore)
+{
+    SelectTree();
+    Handler().OnFileAdded(Write(L"a.txt"));
+    watcher.DeInit();
+    EXPECT_FALSE(State().filter.HasRules());
+    EXPECT_EQ(watcher.GetTotalFilesInMem(), 0);
+}
+
+} // namespace
