@@ -90,10 +90,9 @@ struct OrbFilter::VolumeTable {
 
     VolumeTable()
     {
-        const DWORD drives = GetLogicalDrives();
+        // Every letter is asked: the system's list of drives may lag behind one that was attached just now, and
+        // a letter without a drive fails at once.
         for (int letter = 0; letter < 26; ++letter) {
-            if (!(drives & (1u << letter)))
-                continue;
             CString root;
             root.Format(L"%c:\\", L'A' + letter);
             DWORD serial = 0;

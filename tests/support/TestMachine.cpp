@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <vector>
 
@@ -112,6 +113,13 @@ bool AttachDrive(char letter, const wchar_t* folder)
 }
 
 bool DetachDrive(char letter) { return RunBelow(L"rm -f " + DriveLink(letter)); }
+
+std::wstring PrefixFolder(const wchar_t* name)
+{
+    std::wstring path = L"Z:" + EnvironmentText(L"WINEPREFIX") + L"/" + name;
+    std::replace(path.begin(), path.end(), L'/', L'\\');
+    return path;
+}
 
 std::wstring MakeVolume(const wchar_t* name, unsigned serial)
 {

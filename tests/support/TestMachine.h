@@ -16,5 +16,7 @@ std::string Narrow(std::wstring_view text);
 // `letter` is lower-case. The folder is a Windows path.
 bool AttachDrive(char letter, const wchar_t* folder);
 bool DetachDrive(char letter);
+// A folder of the prefix (as "drives/e", with slashes) as a Windows path.
+std::wstring PrefixFolder(const wchar_t* name);
 // A folder below the prefix that can become a drive, with this volume serial. A Windows path.
 std::wstring MakeVolume(const wchar_t* name, unsigned serial);
