@@ -42,3 +42,14 @@ build_tree() {
     shift
     quietly "build-$name" cmake --build "$BUILD/$name" --parallel "$JOBS" ${@:+--target "$@"}
 }
+
+# The host program and what it needs, one build at a time.
+build_host() {
+    mkdir -p "$BUILD"
+    exec 9>"$BUILD/.build-lock"
+    flock 9
+    [ -f "$BUILD/checks/build.ninja" ] || configure_windows checks -DCMAKE_BUILD_TYPE=Checks
+    build_tree checks orbwatch demo_changer
+    flock -u 9
+    exec 9>&-
+}

@@ -34,8 +34,9 @@ PathExplanation COrbWatcher::Explain(const wchar_t* path)
     PathExplanation explanation;
     const std::optional<CString> normal = m->changeHandler.NormalizeEventPath(path);
     explanation.path = normal ? *normal : CString(path);
-    // Changes of paths that are too long to be handled are dropped.
-    if (!normal)
+    // Changes of paths that are too long to be handled are dropped. A short name of something that is not
+    // there has no long form; it is judged as it stands.
+    if (!normal && explanation.path.Find(L'~') < 0)
         return explanation;
     const Classification answer = Classify(m->filter, m->secondaryFilter, m->locks, explanation.path);
     explanation.decision = answer.decision;

@@ -1,0 +1,10 @@
+// How orbwatch ends.
+#pragma once
+
+enum ExitCode : int {
+    ExitDone = 0,
+    ExitFailure = 1,
+    ExitUsage = 2,         // wrong usage or unreadable input
+    ExitTimeLimit = 4,     // --timeout
+    ExitInterrupted = 130, // Ctrl-C
+};

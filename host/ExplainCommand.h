@@ -1,0 +1,12 @@
+// orbwatch explain: why paths are selected or not.
+#pragma once
+
+#include "host/ExitCode.h"
+#include "host/Selection.h"
+
+struct ExplainOptions {
+    SelectionFiles files;
+    std::vector<std::wstring> paths; // "-": read from standard input, one a line
+};
+
+ExitCode RunExplain(const ExplainOptions& options, RecordWriter& writer);

@@ -1,0 +1,103 @@
+#include "host/InitCommand.h"
+
+#include "host/Console.h"
+#include "support/Handle.h"
+
+#include <shlobj.h>
+
+namespace
+{
+
+struct Sample {
+    const wchar_t* name;
+    const char* text;
+};
+
+// "@HOME@" becomes the folder of the user.
+constexpr Sample samples[] = {
+    {L"selection.xml", R"(<?xml version="1.0" encoding="UTF-8"?>
+<!-- What is backed up. The deepest rule that speaks of a path wins; at the same
+     depth an exclusion wins. Numbers are decimal. -->
+<Data>
+  <!-- A folder (type 1) with everything below it. -->
+  <Item path="@HOME@\Documents\" type="1" includeSub="1" pluginName="Documents" pluginId="1"/>
+  <!-- A sub-folder that is kept out. -->
+  <Item path="@HOME@\Documents\Scratch\" type="1" includeSub="1" exclude="1"/>
+  <!-- Everything but the endings of the mask (masktype 2). -->
+  <Item path="@HOME@\Pictures\" type="1" includeSub="1" masktype="2" mask=".tmp;.bak" pluginName="Pictures" pluginId="2"/>
+  <!-- A single file (type 0). -->
+  <Item path="@HOME@\notes.txt" type="0"/>
+</Data>
+)"},
+    {L"auto-exclude.xml", R"(<?xml version="1.0" encoding="UTF-8"?>
+<!-- What the product itself keeps out. The same format as selection.xml. -->
+<Data>
+  <Item path="@HOME@\Documents\Cache\" type="1" includeSub="1" exclude="1"/>
+</Data>
+)"},
+    {L"advanced.xml", R"(<?xml version="1.0" encoding="UTF-8"?>
+<!-- Asked after the selection, for every path that it includes. $$ALLPATHS$$
+     means every path; without it a rule speaks of its own folder. -->
+<Data>
+  <!-- Editors' temporary files, by regular expression. -->
+  <Item path="@HOME@\" type="1" includeSub="1" exclude="1" isregex="1" mask="\\~\$[^\\]*$"/>
+</Data>
+)"},
+};
+
+std::string WithHome(std::string text)
+{
+    wchar_t home[MAX_PATH] = L"C:\\Users\\Public";
+    SHGetFolderPathW(nullptr, CSIDL_PROFILE, nullptr, 0, home);
+    const std::string folder = ToUtf8(home);
+    const std::string mark = "@HOME@";
+    for (std::size_t at = text.find(mark); at != std::string::npos; at = text.find(mark, at + folder.size()))
+        text.replace(at, mark.size(), folder);
+    return text;
+}
+
+std::wstring SystemText(DWORD error)
+{
+    wchar_t text[256] = {};
+    FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, error, 0, text, 256, nullptr);
+    std::wstring message = text;
+    while (!message.empty() && (message.back() == L'\n' || message.back() == L'\r' || message.back() == L' '))
+        message.pop_back();
+    return message.empty() ? L"error " + std::to_wstring(error) : message;
+}
+
+bool WriteNew(const std::wstring& path, const std::string& text)
+{
+    const FileHandle file(CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr));
+    DWORD written = 0;
+    return file && WriteFile(file.Get(), text.data(), static_cast<DWORD>(text.size()), &written, nullptr) &&
+           written == text.size();
+}
+
+} // namespace
+
+ExitCode RunInit(const std::wstring& given, RecordWriter& writer)
+{
+    const std::wstring folder = FullPath(given);
+    const int made = SHCreateDirectoryExW(nullptr, folder.c_str(), nullptr);
+    const DWORD attributes = GetFileAttributesW(folder.c_str());
+    if (attributes == INVALID_FILE_ATTRIBUTES || !(attributes & FILE_ATTRIBUTE_DIRECTORY)) {
+        writer.Error(L"the folder cannot be created: " + SystemText(static_cast<DWORD>(made)), folder);
+        return ExitFailure;
+    }
+    for (const Sample& sample : samples)
+        if (const std::wstring path = folder + L"\\" + sample.name;
+            GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES) {
+            writer.Error(L"the file is there already; nothing was written", path);
+            return ExitFailure;
+        }
+    for (const Sample& sample : samples) {
+        const std::wstring path = folder + L"\\" + sample.name;
+        if (!WriteNew(path, WithHome(sample.text))) {
+            writer.Error(L"the file cannot be written: " + SystemText(GetLastError()), path);
+            return ExitFailure;
+        }
+        writer.Created(path);
+    }
+    return ExitDone;
+}

@@ -1,0 +1,8 @@
+// orbwatch init: a sample selection to start from.
+#pragma once
+
+#include "host/ExitCode.h"
+#include "host/RecordWriter.h"
+
+// Existing files are never overwritten: nothing is written then.
+ExitCode RunInit(const std::wstring& folder, RecordWriter& writer);

@@ -1,0 +1,148 @@
+// orbwatch: does with the library what a backup service does.
+#include "host/Console.h"
+#include "host/ExplainCommand.h"
+#include "host/InitCommand.h"
+#include "host/WatchCommand.h"
+
+#include <CLI/CLI.hpp>
+#include <shellapi.h>
+
+namespace
+{
+
+// The command line as it was typed: UTF-8 for the parser, paths turned back for the system.
+struct Arguments {
+    std::string data, autoExclude, advanced, secondary, index, destination, folder;
+    std::vector<std::string> paths;
+    bool json = false;
+    bool hidden = false;
+    bool record = false;
+    std::uint64_t maxEvents = 0;
+    double timeout = 0;
+    double untilQuiet = 0;
+
+    SelectionFiles Files() const { return {Path(data), Path(autoExclude), Path(advanced), Path(secondary)}; }
+    static std::wstring Path(const std::string& text) { return FullPath(FromUtf8(text)); }
+};
+
+std::vector<std::string> CommandLine()
+{
+    int count = 0;
+    wchar_t** wide = CommandLineToArgvW(GetCommandLineW(), &count);
+    std::vector<std::string> arguments;
+    // The parser takes them from the back, and without the program's name.
+    for (int i = count - 1; i > 0; --i)
+        arguments.push_back(ToUtf8(wide[i]));
+    LocalFree(wide);
+    return arguments;
+}
+
+void AddSelectionOptions(CLI::App& command, Arguments& arguments)
+{
+    command.add_option("--data", arguments.data, "the selection (XML)")->required();
+    command.add_option("--auto-exclude", arguments.autoExclude, "the product's automatic exclusions (XML)");
+    command.add_option("--advanced", arguments.advanced, "the advanced filters (XML)");
+    command.add_option("--secondary", arguments.secondary, "a second selection whose rules go along (XML)");
+    command.add_flag("--json", arguments.json, "one JSON object a line");
+}
+
+CLI::App* AddWatch(CLI::App& app, Arguments& arguments)
+{
+    CLI::App* watch = app.add_subcommand("watch", "watch a selection and print each file that waits for backup");
+    AddSelectionOptions(*watch, arguments);
+    watch->add_option("--index", arguments.index, "the index of what is backed up; made when missing")->required();
+    watch->add_option("--destination", arguments.destination, "the folder that backups go to");
+    watch->add_flag("--hidden", arguments.hidden, "hidden files, too");
+    watch->add_flag("--record", arguments.record, "mark what is handed out as backed up");
+    watch->add_option("--max-events", arguments.maxEvents, "end after N records");
+    watch->add_option("--timeout", arguments.timeout, "end with code 4 after S seconds")->check(CLI::PositiveNumber);
+    watch->add_option("--until-quiet", arguments.untilQuiet, "end when nothing came for S seconds")
+        ->check(CLI::PositiveNumber);
+    watch->footer("Example:\n  orbwatch watch --data selection.xml --index index.db --record --json\n"
+                  "Ctrl-C ends it; what is still pending comes first at the next start.");
+    return watch;
+}
+
+CLI::App* AddExplain(CLI::App& app, Arguments& arguments)
+{
+    CLI::App* explain = app.add_subcommand("explain", "say why paths are selected or not");
+    AddSelectionOptions(*explain, arguments);
+    explain->add_option("paths", arguments.paths, "paths; - reads them from standard input, UTF-8, one a line")
+        ->required();
+    explain->footer("Example:\n  orbwatch explain --data selection.xml \"C:\\Users\\me\\Documents\\letter.doc\"");
+    return explain;
+}
+
+CLI::App* AddInit(CLI::App& app, Arguments& arguments)
+{
+    CLI::App* init = app.add_subcommand("init", "write a small, commented sample selection");
+    init->add_option("folder", arguments.folder, "where; existing files are never overwritten")->required();
+    init->add_flag("--json", arguments.json, "one JSON object a line");
+    init->footer("Example:\n  orbwatch init C:\\selection");
+    return init;
+}
+
+ExitCode RunWatchWith(const Arguments& arguments, RecordWriter& writer)
+{
+    WatchOptions options;
+    options.files = arguments.Files();
+    options.index = Arguments::Path(arguments.index);
+    options.destination = Arguments::Path(arguments.destination);
+    options.hidden = arguments.hidden;
+    options.record = arguments.record;
+    options.maxEvents = arguments.maxEvents;
+    options.timeout = arguments.timeout;
+    options.untilQuiet = arguments.untilQuiet;
+    return RunWatch(options, writer);
+}
+
+ExitCode RunExplainWith(const Arguments& arguments, RecordWriter& writer)
+{
+    ExplainOptions options;
+    options.files = arguments.Files();
+    for (const std::string& path : arguments.paths)
+        options.paths.push_back(FromUtf8(path));
+    return RunExplain(options, writer);
+}
+
+ExitCode Run(FILE* data)
+{
+    CLI::App app("Watches a backup selection and hands out what changed.", "orbwatch");
+    // Paths that begin with a slash are paths.
+    app.allow_windows_style_options(false);
+    app.require_subcommand(1);
+    Arguments arguments;
+    const CLI::App* watch = AddWatch(app, arguments);
+    const CLI::App* explain = AddExplain(app, arguments);
+    AddInit(app, arguments);
+    try {
+        app.parse(CommandLine());
+    } catch (const CLI::CallForHelp&) {
+        const auto chosen = app.get_subcommands();
+        const std::string help = chosen.empty() ? app.help() : chosen.front()->help("orbwatch");
+        std::fputs(help.c_str(), data);
+        std::fflush(data);
+        return ExitDone;
+    } catch (const CLI::ParseError& error) {
+        RecordWriter(data, arguments.json).Error(FromUtf8(error.what()) + L" (see orbwatch --help)");
+        return ExitUsage;
+    }
+    RecordWriter writer(data, arguments.json);
+    if (watch->parsed())
+        return RunWatchWith(arguments, writer);
+    return explain->parsed() ? RunExplainWith(arguments, writer) : RunInit(FromUtf8(arguments.folder), writer);
+}
+
+} // namespace
+
+int main()
+{
+    SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX);
+    FILE* data = TakeStandardOutput();
+    try {
+        return Run(data);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "orbwatch: %s\n", error.what());
+        return ExitFailure;
+    }
+}

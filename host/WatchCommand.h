@@ -1,0 +1,21 @@
+// orbwatch watch: starts the watcher as a backup service would and prints what it
+// hands out.
+#pragma once
+
+#include "host/ExitCode.h"
+#include "host/Selection.h"
+
+#include <cstdint>
+
+struct WatchOptions {
+    SelectionFiles files;
+    std::wstring index;
+    std::wstring destination;
+    bool hidden = false;
+    bool record = false;
+    std::uint64_t maxEvents = 0; // 0: no limit
+    double timeout = 0;          // seconds; 0: none
+    double untilQuiet = 0;       // seconds; 0: never
+};
+
+ExitCode RunWatch(const WatchOptions& options, RecordWriter& writer);
