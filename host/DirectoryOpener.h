@@ -1,10 +1,12 @@
 // Wine reports changes in a folder that was there before the watch only once the
-// folder has been opened. This opens what the selection includes, top-down. On
+// folder has been opened; of a root that went and returns, it even keeps the
+// folders of the lost watch and reports nothing from them. This opens what the selection includes, top-down. On
 // Windows it does nothing.
 #pragma once
 
 #include "mfc/CString.h"
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -18,5 +20,6 @@ public:
 
 private:
     const std::vector<std::wstring> m_folders; // included ones, each with its trailing backslash
-    std::vector<CString> m_opened;
+    std::vector<CString> m_opened;             // the roots of the last call
+    std::set<CString> m_everOpened;
 };

@@ -65,7 +65,8 @@ private:
             if (const std::optional<ExitCode> end = OutsideEnd())
                 return *end;
             QueueDatum datum;
-            if (watcher.GetSingleNotification(nullptr, datum)) {
+            // An empty queue is not asked: each question is a line in the log.
+            if (watcher.GetTotalFilesInMem() > 0 && watcher.GetSingleNotification(nullptr, datum)) {
                 Give(datum, index);
                 if (m_options.maxEvents != 0 && m_handedOut >= m_options.maxEvents)
                     return ExitDone;
