@@ -1,0 +1,294 @@
+#include "orbwatcher4/filter/Decisions.h"
+
+#include "support/CaseFold.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <random>
+#include <string>
+
+namespace
+{
+
+using WatcherEnum::Exclude;
+using WatcherEnum::Include;
+
+FilterPtr Rule(const wchar_t* path, WatcherEnum::IncEx kind, const wchar_t* mask = L"", bool user = true)
+{
+    auto rule = std::make_shared<Filter>();
+    rule->path = path;
+    rule->incEx = kind;
+    rule->exclude = kind == Exclude && user;
+    rule->type = rule->path[rule->path.GetLength() - 1] == L'\\';
+    rule->includeSub = true;
+    rule->mask = mask;
+    return rule;
+}
+
+InclusionType Check(FilterList rules, const wchar_t* path, bool included = false, FilterList* matched = nullptr)
+{
+    Decisions::SortRules(rules);
+    return Decisions::CheckRules(rules, path, included, matched);
+}
+
+class Host final : public Decisions::AdvancedHost
+{
+public:
+    std::map<std::wstring, std::uint32_t> attributes;
+    int failures = 0;
+    std::vector<bool> missed;
+
+    std::uint32_t Attributes(const wchar_t* path) override
+    {
+        const auto found = attributes.find(path);
+        return found == attributes.end() ? 0xFFFFFFFF : found->second;
+    }
+    void RegexFailed(const Filter&) override { ++failures; }
+    void EndingsMissed(const wchar_t*, bool excluded) override { missed.push_back(excluded); }
+};
+
+FilterPtr Regex(const wchar_t* path, WatcherEnum::IncEx kind, const wchar_t* pattern)
+{
+    const FilterPtr rule = Rule(path, kind, pattern);
+    rule->isregex = true;
+    rule->regex.Compile(pattern);
+    return rule;
+}
+
+TEST(Decisions, DepthCountsBothSeparatorsButSkipsTheLastUnit)
+{
+    EXPECT_EQ(Decisions::Depth(L"C:\\Docs\\"), 1);
+    EXPECT_EQ(Decisions::Depth(L"C:\\Docs"), 1);
+    EXPECT_EQ(Decisions::Depth(L"C:/Docs\\a.txt"), 2);
+    EXPECT_EQ(Decisions::Depth(L"\\"), 0);
+    EXPECT_EQ(Decisions::Depth(L""), 0);
+}
+
+TEST(Decisions, TheOrderIsDeeperThenExclusionsThenShorterMasks)
+{
+    const FilterPtr shallow = Rule(L"C:\\", Exclude), deep = Rule(L"C:\\a\\", Include, L".doc");
+    const FilterPtr exclusion = Rule(L"C:\\a\\", Exclude, L".longer"), plain = Rule(L"C:\\a\\", Include);
+    FilterList rules{shallow, deep, plain, exclusion};
+    Decisions::SortRules(rules);
+    EXPECT_EQ(rules, (FilterList{exclusion, plain, deep, shallow}));
+}
+
+TEST(Decisions, TheDeepestRuleThatSpeaksOfAPathWins)
+{
+    const FilterList rules{Rule(L"C:\\Docs\\", Include), Rule(L"C:\\Docs\\Tmp\\", Exclude)};
+    EXPECT_EQ(Check(rules, L"C:\\Docs\\Tmp\\x.txt"), Excluded);
+    EXPECT_EQ(Check(rules, L"c:\\dOCS\\y.txt"), Included);
+    EXPECT_EQ(Check(rules, L"C:\\other.txt"), NotIncluded);
+}
+
+TEST(Decisions, ADeeperIncludeStandsAgainstAShallowerExclusion)
+{
+    const FilterList rules{Rule(L"C:\\Docs\\", Exclude), Rule(L"C:\\Docs\\Keep\\", Include)};
+    EXPECT_EQ(Check(rules, L"C:\\Docs\\Keep\\x"), Included);
+    EXPECT_EQ(Check(rules, L"C:\\Docs\\x"), Excluded);
+}
+
+TEST(Decisions, AtEqualDepthTheExclusionWins)
+{
+    EXPECT_EQ(Check({Rule(L"C:\\Docs\\", Include), Rule(L"C:\\Docs\\", Exclude)}, L"C:\\Docs\\x"), Excluded);
+}
+
+TEST(Decisions, AFolderRuleWithoutSubFoldersCoversItsOwnPathOnly)
+{
+    const FilterPtr rule = Rule(L"C:\\Docs\\", Include);
+    rule->includeSub = false;
+    EXPECT_EQ(Check({rule}, L"C:\\Docs\\"), Included);
+    EXPECT_EQ(Check({rule}, L"C:\\Docs\\a.txt"), NotIncluded);
+    EXPECT_EQ(Check({rule}, L"C:\\Docs\\Sub\\a.txt"), NotIncluded);
+}
+
+TEST(Decisions, AFileRuleCoversItsVeryPath)
+{
+    const FilterList rules{Rule(L"C:\\a.txt", Include)};
+    EXPECT_EQ(Check(rules, L"C:\\A.TXT"), Included);
+    EXPECT_EQ(Check(rules, L"C:\\a.txt.bak"), NotIncluded);
+}
+
+TEST(Decisions, AnAutomaticExclusionYieldsNotIncludedAndAUsersExclusionExcluded)
+{
+    EXPECT_EQ(Check({Rule(L"C:\\a\\", Exclude, L"", false)}, L"C:\\a\\x"), NotIncluded);
+    EXPECT_EQ(Check({Rule(L"C:\\a\\", Exclude, L"", true)}, L"C:\\a\\x"), Excluded);
+}
+
+TEST(Decisions, MasksAreEndingsWithoutWildcards)
+{
+    const FilterList rules{Rule(L"C:\\a\\", Include, L".doc;;*.xls")};
+    EXPECT_EQ(Check(rules, L"C:\\a\\x.DOC"), Included);
+    EXPECT_EQ(Check(rules, L"C:\\a\\x.xls"), NotIncluded);
+    EXPECT_EQ(Check(rules, L"C:\\a\\x*.xls"), Included);
+}
+
+TEST(Decisions, AnIncludeTakesPartOnceForEachMatchingEntry)
+{
+    const FilterPtr rule = Rule(L"C:\\a\\", Include, L".doc;oc;.xls");
+    FilterList matched;
+    EXPECT_EQ(Check({rule}, L"C:\\a\\x.doc", false, &matched), Included);
+    EXPECT_EQ(matched, (FilterList{rule, rule}));
+}
+
+TEST(Decisions, APathThatTheIndexKnowsStartsIncludedEvenWithoutRules)
+{
+    EXPECT_EQ(Check({}, L"C:\\a\\x", true), Included);
+    EXPECT_EQ(Check({Rule(L"C:\\a\\", Exclude)}, L"C:\\a\\x", true), Included);
+}
+
+TEST(Decisions, TheDeepestRulesTakePartInOrder)
+{
+    const FilterPtr outer = Rule(L"C:\\", Include), inner = Rule(L"C:\\a\\", Include);
+    FilterList matched;
+    Check({outer, inner}, L"C:\\a\\x", false, &matched);
+    EXPECT_EQ(matched, (FilterList{inner, outer}));
+}
+
+TEST(AdvancedDecisions, AnIncludeForAllPathsSelectsOnlyItsEndings)
+{
+    Host host;
+    const FilterPtr rule = Rule(AllPaths, Include, L".doc;.xls");
+    EXPECT_EQ(Decisions::CheckAdvancedRule(rule, L"C:\\a.txt", host).result, Excluded);
+    EXPECT_EQ(Decisions::CheckAdvancedRule(rule, L"C:\\b.doc", host).result, Included);
+    EXPECT_EQ(host.missed, std::vector<bool>{true});
+}
+
+TEST(AdvancedDecisions, AnExclusionForAllPathsKeepsItsEndingsOut)
+{
+    Host host;
+    const FilterPtr rule = Rule(AllPaths, Exclude, L".tmp");
+    rule->type = 1;
+    EXPECT_EQ(Decisions::CheckAdvancedRule(rule, L"C:\\folder\\a.tmp", host).result, Excluded);
+    EXPECT_EQ(Decisions::CheckAdvancedRule(rule, L"C:\\folder\\a.doc", host).result, Included);
+    EXPECT_EQ(host.missed, std::vector<bool>{false});
+}
+
+TEST(AdvancedDecisions, ARegularExpressionIsNotApplicableToAFolderAndToAVanishedPath)
+{
+    Host host;
+    host.attributes = {{L"C:\\folder\\d", 0x11}, {L"C:\\folder\\tmp1", 0x20}};
+    const FilterPtr rule = Regex(AllPaths, Exclude, L"tmp");
+    rule->type = 1;
+    EXPECT_EQ(Decisions::CheckAdvancedRule(rule, L"C:\\folder\\d", host).result, NotApplicable);
+    EXPECT_EQ(Decisions::CheckAdvancedRule(rule, L"C:\\folder\\gone", host).result, NotApplicable);
+    EXPECT_EQ(Decisions::CheckAdvancedRule(rule, L"C:\\folder\\tmp1", host).result, Excluded);
+}
+
+TEST(AdvancedDecisions, AFailedRegularExpressionLetsTheFileIn)
+{
+    Host host;
+    host.attributes = {{L"C:\\f", 0x20}};
+    EXPECT_EQ(Decisions::CheckAdvancedRule(Regex(AllPaths, Exclude, L"("), L"C:\\f", host).result, Included);
+    EXPECT_EQ(host.failures, 1);
+}
+
+TEST(AdvancedDecisions, AnIncludeMaskThatFailsExcludesUnlessALaterOneMatches)
+{
+    Host host;
+    const FilterPtr first = Rule(L"C:\\a\\", Include, L".doc"), later = Rule(L"C:\\", Include, L".txt");
+    EXPECT_EQ(Decisions::CheckAdvancedRules({first}, nullptr, L"C:\\a\\x.txt", host).result, Excluded);
+    EXPECT_EQ(Decisions::CheckAdvancedRules({first, later}, nullptr, L"C:\\a\\x.txt", host).result, Included);
+    EXPECT_EQ(Decisions::CheckAdvancedRules({later, first}, nullptr, L"C:\\a\\x.txt", host).result, Excluded);
+}
+
+TEST(AdvancedDecisions, APlainDirectoryIsTakenAsAMatchAndOneWithAFurtherBitIsMatched)
+{
+    Host host;
+    host.attributes = {{L"C:\\a\\d", 0x10}, {L"C:\\a\\tmp", 0x11}};
+    const FilterPtr exclusion = Regex(L"C:\\a\\", Exclude, L"tmp");
+    EXPECT_EQ(Decisions::CheckAdvancedRules({exclusion}, nullptr, L"C:\\a\\d", host).result, NotApplicable);
+    EXPECT_EQ(Decisions::CheckAdvancedRules({exclusion}, nullptr, L"C:\\a\\tmp", host).result, Excluded);
+}
+
+TEST(AdvancedDecisions, TheRuleForAllPathsAnswersLastAndItsAnswerStands)
+{
+    Host host;
+    const FilterPtr everywhere = Rule(AllPaths, Exclude, L".tmp");
+    everywhere->type = 1;
+    EXPECT_EQ(
+        Decisions::CheckAdvancedRules({Rule(L"C:\\", Include)}, everywhere, L"C:\\some folder\\x.tmp", host).result,
+        Excluded);
+}
+
+TEST(AdvancedDecisions, AnItemThatWasSelectedByItselfOrForRecoverySkipsThem)
+{
+    const FilterPtr folder = Rule(L"C:\\a\\", Include), recovery = Rule(L"C:\\a\\", Include);
+    recovery->flags = 0x80000;
+    EXPECT_FALSE(Decisions::SelectedExplicitly({}));
+    EXPECT_FALSE(Decisions::SelectedExplicitly({folder, Rule(L"C:\\x", Exclude)}));
+    EXPECT_TRUE(Decisions::SelectedExplicitly({folder, Rule(L"C:\\a\\f", Include)}));
+    EXPECT_TRUE(Decisions::SelectedExplicitly({recovery}));
+}
+
+// The rule walk once more, in the plainest words.
+InclusionType PlainWalk(const FilterList& rules, const std::wstring& path, bool included, FilterList& matched)
+{
+    for (const FilterPtr& rule : rules) {
+        const std::wstring rulePath = rule->path.GetString();
+        if (path.size() < rulePath.size() || !EqualNoCase(path.substr(0, rulePath.size()), rulePath))
+            continue;
+        if (!rule->type && path.size() != rulePath.size())
+            continue;
+        if (rule->type && !rule->includeSub && Decisions::Depth(path) != Decisions::Depth(rulePath))
+            continue;
+        const bool exclusion = rule->incEx == Exclude;
+        if (included && exclusion)
+            continue;
+        std::vector<std::wstring> entries;
+        std::wstring entry;
+        for (const wchar_t unit : std::wstring(rule->mask.GetString()) + L";")
+            if (unit != L';')
+                entry += unit;
+            else if (!entry.empty())
+                entries.push_back(std::exchange(entry, L""));
+        if (rule->mask.IsEmpty())
+            entries.push_back(L"");
+        for (const std::wstring& ending : entries) {
+            if (path.size() < ending.size() || !EqualNoCase(path.substr(path.size() - ending.size()), ending))
+                continue;
+            matched.push_back(rule);
+            if (exclusion)
+                return rule->exclude ? Excluded : NotIncluded;
+            included = true;
+        }
+    }
+    return included ? Included : NotIncluded;
+}
+
+TEST(Decisions, AgreeWithThePlainWalkOnRandomRulesAndPaths)
+{
+    std::mt19937 random(20261121);
+    const auto pick = [&](int count) { return static_cast<int>(random() % static_cast<unsigned>(count)); };
+    const wchar_t* names[] = {L"a", L"B", L"ab", L"docs", L"ä"};
+    const wchar_t* masks[] = {L"", L"", L".tmp", L".doc;.tmp", L"b;ab;;", L"*.tmp"};
+    const auto path = [&](bool folder) {
+        std::wstring text = L"C:";
+        for (int depth = 1 + pick(3); depth > 0; --depth)
+            text += L"\\" + std::wstring(names[pick(5)]);
+        if (!folder && pick(2))
+            text += pick(2) ? L".tmp" : L".doc";
+        return folder ? text + L"\\" : text;
+    };
+    for (int round = 0; round < 3000; ++round) {
+        FilterList rules;
+        for (int i = pick(8); i >= 0; --i) {
+            const FilterPtr rule =
+                Rule(path(pick(4) != 0).c_str(), pick(2) ? Include : Exclude, masks[pick(6)], pick(2));
+            rule->includeSub = pick(4) != 0;
+            rules.push_back(rule);
+        }
+        Decisions::SortRules(rules);
+        for (int i = 0; i < 10; ++i) {
+            const std::wstring asked = path(pick(3) == 0);
+            const bool included = pick(5) == 0;
+            FilterList matched, plain;
+            ASSERT_EQ(Decisions::CheckRules(rules, asked, included, &matched),
+                      PlainWalk(rules, asked, included, plain));
+            ASSERT_EQ(matched, plain);
+        }
+    }
+}
+
+} // namespace

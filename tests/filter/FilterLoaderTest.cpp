@@ -1,0 +1,247 @@
+// Reading the selection files.
+#include "tests/orbwatcher4/WatcherFixture.h"
+
+namespace
+{
+
+class Loading : public WatcherFixture
+{
+protected:
+    OrbFilter filter;
+
+    FilterList Load(const std::string& items, bool automatic = false, bool mark = false, bool text = false)
+    {
+        FilterList rules;
+        EXPECT_TRUE(filter.LoadXmlFilter(WriteRules(L"d.xml", items), automatic, &rules, mark, text));
+        return rules;
+    }
+    FilterList LoadAdvanced(const std::string& items)
+    {
+        OrbFilter fresh;
+        EXPECT_TRUE(fresh.LoadXmlFilterAdvanced(WriteRules(L"a.xml", items)));
+        m_advanced = fresh;
+        return {};
+    }
+    InclusionType Advanced(const wchar_t* path) { return m_advanced.CheckForAdvancedInclusion(path); }
+
+private:
+    OrbFilter m_advanced;
+};
+
+TEST_F(Loading, AnItemWithoutAPathIsDroppedAndOneWithOnlyAPathIsAFileRuleThatIncludes)
+{
+    const FilterList rules = Load("<Item type=\"1\"/><Item path=\"\"/><Item path=\"D:\\f.txt\"/>");
+    ASSERT_EQ(rules.size(), 1u);
+    EXPECT_EQ(rules[0]->type, 0);
+    EXPECT_EQ(rules[0]->incEx, WatcherEnum::Include);
+    EXPECT_FALSE(rules[0]->exclude);
+    EXPECT_TRUE(rules[0]->volumeFound);
+}
+
+TEST_F(Loading, AFolderRulesPathEndsInABackslash)
+{
+    const FilterList rules = Load("<Item path=\"D:\\Photos\" type=\"1\"/><Item path=\"D:\\Music\\\" type=\"1\"/>");
+    EXPECT_STREQ(rules[0]->path, L"D:\\Photos\\");
+    EXPECT_STREQ(rules[1]->path, L"D:\\Music\\");
+}
+
+TEST_F(Loading, EveryAttributeHasItsField)
+{
+    const FilterList rules = Load(
+        "<Item path=\"D:\\a\" type=\"7\" includeSub=\"2\" flags=\"4294967295\" pluginId=\"-3\" pluginName=\"P&amp;Q\" "
+        "additionalInfo=\"info\" mask=\"*.x\" jobid=\"12\" exclude=\"1\"/>");
+    ASSERT_EQ(rules.size(), 1u);
+    const Filter& rule = *rules[0];
+    EXPECT_EQ(rule.type, 1);
+    EXPECT_TRUE(rule.includeSub);
+    EXPECT_EQ(rule.flags, 0xFFFFFFFFu);
+    EXPECT_EQ(rule.pluginId, -3);
+    EXPECT_STREQ(rule.pluginName, L"P&Q");
+    EXPECT_STREQ(rule.additionalInfo, L"info");
+    EXPECT_STREQ(rule.mask, L"*.x"); // asterisks are kept here
+    EXPECT_EQ(rule.jobid, 12);
+    EXPECT_EQ(rule.incEx, WatcherEnum::Exclude);
+    EXPECT_TRUE(rule.exclude);
+}
+
+TEST_F(Loading, ExcludeOtherThanOneIncludes)
+{
+    EXPECT_EQ(Load("<Item path=\"D:\\a\" exclude=\"2\"/>")[0]->incEx, WatcherEnum::Include);
+}
+
+TEST_F(Loading, AnAutomaticExclusionIsNotTheUsers)
+{
+    const FilterList rules = Load("<Item path=\"D:\\a\" exclude=\"1\"/>", true);
+    EXPECT_EQ(rules[0]->incEx, WatcherEnum::Exclude);
+    EXPECT_FALSE(rules[0]->exclude);
+}
+
+TEST_F(Loading, MarkedRulesCoverHiddenFilesAndTheMarkupIsKeptWhenAskedFor)
+{
+    const FilterList rules = Load("<Item path=\"D:\\a\"><x>t</x></Item>", false, true, true);
+    EXPECT_EQ(rules[0]->flags, 0x4000u);
+    EXPECT_STREQ(rules[0]->itemText, L"<Item path=\"D:\\a\"><x>t</x></Item>");
+    EXPECT_TRUE(Load("<Item path=\"D:\\a\"/>")[0]->itemText.IsEmpty());
+}
+
+TEST_F(Loading, MaskType2SplitsAnIncludeIntoEverythingAndAnExclusionOfTheMask)
+{
+    const FilterList rules = Load("<Item path=\"D:\\a\" type=\"1\" masktype=\"2\" mask=\"*.tmp\" jobid=\"4\"/>");
+    ASSERT_EQ(rules.size(), 2u);
+    EXPECT_EQ(rules[0]->incEx, WatcherEnum::Include);
+    EXPECT_TRUE(rules[0]->mask.IsEmpty());
+    EXPECT_EQ(rules[0]->jobid, 0); // read after the split
+    EXPECT_EQ(rules[1]->incEx, WatcherEnum::Exclude);
+    EXPECT_TRUE(rules[1]->exclude);
+    EXPECT_STREQ(rules[1]->mask, L"*.tmp");
+    EXPECT_EQ(rules[1]->jobid, 4);
+}
+
+TEST_F(Loading, MaskType2OfAnExclusionIsOneExclusion)
+{
+    EXPECT_EQ(Load("<Item path=\"D:\\a\" masktype=\"2\" mask=\"*.tmp\" exclude=\"1\"/>").size(), 1u);
+    EXPECT_EQ(Load("<Item path=\"D:\\a\" masktype=\"2\" mask=\"*.tmp\" exclude=\"1\"/>", true).size(), 2u);
+    EXPECT_EQ(Load("<Item path=\"D:\\a\" masktype=\"2\"/>").size(), 1u);
+    EXPECT_EQ(Load("<Item path=\"D:\\a\" masktype=\"1\" mask=\".x\"/>").size(), 1u);
+}
+
+TEST_F(Loading, AProfileMaskSplitsWhateverTheKindAndItsExclusionIsNotTheUsers)
+{
+    for (const char* exclude : {"0", "1"}) {
+        const FilterList rules =
+            Load("<Item path=\"D:\\a\" mask=\".old\" PRMask=\".log\" exclude=\"" + std::string(exclude) + "\"/>");
+        ASSERT_EQ(rules.size(), 2u);
+        EXPECT_EQ(rules[0]->incEx, WatcherEnum::Include);
+        EXPECT_TRUE(rules[0]->mask.IsEmpty());
+        EXPECT_EQ(rules[1]->incEx, WatcherEnum::Exclude);
+        EXPECT_FALSE(rules[1]->exclude);
+        EXPECT_STREQ(rules[1]->mask, L".log");
+    }
+}
+
+TEST_F(Loading, TooLongValuesAreDroppedAndTheRuleKept)
+{
+    const FilterList rules =
+        Load("<Item path=\"D:\\a\" additionalInfo=\"" + std::string(278, 'i') + "\" mask=\"" + std::string(5119, 'm') +
+             "\"/><Item path=\"D:\\b\" additionalInfo=\"" + std::string(279, 'i') + "\" mask=\"" +
+             std::string(5120, 'm') + "\" PRMask=\"" + std::string(5120, 'p') + "\"/>");
+    ASSERT_EQ(rules.size(), 2u);
+    EXPECT_EQ(rules[0]->additionalInfo.GetLength(), 278);
+    EXPECT_EQ(rules[0]->mask.GetLength(), 5119);
+    EXPECT_TRUE(rules[1]->additionalInfo.IsEmpty());
+    EXPECT_TRUE(rules[1]->mask.IsEmpty());
+    EXPECT_EQ(log.Count(L"Failed to load Additional Info"), 1);
+    EXPECT_TRUE(log.Has(L"Text: " + std::wstring(279, L'i')));
+    EXPECT_EQ(log.Count(L"Extensions is bigger than buffer -- SKIP"), 1);
+}
+
+TEST_F(Loading, AnItemBeforeGlobalExcludeIsNotRead)
+{
+    const FilterList rules =
+        Load("<Item path=\"D:\\early\"/><GlobalExclude>keep &lt;this&gt;</GlobalExclude><Item path=\"D:\\late\"/>");
+    ASSERT_EQ(rules.size(), 1u);
+    EXPECT_STREQ(rules[0]->path, L"D:\\late");
+    EXPECT_STREQ(filter.GlobalExclude(), L"keep <this>");
+}
+
+TEST_F(Loading, AVolumeMountedElsewhereTakesALowerCasePathWithItAndLeavesOthersAsWritten)
+{
+    const FilterList rules =
+        Load("<Item path=\"d:\\data\\\" vid=\"1330791013\"/><Item path=\"D:\\data\\\" vid=\"1330791013\"/>"
+             "<Item path=\"d:\\x\" vid=\"12345\"/><Item path=\"d:\\x\" vid=\"0\"/>");
+    ASSERT_EQ(rules.size(), 4u); // the serial of drive E:
+    EXPECT_STREQ(rules[0]->path, L"E:\\data\\");
+    EXPECT_TRUE(rules[0]->volumeFound);
+    EXPECT_STREQ(rules[1]->path, L"D:\\data\\");
+    EXPECT_TRUE(rules[1]->volumeFound);
+    EXPECT_FALSE(rules[2]->volumeFound);
+    EXPECT_EQ(rules[2]->vid, 12345);
+    EXPECT_FALSE(rules[3]->volumeFound); // "0" is not empty, and no volume has it
+}
+
+TEST_F(Loading, AnIncludedNetworkPathIsNoticed)
+{
+    Load("<Item path=\"\\\\server\\share\\x\" exclude=\"1\"/>");
+    EXPECT_FALSE(filter.NetworkInclude());
+    Load("<Item path=\"\\\\server\\share\\x\"/>");
+    EXPECT_TRUE(filter.NetworkInclude());
+}
+
+TEST_F(Loading, AutomaticRulesAreMarkedAndFiledWithTheSelection)
+{
+    ASSERT_TRUE(filter.LoadXmlFilters(
+        WriteRules(L"d.xml", TreeItem()),
+        WriteRules(L"auto.xml",
+                   Item(L"path=\"" + std::wstring(tree) + L"\\out\" type=\"1\" includeSub=\"1\" exclude=\"1\"")),
+        folder.Path(L"no advanced.xml")));
+    const FilterList rules = filter.RulesOf(tree);
+    ASSERT_EQ(rules.size(), 2u);
+    EXPECT_EQ(rules[0]->flags, 0x10000000u);
+    EXPECT_EQ(filter.CheckForInclusion(tree + L"\\out\\x", nullptr, false, false), NotIncluded);
+    EXPECT_TRUE(log.Has(L"Data File: " + std::wstring(folder.Path(L"d.xml"))));
+    EXPECT_TRUE(log.Has(L"Data Auto Ex File : " + std::wstring(folder.Path(L"auto.xml"))));
+}
+
+TEST_F(Loading, AFailureKeepsWhatEarlierFilesBroughtInOrder)
+{
+    folder.WriteBytes(L"bad.xml", "<Data>");
+    EXPECT_FALSE(filter.LoadXmlFilters(
+        WriteRules(L"d.xml", Item(L"path=\"C:\\a\" type=\"1\"") + Item(L"path=\"C:\\a\\b\" type=\"1\"")),
+        folder.Path(L"bad.xml"), nullptr));
+    const FilterList rules = filter.RulesOf(L"C:\\");
+    ASSERT_EQ(rules.size(), 2u);
+    EXPECT_STREQ(rules[0]->path, L"C:\\a\\b\\");
+    EXPECT_TRUE(log.Has(L"Failed to load Data XML File"));
+    EXPECT_TRUE(log.Has(L"File : " + std::wstring(folder.Path(L"bad.xml"))));
+}
+
+TEST_F(Loading, AnUnreadableAdvancedFileIsLoggedAndNoFailureOfTheWhole)
+{
+    folder.WriteBytes(L"bad.xml", "<Data>");
+    EXPECT_TRUE(filter.LoadXmlFilters(WriteRules(L"d.xml", TreeItem()), nullptr, folder.Path(L"bad.xml")));
+    EXPECT_TRUE(log.Has(L"Failed to load Advanced filters XML File"));
+}
+
+TEST_F(Loading, ATruncatedSelectionAddsNothingWhereverItIsCut)
+{
+    const std::string whole = "<Data><GlobalExclude>g</GlobalExclude><Item path=\"C:\\a\" type=\"1\"/></Data>";
+    for (std::size_t length = 0; length < whole.size(); ++length) {
+        folder.WriteBytes(L"cut.xml", whole.substr(0, length));
+        FilterList rules;
+        EXPECT_FALSE(filter.LoadXmlFilter(folder.Path(L"cut.xml"), false, &rules, false, false)) << length;
+        EXPECT_TRUE(rules.empty()) << length;
+    }
+}
+
+TEST_F(Loading, AnotherRootIsNoSelection)
+{
+    folder.WriteBytes(L"other.xml", "<Item path=\"C:\\a\"/>");
+    EXPECT_FALSE(filter.LoadXmlFilter(folder.Path(L"other.xml"), false, nullptr, false, false));
+    EXPECT_TRUE(log.Has(L"The root element is not Data"));
+}
+
+TEST_F(Loading, AnEmptySelectionLoads) { EXPECT_TRUE(Load("").empty()); }
+
+TEST_F(Loading, AdvancedMasksLoseTheirAsterisks)
+{
+    LoadAdvanced("<Item path=\"$$AllPaths$$\" type=\"1\" exclude=\"1\" mask=\"*.tmp;*.bak\"/>");
+    EXPECT_EQ(Advanced(L"C:\\folder here\\x.tmp"), Excluded);
+    EXPECT_EQ(Advanced(L"C:\\folder here\\x.bak"), Excluded);
+    EXPECT_EQ(Advanced(L"C:\\folder here\\x.doc"), Included);
+}
+
+TEST_F(Loading, AnAdvancedExpressionThatDoesNotCompileIsLoggedAndKept)
+{
+    LoadAdvanced("<Item path=\"C:\\\" type=\"1\" includeSub=\"1\" exclude=\"1\" isregex=\"1\" mask=\"(\"/>");
+    EXPECT_TRUE(log.Has(L"Failed to create regex filter"));
+    EXPECT_TRUE(log.Has(L"#####[ERROR]##### Regex Error: missing )"));
+}
+
+TEST_F(Loading, AnAdvancedMaskType2SplitsAnInclude)
+{
+    LoadAdvanced("<Item path=\"C:\\\" type=\"1\" includeSub=\"1\" masktype=\"2\" mask=\"*.tmp\"/>");
+    EXPECT_EQ(Advanced(L"C:\\x.tmp"), Excluded);
+    EXPECT_EQ(Advanced(L"C:\\x.doc"), Included);
+}
+
+} // namespace

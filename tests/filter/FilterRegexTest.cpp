@@ -1,0 +1,65 @@
+#include "orbwatcher4/filter/FilterRegex.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace
+{
+
+TEST(FilterRegex, MatchesAnywhereInTheText)
+{
+    FilterRegex regex;
+    ASSERT_TRUE(regex.Compile(L"temp[0-9]+"));
+    EXPECT_TRUE(regex.Match(L"C:\\x\\temp12.txt"));
+    EXPECT_FALSE(regex.Match(L"C:\\x\\temp.txt"));
+}
+
+TEST(FilterRegex, AnEmptyPatternIsRefusedWithItsText)
+{
+    FilterRegex regex;
+    EXPECT_FALSE(regex.Compile(L""));
+    EXPECT_EQ(regex.GetStatus(), FilterRegex::EmptyPattern);
+    EXPECT_FALSE(regex.Attempted());
+    EXPECT_STREQ(regex.GetError(), L"Specified RE pattern is empty");
+}
+
+TEST(FilterRegex, ABadPatternKeepsTheMatchersOwnWords)
+{
+    FilterRegex regex;
+    EXPECT_FALSE(regex.Compile(L"("));
+    EXPECT_EQ(regex.GetStatus(), FilterRegex::CompilationFailed);
+    EXPECT_TRUE(regex.Attempted());
+    EXPECT_STREQ(regex.GetError(), L"missing )");
+    EXPECT_FALSE(regex.Match(L"("));
+}
+
+TEST(FilterRegex, ALoneSurrogateNeverThrows)
+{
+    const wchar_t lone[] = {0xD800, L'x', 0};
+    FilterRegex regex;
+    EXPECT_FALSE(regex.Compile(lone));
+    EXPECT_EQ(regex.GetStatus(), FilterRegex::CompilationFailed);
+    ASSERT_TRUE(regex.Compile(L"."));
+    EXPECT_FALSE(regex.Match(lone));
+}
+
+TEST(FilterRegex, ACopySharesThePatternAndResettingOneLeavesTheOther)
+{
+    FilterRegex regex;
+    ASSERT_TRUE(regex.Compile(L"a"));
+    const FilterRegex copy(regex);
+    regex.Reset();
+    EXPECT_FALSE(regex.Match(L"a"));
+    EXPECT_TRUE(copy.Match(L"a"));
+}
+
+TEST(FilterRegex, ACatastrophicPatternGivesUpWithoutAMatch)
+{
+    FilterRegex regex;
+    ASSERT_TRUE(regex.Compile(L"(a+)+$"));
+    EXPECT_FALSE(regex.Match((std::wstring(60, L'a') + L"b").c_str()));
+    EXPECT_FALSE(regex.Match((std::wstring(30000, L'a') + L"b").c_str()));
+}
+
+} // namespace
