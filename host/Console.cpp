@@ -1,9 +1,31 @@
 #include "host/Console.h"
 
+#include "host/ExitCode.h"
+
 #include <fcntl.h>
 #include <io.h>
 
 #include <vector>
+
+namespace
+{
+
+// The system ends a program as soon as it has answered the closing of its console.
+constexpr DWORD TimeToEnd = 10000; // milliseconds
+
+HANDLE g_interrupt = nullptr; // lives as long as the process: the system may call at any time
+
+BOOL WINAPI OnConsoleEvent(DWORD event)
+{
+    SetEvent(g_interrupt);
+    if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT)
+        Sleep(TimeToEnd);
+    return TRUE;
+}
+
+BOOL WINAPI EndAtOnce(DWORD) { ExitProcess(ExitInterrupted); }
+
+} // namespace
 
 std::string ToUtf8(std::wstring_view text)
 {
@@ -27,27 +49,23 @@ std::wstring FromUtf8(std::string_view text)
     return units;
 }
 
+bool IsUtf8(std::string_view text)
+{
+    const int bytes = static_cast<int>(text.size());
+    return text.empty() || MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, text.data(), bytes, nullptr, 0) > 0;
+}
+
 FILE* TakeStandardOutput()
 {
     std::fflush(stdout);
+    if (_isatty(_fileno(stdout)))
+        SetConsoleOutputCP(CP_UTF8);
     const int data = _dup(_fileno(stdout));
     _dup2(_fileno(stderr), _fileno(stdout));
     _setmode(data, _O_BINARY);
+    _setmode(_fileno(stderr), _O_BINARY);
     return _fdopen(data, "wb");
 }
-
-namespace
-{
-
-HANDLE g_interrupt = nullptr;
-
-BOOL WINAPI OnConsoleEvent(DWORD)
-{
-    SetEvent(g_interrupt);
-    return TRUE;
-}
-
-} // namespace
 
 HANDLE InterruptEvent()
 {
@@ -58,6 +76,8 @@ HANDLE InterruptEvent()
     return g_interrupt;
 }
 
+void EndWhenInterrupted() { SetConsoleCtrlHandler(EndAtOnce, TRUE); }
+
 std::wstring FullPath(const std::wstring& path)
 {
     const DWORD length = path.empty() ? 0 : GetFullPathNameW(path.c_str(), 0, nullptr, nullptr);
@@ -66,4 +86,14 @@ std::wstring FullPath(const std::wstring& path)
     std::vector<wchar_t> full(length);
     GetFullPathNameW(path.c_str(), length, full.data(), nullptr);
     return full.data();
+}
+
+std::wstring SystemText(DWORD error)
+{
+    wchar_t text[256] = {};
+    FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, error, 0, text, 256, nullptr);
+    std::wstring message = text;
+    while (!message.empty() && (message.back() == L'\n' || message.back() == L'\r' || message.back() == L' '))
+        message.pop_back();
+    return message.empty() ? L"error " + std::to_wstring(error) : message;
 }

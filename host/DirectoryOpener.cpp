@@ -59,33 +59,39 @@ void OpenWayTo(const std::wstring& folder, std::size_t rootLength, bool again)
         OpenOne(folder.substr(0, slash + 1), again);
 }
 
-void OpenBelow(const std::wstring& top, bool again)
-{
-    std::vector<std::wstring> waiting{top};
-    while (!waiting.empty()) {
-        const std::wstring folder = std::move(waiting.back());
-        waiting.pop_back();
-        for (std::wstring& inside : OpenOne(folder, again))
-            waiting.push_back(std::move(inside));
-    }
-}
-
 } // namespace
 
 bool DirectoryOpener::Open(const std::vector<CString>& roots)
 {
     static const bool wine = RunsUnderWine();
-    for (const CString& root : roots) {
-        if (std::find(m_opened.begin(), m_opened.end(), root) != m_opened.end())
-            continue;
-        const bool again = !m_everOpened.insert(root).second;
-        for (const std::wstring& folder : m_folders)
-            if (wine && BeginsNoCase(folder, root.View())) {
-                OpenWayTo(folder, static_cast<std::size_t>(root.GetLength()), again);
-                OpenBelow(folder, again);
-            }
-    }
+    if (wine)
+        for (const CString& root : roots)
+            if (std::find(m_opened.begin(), m_opened.end(), root) == m_opened.end())
+                OpenRoot(root);
     const bool differ = m_opened != roots;
     m_opened = roots;
     return differ;
+}
+
+void DirectoryOpener::OpenRoot(const CString& root)
+{
+    const bool again = !m_everOpened.insert(root).second;
+    for (const SelectionView::Folder& folder : m_folders) {
+        if (!BeginsNoCase(folder.path, root.View()))
+            continue;
+        OpenWayTo(folder.path, static_cast<std::size_t>(root.GetLength()), again);
+        if (folder.withSubfolders)
+            OpenBelow(folder.path, again);
+    }
+}
+
+void DirectoryOpener::OpenBelow(const std::wstring& top, bool again) const
+{
+    std::vector<std::wstring> waiting{top};
+    while (!waiting.empty() && !m_stop()) {
+        const std::wstring folder = std::move(waiting.back());
+        waiting.pop_back();
+        for (std::wstring& inside : OpenOne(folder, again))
+            waiting.push_back(std::move(inside));
+    }
 }

@@ -1,11 +1,12 @@
 // Wine reports changes in a folder that was there before the watch only once the
 // folder has been opened; of a root that went and returns, it even keeps the
-// folders of the lost watch and reports nothing from them. This opens what the selection includes, top-down. On
-// Windows it does nothing.
+// folders of the lost watch and reports nothing from them. This opens what the
+// selection includes, top-down. On Windows it opens nothing. One thread.
 #pragma once
 
-#include "mfc/CString.h"
+#include "host/Selection.h"
 
+#include <functional>
 #include <set>
 #include <string>
 #include <vector>
@@ -13,13 +14,22 @@
 class DirectoryOpener
 {
 public:
-    explicit DirectoryOpener(std::vector<std::wstring> folders) : m_folders(std::move(folders)) {}
+    // `stop` is asked between two folders.
+    DirectoryOpener(std::vector<SelectionView::Folder> folders, std::function<bool()> stop)
+        : m_folders(std::move(folders)),
+          m_stop(std::move(stop))
+    {
+    }
 
     // Opens what lies on the roots that were not among those of the last call. True when the roots differ.
     bool Open(const std::vector<CString>& roots);
 
 private:
-    const std::vector<std::wstring> m_folders; // included ones, each with its trailing backslash
-    std::vector<CString> m_opened;             // the roots of the last call
+    void OpenRoot(const CString& root);
+    void OpenBelow(const std::wstring& top, bool again) const;
+
+    const std::vector<SelectionView::Folder> m_folders;
+    const std::function<bool()> m_stop;
+    std::vector<CString> m_opened; // the roots of the last call
     std::set<CString> m_everOpened;
 };

@@ -4,7 +4,8 @@
 enum ExitCode : int {
     ExitDone = 0,
     ExitFailure = 1,
-    ExitUsage = 2,         // wrong usage or unreadable input
-    ExitTimeLimit = 4,     // --timeout
-    ExitInterrupted = 130, // Ctrl-C
+    ExitUsage = 2,          // wrong usage or unreadable input
+    ExitSomeUnreadable = 3, // done, but some of what is selected could not be read
+    ExitTimeLimit = 4,      // --timeout
+    ExitInterrupted = 130,  // Ctrl-C
 };

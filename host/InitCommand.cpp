@@ -45,25 +45,27 @@ constexpr Sample samples[] = {
 )"},
 };
 
+// Of what XML gives a meaning to, only the ampersand can stand in a path.
+std::string AsAttribute(const std::string& path)
+{
+    std::string text;
+    for (const char unit : path)
+        if (unit == '&')
+            text += "&amp;";
+        else
+            text += unit;
+    return text;
+}
+
 std::string WithHome(std::string text)
 {
     wchar_t home[MAX_PATH] = L"C:\\Users\\Public";
     SHGetFolderPathW(nullptr, CSIDL_PROFILE, nullptr, 0, home);
-    const std::string folder = ToUtf8(home);
+    const std::string folder = AsAttribute(ToUtf8(home));
     const std::string mark = "@HOME@";
     for (std::size_t at = text.find(mark); at != std::string::npos; at = text.find(mark, at + folder.size()))
         text.replace(at, mark.size(), folder);
     return text;
-}
-
-std::wstring SystemText(DWORD error)
-{
-    wchar_t text[256] = {};
-    FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, error, 0, text, 256, nullptr);
-    std::wstring message = text;
-    while (!message.empty() && (message.back() == L'\n' || message.back() == L'\r' || message.back() == L' '))
-        message.pop_back();
-    return message.empty() ? L"error " + std::to_wstring(error) : message;
 }
 
 bool WriteNew(const std::wstring& path, const std::string& text)

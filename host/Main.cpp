@@ -7,6 +7,9 @@
 #include <CLI/CLI.hpp>
 #include <shellapi.h>
 
+#include <algorithm>
+#include <memory>
+
 namespace
 {
 
@@ -25,15 +28,18 @@ struct Arguments {
     static std::wstring Path(const std::string& text) { return FullPath(FromUtf8(text)); }
 };
 
+struct LocalDeleter {
+    void operator()(wchar_t** memory) const { LocalFree(memory); }
+};
+
+// Without the program's name.
 std::vector<std::string> CommandLine()
 {
     int count = 0;
-    wchar_t** wide = CommandLineToArgvW(GetCommandLineW(), &count);
+    const std::unique_ptr<wchar_t*[], LocalDeleter> wide(CommandLineToArgvW(GetCommandLineW(), &count));
     std::vector<std::string> arguments;
-    // The parser takes them from the back, and without the program's name.
-    for (int i = count - 1; i > 0; --i)
-        arguments.push_back(ToUtf8(wide[i]));
-    LocalFree(wide);
+    for (int i = 1; wide && i < count; ++i)
+        arguments.push_back(ToUtf8(wide[static_cast<std::size_t>(i)]));
     return arguments;
 }
 
@@ -112,11 +118,15 @@ ExitCode Run(FILE* data)
     app.allow_windows_style_options(false);
     app.require_subcommand(1);
     Arguments arguments;
+    std::vector<std::string> given = CommandLine();
+    // A wrong command line is told in the form that it asks for.
+    const bool json = std::find(given.begin(), given.end(), "--json") != given.end();
+    std::reverse(given.begin(), given.end()); // the parser takes them from the back
     const CLI::App* watch = AddWatch(app, arguments);
     const CLI::App* explain = AddExplain(app, arguments);
     AddInit(app, arguments);
     try {
-        app.parse(CommandLine());
+        app.parse(std::move(given));
     } catch (const CLI::CallForHelp&) {
         const auto chosen = app.get_subcommands();
         const std::string help = chosen.empty() ? app.help() : chosen.front()->help("orbwatch");
@@ -124,7 +134,7 @@ ExitCode Run(FILE* data)
         std::fflush(data);
         return ExitDone;
     } catch (const CLI::ParseError& error) {
-        RecordWriter(data, arguments.json).Error(FromUtf8(error.what()) + L" (see orbwatch --help)");
+        RecordWriter(data, json).Error(FromUtf8(error.what()) + L" (see orbwatch --help)");
         return ExitUsage;
     }
     RecordWriter writer(data, arguments.json);

@@ -1,41 +1,51 @@
 // What orbwatch prints: one JSON object a line, or lines for people. Records go
-// to standard output, errors to standard error; each is flushed at once.
+// to standard output, errors and notes to standard error, each stream with its
+// own numbers; each is flushed at once. One thread.
 #pragma once
 
 #include "orbwatcher4/OrbWatcher.h"
 
+#include <nlohmann/json_fwd.hpp>
+
 #include <cstdint>
 #include <cstdio>
+#include <set>
 #include <string>
 #include <vector>
 
 class RecordWriter
 {
 public:
-    RecordWriter(FILE* data, bool json) : m_data(data), m_json(json) {}
+    RecordWriter(FILE* data, bool json) : m_data{data, 0}, m_json(json) {}
 
-    void Ready(const std::vector<CString>& roots);
+    void Ready(const std::vector<CString>& roots) { WriteRoots("ready", roots); }
     // The roots that are watched have changed: a drive came or went.
-    void Roots(const std::vector<CString>& roots);
+    void Roots(const std::vector<CString>& roots) { WriteRoots("roots", roots); }
     void Pending(const QueueDatum& datum);
     void Explain(const std::wstring& path, const PathExplanation& explanation);
     void Summary(std::uint64_t handedOut, std::int64_t pending, int exitCode);
     void Created(const std::wstring& path);
     // `path` may be empty.
     void Error(const std::wstring& message, const std::wstring& path = L"");
-    // For people only; with JSON on standard error as well, so that data stays data.
-    void Note(const std::wstring& message);
+    // Something a person should know. Said once, however often it is noticed.
+    void Note(const std::wstring& message, const std::wstring& path = L"");
 
     // False once standard output cannot be written any more.
-    bool Good() const { return !std::ferror(m_data); }
+    bool Good() const { return !std::ferror(m_data.file); }
 
 private:
-    template <typename Object>
-    void Write(FILE* to, const char* type, Object fields);
-    void Print(FILE* to, const std::string& line);
+    struct Stream {
+        FILE* file;
+        std::uint64_t seq;
+    };
+
+    void WriteJson(Stream& to, const char* type, const nlohmann::ordered_json& fields);
+    void Print(Stream& to, const std::string& lines);
+    void Tell(const char* type, const std::wstring& message, const std::wstring& path);
     void WriteRoots(const char* type, const std::vector<CString>& roots);
 
-    FILE* m_data;
+    Stream m_data;
+    Stream m_errors{stderr, 0};
     const bool m_json;
-    std::uint64_t m_seq = 0;
+    std::set<std::wstring> m_noted;
 };

@@ -1,56 +1,41 @@
 #include "host/Selection.h"
 
-#include "companions/logging/OrbLogging.h"
-#include "orbwatcher4/OrbFilter.h"
+#include "host/LibraryMessages.h"
 #include "support/CaseFold.h"
 
 #include <algorithm>
-#include <mutex>
 
 namespace
 {
 
-// The library says in its log why a file could not be read: a failure, the file, the reason.
-class LoadFailures
+using Lines = std::vector<LibraryMessages::Line>;
+
+// What follows the prefix in line i; empty when the line is another one.
+std::wstring After(const Lines& lines, std::size_t i, const std::wstring& prefix)
 {
-public:
-    struct Failure {
-        std::wstring file;
-        std::wstring reason;
-    };
+    return i < lines.size() && lines[i].text.starts_with(prefix) ? lines[i].text.substr(prefix.size()) : L"";
+}
 
-    LoadFailures()
-        : m_token(g_OrbLog.AddSink([this](const LogLine& line) {
-              const std::scoped_lock lock(m_mutex);
-              m_lines.push_back({line.level, line.text});
-          }))
-    {
+// The library logs why a file could not be read (a failure, the file, the reason), and what it passed over in
+// the files that it read. True when every file was read.
+bool TellFailures(const Lines& lines, RecordWriter& writer)
+{
+    bool good = true;
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        if (lines[i].level != LogLevel::Error)
+            continue;
+        const std::wstring file = After(lines, i + 1, L"File : ");
+        if (!file.empty()) {
+            const std::wstring reason = i + 2 < lines.size() ? lines[i + 2].text : std::wstring();
+            writer.Error(L"cannot be read as a selection: " + reason, file);
+            good = false;
+            continue;
+        }
+        const std::wstring more = After(lines, i + 1, L"#####[ERROR]##### ");
+        writer.Note(lines[i].text + (more.empty() ? L"" : L": " + more));
     }
-    ~LoadFailures() { g_OrbLog.RemoveSink(m_token); }
-    LoadFailures(const LoadFailures&) = delete;
-    LoadFailures& operator=(const LoadFailures&) = delete;
-
-    std::vector<Failure> Found() const
-    {
-        const std::wstring filePrefix = L"File : ";
-        const std::scoped_lock lock(m_mutex);
-        std::vector<Failure> failures;
-        for (std::size_t i = 0; i + 2 < m_lines.size(); ++i)
-            if (m_lines[i].level == LogLevel::Error && m_lines[i].text.starts_with(L"Failed to load") &&
-                m_lines[i + 1].text.starts_with(filePrefix))
-                failures.push_back({m_lines[i + 1].text.substr(filePrefix.size()), m_lines[i + 2].text});
-        return failures;
-    }
-
-private:
-    struct Line {
-        LogLevel level;
-        std::wstring text;
-    };
-    mutable std::mutex m_mutex;
-    std::vector<Line> m_lines;
-    const std::uint64_t m_token;
-};
+    return good;
+}
 
 bool IsFile(const std::wstring& path)
 {
@@ -58,6 +43,7 @@ bool IsFile(const std::wstring& path)
     return attributes != INVALID_FILE_ATTRIBUTES && !(attributes & FILE_ATTRIBUTE_DIRECTORY);
 }
 
+// The library passes over some of the files when they are not there.
 bool AllAreThere(const SelectionFiles& files, RecordWriter& writer)
 {
     bool good = true;
@@ -69,10 +55,15 @@ bool AllAreThere(const SelectionFiles& files, RecordWriter& writer)
     return good;
 }
 
-bool IsWatched(const CString& root, const std::vector<CString>& watched)
+bool IsAmong(const std::vector<CString>& roots, const CString& root)
 {
-    return std::any_of(watched.begin(), watched.end(),
+    return std::any_of(roots.begin(), roots.end(),
                        [&](const CString& other) { return EqualNoCase(other.View(), root.View()); });
+}
+
+bool IsThere(const CString& root, const DriveGuidInfo& drive)
+{
+    return drive.volumeMatches && GetFileAttributesW(root) != INVALID_FILE_ATTRIBUTES;
 }
 
 } // namespace
@@ -83,43 +74,48 @@ bool LoadSelection(COrbWatcher& watcher, const SelectionFiles& files, RecordWrit
         return false;
     watcher.SetDataXMLFiles(files.data.c_str(), files.autoExclude.c_str(), files.advanced.c_str());
     watcher.SetSecondaryXMLFile(files.secondary.c_str(), nullptr);
-    LoadFailures failures;
+    LibraryMessages messages(LibraryMessages::Keep::Everything);
     const bool loaded = watcher.LoadSelection();
-    const std::vector<LoadFailures::Failure> found = failures.Found();
-    for (const LoadFailures::Failure& failure : found)
-        writer.Error(L"cannot be read as a selection: " + failure.reason, failure.file);
-    if (!loaded && found.empty())
+    const bool good = TellFailures(messages.Take(), writer);
+    if (!loaded && good)
         writer.Error(L"the selection could not be loaded", files.data);
-    return loaded && found.empty();
+    return loaded && good;
 }
 
-void TellWhatIsNotWatched(const SelectionFiles& files, const std::vector<CString>& watched, RecordWriter& writer)
+SelectionView::SelectionView(const SelectionFiles& files)
 {
-    OrbFilter filter;
-    filter.LoadXmlFilters(files.data.c_str(), files.autoExclude.c_str(), nullptr);
+    m_filter.LoadXmlFilters(files.data.c_str(), files.autoExclude.c_str(), nullptr);
+}
+
+bool SelectionView::TellWhatIsNotWatched(const std::vector<CString>& watched, RecordWriter& writer)
+{
     bool selectsSomething = false;
-    for (const auto& [root, drive] : filter.GenerateDriveList()) {
-        if (!filter.IsDriveIncludeRules(root))
+    bool allWatched = true;
+    for (const auto& [root, drive] : m_filter.GenerateDriveList()) {
+        if (!m_filter.IsDriveIncludeRules(root))
             continue;
         selectsSomething = true;
-        if (!IsWatched(root, watched))
-            writer.Note(L"not watched now: " + std::wstring(root.GetString()) +
-                        L" (the drive is not there, or holds another volume); it is watched when it comes");
+        if (IsAmong(watched, root))
+            continue;
+        const bool there = IsThere(root, drive);
+        allWatched = allWatched && !there;
+        writer.Note(there ? L"cannot be watched; it is tried again"
+                          : L"not there, or another volume; it is watched when it comes",
+                    root.GetString());
     }
     if (!selectsSomething)
         writer.Note(L"the selection includes nothing");
+    return allWatched;
 }
 
-std::vector<std::wstring> IncludedFolders(const SelectionFiles& files)
+std::vector<SelectionView::Folder> SelectionView::IncludedFolders()
 {
-    OrbFilter filter;
-    filter.LoadXmlFilters(files.data.c_str(), nullptr, nullptr);
-    std::vector<std::wstring> folders;
-    for (const auto& [root, drive] : filter.GenerateDriveList()) {
-        for (const CString& folder : filter.GenerateDirectoryList(root, WatcherEnum::Include))
-            folders.push_back(folder.GetString());
-        for (const CString& file : filter.GenerateFileList(root, WatcherEnum::Include))
-            folders.push_back(file.Left(file.ReverseFind(L'\\') + 1).GetString());
+    std::vector<Folder> folders;
+    for (const auto& [root, drive] : m_filter.GenerateDriveList()) {
+        for (const CString& folder : m_filter.GenerateDirectoryList(root, WatcherEnum::Include))
+            folders.push_back({folder.GetString(), true});
+        for (const CString& file : m_filter.GenerateFileList(root, WatcherEnum::Include))
+            folders.push_back({file.Left(file.ReverseFind(L'\\') + 1).GetString(), false});
     }
     return folders;
 }

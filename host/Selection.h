@@ -1,9 +1,11 @@
-// The selection that the command line names, and what is wrong with it.
+// The selection that the command line names, and what is wrong with it. One thread.
 #pragma once
 
 #include "host/RecordWriter.h"
+#include "orbwatcher4/OrbFilter.h"
 
 #include <string>
+#include <vector>
 
 struct SelectionFiles {
     std::wstring data;
@@ -16,8 +18,24 @@ struct SelectionFiles {
 // missing or cannot be read as a selection.
 bool LoadSelection(COrbWatcher& watcher, const SelectionFiles& files, RecordWriter& writer);
 
-// Roots of the selection that are not among those that are watched, and a selection that selects nothing.
-void TellWhatIsNotWatched(const SelectionFiles& files, const std::vector<CString>& watched, RecordWriter& writer);
+// What the host asks of the rules themselves.
+class SelectionView
+{
+public:
+    explicit SelectionView(const SelectionFiles& files);
 
-// The folders that the selection includes; files count with their folder.
-std::vector<std::wstring> IncludedFolders(const SelectionFiles& files);
+    // Roots of the selection that are not among those that are watched, and a selection that selects
+    // nothing. False when a root that is there is not watched.
+    bool TellWhatIsNotWatched(const std::vector<CString>& watched, RecordWriter& writer);
+
+    // The folders that the selection includes: with all that is in them, or themselves alone (the folders of
+    // single files).
+    struct Folder {
+        std::wstring path; // ends in a backslash
+        bool withSubfolders;
+    };
+    std::vector<Folder> IncludedFolders();
+
+private:
+    OrbFilter m_filter;
+};

@@ -3,15 +3,19 @@
 #include "companions/indexdb/OrbIndexDB.h"
 #include "host/Console.h"
 #include "host/DirectoryOpener.h"
+#include "host/LibraryMessages.h"
 
 #include <optional>
+#include <set>
 
 namespace
 {
 
-constexpr DWORD PollInterval = 50; // milliseconds between two looks at an empty queue
+constexpr DWORD PollInterval = 50; // milliseconds between two looks at the queue
 
 double Seconds() { return static_cast<double>(GetTickCount64()) / 1000.0; }
+
+bool Interrupted() { return WaitForSingleObject(InterruptEvent(), 0) == WAIT_OBJECT_0; }
 
 bool OpenIndex(CIndexDB& index, const WatchOptions& options, RecordWriter& writer)
 {
@@ -24,74 +28,128 @@ bool OpenIndex(CIndexDB& index, const WatchOptions& options, RecordWriter& write
     return false;
 }
 
+// Ends the watcher's threads on every way out.
+class StopScope
+{
+public:
+    explicit StopScope(COrbWatcher& watcher) : m_watcher(watcher) {}
+    ~StopScope() { m_watcher.AbortWatching(); }
+    StopScope(const StopScope&) = delete;
+    StopScope& operator=(const StopScope&) = delete;
+
+private:
+    COrbWatcher& m_watcher;
+};
+
+// A watcher may keep what it cannot hand out now. A queue that did not change since it had nothing to give is
+// asked once a second only: each question is a line in the log.
+class PendingQueue
+{
+public:
+    explicit PendingQueue(COrbWatcher& watcher) : m_watcher(watcher) {}
+
+    // `now`: asks in any case.
+    bool Take(QueueDatum& datum, bool now)
+    {
+        const std::int64_t count = m_watcher.GetTotalFilesInMem();
+        if (count == 0 || (!now && count == m_keptCount && Seconds() - m_askedAt < 1))
+            return false;
+        m_keptCount = -1;
+        if (m_watcher.GetSingleNotification(nullptr, datum))
+            return true;
+        m_keptCount = m_watcher.GetTotalFilesInMem();
+        m_askedAt = Seconds();
+        return false;
+    }
+
+private:
+    COrbWatcher& m_watcher;
+    std::int64_t m_keptCount = -1; // after the last time that it had nothing to give
+    double m_askedAt = 0;
+};
+
 // One run of the watcher, from its start to its end.
 class WatchRun
 {
 public:
-    WatchRun(const WatchOptions& options, RecordWriter& writer)
-        : m_options(options),
+    WatchRun(COrbWatcher& watcher, CIndexDB& index, const WatchOptions& options, RecordWriter& writer)
+        : m_watcher(watcher),
+          m_index(index),
+          m_options(options),
           m_writer(writer),
-          m_opener(IncludedFolders(options.files))
+          m_selection(options.files),
+          m_opener(m_selection.IncludedFolders(), Interrupted)
     {
     }
 
-    ExitCode Run(COrbWatcher& watcher, CIndexDB& index)
+    ExitCode Run()
     {
-        const std::optional<ExitCode> early = WaitUntilReady(watcher);
-        ExitCode code = early ? *early : HandOut(watcher, index);
-        watcher.AbortWatching();
-        m_writer.Summary(m_handedOut, watcher.GetTotalFilesInMem(), code);
-        watcher.DeInit();
+        const std::optional<ExitCode> early = WaitUntilReady();
+        const ExitCode code = WithFailures(early ? *early : HandOut());
+        m_watcher.AbortWatching();
+        TellMessages();
+        m_writer.Summary(m_handedOut, m_watcher.GetTotalFilesInMem(), code);
+        m_watcher.DeInit();
         return m_writer.Good() ? code : ExitFailure;
     }
 
 private:
-    std::optional<ExitCode> WaitUntilReady(COrbWatcher& watcher)
+    std::optional<ExitCode> WaitUntilReady()
     {
-        while (!watcher.WaitUntilReady(PollInterval))
+        while (!m_watcher.WaitUntilReady(PollInterval))
             if (const std::optional<ExitCode> end = OutsideEnd())
                 return end;
-        const std::vector<CString> roots = watcher.GetWatchedRoots();
+        const std::vector<CString> roots = m_watcher.GetWatchedRoots();
         m_opener.Open(roots);
+        m_allWatched = m_selection.TellWhatIsNotWatched(roots, m_writer);
         m_writer.Ready(roots);
-        TellWhatIsNotWatched(m_options.files, roots, m_writer);
         m_last = Seconds();
         return std::nullopt;
     }
 
-    ExitCode HandOut(COrbWatcher& watcher, CIndexDB& index)
+    ExitCode HandOut()
     {
-        for (;;) {
+        PendingQueue queue(m_watcher);
+        for (QueueDatum datum;;) {
             if (const std::optional<ExitCode> end = OutsideEnd())
                 return *end;
-            QueueDatum datum;
-            // An empty queue is not asked: each question is a line in the log.
-            if (watcher.GetTotalFilesInMem() > 0 && watcher.GetSingleNotification(nullptr, datum)) {
-                Give(datum, index);
+            const bool quiet = IsQuiet();
+            if (queue.Take(datum, quiet)) {
+                Give(datum);
                 if (m_options.maxEvents != 0 && m_handedOut >= m_options.maxEvents)
                     return ExitDone;
                 continue;
             }
-            FollowRoots(watcher);
-            if (m_options.untilQuiet > 0 && Seconds() - m_last >= m_options.untilQuiet)
+            FollowRoots();
+            TellMessages();
+            if (quiet && IsQuiet())
                 return ExitDone;
             WaitForSingleObject(InterruptEvent(), PollInterval);
         }
     }
 
-    void FollowRoots(COrbWatcher& watcher)
+    bool IsQuiet() const { return m_options.untilQuiet > 0 && Seconds() - m_last >= m_options.untilQuiet; }
+
+    void FollowRoots()
     {
-        const std::vector<CString> roots = watcher.GetWatchedRoots();
+        const std::vector<CString> roots = m_watcher.GetWatchedRoots();
         if (!m_opener.Open(roots))
             return;
+        m_allWatched = m_selection.TellWhatIsNotWatched(roots, m_writer);
         m_writer.Roots(roots);
         m_last = Seconds();
+    }
+
+    void TellMessages()
+    {
+        for (const LibraryMessages::Line& line : m_messages.Take())
+            m_writer.Note(line.text);
     }
 
     // Ctrl-C, the time limit, or nobody who reads any more.
     std::optional<ExitCode> OutsideEnd() const
     {
-        if (WaitForSingleObject(InterruptEvent(), 0) == WAIT_OBJECT_0)
+        if (Interrupted())
             return ExitInterrupted;
         if (m_options.timeout > 0 && Seconds() - m_start >= m_options.timeout)
             return ExitTimeLimit;
@@ -100,27 +158,55 @@ private:
         return std::nullopt;
     }
 
-    void Give(const QueueDatum& datum, CIndexDB& index)
+    // An orderly end says what did not go well in between.
+    ExitCode WithFailures(ExitCode code) const
+    {
+        if (code != ExitDone)
+            return code;
+        if (m_recordingFailed)
+            return ExitFailure;
+        return m_unreadable.empty() && m_allWatched ? ExitDone : ExitSomeUnreadable;
+    }
+
+    void Give(const QueueDatum& datum)
     {
         m_writer.Pending(datum);
         ++m_handedOut;
         m_last = Seconds();
-        // A file whose time could not be read stays new: it is backed up again rather than never.
-        if (!m_options.record || datum.modificationTime < 0)
+        // What could not be read could not be copied either: it stays new, and is backed up again rather than never.
+        if (datum.modificationTime < 0) {
+            m_unreadable.insert(datum.path);
+            m_writer.Note(L"cannot be read now", datum.path);
             return;
+        }
+        m_unreadable.erase(datum.path);
+        if (m_options.record)
+            Record(datum);
+    }
+
+    void Record(const QueueDatum& datum)
+    {
         ItemDatum item;
         item.path = datum.path;
         item.kind = datum.flags & QueueFlags::Directory ? 1 : 0;
         item.modificationTime = static_cast<std::uint64_t>(datum.modificationTime);
-        if (!index.RecordItem(item))
-            m_writer.Error(L"could not be recorded in the index: " +
-                               std::wstring(index.GetLastDbErrorText().GetString()),
-                           datum.path);
+        if (m_index.RecordItem(item))
+            return;
+        m_recordingFailed = true;
+        m_writer.Error(L"cannot be recorded in the index: " + std::wstring(m_index.GetLastDbErrorText().GetString()),
+                       datum.path);
     }
 
+    COrbWatcher& m_watcher;
+    CIndexDB& m_index;
     const WatchOptions& m_options;
     RecordWriter& m_writer;
+    SelectionView m_selection;
     DirectoryOpener m_opener;
+    LibraryMessages m_messages{LibraryMessages::Keep::Failures};
+    std::set<std::wstring> m_unreadable; // handed out unread, and not yet again
+    bool m_allWatched = true;
+    bool m_recordingFailed = false;
     std::uint64_t m_handedOut = 0;
     const double m_start = Seconds();
     double m_last = m_start;
@@ -142,6 +228,7 @@ ExitCode RunWatch(const WatchOptions& options, RecordWriter& writer)
     watcher.SetDestBackupFolderDB(options.destination.c_str());
     watcher.EnableBackupHiddenFiles(options.hidden);
     watcher.Resume();
+    const StopScope stop(watcher);
     watcher.StartWatch();
-    return WatchRun(options, writer).Run(watcher, index);
+    return WatchRun(watcher, index, options, writer).Run();
 }
