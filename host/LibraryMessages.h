@@ -1,0 +1,32 @@
+// The failures that the library writes to its log, kept until the main thread
+// tells them: whoever logs must not wait for standard error.
+#pragma once
+
+#include "companions/logging/OrbLogging.h"
+
+#include <mutex>
+#include <string>
+#include <vector>
+
+class LibraryMessages
+{
+public:
+    struct Line {
+        LogLevel level;
+        std::wstring text;
+    };
+    enum class Keep { Everything, Failures };
+
+    explicit LibraryMessages(Keep keep);
+    ~LibraryMessages();
+    LibraryMessages(const LibraryMessages&) = delete;
+    LibraryMessages& operator=(const LibraryMessages&) = delete;
+
+    // What has come since the last call.
+    std::vector<Line> Take();
+
+private:
+    std::mutex m_mutex;
+    std::vector<Line> m_lines; // guarded by m_mutex
+    const std::uint64_t m_token;
+};

@@ -1,0 +1,24 @@
+// What a record says, as JSON fields and as lines for people. Any thread.
+#pragma once
+
+#include "orbwatcher4/OrbWatcher.h"
+
+#include <nlohmann/json_fwd.hpp>
+
+#include <string>
+
+namespace RecordFields
+{
+
+// RFC 3339, UTC, to the millisecond. FILETIME: 100-ns units since 1601.
+std::string TimeText(std::uint64_t fileTime);
+std::string Now();
+
+nlohmann::ordered_json OfPending(const QueueDatum& datum);
+std::string PendingLine(const QueueDatum& datum);
+
+// `path` as it was asked for.
+nlohmann::ordered_json OfExplanation(const std::wstring& path, const PathExplanation& explanation);
+std::string ExplanationLines(const std::wstring& path, const PathExplanation& explanation);
+
+} // namespace RecordFields
