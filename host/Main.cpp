@@ -20,6 +20,7 @@ struct Arguments {
     bool json = false;
     bool hidden = false;
     bool record = false;
+    bool collect = false;
     std::uint64_t maxEvents = 0;
     double timeout = 0;
     double untilQuiet = 0;
@@ -60,12 +61,16 @@ CLI::App* AddWatch(CLI::App& app, Arguments& arguments)
     watch->add_option("--destination", arguments.destination, "the folder that backups go to");
     watch->add_flag("--hidden", arguments.hidden, "hidden files, too");
     watch->add_flag("--record", arguments.record, "mark what is handed out as backed up");
+    watch->add_flag("--collect", arguments.collect, "hand out nothing; what changes waits for the next start")
+        ->excludes("--record");
     watch->add_option("--max-events", arguments.maxEvents, "end after N records");
     watch->add_option("--timeout", arguments.timeout, "end with code 4 after S seconds")->check(CLI::PositiveNumber);
     watch->add_option("--until-quiet", arguments.untilQuiet, "end when nothing came for S seconds")
         ->check(CLI::PositiveNumber);
     watch->footer("Example:\n  orbwatch watch --data selection.xml --index index.db --record --json\n"
-                  "Ctrl-C ends it; what is still pending comes first at the next start.");
+                  "Ctrl-C ends it; what is still pending comes first at the next start.\nCodes: 0 done, 1 failure, 2 "
+                  "wrong usage or unreadable input, 3 done but something could not be read,\n"
+                  "4 time limit, 130 interrupted.");
     return watch;
 }
 
@@ -96,6 +101,7 @@ ExitCode RunWatchWith(const Arguments& arguments, RecordWriter& writer)
     options.destination = Arguments::Path(arguments.destination);
     options.hidden = arguments.hidden;
     options.record = arguments.record;
+    options.collect = arguments.collect;
     options.maxEvents = arguments.maxEvents;
     options.timeout = arguments.timeout;
     options.untilQuiet = arguments.untilQuiet;

@@ -57,6 +57,14 @@ void RecordWriter::Explain(const std::wstring& path, const PathExplanation& expl
         Print(m_data, RecordFields::ExplanationLines(path, explanation));
 }
 
+void RecordWriter::Collected(std::int64_t pending)
+{
+    if (m_json)
+        WriteJson(m_data, "collected", Json{{"pending", pending}});
+    else
+        Print(m_data, "waiting: " + std::to_string(pending) + "\n");
+}
+
 void RecordWriter::Summary(std::uint64_t handedOut, std::int64_t pending, int exitCode)
 {
     if (m_json)

@@ -23,6 +23,8 @@ public:
     void Roots(const std::vector<CString>& roots) { WriteRoots("roots", roots); }
     void Pending(const QueueDatum& datum);
     void Explain(const std::wstring& path, const PathExplanation& explanation);
+    // How much waits, while nothing is handed out.
+    void Collected(std::int64_t pending);
     void Summary(std::uint64_t handedOut, std::int64_t pending, int exitCode);
     void Created(const std::wstring& path);
     // `path` may be empty.

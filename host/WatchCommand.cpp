@@ -114,7 +114,9 @@ private:
             if (const std::optional<ExitCode> end = OutsideEnd())
                 return *end;
             const bool quiet = IsQuiet();
-            if (queue.Take(datum, quiet)) {
+            if (m_options.collect) {
+                TellCount();
+            } else if (queue.Take(datum, quiet)) {
                 Give(datum);
                 if (m_options.maxEvents != 0 && m_handedOut >= m_options.maxEvents)
                     return ExitDone;
@@ -126,6 +128,16 @@ private:
                 return ExitDone;
             WaitForSingleObject(InterruptEvent(), PollInterval);
         }
+    }
+
+    void TellCount()
+    {
+        const std::int64_t count = m_watcher.GetTotalFilesInMem();
+        if (count == m_toldCount)
+            return;
+        m_toldCount = count;
+        m_writer.Collected(count);
+        m_last = Seconds();
     }
 
     bool IsQuiet() const { return m_options.untilQuiet > 0 && Seconds() - m_last >= m_options.untilQuiet; }
@@ -208,6 +220,7 @@ private:
     bool m_allWatched = true;
     bool m_recordingFailed = false;
     std::uint64_t m_handedOut = 0;
+    std::int64_t m_toldCount = 0;
     const double m_start = Seconds();
     double m_last = m_start;
 };

@@ -1,7 +1,7 @@
 // Makes changes on real files, one command a line from standard input:
 //
-//   create PATH TEXT | append PATH TEXT | hidden PATH | flash PATH
-//   replace PATH TEXT | move FROM|TO | delete PATH | folders PATH | deep PATH
+//   create PATH TEXT | append PATH TEXT | hidden PATH TEXT
+//   replace PATH TEXT | move FROM TO | delete PATH | folders PATH | deep PATH
 //
 // Fields are separated by "|". Paths are UTF-8. A line that fails ends the
 // program with code 1.
@@ -71,8 +71,6 @@ bool Run(const std::vector<std::string>& fields)
         return WriteFileText(path, text, OPEN_EXISTING);
     if (command == "hidden")
         return WriteFileText(path, text, CREATE_ALWAYS, FILE_ATTRIBUTE_HIDDEN);
-    if (command == "flash")
-        return WriteFileText(path, text, CREATE_ALWAYS) && DeleteFileW(path.c_str());
     if (command == "replace")
         return Replace(path, text);
     if (command == "move")
