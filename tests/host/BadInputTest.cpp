@@ -1,0 +1,137 @@
+// What is wrong with the input, and how that is told.
+#include "tests/host/HostTest.h"
+
+namespace
+{
+
+class BadInput : public HostTest
+{
+protected:
+    // Code 2, and one failure that names the file.
+    void ExpectUnreadable(const Arguments& arguments, const wchar_t* file)
+    {
+        HostProcess host(arguments);
+        EXPECT_EQ(host.Finish(), 2);
+        const Json error = OnlyError(host);
+        EXPECT_EQ(error.value("path", ""), Utf8(Path(file)));
+        EXPECT_FALSE(error.value("message", "").empty());
+        EXPECT_TRUE(error.contains("seq") && error.contains("time"));
+        EXPECT_TRUE(host.Records().empty());
+    }
+    void ExpectUsageError(const Arguments& arguments)
+    {
+        HostProcess host(arguments);
+        EXPECT_EQ(host.Finish(), 2);
+        ASSERT_EQ(host.ErrorLines().size(), 1u);
+        EXPECT_TRUE(host.ErrorLines().front().starts_with("orbwatch: ")) << host.ErrorLines().front();
+        EXPECT_TRUE(host.OutputLines().empty());
+    }
+    std::string Notes(const HostProcess& host)
+    {
+        std::string all;
+        for (const Json& note : OfType(host.Errors(), "note"))
+            all += note.at("message").get<std::string>() + "\n";
+        return all;
+    }
+};
+
+TEST_F(BadInput, AMissingSelectionIsNamedBeforeAnythingIsMade)
+{
+    std::filesystem::remove(Path(L"selection.xml"));
+    ExpectUnreadable(Watch({L"--until-quiet", L"0.2"}), L"selection.xml");
+    EXPECT_FALSE(std::filesystem::exists(index));
+}
+
+TEST_F(BadInput, EmptyTruncatedAndWronglyEncodedSelectionsAreNamed)
+{
+    const std::string whole = "<Data>" + TreeItem() + "</Data>";
+    const std::string bad[] = {"", whole.substr(0, whole.size() / 2), "\xFF\xFE" + whole, "<Rules/>"};
+    for (const std::string& bytes : bad) {
+        folder.WriteBytes(L"selection.xml", bytes);
+        ExpectUnreadable(Explain({L"C:\\x"}), L"selection.xml");
+    }
+}
+
+TEST_F(BadInput, TheOtherFilesOfASelectionAreLookedAtLikeTheFirst)
+{
+    folder.WriteBytes(L"bad.xml", "<Data><Item");
+    for (const wchar_t* option : {L"--auto-exclude", L"--advanced", L"--secondary"}) {
+        ExpectUnreadable(Explain({option, Path(L"bad.xml"), L"C:\\x"}), L"bad.xml");
+        ExpectUnreadable(Explain({option, Path(L"missing.xml"), L"C:\\x"}), L"missing.xml");
+    }
+}
+
+TEST_F(BadInput, DamagedSettingsAreToldAndKeptBeside)
+{
+    folder.WriteBytes(L"data\\UserConfigurations.json", "{ this is no JSON");
+    HostProcess host(Explain({InTree(L"a.txt")}));
+    EXPECT_EQ(host.Finish(), 0);
+    EXPECT_NE(Notes(host).find("damaged"), std::string::npos);
+    EXPECT_TRUE(std::filesystem::exists(data + L"\\UserConfigurations.json.bad"));
+    EXPECT_EQ(host.Records().at(0).at("decision"), "Included");
+}
+
+TEST_F(BadInput, ALogThatCannotBeWrittenIsToldAndStopsNothing)
+{
+    // A file stands where the data folder should be.
+    folder.WriteBytes(L"occupied", "x");
+    SetEnvironmentVariableW(L"ORB_DATA_FOLDER", Path(L"occupied").c_str());
+    HostProcess host(Watch({L"--max-events", L"1"}));
+    ASSERT_FALSE(host.WaitForType("ready").empty());
+    Write(L"a.txt", "x");
+    EXPECT_EQ(host.Finish(), 0);
+    EXPECT_EQ(OfType(host.Records(), "pending").size(), 1u);
+    EXPECT_NE(Notes(host).find("cannot be"), std::string::npos);
+}
+
+TEST_F(BadInput, ARegularExpressionThatWouldNeverEndIsGivenUp)
+{
+    const std::wstring advanced =
+        WriteSelection(L"advanced.xml", Item(L"path=\"" + tree +
+                                             L"\" type=\"1\" includeSub=\"1\" exclude=\"1\" isregex=\"1\""
+                                             L" mask=\"(a+)+$\""));
+    const std::wstring path = Write(std::wstring(40, L'a') + L"!", "x");
+    HostProcess host(Explain({L"--advanced", advanced, path}));
+    EXPECT_EQ(host.Finish(), 0);
+    EXPECT_EQ(host.Records().at(0).at("decision"), "Included");
+    EXPECT_EQ(host.Records().at(0).at("advanced"), "Included");
+}
+
+TEST_F(BadInput, AMalformedRegularExpressionIsToldAndItsRuleStaysSilent)
+{
+    const std::wstring advanced =
+        WriteSelection(L"advanced.xml", Item(L"path=\"" + tree +
+                                             L"\" type=\"1\" includeSub=\"1\" exclude=\"1\" isregex=\"1\" mask=\"(\""));
+    HostProcess host(Explain({L"--advanced", advanced, Write(L"a.txt", "x")}));
+    EXPECT_EQ(host.Finish(), 0);
+    EXPECT_NE(Notes(host).find("Failed to create regex filter"), std::string::npos);
+    EXPECT_EQ(host.Records().at(0).at("decision"), "Included");
+}
+
+TEST_F(BadInput, WrongUsageEndsWithTwo)
+{
+    ExpectUsageError({});
+    ExpectUsageError({L"frobnicate"});
+    ExpectUsageError({L"watch", L"--data", Path(L"selection.xml")});
+    ExpectUsageError({L"watch", L"--data", Path(L"selection.xml"), L"--index", index, L"--timeout", L"soon"});
+    ExpectUsageError({L"explain", L"--data", Path(L"selection.xml")});
+}
+
+TEST_F(BadInput, WrongUsageIsJsonWhenJsonIsAskedFor)
+{
+    HostProcess host(Watch({L"--nonsense"}));
+    EXPECT_EQ(host.Finish(), 2);
+    EXPECT_FALSE(OnlyError(host).value("message", "").empty());
+}
+
+TEST_F(BadInput, HelpShowsAnExampleForEachCommand)
+{
+    for (const wchar_t* command : {L"watch", L"explain", L"init"}) {
+        HostProcess host({command, L"--help"});
+        EXPECT_EQ(host.Finish(), 0);
+        const std::vector<std::string> lines = host.OutputLines();
+        EXPECT_NE(std::find(lines.begin(), lines.end(), "Example:"), lines.end());
+    }
+}
+
+} // namespace

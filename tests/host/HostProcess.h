@@ -1,0 +1,77 @@
+// orbwatch.exe as a process of its own, talked to through pipes. Every wait has a
+// limit. One thread uses an object; two threads of its own read the pipes.
+#pragma once
+
+#include "support/Handle.h"
+
+#include <nlohmann/json.hpp>
+
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+// The lines that come out of one pipe.
+class LineReader
+{
+public:
+    ~LineReader() { Join(); }
+
+    void Start(FileHandle pipe);
+    void Join();
+    std::vector<std::string> Lines() const;
+    // True when a line that the predicate accepts has come; false after the time, or at the end.
+    bool WaitFor(const std::function<bool(const std::string&)>& accepted, std::string& line);
+
+private:
+    void Read();
+
+    FileHandle m_pipe;
+    std::thread m_thread;
+    mutable std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::vector<std::string> m_lines; // guarded by m_mutex
+    bool m_ended = false;             // guarded by m_mutex
+};
+
+class HostProcess
+{
+public:
+    using Json = nlohmann::json;
+
+    // `input` is what standard input holds. The child gets the data folder that is set in this process.
+    explicit HostProcess(const std::vector<std::wstring>& arguments, const std::string& input = "");
+    ~HostProcess();
+    HostProcess(const HostProcess&) = delete;
+    HostProcess& operator=(const HostProcess&) = delete;
+
+    // The first record of this type, or of this path; an empty object after the time. What is no JSON is passed
+    // over.
+    Json WaitForType(const std::string& type);
+    Json WaitForPath(const std::wstring& path);
+    // A line that is this text.
+    bool WaitForText(const std::string& text);
+    Json WaitFor(const std::function<bool(const Json&)>& accepted);
+
+    // Ctrl-Break: a process group of its own does not get Ctrl-C.
+    void Interrupt();
+    // The exit code; the process is killed when it does not end in time, and the code is -1.
+    int Finish();
+
+    // After Finish. Records: every line must be JSON, or this throws.
+    std::vector<Json> Records() const;
+    std::vector<Json> Errors() const;
+    std::vector<std::string> OutputLines() const { return m_output.Lines(); }
+    std::vector<std::string> ErrorLines() const { return m_errors.Lines(); }
+
+private:
+    KernelHandle m_process;
+    DWORD m_id = 0;
+    LineReader m_output;
+    LineReader m_errors;
+    int m_exitCode = -2;
+};
+
+std::string Utf8(const std::wstring& text);

@@ -1,0 +1,156 @@
+// How a watch ends, and what the next one finds.
+#include "tests/host/HostTest.h"
+
+#include <set>
+
+namespace
+{
+
+class WatchEnd : public HostTest
+{
+protected:
+    static bool HasNote(const HostProcess& host, const std::string& message, const std::string& path)
+    {
+        for (const Json& note : OfType(host.Errors(), "note"))
+            if (note.at("message").get<std::string>().find(message) != std::string::npos &&
+                note.value("path", "") == path)
+                return true;
+        return false;
+    }
+    // A watch that collects until this many are pending, and is then interrupted.
+    void CollectAndInterrupt(HostProcess& host, int pending)
+    {
+        const Json collected = host.WaitFor([&](const Json& record) {
+            return record.value("type", "") == "collected" && record.value("pending", 0) == pending;
+        });
+        ASSERT_FALSE(collected.empty());
+        host.Interrupt();
+        ASSERT_EQ(host.Finish(), 130);
+        EXPECT_EQ(host.Records().back().at("pending"), pending);
+        EXPECT_EQ(host.Records().back().at("exit"), 130);
+    }
+    std::wstring Dump() const { return data + L"\\watcher_dump.bin"; }
+};
+
+TEST_F(WatchEnd, AQuietTimeEndsWithZero)
+{
+    HostProcess host(Watch({L"--until-quiet", L"0.2"}));
+    EXPECT_EQ(host.Finish(), 0);
+    const std::vector<Json> records = host.Records();
+    ASSERT_EQ(records.size(), 2u);
+    EXPECT_EQ(records[1].at("type"), "summary");
+    EXPECT_EQ(records[1].at("handedOut"), 0);
+    EXPECT_EQ(records[1].at("exit"), 0);
+    EXPECT_TRUE(host.Errors().empty());
+}
+
+TEST_F(WatchEnd, TheTimeLimitEndsWithFour)
+{
+    HostProcess host(Watch({L"--timeout", L"0.5"}));
+    EXPECT_EQ(host.Finish(), 4);
+    EXPECT_EQ(host.Records().back().at("exit"), 4);
+}
+
+TEST_F(WatchEnd, AfterAnInterruptionWhatWasPendingComesFirstAndOnce)
+{
+    {
+        const auto host = StartWatch({L"--collect"});
+        Write(L"a.txt", "a");
+        Write(L"b.txt", "b");
+        CollectAndInterrupt(*host, 2);
+        EXPECT_TRUE(OfType(host->Records(), "pending").empty());
+        EXPECT_TRUE(std::filesystem::exists(Dump()));
+    }
+    // One of the two is taken; the other waits once more.
+    std::set<std::string> came;
+    {
+        HostProcess host(Watch({L"--max-events", L"1"}));
+        ASSERT_EQ(host.Finish(), 0);
+        ASSERT_EQ(host.Records().size(), 3u);
+        came.insert(host.Records()[1].at("path").get<std::string>());
+        EXPECT_EQ(host.Records().back().at("pending"), 1);
+    }
+    const auto host = StartWatch({});
+    const Json first = host->WaitForType("pending");
+    came.insert(first.value("path", ""));
+    EXPECT_EQ(first.value("seq", 0), 2);
+    EXPECT_EQ(came, (std::set<std::string>{Utf8(InTree(L"a.txt")), Utf8(InTree(L"b.txt"))}));
+    EXPECT_FALSE(std::filesystem::exists(Dump()));
+    const std::wstring next = Write(L"c.txt", "c");
+    EXPECT_FALSE(host->WaitForPath(next).empty());
+    host->Interrupt();
+    EXPECT_EQ(host->Finish(), 130);
+}
+
+TEST_F(WatchEnd, AFileThatVanishedBeforeTheHandOutDoesNotCome)
+{
+    const auto host = StartWatch({L"--collect"});
+    const std::wstring path = Write(L"gone.txt", "x");
+    const auto pending = [&](int count) {
+        return !host->WaitFor([&](const Json& record) {
+                        return record.value("type", "") == "collected" && record.value("pending", -1) == count;
+                    })
+                    .empty();
+    };
+    ASSERT_TRUE(pending(1));
+    std::filesystem::remove(path);
+    ASSERT_TRUE(pending(0));
+    host->Interrupt();
+    EXPECT_EQ(host->Finish(), 130);
+    EXPECT_FALSE(std::filesystem::exists(Dump()));
+}
+
+TEST_F(WatchEnd, AFileThatNobodyMayReadComesWithoutATimeAndTheCodeSaysSo)
+{
+    const auto host = StartWatch({L"--record", L"--until-quiet", L"2"});
+    const std::wstring path = InTree(L"taken.txt");
+    const FileHandle owner(CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
+    ASSERT_TRUE(owner);
+    const Json pending = host->WaitForPath(path);
+    EXPECT_TRUE(pending.contains("modified") && pending.at("modified").is_null());
+    EXPECT_EQ(host->Finish(), 3);
+    EXPECT_TRUE(HasNote(*host, "cannot be read now", Utf8(path)));
+}
+
+TEST_F(WatchEnd, ARootThatIsNotThereIsNamedAndIsNoError)
+{
+    WriteSelection(TreeItem() + Item(LR"(path="Q:\docs" type="1" includeSub="1")"));
+    HostProcess host(Watch({L"--until-quiet", L"0.2"}));
+    EXPECT_EQ(host.Finish(), 0);
+    EXPECT_TRUE(HasNote(host, "not there", "q:\\"));
+    EXPECT_EQ(host.Records().front().at("roots"), Json::array({"c:\\"}));
+}
+
+TEST_F(WatchEnd, ASelectionThatIncludesNothingIsSaidAndGoesOn)
+{
+    WriteSelection(Item(L"path=\"" + tree + L"\" type=\"1\" includeSub=\"1\" exclude=\"1\""));
+    HostProcess host(Watch({L"--until-quiet", L"0.2"}));
+    EXPECT_EQ(host.Finish(), 0);
+    EXPECT_TRUE(HasNote(host, "includes nothing", ""));
+}
+
+TEST_F(WatchEnd, HiddenFilesComeOnlyWhenAskedFor)
+{
+    folder.WriteBytes(L"hidden.txt", "h");
+    folder.WriteBytes(L"plain.txt", "p");
+    ASSERT_TRUE(SetFileAttributesW(Path(L"hidden.txt").c_str(), FILE_ATTRIBUTE_HIDDEN));
+    const auto moveIn = [&](const wchar_t* name) { std::filesystem::rename(Path(name), InTree(name)); };
+    const auto moveOut = [&](const wchar_t* name) { std::filesystem::rename(InTree(name), Path(name)); };
+    for (const bool asked : {false, true}) {
+        const auto host = StartWatch(asked ? Arguments{L"--hidden"} : Arguments{});
+        moveIn(L"hidden.txt");
+        moveIn(L"plain.txt");
+        EXPECT_FALSE(host->WaitForPath(InTree(L"plain.txt")).empty());
+        EXPECT_TRUE(!asked || !host->WaitForPath(InTree(L"hidden.txt")).empty());
+        host->Interrupt();
+        EXPECT_EQ(host->Finish(), 130);
+        bool came = false;
+        for (const Json& record : OfType(host->Records(), "pending"))
+            came = came || record.at("path") == Utf8(InTree(L"hidden.txt"));
+        EXPECT_EQ(came, asked);
+        moveOut(L"hidden.txt");
+        moveOut(L"plain.txt");
+    }
+}
+
+} // namespace

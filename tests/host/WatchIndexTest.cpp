@@ -1,0 +1,94 @@
+// A watch and the index of what is backed up.
+#include "companions/indexdb/OrbIndexDB.h"
+#include "tests/host/HostTest.h"
+
+#include <algorithm>
+
+namespace
+{
+
+class WatchIndex : public HostTest
+{
+protected:
+    void ExpectRefused(const Arguments& more, const std::string& reason)
+    {
+        HostProcess host(Watch(more));
+        EXPECT_EQ(host.Finish(), 1);
+        const Json error = OnlyError(host);
+        EXPECT_NE(error.value("message", "").find(reason), std::string::npos) << error;
+        EXPECT_EQ(error.value("path", ""), Utf8(index));
+        EXPECT_TRUE(host.Records().empty());
+    }
+    static bool IsNew(const Json& pending)
+    {
+        const Json& flags = pending.at("flags");
+        return std::find(flags.begin(), flags.end(), "new") != flags.end();
+    }
+};
+
+TEST_F(WatchIndex, WithRecordAnUnchangedFileIsDroppedAndAChangedOneIsNoLongerNew)
+{
+    folder.WriteBytes(L"a.txt", "one");
+    const std::wstring inTree = InTree(L"a.txt");
+    {
+        const auto host = StartWatch({L"--record"});
+        std::filesystem::rename(Path(L"a.txt"), inTree);
+        const Json first = host->WaitForPath(inTree);
+        ASSERT_FALSE(first.empty());
+        EXPECT_TRUE(IsNew(first));
+        host->Interrupt();
+        ASSERT_EQ(host->Finish(), 130);
+    }
+    const auto host = StartWatch({L"--record"});
+    std::filesystem::rename(inTree, Path(L"a.txt"));
+    std::filesystem::rename(Path(L"a.txt"), inTree);
+    // What comes after it has come; so it would have come, too.
+    ASSERT_FALSE(host->WaitForPath(Write(L"sentinel.txt", "s")).empty());
+    for (const Json& record : OfType(host->Records(), "pending"))
+        EXPECT_NE(record.at("path"), Utf8(inTree));
+    Write(L"a.txt", "two, and longer");
+    const Json changed = host->WaitForPath(inTree);
+    ASSERT_FALSE(changed.empty());
+    EXPECT_FALSE(IsNew(changed));
+    host->Interrupt();
+    EXPECT_EQ(host->Finish(), 130);
+}
+
+TEST_F(WatchIndex, AMissingIndexIsMadeAlsoWithoutRecord)
+{
+    HostProcess host(Watch({L"--until-quiet", L"0.2"}));
+    EXPECT_EQ(host.Finish(), 0);
+    CIndexDB made;
+    made.SetDBFilePath(index.c_str());
+    EXPECT_TRUE(made.Open(0, 0, 0));
+}
+
+TEST_F(WatchIndex, WhatIsNoDatabaseIsRefusedAndLeftAsItIs)
+{
+    const std::string text(4096, 'x');
+    folder.WriteBytes(L"index.db", text);
+    ExpectRefused({L"--record"}, "not a database");
+    EXPECT_EQ(folder.ReadBytes(L"index.db"), text);
+}
+
+TEST_F(WatchIndex, AnIndexThatAnotherProcessLocksIsRefused)
+{
+    CIndexDB other;
+    other.SetDBFilePath(index.c_str());
+    ASSERT_TRUE(other.Open(1, 1, 0));
+    ExpectRefused({L"--record"}, "locked");
+}
+
+TEST_F(WatchIndex, AReadOnlyIndexIsRefusedForRecording)
+{
+    {
+        CIndexDB made;
+        made.SetDBFilePath(index.c_str());
+        ASSERT_TRUE(made.Open(1, 0, 0));
+    }
+    SetFileAttributesW(index.c_str(), FILE_ATTRIBUTE_READONLY);
+    ExpectRefused({L"--record"}, "read-only");
+    SetFileAttributesW(index.c_str(), FILE_ATTRIBUTE_NORMAL);
+}
+
+} // namespace
