@@ -26,7 +26,7 @@ quietly() {
 }
 
 wine_env() {
-    export WINEPREFIX=$PREFIX WINEDEBUG=${WINEDEBUG:--all} WINEDLLOVERRIDES="mscoree,mshtml="
+    export WINEPREFIX=$PREFIX WINEDEBUG=${WINEDEBUG:--all} WINEDLLOVERRIDES="mscoree,mshtml=;winedbg.exe=d"
     unset DISPLAY WAYLAND_DISPLAY
 }
 

@@ -60,12 +60,6 @@ void IndexCache::Replace(std::unique_ptr<ItemCache> cache, const FileIdentity& d
 
 CString IndexPath(const wchar_t* path) { return CString(WithoutBackslash(path)); }
 
-CString ParentPath(const CString& path)
-{
-    const int slash = path.ReverseFind(L'\\');
-    return slash > 0 ? path.Left(slash) : CString();
-}
-
 std::uint64_t CIndexDB::CalculateUuid(const wchar_t* path) { return PathHash64(WithoutBackslash(path)); }
 
 bool CIndexDB::CacheLoaded()

@@ -33,4 +33,3 @@ void Replace(std::unique_ptr<ItemCache> cache, const FileIdentity& database);
 
 // The path as the index knows it: without one trailing backslash.
 CString IndexPath(const wchar_t* path);
-CString ParentPath(const CString& path);

@@ -1,5 +1,6 @@
 #include "companions/indexdb/IndexState.h"
 #include "companions/logging/OrbLogging.h"
+#include "support/Hashes.h"
 
 #include <memory>
 
@@ -13,8 +14,9 @@ CachedDatum CachedFrom(const ItemDatum& item)
     CachedDatum datum;
     datum.path = IndexPath(item.path);
     datum.id = CIndexDB::CalculateUuid(datum.path);
-    const CString parent = ParentPath(datum.path);
-    datum.parentId = parent.IsEmpty() ? 0 : CIndexDB::CalculateUuid(parent);
+    const std::size_t slash = datum.path.View().rfind(L'\\');
+    const bool inFolder = slash != std::wstring_view::npos && slash > 0;
+    datum.parentId = inFolder ? PathHash64(datum.path.View().substr(0, slash)) : 0;
     datum.modificationTime = item.modificationTime;
     datum.kind = item.kind;
     datum.flags = item.flags;

@@ -17,14 +17,6 @@ static_assert(ItemCache::MaxPath <= blockUnits, "a name lies in one block");
 constexpr std::uint64_t deletedKey = ~std::uint64_t(0);
 std::uint64_t KeyOf(std::uint64_t id) { return id == deletedKey ? id - 1 : id; }
 
-std::uint64_t FoldedKey(std::wstring_view path)
-{
-    std::wstring folded(path);
-    for (wchar_t& unit : folded)
-        unit = static_cast<wchar_t>(UpperUnit(static_cast<std::uint16_t>(unit)));
-    return KeyOf(PathHash64(folded));
-}
-
 bool IsAscii(std::wstring_view text)
 {
     return std::all_of(text.begin(), text.end(), [](wchar_t unit) { return unit < 0x80; });
@@ -80,7 +72,7 @@ bool ItemCache::Update(const CachedDatum& datum, std::int64_t delayedUntil)
     if (found == m_byId.end())
         return false;
     Item& item = m_items[found->second];
-    if (item.id != datum.id || PathOf(item) != datum.path.View())
+    if (item.id != datum.id || !HasPath(item, datum.path.View(), std::equal_to<std::wstring_view>()))
         return false;
     item.modificationTime = datum.modificationTime;
     item.flags = datum.flags;
@@ -103,9 +95,10 @@ void ItemCache::Erase(std::uint64_t id)
     if (!item || item->id != id)
         return;
     const Slot slot = m_byId.find(KeyOf(id))->second;
-    const std::wstring path = PathOf(*item);
-    if (!IsAscii(path))
-        m_byFoldedPath.erase(FoldedKey(path));
+    CString path;
+    PathOf(*item, path);
+    if (!IsAscii(path.View()))
+        m_byFoldedPath.erase(FoldedKey(path.View()));
     m_byId.erase(KeyOf(id));
     m_delayed.erase(id);
     m_items[slot].used = false;
@@ -125,7 +118,7 @@ bool ItemCache::Find(std::uint64_t id, CachedDatum& datum) const
     datum.modificationTime = item->modificationTime;
     datum.kind = item->kind;
     datum.flags = item->flags;
-    datum.path = std::wstring_view(PathOf(*item));
+    PathOf(*item, datum.path);
     return true;
 }
 
@@ -157,7 +150,7 @@ const ItemCache::Item* ItemCache::ItemAt(const SlotMap& map, std::uint64_t key) 
 const ItemCache::Item* ItemCache::ItemOfPath(const SlotMap& map, std::uint64_t key, std::wstring_view path) const
 {
     const Item* item = ItemAt(map, key);
-    return item && EqualNoCase(PathOf(*item), path) ? item : nullptr;
+    return item && HasPath(*item, path, EqualNoCase) ? item : nullptr;
 }
 
 ItemCache::Slot ItemCache::TakeSlot()
@@ -199,17 +192,36 @@ std::wstring_view ItemCache::NameOf(const Item& item) const
     return {m_names[item.name >> blockBits].get() + (item.name & (blockUnits - 1)), item.nameLength};
 }
 
-std::wstring ItemCache::PathOf(const Item& item) const
+// Millions of look-ups come here: one allocation, and none to compare.
+void ItemCache::PathOf(const Item& item, CString& path) const
 {
     const std::wstring& folder = m_folders[item.folder].path;
     const std::wstring_view name = NameOf(item);
-    std::wstring path;
-    path.reserve(folder.size() + 1 + name.size());
-    path += folder;
+    const std::size_t length = folder.size() + (folder.empty() ? 0 : 1) + name.size();
+    path.Empty();
+    wchar_t* end = std::copy(folder.begin(), folder.end(), path.GetBuffer(static_cast<int>(length)));
     if (!folder.empty())
-        path += L'\\';
-    path += name;
-    return path;
+        *end++ = L'\\';
+    std::copy(name.begin(), name.end(), end);
+    path.ReleaseBuffer(static_cast<int>(length));
+}
+
+template <typename Equal>
+bool ItemCache::HasPath(const Item& item, std::wstring_view path, Equal equal) const
+{
+    const std::wstring_view folder = m_folders[item.folder].path;
+    const std::wstring_view name = NameOf(item);
+    const std::size_t nameStart = folder.empty() ? 0 : folder.size() + 1;
+    return path.size() == nameStart + name.size() && equal(path.substr(nameStart), name) &&
+           equal(path.substr(0, folder.size()), folder) && (nameStart == 0 || path[nameStart - 1] == L'\\');
+}
+
+std::uint64_t ItemCache::FoldedKey(std::wstring_view path) const
+{
+    m_folded = path;
+    for (wchar_t& unit : m_folded)
+        unit = static_cast<wchar_t>(UpperUnit(static_cast<std::uint16_t>(unit)));
+    return KeyOf(PathHash64(m_folded));
 }
 
 void ItemCache::DropUnusedNames()

@@ -2,7 +2,7 @@
 // hundred bytes each): an item's path is its folder's number and its own name,
 // and names lie side by side in large blocks.
 //
-// Not locked: the owner guards it.
+// Not locked: the owner guards it, also for look-ups.
 #pragma once
 
 #include "companions/indexdb/OrbIndexDB.h"
@@ -63,7 +63,10 @@ private:
     std::uint32_t FolderOf(std::wstring_view path);
     std::uint32_t AddName(std::wstring_view name);
     std::wstring_view NameOf(const Item& item) const;
-    std::wstring PathOf(const Item& item) const;
+    void PathOf(const Item& item, CString& path) const;
+    template <typename Equal>
+    bool HasPath(const Item& item, std::wstring_view path, Equal equal) const;
+    std::uint64_t FoldedKey(std::wstring_view path) const;
     const Item* ItemAt(const SlotMap& map, std::uint64_t key) const;
     const Item* ItemOfPath(const SlotMap& map, std::uint64_t key, std::wstring_view path) const;
     void DropUnusedNames();
@@ -79,4 +82,5 @@ private:
     std::size_t m_namesUsed = 0; // in the last block
     std::size_t m_unusedNameUnits = 0;
     std::unordered_map<std::uint64_t, std::int64_t> m_delayed;
+    mutable std::wstring m_folded; // working space
 };

@@ -219,21 +219,26 @@ TEST_F(IndexItems, LookUpsAmongTwoHundredThousandItemsAskNoDatabase)
     constexpr int folders = 400;
     constexpr int files = 500;
     const auto path = [](int folder, int file) {
-        return L"C:\\Users\\folder " + std::to_wstring(folder) + L"\\file " + std::to_wstring(file) + L".txt";
+        wchar_t text[100];
+        _snwprintf(text, 100, L"C:\\Users\\folder %d\\file %d.txt", folder, file);
+        return CString(text);
     };
-    std::vector<ItemDatum> items;
-    for (int folder = 0; folder < folders; ++folder)
-        for (int file = 0; file < files; ++file)
-            items.push_back(Item(path(folder, file).c_str(), 0, static_cast<std::uint64_t>(folder * files + file)));
-    ASSERT_TRUE(db.RecordItems(items));
+    for (int folder = 0; folder < folders; folder += 10) {
+        std::vector<ItemDatum> items;
+        for (int i = 0; i < 10 * files; ++i)
+            items.push_back(Item(path(folder + i / files, i % files), 0, static_cast<std::uint64_t>(i)));
+        ASSERT_TRUE(db.RecordItems(items));
+    }
     ASSERT_TRUE(db.LoadCache());
 
     const std::uint64_t before = CIndexDB::DatabaseLookups();
     std::uint64_t wrong = 0;
     CachedDatum datum;
-    for (const ItemDatum& item : items) {
-        wrong += !CIndexDB::GetCachedData(item.path, datum) || datum.modificationTime != item.modificationTime;
-        wrong += !CIndexDB::GetCachedData(CIndexDB::CalculateUuid(item.path), datum) || datum.path != item.path;
+    for (int i = 0; i < folders * files; ++i) {
+        const CString wanted = path(i / files, i % files);
+        const auto time = static_cast<std::uint64_t>(i % (10 * files));
+        wrong += !CIndexDB::GetCachedData(wanted, datum) || datum.modificationTime != time;
+        wrong += !CIndexDB::GetCachedData(CIndexDB::CalculateUuid(wanted), datum) || datum.path != wanted;
     }
     EXPECT_EQ(wrong, 0u);
     EXPECT_FALSE(Knows(L"C:\\Users\\folder 1\\file 500.txt"));

@@ -28,6 +28,8 @@ protected:
         SetEnvironmentVariableW(L"ORB_DATA_FOLDER", folder.Path(L"data"));
         CIndexDB::ClearCache();
         WatchLoop::ForgetLastCheck();
+        // Shared with every process on the machine: what others have left is taken back.
+        ResetEvent(State().deletedFilesEvent.Get());
         State().clock = &clock;
         watcher.Init();
     }
