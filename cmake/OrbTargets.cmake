@@ -19,7 +19,7 @@ if(ORB_SANITIZE)
 endif()
 
 # Headers of libraries that are used as they are; their warnings are not ours.
-# ORB_DEPS is the folder that tools/bootstrap fills (see docs/building.md).
+# ORB_DEPS is the folder that tools/bootstrap fills.
 set(ORB_DEPS "" CACHE PATH "folder with the headers and libraries of the dependencies")
 if(ORB_DEPS)
     list(PREPEND CMAKE_PREFIX_PATH ${ORB_DEPS})
