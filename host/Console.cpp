@@ -70,7 +70,8 @@ FILE* TakeStandardOutput()
 HANDLE InterruptEvent()
 {
     if (!g_interrupt) {
-        g_interrupt = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+        const std::wstring name = L"Local\\orbwatch-interrupt-" + std::to_wstring(GetCurrentProcessId());
+        g_interrupt = CreateEventW(nullptr, TRUE, FALSE, name.c_str());
         SetConsoleCtrlHandler(OnConsoleEvent, TRUE);
     }
     return g_interrupt;

@@ -18,7 +18,8 @@ bool IsUtf8(std::string_view text);
 FILE* TakeStandardOutput();
 
 // Ctrl-C and Ctrl-Break set this event, and so does the closing of the console; the program then ends by
-// itself. The first call takes the interruption over.
+// itself. Programs that share no console with this one set it by its name, "Local\orbwatch-interrupt-" and
+// the process id in decimal. The first call takes the interruption over.
 HANDLE InterruptEvent();
 // Ctrl-C and Ctrl-Break end the program at once, with the code that says so: for work that leaves nothing
 // behind.

@@ -67,10 +67,12 @@ CLI::App* AddWatch(CLI::App& app, Arguments& arguments)
     watch->add_option("--timeout", arguments.timeout, "end with code 4 after S seconds")->check(CLI::PositiveNumber);
     watch->add_option("--until-quiet", arguments.untilQuiet, "end when nothing came for S seconds")
         ->check(CLI::PositiveNumber);
-    watch->footer("Example:\n  orbwatch watch --data selection.xml --index index.db --record --json\n"
-                  "Ctrl-C ends it; what is still pending comes first at the next start.\nCodes: 0 done, 1 failure, 2 "
-                  "wrong usage or unreadable input, 3 done but something could not be read,\n"
-                  "4 time limit, 130 interrupted.");
+    watch->footer(
+        "Example:\n  orbwatch watch --data selection.xml --index index.db --record --json\n"
+        "Ctrl-C ends it, and so does the event Local\\orbwatch-interrupt-PID; what is still pending comes first at\n"
+        "the next start.\nCodes: 0 done, 1 failure, 2 "
+        "wrong usage or unreadable input, 3 done but something could not be read,\n"
+        "4 time limit, 130 interrupted.");
     return watch;
 }
 

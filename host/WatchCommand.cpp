@@ -1,6 +1,7 @@
 #include "host/WatchCommand.h"
 
 #include "companions/indexdb/OrbIndexDB.h"
+#include "companions/settings/OrbSettings.h"
 #include "host/Console.h"
 #include "host/DirectoryOpener.h"
 #include "host/LibraryMessages.h"
@@ -11,7 +12,8 @@
 namespace
 {
 
-constexpr DWORD PollInterval = 50; // milliseconds between two looks at the queue
+constexpr double LongestStart = 120; // seconds
+constexpr DWORD PollInterval = 50;   // milliseconds between two looks at the queue
 
 double Seconds() { return static_cast<double>(GetTickCount64()) / 1000.0; }
 
@@ -68,6 +70,12 @@ private:
     double m_askedAt = 0;
 };
 
+std::wstring DumpPath()
+{
+    return std::wstring(GetMainSettings().GetDataFolderPath().GetString()) + L"\\watcher_dump.bin";
+}
+bool DumpIsThere() { return GetFileAttributesW(DumpPath().c_str()) != INVALID_FILE_ATTRIBUTES; }
+
 // One run of the watcher, from its start to its end.
 class WatchRun
 {
@@ -85,23 +93,33 @@ public:
     ExitCode Run()
     {
         const std::optional<ExitCode> early = WaitUntilReady();
-        const ExitCode code = WithFailures(early ? *early : HandOut());
+        ExitCode code = WithFailures(early ? *early : HandOut());
         m_watcher.AbortWatching();
-        TellMessages();
-        m_writer.Summary(m_handedOut, m_watcher.GetTotalFilesInMem(), code);
+        const std::int64_t pending = m_watcher.GetTotalFilesInMem();
         m_watcher.DeInit();
+        TellMessages();
+        if (pending > 0 && !DumpIsThere()) {
+            m_writer.Error(L"what is pending could not be kept for the next start", DumpPath());
+            code = ExitFailure;
+        }
+        m_writer.Summary(m_handedOut, pending, code);
         return m_writer.Good() ? code : ExitFailure;
     }
 
 private:
     std::optional<ExitCode> WaitUntilReady()
     {
-        while (!m_watcher.WaitUntilReady(PollInterval))
+        while (!m_watcher.WaitUntilReady(PollInterval)) {
             if (const std::optional<ExitCode> end = OutsideEnd())
                 return end;
+            if (Seconds() - m_start > LongestStart) {
+                m_writer.Error(L"the watcher did not start");
+                return ExitFailure;
+            }
+        }
         const std::vector<CString> roots = m_watcher.GetWatchedRoots();
         m_opener.Open(roots);
-        m_allWatched = m_selection.TellWhatIsNotWatched(roots, m_writer);
+        m_selection.TellWhatIsNotWatched(roots, m_writer);
         m_writer.Ready(roots);
         m_last = Seconds();
         return std::nullopt;
@@ -147,7 +165,7 @@ private:
         const std::vector<CString> roots = m_watcher.GetWatchedRoots();
         if (!m_opener.Open(roots))
             return;
-        m_allWatched = m_selection.TellWhatIsNotWatched(roots, m_writer);
+        m_selection.TellWhatIsNotWatched(roots, m_writer);
         m_writer.Roots(roots);
         m_last = Seconds();
     }
@@ -177,12 +195,17 @@ private:
             return code;
         if (m_recordingFailed)
             return ExitFailure;
-        return m_unreadable.empty() && m_allWatched ? ExitDone : ExitSomeUnreadable;
+        return m_unreadable.empty() ? ExitDone : ExitSomeUnreadable;
     }
 
     void Give(const QueueDatum& datum)
     {
         m_writer.Pending(datum);
+        // Nobody has received it: it goes on waiting.
+        if (!m_writer.Good()) {
+            m_watcher.AddSingleNotification(datum.path);
+            return;
+        }
         ++m_handedOut;
         m_last = Seconds();
         // What could not be read could not be copied either: it stays new, and is backed up again rather than never.
@@ -217,7 +240,6 @@ private:
     DirectoryOpener m_opener;
     LibraryMessages m_messages{LibraryMessages::Keep::Failures};
     std::set<std::wstring> m_unreadable; // handed out unread, and not yet again
-    bool m_allWatched = true;
     bool m_recordingFailed = false;
     std::uint64_t m_handedOut = 0;
     std::int64_t m_toldCount = 0;

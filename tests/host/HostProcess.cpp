@@ -173,7 +173,13 @@ bool HostProcess::WaitForText(const std::string& text)
     return m_output.WaitFor([&](const std::string& came) { return came == text; }, line);
 }
 
-void HostProcess::Interrupt() { GenerateConsoleCtrlEvent(CTRL_BREAK_EVENT, m_id); }
+void HostProcess::Interrupt()
+{
+    const std::wstring name = L"Local\\orbwatch-interrupt-" + std::to_wstring(m_id);
+    const KernelHandle event(OpenEventW(EVENT_MODIFY_STATE, FALSE, name.c_str()));
+    if (event)
+        SetEvent(event.Get());
+}
 
 int HostProcess::Finish()
 {

@@ -55,7 +55,7 @@ public:
     bool WaitForText(const std::string& text);
     Json WaitFor(const std::function<bool(const Json&)>& accepted);
 
-    // Ctrl-Break: a process group of its own does not get Ctrl-C.
+    // As Ctrl-C does; a test program has no console to press it in.
     void Interrupt();
     // The exit code; the process is killed when it does not end in time, and the code is -1.
     int Finish();
