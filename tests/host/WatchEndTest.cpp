@@ -102,7 +102,7 @@ TEST_F(WatchEnd, AFileThatVanishedBeforeTheHandOutDoesNotCome)
 
 TEST_F(WatchEnd, AFileThatNobodyMayReadComesWithoutATimeAndTheCodeSaysSo)
 {
-    const auto host = StartWatch({L"--record", L"--until-quiet", L"2"});
+    const auto host = StartWatch({L"--record", L"--max-events", L"1"});
     const std::wstring path = InTree(L"taken.txt");
     const FileHandle owner(CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
     ASSERT_TRUE(owner);
