@@ -1,9 +1,13 @@
 #include "host/Selection.h"
 
+#include "host/Console.h"
 #include "host/LibraryMessages.h"
 #include "support/CaseFold.h"
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 
 namespace
 {
@@ -44,12 +48,23 @@ bool IsFile(const std::wstring& path)
 }
 
 // The library passes over some of the files when they are not there.
-bool AllAreThere(const SelectionFiles& files, RecordWriter& writer)
+// A byte that is no UTF-8 would quietly make a rule mean another path.
+bool IsReadableText(const std::wstring& path)
+{
+    std::ifstream file(std::filesystem::path(path), std::ios::binary);
+    const std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    return bytes.starts_with("\xFF\xFE") || IsUtf8(bytes);
+}
+
+bool AllCanBeRead(const SelectionFiles& files, RecordWriter& writer)
 {
     bool good = true;
     for (const std::wstring* file : {&files.data, &files.autoExclude, &files.advanced, &files.secondary})
         if (!file->empty() && !IsFile(*file)) {
             writer.Error(L"the file is not there or cannot be reached", *file);
+            good = false;
+        } else if (!file->empty() && !IsReadableText(*file)) {
+            writer.Error(L"cannot be read as a selection: it holds bytes that are no UTF-8", *file);
             good = false;
         }
     return good;
@@ -70,7 +85,7 @@ bool IsThere(const CString& root, const DriveGuidInfo& drive)
 
 bool LoadSelection(COrbWatcher& watcher, const SelectionFiles& files, RecordWriter& writer)
 {
-    if (!AllAreThere(files, writer))
+    if (!AllCanBeRead(files, writer))
         return false;
     watcher.SetDataXMLFiles(files.data.c_str(), files.autoExclude.c_str(), files.advanced.c_str());
     watcher.SetSecondaryXMLFile(files.secondary.c_str(), nullptr);

@@ -7,6 +7,7 @@
 #include <windows.h>
 extern "C" NTSYSAPI WCHAR NTAPI RtlUpcaseUnicodeChar(WCHAR unit);
 #else
+#include <clocale>
 #include <cwctype>
 #endif
 
@@ -33,7 +34,8 @@ private:
 #ifdef _WIN32
         return RtlUpcaseUnicodeChar(unit);
 #else
-        const auto upper = static_cast<std::uint32_t>(std::towupper(unit));
+        static const locale_t unicode = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+        const auto upper = static_cast<std::uint32_t>(towupper_l(unit, unicode));
         return upper < Size ? static_cast<std::uint16_t>(upper) : unit;
 #endif
     }

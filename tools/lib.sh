@@ -28,6 +28,11 @@ quietly() {
 wine_env() {
     export WINEPREFIX=$PREFIX WINEDEBUG=${WINEDEBUG:--all} WINEDLLOVERRIDES="mscoree,mshtml=;winedbg.exe=d"
     unset DISPLAY WAYLAND_DISPLAY
+    # Wine reads arguments and file names in the locale's encoding; in the plain C locale names would be lost.
+    case ${LC_ALL:-${LC_CTYPE:-${LANG:-}}} in
+    *[Uu][Tt][Ff]*) ;;
+    *) export LC_ALL=C.UTF-8 ;;
+    esac
 }
 
 # configure NAME [cmake arguments]: the build tree build/NAME for Windows programs.

@@ -45,7 +45,8 @@ TEST_F(BadInput, AMissingSelectionIsNamedBeforeAnythingIsMade)
 TEST_F(BadInput, EmptyTruncatedAndWronglyEncodedSelectionsAreNamed)
 {
     const std::string whole = "<Data>" + TreeItem() + "</Data>";
-    const std::string bad[] = {"", whole.substr(0, whole.size() / 2), "\xFF\xFE" + whole, "<Rules/>"};
+    const std::string bad[] = {"", whole.substr(0, whole.size() / 2), "\xFF\xFE" + whole, "<Rules/>",
+                               "<Data><Item path=\"C:\\\xFF\"/></Data>"};
     for (const std::string& bytes : bad) {
         folder.WriteBytes(L"selection.xml", bytes);
         ExpectUnreadable(Explain({L"C:\\x"}), L"selection.xml");
