@@ -102,9 +102,11 @@ int main()
         if (!line.empty() && line.back() == '\r')
             line.pop_back();
         const std::vector<std::string> fields = Split(line);
+        SetLastError(ERROR_INVALID_PARAMETER);
         if (line.empty() || (fields.size() > 1 && Run(fields)))
             continue;
-        std::cerr << "changer: failed: " << line << " (" << GetLastError() << ")\n";
+        const DWORD error = GetLastError();
+        std::cerr << "changer: failed: " << line << " (error " << error << ")\n";
         return 1;
     }
     return 0;
