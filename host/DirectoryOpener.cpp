@@ -4,11 +4,19 @@
 #include "support/Handle.h"
 
 #include <algorithm>
+#include <set>
 
 namespace
 {
 
+constexpr DWORD LongestTurn = 10000; // milliseconds that another orbwatch is given to open its folders
+
 bool RunsUnderWine() { return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr; }
+
+bool Contains(const std::vector<CString>& roots, const CString& root)
+{
+    return std::find(roots.begin(), roots.end(), root) != roots.end();
+}
 
 bool IsDots(const std::wstring& name) { return name == L"." || name == L".."; }
 
@@ -32,41 +40,112 @@ void Forget(const std::wstring& folder)
     GetOverlappedResult(directory.Get(), &overlapped, &bytes, TRUE);
 }
 
-// The folder itself, and the folders that are right in it.
-std::vector<std::wstring> OpenOne(const std::wstring& folder, bool again)
+// The claim on a root is a mutex that lives as long as somebody watches the root, and is owned while folders are
+// opened.
+std::wstring ClaimName(const CString& root)
 {
-    if (again)
-        Forget(folder);
-    std::vector<std::wstring> inside;
-    WIN32_FIND_DATAW data;
-    const FindHandle search(FindFirstFileW((folder + L"*").c_str(), &data));
-    if (!search)
-        return inside;
-    do {
-        const bool entered = (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) &&
-                             !(data.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) && !IsDots(data.cFileName);
-        if (entered)
-            inside.push_back(folder + data.cFileName + L"\\");
-    } while (FindNextFileW(search.Get(), &data));
-    return inside;
+    std::wstring name = L"Local\\orbwatch-root-";
+    for (const wchar_t unit : root.View())
+        name += unit == L'\\' ? L'/' : unit;
+    return name;
 }
 
-void OpenWayTo(const std::wstring& folder, std::size_t rootLength, bool again)
+class OwnedMutex
 {
-    // The root itself is watched.
-    for (std::size_t slash = folder.find(L'\\', rootLength + 1); slash != std::wstring::npos;
-         slash = folder.find(L'\\', slash + 1))
-        OpenOne(folder.substr(0, slash + 1), again);
-}
+public:
+    explicit OwnedMutex(HANDLE mutex) : m_mutex(mutex)
+    {
+        const DWORD result = WaitForSingleObject(mutex, LongestTurn);
+        m_owned = result == WAIT_OBJECT_0 || result == WAIT_ABANDONED;
+    }
+    ~OwnedMutex()
+    {
+        if (m_owned)
+            ReleaseMutex(m_mutex);
+    }
+    OwnedMutex(const OwnedMutex&) = delete;
+    OwnedMutex& operator=(const OwnedMutex&) = delete;
+
+private:
+    const HANDLE m_mutex;
+    bool m_owned;
+};
+
+struct BeforeNoCase {
+    bool operator()(const std::wstring& left, const std::wstring& right) const
+    {
+        return CompareNoCase(left, right) < 0;
+    }
+};
+
+// One pass over the folders of a root. Each folder is forgotten once at most: forgetting it again would lose what
+// has been opened in it.
+class RootPass
+{
+public:
+    RootPass(const CString& root, bool forget, const std::function<bool()>& stop)
+        : m_rootLength(static_cast<std::size_t>(root.GetLength())),
+          m_forget(forget),
+          m_stop(stop)
+    {
+    }
+
+    void Open(const SelectionView::Folder& folder)
+    {
+        // The root itself is watched.
+        for (std::size_t slash = folder.path.find(L'\\', m_rootLength + 1); slash != std::wstring::npos;
+             slash = folder.path.find(L'\\', slash + 1))
+            OpenOne(folder.path.substr(0, slash + 1));
+        if (folder.withSubfolders)
+            OpenBelow(folder.path);
+    }
+
+private:
+    void OpenBelow(const std::wstring& top)
+    {
+        std::vector<std::wstring> waiting{top};
+        while (!waiting.empty() && !m_stop()) {
+            const std::wstring folder = std::move(waiting.back());
+            waiting.pop_back();
+            for (std::wstring& inside : OpenOne(folder))
+                waiting.push_back(std::move(inside));
+        }
+    }
+
+    // The folder itself, and the folders that are right in it.
+    std::vector<std::wstring> OpenOne(const std::wstring& folder)
+    {
+        if (m_forget && m_forgotten.insert(folder).second)
+            Forget(folder);
+        std::vector<std::wstring> inside;
+        WIN32_FIND_DATAW data;
+        const FindHandle search(FindFirstFileW((folder + L"*").c_str(), &data));
+        if (!search)
+            return inside;
+        do {
+            const bool entered = (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) &&
+                                 !(data.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) && !IsDots(data.cFileName);
+            if (entered)
+                inside.push_back(folder + data.cFileName + L"\\");
+        } while (FindNextFileW(search.Get(), &data));
+        return inside;
+    }
+
+    const std::size_t m_rootLength;
+    const bool m_forget;
+    const std::function<bool()>& m_stop;
+    std::set<std::wstring, BeforeNoCase> m_forgotten;
+};
 
 } // namespace
 
 bool DirectoryOpener::Open(const std::vector<CString>& roots)
 {
     static const bool wine = RunsUnderWine();
+    std::erase_if(m_claims, [&](const auto& claim) { return !Contains(roots, claim.first); });
     if (wine)
         for (const CString& root : roots)
-            if (std::find(m_opened.begin(), m_opened.end(), root) == m_opened.end())
+            if (!Contains(m_opened, root))
                 OpenRoot(root);
     const bool differ = m_opened != roots;
     m_opened = roots;
@@ -75,23 +154,12 @@ bool DirectoryOpener::Open(const std::vector<CString>& roots)
 
 void DirectoryOpener::OpenRoot(const CString& root)
 {
-    const bool again = !m_everOpened.insert(root).second;
-    for (const SelectionView::Folder& folder : m_folders) {
-        if (!BeginsNoCase(folder.path, root.View()))
-            continue;
-        OpenWayTo(folder.path, static_cast<std::size_t>(root.GetLength()), again);
-        if (folder.withSubfolders)
-            OpenBelow(folder.path, again);
-    }
-}
-
-void DirectoryOpener::OpenBelow(const std::wstring& top, bool again) const
-{
-    std::vector<std::wstring> waiting{top};
-    while (!waiting.empty() && !m_stop()) {
-        const std::wstring folder = std::move(waiting.back());
-        waiting.pop_back();
-        for (std::wstring& inside : OpenOne(folder, again))
-            waiting.push_back(std::move(inside));
-    }
+    KernelHandle& claim = m_claims[root];
+    claim.Reset(CreateMutexW(nullptr, FALSE, ClaimName(root).c_str()));
+    const bool forget = claim && GetLastError() != ERROR_ALREADY_EXISTS;
+    const OwnedMutex turn(claim.Get());
+    RootPass pass(root, forget, m_stop);
+    for (const SelectionView::Folder& folder : m_folders)
+        if (BeginsNoCase(folder.path, root.View()))
+            pass.Open(folder);
 }

@@ -1,13 +1,17 @@
 // Wine reports changes in a folder that was there before the watch only once the
-// folder has been opened; of a root that went and returns, it even keeps the
-// folders of the lost watch and reports nothing from them. This opens what the
-// selection includes, top-down. On Windows it opens nothing. One thread.
+// folder has been opened. It also keeps folders of watches that have ended, of
+// any process, as long as another watch lives, and reports nothing from them; a
+// short watch on such a folder makes it forget. This does both, top-down, in what
+// the selection includes. A folder that another orbwatch may be watching is only
+// opened: forgetting it would take it from the other. On Windows this opens
+// nothing. One thread.
 #pragma once
 
 #include "host/Selection.h"
+#include "support/Handle.h"
 
 #include <functional>
-#include <set>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -26,10 +30,9 @@ public:
 
 private:
     void OpenRoot(const CString& root);
-    void OpenBelow(const std::wstring& top, bool again) const;
 
     const std::vector<SelectionView::Folder> m_folders;
     const std::function<bool()> m_stop;
-    std::vector<CString> m_opened; // the roots of the last call
-    std::set<CString> m_everOpened;
+    std::vector<CString> m_opened;            // the roots of the last call
+    std::map<CString, KernelHandle> m_claims; // on the roots of the last call
 };
