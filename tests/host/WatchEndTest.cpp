@@ -82,6 +82,49 @@ TEST_F(WatchEnd, AfterAnInterruptionWhatWasPendingComesFirstAndOnce)
     EXPECT_EQ(host->Finish(), 130);
 }
 
+// A watch of this process on a folder of its own.
+class Watching
+{
+public:
+    explicit Watching(const std::wstring& folder)
+        : m_directory(CreateFileW(folder.c_str(), FILE_LIST_DIRECTORY, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                  OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OVERLAPPED, nullptr)),
+          m_begun(ReadDirectoryChangesW(m_directory.Get(), m_buffer, sizeof m_buffer, TRUE,
+                                        FILE_NOTIFY_CHANGE_FILE_NAME, nullptr, &m_overlapped, nullptr) != FALSE)
+    {
+    }
+    ~Watching()
+    {
+        CancelIoEx(m_directory.Get(), &m_overlapped);
+        DWORD bytes = 0;
+        GetOverlappedResult(m_directory.Get(), &m_overlapped, &bytes, TRUE);
+    }
+    Watching(const Watching&) = delete;
+    Watching& operator=(const Watching&) = delete;
+    bool Begun() const { return m_begun; }
+
+private:
+    OVERLAPPED m_overlapped = {};
+    alignas(8) char m_buffer[1024];
+    const FileHandle m_directory;
+    const bool m_begun;
+};
+
+TEST_F(WatchEnd, DeepFoldersAreWatchedAgainByTheNextRunWhileAnotherProgramWatchesElsewhere)
+{
+    std::filesystem::create_directories(Path(L"elsewhere"));
+    const Watching elsewhere(Path(L"elsewhere"));
+    ASSERT_TRUE(elsewhere.Begun());
+    Write(L"one\\two\\three\\before.txt", "x");
+    WriteSelection(TreeItem() + Item(L"path=\"" + InTree(L"one\\two") + L"\" type=\"1\" includeSub=\"1\""));
+    for (const wchar_t* name : {L"one\\two\\three\\first.txt", L"one\\two\\three\\second.txt"}) {
+        const auto host = StartWatch({});
+        EXPECT_FALSE(host->WaitForPath(Write(name, "x")).empty()) << Utf8(name);
+        host->Interrupt();
+        EXPECT_EQ(host->Finish(), 130);
+    }
+}
+
 TEST_F(WatchEnd, AFileThatVanishedBeforeTheHandOutDoesNotCome)
 {
     const auto host = StartWatch({L"--collect"});
