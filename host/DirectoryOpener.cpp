@@ -2,6 +2,7 @@
 
 #include "support/CaseFold.h"
 #include "support/Handle.h"
+#include "support/SystemPath.h"
 
 #include <algorithm>
 #include <set>
@@ -23,7 +24,7 @@ bool IsDots(const std::wstring& name) { return name == L"." || name == L".."; }
 // A watch of its own that ends at once makes Wine forget what it kept of the folder.
 void Forget(const std::wstring& folder)
 {
-    const FileHandle directory(CreateFileW(folder.c_str(), FILE_LIST_DIRECTORY,
+    const FileHandle directory(CreateFileW(SystemPath(folder.c_str()), FILE_LIST_DIRECTORY,
                                            FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                                            OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OVERLAPPED, nullptr));
     if (!directory)
@@ -119,7 +120,7 @@ private:
             Forget(folder);
         std::vector<std::wstring> inside;
         WIN32_FIND_DATAW data;
-        const FindHandle search(FindFirstFileW((folder + L"*").c_str(), &data));
+        const FindHandle search(FindFirstFileW(SystemPath((folder + L"*").c_str()), &data));
         if (!search)
             return inside;
         do {

@@ -9,6 +9,7 @@
 #include "orbwatcher4/core/WatcherState.h"
 #include "support/FileTimes.h"
 #include "support/Hashes.h"
+#include "support/SystemPath.h"
 
 #include <shlwapi.h>
 
@@ -16,6 +17,7 @@ namespace
 {
 
 constexpr int LongestEventPath = 260;
+constexpr DWORD LongestPrefixed = LongestEventPath + 8; // with the prefix of SystemPath
 constexpr std::uint64_t ReplacedWithin = 20000000; // 2 seconds in 100-ns units
 
 bool EndsInBackslash(const CString& path) { return !path.IsEmpty() && path[path.GetLength() - 1] == L'\\'; }
@@ -26,15 +28,23 @@ void AddBackslash(CString& path)
         path += L'\\';
 }
 
+CString LongFormOf(const CString& path)
+{
+    CString longPath;
+    const DWORD length = GetLongPathNameW(path, longPath.GetBuffer(LongestPrefixed), LongestPrefixed);
+    longPath.ReleaseBuffer(length <= LongestPrefixed ? static_cast<int>(length) : 0);
+    return longPath;
+}
+
 // A short name is replaced by its long form; empty when that fails.
 CString LongForm(const CString& path)
 {
     if (path.Find(L'~') < 0)
         return path;
-    CString longPath;
-    const DWORD length = GetLongPathNameW(path, longPath.GetBuffer(LongestEventPath), LongestEventPath);
-    longPath.ReleaseBuffer(length <= LongestEventPath ? static_cast<int>(length) : 0);
-    return longPath;
+    if (const CString longPath = LongFormOf(path); !longPath.IsEmpty())
+        return longPath;
+    const CString form = SystemPath(path);
+    return GetFileAttributesW(form) == INVALID_FILE_ATTRIBUTES ? CString() : PlainPath(LongFormOf(form));
 }
 
 } // namespace
@@ -66,7 +76,7 @@ std::optional<CString> ChangeHandler::NormalizeEventPath(const wchar_t* path)
     CString normal = LongForm(given);
     if (normal.IsEmpty() || normal.GetLength() > LongestEventPath)
         return std::nullopt;
-    if (PathIsDirectoryW(normal))
+    if (IsDirectory(normal))
         AddBackslash(normal);
     const ObjectLock lock(m.locks, &m.filter);
     m.filter.UpdateJunctionDestination(normal);
@@ -89,7 +99,7 @@ bool ChangeHandler::IsHiddenSkipped(const CString& path, const Notification& not
         return false;
     ImpersonateUser(m.userToken);
     // A failed call returns all bits set: a vanished file counts as hidden.
-    if (!(GetFileAttributesW(path) & FILE_ATTRIBUTE_HIDDEN))
+    if (!(GetFileAttributesW(SystemPath(path)) & FILE_ATTRIBUTE_HIDDEN))
         return false;
     return !m.backupHiddenFiles && !(notification.ruleFlags & QueueFlags::EvenWhenHidden);
 }
@@ -100,7 +110,7 @@ bool ChangeHandler::IsDuplicateNotification(const CString& path)
     if (!CIndexDB::GetCachedData(CIndexDB::CalculateUuid(path), datum, 1) ||
         (datum.flags & CachedDatum::NoDeleteRecord))
         return false;
-    const bool directory = PathIsDirectoryW(path) != FALSE;
+    const bool directory = IsDirectory(path);
     std::uint64_t modified = 0;
     const bool known = GetFileTimes(path, directory, nullptr, &modified);
     if (directory || (known && modified == datum.modificationTime)) {
@@ -170,7 +180,7 @@ void ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, bool expandDire
         m_watcher.SignalInstantRunEvent();
     if (notification->ruleFlags & QueueFlags::ShowOverlay) {
         CString shown = *path;
-        if (PathIsDirectoryW(shown))
+        if (IsDirectory(shown))
             AddBackslash(shown);
         SetOverlay(shown, OverlayStatus::Pending);
     }

@@ -2,6 +2,7 @@
 #include "orbwatcher4/core/ChangeHandler.h"
 #include "orbwatcher4/core/WatcherState.h"
 #include "support/Privileges.h"
+#include "support/SystemPath.h"
 
 #include <atomic>
 
@@ -26,7 +27,7 @@ void AskForPrivilegesOnce()
 FindHandle FindFirst(const CString& pattern, WIN32_FIND_DATAW& data)
 {
     for (int retry = 0;; ++retry) {
-        FindHandle found(FindFirstFileW(pattern, &data));
+        FindHandle found(FindFirstFileW(SystemPath(pattern), &data));
         if (found || GetLastError() != ERROR_SHARING_VIOLATION || retry == MostRetries)
             return found;
         Sleep(RetryPause);
@@ -41,7 +42,7 @@ bool IsDots(const wchar_t* name) { return name[0] == L'.' && (name[1] == 0 || (n
 bool ChangeHandler::AddDirectoryChildren(const CString& path)
 {
     AskForPrivilegesOnce();
-    const DWORD attributes = GetFileAttributesW(path);
+    const DWORD attributes = GetFileAttributesW(SystemPath(path));
     if (attributes == INVALID_FILE_ATTRIBUTES)
         return false;
     if (!(attributes & FILE_ATTRIBUTE_DIRECTORY) || (attributes & FILE_ATTRIBUTE_REPARSE_POINT))

@@ -2,6 +2,7 @@
 
 #include "companions/logging/OrbLogging.h"
 #include "support/Handle.h"
+#include "support/SystemPath.h"
 
 #include <shlwapi.h>
 
@@ -13,13 +14,19 @@ bool GetFileFindData(const wchar_t* path, WIN32_FIND_DATAW* data)
     CString name(path);
     if (!name.IsEmpty() && name[name.GetLength() - 1] == L'\\')
         name = name.Left(name.GetLength() - 1);
-    if (const FindHandle found(FindFirstFileW(name, data)); found)
+    if (const FindHandle found(FindFirstFileW(SystemPath(name), data)); found)
         return true;
     const DWORD error = GetLastError();
     *data = {};
     g_OrbLog.Log(L"File: %s", name.GetString());
     g_OrbLog.Log(L"Last Error: %d", error);
     return false;
+}
+
+bool IsDirectory(const wchar_t* path)
+{
+    const DWORD attributes = GetFileAttributesW(SystemPath(path));
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
 }
 
 CString RootOf(const wchar_t* path)
@@ -34,7 +41,7 @@ CString RootOf(const wchar_t* path)
 
 bool IsReallyGone(const wchar_t* path)
 {
-    if (GetFileAttributesW(path) != INVALID_FILE_ATTRIBUTES)
+    if (GetFileAttributesW(SystemPath(path)) != INVALID_FILE_ATTRIBUTES)
         return false;
     const DWORD error = GetLastError();
     if (error != ERROR_FILE_NOT_FOUND && error != ERROR_PATH_NOT_FOUND && error != ERROR_INVALID_NAME)

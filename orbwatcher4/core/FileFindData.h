@@ -9,6 +9,9 @@
 // leaves the record zeroed.
 bool GetFileFindData(const wchar_t* path, WIN32_FIND_DATAW* data);
 
+// True for a folder that is there.
+bool IsDirectory(const wchar_t* path);
+
 // The root that a path lies on, with a trailing backslash.
 CString RootOf(const wchar_t* path);
 // True when nothing is there although the drive or share is: not when it merely cannot be reached now.

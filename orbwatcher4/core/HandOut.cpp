@@ -8,6 +8,7 @@
 #include "orbwatcher4/core/WatcherState.h"
 #include "support/FileTimes.h"
 #include "support/Hashes.h"
+#include "support/SystemPath.h"
 #include "support/Wildcard.h"
 
 #include <shlwapi.h>
@@ -42,7 +43,7 @@ void UpperCaseRoot(wchar_t* path)
 std::uint64_t LastWriteTime(const wchar_t* path)
 {
     WIN32_FIND_DATAW data;
-    const FindHandle found(FindFirstFileW(path, &data));
+    const FindHandle found(FindFirstFileW(SystemPath(path), &data));
     return found ? data.ftLastWriteTime.dwLowDateTime | std::uint64_t(data.ftLastWriteTime.dwHighDateTime) << 32 : 0;
 }
 
@@ -147,7 +148,7 @@ HandOut::HandOut(COrbWatcher& watcher, WatcherState& state, std::set<unsigned __
 HandOut::Verdict HandOut::Offer(const NotificationStore::Entry& entry)
 {
     const CString& path = entry.path;
-    if (GetFileAttributesW(path) == INVALID_FILE_ATTRIBUTES) {
+    if (GetFileAttributesW(SystemPath(path)) == INVALID_FILE_ATTRIBUTES) {
         // A drive that is away takes no pending file with it.
         if (!IsReallyGone(path))
             return Verdict::Keep;

@@ -1,6 +1,7 @@
 // The smaller questions around the queue.
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/OrbSettings.h"
+#include "orbwatcher4/core/FileFindData.h"
 #include "orbwatcher4/core/Impersonation.h"
 #include "orbwatcher4/core/WatcherState.h"
 #include "support/Hashes.h"
@@ -13,7 +14,7 @@ namespace
 
 bool MatchesExtensionList(const wchar_t* path, const CString& patterns)
 {
-    return !PathIsDirectoryW(path) && MatchAnyWildcard(patterns.View(), PathFindFileNameW(path));
+    return !IsDirectory(path) && MatchAnyWildcard(patterns.View(), PathFindFileNameW(path));
 }
 
 bool Holds(const KeySet& set, std::wstring_view text) { return set.find(PathHash64(text)) != set.end(); }

@@ -1,9 +1,8 @@
 // What a removal leaves behind: a deletion that waits for processing.
 #include "companions/indexdb/OrbIndexDB.h"
 #include "orbwatcher4/core/ChangeHandler.h"
+#include "orbwatcher4/core/FileFindData.h"
 #include "orbwatcher4/core/WatcherState.h"
-
-#include <shlwapi.h>
 
 namespace
 {
@@ -29,7 +28,7 @@ void ChangeHandler::OnFileRemoved(const wchar_t* eventPath)
         m.filter.UpdateJunctionDestination(mapped);
         primary = m.filter.CheckForInclusion(path, &rules, true, true);
     }
-    if (PathIsDirectoryW(path) && mapped[mapped.GetLength() - 1] != L'\\')
+    if (IsDirectory(path) && mapped[mapped.GetLength() - 1] != L'\\')
         mapped += L'\\';
     {
         const ObjectLock lock(m.locks, &m.secondaryFilter);

@@ -4,6 +4,7 @@
 #include "orbwatcher4/core/FileFindData.h"
 #include "orbwatcher4/core/Impersonation.h"
 #include "orbwatcher4/core/WatcherState.h"
+#include "support/SystemPath.h"
 
 void COrbWatcher::Resume()
 {
@@ -31,7 +32,7 @@ void COrbWatcher::ReplayDump()
 // The dump knows no kinds: a path that is gone was, or has become, a deletion.
 void COrbWatcher::ReplayLine(const CString& path)
 {
-    if (GetFileAttributesW(path) != INVALID_FILE_ATTRIBUTES)
+    if (GetFileAttributesW(SystemPath(path)) != INVALID_FILE_ATTRIBUTES)
         m->changeHandler.ProcessChangedFile(path, false, false);
     else if (IsReallyGone(path))
         m->changeHandler.OnFileRemoved(path);

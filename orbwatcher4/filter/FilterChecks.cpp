@@ -4,6 +4,7 @@
 #include "orbwatcher4/OrbFilter.h"
 #include "orbwatcher4/filter/Decisions.h"
 #include "support/CaseFold.h"
+#include "support/SystemPath.h"
 
 #include <windows.h>
 
@@ -15,7 +16,7 @@ namespace
 class Machine final : public Decisions::AdvancedHost
 {
 public:
-    std::uint32_t Attributes(const wchar_t* path) override { return GetFileAttributesW(path); }
+    std::uint32_t Attributes(const wchar_t* path) override { return GetFileAttributesW(SystemPath(path)); }
 
     void RegexFailed(const Filter&) override
     {

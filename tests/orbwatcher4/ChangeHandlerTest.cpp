@@ -2,6 +2,7 @@
 #include "companions/online/OnlineCallbackHandler.h"
 #include "companions/settings/OrbSettings.h"
 #include "support/Hashes.h"
+#include "support/SystemPath.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 
 namespace
@@ -234,15 +235,47 @@ TEST_F(Changes, AVanishedFileCountsAsHidden)
     EXPECT_TRUE(log.Has(L"File: " + std::wstring(InTree(L"gone.txt")) + L" is Hidden and will be skipped"));
 }
 
+// Paths that the plain interface cannot name.
+bool MakeFile(const CString& path)
+{
+    return static_cast<bool>(FileHandle(
+        CreateFileW(SystemPath(path), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr)));
+}
+
 TEST_F(Changes, PathsOf260UnitsAreTakenAndLongerOnesAreDropped)
 {
-    watcher.EnableBackupHiddenFiles(true); // such files cannot be made through the plain interface
     for (const int length : {259, 260, 261}) {
         const CString path = InTree(L"") + CString(L'x', length - InTree(L"").GetLength());
         ASSERT_EQ(path.GetLength(), length);
+        ASSERT_TRUE(MakeFile(path));
         Handler().OnFileAdded(path);
         EXPECT_EQ(Pending(path) != nullptr, length <= 260) << length;
     }
+    EXPECT_EQ(Drain().size(), 2u);
+}
+
+TEST_F(Changes, NamesThatEndInDotsAndSpacesAndThoseWithSurrogatesAreTakenAsTheyAre)
+{
+    const std::wstring names[] = {L"dot.", L"dots...", L"space ", L"both. ", L"tilde~.", L"pair \U0001F600"};
+    for (const std::wstring& name : names) {
+        ASSERT_TRUE(MakeFile(InTree(name))) << Narrow(name);
+        Handler().OnFileAdded(InTree(name));
+    }
+    const CString inside = InTree(L"folder. ") + L"\\in. ";
+    ASSERT_TRUE(CreateDirectoryW(SystemPath(InTree(L"folder. ")), nullptr));
+    ASSERT_TRUE(MakeFile(inside));
+    Handler().OnFileAdded(InTree(L"folder. "));
+    EXPECT_TRUE(Pending(inside));
+    QueueDatum datum;
+    std::set<std::wstring> came;
+    while (watcher.GetSingleNotification(nullptr, datum)) {
+        came.insert(datum.path);
+        EXPECT_GT(datum.modificationTime, 0) << Narrow(datum.path);
+    }
+    EXPECT_EQ(came.size(), std::size(names) + 2);
+    for (const std::wstring& path : came) // what removes the test's folder cannot name them
+        EXPECT_TRUE(path.ends_with(L'\\') || DeleteFileW(SystemPath(path.c_str()))) << Narrow(path);
+    EXPECT_TRUE(RemoveDirectoryW(SystemPath(InTree(L"folder. "))));
 }
 
 TEST_F(Changes, AShortNameThatCannotBeMadeLongIsDropped)

@@ -1,5 +1,6 @@
 #include "support/CaseFold.h"
 #include "support/Numbers.h"
+#include "support/SystemPath.h"
 #include "support/Wildcard.h"
 
 #include <gtest/gtest.h>
@@ -32,6 +33,30 @@ TEST(CaseFold, PrefixesAndSuffixesCompareOverTheirOwnLength)
     EXPECT_TRUE(EndsNoCase(L"a.TXT", L".txt"));
     EXPECT_FALSE(EndsNoCase(L"txt", L".txt"));
     EXPECT_TRUE(BeginsNoCase(L"", L""));
+}
+
+TEST(SystemPath, FullPathsGetThePrefixThatKeepsThemAsTheyAre)
+{
+    EXPECT_STREQ(SystemPath(L"c:\\a \\b.\\"), L"\\\\?\\c:\\a \\b.\\");
+    EXPECT_STREQ(SystemPath(L"Z:\\"), L"\\\\?\\Z:\\");
+    EXPECT_STREQ(SystemPath(L"C:\\a\\*"), L"\\\\?\\C:\\a\\*");
+    EXPECT_STREQ(SystemPath(L"\\\\server\\share\\..."), L"\\\\?\\UNC\\server\\share\\...");
+}
+
+TEST(SystemPath, WhatTheSystemHasToRewriteStaysPlain)
+{
+    for (const wchar_t* path :
+         {L"", L"C:", L"C:a", L"a\\b", L"\\a", L"C:\\a\\..\\b", L"C:\\.", L"C:\\a/b", L"C:\\a\\\\b", L"\\\\?\\C:\\a.",
+          L"\\\\.\\pipe\\x", L"\\\\server\\share\\..\\x", L"\\\\"})
+        EXPECT_STREQ(SystemPath(path), path);
+}
+
+TEST(SystemPath, ThePlainFormIsWithoutThePrefix)
+{
+    EXPECT_STREQ(PlainPath(L"\\\\?\\C:\\a."), L"C:\\a.");
+    EXPECT_STREQ(PlainPath(L"\\\\?\\UNC\\server\\share"), L"\\\\server\\share");
+    EXPECT_STREQ(PlainPath(L"C:\\a"), L"C:\\a");
+    EXPECT_STREQ(PlainPath(L""), L"");
 }
 
 TEST(Wildcard, AStarIsAnyRunAndAQuestionMarkAnyOneUnit)
