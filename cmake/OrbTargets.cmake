@@ -48,9 +48,14 @@ function(orb_dll name)
 endfunction()
 
 # orb_test(name SOURCES ... LIBS ...): a test program, run by tools/test.
-# Its sources are named one by one; a test checks that none is forgotten.
+# Its sources are named one by one; a forgotten test is an error. (Natively only the portable ones are named.)
 function(orb_test name)
     cmake_parse_arguments(A "" "" "SOURCES;LIBS" ${ARGN})
+    file(GLOB tests CONFIGURE_DEPENDS RELATIVE ${CMAKE_CURRENT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR}/*Test.cpp)
+    list(REMOVE_ITEM tests ${A_SOURCES})
+    if(WIN32 AND tests)
+        message(FATAL_ERROR "${name} does not name ${tests}")
+    endif()
     add_executable(${name} ${A_SOURCES})
     target_link_libraries(${name} PRIVATE orb_test_main ${A_LIBS})
     set_property(GLOBAL APPEND PROPERTY ORB_TEST_PROGRAMS ${name})

@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 
 namespace
 {
@@ -51,8 +50,10 @@ bool IsFile(const std::wstring& path)
 // A byte that is no UTF-8 would quietly make a rule mean another path.
 bool IsReadableText(const std::wstring& path)
 {
-    std::ifstream file(std::filesystem::path(path), std::ios::binary);
-    const std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    std::ifstream file(std::filesystem::path(path), std::ios::binary | std::ios::ate);
+    const std::streamoff size = file.tellg();
+    std::string bytes(size > 0 ? static_cast<std::size_t>(size) : 0, '\0');
+    file.seekg(0).read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     return bytes.starts_with("\xFF\xFE") || IsUtf8(bytes);
 }
 

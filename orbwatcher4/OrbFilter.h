@@ -144,7 +144,7 @@ private:
     bool AddScannedDirectory(CString& dir);
     void RememberJunction(const CString& junction, const CString& destination);
     bool ReadRule(CMarkup& document, bool autoExclude, FilterList* out, bool markFlag, bool readItemText,
-                  const VolumeTable& volumes);
+                  VolumeTable& volumes);
     void HandOn(const FilterPtr& rule, FilterList* out);
     void ReadAdvancedRule(CMarkup& document);
     void ReadBackupFolder();

@@ -84,9 +84,10 @@ bool OpenRules(CMarkup& document, const wchar_t* file, const wchar_t* failure)
 
 } // namespace
 
-// Where each volume is mounted now.
+// Where each volume is mounted now, and which drives are network drives: asked once for all the rules of a file.
 struct OrbFilter::VolumeTable {
     std::map<std::int32_t, CString> rootOfSerial;
+    std::map<int, bool> networkDrives; // by the number of the letter; -1 for a path without one
 
     VolumeTable()
     {
@@ -100,6 +101,17 @@ struct OrbFilter::VolumeTable {
             if (GetVolumeInformationW(root, nullptr, 0, &serial, nullptr, nullptr, nullptr, 0) && serial != 0)
                 rootOfSerial[static_cast<std::int32_t>(serial)] = root;
         }
+    }
+
+    // Asking the system takes longer than all the rest of reading a rule.
+    bool IsOnNetwork(const CString& path)
+    {
+        if (PathIsUNCW(path))
+            return true;
+        const auto [drive, isFirst] = networkDrives.try_emplace(PathGetDriveNumberW(path));
+        if (isFirst)
+            drive->second = PathIsNetworkPathW(path) != FALSE;
+        return drive->second;
     }
 
     // A volume that is mounted under another letter now takes the rule's path with it. The path is changed
@@ -152,7 +164,7 @@ bool OrbFilter::LoadXmlFilter(const wchar_t* file, bool autoExclude, FilterList*
         return false;
     if (document.FindElement(L"GlobalExclude"))
         m_globalExclude = document.GetElementText();
-    const VolumeTable volumes;
+    VolumeTable volumes;
     ReadBackupFolder();
     while (document.FindElement(L"Item"))
         ReadRule(document, autoExclude, out, markFlag, readItemText, volumes);
@@ -171,7 +183,7 @@ void OrbFilter::ReadBackupFolder()
 }
 
 bool OrbFilter::ReadRule(CMarkup& document, bool autoExclude, FilterList* out, bool markFlag, bool readItemText,
-                         const VolumeTable& volumes)
+                         VolumeTable& volumes)
 {
     auto rule = std::make_shared<Filter>();
     if (readItemText)
@@ -188,7 +200,7 @@ bool OrbFilter::ReadRule(CMarkup& document, bool autoExclude, FilterList* out, b
     rule->path = document.GetAttribute(L"path");
     if (rule->path.IsEmpty())
         return false;
-    if (!excludes && PathIsNetworkPathW(rule->path))
+    if (!excludes && volumes.IsOnNetwork(rule->path))
         m_networkInclude = true;
     if (rule->type)
         rule->path = FolderPath(rule->path);

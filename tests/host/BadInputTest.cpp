@@ -85,6 +85,32 @@ TEST_F(BadInput, ALogThatCannotBeWrittenIsToldAndStopsNothing)
     EXPECT_NE(Notes(host).find("cannot be"), std::string::npos);
 }
 
+TEST_F(BadInput, ALogOnAFullDiskIsToldAndStopsNothing)
+{
+    const FileOnFullDisk log(data + L"\\OrbWatcher.log");
+    ASSERT_TRUE(log.Made());
+    HostProcess host(Watch({L"--max-events", L"1"}));
+    ASSERT_FALSE(host.WaitForType("ready").empty());
+    Write(L"a.txt", "x");
+    EXPECT_EQ(host.Finish(), 0);
+    EXPECT_EQ(OfType(host.Records(), "pending").size(), 1u);
+    EXPECT_NE(Notes(host).find("OrbWatcher.log cannot be written (error 112)"), std::string::npos) << Notes(host);
+}
+
+TEST_F(BadInput, ASelectionOfAHundredMegabytesIsReadToItsLastRule)
+{
+    constexpr std::size_t Enough = 100 * 1024 * 1024;
+    std::string items;
+    items.reserve(Enough + 4096);
+    for (int number = 0; items.size() < Enough; ++number)
+        items += "<Item path=\"Q:\\folder " + std::to_string(number % 1000) + "\\" + std::to_string(number) +
+                 std::string(100, 'n') + "\" type=\"1\" includeSub=\"1\" mask=\"" + std::string(400, 'm') + "\"/>\n";
+    WriteSelection(items + TreeItem());
+    HostProcess host(Explain({InTree(L"a.txt")}));
+    EXPECT_EQ(host.Finish(std::chrono::minutes(3)), 0);
+    EXPECT_EQ(host.Records().at(0).at("decision"), "Included");
+}
+
 TEST_F(BadInput, ARegularExpressionThatWouldNeverEndIsGivenUp)
 {
     const std::wstring advanced =

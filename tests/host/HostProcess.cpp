@@ -8,8 +8,6 @@
 namespace
 {
 
-constexpr auto Limit = std::chrono::seconds(30);
-
 struct Pipe {
     FileHandle read;
     FileHandle write;
@@ -106,7 +104,7 @@ bool LineReader::WaitFor(const std::function<bool(const std::string&)>& accepted
     std::unique_lock lock(m_mutex);
     std::size_t seen = 0;
     bool found = false;
-    m_changed.wait_for(lock, Limit, [&] {
+    m_changed.wait_for(lock, HostProcess::Limit, [&] {
         for (; seen < m_lines.size() && !found; ++seen)
             if (accepted(m_lines[seen])) {
                 line = m_lines[seen];
@@ -147,14 +145,14 @@ HostProcess::HostProcess(const std::vector<std::wstring>& arguments, const std::
 
 HostProcess::~HostProcess() { Finish(); }
 
-HostProcess::Json HostProcess::WaitFor(const std::function<bool(const Json&)>& accepted)
+HostProcess::Json HostProcess::WaitFor(LineReader& reader, const std::function<bool(const Json&)>& accepted)
 {
     std::string line;
     const auto acceptedLine = [&](const std::string& text) {
         const Json record = Json::parse(text, nullptr, false);
         return record.is_object() && accepted(record);
     };
-    return m_output.WaitFor(acceptedLine, line) ? Json::parse(line) : Json::object();
+    return reader.WaitFor(acceptedLine, line) ? Json::parse(line) : Json::object();
 }
 
 HostProcess::Json HostProcess::WaitForType(const std::string& type)
@@ -165,6 +163,11 @@ HostProcess::Json HostProcess::WaitForType(const std::string& type)
 HostProcess::Json HostProcess::WaitForPath(const std::wstring& path)
 {
     return WaitFor([&](const Json& record) { return record.value("path", "") == Utf8(path); });
+}
+
+HostProcess::Json HostProcess::WaitForError(const std::wstring& path)
+{
+    return WaitFor(m_errors, [&](const Json& record) { return record.value("path", "") == Utf8(path); });
 }
 
 bool HostProcess::WaitForText(const std::string& text)
@@ -181,13 +184,12 @@ void HostProcess::Interrupt()
         SetEvent(event.Get());
 }
 
-int HostProcess::Finish()
+int HostProcess::Finish(std::chrono::milliseconds limit)
 {
     if (m_exitCode != -2)
         return m_exitCode;
     DWORD code = static_cast<DWORD>(-1);
-    const auto limit = std::chrono::duration_cast<std::chrono::milliseconds>(Limit).count();
-    if (WaitForSingleObject(m_process.Get(), static_cast<DWORD>(limit)) == WAIT_OBJECT_0)
+    if (WaitForSingleObject(m_process.Get(), static_cast<DWORD>(limit.count())) == WAIT_OBJECT_0)
         GetExitCodeProcess(m_process.Get(), &code);
     else
         TerminateProcess(m_process.Get(), code);

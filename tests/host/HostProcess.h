@@ -6,6 +6,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <mutex>
@@ -40,6 +41,7 @@ class HostProcess
 {
 public:
     using Json = nlohmann::json;
+    static constexpr std::chrono::seconds Limit{30}; // of every wait
 
     // `input` is what standard input holds. The child gets the data folder that is set in this process.
     explicit HostProcess(const std::vector<std::wstring>& arguments, const std::string& input = "");
@@ -51,14 +53,16 @@ public:
     // over.
     Json WaitForType(const std::string& type);
     Json WaitForPath(const std::wstring& path);
+    // The same among what comes on standard error.
+    Json WaitForError(const std::wstring& path);
     // A line that is this text.
     bool WaitForText(const std::string& text);
-    Json WaitFor(const std::function<bool(const Json&)>& accepted);
+    Json WaitFor(const std::function<bool(const Json&)>& accepted) { return WaitFor(m_output, accepted); }
 
     // As Ctrl-C does; a test program has no console to press it in.
     void Interrupt();
     // The exit code; the process is killed when it does not end in time, and the code is -1.
-    int Finish();
+    int Finish(std::chrono::milliseconds limit = Limit);
 
     // After Finish. Records: every line must be JSON, or this throws.
     std::vector<Json> Records() const;
@@ -67,6 +71,8 @@ public:
     std::vector<std::string> ErrorLines() const { return m_errors.Lines(); }
 
 private:
+    static Json WaitFor(LineReader& reader, const std::function<bool(const Json&)>& accepted);
+
     KernelHandle m_process;
     DWORD m_id = 0;
     LineReader m_output;

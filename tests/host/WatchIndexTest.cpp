@@ -79,6 +79,32 @@ TEST_F(WatchIndex, AnIndexThatAnotherProcessLocksIsRefused)
     ExpectRefused({L"--record"}, "locked");
 }
 
+TEST_F(WatchIndex, AFileThatCannotBeRecordedIsToldAndTheOthersAreRecorded)
+{
+    const std::wstring first = InTree(L"first.txt"), second = InTree(L"second.txt");
+    folder.WriteBytes(L"first.txt", "1");
+    folder.WriteBytes(L"second.txt", "2");
+    HostProcess host(Watch({L"--record", L"--max-events", L"2"}));
+    ASSERT_FALSE(host.WaitForType("ready").empty());
+    CIndexDB other;
+    other.SetDBFilePath(index.c_str());
+    ASSERT_TRUE(other.Open(1, 0, 0));
+    ASSERT_TRUE(other.BeginBatch());
+    std::filesystem::rename(Path(L"first.txt"), first);
+    ASSERT_FALSE(host.WaitForError(first).empty());
+    other.Close();
+    std::filesystem::rename(Path(L"second.txt"), second);
+    EXPECT_EQ(host.Finish(), 1);
+    const Json error = OnlyError(host);
+    EXPECT_TRUE(error.value("message", "").starts_with("cannot be recorded in the index: ")) << error;
+    EXPECT_EQ(error.value("path", ""), Utf8(first));
+    ASSERT_TRUE(other.Open(0, 0, 0) && other.LoadCache());
+    CachedDatum datum;
+    EXPECT_FALSE(CIndexDB::GetCachedData(first.c_str(), datum));
+    EXPECT_TRUE(CIndexDB::GetCachedData(second.c_str(), datum));
+    CIndexDB::ClearCache();
+}
+
 TEST_F(WatchIndex, AReadOnlyIndexIsRefusedForRecording)
 {
     {

@@ -107,6 +107,14 @@ std::string Narrow(std::wstring_view text)
     return narrow;
 }
 
+FileOnFullDisk::FileOnFullDisk(const std::wstring& path)
+    : m_unixPath(UnixPath(path.c_str())),
+      m_made(RunBelow(L"ln -s /dev/full '" + m_unixPath + L"'"))
+{
+}
+
+FileOnFullDisk::~FileOnFullDisk() { RunBelow(L"rm -f '" + m_unixPath + L"'"); }
+
 bool AttachDrive(char letter, const wchar_t* folder)
 {
     return RunBelow(L"ln -sfn '" + UnixPath(folder) + L"' " + DriveLink(letter));

@@ -12,6 +12,22 @@ void LeaveTestProcess();
 bool HeapsAreWhole();
 std::string Narrow(std::wstring_view text);
 
+// A file that lies on a full disk as long as the object lives: every write to it fails.
+class FileOnFullDisk
+{
+public:
+    explicit FileOnFullDisk(const std::wstring& path);
+    ~FileOnFullDisk();
+    FileOnFullDisk(const FileOnFullDisk&) = delete;
+    FileOnFullDisk& operator=(const FileOnFullDisk&) = delete;
+
+    bool Made() const { return m_made; }
+
+private:
+    const std::wstring m_unixPath;
+    const bool m_made;
+};
+
 // Drives of the Wine prefix can be put in and taken out while a test runs.
 // `letter` is lower-case. The folder is a Windows path.
 bool AttachDrive(char letter, const wchar_t* folder);
