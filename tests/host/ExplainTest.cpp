@@ -140,6 +140,21 @@ TEST_F(ExplainCommand, AnUnpairedSurrogateIsReplacedInTheAnswer)
     EXPECT_EQ(host.Records().at(0).at("decision"), "Included");
 }
 
+TEST_F(ExplainCommand, OverlongPathsAreNotIncludedAndOddNamesAreAskedAsTheyStand)
+{
+    const auto ofLength = [&](std::size_t length) { return InTree(std::wstring(length - tree.size() - 1, L'x')); };
+    const Arguments paths = {ofLength(259),     ofLength(260),     ofLength(261),
+                             InTree(L"dots.."), InTree(L"space "), InTree(L"pair \U0001F600")};
+    HostProcess host(Explain(paths));
+    EXPECT_EQ(host.Finish(), 0);
+    const std::vector<Json> answers = host.Records();
+    ASSERT_EQ(answers.size(), paths.size());
+    for (std::size_t i = 0; i < paths.size(); ++i) {
+        EXPECT_EQ(answers[i].at("path"), Utf8(paths[i]));
+        EXPECT_EQ(answers[i].at("decision"), paths[i].size() <= 260 ? "Included" : "NotIncluded");
+    }
+}
+
 TEST_F(ExplainCommand, WithoutJsonTheDecidingRuleIsMarked)
 {
     HostProcess host({L"explain", L"--data", Path(L"selection.xml"), InTree(L"private\\secret.txt")});
