@@ -3,6 +3,7 @@
 #include "support/CaseFold.h"
 
 #include <algorithm>
+#include <optional>
 
 namespace Decisions
 {
@@ -102,6 +103,28 @@ InclusionType CheckRules(const FilterList& rules, std::wstring_view path, bool i
     return included ? Included : NotIncluded;
 }
 
+namespace
+{
+
+bool IsGood(const FilterRegex& regex, const wchar_t* path, AdvancedHost& host)
+{
+    const bool good = regex.GetStatus() == FilterRegex::NoError;
+    if (!good)
+        host.RegexSkipped(AdvancedHost::Unknown::BadPattern, path);
+    return good;
+}
+
+// A match that gave up is taken as whatever lets the file in.
+std::optional<bool> TryMatch(const Filter& rule, const wchar_t* path, AdvancedHost& host)
+{
+    const std::optional<bool> matched = rule.regex.TryMatch(path);
+    if (!matched)
+        host.RegexSkipped(AdvancedHost::Unknown::GaveUp, path);
+    return matched;
+}
+
+} // namespace
+
 AdvancedResult CheckAdvancedRule(const FilterPtr& rule, const wchar_t* path, AdvancedHost& host)
 {
     const std::wstring_view text = path;
@@ -123,11 +146,12 @@ AdvancedResult CheckAdvancedRule(const FilterPtr& rule, const wchar_t* path, Adv
     // Regular expressions judge files only; a vanished path reads as all bits set and counts as a directory.
     if (host.Attributes(path) & DirectoryAttribute)
         return {NotApplicable, rule};
-    if (rule->regex.GetStatus() != FilterRegex::NoError) {
-        host.RegexFailed(*rule);
+    const std::optional<bool> matched = IsGood(rule->regex, path, host) ? TryMatch(*rule, path, host) : std::nullopt;
+    if (!matched) {
+        host.TreatedAsIncluded();
         return silent;
     }
-    return {rule->regex.Match(path) ? whenMatched : whenMissed, rule};
+    return {*matched ? whenMatched : whenMissed, rule};
 }
 
 namespace
@@ -146,11 +170,9 @@ Verdict Judge(const Filter& rule, const wchar_t* path, AdvancedHost& host)
     // against the pattern like a file.
     if (host.Attributes(path) == DirectoryAttribute)
         return Verdict::Directory;
-    if (rule.regex.GetStatus() != FilterRegex::NoError) {
-        host.RegexFailed(rule);
+    if (!IsGood(rule.regex, path, host))
         return Verdict::Silent;
-    }
-    return rule.regex.Match(path) ? Verdict::Matched : Verdict::Missed;
+    return TryMatch(rule, path, host).value_or(!IsExclusion(rule)) ? Verdict::Matched : Verdict::Missed;
 }
 
 } // namespace

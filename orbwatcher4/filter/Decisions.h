@@ -37,7 +37,11 @@ class AdvancedHost
 public:
     // 0xFFFFFFFF when the path is not there.
     virtual std::uint32_t Attributes(const wchar_t* path) = 0;
-    virtual void RegexFailed(const Filter& rule) = 0;
+    // A pattern that is none, or that the matcher gave up on, decides nothing.
+    enum class Unknown { BadPattern, GaveUp };
+    virtual void RegexSkipped(Unknown why, const wchar_t* path) = 0;
+    // What follows of it where one rule alone is asked.
+    virtual void TreatedAsIncluded() = 0;
     // No entry of an all-paths rule matched: the file is kept out (include rule) or let in.
     virtual void EndingsMissed(const wchar_t* path, bool excluded) = 0;
 

@@ -18,11 +18,16 @@ class Machine final : public Decisions::AdvancedHost
 public:
     std::uint32_t Attributes(const wchar_t* path) override { return GetFileAttributesW(SystemPath(path)); }
 
-    void RegexFailed(const Filter&) override
+    void RegexSkipped(Unknown why, const wchar_t* path) override
     {
-        g_OrbLog.WriteLog(2, L"OrbFilter", __LINE__, L"Regular expression failed to compile, skipping rule check");
-        g_OrbLog.Log(L"Treating file as included");
+        if (why == Unknown::BadPattern)
+            g_OrbLog.WriteLog(2, L"OrbFilter", __LINE__, L"Regular expression failed to compile, skipping rule check");
+        else
+            g_OrbLog.WriteLog(2, L"OrbFilter", __LINE__, L"Regular expression gave up on %s, skipping rule check",
+                              path);
     }
+
+    void TreatedAsIncluded() override { g_OrbLog.Log(L"Treating file as included"); }
 
     void EndingsMissed(const wchar_t* path, bool excluded) override
     {

@@ -1,5 +1,6 @@
 #include "orbwatcher4/filter/FilterRegex.h"
 
+#include <pcre.h>
 #include <pcrecpp.h>
 
 #include <codecvt>
@@ -29,6 +30,25 @@ std::optional<std::string> ToUtf8(const wchar_t* text)
 
 } // namespace
 
+// pcrecpp reports a match that gave up as none. So it is asked what the pattern is worth, and the library below it
+// does the matching.
+struct FilterRegex::Compiled {
+    explicit Compiled(const std::string& pattern) : expression(pattern)
+    {
+        const char* error = nullptr;
+        int offset = 0;
+        if (expression.error().empty())
+            matcher.reset(pcre_compile(pattern.c_str(), 0, &error, &offset, nullptr));
+    }
+
+    struct Free {
+        void operator()(pcre* compiled) const { pcre_free(compiled); }
+    };
+
+    const pcrecpp::RE expression;
+    std::unique_ptr<pcre, Free> matcher;
+};
+
 FilterRegex::FilterRegex() = default;
 FilterRegex::FilterRegex(const FilterRegex&) = default;
 FilterRegex& FilterRegex::operator=(const FilterRegex&) = default;
@@ -49,24 +69,29 @@ bool FilterRegex::Compile(const wchar_t* pattern)
         m_error = L"bad conversion";
         return false;
     }
-    const auto compiled = std::make_shared<pcrecpp::RE>(*bytes);
-    if (!compiled->error().empty()) {
+    const auto compiled = std::make_shared<const Compiled>(*bytes);
+    if (!compiled->matcher) {
         m_status = CompilationFailed;
         m_error = CString();
-        for (const char byte : compiled->error())
+        for (const char byte : compiled->expression.error())
             m_error += static_cast<wchar_t>(static_cast<unsigned char>(byte));
     }
     m_compiled = compiled;
     return m_status == NoError;
 }
 
-bool FilterRegex::Match(const wchar_t* text) const
+std::optional<bool> FilterRegex::TryMatch(const wchar_t* text) const
 {
     if (!m_compiled || m_status != NoError)
         return false;
     const std::optional<std::string> bytes = ToUtf8(text);
-    int consumed = 0;
-    return bytes && m_compiled->DoMatch(*bytes, pcrecpp::RE::UNANCHORED, &consumed, nullptr, 0);
+    if (!bytes)
+        return false;
+    const int result =
+        pcre_exec(m_compiled->matcher.get(), nullptr, bytes->data(), static_cast<int>(bytes->size()), 0, 0, nullptr, 0);
+    if (result < 0 && result != PCRE_ERROR_NOMATCH)
+        return std::nullopt;
+    return result >= 0;
 }
 
 void FilterRegex::Reset()

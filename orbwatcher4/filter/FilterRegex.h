@@ -8,11 +8,7 @@
 #include "orbwatcher4/Export.h"
 
 #include <memory>
-
-namespace pcrecpp
-{
-class RE;
-}
+#include <optional>
 
 class ORBWATCHER4_API FilterRegex
 {
@@ -26,15 +22,19 @@ public:
 
     // True exactly when the status is NoError afterwards.
     bool Compile(const wchar_t* pattern);
-    // Unanchored. False without a good pattern, and for a text that is no UTF-16.
-    bool Match(const wchar_t* text) const;
+    // Unanchored. False without a good pattern, and for a text that is no UTF-16. Nothing when the matcher ran
+    // out of steps before it knew.
+    std::optional<bool> TryMatch(const wchar_t* text) const;
+    bool Match(const wchar_t* text) const { return TryMatch(text).value_or(false); }
     Status GetStatus() const { return m_status; }
     bool Attempted() const { return m_attempted; }
     const CString& GetError() const { return m_error; }
     void Reset();
 
 private:
-    std::shared_ptr<const pcrecpp::RE> m_compiled;
+    struct Compiled;
+
+    std::shared_ptr<const Compiled> m_compiled;
     bool m_attempted = false;
     Status m_status = NoError;
     CString m_error;

@@ -37,6 +37,8 @@ class Host final : public Decisions::AdvancedHost
 public:
     std::map<std::wstring, std::uint32_t> attributes;
     int failures = 0;
+    int gaveUp = 0;
+    int treatedAsIncluded = 0;
     std::vector<bool> missed;
 
     std::uint32_t Attributes(const wchar_t* path) override
@@ -44,7 +46,8 @@ public:
         const auto found = attributes.find(path);
         return found == attributes.end() ? 0xFFFFFFFF : found->second;
     }
-    void RegexFailed(const Filter&) override { ++failures; }
+    void RegexSkipped(Unknown why, const wchar_t*) override { ++(why == Unknown::BadPattern ? failures : gaveUp); }
+    void TreatedAsIncluded() override { ++treatedAsIncluded; }
     void EndingsMissed(const wchar_t*, bool excluded) override { missed.push_back(excluded); }
 };
 
@@ -182,6 +185,34 @@ TEST(AdvancedDecisions, AFailedRegularExpressionLetsTheFileIn)
     host.attributes = {{L"C:\\f", 0x20}};
     EXPECT_EQ(Decisions::CheckAdvancedRule(Regex(AllPaths, Exclude, L"("), L"C:\\f", host).result, Included);
     EXPECT_EQ(host.failures, 1);
+    EXPECT_EQ(host.treatedAsIncluded, 1);
+}
+
+TEST(AdvancedDecisions, AFailedRegularExpressionOfADriveIsPassedOver)
+{
+    Host host;
+    host.attributes = {{L"C:\\f.tmp", 0x20}};
+    const FilterList rules{Regex(L"C:\\", Exclude, L"("), Rule(L"C:\\", Exclude, L".tmp")};
+    EXPECT_EQ(Decisions::CheckAdvancedRules(rules, nullptr, L"C:\\f.tmp", host).result, Excluded);
+    EXPECT_EQ(host.failures, 1);
+    EXPECT_EQ(host.treatedAsIncluded, 0);
+}
+
+TEST(AdvancedDecisions, ARegularExpressionThatGivesUpLetsTheFileInWhateverItsKind)
+{
+    const std::wstring path = L"C:\\" + std::wstring(40, L'a') + L"!";
+    for (const WatcherEnum::IncEx kind : {Include, Exclude}) {
+        Host host;
+        host.attributes = {{path, 0x20}};
+        const FilterPtr everywhere = Regex(AllPaths, kind, L"(a+)+$"), onDrive = Regex(L"C:\\", kind, L"(a+)+$");
+        everywhere->type = 1;
+        EXPECT_EQ(Decisions::CheckAdvancedRule(everywhere, path.c_str(), host).result, Included);
+        const FilterList rules{Rule(L"C:\\", Include, L".doc"), onDrive};
+        EXPECT_EQ(Decisions::CheckAdvancedRules(rules, nullptr, path.c_str(), host).result,
+                  kind == Include ? Included : Excluded); // the mask of the other rule stands
+        EXPECT_EQ(Decisions::CheckAdvancedRules({onDrive}, nullptr, path.c_str(), host).result, Included);
+        EXPECT_EQ(host.gaveUp, 3);
+    }
 }
 
 TEST(AdvancedDecisions, AnIncludeMaskThatFailsExcludesUnlessALaterOneMatches)

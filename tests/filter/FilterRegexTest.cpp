@@ -58,6 +58,8 @@ TEST(FilterRegex, ACatastrophicPatternGivesUpWithoutAMatch)
 {
     FilterRegex regex;
     ASSERT_TRUE(regex.Compile(L"(a+)+$"));
+    EXPECT_EQ(regex.TryMatch((std::wstring(60, L'a') + L"b").c_str()), std::nullopt);
+    EXPECT_EQ(regex.TryMatch(L"b"), std::optional(false));
     EXPECT_FALSE(regex.Match((std::wstring(60, L'a') + L"b").c_str()));
     EXPECT_FALSE(regex.Match((std::wstring(30000, L'a') + L"b").c_str()));
 }

@@ -122,6 +122,7 @@ TEST_F(BadInput, ARegularExpressionThatWouldNeverEndIsGivenUp)
     EXPECT_EQ(host.Finish(), 0);
     EXPECT_EQ(host.Records().at(0).at("decision"), "Included");
     EXPECT_EQ(host.Records().at(0).at("advanced"), "Included");
+    EXPECT_NE(Notes(host).find("Regular expression gave up on " + Utf8(path)), std::string::npos) << Notes(host);
 }
 
 TEST_F(BadInput, AMalformedRegularExpressionIsToldAndItsRuleStaysSilent)
