@@ -11,6 +11,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <map>
 #include <optional>
 
 namespace
@@ -33,6 +34,21 @@ struct Key {
     }
 };
 
+// Nothing for what is damaged. A file of ours is two levels deep; writing a very deep one would need as much stack.
+std::optional<nlohmann::json> Parse(const std::string& bytes)
+{
+    constexpr int deepest = 100;
+    bool tooDeep = false;
+    const auto watchDepth = [&](int depth, nlohmann::json::parse_event_t, nlohmann::json&) {
+        tooDeep = tooDeep || depth > deepest;
+        return !tooDeep;
+    };
+    nlohmann::json read = nlohmann::json::parse(bytes, watchDepth, false);
+    if (tooDeep || !read.is_object())
+        return std::nullopt;
+    return read;
+}
+
 // Two processes may name one folder in different ways; all must come to one text.
 CString InstanceOfFolder(const CString& folder)
 {
@@ -54,7 +70,7 @@ struct CSettings::State {
     enum class Loaded {
         No,
         Yes,
-        Unread, // the file is there and could not be opened; tried again as long as nothing was set
+        Unread, // the file is there and could not be opened; tried again from time to time
     };
 
     explicit State(const wchar_t* name) : fileName(name) {}
@@ -63,7 +79,8 @@ struct CSettings::State {
     RankedSection section{LockRank::Database, L"settings"};
     // All below is guarded by the section.
     nlohmann::json values = nlohmann::json::object();
-    CString folder; // the data folder that `values` belongs to
+    std::map<std::wstring, nlohmann::json> unsaved; // what was set since the file was written
+    CString folder;                                 // the data folder that `values` belongs to
     Loaded loaded = Loaded::No;
     ULONGLONG triedAt = 0;
     bool keepAside = false; // the file on disk is not what was read, and must be kept before it is replaced
@@ -71,10 +88,12 @@ struct CSettings::State {
     SettingsFile File() const { return SettingsFile(folder + L"\\" + fileName); }
     void Use();
     bool Load(const CString& from);
-    bool Parse(const std::string& bytes);
-    void KeepBadFile();
+    void Take(nlohmann::json read);
+    void ReadBeforeSaving();
+    void KeepDamagedFile();
     bool Save();
     const nlohmann::json* Find(const wchar_t* key) const;
+    void Put(std::wstring_view key, const nlohmann::json& value);
     void Set(const wchar_t* key, nlohmann::json value);
 };
 
@@ -89,58 +108,86 @@ void CSettings::State::Use()
         Load(now);
 }
 
+// A file that somebody keeps to himself for a moment changes nothing: what is known stays known.
 bool CSettings::State::Load(const CString& from)
 {
-    const bool firstFailure = loaded != Loaded::Unread || folder != from;
-    folder = from;
-    values = nlohmann::json::object();
-    keepAside = false;
-    loaded = Loaded::Yes;
+    if (folder != from) {
+        folder = from;
+        unsaved.clear();
+        Take(nlohmann::json::object());
+        loaded = Loaded::No;
+    }
     std::string bytes;
     unsigned long error = 0;
     switch (File().Read(bytes, error)) {
     case SettingsFile::ReadResult::Missing:
+        Take(nlohmann::json::object());
         return true;
-    case SettingsFile::ReadResult::Read:
-        return Parse(bytes);
+    case SettingsFile::ReadResult::Read: {
+        std::optional<nlohmann::json> read = Parse(bytes);
+        const bool good = read.has_value();
+        Take(good ? std::move(*read) : nlohmann::json::object());
+        if (!good)
+            KeepDamagedFile();
+        return good;
+    }
     case SettingsFile::ReadResult::Failed:
         break;
     }
+    if (loaded != Loaded::Unread)
+        g_OrbLog.WriteLog(2, logSource, __LINE__, L"Settings %s cannot be read (error %u).", File().Path().GetString(),
+                          error);
     loaded = Loaded::Unread;
     triedAt = GetTickCount64();
     keepAside = true;
-    if (firstFailure)
-        g_OrbLog.WriteLog(2, logSource, __LINE__, L"Settings %s cannot be read (error %u).", File().Path().GetString(),
-                          error);
     return false;
 }
 
-bool CSettings::State::Parse(const std::string& bytes)
+// What was set here and not written yet stands above what was read.
+void CSettings::State::Take(nlohmann::json read)
 {
-    nlohmann::json read = nlohmann::json::parse(bytes, nullptr, false);
-    if (read.is_object()) {
-        values = std::move(read);
-        return true;
-    }
+    values = std::move(read);
+    for (const auto& [key, value] : unsaved)
+        Put(key, value);
+    keepAside = false;
+    loaded = Loaded::Yes;
+}
+
+void CSettings::State::KeepDamagedFile()
+{
     g_OrbLog.WriteLog(2, logSource, __LINE__, L"Settings %s are damaged; the file is kept with the ending .bad.",
                       File().Path().GetString());
-    KeepBadFile();
-    return false;
+    keepAside = !File().KeepAsBad() && GetFileAttributesW(File().Path()) != INVALID_FILE_ATTRIBUTES;
 }
 
-void CSettings::State::KeepBadFile()
+// Others may have written other values since they were read here.
+void CSettings::State::ReadBeforeSaving()
 {
-    keepAside = !File().KeepAsBad() && GetFileAttributesW(File().Path()) != INVALID_FILE_ATTRIBUTES;
+    std::string bytes;
+    unsigned long error = 0;
+    const SettingsFile::ReadResult result = File().Read(bytes, error);
+    if (result == SettingsFile::ReadResult::Missing)
+        return;
+    if (result == SettingsFile::ReadResult::Failed) {
+        keepAside = true;
+        return;
+    }
+    if (std::optional<nlohmann::json> read = Parse(bytes))
+        Take(std::move(*read));
+    else
+        KeepDamagedFile();
 }
 
 bool CSettings::State::Save()
 {
+    ReadBeforeSaving();
     if (keepAside)
-        KeepBadFile();
+        keepAside = !File().KeepAsBad() && GetFileAttributesW(File().Path()) != INVALID_FILE_ATTRIBUTES;
     unsigned long error = ERROR_ACCESS_DENIED;
     const std::string bytes = values.dump(4, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
     if (!keepAside && File().Replace(bytes, error)) {
         loaded = Loaded::Yes;
+        unsaved.clear();
         return true;
     }
     g_OrbLog.WriteLog(2, logSource, __LINE__, L"Settings %s cannot be written (error %u).", File().Path().GetString(),
@@ -162,7 +209,7 @@ const nlohmann::json* CSettings::State::Find(const wchar_t* text) const
     return found == group->end() ? nullptr : &*found;
 }
 
-void CSettings::State::Set(const wchar_t* text, nlohmann::json value)
+void CSettings::State::Put(std::wstring_view text, const nlohmann::json& value)
 {
     const Key key(text);
     nlohmann::json* group = &values;
@@ -171,8 +218,13 @@ void CSettings::State::Set(const wchar_t* text, nlohmann::json value)
         if (!group->is_object())
             *group = nlohmann::json::object();
     }
-    (*group)[key.name] = std::move(value);
-    loaded = Loaded::Yes;
+    (*group)[key.name] = value;
+}
+
+void CSettings::State::Set(const wchar_t* key, nlohmann::json value)
+{
+    Put(key, value);
+    unsaved[key] = std::move(value);
 }
 
 CSettings::CSettings(const wchar_t* fileName) : m_state(new State(fileName)) {}

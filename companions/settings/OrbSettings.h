@@ -24,10 +24,12 @@
 class ORBSETTINGS_API CSettings
 {
 public:
-    // Reads the file again. What was set and not persisted is gone. False when the file is unreadable.
+    // Reads the file again; what was set and not persisted stays above it. False when the file is unreadable: one
+    // that cannot be opened leaves the values as they were, a damaged one leaves none.
     virtual bool Load();
-    // Writes the file whole: a temporary one first, then an atomic replace. False when it could not be written;
-    // the old file is then still there.
+    // Writes the file whole: a temporary one first, then an atomic replace. Values that others have written in
+    // the meantime are kept, unless they were set here, too. False when it could not be written; the old file is
+    // then still there.
     virtual bool Save();
 
     // The value as a number, cut to 32 bits; the fallback when it is not there or not a number. A text

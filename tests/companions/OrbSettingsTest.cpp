@@ -46,7 +46,6 @@ TEST_F(OrbSettings, WhatWasSavedIsReadAgain)
     settings.SetValue(L"Backup::path", L"D:\\\x4f8b \"\xfc\"\\");
     settings.SetValue(L"plain", L"value");
     ASSERT_TRUE(settings.Save());
-    settings.SetValue(L"plain", L"not saved");
     ASSERT_TRUE(settings.Load());
     EXPECT_EQ(settings.GetValue(L"AppConfig::NetworkScanIntervalInHours", 0), -3);
     EXPECT_EQ(Text(L"Backup::path"), L"D:\\\x4f8b \"\xfc\"\\");
@@ -147,9 +146,9 @@ TEST_F(OrbSettings, AFileThatIsNotJsonIsKeptBesideAndReadsAsEmpty)
     EXPECT_EQ(settings.GetValue(L"A::b", 9), 3);
 }
 
-TEST_F(OrbSettings, AnUnreadableFileIsNeverReplacedWithoutBeingKept)
+TEST_F(OrbSettings, AnUnreadableFileIsNeverReplaced)
 {
-    temp.WriteBytes(mainFile, R"({"A": {"b": 1}})");
+    temp.WriteBytes(mainFile, R"({"A": {"b": 1, "c": 3}})");
     {
         const FileHandle others(
             CreateFileW(temp.Path(mainFile), GENERIC_READ, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
@@ -160,11 +159,50 @@ TEST_F(OrbSettings, AnUnreadableFileIsNeverReplacedWithoutBeingKept)
         settings.SetValue(L"A::b", 2);
         EXPECT_FALSE(settings.Save());
     }
-    EXPECT_EQ(temp.ReadBytes(mainFile), R"({"A": {"b": 1}})");
+    EXPECT_EQ(temp.ReadBytes(mainFile), R"({"A": {"b": 1, "c": 3}})");
     EXPECT_TRUE(settings.Save());
-    EXPECT_EQ(temp.ReadBytes(L"data\\MainSettings.json.bad"), R"({"A": {"b": 1}})");
     EXPECT_TRUE(settings.Load());
     EXPECT_EQ(settings.GetValue(L"A::b", 0), 2);
+    EXPECT_EQ(settings.GetValue(L"A::c", 0), 3); // it was only locked, not damaged
+}
+
+TEST_F(OrbSettings, AFileThatCannotBeOpenedLeavesTheValuesAsTheyWere)
+{
+    temp.WriteBytes(mainFile, R"({"A": {"b": 1}})");
+    ASSERT_TRUE(settings.Load());
+    const FileHandle others(
+        CreateFileW(temp.Path(mainFile), GENERIC_READ, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    const LogCapture capture;
+    EXPECT_FALSE(settings.Load());
+    EXPECT_EQ(settings.GetValue(L"A::b", 0), 1);
+}
+
+TEST_F(OrbSettings, ReadingAgainKeepsWhatWasSetAndNotSaved)
+{
+    temp.WriteBytes(mainFile, R"({"A": {"b": 1, "c": 3}})");
+    settings.SetValue(L"A::b", 2);
+    ASSERT_TRUE(settings.Load());
+    EXPECT_EQ(settings.GetValue(L"A::b", 0), 2);
+    EXPECT_EQ(settings.GetValue(L"A::c", 0), 3);
+}
+
+TEST_F(OrbSettings, SavingKeepsWhatOthersHaveWrittenInTheMeantime)
+{
+    temp.WriteBytes(mainFile, R"({"A": {"b": 1, "c": 3}})");
+    settings.SetValue(L"A::b", 2);
+    temp.WriteBytes(mainFile, R"({"A": {"b": 7, "c": 8}})");
+    ASSERT_TRUE(settings.Save());
+    EXPECT_EQ(settings.GetValue(L"A::b", 0), 2);
+    EXPECT_EQ(settings.GetValue(L"A::c", 0), 8);
+}
+
+TEST_F(OrbSettings, AVeryDeepFileIsDamaged)
+{
+    temp.WriteBytes(mainFile, "{\"a\":" + std::string(20000, '[') + std::string(20000, ']') + "}");
+    const LogCapture capture;
+    EXPECT_FALSE(settings.Load());
+    EXPECT_TRUE(capture.Has(L"damaged"));
+    EXPECT_TRUE(settings.Save());
 }
 
 TEST_F(OrbSettings, AReadOnlyFileStaysAsItIsWhenSavingFails)
