@@ -1,6 +1,7 @@
 #include "host/ExplainCommand.h"
 
 #include "host/Console.h"
+#include "host/LibraryMessages.h"
 
 #include <fcntl.h>
 #include <io.h>
@@ -15,12 +16,29 @@ bool IsAbsolute(const std::wstring& path)
     return path.starts_with(L"\\\\") || (path.size() > 2 && path[1] == L':' && path[2] == L'\\');
 }
 
-void ExplainOne(COrbWatcher& watcher, const std::wstring& path, RecordWriter& writer)
+// Answers one path after the other, and tells what went wrong on the way.
+class Explainer
 {
-    // What is absolute is asked as it stands, as a change reports it.
-    const std::wstring asked = IsAbsolute(path) ? path : FullPath(path);
-    writer.Explain(path, watcher.Explain(asked.c_str()));
-}
+public:
+    Explainer(COrbWatcher& watcher, RecordWriter& writer) : m_watcher(watcher), m_writer(writer) {}
+
+    void Explain(const std::wstring& path)
+    {
+        // What is absolute is asked as it stands, as a change reports it.
+        const std::wstring asked = IsAbsolute(path) ? path : FullPath(path);
+        m_writer.Explain(path, m_watcher.Explain(asked.c_str()));
+        for (const LibraryMessages::Line& line : m_messages.Take())
+            m_writer.Note(line.text);
+    }
+
+    // False when a line is no text.
+    bool ExplainStandardInput();
+
+private:
+    COrbWatcher& m_watcher;
+    RecordWriter& m_writer;
+    LibraryMessages m_messages{LibraryMessages::Keep::Failures};
+};
 
 // A mark at the beginning, as editors write it, and Windows line ends.
 std::string_view Trimmed(std::string_view line, bool first)
@@ -32,18 +50,18 @@ std::string_view Trimmed(std::string_view line, bool first)
     return line;
 }
 
-bool ExplainStandardInput(COrbWatcher& watcher, RecordWriter& writer)
+bool Explainer::ExplainStandardInput()
 {
     _setmode(_fileno(stdin), _O_BINARY);
     int number = 0;
-    for (std::string text; writer.Good() && std::getline(std::cin, text);) {
+    for (std::string text; m_writer.Good() && std::getline(std::cin, text);) {
         const std::string_view line = Trimmed(text, number++ == 0);
         if (!IsUtf8(line)) {
-            writer.Error(L"line " + std::to_wstring(number) + L" of standard input is not UTF-8");
+            m_writer.Error(L"line " + std::to_wstring(number) + L" of standard input is not UTF-8");
             return false;
         }
         if (!line.empty())
-            ExplainOne(watcher, FromUtf8(line), writer);
+            Explain(FromUtf8(line));
     }
     return true;
 }
@@ -57,10 +75,11 @@ ExitCode RunExplain(const ExplainOptions& options, RecordWriter& writer)
     watcher.Init();
     if (!LoadSelection(watcher, options.files, writer))
         return ExitUsage;
+    Explainer explainer(watcher, writer);
     for (const std::wstring& path : options.paths)
         if (path != L"-")
-            ExplainOne(watcher, path, writer);
-        else if (!ExplainStandardInput(watcher, writer))
+            explainer.Explain(path);
+        else if (!explainer.ExplainStandardInput())
             return ExitUsage;
     return writer.Good() ? ExitDone : ExitFailure;
 }

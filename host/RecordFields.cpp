@@ -78,6 +78,36 @@ const char* NameOf(PathExplanation::Source source)
     return "data";
 }
 
+const char* NameOf(PathExplanation::Reason reason)
+{
+    switch (reason) {
+    case PathExplanation::Reason::TooLong:
+        return "tooLong";
+    case PathExplanation::Reason::BackupFolder:
+        return "backupFolder";
+    case PathExplanation::Reason::OwnFile:
+        return "ownFile";
+    case PathExplanation::Reason::Rules:
+        break;
+    }
+    return "rules";
+}
+
+const char* SentenceOf(PathExplanation::Reason reason)
+{
+    switch (reason) {
+    case PathExplanation::Reason::TooLong:
+        return "the path is too long to be backed up";
+    case PathExplanation::Reason::BackupFolder:
+        return "it lies in the backup folder, which is never backed up";
+    case PathExplanation::Reason::OwnFile:
+        return "it is written by the watcher's own work";
+    case PathExplanation::Reason::Rules:
+        break;
+    }
+    return "no rule speaks of it";
+}
+
 bool Includes(const Filter& rule) { return rule.incEx == WatcherEnum::Include; }
 
 Json RuleObject(const PathExplanation::Rule& entry)
@@ -169,6 +199,7 @@ Json RecordFields::OfExplanation(const std::wstring& path, const PathExplanation
         rules.push_back(RuleObject(rule));
     return {{"path", ToUtf8(path)},
             {"decision", NameOf(explanation.decision)},
+            {"reason", NameOf(explanation.reason)},
             {"ordinary", NameOf(explanation.ordinary)},
             {"advanced", explanation.advancedAsked ? Json(NameOf(explanation.advanced)) : Json(nullptr)},
             {"rules", std::move(rules)},
@@ -182,7 +213,7 @@ std::string RecordFields::ExplanationLines(const std::wstring& path, const PathE
     for (std::size_t i = 0; i < explanation.rules.size(); ++i)
         lines += RuleLine(explanation.rules[i], static_cast<int>(i) == explanation.deciding);
     if (explanation.rules.empty())
-        lines += "    no rule speaks of it\n";
+        lines += std::string("    ") + SentenceOf(explanation.reason) + "\n";
     if (explanation.advancedAsked)
         lines += std::string("    advanced filters: ") + NameOf(explanation.advanced) + "\n";
     return lines;

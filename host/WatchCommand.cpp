@@ -74,7 +74,6 @@ std::wstring DumpPath()
 {
     return std::wstring(GetMainSettings().GetDataFolderPath().GetString()) + L"\\watcher_dump.bin";
 }
-bool DumpIsThere() { return GetFileAttributesW(DumpPath().c_str()) != INVALID_FILE_ATTRIBUTES; }
 
 // One run of the watcher, from its start to its end.
 class WatchRun
@@ -98,7 +97,7 @@ public:
         const std::int64_t pending = m_watcher.GetTotalFilesInMem();
         m_watcher.DeInit();
         TellMessages();
-        if (pending > 0 && !DumpIsThere()) {
+        if (!m_watcher.IsPendingKept()) {
             m_writer.Error(L"what is pending could not be kept for the next start", DumpPath());
             code = ExitFailure;
         }
@@ -138,6 +137,9 @@ private:
                 Give(datum);
                 if (m_options.maxEvents != 0 && m_handedOut >= m_options.maxEvents)
                     return ExitDone;
+                // A long queue keeps nobody from the drives that come meanwhile.
+                if (Seconds() - m_followedAt > 1)
+                    FollowRoots();
                 continue;
             }
             FollowRoots();
@@ -162,6 +164,7 @@ private:
 
     void FollowRoots()
     {
+        m_followedAt = Seconds();
         const std::vector<CString> roots = m_watcher.GetWatchedRoots();
         if (!m_opener.Open(roots))
             return;
@@ -245,6 +248,7 @@ private:
     std::int64_t m_toldCount = 0;
     const double m_start = Seconds();
     double m_last = m_start;
+    double m_followedAt = 0;
 };
 
 } // namespace

@@ -90,6 +90,8 @@ public:
     // --- Deciding. Paths compare without regard to case. ---
 
     InclusionType CheckForInclusion(const wchar_t* path, FilterList* matched, bool clearMatched, bool useIndexCache);
+    // The backup destination is never backed up.
+    bool IsInBackupFolder(const wchar_t* path) const;
     InclusionType CheckForAdvancedInclusionEx(const wchar_t* path, FilterPtr rule);
     // `deciding`, when given, receives the advanced rule that decided, or null.
     InclusionType CheckForAdvancedInclusion(const wchar_t* path, FilterPtr* deciding = nullptr);

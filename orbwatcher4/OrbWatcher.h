@@ -50,7 +50,11 @@ struct PathExplanation {
         Source source;
     };
 
+    // What settled it: the rules, or something that comes before them.
+    enum class Reason { Rules, TooLong, BackupFolder, OwnFile };
+
     CString path; // as the rules saw it
+    Reason reason = Reason::Rules;
     InclusionType decision = NotIncluded;
     InclusionType ordinary = NotIncluded;
     bool advancedAsked = false;
@@ -72,7 +76,9 @@ public:
     // --- Life. ---
 
     void Init();
-    // Replays what the last run left pending in "watcher_dump.bin" in the data folder.
+    // Replays what the last run left pending in "watcher_dump.bin" in the data folder. The index's cache should be
+    // loaded: without it nobody knows whether what is gone was backed up, and a full enumeration becomes due. A
+    // dump that cannot be replayed, the selection being unreadable, is kept.
     void Resume();
     // Loads the selection and starts watching. Always 1; WaitUntilReady tells when all roots are read.
     int StartWatch();
@@ -80,9 +86,12 @@ public:
     int AbortWatching();
     // Stops, writes what is pending to "watcher_dump.bin", and empties the object.
     void DeInit();
-    // Loads the selection into both filters as StartWatch does; false when a file could not be loaded.
+    // False when the last DeInit could not write everything; a full enumeration is then due.
+    bool IsPendingKept() const;
+    // Loads the selection into both filters as StartWatch does; a running watcher then watches its new drives,
+    // too. False when a file could not be loaded.
     bool LoadSelection();
-    // True when every drive of the selection that is there is being watched; false after the time.
+    // True when the watcher runs and has tried to watch every drive of the selection; false after the time.
     bool WaitUntilReady(DWORD milliseconds);
     // The roots whose changes are being read, in order.
     std::vector<CString> GetWatchedRoots();
@@ -187,11 +196,13 @@ private:
 
     int UsesBlockLevel(const wchar_t* path, unsigned __int64 size);
     bool IsIgnoredDedupPath(const wchar_t* path);
+    bool ReloadRules();
     void StopThreads();
     void QueueAcceptedRules(const FilterList& accepted, std::vector<ExcludedInfo>* excluded, bool& exclusionsMet);
     void RequestDrive(const wchar_t* path);
     void ReplayDump();
-    void ReplayLine(const CString& path);
+    void ReplayLine(const CString& line);
+    void ReplayRemoval(const CString& path);
     void DumpStore();
 
     std::unique_ptr<WatcherState> m;

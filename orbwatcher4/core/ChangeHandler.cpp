@@ -18,7 +18,8 @@ namespace
 
 constexpr int LongestEventPath = 260;
 constexpr DWORD LongestPrefixed = LongestEventPath + 8; // with the prefix of SystemPath
-constexpr std::uint64_t ReplacedWithin = 20000000; // 2 seconds in 100-ns units
+constexpr std::uint32_t FolderKind = 1;                 // of an item in the index
+constexpr std::uint64_t ReplacedWithin = 20000000;      // 2 seconds in 100-ns units
 
 bool EndsInBackslash(const CString& path) { return !path.IsEmpty() && path[path.GetLength() - 1] == L'\\'; }
 
@@ -47,6 +48,11 @@ CString LongForm(const CString& path)
     return GetFileAttributesW(form) == INVALID_FILE_ATTRIBUTES ? CString() : PlainPath(LongFormOf(form));
 }
 
+bool IsDeletion(const NotificationPtr& notification)
+{
+    return notification && notification->kind == NotificationKind::Deleted;
+}
+
 } // namespace
 
 void ChangeHandler::OnFileAdded(const wchar_t* path) { ProcessChangedFile(path, true, true); }
@@ -71,7 +77,7 @@ void ChangeHandler::OnReadChangesError(DWORD error, const wchar_t* directory)
 std::optional<CString> ChangeHandler::NormalizeEventPath(const wchar_t* path)
 {
     const CString given(path);
-    if (given.IsEmpty() || given.GetLength() > LongestEventPath)
+    if (given.IsEmpty() || given.GetLength() > LongestEventPath || m.ownFiles.Contains(given))
         return std::nullopt;
     CString normal = LongForm(given);
     if (normal.IsEmpty() || normal.GetLength() > LongestEventPath)
@@ -113,7 +119,8 @@ bool ChangeHandler::IsDuplicateNotification(const CString& path)
     const bool directory = IsDirectory(path);
     std::uint64_t modified = 0;
     const bool known = GetFileTimes(path, directory, nullptr, &modified);
-    if (directory || (known && modified == datum.modificationTime)) {
+    // A folder in the place of a backed-up file is news.
+    if (directory ? datum.kind == FolderKind : known && modified == datum.modificationTime) {
         SetOverlay(path, OverlayStatus::InSync);
         return true;
     }
@@ -138,6 +145,20 @@ void ChangeHandler::DropPending(const CString& path)
     m.store.Erase(path);
 }
 
+// While the store was left, another thread may have seen the file go: that is the later word.
+bool ChangeHandler::WasDeletedSince(const CString& path, const NotificationPtr& before) const
+{
+    const NotificationPtr now = m.store.Find(path);
+    return now != before && IsDeletion(now);
+}
+
+void ChangeHandler::DropUnlessDeleted(const CString& path, const NotificationPtr& before)
+{
+    const ObjectLock lock(m.locks, &m.store);
+    if (!WasDeletedSince(path, before))
+        m.store.Erase(path);
+}
+
 // The store is left before anything that asks the filters: they come before it in the lock order.
 void ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, bool expandDirectory, bool allowInstantRun)
 {
@@ -147,6 +168,7 @@ void ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, bool expandDire
     const std::optional<Classified> classified = ClassifyPath(*path);
     if (!classified)
         return;
+    NotificationPtr before;
     {
         ObjectLock lock(m.locks, &m.store);
         const NotificationPtr pending = m.store.Find(*path);
@@ -156,24 +178,32 @@ void ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, bool expandDire
             m.store.Erase(*path);
             lock.Leave();
             OnFileModified(*path);
+            // A folder that was swapped for another has other contents.
+            if (expandDirectory)
+                AddDirectoryChildren(*path);
             return;
         }
+        before = pending;
     }
     auto notification = std::make_shared<Notification>();
     FillFromRules(*notification, classified->rules);
     if (IsHiddenSkipped(*path, *notification)) {
         g_OrbLog.Log(L"File: %s is Hidden and will be skipped", path->GetString());
-        DropPending(*path);
+        // A vanished file counts as hidden; its deletion is still to be recorded.
+        if (!IsDeletion(before) || !IsReallyGone(*path))
+            DropUnlessDeleted(*path, before);
         return;
     }
     if (expandDirectory)
         AddDirectoryChildren(*path);
     if (IsDuplicateNotification(*path) || classified->result == NotApplicable) {
-        DropPending(*path);
+        DropUnlessDeleted(*path, before);
         return;
     }
     {
         const ObjectLock lock(m.locks, &m.store);
+        if (WasDeletedSince(*path, before))
+            return;
         m.store.Put(*path, notification);
     }
     if (allowInstantRun && m_watcher.IsOnlineInstantRunAllowed(*path))
@@ -214,7 +244,7 @@ void ChangeHandler::OnFileModified(const wchar_t* eventPath)
         const ObjectLock lock(m.locks, &m.store);
         const NotificationPtr pending = m.store.Find(*path);
         // A pending addition or modification stands as it is, its time stamp included.
-        if (pending && pending->kind != NotificationKind::Deleted)
+        if (pending && !IsDeletion(pending))
             return;
         notification = std::make_shared<Notification>();
         notification->kind = NotificationKind::Modified;

@@ -43,10 +43,14 @@ private:
     // Nothing when the event ends here.
     std::optional<Classified> ClassifyPath(const CString& path);
     bool IsHiddenSkipped(const CString& path, const Notification& notification);
-    bool AddDirectoryChildren(const CString& path);
+    void AddDirectoryChildren(const CString& path);
+    void ReadEnded(const CString& path, DWORD error);
     bool IsDuplicateNotification(const CString& path);
     bool WasUploaded(const CString& path, std::uint64_t modificationTime);
     void DropPending(const CString& path);
+    void DropUnlessDeleted(const CString& path, const NotificationPtr& before);
+    // With the store locked.
+    bool WasDeletedSince(const CString& path, const NotificationPtr& before) const;
     void RecordRemoval(const CString& path, const FilterList& rules);
     void SetOverlay(const CString& path, std::int32_t status);
     void MarkModifiedInOverlay(const CString& path);

@@ -1,8 +1,12 @@
 // A new folder brings everything in it along.
+#include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/core/ChangeHandler.h"
+#include "orbwatcher4/core/FileFindData.h"
 #include "orbwatcher4/core/WatcherState.h"
 #include "support/Privileges.h"
 #include "support/SystemPath.h"
+
+#include <shlwapi.h>
 
 #include <atomic>
 
@@ -36,32 +40,47 @@ FindHandle FindFirst(const CString& pattern, WIN32_FIND_DATAW& data)
 
 bool IsDots(const wchar_t* name) { return name[0] == L'.' && (name[1] == 0 || (name[1] == L'.' && name[2] == 0)); }
 
+CString WithBackslash(const CString& path) { return path[path.GetLength() - 1] == L'\\' ? path : path + L'\\'; }
+
+// A link to a folder is not entered: what it leads to has a path of its own, and links may lead in circles. Of a path
+// that ends in a backslash the attributes may be those of the link's target.
+bool IsPlainFolder(const CString& path)
+{
+    const CString folder = WithBackslash(path);
+    const bool root = PathIsRootW(folder) != FALSE;
+    const DWORD attributes = GetFileAttributesW(SystemPath(root ? folder : folder.Left(folder.GetLength() - 1)));
+    return attributes != INVALID_FILE_ATTRIBUTES &&
+           (attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT)) == FILE_ATTRIBUTE_DIRECTORY;
+}
+
 } // namespace
 
-// False when the folder could not be read to its end.
-bool ChangeHandler::AddDirectoryChildren(const CString& path)
+// What is not reached is found by the next full enumeration.
+void ChangeHandler::AddDirectoryChildren(const CString& path)
 {
     AskForPrivilegesOnce();
-    const DWORD attributes = GetFileAttributesW(SystemPath(path));
-    if (attributes == INVALID_FILE_ATTRIBUTES)
-        return false;
-    if (!(attributes & FILE_ATTRIBUTE_DIRECTORY) || (attributes & FILE_ATTRIBUTE_REPARSE_POINT))
-        return true;
-    CString folder = path;
-    if (folder[folder.GetLength() - 1] != L'\\')
-        folder += L'\\';
+    if (!IsPlainFolder(path))
+        return;
     WIN32_FIND_DATAW data;
-    const FindHandle search = FindFirst(folder + L'*', data);
+    const FindHandle search = FindFirst(WithBackslash(path) + L'*', data);
     if (!search)
-        return false;
+        return ReadEnded(path, GetLastError());
     do {
-        if (m.stop.IsSet()) {
-            // What was not reached is found by the next full enumeration.
-            m.MakeFullEnumerationDue();
-            return false;
-        }
+        if (m.stop.IsSet())
+            return m.MakeFullEnumerationDue();
         if (!IsDots(data.cFileName))
-            OnFileAdded(folder + data.cFileName);
+            OnFileAdded(WithBackslash(path) + data.cFileName);
     } while (FindNextFileW(search.Get(), &data));
-    return true;
+    ReadEnded(path, GetLastError());
+}
+
+// A folder that the watcher may not read is none that another look would find more in.
+void ChangeHandler::ReadEnded(const CString& path, DWORD error)
+{
+    if (error == ERROR_NO_MORE_FILES || error == ERROR_FILE_NOT_FOUND || IsReallyGone(path))
+        return;
+    g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"The folder %s could not be read to its end: %d", path.GetString(),
+                      error);
+    if (error != ERROR_ACCESS_DENIED)
+        m.MakeFullEnumerationDue();
 }

@@ -35,19 +35,24 @@ bool DumpWriter::Write(const CString& path)
     return false;
 }
 
-bool ReadDump(const CString& path, const std::function<bool()>& stop, const std::function<void(const CString&)>& line)
+DumpRead ReadDump(const CString& path, const std::function<bool()>& stop,
+                  const std::function<void(const CString&)>& line)
 {
     const FileHandle file(CreateFileW(path, GENERIC_READ, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file)
-        return false;
+        return DumpRead::Broken;
     DumpLines lines;
     wchar_t block[4096];
     DWORD bytes = 0;
-    while (ReadFile(file.Get(), block, sizeof block, &bytes, nullptr) && bytes > 0)
+    for (;;) {
+        if (!ReadFile(file.Get(), block, sizeof block, &bytes, nullptr))
+            return DumpRead::Broken;
+        if (bytes == 0)
+            return lines.PassedOver() ? DumpRead::LinesPassedOver : DumpRead::Whole;
         for (DWORD i = 0; i < bytes / sizeof(wchar_t); ++i) {
             if (stop())
-                return false;
+                return DumpRead::Broken;
             lines.Feed(block[i], line);
         }
-    return true;
+    }
 }

@@ -28,6 +28,9 @@ private:
     LARGE_INTEGER m_end = {};
 };
 
-// Reads the file in blocks. `stop` is asked before each unit is looked at. False when the file could not be
-// opened or the reading was stopped.
-bool ReadDump(const CString& path, const std::function<bool()>& stop, const std::function<void(const CString&)>& line);
+// Broken: the file could not be read to its end, or the reading was stopped.
+enum class DumpRead { Whole, LinesPassedOver, Broken };
+
+// Reads the file in blocks. `stop` is asked before each unit is looked at.
+DumpRead ReadDump(const CString& path, const std::function<bool()>& stop,
+                  const std::function<void(const CString&)>& line);

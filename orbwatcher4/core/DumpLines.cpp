@@ -8,6 +8,7 @@ void DumpLines::Feed(wchar_t unit, const std::function<void(const CString&)>& li
             m_line.push_back(unit);
         return;
     }
+    m_passedOver = m_passedOver || m_tooLong;
     if (!m_tooLong && !m_line.empty())
         line(CString(m_line.data(), static_cast<int>(m_line.size())));
     m_line.clear();

@@ -9,13 +9,15 @@
 class DumpLines
 {
 public:
-    static constexpr std::size_t LongestLine = 260; // units
+    static constexpr std::size_t LongestLine = 261; // units: the longest path, and a folder's backslash
 
     // Calls `line` when the unit ends one. A last line without a line feed is never handed on, and a line
     // that is longer than any path the watcher keeps is passed over.
     void Feed(wchar_t unit, const std::function<void(const CString&)>& line);
+    bool PassedOver() const { return m_passedOver; }
 
 private:
     std::vector<wchar_t> m_line;
     bool m_tooLong = false;
+    bool m_passedOver = false;
 };

@@ -27,6 +27,17 @@ int DecidingOrdinary(const Classification& answer)
     return -1;
 }
 
+// A short name of something that is not there has no long form; it is judged as it stands.
+PathExplanation::Reason ReasonOf(WatcherState& m, const CString& path, bool handled)
+{
+    if (m.ownFiles.Contains(path))
+        return PathExplanation::Reason::OwnFile;
+    if (!handled && path.Find(L'~') < 0)
+        return PathExplanation::Reason::TooLong;
+    const ObjectLock lock(m.locks, &m.filter);
+    return m.filter.IsInBackupFolder(path) ? PathExplanation::Reason::BackupFolder : PathExplanation::Reason::Rules;
+}
+
 } // namespace
 
 PathExplanation COrbWatcher::Explain(const wchar_t* path)
@@ -34,9 +45,8 @@ PathExplanation COrbWatcher::Explain(const wchar_t* path)
     PathExplanation explanation;
     const std::optional<CString> normal = m->changeHandler.NormalizeEventPath(path);
     explanation.path = normal ? *normal : CString(path);
-    // Changes of paths that are too long to be handled are dropped. A short name of something that is not
-    // there has no long form; it is judged as it stands.
-    if (!normal && explanation.path.Find(L'~') < 0)
+    explanation.reason = ReasonOf(*m, explanation.path, normal.has_value());
+    if (explanation.reason != PathExplanation::Reason::Rules)
         return explanation;
     const Classification answer = Classify(m->filter, m->secondaryFilter, m->locks, explanation.path);
     explanation.decision = answer.decision;

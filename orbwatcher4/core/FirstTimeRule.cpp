@@ -39,10 +39,13 @@ void WatchLoop::RescanLostRoots()
 // Until single drives can be enumerated, the whole selection is made due instead.
 void WatchLoop::StartSingleDriveRun(const CString&, const DriveGuidInfo&) { m.MakeFullEnumerationDue(); }
 
+// A last check in the future means that the clock was set back.
+bool WatchLoop::IsTooEarly() const { return m_now >= g_lastCheck && (m_now - g_lastCheck) / 60 < MinutesBetweenChecks; }
+
 void WatchLoop::CheckFirstTimeRule()
 {
     const ObjectLock lock(m.locks, &m.filter);
-    if (m_watcher.IsFirstTimeEnumRunning() || (m_now - g_lastCheck) / 60 < MinutesBetweenChecks)
+    if (m_watcher.IsFirstTimeEnumRunning() || IsTooEarly())
         return;
     g_lastCheck = m_now;
     if (!IsFirstTimeRunDue() || m_watcher.IsFirstTimeEnumRunning())

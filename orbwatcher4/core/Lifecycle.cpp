@@ -23,6 +23,18 @@ bool Reload(OrbFilter& filter, const CString& data, const CString& automatic, co
 
 bool COrbWatcher::LoadSelection()
 {
+    const bool loaded = ReloadRules();
+    if (!m->watching.IsSet())
+        return loaded;
+    const ObjectLock lock(m->locks, &m->filter);
+    for (const auto& [root, drive] : m->filter.GenerateDriveList())
+        if (drive.volumeMatches)
+            RequestDrive(root);
+    return loaded;
+}
+
+bool COrbWatcher::ReloadRules()
+{
     const ObjectLock primary(m->locks, &m->filter);
     const ObjectLock secondary(m->locks, &m->secondaryFilter);
     m->filter.SetOverlayCache(m->overlay ? &m->overlayCache : nullptr);
@@ -45,7 +57,7 @@ int COrbWatcher::StartWatch()
     {
         const ObjectLock primary(m->locks, &m->filter);
         const ObjectLock secondary(m->locks, &m->secondaryFilter);
-        LoadSelection();
+        ReloadRules();
         FillPluginTable();
     }
     if (m->overlay)
@@ -72,9 +84,12 @@ void COrbWatcher::StopThreads()
     JoinWatcherThread(m->overlayThread, OverlayThreadName);
     JoinWatcherThread(m->firstRunThread, FirstRunThreadName);
     JoinWatcherThread(m->deletedFilesThread, DeletedFilesThreadName);
+    m->ready.ResetEvent();
     m->stop.ResetEvent();
     m->watching.ResetEvent();
 }
+
+bool COrbWatcher::IsPendingKept() const { return m->pendingKept; }
 
 bool COrbWatcher::WaitUntilReady(DWORD milliseconds) { return m->ready.Lock(milliseconds); }
 

@@ -37,11 +37,13 @@ bool NotificationStore::Put(const CString& path, NotificationPtr notification)
 {
     if (path == EmptyKey() || path == DeletedKey())
         return false;
-    const auto [entry, isNew] = m_table.insert({path, notification});
-    if (isNew)
-        ++m_insertions;
-    else
-        entry->second = std::move(notification);
+    // Looked for first: inserting may move every entry, also where the key is there already.
+    if (const auto found = m_table.find(path); found != m_table.end()) {
+        found->second = std::move(notification);
+        return true;
+    }
+    m_table.insert({path, std::move(notification)});
+    ++m_insertions;
     Count();
     return true;
 }

@@ -67,8 +67,18 @@ void COrbWatcher::SetSecondaryXMLFile(const wchar_t* secondary, const wchar_t* s
     m->secondaryXmlPath2 = IfThere(secondaryExtra);
 }
 
-void COrbWatcher::SetQueueDB(const wchar_t* path) { m->queueDB = path; }
-void COrbWatcher::SetIndexDB(const wchar_t* path) { m->indexDB = path; }
+void COrbWatcher::SetQueueDB(const wchar_t* path)
+{
+    m->queueDB = path;
+    m->ownFiles.SetDatabases(m->queueDB, m->indexDB);
+}
+
+void COrbWatcher::SetIndexDB(const wchar_t* path)
+{
+    m->indexDB = path;
+    m->ownFiles.SetDatabases(m->queueDB, m->indexDB);
+}
+
 void COrbWatcher::SetDestBackupFolderDB(const wchar_t* path) { m->destBackupFolderDB = path; }
 
 void COrbWatcher::SetInstantRunExt(const wchar_t* patterns)

@@ -20,6 +20,8 @@ void RequestDeletedFileProcessing()
 void ChangeHandler::OnFileRemoved(const wchar_t* eventPath)
 {
     const CString path(eventPath);
+    if (m.ownFiles.Contains(path))
+        return;
     CString mapped = path;
     FilterList rules;
     InclusionType primary, secondary;
@@ -60,5 +62,6 @@ void ChangeHandler::RecordRemoval(const CString& path, const FilterList& rules)
     notification->timeStamp = m.clock->FileTime();
     FillFromRules(*notification, rules);
     m.store.Put(path, notification);
+    m.deletionsRequested = true;
     RequestDeletedFileProcessing();
 }

@@ -1,4 +1,5 @@
 // Carrying what is pending over a restart.
+#include "companions/indexdb/OrbIndexDB.h"
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/core/DumpFile.h"
 #include "orbwatcher4/core/FileFindData.h"
@@ -13,8 +14,10 @@ void COrbWatcher::Resume()
     // path would be dropped, and the dump with them.
     const ObjectLock primary(m->locks, &m->filter);
     const ObjectLock secondary(m->locks, &m->secondaryFilter);
-    if (!m->filter.HasRules())
-        LoadSelection();
+    if (!m->filter.HasRules() && !ReloadRules()) {
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"The dump waits until the selection can be read");
+        return;
+    }
     const ObjectLock store(m->locks, &m->store);
     ReplayDump();
 }
@@ -25,19 +28,38 @@ void COrbWatcher::ReplayDump()
     if (GetFileAttributesW(path) == INVALID_FILE_ATTRIBUTES)
         return;
     const auto stop = [this] { return m->stop.IsSet(); };
-    if (ReadDump(path, stop, [this](const CString& line) { ReplayLine(line); }))
-        DeleteFileW(path);
+    switch (ReadDump(path, stop, [this](const CString& line) { ReplayLine(line); })) {
+    case DumpRead::Broken:
+        return;
+    case DumpRead::LinesPassedOver:
+        m->MakeFullEnumerationDue(); // what they named is found again by looking
+        break;
+    case DumpRead::Whole:
+        break;
+    }
+    DeleteFileW(path);
 }
 
 // The dump knows no kinds: a path that is gone was, or has become, a deletion.
-void COrbWatcher::ReplayLine(const CString& path)
+void COrbWatcher::ReplayLine(const CString& line)
 {
+    // Events name a folder without its backslash, and are bounded so.
+    const bool folder = line.GetLength() > 3 && line[line.GetLength() - 1] == L'\\';
+    const CString path = folder ? line.Left(line.GetLength() - 1) : line;
     if (GetFileAttributesW(SystemPath(path)) != INVALID_FILE_ATTRIBUTES)
         m->changeHandler.ProcessChangedFile(path, false, false);
     else if (IsReallyGone(path))
-        m->changeHandler.OnFileRemoved(path);
+        ReplayRemoval(path);
     else
-        m->changeHandler.KeepUnreachable(path);
+        m->changeHandler.KeepUnreachable(line);
+}
+
+// Without the index nobody knows whether it was backed up: a full enumeration compares the two.
+void COrbWatcher::ReplayRemoval(const CString& path)
+{
+    if (!CIndexDB::CacheLoaded())
+        m->MakeFullEnumerationDue();
+    m->changeHandler.OnFileRemoved(path);
 }
 
 void COrbWatcher::DumpStore()
@@ -45,6 +67,7 @@ void COrbWatcher::DumpStore()
     const ObjectLock lock(m->locks, &m->store);
     const std::int64_t count = m->store.LiveCount();
     g_OrbLog.Log(L"Dumping %d files to disk", static_cast<int>(count));
+    m->pendingKept = true;
     if (count > 0) {
         bool whole = false;
         {
@@ -53,6 +76,7 @@ void COrbWatcher::DumpStore()
                 whole = true;
                 m->store.ForEach([&](const CString& path, const NotificationPtr&) { return whole = dump.Write(path); });
             }
+            m->pendingKept = whole;
             if (!whole)
                 m->MakeFullEnumerationDue(); // what could not be written is found again by looking
             if (!dump.IsOpen())

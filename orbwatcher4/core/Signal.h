@@ -1,4 +1,4 @@
-// A signal that is asked, never waited for.
+// A signal that every long loop asks.
 #pragma once
 
 #include "mfc/CEvent.h"

@@ -89,11 +89,12 @@ bool WatchLoop::Pass()
     m_now = m.clock->Seconds();
     WatchNewRoots();
     ProcessDeletions();
-    if (IsSignalled(m.deletedFilesEvent.Get()))
+    const bool signalled = IsSignalled(m.deletedFilesEvent.Get());
+    if (m.deletionsRequested.exchange(false) || signalled)
         m_deletionRequest = m_now;
     if (m.stop.IsSet())
         return false;
-    RemoveDrive();
+    RemoveDrives();
     FollowDrives();
     RescanLostRoots();
     CheckFirstTimeRule();
@@ -107,8 +108,19 @@ void WatchLoop::End()
         const CSingleLock lock(m.driveListLock);
         NoteWatchedRoots();
     }
+    NoteUnscannedRoots();
     // Nobody answers a drive update any more: whoever waits for one goes on.
     SetEvent(m.driveUpdateEvent.Get());
+}
+
+// No pass comes any more for roots that lost changes: they are looked at when the watcher runs again.
+void WatchLoop::NoteUnscannedRoots()
+{
+    const CSingleLock lock(m.pendingDrivesLock);
+    if (m.lostRoots.empty())
+        return;
+    m.lostRoots.clear();
+    m.MakeFullEnumerationDue();
 }
 
 // New rules have named drives. The roots are copied: the engine's start waits, which nobody may do inside
@@ -131,7 +143,7 @@ void WatchLoop::WatchNewRoots()
 
 void WatchLoop::WatchNewRoot(const CString& root)
 {
-    if (root.IsEmpty() || m_engine.IsWatchingDirectory(root))
+    if (root.IsEmpty() || m_engine.IsWatchingDirectory(RootOf(root)))
         return;
     Watch(root);
     RegenerateDrives();
@@ -157,6 +169,8 @@ bool WatchLoop::WorkerRuns() const { return m.deletedFilesThread && !IsSignalled
 // Every request pushes the processing back: it comes after more than five quiet seconds.
 void WatchLoop::ProcessDeletions()
 {
+    // A clock that was set back starts the wait anew.
+    m_deletionRequest = std::min(m_deletionRequest, m_now);
     if (m_deletionRequest <= 0 || m_now <= m_deletionRequest + QuietSeconds)
         return;
     if (WorkerRuns()) {
@@ -167,16 +181,14 @@ void WatchLoop::ProcessDeletions()
     m_deletionRequest = 0;
 }
 
-void WatchLoop::RemoveDrive()
+// The event only tells whoever removed a drive that it is done: another watcher may have set it.
+void WatchLoop::RemoveDrives()
 {
-    if (IsSignalled(m.driveUpdateEvent.Get()))
-        return;
     {
         const CSingleLock lock(m.driveListLock);
-        const auto removed =
-            std::find_if(m.drives.begin(), m.drives.end(), [](const auto& entry) { return entry.second.removed == 1; });
-        if (removed != m.drives.end())
-            Unwatch(removed->first);
+        for (const auto& [root, drive] : m.drives)
+            if (drive.removed == 1 && m_engine.IsWatchingDirectory(RootOf(root)))
+                Unwatch(root);
         NoteWatchedRoots();
     }
     SetEvent(m.driveUpdateEvent.Get());
@@ -200,15 +212,20 @@ void WatchLoop::FollowDrive(const CString& root, DriveGuidInfo& drive)
         DriveLost(root, drive);
         return;
     }
-    if (drive.volumeMatches) {
-        WatchAgain(root);
+    const bool watched = m_engine.IsWatchingDirectory(RootOf(root));
+    if (drive.volumeMatches && watched)
+        return;
+    if (IsOtherVolume(root, drive)) {
+        drive.volumeMatches = false;
         return;
     }
-    if (IsOtherVolume(root, drive))
+    if (drive.volumeMatches) {
+        WatchAgain(root, drive);
         return;
+    }
     StartSingleDriveRun(root, drive);
     drive.volumeMatches = true;
-    if (!root.IsEmpty() && !m_engine.IsWatchingDirectory(root))
+    if (!root.IsEmpty() && !m_engine.IsWatchingDirectory(RootOf(root)))
         Watch(root);
 }
 
@@ -247,14 +264,13 @@ bool WatchLoop::Watch(const CString& root)
 }
 
 // A drive that should be watched and is not: its watch could not be started, or has ended with an error.
-void WatchLoop::WatchAgain(const CString& root)
+void WatchLoop::WatchAgain(const CString& root, const DriveGuidInfo& drive)
 {
-    if (m_engine.IsWatchingDirectory(RootOf(root)))
-        return;
     const auto retry = m_retries.find(root);
-    if (retry == m_retries.end() || m_now >= retry->second.at)
-        if (Watch(root))
-            StartSingleDriveRun(root, m.drives[root]);
+    // No pause is longer than the longest: where one seems to be, the clock was set back.
+    const std::int64_t wait = retry == m_retries.end() ? 0 : retry->second.at - m_now;
+    if ((wait <= 0 || wait > LongestPause) && Watch(root))
+        StartSingleDriveRun(root, drive);
 }
 
 void WatchLoop::Unwatch(const CString& root)

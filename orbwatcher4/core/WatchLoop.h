@@ -41,17 +41,19 @@ private:
     void RegenerateDrives();
     void ProcessDeletions();
     bool WorkerRuns() const;
-    void RemoveDrive();
+    void RemoveDrives();
     void FollowDrives();
     void FollowDrive(const CString& root, DriveGuidInfo& drive);
     void DriveLost(const CString& root, DriveGuidInfo& drive);
     bool IsOtherVolume(const CString& root, const DriveGuidInfo& drive) const;
     void StartSingleDriveRun(const CString& root, const DriveGuidInfo& drive);
     void RescanLostRoots();
+    void NoteUnscannedRoots();
     void CheckFirstTimeRule();
+    bool IsTooEarly() const;
     bool IsFirstTimeRunDue();
     bool Watch(const CString& root);
-    void WatchAgain(const CString& root);
+    void WatchAgain(const CString& root, const DriveGuidInfo& drive);
     void Unwatch(const CString& root);
     void NoteWatchedRoots();
 

@@ -40,10 +40,14 @@ WatcherState::~WatcherState()
 
 void WatcherState::MakeFullEnumerationDue()
 {
+    constexpr const wchar_t* key = L"Backup::FirstTimeRunTime";
     CServiceRunSettings& settings = GetServiceRunSettings();
-    settings.Load();
-    settings.SetValue(L"Backup::FirstTimeRunTime", 0);
-    if (!settings.Save())
+    // Many folders may be given up one after the other; once is enough. (A value that is not there is written.)
+    if (m_enumerationDue && settings.GetValue(key, 1) == 0)
+        return;
+    settings.SetValue(key, 0);
+    m_enumerationDue = settings.Save();
+    if (!m_enumerationDue)
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to make a full enumeration due");
 }
 

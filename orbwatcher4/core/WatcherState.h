@@ -12,6 +12,7 @@
 #include "orbwatcher4/core/ChangeHandler.h"
 #include "orbwatcher4/core/NotificationStore.h"
 #include "orbwatcher4/core/ObjectLockTable.h"
+#include "orbwatcher4/core/OwnFiles.h"
 #include "orbwatcher4/core/Signal.h"
 #include "support/Clock.h"
 #include "support/FileWriter.h"
@@ -47,6 +48,7 @@ struct WatcherState {
 
     CString dataXmlPath, secondaryXmlPath, dataXmlPath2, secondaryXmlPath2, advancedFiltersPath;
     CString queueDB, indexDB, destBackupFolderDB, blockLevelExt, instantRunExt;
+    OwnFiles ownFiles;
     HANDLE userToken = nullptr; // not owned
     bool backupHiddenFiles = false;
     DWORD backupFrequency = 0;
@@ -59,12 +61,14 @@ struct WatcherState {
     CSignal stop; // polled by every long loop
     CEvent ready{false, true};
     std::atomic<int> initialized{0};
+    std::atomic<bool> pendingKept{true}; // by the last dump
     std::atomic<int> enableFirstTime{0};
     FirstTimeState firstTime;
 
     // Named, and so shared with every watcher on the machine: a signal need not be meant for this one.
     KernelHandle deletedFilesEvent;
     KernelHandle driveUpdateEvent;
+    std::atomic<bool> deletionsRequested{false}; // by this watcher; another may have taken the signal
 
     RankedSection lifecycle{LockRank::Lifecycle, L"lifecycle"};
     KernelHandle watchThread, firstRunThread, overlayThread; // guarded by lifecycle
@@ -86,6 +90,9 @@ struct WatcherState {
 
     // Remembers that what is on the disk must be looked at again as a whole: something was given up.
     void MakeFullEnumerationDue();
+
+private:
+    std::atomic<bool> m_enumerationDue{false}; // written, and so far not undone
 };
 
 // Starts a thread of the watcher; null when the system refuses.

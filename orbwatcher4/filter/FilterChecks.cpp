@@ -40,13 +40,17 @@ public:
 
 } // namespace
 
+bool OrbFilter::IsInBackupFolder(const wchar_t* path) const
+{
+    return !m_backupFolder.IsEmpty() && BeginsNoCase(path, m_backupFolder.View());
+}
+
 InclusionType OrbFilter::CheckForInclusion(const wchar_t* path, FilterList* matched, bool clearMatched,
                                            bool useIndexCache)
 {
     if (clearMatched && matched)
         matched->clear();
-    // The backup destination is never backed up.
-    if (!m_backupFolder.IsEmpty() && BeginsNoCase(path, m_backupFolder.View()))
+    if (IsInBackupFolder(path))
         return NotIncluded;
     CachedDatum datum;
     const bool included = useIndexCache && CIndexDB::GetCachedData(path, datum);

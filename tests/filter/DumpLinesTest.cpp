@@ -21,10 +21,22 @@ TEST(DumpLines, EndAtALineFeedAndTheLastOneWithoutItIsDropped)
 
 TEST(DumpLines, EmptyOnesAreNoPaths) { EXPECT_EQ(LinesOf(L"\n\na\n"), std::vector<std::wstring>{L"a"}); }
 
-TEST(DumpLines, Of260UnitsAreKeptAndLongerOnesPassedOver)
+TEST(DumpLines, OfAFolderWith260UnitsAndItsBackslashAreKeptAndLongerOnesPassedOver)
 {
-    const std::wstring longest(260, L'x');
+    const std::wstring longest = std::wstring(260, L'x') + L"\\";
     EXPECT_EQ(LinesOf(longest + L"\n" + longest + L"y\nb\n"), (std::vector<std::wstring>{longest, L"b"}));
+}
+
+TEST(DumpLines, OneThatWasPassedOverIsRemembered)
+{
+    DumpLines lines;
+    const auto ignore = [](const CString&) {};
+    for (const wchar_t unit : std::wstring(261, L'x') + L"\n")
+        lines.Feed(unit, ignore);
+    EXPECT_FALSE(lines.PassedOver());
+    for (const wchar_t unit : std::wstring(262, L'x') + L"\n")
+        lines.Feed(unit, ignore);
+    EXPECT_TRUE(lines.PassedOver());
 }
 
 } // namespace

@@ -1,0 +1,52 @@
+#include "orbwatcher4/core/OwnFiles.h"
+
+#include "companions/settings/DataFolder.h"
+#include "support/CaseFold.h"
+#include "support/Wildcard.h"
+
+#include <windows.h>
+
+#include <algorithm>
+
+namespace
+{
+
+constexpr const wchar_t* LogFiles = L"OrbWatcher*.log";
+constexpr const wchar_t* DatabaseEndings[] = {L"", L"-wal", L"-shm", L"-journal"};
+
+CString FullPath(const wchar_t* path)
+{
+    CString full;
+    const DWORD size = GetFullPathNameW(path, 0, nullptr, nullptr);
+    const DWORD length = GetFullPathNameW(path, size, full.GetBuffer(static_cast<int>(size)), nullptr);
+    full.ReleaseBuffer(static_cast<int>(length < size ? length : 0));
+    return full;
+}
+
+bool IsLogFile(const CString& path)
+{
+    const int slash = path.ReverseFind(L'\\');
+    return MatchWildcard(LogFiles, path.GetString() + slash + 1) &&
+           EqualNoCase(path.Left(slash).View(), DataFolder::Path().View());
+}
+
+} // namespace
+
+void OwnFiles::SetDatabases(const CString& queue, const CString& index)
+{
+    m_databases.clear();
+    for (const CString& path : {queue, index})
+        if (!path.IsEmpty())
+            m_databases.push_back(FullPath(path));
+}
+
+bool OwnFiles::Contains(const CString& path) const
+{
+    const auto isDatabase = [&](const CString& database) {
+        return BeginsNoCase(path.View(), database.View()) &&
+               std::any_of(std::begin(DatabaseEndings), std::end(DatabaseEndings), [&](const wchar_t* ending) {
+                   return EqualNoCase(path.View().substr(database.View().size()), ending);
+               });
+    };
+    return std::any_of(m_databases.begin(), m_databases.end(), isDatabase) || IsLogFile(path);
+}
