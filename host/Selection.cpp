@@ -46,7 +46,6 @@ bool IsFile(const std::wstring& path)
     return attributes != INVALID_FILE_ATTRIBUTES && !(attributes & FILE_ATTRIBUTE_DIRECTORY);
 }
 
-// The library passes over some of the files when they are not there.
 // A byte that is no UTF-8 would quietly make a rule mean another path.
 bool IsReadableText(const std::wstring& path)
 {
@@ -57,6 +56,7 @@ bool IsReadableText(const std::wstring& path)
     return bytes.starts_with("\xFF\xFE") || IsUtf8(bytes);
 }
 
+// The library passes over some of the files when they are not there.
 bool AllCanBeRead(const SelectionFiles& files, RecordWriter& writer)
 {
     bool good = true;

@@ -24,6 +24,12 @@
 
 class CMarkup;
 class OverlayCache;
+class VolumeTable;
+
+// Roots compare without regard to case, in every alphabet.
+struct ORBWATCHER4_API RootBefore {
+    bool operator()(const CString& left, const CString& right) const;
+};
 
 // One drive of the selection, as the watcher follows it.
 struct DriveGuidInfo {
@@ -32,7 +38,7 @@ struct DriveGuidInfo {
     std::int32_t removed = 0;   // 1: the drive must no longer be watched
 };
 // Keyed by root, as StripToRoot gives it.
-using DriveList = std::map<CString, DriveGuidInfo>;
+using DriveList = std::map<CString, DriveGuidInfo, RootBefore>;
 
 // Where a store says how much it holds; GetTotalItems reports from the last two words.
 struct ItemCounters {
@@ -70,7 +76,8 @@ public:
     bool AddAdvancedFilter(const FilterPtr& rule, bool sort);
     // byValue false: that very object; true: every rule of its drive equal in type, path (case ignored),
     // exclude and pluginId. alsoFromXml: the data file loses the matching items, too. True when something
-    // was removed.
+    // was removed; where the file could not be written, it is as it was and the log says so. An item that gave
+    // two rules goes with the one that includes: its exclusion alone is no item of the file.
     bool RemoveSingleFilter(FilterPtr rule, bool byValue, bool alsoFromXml);
     // False when a rule of the same path (case ignored), type, mask and pluginId has the opposite kind.
     bool CheckRuleNoConflict(const FilterPtr& rule) const;
@@ -82,8 +89,11 @@ public:
     bool MoveDriveRules(const wchar_t* from, const wchar_t* to);
     // Empties the two rule maps only.
     void ClearAll();
+    // For a filter that is to be loaded in place of a held one: the include roots, and the backup folder as
+    // long as the settings cannot be read.
+    void PrepareToReplace(const OrbFilter& held);
     // The rules, file names and what was read with them become those of the other one; lock, caches and
-    // links stay.
+    // links stay. Advanced rules whose file is there and could not be read stay, too.
     void TakeRulesFrom(OrbFilter& other);
     bool HasRules() const;
 
@@ -139,18 +149,18 @@ public:
 private:
     friend class JunctionAccess; // tests and the walk fill the cache through it
 
-    using RuleMap = std::map<CString, FilterList>;
-    struct VolumeTable;
+    using RuleMap = std::map<CString, FilterList, RootBefore>;
 
     // True when the directory was not known yet; `dir` gets its trailing backslash.
     bool AddScannedDirectory(CString& dir);
     void RememberJunction(const CString& junction, const CString& destination);
-    bool ReadRule(CMarkup& document, bool autoExclude, FilterList* out, bool markFlag, bool readItemText,
+    void ReadRule(CMarkup& document, bool autoExclude, FilterList* out, bool markFlag, bool readItemText,
                   VolumeTable& volumes);
     void HandOn(const FilterPtr& rule, FilterList* out);
     void ReadAdvancedRule(CMarkup& document);
     void ReadBackupFolder();
     bool RemoveFromDataFile(const Filter& rule) const;
+    bool SaveDataFile(CMarkup& document) const;
 
     RuleMap m_driveRules;
     RuleMap m_advancedRules;
@@ -167,4 +177,5 @@ private:
     OrbFilter* m_secondary = nullptr;
     std::vector<CString> m_includeRoots;
     bool m_networkInclude = false;
+    bool m_advancedUnread = false;
 };

@@ -1,35 +1,18 @@
 #include "companions/settings/SettingsFile.h"
 
 #include "companions/settings/DataFolder.h"
+#include "support/FileReplacement.h"
 #include "support/Handle.h"
-
-#include <atomic>
 
 namespace
 {
-
-// Two writers never share a temporary file, neither threads nor processes.
-CString TemporaryPath(const CString& path)
-{
-    static std::atomic<unsigned> counter{0};
-    CString temporary;
-    temporary.Format(L"%s.%u-%u.tmp", path.GetString(), GetCurrentProcessId(), ++counter);
-    return temporary;
-}
 
 bool WriteWhole(const CString& path, const std::string& bytes)
 {
     const FileHandle file(CreateFileW(path, GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
     DWORD written = 0;
     return file && WriteFile(file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr) &&
-           written == bytes.size() && FlushFileBuffers(file.Get());
-}
-
-// Replacing would succeed on some systems; a file marked read-only is meant to stay as it is.
-bool IsReadOnly(const CString& path)
-{
-    const DWORD attributes = GetFileAttributesW(path);
-    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0;
+           written == bytes.size();
 }
 
 } // namespace
@@ -60,16 +43,9 @@ SettingsFile::ReadResult SettingsFile::Read(std::string& bytes, unsigned long& e
 bool SettingsFile::Replace(const std::string& bytes, unsigned long& error) const
 {
     DataFolder::Create(m_path.Left(m_path.ReverseFind(L'\\')));
-    if (IsReadOnly(m_path)) {
-        error = ERROR_ACCESS_DENIED;
-        return false;
-    }
-    const CString temporary = TemporaryPath(m_path);
-    if (WriteWhole(temporary, bytes) &&
-        MoveFileExW(temporary, m_path, MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
+    if (ReplaceWhole(m_path, [&](const CString& temporary) { return WriteWhole(temporary, bytes); }))
         return true;
     error = GetLastError();
-    DeleteFileW(temporary);
     return false;
 }
 

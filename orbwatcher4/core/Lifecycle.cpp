@@ -11,8 +11,8 @@ namespace
 // the rules that are held stay; a filter that holds none takes what could be loaded.
 bool Reload(OrbFilter& filter, const CString& data, const CString& automatic, const wchar_t* advanced)
 {
-    OrbFilter fresh(filter);
-    fresh.ClearAll();
+    OrbFilter fresh;
+    fresh.PrepareToReplace(filter);
     const bool loaded = fresh.LoadXmlFilters(data, automatic, advanced);
     if (loaded || !filter.HasRules())
         filter.TakeRulesFrom(fresh);

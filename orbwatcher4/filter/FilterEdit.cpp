@@ -1,7 +1,9 @@
 // Taking rules out of the selection, and whether a new one fits in.
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/OrbFilter.h"
+#include "orbwatcher4/filter/VolumeTable.h"
 #include "support/CaseFold.h"
+#include "support/FileReplacement.h"
 #include "support/Numbers.h"
 #include "xml/Markup.h"
 
@@ -16,21 +18,23 @@ bool SameValue(const Filter& left, const Filter& right)
            EqualNoCase(left.path.View(), right.path.View());
 }
 
-// A folder's path may be written without its trailing backslash.
-CString RulePathOf(const CMarkup& item, bool folder)
+// A folder's path may be written without its trailing backslash, and be that of a drive where the volume was.
+CString RulePathOf(const CMarkup& item, bool folder, const VolumeTable& volumes)
 {
-    CString path = item.GetAttribute(L"path");
-    if (folder && !path.IsEmpty() && path[path.GetLength() - 1] != L'\\')
-        path += L'\\';
-    return path;
+    Filter read;
+    read.path = item.GetAttribute(L"path");
+    if (folder && !read.path.IsEmpty() && read.path[read.path.GetLength() - 1] != L'\\')
+        read.path += L'\\';
+    volumes.Relocate(read, item.GetAttribute(L"vid"));
+    return read.path;
 }
 
-bool IsItemOf(const CMarkup& item, const Filter& rule)
+bool IsItemOf(const CMarkup& item, const Filter& rule, const VolumeTable& volumes)
 {
     const bool folder = ToInt32(item.GetAttribute(L"type").View()) != 0;
     return folder == (rule.type != 0) && (ToInt32(item.GetAttribute(L"exclude").View()) == 1) == rule.exclude &&
            ToInt32(item.GetAttribute(L"pluginId").View()) == rule.pluginId &&
-           EqualNoCase(RulePathOf(item, folder).View(), rule.path.View());
+           EqualNoCase(RulePathOf(item, folder, volumes).View(), rule.path.View());
 }
 
 } // namespace
@@ -60,10 +64,20 @@ bool OrbFilter::RemoveFromDataFile(const Filter& rule) const
     if (!document.FindElement(L"Data") || !document.EnterElement())
         return false;
     bool removed = false;
+    const VolumeTable volumes;
     while (document.FindElement(L"Item"))
-        if (IsItemOf(document, rule))
+        if (IsItemOf(document, rule, volumes))
             removed = document.RemoveElement() || removed;
-    return removed && document.Save(m_dataFile);
+    return removed && SaveDataFile(document);
+}
+
+bool OrbFilter::SaveDataFile(CMarkup& document) const
+{
+    if (ReplaceWhole(m_dataFile, [&](const CString& temporary) { return document.Save(temporary); }))
+        return true;
+    g_OrbLog.WriteLog(2, L"OrbFilter", __LINE__, L"Failed to save Data XML File");
+    g_OrbLog.Log(L"File : %s", m_dataFile.GetString());
+    return false;
 }
 
 bool OrbFilter::CheckRuleNoConflict(const FilterPtr& rule) const

@@ -3,6 +3,7 @@
 #include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/OrbFilter.h"
 #include "orbwatcher4/filter/Decisions.h"
+#include "orbwatcher4/filter/VolumeTable.h"
 #include "support/CaseFold.h"
 #include "support/Numbers.h"
 #include "xml/Markup.h"
@@ -84,52 +85,6 @@ bool OpenRules(CMarkup& document, const wchar_t* file, const wchar_t* failure)
 
 } // namespace
 
-// Where each volume is mounted now, and which drives are network drives: asked once for all the rules of a file.
-struct OrbFilter::VolumeTable {
-    std::map<std::int32_t, CString> rootOfSerial;
-    std::map<int, bool> networkDrives; // by the number of the letter; -1 for a path without one
-
-    VolumeTable()
-    {
-        // Every letter is asked: the system's list of drives may lag behind one that was attached just now, and
-        // a letter without a drive fails at once.
-        for (int letter = 0; letter < 26; ++letter) {
-            CString root;
-            root.Format(L"%c:\\", L'A' + letter);
-            DWORD serial = 0;
-            // Serial 0 identifies no volume: file systems without serials all report it.
-            if (GetVolumeInformationW(root, nullptr, 0, &serial, nullptr, nullptr, nullptr, 0) && serial != 0)
-                rootOfSerial[static_cast<std::int32_t>(serial)] = root;
-        }
-    }
-
-    // Asking the system takes longer than all the rest of reading a rule.
-    bool IsOnNetwork(const CString& path)
-    {
-        if (PathIsUNCW(path))
-            return true;
-        const auto [drive, isFirst] = networkDrives.try_emplace(PathGetDriveNumberW(path));
-        if (isFirst)
-            drive->second = PathIsNetworkPathW(path) != FALSE;
-        return drive->second;
-    }
-
-    // A volume that is mounted under another letter now takes the rule's path with it. The path is changed
-    // only where the lower-cased root stands in it letter by letter.
-    void Relocate(Filter& rule, const CString& vid) const
-    {
-        rule.volumeFound = vid.IsEmpty();
-        if (vid.IsEmpty())
-            return;
-        rule.vid = ToInt32(vid.View());
-        const auto found = rootOfSerial.find(rule.vid);
-        if (found == rootOfSerial.end())
-            return;
-        rule.path.Replace(OrbFilter::StripToRoot(rule.path), found->second);
-        rule.volumeFound = true;
-    }
-};
-
 bool OrbFilter::LoadXmlFilters(const wchar_t* dataFile, const wchar_t* autoExcludeFile, const wchar_t* advancedFile)
 {
     const COrbFuncLog guard(L"OrbFilter::LoadXmlFilters");
@@ -148,8 +103,9 @@ bool OrbFilter::LoadXmlFilters(const wchar_t* dataFile, const wchar_t* autoExclu
             rule->flags |= RuleFlags::AutoExclude;
             AddSingleFilter(rule, false);
         }
+    m_advancedUnread = false;
     if (loaded && !m_advancedFile.IsEmpty() && PathFileExistsW(m_advancedFile)) {
-        LoadXmlFilterAdvanced(m_advancedFile);
+        m_advancedUnread = !LoadXmlFilterAdvanced(m_advancedFile);
         SortAdvancedFilters();
     }
     // In order on every way out: checks rely on it.
@@ -176,13 +132,15 @@ void OrbFilter::ReadBackupFolder()
     constexpr std::size_t Capacity = 2048;
     wchar_t folder[Capacity] = {};
     CUserConfigurations& configuration = GetUserConfigurations();
-    configuration.Load();
-    configuration.GetValue(L"Backup::path", folder, Capacity);
-    m_backupFolder = FolderPath(CString(folder));
+    // While the settings cannot be read, the destination is where it was.
+    if (configuration.Load() || configuration.GetValue(L"Backup::path", folder, Capacity)) {
+        configuration.GetValue(L"Backup::path", folder, Capacity);
+        m_backupFolder = FolderPath(CString(folder));
+    }
     g_OrbLog.Log(L"Backup folder path: %s", m_backupFolder.GetString());
 }
 
-bool OrbFilter::ReadRule(CMarkup& document, bool autoExclude, FilterList* out, bool markFlag, bool readItemText,
+void OrbFilter::ReadRule(CMarkup& document, bool autoExclude, FilterList* out, bool markFlag, bool readItemText,
                          VolumeTable& volumes)
 {
     auto rule = std::make_shared<Filter>();
@@ -199,7 +157,7 @@ bool OrbFilter::ReadRule(CMarkup& document, bool autoExclude, FilterList* out, b
     rule->additionalInfo = ReadInfo(document);
     rule->path = document.GetAttribute(L"path");
     if (rule->path.IsEmpty())
-        return false;
+        return;
     if (!excludes && volumes.IsOnNetwork(rule->path))
         m_networkInclude = true;
     if (rule->type)
@@ -221,7 +179,6 @@ bool OrbFilter::ReadRule(CMarkup& document, bool autoExclude, FilterList* out, b
     // Read after the split: the include halves carry no job.
     rule->jobid = Number(document, L"jobid");
     HandOn(rule, out);
-    return true;
 }
 
 void OrbFilter::HandOn(const FilterPtr& rule, FilterList* out)

@@ -1,12 +1,14 @@
 #include "orbwatcher4/OrbFilter.h"
 
 #include "orbwatcher4/filter/Decisions.h"
+#include "orbwatcher4/filter/VolumeTable.h"
 #include "support/CaseFold.h"
 
 #include <windows.h>
 
 #include <shlwapi.h>
 
+#include <algorithm>
 #include <cstring>
 
 namespace
@@ -14,13 +16,28 @@ namespace
 
 constexpr std::uint64_t EmptyScannedKey = 0xFFFFFFFFFFFFFFFFull;
 
-void SortAll(std::map<CString, FilterList>& map)
+template <typename Map>
+void SortAll(Map& map)
 {
     for (auto& [root, rules] : map)
         Decisions::SortRules(rules);
 }
 
+// Roots are in lower case as far as A to Z go, and keep the order that they have so: shares before drives.
+std::uint16_t FoldedRootUnit(wchar_t unit)
+{
+    const std::uint16_t upper = UpperUnit(static_cast<std::uint16_t>(unit));
+    return upper >= L'A' && upper <= L'Z' ? static_cast<std::uint16_t>(upper + (L'a' - L'A')) : upper;
+}
+
 } // namespace
+
+bool RootBefore::operator()(const CString& left, const CString& right) const
+{
+    const std::wstring_view a = left.View(), b = right.View();
+    return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(),
+                                        [](wchar_t x, wchar_t y) { return FoldedRootUnit(x) < FoldedRootUnit(y); });
+}
 
 OrbFilter::OrbFilter() { m_scanned.set_empty_key(EmptyScannedKey); }
 
@@ -46,6 +63,7 @@ OrbFilter& OrbFilter::operator=(const OrbFilter& other)
     m_secondary = other.m_secondary;
     m_includeRoots = other.m_includeRoots;
     m_networkInclude = other.m_networkInclude;
+    m_advancedUnread = other.m_advancedUnread;
     return *this;
 }
 
@@ -116,7 +134,7 @@ bool OrbFilter::MoveDriveRules(const wchar_t* from, const wchar_t* to)
     FilterList moved;
     for (const FilterPtr& rule : found->second) {
         auto copy = std::make_shared<Filter>(*rule);
-        copy->path.MakeLower().Replace(oldRoot, newRoot);
+        ChangeRoot(copy->path.MakeLower(), oldRoot, newRoot);
         moved.push_back(std::move(copy));
     }
     m_driveRules.erase(found);
@@ -132,10 +150,17 @@ void OrbFilter::ClearAll()
     m_advancedRules.clear();
 }
 
+void OrbFilter::PrepareToReplace(const OrbFilter& held)
+{
+    m_includeRoots = held.m_includeRoots;
+    m_backupFolder = held.m_backupFolder;
+}
+
 void OrbFilter::TakeRulesFrom(OrbFilter& other)
 {
     m_driveRules.swap(other.m_driveRules);
-    m_advancedRules.swap(other.m_advancedRules);
+    if (!other.m_advancedUnread)
+        m_advancedRules.swap(other.m_advancedRules);
     m_dataFile = other.m_dataFile;
     m_autoExcludeFile = other.m_autoExcludeFile;
     m_advancedFile = other.m_advancedFile;

@@ -1,0 +1,64 @@
+#include "orbwatcher4/filter/VolumeTable.h"
+
+#include "orbwatcher4/OrbFilter.h"
+#include "support/Numbers.h"
+#include "support/QuietErrors.h"
+
+#include <windows.h>
+
+#include <shlwapi.h>
+
+namespace
+{
+
+bool EndsInBackslash(const CString& root) { return !root.IsEmpty() && root[root.GetLength() - 1] == L'\\'; }
+
+CString WithBackslash(const CString& root) { return EndsInBackslash(root) ? root : root + L'\\'; }
+
+} // namespace
+
+VolumeTable::VolumeTable()
+{
+    const QuietErrors quiet;
+    // Every letter is asked: the system's list of drives may lag behind one that was attached just now, and a letter
+    // without a drive fails at once.
+    for (int letter = 0; letter < 26; ++letter) {
+        CString root;
+        root.Format(L"%c:\\", L'A' + letter);
+        DWORD serial = 0;
+        // Serial 0 identifies no volume: file systems without serials all report it.
+        if (GetVolumeInformationW(root, nullptr, 0, &serial, nullptr, nullptr, nullptr, 0) && serial != 0)
+            m_rootOfSerial[static_cast<std::int32_t>(serial)] = root;
+    }
+}
+
+void VolumeTable::Relocate(Filter& rule, const CString& vid) const
+{
+    rule.volumeFound = vid.IsEmpty();
+    if (vid.IsEmpty())
+        return;
+    rule.vid = ToInt32(vid.View());
+    const auto found = m_rootOfSerial.find(rule.vid);
+    if (found == m_rootOfSerial.end())
+        return;
+    ChangeRoot(rule.path, OrbFilter::StripToRoot(rule.path), found->second);
+    rule.volumeFound = true;
+}
+
+bool VolumeTable::IsOnNetwork(const CString& path)
+{
+    if (PathIsUNCW(path))
+        return true;
+    const auto [drive, isFirst] = m_networkDrives.try_emplace(PathGetDriveNumberW(path));
+    if (isFirst)
+        drive->second = PathIsNetworkPathW(path) != FALSE;
+    return drive->second;
+}
+
+void ChangeRoot(CString& path, const CString& from, const CString& to)
+{
+    if (EndsInBackslash(from) == EndsInBackslash(to))
+        path.Replace(from, to);
+    else
+        path.Replace(WithBackslash(from), WithBackslash(to));
+}

@@ -1,0 +1,50 @@
+#include "support/FileReplacement.h"
+
+#include "support/Handle.h"
+
+#include <atomic>
+
+namespace
+{
+
+// Two writers never share a temporary file, neither threads nor processes.
+CString TemporaryPath(const CString& path)
+{
+    static std::atomic<unsigned> counter{0};
+    CString temporary;
+    temporary.Format(L"%s.%u-%u.tmp", path.GetString(), GetCurrentProcessId(), ++counter);
+    return temporary;
+}
+
+// Replacing would succeed on some systems; a file marked read-only is meant to stay as it is.
+bool IsReadOnly(const CString& path)
+{
+    const DWORD attributes = GetFileAttributesW(path);
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0;
+}
+
+// What is only in memory would be lost with the power, and the old file with it.
+bool Flush(const CString& path)
+{
+    const FileHandle file(CreateFileW(path, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
+                                      FILE_ATTRIBUTE_NORMAL, nullptr));
+    return file && FlushFileBuffers(file.Get());
+}
+
+} // namespace
+
+bool ReplaceWhole(const CString& path, const std::function<bool(const CString& temporary)>& write)
+{
+    if (IsReadOnly(path)) {
+        SetLastError(ERROR_ACCESS_DENIED);
+        return false;
+    }
+    const CString temporary = TemporaryPath(path);
+    if (write(temporary) && Flush(temporary) &&
+        MoveFileExW(temporary, path, MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
+        return true;
+    const DWORD error = GetLastError();
+    DeleteFileW(temporary);
+    SetLastError(error);
+    return false;
+}
