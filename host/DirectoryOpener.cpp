@@ -4,13 +4,16 @@
 #include "support/Handle.h"
 #include "support/SystemPath.h"
 
+#include <winternl.h>
+
 #include <algorithm>
 #include <set>
 
 namespace
 {
 
-constexpr DWORD LongestTurn = 10000; // milliseconds that another orbwatch is given to open its folders
+constexpr DWORD LongestTurn = 10000;   // milliseconds that another orbwatch is given to open its folders
+constexpr ULONGLONG LongestEnd = 5000; // milliseconds that forgetting may hold up the end
 
 bool RunsUnderWine() { return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr; }
 
@@ -64,6 +67,7 @@ public:
         if (m_owned)
             ReleaseMutex(m_mutex);
     }
+    bool Owned() const { return m_owned; }
     OwnedMutex(const OwnedMutex&) = delete;
     OwnedMutex& operator=(const OwnedMutex&) = delete;
 
@@ -71,6 +75,17 @@ private:
     const HANDLE m_mutex;
     bool m_owned;
 };
+
+// Nobody else holds the claim open.
+bool IsTheOnlyHandle(HANDLE claim)
+{
+    using Query = NTSTATUS(NTAPI*)(HANDLE, OBJECT_INFORMATION_CLASS, void*, ULONG, ULONG*);
+    static const auto query = reinterpret_cast<Query>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "NtQueryObject")));
+    PUBLIC_OBJECT_BASIC_INFORMATION information = {};
+    return query && query(claim, ObjectBasicInformation, &information, sizeof information, nullptr) >= 0 &&
+           information.HandleCount == 1;
+}
 
 struct BeforeNoCase {
     bool operator()(const std::wstring& left, const std::wstring& right) const
@@ -159,7 +174,28 @@ void DirectoryOpener::OpenRoot(const CString& root)
     claim.Reset(CreateMutexW(nullptr, FALSE, ClaimName(root).c_str()));
     const bool forget = claim && GetLastError() != ERROR_ALREADY_EXISTS;
     const OwnedMutex turn(claim.Get());
-    RootPass pass(root, forget, m_stop);
+    PassOver(root, forget, m_stop);
+}
+
+void DirectoryOpener::Close()
+{
+    const ULONGLONG end = GetTickCount64() + LongestEnd;
+    const auto late = [&] { return GetTickCount64() >= end; };
+    for (const auto& [root, claim] : m_claims)
+        ForgetRoot(root, claim.Get(), late);
+    m_claims.clear();
+}
+
+void DirectoryOpener::ForgetRoot(const CString& root, HANDLE claim, const std::function<bool()>& stop) const
+{
+    const OwnedMutex turn(claim);
+    if (turn.Owned() && IsTheOnlyHandle(claim))
+        PassOver(root, true, stop);
+}
+
+void DirectoryOpener::PassOver(const CString& root, bool forget, const std::function<bool()>& stop) const
+{
+    RootPass pass(root, forget, stop);
     for (const SelectionView::Folder& folder : m_folders)
         if (BeginsNoCase(folder.path, root.View()))
             pass.Open(folder);

@@ -94,6 +94,7 @@ public:
         const std::optional<ExitCode> early = WaitUntilReady();
         ExitCode code = WithFailures(early ? *early : HandOut());
         m_watcher.AbortWatching();
+        m_opener.Close();
         const std::int64_t pending = m_watcher.GetTotalFilesInMem();
         m_watcher.DeInit();
         TellMessages();

@@ -82,16 +82,15 @@ TEST_F(WatchEnd, AfterAnInterruptionWhatWasPendingComesFirstAndOnce)
     EXPECT_EQ(host->Finish(), 130);
 }
 
-// A watch of this process on a folder of its own.
+// A watch of this process.
 class Watching
 {
 public:
     explicit Watching(const std::wstring& folder)
         : m_directory(CreateFileW(folder.c_str(), FILE_LIST_DIRECTORY, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                                  OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OVERLAPPED, nullptr)),
-          m_begun(ReadDirectoryChangesW(m_directory.Get(), m_buffer, sizeof m_buffer, TRUE,
-                                        FILE_NOTIFY_CHANGE_FILE_NAME, nullptr, &m_overlapped, nullptr) != FALSE)
+                                  OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OVERLAPPED, nullptr))
     {
+        Read();
     }
     ~Watching()
     {
@@ -102,12 +101,32 @@ public:
     Watching(const Watching&) = delete;
     Watching& operator=(const Watching&) = delete;
     bool Begun() const { return m_begun; }
+    // Until a name that ends so is told of; false after the time.
+    bool WaitFor(const std::wstring& ending)
+    {
+        while (m_begun && WaitForSingleObject(m_event.Get(), 30000) == WAIT_OBJECT_0) {
+            const auto* record = reinterpret_cast<const FILE_NOTIFY_INFORMATION*>(m_buffer);
+            const bool found =
+                std::wstring(record->FileName, record->FileNameLength / sizeof(wchar_t)).ends_with(ending);
+            Read();
+            if (found)
+                return true;
+        }
+        return false;
+    }
 
 private:
-    OVERLAPPED m_overlapped = {};
+    void Read()
+    {
+        m_begun = ReadDirectoryChangesW(m_directory.Get(), m_buffer, sizeof m_buffer, TRUE,
+                                        FILE_NOTIFY_CHANGE_FILE_NAME, nullptr, &m_overlapped, nullptr) != FALSE;
+    }
+
+    const KernelHandle m_event{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+    OVERLAPPED m_overlapped = {0, 0, {{0, 0}}, m_event.Get()};
     alignas(8) char m_buffer[1024];
     const FileHandle m_directory;
-    const bool m_begun;
+    bool m_begun = false;
 };
 
 TEST_F(WatchEnd, DeepFoldersAreWatchedAgainByTheNextRunWhileAnotherProgramWatchesElsewhere)
@@ -123,6 +142,28 @@ TEST_F(WatchEnd, DeepFoldersAreWatchedAgainByTheNextRunWhileAnotherProgramWatche
         host->Interrupt();
         EXPECT_EQ(host->Finish(), 130);
     }
+}
+
+TEST_F(WatchEnd, ARunLeavesNoFolderBehindThatTheNextWatcherHearsNothingFrom)
+{
+    std::filesystem::create_directories(Path(L"elsewhere"));
+    const Watching elsewhere(Path(L"elsewhere"));
+    ASSERT_TRUE(elsewhere.Begun());
+    Write(L"one\\two\\before.txt", "x");
+    {
+        const auto host = StartWatch({});
+        host->Interrupt();
+        EXPECT_EQ(host->Finish(), 130);
+    }
+    Watching next(tree.substr(0, 3));
+    ASSERT_TRUE(next.Begun());
+    // Opening the folders is all that it takes.
+    for (std::size_t slash = tree.find(L'\\', 3); slash != std::wstring::npos; slash = tree.find(L'\\', slash + 1))
+        std::filesystem::directory_iterator(tree.substr(0, slash + 1));
+    for (const wchar_t* name : {L"", L"one", L"one\\two"})
+        std::filesystem::directory_iterator{InTree(name)};
+    Write(L"one\\two\\after.txt", "x");
+    EXPECT_TRUE(next.WaitFor(L"after.txt"));
 }
 
 TEST_F(WatchEnd, AFileThatVanishedBeforeTheHandOutDoesNotCome)
