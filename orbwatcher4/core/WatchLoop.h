@@ -28,6 +28,8 @@ public:
     static void ForgetLastCheck();
 
 private:
+    friend class WatcherAccess; // tests
+
     struct Retry {
         std::int64_t at = 0;
         std::int64_t pause = 1; // seconds; doubled up to a minute

@@ -1,6 +1,7 @@
 // What is pending survives a restart.
 #include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/core/DumpFile.h"
+#include "support/SystemPath.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 
 namespace
@@ -175,6 +176,65 @@ TEST_F(DumpAndResume, AShortWriteIsCutBackToTheLastWholeLineAndMakesAFullEnumera
     EXPECT_EQ(bytes.size(), (static_cast<std::size_t>(InTree(L"a.txt").GetLength()) + 1) * 2);
     EXPECT_EQ(bytes.substr(bytes.size() - 2), Bytes(L"\n"));
     EXPECT_EQ(CompletionTime(), 0);
+}
+
+TEST_F(DumpAndResume, ADumpWaitsUntilTheSelectionCanBeRead)
+{
+    const CString path = Write(L"a.txt");
+    WriteDump(std::wstring(path) + L"\n");
+    const std::string selection = folder.ReadBytes(L"data.xml");
+    folder.WriteBytes(L"data.xml", "<Data><Item");
+    SelectAgain();
+    State().filter.ClearAll();
+    watcher.Resume();
+    EXPECT_TRUE(DumpExists());
+    folder.WriteBytes(L"data.xml", selection);
+    watcher.Resume();
+    EXPECT_TRUE(Pending(path));
+    EXPECT_FALSE(DumpExists());
+}
+
+TEST_F(DumpAndResume, ADumpThatCannotBeReadIsKept)
+{
+    const std::wstring dump = DumpFilePath().GetString();
+    ASSERT_TRUE(MakeLink(dump, L"/proc/self/mem")); // opens, and fails to be read from its beginning
+    watcher.Resume();
+    EXPECT_TRUE(DumpExists());
+    EXPECT_TRUE(RemoveLink(dump));
+}
+
+TEST_F(DumpAndResume, AFolderWith260UnitsIsCarriedOver)
+{
+    const CString path = InTree(L"") + CString(L'x', 260 - InTree(L"").GetLength());
+    ASSERT_TRUE(CreateDirectoryW(SystemPath(path), nullptr));
+    Handler().OnFileAdded(path);
+    ASSERT_TRUE(Pending(path + L"\\"));
+    watcher.DeInit();
+    SelectAgain();
+    watcher.Resume();
+    EXPECT_TRUE(Pending(path + L"\\"));
+    EXPECT_TRUE(RemoveDirectoryW(SystemPath(path)));
+}
+
+TEST_F(DumpAndResume, AReplayedFileThatIsGoneMakesAFullEnumerationDueWithoutTheIndex)
+{
+    CIndexDB::ClearCache();
+    GetServiceRunSettings().SetValue(L"Backup::FirstTimeRunTime", 12345);
+    GetServiceRunSettings().Save();
+    WriteDump(std::wstring(InTree(L"gone.txt")) + L"\n");
+    watcher.Resume();
+    EXPECT_FALSE(DumpExists());
+    EXPECT_EQ(CompletionTime(), 0);
+}
+
+TEST_F(DumpAndResume, WhetherEverythingWasKeptIsKnownAfterwards)
+{
+    Handler().OnFileAdded(Write(L"a.txt"));
+    std::filesystem::create_directories(DumpFilePath().GetString());
+    watcher.DeInit();
+    EXPECT_FALSE(watcher.IsPendingKept());
+    watcher.DeInit();
+    EXPECT_TRUE(watcher.IsPendingKept()); // nothing was pending any more
 }
 
 } // namespace

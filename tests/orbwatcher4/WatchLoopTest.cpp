@@ -282,9 +282,176 @@ TEST_F(Passes, AShareIsWatchedOnce)
     EXPECT_TRUE(Watches(L"\\\\server\\share"));
 }
 
+TEST_F(Passes, ANewRuleOnAWatchedShareLeavesItsWatchAlone)
+{
+    Select(DriveRule(L"\\\\server\\share\\a"));
+    WatchLoop& loop = Start();
+    const ULONG_PTR before = WatcherAccess::OnlyWatchKey(loop);
+    ASSERT_NE(before, 0u);
+    const CString rules = WriteRules(L"new.xml", DriveRule(L"\\\\server\\share\\b"));
+    ASSERT_EQ(watcher.AddNewQueueItem(rules, false, nullptr, 0), RulesQueued);
+    PassAfter(1);
+    EXPECT_EQ(WatcherAccess::OnlyWatchKey(loop), before);
+}
+
+TEST_F(Passes, LostChangesThatNoPassTakesUpAnyMoreMakeAFullEnumerationDue)
+{
+    SelectTree();
+    WatchLoop& loop = Start();
+    Handler().OnReadChangesError(ERROR_NOTIFY_ENUM_DIR, L"c:\\");
+    State().stop.SetEvent();
+    EXPECT_FALSE(loop.Pass());
+    loop.End();
+    State().stop.ResetEvent();
+    EXPECT_EQ(GetServiceRunSettings().GetValue(L"Backup::FirstTimeRunTime", -1), 0);
+}
+
+TEST_F(Passes, ADeletionIsProcessedThoughAnotherWatcherTakesTheSignal)
+{
+    SelectTree();
+    COrbWatcher other(false);
+    WatcherAccess::State(other).clock = &clock;
+    WatchLoop theirs(other, WatcherAccess::State(other));
+    theirs.Start();
+    Start();
+    const CString path = Write(L"a.txt");
+    RecordWithTime(path, 1);
+    DeleteFileW(path);
+    Handler().OnFileRemoved(path);
+    EXPECT_TRUE(theirs.Pass());
+    PassAfter(1);
+    PassAfter(6);
+    EXPECT_TRUE(WorkerWasStarted());
+    theirs.End();
+}
+
+TEST_F(Passes, AClockThatIsSetBackPutsNeitherDeletionsNorWatchingOff)
+{
+    constexpr std::int64_t Day = 86400;
+    SelectTree();
+    WatchLoop& loop = Start();
+    PassAfter(1);
+    RequestDeletions();
+    PassAfter(1);
+    WatcherAccess::EndWatch(loop, L"c:\\");
+    WatcherAccess::PutOff(loop, L"c:\\", clock.Seconds() + 60);
+    PassAfter(-Day);
+    EXPECT_TRUE(Watches(L"c:\\"));
+    PassAfter(6);
+    EXPECT_TRUE(WorkerWasStarted());
+}
+
+TEST_F(Passes, AWatchThatEndedWaitsLongerAfterEachFailure)
+{
+    SelectTree();
+    WatchLoop& loop = Start();
+    WatcherAccess::EndWatch(loop, L"c:\\");
+    WatcherAccess::PutOff(loop, L"c:\\", clock.Seconds() + 5);
+    PassAfter(4);
+    EXPECT_FALSE(Watches(L"c:\\"));
+    PassAfter(1);
+    EXPECT_TRUE(Watches(L"c:\\"));
+}
+
+TEST_F(Passes, AnotherVolumeUnderTheLetterOfAWatchThatEndedIsIgnored)
+{
+    Attach('r', L"here", 0x11112222);
+    Select(DriveRule(L"R:\\docs"));
+    WatchLoop& loop = Start();
+    {
+        const CSingleLock lock(State().driveListLock);
+        State().drives[L"r:\\"].serial = 0x7777;
+    }
+    WatcherAccess::EndWatch(loop, L"r:\\");
+    PassAfter(1);
+    EXPECT_FALSE(Watches(L"r:\\"));
+}
+
+TEST_F(Passes, EveryRemovedDriveIsUnwatchedWhateverTheEventSays)
+{
+    Attach('r', L"here", 0x11112222);
+    Attach('s', L"other", 0x11112223);
+    Select(DriveRule(L"R:\\docs") + DriveRule(L"S:\\docs"));
+    Start();
+    {
+        const CSingleLock lock(State().driveListLock);
+        State().drives[L"r:\\"].removed = State().drives[L"s:\\"].removed = 1;
+    }
+    PassAfter(1);
+    EXPECT_TRUE(watcher.GetWatchedRoots().empty());
+}
+
+TEST_F(Passes, ADriveThatAReloadBringsIsWatchedFromTheNextPassOn)
+{
+    Attach('r', L"here", 0x11112222);
+    SelectTree();
+    Start();
+    State().watching.SetEvent();
+    Select(TreeItem() + DriveRule(L"R:\\docs"));
+    PassAfter(1);
+    State().watching.ResetEvent();
+    EXPECT_TRUE(Watches(L"r:\\"));
+}
+
 class Lifecycle : public WatcherFixture
 {
 };
+
+TEST_F(Lifecycle, AWatcherThatWasStoppedIsNotReady)
+{
+    watcher.SetDataXmlPath(WriteRules(L"data.xml", TreeItem()));
+    watcher.StartWatch();
+    EXPECT_TRUE(watcher.WaitUntilReady(20000));
+    watcher.AbortWatching();
+    EXPECT_FALSE(watcher.WaitUntilReady(0));
+    EXPECT_TRUE(watcher.GetWatchedRoots().empty());
+}
+
+TEST_F(Lifecycle, DeInitStopsAWatcherThatRuns)
+{
+    watcher.SetDataXmlPath(WriteRules(L"data.xml", TreeItem()));
+    watcher.StartWatch();
+    EXPECT_TRUE(watcher.WaitUntilReady(20000));
+    watcher.DeInit();
+    EXPECT_FALSE(State().watchThread);
+    EXPECT_TRUE(watcher.GetWatchedRoots().empty());
+}
+
+TEST_F(Lifecycle, AReloadKeepsTheBackupFolderWhileTheSettingsCannotBeRead)
+{
+    GetUserConfigurations().SetValue(L"Backup::path", InTree(L"Backups"));
+    ASSERT_TRUE(GetUserConfigurations().Save());
+    SelectTree();
+    EXPECT_EQ(watcher.Explain(InTree(L"Backups\\x")).reason, PathExplanation::Reason::BackupFolder);
+    const FileHandle others(CreateFileW(folder.Path(L"data\\UserConfigurations.json"), GENERIC_READ, 0, nullptr,
+                                        OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    ASSERT_TRUE(static_cast<bool>(others));
+    SelectTree();
+    EXPECT_EQ(watcher.Explain(InTree(L"Backups\\x")).reason, PathExplanation::Reason::BackupFolder);
+}
+
+TEST_F(Lifecycle, AReloadForgetsWhatIsGoneFromTheFileBesideTheRules)
+{
+    Select("<GlobalExclude>old</GlobalExclude>" + Item(L"path=\"\\\\server\\share\\a\" type=\"1\""));
+    EXPECT_TRUE(State().filter.NetworkInclude());
+    SelectTree();
+    EXPECT_FALSE(State().filter.NetworkInclude());
+    EXPECT_TRUE(State().filter.GlobalExclude().IsEmpty());
+}
+
+TEST_F(Lifecycle, AReloadWhoseAdvancedFileCannotBeReadKeepsTheAdvancedRules)
+{
+    const CString advanced =
+        WriteRules(L"advanced.xml", Item(L"path=\"" + std::wstring(tree) +
+                                         L"\" type=\"1\" includeSub=\"1\" exclude=\"1\" mask=\".tmp\""));
+    watcher.SetAdvancedFiltersPath(advanced);
+    SelectTree();
+    const CString path = Write(L"a.tmp");
+    EXPECT_EQ(watcher.Explain(path).decision, Excluded);
+    folder.WriteBytes(L"advanced.xml", "<Data><Item");
+    SelectTree();
+    EXPECT_EQ(watcher.Explain(path).decision, Excluded);
+}
 
 TEST_F(Lifecycle, StoppingAWatcherThatNeverStartedDoesNothingHarmful)
 {

@@ -107,13 +107,17 @@ std::string Narrow(std::wstring_view text)
     return narrow;
 }
 
-FileOnFullDisk::FileOnFullDisk(const std::wstring& path)
-    : m_unixPath(UnixPath(path.c_str())),
-      m_made(RunBelow(L"ln -s /dev/full '" + m_unixPath + L"'"))
+bool MakeLink(const std::wstring& path, const std::wstring& target)
 {
+    const std::wstring there = target.starts_with(L'/') ? target : UnixPath(target.c_str());
+    return RunBelow(L"ln -s '" + there + L"' '" + UnixPath(path.c_str()) + L"'");
 }
 
-FileOnFullDisk::~FileOnFullDisk() { RunBelow(L"rm -f '" + m_unixPath + L"'"); }
+bool RemoveLink(const std::wstring& path) { return RunBelow(L"rm -f '" + UnixPath(path.c_str()) + L"'"); }
+
+FileOnFullDisk::FileOnFullDisk(const std::wstring& path) : m_path(path), m_made(MakeLink(path, L"/dev/full")) {}
+
+FileOnFullDisk::~FileOnFullDisk() { RemoveLink(m_path); }
 
 bool AttachDrive(char letter, const wchar_t* folder)
 {

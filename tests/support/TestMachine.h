@@ -24,9 +24,14 @@ public:
     bool Made() const { return m_made; }
 
 private:
-    const std::wstring m_unixPath;
+    const std::wstring m_path;
     const bool m_made;
 };
+
+// Puts a link of the system below in place, to anything that the shell there can name. Both are Windows paths, unless
+// the target begins with a slash.
+bool MakeLink(const std::wstring& path, const std::wstring& target);
+bool RemoveLink(const std::wstring& path);
 
 // Drives of the Wine prefix can be put in and taken out while a test runs.
 // `letter` is lower-case. The folder is a Windows path.

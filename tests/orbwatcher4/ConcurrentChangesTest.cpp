@@ -1,0 +1,61 @@
+// A service's thread and the notifier thread at one path.
+#include "tests/orbwatcher4/WatcherFixture.h"
+
+#include <functional>
+#include <thread>
+
+namespace
+{
+
+// Calls something the first time that the seconds are asked for.
+class ClockThatCalls : public TestClock
+{
+public:
+    explicit ClockThatCalls(std::function<void()> call) : m_call(std::move(call)) {}
+    std::int64_t Seconds() const override
+    {
+        if (const std::function<void()> call = std::exchange(m_call, nullptr))
+            call();
+        return TestClock::Seconds();
+    }
+
+private:
+    mutable std::function<void()> m_call;
+};
+
+class ConcurrentChanges : public WatcherFixture
+{
+protected:
+    ConcurrentChanges() { SelectTree(); }
+    ~ConcurrentChanges() override { State().clock = &clock; }
+};
+
+TEST_F(ConcurrentChanges, ADeletionThatIsSeenInTheMiddleOfAnAdditionStands)
+{
+    const CString path = Write(L"a.txt");
+    RecordWithTime(path, 1, 0, 5); // its delay is over long ago: the clock is asked for it
+    const ClockThatCalls calling([&] {
+        std::thread([&] {
+            DeleteFileW(path);
+            Handler().OnFileRemoved(path);
+        }).join();
+    });
+    State().clock = &calling;
+    watcher.AddSingleNotification(path);
+    ASSERT_TRUE(Pending(path));
+    EXPECT_EQ(Pending(path)->kind, NotificationKind::Deleted);
+}
+
+TEST_F(ConcurrentChanges, NamingAVanishedFileLeavesItsDeletion)
+{
+    const CString path = Write(L"a.txt");
+    RecordWithTime(path, 1);
+    DeleteFileW(path);
+    Handler().OnFileRemoved(path);
+    clock.Advance(10);
+    watcher.AddSingleNotification(path);
+    ASSERT_TRUE(Pending(path));
+    EXPECT_EQ(Pending(path)->kind, NotificationKind::Deleted);
+}
+
+} // namespace

@@ -1,0 +1,61 @@
+// What a new folder brings along.
+#include "companions/settings/OrbSettings.h"
+#include "tests/orbwatcher4/WatcherFixture.h"
+
+namespace
+{
+
+class Expansion : public WatcherFixture
+{
+protected:
+    Expansion() { SelectTree(); }
+};
+
+TEST_F(Expansion, ALinkToAFolderIsNotEntered)
+{
+    Write(L"elsewhere\\inside.txt");
+    Write(L"new\\plain.txt");
+    ASSERT_TRUE(MakeLink(InTree(L"new\\link").GetString(), InTree(L"elsewhere").GetString()));
+    Handler().OnFileAdded(InTree(L"new"));
+    EXPECT_TRUE(Pending(InTree(L"new\\plain.txt")));
+    EXPECT_FALSE(Pending(InTree(L"new\\link\\inside.txt")));
+    EXPECT_TRUE(RemoveLink(InTree(L"new\\link").GetString()));
+}
+
+TEST_F(Expansion, LinksInACircleEnd)
+{
+    Write(L"new\\plain.txt");
+    for (const wchar_t* name : {L"new\\first", L"new\\second"})
+        ASSERT_TRUE(MakeLink(InTree(name).GetString(), InTree(L"new").GetString()));
+    Handler().OnFileAdded(InTree(L"new"));
+    EXPECT_FALSE(Pending(InTree(L"new\\first\\plain.txt")));
+    EXPECT_FALSE(Pending(InTree(L"new\\first\\second\\plain.txt")));
+    for (const wchar_t* name : {L"new\\first", L"new\\second"})
+        EXPECT_TRUE(RemoveLink(InTree(name).GetString()));
+}
+
+TEST_F(Expansion, AFolderThatIsSwappedForAnotherBringsItsFiles)
+{
+    const CString file = Write(L"d\\f.txt", "old");
+    Record(InTree(L"d"));
+    RecordWithTime(file, 1);
+    Write(L"d.new\\f.txt", "new contents");
+    ASSERT_TRUE(MoveFileW(InTree(L"d"), InTree(L"d.old")));
+    ASSERT_TRUE(MoveFileW(InTree(L"d.new"), InTree(L"d")));
+    // Both moves are over before the first of them is told.
+    Handler().OnFileNameChanged(InTree(L"d"), InTree(L"d.old"));
+    Handler().OnFileNameChanged(InTree(L"d.new"), InTree(L"d"));
+    EXPECT_TRUE(Pending(file));
+}
+
+TEST_F(Expansion, AFolderInThePlaceOfABackedUpFileIsTaken)
+{
+    const CString path = Write(L"a");
+    Record(path);
+    ASSERT_TRUE(DeleteFileW(path));
+    MakeFolder(L"a");
+    Handler().OnFileAdded(path);
+    EXPECT_TRUE(Pending(path + L"\\"));
+}
+
+} // namespace
