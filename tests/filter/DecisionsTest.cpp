@@ -233,6 +233,57 @@ TEST(AdvancedDecisions, APlainDirectoryIsTakenAsAMatchAndOneWithAFurtherBitIsMat
     EXPECT_EQ(Decisions::CheckAdvancedRules({exclusion}, nullptr, L"C:\\a\\tmp", host).result, Excluded);
 }
 
+TEST(AdvancedDecisions, ARuleOfADriveAppliesAsAnOrdinaryOneDoes)
+{
+    Host host;
+    const FilterPtr file = Rule(L"C:\\a\\f", Exclude), flat = Rule(L"C:\\a\\", Exclude);
+    flat->includeSub = false;
+    const auto check = [&](const FilterPtr& rule, const wchar_t* path) {
+        return Decisions::CheckAdvancedRules({rule}, nullptr, path, host).result;
+    };
+    EXPECT_EQ(check(file, L"C:\\a\\F"), Excluded);
+    EXPECT_EQ(check(file, L"C:\\a\\f.txt"), Included);
+    EXPECT_EQ(check(flat, L"C:\\a\\"), Excluded);
+    EXPECT_EQ(check(flat, L"C:\\a\\f"), Included);
+}
+
+TEST(AdvancedDecisions, ADirectoryThatAnExclusionsExpressionMeetsIsIncludedAgain)
+{
+    Host host;
+    host.attributes = {{L"C:\\a\\d", 0x10}};
+    const FilterList rules{Rule(L"C:\\a\\", Include, L".doc"), Regex(L"C:\\a\\", Exclude, L"tmp")};
+    EXPECT_EQ(Decisions::CheckAdvancedRules(rules, nullptr, L"C:\\a\\d", host).result, NotApplicable);
+}
+
+TEST(AdvancedDecisions, TheAnswerForAllPathsStandsForADirectoryToo)
+{
+    Host host;
+    host.attributes = {{L"C:\\a\\d", 0x10}};
+    const FilterPtr everywhere = Rule(AllPaths, Exclude, L".tmp");
+    everywhere->type = 1;
+    const FilterList rules{Regex(L"C:\\a\\", Exclude, L"tmp")};
+    EXPECT_EQ(Decisions::CheckAdvancedRules(rules, everywhere, L"C:\\a\\d", host).result, Included);
+}
+
+TEST(AdvancedDecisions, AFileRuleForAllPathsSpeaksOfShortPathsOnly)
+{
+    Host host;
+    const FilterPtr rule = Rule(AllPaths, Exclude, L".tmp");
+    rule->type = 0;
+    EXPECT_EQ(Decisions::CheckAdvancedRule(rule, L"C:\\a.tmp", host).result, Excluded);
+    EXPECT_EQ(Decisions::CheckAdvancedRule(rule, L"C:\\folder\\a.tmp", host).result, Included);
+}
+
+TEST(AdvancedDecisions, EitherOfTwoBitsMarksDisasterRecovery)
+{
+    for (const std::uint32_t bit : {0x40000u, 0x80000u}) {
+        Filter rule;
+        rule.flags = bit;
+        EXPECT_TRUE(Decisions::IsDisasterRecovery(rule)) << bit;
+    }
+    EXPECT_FALSE(Decisions::IsDisasterRecovery(Filter()));
+}
+
 TEST(AdvancedDecisions, TheRuleForAllPathsAnswersLastAndItsAnswerStands)
 {
     Host host;

@@ -1,6 +1,7 @@
 // Checks and lists of OrbFilter, with the machine's own answers.
 #include "companions/indexdb/OrbIndexDB.h"
 #include "companions/settings/OrbSettings.h"
+#include "support/SystemPath.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 
 namespace
@@ -142,16 +143,49 @@ TEST_F(Checks, ListsHoldThePathsOfOneKindInRuleOrder)
     EXPECT_EQ(appended.size(), 2u);
 }
 
+TEST_F(Checks, AdvancedRulesAreSortedWhenAskedFor)
+{
+    const auto add = [&](const wchar_t* path, const wchar_t* mask) {
+        auto rule = std::make_shared<Filter>();
+        rule->path = path;
+        rule->incEx = WatcherEnum::Include;
+        rule->type = 1;
+        rule->includeSub = true;
+        rule->mask = mask;
+        filter.AddAdvancedFilter(rule, true);
+    };
+    add(L"C:\\", L".txt");
+    add(L"C:\\a\\b\\", L".doc"); // the deeper one is asked first, and its answer is not the last
+    EXPECT_EQ(filter.CheckForAdvancedInclusion(L"C:\\a\\b\\x.txt"), Included);
+}
+
+TEST_F(Checks, AnExpressionSeesAFileWhoseNameEndsInADot)
+{
+    const CString path = InTree(L"x.");
+    ASSERT_TRUE(FileHandle(CreateFileW(SystemPath(path), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr)));
+    auto rule = std::make_shared<Filter>();
+    rule->path = AllPaths;
+    rule->exclude = true;
+    rule->type = 1;
+    rule->mask = L"x[.]$";
+    rule->isregex = true;
+    rule->regex.Compile(rule->mask);
+    filter.AddAdvancedFilter(rule, true);
+    EXPECT_EQ(filter.CheckForAdvancedInclusion(path), Excluded);
+    EXPECT_TRUE(DeleteFileW(SystemPath(path)));
+}
+
 TEST_F(Checks, TheExtensionMapHoldsLowerCasedEndingsWithTheProfileOfTheLastRule)
 {
     Add(L"C:\\a\\", WatcherEnum::Include, L".DOC;;.xls")->pluginId = 3;
     Add(L"C:\\b\\", WatcherEnum::Include, L".tmp")->pluginId = -1;
     Add(L"C:\\c\\", WatcherEnum::Exclude, L".bak")->pluginId = 5;
+    Add(L"D:\\a\\", WatcherEnum::Include, L".Xls")->pluginId = 4;
     ExtensionMap map;
     filter.GenerateExtensionMap(map);
     EXPECT_EQ(map.size(), 2u);
     EXPECT_EQ(map[L".doc"].profile, 3);
-    EXPECT_EQ(map[L".xls"].profile, 3);
+    EXPECT_EQ(map[L".xls"].profile, 4);
 }
 
 } // namespace

@@ -22,7 +22,10 @@ protected:
         m_advanced = fresh;
         return {};
     }
-    InclusionType Advanced(const wchar_t* path) { return m_advanced.CheckForAdvancedInclusion(path); }
+    InclusionType Advanced(const wchar_t* path, FilterPtr* deciding = nullptr)
+    {
+        return m_advanced.CheckForAdvancedInclusion(path, deciding);
+    }
 
 private:
     OrbFilter m_advanced;
@@ -242,6 +245,57 @@ TEST_F(Loading, AnAdvancedMaskType2SplitsAnInclude)
     LoadAdvanced("<Item path=\"C:\\\" type=\"1\" includeSub=\"1\" masktype=\"2\" mask=\"*.tmp\"/>");
     EXPECT_EQ(Advanced(L"C:\\x.tmp"), Excluded);
     EXPECT_EQ(Advanced(L"C:\\x.doc"), Included);
+}
+
+TEST_F(Loading, TheIncludeHalfOfASplitAdvancedRuleHasNoExpression)
+{
+    LoadAdvanced("<Item path=\"" + Narrow(tree.View()) +
+                 "\" type=\"1\" includeSub=\"1\" masktype=\"2\" isregex=\"1\" mask=\"tmp$\"/>");
+    FilterPtr deciding;
+    EXPECT_EQ(Advanced(Write(L"x.doc"), &deciding), Included);
+    ASSERT_TRUE(deciding);
+    EXPECT_FALSE(deciding->isregex);
+    EXPECT_FALSE(deciding->regex.Attempted());
+    EXPECT_EQ(Advanced(Write(L"x.tmp")), Excluded);
+}
+
+TEST_F(Loading, AnAdvancedFolderRuleEndsInABackslashAndOnlyExcludeOneExcludes)
+{
+    LoadAdvanced("<Item path=\"C:\\folder\" type=\"1\" includeSub=\"1\" exclude=\"2\" additionalInfo=\"info\"/>");
+    FilterPtr deciding;
+    EXPECT_EQ(Advanced(L"C:\\folder\\x", &deciding), Included);
+    ASSERT_TRUE(deciding);
+    EXPECT_STREQ(deciding->path, L"C:\\folder\\");
+    EXPECT_EQ(deciding->incEx, WatcherEnum::Include);
+    EXPECT_STREQ(deciding->additionalInfo, L"info");
+}
+
+TEST_F(Loading, TooLongValuesOfAnAdvancedRuleAreDropped)
+{
+    LoadAdvanced("<Item path=\"C:\\folder\" type=\"1\" includeSub=\"1\" additionalInfo=\"" + std::string(279, 'i') +
+                 "\" mask=\"" + std::string(5120, 'm') + "\"/>");
+    FilterPtr deciding;
+    EXPECT_EQ(Advanced(L"C:\\folder\\x", &deciding), Included);
+    ASSERT_TRUE(deciding);
+    EXPECT_TRUE(deciding->additionalInfo.IsEmpty());
+    EXPECT_TRUE(deciding->mask.IsEmpty());
+}
+
+TEST_F(Loading, AdvancedRulesOfAFileAreInOrder)
+{
+    const CString advanced =
+        WriteRules(L"a.xml", "<Item path=\"C:\\\" type=\"1\" includeSub=\"1\" mask=\".txt\"/>"
+                             "<Item path=\"C:\\a\\b\" type=\"1\" includeSub=\"1\" mask=\".doc\"/>");
+    ASSERT_TRUE(filter.LoadXmlFilters(nullptr, nullptr, advanced));
+    EXPECT_EQ(filter.CheckForAdvancedInclusion(L"C:\\a\\b\\x.txt"), Included);
+}
+
+TEST_F(Loading, ARuleOfAShareFollowsItsVolumeToADrive)
+{
+    // The serial of drive E:; a drive that is mapped to a share shows the share's.
+    const FilterList rules = Load("<Item path=\"\\\\server\\share\\data\" type=\"1\" vid=\"1330791013\"/>");
+    ASSERT_EQ(rules.size(), 1u);
+    EXPECT_STREQ(rules[0]->path, L"E:\\data\\");
 }
 
 } // namespace

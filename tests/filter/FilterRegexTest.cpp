@@ -15,6 +15,16 @@ TEST(FilterRegex, MatchesAnywhereInTheText)
     EXPECT_FALSE(regex.Match(L"C:\\x\\temp.txt"));
 }
 
+TEST(FilterRegex, OptionsAreTheDefaultOnes)
+{
+    FilterRegex regex;
+    ASSERT_TRUE(regex.Compile(L"ABC"));
+    EXPECT_FALSE(regex.Match(L"abc"));
+    ASSERT_TRUE(regex.Compile(L"^.$"));
+    EXPECT_TRUE(regex.Match(L"e"));
+    EXPECT_FALSE(regex.Match(L"\u00E9")); // two bytes
+}
+
 TEST(FilterRegex, AnEmptyPatternIsRefusedWithItsText)
 {
     FilterRegex regex;

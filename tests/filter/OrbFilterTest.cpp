@@ -41,6 +41,7 @@ TEST(OrbFilter, StripToRootCutsAndLowerCases)
 {
     EXPECT_STREQ(OrbFilter::StripToRoot(L"C:\\Data\\x.doc"), L"c:\\");
     EXPECT_STREQ(OrbFilter::StripToRoot(L"\\\\Server\\Share\\x"), L"\\\\server\\share");
+    EXPECT_STREQ(OrbFilter::StripToRoot(L"some\\relative"), L"");
     EXPECT_STREQ(OrbFilter::StripToRoot((L"D:\\" + std::wstring(1000, L'x')).c_str()), L"d:\\");
 }
 
@@ -82,20 +83,82 @@ TEST(OrbFilter, ACopyHasMapsOfItsOwnThatShareTheirRules)
     EXPECT_EQ(filter.RulesOf(L"C:\\"), FilterList{rule});
 }
 
-TEST(OrbFilter, ClearAllKeepsFileNamesRootsAndCaches)
+// A filter with something in every member that can be seen.
+void Fill(OrbFilter& filter, const TempFolder& folder)
 {
-    OrbFilter filter;
+    folder.WriteBytes(L"d.xml", "<Data><GlobalExclude>g</GlobalExclude>"
+                                "<Item path=\"\\\\server\\share\\a\"/></Data>");
     filter.SetIncludeRoots({L"C:\\One\\"});
     JunctionAccess::Remember(filter, L"C:\\j", L"D:\\t");
-    filter.LoadXmlFilters(L"", nullptr, nullptr);
-    filter.AddSingleFilter(Rule(L"C:\\a\\"), false);
-    filter.ClearAll();
-    EXPECT_FALSE(filter.HasRules());
-    CString path(L"c:\\J\\x");
+    CString scanned(L"C:\\scanned");
+    EXPECT_TRUE(JunctionAccess::AddScanned(filter, scanned));
+    EXPECT_TRUE(filter.LoadXmlFilters(folder.Path(L"d.xml"), nullptr, nullptr));
+}
+
+void ExpectEverythingButRules(OrbFilter& filter, const TempFolder& folder)
+{
+    EXPECT_EQ(filter.DataFile(), folder.Path(L"d.xml"));
+    EXPECT_EQ(filter.GlobalExclude(), L"g");
+    EXPECT_TRUE(filter.NetworkInclude());
+    CString path(L"c:\\J\\x"), scanned(L"c:\\SCANNED\\");
     filter.UpdateJunctionDestination(path);
     EXPECT_STREQ(path, L"D:\\t\\x");
+    EXPECT_FALSE(JunctionAccess::AddScanned(filter, scanned));
     filter.AddSingleFilter(Rule(L"C:\\"), false);
-    EXPECT_EQ(filter.RulesOf(L"C:\\").size(), 2u);
+    EXPECT_EQ(filter.RulesOf(L"C:\\").size(), 2u); // the include root has its copy
+}
+
+TEST(OrbFilter, ACopyHasEveryMember)
+{
+    const TempFolder folder;
+    OrbFilter filter;
+    Fill(filter, folder);
+    OrbFilter copy(filter);
+    EXPECT_EQ(copy.RulesOf(L"\\\\server\\share").size(), 1u);
+    ExpectEverythingButRules(copy, folder);
+}
+
+TEST(OrbFilter, AssigningAFilterToItselfChangesNothing)
+{
+    const TempFolder folder;
+    OrbFilter filter;
+    Fill(filter, folder);
+    filter = *&filter;
+    EXPECT_EQ(filter.RulesOf(L"\\\\server\\share").size(), 1u);
+    ExpectEverythingButRules(filter, folder);
+}
+
+TEST(OrbFilter, SharesThatDifferInTheCaseOfAnyAlphabetAreOneRoot)
+{
+    OrbFilter filter;
+    filter.AddSingleFilter(Rule(L"\\\\srv\\\u00C4hre\\docs\\"), false);
+    filter.AddSingleFilter(Rule(L"\\\\SRV\\\u00E4HRE\\more\\"), true);
+    EXPECT_EQ(filter.GenerateDriveList().size(), 1u);
+    EXPECT_EQ(filter.CheckForInclusion(L"\\\\srv\\\u00E4hre\\docs\\x", nullptr, false, false), Included);
+}
+
+TEST(OrbFilter, TheDriveListTakesVolumeAndPresenceFromTheFirstRule)
+{
+    OrbFilter filter;
+    const FilterPtr shallow = Rule(L"C:\\a\\"), deep = Rule(L"C:\\a\\b\\c\\");
+    shallow->vid = 1;
+    deep->vid = 2;
+    deep->volumeFound = true;
+    filter.AddSingleFilter(shallow, true);
+    filter.AddSingleFilter(deep, true);
+    const DriveList drives = filter.GenerateDriveList();
+    EXPECT_EQ(drives.at(L"c:\\").serial, 2);
+    EXPECT_TRUE(drives.at(L"c:\\").volumeMatches);
+}
+
+TEST(OrbFilter, ClearAllKeepsFileNamesRootsAndCaches)
+{
+    const TempFolder folder;
+    OrbFilter filter;
+    Fill(filter, folder);
+    filter.ClearAll();
+    EXPECT_FALSE(filter.HasRules());
+    ExpectEverythingButRules(filter, folder);
 }
 
 TEST(OrbFilter, ProfileIdsChangeInTheDriveRulesOnly)
@@ -113,60 +176,6 @@ TEST(OrbFilter, ProfileIdsChangeInTheDriveRulesOnly)
     EXPECT_EQ(advanced->pluginId, 4);
 }
 
-TEST(OrbFilter, RemovingARuleTakesThatObjectOrEveryEqualOne)
-{
-    OrbFilter filter;
-    const FilterPtr one = Rule(L"C:\\a\\"), twin = Rule(L"c:\\A\\"), other = Rule(L"C:\\a\\", WatcherEnum::Exclude);
-    for (const FilterPtr& rule : {one, twin, other})
-        filter.AddSingleFilter(rule, false);
-    EXPECT_TRUE(filter.RemoveSingleFilter(one, false, false));
-    EXPECT_FALSE(filter.RemoveSingleFilter(one, false, false));
-    EXPECT_EQ(filter.RulesOf(L"C:\\"), (FilterList{twin, other}));
-    EXPECT_TRUE(filter.RemoveSingleFilter(one, true, false));
-    EXPECT_EQ(filter.RulesOf(L"C:\\"), FilterList{other});
-}
-
-TEST(OrbFilter, RemovingARuleFromTheDataFileLeavesTheRestAsItIs)
-{
-    const TempFolder folder;
-    folder.WriteBytes(L"d.xml", "<Data><!-- kept --><Item path=\"C:\\a\" type=\"1\" pluginId=\"2\"/>"
-                                "<Item path=\"C:\\b\" type=\"1\"/></Data>");
-    OrbFilter filter;
-    ASSERT_TRUE(filter.LoadXmlFilters(folder.Path(L"d.xml"), nullptr, nullptr));
-    const FilterPtr rule = Rule(L"c:\\A\\");
-    rule->pluginId = 2;
-    EXPECT_TRUE(filter.RemoveSingleFilter(rule, true, true));
-    EXPECT_EQ(folder.ReadBytes(L"d.xml"), "<Data><!-- kept --><Item path=\"C:\\b\" type=\"1\"/></Data>");
-    EXPECT_EQ(filter.RulesOf(L"C:\\").size(), 1u);
-}
-
-TEST(OrbFilter, ARuleConflictsWithAHeldOneOfTheOppositeKindAlone)
-{
-    OrbFilter filter;
-    filter.AddSingleFilter(Rule(L"C:\\a\\"), false);
-    EXPECT_FALSE(filter.CheckRuleNoConflict(Rule(L"c:\\A\\", WatcherEnum::Exclude)));
-    EXPECT_TRUE(filter.CheckRuleNoConflict(Rule(L"C:\\a\\")));
-    const FilterPtr masked = Rule(L"C:\\a\\", WatcherEnum::Exclude);
-    masked->mask = L".tmp";
-    EXPECT_TRUE(filter.CheckRuleNoConflict(masked));
-    const FilterPtr profile = Rule(L"C:\\a\\", WatcherEnum::Exclude);
-    profile->pluginId = 3;
-    EXPECT_TRUE(filter.CheckRuleNoConflict(profile));
-}
-
-TEST(OrbFilter, MovedRulesAreNewOnes)
-{
-    OrbFilter filter;
-    const FilterPtr rule = Rule(L"D:\\Data\\");
-    filter.AddSingleFilter(rule, false);
-    EXPECT_TRUE(filter.MoveDriveRules(L"D:\\", L"e:\\"));
-    EXPECT_FALSE(filter.MoveDriveRules(L"D:\\", L"e:\\"));
-    EXPECT_STREQ(rule->path, L"D:\\Data\\");
-    ASSERT_EQ(filter.RulesOf(L"E:\\").size(), 1u);
-    EXPECT_STREQ(filter.RulesOf(L"E:\\")[0]->path, L"e:\\data\\");
-    EXPECT_TRUE(filter.RulesOf(L"D:\\").empty());
-}
-
 TEST(Junctions, OnlyTheFirstMatchingKeyIsAppliedInKeyOrder)
 {
     OrbFilter filter;
@@ -178,6 +187,16 @@ TEST(Junctions, OnlyTheFirstMatchingKeyIsAppliedInKeyOrder)
     CString other(L"C:\\Linked\\f.txt");
     filter.UpdateJunctionDestination(other);
     EXPECT_STREQ(other, L"C:\\Linked\\f.txt");
+}
+
+TEST(Junctions, KeysAreOrderedInLowerCase)
+{
+    OrbFilter filter;
+    JunctionAccess::Remember(filter, L"C:\\B\\X", L"E:\\second");
+    JunctionAccess::Remember(filter, L"c:\\b", L"D:\\first");
+    CString path(L"C:\\b\\x\\f.txt");
+    filter.UpdateJunctionDestination(path);
+    EXPECT_STREQ(path, L"D:\\first\\x\\f.txt");
 }
 
 TEST(Junctions, AFolderIsNewOnceWhateverItsCaseUntilTheSetIsEmptied)

@@ -39,6 +39,35 @@ TEST(Privileges, AThreadWithoutATokenEndsUpImpersonatingTheProcess)
     RevertToSelf();
 }
 
+// What the token says of a privilege; nothing when it does not have it.
+bool IsEnabled(HANDLE token, const wchar_t* name)
+{
+    LUID luid;
+    alignas(TOKEN_PRIVILEGES) char buffer[4096];
+    DWORD size = 0;
+    if (!LookupPrivilegeValueW(nullptr, name, &luid) ||
+        !GetTokenInformation(token, TokenPrivileges, buffer, sizeof buffer, &size))
+        return false;
+    const auto* privileges = reinterpret_cast<const TOKEN_PRIVILEGES*>(buffer);
+    for (DWORD i = 0; i < privileges->PrivilegeCount; ++i)
+        if (privileges->Privileges[i].Luid.LowPart == luid.LowPart &&
+            (privileges->Privileges[i].Attributes & SE_PRIVILEGE_ENABLED))
+            return true;
+    return false;
+}
+
+TEST(Privileges, OfTheThreadAreReallyEnabled)
+{
+    EnableThreadPrivilege(L"SeBackupPrivilege");
+    EnableThreadPrivilege(L"SeRestorePrivilege");
+    HANDLE opened = nullptr;
+    ASSERT_TRUE(OpenThreadToken(GetCurrentThread(), TOKEN_QUERY, TRUE, &opened));
+    const KernelHandle token(opened);
+    EXPECT_TRUE(IsEnabled(token.Get(), L"SeBackupPrivilege"));
+    EXPECT_TRUE(IsEnabled(token.Get(), L"SeRestorePrivilege"));
+    RevertToSelf();
+}
+
 TEST(Privileges, AnUnknownPrivilegeFailsWithItsMessage)
 {
     DWORD result = 0;
