@@ -379,6 +379,18 @@ TEST_F(Changes, AnAddedFileOfTheListWakesTheInstantRunAndItsFolderNeedNot)
     EXPECT_TRUE(IsSignalled(event.Get()));
 }
 
+TEST_F(Changes, TheInstantRunsEventOutlivesWhoeverMadeIt)
+{
+    const CString name = GetMainSettings().GetMainSettingsMutex(L"mutexs::GUID_ONLINE_INSTANT_RUN");
+    {
+        const KernelHandle event(CreateEventW(nullptr, TRUE, FALSE, name));
+        watcher.SignalInstantRunEvent();
+    }
+    const KernelHandle later(OpenEventW(SYNCHRONIZE, FALSE, name));
+    ASSERT_TRUE(static_cast<bool>(later));
+    EXPECT_TRUE(IsSignalled(later.Get()));
+}
+
 TEST_F(Changes, AnInstantRunThatNobodyWaitsForIsLogged)
 {
     watcher.SignalInstantRunEvent();

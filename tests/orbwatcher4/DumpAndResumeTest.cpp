@@ -178,6 +178,16 @@ TEST_F(DumpAndResume, AShortWriteIsCutBackToTheLastWholeLineAndMakesAFullEnumera
     EXPECT_EQ(CompletionTime(), 0);
 }
 
+TEST_F(DumpAndResume, AReplayThatIsStoppedInTheMiddleIsBrokenOff)
+{
+    WriteDump(L"C:\\first\nC:\\second\nC:\\third\n");
+    int lines = 0;
+    const DumpRead result = ReadDump(
+        DumpFilePath(), [&] { return lines == 2; }, [&](const CString&) { ++lines; });
+    EXPECT_EQ(result, DumpRead::Broken);
+    EXPECT_EQ(lines, 2);
+}
+
 TEST_F(DumpAndResume, ADumpWaitsUntilTheSelectionCanBeRead)
 {
     const CString path = Write(L"a.txt");

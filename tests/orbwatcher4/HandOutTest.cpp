@@ -76,6 +76,36 @@ TEST_F(HandOuts, AnEmptyStoreLogsOnEveryCall)
     EXPECT_EQ(log.Count(L"No files to move to queue. Exiting."), 2);
 }
 
+TEST_F(HandOuts, AnEmptyStoreIsShrunkOnceUntilItFillsAgain)
+{
+    QueueDatum datum;
+    const auto slotsOfAHandOut = [&] {
+        AddFile(L"one.txt");
+        const std::uint64_t before = State().store.SlotsVisited();
+        EXPECT_TRUE(Next(datum));
+        EXPECT_FALSE(Next(datum));
+        return State().store.SlotsVisited() - before;
+    };
+    for (int i = 0; i < 2000; ++i)
+        State().store.Put(InTree(L"gone" + std::to_wstring(i)), std::make_shared<Notification>());
+    EXPECT_FALSE(Next(datum)); // drops them all
+    EXPECT_FALSE(Next(datum)); // finds it empty
+    EXPECT_LT(slotsOfAHandOut(), 200u);
+}
+
+TEST_F(HandOuts, AFolderThatCannotBeOpenedHasTheTimeZero)
+{
+    const CString path = MakeFolder(L"kept");
+    Handler().OnFileAdded(path);
+    const FileHandle others(
+        CreateFileW(path, GENERIC_READ, 0, nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+    ASSERT_TRUE(static_cast<bool>(others));
+    QueueDatum datum;
+    ASSERT_TRUE(Next(datum));
+    EXPECT_EQ(datum.modificationTime, 0);
+    EXPECT_TRUE(log.Has(L"Warning: Failed to get file's modification date (inaccessible file)"));
+}
+
 TEST_F(HandOuts, AFileThatIsGoneIsDroppedWithItsMessage)
 {
     const CString path = AddFile(L"a.txt");

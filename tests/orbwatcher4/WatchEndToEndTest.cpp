@@ -26,7 +26,8 @@ protected:
         const FindHandle opened(FindFirstFileW(path + L"\\*", &data));
     }
     // Hands out until the path comes; false after the time.
-    bool Receives(const CString& path)
+    bool Receives(const CString& path) { return Receives(watcher, path); }
+    static bool Receives(COrbWatcher& watcher, const CString& path)
     {
         const ULONGLONG end = GetTickCount64() + 20000;
         while (GetTickCount64() < end) {
@@ -55,6 +56,21 @@ TEST_F(WatchEndToEnd, AStoppedWatcherCanBeStartedAgain)
     EXPECT_TRUE(watcher.GetWatchedRoots().empty());
     StartAndWait();
     EXPECT_TRUE(Receives(Write(L"again\\b.txt")));
+}
+
+TEST_F(WatchEndToEnd, TwoWatchersOfOneProcessBothReceiveAChange)
+{
+    COrbWatcher other(false);
+    other.Init();
+    for (COrbWatcher* each : {&watcher, &other})
+        each->SetDataXmlPath(WriteRules(L"data.xml", TreeItem()));
+    other.StartWatch();
+    ASSERT_TRUE(other.WaitUntilReady(20000));
+    StartAndWait();
+    const CString path = Write(L"sub\\new.txt");
+    EXPECT_TRUE(Receives(watcher, path));
+    EXPECT_TRUE(Receives(other, path));
+    other.AbortWatching();
 }
 
 TEST_F(WatchEndToEnd, ADriveThatIsTakenAwayAndReturnsIsWatchedAgain)

@@ -1,5 +1,6 @@
 // The supervisor, one pass at a time, with a clock that the test moves.
 #include "companions/settings/OrbSettings.h"
+#include "orbwatcher4/core/FileFindData.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 
 #include <optional>
@@ -143,9 +144,19 @@ TEST_F(Passes, ADriveThatIsUnpluggedLosesItsWatchAndIsWatchedAgainWhenItsVolumeR
     ASSERT_TRUE(DetachDrive('g'));
     PassAfter(1);
     EXPECT_FALSE(Watches(L"g:\\"));
+    {
+        const CSingleLock lock(State().driveListLock);
+        EXPECT_FALSE(State().drives[L"g:\\"].volumeMatches);
+    }
     ASSERT_TRUE(AttachDrive('g', volume.c_str()));
     PassAfter(1);
     EXPECT_TRUE(Watches(L"g:\\"));
+    {
+        const CSingleLock lock(State().driveListLock);
+        EXPECT_TRUE(State().drives[L"g:\\"].volumeMatches);
+    }
+    // What changed while it was away is looked for.
+    EXPECT_EQ(GetServiceRunSettings().GetValue(L"Backup::FirstTimeRunTime", -1), 0);
 }
 
 TEST_F(Passes, AnotherVolumeUnderTheLetterIsIgnored)
@@ -393,108 +404,14 @@ TEST_F(Passes, ADriveThatAReloadBringsIsWatchedFromTheNextPassOn)
     EXPECT_TRUE(Watches(L"r:\\"));
 }
 
-class Lifecycle : public WatcherFixture
+TEST_F(Passes, LostChangesOfAShareMakeAnEnumerationDue)
 {
-};
-
-TEST_F(Lifecycle, AWatcherThatWasStoppedIsNotReady)
-{
-    watcher.SetDataXmlPath(WriteRules(L"data.xml", TreeItem()));
-    watcher.StartWatch();
-    EXPECT_TRUE(watcher.WaitUntilReady(20000));
-    watcher.AbortWatching();
-    EXPECT_FALSE(watcher.WaitUntilReady(0));
-    EXPECT_TRUE(watcher.GetWatchedRoots().empty());
-}
-
-TEST_F(Lifecycle, DeInitStopsAWatcherThatRuns)
-{
-    watcher.SetDataXmlPath(WriteRules(L"data.xml", TreeItem()));
-    watcher.StartWatch();
-    EXPECT_TRUE(watcher.WaitUntilReady(20000));
-    watcher.DeInit();
-    EXPECT_FALSE(State().watchThread);
-    EXPECT_TRUE(watcher.GetWatchedRoots().empty());
-}
-
-TEST_F(Lifecycle, AReloadKeepsTheBackupFolderWhileTheSettingsCannotBeRead)
-{
-    GetUserConfigurations().SetValue(L"Backup::path", InTree(L"Backups"));
-    ASSERT_TRUE(GetUserConfigurations().Save());
-    SelectTree();
-    EXPECT_EQ(watcher.Explain(InTree(L"Backups\\x")).reason, PathExplanation::Reason::BackupFolder);
-    const FileHandle others(CreateFileW(folder.Path(L"data\\UserConfigurations.json"), GENERIC_READ, 0, nullptr,
-                                        OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
-    ASSERT_TRUE(static_cast<bool>(others));
-    SelectTree();
-    EXPECT_EQ(watcher.Explain(InTree(L"Backups\\x")).reason, PathExplanation::Reason::BackupFolder);
-}
-
-TEST_F(Lifecycle, AReloadForgetsWhatIsGoneFromTheFileBesideTheRules)
-{
-    Select("<GlobalExclude>old</GlobalExclude>" + Item(L"path=\"\\\\server\\share\\a\" type=\"1\""));
-    EXPECT_TRUE(State().filter.NetworkInclude());
-    SelectTree();
-    EXPECT_FALSE(State().filter.NetworkInclude());
-    EXPECT_TRUE(State().filter.GlobalExclude().IsEmpty());
-}
-
-TEST_F(Lifecycle, AReloadWhoseAdvancedFileCannotBeReadKeepsTheAdvancedRules)
-{
-    const CString advanced =
-        WriteRules(L"advanced.xml", Item(L"path=\"" + std::wstring(tree) +
-                                         L"\" type=\"1\" includeSub=\"1\" exclude=\"1\" mask=\".tmp\""));
-    watcher.SetAdvancedFiltersPath(advanced);
-    SelectTree();
-    const CString path = Write(L"a.tmp");
-    EXPECT_EQ(watcher.Explain(path).decision, Excluded);
-    folder.WriteBytes(L"advanced.xml", "<Data><Item");
-    SelectTree();
-    EXPECT_EQ(watcher.Explain(path).decision, Excluded);
-}
-
-TEST_F(Lifecycle, StoppingAWatcherThatNeverStartedDoesNothingHarmful)
-{
-    EXPECT_EQ(watcher.AbortWatching(), 1);
-    EXPECT_FALSE(State().stop.IsSet());
-}
-
-TEST_F(Lifecycle, StartingWhileWatchingStopsTheOldRunFirst)
-{
-    watcher.SetDataXmlPath(WriteRules(L"data.xml", TreeItem()));
-    watcher.StartWatch();
-    EXPECT_EQ(watcher.StartWatch(), 1);
-    EXPECT_TRUE(watcher.WaitUntilReady(20000));
-    EXPECT_FALSE(State().stop.IsSet());
-    watcher.AbortWatching();
-    EXPECT_FALSE(State().watching.IsSet());
-}
-
-TEST_F(Lifecycle, AReloadTakesRulesAwayThatAreGoneFromTheFile)
-{
-    SelectTree();
-    const CString path = Write(L"a.txt");
-    EXPECT_EQ(watcher.Explain(path).decision, Included);
-    Select(Item(L"path=\"C:\\elsewhere\" type=\"1\" includeSub=\"1\""));
-    EXPECT_EQ(watcher.Explain(path).decision, NotIncluded);
-}
-
-TEST_F(Lifecycle, AReloadThatFailsKeepsTheOldRules)
-{
-    SelectTree();
-    const CString path = Write(L"a.txt");
-    folder.WriteBytes(L"data.xml", "<Data><Item");
-    EXPECT_FALSE(watcher.LoadSelection());
-    EXPECT_EQ(watcher.Explain(path).decision, Included);
-}
-
-TEST_F(Lifecycle, DeInitEmptiesFiltersAndStore)
-{
-    SelectTree();
-    Handler().OnFileAdded(Write(L"a.txt"));
-    watcher.DeInit();
-    EXPECT_FALSE(State().filter.HasRules());
-    EXPECT_EQ(watcher.GetTotalFilesInMem(), 0);
+    Select(DriveRule(L"\\\\server\\share\\a"));
+    Start();
+    ASSERT_EQ(watcher.GetWatchedRoots().size(), 1u);
+    Handler().OnReadChangesError(ERROR_NOTIFY_ENUM_DIR, RootOf(watcher.GetWatchedRoots()[0]));
+    PassAfter(1);
+    EXPECT_EQ(GetServiceRunSettings().GetValue(L"Backup::FirstTimeRunTime", -1), 0);
 }
 
 } // namespace
