@@ -70,15 +70,17 @@ std::wstring PathOf(const std::uint8_t* buffer, const Record& record, std::wstri
     return path;
 }
 
+// A name is kept as far as it will ever be reported, so that what is carried leaves room for the next read.
 std::size_t Carry(std::uint8_t* buffer, const Record& record)
 {
-    const std::size_t used = HeaderSize + record.nameBytes;
+    const std::size_t nameBytes = std::min(record.nameBytes, LongestRecordName * 2);
+    const std::size_t used = HeaderSize + nameBytes;
     // The system refuses a buffer that does not begin at a multiple of 4.
-    const std::size_t carry = (CarriedHeaderSize + record.nameBytes + 3) / 4 * 4;
+    const std::size_t carry = (CarriedHeaderSize + nameBytes + 3) / 4 * 4;
     std::memmove(buffer, buffer + record.offset, used);
     std::memset(buffer + used, 0, carry - used);
     SetWord(buffer, static_cast<std::uint32_t>(carry));
-    SetWord(buffer + 8, static_cast<std::uint32_t>(record.nameBytes));
+    SetWord(buffer + 8, static_cast<std::uint32_t>(nameBytes));
     return carry;
 }
 

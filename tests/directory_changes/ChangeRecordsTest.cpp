@@ -106,6 +106,18 @@ TEST(ChangeRecords, ACarriedNameThatIsGivenUpIsARemoval)
     EXPECT_EQ(sink.events, Events{L"-C:\\d\\old"});
 }
 
+TEST(ChangeRecords, ACarriedNameOfMoreThan260UnitsIsCutSoThatTheNextReadHasRoom)
+{
+    RecordBuffer buffer;
+    buffer.Add(4, std::wstring(5000, L'o'));
+    const std::size_t size = buffer.Bytes().size();
+    Sink sink;
+    const std::size_t carry = DecodeChanges(buffer.Bytes().data(), size, L"C:\\d", sink);
+    EXPECT_EQ(carry, 536u);
+    GiveUpCarriedName(buffer.Bytes().data(), carry, L"C:\\d", sink);
+    EXPECT_EQ(sink.events, Events{L"-C:\\d\\" + std::wstring(260, L'o')});
+}
+
 TEST(ChangeRecords, ANameOfMoreThan260UnitsIsCut)
 {
     RecordBuffer buffer;

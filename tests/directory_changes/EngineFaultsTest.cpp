@@ -1,6 +1,6 @@
 // What the system does in bad moments, put in by hand.
-#include "directory_changes/ChangeIo.h"
 #include "directory_changes/DelayedNotificationThread.h"
+#include "tests/directory_changes/FakeIo.h"
 #include "tests/directory_changes/RecordBuffer.h"
 #include "tests/directory_changes/RecordingHandler.h"
 #include "tests/support/TempFolder.h"
@@ -8,106 +8,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <deque>
 
 namespace
 {
-
-// Lets tests refuse calls and complete reads. Reads are never really issued: each waits for the test.
-class FakeIo : public ChangeIo
-{
-public:
-    DWORD openError = 0, portError = 0, threadError = 0;
-    bool failThread = false;
-    std::atomic<DWORD> readError{0};
-    std::atomic<DWORD> longestRead{0x100000};
-    std::atomic<int> reads{0};
-
-    HANDLE OpenDirectory(const wchar_t* path) override
-    {
-        if (openError == 0)
-            return ChangeIo::OpenDirectory(path);
-        SetLastError(openError);
-        return INVALID_HANDLE_VALUE;
-    }
-    HANDLE AssociatePort(HANDLE directory, HANDLE port, ULONG_PTR key) override
-    {
-        if (portError != 0) {
-            SetLastError(portError);
-            return nullptr;
-        }
-        m_key = key;
-        m_port = ChangeIo::AssociatePort(directory, port, key);
-        return m_port;
-    }
-    HANDLE StartThread(ThreadEntry entry, void* argument, unsigned* id) override
-    {
-        if (!failThread)
-            return ChangeIo::StartThread(entry, argument, id);
-        SetLastError(threadError);
-        return nullptr;
-    }
-    bool ReadChanges(HANDLE directory, void* buffer, DWORD length, bool, DWORD filter, OVERLAPPED* overlapped) override
-    {
-        EXPECT_EQ(filter, 27u);
-        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(buffer) % 4, 0u); // an unaligned buffer is refused
-        if (length > longestRead || readError != 0) {
-            SetLastError(readError != 0 ? readError.load() : ERROR_INVALID_PARAMETER);
-            return false;
-        }
-        {
-            const std::scoped_lock lock(m_mutex);
-            m_pending = {directory, static_cast<std::uint8_t*>(buffer), length, overlapped};
-        }
-        ++reads;
-        m_issued.notify_all();
-        return true;
-    }
-    void CloseDirectory(HANDLE directory) override
-    {
-        OVERLAPPED* cancelled = nullptr;
-        {
-            const std::scoped_lock lock(m_mutex);
-            if (m_pending.directory == directory)
-                cancelled = std::exchange(m_pending.overlapped, nullptr);
-        }
-        ChangeIo::CloseDirectory(directory);
-        // As Windows does: the pending read completes with no bytes.
-        if (cancelled)
-            PostPacket(m_port, 0, m_key, cancelled);
-    }
-
-    bool WaitForRead(int count)
-    {
-        std::unique_lock lock(m_mutex);
-        return m_issued.wait_for(lock, std::chrono::seconds(20),
-                                 [&] { return reads >= count && m_pending.overlapped; });
-    }
-    // The pending read completes with these bytes; the offset says where they went in the whole buffer.
-    void Complete(const std::vector<std::uint8_t>& bytes)
-    {
-        OVERLAPPED* overlapped;
-        {
-            const std::scoped_lock lock(m_mutex);
-            std::copy(bytes.begin(), bytes.end(), m_pending.buffer);
-            overlapped = std::exchange(m_pending.overlapped, nullptr);
-        }
-        PostPacket(m_port, static_cast<DWORD>(bytes.size()), m_key, overlapped);
-    }
-
-private:
-    struct Pending {
-        HANDLE directory = nullptr;
-        std::uint8_t* buffer = nullptr;
-        DWORD length = 0;
-        OVERLAPPED* overlapped = nullptr;
-    };
-    std::mutex m_mutex;
-    std::condition_variable m_issued;
-    Pending m_pending;
-    ULONG_PTR m_key = 0;
-    HANDLE m_port = nullptr;
-};
 
 class EngineFaults : public testing::Test
 {
@@ -224,6 +127,21 @@ TEST_F(EngineFaults, AHeldOldNameIsDeliveredAsRemovedWhenTheWatchEnds)
     ASSERT_TRUE(io.WaitForRead(2));
     watcher.UnwatchAllDirectories();
     EXPECT_EQ(handler.Count(At(L"-", L"old")), 1);
+}
+
+TEST_F(EngineFaults, AnOldNameThatFillsTheBufferStillMeetsItsNewName)
+{
+    io.longestRead = 0x10000;
+    ASSERT_EQ(Watch(), 0u);
+    ASSERT_TRUE(io.WaitForRead(1));
+    RecordBuffer first, second;
+    first.Add(4, std::wstring((0x10000 - 12) / 2, L'o'));
+    ASSERT_EQ(first.Bytes().size(), 0x10000u);
+    io.Complete(first.Bytes());
+    ASSERT_TRUE(io.WaitForRead(2));
+    io.Complete(second.Add(5, L"new").Bytes());
+    EXPECT_TRUE(handler.WaitFor(At(L">", std::wstring(260, L'o').c_str()) + At(L">", L"new")));
+    EXPECT_TRUE(watcher.IsWatchingDirectory(folder.Path()));
 }
 
 std::atomic<int> g_refusals{0};

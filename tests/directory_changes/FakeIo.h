@@ -1,0 +1,140 @@
+// Stands in for the system below the engine: refuses calls when a test wants it,
+// and completes reads. Reads are never really issued; each waits for the test or
+// for its directory to be closed, as Windows has it.
+#pragma once
+
+#include "directory_changes/ChangeIo.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+class FakeIo : public ChangeIo
+{
+public:
+    using Bytes = std::vector<std::uint8_t>;
+
+    // The error of every such call; 0: it succeeds.
+    std::atomic<DWORD> openError{0}, portError{0}, readError{0};
+    // A thread that cannot be started, with or without an error.
+    bool failThread = false;
+    DWORD threadError = 0;
+    std::atomic<DWORD> longestRead{0x100000};
+    std::atomic<int> reads{0};
+
+    HANDLE OpenDirectory(const wchar_t* path) override
+    {
+        if (openError == 0)
+            return ChangeIo::OpenDirectory(path);
+        SetLastError(openError);
+        return INVALID_HANDLE_VALUE;
+    }
+    HANDLE AssociatePort(HANDLE directory, HANDLE port, ULONG_PTR key) override
+    {
+        if (portError != 0) {
+            SetLastError(portError);
+            return nullptr;
+        }
+        const HANDLE used = ChangeIo::AssociatePort(directory, port, key);
+        const std::scoped_lock lock(m_mutex);
+        m_directories[directory] = {used, key, nullptr, 0, nullptr};
+        return used;
+    }
+    HANDLE StartThread(ThreadEntry entry, void* argument, unsigned* id) override
+    {
+        if (!failThread)
+            return ChangeIo::StartThread(entry, argument, id);
+        SetLastError(threadError);
+        return nullptr;
+    }
+    bool ReadChanges(HANDLE directory, void* buffer, DWORD length, bool, DWORD filter, OVERLAPPED* overlapped) override
+    {
+        EXPECT_EQ(filter, 27u);
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(buffer) % 4, 0u); // an unaligned buffer is refused
+        if (length > longestRead || readError != 0) {
+            SetLastError(readError != 0 ? readError.load() : ERROR_INVALID_PARAMETER);
+            return false;
+        }
+        {
+            const std::scoped_lock lock(m_mutex);
+            overlapped->Internal = Pending;
+            Directory& read = m_directories[directory];
+            read.buffer = static_cast<std::uint8_t*>(buffer);
+            read.length = length;
+            read.overlapped = overlapped;
+            m_last = directory;
+            ++reads;
+        }
+        m_issued.notify_all();
+        return true;
+    }
+    bool WaitPacket(HANDLE port, DWORD* bytes, ULONG_PTR* key, OVERLAPPED** overlapped, DWORD milliseconds) override
+    {
+        const bool good = ChangeIo::WaitPacket(port, bytes, key, overlapped, milliseconds);
+        if (!good || !*overlapped || (*overlapped)->Internal != Failed)
+            return good;
+        SetLastError(ERROR_READ_FAULT);
+        return false;
+    }
+    void CloseDirectory(HANDLE directory) override
+    {
+        ChangeIo::CloseDirectory(directory);
+        Finish(directory, {}, Cleanup);
+        const std::scoped_lock lock(m_mutex);
+        m_directories.erase(directory);
+    }
+
+    // These speak of the directory that was read last.
+    bool WaitForRead(int count)
+    {
+        std::unique_lock lock(m_mutex);
+        return m_issued.wait_for(lock, std::chrono::seconds(20),
+                                 [&] { return reads >= count && m_directories[m_last].overlapped; });
+    }
+    // The pending read completes with these bytes; none: the system had to drop changes.
+    void Complete(const Bytes& bytes) { Finish(Last(), bytes, bytes.empty() ? Overflow : Success); }
+    void Fail() { Finish(Last(), {}, Failed); }
+
+private:
+    // What the system writes into an OVERLAPPED.
+    static constexpr ULONG_PTR Success = 0, Pending = 0x103, Cleanup = 0x10B, Overflow = 0x10C, Failed = 0xC0000001;
+
+    struct Directory {
+        HANDLE port = nullptr;
+        ULONG_PTR key = 0;
+        std::uint8_t* buffer = nullptr;
+        DWORD length = 0;
+        OVERLAPPED* overlapped = nullptr; // of the pending read
+    };
+
+    HANDLE Last()
+    {
+        const std::scoped_lock lock(m_mutex);
+        return m_last;
+    }
+    void Finish(HANDLE directory, const Bytes& bytes, ULONG_PTR status)
+    {
+        const std::scoped_lock lock(m_mutex);
+        const auto found = m_directories.find(directory);
+        if (found == m_directories.end() || !found->second.overlapped)
+            return;
+        Directory& read = found->second;
+        ASSERT_LE(bytes.size(), read.length);
+        std::copy(bytes.begin(), bytes.end(), read.buffer);
+        OVERLAPPED* overlapped = std::exchange(read.overlapped, nullptr);
+        overlapped->Internal = status;
+        ChangeIo::PostPacket(read.port, static_cast<DWORD>(bytes.size()), read.key, overlapped);
+    }
+
+    std::mutex m_mutex;
+    std::condition_variable m_issued;
+    std::map<HANDLE, Directory> m_directories; // open ones; guarded by m_mutex
+    HANDLE m_last = nullptr;                   // guarded by m_mutex
+};
