@@ -35,6 +35,8 @@ constexpr const wchar_t* ThreadName = L"notifier thread";
 unsigned __stdcall CDelayedNotificationThread::Thread::Run(void* started)
 {
     const LockOrder::ThreadScope scope(ThreadName);
+    // All handler code runs here: a medium that is taken out must not stop it behind a box.
+    SetThreadErrorMode(SEM_FAILCRITICALERRORS, nullptr);
     // Asking for a message makes the queue; only then may anybody post.
     MSG message;
     PeekMessageW(&message, nullptr, WM_USER, WM_USER, PM_NOREMOVE);

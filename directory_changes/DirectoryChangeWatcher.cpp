@@ -34,6 +34,13 @@ DWORD Fail(DWORD error)
     return error;
 }
 
+bool Given(const void* argument)
+{
+    if (!argument)
+        SetLastError(ERROR_INVALID_PARAMETER);
+    return argument != nullptr;
+}
+
 void EnableWatchPrivileges()
 {
     static std::once_flag once;
@@ -183,6 +190,8 @@ void CDirectoryChangeWatcher::StopAndDestroy(const Record& record)
 
 bool CDirectoryChangeWatcher::UnwatchDirectory(const wchar_t* path)
 {
+    if (!Given(path))
+        return false;
     const Record record = TakeOutPath(path);
     if (record)
         StopAndDestroy(record);
@@ -191,6 +200,8 @@ bool CDirectoryChangeWatcher::UnwatchDirectory(const wchar_t* path)
 
 bool CDirectoryChangeWatcher::UnwatchDirectory(CDirectoryChangeHandler* handler)
 {
+    if (!Given(handler))
+        return false;
     const std::vector<Record> records = TakeOutHandledBy(handler);
     for (const Record& record : records)
         StopAndDestroy(record);
@@ -223,6 +234,8 @@ bool CDirectoryChangeWatcher::UnwatchAllDirectories()
 
 bool CDirectoryChangeWatcher::IsWatchingDirectory(const wchar_t* path) const
 {
+    if (!Given(path))
+        return false;
     const CSingleLock lock(m_section);
     return std::any_of(m_records.begin(), m_records.end(),
                        [&](const Record& record) { return record && EqualNoCase(record->Name().View(), path); });

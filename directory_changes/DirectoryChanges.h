@@ -84,7 +84,8 @@ public:
     // Watches a whole tree; a directory that is watched already is watched anew. Win32 error code, also
     // set as the thread's last error; 0: every change from now on is reported.
     DWORD WatchDirectory(const wchar_t* path, CDirectoryChangeHandler* handler);
-    // True when a watch for that path existed. Paths compare as whole texts without regard to case.
+    // True when a watch for that path existed. Paths compare as whole texts without regard to case. A null
+    // argument names no watch: false, with ERROR_INVALID_PARAMETER as the thread's last error.
     bool UnwatchDirectory(const wchar_t* path);
     bool UnwatchDirectory(CDirectoryChangeHandler* handler);
     bool IsWatchingDirectory(const wchar_t* path) const;
@@ -97,7 +98,6 @@ protected:
     virtual void OnThreadExit();
 
 private:
-    friend class EngineAccess; // tests
     using Record = std::shared_ptr<CDirWatchInfo>;
 
     static unsigned __stdcall MonitorDirectoryChanges(void* watcher);

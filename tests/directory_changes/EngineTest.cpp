@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+
 namespace
 {
 
@@ -50,7 +52,23 @@ TEST_F(Engine, RefusesAnEmptyPathANullHandlerAndWhatIsNoDirectory)
     EXPECT_EQ(watcher.WatchDirectory(folder.Path(L"missing"), &handler), 161u);
     EXPECT_EQ(GetLastError(), 161u);
     EXPECT_EQ(watcher.WatchDirectory(folder.Path(L"file"), &handler), 161u);
+    EXPECT_EQ(watcher.WatchDirectory(nullptr, &handler), 87u);
     EXPECT_TRUE(handler.Events().empty());
+}
+
+TEST_F(Engine, NoPathAndNoHandlerAreRefusedAndEndNothing)
+{
+    RecordingHandler handler;
+    CDirectoryChangeWatcher watcher;
+    ASSERT_EQ(watcher.WatchDirectory(folder.Path(), &handler), 0u);
+    const auto refuses = [](auto call) {
+        SetLastError(0);
+        return !call() && GetLastError() == ERROR_INVALID_PARAMETER;
+    };
+    EXPECT_TRUE(refuses([&] { return watcher.UnwatchDirectory(static_cast<const wchar_t*>(nullptr)); }));
+    EXPECT_TRUE(refuses([&] { return watcher.UnwatchDirectory(static_cast<CDirectoryChangeHandler*>(nullptr)); }));
+    EXPECT_TRUE(refuses([&] { return watcher.IsWatchingDirectory(nullptr); }));
+    EXPECT_TRUE(watcher.IsWatchingDirectory(folder.Path()));
 }
 
 TEST_F(Engine, WatchingTheSameDirectoryTwiceStopsTheFirstWatchBeforeTheSecondStarts)
@@ -139,6 +157,20 @@ TEST_F(Engine, AHandlerThatRefusesEventsIsStillToldOfItsWatch)
     watcher.UnwatchAllDirectories();
     EXPECT_EQ(handler.Events(),
               (std::vector<std::wstring>{Text(L"started 0 ", folder.Path()), Text(L"stopped ", folder.Path())}));
+}
+
+TEST_F(Engine, HandlersRunWithoutBoxesAboutHardErrors)
+{
+    // A new thread takes over the mode of the process.
+    const UINT before = SetErrorMode(0);
+    RecordingHandler handler;
+    std::atomic<DWORD> mode{0};
+    handler.onEvent = [&](const std::wstring&) { mode = GetThreadErrorMode(); };
+    CDirectoryChangeWatcher watcher;
+    EXPECT_EQ(watcher.WatchDirectory(folder.Path(), &handler), 0u);
+    watcher.UnwatchAllDirectories();
+    SetErrorMode(before);
+    EXPECT_TRUE(mode & SEM_FAILCRITICALERRORS);
 }
 
 TEST_F(Engine, AnExceptionWhenStoppedDoesNotKeepTheStoppingThread)
