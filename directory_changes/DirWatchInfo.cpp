@@ -105,6 +105,20 @@ void CDirWatchInfo::DropCarried()
     m_carry = 0;
 }
 
+void CDirWatchInfo::CloseForStop()
+{
+    m_completedBeforeClose = HasOverlappedIoCompleted(&m_overlapped);
+    CloseDirectory();
+    SetState(StateStopped);
+}
+
+bool CDirWatchInfo::LastReadWasLost() const
+{
+    // Of ReadDirectoryChangesW: the buffer overflowed.
+    constexpr ULONG_PTR statusNotifyEnumDir = 0x10C;
+    return m_completedBeforeClose || m_overlapped.Internal == statusNotifyEnumDir;
+}
+
 void CDirWatchInfo::CloseDirectory()
 {
     if (IsOpen())

@@ -61,6 +61,10 @@ public:
     void Process(DWORD bytes);
     // Changes were lost: what is carried gets no successor any more.
     void DropCarried();
+    // Closes the directory; a pending read comes back, cancelled or with what it had got before.
+    void CloseForStop();
+    // For a read that came back from a closed directory without a change: whether closing is not the reason.
+    bool LastReadWasLost() const;
     void CloseDirectory();
     // Hands everything that is queued to the handler and lets handler and notifier go. For whoever has taken
     // the record out; the object itself may outlive this until its last packet has come.
@@ -74,8 +78,6 @@ public:
 
     // Completions that failed one after the other, since the last good one.
     int failedCompletions = 0;
-    // Set once OnWatchStopped has been delivered.
-    std::atomic<bool> stopDelivered{false};
 
 private:
     void Added(const wchar_t* path) override { m_handler.OnFileAdded(path); }
@@ -96,6 +98,7 @@ private:
     OVERLAPPED m_overlapped = {};
     OVERLAPPED m_control = {}; // of the packets that Ask posts
     std::atomic<bool> m_readPending{false};
+    bool m_completedBeforeClose = false;
     DWORD m_startResult = 0;
     mutable RankedSection m_section{LockRank::EngineRecord, L"engine record"};
     CEvent m_started{false, true};

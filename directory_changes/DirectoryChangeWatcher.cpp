@@ -158,16 +158,16 @@ void CDirectoryChangeWatcher::StopMonitoring(const Record& record)
     if (!record->Ask(StateStopMonitoring, Port()))
         return;
     const LockOrder::WaitScope wait(WorkerName);
-    ULONGLONG delivered = 0;
-    while (!WaitPumping(record->Stopped(), delivered ? 500 : StopWaitSlice, QS_ALLINPUT)) {
+    ULONGLONG closed = 0;
+    while (!WaitPumping(record->Stopped(), closed ? 500 : StopWaitSlice, QS_ALLINPUT)) {
         if (IsSignalled(m_worker))
             return;
         // The handler may take its time; the system may not.
-        if (!record->stopDelivered)
+        if (record->State() != StateStopped || !record->ReadPending())
             continue;
         const ULONGLONG now = GetTickCount64();
-        delivered = delivered ? delivered : now;
-        if (now - delivered > LastPacketLimit)
+        closed = closed ? closed : now;
+        if (now - closed > LastPacketLimit)
             return;
     }
 }

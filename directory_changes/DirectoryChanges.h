@@ -104,7 +104,10 @@ private:
     void Monitor();
     void HandlePacket(const Record& record, bool completed, bool good, DWORD bytes);
     void StartReading(const Record& record);
+    void BeginStop(const Record& record);
+    void HandleLastRead(const Record& record, bool good, DWORD bytes);
     void FinishStop(const Record& record);
+    void TellLost(const Record& record);
     void HandleChanges(const Record& record, bool good, DWORD bytes);
     void UnwatchDirectoryBecauseOfError(const Record& record, DWORD error);
 

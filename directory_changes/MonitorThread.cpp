@@ -66,8 +66,18 @@ void CDirectoryChangeWatcher::HandlePacket(const Record& record, bool completed,
         StartReading(record);
         break;
     case StateStopMonitoring:
+        // A read whose packet comes before the stop's is handled as ever, and one more is issued: what the
+        // system has gathered meanwhile comes with that.
+        if (completed)
+            HandleChanges(record, good, bytes);
+        else
+            BeginStop(record);
+        break;
     case StateStopped:
-        FinishStop(record);
+        if (completed) {
+            HandleLastRead(record, good, bytes);
+            FinishStop(record);
+        }
         break;
     case StateRunning:
         if (completed)
@@ -89,17 +99,26 @@ void CDirectoryChangeWatcher::StartReading(const Record& record)
 }
 
 // The directory is closed, which gives the pending read back; the watch has ended when that has come.
+void CDirectoryChangeWatcher::BeginStop(const Record& record)
+{
+    record->CloseForStop();
+    if (!record->ReadPending())
+        FinishStop(record);
+}
+
+// What the system had put into the read before the directory was closed was delivered, and is told.
+void CDirectoryChangeWatcher::HandleLastRead(const Record& record, bool good, DWORD bytes)
+{
+    if (good && bytes > 0)
+        record->Process(bytes);
+    else if (record->LastReadWasLost())
+        TellLost(record);
+}
+
 void CDirectoryChangeWatcher::FinishStop(const Record& record)
 {
-    if (record->IsOpen()) {
-        record->CloseDirectory();
-        record->SetState(StateStopped);
-        record->DropCarried();
-        record->Handler().OnWatchStopped(record->Name());
-        record->stopDelivered = true;
-    }
-    if (record->ReadPending())
-        return;
+    record->DropCarried();
+    record->Handler().OnWatchStopped(record->Name());
     m_keys->Remove(record->Key());
     // Somebody who still waits for a start that a stop has overtaken goes on as well.
     if (record->StartResult() == ERROR_SUCCESS && !IsSignalled(record->Started()))
@@ -108,16 +127,21 @@ void CDirectoryChangeWatcher::FinishStop(const Record& record)
     record->Stopped().SetEvent();
 }
 
+// The system's buffer overflowed, or the read failed: nothing is decoded.
+void CDirectoryChangeWatcher::TellLost(const Record& record)
+{
+    record->DropCarried();
+    record->Handler().OnReadChangesError(ERROR_NOTIFY_ENUM_DIR, record->Name());
+}
+
 void CDirectoryChangeWatcher::HandleChanges(const Record& record, bool good, DWORD bytes)
 {
     if (good && bytes > 0) {
         record->failedCompletions = 0;
         record->Process(bytes);
     } else {
-        // Changes were lost: the system's buffer overflowed, or the read failed. Nothing is decoded.
         record->failedCompletions = good ? 0 : record->failedCompletions + 1;
-        record->DropCarried();
-        record->Handler().OnReadChangesError(ERROR_NOTIFY_ENUM_DIR, record->Name());
+        TellLost(record);
     }
     const bool hopeless = record->failedCompletions >= MostFailedCompletions;
     if (const DWORD error = hopeless ? DWORD(ERROR_READ_FAULT) : record->Read())

@@ -1,9 +1,6 @@
 // What the system does in bad moments, put in by hand.
 #include "directory_changes/DelayedNotificationThread.h"
-#include "tests/directory_changes/FakeIo.h"
-#include "tests/directory_changes/RecordBuffer.h"
-#include "tests/directory_changes/RecordingHandler.h"
-#include "tests/support/TempFolder.h"
+#include "tests/directory_changes/FaultFixture.h"
 
 #include <gtest/gtest.h>
 
@@ -12,22 +9,7 @@
 namespace
 {
 
-class EngineFaults : public testing::Test
-{
-protected:
-    TempFolder folder;
-    FakeIo io;
-    RecordingHandler handler;
-    CDirectoryChangeWatcher watcher{io, false, 1};
-
-    DWORD Watch() { return watcher.WatchDirectory(folder.Path(), &handler); }
-    std::wstring At(const wchar_t* before, const wchar_t* name = L"")
-    {
-        return before + std::wstring(folder.Path(name).GetString());
-    }
-    std::wstring Lost() { return L"error 1022 " + std::wstring(folder.Path()); }
-    ~EngineFaults() override { watcher.UnwatchAllDirectories(); }
-};
+using EngineFaults = FaultFixture;
 
 TEST_F(EngineFaults, ADirectoryThatCannotBeOpenedReturnsTheSystemsCode)
 {

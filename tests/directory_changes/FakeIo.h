@@ -11,6 +11,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <utility>
@@ -28,6 +29,10 @@ public:
     DWORD threadError = 0;
     std::atomic<DWORD> longestRead{0x100000};
     std::atomic<int> reads{0};
+
+    // Called once: before the next packet is posted for a watch, when the worker has taken the next packet
+    // from the port, and as the next directory is closed.
+    std::function<void()> beforePost, afterWait, beforeClose;
 
     HANDLE OpenDirectory(const wchar_t* path) override
     {
@@ -75,9 +80,17 @@ public:
         m_issued.notify_all();
         return true;
     }
+    bool PostPacket(HANDLE port, DWORD bytes, ULONG_PTR key, OVERLAPPED* overlapped) override
+    {
+        if (const auto call = key == 0 ? nullptr : std::exchange(beforePost, nullptr))
+            call();
+        return ChangeIo::PostPacket(port, bytes, key, overlapped);
+    }
     bool WaitPacket(HANDLE port, DWORD* bytes, ULONG_PTR* key, OVERLAPPED** overlapped, DWORD milliseconds) override
     {
         const bool good = ChangeIo::WaitPacket(port, bytes, key, overlapped, milliseconds);
+        if (const auto call = std::exchange(afterWait, nullptr))
+            call();
         if (!good || !*overlapped || (*overlapped)->Internal != Failed)
             return good;
         SetLastError(ERROR_READ_FAULT);
@@ -85,6 +98,8 @@ public:
     }
     void CloseDirectory(HANDLE directory) override
     {
+        if (const auto call = std::exchange(beforeClose, nullptr))
+            call();
         ChangeIo::CloseDirectory(directory);
         Finish(directory, {}, Cleanup);
         const std::scoped_lock lock(m_mutex);
