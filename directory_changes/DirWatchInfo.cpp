@@ -1,6 +1,7 @@
 #include "directory_changes/DirWatchInfo.h"
 
 #include "directory_changes/ChangeIo.h"
+#include "directory_changes/EngineRun.h"
 
 #include <algorithm>
 #include <utility>
@@ -47,17 +48,67 @@ RunningState CDirWatchInfo::State() const
     return m_state;
 }
 
-void CDirWatchInfo::SetState(RunningState state)
+void CDirWatchInfo::Join(std::shared_ptr<EngineRun> run, ULONG_PTR key)
 {
-    const CSingleLock lock(m_section);
-    m_state = state;
+    m_run = std::move(run);
+    m_key = key;
 }
 
-bool CDirWatchInfo::Ask(RunningState state, HANDLE port)
+CDirWatchInfo::Visit::Visit(CDirWatchInfo& record) : m_record(record)
+{
+    const CSingleLock lock(record.m_section);
+    m_welcome = !record.m_takenOver;
+    record.m_visited = m_welcome;
+}
+
+CDirWatchInfo::Visit::~Visit()
+{
+    const CSingleLock lock(m_record.m_section);
+    m_record.m_visited = false;
+}
+
+bool CDirWatchInfo::Post() { return m_io.PostPacket(m_run->port.Get(), ControlPacketBytes, m_key, &m_control); }
+
+bool CDirWatchInfo::AskToStart()
 {
     const CSingleLock lock(m_section);
-    m_state = state;
-    return m_io.PostPacket(port, ControlPacketBytes, m_key, &m_control);
+    if (m_state != StateNotSet) {
+        SetLastError(ERROR_OPERATION_ABORTED);
+        return false;
+    }
+    m_state = StateStartMonitoring;
+    return Post();
+}
+
+bool CDirWatchInfo::AskToStop()
+{
+    const CSingleLock lock(m_section);
+    if (m_state == StateStopped)
+        return true;
+    m_state = StateStopMonitoring;
+    return Post();
+}
+
+ClosedWithoutWorker CDirWatchInfo::CloseWithoutWorker()
+{
+    const CSingleLock lock(m_section);
+    if (m_visited)
+        return ClosedWithoutWorker::NotYet;
+    if (m_state == StateStopped)
+        return ClosedWithoutWorker::ReadComesBack;
+    m_takenOver = !m_readPending;
+    CloseForStop();
+    return m_takenOver ? ClosedWithoutWorker::NothingComes : ClosedWithoutWorker::ReadComesBack;
+}
+
+bool CDirWatchInfo::TakeFromWorker()
+{
+    const CSingleLock lock(m_section);
+    if (m_visited || m_stopped.Lock(0))
+        return false;
+    m_takenOver = true;
+    CloseDirectory();
+    return true;
 }
 
 bool CDirWatchInfo::MoveOn(RunningState from, RunningState to)
@@ -107,9 +158,10 @@ void CDirWatchInfo::DropCarried()
 
 void CDirWatchInfo::CloseForStop()
 {
+    const CSingleLock lock(m_section);
     m_completedBeforeClose = HasOverlappedIoCompleted(&m_overlapped);
     CloseDirectory();
-    SetState(StateStopped);
+    m_state = StateStopped;
 }
 
 bool CDirWatchInfo::LastReadWasLost() const

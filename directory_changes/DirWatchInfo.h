@@ -1,8 +1,9 @@
 // One watched directory: its handle, its buffer, and where its watch stands.
 //
 // The worker reads; whoever has taken the record out of the watcher's array
-// stops and destroys it. The state is guarded by the record's section, the rest
-// belongs to the worker while it reads.
+// stops and destroys it. The state, and who is at the record, are guarded by its
+// section; the rest belongs to the worker during its visits, and to whoever has
+// taken the record over from it.
 #pragma once
 
 #include "directory_changes/ChangeRecords.h"
@@ -17,6 +18,15 @@ enum RunningState : DWORD {
     StateStopMonitoring = 2,
     StateStopped = 3,
     StateRunning = 5,
+};
+
+struct EngineRun;
+
+// What became of a stop whose packet the system refused.
+enum class ClosedWithoutWorker {
+    NotYet,        // the worker is at the record
+    ReadComesBack, // to the worker, which ends the watch
+    NothingComes,  // the record is the caller's
 };
 
 class CDirWatchInfo final : private ChangeRecordSink
@@ -42,16 +52,37 @@ public:
     CDirectoryChangeHandler* RealHandler() const { return m_handler.RealHandler(); }
 
     ULONG_PTR Key() const { return m_key; }
-    void SetKey(ULONG_PTR key) { m_key = key; }
+    const EngineRun& Run() const { return *m_run; }
+    void Join(std::shared_ptr<EngineRun> run, ULONG_PTR key);
+
+    // The worker's time at the record, a packet long. False when the record was taken over from it.
+    class Visit
+    {
+    public:
+        explicit Visit(CDirWatchInfo& record);
+        ~Visit();
+        Visit(const Visit&) = delete;
+        Visit& operator=(const Visit&) = delete;
+        explicit operator bool() const { return m_welcome; }
+
+    private:
+        CDirWatchInfo& m_record;
+        bool m_welcome;
+    };
 
     RunningState State() const;
-    void SetState(RunningState state);
-    // Sets the state and posts a packet for it in one step. False when the post failed.
-    bool Ask(RunningState state, HANDLE port);
+    // Each sets the state and posts a packet for it in one step. False when the post failed, and when a stop
+    // has overtaken the start. A stop that is on its way already needs no packet.
+    bool AskToStart();
+    bool AskToStop();
+    // For a stopper whose packet was refused.
+    ClosedWithoutWorker CloseWithoutWorker();
+    // For a stopper who has waited in vain. False when the worker is at the record, or has just ended it.
+    bool TakeFromWorker();
     // Moves on only from the state that was expected: whoever asked for a stop meanwhile is not overruled.
     bool MoveOn(RunningState from, RunningState to);
 
-    // True for the packet of a read, false for one that Ask has posted.
+    // True for the packet of a read, false for one that was asked for.
     bool IsRead(const OVERLAPPED* overlapped) const { return overlapped == &m_overlapped; }
     // Issues the next read behind what is carried; 0 or the error.
     DWORD Read();
@@ -80,6 +111,7 @@ public:
     int failedCompletions = 0;
 
 private:
+    bool Post();
     void Added(const wchar_t* path) override { m_handler.OnFileAdded(path); }
     void Removed(const wchar_t* path) override { m_handler.OnFileRemoved(path); }
     void Modified(const wchar_t* path) override { m_handler.OnFileModified(path); }
@@ -92,11 +124,12 @@ private:
     CDelayedDirectoryChangeHandler m_handler;
     HANDLE m_directory;
     const CString m_name;
+    std::shared_ptr<EngineRun> m_run;
     ULONG_PTR m_key = 0;
     DWORD m_carry = 0;
     DWORD m_bufferSize = BufferSize;
     OVERLAPPED m_overlapped = {};
-    OVERLAPPED m_control = {}; // of the packets that Ask posts
+    OVERLAPPED m_control = {}; // of the packets that are asked for
     std::atomic<bool> m_readPending{false};
     bool m_completedBeforeClose = false;
     DWORD m_startResult = 0;
@@ -104,5 +137,7 @@ private:
     CEvent m_started{false, true};
     CEvent m_stopped{false, true};
     RunningState m_state = StateNotSet; // guarded by m_section
+    bool m_visited = false;             // by the worker; guarded by m_section
+    bool m_takenOver = false;           // the worker is not to come any more; guarded by m_section
     alignas(8) std::array<std::uint8_t, BufferSize> m_buffer;
 };

@@ -1,9 +1,9 @@
-// Starting and ending watches.
+// Starting watches.
 #include "directory_changes/ChangeIo.h"
 #include "directory_changes/CompletionKeys.h"
 #include "directory_changes/DirWatchInfo.h"
 #include "directory_changes/DirectoryChanges.h"
-#include "directory_changes/MessagePump.h"
+#include "directory_changes/EngineRun.h"
 #include "support/CaseFold.h"
 #include "support/Handle.h"
 #include "support/Privileges.h"
@@ -17,9 +17,6 @@ namespace
 {
 
 constexpr DWORD StartWaitSlice = 10000;
-constexpr DWORD StopWaitSlice = 5000;
-// How long a closed directory may take to give its cancelled read back.
-constexpr ULONGLONG LastPacketLimit = 10000;
 constexpr const wchar_t* WorkerName = L"engine worker";
 
 bool IsDirectory(const wchar_t* path)
@@ -32,13 +29,6 @@ DWORD Fail(DWORD error)
 {
     SetLastError(error);
     return error;
-}
-
-bool Given(const void* argument)
-{
-    if (!argument)
-        SetLastError(ERROR_INVALID_PARAMETER);
-    return argument != nullptr;
 }
 
 void EnableWatchPrivileges()
@@ -73,8 +63,10 @@ DWORD CDirectoryChangeWatcher::WatchDirectory(const wchar_t* path, CDirectoryCha
         return Fail(ERROR_INVALID_PARAMETER);
     if (!IsDirectory(path))
         return Fail(ERROR_BAD_PATHNAME);
-    if (Port())
-        UnwatchDirectory(path);
+    UnwatchDirectory(path);
+    const WorkerUse use(*this);
+    if (use.AllIsEnding())
+        return Fail(ERROR_OPERATION_ABORTED);
     EnableWatchPrivileges();
     const HANDLE directory = m_io.OpenDirectory(path);
     if (directory == INVALID_HANDLE_VALUE)
@@ -89,44 +81,48 @@ DWORD CDirectoryChangeWatcher::WatchDirectory(const wchar_t* path, CDirectoryCha
         m_io.CloseDirectory(directory);
         return Fail(static_cast<DWORD>(error.code().value()));
     }
-    record->SetKey(m_keys->Next());
-    {
-        const CSingleLock lock(m_section);
-        const HANDLE port = m_io.AssociatePort(directory, m_port, record->Key());
-        if (!port)
-            return GiveUp(record, GetLastError());
-        m_port = port;
+    if (const DWORD error = JoinRun(record)) {
+        record->Retire();
+        return Fail(error);
     }
-    if (const DWORD error = EnsureWorker())
-        return GiveUp(record, error);
     // In the table and in the array before its first read: neither a packet nor a stop can miss it.
     m_keys->Add(record->Key(), record);
     handler->LinkWatcher(this);
     Store(record);
     if (const DWORD error = StartMonitoring(record)) {
-        if (TakeOut(record))
+        // Whoever has taken it out meanwhile ends it.
+        if (TakeOut(record)) {
             handler->UnlinkWatcher();
-        m_keys->Remove(record->Key());
-        return GiveUp(record, error);
+            Destroy(record);
+        }
+        return Fail(error);
     }
     return Fail(ERROR_SUCCESS);
 }
 
-// Before a record dies, what it has queued reaches the handler.
-DWORD CDirectoryChangeWatcher::GiveUp(const Record& record, DWORD error)
-{
-    record->Retire();
-    return Fail(error);
-}
-
-DWORD CDirectoryChangeWatcher::EnsureWorker()
+// Gives the record its key, the port and a worker.
+DWORD CDirectoryChangeWatcher::JoinRun(const Record& record)
 {
     const CSingleLock lock(m_section);
-    if (m_worker)
+    if (!m_run)
+        m_run = std::make_shared<EngineRun>(EngineRun{*this});
+    const ULONG_PTR key = m_keys->Next();
+    const HANDLE port = m_io.AssociatePort(record->Directory(), m_run->port.Get(), key);
+    if (!port)
+        return GetLastError();
+    if (!m_run->port)
+        m_run->port.Reset(port);
+    record->Join(m_run, key);
+    return EnsureWorker(*m_run);
+}
+
+DWORD CDirectoryChangeWatcher::EnsureWorker(EngineRun& run)
+{
+    if (run.worker)
         return ERROR_SUCCESS;
     SetLastError(ERROR_SUCCESS);
-    m_worker = m_io.StartThread(&MonitorDirectoryChanges, this, &m_workerId);
-    if (m_worker)
+    run.worker.Reset(m_io.StartThread(&MonitorDirectoryChanges, &run, &run.workerId));
+    if (run.worker)
         return ERROR_SUCCESS;
     const DWORD error = GetLastError();
     return error ? error : ERROR_MAX_THRDS_REACHED;
@@ -134,117 +130,27 @@ DWORD CDirectoryChangeWatcher::EnsureWorker()
 
 DWORD CDirectoryChangeWatcher::StartMonitoring(const Record& record)
 {
-    if (!record->Ask(StateStartMonitoring, Port()))
+    if (!record->AskToStart())
         return GetLastError() ? GetLastError() : ERROR_GEN_FAILURE;
     const LockOrder::WaitScope wait(WorkerName);
-    while (!WaitForWorker(record->Started(), StartWaitSlice))
-        if (IsSignalled(m_worker))
-            return ERROR_OPERATION_ABORTED;
-    return record->StartResult();
-}
-
-// True when the event was set; a worker that has ended does not set it any more.
-bool CDirectoryChangeWatcher::WaitForWorker(HANDLE event, DWORD milliseconds)
-{
-    const HANDLE either[] = {event, m_worker};
-    WaitForMultipleObjects(2, either, FALSE, milliseconds);
-    return IsSignalled(event);
-}
-
-// Asks the worker to end the record's watch and waits until its last packet has come. Its windows stay
-// alive meanwhile.
-void CDirectoryChangeWatcher::StopMonitoring(const Record& record)
-{
-    if (!record->Ask(StateStopMonitoring, Port()))
-        return;
-    const LockOrder::WaitScope wait(WorkerName);
-    ULONGLONG closed = 0;
-    while (!WaitPumping(record->Stopped(), closed ? 500 : StopWaitSlice, QS_ALLINPUT)) {
-        if (IsSignalled(m_worker))
-            return;
-        // The handler may take its time; the system may not.
-        if (record->State() != StateStopped || !record->ReadPending())
-            continue;
-        const ULONGLONG now = GetTickCount64();
-        closed = closed ? closed : now;
-        if (now - closed > LastPacketLimit)
-            return;
-    }
-}
-
-// The record is nobody's any more. Its memory stays as long as a read may still write to it.
-void CDirectoryChangeWatcher::Destroy(const Record& record)
-{
-    record->Retire();
-    if (!record->ReadPending())
-        m_keys->Remove(record->Key());
-}
-
-void CDirectoryChangeWatcher::StopAndDestroy(const Record& record)
-{
-    StopMonitoring(record);
-    if (CDirectoryChangeHandler* real = record->RealHandler())
-        real->UnlinkWatcher();
-    Destroy(record);
-}
-
-bool CDirectoryChangeWatcher::UnwatchDirectory(const wchar_t* path)
-{
-    if (!Given(path))
-        return false;
-    const Record record = TakeOutPath(path);
-    if (record)
-        StopAndDestroy(record);
-    return record != nullptr;
-}
-
-bool CDirectoryChangeWatcher::UnwatchDirectory(CDirectoryChangeHandler* handler)
-{
-    if (!Given(handler))
-        return false;
-    const std::vector<Record> records = TakeOutHandledBy(handler);
-    for (const Record& record : records)
-        StopAndDestroy(record);
-    return !records.empty();
-}
-
-bool CDirectoryChangeWatcher::UnwatchAllDirectories()
-{
-    for (const Record& record : TakeOutHandledBy(nullptr))
-        StopAndDestroy(record);
-    HANDLE port, worker;
-    {
-        const CSingleLock lock(m_section);
-        port = std::exchange(m_port, nullptr);
-        worker = std::exchange(m_worker, nullptr);
-        m_workerId = 0;
-    }
-    if (worker) {
-        const LockOrder::WaitScope wait(WorkerName);
-        // A packet that the system refuses is tried again: the worker is waited for without limit.
-        while (!m_io.PostPacket(port, 0, 0, nullptr) && WaitForSingleObject(worker, 10) == WAIT_TIMEOUT) {
-        }
-        WaitForSingleObject(worker, INFINITE);
-        CloseHandle(worker);
-    }
-    if (port)
-        CloseHandle(port);
-    return true;
+    // A worker that has ended does not answer any more.
+    const HANDLE worker = record->Run().worker.Get();
+    const HANDLE either[] = {record->Started(), worker};
+    do
+        WaitForMultipleObjects(2, either, FALSE, StartWaitSlice);
+    while (!IsSignalled(record->Started()) && !IsSignalled(worker));
+    return IsSignalled(record->Started()) ? record->StartResult() : DWORD(ERROR_OPERATION_ABORTED);
 }
 
 bool CDirectoryChangeWatcher::IsWatchingDirectory(const wchar_t* path) const
 {
-    if (!Given(path))
+    if (!path) {
+        SetLastError(ERROR_INVALID_PARAMETER);
         return false;
+    }
     const CSingleLock lock(m_section);
     return std::any_of(m_records.begin(), m_records.end(),
                        [&](const Record& record) { return record && EqualNoCase(record->Name().View(), path); });
-}
-
-HANDLE CDirectoryChangeWatcher::Port() const
-{
-    const CSingleLock lock(m_section);
-    return m_port;
 }
 
 void CDirectoryChangeWatcher::Store(const Record& record)
@@ -267,24 +173,13 @@ bool CDirectoryChangeWatcher::TakeOut(const Record& record)
     return true;
 }
 
-CDirectoryChangeWatcher::Record CDirectoryChangeWatcher::TakeOutPath(const wchar_t* path)
-{
-    const CSingleLock lock(m_section);
-    for (Record& slot : m_records)
-        if (slot && EqualNoCase(slot->Name().View(), path))
-            return std::exchange(slot, nullptr);
-    return nullptr;
-}
-
-// Every record when the handler is null.
-std::vector<CDirectoryChangeWatcher::Record> CDirectoryChangeWatcher::TakeOutHandledBy(CDirectoryChangeHandler* handler)
+std::vector<CDirectoryChangeWatcher::Record>
+CDirectoryChangeWatcher::TakeOutAll(const std::function<bool(const CDirWatchInfo&)>& concerned)
 {
     std::vector<Record> taken;
     const CSingleLock lock(m_section);
     for (Record& slot : m_records)
-        if (slot && (!handler || slot->RealHandler() == handler))
+        if (slot && concerned(*slot))
             taken.push_back(std::exchange(slot, nullptr));
-    if (!handler)
-        m_records.clear();
     return taken;
 }

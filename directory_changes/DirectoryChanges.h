@@ -8,12 +8,14 @@
 #pragma once
 
 #include "mfc/CCriticalSection.h"
+#include "mfc/CEvent.h"
 #include "mfc/CString.h"
 #include "support/RankedSection.h"
 
 #include <windows.h>
 
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -21,6 +23,7 @@ class CDirectoryChangeWatcher;
 class CDirWatchInfo;
 class ChangeIo;
 class CompletionKeys;
+struct EngineRun;
 
 // Told what happens in the watched trees. Paths are full paths.
 //
@@ -82,7 +85,8 @@ public:
     CDirectoryChangeWatcher& operator=(const CDirectoryChangeWatcher&) = delete;
 
     // Watches a whole tree; a directory that is watched already is watched anew. Win32 error code, also
-    // set as the thread's last error; 0: every change from now on is reported.
+    // set as the thread's last error; 0: every change from now on is reported. ERROR_OPERATION_ABORTED:
+    // another thread is ending all watches.
     DWORD WatchDirectory(const wchar_t* path, CDirectoryChangeHandler* handler);
     // True when a watch for that path existed. Paths compare as whole texts without regard to case. A null
     // argument names no watch: false, with ERROR_INVALID_PARAMETER as the thread's last error.
@@ -100,8 +104,23 @@ protected:
 private:
     using Record = std::shared_ptr<CDirWatchInfo>;
 
-    static unsigned __stdcall MonitorDirectoryChanges(void* watcher);
-    void Monitor();
+    // Held while watches are started or ended: UnwatchAllDirectories waits for it with ending the worker.
+    class WorkerUse
+    {
+    public:
+        explicit WorkerUse(CDirectoryChangeWatcher& watcher);
+        ~WorkerUse();
+        WorkerUse(const WorkerUse&) = delete;
+        WorkerUse& operator=(const WorkerUse&) = delete;
+        bool AllIsEnding() const { return m_allIsEnding; }
+
+    private:
+        CDirectoryChangeWatcher& m_watcher;
+        bool m_allIsEnding;
+    };
+
+    static unsigned __stdcall MonitorDirectoryChanges(void* run);
+    void Monitor(HANDLE port);
     void HandlePacket(const Record& record, bool completed, bool good, DWORD bytes);
     void StartReading(const Record& record);
     void BeginStop(const Record& record);
@@ -111,26 +130,28 @@ private:
     void HandleChanges(const Record& record, bool good, DWORD bytes);
     void UnwatchDirectoryBecauseOfError(const Record& record, DWORD error);
 
-    DWORD EnsureWorker();
+    DWORD JoinRun(const Record& record);
+    DWORD EnsureWorker(EngineRun& run); // inside m_section
     DWORD StartMonitoring(const Record& record);
-    void StopMonitoring(const Record& record);
-    void Destroy(const Record& record);
-    DWORD GiveUp(const Record& record, DWORD error);
     void Store(const Record& record);
     bool TakeOut(const Record& record);
-    std::vector<Record> TakeOutHandledBy(CDirectoryChangeHandler* handler);
-    Record TakeOutPath(const wchar_t* path);
+    std::vector<Record> TakeOutAll(const std::function<bool(const CDirWatchInfo&)>& concerned);
+    bool EndWatches(const std::function<bool(const CDirWatchInfo&)>& concerned);
     void StopAndDestroy(const Record& record);
-    HANDLE Port() const;
-    bool WaitForWorker(HANDLE event, DWORD milliseconds);
+    bool AskToStop(const Record& record);
+    bool WaitForEnd(const Record& record);
+    void Destroy(const Record& record);
+    bool TakeRun(std::shared_ptr<EngineRun>& run);
+    void EndWorker(const EngineRun& run);
 
     ChangeIo& m_io;
     const bool m_appHasGui;
     const DWORD m_filterFlags;
     const std::unique_ptr<CompletionKeys> m_keys;
     mutable RankedSection m_section{LockRank::EngineArray, L"engine array"};
-    std::vector<Record> m_records; // slots may be null; guarded by m_section
-    HANDLE m_port = nullptr;       // guarded by m_section
-    HANDLE m_worker = nullptr;     // guarded by m_section
-    unsigned m_workerId = 0;       // guarded by m_section
+    std::vector<Record> m_records;    // slots may be null; guarded by m_section
+    std::shared_ptr<EngineRun> m_run; // null without a port; guarded by m_section
+    std::vector<DWORD> m_users;       // the threads of the WorkerUses; guarded by m_section
+    int m_endings = 0;                // UnwatchAllDirectories going on; guarded by m_section
+    CEvent m_useEnded{true, true};
 };

@@ -3,6 +3,7 @@
 #include "directory_changes/CompletionKeys.h"
 #include "directory_changes/DirWatchInfo.h"
 #include "directory_changes/DirectoryChanges.h"
+#include "directory_changes/EngineRun.h"
 #include "support/Handle.h"
 
 namespace
@@ -28,20 +29,21 @@ private:
 
 } // namespace
 
-unsigned __stdcall CDirectoryChangeWatcher::MonitorDirectoryChanges(void* watcher)
+unsigned __stdcall CDirectoryChangeWatcher::MonitorDirectoryChanges(void* run)
 {
     const LockOrder::ThreadScope scope(L"engine worker");
     SetThreadErrorMode(SEM_FAILCRITICALERRORS, nullptr);
-    auto& self = *static_cast<CDirectoryChangeWatcher*>(watcher);
+    // Whoever ends the worker keeps its run until it has ended.
+    const auto& own = *static_cast<const EngineRun*>(run);
+    CDirectoryChangeWatcher& self = own.watcher;
     self.OnThreadStart();
-    self.Monitor();
+    self.Monitor(own.port.Get());
     self.OnThreadExit();
     return 0;
 }
 
-void CDirectoryChangeWatcher::Monitor()
+void CDirectoryChangeWatcher::Monitor(HANDLE port)
 {
-    const HANDLE port = Port();
     for (;;) {
         DWORD bytes = 0;
         ULONG_PTR key = 0;
@@ -59,8 +61,14 @@ void CDirectoryChangeWatcher::Monitor()
 
 void CDirectoryChangeWatcher::HandlePacket(const Record& record, bool completed, bool good, DWORD bytes)
 {
+    const CDirWatchInfo::Visit visit(*record);
     if (completed)
         record->ReadCompleted();
+    if (!visit) {
+        if (completed)
+            m_keys->Remove(record->Key());
+        return;
+    }
     switch (record->State()) {
     case StateStartMonitoring:
         StartReading(record);
@@ -113,18 +121,6 @@ void CDirectoryChangeWatcher::HandleLastRead(const Record& record, bool good, DW
         record->Process(bytes);
     else if (record->LastReadWasLost())
         TellLost(record);
-}
-
-void CDirectoryChangeWatcher::FinishStop(const Record& record)
-{
-    record->DropCarried();
-    record->Handler().OnWatchStopped(record->Name());
-    m_keys->Remove(record->Key());
-    // Somebody who still waits for a start that a stop has overtaken goes on as well.
-    if (record->StartResult() == ERROR_SUCCESS && !IsSignalled(record->Started()))
-        record->SetStartResult(ERROR_OPERATION_ABORTED);
-    record->Started().SetEvent();
-    record->Stopped().SetEvent();
 }
 
 // The system's buffer overflowed, or the read failed: nothing is decoded.

@@ -14,6 +14,7 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <set>
 #include <utility>
 #include <vector>
 
@@ -30,6 +31,11 @@ public:
     std::atomic<DWORD> longestRead{0x100000};
     std::atomic<int> reads{0};
 
+    // Of the packets for watches.
+    std::atomic<bool> refusePackets{false};
+    std::atomic<int> posted{0}, refused{0};
+    // The packets that end the worker.
+    std::atomic<int> endPackets{0};
     // Called once: before the next packet is posted for a watch, when the worker has taken the next packet
     // from the port, and as the next directory is closed.
     std::function<void()> beforePost, afterWait, beforeClose;
@@ -82,8 +88,18 @@ public:
     }
     bool PostPacket(HANDLE port, DWORD bytes, ULONG_PTR key, OVERLAPPED* overlapped) override
     {
-        if (const auto call = key == 0 ? nullptr : std::exchange(beforePost, nullptr))
+        if (key == 0) {
+            ++endPackets;
+            return ChangeIo::PostPacket(port, bytes, key, overlapped);
+        }
+        if (const auto call = std::exchange(beforePost, nullptr))
             call();
+        if (refusePackets) {
+            ++refused;
+            SetLastError(ERROR_NO_SYSTEM_RESOURCES);
+            return false;
+        }
+        ++posted;
         return ChangeIo::PostPacket(port, bytes, key, overlapped);
     }
     bool WaitPacket(HANDLE port, DWORD* bytes, ULONG_PTR* key, OVERLAPPED** overlapped, DWORD milliseconds) override
@@ -91,7 +107,9 @@ public:
         const bool good = ChangeIo::WaitPacket(port, bytes, key, overlapped, milliseconds);
         if (const auto call = std::exchange(afterWait, nullptr))
             call();
-        if (!good || !*overlapped || (*overlapped)->Internal != Failed)
+        // Only looked up: of a packet that comes late nothing but the address may be left.
+        const std::scoped_lock lock(m_mutex);
+        if (!good || m_failed.erase(*overlapped) == 0)
             return good;
         SetLastError(ERROR_READ_FAULT);
         return false;
@@ -145,11 +163,14 @@ private:
         std::copy(bytes.begin(), bytes.end(), read.buffer);
         OVERLAPPED* overlapped = std::exchange(read.overlapped, nullptr);
         overlapped->Internal = status;
+        if (status == Failed)
+            m_failed.insert(overlapped);
         ChangeIo::PostPacket(read.port, static_cast<DWORD>(bytes.size()), read.key, overlapped);
     }
 
     std::mutex m_mutex;
     std::condition_variable m_issued;
     std::map<HANDLE, Directory> m_directories; // open ones; guarded by m_mutex
+    std::set<const OVERLAPPED*> m_failed;      // completed reads; guarded by m_mutex
     HANDLE m_last = nullptr;                   // guarded by m_mutex
 };

@@ -1,0 +1,227 @@
+// Watches that several threads start and end at once.
+#include "directory_changes/DelayedNotificationThread.h"
+#include "mfc/CEvent.h"
+#include "tests/directory_changes/FaultFixture.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <thread>
+
+namespace
+{
+
+constexpr DWORD Long = 20000;
+
+class EngineThreads : public FaultFixture
+{
+protected:
+    CEvent reached{false, true}, go{false, true};
+
+    ~EngineThreads() override { go.SetEvent(); }
+
+    CString Sub(const wchar_t* name)
+    {
+        std::filesystem::create_directories(folder.Path(name).GetString());
+        return folder.Path(name);
+    }
+    // Holds the notifier when the handler is told this.
+    void HoldAt(const std::wstring& event)
+    {
+        handler.onEvent = [this, event](const std::wstring& told) {
+            if (told != event)
+                return;
+            reached.SetEvent();
+            go.Lock(Long);
+        };
+    }
+    static bool Until(const std::function<bool()>& reachedThat)
+    {
+        const ULONGLONG end = GetTickCount64() + Long;
+        while (!reachedThat())
+            if (GetTickCount64() > end)
+                return false;
+            else
+                std::this_thread::yield();
+        return true;
+    }
+};
+
+TEST_F(EngineThreads, AWatchThatIsAskedForWhileAllAreEndingIsRefused)
+{
+    const CString other = Sub(L"other");
+    RecordingHandler second;
+    ASSERT_EQ(Watch(), 0u);
+    HoldAt(Stopped());
+    std::thread ending([&] { watcher.UnwatchAllDirectories(); });
+    EXPECT_TRUE(reached.Lock(Long));
+    EXPECT_EQ(watcher.WatchDirectory(other, &second), DWORD(ERROR_OPERATION_ABORTED));
+    EXPECT_EQ(GetLastError(), DWORD(ERROR_OPERATION_ABORTED));
+    EXPECT_FALSE(watcher.IsWatchingDirectory(other));
+    go.SetEvent();
+    ending.join();
+    EXPECT_TRUE(second.Events().empty());
+    EXPECT_EQ(watcher.WatchDirectory(other, &second), 0u);
+}
+
+TEST_F(EngineThreads, TheWorkerStaysUntilOtherThreadsHaveEndedTheirWatches)
+{
+    ASSERT_EQ(Watch(), 0u);
+    HoldAt(Stopped());
+    std::thread one([&] { Unwatch(); });
+    EXPECT_TRUE(reached.Lock(Long));
+    std::thread all([&] { watcher.UnwatchAllDirectories(); });
+    // Watches are refused from the moment on in which all are being ended.
+    io.openError = ERROR_ACCESS_DENIED;
+    RecordingHandler second;
+    const CString other = Sub(L"other");
+    EXPECT_TRUE(Until([&] { return watcher.WatchDirectory(other, &second) == ERROR_OPERATION_ABORTED; }));
+    EXPECT_EQ(io.endPackets, 0);
+    go.SetEvent();
+    one.join();
+    all.join();
+    EXPECT_EQ(io.endPackets, 1);
+    EXPECT_EQ(handler.Events(), (Events{Started(), Stopped()}));
+}
+
+TEST_F(EngineThreads, AStopThatTheSystemTakesNoPacketForTellsTheHeldOldNameAndTheEnd)
+{
+    ASSERT_EQ(Watch(), 0u);
+    io.Complete(Bytes(4, L"old"));
+    ASSERT_TRUE(io.WaitForRead(2));
+    io.refusePackets = true;
+    EXPECT_TRUE(Unwatch());
+    EXPECT_EQ(handler.Events(), (Events{Started(), At(L"-", L"old"), Stopped()}));
+    io.refusePackets = false;
+    EXPECT_EQ(Watch(), 0u);
+}
+
+TEST_F(EngineThreads, AStopThatTheSystemTakesNoPacketForTellsWhatTheReadHadGot)
+{
+    ASSERT_EQ(Watch(), 0u);
+    io.refusePackets = true;
+    io.beforeClose = [&] { io.Complete(Bytes(1, L"a")); };
+    EXPECT_TRUE(Unwatch());
+    EXPECT_EQ(handler.Events(), (Events{Started(), At(L"+", L"a"), Stopped()}));
+}
+
+// Holds the first event that the worker posts.
+CEvent* g_reached;
+CEvent* g_go;
+std::atomic<bool> g_hold;
+
+BOOL WINAPI PostThatHolds(DWORD thread, UINT message, WPARAM wParam, LPARAM lParam)
+{
+    if (g_hold.exchange(false)) {
+        g_reached->SetEvent();
+        g_go->Lock(Long);
+    }
+    return PostThreadMessageW(thread, message, wParam, lParam);
+}
+
+class EngineHeldWorker : public EngineThreads
+{
+protected:
+    EngineHeldWorker()
+    {
+        g_reached = &reached;
+        g_go = &go;
+        CDelayedNotificationThread::SetPostFunction(PostThatHolds);
+    }
+    ~EngineHeldWorker() override
+    {
+        go.SetEvent();
+        watcher.UnwatchAllDirectories();
+        CDelayedNotificationThread::SetPostFunction(nullptr);
+    }
+    bool HoldWorkerAtChange(const wchar_t* name)
+    {
+        g_hold = true;
+        io.Complete(Bytes(1, name));
+        return reached.Lock(Long);
+    }
+};
+
+TEST_F(EngineHeldWorker, AStopWithoutAPacketDoesNotTouchWhatTheWorkerIsAt)
+{
+    ASSERT_EQ(Watch(), 0u);
+    ASSERT_TRUE(HoldWorkerAtChange(L"a"));
+    io.refusePackets = true;
+    std::thread stopping([&] { Unwatch(); });
+    EXPECT_TRUE(Until([&] { return io.refused >= 2; }));
+    EXPECT_EQ(handler.Events(), Events{Started()});
+    go.SetEvent();
+    stopping.join();
+    EXPECT_EQ(handler.Events(), (Events{Started(), At(L"+", L"a"), Stopped()}));
+}
+
+TEST_F(EngineHeldWorker, AStopWithoutAPacketThatOvertakesItsStartEndsBoth)
+{
+    RecordingHandler second;
+    const CString other = Sub(L"other");
+    ASSERT_EQ(Watch(), 0u);
+    ASSERT_TRUE(HoldWorkerAtChange(L"a"));
+    const int posted = io.posted;
+    DWORD result = 0;
+    std::thread starting([&] { result = watcher.WatchDirectory(other, &second); });
+    EXPECT_TRUE(Until([&] { return io.posted > posted; }));
+    io.refusePackets = true;
+    EXPECT_TRUE(watcher.UnwatchDirectory(other.GetString()));
+    starting.join();
+    EXPECT_EQ(result, DWORD(ERROR_OPERATION_ABORTED));
+    EXPECT_EQ(second.Events(), Events{L"stopped " + std::wstring(other)});
+    io.refusePackets = false;
+    go.SetEvent();
+    EXPECT_TRUE(handler.WaitFor(At(L"+", L"a")));
+}
+
+TEST_F(EngineThreads, AHandlerThatIsToldOfAnErrorMayEndEverythingWhileTheWorkerDoes)
+{
+    // Another watch keeps the notifier, which this one would otherwise end with itself.
+    RecordingHandler second;
+    CDirectoryChangeWatcher other;
+    ASSERT_EQ(other.WatchDirectory(folder.Path(), &second), 0u);
+    CEvent ended(false, true);
+    handler.onEvent = [&](const std::wstring& told) {
+        if (told != At(L"error 5 "))
+            return;
+        // The worker has taken the watch out, and waits for this thread to handle what it has posted.
+        Until([&] { return !watcher.IsWatchingDirectory(folder.Path()); });
+        watcher.UnwatchAllDirectories();
+        ended.SetEvent();
+    };
+    ASSERT_EQ(Watch(), 0u);
+    io.readError = ERROR_ACCESS_DENIED;
+    io.Complete(Bytes(1, L"a"));
+    EXPECT_TRUE(ended.Lock(Long));
+    EXPECT_EQ(handler.Events(), (Events{Started(), At(L"+", L"a"), At(L"error 5 ")}));
+}
+
+TEST_F(EngineThreads, ManyThreadsStartAndEndWatchesAndNoneIsLeftOver)
+{
+    constexpr int rounds = 40;
+    CDirectoryChangeWatcher real;
+    RecordingHandler handlers[3];
+    const CString paths[] = {Sub(L"a"), Sub(L"b"), Sub(L"c")};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 3; ++i)
+        threads.emplace_back([&, i] {
+            for (int round = 0; round < rounds; ++round) {
+                real.WatchDirectory(paths[i], &handlers[i]);
+                real.UnwatchDirectory(paths[i].GetString());
+            }
+        });
+    threads.emplace_back([&] {
+        for (int round = 0; round < rounds; ++round)
+            real.UnwatchAllDirectories();
+    });
+    for (std::thread& thread : threads)
+        thread.join();
+    real.UnwatchAllDirectories();
+    EXPECT_EQ(CDelayedNotificationThread::CurrentThreadId(), 0u);
+    for (int i = 0; i < 3; ++i)
+        EXPECT_GE(handlers[i].Count(L"stopped " + std::wstring(paths[i])),
+                  handlers[i].Count(L"started 0 " + std::wstring(paths[i])));
+}
+
+} // namespace
