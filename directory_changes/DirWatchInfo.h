@@ -107,6 +107,8 @@ public:
     DWORD StartResult() const { return m_startResult; }
     void SetStartResult(DWORD error) { m_startResult = error; }
 
+    // Set while the record is in the watcher's array, under the array's lock: the handler counts this watch.
+    bool linked = false;
     // Completions that failed one after the other, since the last good one.
     int failedCompletions = 0;
 

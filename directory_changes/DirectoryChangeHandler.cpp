@@ -45,21 +45,23 @@ void CDirectoryChangeHandler::SetChangedDirectoryName(const CString& name)
     m_changedDirectoryName = name;
 }
 
-// A handler belongs to one watcher: linking it to another one ends its watches there. When there was
-// nothing to end, the link stays where it is.
-long CDirectoryChangeHandler::LinkWatcher(CDirectoryChangeWatcher* watcher)
+// A handler belongs to one watcher: linking it to another one ends its watches there.
+bool CDirectoryChangeHandler::EndWatchesElsewhere(CDirectoryChangeWatcher* watcher)
 {
     CDirectoryChangeWatcher* before;
     {
         const CSingleLock lock(m_section);
         before = m_watcher;
     }
-    const bool elsewhere = before && before != watcher;
-    // Ending watches waits; no lock may be held meanwhile.
-    const bool ended = elsewhere && before->UnwatchDirectory(this);
+    return before && before != watcher && before->UnwatchDirectory(this);
+}
+
+// When there was nothing to end, a link to another watcher stays where it is.
+long CDirectoryChangeHandler::LinkWatcher(CDirectoryChangeWatcher* watcher, bool endedElsewhere)
+{
     const CSingleLock lock(m_section);
-    if (elsewhere) {
-        if (ended) {
+    if (m_watcher && m_watcher != watcher) {
+        if (endedElsewhere) {
             m_watcher = watcher;
             m_linkCount = 1;
         }
@@ -67,6 +69,12 @@ long CDirectoryChangeHandler::LinkWatcher(CDirectoryChangeWatcher* watcher)
     }
     m_watcher = watcher;
     return watcher ? ++m_linkCount : m_linkCount;
+}
+
+bool CDirectoryChangeHandler::IsLinkedTo(const CDirectoryChangeWatcher* watcher) const
+{
+    const CSingleLock lock(m_section);
+    return m_watcher == watcher;
 }
 
 void CDirectoryChangeHandler::UnlinkWatcher()

@@ -87,17 +87,27 @@ DWORD CDirectoryChangeWatcher::WatchDirectory(const wchar_t* path, CDirectoryCha
     }
     // In the table and in the array before its first read: neither a packet nor a stop can miss it.
     m_keys->Add(record->Key(), record);
-    handler->LinkWatcher(this);
     Store(record);
     if (const DWORD error = StartMonitoring(record)) {
         // Whoever has taken it out meanwhile ends it.
-        if (TakeOut(record)) {
-            handler->UnlinkWatcher();
+        if (TakeOut(record))
             Destroy(record);
-        }
         return Fail(error);
     }
+    // Only now: a watch that could not start ends nothing that the handler watches with another watcher.
+    LinkHandler(record, *handler);
     return Fail(ERROR_SUCCESS);
+}
+
+// A watch that somebody has ended meanwhile must leave no link behind.
+void CDirectoryChangeWatcher::LinkHandler(const Record& record, CDirectoryChangeHandler& handler)
+{
+    const bool ended = handler.EndWatchesElsewhere(this);
+    const CSingleLock lock(m_section);
+    if (std::find(m_records.begin(), m_records.end(), record) == m_records.end())
+        return;
+    handler.LinkWatcher(this, ended);
+    record->linked = handler.IsLinkedTo(this);
 }
 
 // Gives the record its key, the port and a worker.

@@ -62,7 +62,10 @@ private:
     friend class CDirWatchInfo;
     friend class HandlerLinkAccess; // tests
 
-    long LinkWatcher(CDirectoryChangeWatcher* watcher);
+    // Linking takes two steps, as the first one waits: true when it ended watches on another watcher.
+    bool EndWatchesElsewhere(CDirectoryChangeWatcher* watcher);
+    long LinkWatcher(CDirectoryChangeWatcher* watcher, bool endedElsewhere);
+    bool IsLinkedTo(const CDirectoryChangeWatcher* watcher) const;
     void UnlinkWatcher();
     void SetChangedDirectoryName(const CString& name);
 
@@ -134,6 +137,7 @@ private:
     DWORD EnsureWorker(EngineRun& run); // inside m_section
     DWORD StartMonitoring(const Record& record);
     void Store(const Record& record);
+    void LinkHandler(const Record& record, CDirectoryChangeHandler& handler);
     bool TakeOut(const Record& record);
     std::vector<Record> TakeOutAll(const std::function<bool(const CDirWatchInfo&)>& concerned);
     bool EndWatches(const std::function<bool(const CDirWatchInfo&)>& concerned);
@@ -150,7 +154,7 @@ private:
     const std::unique_ptr<CompletionKeys> m_keys;
     mutable RankedSection m_section{LockRank::EngineArray, L"engine array"};
     std::vector<Record> m_records;    // slots may be null; guarded by m_section
-    std::shared_ptr<EngineRun> m_run; // null without a port; guarded by m_section
+    std::shared_ptr<EngineRun> m_run; // null when nothing was watched yet; guarded by m_section
     std::vector<DWORD> m_users;       // the threads of the WorkerUses; guarded by m_section
     int m_endings = 0;                // UnwatchAllDirectories going on; guarded by m_section
     CEvent m_useEnded{true, true};

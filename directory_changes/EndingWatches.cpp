@@ -69,8 +69,6 @@ void CDirectoryChangeWatcher::StopAndDestroy(const Record& record)
     // Somebody has to tell the end: the worker, unless it does not come to the record any more.
     if (!AskToStop(record) || !WaitForEnd(record))
         FinishStop(record);
-    if (CDirectoryChangeHandler* real = record->RealHandler())
-        real->UnlinkWatcher();
     Destroy(record);
 }
 
@@ -130,6 +128,8 @@ void CDirectoryChangeWatcher::FinishStop(const Record& record)
 // The record is nobody's any more. Its memory stays as long as a read may still write to it.
 void CDirectoryChangeWatcher::Destroy(const Record& record)
 {
+    if (record->linked)
+        record->RealHandler()->UnlinkWatcher();
     record->Retire();
     if (!record->ReadPending())
         m_keys->Remove(record->Key());

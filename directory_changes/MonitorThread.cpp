@@ -150,9 +150,6 @@ void CDirectoryChangeWatcher::UnwatchDirectoryBecauseOfError(const Record& recor
     record->SetStartResult(error);
     record->Handler().OnReadChangesError(error, record->Name());
     // Whoever has taken the record out already waits to be told, and destroys it.
-    if (!TakeOut(record))
-        return;
-    if (CDirectoryChangeHandler* real = record->RealHandler())
-        real->UnlinkWatcher();
-    Destroy(record);
+    if (TakeOut(record))
+        Destroy(record);
 }
