@@ -94,9 +94,13 @@ bool CDirectoryChangeWatcher::AskToStop(const Record& record)
 bool CDirectoryChangeWatcher::WaitForEnd(const Record& record)
 {
     const LockOrder::WaitScope wait(WorkerName);
+    const HANDLE worker = record->Run().worker.Get();
     ULONGLONG closed = 0;
-    while (!WaitPumping(record->Stopped(), closed ? 500 : StopWaitSlice, QS_ALLINPUT)) {
-        const bool workerEnded = IsSignalled(record->Run().worker.Get());
+    for (;;) {
+        const bool workerEnded = IsSignalled(worker);
+        const DWORD slice = workerEnded ? 0 : closed ? 500 : StopWaitSlice;
+        if (WaitPumping(record->Stopped(), slice, QS_ALLINPUT))
+            return true;
         const ULONGLONG now = GetTickCount64();
         if (record->State() == StateStopped && !closed)
             closed = now;
@@ -105,7 +109,6 @@ bool CDirectoryChangeWatcher::WaitForEnd(const Record& record)
         if ((workerEnded || tooLate) && record->TakeFromWorker())
             return false;
     }
-    return true;
 }
 
 // For the worker, and for whoever ends the record in its place.

@@ -34,8 +34,20 @@ public:
     // Of the packets for watches.
     std::atomic<bool> refusePackets{false};
     std::atomic<int> posted{0}, refused{0};
+    std::atomic<ULONG_PTR> lastKey{0};
+    // A packet as the directory with that key would bring it, whatever has become of it.
+    void PostLate(ULONG_PTR key, OVERLAPPED* overlapped) { ChangeIo::PostPacket(m_port, 8, key, overlapped); }
     // The packets that end the worker.
     std::atomic<int> endPackets{0};
+    // Waits for a packet that are over without one: the errors they leave.
+    void EndWaits(std::vector<DWORD> errors)
+    {
+        {
+            const std::scoped_lock lock(m_mutex);
+            m_waitErrors = std::move(errors);
+        }
+        ChangeIo::PostPacket(m_port, 0, WakeUp, nullptr);
+    }
     // Called once: before the next packet is posted for a watch, when the worker has taken the next packet
     // from the port, and as the next directory is closed.
     std::function<void()> beforePost, afterWait, beforeClose;
@@ -53,10 +65,11 @@ public:
             SetLastError(portError);
             return nullptr;
         }
-        const HANDLE used = ChangeIo::AssociatePort(directory, port, key);
+        m_port = ChangeIo::AssociatePort(directory, port, key);
+        lastKey = key;
         const std::scoped_lock lock(m_mutex);
-        m_directories[directory] = {used, key, nullptr, 0, nullptr};
-        return used;
+        m_directories[directory] = {m_port, key, nullptr, 0, nullptr};
+        return m_port;
     }
     HANDLE StartThread(ThreadEntry entry, void* argument, unsigned* id) override
     {
@@ -104,7 +117,13 @@ public:
     }
     bool WaitPacket(HANDLE port, DWORD* bytes, ULONG_PTR* key, OVERLAPPED** overlapped, DWORD milliseconds) override
     {
+        if (TakeWaitError())
+            return false;
         const bool good = ChangeIo::WaitPacket(port, bytes, key, overlapped, milliseconds);
+        if (*key == WakeUp) {
+            *key = 0;
+            return !TakeWaitError();
+        }
         if (const auto call = std::exchange(afterWait, nullptr))
             call();
         // Only looked up: of a packet that comes late nothing but the address may be left.
@@ -139,6 +158,8 @@ private:
     // What the system writes into an OVERLAPPED.
     static constexpr ULONG_PTR Success = 0, Pending = 0x103, Cleanup = 0x10B, Overflow = 0x10C, Failed = 0xC0000001;
 
+    static constexpr ULONG_PTR WakeUp = ~ULONG_PTR(0); // a key that no watch has
+
     struct Directory {
         HANDLE port = nullptr;
         ULONG_PTR key = 0;
@@ -147,6 +168,15 @@ private:
         OVERLAPPED* overlapped = nullptr; // of the pending read
     };
 
+    bool TakeWaitError()
+    {
+        const std::scoped_lock lock(m_mutex);
+        if (m_waitErrors.empty())
+            return false;
+        SetLastError(m_waitErrors.front());
+        m_waitErrors.erase(m_waitErrors.begin());
+        return true;
+    }
     HANDLE Last()
     {
         const std::scoped_lock lock(m_mutex);
@@ -172,5 +202,7 @@ private:
     std::condition_variable m_issued;
     std::map<HANDLE, Directory> m_directories; // open ones; guarded by m_mutex
     std::set<const OVERLAPPED*> m_failed;      // completed reads; guarded by m_mutex
+    std::vector<DWORD> m_waitErrors;           // guarded by m_mutex
+    HANDLE m_port = nullptr;                   // of the watcher's one run
     HANDLE m_last = nullptr;                   // guarded by m_mutex
 };
