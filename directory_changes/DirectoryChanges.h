@@ -145,6 +145,8 @@ private:
     bool AskToStop(const Record& record);
     bool WaitForEnd(const Record& record);
     void Destroy(const Record& record);
+    bool HasOtherUsers() const;
+    void WaitForOtherUsers();
     bool TakeRun(std::shared_ptr<EngineRun>& run);
     void EndWorker(const EngineRun& run);
 

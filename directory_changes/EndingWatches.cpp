@@ -153,23 +153,40 @@ bool CDirectoryChangeWatcher::UnwatchAllDirectories()
 
     const auto all = [](const CDirWatchInfo&) { return true; };
     std::shared_ptr<EngineRun> run;
-    for (EndWatches(all); !TakeRun(run); EndWatches(all))
-        WaitPumping(m_useEnded, StopWaitSlice, QS_ALLINPUT);
+    do {
+        EndWatches(all);
+        WaitForOtherUsers();
+    } while (!TakeRun(run));
     if (run && run->worker)
         EndWorker(*run);
     return true;
 }
 
-// False while there are watches, or other threads that need the worker to start or to end some.
+// Inside m_section: whether another thread needs the worker to start or to end watches.
+bool CDirectoryChangeWatcher::HasOtherUsers() const
+{
+    return std::any_of(m_users.begin(), m_users.end(), [](DWORD thread) { return thread != GetCurrentThreadId(); });
+}
+
+void CDirectoryChangeWatcher::WaitForOtherUsers()
+{
+    for (;;) {
+        {
+            const CSingleLock lock(m_section);
+            if (!HasOtherUsers())
+                return;
+            m_useEnded.ResetEvent();
+        }
+        WaitPumping(m_useEnded, StopWaitSlice, QS_ALLINPUT);
+    }
+}
+
+// False while there are watches or other users: somebody has come in between.
 bool CDirectoryChangeWatcher::TakeRun(std::shared_ptr<EngineRun>& run)
 {
     const CSingleLock lock(m_section);
-    const auto isOther = [](DWORD thread) { return thread != GetCurrentThreadId(); };
-    if (std::any_of(m_users.begin(), m_users.end(), isOther)) {
-        m_useEnded.ResetEvent();
-        return false;
-    }
-    if (std::any_of(m_records.begin(), m_records.end(), [](const Record& record) { return record != nullptr; }))
+    if (HasOtherUsers() ||
+        std::any_of(m_records.begin(), m_records.end(), [](const Record& record) { return record != nullptr; }))
         return false;
     m_records.clear();
     run = std::move(m_run);
