@@ -2,11 +2,11 @@
 
 #include "companions/indexdb/IndexConnection.h"
 #include "support/Hashes.h"
-#include "support/RankedSection.h"
 
 namespace
 {
 
+RankedSection g_turn(LockRank::IndexCache, L"index cache's turn");
 RankedSection g_cacheSection(LockRank::IndexCache, L"index cache");
 RankedSection g_deleteSection(LockRank::DeleteMap, L"delete map");
 RankedSection g_deleteDRSection(LockRank::DeleteMap, L"delete map (DR)");
@@ -45,6 +45,8 @@ FileIdentity FileIdentity::Of(const wchar_t* path)
                                                                               << 32};
 }
 
+RankedSection& IndexCache::Turn() { return g_turn; }
+
 ItemCache* IndexCache::Any() { return g_cache.get(); }
 
 ItemCache* IndexCache::For(const FileIdentity& database)
@@ -54,7 +56,9 @@ ItemCache* IndexCache::For(const FileIdentity& database)
 
 void IndexCache::Replace(std::unique_ptr<ItemCache> cache, const FileIdentity& database)
 {
-    g_cache = std::move(cache);
+    // The old cache goes with the argument, after the section is left: millions of items take their time.
+    const CSingleLock lock(g_cacheSection);
+    g_cache.swap(cache);
     g_cachedDatabase = database;
 }
 
@@ -70,7 +74,8 @@ bool CIndexDB::CacheLoaded()
 
 void CIndexDB::ClearCache()
 {
-    const CSingleLock lock(m_csCache);
+    // A cache that is being loaded meanwhile would otherwise come back.
+    const CSingleLock turn(IndexCache::Turn());
     IndexCache::Replace(nullptr, {});
 }
 

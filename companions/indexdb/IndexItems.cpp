@@ -36,8 +36,7 @@ void CheckItem(const ItemDatum& item, const CachedDatum& datum)
 
 bool CIndexDB::State::RecordAll(const ItemDatum* items, std::size_t count)
 {
-    // The cache first: it must follow the database before anybody looks.
-    const CSingleLock cacheLock(m_csCache);
+    const CSingleLock turn(IndexCache::Turn());
     const bool recorded = Run([&] {
         RefuseInBatch();
         IndexTransaction transaction(connection);
@@ -54,17 +53,34 @@ bool CIndexDB::State::RecordAll(const ItemDatum* items, std::size_t count)
         insert.Close();
         transaction.Commit();
     });
-    ItemCache* cache = recorded ? IndexCache::For(identity) : nullptr;
-    if (!cache)
-        return recorded;
+    if (recorded)
+        FollowRecorded(items, count);
+    return recorded;
+}
+
+// Look-ups get their turn between any two items.
+void CIndexDB::State::FollowRecorded(const ItemDatum* items, std::size_t count)
+{
     try {
-        for (std::size_t i = 0; i < count; ++i)
-            cache->Put(CachedFrom(items[i]), items[i].delayedUntil);
+        for (std::size_t i = 0; i < count; ++i) {
+            const CachedDatum datum = CachedFrom(items[i]);
+            const CSingleLock lock(m_csCache);
+            if (ItemCache* cache = IndexCache::For(identity))
+                cache->Put(datum, items[i].delayedUntil);
+        }
     } catch (const std::bad_alloc&) {
         g_OrbLog.WriteLog(2, logSource, __LINE__, L"No memory for the index cache; it is dropped.");
         ClearCache();
     }
-    return recorded;
+}
+
+void CIndexDB::State::FollowForgotten(const CString& path)
+{
+    const CSingleLock lock(m_csCache);
+    ItemCache* cache = IndexCache::For(identity);
+    const auto id = cache ? cache->FindPath(path.View()) : std::nullopt;
+    if (id)
+        cache->Erase(*id);
 }
 
 bool CIndexDB::RecordItem(const ItemDatum& item) { return m_state->RecordAll(&item, 1); }
@@ -75,36 +91,42 @@ bool CIndexDB::RecordItems(const std::vector<ItemDatum>& items)
 
 bool CIndexDB::ForgetItem(const wchar_t* path)
 {
-    const CSingleLock cacheLock(m_csCache);
+    const CSingleLock turn(IndexCache::Turn());
     const CString known = IndexPath(path);
     const bool forgotten = m_state->Run([&] {
         m_state->RefuseInBatch();
         m_state->connection.Execute("DELETE FROM items WHERE path=?", known);
     });
-    ItemCache* cache = forgotten ? IndexCache::For(m_state->identity) : nullptr;
-    const auto id = cache ? cache->FindPath(known.View()) : std::nullopt;
-    if (id)
-        cache->Erase(*id);
+    if (forgotten)
+        m_state->FollowForgotten(known);
     return forgotten;
+}
+
+void CIndexDB::State::ReadItems(ItemCache& cache)
+{
+    IndexStatement query(connection.Get(), "SELECT id, modified, kind, flags, delayed, path FROM items");
+    while (query.Step()) {
+        CachedDatum datum;
+        datum.id = static_cast<std::uint64_t>(query.Integer(0));
+        datum.modificationTime = static_cast<std::uint64_t>(query.Integer(1));
+        datum.kind = static_cast<std::uint32_t>(query.Integer(2));
+        datum.flags = static_cast<std::uint32_t>(query.Integer(3));
+        datum.path = query.Text(5);
+        cache.Put(datum, query.Integer(4));
+    }
 }
 
 bool CIndexDB::LoadCache()
 {
-    const CSingleLock cacheLock(m_csCache);
-    return m_state->Run([&] {
-        auto cache = std::make_unique<ItemCache>();
-        IndexStatement query(m_state->connection.Get(), "SELECT id, modified, kind, flags, delayed, path FROM items");
-        while (query.Step()) {
-            CachedDatum datum;
-            datum.id = static_cast<std::uint64_t>(query.Integer(0));
-            datum.modificationTime = static_cast<std::uint64_t>(query.Integer(1));
-            datum.kind = static_cast<std::uint32_t>(query.Integer(2));
-            datum.flags = static_cast<std::uint32_t>(query.Integer(3));
-            datum.path = query.Text(5);
-            cache->Put(datum, query.Integer(4));
-        }
-        IndexCache::Replace(std::move(cache), m_state->identity);
+    const CSingleLock turn(IndexCache::Turn());
+    std::unique_ptr<ItemCache> cache;
+    const bool read = m_state->Run([&] {
+        cache = std::make_unique<ItemCache>();
+        m_state->ReadItems(*cache);
     });
+    if (read)
+        IndexCache::Replace(std::move(cache), m_state->identity);
+    return read;
 }
 
 bool CIndexDB::BeginFolderChildrenRead(const wchar_t* folder)
@@ -124,13 +146,13 @@ bool CIndexDB::ReadRow(std::uint64_t& id)
 {
     bool row = false;
     m_state->Run([&] {
-        if (!m_state->children)
+        // Stepping a statement beyond its end or an error would begin again with the first row.
+        IndexStatement children = std::move(m_state->children);
+        row = children && children.Step();
+        if (!row)
             return;
-        row = m_state->children.Step();
-        if (row)
-            id = static_cast<std::uint64_t>(m_state->children.Integer(0));
-        else
-            m_state->children.Close();
+        id = static_cast<std::uint64_t>(children.Integer(0));
+        m_state->children = std::move(children);
     });
     return row;
 }

@@ -51,5 +51,8 @@ struct CIndexDB::State {
     SettingsDatum LastJob();
     std::vector<DeleteDatum> Deletes(std::int32_t jobId);
     bool RecordAll(const ItemDatum* items, std::size_t count);
+    void FollowRecorded(const ItemDatum* items, std::size_t count);
+    void FollowForgotten(const CString& path);
+    void ReadItems(ItemCache& cache);
     void RefuseInBatch() const;
 };

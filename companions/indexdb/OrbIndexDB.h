@@ -5,7 +5,9 @@
 // static members are shared by the process; GetCachedData and
 // IsDelayedItemWatcher may be called from any thread and enter m_csCache
 // themselves. Who needs both the cache's section and a transaction enters the
-// section first.
+// section first. Recording, forgetting, loading and clearing enter it at their
+// end, for a moment, so that look-ups never wait for a database: they must not be
+// called with the section held.
 //
 // A database that is locked, read-only, corrupt or newer than this library is
 // reported by Open and never overwritten.
@@ -119,7 +121,8 @@ public:
     bool BeginBatch();
     bool CommitBatch();
 
-    // Every item below a folder, at any depth: begin, then rows until false.
+    // Every item below a folder, at any depth: begin, then rows until false. Ask GetLastDbError after that: with
+    // an error the list is not whole. After a false there are no more rows until the next begin.
     bool BeginFolderChildrenRead(const wchar_t* folder);
     bool ReadRow(std::uint64_t& id);
 

@@ -214,6 +214,28 @@ TEST_F(IndexItems, RecordsMayBeWrittenWhileChildrenAreRead)
     EXPECT_EQ(db.GetDeletes(1).size(), 3u);
 }
 
+TEST_F(IndexItems, AReadOfChildrenThatFailedStaysAtItsEnd)
+{
+    std::vector<ItemDatum> items;
+    for (int i = 0; i < 3000; ++i)
+        items.push_back(Item((L"C:\\f\\some long file name " + std::to_wstring(i)).c_str()));
+    ASSERT_TRUE(db.RecordItems(items));
+    db.Close();
+    std::string bytes = temp.ReadBytes(fileName);
+    ASSERT_GT(bytes.size(), 70u * 4096);
+    bytes.replace(60 * 4096, 10 * 4096, 10 * 4096, '\x7f');
+    temp.WriteBytes(fileName, bytes);
+    ASSERT_TRUE(db.Open(0, 0, 0));
+    ASSERT_TRUE(db.BeginFolderChildrenRead(L"C:\\f"));
+    std::uint64_t id = 0;
+    int rows = 0;
+    while (db.ReadRow(id))
+        ++rows;
+    EXPECT_EQ(db.GetLastDbError(), Error::Corrupt);
+    ASSERT_GT(rows, 0) << "the damage must lie behind the first row";
+    EXPECT_FALSE(db.ReadRow(id));
+}
+
 TEST_F(IndexItems, LookUpsAmongTwoHundredThousandItemsAskNoDatabase)
 {
     constexpr int folders = 400;
