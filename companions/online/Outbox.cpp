@@ -4,10 +4,14 @@
 #include "companions/settings/DataFolder.h"
 #include "companions/settings/OrbSettings.h"
 #include "support/Handle.h"
+#include "support/SharedAccess.h"
 
 #include <algorithm>
 #include <climits>
-#include <cwchar>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
 
 namespace
 {
@@ -20,8 +24,10 @@ class Turn
 {
 public:
     Turn()
-        : m_mutex(CreateMutexW(nullptr, FALSE, GetMainSettings().GetMainSettingsMutex(L"mutexs::GUID_ONLINE_OUTBOX")))
     {
+        SharedAccess access;
+        const CString name = GetMainSettings().GetMainSettingsMutex(L"mutexs::GUID_ONLINE_OUTBOX");
+        m_mutex.Reset(CreateMutexW(access.Attributes(), FALSE, name));
         const DWORD result = m_mutex ? WaitForSingleObject(m_mutex.Get(), turnTimeoutMs) : WAIT_FAILED;
         // Abandoned: its owner ended inside. The counter is replaced as a whole, so there is nothing to mend.
         m_mine = result == WAIT_OBJECT_0 || result == WAIT_ABANDONED;
@@ -40,6 +46,31 @@ private:
     KernelHandle m_mutex;
     bool m_mine = false;
 };
+
+// A number that can have been given, written in digits alone. Nothing for a text that is damaged or foreign.
+template <typename Unit>
+std::optional<int> GivenNumber(std::basic_string_view<Unit> digits)
+{
+    std::int64_t number = 0;
+    for (const Unit digit : digits) {
+        if (digit < Unit('0') || digit > Unit('9') || number > INT_MAX)
+            return std::nullopt;
+        number = number * 10 + (digit - Unit('0'));
+    }
+    if (number < 1 || number > INT_MAX)
+        return std::nullopt;
+    return static_cast<int>(number);
+}
+
+// The number in the name of a transaction file.
+std::optional<int> NumberInName(std::wstring_view name)
+{
+    constexpr std::wstring_view prefix = L"Transaction";
+    constexpr std::wstring_view ending = L".tdb";
+    if (!name.starts_with(prefix) || !name.ends_with(ending) || name.size() < prefix.size() + ending.size())
+        return std::nullopt;
+    return GivenNumber(name.substr(prefix.size(), name.size() - prefix.size() - ending.size()));
+}
 
 CString Failure(const wchar_t* what, const CString& path)
 {
@@ -84,30 +115,27 @@ CString Outbox::Next(int& number, bool peek, bool reserve) const
 
 int Outbox::ReadNext() const
 {
-    char text[16] = "";
+    char text[16];
     DWORD read = 0;
     const FileHandle file(CreateFileW(m_folder + L"\\next", GENERIC_READ,
                                       FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
                                       FILE_ATTRIBUTE_NORMAL, nullptr));
-    if (file && ReadFile(file.Get(), text, sizeof(text) - 1, &read, nullptr)) {
-        const long next = std::strtol(text, nullptr, 10);
-        if (next > 0)
-            return static_cast<int>(next);
-    }
-    return HighestUsed() + 1;
+    std::optional<int> next;
+    if (file && ReadFile(file.Get(), text, sizeof(text), &read, nullptr))
+        next = GivenNumber(std::string_view(text, read));
+    return next ? *next : HighestUsed() + 1;
 }
 
-// Where the count is lost, what waits for upload still shows which numbers were given.
+// Where the count is lost or damaged, what waits for upload still shows which numbers were given.
 int Outbox::HighestUsed() const
 {
     WIN32_FIND_DATAW found;
     const FindHandle search(FindFirstFileW(m_folder + L"\\Transaction*.tdb", &found));
     if (!search)
         return 0;
-    constexpr std::size_t prefixLength = std::char_traits<wchar_t>::length(L"Transaction");
     int highest = 0;
     do
-        highest = std::max(highest, static_cast<int>(std::wcstol(found.cFileName + prefixLength, nullptr, 10)));
+        highest = std::max(highest, NumberInName(found.cFileName).value_or(0));
     while (FindNextFileW(search.Get(), &found));
     return std::min(highest, INT_MAX - 1);
 }

@@ -1,6 +1,9 @@
 #include "companions/online/OnlineCallbackHandler.h"
+#include "companions/settings/OrbSettings.h"
 #include "support/Handle.h"
 #include "tests/companions/CompanionTest.h"
+
+#include <aclapi.h>
 
 namespace
 {
@@ -64,6 +67,52 @@ TEST_F(OnlineHandler, ALostCountIsTakenFromWhatWaits)
     temp.WriteBytes(L"data\\outbox\\TransactionX.tdb", "");
     handler.GetTransactionXml(number, false, true);
     EXPECT_EQ(number, 42);
+}
+
+TEST_F(OnlineHandler, ADamagedCountIsALostOne)
+{
+    for (const char* damaged :
+         {"99999999999", "99999999999999999999", "2147483648", "-7", "0", "", "5x", " 5", "five", "\xff\xfe"}) {
+        temp.WriteBytes(L"data\\outbox\\Transaction41.tdb", "waits");
+        temp.WriteBytes(L"data\\outbox\\next", damaged);
+        EXPECT_EQ(handler.GetTransactionXml(number, false, false), Outbox(L"Transaction42.tdb")) << damaged;
+        EXPECT_EQ(temp.ReadBytes(L"data\\outbox\\next"), "43") << damaged;
+    }
+}
+
+TEST_F(OnlineHandler, FilesThatOnlyLookLikeTransactionsUseUpNoNumber)
+{
+    for (const wchar_t* name : {L"data\\outbox\\Transaction99999999999.tdb", L"data\\outbox\\Transaction77x.tdb",
+                                L"data\\outbox\\Transaction.tdb"})
+        temp.WriteBytes(name, "foreign");
+    handler.GetTransactionXml(number, false, true);
+    EXPECT_EQ(number, 1);
+}
+
+// The handler holds the mutex while it logs that the count cannot be kept.
+TEST_F(OnlineHandler, TheOutboxMayBeLockedByEveryAccount)
+{
+    temp.WriteBytes(L"data\\outbox\\next", "5");
+    const FileHandle others(CreateFileW(Outbox(L"next"), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                                        FILE_ATTRIBUTE_NORMAL, nullptr));
+    const CString name = GetMainSettings().GetMainSettingsMutex(L"mutexs::GUID_ONLINE_OUTBOX");
+    DWORD result = ERROR_NOT_FOUND;
+    PACL list = nullptr;
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    SECURITY_DESCRIPTOR_CONTROL control = 0;
+    const std::uint64_t sink = g_OrbLog.AddSink([&](const LogLine&) {
+        const KernelHandle mutex(OpenMutexW(READ_CONTROL, FALSE, name));
+        result = GetSecurityInfo(mutex.Get(), SE_KERNEL_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr, &list,
+                                 nullptr, &descriptor);
+        DWORD revision = 0;
+        GetSecurityDescriptorControl(descriptor, &control, &revision);
+    });
+    EXPECT_TRUE(handler.GetTransactionXml(number, false, true).IsEmpty());
+    g_OrbLog.RemoveSink(sink);
+    EXPECT_EQ(result, static_cast<DWORD>(ERROR_SUCCESS));
+    EXPECT_EQ(list, nullptr);
+    EXPECT_TRUE(control & SE_DACL_PRESENT);
+    LocalFree(descriptor);
 }
 
 TEST_F(OnlineHandler, ANameThatIsTakenIsSkipped)
