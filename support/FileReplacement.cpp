@@ -1,20 +1,10 @@
 #include "support/FileReplacement.h"
 
+#include "support/DraftFile.h"
 #include "support/Handle.h"
-
-#include <atomic>
 
 namespace
 {
-
-// Two writers never share a temporary file, neither threads nor processes.
-CString TemporaryPath(const CString& path)
-{
-    static std::atomic<unsigned> counter{0};
-    CString temporary;
-    temporary.Format(L"%s.%u-%u.tmp", path.GetString(), GetCurrentProcessId(), ++counter);
-    return temporary;
-}
 
 // Replacing would succeed on some systems; a file marked read-only is meant to stay as it is.
 bool IsReadOnly(const CString& path)
@@ -33,18 +23,18 @@ bool Flush(const CString& path)
 
 } // namespace
 
-bool ReplaceWhole(const CString& path, const std::function<bool(const CString& temporary)>& write)
+bool ReplaceWhole(const CString& path, const std::function<bool(const CString& draft)>& write)
 {
     if (IsReadOnly(path)) {
         SetLastError(ERROR_ACCESS_DENIED);
         return false;
     }
-    const CString temporary = TemporaryPath(path);
-    if (write(temporary) && Flush(temporary) &&
-        MoveFileExW(temporary, path, MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
+    RemoveOldDrafts(path);
+    const CString draft = DraftPath(path);
+    if (write(draft) && Flush(draft) && MoveFileExW(draft, path, MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
         return true;
     const DWORD error = GetLastError();
-    DeleteFileW(temporary);
+    DeleteFileW(draft);
     SetLastError(error);
     return false;
 }

@@ -8,4 +8,4 @@
 // `write` makes the new content under the name that it is given, beside the file; then it takes the file's place, or
 // is removed. False when that failed; GetLastError says why. A file that is marked read-only stays as it is. Threads
 // and processes do not get into each other's way; who comes last wins.
-bool ReplaceWhole(const CString& path, const std::function<bool(const CString& temporary)>& write);
+bool ReplaceWhole(const CString& path, const std::function<bool(const CString& draft)>& write);

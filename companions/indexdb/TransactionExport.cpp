@@ -2,6 +2,7 @@
 
 #include "companions/indexdb/IndexConnection.h"
 #include "companions/indexdb/IndexSchema.h"
+#include "support/DraftFile.h"
 
 #include <windows.h>
 
@@ -12,16 +13,12 @@ namespace
 class Draft
 {
 public:
-    explicit Draft(const CString& target) : m_target(target)
+    explicit Draft(const CString& target) : m_target(target), m_path(DraftPath(target))
     {
-        m_path.Format(L"%s.%u-%u.tmp", target.GetString(), GetCurrentProcessId(), GetCurrentThreadId());
-        DeleteFileW(m_path);
+        RemoveOldDrafts(target);
+        Remove();
     }
-    ~Draft()
-    {
-        DeleteFileW(m_path);
-        DeleteFileW(m_path + L"-journal");
-    }
+    ~Draft() { Remove(); }
     Draft(const Draft&) = delete;
     Draft& operator=(const Draft&) = delete;
 
@@ -38,6 +35,12 @@ public:
     }
 
 private:
+    void Remove() const
+    {
+        DeleteFileW(m_path);
+        DeleteFileW(m_path + L"-journal");
+    }
+
     CString m_target;
     CString m_path;
 };
