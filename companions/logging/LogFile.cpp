@@ -1,5 +1,6 @@
 #include "companions/logging/LogFile.h"
 
+#include "companions/logging/WithoutThreadToken.h"
 #include "companions/settings/DataFolder.h"
 
 #include <spdlog/pattern_formatter.h>
@@ -51,6 +52,7 @@ void LogFile::sink_it_(const spdlog::details::log_msg& message)
 
 bool LogFile::Open()
 {
+    const WithoutThreadToken asProcess;
     DataFolder::Create(m_folder);
     m_file.Reset(CreateFileW(Path(), FILE_APPEND_DATA | SYNCHRONIZE,
                              FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_ALWAYS,
@@ -87,6 +89,7 @@ void LogFile::MakeRoom(std::uint64_t coming)
 // A file that cannot be renamed grows on: that is better than losing lines.
 void LogFile::Rename()
 {
+    const WithoutThreadToken asProcess;
     for (int number = m_oldFiles; number > 0; --number)
         MoveFileExW(NumberedPath(number - 1), NumberedPath(number), MOVEFILE_REPLACE_EXISTING);
     if (m_oldFiles == 0)

@@ -3,7 +3,8 @@
 // Each line is one append by the system, so that lines of different processes
 // do not tear each other, and a process that is killed loses none. The file is
 // opened such that another process can rename it, and whoever finds its own file
-// full looks first whether somebody else has already begun a new one.
+// full looks first whether somebody else has already begun a new one. It belongs to
+// the account of the process, whomever the writing thread impersonates.
 //
 // One thread at a time.
 #pragma once

@@ -1,5 +1,6 @@
 #include "tests/companions/CompanionTest.h"
 
+#include "companions/logging/WithoutThreadToken.h"
 #include "support/Handle.h"
 
 #include <algorithm>
@@ -219,6 +220,43 @@ TEST_F(OrbLogging, TheFileCanBeMovedWhileItIsOpen)
     g_OrbLog.Log(L"two");
     EXPECT_EQ(LinesIn(LogText()), 1u);
     EXPECT_EQ(LinesIn(LogText(L"data\\kept.log")), 1u);
+}
+
+bool Impersonates()
+{
+    HANDLE token = nullptr;
+    const KernelHandle opened(OpenThreadToken(GetCurrentThread(), TOKEN_QUERY, TRUE, &token) ? token : nullptr);
+    return static_cast<bool>(opened);
+}
+
+TEST_F(OrbLogging, AThreadsTokenIsTakenOffForAScopeAndPutBack)
+{
+    ASSERT_TRUE(ImpersonateSelf(SecurityImpersonation));
+    {
+        const WithoutThreadToken asProcess;
+        EXPECT_FALSE(Impersonates());
+        const WithoutThreadToken again;
+        SetLastError(1234);
+    }
+    EXPECT_EQ(GetLastError(), 1234u);
+    EXPECT_TRUE(Impersonates());
+    RevertToSelf();
+    {
+        const WithoutThreadToken asProcess;
+    }
+    EXPECT_FALSE(Impersonates());
+}
+
+TEST_F(OrbLogging, AThreadThatOpensAndRotatesTheFileStillImpersonatesAfterIt)
+{
+    ASSERT_TRUE(ImpersonateSelf(SecurityImpersonation));
+    COrbLog log;
+    log.SetFileLimits(100, 1);
+    log.Log(L"%s", std::wstring(90, L'.').c_str());
+    log.Log(L"in a new file");
+    EXPECT_TRUE(Impersonates());
+    RevertToSelf();
+    EXPECT_EQ(LinesIn(LogText()), 1u);
 }
 
 } // namespace
