@@ -64,6 +64,20 @@ CString InstanceOfFolder(const CString& folder)
     return text;
 }
 
+// The system refuses longer names. Cut, they still differ: what is cut off goes into a hash, and case counts.
+CString KernelName(const CString& name)
+{
+    constexpr int longest = MAX_PATH - 1;
+    if (name.GetLength() <= longest)
+        return name;
+    const auto bytes = static_cast<std::size_t>(name.GetLength()) * sizeof(wchar_t);
+    const auto hash = MurmurHash3x86_128(name.GetString(), bytes, 0);
+    CString ending;
+    for (const std::uint32_t word : hash)
+        ending.AppendFormat(L"%08x", word);
+    return name.Left(longest - ending.GetLength()) + ending;
+}
+
 } // namespace
 
 struct CSettings::State {
@@ -304,7 +318,7 @@ CString CMainSettings::GetMainSettingsMutex(const wchar_t* base) const
         text = InstanceOfFolder(GetDataFolderPath());
     // A backslash in the name of a kernel object would name a directory of objects.
     text.Replace(L"\\", L"_");
-    return CString(base) + L"_" + text;
+    return KernelName(CString(base) + L"_" + text);
 }
 
 CServiceRunSettings::CServiceRunSettings() : CSettings(L"ServiceRunSettings.json") {}

@@ -62,7 +62,8 @@ public:
     // True when the product works in the online mode ("Main::Online").
     bool IsOnline() const;
     // The name of a kernel object of this installation: the base, then the instance text of the settings
-    // ("Main::Instance"), so that two installations on one machine do not collide.
+    // ("Main::Instance"), so that two installations on one machine do not collide. A
+    // name that is too long for the system ends in a hash of the whole.
     CString GetMainSettingsMutex(const wchar_t* base) const;
 
 private:

@@ -3,6 +3,8 @@
 #include "tests/companions/CompanionTest.h"
 
 #include <cwchar>
+#include <set>
+#include <string>
 
 namespace
 {
@@ -270,6 +272,29 @@ TEST_F(OrbSettings, TheInstanceOfTheSettingsNamesKernelObjects)
     EXPECT_EQ(settings.GetMainSettingsMutex(L"base"), L"base_a_b");
     settings.SetValue(L"Main::Instance", L"");
     EXPECT_EQ(settings.GetMainSettingsMutex(L"base").GetLength(), 5 + 16);
+}
+
+TEST_F(OrbSettings, AnInstanceThatIsTooLongGivesNamesThatTheSystemTakesAndThatDiffer)
+{
+    const std::wstring same(258, L'i');
+    std::set<std::wstring> names;
+    for (const wchar_t* last : {L"x", L"y", L"X"})
+        for (const wchar_t* base : {L"mutexs::GUID_BACKUP_START", L"mutexs::GUID_ONLINE_OUTBOX"}) {
+            settings.SetValue(L"Main::Instance", (same + last).c_str());
+            const CString name = settings.GetMainSettingsMutex(base);
+            const KernelHandle event(CreateEventW(nullptr, TRUE, FALSE, name));
+            EXPECT_TRUE(event) << name.GetLength();
+            EXPECT_LT(name.GetLength(), MAX_PATH);
+            EXPECT_EQ(name, settings.GetMainSettingsMutex(base));
+            EXPECT_TRUE(names.insert(name.GetString()).second);
+        }
+}
+
+TEST_F(OrbSettings, ANameThatFitsIsLeftAsItIs)
+{
+    const std::wstring instance(MAX_PATH - 1 - 5, L'i');
+    settings.SetValue(L"Main::Instance", instance.c_str());
+    EXPECT_EQ(settings.GetMainSettingsMutex(L"base"), (L"base_" + instance).c_str());
 }
 
 } // namespace
