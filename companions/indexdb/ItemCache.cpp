@@ -48,7 +48,7 @@ void ItemCache::Put(const CachedDatum& datum, std::int64_t delayedUntil)
 
     const std::size_t nameStart = NameStart(path);
     const std::wstring_view name = path.substr(nameStart);
-    const std::uint32_t folder = FolderOf(path.substr(0, nameStart == 0 ? 0 : nameStart - 1));
+    const std::uint32_t folder = EnterFolder(path.substr(0, nameStart == 0 ? 0 : nameStart - 1));
     const std::uint32_t place = AddName(name);
     const Slot slot = TakeSlot();
     m_items[slot] = {datum.id,
@@ -101,6 +101,7 @@ void ItemCache::Erase(std::uint64_t id)
         m_byFoldedPath.erase(FoldedKey(path.View()));
     m_byId.erase(KeyOf(id));
     m_delayed.erase(id);
+    LeaveFolder(item->folder);
     m_items[slot].used = false;
     m_freeSlots.push_back(slot);
     m_unusedNameUnits += item->nameLength;
@@ -164,15 +165,33 @@ ItemCache::Slot ItemCache::TakeSlot()
     return slot;
 }
 
-std::uint32_t ItemCache::FolderOf(std::wstring_view path)
+std::uint32_t ItemCache::EnterFolder(std::wstring_view path)
 {
     const auto found = m_folderNumbers.find(path);
-    if (found != m_folderNumbers.end())
+    if (found != m_folderNumbers.end()) {
+        ++m_folders[found->second].items;
         return found->second;
-    const auto number = static_cast<std::uint32_t>(m_folders.size());
-    m_folders.push_back({std::wstring(path), path.empty() ? 0 : PathHash64(path)});
-    m_folderNumbers.emplace(m_folders.back().path, number);
+    }
+    if (m_freeFolders.empty()) {
+        m_folders.emplace_back();
+        m_freeFolders.push_back(static_cast<std::uint32_t>(m_folders.size() - 1));
+    }
+    const std::uint32_t number = m_freeFolders.back();
+    m_freeFolders.pop_back();
+    m_folders[number] = {std::wstring(path), path.empty() ? 0 : PathHash64(path), 1};
+    m_folderNumbers.emplace(m_folders[number].path, number);
     return number;
+}
+
+// Folders come and go for as long as the service runs: an empty one gives its path back.
+void ItemCache::LeaveFolder(std::uint32_t number)
+{
+    Folder& folder = m_folders[number];
+    if (--folder.items > 0)
+        return;
+    m_folderNumbers.erase(folder.path);
+    folder = {};
+    m_freeFolders.push_back(number);
 }
 
 std::uint32_t ItemCache::AddName(std::wstring_view name)

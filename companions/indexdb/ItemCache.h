@@ -27,6 +27,8 @@ public:
     ItemCache();
 
     std::size_t Size() const { return m_byId.size(); }
+    // How many folders the items lie in.
+    std::size_t Folders() const { return m_folderNumbers.size(); }
 
     // Adds the item or replaces the one of the same id; an item of the same path, in whatever case, goes.
     void Put(const CachedDatum& item, std::int64_t delayedUntil);
@@ -54,13 +56,16 @@ private:
     static_assert(sizeof(Item) == 32);
     struct Folder {
         std::wstring path;
-        std::uint64_t id;
+        std::uint64_t id = 0;
+        std::uint32_t items = 0;
     };
 
     bool Update(const CachedDatum& item, std::int64_t delayedUntil);
     void SetDelayed(std::uint64_t id, std::int64_t until);
     Slot TakeSlot();
-    std::uint32_t FolderOf(std::wstring_view path);
+    // One more item in the folder, and one less.
+    std::uint32_t EnterFolder(std::wstring_view path);
+    void LeaveFolder(std::uint32_t number);
     std::uint32_t AddName(std::wstring_view name);
     std::wstring_view NameOf(const Item& item) const;
     void PathOf(const Item& item, CString& path) const;
@@ -77,6 +82,7 @@ private:
     std::deque<Item> m_items;
     std::vector<Slot> m_freeSlots;
     std::deque<Folder> m_folders;
+    std::vector<std::uint32_t> m_freeFolders;
     std::unordered_map<std::wstring_view, std::uint32_t> m_folderNumbers; // views into m_folders
     std::vector<std::unique_ptr<wchar_t[]>> m_names;
     std::size_t m_namesUsed = 0; // in the last block

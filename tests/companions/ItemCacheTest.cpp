@@ -80,6 +80,27 @@ TEST(ItemCache, FoldersKeepTheSpellingOfEachItem)
     EXPECT_EQ(datum.path, L"c:\\FOLDER\\b");
 }
 
+TEST(ItemCache, FoldersThatAreEmptyAreForgotten)
+{
+    ItemCache cache;
+    const auto path = [](int i) { return L"C:\\folder " + std::to_wstring(i) + L"\\file"; };
+    cache.Put(Datum(path(0) + L" that stays"), 0);
+    for (int i = 0; i < 1000; ++i) {
+        cache.Put(Datum(path(i)), 0);
+        cache.Put(Datum(path(i)), 5);
+        cache.Put(Datum(path(i + 1)), 0);
+        cache.Erase(PathHash64(path(i)));
+    }
+    EXPECT_EQ(cache.Folders(), 2u);
+    for (const std::wstring& left : {path(0) + L" that stays", path(1000)}) {
+        CachedDatum datum;
+        ASSERT_TRUE(cache.Find(PathHash64(left), datum));
+        EXPECT_EQ(datum.path, left.c_str());
+        EXPECT_EQ(datum.parentId, PathHash64(left.substr(0, left.rfind(L'\\'))));
+        EXPECT_EQ(cache.FindPath(left), PathHash64(left));
+    }
+}
+
 TEST(ItemCache, EverythingIsStillThereAfterManyItemsCameAndWent)
 {
     ItemCache cache;
