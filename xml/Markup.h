@@ -66,7 +66,7 @@ public:
     // Edits leave every other unit of the document as it is, and cost what is
     // edited, not the document. They are refused, with nothing changed, where the
     // document's end or an error in its tags leaves the place in doubt: in a
-    // document whose tags were wrong, and for a second root.
+    // document whose tags were wrong, for a second root, and into <a //>.
 
     // A new element after the current one (when there is none: after the last
     // child of the current parent); it becomes the current one. An empty parent

@@ -39,6 +39,7 @@ struct CMarkup::Document {
     // A new element's text, staged, becomes part of the document at the cursor,
     // which goes to it. Its record needs no links yet.
     bool CanInsert(std::size_t units);
+    bool CanHoldElements(std::uint32_t parent) const;
     std::uint32_t Stage(std::wstring_view markup);
     void Insert(std::uint32_t element);
     // Takes the element out of the text and the index; the cursor must leave it.

@@ -34,7 +34,7 @@ std::wstring_view Trimmed(std::wstring_view text)
 bool CMarkup::Document::CanInsert(std::size_t units)
 {
     // A second root would make a document that no longer loads.
-    if (!complete || (!cursor.parent && index[0].firstChild))
+    if (!complete || (!cursor.parent && index[0].firstChild) || !CanHoldElements(cursor.parent))
         return false;
     const std::size_t wanted = units + index[cursor.parent].headLength + 4;
     if (wanted < units || !text.HasRoomFor(wanted))
@@ -42,6 +42,13 @@ bool CMarkup::Document::CanInsert(std::size_t units)
     if (!text.HasAddressesFor(wanted))
         Flatten();
     return text.HasAddressesFor(wanted);
+}
+
+// <name //> cannot be opened up: the slash that is left would close it all the same.
+bool CMarkup::Document::CanHoldElements(std::uint32_t parent) const
+{
+    const ElementRecord& record = index[parent];
+    return !(record.flags & ElementRecord::kEmpty) || !Head(record).ends_with(L'/');
 }
 
 std::uint32_t CMarkup::Document::Stage(std::wstring_view markup)

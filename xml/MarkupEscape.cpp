@@ -1,5 +1,6 @@
 #include "xml/MarkupEscape.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <optional>

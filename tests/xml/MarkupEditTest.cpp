@@ -158,6 +158,22 @@ TEST(MarkupEdit, IsRefusedWhereATagWasWrong)
     EXPECT_EQ(markup.GetDoc(), L"<Data><a/>");
 }
 
+TEST(MarkupEdit, IsRefusedWhereALeftOverSlashWouldCloseTheParent)
+{
+    for (const wchar_t* doc : {L"<Data x='1'//>", L"<Data //>", L"<Data x=http://host//>", L"<Data///>"}) {
+        CMarkup markup = Inside(doc);
+        EXPECT_FALSE(markup.AppendElement(L"b"));
+        EXPECT_FALSE(markup.InsertMarkup(L"<b/>"));
+        EXPECT_EQ(markup.GetDoc(), doc);
+    }
+    for (const wchar_t* doc : {L"<Data x='/'/>", L"<Data / />", L"<Data x=http://host/>"}) {
+        CMarkup markup = Inside(doc);
+        EXPECT_TRUE(markup.AppendElement(L"b"));
+        CMarkup again = Inside(markup.GetDoc());
+        EXPECT_TRUE(again.FindElement(L"b"));
+    }
+}
+
 TEST(MarkupInsert, TakesAWholeElement)
 {
     CMarkup markup = Inside(L"<Data><a/>\r\n<c/></Data>");
