@@ -1,5 +1,7 @@
 #include "companions/readerswriters/ReadersWriters.h"
 
+#include "support/LockOrder.h"
+
 #include <windows.h>
 
 // The lock is the state's bits and nothing else: no address, no registration. That is what lets a
@@ -9,11 +11,32 @@ static_assert(sizeof(SRWLOCK) == sizeof(void*) && alignof(SRWLOCK) == alignof(vo
 namespace
 {
 
+constexpr const wchar_t* lockName = L"readers and writers";
+
 SRWLOCK* LockIn(void*& state) { return reinterpret_cast<SRWLOCK*>(&state); }
 
 } // namespace
 
-void ReadersWriters::StartRead() { AcquireSRWLockShared(LockIn(m_state)); }
-void ReadersWriters::EndRead() { ReleaseSRWLockShared(LockIn(m_state)); }
-void ReadersWriters::StartWrite() { AcquireSRWLockExclusive(LockIn(m_state)); }
-void ReadersWriters::EndWrite() { ReleaseSRWLockExclusive(LockIn(m_state)); }
+void ReadersWriters::StartRead()
+{
+    LockOrder::Entering(this, LockRank::Leaf, lockName, __builtin_return_address(0));
+    AcquireSRWLockShared(LockIn(m_state));
+}
+
+void ReadersWriters::EndRead()
+{
+    ReleaseSRWLockShared(LockIn(m_state));
+    LockOrder::Left(this);
+}
+
+void ReadersWriters::StartWrite()
+{
+    LockOrder::Entering(this, LockRank::Leaf, lockName, __builtin_return_address(0));
+    AcquireSRWLockExclusive(LockIn(m_state));
+}
+
+void ReadersWriters::EndWrite()
+{
+    ReleaseSRWLockExclusive(LockIn(m_state));
+    LockOrder::Left(this);
+}

@@ -1,6 +1,8 @@
 // A reader/writer lock. Many readers at once, or one writer; neither may be
 // entered again by a thread that is inside. An object may be copied as raw bytes
 // while nobody is inside it; the copy is a free lock of its own.
+//
+// In the lock order it is a leaf: nobody asks for another lock inside it, but the log's.
 #pragma once
 
 #ifdef READERSWRITERS_EXPORTS

@@ -1,5 +1,6 @@
 #include "companions/readerswriters/ReadersWriters.h"
 #include "mfc/CEvent.h"
+#include "support/RankedSection.h"
 
 #include <gtest/gtest.h>
 
@@ -104,5 +105,29 @@ TEST(ReadersWriters, ALockThatWasUsedIsLeftAsItBegan)
     lock.EndWrite();
     EXPECT_EQ(std::memcmp(&lock, &fresh, sizeof(lock)), 0);
 }
+
+#ifdef ORB_LOCK_ORDER
+TEST(ReadersWriters, HasAPlaceInTheLockOrder)
+{
+    ReadersWriters lock;
+    RankedSection store(LockRank::Store, L"test store");
+    RankedSection log(LockRank::Log, L"test log");
+    {
+        const CSingleLock outside(store);
+        const WriteScope inside(lock);
+        const CSingleLock innermost(log);
+    }
+    EXPECT_TRUE(LockOrder::Reports().empty());
+    for (const bool writing : {false, true}) {
+        LockOrder::Clear();
+        writing ? lock.StartWrite() : lock.StartRead();
+        store.Lock();
+        store.Unlock();
+        writing ? lock.EndWrite() : lock.EndRead();
+        EXPECT_EQ(LockOrder::Reports().size(), 1u);
+    }
+    LockOrder::Clear(); // what was provoked here is no finding
+}
+#endif
 
 } // namespace
