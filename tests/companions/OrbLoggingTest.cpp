@@ -2,6 +2,7 @@
 
 #include "companions/logging/WithoutThreadToken.h"
 #include "support/Handle.h"
+#include "tests/companions/ImportedCall.h"
 
 #include <algorithm>
 #include <regex>
@@ -247,16 +248,50 @@ TEST_F(OrbLogging, AThreadsTokenIsTakenOffForAScopeAndPutBack)
     EXPECT_FALSE(Impersonates());
 }
 
-TEST_F(OrbLogging, AThreadThatOpensAndRotatesTheFileStillImpersonatesAfterIt)
+// How the log called the system: how often, and how often as somebody else.
+struct Calls {
+    int all = 0;
+    int impersonating = 0;
+
+    void Count()
+    {
+        ++all;
+        impersonating += Impersonates();
+    }
+};
+Calls g_opened;
+Calls g_renamed;
+
+HANDLE WINAPI CountedOpen(const wchar_t* path, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security, DWORD creation,
+                          DWORD flags, HANDLE pattern)
 {
-    ASSERT_TRUE(ImpersonateSelf(SecurityImpersonation));
+    g_opened.Count();
+    return CreateFileW(path, access, share, security, creation, flags, pattern);
+}
+
+BOOL WINAPI CountedRename(const wchar_t* from, const wchar_t* to, DWORD flags)
+{
+    g_renamed.Count();
+    return MoveFileExW(from, to, flags);
+}
+
+TEST_F(OrbLogging, AThreadThatImpersonatesOpensAndRotatesTheFileAsTheProcess)
+{
+    g_opened = g_renamed = {};
+    const ImportedCall opening(L"OrbLogging.dll", "CreateFileW", CountedOpen);
+    const ImportedCall renaming(L"OrbLogging.dll", "MoveFileExW", CountedRename);
     COrbLog log;
     log.SetFileLimits(100, 1);
+    ASSERT_TRUE(ImpersonateSelf(SecurityImpersonation));
     log.Log(L"%s", std::wstring(90, L'.').c_str());
     log.Log(L"in a new file");
     EXPECT_TRUE(Impersonates());
     RevertToSelf();
     EXPECT_EQ(LinesIn(LogText()), 1u);
+    EXPECT_GE(g_opened.all, 2);
+    EXPECT_EQ(g_opened.impersonating, 0);
+    EXPECT_EQ(g_renamed.all, 1);
+    EXPECT_EQ(g_renamed.impersonating, 0);
 }
 
 } // namespace
