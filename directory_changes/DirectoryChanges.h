@@ -105,6 +105,8 @@ protected:
     virtual void OnThreadExit();
 
 private:
+    friend class EngineAccess; // tests
+
     using Record = std::shared_ptr<CDirWatchInfo>;
 
     // Held while watches are started or ended: UnwatchAllDirectories waits for it with ending the worker.

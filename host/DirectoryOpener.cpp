@@ -2,6 +2,7 @@
 
 #include "support/CaseFold.h"
 #include "support/Handle.h"
+#include "support/SharedAccess.h"
 #include "support/SystemPath.h"
 
 #include <winternl.h>
@@ -171,7 +172,8 @@ bool DirectoryOpener::Open(const std::vector<CString>& roots)
 void DirectoryOpener::OpenRoot(const CString& root)
 {
     KernelHandle& claim = m_claims[root];
-    claim.Reset(CreateMutexW(nullptr, FALSE, ClaimName(root).c_str()));
+    SharedAccess everyone;
+    claim.Reset(CreateMutexW(everyone.Attributes(), FALSE, ClaimName(root).c_str()));
     const bool forget = claim && GetLastError() != ERROR_ALREADY_EXISTS;
     const OwnedMutex turn(claim.Get());
     PassOver(root, forget, m_stop);

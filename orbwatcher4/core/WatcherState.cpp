@@ -2,6 +2,7 @@
 
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/OrbSettings.h"
+#include "support/SharedAccess.h"
 
 #include <process.h>
 
@@ -67,9 +68,6 @@ void JoinWatcherThread(KernelHandle& thread, const wchar_t* name)
 
 KernelHandle CreateSharedEvent(const wchar_t* name, bool manualReset, bool initiallySet)
 {
-    SECURITY_DESCRIPTOR descriptor;
-    InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION);
-    SetSecurityDescriptorDacl(&descriptor, TRUE, nullptr, FALSE); // no list: open to everyone
-    SECURITY_ATTRIBUTES attributes = {sizeof attributes, &descriptor, FALSE};
-    return KernelHandle(CreateEventW(&attributes, manualReset, initiallySet, name));
+    SharedAccess everyone;
+    return KernelHandle(CreateEventW(everyone.Attributes(), manualReset, initiallySet, name));
 }

@@ -2,6 +2,8 @@
 #include "companions/settings/OrbSettings.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 
+#include <aclapi.h>
+
 namespace
 {
 
@@ -133,6 +135,23 @@ TEST_F(Facade, TheDeletedFilesEventIsAutoResetAndStartsNotSet)
     SetEvent(event.Get());
     EXPECT_TRUE(IsSignalled(event.Get()));
     EXPECT_FALSE(IsSignalled(event.Get()));
+}
+
+// A shared event of an earlier process may live on; one of a name of the test's own shows what they are made with.
+TEST_F(Facade, SharedEventsAreOpenToEveryAccount)
+{
+    const KernelHandle event = CreateSharedEvent(L"orbwatcher4-test-shared-event", true, false);
+    PACL list = reinterpret_cast<PACL>(1);
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    ASSERT_EQ(GetSecurityInfo(event.Get(), SE_KERNEL_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr, &list,
+                              nullptr, &descriptor),
+              static_cast<DWORD>(ERROR_SUCCESS));
+    SECURITY_DESCRIPTOR_CONTROL control = 0;
+    DWORD revision = 0;
+    EXPECT_TRUE(GetSecurityDescriptorControl(descriptor, &control, &revision));
+    EXPECT_TRUE(control & SE_DACL_PRESENT);
+    EXPECT_EQ(list, nullptr);
+    LocalFree(descriptor);
 }
 
 TEST_F(Facade, ProgressStopsOnceTheStopSignalIsSet)
