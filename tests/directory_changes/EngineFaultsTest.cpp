@@ -59,6 +59,7 @@ TEST_F(EngineFaults, AReReadThatFailsReportsItsErrorAndEndsTheWatchWithoutAStop)
     RecordBuffer buffer;
     io.Complete(buffer.Add(1, L"a").Bytes());
     EXPECT_TRUE(handler.WaitFor(L"error 5 " + std::wstring(folder.Path())));
+    EXPECT_TRUE(UntilNotWatching());
     watcher.UnwatchAllDirectories();
     EXPECT_EQ(handler.Count(At(L"+", L"a")), 1);
     EXPECT_EQ(handler.Count(At(L"stopped ")), 0);

@@ -11,8 +11,6 @@
 namespace
 {
 
-constexpr DWORD Long = 20000;
-
 class EngineThreads : public FaultFixture
 {
 protected:
@@ -34,16 +32,6 @@ protected:
             reached.SetEvent();
             go.Lock(Long);
         };
-    }
-    static bool Until(const std::function<bool()>& reachedThat)
-    {
-        const ULONGLONG end = GetTickCount64() + Long;
-        while (!reachedThat())
-            if (GetTickCount64() > end)
-                return false;
-            else
-                std::this_thread::yield();
-        return true;
     }
 };
 
@@ -186,7 +174,7 @@ TEST_F(EngineThreads, AHandlerThatIsToldOfAnErrorMayEndEverythingWhileTheWorkerD
         if (told != At(L"error 5 "))
             return;
         // The worker has taken the watch out, and waits for this thread to handle what it has posted.
-        Until([&] { return !watcher.IsWatchingDirectory(folder.Path()); });
+        UntilNotWatching();
         watcher.UnwatchAllDirectories();
         ended.SetEvent();
     };

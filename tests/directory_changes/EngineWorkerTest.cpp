@@ -10,8 +10,6 @@
 namespace
 {
 
-constexpr DWORD Long = 20000;
-
 // Tells when its worker starts and ends.
 class HookedWatcher : public CDirectoryChangeWatcher
 {
@@ -108,6 +106,7 @@ TEST_F(EngineWorker, ReadsThatFailAreLossesUntilTheSixteenthInARowEndsTheWatch)
     EXPECT_EQ(handler.Count(At(L"+", L"a")), 1);
     fail(1);
     EXPECT_TRUE(handler.WaitFor(At(L"error 30 ")));
+    EXPECT_TRUE(UntilNotWatching());
     EXPECT_EQ(handler.Count(Lost()), 31);
     watcher.UnwatchAllDirectories();
     EXPECT_EQ(handler.Count(Stopped()), 0);

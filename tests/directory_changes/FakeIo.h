@@ -117,13 +117,13 @@ public:
     }
     bool WaitPacket(HANDLE port, DWORD* bytes, ULONG_PTR* key, OVERLAPPED** overlapped, DWORD milliseconds) override
     {
-        if (TakeWaitError())
-            return false;
-        const bool good = ChangeIo::WaitPacket(port, bytes, key, overlapped, milliseconds);
-        if (*key == WakeUp) {
+        bool good;
+        do {
             *key = 0;
-            return !TakeWaitError();
-        }
+            if (TakeWaitError())
+                return false;
+            good = ChangeIo::WaitPacket(port, bytes, key, overlapped, milliseconds);
+        } while (*key == WakeUp);
         if (const auto call = std::exchange(afterWait, nullptr))
             call();
         // Only looked up: of a packet that comes late nothing but the address may be left.

@@ -6,8 +6,13 @@
 #include "tests/directory_changes/RecordingHandler.h"
 #include "tests/support/TempFolder.h"
 
+#include <functional>
 #include <string>
+#include <thread>
 #include <vector>
+
+// For what comes at once unless something is wrong.
+constexpr DWORD Long = 20000;
 
 class FaultFixture : public testing::Test
 {
@@ -30,6 +35,21 @@ protected:
     std::wstring Lost() { return At(L"error 1022 "); }
     std::wstring Started() { return At(L"started 0 "); }
     std::wstring Stopped() { return At(L"stopped "); }
+    static bool Until(const std::function<bool()>& reachedThat)
+    {
+        const ULONGLONG end = GetTickCount64() + Long;
+        while (!reachedThat())
+            if (GetTickCount64() > end)
+                return false;
+            else
+                std::this_thread::yield();
+        return true;
+    }
+    // The worker tells the error that ends a watch before it takes the watch out.
+    bool UntilNotWatching()
+    {
+        return Until([&] { return !watcher.IsWatchingDirectory(folder.Path()); });
+    }
     static FakeIo::Bytes Bytes(std::uint32_t action, const wchar_t* name)
     {
         RecordBuffer buffer;
