@@ -1,6 +1,7 @@
 // Taking rules out, moving them, and what the data file says afterwards.
 #include "orbwatcher4/OrbFilter.h"
 #include "support/Handle.h"
+#include "tests/filter/FolderRule.h"
 #include "tests/orbwatcher4/LogCapture.h"
 #include "tests/support/TempFolder.h"
 
@@ -9,22 +10,11 @@
 namespace
 {
 
-FilterPtr Rule(const wchar_t* path, WatcherEnum::IncEx kind = WatcherEnum::Include, std::uint32_t flags = 0)
-{
-    auto rule = std::make_shared<Filter>();
-    rule->path = path;
-    rule->incEx = kind;
-    rule->exclude = kind == WatcherEnum::Exclude;
-    rule->type = 1;
-    rule->includeSub = true;
-    rule->flags = flags;
-    return rule;
-}
-
 TEST(FilterEdit, RemovingARuleTakesThatObjectOrEveryEqualOne)
 {
     OrbFilter filter;
-    const FilterPtr one = Rule(L"C:\\a\\"), twin = Rule(L"c:\\A\\"), other = Rule(L"C:\\a\\", WatcherEnum::Exclude);
+    const FilterPtr one = FolderRule(L"C:\\a\\"), twin = FolderRule(L"c:\\A\\"),
+                    other = FolderRule(L"C:\\a\\", WatcherEnum::Exclude);
     for (const FilterPtr& rule : {one, twin, other})
         filter.AddSingleFilter(rule, false);
     EXPECT_TRUE(filter.RemoveSingleFilter(one, false, false));
@@ -41,7 +31,7 @@ TEST(FilterEdit, RemovingARuleFromTheDataFileLeavesTheRestAsItIs)
                                 "<Item path=\"C:\\b\" type=\"1\"/></Data>");
     OrbFilter filter;
     ASSERT_TRUE(filter.LoadXmlFilters(folder.Path(L"d.xml"), nullptr, nullptr));
-    const FilterPtr rule = Rule(L"c:\\A\\");
+    const FilterPtr rule = FolderRule(L"c:\\A\\");
     rule->pluginId = 2;
     EXPECT_TRUE(filter.RemoveSingleFilter(rule, true, true));
     EXPECT_EQ(folder.ReadBytes(L"d.xml"), "<Data><!-- kept --><Item path=\"C:\\b\" type=\"1\"/></Data>");
@@ -51,13 +41,13 @@ TEST(FilterEdit, RemovingARuleFromTheDataFileLeavesTheRestAsItIs)
 TEST(FilterEdit, ARuleConflictsWithAHeldOneOfTheOppositeKindAlone)
 {
     OrbFilter filter;
-    filter.AddSingleFilter(Rule(L"C:\\a\\"), false);
-    EXPECT_FALSE(filter.CheckRuleNoConflict(Rule(L"c:\\A\\", WatcherEnum::Exclude)));
-    EXPECT_TRUE(filter.CheckRuleNoConflict(Rule(L"C:\\a\\")));
-    const FilterPtr masked = Rule(L"C:\\a\\", WatcherEnum::Exclude);
+    filter.AddSingleFilter(FolderRule(L"C:\\a\\"), false);
+    EXPECT_FALSE(filter.CheckRuleNoConflict(FolderRule(L"c:\\A\\", WatcherEnum::Exclude)));
+    EXPECT_TRUE(filter.CheckRuleNoConflict(FolderRule(L"C:\\a\\")));
+    const FilterPtr masked = FolderRule(L"C:\\a\\", WatcherEnum::Exclude);
     masked->mask = L".tmp";
     EXPECT_TRUE(filter.CheckRuleNoConflict(masked));
-    const FilterPtr profile = Rule(L"C:\\a\\", WatcherEnum::Exclude);
+    const FilterPtr profile = FolderRule(L"C:\\a\\", WatcherEnum::Exclude);
     profile->pluginId = 3;
     EXPECT_TRUE(filter.CheckRuleNoConflict(profile));
 }
@@ -65,7 +55,7 @@ TEST(FilterEdit, ARuleConflictsWithAHeldOneOfTheOppositeKindAlone)
 TEST(FilterEdit, MovedRulesAreNewOnes)
 {
     OrbFilter filter;
-    const FilterPtr rule = Rule(L"D:\\Data\\");
+    const FilterPtr rule = FolderRule(L"D:\\Data\\");
     filter.AddSingleFilter(rule, false);
     EXPECT_TRUE(filter.MoveDriveRules(L"D:\\", L"e:\\"));
     EXPECT_FALSE(filter.MoveDriveRules(L"D:\\", L"e:\\"));
@@ -87,7 +77,7 @@ TEST(FilterEdit, ADataFileThatCannotBeReplacedStaysWholeAndIsToldInTheLog)
         const FileHandle others(CreateFileW(folder.Path(L"d.xml"), GENERIC_READ, FILE_SHARE_READ, nullptr,
                                             OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
         ASSERT_TRUE(static_cast<bool>(others));
-        EXPECT_TRUE(filter.RemoveSingleFilter(Rule(L"C:\\a\\"), true, true)); // it has left the memory
+        EXPECT_TRUE(filter.RemoveSingleFilter(FolderRule(L"C:\\a\\"), true, true)); // it has left the memory
     }
     EXPECT_TRUE(log.Has(L"Failed to save Data XML File"));
     EXPECT_EQ(folder.ReadBytes(L"d.xml"), before);
@@ -105,7 +95,7 @@ TEST(FilterEdit, AMissingOrMalformedDataFileIsToldInTheLog)
         OrbFilter filter;
         filter.LoadXmlFilters(folder.Path(L"d.xml"), nullptr, nullptr);
         LogCapture log;
-        EXPECT_FALSE(filter.RemoveSingleFilter(Rule(L"C:\\a\\"), true, true));
+        EXPECT_FALSE(filter.RemoveSingleFilter(FolderRule(L"C:\\a\\"), true, true));
         EXPECT_TRUE(log.Has(L"Failed to load Data XML File"));
         EXPECT_EQ(folder.ReadBytes(L"d.xml"), bytes);
     }
@@ -125,7 +115,7 @@ TEST(FilterEdit, AnItemOfAVolumeThatIsMountedElsewhereIsFound)
 TEST(FilterEdit, RulesMoveBetweenDrivesAndShares)
 {
     OrbFilter filter;
-    filter.AddSingleFilter(Rule(L"\\\\server\\share\\Data\\"), false);
+    filter.AddSingleFilter(FolderRule(L"\\\\server\\share\\Data\\"), false);
     ASSERT_TRUE(filter.MoveDriveRules(L"\\\\server\\share", L"e:\\"));
     EXPECT_STREQ(filter.RulesOf(L"E:\\")[0]->path, L"e:\\data\\");
     ASSERT_TRUE(filter.MoveDriveRules(L"e:\\", L"\\\\server\\share"));

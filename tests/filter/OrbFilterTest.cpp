@@ -1,5 +1,6 @@
 // The rule set itself.
 #include "orbwatcher4/OrbFilter.h"
+#include "tests/filter/FolderRule.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 
 // Reaches the junction cache as the walk does.
@@ -15,18 +16,6 @@ public:
 
 namespace
 {
-
-FilterPtr Rule(const wchar_t* path, WatcherEnum::IncEx kind = WatcherEnum::Include, std::uint32_t flags = 0)
-{
-    auto rule = std::make_shared<Filter>();
-    rule->path = path;
-    rule->incEx = kind;
-    rule->exclude = kind == WatcherEnum::Exclude;
-    rule->type = 1;
-    rule->includeSub = true;
-    rule->flags = flags;
-    return rule;
-}
 
 TEST(Filter, ANewRuleIsAnExclusionThatNobodyHasWritten)
 {
@@ -49,7 +38,7 @@ TEST(OrbFilter, AWholeDriveIncludeIsCopiedOntoEachIncludeRootBeforeItself)
 {
     OrbFilter filter;
     filter.SetIncludeRoots({L"C:\\One\\", L"D:\\Two\\", L"c:\\Three\\"});
-    filter.AddSingleFilter(Rule(L"c:\\"), false);
+    filter.AddSingleFilter(FolderRule(L"c:\\"), false);
     const FilterList rules = filter.RulesOf(L"C:\\");
     ASSERT_EQ(rules.size(), 3u);
     EXPECT_STREQ(rules[0]->path, L"C:\\One\\");
@@ -61,16 +50,16 @@ TEST(OrbFilter, ExclusionsAndMarkedRulesAreNotCopiedOntoIncludeRoots)
 {
     OrbFilter filter;
     filter.SetIncludeRoots({L"C:\\One\\"});
-    filter.AddSingleFilter(Rule(L"C:\\", WatcherEnum::Exclude), false);
-    filter.AddSingleFilter(Rule(L"C:\\", WatcherEnum::Include, 0x04000000), false);
-    filter.AddSingleFilter(Rule(L"C:\\Sub\\"), false);
+    filter.AddSingleFilter(FolderRule(L"C:\\", WatcherEnum::Exclude), false);
+    filter.AddSingleFilter(FolderRule(L"C:\\", WatcherEnum::Include, 0x04000000), false);
+    filter.AddSingleFilter(FolderRule(L"C:\\Sub\\"), false);
     EXPECT_EQ(filter.RulesOf(L"C:\\").size(), 3u);
 }
 
 TEST(OrbFilter, ACopyHasMapsOfItsOwnThatShareTheirRules)
 {
     OrbFilter filter;
-    const FilterPtr rule = Rule(L"C:\\a\\");
+    const FilterPtr rule = FolderRule(L"C:\\a\\");
     filter.AddSingleFilter(rule, false);
     OrbFilter copy(filter);
     EXPECT_EQ(copy.RulesOf(L"C:\\"), FilterList{rule});
@@ -104,7 +93,7 @@ void ExpectEverythingButRules(OrbFilter& filter, const TempFolder& folder)
     filter.UpdateJunctionDestination(path);
     EXPECT_STREQ(path, L"D:\\t\\x");
     EXPECT_FALSE(JunctionAccess::AddScanned(filter, scanned));
-    filter.AddSingleFilter(Rule(L"C:\\"), false);
+    filter.AddSingleFilter(FolderRule(L"C:\\"), false);
     EXPECT_EQ(filter.RulesOf(L"C:\\").size(), 2u); // the include root has its copy
 }
 
@@ -131,8 +120,8 @@ TEST(OrbFilter, AssigningAFilterToItselfChangesNothing)
 TEST(OrbFilter, SharesThatDifferInTheCaseOfAnyAlphabetAreOneRoot)
 {
     OrbFilter filter;
-    filter.AddSingleFilter(Rule(L"\\\\srv\\\u00C4hre\\docs\\"), false);
-    filter.AddSingleFilter(Rule(L"\\\\SRV\\\u00E4HRE\\more\\"), true);
+    filter.AddSingleFilter(FolderRule(L"\\\\srv\\\u00C4hre\\docs\\"), false);
+    filter.AddSingleFilter(FolderRule(L"\\\\SRV\\\u00E4HRE\\more\\"), true);
     EXPECT_EQ(filter.GenerateDriveList().size(), 1u);
     EXPECT_EQ(filter.CheckForInclusion(L"\\\\srv\\\u00E4hre\\docs\\x", nullptr, false, false), Included);
 }
@@ -140,7 +129,7 @@ TEST(OrbFilter, SharesThatDifferInTheCaseOfAnyAlphabetAreOneRoot)
 TEST(OrbFilter, TheDriveListTakesVolumeAndPresenceFromTheFirstRule)
 {
     OrbFilter filter;
-    const FilterPtr shallow = Rule(L"C:\\a\\"), deep = Rule(L"C:\\a\\b\\c\\");
+    const FilterPtr shallow = FolderRule(L"C:\\a\\"), deep = FolderRule(L"C:\\a\\b\\c\\");
     shallow->vid = 1;
     deep->vid = 2;
     deep->volumeFound = true;
@@ -164,7 +153,7 @@ TEST(OrbFilter, ClearAllKeepsFileNamesRootsAndCaches)
 TEST(OrbFilter, ProfileIdsChangeInTheDriveRulesOnly)
 {
     OrbFilter filter;
-    const FilterPtr rule = Rule(L"C:\\a\\"), other = Rule(L"C:\\b\\"), advanced = Rule(L"C:\\c\\");
+    const FilterPtr rule = FolderRule(L"C:\\a\\"), other = FolderRule(L"C:\\b\\"), advanced = FolderRule(L"C:\\c\\");
     rule->pluginId = advanced->pluginId = 4;
     other->pluginId = 5;
     filter.AddSingleFilter(rule, false);
