@@ -17,6 +17,7 @@
 
 #include <windows.h>
 
+#include <functional>
 #include <memory>
 #include <set>
 #include <vector>
@@ -61,6 +62,13 @@ struct PathExplanation {
     InclusionType advanced = Included; // only when it was asked
     std::vector<Rule> rules;           // those that took part, in order
     int deciding = -1;                 // index into rules; -1: no rule decided
+};
+
+// A delete record that was written into the index.
+struct DeletionRecord {
+    CString path;            // of the item, without a trailing backslash
+    unsigned __int64 id = 0; // of the item
+    __int32 job = 0;
 };
 
 class ORBWATCHER4_API COrbWatcher final : private SmartScanCaller
@@ -150,16 +158,27 @@ public:
     int IsOnlineInstantRunAllowed(const wchar_t* path);
     void SignalInstantRunEvent();
 
-    // --- Deleted files; they take effect with the processing of deletions. ---
+    // --- Deleted files. ---
 
+    // Writes a delete record for every pending deletion whose file is still gone, and for what the index holds
+    // below it, and exports them. What cannot be written goes on waiting. Always 0.
     int ImmediateProcessDeletedFiles();
+    // Told of each record after it was written, on the thread that processed it, with the deleted-files lock held:
+    // it must not call the watcher. An empty function takes it back. Before watching.
+    void SetDeletionListener(std::function<void(const DeletionRecord&)> listener);
+    // Pending files below a folder, which ends in a backslash, are dropped: those that the disk shows.
     void RemoveChildNotifications(CString directory);
+    // The same for all that is pending below the folder.
     void RemoveChildNotificationsEx(CString directory);
+    // Drops what is pending and begins with the path. removedMasks: only endings whose key is in it. Otherwise
+    // skippedMasks: all but those. A key is PathHash64 of the lower-cased ending with its dot.
     void ForceRemoveItemNotifications(const wchar_t* path, bool addBackslash,
                                       const std::set<unsigned __int64>& removedMasks,
                                       const std::set<unsigned __int64>& skippedMasks);
+    // Reports what is left in the index library's map of deleted paths, is selected and is gone, as removed.
     void TrimDeleteMap();
     void RemoveFromDeleteMap(const wchar_t* path);
+    // True while somebody asks the long removals to end.
     bool IsAbortExcludeDelete();
 
     // --- First-time run and drives; the walks take effect with the first enumeration. ---
@@ -200,6 +219,10 @@ private:
     void StopThreads();
     void QueueAcceptedRules(const FilterList& accepted, std::vector<ExcludedInfo>* excluded, bool& exclusionsMet);
     void RequestDrive(const wchar_t* path);
+    void RemovePending(const CString& prefix, const std::function<bool(const CString&)>& chosen);
+    void RemovePendingFile(CString path);
+    void ReportVanished(const CString& path);
+    bool FillDeleteMap(const CString& root);
     void ReplayDump();
     void ReplayLine(const CString& line);
     void ReplayRemoval(const CString& path);

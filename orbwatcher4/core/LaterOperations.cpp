@@ -2,17 +2,6 @@
 // not finish, and says so through its result.
 #include "orbwatcher4/core/WatcherState.h"
 
-int COrbWatcher::ImmediateProcessDeletedFiles() { return 0; }
-void COrbWatcher::RemoveChildNotifications(CString) {}
-void COrbWatcher::RemoveChildNotificationsEx(CString) {}
-void COrbWatcher::ForceRemoveItemNotifications(const wchar_t*, bool, const std::set<unsigned __int64>&,
-                                               const std::set<unsigned __int64>&)
-{
-}
-void COrbWatcher::TrimDeleteMap() {}
-void COrbWatcher::RemoveFromDeleteMap(const wchar_t*) {}
-bool COrbWatcher::IsAbortExcludeDelete() { return false; }
-
 int COrbWatcher::StartFirstTimeRun(int) { return 0; }
 bool COrbWatcher::FirstRun(const wchar_t* drive) { return EnumerateIncludedFiles(drive, L"*", true); }
 bool COrbWatcher::EnumerateIncludedFiles(const wchar_t*, const wchar_t*, bool) { return true; }

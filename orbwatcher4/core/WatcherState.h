@@ -73,6 +73,8 @@ struct WatcherState {
     RankedSection lifecycle{LockRank::Lifecycle, L"lifecycle"};
     KernelHandle watchThread, firstRunThread, overlayThread; // guarded by lifecycle
 
+    std::function<void(const DeletionRecord&)> deletionListener; // constant while watching
+
     RankedSection deletedFilesLock{LockRank::DeletedFiles, L"deleted files"};
     KernelHandle deletedFilesThread; // the watch thread's own
 

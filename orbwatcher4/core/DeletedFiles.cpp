@@ -1,0 +1,190 @@
+#include "orbwatcher4/core/DeletedFiles.h"
+
+#include "companions/logging/OrbLogging.h"
+#include "companions/settings/OrbSettings.h"
+#include "orbwatcher4/core/FileFindData.h"
+#include "orbwatcher4/core/WatcherState.h"
+
+#include <shlobj.h>
+#include <shlwapi.h>
+
+int COrbWatcher::ImmediateProcessDeletedFiles()
+{
+    const COrbFuncLog guard(L"COrbWatcher::ImmediateProcessDeletedFiles");
+    const CSingleLock lock(m->deletedFilesLock);
+    DeletedFiles(*m).Process();
+    return 0;
+}
+
+void COrbWatcher::SetDeletionListener(std::function<void(const DeletionRecord&)> listener)
+{
+    m->deletionListener = std::move(listener);
+}
+
+void DeletedFiles::Process()
+{
+    TakeVanished();
+    if (m_entries.empty())
+        return;
+    if (!OpenIndex()) {
+        GiveBack();
+        return;
+    }
+    while (!m_entries.empty() && CollectEntry(m_entries.begin()->first, *m_entries.begin()->second))
+        m_settled.insert(m_entries.extract(m_entries.begin()));
+    if (!m_records.empty() && !Write())
+        m_entries.merge(m_settled);
+    GiveBack();
+}
+
+// What is back again stays pending, and so does what only cannot be reached.
+void DeletedFiles::TakeVanished()
+{
+    Entries deletions;
+    {
+        const ObjectLock lock(m.locks, &m.store);
+        m.store.ForEach([&](const CString& path, const NotificationPtr& notification) {
+            if (notification->kind == NotificationKind::Deleted)
+                deletions.emplace(path, notification);
+            return true;
+        });
+    }
+    std::erase_if(deletions, [](const auto& entry) { return !IsReallyGone(entry.first); });
+    const ObjectLock lock(m.locks, &m.store);
+    for (const auto& [path, notification] : deletions)
+        if (m.store.Find(path) == notification && m.store.Erase(path))
+            m_entries.emplace(path, notification);
+}
+
+// Nothing that was not written is lost, unless something newer is known of the path.
+void DeletedFiles::GiveBack()
+{
+    const ObjectLock lock(m.locks, &m.store);
+    for (const auto& [path, notification] : m_entries)
+        if (!m.store.Find(path))
+            m.store.Put(path, notification);
+    m_entries.clear();
+}
+
+bool DeletedFiles::OpenIndex()
+{
+    m_index.SetDBFilePath(m.indexDB);
+    if (m_index.Open(1, 0, 0) && m_index.GetLastJobData(m_lastJob))
+        return true;
+    g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Deletions wait, the index cannot be used: %s",
+                      m_index.GetLastDbErrorText().GetString());
+    return false;
+}
+
+// False when the watcher is to stop; the entry is then as if it had not been looked at.
+bool DeletedFiles::CollectEntry(const CString& path, const Notification& notification)
+{
+    const auto stopped = [&] {
+        if (m.stop.IsSet())
+            g_OrbLog.Log(L"Used Aborted, stop Filling Que");
+        return m.stop.IsSet();
+    };
+    if (stopped())
+        return false;
+    const std::vector<std::uint64_t> ids = IdsOf(path);
+    g_OrbLog.Log(L"Filtering Deleted items");
+    const std::size_t before = m_records.size();
+    for (const std::uint64_t id : ids) {
+        if (stopped()) {
+            m_records.resize(before);
+            return false;
+        }
+        CachedDatum datum;
+        const bool known = CIndexDB::GetCachedData(id, datum);
+        if (!known || (datum.flags & CachedDatum::NoDeleteRecord)) {
+            g_OrbLog.Log(L"Skip : %s", known ? datum.path.GetString() : path.GetString());
+            continue;
+        }
+        g_OrbLog.Log(L"New deleted item");
+        g_OrbLog.Log(L"File: %I64d", id);
+        m_records.push_back({{id, notification.timeStamp, 0}, datum.path});
+    }
+    return true;
+}
+
+std::vector<std::uint64_t> DeletedFiles::IdsOf(const CString& path)
+{
+    std::vector<std::uint64_t> ids{CIndexDB::CalculateUuid(path)};
+    CachedDatum datum;
+    if (!CIndexDB::GetCachedData(ids.front(), datum) || !(datum.flags & CachedDatum::Folder))
+        return ids;
+    g_OrbLog.Log(L"Getting children for folder %s", path.GetString());
+    if (m_index.BeginFolderChildrenRead(path))
+        for (std::uint64_t id = 0; m_index.ReadRow(id);)
+            ids.push_back(id);
+    return ids;
+}
+
+// During a backup the records join its job.
+bool DeletedFiles::Write()
+{
+    const bool newJob = !COrbWatcher::IsBackupRunning();
+    SettingsDatum job = m_lastJob;
+    if (newJob) {
+        job = SettingsDatum();
+        job.jobId = m_lastJob.jobId + 1;
+        job.startTime = m.clock->Seconds();
+    }
+    if (!m_index.BeginBatch() || !WriteRecords(job, newJob) || !m_index.CommitBatch()) {
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Deletions wait, they could not be written: %s",
+                          m_index.GetLastDbErrorText().GetString());
+        return false;
+    }
+    Tell(job.jobId);
+    Export();
+    return true;
+}
+
+bool DeletedFiles::WriteRecords(SettingsDatum& job, bool newJob)
+{
+    if (newJob && !m_index.Insert(job))
+        return false;
+    for (Record& record : m_records) {
+        record.datum.jobId = job.jobId;
+        if (!m_index.InsertEx(record.datum, 0, nullptr, false))
+            return false;
+    }
+    if (!newJob)
+        return true;
+    job.endTime = m.clock->Seconds();
+    job.itemCount = static_cast<std::int64_t>(m_records.size());
+    job.flags |= SettingsDatum::Completed;
+    return m_index.Update(job);
+}
+
+void DeletedFiles::Tell(std::int32_t job) const
+{
+    for (const Record& record : m_records)
+        if (m.deletionListener)
+            m.deletionListener({record.path, record.datum.id, job});
+}
+
+void DeletedFiles::Export()
+{
+    const CString path = ExportPath();
+    if (path.IsEmpty() || !m_index.ExportToTransaction(path, 1))
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"The deletions could not be exported to %s: %s",
+                          path.GetString(), m_index.GetLastDbErrorText().GetString());
+}
+
+CString DeletedFiles::ExportPath()
+{
+    if (GetMainSettings().IsOnline()) {
+        int number = 0;
+        return m.online->GetTransactionXml(number, false, true);
+    }
+    const CString& folder = m.destBackupFolderDB;
+    if (folder.IsEmpty())
+        return CString();
+    if (!PathFileExistsW(folder))
+        SHCreateDirectoryExW(nullptr, folder, nullptr);
+    CString path;
+    for (int number = 0; path.IsEmpty() || PathFileExistsW(path); ++number)
+        path.Format(L"%s\\Index.tdb.%d", folder.GetString(), number);
+    return path;
+}

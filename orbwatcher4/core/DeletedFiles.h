@@ -1,0 +1,48 @@
+// Turns pending deletions into delete records of the index, and exports them.
+//
+// One object does one processing, on one thread, inside the watcher's deleted-files
+// lock. What is to be written is settled first, with the cache of the index alone;
+// then it is written in one go, with no lock of the watcher held deeper than that.
+#pragma once
+
+#include "companions/indexdb/OrbIndexDB.h"
+#include "orbwatcher4/core/Notification.h"
+
+#include <map>
+#include <vector>
+
+struct WatcherState;
+
+class DeletedFiles
+{
+public:
+    explicit DeletedFiles(WatcherState& state) : m(state) {}
+
+    void Process();
+
+private:
+    using Entries = std::map<CString, NotificationPtr>;
+
+    struct Record {
+        DeleteDatum datum;
+        CString path;
+    };
+
+    void TakeVanished();
+    bool OpenIndex();
+    bool CollectEntry(const CString& path, const Notification& notification);
+    std::vector<std::uint64_t> IdsOf(const CString& path);
+    bool Write();
+    bool WriteRecords(SettingsDatum& job, bool newJob);
+    void Tell(std::int32_t job) const;
+    void Export();
+    CString ExportPath();
+    void GiveBack();
+
+    WatcherState& m;
+    Entries m_entries; // what is still to be settled
+    Entries m_settled; // what the collected records stand for
+    std::vector<Record> m_records;
+    CIndexDB m_index;
+    SettingsDatum m_lastJob;
+};
