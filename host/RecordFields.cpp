@@ -192,6 +192,11 @@ std::string RecordFields::PendingLine(const QueueDatum& datum)
     return line + "\n";
 }
 
+Json RecordFields::OfDeletion(const DeletionRecord& record)
+{
+    return {{"path", ToUtf8(record.path.View())}, {"id", HexDigits(record.id)}, {"job", record.job}};
+}
+
 Json RecordFields::OfExplanation(const std::wstring& path, const PathExplanation& explanation)
 {
     Json rules = Json::array();

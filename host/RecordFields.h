@@ -18,6 +18,7 @@ nlohmann::ordered_json OfPending(const QueueDatum& datum);
 std::string PendingLine(const QueueDatum& datum);
 
 // `path` as it was asked for.
+nlohmann::ordered_json OfDeletion(const DeletionRecord& record);
 nlohmann::ordered_json OfExplanation(const std::wstring& path, const PathExplanation& explanation);
 std::string ExplanationLines(const std::wstring& path, const PathExplanation& explanation);
 

@@ -57,6 +57,14 @@ void RecordWriter::Explain(const std::wstring& path, const PathExplanation& expl
         Print(m_data, RecordFields::ExplanationLines(path, explanation));
 }
 
+void RecordWriter::Deleted(const DeletionRecord& record)
+{
+    if (m_json)
+        WriteJson(m_data, "deleted", RecordFields::OfDeletion(record));
+    else
+        Print(m_data, "deleted " + ToUtf8(record.path.View()) + "\n");
+}
+
 void RecordWriter::Collected(std::int64_t pending)
 {
     if (m_json)

@@ -3,6 +3,7 @@
 #include "companions/indexdb/OrbIndexDB.h"
 #include "companions/settings/OrbSettings.h"
 #include "host/Console.h"
+#include "host/DeletionQueue.h"
 #include "host/DirectoryOpener.h"
 #include "host/LibraryMessages.h"
 
@@ -79,8 +80,10 @@ std::wstring DumpPath()
 class WatchRun
 {
 public:
-    WatchRun(COrbWatcher& watcher, CIndexDB& index, const WatchOptions& options, RecordWriter& writer)
+    WatchRun(COrbWatcher& watcher, DeletionQueue& deletions, CIndexDB& index, const WatchOptions& options,
+             RecordWriter& writer)
         : m_watcher(watcher),
+          m_deletions(deletions),
           m_index(index),
           m_options(options),
           m_writer(writer),
@@ -97,6 +100,7 @@ public:
         m_opener.Close();
         const std::int64_t pending = m_watcher.GetTotalFilesInMem();
         m_watcher.DeInit();
+        TellDeletions();
         TellMessages();
         if (!m_watcher.IsPendingKept()) {
             m_writer.Error(L"what is pending could not be kept for the next start", DumpPath());
@@ -141,8 +145,10 @@ private:
                 // A long queue keeps nobody from the drives that come meanwhile.
                 if (Seconds() - m_followedAt > 1)
                     FollowRoots();
+                TellDeletions();
                 continue;
             }
+            TellDeletions();
             FollowRoots();
             TellMessages();
             if (quiet && IsQuiet())
@@ -172,6 +178,17 @@ private:
         m_selection.TellWhatIsNotWatched(roots, m_writer);
         m_writer.Roots(roots);
         m_last = Seconds();
+    }
+
+    // A service that has dealt with a deletion forgets the item: a file that returns is a new one.
+    void TellDeletions()
+    {
+        for (const DeletionRecord& record : m_deletions.Take()) {
+            m_writer.Deleted(record);
+            m_last = Seconds();
+            if (m_options.record && !m_index.ForgetItem(record.path))
+                TellUnrecorded(record.path.GetString());
+        }
     }
 
     void TellMessages()
@@ -228,15 +245,21 @@ private:
         ItemDatum item;
         item.path = datum.path;
         item.kind = datum.flags & QueueFlags::Directory ? 1 : 0;
+        item.flags = item.kind ? CachedDatum::Folder : 0;
         item.modificationTime = static_cast<std::uint64_t>(datum.modificationTime);
-        if (m_index.RecordItem(item))
-            return;
+        if (!m_index.RecordItem(item))
+            TellUnrecorded(datum.path);
+    }
+
+    void TellUnrecorded(const wchar_t* path)
+    {
         m_recordingFailed = true;
         m_writer.Error(L"cannot be recorded in the index: " + std::wstring(m_index.GetLastDbErrorText().GetString()),
-                       datum.path);
+                       path);
     }
 
     COrbWatcher& m_watcher;
+    DeletionQueue& m_deletions;
     CIndexDB& m_index;
     const WatchOptions& m_options;
     RecordWriter& m_writer;
@@ -267,8 +290,10 @@ ExitCode RunWatch(const WatchOptions& options, RecordWriter& writer)
     watcher.SetIndexDB(options.index.c_str());
     watcher.SetDestBackupFolderDB(options.destination.c_str());
     watcher.EnableBackupHiddenFiles(options.hidden);
+    DeletionQueue deletions;
+    deletions.ListenTo(watcher);
     watcher.Resume();
     const StopScope stop(watcher);
     watcher.StartWatch();
-    return WatchRun(watcher, index, options, writer).Run();
+    return WatchRun(watcher, deletions, index, options, writer).Run();
 }

@@ -54,6 +54,33 @@ TEST_F(WatchIndex, WithRecordAnUnchangedFileIsDroppedAndAChangedOneIsNoLongerNew
     EXPECT_EQ(host->Finish(), 130);
 }
 
+TEST_F(WatchIndex, ADeletedFolderIsToldWithWhatTheIndexHeldBelowIt)
+{
+    const auto host = StartWatch({L"--record"});
+    const std::wstring file = Write(L"gone\\deep\\f.txt", "x");
+    ASSERT_FALSE(host->WaitForPath(file).empty());
+    std::filesystem::rename(InTree(L"gone"), Path(L"elsewhere"));
+    const Json folderRecord = host->WaitFor([&](const Json& record) {
+        return record.value("type", "") == "deleted" && record.value("path", "") == Utf8(InTree(L"gone"));
+    });
+    ASSERT_FALSE(folderRecord.empty());
+    EXPECT_EQ(folderRecord.value("id", "").size(), 16u);
+    const Json fileRecord = host->WaitFor([&](const Json& record) {
+        return record.value("type", "") == "deleted" && record.value("path", "") == Utf8(file);
+    });
+    EXPECT_EQ(fileRecord.value("job", 0), folderRecord.value("job", -1));
+    // A file that returns is a new one.
+    std::filesystem::rename(Path(L"elsewhere"), InTree(L"gone"));
+    const Json again = host->WaitFor([&](const Json& record) {
+        return record.value("type", "") == "pending" && record.value("path", "") == Utf8(file) &&
+               record.value("seq", 0) > fileRecord.value("seq", 0);
+    });
+    ASSERT_FALSE(again.empty());
+    EXPECT_TRUE(IsNew(again));
+    host->Interrupt();
+    EXPECT_EQ(host->Finish(), 130);
+}
+
 TEST_F(WatchIndex, AMissingIndexIsMadeAlsoWithoutRecord)
 {
     HostProcess host(Watch({L"--until-quiet", L"0.2"}));
