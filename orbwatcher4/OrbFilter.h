@@ -14,6 +14,7 @@
 #include "orbwatcher4/ExtProperties.h"
 #include "orbwatcher4/SmartScanCaller.h"
 #include "orbwatcher4/filter/Filter.h"
+#include "orbwatcher4/filter/ScanLists.h"
 
 #include <sparsehash/dense_hash_set>
 
@@ -120,13 +121,21 @@ public:
     // Every rule of the drive, in order.
     FilterList RulesOf(const wchar_t* drive) const;
 
-    // --- Walking. Progress and finds go to the caller; takes effect with the first enumeration. ---
+    // --- Walking. Progress and finds go to the caller, with no lock held. No directory is walked twice until the
+    // set of scanned directories is emptied. What cannot be read is logged and does not end a walk. ---
 
+    // One file or folder. False when there is none, when a single file cannot be opened, and when the caller aborted.
     bool ScanDirectory(const wchar_t* path, const wchar_t* pattern, bool includeHidden, SmartScanCaller* caller,
                        bool recurse);
     // `context` is an abort event or null. False only when it was set or the caller aborted.
+    // recurse false: what the rules of the path's drive select; true: everything below the path, with an empty set
+    // of scanned directories. The pattern is for names of files.
     bool SmartScanDirectory(const wchar_t* path, const wchar_t* pattern, bool includeHidden, SmartScanCaller* caller,
                             void* context, bool recurse);
+    // The same in two steps, for rules that may be edited while the walk runs: they are read by the first one only.
+    ScanLists CollectScanLists(const wchar_t* drive) const;
+    bool ScanSelection(const ScanLists& lists, const wchar_t* pattern, bool includeHidden, SmartScanCaller* caller,
+                       void* context);
     // A path that runs through a known junction is rewritten to the junction's destination.
     void UpdateJunctionDestination(CString& path);
     // Forgets the scanned directories; the junctions stay known.
@@ -147,7 +156,7 @@ public:
     bool NetworkInclude() const { return m_networkInclude; }
 
 private:
-    friend class JunctionAccess; // tests and the walk fill the cache through it
+    friend class JunctionAccess; // the walk, and tests, fill the cache through it
 
     using RuleMap = std::map<CString, FilterList, RootBefore>;
 

@@ -1,6 +1,8 @@
 // Who is told what a walk over directories finds.
 #pragma once
 
+#include <cstdint>
+
 // All three are called on the walking thread.
 class SmartScanCaller
 {

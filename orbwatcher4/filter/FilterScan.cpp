@@ -1,7 +1,117 @@
-// The walks of OrbFilter. They take effect together with the first enumeration;
-// until then a walk finds nothing and ends well.
+// The walks of OrbFilter.
+#include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/OrbFilter.h"
+#include "orbwatcher4/core/Impersonation.h"
+#include "orbwatcher4/filter/Junctions.h"
+#include "orbwatcher4/filter/ReparsePoint.h"
+#include "orbwatcher4/filter/SelectionWalk.h"
+#include "support/Handle.h"
+#include "support/Privileges.h"
+#include "support/SystemPath.h"
 
-bool OrbFilter::ScanDirectory(const wchar_t*, const wchar_t*, bool, SmartScanCaller*, bool) { return true; }
+namespace
+{
 
-bool OrbFilter::SmartScanDirectory(const wchar_t*, const wchar_t*, bool, SmartScanCaller*, void*, bool) { return true; }
+CString PatternOrAll(const wchar_t* pattern) { return pattern && *pattern ? pattern : L"*"; }
+
+// What a backup may read, a walk must see; the caller's own thread keeps its rights.
+class BackupRights
+{
+public:
+    BackupRights()
+    {
+        EnableThreadPrivilege(L"SeBackupPrivilege");
+        EnableThreadPrivilege(L"SeRestorePrivilege");
+    }
+
+private:
+    const CallerTokenScope m_caller;
+};
+
+bool ReportSingleFile(const wchar_t* path, SmartScanCaller* caller)
+{
+    const FileHandle file(CreateFileW(SystemPath(path), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                      OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    LARGE_INTEGER size;
+    if (!file || !GetFileSizeEx(file.Get(), &size))
+        return false;
+    if (caller)
+        caller->FileFoundCallback(path, static_cast<unsigned __int64>(size.QuadPart));
+    return true;
+}
+
+// The folder that is walked from is entered also when it is known, and by its own name when it is a link.
+void AddRoot(OrbFilter& filter, ScanDisk& disk, const CString& folder)
+{
+    CString destination = folder;
+    if (GetReparseDestination(disk, folder, 0, destination) == ReparseResult::NoLink)
+        JunctionAccess::Forget(filter, folder);
+    JunctionAccess::AddScanned(filter, destination);
+}
+
+bool WalkFrom(OrbFilter& filter, const wchar_t* path, SmartScanCaller* caller, const WalkOptions& options, bool recurse)
+{
+    ScanDisk disk;
+    DirectoryWalk walk(filter, disk, caller, options);
+    if (!recurse)
+        return walk.WalkFiles(path);
+    AddRoot(filter, disk, path);
+    return walk.WalkTree(path);
+}
+
+} // namespace
+
+bool OrbFilter::ScanDirectory(const wchar_t* path, const wchar_t* pattern, bool includeHidden, SmartScanCaller* caller,
+                              bool recurse)
+{
+    const DWORD attributes = ScanDisk().Attributes(path);
+    if (attributes == INVALID_FILE_ATTRIBUTES)
+        return false;
+    if (!(attributes & FILE_ATTRIBUTE_DIRECTORY))
+        return ReportSingleFile(path, caller);
+    WalkOptions options;
+    options.listPattern = PatternOrAll(pattern);
+    options.includeHidden = includeHidden;
+    return WalkFrom(*this, path, caller, options, recurse);
+}
+
+bool OrbFilter::SmartScanDirectory(const wchar_t* path, const wchar_t* pattern, bool includeHidden,
+                                   SmartScanCaller* caller, void* context, bool recurse)
+{
+    if (!recurse)
+        return ScanSelection(CollectScanLists(path), pattern, includeHidden, caller, context);
+    const BackupRights rights;
+    ClearJunctionCache();
+    WalkOptions options;
+    options.filePattern = PatternOrAll(pattern);
+    options.includeHidden = includeHidden;
+    options.abort = context;
+    return WalkFrom(*this, path, caller, options, true);
+}
+
+bool OrbFilter::ScanSelection(const ScanLists& lists, const wchar_t* pattern, bool includeHidden,
+                              SmartScanCaller* caller, void* context)
+{
+    const BackupRights rights;
+    WalkOptions options;
+    options.filePattern = PatternOrAll(pattern);
+    options.includeHidden = includeHidden;
+    options.abort = context;
+    ScanDisk disk;
+    return SelectionWalk(*this, disk, lists, caller, options).Run();
+}
+
+ScanLists OrbFilter::CollectScanLists(const wchar_t* drive) const
+{
+    ScanLists lists;
+    for (const FilterPtr& rule : RulesOf(drive)) {
+        const bool included = rule->incEx == WatcherEnum::Include;
+        if (included && rule->type == 0)
+            lists.files.push_back(rule->path);
+        else if (included)
+            lists.roots.push_back({rule->path, rule->includeSub});
+        else if (rule->type != 0 && rule->includeSub && rule->mask.IsEmpty())
+            lists.exclusions.push_back(rule->path);
+    }
+    return lists;
+}

@@ -1,22 +1,25 @@
 // What OrbFilter remembers of the directories that a walk has seen.
+#include "orbwatcher4/filter/Junctions.h"
+
 #include "orbwatcher4/OrbFilter.h"
+#include "orbwatcher4/filter/ScanBounds.h"
 #include "support/CaseFold.h"
 #include "support/Hashes.h"
 
 namespace
 {
 
-void EndInBackslash(CString& path)
-{
-    if (path.IsEmpty() || path[path.GetLength() - 1] != L'\\')
-        path += L'\\';
-}
+// A junction's key in the cache.
+CString JunctionKey(const CString& junction) { return AsFolder(junction).MakeLower(); }
+
+// No directory has a star in its name.
+std::uint64_t FilesKey(const CString& folder) { return PathHash64((AsFolder(folder) + L'*').View()); }
 
 } // namespace
 
 bool OrbFilter::AddScannedDirectory(CString& dir)
 {
-    EndInBackslash(dir);
+    dir = AsFolder(dir);
     const std::uint64_t key = PathHash64(dir.View());
     const WriteScope scope(m_lock);
     return m_scanned.insert(key).second;
@@ -24,10 +27,9 @@ bool OrbFilter::AddScannedDirectory(CString& dir)
 
 void OrbFilter::RememberJunction(const CString& junction, const CString& destination)
 {
-    CString key = junction;
-    EndInBackslash(key);
+    const CString key = JunctionKey(junction);
     const WriteScope scope(m_lock);
-    m_junctions[key.MakeLower()] = destination;
+    m_junctions[key] = destination;
 }
 
 void OrbFilter::UpdateJunctionDestination(CString& path)
@@ -37,10 +39,7 @@ void OrbFilter::UpdateJunctionDestination(CString& path)
     for (const auto& [junction, destination] : m_junctions) {
         if (!BeginsNoCase(path.View(), junction.View()))
             continue;
-        CString mapped = destination;
-        EndInBackslash(mapped);
-        mapped += path.Mid(junction.GetLength());
-        path = mapped;
+        path = AsFolder(destination) + path.Mid(junction.GetLength());
         return;
     }
 }
@@ -50,4 +49,52 @@ void OrbFilter::ClearJunctionCache()
     const WriteScope scope(m_lock);
     if (!m_scanned.empty())
         m_scanned.clear();
+}
+
+bool JunctionAccess::AddScanned(OrbFilter& filter, CString& folder) { return filter.AddScannedDirectory(folder); }
+
+bool JunctionAccess::IsScanned(OrbFilter& filter, const CString& folder)
+{
+    const std::uint64_t key = PathHash64(AsFolder(folder).View());
+    const ReadScope scope(filter.m_lock);
+    return filter.m_scanned.count(key) != 0;
+}
+
+void JunctionAccess::AddFilesReported(OrbFilter& filter, const CString& folder)
+{
+    const std::uint64_t key = FilesKey(folder);
+    const WriteScope scope(filter.m_lock);
+    filter.m_scanned.insert(key);
+}
+
+bool JunctionAccess::AreFilesReported(OrbFilter& filter, const CString& folder)
+{
+    const std::uint64_t key = FilesKey(folder);
+    const ReadScope scope(filter.m_lock);
+    return filter.m_scanned.count(key) != 0;
+}
+
+void JunctionAccess::Remember(OrbFilter& filter, const CString& junction, const CString& destination)
+{
+    filter.RememberJunction(junction, destination);
+}
+
+void JunctionAccess::Correct(OrbFilter& filter, const CString& junction, const CString& destination)
+{
+    const CString key = JunctionKey(junction);
+    const WriteScope scope(filter.m_lock);
+    if (const auto found = filter.m_junctions.find(key); found != filter.m_junctions.end())
+        found->second = destination;
+}
+
+void JunctionAccess::Forget(OrbFilter& filter, const CString& folder)
+{
+    const CString key = JunctionKey(folder);
+    {
+        const ReadScope scope(filter.m_lock); // hardly any folder was a junction once
+        if (!filter.m_junctions.contains(key))
+            return;
+    }
+    const WriteScope scope(filter.m_lock);
+    filter.m_junctions.erase(key);
 }

@@ -1,18 +1,8 @@
 // The rule set itself.
 #include "orbwatcher4/OrbFilter.h"
+#include "orbwatcher4/filter/Junctions.h"
 #include "tests/filter/FolderRule.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
-
-// Reaches the junction cache as the walk does.
-class JunctionAccess
-{
-public:
-    static bool AddScanned(OrbFilter& filter, CString& folder) { return filter.AddScannedDirectory(folder); }
-    static void Remember(OrbFilter& filter, const wchar_t* junction, const wchar_t* destination)
-    {
-        filter.RememberJunction(junction, destination);
-    }
-};
 
 namespace
 {

@@ -1,0 +1,182 @@
+#include "orbwatcher4/filter/DirectoryWalk.h"
+
+#include "companions/logging/OrbLogging.h"
+#include "orbwatcher4/filter/Junctions.h"
+#include "orbwatcher4/filter/ReparsePoint.h"
+#include "support/Wildcard.h"
+
+#include <shlwapi.h>
+
+namespace
+{
+
+bool IsDots(const wchar_t* name) { return name[0] == L'.' && (name[1] == 0 || (name[1] == L'.' && name[2] == 0)); }
+
+bool IsFolder(DWORD attributes)
+{
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
+}
+
+void LogKnown(const CString& folder, const CString& destination)
+{
+    g_OrbLog.Log(L"Skipping already-scanned directory %s mapping to %s", folder.GetString(), destination.GetString());
+}
+
+} // namespace
+
+DirectoryWalk::DirectoryWalk(OrbFilter& filter, ScanDisk& disk, SmartScanCaller* caller, const WalkOptions& options)
+    : m_filter(filter),
+      m_disk(disk),
+      m_caller(caller),
+      m_options(options)
+{
+}
+
+bool DirectoryWalk::IsAborted() const
+{
+    return m_options.abort && WaitForSingleObject(m_options.abort, 0) != WAIT_TIMEOUT;
+}
+
+bool DirectoryWalk::MayEnter(DWORD attributes, bool includeHidden)
+{
+    // The system's own junctions lead old names to new places: what they show is met there.
+    constexpr DWORD systemJunction = FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM;
+    if ((attributes & systemJunction) == systemJunction)
+        return false;
+    return includeHidden || !(attributes & FILE_ATTRIBUTE_HIDDEN);
+}
+
+bool DirectoryWalk::WalkTree(const CString& folder)
+{
+    if (IsAborted())
+        return false;
+    Begin(folder);
+    m_folders.push_back(m_root);
+    while (!m_folders.empty()) {
+        const CString next = m_folders.back();
+        m_folders.pop_back();
+        if (IsAborted() || !ReadFolder(next, true))
+            return false;
+    }
+    return true;
+}
+
+bool DirectoryWalk::WalkFiles(const CString& folder)
+{
+    if (IsAborted())
+        return false;
+    Begin(folder);
+    return ReadFolder(m_root, false);
+}
+
+void DirectoryWalk::Begin(const CString& root)
+{
+    m_root = AsFolder(root);
+    if (m_caller)
+        m_caller->FolderFoundCallback(m_root);
+}
+
+bool DirectoryWalk::TakeFile(const CString& path, unsigned __int64 size)
+{
+    if (!MayGoOn())
+        return false;
+    if (!MatchesPattern(PathFindFileNameW(path)) || !m_singleFiles.insert(path).second)
+        return true;
+    if (m_caller)
+        m_caller->FileFoundCallback(path, size);
+    return true;
+}
+
+bool DirectoryWalk::MayGoOn() { return !IsAborted() && (!m_caller || m_caller->ProgressCallback()); }
+
+bool DirectoryWalk::ReadFolder(const CString& folder, bool withSubFolders)
+{
+    const bool withFiles = folder == m_root || !JunctionAccess::AreFilesReported(m_filter, folder);
+    bool goOn = true;
+    const DWORD error = m_disk.List(folder, m_options.listPattern, [&](const WIN32_FIND_DATAW& data) {
+        goOn = MayGoOn();
+        if (!goOn || IsDots(data.cFileName))
+            return goOn;
+        const bool isFolder = (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+        if (isFolder && withSubFolders)
+            TakeFolder(folder + data.cFileName + L'\\', data.dwFileAttributes);
+        else if (!isFolder && withFiles)
+            ReportFile(folder, data);
+        return true;
+    });
+    if (error)
+        g_OrbLog.WriteLog(2, L"OrbFilter", __LINE__, L"The folder %s could not be read to its end: %d",
+                          folder.GetString(), error);
+    if (goOn && !error && !withSubFolders)
+        JunctionAccess::AddFilesReported(m_filter, folder);
+    return goOn;
+}
+
+void DirectoryWalk::ReportFile(const CString& folder, const WIN32_FIND_DATAW& data)
+{
+    if (!m_caller || !MatchesPattern(data.cFileName))
+        return;
+    const CString path = folder + data.cFileName;
+    const unsigned __int64 high = data.nFileSizeHigh;
+    if (m_singleFiles.empty() || !m_singleFiles.contains(path))
+        m_caller->FileFoundCallback(path, high << 32 | data.nFileSizeLow);
+}
+
+void DirectoryWalk::TakeFolder(CString folder, DWORD attributes)
+{
+    if (!MayEnter(attributes, m_options.includeHidden))
+        return;
+    if (m_options.bounds && m_options.bounds->IsExcluded(folder))
+        return;
+    CString destination;
+    switch (GetReparseDestination(m_disk, folder, attributes, destination)) {
+    case ReparseResult::NoLink:
+        return TakePlainFolder(folder);
+    case ReparseResult::Leads:
+        return TakeLink(folder, destination);
+    case ReparseResult::Unusable:
+        return;
+    }
+}
+
+void DirectoryWalk::TakePlainFolder(CString& folder)
+{
+    JunctionAccess::Forget(m_filter, folder);
+    if (!JunctionAccess::AddScanned(m_filter, folder))
+        return LogKnown(folder, folder);
+    // A rule may spell the folder in other letters, which the set of scanned directories tells apart beyond Z.
+    if (const CString* spelling = m_options.bounds ? m_options.bounds->RootSpelling(folder) : nullptr) {
+        CString root = *spelling;
+        JunctionAccess::AddScanned(m_filter, root);
+    }
+    Push(folder);
+}
+
+void DirectoryWalk::TakeLink(const CString& link, CString& destination)
+{
+    if (!IsFolder(m_disk.Attributes(destination))) {
+        g_OrbLog.Log(L"Skipping invalid junction point %s mapping to %s", link.GetString(), destination.GetString());
+        return;
+    }
+    if (m_options.bounds && m_options.bounds->CoverOf(destination) == ScanBounds::Cover::Excluded)
+        return;
+    if (!JunctionAccess::AddScanned(m_filter, destination)) {
+        JunctionAccess::Correct(m_filter, link, destination);
+        return LogKnown(link, destination);
+    }
+    JunctionAccess::Remember(m_filter, link, destination);
+    Push(destination);
+}
+
+void DirectoryWalk::Push(const CString& folder)
+{
+    m_folders.push_back(folder);
+    if (m_caller && !JunctionAccess::AreFilesReported(m_filter, folder))
+        m_caller->FolderFoundCallback(folder);
+}
+
+bool DirectoryWalk::MatchesPattern(const wchar_t* name) const
+{
+    const std::wstring_view pattern = m_options.filePattern.View();
+    return pattern == L"*" || pattern == L"*.*" || MatchWildcard(pattern, name); // the system's "*.*" needs no dot
+}

@@ -1,0 +1,55 @@
+// A walk over directory trees, link by link and without recursion. One thread uses an object.
+#pragma once
+
+#include "orbwatcher4/SmartScanCaller.h"
+#include "orbwatcher4/filter/ScanBounds.h"
+#include "orbwatcher4/filter/ScanDisk.h"
+
+#include <vector>
+
+class OrbFilter;
+
+struct WalkOptions {
+    CString listPattern = L"*"; // for the system: also hides sub-folders that do not match
+    CString filePattern = L"*"; // for names of files alone
+    bool includeHidden = false; // hidden folders; hidden files are always reported
+    HANDLE abort = nullptr;     // an event; null: nobody aborts
+    const ScanBounds* bounds = nullptr;
+};
+
+class DirectoryWalk
+{
+public:
+    // All of them must outlive the walk; `caller` may be null.
+    DirectoryWalk(OrbFilter& filter, ScanDisk& disk, SmartScanCaller* caller, const WalkOptions& options);
+
+    // Walks from `folder`, known or not. False when the walk was aborted; later calls must not follow.
+    bool WalkTree(const CString& folder);
+    // What lies in `folder` itself.
+    bool WalkFiles(const CString& folder);
+    // Reports a file that is selected by its own path, and reports it no more when a folder brings it again.
+    bool TakeFile(const CString& path, unsigned __int64 size);
+
+    bool IsAborted() const;
+    // Whether a sub-folder with these attributes may be entered at all.
+    static bool MayEnter(DWORD attributes, bool includeHidden);
+
+private:
+    void Begin(const CString& root);
+    bool MayGoOn();
+    bool ReadFolder(const CString& folder, bool withSubFolders);
+    void ReportFile(const CString& folder, const WIN32_FIND_DATAW& data);
+    void TakeFolder(CString folder, DWORD attributes);
+    void TakePlainFolder(CString& folder);
+    void TakeLink(const CString& link, CString& destination);
+    void Push(const CString& folder);
+    bool MatchesPattern(const wchar_t* name) const;
+
+    OrbFilter& m_filter;
+    ScanDisk& m_disk;
+    SmartScanCaller* const m_caller;
+    const WalkOptions m_options;
+    CString m_root;
+    std::vector<CString> m_folders; // still to be read
+    FoldedSet m_singleFiles;        // reported by TakeFile
+};

@@ -1,0 +1,116 @@
+#include "orbwatcher4/filter/SelectionWalk.h"
+
+#include "companions/logging/OrbLogging.h"
+#include "orbwatcher4/filter/Junctions.h"
+#include "orbwatcher4/filter/ReparsePoint.h"
+
+#include <algorithm>
+#include <tuple>
+
+namespace
+{
+
+WalkOptions WithBounds(WalkOptions options, const ScanBounds& bounds)
+{
+    options.bounds = &bounds;
+    return options;
+}
+
+auto DepthOf(const CString& folder)
+{
+    const std::wstring_view path = folder.View();
+    return std::count(path.begin(), path.end(), L'\\');
+}
+
+} // namespace
+
+SelectionWalk::SelectionWalk(OrbFilter& filter, ScanDisk& disk, const ScanLists& lists, SmartScanCaller* caller,
+                             WalkOptions options)
+    : m_filter(filter),
+      m_disk(disk),
+      m_lists(lists),
+      m_bounds(lists),
+      m_walk(filter, disk, caller, WithBounds(options, m_bounds))
+{
+    for (const ScanLists::Root& root : lists.roots)
+        AddStart(root);
+    // The widest roots come first, so that a folder is never known before its sub-folders are walked; links come
+    // after the plain folders, which are walked under the names that the rules have for them.
+    std::stable_sort(m_starts.begin(), m_starts.end(), [](const Start& left, const Start& right) {
+        return std::tuple(!left.includeSub, left.IsLink(), DepthOf(left.folder)) <
+               std::tuple(!right.includeSub, right.IsLink(), DepthOf(right.folder));
+    });
+}
+
+void SelectionWalk::AddStart(const ScanLists::Root& root)
+{
+    Start start{AsFolder(root.path), AsFolder(root.path), root.includeSub};
+    if (m_bounds.IsExcluded(start.folder))
+        return;
+    const DWORD attributes = m_disk.Attributes(start.folder);
+    if (attributes == INVALID_FILE_ATTRIBUTES || !(attributes & FILE_ATTRIBUTE_DIRECTORY)) {
+        g_OrbLog.Log(L"The selected folder %s cannot be walked: %d", start.folder.GetString(), GetLastError());
+        return;
+    }
+    CString destination;
+    switch (GetReparseDestination(m_disk, start.folder, attributes, destination)) {
+    case ReparseResult::Unusable:
+        return;
+    case ReparseResult::Leads:
+        start.destination = AsFolder(destination);
+        break;
+    case ReparseResult::NoLink:
+        break;
+    }
+    m_starts.push_back(start);
+}
+
+bool SelectionWalk::Run()
+{
+    return TakeFiles() && std::all_of(m_starts.begin(), m_starts.end(), [&](Start& start) { return TakeStart(start); });
+}
+
+bool SelectionWalk::TakeFiles()
+{
+    for (const CString& file : m_lists.files) {
+        const std::optional<unsigned __int64> size = m_disk.FileSize(file);
+        if (!size)
+            g_OrbLog.Log(L"The selected file %s is not there", file.GetString());
+        else if (!m_walk.TakeFile(file, *size))
+            return false;
+    }
+    return true;
+}
+
+bool SelectionWalk::IsWalkedAlready(const Start& start) const
+{
+    if (JunctionAccess::IsScanned(m_filter, start.folder))
+        return true;
+    if (!start.IsLink())
+        return false;
+    // A link that leads to what no rule names is the only name by which its files are selected: it is walked although
+    // some junction has led there before.
+    return m_linkTargets.contains(start.destination) ||
+           (JunctionAccess::IsScanned(m_filter, start.destination) &&
+            m_bounds.CoverOf(start.destination) == ScanBounds::Cover::Walked);
+}
+
+bool SelectionWalk::TakeStart(Start& start)
+{
+    if (m_walk.IsAborted())
+        return false;
+    if (IsWalkedAlready(start)) {
+        g_OrbLog.Log(L"Skipping already-scanned directory %s mapping to %s", start.folder.GetString(),
+                     start.destination.GetString());
+        return true;
+    }
+    if (!start.includeSub)
+        return JunctionAccess::AreFilesReported(m_filter, start.folder) || m_walk.WalkFiles(start.folder);
+    JunctionAccess::AddScanned(m_filter, start.folder);
+    JunctionAccess::AddScanned(m_filter, start.destination);
+    if (start.IsLink())
+        m_linkTargets.insert(start.destination);
+    else
+        JunctionAccess::Forget(m_filter, start.folder);
+    return m_walk.WalkTree(start.folder);
+}

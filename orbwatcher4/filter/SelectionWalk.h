@@ -1,0 +1,38 @@
+// Walks what a selection covers of one drive, each file once. One thread uses an object.
+#pragma once
+
+#include "orbwatcher4/filter/DirectoryWalk.h"
+
+#include <vector>
+
+class SelectionWalk
+{
+public:
+    // All of them must outlive the walk; `caller` may be null. The bounds of `options` are set here.
+    SelectionWalk(OrbFilter& filter, ScanDisk& disk, const ScanLists& lists, SmartScanCaller* caller,
+                  WalkOptions options);
+
+    // False when it was aborted.
+    bool Run();
+
+private:
+    struct Start {
+        CString folder;
+        CString destination; // of a link; the folder itself otherwise
+        bool includeSub = false;
+        bool IsLink() const { return folder != destination; }
+    };
+    void AddStart(const ScanLists::Root& root);
+    std::vector<Start> m_starts;
+
+    bool TakeFiles();
+    bool TakeStart(Start& start);
+    bool IsWalkedAlready(const Start& start) const;
+
+    OrbFilter& m_filter;
+    ScanDisk& m_disk;
+    const ScanLists& m_lists;
+    const ScanBounds m_bounds;
+    DirectoryWalk m_walk;
+    FoldedSet m_linkTargets; // of the roots that are links
+};
