@@ -40,23 +40,33 @@ bool ReportSingleFile(const wchar_t* path, SmartScanCaller* caller)
     return true;
 }
 
-// The folder that is walked from is entered also when it is known, and by its own name when it is a link.
-void AddRoot(OrbFilter& filter, ScanDisk& disk, const CString& folder)
+// The folder that is walked from is entered also when it is known, and by its own name when it is a link. One whose
+// sub-folders are not walked stays open for later walks.
+bool WalkFrom(OrbFilter& filter, const CString& folder, SmartScanCaller* caller, const WalkOptions& options,
+              bool recurse)
 {
+    ScanDisk disk;
     CString destination = folder;
     if (GetReparseDestination(disk, folder, 0, destination) == ReparseResult::NoLink)
         JunctionAccess::Forget(filter, folder);
-    JunctionAccess::AddScanned(filter, destination);
+    if (recurse)
+        JunctionAccess::AddScanned(filter, destination);
+    DirectoryWalk walk(filter, disk, caller, options);
+    return recurse ? walk.WalkTree(folder) : walk.WalkFiles(folder);
 }
 
-bool WalkFrom(OrbFilter& filter, const wchar_t* path, SmartScanCaller* caller, const WalkOptions& options, bool recurse)
+// A folder with everything below it, or a single file; nothing where nothing is.
+bool WalkAll(OrbFilter& filter, const wchar_t* path, SmartScanCaller* caller, const WalkOptions& options)
 {
     ScanDisk disk;
-    DirectoryWalk walk(filter, disk, caller, options);
-    if (!recurse)
-        return walk.WalkFiles(path);
-    AddRoot(filter, disk, path);
-    return walk.WalkTree(path);
+    const DWORD attributes = disk.Attributes(path);
+    if (attributes == INVALID_FILE_ATTRIBUTES) {
+        g_OrbLog.Log(L"%s cannot be walked: %d", path, GetLastError());
+        return true;
+    }
+    if (attributes & FILE_ATTRIBUTE_DIRECTORY)
+        return WalkFrom(filter, path, caller, options, true);
+    return DirectoryWalk(filter, disk, caller, options).TakeFile(path, disk.FileSize(path).value_or(0));
 }
 
 } // namespace
@@ -86,7 +96,7 @@ bool OrbFilter::SmartScanDirectory(const wchar_t* path, const wchar_t* pattern, 
     options.filePattern = PatternOrAll(pattern);
     options.includeHidden = includeHidden;
     options.abort = context;
-    return WalkFrom(*this, path, caller, options, true);
+    return WalkAll(*this, path, caller, options);
 }
 
 bool OrbFilter::ScanSelection(const ScanLists& lists, const wchar_t* pattern, bool includeHidden,

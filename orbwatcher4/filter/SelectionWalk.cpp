@@ -34,8 +34,8 @@ SelectionWalk::SelectionWalk(OrbFilter& filter, ScanDisk& disk, const ScanLists&
 {
     for (const ScanLists::Root& root : lists.roots)
         AddStart(root);
-    // The widest roots come first, so that a folder is never known before its sub-folders are walked; links come
-    // after the plain folders, which are walked under the names that the rules have for them.
+    // The widest roots come first, so that what lies inside them is met in the disk's own letters; links come after the
+    // plain folders, which are walked under the names that the rules have for them.
     std::stable_sort(m_starts.begin(), m_starts.end(), [](const Start& left, const Start& right) {
         return std::tuple(!left.includeSub, left.IsLink(), DepthOf(left.folder)) <
                std::tuple(!right.includeSub, right.IsLink(), DepthOf(right.folder));
@@ -104,13 +104,13 @@ bool SelectionWalk::TakeStart(Start& start)
                      start.destination.GetString());
         return true;
     }
+    if (!start.IsLink())
+        JunctionAccess::Forget(m_filter, start.folder);
     if (!start.includeSub)
         return JunctionAccess::AreFilesReported(m_filter, start.folder) || m_walk.WalkFiles(start.folder);
-    JunctionAccess::AddScanned(m_filter, start.folder);
-    JunctionAccess::AddScanned(m_filter, start.destination);
     if (start.IsLink())
         m_linkTargets.insert(start.destination);
-    else
-        JunctionAccess::Forget(m_filter, start.folder);
+    JunctionAccess::AddScanned(m_filter, start.folder);
+    JunctionAccess::AddScanned(m_filter, start.destination);
     return m_walk.WalkTree(start.folder);
 }

@@ -16,6 +16,7 @@ public:
     bool Run();
 
 private:
+    // A folder that a rule includes.
     struct Start {
         CString folder;
         CString destination; // of a link; the folder itself otherwise
@@ -23,8 +24,6 @@ private:
         bool IsLink() const { return folder != destination; }
     };
     void AddStart(const ScanLists::Root& root);
-    std::vector<Start> m_starts;
-
     bool TakeFiles();
     bool TakeStart(Start& start);
     bool IsWalkedAlready(const Start& start) const;
@@ -34,5 +33,6 @@ private:
     const ScanLists& m_lists;
     const ScanBounds m_bounds;
     DirectoryWalk m_walk;
-    FoldedSet m_linkTargets; // of the roots that are links
+    std::vector<Start> m_starts; // in the order of walking
+    FoldedSet m_linkTargets;     // of the roots that are links
 };

@@ -133,7 +133,16 @@ TEST_F(DirectoryScan, ThePatternOfASmartScanIsForFilesAlone)
         EXPECT_TRUE(filter.SmartScanDirectory(folder.Path(), L"*.txt", false, &record, nullptr, true));
         EXPECT_EQ(record.files, (Counts{{In(L"a.txt"), run}, {In(L"sub\\c.TXT"), run}}));
     }
+}
+
+TEST_F(DirectoryScan, ASmartScanOfWhatIsNoFolderReportsTheFileOrNothing)
+{
+    folder.WriteBytes(L"f", "123");
+    EXPECT_TRUE(filter.SmartScanDirectory(folder.Path(L"f"), L"*", false, &record, nullptr, true));
     EXPECT_TRUE(filter.SmartScanDirectory(folder.Path(L"gone"), L"*", false, &record, nullptr, true));
+    EXPECT_EQ(record.files, (Counts{{In(L"f"), 1}}));
+    EXPECT_EQ(record.sizes[In(L"f")], 3u);
+    EXPECT_TRUE(record.folders.empty());
 }
 
 TEST_F(DirectoryScan, FoldersWhoseNamesEndInDotsOrSpacesAreWalked)

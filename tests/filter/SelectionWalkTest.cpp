@@ -250,6 +250,19 @@ TEST_F(SelectionWalking, AJunctionThatHasBecomeAPlainFolderIsForgotten)
     EXPECT_STREQ(path, L"C:\\a\\was\\f");
 }
 
+TEST_F(SelectionWalking, ASelectedFolderThatWasAJunctionIsForgotten)
+{
+    for (const bool includeSub : {false, true}) {
+        JunctionAccess::Remember(filter, L"C:\\a", L"D:\\old");
+        AddFolder(L"C:\\a");
+        lists.roots = {{L"C:\\a", includeSub}};
+        EXPECT_TRUE(Walk());
+        CString path(L"C:\\a\\f");
+        filter.UpdateJunctionDestination(path);
+        EXPECT_STREQ(path, L"C:\\a\\f");
+    }
+}
+
 TEST_F(SelectionWalking, AKnownJunctionThatLeadsElsewhereNowIsCorrectedAlsoWhenItsTargetIsKnown)
 {
     AddFolder(L"C:\\a");
