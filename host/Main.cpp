@@ -20,6 +20,7 @@ struct Arguments {
     bool json = false;
     bool hidden = false;
     bool record = false;
+    bool enumerate = false;
     bool collect = false;
     std::uint64_t maxEvents = 0;
     double timeout = 0;
@@ -61,6 +62,7 @@ CLI::App* AddWatch(CLI::App& app, Arguments& arguments)
     watch->add_option("--destination", arguments.destination, "the folder that backups go to");
     watch->add_flag("--hidden", arguments.hidden, "hidden files, too");
     watch->add_flag("--record", arguments.record, "mark what is handed out as backed up");
+    watch->add_flag("--enumerate", arguments.enumerate, "begin with everything that is there already");
     watch->add_flag("--collect", arguments.collect, "hand out nothing; what changes waits for the next start")
         ->excludes("--record");
     watch->add_option("--max-events", arguments.maxEvents, "end after N records");
@@ -103,6 +105,7 @@ ExitCode RunWatchWith(const Arguments& arguments, RecordWriter& writer)
     options.destination = Arguments::Path(arguments.destination);
     options.hidden = arguments.hidden;
     options.record = arguments.record;
+    options.enumerate = arguments.enumerate;
     options.collect = arguments.collect;
     options.maxEvents = arguments.maxEvents;
     options.timeout = arguments.timeout;

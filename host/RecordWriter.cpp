@@ -65,6 +65,14 @@ void RecordWriter::Deleted(const DeletionRecord& record)
         Print(m_data, "deleted " + ToUtf8(record.path.View()) + "\n");
 }
 
+void RecordWriter::Rescan(const CString& root, const std::string& reason)
+{
+    if (m_json)
+        WriteJson(m_data, "rescan", Json{{"root", ToUtf8(root.View())}, {"reason", reason}});
+    else
+        Print(m_data, "looking at " + ToUtf8(root.View()) + " again (" + reason + ")\n");
+}
+
 void RecordWriter::Collected(std::int64_t pending)
 {
     if (m_json)

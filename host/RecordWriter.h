@@ -25,6 +25,7 @@ public:
     void Explain(const std::wstring& path, const PathExplanation& explanation);
     // How much waits, while nothing is handed out.
     void Deleted(const DeletionRecord& record);
+    void Rescan(const CString& root, const std::string& reason);
     void Collected(std::int64_t pending);
     void Summary(std::uint64_t handedOut, std::int64_t pending, int exitCode);
     void Created(const std::wstring& path);

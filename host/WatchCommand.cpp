@@ -3,9 +3,10 @@
 #include "companions/indexdb/OrbIndexDB.h"
 #include "companions/settings/OrbSettings.h"
 #include "host/Console.h"
-#include "host/DeletionQueue.h"
 #include "host/DirectoryOpener.h"
+#include "host/FirstTimeRuns.h"
 #include "host/LibraryMessages.h"
+#include "host/WatcherEvents.h"
 
 #include <optional>
 #include <set>
@@ -80,10 +81,11 @@ std::wstring DumpPath()
 class WatchRun
 {
 public:
-    WatchRun(COrbWatcher& watcher, DeletionQueue& deletions, CIndexDB& index, const WatchOptions& options,
-             RecordWriter& writer)
+    WatchRun(COrbWatcher& watcher, WatcherEvents& events, FirstTimeRuns& enumerations, CIndexDB& index,
+             const WatchOptions& options, RecordWriter& writer)
         : m_watcher(watcher),
-          m_deletions(deletions),
+          m_events(events),
+          m_enumerations(enumerations),
           m_index(index),
           m_options(options),
           m_writer(writer),
@@ -100,7 +102,7 @@ public:
         m_opener.Close();
         const std::int64_t pending = m_watcher.GetTotalFilesInMem();
         m_watcher.DeInit();
-        TellDeletions();
+        TellEvents();
         TellMessages();
         if (!m_watcher.IsPendingKept()) {
             m_writer.Error(L"what is pending could not be kept for the next start", DumpPath());
@@ -126,6 +128,8 @@ private:
         m_selection.TellWhatIsNotWatched(roots, m_writer);
         m_writer.Ready(roots);
         m_last = Seconds();
+        if (m_options.enumerate)
+            m_enumerations.Start();
         return std::nullopt;
     }
 
@@ -145,10 +149,10 @@ private:
                 // A long queue keeps nobody from the drives that come meanwhile.
                 if (Seconds() - m_followedAt > 1)
                     FollowRoots();
-                TellDeletions();
+                TellEvents();
                 continue;
             }
-            TellDeletions();
+            TellEvents();
             FollowRoots();
             TellMessages();
             if (quiet && IsQuiet())
@@ -180,10 +184,21 @@ private:
         m_last = Seconds();
     }
 
+    void TellEvents()
+    {
+        TellDeletions();
+        for (const WatcherEvents::Rescan& rescan : m_events.TakeRescans()) {
+            m_writer.Rescan(rescan.root, rescan.reason);
+            m_last = Seconds();
+        }
+        if (m_enumerations.Follow())
+            m_last = Seconds();
+    }
+
     // A service that has dealt with a deletion forgets the item: a file that returns is a new one.
     void TellDeletions()
     {
-        for (const DeletionRecord& record : m_deletions.Take()) {
+        for (const DeletionRecord& record : m_events.TakeDeletions()) {
             m_writer.Deleted(record);
             m_last = Seconds();
             if (m_options.record && !m_index.ForgetItem(record.path))
@@ -259,7 +274,8 @@ private:
     }
 
     COrbWatcher& m_watcher;
-    DeletionQueue& m_deletions;
+    WatcherEvents& m_events;
+    FirstTimeRuns& m_enumerations;
     CIndexDB& m_index;
     const WatchOptions& m_options;
     RecordWriter& m_writer;
@@ -290,10 +306,10 @@ ExitCode RunWatch(const WatchOptions& options, RecordWriter& writer)
     watcher.SetIndexDB(options.index.c_str());
     watcher.SetDestBackupFolderDB(options.destination.c_str());
     watcher.EnableBackupHiddenFiles(options.hidden);
-    DeletionQueue deletions;
-    deletions.ListenTo(watcher);
+    WatcherEvents events(watcher);
+    FirstTimeRuns enumerations(watcher);
     watcher.Resume();
     const StopScope stop(watcher);
     watcher.StartWatch();
-    return WatchRun(watcher, deletions, index, options, writer).Run();
+    return WatchRun(watcher, events, enumerations, index, options, writer).Run();
 }

@@ -13,6 +13,7 @@ struct WatchOptions {
     std::wstring destination;
     bool hidden = false;
     bool record = false;
+    bool enumerate = false;      // what is there already, too
     bool collect = false;        // hand out nothing
     std::uint64_t maxEvents = 0; // 0: no limit
     double timeout = 0;          // seconds; 0: none

@@ -181,13 +181,26 @@ public:
     // True while somebody asks the long removals to end.
     bool IsAbortExcludeDelete();
 
-    // --- First-time run and drives; the walks take effect with the first enumeration. ---
+    // --- First-time run and drives. ---
 
+    // Enumerates all drives on a thread of its own; reload non-zero: the selection is loaded anew before. 0: a run
+    // is going on, or the watcher is stopping.
     int StartFirstTimeRun(int reload);
+    // A service calls it when the completion event comes: the time is written that the rule for the next run goes
+    // by, unless something was lost since the run began.
+    void NoteFirstTimeRunCompleted();
+    // Enumerates one drive on the calling thread; false when it was aborted.
     bool FirstRun(const wchar_t* drive);
+    // checkRules: only what the rules of the drive include. False when it was aborted.
     bool EnumerateIncludedFiles(const wchar_t* drive, const wchar_t* pattern, bool checkRules);
+    // DriveReappeared: rules of the volume follow it to this root. DriveRemoved: returns when it is no longer
+    // watched.
     void UpdateDrive(const wchar_t* drive, WatcherEnum::DriveAction action);
+    // Appends the letters of the selection's drives. Always true.
     bool GetWatchedDrives(CString& out);
+    // Told on the watch thread when a root is enumerated again, and why ("lostChanges", "driveReturned",
+    // "watchedAgain"). Before watching.
+    void SetRescanListener(std::function<void(const CString& root, const char* reason)> listener);
 
     // --- Plugin table, merging and export; they take effect with those. ---
 
@@ -215,7 +228,16 @@ private:
 
     int UsesBlockLevel(const wchar_t* path, unsigned __int64 size);
     bool IsIgnoredDedupPath(const wchar_t* path);
-    bool ReloadRules();
+    bool ReloadRules(const wchar_t* advancedOfSecondary = nullptr);
+    void QueueRootsToWatch();
+    void ReloadForFirstTimeRun();
+    void EnumerateAllDrives();
+    void SignalFirstTimeCompletion();
+    bool StartSingleDriveRun(const CString& root);
+    void EndRuns();
+    bool IsAnyThreadRunning();
+    void MoveDrive(const CString& root);
+    void RemoveDrive(const CString& root);
     void StopThreads();
     void QueueAcceptedRules(const FilterList& accepted, std::vector<ExcludedInfo>* excluded, bool& exclusionsMet);
     void RequestDrive(const wchar_t* path);

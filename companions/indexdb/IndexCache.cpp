@@ -1,6 +1,7 @@
 #include "companions/indexdb/IndexCache.h"
 
 #include "companions/indexdb/IndexConnection.h"
+#include "support/CaseFold.h"
 #include "support/Hashes.h"
 
 namespace
@@ -30,6 +31,11 @@ std::wstring_view WithoutBackslash(const wchar_t* path)
 CCriticalSection& CIndexDB::m_csCache = g_cacheSection;
 CCriticalSection& CIndexDB::m_csMapDelete = g_deleteSection;
 CCriticalSection& CIndexDB::m_csMapDeleteDR = g_deleteDRSection;
+bool DeleteMapOrder::operator()(const CString& left, const CString& right) const
+{
+    return CompareNoCase(left.View(), right.View()) < 0;
+}
+
 DeleteMap& CIndexDB::m_mapDeletePtr = g_deleteMap;
 DeleteMap& CIndexDB::m_mapDeleteDRPtr = g_deleteDRMap;
 

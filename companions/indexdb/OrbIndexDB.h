@@ -76,7 +76,10 @@ struct SettingsDatum {
 };
 
 // The deleted-path maps: path to item id.
-using DeleteMap = std::map<CString, std::uint64_t>;
+struct ORBINDEXDB_API DeleteMapOrder { // without regard to case
+    bool operator()(const CString& left, const CString& right) const;
+};
+using DeleteMap = std::map<CString, std::uint64_t, DeleteMapOrder>;
 
 class ORBINDEXDB_API CIndexDB
 {

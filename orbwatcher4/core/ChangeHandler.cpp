@@ -71,7 +71,7 @@ void ChangeHandler::OnReadChangesError(DWORD error, const wchar_t* directory)
     // thread, which compares what it wants watched with what is, starts it anew; changes were lost then, too.
     g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Changes below %s were lost: %d", directory, error);
     const CSingleLock lock(m.pendingDrivesLock);
-    m.lostRoots.insert(OrbFilter::StripToRoot(directory));
+    m.lostRoots[OrbFilter::StripToRoot(directory)] = m.clock->Seconds();
 }
 
 std::optional<CString> ChangeHandler::NormalizeEventPath(const wchar_t* path)

@@ -40,8 +40,11 @@ private:
 
 void COrbWatcher::RemoveFromDeleteMap(const wchar_t* path)
 {
+    CString item(path); // items have no backslash at their end
+    if (item.GetLength() > 3 && item[item.GetLength() - 1] == L'\\')
+        item = item.Left(item.GetLength() - 1);
     const CSingleLock lock(SectionOf(m->useDrDeleteMap));
-    MapOf(m->useDrDeleteMap).erase(path);
+    MapOf(m->useDrDeleteMap).erase(item);
 }
 
 void COrbWatcher::TrimDeleteMap()

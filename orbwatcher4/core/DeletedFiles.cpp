@@ -166,6 +166,10 @@ void DeletedFiles::Tell(std::int32_t job) const
 
 void DeletedFiles::Export()
 {
+    if (!GetMainSettings().IsOnline() && m.destBackupFolderDB.IsEmpty()) {
+        g_OrbLog.Log(L"There is no destination to export the deletions to");
+        return;
+    }
     const CString path = ExportPath();
     if (path.IsEmpty() || !m_index.ExportToTransaction(path, 1))
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"The deletions could not be exported to %s: %s",
@@ -179,8 +183,6 @@ CString DeletedFiles::ExportPath()
         return m.online->GetTransactionXml(number, false, true);
     }
     const CString& folder = m.destBackupFolderDB;
-    if (folder.IsEmpty())
-        return CString();
     if (!PathFileExistsW(folder))
         SHCreateDirectoryExW(nullptr, folder, nullptr);
     CString path;

@@ -9,6 +9,7 @@ namespace
 {
 
 constexpr std::int64_t MinutesBetweenChecks = 30;
+constexpr std::int64_t QuietSecondsAfterLoss = 5;
 constexpr std::int32_t DefaultScanInterval = 24; // hours
 constexpr std::int64_t SecondsPerHour = 3600;
 constexpr const wchar_t* CompletionKey = L"Backup::FirstTimeRunTime";
@@ -20,24 +21,40 @@ std::atomic<std::int64_t> g_lastCheck{0};
 
 void WatchLoop::ForgetLastCheck() { g_lastCheck = 0; }
 
-// Each root once, however often changes were lost meanwhile.
+// Each root once in a quiet time, however often changes were lost: more of them begin the wait anew, and those that
+// come while the root is being looked at are looked for when that has ended.
 void WatchLoop::RescanLostRoots()
 {
-    std::set<CString> roots;
+    std::vector<CString> due;
     {
         const CSingleLock lock(m.pendingDrivesLock);
-        roots.swap(m.lostRoots);
+        for (auto& [root, last] : m.lostRoots) {
+            last = std::min(last, m_now); // a clock that was set back starts the wait anew
+            if (m_now > last + QuietSecondsAfterLoss)
+                due.push_back(root);
+        }
     }
-    if (roots.empty())
-        return;
-    const CSingleLock lock(m.driveListLock);
-    for (const CString& root : roots)
-        if (const auto drive = m.drives.find(root); drive != m.drives.end())
-            StartSingleDriveRun(root, drive->second);
+    for (const CString& root : due)
+        if (RunSingleDrive(root, "lostChanges")) {
+            const CSingleLock lock(m.pendingDrivesLock);
+            // Changes that were lost since the look at the list are looked for again.
+            if (const auto lost = m.lostRoots.find(root); lost->second + QuietSecondsAfterLoss < m_now)
+                m.lostRoots.erase(lost);
+        }
 }
 
-// Until single drives can be enumerated, the whole selection is made due instead.
-void WatchLoop::StartSingleDriveRun(const CString&, const DriveGuidInfo&) { m.MakeFullEnumerationDue(); }
+// False when the root is being looked at already; it is looked at again after that.
+bool WatchLoop::RunSingleDrive(const CString& root, const char* reason)
+{
+    if (!m_watcher.StartSingleDriveRun(root)) {
+        const CSingleLock lock(m.pendingDrivesLock);
+        m.lostRoots.try_emplace(root, m_now);
+        return false;
+    }
+    if (m.rescanListener)
+        m.rescanListener(root, reason);
+    return true;
+}
 
 // A last check in the future means that the clock was set back.
 bool WatchLoop::IsTooEarly() const { return m_now >= g_lastCheck && (m_now - g_lastCheck) / 60 < MinutesBetweenChecks; }

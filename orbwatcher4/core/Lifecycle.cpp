@@ -24,22 +24,27 @@ bool Reload(OrbFilter& filter, const CString& data, const CString& automatic, co
 bool COrbWatcher::LoadSelection()
 {
     const bool loaded = ReloadRules();
+    QueueRootsToWatch();
+    return loaded;
+}
+
+void COrbWatcher::QueueRootsToWatch()
+{
     if (!m->watching.IsSet())
-        return loaded;
+        return;
     const ObjectLock lock(m->locks, &m->filter);
     for (const auto& [root, drive] : m->filter.GenerateDriveList())
         if (drive.volumeMatches)
             RequestDrive(root);
-    return loaded;
 }
 
-bool COrbWatcher::ReloadRules()
+bool COrbWatcher::ReloadRules(const wchar_t* advancedOfSecondary)
 {
     const ObjectLock primary(m->locks, &m->filter);
     const ObjectLock secondary(m->locks, &m->secondaryFilter);
     m->filter.SetOverlayCache(m->overlay ? &m->overlayCache : nullptr);
     const bool first = Reload(m->filter, m->dataXmlPath, m->dataXmlPath2, m->advancedFiltersPath);
-    const bool second = Reload(m->secondaryFilter, m->secondaryXmlPath, m->secondaryXmlPath2, nullptr);
+    const bool second = Reload(m->secondaryFilter, m->secondaryXmlPath, m->secondaryXmlPath2, advancedOfSecondary);
     m->filter.SetSecondaryFilter(&m->secondaryFilter);
     return first && second;
 }
@@ -62,7 +67,10 @@ int COrbWatcher::StartWatch()
     }
     if (m->overlay)
         m->overlayThread = StartWatcherThread(&_FirstTimeAutoExOverlayUpdater, this);
+    m->watchThreadRuns = true;
     m->watchThread = StartWatcherThread(&_WatchThread, this);
+    if (!m->watchThread)
+        m->watchThreadRuns = false;
     if (!m->watchThread)
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to start the watch thread: %d", GetLastError());
     return 1;
@@ -80,13 +88,35 @@ int COrbWatcher::AbortWatching()
 void COrbWatcher::StopThreads()
 {
     m->stop.SetEvent();
+    {
+        const ObjectLock lock(m->locks, &m->firstTime);
+        m->firstTime.stopping = true;
+    }
     JoinWatcherThread(m->watchThread, WatchThreadName);
     JoinWatcherThread(m->overlayThread, OverlayThreadName);
-    JoinWatcherThread(m->firstRunThread, FirstRunThreadName);
+    EndRuns();
     JoinWatcherThread(m->deletedFilesThread, DeletedFilesThreadName);
+    {
+        const ObjectLock lock(m->locks, &m->firstTime);
+        m->firstTime.stopping = false;
+    }
     m->ready.ResetEvent();
     m->stop.ResetEvent();
     m->watching.ResetEvent();
+}
+
+void COrbWatcher::EndRuns()
+{
+    KernelHandle thread;
+    std::map<CString, KernelHandle> singleDriveRuns;
+    {
+        const ObjectLock lock(m->locks, &m->firstTime);
+        thread = std::move(m->firstTime.thread);
+        singleDriveRuns.swap(m->firstTime.singleDriveRuns);
+    }
+    JoinWatcherThread(thread, FirstRunThreadName);
+    for (auto& [root, run] : singleDriveRuns)
+        JoinWatcherThread(run, FirstRunThreadName);
 }
 
 bool COrbWatcher::IsPendingKept() const { return m->pendingKept; }
@@ -99,12 +129,20 @@ std::vector<CString> COrbWatcher::GetWatchedRoots()
     return m->watchedRoots;
 }
 
+bool COrbWatcher::IsAnyThreadRunning()
+{
+    const auto runs = [](const KernelHandle& thread) { return thread && !IsSignalled(thread.Get()); };
+    const ObjectLock lock(m->locks, &m->firstTime);
+    return runs(m->watchThread) || runs(m->firstTime.thread) ||
+           std::any_of(m->firstTime.singleDriveRuns.begin(), m->firstTime.singleDriveRuns.end(),
+                       [&](const auto& run) { return runs(run.second); });
+}
+
 void COrbWatcher::DeInit()
 {
     {
         const CSingleLock lifecycle(m->lifecycle);
-        const auto runs = [](const KernelHandle& thread) { return thread && !IsSignalled(thread.Get()); };
-        if (runs(m->watchThread) || runs(m->firstRunThread))
+        if (IsAnyThreadRunning())
             AbortWatching();
     }
     DumpStore();

@@ -110,6 +110,8 @@ void WatchLoop::End()
     }
     NoteUnscannedRoots();
     // Nobody answers a drive update any more: whoever waits for one goes on.
+    m.watchThreadRuns = false;
+    m.driveUpdated.SetEvent();
     SetEvent(m.driveUpdateEvent.Get());
 }
 
@@ -190,6 +192,7 @@ void WatchLoop::RemoveDrives()
             if (drive.removed == 1 && m_engine.IsWatchingDirectory(RootOf(root)))
                 Unwatch(root);
         NoteWatchedRoots();
+        m.driveUpdated.SetEvent();
     }
     SetEvent(m.driveUpdateEvent.Get());
 }
@@ -220,10 +223,10 @@ void WatchLoop::FollowDrive(const CString& root, DriveGuidInfo& drive)
         return;
     }
     if (drive.volumeMatches) {
-        WatchAgain(root, drive);
+        WatchAgain(root);
         return;
     }
-    StartSingleDriveRun(root, drive);
+    RunSingleDrive(root, "driveReturned");
     drive.volumeMatches = true;
     if (!root.IsEmpty() && !m_engine.IsWatchingDirectory(RootOf(root)))
         Watch(root);
@@ -264,13 +267,13 @@ bool WatchLoop::Watch(const CString& root)
 }
 
 // A drive that should be watched and is not: its watch could not be started, or has ended with an error.
-void WatchLoop::WatchAgain(const CString& root, const DriveGuidInfo& drive)
+void WatchLoop::WatchAgain(const CString& root)
 {
     const auto retry = m_retries.find(root);
     // No pause is longer than the longest: where one seems to be, the clock was set back.
     const std::int64_t wait = retry == m_retries.end() ? 0 : retry->second.at - m_now;
     if ((wait <= 0 || wait > LongestPause) && Watch(root))
-        StartSingleDriveRun(root, drive);
+        RunSingleDrive(root, "watchedAgain");
 }
 
 void WatchLoop::Unwatch(const CString& root)

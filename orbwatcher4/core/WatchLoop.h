@@ -48,14 +48,14 @@ private:
     void FollowDrive(const CString& root, DriveGuidInfo& drive);
     void DriveLost(const CString& root, DriveGuidInfo& drive);
     bool IsOtherVolume(const CString& root, const DriveGuidInfo& drive) const;
-    void StartSingleDriveRun(const CString& root, const DriveGuidInfo& drive);
+    bool RunSingleDrive(const CString& root, const char* reason);
     void RescanLostRoots();
     void NoteUnscannedRoots();
     void CheckFirstTimeRule();
     bool IsTooEarly() const;
     bool IsFirstTimeRunDue();
     bool Watch(const CString& root);
-    void WatchAgain(const CString& root, const DriveGuidInfo& drive);
+    void WatchAgain(const CString& root);
     void Unwatch(const CString& root);
     void NoteWatchedRoots();
 

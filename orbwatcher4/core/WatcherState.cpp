@@ -43,6 +43,7 @@ void WatcherState::MakeFullEnumerationDue()
 {
     constexpr const wchar_t* key = L"Backup::FirstTimeRunTime";
     CServiceRunSettings& settings = GetServiceRunSettings();
+    firstTime.dueAgain = true;
     // Many folders may be given up one after the other; once is enough. (A value that is not there is written.)
     if (m_enumerationDue && settings.GetValue(key, 1) == 0)
         return;

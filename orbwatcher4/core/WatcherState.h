@@ -24,10 +24,14 @@
 
 using KeySet = google::dense_hash_set<std::uint64_t>;
 
-// The first-time run; guarded by its own address in the lock table.
+// The enumerations; guarded by its own address in the lock table.
 struct FirstTimeState {
     std::atomic<int> running{0};
     std::atomic<int> succeeded{0};
+    bool stopping = false; // no run begins any more
+    KernelHandle thread;   // of the run over all drives
+    std::map<CString, KernelHandle> singleDriveRuns;
+    std::atomic<bool> dueAgain{false}; // something was lost since the run over all drives began
 };
 
 struct WatcherState {
@@ -71,9 +75,12 @@ struct WatcherState {
     std::atomic<bool> deletionsRequested{false}; // by this watcher; another may have taken the signal
 
     RankedSection lifecycle{LockRank::Lifecycle, L"lifecycle"};
-    KernelHandle watchThread, firstRunThread, overlayThread; // guarded by lifecycle
+    KernelHandle watchThread, overlayThread; // guarded by lifecycle
+    std::atomic<bool> watchThreadRuns{false};
 
-    std::function<void(const DeletionRecord&)> deletionListener; // constant while watching
+    std::function<void(const DeletionRecord&)> deletionListener;     // constant while watching
+    std::function<void(const CString&, const char*)> rescanListener; // constant while watching
+    CEvent driveUpdated{true, true};                                 // this watcher has looked for removed drives
 
     RankedSection deletedFilesLock{LockRank::DeletedFiles, L"deleted files"};
     KernelHandle deletedFilesThread; // the watch thread's own
@@ -83,9 +90,10 @@ struct WatcherState {
     std::vector<CString> watchedRoots; // guarded by driveListLock
 
     RankedSection pendingDrivesLock{LockRank::PendingDrives, L"pending drives"};
-    std::set<CString> driveChanges;         // roots to be watched; guarded by pendingDrivesLock
-    std::set<CString> lostRoots;            // roots with lost changes; guarded by pendingDrivesLock
-    std::atomic<bool> drivesChanged{false}; // set and cleared inside pendingDrivesLock
+    std::set<CString> driveChanges;            // roots to be watched; guarded by pendingDrivesLock
+    std::map<CString, std::int64_t> lostRoots; // roots with lost changes, and when the last ones were; guarded by
+                                               // pendingDrivesLock
+    std::atomic<bool> drivesChanged{false};    // set and cleared inside pendingDrivesLock
 
     const Clock* clock = &SystemClock();
     FileWriter* writer;

@@ -58,7 +58,9 @@ TEST_F(WatchIndex, ADeletedFolderIsToldWithWhatTheIndexHeldBelowIt)
 {
     const auto host = StartWatch({L"--record"});
     const std::wstring file = Write(L"gone\\deep\\f.txt", "x");
-    ASSERT_FALSE(host->WaitForPath(file).empty());
+    for (const std::wstring& path : {file, InTree(L"gone\\"), InTree(L"gone\\deep\\")})
+        ASSERT_FALSE(host->WaitForPath(path).empty());
+    ASSERT_FALSE(host->WaitForPath(Write(L"sentinel.txt", "s")).empty()); // all three are recorded now
     std::filesystem::rename(InTree(L"gone"), Path(L"elsewhere"));
     const Json folderRecord = host->WaitFor([&](const Json& record) {
         return record.value("type", "") == "deleted" && record.value("path", "") == Utf8(InTree(L"gone"));

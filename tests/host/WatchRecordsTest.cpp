@@ -106,4 +106,20 @@ TEST_F(WatchRecords, WithoutJsonALineForPeopleTellsPathKindSizeNewAndRule)
     EXPECT_EQ(host.OutputLines().back(), "handed out 1, still pending 0");
 }
 
+TEST_F(WatchRecords, WhatIsThereAlreadyComesOnlyWhenAskedFor)
+{
+    const std::wstring there = Write(L"d\\there.txt", "x");
+    {
+        HostProcess host(Watch({L"--until-quiet", L"0.5"}));
+        EXPECT_EQ(host.Finish(), 0);
+        EXPECT_TRUE(OfType(host.Records(), "pending").empty());
+    }
+    HostProcess host(Watch({L"--enumerate", L"--record", L"--until-quiet", L"0.5"}));
+    EXPECT_EQ(host.Finish(), 0);
+    std::set<std::string> came;
+    for (const Json& record : OfType(host.Records(), "pending"))
+        EXPECT_TRUE(came.insert(record.at("path").get<std::string>()).second) << record;
+    EXPECT_EQ(came, (std::set<std::string>{Utf8(InTree(L"")), Utf8(InTree(L"d\\")), Utf8(there)}));
+}
+
 } // namespace

@@ -17,6 +17,7 @@ protected:
         GetServiceRunSettings().Load();
         GetServiceRunSettings().SetValue(L"Backup::FirstTimeRunTime", static_cast<std::int32_t>(clock.Seconds()));
         GetServiceRunSettings().Save();
+        watcher.SetRescanListener([this](const CString&, const char* reason) { rescans.push_back(reason); });
     }
     ~Passes() override
     {
@@ -57,6 +58,8 @@ protected:
         return Item(L"path=\"" + std::wstring(path) + L"\" type=\"1\" includeSub=\"1\"" +
                     (vid.empty() ? L"" : L" vid=\"" + vid + L"\""));
     }
+
+    std::vector<std::string> rescans; // why roots were enumerated again
 
 private:
     std::optional<WatchLoop> m_loop;
@@ -156,7 +159,7 @@ TEST_F(Passes, ADriveThatIsUnpluggedLosesItsWatchAndIsWatchedAgainWhenItsVolumeR
         EXPECT_TRUE(State().drives[L"g:\\"].volumeMatches);
     }
     // What changed while it was away is looked for.
-    EXPECT_EQ(GetServiceRunSettings().GetValue(L"Backup::FirstTimeRunTime", -1), 0);
+    EXPECT_EQ(rescans, std::vector<std::string>{"driveReturned"});
 }
 
 TEST_F(Passes, AnotherVolumeUnderTheLetterIsIgnored)
@@ -242,6 +245,7 @@ TEST_F(Passes, ARunThatNeverCompletedIsStartedInTheFirstPassAndAgainEveryThirtyM
     EXPECT_EQ(log.Count(L"First time Complete = 0"), 1);
     EXPECT_EQ(log.Count(TimeRuleMessage), 1);
     EXPECT_EQ(State().firstTimeHidden, 0);
+    WatcherAccess::EndRuns(watcher);
     PassAfter(30 * 60 - 1); // 29 whole minutes
     EXPECT_EQ(log.Count(TimeRuleMessage), 1);
     PassAfter(1);
@@ -279,10 +283,36 @@ TEST_F(Passes, LostChangesAreTakenUpOnceForEachRoot)
     Start();
     Handler().OnReadChangesError(ERROR_NOTIFY_ENUM_DIR, L"c:\\");
     Handler().OnReadChangesError(ERROR_NOTIFY_ENUM_DIR, L"c:\\");
+    PassAfter(3);
+    Handler().OnReadChangesError(ERROR_NOTIFY_ENUM_DIR, L"c:\\"); // the quiet time begins anew
+    PassAfter(5);
+    EXPECT_TRUE(rescans.empty());
     PassAfter(1);
+    EXPECT_EQ(rescans, std::vector<std::string>{"lostChanges"});
     EXPECT_TRUE(State().lostRoots.empty());
-    GetServiceRunSettings().Load();
-    EXPECT_EQ(GetServiceRunSettings().GetValue(L"Backup::FirstTimeRunTime", -1), 0);
+    PassAfter(100);
+    EXPECT_EQ(rescans.size(), 1u);
+    WatcherAccess::EndRuns(watcher);
+    EXPECT_EQ(log.Count(L"COrbWatcher::FirstRun: begin"), 1);
+}
+
+TEST_F(Passes, LostChangesDuringTheEnumerationOfTheirRootAreTakenUpAfterIt)
+{
+    SelectTree();
+    Start();
+    Handler().OnReadChangesError(ERROR_NOTIFY_ENUM_DIR, L"c:\\");
+    {
+        const ObjectLock lock(State().locks, &State().firstTime);
+        State().firstTime.singleDriveRuns[L"c:\\"].Reset(CreateEventW(nullptr, TRUE, FALSE, nullptr)); // goes on
+    }
+    PassAfter(10);
+    EXPECT_TRUE(rescans.empty());
+    {
+        const ObjectLock lock(State().locks, &State().firstTime);
+        SetEvent(State().firstTime.singleDriveRuns[L"c:\\"].Get());
+    }
+    PassAfter(1);
+    EXPECT_EQ(rescans, std::vector<std::string>{"lostChanges"});
 }
 
 TEST_F(Passes, AShareIsWatchedOnce)
@@ -404,14 +434,14 @@ TEST_F(Passes, ADriveThatAReloadBringsIsWatchedFromTheNextPassOn)
     EXPECT_TRUE(Watches(L"r:\\"));
 }
 
-TEST_F(Passes, LostChangesOfAShareMakeAnEnumerationDue)
+TEST_F(Passes, LostChangesOfAShareAreTakenUp)
 {
     Select(DriveRule(L"\\\\server\\share\\a"));
     Start();
     ASSERT_EQ(watcher.GetWatchedRoots().size(), 1u);
     Handler().OnReadChangesError(ERROR_NOTIFY_ENUM_DIR, RootOf(watcher.GetWatchedRoots()[0]));
-    PassAfter(1);
-    EXPECT_EQ(GetServiceRunSettings().GetValue(L"Backup::FirstTimeRunTime", -1), 0);
+    PassAfter(6);
+    EXPECT_EQ(rescans, std::vector<std::string>{"lostChanges"});
 }
 
 } // namespace

@@ -1,0 +1,38 @@
+#include "host/FirstTimeRuns.h"
+
+#include "companions/settings/OrbSettings.h"
+
+#include <ctime>
+
+namespace
+{
+
+constexpr const wchar_t* CompletionKey = L"Backup::FirstTimeRunTime";
+
+} // namespace
+
+FirstTimeRuns::FirstTimeRuns(COrbWatcher& watcher) : m_watcher(watcher)
+{
+    CString name;
+    name.Format(L"Local\\orbwatch-enumerated-%u", GetCurrentProcessId());
+    m_completed.Reset(CreateEventW(nullptr, TRUE, FALSE, name));
+    watcher.SetFirstTimeCompletionEvent(name);
+    watcher.UpdateThreadsPriority(CPUSpeedFull);
+    constexpr std::int32_t never = -1;
+    CServiceRunSettings& settings = GetServiceRunSettings();
+    if (settings.GetValue(CompletionKey, never) != never)
+        return;
+    settings.SetValue(CompletionKey, static_cast<std::int32_t>(std::time(nullptr)));
+    settings.Save();
+}
+
+void FirstTimeRuns::Start() { m_watcher.StartFirstTimeRun(0); }
+
+bool FirstTimeRuns::Follow()
+{
+    if (IsSignalled(m_completed.Get())) {
+        ResetEvent(m_completed.Get());
+        m_watcher.NoteFirstTimeRunCompleted();
+    }
+    return m_watcher.IsFirstTimeEnumRunning() != 0;
+}

@@ -1,0 +1,77 @@
+// What the service knows of drives: one came under another letter, one went.
+#include "companions/logging/OrbLogging.h"
+#include "orbwatcher4/core/FileFindData.h"
+#include "orbwatcher4/core/WatcherState.h"
+
+#include <algorithm>
+
+namespace
+{
+
+constexpr DWORD EndCheckInterval = 1000; // milliseconds
+
+} // namespace
+
+void COrbWatcher::SetRescanListener(std::function<void(const CString& root, const char* reason)> listener)
+{
+    m->rescanListener = std::move(listener);
+}
+
+void COrbWatcher::UpdateDrive(const wchar_t* drive, WatcherEnum::DriveAction action)
+{
+    const CString root = CString(drive).MakeLower();
+    if (action == WatcherEnum::DriveReappeared)
+        MoveDrive(root);
+    else if (action == WatcherEnum::DriveRemoved)
+        RemoveDrive(root);
+}
+
+// The rules and what is known of the volume go along to the letter that it has now.
+void COrbWatcher::MoveDrive(const CString& root)
+{
+    DWORD serial = 0;
+    wchar_t name[260];
+    if (!GetVolumeInformationW(RootOf(root), name, 260, &serial, nullptr, nullptr, nullptr, 0) || serial == 0)
+        return;
+    const CSingleLock drives(m->driveListLock);
+    const auto old = std::find_if(m->drives.begin(), m->drives.end(), [&](const auto& entry) {
+        return entry.second.serial == static_cast<std::int32_t>(serial) && entry.first != root;
+    });
+    if (old == m->drives.end())
+        return;
+    {
+        const ObjectLock lock(m->locks, &m->filter);
+        m->filter.MoveDriveRules(old->first, root);
+    }
+    const DriveGuidInfo known = old->second;
+    m->drives.erase(old);
+    m->drives[root] = known;
+}
+
+// Returns when the watch thread has stopped watching; at once when there is none.
+void COrbWatcher::RemoveDrive(const CString& root)
+{
+    {
+        const CSingleLock drives(m->driveListLock);
+        const auto found = m->drives.find(root);
+        if (found == m->drives.end())
+            return;
+        found->second.removed = 1;
+        if (!m->watchThreadRuns)
+            return;
+        m->driveUpdated.ResetEvent();
+        ResetEvent(m->driveUpdateEvent.Get());
+    }
+    const LockOrder::WaitScope wait(WatchThreadName);
+    while (!m->driveUpdated.Lock(EndCheckInterval) && m->watchThreadRuns)
+        ;
+}
+
+bool COrbWatcher::GetWatchedDrives(CString& out)
+{
+    const ObjectLock lock(m->locks, &m->filter);
+    for (const auto& [root, drive] : m->filter.GenerateDriveList())
+        if (root.GetLength() > 2 && root[1] == L':')
+            out += static_cast<wchar_t>(towupper(root[0]));
+    return true;
+}

@@ -1,0 +1,230 @@
+// Everything that is there already: the enumeration of all drives, and of one.
+#include "companions/logging/OrbLogging.h"
+#include "companions/settings/OrbSettings.h"
+#include "orbwatcher4/core/Impersonation.h"
+#include "orbwatcher4/core/WatcherState.h"
+
+#include <limits>
+
+namespace
+{
+
+constexpr unsigned RunFailed = 0xFFFFFFFF;
+
+// Other processes learn from it that a run is going on; it exists exactly as long.
+class RunningEvent
+{
+public:
+    explicit RunningEvent(bool hidden)
+    {
+        if (hidden)
+            return;
+        g_OrbLog.Log(L"Create first time event successfully");
+        m_event =
+            CreateSharedEvent(GetMainSettings().GetMainSettingsMutex(L"mutexs::GUID_FIRSTTIME_RUNNING"), true, false);
+        SetEvent(m_event.Get());
+    }
+    ~RunningEvent()
+    {
+        if (!m_event)
+            return;
+        g_OrbLog.Log(L"Close first time event handle");
+        ResetEvent(m_event.Get());
+    }
+    RunningEvent(const RunningEvent&) = delete;
+    RunningEvent& operator=(const RunningEvent&) = delete;
+
+private:
+    KernelHandle m_event;
+};
+
+struct SingleDriveRun {
+    COrbWatcher* watcher;
+    CString root;
+};
+
+} // namespace
+
+int COrbWatcher::StartFirstTimeRun(int reload)
+{
+    const COrbFuncLog guard(L"COrbWatcher::StartFirstTimeRun");
+    {
+        const ObjectLock lock(m->locks, &m->firstTime);
+        if (m->firstTime.running || m->firstTime.stopping)
+            return 0;
+        m->enableFirstTime = 1;
+        m->firstTime.running = 1;
+        m->firstTime.dueAgain = false;
+    }
+    if (reload)
+        ReloadForFirstTimeRun();
+    m->filter.ClearJunctionCache();
+    const ObjectLock lock(m->locks, &m->firstTime);
+    if (!m->firstTime.stopping)
+        m->firstTime.thread = StartWatcherThread(&_FirstRunAllDrives, this);
+    if (m->firstTime.thread && !m->firstTime.stopping)
+        return 1;
+    m->firstTime.running = 0;
+    g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to start the first-time run: %d", GetLastError());
+    return 0;
+}
+
+void COrbWatcher::ReloadForFirstTimeRun()
+{
+    const ObjectLock primary(m->locks, &m->filter);
+    const ObjectLock secondary(m->locks, &m->secondaryFilter);
+    m->filter.SetNotificationStore(&m->store.Counters());
+    ReloadRules(m->advancedFiltersPath);
+    QueueRootsToWatch();
+    FillPluginTable();
+}
+
+unsigned __stdcall COrbWatcher::_FirstRunAllDrives(void* watcher)
+{
+    const COrbFuncLog guard(L"COrbWatcher::_FirstRunAllDrives");
+    const LockOrder::ThreadScope scope(FirstRunThreadName);
+    SetThreadErrorMode(SEM_FAILCRITICALERRORS, nullptr);
+    auto& self = *static_cast<COrbWatcher*>(watcher);
+    ImpersonateUser(self.m->userToken);
+    {
+        const RunningEvent event(self.m->firstTimeHidden != 0);
+        self.EnumerateAllDrives();
+        const ObjectLock lock(self.m->locks, &self.m->firstTime);
+        self.m->firstTime.running = 0;
+        self.m->firstTime.succeeded = 1;
+    }
+    return 0;
+}
+
+void COrbWatcher::EnumerateAllDrives()
+{
+    DriveList drives;
+    {
+        const ObjectLock lock(m->locks, &m->filter);
+        drives = m->filter.GenerateDriveList();
+    }
+    for (const auto& [root, drive] : drives) {
+        if (m->stop.IsSet())
+            break;
+        if (!drive.volumeMatches) {
+            g_OrbLog.WriteLog(
+                2, L"OrbWatcher", __LINE__,
+                L"Initial scan started, but VolumeID doesn't match drive %s. Scan for this drive skipped.",
+                root.GetString());
+            continue;
+        }
+        FillDeleteMap(root);
+        if (!FirstRun(root))
+            g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Error enumerating all files on disk, possible exception.");
+    }
+    m->filter.ClearJunctionCache();
+    if (!m->stop.IsSet())
+        TrimDeleteMap();
+    if (!m->stop.IsSet())
+        SignalFirstTimeCompletion();
+}
+
+void COrbWatcher::SignalFirstTimeCompletion()
+{
+    if (m->completionEvent.IsEmpty())
+        return;
+    const KernelHandle event(OpenEventW(EVENT_ALL_ACCESS, FALSE, m->completionEvent));
+    if (event)
+        SetEvent(event.Get());
+}
+
+void COrbWatcher::NoteFirstTimeRunCompleted()
+{
+    if (m->firstTime.dueAgain)
+        return;
+    CServiceRunSettings& settings = GetServiceRunSettings();
+    settings.SetValue(L"Backup::FirstTimeRunTime", static_cast<std::int32_t>(m->clock->Seconds()));
+    if (!settings.Save())
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to note that the first-time run has completed");
+}
+
+bool COrbWatcher::StartSingleDriveRun(const CString& root)
+{
+    const ObjectLock lock(m->locks, &m->firstTime);
+    if (m->firstTime.stopping)
+        return false;
+    auto& runs = m->firstTime.singleDriveRuns;
+    std::erase_if(runs, [](const auto& run) { return IsSignalled(run.second.Get()); });
+    if (runs.count(root) != 0)
+        return false;
+    // A directory that an earlier run has seen is to be looked at again.
+    if (runs.empty() && !m->firstTime.running)
+        m->filter.ClearJunctionCache();
+    auto run = std::make_unique<SingleDriveRun>(SingleDriveRun{this, root});
+    KernelHandle thread = StartWatcherThread(&_FirstRunSingleDrive, run.get());
+    if (!thread)
+        return false;
+    run.release(); // the thread's own
+    runs.emplace(root, std::move(thread));
+    return true;
+}
+
+unsigned __stdcall COrbWatcher::_FirstRunSingleDrive(void* driveAndWatcher)
+{
+    const COrbFuncLog guard(L"COrbWatcher::_FirstRunSingleDrive");
+    const LockOrder::ThreadScope scope(FirstRunThreadName);
+    SetThreadErrorMode(SEM_FAILCRITICALERRORS, nullptr);
+    const std::unique_ptr<SingleDriveRun> run(static_cast<SingleDriveRun*>(driveAndWatcher));
+    COrbWatcher& self = *run->watcher;
+    ImpersonateUser(self.m->userToken);
+    self.FillDeleteMap(run->root);
+    const bool whole = self.FirstRun(run->root);
+    if (whole && !self.m->stop.IsSet())
+        self.TrimDeleteMap();
+    else
+        self.m->MakeFullEnumerationDue();
+    return whole ? 0 : RunFailed;
+}
+
+bool COrbWatcher::FirstRun(const wchar_t* drive)
+{
+    const COrbFuncLog guard(L"COrbWatcher::FirstRun");
+    return EnumerateIncludedFiles(drive, L"*", true);
+}
+
+bool COrbWatcher::EnumerateIncludedFiles(const wchar_t* drive, const wchar_t* pattern, bool checkRules)
+{
+    if (checkRules) {
+        std::vector<CString> files;
+        bool onlyFiles = false;
+        {
+            const ObjectLock lock(m->locks, &m->filter);
+            if (!m->filter.IsDriveIncludeRules(drive))
+                return true;
+            onlyFiles = m->filter.IsDriveIncludeOnlyFiles(drive);
+            if (onlyFiles)
+                m->filter.GetExplicitFiles(drive, files);
+        }
+        for (const CString& file : files)
+            FileFoundCallback(file, std::numeric_limits<unsigned __int64>::max());
+        if (onlyFiles)
+            return true;
+    }
+    // The rules may be edited while the walk runs.
+    ScanLists lists;
+    {
+        const ObjectLock lock(m->locks, &m->filter);
+        lists = m->filter.CollectScanLists(drive);
+    }
+    return m->filter.ScanSelection(lists, pattern, m->backupHiddenFiles, this, static_cast<HANDLE>(m->stop));
+}
+
+// What is pending is known already, unless it is a deletion: the file is there.
+void COrbWatcher::FileFoundCallback(const wchar_t* path, unsigned __int64)
+{
+    NotificationPtr pending;
+    {
+        const ObjectLock lock(m->locks, &m->store);
+        pending = m->store.Find(path);
+    }
+    if (!pending || pending->kind == NotificationKind::Deleted)
+        m->changeHandler.ProcessChangedFile(path, false, false);
+    RemoveFromDeleteMap(path);
+}
+
+void COrbWatcher::FolderFoundCallback(const wchar_t* path) { FileFoundCallback(path, 0); }

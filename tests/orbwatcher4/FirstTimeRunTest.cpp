@@ -1,0 +1,232 @@
+// Enumerating what is there already.
+#include "companions/settings/OrbSettings.h"
+#include "tests/orbwatcher4/WatcherFixture.h"
+
+namespace
+{
+
+class FirstTimeRun : public WatcherFixture
+{
+protected:
+    FirstTimeRun() { watcher.UpdateThreadsPriority(CPUSpeedFull); }
+
+    void Run(int reload = 0)
+    {
+        ASSERT_EQ(watcher.StartFirstTimeRun(reload), 1);
+        WatcherAccess::EndRuns(watcher);
+    }
+    std::string FileItem(const CString& path) { return Item(L"path=\"" + std::wstring(path) + L"\""); }
+};
+
+TEST_F(FirstTimeRun, ReportsEveryFileAndFolderOfTheSelectionOnce)
+{
+    const CString first = Write(L"a.txt"), second = Write(L"d\\e\\b.txt");
+    SelectTree();
+    Run();
+    EXPECT_TRUE(Pending(first));
+    EXPECT_TRUE(Pending(second));
+    EXPECT_TRUE(Pending(InTree(L"d\\e\\")));
+    EXPECT_EQ(watcher.GetTotalFilesInMem(), 5); // the tree itself, two folders, two files
+    EXPECT_EQ(watcher.IsFirstTimeEnumRunning(), 0);
+    EXPECT_EQ(watcher.IsFirstTimeFinshedsuccessfully(), 1);
+    EXPECT_EQ(watcher.IsEnableFirstTime(), 1);
+}
+
+TEST_F(FirstTimeRun, OfADriveWithSingleFilesOnlyReportsThose)
+{
+    const CString path = Write(L"a.txt");
+    Write(L"b.txt");
+    Select(FileItem(path));
+    Run();
+    EXPECT_TRUE(Pending(path));
+    EXPECT_EQ(watcher.GetTotalFilesInMem(), 1);
+}
+
+TEST_F(FirstTimeRun, IsRefusedWhileOneIsGoingOn)
+{
+    SelectTree();
+    {
+        const ObjectLock lock(State().locks, &State().firstTime);
+        State().firstTime.running = 1;
+    }
+    EXPECT_EQ(watcher.StartFirstTimeRun(0), 0);
+    EXPECT_EQ(watcher.IsFirstTimeEnumRunning(), 1);
+    watcher.SetFirstTimeWatcherHide(1);
+    EXPECT_EQ(watcher.IsFirstTimeEnumRunning(), 0);
+    const ObjectLock lock(State().locks, &State().firstTime);
+    State().firstTime.running = 0;
+}
+
+TEST_F(FirstTimeRun, PassesOverADriveWhoseVolumeIsAnother)
+{
+    const CString path = Write(L"a.txt");
+    Select(TreeItem() + Item(L"path=\"B:\\x\" type=\"1\" includeSub=\"1\" vid=\"12345\""));
+    Run();
+    EXPECT_TRUE(log.Has(L"Initial scan started, but VolumeID doesn't match drive b:\\. Scan for this drive skipped."));
+    EXPECT_TRUE(Pending(path));
+}
+
+TEST_F(FirstTimeRun, LeavesWhatIsPendingAloneAndTakesItOutOfTheDeleteMap)
+{
+    const CString pending = Write(L"a.txt"), other = Write(L"b.txt");
+    SelectTree();
+    Handler().OnFileAdded(pending);
+    const NotificationPtr before = Pending(pending);
+    for (const CString& path : {pending, other})
+        CIndexDB::m_mapDeletePtr[path] = CIndexDB::CalculateUuid(path);
+    Run();
+    EXPECT_EQ(Pending(pending), before);
+    EXPECT_TRUE(CIndexDB::m_mapDeletePtr.empty());
+}
+
+TEST_F(FirstTimeRun, ReportsAFileThatIsThereThoughItsDeletionIsPending)
+{
+    const CString path = Write(L"a.txt");
+    RecordWithTime(path, 1);
+    SelectTree();
+    auto deletion = std::make_shared<Notification>();
+    deletion->kind = NotificationKind::Deleted;
+    {
+        const ObjectLock lock(State().locks, &State().store);
+        State().store.Put(path, deletion);
+    }
+    Run();
+    ASSERT_TRUE(Pending(path));
+    EXPECT_NE(Pending(path)->kind, NotificationKind::Deleted);
+}
+
+TEST_F(FirstTimeRun, ReportsWhatTheIndexHoldsAndTheDiskDoesNotAsRemoved)
+{
+    const CString gone = Write(L"gone.txt"), there = Write(L"there.txt");
+    RecordWithTime(gone, 1);
+    RecordWithTime(there, 1);
+    Index();
+    watcher.SetIndexDB(folder.Path(L"index.db"));
+    SelectTree();
+    ASSERT_TRUE(DeleteFileW(gone));
+    Run();
+    ASSERT_TRUE(Pending(gone));
+    EXPECT_EQ(Pending(gone)->kind, NotificationKind::Deleted);
+    ASSERT_TRUE(Pending(there));
+    EXPECT_NE(Pending(there)->kind, NotificationKind::Deleted);
+    CIndexDB::m_mapDeletePtr.clear();
+}
+
+TEST_F(FirstTimeRun, SignalsItsCompletionUnlessItWasAborted)
+{
+    SelectTree();
+    const wchar_t* name = L"orbwatcher4-test-first-time-completed";
+    const KernelHandle completed(CreateEventW(nullptr, TRUE, FALSE, name));
+    watcher.SetFirstTimeCompletionEvent(name);
+    State().stop.SetEvent();
+    Run();
+    State().stop.ResetEvent();
+    EXPECT_FALSE(IsSignalled(completed.Get()));
+    EXPECT_EQ(watcher.IsFirstTimeFinshedsuccessfully(), 1);
+    EXPECT_EQ(watcher.IsFirstTimeEnumRunning(), 0);
+    Run();
+    EXPECT_TRUE(IsSignalled(completed.Get()));
+}
+
+TEST_F(FirstTimeRun, ItsCompletionIsNotedUnlessSomethingWasLostMeanwhile)
+{
+    SelectTree();
+    Run();
+    watcher.NoteFirstTimeRunCompleted();
+    const auto noted = [] { return GetServiceRunSettings().GetValue(L"Backup::FirstTimeRunTime", -1); };
+    EXPECT_EQ(noted(), static_cast<std::int32_t>(clock.Seconds()));
+    Run();
+    State().MakeFullEnumerationDue();
+    watcher.NoteFirstTimeRunCompleted();
+    EXPECT_EQ(noted(), 0);
+}
+
+TEST_F(FirstTimeRun, TellsOthersThatItRunsUnlessItIsHidden)
+{
+    SelectTree();
+    Run();
+    EXPECT_TRUE(log.Has(L"Create first time event successfully"));
+    EXPECT_TRUE(log.Has(L"Close first time event handle"));
+    const CString name = GetMainSettings().GetMainSettingsMutex(L"mutexs::GUID_FIRSTTIME_RUNNING");
+    EXPECT_FALSE(KernelHandle(OpenEventW(SYNCHRONIZE, FALSE, name)));
+    log.Clear();
+    watcher.SetFirstTimeWatcherHide(1);
+    Run();
+    EXPECT_FALSE(log.Has(L"Create first time event successfully"));
+}
+
+TEST_F(FirstTimeRun, WithAReloadTakesTheSelectionAsItIsNow)
+{
+    SelectTree();
+    const CString path = folder.Path(L"elsewhere\\a.txt");
+    folder.WriteBytes(L"elsewhere\\a.txt", "x");
+    WriteRules(L"data.xml",
+               Item(L"path=\"" + std::wstring(folder.Path(L"elsewhere")) + L"\" type=\"1\" includeSub=\"1\""));
+    Run(1);
+    EXPECT_TRUE(Pending(path));
+}
+
+TEST_F(FirstTimeRun, IsEndedByAnAbort)
+{
+    watcher.UpdateThreadsPriority(CPUSpeedLow);
+    for (int i = 0; i < 50; ++i)
+        Write(L"d\\" + std::to_wstring(i));
+    SelectTree();
+    ASSERT_EQ(watcher.StartFirstTimeRun(0), 1);
+    watcher.AbortWatching();
+    EXPECT_EQ(watcher.IsFirstTimeEnumRunning(), 0);
+}
+
+class DriveUpdates : public WatcherFixture
+{
+};
+
+TEST_F(DriveUpdates, WatchedDrivesAreTheLettersOfTheSelection)
+{
+    Select(TreeItem() + Item(L"path=\"\\\\server\\share\\a\" type=\"1\"") + Item(L"path=\"e:\\x\" type=\"1\""));
+    CString letters;
+    EXPECT_TRUE(watcher.GetWatchedDrives(letters));
+    EXPECT_EQ(letters, L"CE");
+}
+
+TEST_F(DriveUpdates, AVolumeThatCameUnderAnotherLetterTakesItsRulesAlong)
+{
+    // Drive E: was Q: when its rules were made.
+    Select(Item(L"path=\"q:\\data\" type=\"1\" includeSub=\"1\""));
+    {
+        const CSingleLock lock(State().driveListLock);
+        State().drives = {{L"q:\\", {1330791013, true, 1}}};
+    }
+    watcher.UpdateDrive(L"E:\\", WatcherEnum::NoAction);
+    EXPECT_TRUE(State().filter.RulesOf(L"e:\\").empty());
+    watcher.UpdateDrive(L"E:\\", WatcherEnum::DriveReappeared);
+    ASSERT_EQ(State().filter.RulesOf(L"e:\\").size(), 1u);
+    EXPECT_STREQ(State().filter.RulesOf(L"e:\\")[0]->path, L"e:\\data\\");
+    const CSingleLock lock(State().driveListLock);
+    ASSERT_EQ(State().drives.size(), 1u);
+    EXPECT_EQ(State().drives[L"e:\\"].serial, 1330791013);
+    EXPECT_EQ(State().drives[L"e:\\"].removed, 1);
+}
+
+TEST_F(DriveUpdates, ARemovedDriveIsNoLongerWatchedWhenTheCallReturns)
+{
+    watcher.SetDataXmlPath(WriteRules(L"data.xml", Item(L"path=\"e:\\x\" type=\"1\" includeSub=\"1\"")));
+    watcher.StartWatch();
+    ASSERT_TRUE(watcher.WaitUntilReady(20000));
+    ASSERT_EQ(watcher.GetWatchedRoots(), std::vector<CString>{L"e:\\"});
+    watcher.UpdateDrive(L"E:\\", WatcherEnum::DriveRemoved);
+    EXPECT_TRUE(watcher.GetWatchedRoots().empty());
+}
+
+TEST_F(DriveUpdates, RemovingADriveWithoutAWatchThreadReturnsAtOnce)
+{
+    {
+        const CSingleLock lock(State().driveListLock);
+        State().drives = {{L"e:\\", {0, true, 0}}};
+    }
+    watcher.UpdateDrive(L"e:\\", WatcherEnum::DriveRemoved);
+    const CSingleLock lock(State().driveListLock);
+    EXPECT_EQ(State().drives[L"e:\\"].removed, 1);
+}
+
+} // namespace
