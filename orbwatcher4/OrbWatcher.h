@@ -244,7 +244,7 @@ private:
     void RemovePending(const CString& prefix, const std::function<bool(const CString&)>& chosen);
     void RemovePendingFile(CString path);
     void ReportVanished(const CString& path);
-    bool FillDeleteMap(const CString& root);
+    void FillDeleteMap(const CString& root);
     void ReplayDump();
     void ReplayLine(const CString& line);
     void ReplayRemoval(const CString& path);

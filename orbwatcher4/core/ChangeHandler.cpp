@@ -5,10 +5,11 @@
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/core/Classify.h"
 #include "orbwatcher4/core/FileFindData.h"
-#include "orbwatcher4/core/Impersonation.h"
 #include "orbwatcher4/core/WatcherState.h"
+#include "support/Backslash.h"
 #include "support/FileTimes.h"
 #include "support/Hashes.h"
+#include "support/Impersonation.h"
 #include "support/SystemPath.h"
 
 #include <shlwapi.h>
@@ -20,14 +21,6 @@ constexpr int LongestEventPath = 260;
 constexpr DWORD LongestPrefixed = LongestEventPath + 8; // with the prefix of SystemPath
 constexpr std::uint32_t FolderKind = 1;                 // of an item in the index
 constexpr std::uint64_t ReplacedWithin = 20000000;      // 2 seconds in 100-ns units
-
-bool EndsInBackslash(const CString& path) { return !path.IsEmpty() && path[path.GetLength() - 1] == L'\\'; }
-
-void AddBackslash(CString& path)
-{
-    if (!EndsInBackslash(path))
-        path += L'\\';
-}
 
 CString LongFormOf(const CString& path)
 {
@@ -83,7 +76,7 @@ std::optional<CString> ChangeHandler::NormalizeEventPath(const wchar_t* path)
     if (normal.IsEmpty() || normal.GetLength() > LongestEventPath)
         return std::nullopt;
     if (IsDirectory(normal))
-        AddBackslash(normal);
+        normal = WithBackslash(normal);
     const ObjectLock lock(m.locks, &m.filter);
     m.filter.UpdateJunctionDestination(normal);
     return normal;
@@ -211,7 +204,7 @@ void ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, bool expandDire
     if (notification->ruleFlags & QueueFlags::ShowOverlay) {
         CString shown = *path;
         if (IsDirectory(shown))
-            AddBackslash(shown);
+            shown = WithBackslash(shown);
         SetOverlay(shown, OverlayStatus::Pending);
     }
 }

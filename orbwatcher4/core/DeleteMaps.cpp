@@ -79,23 +79,25 @@ void COrbWatcher::ReportVanished(const CString& path)
 }
 
 // Everything that the index holds on the root: what an enumeration meets is taken out again.
-bool COrbWatcher::FillDeleteMap(const CString& root)
+void COrbWatcher::FillDeleteMap(const CString& root)
 {
+    if (m->indexDB.IsEmpty())
+        return;
     CIndexDB index;
     index.SetDBFilePath(m->indexDB);
-    if (m->indexDB.IsEmpty() || !index.Open(0, 0, 0))
-        return false;
     DeleteMap found;
-    if (!index.BeginFolderChildrenRead(root))
-        return false;
-    for (std::uint64_t id = 0; index.ReadRow(id);) {
-        CachedDatum datum;
-        if (CIndexDB::GetCachedData(id, datum))
-            found.emplace(datum.path, id);
+    if (index.Open(0, 0, 0) && index.BeginFolderChildrenRead(root))
+        for (std::uint64_t id = 0; index.ReadRow(id);) {
+            CachedDatum datum;
+            if (CIndexDB::GetCachedData(id, datum))
+                found.emplace(datum.path, id);
+        }
+    const CIndexDB::Error error = index.GetLastDbError();
+    if (error != CIndexDB::Error::None && error != CIndexDB::Error::NotFound) {
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"What disappeared from %s cannot be found, the index failed: %s",
+                          root.GetString(), index.GetLastDbErrorText().GetString());
+        m->MakeFullEnumerationDue();
     }
-    if (index.GetLastDbError() != CIndexDB::Error::None)
-        return false;
     const CSingleLock lock(SectionOf(m->useDrDeleteMap));
     MapOf(m->useDrDeleteMap).merge(found);
-    return true;
 }

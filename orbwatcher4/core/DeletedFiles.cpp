@@ -76,7 +76,7 @@ bool DeletedFiles::OpenIndex()
     return false;
 }
 
-// False when the watcher is to stop; the entry is then as if it had not been looked at.
+// False when the watcher is to stop, or the index cannot be read; the entry is then as if it had not been looked at.
 bool DeletedFiles::CollectEntry(const CString& path, const Notification& notification)
 {
     const auto stopped = [&] {
@@ -86,10 +86,12 @@ bool DeletedFiles::CollectEntry(const CString& path, const Notification& notific
     };
     if (stopped())
         return false;
-    const std::vector<std::uint64_t> ids = IdsOf(path);
+    const std::optional<std::vector<std::uint64_t>> ids = IdsOf(path);
+    if (!ids)
+        return false;
     g_OrbLog.Log(L"Filtering Deleted items");
     const std::size_t before = m_records.size();
-    for (const std::uint64_t id : ids) {
+    for (const std::uint64_t id : *ids) {
         if (stopped()) {
             m_records.resize(before);
             return false;
@@ -107,7 +109,7 @@ bool DeletedFiles::CollectEntry(const CString& path, const Notification& notific
     return true;
 }
 
-std::vector<std::uint64_t> DeletedFiles::IdsOf(const CString& path)
+std::optional<std::vector<std::uint64_t>> DeletedFiles::IdsOf(const CString& path)
 {
     std::vector<std::uint64_t> ids{CIndexDB::CalculateUuid(path)};
     CachedDatum datum;
@@ -117,7 +119,11 @@ std::vector<std::uint64_t> DeletedFiles::IdsOf(const CString& path)
     if (m_index.BeginFolderChildrenRead(path))
         for (std::uint64_t id = 0; m_index.ReadRow(id);)
             ids.push_back(id);
-    return ids;
+    if (m_index.GetLastDbError() == CIndexDB::Error::None)
+        return ids;
+    g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Deletions wait, the children of %s could not be read: %s",
+                      path.GetString(), m_index.GetLastDbErrorText().GetString());
+    return std::nullopt;
 }
 
 // During a backup the records join its job.

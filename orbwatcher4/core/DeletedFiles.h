@@ -9,6 +9,7 @@
 #include "orbwatcher4/core/Notification.h"
 
 #include <map>
+#include <optional>
 #include <vector>
 
 struct WatcherState;
@@ -31,7 +32,8 @@ private:
     void TakeVanished();
     bool OpenIndex();
     bool CollectEntry(const CString& path, const Notification& notification);
-    std::vector<std::uint64_t> IdsOf(const CString& path);
+    // Nothing when the index could not be read to its end.
+    std::optional<std::vector<std::uint64_t>> IdsOf(const CString& path);
     bool Write();
     bool WriteRecords(SettingsDatum& job, bool newJob);
     void Tell(std::int32_t job) const;

@@ -3,6 +3,7 @@
 #include "orbwatcher4/core/ChangeHandler.h"
 #include "orbwatcher4/core/FileFindData.h"
 #include "orbwatcher4/core/WatcherState.h"
+#include "support/Backslash.h"
 #include "support/Privileges.h"
 #include "support/SystemPath.h"
 
@@ -39,8 +40,6 @@ FindHandle FindFirst(const CString& pattern, WIN32_FIND_DATAW& data)
 }
 
 bool IsDots(const wchar_t* name) { return name[0] == L'.' && (name[1] == 0 || (name[1] == L'.' && name[2] == 0)); }
-
-CString WithBackslash(const CString& path) { return path[path.GetLength() - 1] == L'\\' ? path : path + L'\\'; }
 
 // A link to a folder is not entered: what it leads to has a path of its own, and links may lead in circles. Of a path
 // that ends in a backslash the attributes may be those of the link's target.

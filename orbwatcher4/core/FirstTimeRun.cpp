@@ -1,8 +1,8 @@
 // Everything that is there already: the enumeration of all drives, and of one.
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/OrbSettings.h"
-#include "orbwatcher4/core/Impersonation.h"
 #include "orbwatcher4/core/WatcherState.h"
+#include "support/Impersonation.h"
 
 #include <limits>
 
@@ -60,12 +60,13 @@ int COrbWatcher::StartFirstTimeRun(int reload)
         ReloadForFirstTimeRun();
     m->filter.ClearJunctionCache();
     const ObjectLock lock(m->locks, &m->firstTime);
-    if (!m->firstTime.stopping)
+    if (!m->firstTime.stopping) {
         m->firstTime.thread = StartWatcherThread(&_FirstRunAllDrives, this);
-    if (m->firstTime.thread && !m->firstTime.stopping)
-        return 1;
+        if (m->firstTime.thread)
+            return 1;
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to start the first-time run: %d", GetLastError());
+    }
     m->firstTime.running = 0;
-    g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to start the first-time run: %d", GetLastError());
     return 0;
 }
 

@@ -4,10 +4,10 @@
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/core/FileFindData.h"
-#include "orbwatcher4/core/Impersonation.h"
 #include "orbwatcher4/core/WatcherState.h"
 #include "support/FileTimes.h"
 #include "support/Hashes.h"
+#include "support/Impersonation.h"
 #include "support/SystemPath.h"
 #include "support/Wildcard.h"
 

@@ -1,7 +1,7 @@
 // Adding rules while the watcher runs.
 #include "companions/logging/OrbLogging.h"
-#include "orbwatcher4/core/Impersonation.h"
 #include "orbwatcher4/core/WatcherState.h"
+#include "support/Impersonation.h"
 
 #include <shlwapi.h>
 

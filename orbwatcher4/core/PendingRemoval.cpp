@@ -2,6 +2,7 @@
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/core/WatcherState.h"
+#include "support/Backslash.h"
 #include "support/CaseFold.h"
 #include "support/Hashes.h"
 #include "support/SystemPath.h"
@@ -10,11 +11,6 @@
 
 namespace
 {
-
-CString WithBackslash(const CString& path)
-{
-    return !path.IsEmpty() && path[path.GetLength() - 1] == L'\\' ? path : path + L'\\';
-}
 
 std::uint64_t ExtensionHash(const CString& path)
 {

@@ -3,8 +3,8 @@
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/core/DumpFile.h"
 #include "orbwatcher4/core/FileFindData.h"
-#include "orbwatcher4/core/Impersonation.h"
 #include "orbwatcher4/core/WatcherState.h"
+#include "support/Impersonation.h"
 #include "support/SystemPath.h"
 
 void COrbWatcher::Resume()

@@ -2,8 +2,8 @@
 
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/core/FileFindData.h"
-#include "orbwatcher4/core/Impersonation.h"
 #include "orbwatcher4/core/WatcherState.h"
+#include "support/Impersonation.h"
 
 #include <algorithm>
 

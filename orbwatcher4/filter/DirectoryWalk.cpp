@@ -3,6 +3,7 @@
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/filter/Junctions.h"
 #include "orbwatcher4/filter/ReparsePoint.h"
+#include "support/Backslash.h"
 #include "support/Wildcard.h"
 
 #include <shlwapi.h>
@@ -71,7 +72,7 @@ bool DirectoryWalk::WalkFiles(const CString& folder)
 
 void DirectoryWalk::Begin(const CString& root)
 {
-    m_root = AsFolder(root);
+    m_root = WithBackslash(root);
     if (m_caller)
         m_caller->FolderFoundCallback(m_root);
 }

@@ -2,6 +2,7 @@
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/OrbFilter.h"
 #include "orbwatcher4/filter/VolumeTable.h"
+#include "support/Backslash.h"
 #include "support/CaseFold.h"
 #include "support/FileReplacement.h"
 #include "support/Numbers.h"
@@ -23,8 +24,8 @@ CString RulePathOf(const CMarkup& item, bool folder, const VolumeTable& volumes)
 {
     Filter read;
     read.path = item.GetAttribute(L"path");
-    if (folder && !read.path.IsEmpty() && read.path[read.path.GetLength() - 1] != L'\\')
-        read.path += L'\\';
+    if (folder && !read.path.IsEmpty())
+        read.path = WithBackslash(read.path);
     volumes.Relocate(read, item.GetAttribute(L"vid"));
     return read.path;
 }

@@ -4,6 +4,7 @@
 #include "orbwatcher4/OrbFilter.h"
 #include "orbwatcher4/filter/Decisions.h"
 #include "orbwatcher4/filter/VolumeTable.h"
+#include "support/Backslash.h"
 #include "support/CaseFold.h"
 #include "support/Numbers.h"
 #include "xml/Markup.h"
@@ -45,12 +46,7 @@ CString ReadMask(const CMarkup& item)
     return CString();
 }
 
-CString FolderPath(CString path)
-{
-    if (!path.IsEmpty() && path[path.GetLength() - 1] != L'\\')
-        path += L'\\';
-    return path;
-}
+CString FolderPath(const CString& path) { return path.IsEmpty() ? path : WithBackslash(path); }
 
 // The half of a split rule that includes everything under the path.
 FilterPtr IncludeHalf(const Filter& rule)

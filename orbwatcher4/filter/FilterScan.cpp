@@ -1,11 +1,11 @@
 // The walks of OrbFilter.
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/OrbFilter.h"
-#include "orbwatcher4/core/Impersonation.h"
 #include "orbwatcher4/filter/Junctions.h"
 #include "orbwatcher4/filter/ReparsePoint.h"
 #include "orbwatcher4/filter/SelectionWalk.h"
 #include "support/Handle.h"
+#include "support/Impersonation.h"
 #include "support/Privileges.h"
 #include "support/SystemPath.h"
 

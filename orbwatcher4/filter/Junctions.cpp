@@ -3,6 +3,7 @@
 
 #include "orbwatcher4/OrbFilter.h"
 #include "orbwatcher4/filter/ScanBounds.h"
+#include "support/Backslash.h"
 #include "support/CaseFold.h"
 #include "support/Hashes.h"
 
@@ -10,16 +11,16 @@ namespace
 {
 
 // A junction's key in the cache.
-CString JunctionKey(const CString& junction) { return AsFolder(junction).MakeLower(); }
+CString JunctionKey(const CString& junction) { return WithBackslash(junction).MakeLower(); }
 
 // No directory has a star in its name.
-std::uint64_t FilesKey(const CString& folder) { return PathHash64((AsFolder(folder) + L'*').View()); }
+std::uint64_t FilesKey(const CString& folder) { return PathHash64((WithBackslash(folder) + L'*').View()); }
 
 } // namespace
 
 bool OrbFilter::AddScannedDirectory(CString& dir)
 {
-    dir = AsFolder(dir);
+    dir = WithBackslash(dir);
     const std::uint64_t key = PathHash64(dir.View());
     const WriteScope scope(m_lock);
     return m_scanned.insert(key).second;
@@ -39,7 +40,7 @@ void OrbFilter::UpdateJunctionDestination(CString& path)
     for (const auto& [junction, destination] : m_junctions) {
         if (!BeginsNoCase(path.View(), junction.View()))
             continue;
-        path = AsFolder(destination) + path.Mid(junction.GetLength());
+        path = WithBackslash(destination) + path.Mid(junction.GetLength());
         return;
     }
 }
@@ -55,7 +56,7 @@ bool JunctionAccess::AddScanned(OrbFilter& filter, CString& folder) { return fil
 
 bool JunctionAccess::IsScanned(OrbFilter& filter, const CString& folder)
 {
-    const std::uint64_t key = PathHash64(AsFolder(folder).View());
+    const std::uint64_t key = PathHash64(WithBackslash(folder).View());
     const ReadScope scope(filter.m_lock);
     return filter.m_scanned.count(key) != 0;
 }

@@ -1,5 +1,6 @@
 #include "orbwatcher4/filter/ScanBounds.h"
 
+#include "support/Backslash.h"
 #include "support/CaseFold.h"
 
 std::size_t FoldedHash::operator()(const CString& path) const { return HashNoCase(path.View()); }
@@ -9,27 +10,20 @@ bool FoldedEqual::operator()(const CString& left, const CString& right) const
     return EqualNoCase(left.View(), right.View());
 }
 
-CString AsFolder(CString path)
-{
-    if (path.IsEmpty() || path[path.GetLength() - 1] != L'\\')
-        path += L'\\';
-    return path;
-}
-
 ScanBounds::ScanBounds(const ScanLists& lists)
 {
     for (const CString& folder : lists.exclusions)
-        m_exclusions.insert(AsFolder(folder));
+        m_exclusions.insert(WithBackslash(folder));
     for (const ScanLists::Root& root : lists.roots)
         if (root.includeSub)
-            m_deepRoots.insert(AsFolder(root.path));
+            m_deepRoots.insert(WithBackslash(root.path));
 }
 
-bool ScanBounds::IsExcluded(const CString& folder) const { return m_exclusions.contains(AsFolder(folder)); }
+bool ScanBounds::IsExcluded(const CString& folder) const { return m_exclusions.contains(WithBackslash(folder)); }
 
 ScanBounds::Cover ScanBounds::CoverOf(CString folder) const
 {
-    folder = AsFolder(folder);
+    folder = WithBackslash(folder);
     while (!folder.IsEmpty()) {
         if (m_exclusions.contains(folder))
             return Cover::Excluded;
@@ -43,6 +37,6 @@ ScanBounds::Cover ScanBounds::CoverOf(CString folder) const
 
 const CString* ScanBounds::RootSpelling(const CString& folder) const
 {
-    const auto found = m_deepRoots.find(AsFolder(folder));
+    const auto found = m_deepRoots.find(WithBackslash(folder));
     return found == m_deepRoots.end() ? nullptr : &*found;
 }

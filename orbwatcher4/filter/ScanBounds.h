@@ -32,6 +32,3 @@ private:
     FoldedSet m_exclusions;
     FoldedSet m_deepRoots;
 };
-
-// The path with a backslash at the end.
-CString AsFolder(CString path);

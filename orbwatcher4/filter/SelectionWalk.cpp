@@ -3,6 +3,7 @@
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/filter/Junctions.h"
 #include "orbwatcher4/filter/ReparsePoint.h"
+#include "support/Backslash.h"
 
 #include <algorithm>
 #include <tuple>
@@ -44,7 +45,7 @@ SelectionWalk::SelectionWalk(OrbFilter& filter, ScanDisk& disk, const ScanLists&
 
 void SelectionWalk::AddStart(const ScanLists::Root& root)
 {
-    Start start{AsFolder(root.path), AsFolder(root.path), root.includeSub};
+    Start start{WithBackslash(root.path), WithBackslash(root.path), root.includeSub};
     if (m_bounds.IsExcluded(start.folder))
         return;
     const DWORD attributes = m_disk.Attributes(start.folder);
@@ -57,7 +58,7 @@ void SelectionWalk::AddStart(const ScanLists::Root& root)
     case ReparseResult::Unusable:
         return;
     case ReparseResult::Leads:
-        start.destination = AsFolder(destination);
+        start.destination = WithBackslash(destination);
         break;
     case ReparseResult::NoLink:
         break;

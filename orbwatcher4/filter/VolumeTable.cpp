@@ -1,21 +1,13 @@
 #include "orbwatcher4/filter/VolumeTable.h"
 
 #include "orbwatcher4/OrbFilter.h"
+#include "support/Backslash.h"
 #include "support/Numbers.h"
 #include "support/QuietErrors.h"
 
 #include <windows.h>
 
 #include <shlwapi.h>
-
-namespace
-{
-
-bool EndsInBackslash(const CString& root) { return !root.IsEmpty() && root[root.GetLength() - 1] == L'\\'; }
-
-CString WithBackslash(const CString& root) { return EndsInBackslash(root) ? root : root + L'\\'; }
-
-} // namespace
 
 VolumeTable::VolumeTable()
 {

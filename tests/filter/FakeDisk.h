@@ -3,6 +3,7 @@
 
 #include "orbwatcher4/filter/ScanBounds.h"
 #include "orbwatcher4/filter/ScanDisk.h"
+#include "support/Backslash.h"
 #include "support/CaseFold.h"
 #include "tests/filter/ReparseBytes.h"
 
@@ -25,14 +26,14 @@ public:
 
     void AddFolder(const CString& path, DWORD attributes = 0)
     {
-        Enter(AsFolder(path), attributes | FILE_ATTRIBUTE_DIRECTORY);
-        m_folders[AsFolder(path)];
+        Enter(WithBackslash(path), attributes | FILE_ATTRIBUTE_DIRECTORY);
+        m_folders[WithBackslash(path)];
     }
     void AddFile(const CString& path, std::uint64_t size = 1) { Enter(path, FILE_ATTRIBUTE_NORMAL, size); }
     void AddLink(const CString& path, const Bytes& data, DWORD attributes = 0)
     {
-        Enter(AsFolder(path), attributes | FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT);
-        reparse[AsFolder(path)] = data;
+        Enter(WithBackslash(path), attributes | FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT);
+        reparse[WithBackslash(path)] = data;
     }
     void AddJunction(const CString& path, const CString& target, DWORD attributes = 0)
     {
@@ -41,12 +42,12 @@ public:
 
     DWORD Attributes(const CString& path) override
     {
-        const auto found = m_attributes.find(AsFolder(path));
+        const auto found = m_attributes.find(WithBackslash(path));
         return found == m_attributes.end() ? INVALID_FILE_ATTRIBUTES : found->second;
     }
     std::optional<unsigned __int64> FileSize(const CString& path) override
     {
-        if (m_attributes.contains(AsFolder(path)))
+        if (m_attributes.contains(WithBackslash(path)))
             return 7;
         return std::nullopt;
     }
@@ -67,7 +68,7 @@ public:
     DWORD ReadReparse(const CString& path, Bytes& data) override
     {
         ++reads;
-        const auto found = reparse.find(AsFolder(path));
+        const auto found = reparse.find(WithBackslash(path));
         if (found == reparse.end())
             return readError;
         data = found->second;
@@ -75,7 +76,7 @@ public:
     }
     CString Follow(const CString& path) override
     {
-        const auto found = real.find(AsFolder(path));
+        const auto found = real.find(WithBackslash(path));
         return found == real.end() ? CString() : found->second;
     }
     CString MountedAt(const CString& volume) override
@@ -104,7 +105,7 @@ private:
         data.nFileSizeHigh = static_cast<DWORD>(size >> 32);
         plain.copy(data.cFileName, MAX_PATH - 1, cut + 1);
         m_folders[CString(std::wstring_view(plain).substr(0, cut + 1))][plain.substr(cut + 1)] = data;
-        m_attributes[AsFolder(path)] = attributes;
+        m_attributes[WithBackslash(path)] = attributes;
     }
 
     ByPath<std::map<std::wstring, WIN32_FIND_DATAW>> m_folders;

@@ -186,6 +186,24 @@ TEST_F(Deletions, WaitWhileTheIndexIsLockedAndAreWrittenLater)
     EXPECT_EQ(told.size(), 1u);
 }
 
+TEST_F(Deletions, OfAFolderWaitWhenItsChildrenCannotBeRead)
+{
+    const CString directory = InTree(L"d");
+    std::vector<ItemDatum> items{{directory, 1, 1, CachedDatum::Folder, 0}};
+    for (int i = 0; i < 3000; ++i)
+        items.push_back({directory + L"\\some long file name " + std::to_wstring(i).c_str(), 0, 1, 0, 0});
+    ASSERT_TRUE(Index().RecordItems(items));
+    Index().Close(); // the cache stays
+    std::string bytes = folder.ReadBytes(L"index.db");
+    ASSERT_GT(bytes.size(), 70u * 4096);
+    bytes.replace(60 * 4096, 10 * 4096, 10 * 4096, '\x7f');
+    folder.WriteBytes(L"index.db", bytes);
+    MarkDeleted(directory);
+    watcher.ImmediateProcessDeletedFiles();
+    EXPECT_TRUE(Pending(directory));
+    EXPECT_TRUE(told.empty());
+}
+
 TEST_F(Deletions, WaitWithoutAnIndex)
 {
     const CString path = DeleteIndexed(L"a.txt");

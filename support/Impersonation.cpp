@@ -1,4 +1,4 @@
-#include "orbwatcher4/core/Impersonation.h"
+#include "support/Impersonation.h"
 
 CallerTokenScope::CallerTokenScope()
 {
