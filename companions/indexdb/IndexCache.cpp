@@ -100,6 +100,13 @@ bool CIndexDB::GetCachedData(const wchar_t* path, CachedDatum& datum)
     return id && cache->Find(*id, datum);
 }
 
+bool CIndexDB::HasCachedItemsBelow(const wchar_t* folder)
+{
+    const CSingleLock lock(m_csCache);
+    const ItemCache* cache = IndexCache::Any();
+    return cache && cache->HasItemsBelow(WithoutBackslash(folder));
+}
+
 bool CIndexDB::IsDelayedItemWatcher(const wchar_t* path, std::int64_t& until)
 {
     const CSingleLock lock(m_csCache);

@@ -87,11 +87,47 @@ std::vector<ProfileDatum> CIndexDB::GetPlugins()
 
 bool CIndexDB::InsertEx(const DeleteDatum& record, int, void*, bool replace)
 {
-    return m_state->Run([&] {
-        const char* sql = replace ? "INSERT OR REPLACE INTO deletes(job, item, deleted) VALUES(?, ?, ?)"
-                                  : "INSERT OR IGNORE INTO deletes(job, item, deleted) VALUES(?, ?, ?)";
-        m_state->connection.Execute(sql, record.jobId, record.id, record.deletionTime);
+    const CSingleLock turn(IndexCache::Turn());
+    const bool inserted = m_state->Run([&] {
+        if (m_state->connection.InTransaction())
+            return m_state->InsertDelete(record, replace);
+        IndexTransaction transaction(m_state->connection);
+        m_state->InsertDelete(record, replace);
+        transaction.Commit();
     });
+    if (inserted && !m_state->batchTurn)
+        m_state->FollowDeleted();
+    return inserted;
+}
+
+void CIndexDB::State::InsertDelete(const DeleteDatum& record, bool replace)
+{
+    const char* sql = replace ? "INSERT OR REPLACE INTO deletes(job, item, deleted) VALUES(?, ?, ?)"
+                              : "INSERT OR IGNORE INTO deletes(job, item, deleted) VALUES(?, ?, ?)";
+    connection.Execute(sql, record.jobId, record.id, record.deletionTime);
+    connection.Execute("UPDATE items SET flags = flags | ? WHERE id = ?", CachedDatum::NoDeleteRecord, record.id);
+    markedItems.push_back(record.id);
+}
+
+void CIndexDB::State::FollowDeleted()
+{
+    const CSingleLock lock(m_csCache);
+    if (ItemCache* cache = IndexCache::For(identity))
+        for (const std::uint64_t id : markedItems)
+            cache->AddFlags(id, CachedDatum::NoDeleteRecord);
+    markedItems.clear();
+}
+
+void CIndexDB::State::LeaveBatch()
+{
+    try {
+        if (batchTurn && connection.IsOpen() && connection.InTransaction())
+            connection.Execute("ROLLBACK");
+    } catch (const IndexError&) {
+        // The error that is told is the one before; closing undoes the rest.
+    }
+    markedItems.clear();
+    batchTurn.reset();
 }
 
 std::vector<DeleteDatum> CIndexDB::State::Deletes(std::int32_t jobId)
@@ -113,12 +149,23 @@ std::vector<DeleteDatum> CIndexDB::GetDeletes(std::int32_t jobId)
 
 bool CIndexDB::BeginBatch()
 {
-    return m_state->Run([&] { m_state->connection.Execute("BEGIN IMMEDIATE"); });
+    if (m_state->batchTurn)
+        return m_state->Run([&] { m_state->RefuseInBatch(); });
+    // The cache's turn comes before the database, here as everywhere.
+    m_state->batchTurn.emplace(IndexCache::Turn());
+    const bool begun = m_state->Run([&] { m_state->connection.Execute("BEGIN IMMEDIATE"); });
+    if (!begun)
+        m_state->LeaveBatch();
+    return begun;
 }
 
 bool CIndexDB::CommitBatch()
 {
-    return m_state->Run([&] { m_state->connection.Execute("COMMIT"); });
+    const bool committed = m_state->Run([&] { m_state->connection.Execute("COMMIT"); });
+    if (committed)
+        m_state->FollowDeleted();
+    m_state->LeaveBatch();
+    return committed;
 }
 
 bool CIndexDB::ExportToTransaction(const wchar_t* path, int kind)

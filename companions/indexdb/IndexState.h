@@ -9,6 +9,7 @@
 #include "support/RankedSection.h"
 
 #include <new>
+#include <optional>
 #include <vector>
 
 struct CIndexDB::State {
@@ -17,6 +18,8 @@ struct CIndexDB::State {
     IndexConnection connection;
     IndexStatement children; // the open BeginFolderChildrenRead; closed before the connection
     FileIdentity identity;
+    std::optional<CSingleLock> batchTurn;   // from the begin of a batch to its end
+    std::vector<std::uint64_t> markedItems; // of the batch: what the cache follows when it is committed
     IndexError last{Error::None, CString()};
 
     // Runs an operation on the open database; what it throws becomes the last error.
@@ -53,6 +56,10 @@ struct CIndexDB::State {
     bool RecordAll(const ItemDatum* items, std::size_t count);
     void FollowRecorded(const ItemDatum* items, std::size_t count);
     void FollowForgotten(const CString& path);
+    void FollowDeleted();
+    void InsertDelete(const DeleteDatum& record, bool replace);
+    // What was not committed is undone; the last error stays.
+    void LeaveBatch();
     void ReadItems(ItemCache& cache);
     void RefuseInBatch() const;
 };

@@ -35,6 +35,7 @@ ItemCache::ItemCache()
 {
     m_byId.set_deleted_key(deletedKey);
     m_byFoldedPath.set_deleted_key(deletedKey);
+    m_subtrees.set_deleted_key(deletedKey);
 }
 
 void ItemCache::Put(const CachedDatum& datum, std::int64_t delayedUntil)
@@ -79,6 +80,13 @@ bool ItemCache::Update(const CachedDatum& datum, std::int64_t delayedUntil)
     item.kind = static_cast<std::uint8_t>(datum.kind);
     SetDelayed(datum.id, delayedUntil);
     return true;
+}
+
+void ItemCache::AddFlags(std::uint64_t id, std::uint32_t flags)
+{
+    const auto found = m_byId.find(KeyOf(id));
+    if (found != m_byId.end() && m_items[found->second].id == id)
+        m_items[found->second].flags |= flags;
 }
 
 void ItemCache::SetDelayed(std::uint64_t id, std::int64_t until)
@@ -136,6 +144,8 @@ std::optional<std::uint64_t> ItemCache::FindPath(std::wstring_view path) const
     return item ? std::optional(item->id) : std::nullopt;
 }
 
+bool ItemCache::HasItemsBelow(std::wstring_view folder) const { return m_subtrees.count(FoldedKey(folder)) != 0; }
+
 std::int64_t ItemCache::DelayedUntil(std::uint64_t id) const
 {
     const auto found = m_delayed.find(id);
@@ -180,6 +190,7 @@ std::uint32_t ItemCache::EnterFolder(std::wstring_view path)
     m_freeFolders.pop_back();
     m_folders[number] = {std::wstring(path), path.empty() ? 0 : PathHash64(path), 1};
     m_folderNumbers.emplace(m_folders[number].path, number);
+    CountInAncestors(path, 1);
     return number;
 }
 
@@ -190,8 +201,23 @@ void ItemCache::LeaveFolder(std::uint32_t number)
     if (--folder.items > 0)
         return;
     m_folderNumbers.erase(folder.path);
+    CountInAncestors(folder.path, static_cast<std::uint32_t>(-1));
     folder = {};
     m_freeFolders.push_back(number);
+}
+
+void ItemCache::CountInAncestors(std::wstring_view path, std::uint32_t change)
+{
+    Fold(path);
+    std::wstring_view ancestor = m_folded;
+    while (!ancestor.empty()) {
+        const auto count = m_subtrees.insert({KeyOf(PathHash64(ancestor)), 0}).first;
+        count->second += change;
+        if (count->second == 0)
+            m_subtrees.erase(count);
+        const std::size_t slash = ancestor.rfind(L'\\');
+        ancestor = ancestor.substr(0, slash == std::wstring_view::npos ? 0 : slash);
+    }
 }
 
 std::uint32_t ItemCache::AddName(std::wstring_view name)
@@ -235,11 +261,16 @@ bool ItemCache::HasPath(const Item& item, std::wstring_view path, Equal equal) c
            equal(path.substr(0, folder.size()), folder) && (nameStart == 0 || path[nameStart - 1] == L'\\');
 }
 
-std::uint64_t ItemCache::FoldedKey(std::wstring_view path) const
+void ItemCache::Fold(std::wstring_view path) const
 {
     m_folded = path;
     for (wchar_t& unit : m_folded)
         unit = static_cast<wchar_t>(UpperUnit(static_cast<std::uint16_t>(unit)));
+}
+
+std::uint64_t ItemCache::FoldedKey(std::wstring_view path) const
+{
+    Fold(path);
     return KeyOf(PathHash64(m_folded));
 }
 

@@ -33,16 +33,21 @@ public:
     // Adds the item or replaces the one of the same id; an item of the same path, in whatever case, goes.
     void Put(const CachedDatum& item, std::int64_t delayedUntil);
     void Erase(std::uint64_t id);
+    // Nothing when the item is not known.
+    void AddFlags(std::uint64_t id, std::uint32_t flags);
 
     bool Find(std::uint64_t id, CachedDatum& item) const;
     // The id of the item with this path, without regard to case; no trailing backslash.
     std::optional<std::uint64_t> FindPath(std::wstring_view path) const;
+    // Whether an item lies below the folder, at any depth, without regard to case; no trailing backslash.
+    bool HasItemsBelow(std::wstring_view folder) const;
     // 0 when the item is not delayed or not known.
     std::int64_t DelayedUntil(std::uint64_t id) const;
 
 private:
     using Slot = std::uint32_t;
     using SlotMap = google::sparse_hash_map<std::uint64_t, Slot>;
+    using CountMap = google::sparse_hash_map<std::uint64_t, std::uint32_t>;
     struct Item {
         std::uint64_t id;
         std::uint64_t modificationTime;
@@ -66,11 +71,13 @@ private:
     // One more item in the folder, and one less.
     std::uint32_t EnterFolder(std::wstring_view path);
     void LeaveFolder(std::uint32_t number);
+    void CountInAncestors(std::wstring_view path, std::uint32_t change);
     std::uint32_t AddName(std::wstring_view name);
     std::wstring_view NameOf(const Item& item) const;
     void PathOf(const Item& item, CString& path) const;
     template <typename Equal>
     bool HasPath(const Item& item, std::wstring_view path, Equal equal) const;
+    void Fold(std::wstring_view path) const;
     std::uint64_t FoldedKey(std::wstring_view path) const;
     const Item* ItemAt(const SlotMap& map, std::uint64_t key) const;
     const Item* ItemOfPath(const SlotMap& map, std::uint64_t key, std::wstring_view path) const;
@@ -83,6 +90,9 @@ private:
     std::vector<Slot> m_freeSlots;
     std::deque<Folder> m_folders;
     std::vector<std::uint32_t> m_freeFolders;
+    // For each folder that items lie below, by the key of its folded path: how many of m_folders it is or holds. (Two
+    // folders of the same key would make HasItemsBelow say yes too often, which costs a look at the database.)
+    CountMap m_subtrees;
     std::unordered_map<std::wstring_view, std::uint32_t> m_folderNumbers; // views into m_folders
     std::vector<std::unique_ptr<wchar_t[]>> m_names;
     std::size_t m_namesUsed = 0; // in the last block

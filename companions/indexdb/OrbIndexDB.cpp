@@ -69,6 +69,7 @@ void CIndexDB::State::UseWriteAheadLog()
 void CIndexDB::State::Close()
 {
     children.Close();
+    LeaveBatch();
     connection.Close();
     identity = {};
 }

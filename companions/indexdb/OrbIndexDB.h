@@ -5,9 +5,9 @@
 // static members are shared by the process; GetCachedData and
 // IsDelayedItemWatcher may be called from any thread and enter m_csCache
 // themselves. Who needs both the cache's section and a transaction enters the
-// section first. Recording, forgetting, loading and clearing enter it at their
-// end, for a moment, so that look-ups never wait for a database: they must not be
-// called with the section held.
+// section first. Recording, deleting, forgetting, loading and clearing enter it at
+// their end, for a moment, so that look-ups never wait for a database: they must
+// not be called with the section held.
 //
 // A database that is locked, read-only, corrupt or newer than this library is
 // reported by Open and never overwritten.
@@ -30,7 +30,7 @@
 struct CachedDatum {
     static constexpr std::uint32_t DropSameRunChange = 4; // a file: a second change during a run is dropped
     static constexpr std::uint32_t Folder = 4;            // the same bit on a folder's item marks the folder
-    static constexpr std::uint32_t NoDeleteRecord = 64;   // treated as if it were not in the index
+    static constexpr std::uint32_t NoDeleteRecord = 64;   // has one already: treated as if it were not in the index
 
     std::uint64_t id = 0;
     std::uint64_t parentId = 0;
@@ -114,13 +114,14 @@ public:
     std::vector<ProfileDatum> GetPlugins();
 
     // Delete records. `options`, `context` and `replace` are for other users of the table: 0, null, false
-    // here. A record for the same item and job counts once.
+    // here. A record for the same item and job counts once. The item is marked with NoDeleteRecord until it is
+    // recorded again: what comes back after its deletion is new, even when nothing about it has changed.
     bool InsertEx(const DeleteDatum& record, int options, void* context, bool replace);
     std::vector<DeleteDatum> GetDeletes(std::int32_t jobId);
 
     // Jobs, plugins and delete records written in between are committed together, which is much quicker for
-    // many of them. Close without commit undoes them. Items are not recorded and nothing is exported
-    // while a batch is open.
+    // many of them. Close without commit undoes them, and so does a commit that fails. Items are not recorded and
+    // nothing is exported while a batch is open. The thread that begins a batch ends it.
     bool BeginBatch();
     bool CommitBatch();
 
@@ -152,6 +153,8 @@ public:
     static bool GetCachedData(std::uint64_t id, CachedDatum& datum, int options = 1);
     // Without regard to case and to one trailing backslash.
     static bool GetCachedData(const wchar_t* path, CachedDatum& datum);
+    // Whether the index holds anything below the folder, at any depth. Case and backslash as above.
+    static bool HasCachedItemsBelow(const wchar_t* folder);
     static bool IsDelayedItemWatcher(const wchar_t* path, std::int64_t& until);
     // How many queries went to a database since the process started; look-ups in the cache are none.
     static std::uint64_t DatabaseLookups();

@@ -54,4 +54,66 @@ TEST_F(IndexBatch, ItemsAndExportsAreRefusedMeanwhile)
 
 TEST_F(IndexBatch, CommittingWithoutOneFails) { EXPECT_FALSE(db.CommitBatch()); }
 
+TEST_F(IndexBatch, BeginningASecondOneLeavesTheFirstAsItIs)
+{
+    ASSERT_TRUE(db.BeginBatch());
+    ASSERT_TRUE(db.InsertEx({1, 1, 1}, 0, nullptr, false));
+    EXPECT_FALSE(db.BeginBatch());
+    ASSERT_TRUE(db.CommitBatch());
+    EXPECT_EQ(SeenByOthers(), 1u);
+}
+
+class DeletedItems : public IndexBatch
+{
+protected:
+    DeletedItems()
+    {
+        EXPECT_TRUE(db.LoadCache());
+        EXPECT_TRUE(db.RecordItem(Item(path)));
+    }
+    ~DeletedItems() override { CIndexDB::ClearCache(); }
+
+    bool IsMarked()
+    {
+        CachedDatum datum;
+        return CIndexDB::GetCachedData(id, datum) && (datum.flags & CachedDatum::NoDeleteRecord);
+    }
+    bool IsMarkedInTheDatabase()
+    {
+        EXPECT_TRUE(db.LoadCache());
+        return IsMarked();
+    }
+
+    const CString path = L"C:\\a";
+    const std::uint64_t id = CIndexDB::CalculateUuid(path);
+};
+
+TEST_F(DeletedItems, AreMarkedUntilTheyAreRecordedAgain)
+{
+    ASSERT_TRUE(db.InsertEx({id, 1, 1}, 0, nullptr, false));
+    EXPECT_TRUE(IsMarked());
+    EXPECT_TRUE(IsMarkedInTheDatabase());
+    ASSERT_TRUE(db.RecordItem(Item(path)));
+    EXPECT_FALSE(IsMarked());
+    EXPECT_FALSE(IsMarkedInTheDatabase());
+}
+
+TEST_F(DeletedItems, OfABatchAreMarkedWhenItIsCommitted)
+{
+    ASSERT_TRUE(db.BeginBatch());
+    ASSERT_TRUE(db.InsertEx({id, 1, 1}, 0, nullptr, false));
+    EXPECT_FALSE(IsMarked());
+    ASSERT_TRUE(db.CommitBatch());
+    EXPECT_TRUE(IsMarked());
+}
+
+TEST_F(DeletedItems, OfABatchThatIsGivenUpAreNotMarked)
+{
+    ASSERT_TRUE(db.BeginBatch());
+    ASSERT_TRUE(db.InsertEx({id, 1, 1}, 0, nullptr, false));
+    ASSERT_TRUE(db.Open(1, 0, 0));
+    EXPECT_FALSE(IsMarked());
+    EXPECT_FALSE(IsMarkedInTheDatabase());
+}
+
 } // namespace

@@ -132,4 +132,41 @@ TEST(ItemCache, UpdatingAnItemOverAndOverKeepsOne)
     EXPECT_EQ(cache.Size(), 1u);
 }
 
+TEST(ItemCache, KnowsWhetherSomethingLiesBelowAFolderAtAnyDepthAndInAnyCase)
+{
+    ItemCache cache;
+    cache.Put(Datum(L"C:\\Docs\\Deep\\\u00c4\\file.txt"), 0);
+    for (const wchar_t* folder : {L"C:", L"C:\\Docs", L"c:\\DOCS\\deep", L"C:\\Docs\\Deep\\\u00e4"})
+        EXPECT_TRUE(cache.HasItemsBelow(folder));
+    for (const wchar_t* folder : {L"", L"C", L"C:\\Doc", L"C:\\Docs\\Deep\\\u00c4\\file.txt", L"D:"})
+        EXPECT_FALSE(cache.HasItemsBelow(folder));
+}
+
+TEST(ItemCache, ForgetsAFolderWithItsLastItem)
+{
+    ItemCache cache;
+    cache.Put(Datum(L"C:\\a\\b\\one"), 0);
+    cache.Put(Datum(L"C:\\A\\c\\two"), 0);
+    cache.Erase(PathHash64(L"C:\\a\\b\\one"));
+    EXPECT_FALSE(cache.HasItemsBelow(L"C:\\a\\b"));
+    EXPECT_TRUE(cache.HasItemsBelow(L"C:\\a"));
+    cache.Erase(PathHash64(L"C:\\A\\c\\two"));
+    EXPECT_FALSE(cache.HasItemsBelow(L"C:\\a"));
+    EXPECT_FALSE(cache.HasItemsBelow(L"C:"));
+}
+
+TEST(ItemCache, FlagsAreAddedToTheItemAlone)
+{
+    ItemCache cache;
+    cache.Put(Datum(L"C:\\a"), 0);
+    cache.Put(Datum(L"C:\\b"), 0);
+    cache.AddFlags(PathHash64(L"C:\\a"), 64);
+    cache.AddFlags(PathHash64(L"C:\\none"), 64);
+    CachedDatum datum;
+    ASSERT_TRUE(cache.Find(PathHash64(L"C:\\a"), datum));
+    EXPECT_EQ(datum.flags, 64u);
+    ASSERT_TRUE(cache.Find(PathHash64(L"C:\\b"), datum));
+    EXPECT_EQ(datum.flags, 0u);
+}
+
 } // namespace
