@@ -5,4 +5,15 @@
 
 inline bool EndsInBackslash(const CString& path) { return !path.IsEmpty() && path[path.GetLength() - 1] == L'\\'; }
 
+inline CString WithoutBackslash(const CString& path)
+{
+    return EndsInBackslash(path) ? path.Left(path.GetLength() - 1) : path;
+}
+
 inline CString WithBackslash(const CString& path) { return EndsInBackslash(path) ? path : path + L'\\'; }
+
+// The same path with the backslash, or without it.
+inline CString OtherSpelling(const CString& path)
+{
+    return EndsInBackslash(path) ? WithoutBackslash(path) : path + L'\\';
+}

@@ -1,6 +1,7 @@
 #include "companions/indexdb/IndexSchema.h"
 #include "companions/indexdb/IndexState.h"
 #include "companions/indexdb/TransactionExport.h"
+#include "companions/logging/OrbLogging.h"
 
 namespace
 {
@@ -87,7 +88,6 @@ std::vector<ProfileDatum> CIndexDB::GetPlugins()
 
 bool CIndexDB::InsertEx(const DeleteDatum& record, int, void*, bool replace)
 {
-    const CSingleLock turn(IndexCache::Turn());
     const bool inserted = m_state->Run([&] {
         if (m_state->connection.InTransaction())
             return m_state->InsertDelete(record, replace);
@@ -95,7 +95,7 @@ bool CIndexDB::InsertEx(const DeleteDatum& record, int, void*, bool replace)
         m_state->InsertDelete(record, replace);
         transaction.Commit();
     });
-    if (inserted && !m_state->batchTurn)
+    if (inserted && !m_state->inBatch)
         m_state->FollowDeleted();
     return inserted;
 }
@@ -109,25 +109,44 @@ void CIndexDB::State::InsertDelete(const DeleteDatum& record, bool replace)
     markedItems.push_back(record.id);
 }
 
+// After the commit, so that a batch holds nobody's turn: between the two the item may have been recorded again.
 void CIndexDB::State::FollowDeleted()
 {
-    const CSingleLock lock(m_csCache);
-    if (ItemCache* cache = IndexCache::For(identity))
-        for (const std::uint64_t id : markedItems)
-            cache->AddFlags(id, CachedDatum::NoDeleteRecord);
+    const CSingleLock turn(IndexCache::Turn());
+    for (const std::uint64_t id : markedItems) {
+        const std::optional<std::uint32_t> flags = FlagsOf(id);
+        const CSingleLock lock(m_csCache);
+        if (ItemCache* cache = flags ? IndexCache::For(identity) : nullptr)
+            cache->SetFlags(id, *flags);
+    }
     markedItems.clear();
+}
+
+// Nothing when the item is not there, or cannot be read now: the cache then stays as it was.
+std::optional<std::uint32_t> CIndexDB::State::FlagsOf(std::uint64_t id)
+{
+    const CSingleLock lock(section);
+    try {
+        IndexStatement query(connection.Get(), "SELECT flags FROM items WHERE id = ?", id);
+        if (query.Step())
+            return static_cast<std::uint32_t>(query.Integer(0));
+    } catch (const IndexError& error) {
+        g_OrbLog.WriteLog(2, L"OrbIndexDB", __LINE__, L"The index cache does not know of a deletion: %s",
+                          error.text.GetString());
+    }
+    return std::nullopt;
 }
 
 void CIndexDB::State::LeaveBatch()
 {
     try {
-        if (batchTurn && connection.IsOpen() && connection.InTransaction())
+        if (inBatch && connection.IsOpen() && connection.InTransaction())
             connection.Execute("ROLLBACK");
     } catch (const IndexError&) {
         // The error that is told is the one before; closing undoes the rest.
     }
     markedItems.clear();
-    batchTurn.reset();
+    inBatch = false;
 }
 
 std::vector<DeleteDatum> CIndexDB::State::Deletes(std::int32_t jobId)
@@ -149,14 +168,11 @@ std::vector<DeleteDatum> CIndexDB::GetDeletes(std::int32_t jobId)
 
 bool CIndexDB::BeginBatch()
 {
-    if (m_state->batchTurn)
-        return m_state->Run([&] { m_state->RefuseInBatch(); });
-    // The cache's turn comes before the database, here as everywhere.
-    m_state->batchTurn.emplace(IndexCache::Turn());
-    const bool begun = m_state->Run([&] { m_state->connection.Execute("BEGIN IMMEDIATE"); });
-    if (!begun)
-        m_state->LeaveBatch();
-    return begun;
+    return m_state->Run([&] {
+        m_state->RefuseInBatch();
+        m_state->connection.Execute("BEGIN IMMEDIATE");
+        m_state->inBatch = true;
+    });
 }
 
 bool CIndexDB::CommitBatch()

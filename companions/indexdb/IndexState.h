@@ -18,7 +18,7 @@ struct CIndexDB::State {
     IndexConnection connection;
     IndexStatement children; // the open BeginFolderChildrenRead; closed before the connection
     FileIdentity identity;
-    std::optional<CSingleLock> batchTurn;   // from the begin of a batch to its end
+    bool inBatch = false;
     std::vector<std::uint64_t> markedItems; // of the batch: what the cache follows when it is committed
     IndexError last{Error::None, CString()};
 
@@ -57,6 +57,7 @@ struct CIndexDB::State {
     void FollowRecorded(const ItemDatum* items, std::size_t count);
     void FollowForgotten(const CString& path);
     void FollowDeleted();
+    std::optional<std::uint32_t> FlagsOf(std::uint64_t id);
     void InsertDelete(const DeleteDatum& record, bool replace);
     // What was not committed is undone; the last error stays.
     void LeaveBatch();

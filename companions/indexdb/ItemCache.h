@@ -34,7 +34,7 @@ public:
     void Put(const CachedDatum& item, std::int64_t delayedUntil);
     void Erase(std::uint64_t id);
     // Nothing when the item is not known.
-    void AddFlags(std::uint64_t id, std::uint32_t flags);
+    void SetFlags(std::uint64_t id, std::uint32_t flags);
 
     bool Find(std::uint64_t id, CachedDatum& item) const;
     // The id of the item with this path, without regard to case; no trailing backslash.

@@ -121,7 +121,7 @@ public:
 
     // Jobs, plugins and delete records written in between are committed together, which is much quicker for
     // many of them. Close without commit undoes them, and so does a commit that fails. Items are not recorded and
-    // nothing is exported while a batch is open. The thread that begins a batch ends it.
+    // nothing is exported while a batch is open.
     bool BeginBatch();
     bool CommitBatch();
 

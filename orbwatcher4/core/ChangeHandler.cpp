@@ -145,6 +145,14 @@ bool ChangeHandler::WasDeletedSince(const CString& path, const NotificationPtr& 
     return now != before && IsDeletion(now);
 }
 
+// A file or another folder has taken the place of a folder that is gone: what was in that one is still to be looked
+// for, under the other spelling of the path, which nothing that is there now has.
+void ChangeHandler::KeepDeletionOfChildren(const CString& path, const NotificationPtr& pending)
+{
+    if (IsDeletion(pending) && CIndexDB::HasCachedItemsBelow(path))
+        m.store.Put(OtherSpelling(path), pending);
+}
+
 void ChangeHandler::DropUnlessDeleted(const CString& path, const NotificationPtr& before)
 {
     const ObjectLock lock(m.locks, &m.store);
@@ -165,6 +173,7 @@ void ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, bool expandDire
     {
         ObjectLock lock(m.locks, &m.store);
         const NotificationPtr pending = m.store.Find(*path);
+        KeepDeletionOfChildren(*path, pending);
         // Only deletions carry a time: one that is followed at once by the file's return is a save that
         // replaces the file.
         if (pending && m.clock->FileTime() <= pending->timeStamp + ReplacedWithin) {
@@ -183,7 +192,7 @@ void ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, bool expandDire
     if (IsHiddenSkipped(*path, *notification)) {
         g_OrbLog.Log(L"File: %s is Hidden and will be skipped", path->GetString());
         // A vanished file counts as hidden; its deletion is still to be recorded.
-        if (!IsDeletion(before) || !IsReallyGone(*path))
+        if (!IsDeletion(before) || !m.IsGone(*path))
             DropUnlessDeleted(*path, before);
         return;
     }
@@ -228,6 +237,10 @@ void ChangeHandler::OnFileModified(const wchar_t* eventPath)
     const std::optional<Classified> classified = ClassifyPath(*path);
     if (!classified)
         return;
+    {
+        const ObjectLock lock(m.locks, &m.store);
+        KeepDeletionOfChildren(*path, m.store.Find(*path));
+    }
     if (IsDuplicateNotification(*path) || classified->result == NotApplicable) {
         DropPending(*path);
         return;

@@ -49,7 +49,8 @@ private:
     bool WasUploaded(const CString& path, std::uint64_t modificationTime);
     void DropPending(const CString& path);
     void DropUnlessDeleted(const CString& path, const NotificationPtr& before);
-    // With the store locked.
+    // With the store locked, both.
+    void KeepDeletionOfChildren(const CString& path, const NotificationPtr& pending);
     bool WasDeletedSince(const CString& path, const NotificationPtr& before) const;
     void RecordRemoval(const CString& path, const FilterList& rules);
     void SetOverlay(const CString& path, std::int32_t status);

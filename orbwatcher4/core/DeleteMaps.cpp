@@ -70,7 +70,7 @@ void COrbWatcher::ReportVanished(const CString& path)
         const ObjectLock lock(m->locks, &m->filter);
         selected = m->filter.CheckForInclusion(asked, nullptr, true, true) == Included;
     }
-    if (!selected || !IsReallyGone(path))
+    if (!selected || !m->IsGone(path))
         return;
     g_OrbLog.Log(m->useDrDeleteMap ? L"Removing deleted file from DR backup: %s"
                                    : L"Removing deleted file from data backup: %s",
@@ -89,7 +89,7 @@ void COrbWatcher::FillDeleteMap(const CString& root)
     if (index.Open(0, 0, 0) && index.BeginFolderChildrenRead(root))
         for (std::uint64_t id = 0; index.ReadRow(id);) {
             CachedDatum datum;
-            if (CIndexDB::GetCachedData(id, datum))
+            if (CIndexDB::GetCachedData(id, datum) && !(datum.flags & CachedDatum::NoDeleteRecord))
                 found.emplace(datum.path, id);
         }
     const CIndexDB::Error error = index.GetLastDbError();

@@ -4,13 +4,24 @@
 #include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/core/FileFindData.h"
 #include "orbwatcher4/core/WatcherState.h"
+#include "support/Backslash.h"
+#include "support/Impersonation.h"
+#include "support/SystemPath.h"
 
 #include <shlobj.h>
 #include <shlwapi.h>
 
+namespace
+{
+
+bool Exists(const CString& path) { return GetFileAttributesW(SystemPath(path)) != INVALID_FILE_ATTRIBUTES; }
+
+} // namespace
+
 int COrbWatcher::ImmediateProcessDeletedFiles()
 {
     const COrbFuncLog guard(L"COrbWatcher::ImmediateProcessDeletedFiles");
+    const CallerTokenScope token;
     const CSingleLock lock(m->deletedFilesLock);
     DeletedFiles(*m).Process();
     return 0;
@@ -32,12 +43,15 @@ void DeletedFiles::Process()
     }
     while (!m_entries.empty() && CollectEntry(m_entries.begin()->first, *m_entries.begin()->second))
         m_settled.insert(m_entries.extract(m_entries.begin()));
-    if (!m_records.empty() && !Write())
+    const bool written = m_records.empty() || Write();
+    if (!written)
         m_entries.merge(m_settled);
     GiveBack();
+    if (written)
+        QueueReturned();
 }
 
-// What is back again stays pending, and so does what only cannot be reached.
+// A file that is back again stays pending, and so does what only cannot be reached.
 void DeletedFiles::TakeVanished()
 {
     Entries deletions;
@@ -49,11 +63,19 @@ void DeletedFiles::TakeVanished()
             return true;
         });
     }
-    std::erase_if(deletions, [](const auto& entry) { return !IsReallyGone(entry.first); });
+    std::erase_if(deletions, [this](const auto& entry) { return !CanBeSettled(entry.first); });
     const ObjectLock lock(m.locks, &m.store);
     for (const auto& [path, notification] : deletions)
         if (m.store.Find(path) == notification && m.store.Erase(path))
             m_entries.emplace(path, notification);
+}
+
+bool DeletedFiles::CanBeSettled(const CString& path) const
+{
+    const CString item = WithoutBackslash(path);
+    if (!Exists(item))
+        return m.IsGone(item);
+    return !m.volumes.IsOther(item) && (IsDirectory(item) || EndsInBackslash(path));
 }
 
 // Nothing that was not written is lost, unless something newer is known of the path.
@@ -63,6 +85,8 @@ void DeletedFiles::GiveBack()
     for (const auto& [path, notification] : m_entries)
         if (!m.store.Find(path))
             m.store.Put(path, notification);
+        else if (CIndexDB::HasCachedItemsBelow(path))
+            m.store.Put(OtherSpelling(path), notification); // what was in it is still to be looked for
     m_entries.clear();
 }
 
@@ -93,13 +117,12 @@ bool DeletedFiles::CollectEntry(const CString& path, const Notification& notific
     const std::size_t before = m_records.size();
     for (const std::uint64_t id : *ids) {
         if (stopped()) {
-            m_records.resize(before);
+            Undo(before);
             return false;
         }
         CachedDatum datum;
-        const bool known = CIndexDB::GetCachedData(id, datum);
-        if (!known || (datum.flags & CachedDatum::NoDeleteRecord)) {
-            g_OrbLog.Log(L"Skip : %s", known ? datum.path.GetString() : path.GetString());
+        if (!IsToBeRecorded(id, path, datum)) {
+            g_OrbLog.Log(L"Skip : %s", datum.path.GetString());
             continue;
         }
         g_OrbLog.Log(L"New deleted item");
@@ -109,11 +132,30 @@ bool DeletedFiles::CollectEntry(const CString& path, const Notification& notific
     return true;
 }
 
+// Each item once, however many of the entries stand for it.
+bool DeletedFiles::IsToBeRecorded(std::uint64_t id, const CString& entry, CachedDatum& datum)
+{
+    datum.path = entry;
+    if (!CIndexDB::GetCachedData(id, datum) || (datum.flags & CachedDatum::NoDeleteRecord))
+        return false;
+    if (Exists(WithoutBackslash(entry)) && !m.IsGone(datum.path))
+        return false;
+    return m_recordedIds.insert(id).second;
+}
+
+void DeletedFiles::Undo(std::size_t records)
+{
+    for (std::size_t i = records; i < m_records.size(); ++i)
+        m_recordedIds.erase(m_records[i].datum.id);
+    m_records.resize(records);
+}
+
 std::optional<std::vector<std::uint64_t>> DeletedFiles::IdsOf(const CString& path)
 {
     std::vector<std::uint64_t> ids{CIndexDB::CalculateUuid(path)};
     CachedDatum datum;
-    if (!CIndexDB::GetCachedData(ids.front(), datum) || !(datum.flags & CachedDatum::Folder))
+    const bool folder = CIndexDB::GetCachedData(ids.front(), datum) && (datum.flags & CachedDatum::Folder);
+    if (!folder && !CIndexDB::HasCachedItemsBelow(path))
         return ids;
     g_OrbLog.Log(L"Getting children for folder %s", path.GetString());
     if (m_index.BeginFolderChildrenRead(path))
@@ -168,6 +210,14 @@ void DeletedFiles::Tell(std::int32_t job) const
     for (const Record& record : m_records)
         if (m.deletionListener)
             m.deletionListener({record.path, record.datum.id, job});
+}
+
+// What came back while its record was being written was taken for unchanged: it is new now.
+void DeletedFiles::QueueReturned()
+{
+    for (const Record& record : m_records)
+        if (Exists(record.path))
+            m.changeHandler.ProcessChangedFile(record.path, false, false);
 }
 
 void DeletedFiles::Export()

@@ -3,6 +3,10 @@
 // One object does one processing, on one thread, inside the watcher's deleted-files
 // lock. What is to be written is settled first, with the cache of the index alone;
 // then it is written in one go, with no lock of the watcher held deeper than that.
+//
+// The deletion of a folder stands for what the index holds below it, also where the
+// folder is not in the index itself. When something else has taken the folder's place
+// by now, only what is not there any more is deleted.
 #pragma once
 
 #include "companions/indexdb/OrbIndexDB.h"
@@ -10,6 +14,7 @@
 
 #include <map>
 #include <optional>
+#include <set>
 #include <vector>
 
 struct WatcherState;
@@ -30,13 +35,17 @@ private:
     };
 
     void TakeVanished();
+    bool CanBeSettled(const CString& path) const;
     bool OpenIndex();
     bool CollectEntry(const CString& path, const Notification& notification);
     // Nothing when the index could not be read to its end.
     std::optional<std::vector<std::uint64_t>> IdsOf(const CString& path);
+    bool IsToBeRecorded(std::uint64_t id, const CString& entry, CachedDatum& datum);
+    void Undo(std::size_t records);
     bool Write();
     bool WriteRecords(SettingsDatum& job, bool newJob);
     void Tell(std::int32_t job) const;
+    void QueueReturned();
     void Export();
     CString ExportPath();
     void GiveBack();
@@ -45,6 +54,7 @@ private:
     Entries m_entries; // what is still to be settled
     Entries m_settled; // what the collected records stand for
     std::vector<Record> m_records;
+    std::set<std::uint64_t> m_recordedIds;
     CIndexDB m_index;
     SettingsDatum m_lastJob;
 };

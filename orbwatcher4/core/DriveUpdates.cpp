@@ -46,6 +46,7 @@ void COrbWatcher::MoveDrive(const CString& root)
     const DriveGuidInfo known = old->second;
     m->drives.erase(old);
     m->drives[root] = known;
+    m->volumes.Follow(m->drives);
 }
 
 // Returns when the watch thread has stopped watching; at once when there is none.

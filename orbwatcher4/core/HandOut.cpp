@@ -150,7 +150,7 @@ HandOut::Verdict HandOut::Offer(const NotificationStore::Entry& entry)
     const CString& path = entry.path;
     if (GetFileAttributesW(SystemPath(path)) == INVALID_FILE_ATTRIBUTES) {
         // A drive that is away takes no pending file with it.
-        if (!IsReallyGone(path))
+        if (!m.IsGone(path))
             return Verdict::Keep;
         g_OrbLog.Log(L"Not backing up deleted file %s.", path.GetString());
         return Verdict::Drop;
@@ -166,7 +166,7 @@ HandOut::Verdict HandOut::Offer(const NotificationStore::Entry& entry)
     const std::optional<Attributes> attributes = ReadAttributes(path);
     if (!attributes) {
         g_OrbLog.Log(L"Failed to get file info: %s", path.GetString());
-        return IsReallyGone(path) ? Verdict::Drop : Verdict::Keep;
+        return m.IsGone(path) ? Verdict::Drop : Verdict::Keep;
     }
     const bool directory = (attributes->attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
     m_out.size = attributes->size;

@@ -46,6 +46,7 @@ bool COrbWatcher::ReloadRules(const wchar_t* advancedOfSecondary)
     const bool first = Reload(m->filter, m->dataXmlPath, m->dataXmlPath2, m->advancedFiltersPath);
     const bool second = Reload(m->secondaryFilter, m->secondaryXmlPath, m->secondaryXmlPath2, advancedOfSecondary);
     m->filter.SetSecondaryFilter(&m->secondaryFilter);
+    m->volumes.Follow(m->filter.GenerateDriveList());
     return first && second;
 }
 

@@ -36,27 +36,24 @@ void ChangeHandler::OnFileRemoved(const wchar_t* eventPath)
         const ObjectLock lock(m.locks, &m.secondaryFilter);
         secondary = m.secondaryFilter.CheckForInclusion(path, &rules, true, false);
     }
-    if (primary == Included || secondary == Included)
+    // A folder need not be selected for what is in it to be: one that is renamed takes all of it along.
+    if (primary == Included || secondary == Included || CIndexDB::HasCachedItemsBelow(mapped))
         RecordRemoval(mapped, rules);
 }
 
 void ChangeHandler::RecordRemoval(const CString& path, const FilterList& rules)
 {
     CachedDatum datum;
-    if (!CIndexDB::GetCachedData(path.GetString(), datum)) {
-        // Nothing of it was ever backed up: what waits for it is gone, whether it was a file or a folder.
+    const bool indexed = CIndexDB::GetCachedData(path.GetString(), datum);
+    if (!indexed) {
+        // It was never backed up: what waits for it is gone, whether it was a file or a folder.
         DropPending(path);
         DropPending(path + L'\\');
-        return;
     }
-    if (datum.flags & CachedDatum::NoDeleteRecord)
+    // Of a folder that was not backed up itself the deletion stands for what the index holds below it.
+    if ((!indexed || (datum.flags & CachedDatum::NoDeleteRecord)) && !CIndexDB::HasCachedItemsBelow(path))
         return;
     const ObjectLock lock(m.locks, &m.store);
-    const NotificationPtr pending = m.store.Find(path);
-    if (pending && pending->kind == NotificationKind::Added) {
-        m.store.Erase(path);
-        return;
-    }
     auto notification = std::make_shared<Notification>();
     notification->kind = NotificationKind::Deleted;
     notification->timeStamp = m.clock->FileTime();

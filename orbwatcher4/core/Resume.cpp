@@ -4,6 +4,7 @@
 #include "orbwatcher4/core/DumpFile.h"
 #include "orbwatcher4/core/FileFindData.h"
 #include "orbwatcher4/core/WatcherState.h"
+#include "support/Backslash.h"
 #include "support/Impersonation.h"
 #include "support/SystemPath.h"
 
@@ -48,7 +49,7 @@ void COrbWatcher::ReplayLine(const CString& line)
     const CString path = folder ? line.Left(line.GetLength() - 1) : line;
     if (GetFileAttributesW(SystemPath(path)) != INVALID_FILE_ATTRIBUTES)
         m->changeHandler.ProcessChangedFile(path, false, false);
-    else if (IsReallyGone(path))
+    else if (m->IsGone(path))
         ReplayRemoval(path);
     else
         m->changeHandler.KeepUnreachable(line);
@@ -74,7 +75,12 @@ void COrbWatcher::DumpStore()
             DumpWriter dump(DumpFilePath(), *m->writer);
             if (dump.IsOpen()) {
                 whole = true;
-                m->store.ForEach([&](const CString& path, const NotificationPtr&) { return whole = dump.Write(path); });
+                m->store.ForEach([&](const CString& path, const NotificationPtr& notification) {
+                    // What is to be looked for where something else is now does not show in a list of paths.
+                    if (notification->kind == NotificationKind::Deleted && !IsReallyGone(WithoutBackslash(path)))
+                        m->MakeFullEnumerationDue();
+                    return whole = dump.Write(path);
+                });
             }
             m->pendingKept = whole;
             if (!whole)

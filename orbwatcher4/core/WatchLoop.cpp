@@ -164,6 +164,7 @@ void WatchLoop::RegenerateDrives()
         drive.removed = known->second.removed;
     }
     m.drives = std::move(fresh);
+    m.volumes.Follow(m.drives);
 }
 
 bool WatchLoop::WorkerRuns() const { return m.deletedFilesThread && !IsSignalled(m.deletedFilesThread.Get()); }

@@ -2,6 +2,7 @@
 
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/OrbSettings.h"
+#include "orbwatcher4/core/FileFindData.h"
 #include "support/SharedAccess.h"
 
 #include <process.h>
@@ -38,6 +39,8 @@ WatcherState::~WatcherState()
     const ObjectLock lock(locks, &filter);
     filter.SetNotificationStore(nullptr);
 }
+
+bool WatcherState::IsGone(const CString& path) const { return IsReallyGone(path) && !volumes.IsOther(path); }
 
 void WatcherState::MakeFullEnumerationDue()
 {

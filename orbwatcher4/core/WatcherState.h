@@ -13,6 +13,7 @@
 #include "orbwatcher4/core/NotificationStore.h"
 #include "orbwatcher4/core/ObjectLockTable.h"
 #include "orbwatcher4/core/OwnFiles.h"
+#include "orbwatcher4/core/RecordedVolumes.h"
 #include "orbwatcher4/core/Signal.h"
 #include "support/Clock.h"
 #include "support/FileWriter.h"
@@ -95,9 +96,13 @@ struct WatcherState {
                                                // pendingDrivesLock
     std::atomic<bool> drivesChanged{false};    // set and cleared inside pendingDrivesLock
 
+    RecordedVolumes volumes;
+
     const Clock* clock = &SystemClock();
     FileWriter* writer;
 
+    // The path is not there although its drive is, and the drive holds the volume that it should.
+    bool IsGone(const CString& path) const;
     // Remembers that what is on the disk must be looked at again as a whole: something was given up.
     void MakeFullEnumerationDue();
 

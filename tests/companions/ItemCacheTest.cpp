@@ -155,13 +155,13 @@ TEST(ItemCache, ForgetsAFolderWithItsLastItem)
     EXPECT_FALSE(cache.HasItemsBelow(L"C:"));
 }
 
-TEST(ItemCache, FlagsAreAddedToTheItemAlone)
+TEST(ItemCache, FlagsAreSetOnTheItemAlone)
 {
     ItemCache cache;
     cache.Put(Datum(L"C:\\a"), 0);
     cache.Put(Datum(L"C:\\b"), 0);
-    cache.AddFlags(PathHash64(L"C:\\a"), 64);
-    cache.AddFlags(PathHash64(L"C:\\none"), 64);
+    cache.SetFlags(PathHash64(L"C:\\a"), 64);
+    cache.SetFlags(PathHash64(L"C:\\none"), 64);
     CachedDatum datum;
     ASSERT_TRUE(cache.Find(PathHash64(L"C:\\a"), datum));
     EXPECT_EQ(datum.flags, 64u);

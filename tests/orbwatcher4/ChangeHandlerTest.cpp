@@ -148,7 +148,7 @@ TEST_F(Changes, AnItemMarkedWith0x40InTheIndexLeavesNoDeletion)
     EXPECT_FALSE(Pending(path));
 }
 
-TEST_F(Changes, APendingAdditionOfAnIndexedFileIsOnlyRemoved)
+TEST_F(Changes, TheRemovalOfAnIndexedFileIsRecordedAlsoWhereAnAdditionOfItWaits)
 {
     const CString path = Write(L"a.txt");
     RecordWithTime(path, 1);
@@ -156,8 +156,46 @@ TEST_F(Changes, APendingAdditionOfAnIndexedFileIsOnlyRemoved)
     ASSERT_EQ(KindOf(path), NotificationKind::Added);
     DeleteFileW(path);
     Handler().OnFileRemoved(path);
-    EXPECT_FALSE(Pending(path));
-    EXPECT_FALSE(DeletionsAreRequested());
+    EXPECT_EQ(KindOf(path), NotificationKind::Deleted);
+    EXPECT_TRUE(DeletionsAreRequested());
+}
+
+TEST_F(Changes, TheRemovalOfAFolderThatTheIndexDoesNotHoldIsRecordedForWhatItHoldsInIt)
+{
+    RecordWithTime(InTree(L"d\\E\\f.txt"), 1);
+    Handler().OnFileRemoved(InTree(L"D"));
+    EXPECT_EQ(KindOf(InTree(L"d")), NotificationKind::Deleted);
+    Handler().OnFileRemoved(InTree(L"d\\e\\f"));
+    EXPECT_FALSE(Pending(InTree(L"d\\e\\f")));
+}
+
+TEST_F(Changes, TheRemovalOfAFolderAboveTheSelectionIsRecorded)
+{
+    Select(Item(L"path=\"" + std::wstring(InTree(L"above\\selected")) + L"\" type=\"1\" includeSub=\"1\""));
+    RecordWithTime(InTree(L"above\\selected\\f.txt"), 1);
+    Handler().OnFileRemoved(InTree(L"above"));
+    EXPECT_EQ(KindOf(InTree(L"above")), NotificationKind::Deleted);
+}
+
+TEST_F(Changes, AFolderInThePlaceOfARemovedOneLeavesTheDeletionOfWhatWasInThat)
+{
+    RecordWithTime(InTree(L"d\\f.txt"), 1);
+    Handler().OnFileRemoved(InTree(L"d"));
+    MakeFolder(L"d");
+    Handler().OnFileRemoved(InTree(L"d")); // the folder came back before its removal was told
+    Handler().OnFileAdded(InTree(L"d"));
+    EXPECT_EQ(KindOf(InTree(L"d")), NotificationKind::Deleted);
+    Handler().OnFileModified(InTree(L"d"));
+    EXPECT_EQ(KindOf(InTree(L"d")), NotificationKind::Deleted);
+}
+
+TEST_F(Changes, AFileInThePlaceOfARemovedFolderLeavesTheDeletionOfWhatWasInThat)
+{
+    RecordWithTime(InTree(L"d\\f.txt"), 1);
+    Handler().OnFileRemoved(InTree(L"d"));
+    Handler().OnFileAdded(Write(L"d"));
+    EXPECT_EQ(KindOf(InTree(L"d\\")), NotificationKind::Deleted);
+    EXPECT_EQ(KindOf(InTree(L"d")), NotificationKind::Modified);
 }
 
 TEST_F(Changes, AFileThatReturnsWithinTwoSecondsOfItsDeletionEndsAsOneModification)

@@ -204,6 +204,96 @@ TEST_F(Deletions, OfAFolderWaitWhenItsChildrenCannotBeRead)
     EXPECT_TRUE(told.empty());
 }
 
+TEST_F(Deletions, OfAFolderThatTheIndexDoesNotHoldCoverWhatItHoldsBelowIt)
+{
+    const CString file = InTree(L"d\\f.txt"), deep = InTree(L"d\\e\\g.txt");
+    RecordWithTime(file, 1);
+    RecordWithTime(deep, 1);
+    MarkDeleted(InTree(L"D"));
+    watcher.ImmediateProcessDeletedFiles();
+    EXPECT_EQ(RecordedIds(1), (std::set<std::uint64_t>{Id(file), Id(deep)}));
+    EXPECT_EQ(watcher.GetTotalFilesInMem(), 0);
+}
+
+TEST_F(Deletions, OfAFolderThatIsThereAgainCoverWhatDidNotReturn)
+{
+    MakeFolder(L"d");
+    const CString back = Write(L"d\\back.txt"), gone = InTree(L"d\\gone.txt");
+    Record(back);
+    RecordWithTime(gone, 1);
+    RecordWithTime(InTree(L"d"), 1);
+    MarkDeleted(InTree(L"d"));
+    watcher.ImmediateProcessDeletedFiles();
+    EXPECT_EQ(RecordedIds(1), std::set<std::uint64_t>{Id(gone)});
+    EXPECT_EQ(watcher.GetTotalFilesInMem(), 0);
+}
+
+TEST_F(Deletions, OfAFolderWhosePlaceAFileHasTakenCoverWhatWasInIt)
+{
+    const CString gone = InTree(L"d\\gone.txt"), file = Write(L"d");
+    RecordWithTime(gone, 1);
+    RecordWithTime(file, 1);
+    MarkDeleted(file + L"\\");
+    watcher.ImmediateProcessDeletedFiles();
+    EXPECT_EQ(RecordedIds(1), std::set<std::uint64_t>{Id(gone)});
+    EXPECT_EQ(watcher.GetTotalFilesInMem(), 0);
+}
+
+TEST_F(Deletions, OfAFolderAndOfWhatWasInItAreWrittenOnceEach)
+{
+    MakeFolder(L"d");
+    const CString file = InTree(L"d\\f.txt");
+    RecordWithTime(InTree(L"d"), 1);
+    RecordWithTime(file, 1);
+    std::filesystem::remove_all(InTree(L"d").GetString());
+    MarkDeleted(InTree(L"d"));
+    MarkDeleted(file);
+    watcher.ImmediateProcessDeletedFiles();
+    EXPECT_EQ(LastJob().itemCount, 2);
+    EXPECT_EQ(told.size(), 2u);
+    MarkDeleted(file);
+    watcher.ImmediateProcessDeletedFiles();
+    EXPECT_EQ(told.size(), 2u);
+    EXPECT_EQ(LastJob().jobId, 1);
+}
+
+TEST_F(Deletions, AFileThatReturnsUnchangedAfterItsRecordIsNew)
+{
+    const CString path = Write(L"a.txt");
+    Record(path);
+    const CString aside = folder.Path(L"aside.txt");
+    ASSERT_TRUE(MoveFileW(path, aside));
+    MarkDeleted(path);
+    watcher.ImmediateProcessDeletedFiles();
+    ASSERT_EQ(told.size(), 1u);
+    ASSERT_TRUE(MoveFileW(aside, path));
+    Handler().OnFileAdded(path);
+    EXPECT_EQ(Drain(), std::vector<std::wstring>{std::wstring(path)});
+}
+
+TEST_F(Deletions, AFileThatReturnsWhileItsRecordIsWrittenIsNew)
+{
+    const CString path = Write(L"a.txt");
+    Record(path);
+    const CString aside = folder.Path(L"aside.txt");
+    ASSERT_TRUE(MoveFileW(path, aside));
+    MarkDeleted(path);
+    watcher.SetDeletionListener([&](const DeletionRecord&) { EXPECT_TRUE(MoveFileW(aside, path)); });
+    watcher.ImmediateProcessDeletedFiles();
+    EXPECT_EQ(Drain(), std::vector<std::wstring>{std::wstring(path)});
+}
+
+TEST_F(Deletions, OnAnotherVolumeUnderTheSameLetterWait)
+{
+    Select(Item(L"path=\"E:\\watched\" type=\"1\" includeSub=\"1\" vid=\"12345\""));
+    const CString path = L"E:\\watched\\a.txt";
+    RecordWithTime(path, 1);
+    MarkDeleted(path);
+    watcher.ImmediateProcessDeletedFiles();
+    EXPECT_TRUE(Pending(path));
+    EXPECT_TRUE(told.empty());
+}
+
 TEST_F(Deletions, WaitWithoutAnIndex)
 {
     const CString path = DeleteIndexed(L"a.txt");
