@@ -65,8 +65,10 @@ void ChangeHandler::AddDirectoryChildren(const CString& path)
     if (!search)
         return ReadEnded(path, GetLastError());
     do {
-        if (m.stop.IsSet())
-            return m.MakeFullEnumerationDue();
+        if (m.stop.IsSet()) {
+            m.MakeFullEnumerationDue();
+            return;
+        }
         if (!IsDots(data.cFileName))
             OnFileAdded(WithBackslash(path) + data.cFileName);
     } while (FindNextFileW(search.Get(), &data));

@@ -56,6 +56,7 @@ int COrbWatcher::StartFirstTimeRun(int reload)
         m->firstTime.running = 1;
         m->firstTime.dueAgain = false;
     }
+    m->BeginRun();
     if (reload)
         ReloadForFirstTimeRun();
     m->filter.ClearJunctionCache();
@@ -121,7 +122,9 @@ void COrbWatcher::EnumerateAllDrives()
     m->filter.ClearJunctionCache();
     if (!m->stop.IsSet())
         TrimDeleteMap();
-    if (!m->stop.IsSet())
+    if (m->stop.IsSet())
+        m->MakeFullEnumerationDue();
+    else
         SignalFirstTimeCompletion();
 }
 

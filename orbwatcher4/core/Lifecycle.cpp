@@ -57,6 +57,7 @@ int COrbWatcher::StartWatch()
     // An earlier run is ended before the filters are locked: its threads need them to end.
     if (m->watching.IsSet() || m->watchThread || m->overlayThread)
         StopThreads();
+    m->BeginRun();
     m->watching.SetEvent();
     m->stop.ResetEvent();
     m->ready.ResetEvent();
@@ -147,6 +148,8 @@ void COrbWatcher::DeInit()
             AbortWatching();
     }
     DumpStore();
+    if (m->pendingKept)
+        m->runningMark.Clear();
     for (OrbFilter* filter : {&m->filter, &m->secondaryFilter}) {
         const ObjectLock lock(m->locks, filter);
         filter->ClearAll();

@@ -1,6 +1,7 @@
 #include "orbwatcher4/core/OwnFiles.h"
 
 #include "companions/settings/DataFolder.h"
+#include "orbwatcher4/core/RunningMark.h"
 #include "support/CaseFold.h"
 #include "support/Wildcard.h"
 
@@ -11,7 +12,7 @@
 namespace
 {
 
-constexpr const wchar_t* LogFiles = L"OrbWatcher*.log";
+constexpr const wchar_t* InDataFolder[] = {L"OrbWatcher*.log", RunningMark::FilePattern};
 constexpr const wchar_t* DatabaseEndings[] = {L"", L"-wal", L"-shm", L"-journal"};
 
 CString FullPath(const wchar_t* path)
@@ -23,10 +24,12 @@ CString FullPath(const wchar_t* path)
     return full;
 }
 
-bool IsLogFile(const CString& path)
+bool IsInDataFolder(const CString& path)
 {
     const int slash = path.ReverseFind(L'\\');
-    return MatchWildcard(LogFiles, path.GetString() + slash + 1) &&
+    const wchar_t* name = path.GetString() + slash + 1;
+    return std::any_of(std::begin(InDataFolder), std::end(InDataFolder),
+                       [&](const wchar_t* pattern) { return MatchWildcard(pattern, name); }) &&
            EqualNoCase(path.Left(slash).View(), DataFolder::Path().View());
 }
 
@@ -48,5 +51,5 @@ bool OwnFiles::Contains(const CString& path) const
                    return EqualNoCase(path.View().substr(database.View().size()), ending);
                });
     };
-    return std::any_of(m_databases.begin(), m_databases.end(), isDatabase) || IsLogFile(path);
+    return std::any_of(m_databases.begin(), m_databases.end(), isDatabase) || IsInDataFolder(path);
 }

@@ -1,5 +1,5 @@
-// The files that change because the watcher runs: its log, and the databases that
-// are written for what it hands out. To watch them would feed on itself for ever.
+// The files that change because the watcher runs: its log, its running mark, and the
+// databases that are written for what it hands out. To watch them would feed on itself for ever.
 #pragma once
 
 #include "mfc/CString.h"

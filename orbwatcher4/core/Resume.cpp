@@ -11,6 +11,7 @@
 void COrbWatcher::Resume()
 {
     const CallerTokenScope token;
+    m->BeginRun();
     // The replay asks both filters with the store held, so that they are entered first. Without rules every
     // path would be dropped, and the dump with them.
     const ObjectLock primary(m->locks, &m->filter);

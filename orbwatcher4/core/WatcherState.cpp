@@ -3,6 +3,7 @@
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/core/FileFindData.h"
+#include "orbwatcher4/core/WatchLoop.h"
 #include "support/SharedAccess.h"
 
 #include <process.h>
@@ -42,18 +43,32 @@ WatcherState::~WatcherState()
 
 bool WatcherState::IsGone(const CString& path) const { return IsReallyGone(path) && !volumes.IsOther(path); }
 
-void WatcherState::MakeFullEnumerationDue()
+bool WatcherState::MakeFullEnumerationDue()
 {
     constexpr const wchar_t* key = L"Backup::FirstTimeRunTime";
     CServiceRunSettings& settings = GetServiceRunSettings();
     firstTime.dueAgain = true;
     // Many folders may be given up one after the other; once is enough. (A value that is not there is written.)
     if (m_enumerationDue && settings.GetValue(key, 1) == 0)
-        return;
+        return true;
     settings.SetValue(key, 0);
     m_enumerationDue = settings.Save();
     if (!m_enumerationDue)
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to make a full enumeration due");
+    return m_enumerationDue;
+}
+
+void WatcherState::BeginRun()
+{
+    const std::vector<CString> left = RunningMark::FindLeft();
+    runningMark.Set();
+    if (left.empty())
+        return;
+    g_OrbLog.WriteLog(1, L"OrbWatcher", __LINE__, L"The last run did not end in an orderly way");
+    WatchLoop::ForgetLastCheck();
+    if (MakeFullEnumerationDue())
+        for (const CString& mark : left)
+            DeleteFileW(mark);
 }
 
 KernelHandle StartWatcherThread(unsigned(__stdcall* entry)(void*), void* argument)

@@ -14,6 +14,7 @@
 #include "orbwatcher4/core/ObjectLockTable.h"
 #include "orbwatcher4/core/OwnFiles.h"
 #include "orbwatcher4/core/RecordedVolumes.h"
+#include "orbwatcher4/core/RunningMark.h"
 #include "orbwatcher4/core/Signal.h"
 #include "support/Clock.h"
 #include "support/FileWriter.h"
@@ -97,6 +98,7 @@ struct WatcherState {
     std::atomic<bool> drivesChanged{false};    // set and cleared inside pendingDrivesLock
 
     RecordedVolumes volumes;
+    RunningMark runningMark;
 
     const Clock* clock = &SystemClock();
     FileWriter* writer;
@@ -104,7 +106,10 @@ struct WatcherState {
     // The path is not there although its drive is, and the drive holds the volume that it should.
     bool IsGone(const CString& path) const;
     // Remembers that what is on the disk must be looked at again as a whole: something was given up.
-    void MakeFullEnumerationDue();
+    // False when that could not be kept for the next start.
+    bool MakeFullEnumerationDue();
+    // From here on a crash would lose something: the next start is to notice, and this one notices an earlier crash.
+    void BeginRun();
 
 private:
     std::atomic<bool> m_enumerationDue{false}; // written, and so far not undone

@@ -17,8 +17,9 @@ protected:
 
 TEST_F(OwnFilesOfAWatcher, AreNoChanges)
 {
-    for (const wchar_t* name : {L"data\\OrbWatcher.log", L"data\\orbwatcher.1.LOG", L"tree\\index.db",
-                                L"tree\\index.db-wal", L"tree\\INDEX.db-shm", L"tree\\queue.db-journal"}) {
+    for (const wchar_t* name :
+         {L"data\\OrbWatcher.log", L"data\\orbwatcher.1.LOG", L"tree\\index.db", L"tree\\index.db-wal",
+          L"tree\\INDEX.db-shm", L"tree\\queue.db-journal", L"data\\watcher_running_1_1.bin"}) {
         const CString path = folder.Path(name);
         if (GetFileAttributesW(path) == INVALID_FILE_ATTRIBUTES)
             folder.WriteBytes(name, "x");

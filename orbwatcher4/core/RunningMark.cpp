@@ -1,0 +1,53 @@
+#include "orbwatcher4/core/RunningMark.h"
+
+#include "companions/logging/OrbLogging.h"
+#include "companions/settings/DataFolder.h"
+
+#include <atomic>
+
+namespace
+{
+
+// Of the marks that this process has made: the process's own number may have been another's before.
+std::atomic<unsigned> g_marks{0};
+
+} // namespace
+
+void RunningMark::Set()
+{
+    const CSingleLock lock(m_section);
+    if (m_file)
+        return;
+    const CString folder = DataFolder::Path();
+    DataFolder::Create(folder);
+    do {
+        m_path.Format(L"%s\\watcher_running_%u_%u.bin", folder.GetString(), GetCurrentProcessId(), ++g_marks);
+        m_file.Reset(CreateFileW(m_path, GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
+    } while (!m_file && GetLastError() == ERROR_FILE_EXISTS);
+    if (!m_file)
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"A crash would go unnoticed, %s cannot be made: %d",
+                          m_path.GetString(), GetLastError());
+}
+
+std::vector<CString> RunningMark::FindLeft()
+{
+    const CString folder = DataFolder::Path() + L"\\";
+    std::vector<CString> left;
+    WIN32_FIND_DATAW data;
+    const FindHandle search(FindFirstFileW(folder + FilePattern, &data));
+    for (bool more = static_cast<bool>(search); more; more = FindNextFileW(search.Get(), &data) != FALSE) {
+        const CString path = folder + data.cFileName;
+        if (FileHandle(CreateFileW(path, GENERIC_READ, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr)))
+            left.push_back(path);
+    }
+    return left;
+}
+
+void RunningMark::Clear()
+{
+    const CSingleLock lock(m_section);
+    if (!m_file)
+        return;
+    m_file.Reset();
+    DeleteFileW(m_path);
+}
