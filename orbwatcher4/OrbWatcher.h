@@ -202,12 +202,21 @@ public:
     // "watchedAgain"). Before watching.
     void SetRescanListener(std::function<void(const CString& root, const char* reason)> listener);
 
-    // --- Plugin table, merging and export; they take effect with those. ---
+    // --- Plugin table, merging and export. ---
 
+    // Makes the index's plugin table that of the data file. False when the data file cannot be loaded; true, with an
+    // error in the log, when the index cannot be written.
     bool FillPluginTable();
+    // Of rules with the same text, without regard to case, only the first one keeps it.
     void CleanAddedFilters(FilterList& filters);
+    // Puts the text of each rule in the place of the first item with its path, which stays when its flags hold 0x1000
+    // or 0x400, else behind the last item. The texts are used up, unless the file could not be written. An existing
+    // file that cannot be read is kept with the ending ".bad"; one that is malformed stays as it is.
     void XMLMerge(const wchar_t* path, FilterList& filters);
     void XMLMerge(CMarkup& document, FilterList& filters);
+    // Adds what is pending to a list (XML; docs/pending-list.md), deletions and internal files left out. count: the
+    // most files; then how many were added. False when nothing at all is pending. A list that cannot be written is
+    // in the log only.
     bool ExportFilesToXML(const wchar_t* path, int& count);
 
 private:
@@ -236,6 +245,7 @@ private:
     bool StartSingleDriveRun(const CString& root);
     void EndRuns();
     bool IsAnyThreadRunning();
+    std::vector<CString> PendingFiles(int most);
     void MoveDrive(const CString& root);
     void RemoveDrive(const CString& root);
     void StopThreads();

@@ -1,5 +1,6 @@
 // Adding rules while the watcher runs.
 #include "companions/logging/OrbLogging.h"
+#include "orbwatcher4/core/SelectionMerge.h"
 #include "orbwatcher4/core/WatcherState.h"
 #include "support/Impersonation.h"
 
@@ -16,13 +17,14 @@ AddQueueItemResult COrbWatcher::AddNewQueueItem(const wchar_t* xmlPath, bool del
     FilterList loaded, accepted;
     const bool good = m->filter.LoadXmlFilter(xmlPath, false, &loaded, false, true);
     bool exclusionsMet = false;
+    bool merged = true;
     if (good) {
         for (const FilterPtr& rule : loaded)
             if (m->filter.CheckRuleNoConflict(rule)) {
                 m->filter.AddSingleFilter(rule, false);
                 accepted.push_back(rule);
             }
-        XMLMerge(m->dataXmlPath, accepted);
+        merged = m->dataXmlPath.IsEmpty() || SelectionMerge::MergeIntoFile(m->dataXmlPath, accepted);
         // In order also when nothing is queued: checks rely on it.
         if (!accepted.empty())
             m->filter.Sort();
@@ -31,7 +33,8 @@ AddQueueItemResult COrbWatcher::AddNewQueueItem(const wchar_t* xmlPath, bool del
     }
     if (exclusionsMet)
         return ExclusionsFound;
-    if (deleteWhenDone)
+    // Rules that did not get into the selection file would be gone at the next start.
+    if (deleteWhenDone && merged)
         DeleteFileW(xmlPath);
     return good ? RulesQueued : RulesNotLoaded;
 }

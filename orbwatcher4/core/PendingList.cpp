@@ -1,0 +1,80 @@
+// What is pending, as a list in a file for the service.
+#include "companions/logging/OrbLogging.h"
+#include "orbwatcher4/core/WatcherState.h"
+#include "support/FileReplacement.h"
+#include "xml/Markup.h"
+
+#include <string>
+
+namespace
+{
+
+void LogFailure(const wchar_t* what, const wchar_t* path)
+{
+    g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"%s: %s", what, path);
+}
+
+bool EnterRoot(CMarkup& document)
+{
+    document.ResetPosition();
+    return document.FindElement(L"root") && document.EnterElement();
+}
+
+// What is there and is no pending list is kept beside it, and a new one is begun.
+void OpenList(CMarkup& document, const wchar_t* path)
+{
+    if (GetFileAttributesW(path) != INVALID_FILE_ATTRIBUTES) {
+        if (document.Load(path) && document.GetParseError().IsEmpty() && EnterRoot(document))
+            return;
+        LogFailure(L"This is no pending list; it is kept with the ending .bad", path);
+        MoveFileExW(path, CString(path) + L".bad", MOVEFILE_REPLACE_EXISTING);
+        document = CMarkup();
+    }
+    document.AppendElement(L"root");
+    document.EnterElement();
+}
+
+} // namespace
+
+bool COrbWatcher::ExportFilesToXML(const wchar_t* path, int& count)
+{
+    const COrbFuncLog guard(L"COrbWatcher::ExportFilesToXML");
+    const int most = count;
+    count = 0;
+    {
+        const ObjectLock lock(m->locks, &m->store);
+        if (m->store.LiveCount() == 0) {
+            g_OrbLog.Log(L"No files to export to pending list. Exiting.");
+            return false;
+        }
+    }
+    CMarkup document;
+    OpenList(document, path);
+    for (const CString& file : PendingFiles(most)) {
+        document.AppendElement(L"item", file);
+        ++count;
+    }
+    document.AppendElement(L"count", std::to_wstring(count).c_str());
+    if (!ReplaceWhole(path, [&](const CString& draft) { return document.Save(draft); }))
+        LogFailure(L"The pending list cannot be written", path);
+    return true;
+}
+
+// At most so many, in the store's own order.
+std::vector<CString> COrbWatcher::PendingFiles(int most)
+{
+    std::vector<CString> files;
+    const ObjectLock lock(m->locks, &m->store);
+    m->store.ForEach([&](const CString& path, const NotificationPtr& notification) {
+        if (static_cast<int>(files.size()) >= most)
+            return false;
+        if (notification->kind == NotificationKind::Deleted)
+            g_OrbLog.Log(L"File is Deleted: %s", path.GetString());
+        else if (notification->ruleFlags & RuleFlags::Internal)
+            g_OrbLog.Log(L"File is Internal: %s", path.GetString());
+        else
+            files.push_back(path);
+        return true;
+    });
+    return files;
+}

@@ -1,0 +1,178 @@
+#include "orbwatcher4/core/SelectionMerge.h"
+
+#include "companions/logging/OrbLogging.h"
+#include "orbwatcher4/OrbWatcher.h"
+#include "support/Backslash.h"
+#include "support/CaseFold.h"
+#include "support/FileReplacement.h"
+#include "support/Numbers.h"
+#include "xml/Markup.h"
+
+#include <unordered_map>
+#include <unordered_set>
+
+namespace
+{
+
+struct HashText {
+    std::size_t operator()(const CString& text) const { return HashNoCase(text.View()); }
+};
+struct EqualText {
+    bool operator()(const CString& left, const CString& right) const { return EqualNoCase(left.View(), right.View()); }
+};
+
+void LogFailure(const wchar_t* what, const CString& path)
+{
+    g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"%s: %s", what, path.GetString());
+}
+
+// What stands at one path of the selection, and what the rules make of it.
+class Place
+{
+public:
+    void Add(CString text) { m_texts.push_back(std::move(text)); }
+    bool IsSettled() const { return m_texts.empty(); }
+
+    // An item of the file stands here. The markup that is to replace it; empty: it stays.
+    CString Replacing(const CMarkup& item) { return Settle(true, IsProtected(item)); }
+    // There is no item here.
+    CString New() { return Settle(false, false); }
+
+private:
+    static bool IsProtected(const CMarkup& item)
+    {
+        const std::int32_t flags = ToInt32(item.GetAttribute(L"flags").View());
+        return (static_cast<std::uint32_t>(flags) & (RuleFlags::Protected | RuleFlags::Internal)) != 0;
+    }
+    static bool IsProtected(const CString& text)
+    {
+        CMarkup item;
+        return item.SetDoc(text) && item.FindElement(L"Item") && IsProtected(item);
+    }
+
+    // One rule after the other: each finds what the one before has left.
+    CString Settle(bool occupied, bool isProtected)
+    {
+        CString last;
+        for (CString& text : m_texts) {
+            if (occupied && isProtected)
+                break;
+            occupied = true;
+            isProtected = IsProtected(text);
+            last = std::move(text);
+        }
+        m_texts.clear();
+        return last;
+    }
+
+    std::vector<CString> m_texts; // of the rules with this path, in order
+};
+
+// All rules in one pass over the file's items, however many there are of either.
+class Merging
+{
+public:
+    explicit Merging(const FilterList& rules)
+    {
+        for (const FilterPtr& rule : rules) {
+            if (rule->itemText.IsEmpty())
+                continue;
+            const auto [place, isNew] = m_places.try_emplace(WithoutBackslash(rule->path));
+            if (isNew)
+                m_order.push_back(&*place);
+            place->second.Add(rule->itemText);
+            rule->itemText.Empty();
+        }
+    }
+
+    // The cursor stands in "Data".
+    void Into(CMarkup& document)
+    {
+        while (document.FindElement(L"Item")) {
+            const auto place = m_places.find(WithoutBackslash(document.GetAttribute(L"path")));
+            if (place == m_places.end() || place->second.IsSettled())
+                continue;
+            const CString text = place->second.Replacing(document);
+            if (!text.IsEmpty() && !document.ReplaceElement(text))
+                LogFailure(L"A rule could not be merged", place->first);
+        }
+        for (Places::value_type* place : m_order) {
+            const CString text = place->second.IsSettled() ? CString() : place->second.New();
+            if (!text.IsEmpty() && !document.InsertMarkup(text))
+                LogFailure(L"A rule could not be merged", place->first);
+        }
+    }
+
+private:
+    using Places = std::unordered_map<CString, Place, HashText, EqualText>;
+
+    Places m_places; // a folder's path is written with its last backslash or without
+    std::vector<Places::value_type*> m_order;
+};
+
+bool EnterData(CMarkup& document)
+{
+    document.ResetPosition();
+    return document.FindElement(L"Data") && document.EnterElement();
+}
+
+// False when there is nothing to merge into.
+bool Open(CMarkup& document, const CString& path)
+{
+    if (document.Load(path))
+        return true;
+    if (GetFileAttributesW(path) != INVALID_FILE_ATTRIBUTES)
+        MoveFileExW(path, path + L".bad", MOVEFILE_REPLACE_EXISTING);
+    return false;
+}
+
+bool Save(CMarkup& document, const CString& path)
+{
+    return ReplaceWhole(path, [&](const CString& draft) { return document.Save(draft); });
+}
+
+} // namespace
+
+void SelectionMerge::KeepFirstTexts(const FilterList& rules)
+{
+    std::unordered_set<CString, HashText, EqualText> texts;
+    for (const FilterPtr& rule : rules)
+        if (!rule->itemText.IsEmpty() && !texts.insert(rule->itemText).second)
+            rule->itemText.Empty();
+}
+
+void SelectionMerge::Merge(CMarkup& document, const FilterList& rules)
+{
+    if (EnterData(document))
+        Merging(rules).Into(document);
+}
+
+bool SelectionMerge::MergeIntoFile(const CString& path, const FilterList& rules)
+{
+    if (rules.size() > 1)
+        KeepFirstTexts(rules);
+    CMarkup document;
+    const bool opened = Open(document, path);
+    if (!document.GetParseError().IsEmpty()) {
+        LogFailure(L"Rules could not be merged, the selection is malformed", path);
+        return false;
+    }
+    std::vector<CString> texts;
+    for (const FilterPtr& rule : rules)
+        texts.push_back(rule->itemText);
+    const bool merged = opened && EnterData(document);
+    if (merged)
+        Merging(rules).Into(document);
+    if (Save(document, path) && merged)
+        return true;
+    LogFailure(merged ? L"Rules could not be merged, the selection cannot be written"
+                      : L"Rules could not be merged, there is no selection to merge them into",
+               path);
+    for (std::size_t i = 0; i < rules.size(); ++i)
+        rules[i]->itemText = texts[i];
+    return false;
+}
+
+void COrbWatcher::CleanAddedFilters(FilterList& filters) { SelectionMerge::KeepFirstTexts(filters); }
+void COrbWatcher::XMLMerge(const wchar_t* path, FilterList& filters) { SelectionMerge::MergeIntoFile(path, filters); }
+void COrbWatcher::XMLMerge(CMarkup& document, FilterList& filters) { SelectionMerge::Merge(document, filters); }
