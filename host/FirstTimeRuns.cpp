@@ -4,13 +4,6 @@
 
 #include <ctime>
 
-namespace
-{
-
-constexpr const wchar_t* CompletionKey = L"Backup::FirstTimeRunTime";
-
-} // namespace
-
 FirstTimeRuns::FirstTimeRuns(COrbWatcher& watcher) : m_watcher(watcher)
 {
     CString name;
@@ -20,9 +13,9 @@ FirstTimeRuns::FirstTimeRuns(COrbWatcher& watcher) : m_watcher(watcher)
     watcher.UpdateThreadsPriority(CPUSpeedFull);
     constexpr std::int32_t never = -1;
     CServiceRunSettings& settings = GetServiceRunSettings();
-    if (settings.GetValue(CompletionKey, never) != never)
+    if (settings.GetValue(FirstTimeRunTimeKey, never) != never)
         return;
-    settings.SetValue(CompletionKey, static_cast<std::int32_t>(std::time(nullptr)));
+    settings.SetValue(FirstTimeRunTimeKey, static_cast<std::int32_t>(std::time(nullptr)));
     settings.Save();
 }
 

@@ -79,6 +79,9 @@ class ORBSETTINGS_API CServiceRunSettings : public CSettings
     friend CServiceRunSettings& GetServiceRunSettings();
 };
 
+// Among the service-run settings: when the last full enumeration was complete, in seconds since 1970. 0: one is due.
+inline constexpr const wchar_t* FirstTimeRunTimeKey = L"Backup::FirstTimeRunTime";
+
 class ORBSETTINGS_API CUserConfigurations : public CSettings
 {
     CUserConfigurations();

@@ -12,7 +12,6 @@ constexpr std::int64_t MinutesBetweenChecks = 30;
 constexpr std::int64_t QuietSecondsAfterLoss = 5;
 constexpr std::int32_t DefaultScanInterval = 24; // hours
 constexpr std::int64_t SecondsPerHour = 3600;
-constexpr const wchar_t* CompletionKey = L"Backup::FirstTimeRunTime";
 
 // Process-wide: several watchers together check as often as one. Seconds since 1970.
 std::atomic<std::int64_t> g_lastCheck{0};
@@ -69,7 +68,7 @@ void WatchLoop::CheckFirstTimeRule()
         return;
     g_OrbLog.Log(L"Rescanning selections based on time rule");
     CServiceRunSettings& settings = GetServiceRunSettings();
-    settings.SetValue(CompletionKey, 0);
+    settings.SetValue(FirstTimeRunTimeKey, 0);
     settings.Save();
     m_watcher.StartFirstTimeRun(0);
 }
@@ -78,7 +77,7 @@ bool WatchLoop::IsFirstTimeRunDue()
 {
     CServiceRunSettings& settings = GetServiceRunSettings();
     settings.Load();
-    const std::int32_t completed = settings.GetValue(CompletionKey, 0);
+    const std::int32_t completed = settings.GetValue(FirstTimeRunTimeKey, 0);
     g_OrbLog.Log(L"First time Complete = %d", completed);
     if (completed != 0) {
         CUserConfigurations& configuration = GetUserConfigurations();

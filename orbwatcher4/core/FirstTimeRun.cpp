@@ -142,7 +142,7 @@ void COrbWatcher::NoteFirstTimeRunCompleted()
     if (m->firstTime.dueAgain)
         return;
     CServiceRunSettings& settings = GetServiceRunSettings();
-    settings.SetValue(L"Backup::FirstTimeRunTime", static_cast<std::int32_t>(m->clock->Seconds()));
+    settings.SetValue(FirstTimeRunTimeKey, static_cast<std::int32_t>(m->clock->Seconds()));
     if (!settings.Save())
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to note that the first-time run has completed");
 }

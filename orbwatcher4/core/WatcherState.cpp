@@ -45,13 +45,12 @@ bool WatcherState::IsGone(const CString& path) const { return IsReallyGone(path)
 
 bool WatcherState::MakeFullEnumerationDue()
 {
-    constexpr const wchar_t* key = L"Backup::FirstTimeRunTime";
     CServiceRunSettings& settings = GetServiceRunSettings();
     firstTime.dueAgain = true;
     // Many folders may be given up one after the other; once is enough. (A value that is not there is written.)
-    if (m_enumerationDue && settings.GetValue(key, 1) == 0)
+    if (m_enumerationDue && settings.GetValue(FirstTimeRunTimeKey, 1) == 0)
         return true;
-    settings.SetValue(key, 0);
+    settings.SetValue(FirstTimeRunTimeKey, 0);
     m_enumerationDue = settings.Save();
     if (!m_enumerationDue)
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to make a full enumeration due");
