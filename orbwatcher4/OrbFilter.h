@@ -26,6 +26,7 @@
 class CMarkup;
 class OverlayCache;
 class VolumeTable;
+class WalkObserver;
 
 // Roots compare without regard to case, in every alphabet.
 struct ORBWATCHER4_API RootBefore {
@@ -135,7 +136,7 @@ public:
     // The same in two steps, for rules that may be edited while the walk runs: they are read by the first one only.
     ScanLists CollectScanLists(const wchar_t* drive) const;
     bool ScanSelection(const ScanLists& lists, const wchar_t* pattern, bool includeHidden, SmartScanCaller* caller,
-                       void* context);
+                       void* context, WalkObserver* observer = nullptr);
     // A path that runs through a known junction is rewritten to the junction's destination.
     void UpdateJunctionDestination(CString& path);
     // Forgets the scanned directories; the junctions stay known.

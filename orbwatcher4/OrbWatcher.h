@@ -9,6 +9,7 @@
 #pragma once
 
 #include "mfc/CString.h"
+#include "orbwatcher4/EnumerationProgress.h"
 #include "orbwatcher4/Export.h"
 #include "orbwatcher4/QueueDatum.h"
 #include "orbwatcher4/SmartScanCaller.h"
@@ -186,6 +187,8 @@ public:
     // Enumerates all drives on a thread of its own; reload non-zero: the selection is loaded anew before. 0: a run
     // is going on, or the watcher is stopping.
     int StartFirstTimeRun(int reload);
+    // How the enumerations go. Cheap.
+    EnumerationProgress GetEnumerationProgress();
     // A service calls it when the completion event comes: the time is written that the rule for the next run goes
     // by, unless something was lost since the run began.
     void NoteFirstTimeRunCompleted();
@@ -228,6 +231,7 @@ private:
     void FileFoundCallback(const wchar_t* path, unsigned __int64 size) override;
     bool ProgressCallback() override;
     void FolderFoundCallback(const wchar_t* path) override;
+    PathOutcome TakeFound(const wchar_t* path);
 
     static unsigned __stdcall _WatchThread(void* watcher);
     static unsigned __stdcall _FirstTimeAutoExOverlayUpdater(void* watcher);

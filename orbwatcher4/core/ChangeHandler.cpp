@@ -41,6 +41,15 @@ CString LongForm(const CString& path)
     return GetFileAttributesW(form) == INVALID_FILE_ATTRIBUTES ? CString() : PlainPath(LongFormOf(form));
 }
 
+// Of what the hidden-file rule drops: a path that cannot be looked at has all attributes set.
+PathOutcome DroppedAsHidden(const CString& path, bool gone)
+{
+    if (gone)
+        return PathOutcome::Missing;
+    return GetFileAttributesW(SystemPath(path)) == INVALID_FILE_ATTRIBUTES ? PathOutcome::Unreadable
+                                                                           : PathOutcome::Hidden;
+}
+
 bool IsDeletion(const NotificationPtr& notification)
 {
     return notification && notification->kind == NotificationKind::Deleted;
@@ -82,11 +91,13 @@ std::optional<CString> ChangeHandler::NormalizeEventPath(const wchar_t* path)
     return normal;
 }
 
-std::optional<ChangeHandler::Classified> ChangeHandler::ClassifyPath(const CString& path)
+std::optional<ChangeHandler::Classified> ChangeHandler::ClassifyPath(const CString& path, PathOutcome* refusal)
 {
     Classification answer = Classify(m.filter, m.secondaryFilter, m.locks, path);
     if (answer.decision == Excluded)
         SetOverlay(path, OverlayStatus::Excluded);
+    if (refusal)
+        *refusal = RefusalOf(answer);
     if (answer.decision != Included && answer.decision != NotApplicable)
         return std::nullopt;
     return Classified{answer.decision, std::move(answer.rules)};
@@ -103,24 +114,26 @@ bool ChangeHandler::IsHiddenSkipped(const CString& path, const Notification& not
     return !m.backupHiddenFiles && !(notification.ruleFlags & QueueFlags::EvenWhenHidden);
 }
 
-bool ChangeHandler::IsDuplicateNotification(const CString& path)
+std::optional<PathOutcome> ChangeHandler::IsDuplicateNotification(const CString& path)
 {
     CachedDatum datum;
     if (!CIndexDB::GetCachedData(CIndexDB::CalculateUuid(path), datum, 1) ||
         (datum.flags & CachedDatum::NoDeleteRecord))
-        return false;
+        return std::nullopt;
     const bool directory = IsDirectory(path);
     std::uint64_t modified = 0;
     const bool known = GetFileTimes(path, directory, nullptr, &modified);
     // A folder in the place of a backed-up file is news.
     if (directory ? datum.kind == FolderKind : known && modified == datum.modificationTime) {
         SetOverlay(path, OverlayStatus::InSync);
-        return true;
+        return PathOutcome::Unchanged;
     }
     std::int64_t until = 0;
     if (CIndexDB::IsDelayedItemWatcher(path, until) && until > m.clock->Seconds())
-        return true;
-    return known && WasUploaded(path, modified);
+        return PathOutcome::Delayed;
+    if (known && WasUploaded(path, modified))
+        return PathOutcome::Uploaded;
+    return std::nullopt;
 }
 
 bool ChangeHandler::WasUploaded(const CString& path, std::uint64_t modificationTime)
@@ -160,15 +173,30 @@ void ChangeHandler::DropUnlessDeleted(const CString& path, const NotificationPtr
         m.store.Erase(path);
 }
 
+// A path that could not be normalised. A short name without a long form is of something that is not there.
+PathOutcome ChangeHandler::DroppedAs(const CString& eventPath) const
+{
+    if (m.ownFiles.Contains(eventPath))
+        return PathOutcome::OwnFile;
+    return eventPath.Find(L'~') >= 0 && IsReallyGone(eventPath) ? PathOutcome::Missing : PathOutcome::TooLong;
+}
+
+bool ChangeHandler::IsWaiting(const CString& path) const
+{
+    const ObjectLock lock(m.locks, &m.store);
+    return m.store.Find(path) != nullptr;
+}
+
 // The store is left before anything that asks the filters: they come before it in the lock order.
-void ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, bool expandDirectory, bool allowInstantRun)
+PathOutcome ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, bool expandDirectory, bool allowInstantRun)
 {
     const std::optional<CString> path = NormalizeEventPath(eventPath);
     if (!path)
-        return;
-    const std::optional<Classified> classified = ClassifyPath(*path);
+        return DroppedAs(eventPath);
+    PathOutcome refusal = PathOutcome::NotSelected;
+    const std::optional<Classified> classified = ClassifyPath(*path, &refusal);
     if (!classified)
-        return;
+        return refusal;
     NotificationPtr before;
     {
         ObjectLock lock(m.locks, &m.store);
@@ -183,7 +211,7 @@ void ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, bool expandDire
             // A folder that was swapped for another has other contents.
             if (expandDirectory)
                 AddDirectoryChildren(*path);
-            return;
+            return IsWaiting(*path) ? PathOutcome::Queued : PathOutcome::Unchanged;
         }
         before = pending;
     }
@@ -192,20 +220,22 @@ void ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, bool expandDire
     if (IsHiddenSkipped(*path, *notification)) {
         g_OrbLog.Log(L"File: %s is Hidden and will be skipped", path->GetString());
         // A vanished file counts as hidden; its deletion is still to be recorded.
-        if (!IsDeletion(before) || !m.IsGone(*path))
+        const bool gone = m.IsGone(*path);
+        if (!IsDeletion(before) || !gone)
             DropUnlessDeleted(*path, before);
-        return;
+        return DroppedAsHidden(*path, gone);
     }
     if (expandDirectory)
         AddDirectoryChildren(*path);
-    if (IsDuplicateNotification(*path) || classified->result == NotApplicable) {
+    const std::optional<PathOutcome> duplicate = IsDuplicateNotification(*path);
+    if (duplicate || classified->result == NotApplicable) {
         DropUnlessDeleted(*path, before);
-        return;
+        return duplicate.value_or(refusal);
     }
     {
         const ObjectLock lock(m.locks, &m.store);
         if (WasDeletedSince(*path, before))
-            return;
+            return PathOutcome::Missing;
         m.store.Put(*path, notification);
     }
     if (allowInstantRun && m_watcher.IsOnlineInstantRunAllowed(*path))
@@ -216,6 +246,7 @@ void ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, bool expandDire
             shown = WithBackslash(shown);
         SetOverlay(shown, OverlayStatus::Pending);
     }
+    return PathOutcome::Queued;
 }
 
 void ChangeHandler::KeepUnreachable(const wchar_t* path)

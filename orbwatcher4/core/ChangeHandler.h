@@ -5,6 +5,7 @@
 #pragma once
 
 #include "directory_changes/DirectoryChanges.h"
+#include "orbwatcher4/EnumerationProgress.h"
 #include "orbwatcher4/core/Notification.h"
 
 #include <optional>
@@ -26,7 +27,7 @@ public:
     void OnWatchStarted(DWORD error, const wchar_t* directory) override;
 
     // A file or folder that is there (again). expandDirectory: a folder's contents, too.
-    void ProcessChangedFile(const wchar_t* path, bool expandDirectory, bool allowInstantRun);
+    PathOutcome ProcessChangedFile(const wchar_t* path, bool expandDirectory, bool allowInstantRun);
 
     // A path that waits for backup and cannot be looked at now, its drive being away: it goes on waiting.
     void KeepUnreachable(const wchar_t* path);
@@ -40,12 +41,15 @@ private:
         FilterList rules;
     };
 
-    // Nothing when the event ends here.
-    std::optional<Classified> ClassifyPath(const CString& path);
+    // Nothing when the event ends here; `refusal`, when given, then says why.
+    std::optional<Classified> ClassifyPath(const CString& path, PathOutcome* refusal = nullptr);
+    PathOutcome DroppedAs(const CString& eventPath) const;
+    bool IsWaiting(const CString& path) const;
     bool IsHiddenSkipped(const CString& path, const Notification& notification);
     void AddDirectoryChildren(const CString& path);
     void ReadEnded(const CString& path, DWORD error);
-    bool IsDuplicateNotification(const CString& path);
+    // Nothing when the path must be backed up; otherwise why it need not.
+    std::optional<PathOutcome> IsDuplicateNotification(const CString& path);
     bool WasUploaded(const CString& path, std::uint64_t modificationTime);
     void DropPending(const CString& path);
     void DropUnlessDeleted(const CString& path, const NotificationPtr& before);

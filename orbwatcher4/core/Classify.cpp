@@ -1,11 +1,27 @@
 #include "orbwatcher4/core/Classify.h"
 
+PathOutcome RefusalOf(const Classification& answer)
+{
+    if (answer.inBackupFolder)
+        return PathOutcome::BackupFolder;
+    if (answer.decision == NotApplicable)
+        return PathOutcome::NotApplicable;
+    if (answer.advancedAsked)
+        return PathOutcome::Advanced;
+    if (answer.decision == Excluded)
+        return PathOutcome::Excluded;
+    // An exclusion ends the rules' walk; without one, none has selected the path.
+    const bool excluded = !answer.rules.empty() && answer.rules.back()->incEx == WatcherEnum::Exclude;
+    return excluded ? PathOutcome::AutoExcluded : PathOutcome::NotSelected;
+}
+
 Classification Classify(OrbFilter& primary, OrbFilter& secondary, ObjectLockTable& locks, const wchar_t* path)
 {
     Classification answer;
     {
         const ObjectLock lock(locks, &primary);
         answer.ordinary = primary.CheckForInclusion(path, &answer.rules, true, false);
+        answer.inBackupFolder = answer.ordinary != Included && primary.IsInBackupFolder(path);
     }
     answer.primaryRules = answer.rules.size();
     answer.decision = answer.ordinary;

@@ -1,7 +1,9 @@
 // Everything that is there already: the enumeration of all drives, and of one.
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/OrbSettings.h"
+#include "orbwatcher4/core/Classify.h"
 #include "orbwatcher4/core/WatcherState.h"
+#include "orbwatcher4/filter/WalkObserver.h"
 #include "support/Impersonation.h"
 
 #include <limits>
@@ -43,6 +45,26 @@ struct SingleDriveRun {
     CString root;
 };
 
+// What a walk leaves out, as the rules see it.
+class WalkTally final : public WalkObserver
+{
+public:
+    explicit WalkTally(WatcherState& state) : m(state) {}
+
+    void Entering(const CString& folder) override { m.enumeration.SetFolder(folder); }
+    void PassedOver(const CString& path, PathOutcome why) override
+    {
+        if (why == PathOutcome::Missing || why == PathOutcome::Unreadable)
+            return m.enumeration.CountBeside(why);
+        // A walk does not tell whose exclusion it is.
+        const bool excluded = why == PathOutcome::Excluded;
+        m.enumeration.CountFolder(excluded ? RefusalOf(Classify(m.filter, m.secondaryFilter, m.locks, path)) : why);
+    }
+
+private:
+    WatcherState& m;
+};
+
 } // namespace
 
 int COrbWatcher::StartFirstTimeRun(int reload)
@@ -55,6 +77,7 @@ int COrbWatcher::StartFirstTimeRun(int reload)
         m->enableFirstTime = 1;
         m->firstTime.running = 1;
         m->firstTime.dueAgain = false;
+        m->enumeration.Restart();
     }
     m->BeginRun();
     if (reload)
@@ -113,6 +136,7 @@ void COrbWatcher::EnumerateAllDrives()
                 2, L"OrbWatcher", __LINE__,
                 L"Initial scan started, but VolumeID doesn't match drive %s. Scan for this drive skipped.",
                 root.GetString());
+            m->enumeration.CountBeside(PathOutcome::Missing);
             continue;
         }
         FillDeleteMap(root);
@@ -160,9 +184,12 @@ bool COrbWatcher::StartSingleDriveRun(const CString& root)
     if (runs.empty() && !m->firstTime.running)
         m->filter.ClearJunctionCache();
     auto run = std::make_unique<SingleDriveRun>(SingleDriveRun{this, root});
+    ++m->firstTime.singleDriveRunsGoing;
     KernelHandle thread = StartWatcherThread(&_FirstRunSingleDrive, run.get());
-    if (!thread)
+    if (!thread) {
+        --m->firstTime.singleDriveRunsGoing;
         return false;
+    }
     run.release(); // the thread's own
     runs.emplace(root, std::move(thread));
     return true;
@@ -182,7 +209,17 @@ unsigned __stdcall COrbWatcher::_FirstRunSingleDrive(void* driveAndWatcher)
         self.TrimDeleteMap();
     else
         self.m->MakeFullEnumerationDue();
+    --self.m->firstTime.singleDriveRunsGoing;
     return whole ? 0 : RunFailed;
+}
+
+EnumerationProgress COrbWatcher::GetEnumerationProgress()
+{
+    // A run that has ended has counted everything: it is asked first.
+    const int running = m->firstTime.running + m->firstTime.singleDriveRunsGoing;
+    EnumerationProgress progress = m->enumeration.Read();
+    progress.running = running;
+    return progress;
 }
 
 bool COrbWatcher::FirstRun(const wchar_t* drive)
@@ -215,20 +252,28 @@ bool COrbWatcher::EnumerateIncludedFiles(const wchar_t* drive, const wchar_t* pa
         const ObjectLock lock(m->locks, &m->filter);
         lists = m->filter.CollectScanLists(drive);
     }
-    return m->filter.ScanSelection(lists, pattern, m->backupHiddenFiles, this, static_cast<HANDLE>(m->stop));
+    WalkTally tally(*m);
+    return m->filter.ScanSelection(lists, pattern, m->backupHiddenFiles, this, static_cast<HANDLE>(m->stop), &tally);
 }
 
-// What is pending is known already, unless it is a deletion: the file is there.
 void COrbWatcher::FileFoundCallback(const wchar_t* path, unsigned __int64)
+{
+    m->enumeration.CountFile(TakeFound(path));
+}
+
+void COrbWatcher::FolderFoundCallback(const wchar_t* path) { m->enumeration.CountFolder(TakeFound(path)); }
+
+// What is pending is known already, unless it is a deletion: the file is there.
+PathOutcome COrbWatcher::TakeFound(const wchar_t* path)
 {
     NotificationPtr pending;
     {
         const ObjectLock lock(m->locks, &m->store);
         pending = m->store.Find(path);
     }
+    PathOutcome outcome = PathOutcome::Waiting;
     if (!pending || pending->kind == NotificationKind::Deleted)
-        m->changeHandler.ProcessChangedFile(path, false, false);
+        outcome = m->changeHandler.ProcessChangedFile(path, false, false);
     RemoveFromDeleteMap(path);
+    return outcome;
 }
-
-void COrbWatcher::FolderFoundCallback(const wchar_t* path) { FileFoundCallback(path, 0); }

@@ -10,6 +10,7 @@
 #include "orbwatcher4/OrbFilter.h"
 #include "orbwatcher4/OrbWatcher.h"
 #include "orbwatcher4/core/ChangeHandler.h"
+#include "orbwatcher4/core/EnumerationTally.h"
 #include "orbwatcher4/core/NotificationStore.h"
 #include "orbwatcher4/core/ObjectLockTable.h"
 #include "orbwatcher4/core/OwnFiles.h"
@@ -33,6 +34,7 @@ struct FirstTimeState {
     bool stopping = false; // no run begins any more
     KernelHandle thread;   // of the run over all drives
     std::map<CString, KernelHandle> singleDriveRuns;
+    std::atomic<int> singleDriveRunsGoing{0};
     std::atomic<bool> dueAgain{false}; // something was lost since the run over all drives began
 };
 
@@ -70,6 +72,7 @@ struct WatcherState {
     std::atomic<bool> pendingKept{true}; // by the last dump
     std::atomic<int> enableFirstTime{0};
     FirstTimeState firstTime;
+    EnumerationTally enumeration;
 
     // Named, and so shared with every watcher on the machine: a signal need not be meant for this one.
     KernelHandle deletedFilesEvent;

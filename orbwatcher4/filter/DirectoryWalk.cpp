@@ -18,9 +18,11 @@ bool IsFolder(DWORD attributes)
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
 }
 
-void LogKnown(const CString& folder, const CString& destination)
+// The system's own junctions lead old names to new places: what they show is met there.
+bool IsSystemJunction(DWORD attributes)
 {
-    g_OrbLog.Log(L"Skipping already-scanned directory %s mapping to %s", folder.GetString(), destination.GetString());
+    constexpr DWORD all = FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM;
+    return (attributes & all) == all;
 }
 
 } // namespace
@@ -40,11 +42,19 @@ bool DirectoryWalk::IsAborted() const
 
 bool DirectoryWalk::MayEnter(DWORD attributes, bool includeHidden)
 {
-    // The system's own junctions lead old names to new places: what they show is met there.
-    constexpr DWORD systemJunction = FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM;
-    if ((attributes & systemJunction) == systemJunction)
-        return false;
-    return includeHidden || !(attributes & FILE_ATTRIBUTE_HIDDEN);
+    return !IsSystemJunction(attributes) && (includeHidden || !(attributes & FILE_ATTRIBUTE_HIDDEN));
+}
+
+void DirectoryWalk::PassOver(const CString& path, PathOutcome why) const
+{
+    if (m_options.observer)
+        m_options.observer->PassedOver(path, why);
+}
+
+void DirectoryWalk::PassOverKnown(const CString& folder, const CString& destination) const
+{
+    g_OrbLog.Log(L"Skipping already-scanned directory %s mapping to %s", folder.GetString(), destination.GetString());
+    PassOver(folder, PathOutcome::WalkedAlready);
 }
 
 bool DirectoryWalk::WalkTree(const CString& folder)
@@ -94,6 +104,8 @@ bool DirectoryWalk::ReadFolder(const CString& folder, bool withSubFolders)
 {
     const bool withFiles = folder == m_root || !JunctionAccess::AreFilesReported(m_filter, folder);
     bool goOn = true;
+    if (m_options.observer)
+        m_options.observer->Entering(folder);
     const DWORD error = m_disk.List(folder, m_options.listPattern, [&](const WIN32_FIND_DATAW& data) {
         goOn = MayGoOn();
         if (!goOn || IsDots(data.cFileName))
@@ -105,9 +117,11 @@ bool DirectoryWalk::ReadFolder(const CString& folder, bool withSubFolders)
             ReportFile(folder, data);
         return true;
     });
-    if (error)
+    if (error) {
         g_OrbLog.WriteLog(2, L"OrbFilter", __LINE__, L"The folder %s could not be read to its end: %d",
                           folder.GetString(), error);
+        PassOver(folder, error == ERROR_PATH_NOT_FOUND ? PathOutcome::Missing : PathOutcome::Unreadable);
+    }
     if (goOn && !error && !withSubFolders)
         JunctionAccess::AddFilesReported(m_filter, folder);
     return goOn;
@@ -126,9 +140,9 @@ void DirectoryWalk::ReportFile(const CString& folder, const WIN32_FIND_DATAW& da
 void DirectoryWalk::TakeFolder(CString folder, DWORD attributes)
 {
     if (!MayEnter(attributes, m_options.includeHidden))
-        return;
+        return PassOver(folder, IsSystemJunction(attributes) ? PathOutcome::SystemLink : PathOutcome::Hidden);
     if (m_options.bounds && m_options.bounds->IsExcluded(folder))
-        return;
+        return PassOver(folder, PathOutcome::Excluded);
     CString destination;
     switch (GetReparseDestination(m_disk, folder, attributes, destination)) {
     case ReparseResult::NoLink:
@@ -136,7 +150,7 @@ void DirectoryWalk::TakeFolder(CString folder, DWORD attributes)
     case ReparseResult::Leads:
         return TakeLink(folder, destination);
     case ReparseResult::Unusable:
-        return;
+        return PassOver(folder, PathOutcome::Unreadable);
     }
 }
 
@@ -144,7 +158,7 @@ void DirectoryWalk::TakePlainFolder(CString& folder)
 {
     JunctionAccess::Forget(m_filter, folder);
     if (!JunctionAccess::AddScanned(m_filter, folder))
-        return LogKnown(folder, folder);
+        return PassOverKnown(folder, folder);
     // A rule may spell the folder in other letters, which the set of scanned directories tells apart beyond Z.
     if (const CString* spelling = m_options.bounds ? m_options.bounds->RootSpelling(folder) : nullptr) {
         CString root = *spelling;
@@ -157,13 +171,13 @@ void DirectoryWalk::TakeLink(const CString& link, CString& destination)
 {
     if (!IsFolder(m_disk.Attributes(destination))) {
         g_OrbLog.Log(L"Skipping invalid junction point %s mapping to %s", link.GetString(), destination.GetString());
-        return;
+        return PassOver(link, PathOutcome::BrokenLink);
     }
     if (m_options.bounds && m_options.bounds->CoverOf(destination) == ScanBounds::Cover::Excluded)
-        return;
+        return PassOver(link, PathOutcome::Excluded);
     if (!JunctionAccess::AddScanned(m_filter, destination)) {
         JunctionAccess::Correct(m_filter, link, destination);
-        return LogKnown(link, destination);
+        return PassOverKnown(link, destination);
     }
     JunctionAccess::Remember(m_filter, link, destination);
     Push(destination);

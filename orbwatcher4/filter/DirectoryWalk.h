@@ -4,6 +4,7 @@
 #include "orbwatcher4/SmartScanCaller.h"
 #include "orbwatcher4/filter/ScanBounds.h"
 #include "orbwatcher4/filter/ScanDisk.h"
+#include "orbwatcher4/filter/WalkObserver.h"
 
 #include <vector>
 
@@ -15,6 +16,7 @@ struct WalkOptions {
     bool includeHidden = false; // hidden folders; hidden files are always reported
     HANDLE abort = nullptr;     // an event; null: nobody aborts
     const ScanBounds* bounds = nullptr;
+    WalkObserver* observer = nullptr;
 };
 
 class DirectoryWalk
@@ -31,6 +33,8 @@ public:
     bool TakeFile(const CString& path, unsigned __int64 size);
 
     bool IsAborted() const;
+    // Tells the observer, when there is one.
+    void PassOver(const CString& path, PathOutcome why) const;
     // Whether a sub-folder with these attributes may be entered at all.
     static bool MayEnter(DWORD attributes, bool includeHidden);
 
@@ -41,6 +45,7 @@ private:
     void ReportFile(const CString& folder, const WIN32_FIND_DATAW& data);
     void TakeFolder(CString folder, DWORD attributes);
     void TakePlainFolder(CString& folder);
+    void PassOverKnown(const CString& folder, const CString& destination) const;
     void TakeLink(const CString& link, CString& destination);
     void Push(const CString& folder);
     bool MatchesPattern(const wchar_t* name) const;

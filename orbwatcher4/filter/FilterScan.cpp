@@ -100,13 +100,14 @@ bool OrbFilter::SmartScanDirectory(const wchar_t* path, const wchar_t* pattern, 
 }
 
 bool OrbFilter::ScanSelection(const ScanLists& lists, const wchar_t* pattern, bool includeHidden,
-                              SmartScanCaller* caller, void* context)
+                              SmartScanCaller* caller, void* context, WalkObserver* observer)
 {
     const BackupRights rights;
     WalkOptions options;
     options.filePattern = PatternOrAll(pattern);
     options.includeHidden = includeHidden;
     options.abort = context;
+    options.observer = observer;
     ScanDisk disk;
     return SelectionWalk(*this, disk, lists, caller, options).Run();
 }

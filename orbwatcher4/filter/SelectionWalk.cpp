@@ -17,6 +17,13 @@ WalkOptions WithBounds(WalkOptions options, const ScanBounds& bounds)
     return options;
 }
 
+// Of a selected path whose attributes could not be had, and why.
+PathOutcome WithoutAttributes(DWORD error)
+{
+    const bool gone = error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND || error == ERROR_INVALID_NAME;
+    return gone ? PathOutcome::Missing : PathOutcome::Unreadable;
+}
+
 auto DepthOf(const CString& folder)
 {
     const std::wstring_view path = folder.View();
@@ -50,13 +57,14 @@ void SelectionWalk::AddStart(const ScanLists::Root& root)
         return;
     const DWORD attributes = m_disk.Attributes(start.folder);
     if (attributes == INVALID_FILE_ATTRIBUTES || !(attributes & FILE_ATTRIBUTE_DIRECTORY)) {
-        g_OrbLog.Log(L"The selected folder %s cannot be walked: %d", start.folder.GetString(), GetLastError());
-        return;
+        const DWORD error = attributes == INVALID_FILE_ATTRIBUTES ? GetLastError() : ERROR_PATH_NOT_FOUND;
+        g_OrbLog.Log(L"The selected folder %s cannot be walked: %d", start.folder.GetString(), error);
+        return m_walk.PassOver(start.folder, WithoutAttributes(error));
     }
     CString destination;
     switch (GetReparseDestination(m_disk, start.folder, attributes, destination)) {
     case ReparseResult::Unusable:
-        return;
+        return m_walk.PassOver(start.folder, PathOutcome::Unreadable);
     case ReparseResult::Leads:
         start.destination = WithBackslash(destination);
         break;
@@ -75,10 +83,12 @@ bool SelectionWalk::TakeFiles()
 {
     for (const CString& file : m_lists.files) {
         const std::optional<unsigned __int64> size = m_disk.FileSize(file);
-        if (!size)
-            g_OrbLog.Log(L"The selected file %s is not there", file.GetString());
-        else if (!m_walk.TakeFile(file, *size))
+        if (size && !m_walk.TakeFile(file, *size))
             return false;
+        if (size)
+            continue;
+        g_OrbLog.Log(L"The selected file %s is not there", file.GetString());
+        m_walk.PassOver(file, PathOutcome::Missing);
     }
     return true;
 }

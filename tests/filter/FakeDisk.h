@@ -43,7 +43,11 @@ public:
     DWORD Attributes(const CString& path) override
     {
         const auto found = m_attributes.find(WithBackslash(path));
-        return found == m_attributes.end() ? INVALID_FILE_ATTRIBUTES : found->second;
+        if (found != m_attributes.end())
+            return found->second;
+        const auto error = attributeErrors.find(WithBackslash(path));
+        SetLastError(error == attributeErrors.end() ? ERROR_PATH_NOT_FOUND : error->second);
+        return INVALID_FILE_ATTRIBUTES;
     }
     std::optional<unsigned __int64> FileSize(const CString& path) override
     {
@@ -88,8 +92,9 @@ public:
     ByPath<Bytes> reparse;
     ByPath<CString> real;
     ByPath<CString> mounted;
-    ByPath<DWORD> listErrors; // before the first entry
-    ByPath<DWORD> lateErrors; // after the last one
+    ByPath<DWORD> attributeErrors; // of what is not to be seen
+    ByPath<DWORD> listErrors;      // before the first entry
+    ByPath<DWORD> lateErrors;      // after the last one
     ByPath<int> listed;
     DWORD readError = ERROR_FILE_NOT_FOUND;
     int reads = 0;

@@ -28,6 +28,10 @@ public:
     static void PutOff(WatchLoop& loop, const wchar_t* root, std::int64_t until) { loop.m_retries[root].at = until; }
     // Waits for the enumerations that were started.
     static void EndRuns(COrbWatcher& watcher) { watcher.EndRuns(); }
+    static bool StartSingleDriveRun(COrbWatcher& watcher, const wchar_t* root)
+    {
+        return watcher.StartSingleDriveRun(root);
+    }
     static bool Progress(COrbWatcher& watcher) { return watcher.ProgressCallback(); }
     static bool IsIgnoredDedupPath(COrbWatcher& watcher, const wchar_t* path)
     {
