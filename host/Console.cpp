@@ -79,6 +79,8 @@ HANDLE InterruptEvent()
 
 void EndWhenInterrupted() { SetConsoleCtrlHandler(EndAtOnce, TRUE); }
 
+double Seconds() { return static_cast<double>(GetTickCount64()) / 1000.0; }
+
 std::wstring FullPath(const std::wstring& path)
 {
     const DWORD length = path.empty() ? 0 : GetFullPathNameW(path.c_str(), 0, nullptr, nullptr);

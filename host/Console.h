@@ -25,6 +25,8 @@ HANDLE InterruptEvent();
 // behind.
 void EndWhenInterrupted();
 
+// Since the system's start.
+double Seconds();
 // A path made absolute; an empty one stays empty.
 std::wstring FullPath(const std::wstring& path);
 // What the system says about an error.

@@ -11,6 +11,10 @@ FirstTimeRuns::FirstTimeRuns(COrbWatcher& watcher) : m_watcher(watcher)
     m_completed.Reset(CreateEventW(nullptr, TRUE, FALSE, name));
     watcher.SetFirstTimeCompletionEvent(name);
     watcher.UpdateThreadsPriority(CPUSpeedFull);
+}
+
+void FirstTimeRuns::Prepare()
+{
     constexpr std::int32_t never = -1;
     CServiceRunSettings& settings = GetServiceRunSettings();
     if (settings.GetValue(FirstTimeRunTimeKey, never) != never)
@@ -19,13 +23,15 @@ FirstTimeRuns::FirstTimeRuns(COrbWatcher& watcher) : m_watcher(watcher)
     settings.Save();
 }
 
-void FirstTimeRuns::Start() { m_watcher.StartFirstTimeRun(0); }
+bool FirstTimeRuns::Start() { return m_watcher.StartFirstTimeRun(0) != 0; }
 
 bool FirstTimeRuns::Follow()
 {
+    // Asked first: a run tells its completion before it ends.
+    const bool running = m_watcher.GetEnumerationProgress().running > 0;
     if (IsSignalled(m_completed.Get())) {
         ResetEvent(m_completed.Get());
         m_watcher.NoteFirstTimeRunCompleted();
     }
-    return m_watcher.IsFirstTimeEnumRunning() != 0;
+    return running;
 }

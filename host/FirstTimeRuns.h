@@ -14,8 +14,11 @@ public:
     // Before the watcher is started.
     explicit FirstTimeRuns(COrbWatcher& watcher);
 
-    void Start();
-    // Asked now and then. True while a run is going on.
+    // Of a data folder that nobody has used yet: no run is due.
+    void Prepare();
+    // False when one is going on already.
+    bool Start();
+    // Asked now and then. True while a run over all drives or over one is going on.
     bool Follow();
 
 private:

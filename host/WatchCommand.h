@@ -2,21 +2,12 @@
 // hands out.
 #pragma once
 
-#include "host/ExitCode.h"
-#include "host/Selection.h"
+#include "host/BackupService.h"
 
-#include <cstdint>
-
-struct WatchOptions {
-    SelectionFiles files;
-    std::wstring index;
-    std::wstring destination;
-    bool hidden = false;
-    bool record = false;
+struct WatchOptions : ServiceOptions {
     bool enumerate = false;      // what is there already, too
     bool collect = false;        // hand out nothing
     std::uint64_t maxEvents = 0; // 0: no limit
-    double timeout = 0;          // seconds; 0: none
     double untilQuiet = 0;       // seconds; 0: never
 };
 

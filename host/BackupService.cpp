@@ -1,0 +1,164 @@
+#include "host/BackupService.h"
+
+#include "companions/settings/OrbSettings.h"
+
+namespace
+{
+
+std::wstring DumpPath()
+{
+    return std::wstring(GetMainSettings().GetDataFolderPath().GetString()) + L"\\watcher_dump.bin";
+}
+
+} // namespace
+
+BackupService::BackupService(const ServiceOptions& options, RecordWriter& writer)
+    : m_options(options),
+      m_writer(writer),
+      m_events(m_watcher),
+      m_enumerations(m_watcher),
+      m_queue(m_watcher)
+{
+    InterruptEvent();
+    m_watcher.Init();
+}
+
+BackupService::~BackupService() { m_watcher.AbortWatching(); }
+
+std::optional<ExitCode> BackupService::Open()
+{
+    if (!LoadSelection(m_watcher, m_options.files, m_writer))
+        return ExitUsage;
+    m_messages.emplace(LibraryMessages::Keep::Failures);
+    if (!OpenIndex())
+        return ExitFailure;
+    m_watcher.SetIndexDB(m_options.index.c_str());
+    m_watcher.SetDestBackupFolderDB(m_options.destination.c_str());
+    m_watcher.EnableBackupHiddenFiles(m_options.hidden);
+    m_enumerations.Prepare();
+    m_watcher.Resume();
+    return std::nullopt;
+}
+
+bool BackupService::OpenIndex()
+{
+    const bool exists = GetFileAttributesW(m_options.index.c_str()) != INVALID_FILE_ATTRIBUTES;
+    const bool writable = m_options.record || !exists;
+    m_index.SetDBFilePath(m_options.index.c_str());
+    if (m_index.Open(writable, 0, 0) && m_index.LoadCache())
+        return true;
+    m_writer.Error(L"the index cannot be used: " + std::wstring(m_index.GetLastDbErrorText().GetString()),
+                   m_options.index);
+    return false;
+}
+
+bool BackupService::GiveOne(bool now)
+{
+    QueueDatum datum;
+    if (!m_queue.Take(datum, now))
+        return false;
+    Give(datum);
+    return true;
+}
+
+void BackupService::Give(const QueueDatum& datum)
+{
+    m_writer.Pending(datum);
+    // Nobody has received it: it goes on waiting.
+    if (!m_writer.Good()) {
+        m_watcher.AddSingleNotification(datum.path);
+        return;
+    }
+    ++m_handedOut;
+    // What could not be read could not be copied either: it stays new, and is backed up again rather than never.
+    if (datum.modificationTime < 0) {
+        m_unreadable.insert(datum.path);
+        m_writer.Note(L"cannot be read now", datum.path);
+        return;
+    }
+    m_unreadable.erase(datum.path);
+    if (m_options.record)
+        Record(datum);
+}
+
+void BackupService::Record(const QueueDatum& datum)
+{
+    ItemDatum item;
+    item.path = datum.path;
+    item.kind = datum.flags & QueueFlags::Directory ? 1 : 0;
+    item.flags = item.kind ? CachedDatum::Folder : 0;
+    item.modificationTime = static_cast<std::uint64_t>(datum.modificationTime);
+    if (!m_index.RecordItem(item))
+        TellUnrecorded(datum.path);
+}
+
+void BackupService::TellUnrecorded(const wchar_t* path)
+{
+    m_recordingFailed = true;
+    m_writer.Error(L"cannot be recorded in the index: " + std::wstring(m_index.GetLastDbErrorText().GetString()), path);
+}
+
+bool BackupService::TellEvents()
+{
+    bool any = TellDeletions();
+    for (const WatcherEvents::Rescan& rescan : m_events.TakeRescans()) {
+        m_writer.Rescan(rescan.root, rescan.reason);
+        any = true;
+    }
+    return any;
+}
+
+// A service that has dealt with a deletion forgets the item: a file that returns is a new one.
+bool BackupService::TellDeletions()
+{
+    const std::vector<DeletionRecord> deletions = m_events.TakeDeletions();
+    m_deletions += deletions.size();
+    for (const DeletionRecord& record : deletions) {
+        m_writer.Deleted(record);
+        if (m_options.record && !m_index.ForgetItem(record.path))
+            TellUnrecorded(record.path.GetString());
+    }
+    return !deletions.empty();
+}
+
+void BackupService::TellMessages()
+{
+    for (const LibraryMessages::Line& line : m_messages->Take())
+        m_writer.Note(line.text);
+}
+
+bool BackupService::Interrupted() { return WaitForSingleObject(InterruptEvent(), 0) == WAIT_OBJECT_0; }
+
+std::optional<ExitCode> BackupService::OutsideEnd() const
+{
+    if (Interrupted())
+        return ExitInterrupted;
+    if (m_options.timeout > 0 && Seconds() - m_start >= m_options.timeout)
+        return ExitTimeLimit;
+    if (!m_writer.Good())
+        return ExitFailure;
+    return std::nullopt;
+}
+
+ExitCode BackupService::End(ExitCode code, bool unreadable)
+{
+    m_watcher.AbortWatching();
+    m_stillPending = m_watcher.GetTotalFilesInMem();
+    m_watcher.DeInit();
+    TellEvents();
+    TellMessages();
+    if (!m_watcher.IsPendingKept()) {
+        m_writer.Error(L"what is pending could not be kept for the next start", DumpPath());
+        return ExitFailure;
+    }
+    return WithFailures(code, unreadable);
+}
+
+ExitCode BackupService::WithFailures(ExitCode code, bool unreadable) const
+{
+    if (code != ExitDone)
+        return code;
+    if (m_recordingFailed)
+        return ExitFailure;
+    return m_unreadable.empty() && !unreadable ? ExitDone : ExitSomeUnreadable;
+}

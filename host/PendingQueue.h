@@ -1,0 +1,32 @@
+// What a watcher has to hand out. One thread.
+#pragma once
+
+#include "host/Console.h"
+#include "orbwatcher4/OrbWatcher.h"
+
+// A watcher may keep what it cannot hand out now. A queue that did not change since it had nothing to give is
+// asked once a second only: each question is a line in the log.
+class PendingQueue
+{
+public:
+    explicit PendingQueue(COrbWatcher& watcher) : m_watcher(watcher) {}
+
+    // `now`: asks in any case.
+    bool Take(QueueDatum& datum, bool now)
+    {
+        const std::int64_t count = m_watcher.GetTotalFilesInMem();
+        if (count == 0 || (!now && count == m_keptCount && Seconds() - m_askedAt < 1))
+            return false;
+        m_keptCount = -1;
+        if (m_watcher.GetSingleNotification(nullptr, datum))
+            return true;
+        m_keptCount = m_watcher.GetTotalFilesInMem();
+        m_askedAt = Seconds();
+        return false;
+    }
+
+private:
+    COrbWatcher& m_watcher;
+    std::int64_t m_keptCount = -1; // after the last time that it had nothing to give
+    double m_askedAt = 0;
+};
