@@ -275,5 +275,7 @@ PathOutcome COrbWatcher::TakeFound(const wchar_t* path)
     if (!pending || pending->kind == NotificationKind::Deleted)
         outcome = m->changeHandler.ProcessChangedFile(path, false, false);
     RemoveFromDeleteMap(path);
+    if (outcome == PathOutcome::Unreadable)
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"%s cannot be looked at", path);
     return outcome;
 }

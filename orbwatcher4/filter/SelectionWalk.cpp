@@ -17,13 +17,6 @@ WalkOptions WithBounds(WalkOptions options, const ScanBounds& bounds)
     return options;
 }
 
-// Of a selected path whose attributes could not be had, and why.
-PathOutcome WithoutAttributes(DWORD error)
-{
-    const bool gone = error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND || error == ERROR_INVALID_NAME;
-    return gone ? PathOutcome::Missing : PathOutcome::Unreadable;
-}
-
 auto DepthOf(const CString& folder)
 {
     const std::wstring_view path = folder.View();
@@ -58,8 +51,7 @@ void SelectionWalk::AddStart(const ScanLists::Root& root)
     const DWORD attributes = m_disk.Attributes(start.folder);
     if (attributes == INVALID_FILE_ATTRIBUTES || !(attributes & FILE_ATTRIBUTE_DIRECTORY)) {
         const DWORD error = attributes == INVALID_FILE_ATTRIBUTES ? GetLastError() : ERROR_PATH_NOT_FOUND;
-        g_OrbLog.Log(L"The selected folder %s cannot be walked: %d", start.folder.GetString(), error);
-        return m_walk.PassOver(start.folder, WithoutAttributes(error));
+        return PassOverStart(start.folder, error);
     }
     CString destination;
     switch (GetReparseDestination(m_disk, start.folder, attributes, destination)) {
@@ -72,6 +64,17 @@ void SelectionWalk::AddStart(const ScanLists::Root& root)
         break;
     }
     m_starts.push_back(start);
+}
+
+void SelectionWalk::PassOverStart(const CString& folder, DWORD error)
+{
+    const bool gone = error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND || error == ERROR_INVALID_NAME;
+    if (gone)
+        g_OrbLog.Log(L"The selected folder %s is not there: %d", folder.GetString(), error);
+    else
+        g_OrbLog.WriteLog(2, L"OrbFilter", __LINE__, L"The selected folder %s cannot be walked: %d", folder.GetString(),
+                          error);
+    m_walk.PassOver(folder, gone ? PathOutcome::Missing : PathOutcome::Unreadable);
 }
 
 bool SelectionWalk::Run()

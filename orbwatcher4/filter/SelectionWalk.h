@@ -24,6 +24,7 @@ private:
         bool IsLink() const { return folder != destination; }
     };
     void AddStart(const ScanLists::Root& root);
+    void PassOverStart(const CString& folder, DWORD error);
     bool TakeFiles();
     bool TakeStart(Start& start);
     bool IsWalkedAlready(const Start& start) const;
