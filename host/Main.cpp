@@ -1,5 +1,6 @@
 // orbwatch: does with the library what a backup service does.
 #include "host/Console.h"
+#include "host/EnumerateCommand.h"
 #include "host/ExplainCommand.h"
 #include "host/InitCommand.h"
 #include "host/WatchCommand.h"
@@ -54,19 +55,24 @@ void AddSelectionOptions(CLI::App& command, Arguments& arguments)
     command.add_flag("--json", arguments.json, "one JSON object a line");
 }
 
+void AddServiceOptions(CLI::App& command, Arguments& arguments)
+{
+    AddSelectionOptions(command, arguments);
+    command.add_option("--index", arguments.index, "the index of what is backed up; made when missing")->required();
+    command.add_option("--destination", arguments.destination, "the folder that backups go to");
+    command.add_flag("--hidden", arguments.hidden, "hidden files, too");
+    command.add_flag("--record", arguments.record, "mark what is handed out as backed up");
+    command.add_option("--timeout", arguments.timeout, "end with code 4 after S seconds")->check(CLI::PositiveNumber);
+}
+
 CLI::App* AddWatch(CLI::App& app, Arguments& arguments)
 {
     CLI::App* watch = app.add_subcommand("watch", "watch a selection and print each file that waits for backup");
-    AddSelectionOptions(*watch, arguments);
-    watch->add_option("--index", arguments.index, "the index of what is backed up; made when missing")->required();
-    watch->add_option("--destination", arguments.destination, "the folder that backups go to");
-    watch->add_flag("--hidden", arguments.hidden, "hidden files, too");
-    watch->add_flag("--record", arguments.record, "mark what is handed out as backed up");
+    AddServiceOptions(*watch, arguments);
     watch->add_flag("--enumerate", arguments.enumerate, "begin with everything that is there already");
     watch->add_flag("--collect", arguments.collect, "hand out nothing; what changes waits for the next start")
         ->excludes("--record");
     watch->add_option("--max-events", arguments.maxEvents, "end after N records");
-    watch->add_option("--timeout", arguments.timeout, "end with code 4 after S seconds")->check(CLI::PositiveNumber);
     watch->add_option("--until-quiet", arguments.untilQuiet, "end when nothing came for S seconds")
         ->check(CLI::PositiveNumber);
     watch->footer(
@@ -76,6 +82,20 @@ CLI::App* AddWatch(CLI::App& app, Arguments& arguments)
         "wrong usage or unreadable input, 3 done but something could not be read,\n"
         "4 time limit, 130 interrupted.");
     return watch;
+}
+
+CLI::App* AddEnumerate(CLI::App& app, Arguments& arguments)
+{
+    CLI::App* enumerate =
+        app.add_subcommand("enumerate", "look at the whole selection once and print each file that waits for backup");
+    AddServiceOptions(*enumerate, arguments);
+    enumerate->footer(
+        "Example:\n  orbwatch enumerate --data selection.xml --index index.db --record --json\n"
+        "What the index holds and the disk does not comes as deleted. The last record sums up what was found. On a\n"
+        "terminal, standard error shows how it goes. After Ctrl-C or the time limit, what is still pending comes\n"
+        "first at the next start.\nCodes: 0 done, 1 failure, 2 wrong usage or unreadable input, 3 done but something "
+        "could not be read,\n4 time limit, 130 interrupted.");
+    return enumerate;
 }
 
 CLI::App* AddExplain(CLI::App& app, Arguments& arguments)
@@ -97,18 +117,24 @@ CLI::App* AddInit(CLI::App& app, Arguments& arguments)
     return init;
 }
 
-ExitCode RunWatchWith(const Arguments& arguments, RecordWriter& writer)
+ServiceOptions ServiceOptionsOf(const Arguments& arguments)
 {
-    WatchOptions options;
+    ServiceOptions options;
     options.files = arguments.Files();
     options.index = Arguments::Path(arguments.index);
     options.destination = Arguments::Path(arguments.destination);
     options.hidden = arguments.hidden;
     options.record = arguments.record;
+    options.timeout = arguments.timeout;
+    return options;
+}
+
+ExitCode RunWatchWith(const Arguments& arguments, RecordWriter& writer)
+{
+    WatchOptions options{ServiceOptionsOf(arguments)};
     options.enumerate = arguments.enumerate;
     options.collect = arguments.collect;
     options.maxEvents = arguments.maxEvents;
-    options.timeout = arguments.timeout;
     options.untilQuiet = arguments.untilQuiet;
     return RunWatch(options, writer);
 }
@@ -134,6 +160,7 @@ ExitCode Run(FILE* data)
     const bool json = std::find(given.begin(), given.end(), "--json") != given.end();
     std::reverse(given.begin(), given.end()); // the parser takes them from the back
     const CLI::App* watch = AddWatch(app, arguments);
+    const CLI::App* enumerate = AddEnumerate(app, arguments);
     const CLI::App* explain = AddExplain(app, arguments);
     AddInit(app, arguments);
     try {
@@ -151,6 +178,8 @@ ExitCode Run(FILE* data)
     RecordWriter writer(data, arguments.json);
     if (watch->parsed())
         return RunWatchWith(arguments, writer);
+    if (enumerate->parsed())
+        return RunEnumerate(ServiceOptionsOf(arguments), writer);
     return explain->parsed() ? RunExplainWith(arguments, writer) : RunInit(FromUtf8(arguments.folder), writer);
 }
 

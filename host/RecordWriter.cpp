@@ -5,6 +5,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include <io.h>
+
 namespace
 {
 
@@ -14,8 +16,17 @@ constexpr std::size_t MostNotesKept = 1000;
 
 } // namespace
 
+RecordWriter::RecordWriter(FILE* data, bool json)
+    : m_data{data, 0},
+      m_dataOnTerminal(_isatty(_fileno(data)) != 0),
+      m_json(json)
+{
+}
+
 void RecordWriter::Print(Stream& to, const std::string& lines)
 {
+    if (&to == &m_errors || m_dataOnTerminal)
+        m_progress.Erase();
     std::fwrite(lines.data(), 1, lines.size(), to.file);
     std::fflush(to.file);
 }
@@ -87,6 +98,14 @@ void RecordWriter::Summary(std::uint64_t handedOut, std::int64_t pending, int ex
         WriteJson(m_data, "summary", Json{{"handedOut", handedOut}, {"pending", pending}, {"exit", exitCode}});
     else
         Print(m_data, "handed out " + std::to_string(handedOut) + ", still pending " + std::to_string(pending) + "\n");
+}
+
+void RecordWriter::Summary(const EnumerationSummary& summary)
+{
+    if (m_json)
+        WriteJson(m_data, "summary", summary.Fields());
+    else
+        Print(m_data, summary.Lines());
 }
 
 void RecordWriter::Created(const std::wstring& path)

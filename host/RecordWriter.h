@@ -1,8 +1,11 @@
 // What orbwatch prints: one JSON object a line, or lines for people. Records go
 // to standard output, errors and notes to standard error, each stream with its
-// own numbers; each is flushed at once. One thread.
+// own numbers; each is flushed at once. Progress is shown on a terminal only, and
+// gives way to whatever else is printed there. One thread.
 #pragma once
 
+#include "host/EnumerationSummary.h"
+#include "host/ProgressLine.h"
 #include "orbwatcher4/OrbWatcher.h"
 
 #include <nlohmann/json_fwd.hpp>
@@ -16,7 +19,7 @@
 class RecordWriter
 {
 public:
-    RecordWriter(FILE* data, bool json) : m_data{data, 0}, m_json(json) {}
+    RecordWriter(FILE* data, bool json);
 
     void Ready(const std::vector<CString>& roots) { WriteRoots("ready", roots); }
     // The roots that are watched have changed: a drive came or went.
@@ -28,6 +31,10 @@ public:
     void Rescan(const CString& root, const std::string& reason);
     void Collected(std::int64_t pending);
     void Summary(std::uint64_t handedOut, std::int64_t pending, int exitCode);
+    void Summary(const EnumerationSummary& summary);
+    // `now`: as Seconds gives it.
+    void Progress(const EnumerationProgress& progress, double now) { m_progress.Show(progress, now); }
+    void EndProgress() { m_progress.Erase(); }
     void Created(const std::wstring& path);
     // `path` may be empty.
     void Error(const std::wstring& message, const std::wstring& path = L"");
@@ -50,6 +57,8 @@ private:
 
     Stream m_data;
     Stream m_errors{stderr, 0};
+    ProgressLine m_progress{stderr};
+    const bool m_dataOnTerminal;
     const bool m_json;
     std::set<std::wstring> m_noted;
 };

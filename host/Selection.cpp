@@ -103,25 +103,36 @@ SelectionView::SelectionView(const SelectionFiles& files)
     m_filter.LoadXmlFilters(files.data.c_str(), files.autoExclude.c_str(), nullptr);
 }
 
+std::vector<SelectionView::Root> SelectionView::SelectedRoots(RecordWriter& writer)
+{
+    std::vector<Root> roots;
+    for (const auto& [root, drive] : m_filter.GenerateDriveList())
+        if (m_filter.IsDriveIncludeRules(root))
+            roots.push_back({root, IsThere(root, drive)});
+    if (roots.empty())
+        writer.Note(L"the selection includes nothing");
+    return roots;
+}
+
 bool SelectionView::TellWhatIsNotWatched(const std::vector<CString>& watched, RecordWriter& writer)
 {
-    bool selectsSomething = false;
     bool allWatched = true;
-    for (const auto& [root, drive] : m_filter.GenerateDriveList()) {
-        if (!m_filter.IsDriveIncludeRules(root))
+    for (const Root& root : SelectedRoots(writer)) {
+        if (IsAmong(watched, root.path))
             continue;
-        selectsSomething = true;
-        if (IsAmong(watched, root))
-            continue;
-        const bool there = IsThere(root, drive);
-        allWatched = allWatched && !there;
-        writer.Note(there ? L"cannot be watched; it is tried again"
-                          : L"not there, or another volume; it is watched when it comes",
-                    root.GetString());
+        allWatched = allWatched && !root.there;
+        writer.Note(root.there ? L"cannot be watched; it is tried again"
+                               : L"not there, or another volume; it is watched when it comes",
+                    root.path.GetString());
     }
-    if (!selectsSomething)
-        writer.Note(L"the selection includes nothing");
     return allWatched;
+}
+
+void SelectionView::TellWhatIsNotThere(RecordWriter& writer)
+{
+    for (const Root& root : SelectedRoots(writer))
+        if (!root.there)
+            writer.Note(L"not there, or another volume; it is left out", root.path.GetString());
 }
 
 std::vector<SelectionView::Folder> SelectionView::IncludedFolders()

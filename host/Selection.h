@@ -28,6 +28,9 @@ public:
     // nothing. False when a root that is there is not watched.
     bool TellWhatIsNotWatched(const std::vector<CString>& watched, RecordWriter& writer);
 
+    // The same before an enumeration: roots that are not there now, and a selection that selects nothing.
+    void TellWhatIsNotThere(RecordWriter& writer);
+
     // The folders that the selection includes: with all that is in them, or themselves alone (the folders of
     // single files).
     struct Folder {
@@ -37,5 +40,12 @@ public:
     std::vector<Folder> IncludedFolders();
 
 private:
+    struct Root {
+        CString path;
+        bool there;
+    };
+    // With something included on it. That there is none is told.
+    std::vector<Root> SelectedRoots(RecordWriter& writer);
+
     OrbFilter m_filter;
 };

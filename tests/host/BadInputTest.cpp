@@ -142,6 +142,7 @@ TEST_F(BadInput, WrongUsageEndsWithTwo)
     ExpectUsageError({L"frobnicate"});
     ExpectUsageError({L"watch", L"--data", Path(L"selection.xml")});
     ExpectUsageError({L"watch", L"--data", Path(L"selection.xml"), L"--index", index, L"--timeout", L"soon"});
+    ExpectUsageError({L"enumerate", L"--data", Path(L"selection.xml")});
     ExpectUsageError({L"explain", L"--data", Path(L"selection.xml")});
 }
 
@@ -154,7 +155,7 @@ TEST_F(BadInput, WrongUsageIsJsonWhenJsonIsAskedFor)
 
 TEST_F(BadInput, HelpShowsAnExampleForEachCommand)
 {
-    for (const wchar_t* command : {L"watch", L"explain", L"init"}) {
+    for (const wchar_t* command : {L"watch", L"enumerate", L"explain", L"init"}) {
         HostProcess host({command, L"--help"});
         EXPECT_EQ(host.Finish(), 0);
         const std::vector<std::string> lines = host.OutputLines();

@@ -116,6 +116,11 @@ bool LineReader::WaitFor(const std::function<bool(const std::string&)>& accepted
 }
 
 HostProcess::HostProcess(const std::vector<std::wstring>& arguments, const std::string& input)
+    : HostProcess(arguments, Begin::Usually, input)
+{
+}
+
+HostProcess::HostProcess(const std::vector<std::wstring>& arguments, Begin begin, const std::string& input)
 {
     std::wstring line = Quoted(Program());
     for (const std::wstring& argument : arguments)
@@ -131,12 +136,15 @@ HostProcess::HostProcess(const std::vector<std::wstring>& arguments, const std::
     start.hStdOutput = out.write.Get();
     start.hStdError = err.write.Get();
     PROCESS_INFORMATION process = {};
-    if (!CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, CREATE_NEW_PROCESS_GROUP, nullptr, nullptr,
-                        &start, &process))
+    if (!CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, CREATE_NEW_PROCESS_GROUP | CREATE_SUSPENDED,
+                        nullptr, nullptr, &start, &process))
         throw std::runtime_error("orbwatch.exe cannot be started");
-    CloseHandle(process.hThread);
+    const KernelHandle thread(process.hThread);
     m_process.Reset(process.hProcess);
     m_id = process.dwProcessId;
+    if (begin == Begin::Interrupted)
+        m_interrupted.Reset(CreateEventW(nullptr, TRUE, TRUE, InterruptName().c_str()));
+    ResumeThread(thread.Get());
     m_output.Start(std::move(out.read));
     m_errors.Start(std::move(err.read));
     DWORD written = 0;
@@ -176,10 +184,11 @@ bool HostProcess::WaitForText(const std::string& text)
     return m_output.WaitFor([&](const std::string& came) { return came == text; }, line);
 }
 
+std::wstring HostProcess::InterruptName() const { return L"Local\\orbwatch-interrupt-" + std::to_wstring(m_id); }
+
 void HostProcess::Interrupt()
 {
-    const std::wstring name = L"Local\\orbwatch-interrupt-" + std::to_wstring(m_id);
-    const KernelHandle event(OpenEventW(EVENT_MODIFY_STATE, FALSE, name.c_str()));
+    const KernelHandle event(OpenEventW(EVENT_MODIFY_STATE, FALSE, InterruptName().c_str()));
     if (event)
         SetEvent(event.Get());
 }

@@ -45,6 +45,9 @@ public:
 
     // `input` is what standard input holds. The child gets the data folder that is set in this process.
     explicit HostProcess(const std::vector<std::wstring>& arguments, const std::string& input = "");
+    // Interrupted: Ctrl-C has been pressed before it does anything.
+    enum class Begin { Usually, Interrupted };
+    HostProcess(const std::vector<std::wstring>& arguments, Begin begin, const std::string& input = "");
     ~HostProcess();
     HostProcess(const HostProcess&) = delete;
     HostProcess& operator=(const HostProcess&) = delete;
@@ -73,7 +76,10 @@ public:
 private:
     static Json WaitFor(LineReader& reader, const std::function<bool(const Json&)>& accepted);
 
+    std::wstring InterruptName() const;
+
     KernelHandle m_process;
+    KernelHandle m_interrupted; // the event, where it was set from the beginning
     DWORD m_id = 0;
     LineReader m_output;
     LineReader m_errors;

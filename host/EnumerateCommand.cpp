@@ -1,0 +1,75 @@
+#include "host/EnumerateCommand.h"
+
+namespace
+{
+
+constexpr DWORD PollInterval = 50; // milliseconds between two looks at the run
+
+class EnumerateRun
+{
+public:
+    EnumerateRun(BackupService& service, RecordWriter& writer) : m_service(service), m_writer(writer) {}
+
+    ExitCode Run()
+    {
+        const ExitCode code = Enumerate();
+        m_writer.EndProgress();
+        m_service.Watcher().AbortWatching(); // nothing is counted any more
+        EnumerationSummary summary;
+        summary.progress = m_service.Watcher().GetEnumerationProgress();
+        const std::uint64_t unread = summary.progress.Of(PathOutcome::Unreadable);
+        summary.exitCode = m_service.End(code, unread != 0);
+        summary.unreadable = unread + m_service.Unreadable();
+        summary.deleted = m_service.Deletions();
+        summary.handedOut = m_service.HandedOut();
+        summary.pending = m_service.StillPending();
+        m_writer.Summary(summary);
+        return m_writer.Good() ? static_cast<ExitCode>(summary.exitCode) : ExitFailure;
+    }
+
+private:
+    ExitCode Enumerate()
+    {
+        if (!m_service.Enumerations().Start()) {
+            m_writer.Error(L"the enumeration could not be started");
+            return ExitFailure;
+        }
+        while (m_service.Enumerations().Follow()) {
+            if (const std::optional<ExitCode> end = m_service.OutsideEnd())
+                return *end;
+            m_service.TellMessages();
+            m_writer.Progress(m_service.Watcher().GetEnumerationProgress(), Seconds());
+            WaitForSingleObject(InterruptEvent(), PollInterval);
+        }
+        m_writer.EndProgress();
+        return HandOut();
+    }
+
+    // Not before the run has ended: what was handed out already would be met again and come twice.
+    ExitCode HandOut()
+    {
+        for (;;) {
+            if (const std::optional<ExitCode> end = m_service.OutsideEnd())
+                return *end;
+            const bool given = m_service.GiveOne(true);
+            m_service.TellEvents();
+            m_service.TellMessages();
+            if (!given)
+                return ExitDone;
+        }
+    }
+
+    BackupService& m_service;
+    RecordWriter& m_writer;
+};
+
+} // namespace
+
+ExitCode RunEnumerate(const ServiceOptions& options, RecordWriter& writer)
+{
+    BackupService service(options, writer);
+    if (const std::optional<ExitCode> end = service.Open())
+        return *end;
+    SelectionView(options.files).TellWhatIsNotThere(writer);
+    return EnumerateRun(service, writer).Run();
+}

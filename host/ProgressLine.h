@@ -1,0 +1,28 @@
+// One line on a terminal that shows how an enumeration goes, written over and over
+// in its place. One thread.
+#pragma once
+
+#include "orbwatcher4/EnumerationProgress.h"
+
+#include <cstdio>
+#include <string>
+
+class ProgressLine
+{
+public:
+    explicit ProgressLine(FILE* stream) : m_stream(stream) {}
+
+    // Nothing where there is no terminal, and at most ten times a second. `now`: as Seconds gives it.
+    void Show(const EnumerationProgress& progress, double now);
+    // Before anything else is printed on the terminal.
+    void Erase();
+
+private:
+    FILE* const m_stream;
+    std::size_t m_length = 0; // of what is shown
+    double m_begun = -1;
+    double m_shown = -1;
+};
+
+// At most so many columns; a folder that is too long loses its beginning. `rate`: files and folders in a second.
+std::string ProgressText(const EnumerationProgress& progress, double rate, std::size_t columns);
