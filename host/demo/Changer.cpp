@@ -1,12 +1,13 @@
 // Makes changes on real files, one command a line from standard input:
 //
 //   create PATH TEXT | append PATH TEXT | hidden PATH TEXT
-//   replace PATH TEXT | move FROM TO | delete PATH | folders PATH | deep PATH
+//   replace PATH TEXT | move FROM TO | delete PATH | remove FOLDER | folders PATH | deep PATH
 //
 // Fields are separated by "|". Paths are UTF-8. A line that fails ends the
 // program with code 1.
 #include <windows.h>
 
+#include <filesystem>
 #include <iostream>
 #include <string>
 #include <vector>
@@ -60,6 +61,15 @@ bool MakeDeepFile(std::wstring path)
     return MakeFolders(path) && WriteFileText(path + L"\\file.txt", "too deep", CREATE_ALWAYS);
 }
 
+// A folder with all that is in it.
+bool RemoveTree(const std::wstring& folder)
+{
+    std::error_code error;
+    std::filesystem::remove_all(folder, error);
+    SetLastError(static_cast<DWORD>(error.value()));
+    return !error;
+}
+
 bool Run(const std::vector<std::string>& fields)
 {
     const std::string& command = fields[0];
@@ -77,6 +87,8 @@ bool Run(const std::vector<std::string>& fields)
         return MoveFileW(path.c_str(), Wide(text).c_str()) != FALSE;
     if (command == "delete")
         return DeleteFileW(path.c_str()) != FALSE;
+    if (command == "remove")
+        return RemoveTree(path);
     if (command == "folders")
         return MakeFolders(path);
     if (command == "deep")
