@@ -5,6 +5,13 @@
 namespace
 {
 
+// What has returned may have been recorded anew by now.
+bool IsStillDeleted(const DeletionRecord& record)
+{
+    CachedDatum datum;
+    return CIndexDB::GetCachedData(record.id, datum) && (datum.flags & CachedDatum::NoDeleteRecord);
+}
+
 std::wstring DumpPath()
 {
     return std::wstring(GetMainSettings().GetDataFolderPath().GetString()) + L"\\watcher_dump.bin";
@@ -115,7 +122,7 @@ bool BackupService::TellDeletions()
     m_deletions += deletions.size();
     for (const DeletionRecord& record : deletions) {
         m_writer.Deleted(record);
-        if (m_options.record && !m_index.ForgetItem(record.path))
+        if (m_options.record && IsStillDeleted(record) && !m_index.ForgetItem(record.path))
             TellUnrecorded(record.path.GetString());
     }
     return !deletions.empty();

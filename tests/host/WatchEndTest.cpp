@@ -51,6 +51,18 @@ TEST_F(WatchEnd, TheTimeLimitEndsWithFour)
     EXPECT_EQ(host.Records().back().at("exit"), 4);
 }
 
+TEST_F(WatchEnd, WhatAKilledRunHeldAndWhatChangedSinceIsFoundByTheNext)
+{
+    const auto killed = StartWatch({L"--collect"});
+    const std::wstring held = Write(L"held.txt", "a");
+    ASSERT_FALSE(killed->WaitForType("collected").empty());
+    EXPECT_EQ(killed->Finish(std::chrono::milliseconds(0)), -1);
+    const std::wstring missed = Write(L"missed.txt", "b");
+    const auto next = StartWatch({});
+    EXPECT_FALSE(next->WaitForPath(held).empty());
+    EXPECT_FALSE(next->WaitForPath(missed).empty());
+}
+
 TEST_F(WatchEnd, AfterAnInterruptionWhatWasPendingComesFirstAndOnce)
 {
     {
