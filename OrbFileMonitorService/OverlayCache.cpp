@@ -1,5 +1,127 @@
 #include "OrbFileMonitorService/OverlayCache.h"
 
-bool OverlayCache::Connect() { return false; }
-bool OverlayCache::Request(OverlayRequest, const wchar_t*, std::int32_t&) { return false; }
-void OverlayCache::Disconnect() {}
+#include "companions/logging/OrbLogging.h"
+#include "support/CaseFold.h"
+
+#include <shlwapi.h>
+
+#include <algorithm>
+
+namespace
+{
+
+class SystemWaiter final : public OverlayWaiter
+{
+public:
+    DWORD Wait(HANDLE event, DWORD milliseconds) override { return WaitForSingleObject(event, milliseconds); }
+};
+
+bool CarriesPath(OverlayRequest kind) { return kind == OverlayRequest::SetStatus || kind == OverlayRequest::GetStatus; }
+
+bool IsShortcut(std::wstring_view path) { return EqualNoCase(PathFindExtensionW(path.data()), L".lnk"); }
+
+// What has become of a request; always false.
+bool Failed(const wchar_t* format, std::wstring_view path, std::int32_t status, const wchar_t* error, int line)
+{
+    g_OrbLog.Log(format, path.data(), status);
+    g_OrbLog.WriteLog(2, L"OrbWatcher", line, error);
+    return false;
+}
+
+constexpr const wchar_t* NotEntered = L"Request: Path=%s Status=%d";
+constexpr const wchar_t* Entered = L"Request: Path->%s Status->%d";
+
+} // namespace
+
+OverlayWaiter& SystemOverlayWaiter()
+{
+    static SystemWaiter waiter;
+    return waiter;
+}
+
+bool OverlayCache::Connect() { return ConnectedLine() != nullptr; }
+
+OverlayCache::LinePtr OverlayCache::ConnectedLine()
+{
+    {
+        const CSingleLock lock(m_section);
+        if (m_line)
+            return m_line;
+    }
+    // The settings, which know the names, come before this lock.
+    const OverlayNames names = OverlayNames::OfThisInstallation();
+    const CSingleLock lock(m_section);
+    if (m_line)
+        return m_line;
+    if (!m_response)
+        m_response = OpenOverlayEvent(names.response);
+    if (m_response)
+        m_line = OpenOverlayLine(names);
+    return m_line;
+}
+
+void OverlayCache::Disconnect()
+{
+    const CSingleLock lock(m_section);
+    m_line.reset();
+}
+
+// Another thread may have dropped this one already, and connected anew.
+void OverlayCache::Drop(const LinePtr& line)
+{
+    const CSingleLock lock(m_section);
+    if (m_line == line)
+        m_line.reset();
+}
+
+bool OverlayCache::Request(OverlayRequest kind, const wchar_t* path, std::int32_t& status)
+{
+    const std::wstring_view text(path ? path : L"");
+    if (CarriesPath(kind) && text.size() >= OverlayBlock::PathUnits)
+        return Failed(NotEntered, text, status, L"The path is too long for the overlay service", __LINE__);
+    const LinePtr line = ConnectedLine();
+    if (!line)
+        return Failed(NotEntered, text, status,
+                      L"Request failed to enter processing queue due to overlay deinitialized", __LINE__);
+    if (m_waiter->Wait(line->token.Get(), TurnLimit) == WAIT_TIMEOUT) {
+        Drop(line);
+        return Failed(Entered, text, status, L"Overlay Request timedout", __LINE__);
+    }
+    // The turn is not given back here: the service takes it back when it sees no request.
+    if (!Put(*line, kind, text, status))
+        return Failed(Entered, text, status, L"MemPtr deleted", __LINE__);
+    if (m_waiter->Wait(m_response.Get(), AnswerLimit) == WAIT_OBJECT_0) {
+        Finish(*line, kind, status);
+        return true;
+    }
+    SetEvent(line->token.Get());
+    Drop(line);
+    return Failed(Entered, text, status, L"Overlay Response timedout", __LINE__);
+}
+
+// False when another thread has dropped the connection while this one waited for its turn.
+bool OverlayCache::Put(const OverlayLine& line, OverlayRequest kind, std::wstring_view path, std::int32_t status)
+{
+    const CSingleLock lock(m_section);
+    if (!m_line)
+        return false;
+    // An answer that came too late for the request before is none to this one.
+    ResetEvent(m_response.Get());
+    OverlayBlock& block = *line.view.Block();
+    if (CarriesPath(kind)) {
+        block.kind = static_cast<std::int32_t>(kind);
+        *std::copy(path.begin(), path.end(), block.path) = 0;
+    }
+    if (kind == OverlayRequest::SetStatus)
+        block.status = status == OverlayStatus::Excluded && IsShortcut(path) ? OverlayStatus::ExcludedShortcut : status;
+    SetEvent(line.request.Get());
+    return true;
+}
+
+void OverlayCache::Finish(const OverlayLine& line, OverlayRequest kind, std::int32_t& status)
+{
+    const CSingleLock lock(m_section);
+    if (kind == OverlayRequest::GetStatus)
+        status = line.view.Block()->kind;
+    SetEvent(line.token.Get());
+}

@@ -1,29 +1,53 @@
-// The watcher's line to the service that draws overlay icons in the shell.
+// One client's connection to the service that draws overlay icons in the shell.
 //
-// Requests on one object are serialised. Until the line takes effect every
-// request answers that there is no service.
+// It connects with the first request and drops the connection after any time-out;
+// the next request connects again. A request takes the turn, which one client on
+// the machine has at a time, puts itself into the shared block, and waits for the
+// answer: 300 ms at most for either. Without a service it fails at once.
+//
+// Requests may come from any thread. Failures go to the log.
 #pragma once
 
-#include <cstdint>
+#include "OrbFileMonitorService/OverlayBlock.h"
+#include "OrbFileMonitorService/OverlayLine.h"
+#include "OrbFileMonitorService/OverlayWaiter.h"
+#include "support/RankedSection.h"
 
-enum class OverlayRequest : std::int32_t { SetStatus = 0, GetStatus = 2 };
-
-// Statuses that the watcher writes; the two bits mark a modification.
-namespace OverlayStatus
-{
-constexpr std::int32_t InSync = 0;
-constexpr std::int32_t FirstBit = 1;
-constexpr std::int32_t SecondBit = 2;
-constexpr std::int32_t Pending = 4;
-constexpr std::int32_t Excluded = 8;
-constexpr std::int32_t ReadStart = 0x10; // what a variable holds before a status is read into it
-} // namespace OverlayStatus
+#include <string_view>
 
 class OverlayCache
 {
 public:
+    static constexpr DWORD TurnLimit = 300;   // milliseconds
+    static constexpr DWORD AnswerLimit = 300; // milliseconds
+
+    OverlayCache() = default;
+    explicit OverlayCache(OverlayWaiter& waiter) : m_waiter(&waiter) {}
+    OverlayCache(const OverlayCache&) = delete;
+    OverlayCache& operator=(const OverlayCache&) = delete;
+
+    // True when connected.
     bool Connect();
-    // True when the service has answered in time; GetStatus then fills `status`.
+    // True when the service has answered in time; GetStatus then fills `status`. A kind that is neither goes to the
+    // service without path and status. Paths of 1,024 units and more are refused.
     bool Request(OverlayRequest kind, const wchar_t* path, std::int32_t& status);
     void Disconnect();
+
+    OverlayWaiter& Waiter() const { return *m_waiter; }
+    // Before the first request.
+    void WaitWith(OverlayWaiter& waiter) { m_waiter = &waiter; }
+
+private:
+    using LinePtr = std::shared_ptr<OverlayLine>;
+
+    LinePtr ConnectedLine();
+    bool Put(const OverlayLine& line, OverlayRequest kind, std::wstring_view path, std::int32_t status);
+    void Finish(const OverlayLine& line, OverlayRequest kind, std::int32_t& status);
+    void Drop(const LinePtr& line);
+
+    OverlayWaiter* m_waiter = &SystemOverlayWaiter();
+    RankedSection m_section{LockRank::Leaf, L"overlay connection"};
+    LinePtr m_line; // null: not connected; guarded by m_section
+    // Opened once and kept over reconnects: a thread may be waiting for it. Guarded by m_section until it is open.
+    KernelHandle m_response;
 };

@@ -1,0 +1,34 @@
+// Stands in for the other side and for the time: what happens during a wait is the
+// test's to say.
+#pragma once
+
+#include "OrbFileMonitorService/OverlayWaiter.h"
+
+#include <functional>
+#include <vector>
+
+// Waits that nobody scripts end at once: with the event when it is set, else as timed out.
+class ScriptedWaiter final : public OverlayWaiter
+{
+public:
+    using Step = std::function<DWORD(HANDLE)>;
+
+    DWORD Wait(HANDLE event, DWORD milliseconds) override
+    {
+        limits.push_back(milliseconds);
+        const Step& step = limits.size() % 2 == 1 ? whileWaitingForTheTurn : whileWaitingForTheAnswer;
+        return step ? step(event) : WaitForSingleObject(event, 0);
+    }
+
+    std::vector<DWORD> limits; // of every wait so far
+    // A request that fails in its first wait must be the last one.
+    Step whileWaitingForTheTurn;
+    Step whileWaitingForTheAnswer;
+};
+
+// Waits as long as a busy machine may need.
+class PatientWaiter final : public OverlayWaiter
+{
+public:
+    DWORD Wait(HANDLE event, DWORD) override { return WaitForSingleObject(event, 30000); }
+};
