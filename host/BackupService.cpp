@@ -42,6 +42,7 @@ std::optional<ExitCode> BackupService::Open()
     m_watcher.SetIndexDB(m_options.index.c_str());
     m_watcher.SetDestBackupFolderDB(m_options.destination.c_str());
     m_watcher.EnableBackupHiddenFiles(m_options.hidden);
+    m_watcher.SetOverlay(m_options.overlay);
     m_enumerations.Prepare();
     m_watcher.Resume();
     return std::nullopt;

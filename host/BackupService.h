@@ -21,7 +21,8 @@ struct ServiceOptions {
     std::wstring destination;
     bool hidden = false;
     bool record = false;
-    double timeout = 0; // seconds; 0: none
+    bool overlay = false; // tell the overlay service
+    double timeout = 0;   // seconds; 0: none
 };
 
 class BackupService

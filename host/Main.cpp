@@ -3,12 +3,14 @@
 #include "host/EnumerateCommand.h"
 #include "host/ExplainCommand.h"
 #include "host/InitCommand.h"
+#include "host/OverlayCommand.h"
 #include "host/WatchCommand.h"
 
 #include <CLI/CLI.hpp>
 #include <shellapi.h>
 
 #include <algorithm>
+#include <map>
 #include <memory>
 
 namespace
@@ -26,6 +28,8 @@ struct Arguments {
     std::uint64_t maxEvents = 0;
     double timeout = 0;
     double untilQuiet = 0;
+    bool overlay = false;
+    OverlayOptions service;
 
     SelectionFiles Files() const { return {Path(data), Path(autoExclude), Path(advanced), Path(secondary)}; }
     static std::wstring Path(const std::string& text) { return FullPath(FromUtf8(text)); }
@@ -72,6 +76,7 @@ CLI::App* AddWatch(CLI::App& app, Arguments& arguments)
     watch->add_flag("--enumerate", arguments.enumerate, "begin with everything that is there already");
     watch->add_flag("--collect", arguments.collect, "hand out nothing; what changes waits for the next start")
         ->excludes("--record");
+    watch->add_flag("--overlay", arguments.overlay, "tell the overlay service (orbwatch overlay) of each status");
     watch->add_option("--max-events", arguments.maxEvents, "end after N records");
     watch->add_option("--until-quiet", arguments.untilQuiet, "end when nothing came for S seconds")
         ->check(CLI::PositiveNumber);
@@ -117,6 +122,21 @@ CLI::App* AddInit(CLI::App& app, Arguments& arguments)
     return init;
 }
 
+CLI::App* AddOverlay(CLI::App& app, Arguments& arguments)
+{
+    using Fault = OverlayOptions::Fault;
+    CLI::App* overlay = app.add_subcommand("overlay", "keep the overlay statuses of files and print each change");
+    overlay->add_flag("--json", arguments.json, "one JSON object a line");
+    overlay->add_option("--fault", arguments.service.fault, "for trying out clients: silent, late or die")
+        ->transform(CLI::CheckedTransformer(
+            std::map<std::string, Fault>{{"silent", Fault::Silent}, {"late", Fault::Late}, {"die", Fault::Die}}));
+    overlay->add_option("--after", arguments.service.after, "N requests are answered before the fault");
+    overlay->add_option("--times", arguments.service.times, "N requests meet the fault; otherwise all that follow");
+    overlay->footer(
+        "Example:\n  orbwatch overlay --json\nwith \"orbwatch watch --overlay\" beside it. Ctrl-C ends it.");
+    return overlay;
+}
+
 ServiceOptions ServiceOptionsOf(const Arguments& arguments)
 {
     ServiceOptions options;
@@ -125,6 +145,7 @@ ServiceOptions ServiceOptionsOf(const Arguments& arguments)
     options.destination = Arguments::Path(arguments.destination);
     options.hidden = arguments.hidden;
     options.record = arguments.record;
+    options.overlay = arguments.overlay;
     options.timeout = arguments.timeout;
     return options;
 }
@@ -163,6 +184,7 @@ ExitCode Run(FILE* data)
     const CLI::App* enumerate = AddEnumerate(app, arguments);
     const CLI::App* explain = AddExplain(app, arguments);
     AddInit(app, arguments);
+    const CLI::App* overlay = AddOverlay(app, arguments);
     try {
         app.parse(std::move(given));
     } catch (const CLI::CallForHelp&) {
@@ -180,6 +202,8 @@ ExitCode Run(FILE* data)
         return RunWatchWith(arguments, writer);
     if (enumerate->parsed())
         return RunEnumerate(ServiceOptionsOf(arguments), writer);
+    if (overlay->parsed())
+        return RunOverlay(arguments.service, writer);
     return explain->parsed() ? RunExplainWith(arguments, writer) : RunInit(FromUtf8(arguments.folder), writer);
 }
 

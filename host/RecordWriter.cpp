@@ -116,6 +116,30 @@ void RecordWriter::Created(const std::wstring& path)
         Print(m_data, "created " + ToUtf8(path) + "\n");
 }
 
+void RecordWriter::OverlayReady()
+{
+    if (m_json)
+        WriteJson(m_data, "ready", Json::object());
+    else
+        Print(m_data, "keeping overlay statuses\n");
+}
+
+void RecordWriter::Overlay(const std::wstring& path, std::int32_t status, const std::string& meaning)
+{
+    if (m_json)
+        WriteJson(m_data, "overlay", Json{{"path", ToUtf8(path)}, {"status", status}, {"meaning", meaning}});
+    else
+        Print(m_data, meaning + " " + ToUtf8(path) + "\n");
+}
+
+void RecordWriter::OverlaySummary(std::uint64_t requests, std::uint64_t paths, int exitCode)
+{
+    if (m_json)
+        WriteJson(m_data, "summary", Json{{"requests", requests}, {"paths", paths}, {"exit", exitCode}});
+    else
+        Print(m_data, std::to_string(requests) + " requests, " + std::to_string(paths) + " paths\n");
+}
+
 void RecordWriter::Error(const std::wstring& message, const std::wstring& path) { Tell("error", message, path); }
 
 void RecordWriter::Note(const std::wstring& message, const std::wstring& path)

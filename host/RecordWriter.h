@@ -36,6 +36,10 @@ public:
     void Progress(const EnumerationProgress& progress, double now) { m_progress.Show(progress, now); }
     void EndProgress() { m_progress.Erase(); }
     void Created(const std::wstring& path);
+    // Of an overlay service.
+    void OverlayReady();
+    void Overlay(const std::wstring& path, std::int32_t status, const std::string& meaning);
+    void OverlaySummary(std::uint64_t requests, std::uint64_t paths, int exitCode);
     // `path` may be empty.
     void Error(const std::wstring& message, const std::wstring& path = L"");
     // Something a person should know. Said once, however often it is noticed.

@@ -64,6 +64,8 @@ public:
 
     // As Ctrl-C does; a test program has no console to press it in.
     void Interrupt();
+    // Without any warning.
+    void Kill() { TerminateProcess(m_process.Get(), 1); }
     // The exit code; the process is killed when it does not end in time, and the code is -1.
     int Finish(std::chrono::milliseconds limit = Limit);
 

@@ -4,6 +4,7 @@
 
 #include "OrbFileMonitorService/OverlayWaiter.h"
 
+#include <atomic>
 #include <functional>
 #include <vector>
 
@@ -26,9 +27,16 @@ public:
     Step whileWaitingForTheAnswer;
 };
 
-// Waits as long as a busy machine may need.
-class PatientWaiter final : public OverlayWaiter
+// Waits for real. A patient one gives a busy machine the time that it needs; one that is not expects nobody to answer.
+class RealWaiter final : public OverlayWaiter
 {
 public:
-    DWORD Wait(HANDLE event, DWORD) override { return WaitForSingleObject(event, 30000); }
+    DWORD Wait(HANDLE event, DWORD milliseconds) override
+    {
+        ++waits;
+        return WaitForSingleObject(event, patient ? 30000 : milliseconds);
+    }
+
+    std::atomic<bool> patient{true};
+    std::atomic<int> waits{0};
 };

@@ -1,0 +1,131 @@
+#include "host/OverlayCommand.h"
+
+#include "host/Console.h"
+#include "host/OverlayService.h"
+#include "support/CaseFold.h"
+
+#include <map>
+
+namespace
+{
+
+using Fault = OverlayOptions::Fault;
+
+struct PathBefore {
+    bool operator()(const std::wstring& left, const std::wstring& right) const
+    {
+        return CompareNoCase(left, right) < 0;
+    }
+};
+
+const char* MeaningOf(std::int32_t status)
+{
+    if (status & OverlayStatus::FirstBit)
+        return status & OverlayStatus::SecondBit ? "modified again" : "modified";
+    switch (status) {
+    case OverlayStatus::InSync:
+        return "in sync";
+    case OverlayStatus::Pending:
+        return "pending";
+    case OverlayStatus::Excluded:
+        return "excluded";
+    case OverlayStatus::ExcludedShortcut:
+        return "excluded shortcut";
+    default:
+        return "unknown";
+    }
+}
+
+class OverlayRun
+{
+public:
+    OverlayRun(const OverlayOptions& options, OverlayService& service, RecordWriter& writer)
+        : m_options(options),
+          m_service(service),
+          m_writer(writer)
+    {
+    }
+
+    ExitCode Run()
+    {
+        m_writer.OverlayReady();
+        while (m_writer.Good() && m_service.WaitForRequest(InterruptEvent()))
+            Serve();
+        m_writer.OverlaySummary(m_requests, m_statuses.size(), ExitInterrupted);
+        return m_writer.Good() ? ExitInterrupted : ExitFailure;
+    }
+
+private:
+    void Serve()
+    {
+        const Fault fault = NextFault();
+        if (fault == Fault::Silent)
+            return;
+        if (fault == Fault::Die)
+            TerminateProcess(GetCurrentProcess(), ExitFailure);
+        const OverlayService::Message message = m_service.Read();
+        if (fault == Fault::None) {
+            Answer(message);
+        } else if (m_service.TakeTurn(InterruptEvent())) {
+            Answer(message);
+            m_service.GiveTurnBack();
+        }
+    }
+
+    Fault NextFault()
+    {
+        const std::uint64_t number = m_requests++;
+        if (number < m_options.after || (m_options.times != 0 && number - m_options.after >= m_options.times))
+            return Fault::None;
+        return m_options.fault;
+    }
+
+    // The client waits: what is to be told comes after the answer.
+    void Answer(const OverlayService::Message& message)
+    {
+        const std::wstring kind = std::to_wstring(message.kind);
+        const std::wstring status = std::to_wstring(message.status);
+        if (!message.path) {
+            m_service.Answer();
+            m_writer.Error(L"a request of kind " + kind + L" with status " + status + L" has a path without an end");
+        } else if (message.kind == static_cast<std::int32_t>(OverlayRequest::GetStatus)) {
+            const auto known = m_statuses.find(*message.path);
+            m_service.Answer(known == m_statuses.end() ? OverlayStatus::InSync : known->second);
+        } else if (message.kind == static_cast<std::int32_t>(OverlayRequest::SetStatus)) {
+            m_service.Answer();
+            Keep(*message.path, message.status);
+        } else {
+            m_service.Answer();
+            m_writer.Error(L"a request has the unknown kind " + kind, *message.path);
+        }
+    }
+
+    void Keep(const std::wstring& path, std::int32_t status)
+    {
+        const auto [known, isNew] = m_statuses.try_emplace(path, status);
+        if (!isNew && known->second == status)
+            return;
+        known->second = status;
+        m_writer.Overlay(path, status, MeaningOf(status));
+    }
+
+    const OverlayOptions& m_options;
+    OverlayService& m_service;
+    RecordWriter& m_writer;
+    std::map<std::wstring, std::int32_t, PathBefore> m_statuses;
+    std::uint64_t m_requests = 0;
+};
+
+} // namespace
+
+ExitCode RunOverlay(const OverlayOptions& options, RecordWriter& writer)
+{
+    InterruptEvent();
+    OverlayService service;
+    std::wstring failure;
+    if (!service.Open(failure)) {
+        writer.Error(failure);
+        return ExitFailure;
+    }
+    return OverlayRun(options, service, writer).Run();
+}
