@@ -121,6 +121,8 @@ public:
     void GenerateExtensionMap(ExtensionMap& map);
     // Every rule of the drive, in order.
     FilterList RulesOf(const wchar_t* drive) const;
+    // The rules that carry the flag, drive by drive.
+    FilterList RulesWith(std::uint32_t flag) const;
 
     // --- Walking. Progress and finds go to the caller, with no lock held. No directory is walked twice until the
     // set of scanned directories is emptied. What cannot be read is logged and does not end a walk. ---

@@ -253,7 +253,14 @@ private:
     void MoveDrive(const CString& root);
     void RemoveDrive(const CString& root);
     void StopThreads();
-    void QueueAcceptedRules(const FilterList& accepted, std::vector<ExcludedInfo>* excluded, bool& exclusionsMet);
+    struct TakenRules {
+        AddQueueItemResult result = RulesNotLoaded;
+        bool merged = true;    // into the selection file
+        FilterList exclusions; // among the rules that were queued
+    };
+    TakenRules TakeNewRules(const wchar_t* xmlPath, std::vector<ExcludedInfo>* excluded, bool mergeOnly);
+    bool QueueAcceptedRules(const FilterList& accepted, std::vector<ExcludedInfo>* excluded);
+    void MarkExclusions(const FilterList& exclusions);
     void RequestDrive(const wchar_t* path);
     void RemovePending(const CString& prefix, const std::function<bool(const CString&)>& chosen);
     void RemovePendingFile(CString path);

@@ -135,7 +135,7 @@ bool COrbWatcher::IsAnyThreadRunning()
 {
     const auto runs = [](const KernelHandle& thread) { return thread && !IsSignalled(thread.Get()); };
     const ObjectLock lock(m->locks, &m->firstTime);
-    return runs(m->watchThread) || runs(m->firstTime.thread) ||
+    return runs(m->watchThread) || runs(m->overlayThread) || runs(m->firstTime.thread) ||
            std::any_of(m->firstTime.singleDriveRuns.begin(), m->firstTime.singleDriveRuns.end(),
                        [&](const auto& run) { return runs(run.second); });
 }

@@ -38,6 +38,15 @@ FilterList OrbFilter::RulesOf(const wchar_t* drive) const
     return found == m_driveRules.end() ? FilterList() : found->second;
 }
 
+FilterList OrbFilter::RulesWith(std::uint32_t flag) const
+{
+    FilterList marked;
+    for (const auto& [root, rules] : m_driveRules)
+        std::copy_if(rules.begin(), rules.end(), std::back_inserter(marked),
+                     [&](const FilterPtr& rule) { return (rule->flags & flag) != 0; });
+    return marked;
+}
+
 std::vector<CString> OrbFilter::GenerateDirectoryList(const wchar_t* drive, WatcherEnum::IncEx kind)
 {
     return PathsOf(RulesOf(drive), 1, kind);

@@ -26,6 +26,8 @@ public:
     static ULONG_PTR OnlyWatchKey(const WatchLoop& loop) { return EngineAccess::OnlyKey(loop.m_engine); }
     // As after an attempt that failed: no other one before the time.
     static void PutOff(WatchLoop& loop, const wchar_t* root, std::int64_t until) { loop.m_retries[root].at = until; }
+    // As the thread does that StartWatch starts.
+    static void UpdateOverlays(COrbWatcher& watcher) { COrbWatcher::_FirstTimeAutoExOverlayUpdater(&watcher); }
     // Waits for the enumerations that were started.
     static void EndRuns(COrbWatcher& watcher) { watcher.EndRuns(); }
     static bool StartSingleDriveRun(COrbWatcher& watcher, const wchar_t* root)

@@ -1,0 +1,50 @@
+// Marks what the automatic exclusions name, when watching starts.
+#include "companions/logging/OrbLogging.h"
+#include "orbwatcher4/core/FileFindData.h"
+#include "orbwatcher4/core/OverlayRemover.h"
+#include "orbwatcher4/core/WatcherState.h"
+#include "support/Impersonation.h"
+
+namespace
+{
+
+void ImpersonateOrTell(HANDLE token)
+{
+    if (ImpersonateUser(token))
+        return;
+    const DWORD error = GetLastError();
+    g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to impersonate user");
+    g_OrbLog.Log(L"Last error: %d", error);
+}
+
+void MarkRule(WatcherState& watcher, const Filter& rule)
+{
+    OverlayRemover remover(watcher);
+    if (IsDirectory(rule.path))
+        remover.ScanFolder(rule);
+    else
+        remover.FileFoundCallback(rule.path, 0);
+}
+
+} // namespace
+
+// The rules are copied: the walk may take long, and changes are judged meanwhile.
+unsigned __stdcall COrbWatcher::_FirstTimeAutoExOverlayUpdater(void* watcher)
+{
+    const COrbFuncLog guard(L"COrbWatcher::_FirstTimeAutoExOverlayUpdater");
+    const LockOrder::ThreadScope scope(OverlayThreadName);
+    SetThreadErrorMode(SEM_FAILCRITICALERRORS, nullptr);
+    WatcherState& m = *static_cast<COrbWatcher*>(watcher)->m;
+    ImpersonateOrTell(m.userToken);
+    FilterList rules;
+    {
+        const ObjectLock lock(m.locks, &m.filter);
+        rules = m.filter.RulesWith(RuleFlags::AutoExclude);
+    }
+    for (const FilterPtr& rule : rules) {
+        if (m.stop.IsSet())
+            break;
+        MarkRule(m, *rule);
+    }
+    return 0;
+}
