@@ -32,7 +32,7 @@ BackupService::BackupService(const ServiceOptions& options, RecordWriter& writer
 
 BackupService::~BackupService() { m_watcher.AbortWatching(); }
 
-std::optional<ExitCode> BackupService::Open()
+std::optional<ExitCode> BackupService::Open(LeftPending left)
 {
     if (!LoadSelection(m_watcher, m_options.files, m_writer))
         return ExitUsage;
@@ -44,7 +44,8 @@ std::optional<ExitCode> BackupService::Open()
     m_watcher.EnableBackupHiddenFiles(m_options.hidden);
     m_watcher.SetOverlay(m_options.overlay);
     m_enumerations.Prepare();
-    m_watcher.Resume();
+    if (left == LeftPending::IsReplayed)
+        m_watcher.Resume();
     return std::nullopt;
 }
 
@@ -129,10 +130,12 @@ bool BackupService::TellDeletions()
     return !deletions.empty();
 }
 
-void BackupService::TellMessages()
+bool BackupService::TellMessages()
 {
-    for (const LibraryMessages::Line& line : m_messages->Take())
+    const std::vector<LibraryMessages::Line> lines = m_messages->Take();
+    for (const LibraryMessages::Line& line : lines)
         m_writer.Note(line.text);
+    return !lines.empty();
 }
 
 bool BackupService::Interrupted() { return WaitForSingleObject(InterruptEvent(), 0) == WAIT_OBJECT_0; }

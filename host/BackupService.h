@@ -35,9 +35,10 @@ public:
     BackupService(const BackupService&) = delete;
     BackupService& operator=(const BackupService&) = delete;
 
-    // Loads the selection, opens the index and replays what the last run has left. Otherwise the code to end with;
-    // why has been told.
-    std::optional<ExitCode> Open();
+    // Loads the selection, opens the index and replays what the last run has left pending. Otherwise the code to end
+    // with; why has been told.
+    enum class LeftPending { IsReplayed, StaysForTheNextRun };
+    std::optional<ExitCode> Open(LeftPending left = LeftPending::IsReplayed);
     COrbWatcher& Watcher() { return m_watcher; }
     FirstTimeRuns& Enumerations() { return m_enumerations; }
 
@@ -45,7 +46,8 @@ public:
     bool GiveOne(bool now);
     // Passes on deletions and rescans; true when there were any.
     bool TellEvents();
-    void TellMessages();
+    // True when there were any: failures of the library.
+    bool TellMessages();
 
     // Ctrl-C, the time limit, or nobody who reads any more.
     std::optional<ExitCode> OutsideEnd() const;

@@ -140,6 +140,39 @@ void RecordWriter::OverlaySummary(std::uint64_t requests, std::uint64_t paths, i
         Print(m_data, std::to_string(requests) + " requests, " + std::to_string(paths) + " paths\n");
 }
 
+void RecordWriter::Exported(const std::wstring& path, int count)
+{
+    if (m_json)
+        WriteJson(m_data, "exported", Json{{"path", ToUtf8(path)}, {"count", count}});
+    else
+        Print(m_data, "added " + std::to_string(count) + " pending files to " + ToUtf8(path) + "\n");
+}
+
+void RecordWriter::Queued(const QueueDatum& datum)
+{
+    if (m_json)
+        WriteJson(m_data, "queued", RecordFields::OfPending(datum));
+    else
+        Print(m_data, "queued " + RecordFields::PendingLine(datum));
+}
+
+void RecordWriter::ExclusionMet(const ExcludedInfo& excluded)
+{
+    const char* kind = excluded.kind != 0 ? "folder" : "file";
+    if (m_json)
+        WriteJson(m_data, "excluded", Json{{"path", ToUtf8(excluded.path.View())}, {"kind", kind}});
+    else
+        Print(m_data, std::string("excluded ") + kind + " " + ToUtf8(excluded.path.View()) + "\n");
+}
+
+void RecordWriter::Added(std::uint64_t queued, std::uint64_t exclusions, int exitCode)
+{
+    if (m_json)
+        WriteJson(m_data, "summary", Json{{"queued", queued}, {"excluded", exclusions}, {"exit", exitCode}});
+    else
+        Print(m_data, "queued " + std::to_string(queued) + ", exclusions " + std::to_string(exclusions) + "\n");
+}
+
 void RecordWriter::Error(const std::wstring& message, const std::wstring& path) { Tell("error", message, path); }
 
 void RecordWriter::Note(const std::wstring& message, const std::wstring& path)

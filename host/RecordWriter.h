@@ -36,6 +36,12 @@ public:
     void Progress(const EnumerationProgress& progress, double now) { m_progress.Show(progress, now); }
     void EndProgress() { m_progress.Erase(); }
     void Created(const std::wstring& path);
+    // A list of what is pending, and how many files were added to it.
+    void Exported(const std::wstring& path, int count);
+    // Of rules that were added: what they select, and the exclusions among them.
+    void Queued(const QueueDatum& datum);
+    void ExclusionMet(const ExcludedInfo& excluded);
+    void Added(std::uint64_t queued, std::uint64_t exclusions, int exitCode);
     // Of an overlay service.
     void OverlayReady();
     void Overlay(const std::wstring& path, std::int32_t status, const std::string& meaning);

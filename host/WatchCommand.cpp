@@ -1,6 +1,7 @@
 #include "host/WatchCommand.h"
 
 #include "host/DirectoryOpener.h"
+#include "host/PendingExport.h"
 
 namespace
 {
@@ -18,7 +19,8 @@ public:
           m_options(options),
           m_writer(writer),
           m_selection(options.files),
-          m_opener(m_selection.IncludedFolders(), BackupService::Interrupted)
+          m_opener(m_selection.IncludedFolders(), BackupService::Interrupted),
+          m_exports(m_watcher)
     {
     }
 
@@ -68,12 +70,15 @@ private:
                 if (m_options.maxEvents != 0 && m_service.HandedOut() >= m_options.maxEvents)
                     return ExitDone;
                 // A long queue keeps nobody from the drives that come meanwhile.
-                if (Seconds() - m_followedAt > 1)
+                if (Seconds() - m_followedAt > 1) {
                     FollowRoots();
+                    m_exports.Answer();
+                }
                 TellEvents();
                 continue;
             }
             TellEvents();
+            m_exports.Answer();
             FollowRoots();
             m_service.TellMessages();
             if (quiet && IsQuiet())
@@ -119,6 +124,7 @@ private:
     RecordWriter& m_writer;
     SelectionView m_selection;
     DirectoryOpener m_opener;
+    ExportServer m_exports;
     std::int64_t m_toldCount = 0;
     double m_last = Seconds();
     double m_followedAt = 0;

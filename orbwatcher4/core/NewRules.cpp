@@ -16,6 +16,7 @@ AddQueueItemResult COrbWatcher::AddNewQueueItem(const wchar_t* xmlPath, bool del
 {
     const COrbFuncLog guard(L"COrbWatcher::AddNewQueueItem");
     const CallerTokenScope token;
+    m->BeginRun();
     if (!xmlPath || !PathFileExistsW(xmlPath))
         return RulesNotLoaded;
     const TakenRules taken = TakeNewRules(xmlPath, excluded, mergeOnly != 0);
@@ -39,6 +40,9 @@ COrbWatcher::TakenRules COrbWatcher::TakeNewRules(const wchar_t* xmlPath, std::v
         if (m->filter.CheckRuleNoConflict(rule)) {
             m->filter.AddSingleFilter(rule, false);
             accepted.push_back(rule);
+        } else {
+            g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"A rule contradicts the selection and is left out: %s",
+                              rule->path.GetString());
         }
     taken.merged = m->dataXmlPath.IsEmpty() || SelectionMerge::MergeIntoFile(m->dataXmlPath, accepted);
     taken.result = RulesQueued;

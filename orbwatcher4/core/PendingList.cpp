@@ -23,7 +23,9 @@ bool EnterRoot(CMarkup& document)
 // What is there and is no pending list is kept beside it, and a new one is begun.
 void OpenList(CMarkup& document, const wchar_t* path)
 {
-    if (GetFileAttributesW(path) != INVALID_FILE_ATTRIBUTES) {
+    const DWORD attributes = GetFileAttributesW(path);
+    const bool there = attributes != INVALID_FILE_ATTRIBUTES && !(attributes & FILE_ATTRIBUTE_DIRECTORY);
+    if (there) {
         if (document.Load(path) && document.GetParseError().IsEmpty() && EnterRoot(document))
             return;
         LogFailure(L"This is no pending list; it is kept with the ending .bad", path);

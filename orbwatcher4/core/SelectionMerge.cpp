@@ -121,7 +121,8 @@ bool Open(CMarkup& document, const CString& path)
 {
     if (document.Load(path))
         return true;
-    if (GetFileAttributesW(path) != INVALID_FILE_ATTRIBUTES)
+    const DWORD attributes = GetFileAttributesW(path);
+    if (attributes != INVALID_FILE_ATTRIBUTES && !(attributes & FILE_ATTRIBUTE_DIRECTORY))
         MoveFileExW(path, path + L".bad", MOVEFILE_REPLACE_EXISTING);
     return false;
 }

@@ -151,7 +151,12 @@ HostProcess::HostProcess(const std::vector<std::wstring>& arguments, Begin begin
     WriteFile(in.write.Get(), input.data(), static_cast<DWORD>(input.size()), &written, nullptr);
 }
 
-HostProcess::~HostProcess() { Finish(); }
+HostProcess::~HostProcess()
+{
+    if (m_exitCode == -2)
+        Interrupt();
+    Finish();
+}
 
 HostProcess::Json HostProcess::WaitFor(LineReader& reader, const std::function<bool(const Json&)>& accepted)
 {
