@@ -180,9 +180,8 @@ bool COrbWatcher::StartSingleDriveRun(const CString& root)
     std::erase_if(runs, [](const auto& run) { return IsSignalled(run.second.Get()); });
     if (runs.count(root) != 0)
         return false;
-    // A directory that an earlier run has seen is to be looked at again.
-    if (runs.empty() && !m->firstTime.running)
-        m->filter.ClearJunctionCache();
+    // A directory that any run has seen is to be looked at again. One that still goes on may meet some a second time.
+    m->filter.ClearJunctionCache();
     auto run = std::make_unique<SingleDriveRun>(SingleDriveRun{this, root});
     ++m->firstTime.singleDriveRunsGoing;
     KernelHandle thread = StartWatcherThread(&_FirstRunSingleDrive, run.get());

@@ -1,5 +1,6 @@
 // Enumerating what is there already.
 #include "companions/settings/OrbSettings.h"
+#include "orbwatcher4/filter/Junctions.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 
 namespace
@@ -175,6 +176,19 @@ TEST_F(FirstTimeRun, IsEndedByAnAbort)
     ASSERT_EQ(watcher.StartFirstTimeRun(0), 1);
     watcher.AbortWatching();
     EXPECT_EQ(watcher.IsFirstTimeEnumRunning(), 0);
+}
+
+TEST_F(FirstTimeRun, OfOneDriveLooksEverywhereAgainAlsoWhileAnotherRunGoesOn)
+{
+    SelectTree();
+    CString seen = tree; // by the other run, before the change
+    JunctionAccess::AddScanned(State().filter, seen);
+    State().firstTime.running = 1;
+    const CString late = Write(L"late.txt");
+    ASSERT_TRUE(WatcherAccess::StartSingleDriveRun(watcher, L"c:\\"));
+    WatcherAccess::EndRuns(watcher);
+    State().firstTime.running = 0;
+    EXPECT_TRUE(Pending(late));
 }
 
 class DriveUpdates : public WatcherFixture
