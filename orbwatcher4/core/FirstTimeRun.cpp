@@ -206,7 +206,7 @@ unsigned __stdcall COrbWatcher::_FirstRunSingleDrive(void* driveAndWatcher)
     const bool whole = self.FirstRun(run->root);
     if (whole && !self.m->stop.IsSet())
         self.TrimDeleteMap();
-    else
+    if (!whole || self.m->stop.IsSet())
         self.m->MakeFullEnumerationDue();
     --self.m->firstTime.singleDriveRunsGoing;
     return whole ? 0 : RunFailed;

@@ -141,4 +141,21 @@ TEST_F(InterruptedRuns, AFolderThatIsMadeAgainDuringTheProcessingIsNewWithAllTha
             << Narrow(std::wstring_view(name));
 }
 
+TEST_F(InterruptedRuns, AStopWhileOneDrivesDeletionsAreReportedMakesAFullEnumerationDue)
+{
+    for (const wchar_t* name : {L"a.txt", L"b.txt"})
+        RecordWithTime(InTree(name), 1);
+    SelectTree();
+    const std::uint64_t sink = g_OrbLog.AddSink([&](const LogLine& line) {
+        if (std::wstring_view(line.text).starts_with(L"Removing deleted file from data backup"))
+            State().stop.SetEvent();
+    });
+    ASSERT_TRUE(WatcherAccess::StartSingleDriveRun(watcher, L"c:\\"));
+    WatcherAccess::EndRuns(watcher);
+    g_OrbLog.RemoveSink(sink);
+    State().stop.ResetEvent();
+    EXPECT_EQ(watcher.GetTotalFilesInMem(), 2); // the tree and one deletion
+    EXPECT_TRUE(IsEnumerationDue());
+}
+
 } // namespace
