@@ -273,7 +273,9 @@ PathOutcome COrbWatcher::TakeFound(const wchar_t* path)
     PathOutcome outcome = PathOutcome::Waiting;
     if (!pending || pending->kind == NotificationKind::Deleted)
         outcome = m->changeHandler.ProcessChangedFile(path, false, false);
-    RemoveFromDeleteMap(path);
+    // A walk names what has vanished since it was listed, and rules name files that may not be there at all.
+    if (outcome == PathOutcome::Unchanged || !m->IsGone(path))
+        RemoveFromDeleteMap(path);
     if (outcome == PathOutcome::Unreadable)
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"%s cannot be looked at", path);
     return outcome;

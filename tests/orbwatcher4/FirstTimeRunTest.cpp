@@ -191,6 +191,21 @@ TEST_F(FirstTimeRun, OfOneDriveLooksEverywhereAgainAlsoWhileAnotherRunGoesOn)
     EXPECT_TRUE(Pending(late));
 }
 
+TEST_F(FirstTimeRun, ReportsASingleFileOfTheSelectionThatIsGoneAsRemoved)
+{
+    watcher.SetIndexDB(folder.Path(L"index.db"));
+    for (const bool hidden : {false, true}) {
+        const CString path = InTree(hidden ? L"first.txt" : L"second.txt");
+        watcher.EnableBackupHiddenFiles(hidden);
+        RecordWithTime(path, 1);
+        Select(FileItem(path));
+        Run();
+        ASSERT_TRUE(Pending(path)) << hidden;
+        EXPECT_EQ(Pending(path)->kind, NotificationKind::Deleted) << hidden;
+    }
+    CIndexDB::m_mapDeletePtr.clear();
+}
+
 class DriveUpdates : public WatcherFixture
 {
 };
