@@ -201,6 +201,8 @@ PathOutcome ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, bool exp
     {
         ObjectLock lock(m.locks, &m.store);
         const NotificationPtr pending = m.store.Find(*path);
+        if (IsDeletion(pending) && m.IsGone(*path))
+            return PathOutcome::Missing;
         KeepDeletionOfChildren(*path, pending);
         // Only deletions carry a time: one that is followed at once by the file's return is a save that
         // replaces the file.
@@ -270,7 +272,10 @@ void ChangeHandler::OnFileModified(const wchar_t* eventPath)
         return;
     {
         const ObjectLock lock(m.locks, &m.store);
-        KeepDeletionOfChildren(*path, m.store.Find(*path));
+        const NotificationPtr pending = m.store.Find(*path);
+        if (IsDeletion(pending) && m.IsGone(*path))
+            return;
+        KeepDeletionOfChildren(*path, pending);
     }
     if (IsDuplicateNotification(*path) || classified->result == NotApplicable) {
         DropPending(*path);

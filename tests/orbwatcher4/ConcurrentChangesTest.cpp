@@ -58,4 +58,23 @@ TEST_F(ConcurrentChanges, NamingAVanishedFileLeavesItsDeletion)
     EXPECT_EQ(Pending(path)->kind, NotificationKind::Deleted);
 }
 
+TEST_F(ConcurrentChanges, NamingAFileThatVanishedAMomentAgoLeavesItsDeletionAlsoWhenHiddenFilesCount)
+{
+    for (const bool hidden : {false, true}) {
+        watcher.EnableBackupHiddenFiles(hidden);
+        const CString path = Write(hidden ? L"hidden.txt" : L"plain.txt");
+        RecordWithTime(path, 1);
+        DeleteFileW(path);
+        Handler().OnFileRemoved(path);
+        watcher.AddSingleNotification(path);
+        Handler().OnFileModified(path);
+        ASSERT_TRUE(Pending(path)) << hidden;
+        EXPECT_EQ(Pending(path)->kind, NotificationKind::Deleted) << hidden;
+        clock.Advance(10);
+        watcher.AddSingleNotification(path);
+        ASSERT_TRUE(Pending(path)) << hidden;
+        EXPECT_EQ(Pending(path)->kind, NotificationKind::Deleted) << hidden;
+    }
+}
+
 } // namespace
