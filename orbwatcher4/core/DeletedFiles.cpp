@@ -171,6 +171,8 @@ std::optional<std::vector<std::uint64_t>> DeletedFiles::IdsOf(const CString& pat
 // During a backup the records join its job.
 bool DeletedFiles::Write()
 {
+    // Nobody else can begin a job from here on: what is the last one now stays it until the records are in it.
+    const bool begun = m_index.BeginBatch() && m_index.GetLastJobData(m_lastJob);
     const bool newJob = !COrbWatcher::IsBackupRunning();
     SettingsDatum job = m_lastJob;
     if (newJob) {
@@ -178,7 +180,7 @@ bool DeletedFiles::Write()
         job.jobId = m_lastJob.jobId + 1;
         job.startTime = m.clock->Seconds();
     }
-    if (!m_index.BeginBatch() || !WriteRecords(job, newJob) || !m_index.CommitBatch()) {
+    if (!begun || !WriteRecords(job, newJob) || !m_index.CommitBatch()) {
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Deletions wait, they could not be written: %s",
                           m_index.GetLastDbErrorText().GetString());
         return false;

@@ -2,6 +2,8 @@
 #include "companions/settings/OrbSettings.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 
+#include <thread>
+
 namespace
 {
 
@@ -148,6 +150,27 @@ TEST_F(Deletions, DuringABackupJoinItsJobAndAreExportedAllTheSame)
     EXPECT_EQ(LastJob().endTime, 0);
     EXPECT_EQ(RecordedIds(7), std::set<std::uint64_t>{Id(path)});
     EXPECT_TRUE(Exported(L"Index.tdb.0"));
+}
+
+TEST_F(Deletions, JoinABackupThatHasBegunWhileTheyWereCollected)
+{
+    const CString path = DeleteIndexed(L"a.txt");
+    const CString name = GetMainSettings().GetMainSettingsMutex(L"mutexs::GUID_BACKUP_START");
+    KernelHandle backup;
+    const auto beginBackup = [&] {
+        SettingsDatum running;
+        running.jobId = 7;
+        EXPECT_TRUE(Index().Insert(running));
+        backup.Reset(CreateMutexW(nullptr, FALSE, name));
+    };
+    const std::uint64_t sink = g_OrbLog.AddSink([&](const LogLine& line) {
+        if (std::wstring_view(line.text) == L"Filtering Deleted items")
+            std::thread(beginBackup).join();
+    });
+    watcher.ImmediateProcessDeletedFiles();
+    g_OrbLog.RemoveSink(sink);
+    EXPECT_EQ(LastJob().jobId, 7);
+    EXPECT_EQ(RecordedIds(7), std::set<std::uint64_t>{Id(path)});
 }
 
 TEST_F(Deletions, AreExportedUnderTheSmallestFreeNumber)
