@@ -152,9 +152,11 @@ void DeletedFiles::Undo(std::size_t records)
 
 std::optional<std::vector<std::uint64_t>> DeletedFiles::IdsOf(const CString& path)
 {
-    std::vector<std::uint64_t> ids{CIndexDB::CalculateUuid(path)};
+    // By the path: an id tells the cases of other letters than A to Z apart.
     CachedDatum datum;
-    const bool folder = CIndexDB::GetCachedData(ids.front(), datum) && (datum.flags & CachedDatum::Folder);
+    const bool indexed = CIndexDB::GetCachedData(path.GetString(), datum);
+    std::vector<std::uint64_t> ids{indexed ? datum.id : CIndexDB::CalculateUuid(path)};
+    const bool folder = indexed && (datum.flags & CachedDatum::Folder);
     if (!folder && !CIndexDB::HasCachedItemsBelow(path))
         return ids;
     g_OrbLog.Log(L"Getting children for folder %s", path.GetString());

@@ -238,6 +238,15 @@ TEST_F(Deletions, OfAFolderThatTheIndexDoesNotHoldCoverWhatItHoldsBelowIt)
     EXPECT_EQ(watcher.GetTotalFilesInMem(), 0);
 }
 
+TEST_F(Deletions, FindTheItemInWhateverCaseOfWhateverAlphabetTheyName)
+{
+    const CString item = InTree(L"\x00C4.txt");
+    RecordWithTime(item, 1);
+    MarkDeleted(InTree(L"\x00E4.TXT"));
+    watcher.ImmediateProcessDeletedFiles();
+    EXPECT_EQ(RecordedIds(1), std::set<std::uint64_t>{Id(item)});
+}
+
 TEST_F(Deletions, OfAFolderThatIsThereAgainCoverWhatDidNotReturn)
 {
     MakeFolder(L"d");
