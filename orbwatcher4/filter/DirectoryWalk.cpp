@@ -173,6 +173,9 @@ void DirectoryWalk::TakeLink(const CString& link, CString& destination)
         g_OrbLog.Log(L"Skipping invalid junction point %s mapping to %s", link.GetString(), destination.GetString());
         return PassOver(link, PathOutcome::BrokenLink);
     }
+    // One that a rule names is walked by its own name, the one that the rule selects.
+    if (m_options.bounds && m_options.bounds->RootSpelling(link))
+        return;
     if (m_options.bounds && m_options.bounds->CoverOf(destination) == ScanBounds::Cover::Excluded)
         return PassOver(link, PathOutcome::Excluded);
     if (!JunctionAccess::AddScanned(m_filter, destination)) {

@@ -118,8 +118,7 @@ bool SelectionWalk::TakeStart(Start& start)
                      start.destination.GetString());
         return true;
     }
-    if (!start.IsLink())
-        JunctionAccess::Forget(m_filter, start.folder);
+    JunctionAccess::Forget(m_filter, start.folder); // also a link's: it goes by its own name here
     if (!start.includeSub)
         return JunctionAccess::AreFilesReported(m_filter, start.folder) || m_walk.WalkFiles(start.folder);
     if (start.IsLink())

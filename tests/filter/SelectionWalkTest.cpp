@@ -226,6 +226,22 @@ TEST_F(SelectionWalking, ASelectedLinkIsWalkedByItsOwnNameAlsoAfterAJunctionHasL
     EXPECT_EQ(record.files, (Counts{{L"C:\\a\\f", 1}, {L"C:\\t\\f", 1}, {L"C:\\link\\f", 1}}));
 }
 
+TEST_F(SelectionWalking, ASelectedLinkInASelectedFolderKeepsItsOwnName)
+{
+    AddFolder(L"C:\\a");
+    AddFolder(L"C:\\t");
+    disk.AddJunction(L"C:\\a\\link", L"C:\\t");
+    disk.AddFile(L"C:\\a\\link\\f");                            // as the system shows it
+    JunctionAccess::Remember(filter, L"C:\\a\\link", L"C:\\t"); // before it was selected
+    Include(L"C:\\a");
+    Include(L"C:\\a\\LINK");
+    EXPECT_TRUE(Walk());
+    EXPECT_EQ(record.files, (Counts{{L"C:\\a\\f", 1}, {L"C:\\a\\LINK\\f", 1}}));
+    CString path(L"C:\\a\\link\\f");
+    filter.UpdateJunctionDestination(path);
+    EXPECT_STREQ(path, L"C:\\a\\link\\f");
+}
+
 TEST_F(SelectionWalking, ASelectedLinkToASelectedFolderIsWalkedOnlyThere)
 {
     AddFolder(L"C:\\deep");
