@@ -3,6 +3,7 @@
 #include "orbwatcher4/core/ChangeHandler.h"
 #include "orbwatcher4/core/FileFindData.h"
 #include "orbwatcher4/core/WatcherState.h"
+#include "orbwatcher4/filter/Junctions.h"
 
 namespace
 {
@@ -28,6 +29,7 @@ void ChangeHandler::OnFileRemoved(const wchar_t* eventPath)
     {
         const ObjectLock lock(m.locks, &m.filter);
         m.filter.UpdateJunctionDestination(mapped);
+        JunctionAccess::ForgetAll(m.filter, path);
         primary = m.filter.CheckForInclusion(path, &rules, true, true);
     }
     if (IsDirectory(path) && mapped[mapped.GetLength() - 1] != L'\\')

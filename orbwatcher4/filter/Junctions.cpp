@@ -99,3 +99,19 @@ void JunctionAccess::Forget(OrbFilter& filter, const CString& folder)
     const WriteScope scope(filter.m_lock);
     filter.m_junctions.erase(key);
 }
+
+void JunctionAccess::ForgetAll(OrbFilter& filter, const CString& path)
+{
+    const CString prefix = JunctionKey(path);
+    const auto isBelow = [&](auto junction) {
+        return junction != filter.m_junctions.end() && junction->first.View().starts_with(prefix.View());
+    };
+    {
+        const ReadScope scope(filter.m_lock); // hardly any path was a junction
+        if (!isBelow(filter.m_junctions.lower_bound(prefix)))
+            return;
+    }
+    const WriteScope scope(filter.m_lock);
+    for (auto junction = filter.m_junctions.lower_bound(prefix); isBelow(junction);)
+        junction = filter.m_junctions.erase(junction);
+}

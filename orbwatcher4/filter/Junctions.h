@@ -20,4 +20,6 @@ public:
     static void Correct(OrbFilter& filter, const CString& junction, const CString& destination);
     // A known junction that is a plain folder now.
     static void Forget(OrbFilter& filter, const CString& folder);
+    // What is gone, with the known junctions in it: a folder may come in their place.
+    static void ForgetAll(OrbFilter& filter, const CString& path);
 };

@@ -1,5 +1,6 @@
 // What a new folder brings along.
 #include "companions/settings/OrbSettings.h"
+#include "orbwatcher4/filter/Junctions.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 
 namespace
@@ -56,6 +57,19 @@ TEST_F(Expansion, AFolderInThePlaceOfABackedUpFileIsTaken)
     MakeFolder(L"a");
     Handler().OnFileAdded(path);
     EXPECT_TRUE(Pending(path + L"\\"));
+}
+
+TEST_F(Expansion, AFolderInThePlaceOfARemovedJunctionIsTakenByItsOwnName)
+{
+    for (const wchar_t* removed : {L"d\\j", L"d"}) {
+        JunctionAccess::Remember(State().filter, InTree(L"d\\j"), InTree(L"elsewhere"));
+        Handler().OnFileRemoved(InTree(removed));
+        const CString file = Write(L"d\\j\\f.txt");
+        Handler().OnFileAdded(InTree(removed));
+        EXPECT_TRUE(Pending(file)) << Narrow(std::wstring_view(removed));
+        watcher.ClearNotifications();
+        std::filesystem::remove_all(InTree(L"d").GetString());
+    }
 }
 
 } // namespace
