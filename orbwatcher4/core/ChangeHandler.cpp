@@ -195,8 +195,11 @@ PathOutcome ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, bool exp
         return DroppedAs(eventPath);
     PathOutcome refusal = PathOutcome::NotSelected;
     const std::optional<Classified> classified = ClassifyPath(*path, &refusal);
-    if (!classified)
+    if (!classified) {
+        if (expandDirectory)
+            AddSelectedBelow(*path);
         return refusal;
+    }
     NotificationPtr before;
     {
         ObjectLock lock(m.locks, &m.store);

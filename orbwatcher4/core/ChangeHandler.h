@@ -47,6 +47,7 @@ private:
     bool IsWaiting(const CString& path) const;
     bool IsHiddenSkipped(const CString& path, const Notification& notification);
     void AddDirectoryChildren(const CString& path);
+    void AddSelectedBelow(const CString& path);
     void ReadEnded(const CString& path, DWORD error);
     // Nothing when the path must be backed up; otherwise why it need not.
     std::optional<PathOutcome> IsDuplicateNotification(const CString& path);

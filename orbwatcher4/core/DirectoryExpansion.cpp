@@ -4,6 +4,7 @@
 #include "orbwatcher4/core/FileFindData.h"
 #include "orbwatcher4/core/WatcherState.h"
 #include "support/Backslash.h"
+#include "support/CaseFold.h"
 #include "support/Privileges.h"
 #include "support/SystemPath.h"
 
@@ -73,6 +74,22 @@ void ChangeHandler::AddDirectoryChildren(const CString& path)
             OnFileAdded(WithBackslash(path) + data.cFileName);
     } while (FindNextFileW(search.Get(), &data));
     ReadEnded(path, GetLastError());
+}
+
+// A folder need not be selected for what is in it to be: it may have been moved there with all of that.
+void ChangeHandler::AddSelectedBelow(const CString& path)
+{
+    if (!EndsInBackslash(path))
+        return;
+    FilterList rules;
+    {
+        const ObjectLock lock(m.locks, &m.filter);
+        rules = m.filter.RulesOf(path);
+    }
+    for (const FilterPtr& rule : rules)
+        if (rule->incEx == WatcherEnum::Include && rule->path.GetLength() > path.GetLength() &&
+            BeginsNoCase(rule->path.View(), path.View()))
+            OnFileAdded(rule->path);
 }
 
 // A folder that the watcher may not read is none that another look would find more in.

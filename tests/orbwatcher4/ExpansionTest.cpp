@@ -72,4 +72,28 @@ TEST_F(Expansion, AFolderInThePlaceOfARemovedJunctionIsTakenByItsOwnName)
     }
 }
 
+TEST_F(Expansion, AFolderAboveTheSelectionBringsWhatIsSelectedInIt)
+{
+    const std::wstring above(InTree(L"above"));
+    Select(Item(L"path=\"" + above + L"\\deep\\in\" type=\"1\" includeSub=\"1\"") +
+           Item(L"path=\"" + above + L"\\single.txt\""));
+    const CString inside = Write(L"above\\deep\\in\\sub\\f.txt"), single = Write(L"above\\single.txt");
+    Write(L"above\\other.txt");
+    Handler().OnFileNameChanged(InTree(L"before"), InTree(L"ABOVE"));
+    EXPECT_TRUE(Pending(inside));
+    EXPECT_TRUE(Pending(single));
+    EXPECT_FALSE(Pending(InTree(L"above\\other.txt")));
+}
+
+TEST_F(Expansion, AnExcludedFolderBringsWhatIsSelectedDeeperInIt)
+{
+    const std::wstring excluded(InTree(L"x"));
+    Select(TreeItem() + Item(L"path=\"" + excluded + L"\" type=\"1\" includeSub=\"1\" incEx=\"1\" exclude=\"1\"") +
+           Item(L"path=\"" + excluded + L"\\in\" type=\"1\" includeSub=\"1\""));
+    const CString inside = Write(L"x\\in\\f.txt"), outside = Write(L"x\\f.txt");
+    Handler().OnFileAdded(InTree(L"x"));
+    EXPECT_TRUE(Pending(inside));
+    EXPECT_FALSE(Pending(outside));
+}
+
 } // namespace
