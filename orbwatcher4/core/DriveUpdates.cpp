@@ -34,6 +34,8 @@ void COrbWatcher::MoveDrive(const CString& root)
     if (!GetVolumeInformationW(RootOf(root), name, 260, &serial, nullptr, nullptr, nullptr, 0) || serial == 0)
         return;
     const CSingleLock drives(m->driveListLock);
+    if (const auto same = m->drives.find(root); same != m->drives.end())
+        same->second.removed = 0; // it may have come back before anybody saw it go
     const auto old = std::find_if(m->drives.begin(), m->drives.end(), [&](const auto& entry) {
         return entry.second.serial == static_cast<std::int32_t>(serial) && entry.first != root;
     });
@@ -43,7 +45,8 @@ void COrbWatcher::MoveDrive(const CString& root)
         const ObjectLock lock(m->locks, &m->filter);
         m->filter.MoveDriveRules(old->first, root);
     }
-    const DriveGuidInfo known = old->second;
+    DriveGuidInfo known = old->second;
+    known.removed = 0; // it was under the old letter
     m->drives.erase(old);
     m->drives[root] = known;
     m->volumes.Follow(m->drives);

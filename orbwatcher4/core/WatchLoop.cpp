@@ -204,8 +204,7 @@ void WatchLoop::FollowDrives()
     for (auto& [root, drive] : m.drives) {
         if (m.stop.IsSet())
             break;
-        if (drive.removed != 1)
-            FollowDrive(root, drive);
+        FollowDrive(root, drive);
     }
     NoteWatchedRoots();
 }
@@ -216,6 +215,9 @@ void WatchLoop::FollowDrive(const CString& root, DriveGuidInfo& drive)
         DriveLost(root, drive);
         return;
     }
+    // It is about to go; when it comes back it is followed again.
+    if (drive.removed == 1)
+        return;
     const bool watched = m_engine.IsWatchingDirectory(RootOf(root));
     if (drive.volumeMatches && watched)
         return;
@@ -235,6 +237,7 @@ void WatchLoop::FollowDrive(const CString& root, DriveGuidInfo& drive)
 
 void WatchLoop::DriveLost(const CString& root, DriveGuidInfo& drive)
 {
+    drive.removed = 0;
     if (!drive.volumeMatches)
         return;
     drive.volumeMatches = false;

@@ -234,7 +234,7 @@ TEST_F(DriveUpdates, AVolumeThatCameUnderAnotherLetterTakesItsRulesAlong)
     const CSingleLock lock(State().driveListLock);
     ASSERT_EQ(State().drives.size(), 1u);
     EXPECT_EQ(State().drives[L"e:\\"].serial, 1330791013);
-    EXPECT_EQ(State().drives[L"e:\\"].removed, 1);
+    EXPECT_EQ(State().drives[L"e:\\"].removed, 0);
 }
 
 TEST_F(DriveUpdates, ARemovedDriveIsNoLongerWatchedWhenTheCallReturns)
