@@ -24,30 +24,39 @@ void WatchLoop::ForgetLastCheck() { g_lastCheck = 0; }
 // come while the root is being looked at are looked for when that has ended.
 void WatchLoop::RescanLostRoots()
 {
+    const CSingleLock drives(m.driveListLock);
     std::vector<CString> due;
     {
         const CSingleLock lock(m.pendingDrivesLock);
         for (auto& [root, last] : m.lostRoots) {
             last = std::min(last, m_now); // a clock that was set back starts the wait anew
-            if (m_now > last + QuietSecondsAfterLoss)
+            if (m_now > last + QuietSecondsAfterLoss && IsPresent(root))
                 due.push_back(root);
         }
     }
     for (const CString& root : due)
-        if (RunSingleDrive(root, "lostChanges")) {
-            const CSingleLock lock(m.pendingDrivesLock);
-            // Changes that were lost since the look at the list are looked for again.
-            if (const auto lost = m.lostRoots.find(root); lost->second + QuietSecondsAfterLoss < m_now)
-                m.lostRoots.erase(lost);
-        }
+        RunSingleDrive(root, "lostChanges");
+}
+
+// One that is away, or under whose letter another volume is, is looked at when it returns.
+bool WatchLoop::IsPresent(const CString& root) const
+{
+    const auto drive = m.drives.find(root);
+    return drive == m.drives.end() || drive->second.volumeMatches;
 }
 
 // False when the root is being looked at already; it is looked at again after that.
 bool WatchLoop::RunSingleDrive(const CString& root, const char* reason)
 {
+    std::map<CString, std::int64_t>::node_type lost;
+    {
+        // Whatever was lost before is found now; what is lost from here on is looked for again.
+        const CSingleLock lock(m.pendingDrivesLock);
+        lost = m.lostRoots.extract(root);
+    }
     if (!m_watcher.StartSingleDriveRun(root)) {
         const CSingleLock lock(m.pendingDrivesLock);
-        m.lostRoots.try_emplace(root, m_now);
+        m.lostRoots.try_emplace(root, lost ? lost.mapped() : m_now);
         return false;
     }
     if (m.rescanListener)

@@ -34,8 +34,7 @@ void COrbWatcher::QueueRootsToWatch()
         return;
     const ObjectLock lock(m->locks, &m->filter);
     for (const auto& [root, drive] : m->filter.GenerateDriveList())
-        if (drive.volumeMatches)
-            RequestDrive(root);
+        RequestDrive(root);
 }
 
 bool COrbWatcher::ReloadRules(const wchar_t* advancedOfSecondary)

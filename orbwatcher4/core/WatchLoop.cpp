@@ -147,8 +147,10 @@ void WatchLoop::WatchNewRoot(const CString& root)
 {
     if (root.IsEmpty() || m_engine.IsWatchingDirectory(RootOf(root)))
         return;
-    Watch(root);
     RegenerateDrives();
+    // One that is away or holds another volume is watched when its own returns.
+    if (IsPresent(root))
+        Watch(root);
 }
 
 // What is known of a drive stays with its root.

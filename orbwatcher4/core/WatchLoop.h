@@ -47,6 +47,7 @@ private:
     void FollowDrives();
     void FollowDrive(const CString& root, DriveGuidInfo& drive);
     void DriveLost(const CString& root, DriveGuidInfo& drive);
+    bool IsPresent(const CString& root) const;
     bool IsOtherVolume(const CString& root, const DriveGuidInfo& drive) const;
     bool RunSingleDrive(const CString& root, const char* reason);
     void RescanLostRoots();

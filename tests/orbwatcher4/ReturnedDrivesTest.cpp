@@ -110,4 +110,67 @@ TEST_F(ReturnedDrives, OneThatComesUnderAnotherLetterIsWatchedThere)
     EXPECT_EQ(rescans.size(), 1u);
 }
 
+TEST_F(ReturnedDrives, OneThatAReloadNamesWhileItIsAwayIsWatchedWhenItComes)
+{
+    DetachG();
+    Select(Item(L"path=\"Y:\\nowhere\" type=\"1\" vid=\"5\""));
+    Start();
+    State().watching.SetEvent();
+    Select(RuleOnG());
+    PassAfter(1);
+    State().watching.ResetEvent();
+    AttachG();
+    PassAfter(1);
+    EXPECT_TRUE(WatchesG());
+}
+
+TEST_F(ReturnedDrives, ARuleOnADriveWithAnotherVolumeDoesNotWatchIt)
+{
+    Select(Item(L"path=\"Y:\\nowhere\" type=\"1\" vid=\"5\""));
+    Start();
+    const CString rules = WriteRules(L"new.xml", Item(L"path=\"G:\\docs\" type=\"1\" vid=\"12345\""));
+    ASSERT_EQ(watcher.AddNewQueueItem(rules, false, nullptr, 0), RulesQueued);
+    PassAfter(1);
+    EXPECT_FALSE(WatchesG());
+}
+
+TEST_F(ReturnedDrives, ADriveWithAnotherVolumeThatAReloadNamesIsFollowed)
+{
+    Select(Item(L"path=\"Y:\\nowhere\" type=\"1\" vid=\"5\""));
+    Start();
+    State().watching.SetEvent();
+    Select(Item(L"path=\"G:\\docs\" type=\"1\" vid=\"12345\""));
+    PassAfter(1);
+    State().watching.ResetEvent();
+    EXPECT_FALSE(WatchesG());
+    {
+        const CSingleLock lock(State().driveListLock);
+        ASSERT_TRUE(State().drives.contains(L"g:\\"));
+        State().drives[L"g:\\"].serial = 1330791015; // the right one has come
+    }
+    PassAfter(1);
+    EXPECT_TRUE(WatchesG());
+}
+
+TEST_F(ReturnedDrives, ChangesThatWereLostAreNotLookedForOnAnotherVolumeButWhenTheRightOneReturns)
+{
+    Select(RuleOnG());
+    WatchLoop& loop = Start();
+    const auto setSerial = [&](std::int32_t serial) {
+        const CSingleLock lock(State().driveListLock);
+        State().drives[L"g:\\"].serial = serial;
+    };
+    setSerial(0x7777);
+    WatcherAccess::EndWatch(loop, L"g:\\");
+    Handler().OnReadChangesError(ERROR_NOTIFY_ENUM_DIR, L"g:\\");
+    PassAfter(1);
+    PassAfter(6);
+    EXPECT_TRUE(rescans.empty());
+    setSerial(1330791015);
+    PassAfter(1);
+    WatcherAccess::EndRuns(watcher);
+    PassAfter(6);
+    EXPECT_EQ(rescans, std::vector<std::string>{"driveReturned"});
+}
+
 } // namespace
