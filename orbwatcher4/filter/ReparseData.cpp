@@ -27,7 +27,7 @@ std::optional<std::wstring> SubstituteName(std::span<const std::byte> data, std:
 {
     const std::size_t offset = names + Number(data, HeaderSize, 2);
     const std::size_t length = Number(data, HeaderSize + 2, 2);
-    if (length == 0 || length % 2 != 0 || offset + length > data.size())
+    if (length % 2 != 0 || offset + length > data.size())
         return std::nullopt;
     std::wstring name;
     for (std::size_t at = offset; at < offset + length; at += 2)
@@ -36,6 +36,8 @@ std::optional<std::wstring> SubstituteName(std::span<const std::byte> data, std:
         return std::nullopt;
     if (name.starts_with(ObjectPrefix))
         name.erase(0, ObjectPrefix.size());
+    if (name.empty())
+        return std::nullopt;
     return name;
 }
 

@@ -72,7 +72,10 @@ TEST(ReparseData, ANameOutsideOfTheDataIsDamaged)
 TEST(ReparseData, AnEmptyNameAndOneWithAZeroAreDamaged)
 {
     ReparseTarget target;
-    EXPECT_EQ(ParseReparseData(MountPoint(L""), target), ReparseKind::Damaged);
+    for (const wchar_t* empty : {L"", L"\\??\\"}) {
+        EXPECT_EQ(ParseReparseData(MountPoint(empty), target), ReparseKind::Damaged);
+        EXPECT_EQ(ParseReparseData(SymbolicLink(empty, true), target), ReparseKind::Damaged);
+    }
     EXPECT_EQ(ParseReparseData(MountPoint(std::wstring_view(L"D:\\a\0b", 6)), target), ReparseKind::Damaged);
 }
 
