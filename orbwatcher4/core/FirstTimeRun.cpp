@@ -167,6 +167,9 @@ void COrbWatcher::NoteFirstTimeRunCompleted()
         return;
     CServiceRunSettings& settings = GetServiceRunSettings();
     settings.SetValue(FirstTimeRunTimeKey, static_cast<std::int32_t>(m->clock->Seconds()));
+    // What was lost since the question above has been noted under the time.
+    if (m->firstTime.dueAgain)
+        settings.SetValue(FirstTimeRunTimeKey, 0);
     if (!settings.Save())
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to note that the first-time run has completed");
 }

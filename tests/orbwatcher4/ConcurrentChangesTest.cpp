@@ -1,4 +1,5 @@
 // A service's thread and the notifier thread at one path.
+#include "companions/settings/OrbSettings.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 
 #include <functional>
@@ -75,6 +76,15 @@ TEST_F(ConcurrentChanges, NamingAFileThatVanishedAMomentAgoLeavesItsDeletionAlso
         ASSERT_TRUE(Pending(path)) << hidden;
         EXPECT_EQ(Pending(path)->kind, NotificationKind::Deleted) << hidden;
     }
+}
+
+TEST_F(ConcurrentChanges, ALossWhileACompletionIsNotedIsNotForgotten)
+{
+    const ClockThatCalls calling([&] { State().MakeFullEnumerationDue(); });
+    State().clock = &calling;
+    watcher.NoteFirstTimeRunCompleted();
+    GetServiceRunSettings().Load();
+    EXPECT_EQ(GetServiceRunSettings().GetValue(L"Backup::FirstTimeRunTime", -1), 0);
 }
 
 } // namespace
