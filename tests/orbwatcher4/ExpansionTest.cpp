@@ -88,7 +88,7 @@ TEST_F(Expansion, AFolderAboveTheSelectionBringsWhatIsSelectedInIt)
 TEST_F(Expansion, AnExcludedFolderBringsWhatIsSelectedDeeperInIt)
 {
     const std::wstring excluded(InTree(L"x"));
-    Select(TreeItem() + Item(L"path=\"" + excluded + L"\" type=\"1\" includeSub=\"1\" incEx=\"1\" exclude=\"1\"") +
+    Select(TreeItem() + Item(L"path=\"" + excluded + L"\" type=\"1\" includeSub=\"1\" exclude=\"1\"") +
            Item(L"path=\"" + excluded + L"\\in\" type=\"1\" includeSub=\"1\""));
     const CString inside = Write(L"x\\in\\f.txt"), outside = Write(L"x\\f.txt");
     Handler().OnFileAdded(InTree(L"x"));

@@ -113,6 +113,33 @@ TEST_F(FirstTimeRun, ReportsWhatTheIndexHoldsAndTheDiskDoesNotAsRemoved)
     CIndexDB::m_mapDeletePtr.clear();
 }
 
+TEST_F(FirstTimeRun, ReportsTheSelectedFolderItselfAsRemoved)
+{
+    watcher.SetIndexDB(folder.Path(L"index.db"));
+    Select(Item(L"path=\"" + std::wstring(InTree(L"d")) + L"\" type=\"1\" includeSub=\"1\""));
+    ASSERT_TRUE(Index().RecordItems({{InTree(L"d"), 1, 1, CachedDatum::Folder, 0}, {InTree(L"d\\f.txt"), 0, 1, 0, 0}}));
+    Run();
+    EXPECT_TRUE(Pending(InTree(L"d\\f.txt")));
+    EXPECT_TRUE(Pending(InTree(L"d")));
+    CIndexDB::m_mapDeletePtr.clear();
+}
+
+TEST_F(FirstTimeRun, ThatIsAbortedReportsNothingAsRemovedAndClosesItsEvent)
+{
+    watcher.SetIndexDB(folder.Path(L"index.db"));
+    SelectTree();
+    RecordWithTime(InTree(L"gone.txt"), 1);
+    CIndexDB::m_mapDeletePtr[InTree(L"gone.txt")] = 1;
+    State().stop.SetEvent();
+    Run();
+    State().stop.ResetEvent();
+    EXPECT_FALSE(Pending(InTree(L"gone.txt")));
+    EXPECT_TRUE(log.Has(L"Close first time event handle"));
+    const CString name = GetMainSettings().GetMainSettingsMutex(L"mutexs::GUID_FIRSTTIME_RUNNING");
+    EXPECT_FALSE(KernelHandle(OpenEventW(SYNCHRONIZE, FALSE, name)));
+    CIndexDB::m_mapDeletePtr.clear();
+}
+
 TEST_F(FirstTimeRun, SignalsItsCompletionUnlessItWasAborted)
 {
     SelectTree();
@@ -165,6 +192,21 @@ TEST_F(FirstTimeRun, WithAReloadTakesTheSelectionAsItIsNow)
                Item(L"path=\"" + std::wstring(folder.Path(L"elsewhere")) + L"\" type=\"1\" includeSub=\"1\""));
     Run(1);
     EXPECT_TRUE(Pending(path));
+}
+
+TEST_F(FirstTimeRun, WithAReloadGivesTheSecondarySelectionTheAdvancedRules)
+{
+    const CString path = InTree(L"a.old");
+    const CString advanced =
+        WriteRules(L"advanced.xml", Item(L"path=\"" + std::wstring(tree) +
+                                         L"\" type=\"1\" includeSub=\"1\" exclude=\"1\" mask=\".old\""));
+    watcher.SetAdvancedFiltersPath(advanced);
+    watcher.SetSecondaryXMLFile(WriteRules(L"second.xml", TreeItem()), nullptr);
+    SelectTree();
+    EXPECT_EQ(State().secondaryFilter.CheckForAdvancedInclusion(path), Included);
+    EXPECT_EQ(State().filter.CheckForAdvancedInclusion(path), Excluded);
+    Run(1);
+    EXPECT_EQ(State().secondaryFilter.CheckForAdvancedInclusion(path), Excluded);
 }
 
 TEST_F(FirstTimeRun, IsEndedByAnAbort)

@@ -266,6 +266,20 @@ TEST_F(Passes, ACompletedRunIsRepeatedHiddenAfterTwentyFourWholeHoursByDefault)
     EXPECT_EQ(GetServiceRunSettings().GetValue(L"Backup::FirstTimeRunTime", -1), 0);
 }
 
+TEST_F(Passes, AHiddenRunThatStillGoesOnWhenARunIsDueIsShownAndNoOtherOneStarted)
+{
+    GetServiceRunSettings().SetValue(L"Backup::FirstTimeRunTime", 0);
+    GetServiceRunSettings().Save();
+    SelectTree();
+    Start();
+    State().firstTimeHidden = 1;
+    State().firstTime.running = 1;
+    PassAfter(1);
+    EXPECT_EQ(watcher.IsFirstTimeEnumRunning(), 1);
+    EXPECT_EQ(log.Count(TimeRuleMessage), 0);
+    State().firstTime.running = 0;
+}
+
 TEST_F(Passes, TheIntervalOfTheUserConfigurationCounts)
 {
     GetUserConfigurations().Load();
