@@ -72,6 +72,8 @@ bool BackupService::GiveOne(bool now)
 
 void BackupService::Give(const QueueDatum& datum)
 {
+    // What came back during its deletion is forgotten before it is recorded anew, not after.
+    TellDeletions();
     m_writer.Pending(datum);
     // Nobody has received it: it goes on waiting.
     if (!m_writer.Good()) {
