@@ -232,6 +232,7 @@ bool COrbWatcher::FirstRun(const wchar_t* drive)
 
 bool COrbWatcher::EnumerateIncludedFiles(const wchar_t* drive, const wchar_t* pattern, bool checkRules)
 {
+    const CallerTokenScope token;
     if (checkRules) {
         std::vector<CString> files;
         bool onlyFiles = false;

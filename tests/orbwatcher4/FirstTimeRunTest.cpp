@@ -248,6 +248,18 @@ TEST_F(FirstTimeRun, ReportsASingleFileOfTheSelectionThatIsGoneAsRemoved)
     CIndexDB::m_mapDeletePtr.clear();
 }
 
+TEST_F(FirstTimeRun, OnACallersThreadGivesItsTokenBack)
+{
+    RevertToSelf(); // other tests are the notifier thread, which keeps what it has taken
+    HANDLE token = nullptr;
+    ASSERT_TRUE(OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY | TOKEN_DUPLICATE, &token));
+    const KernelHandle user(token);
+    watcher.SetUserToken(user.Get());
+    Select(FileItem(Write(L"a.txt")));
+    EXPECT_TRUE(watcher.FirstRun(L"c:\\"));
+    EXPECT_FALSE(OpenThreadToken(GetCurrentThread(), TOKEN_QUERY, TRUE, &token));
+}
+
 class DriveUpdates : public WatcherFixture
 {
 };
