@@ -1,7 +1,11 @@
 // Reading numbers out of text.
 #pragma once
 
+#include <algorithm>
+#include <charconv>
 #include <cstdint>
+#include <limits>
+#include <string>
 #include <string_view>
 
 // Leading white space, a sign, decimal digits; what follows is ignored and no digits read as 0. A number
@@ -19,4 +23,28 @@ inline std::int32_t ToInt32(std::wstring_view text) noexcept
     for (; at < text.size() && text[at] >= L'0' && text[at] <= L'9'; ++at)
         value = value * 10 + static_cast<std::uint32_t>(text[at] - L'0');
     return static_cast<std::int32_t>(negative ? 0u - value : value);
+}
+
+// Leading white space, a sign, digits with a point among them, an exponent; what follows is ignored, and what is no
+// number reads as 0. The decimal point is a point in every locale. One that is too large is infinite.
+inline double ToDouble(std::wstring_view text)
+{
+    const std::size_t begin = std::min(text.find_first_not_of(L" \t\n\v\f\r"), text.size());
+    std::string number;
+    for (const wchar_t unit : text.substr(begin, text.find_first_not_of(L"+-.0123456789eE", begin) - begin))
+        number += static_cast<char>(unit);
+    const bool negative = number.starts_with('-');
+    if (negative || number.starts_with('+'))
+        number.erase(0, 1);
+    if (number.starts_with('-'))
+        return 0;
+    double value = 0;
+    const auto result = std::from_chars(number.data(), number.data() + number.size(), value);
+    if (result.ec == std::errc::result_out_of_range) {
+        const std::size_t exponent = number.find_first_of("eE");
+        const bool tiny = exponent == std::string::npos ? number.find_first_of("123456789") > number.find('.')
+                                                        : number[exponent + 1] == '-';
+        value = tiny ? 0 : std::numeric_limits<double>::infinity();
+    }
+    return negative ? -value : value;
 }

@@ -103,4 +103,34 @@ TEST(Numbers, ThatDoNotFitAreCutTo32Bits)
     EXPECT_EQ(ToInt32(L"-2147483649"), INT32_MAX);
 }
 
+TEST(Numbers, WithAPointReadLikeTheRuntimeDoes)
+{
+    EXPECT_EQ(ToDouble(L""), 0);
+    EXPECT_EQ(ToDouble(L"  "), 0);
+    EXPECT_EQ(ToDouble(L"x1"), 0);
+    EXPECT_EQ(ToDouble(L"- 1"), 0);
+    EXPECT_EQ(ToDouble(L"+-1"), 0);
+    EXPECT_EQ(ToDouble(L"inf"), 0);
+    EXPECT_EQ(ToDouble(L"nan"), 0);
+    EXPECT_EQ(ToDouble(L"."), 0);
+    EXPECT_EQ(ToDouble(L" \t0.25 and more"), 0.25);
+    EXPECT_EQ(ToDouble(L"-1.5"), -1.5);
+    EXPECT_EQ(ToDouble(L"+.5"), 0.5);
+    EXPECT_EQ(ToDouble(L"3,7"), 3);
+    EXPECT_EQ(ToDouble(L"1.2.3"), 1.2);
+    EXPECT_EQ(ToDouble(L"2e3"), 2000);
+    EXPECT_EQ(ToDouble(L"2e"), 2);
+    EXPECT_EQ(ToDouble(L"0x10"), 0);
+}
+
+TEST(Numbers, WithAPointThatDoNotFitAreInfiniteOrZero)
+{
+    const double infinite = std::numeric_limits<double>::infinity();
+    EXPECT_EQ(ToDouble(L"1e999"), infinite);
+    EXPECT_EQ(ToDouble(L"-1e999"), -infinite);
+    EXPECT_EQ(ToDouble(std::wstring(400, L'9')), infinite);
+    EXPECT_EQ(ToDouble(L"1e-999"), 0);
+    EXPECT_EQ(ToDouble(L"0." + std::wstring(400, L'0') + L"1"), 0);
+}
+
 } // namespace
