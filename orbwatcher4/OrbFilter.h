@@ -121,6 +121,8 @@ public:
     void GenerateExtensionMap(ExtensionMap& map);
     // Every rule of the drive, in order.
     FilterList RulesOf(const wchar_t* drive) const;
+    // Every rule, drive by drive.
+    FilterList AllRules() const;
     // The rules that carry the flag, drive by drive.
     FilterList RulesWith(std::uint32_t flag) const;
 
@@ -129,7 +131,7 @@ public:
 
     // One file or folder. False when there is none, when a single file cannot be opened, and when the caller aborted.
     bool ScanDirectory(const wchar_t* path, const wchar_t* pattern, bool includeHidden, SmartScanCaller* caller,
-                       bool recurse);
+                       bool recurse, WalkObserver* observer = nullptr);
     // `context` is an abort event or null. False only when it was set or the caller aborted.
     // recurse false: what the rules of the path's drive select; true: everything below the path, with an empty set
     // of scanned directories. The pattern is for names of files.

@@ -38,6 +38,14 @@ FilterList OrbFilter::RulesOf(const wchar_t* drive) const
     return found == m_driveRules.end() ? FilterList() : found->second;
 }
 
+FilterList OrbFilter::AllRules() const
+{
+    FilterList all;
+    for (const auto& [root, rules] : m_driveRules)
+        all.insert(all.end(), rules.begin(), rules.end());
+    return all;
+}
+
 FilterList OrbFilter::RulesWith(std::uint32_t flag) const
 {
     FilterList marked;

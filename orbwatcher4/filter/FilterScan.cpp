@@ -72,7 +72,7 @@ bool WalkAll(OrbFilter& filter, const wchar_t* path, SmartScanCaller* caller, co
 } // namespace
 
 bool OrbFilter::ScanDirectory(const wchar_t* path, const wchar_t* pattern, bool includeHidden, SmartScanCaller* caller,
-                              bool recurse)
+                              bool recurse, WalkObserver* observer)
 {
     const DWORD attributes = ScanDisk().Attributes(path);
     if (attributes == INVALID_FILE_ATTRIBUTES)
@@ -82,6 +82,7 @@ bool OrbFilter::ScanDirectory(const wchar_t* path, const wchar_t* pattern, bool 
     WalkOptions options;
     options.listPattern = PatternOrAll(pattern);
     options.includeHidden = includeHidden;
+    options.observer = observer;
     return WalkFrom(*this, path, caller, options, recurse);
 }
 

@@ -1,6 +1,7 @@
 // The walks of the filter over real folders.
 #include "orbwatcher4/OrbFilter.h"
 #include "orbwatcher4/filter/Junctions.h"
+#include "orbwatcher4/filter/WalkObserver.h"
 #include "support/Handle.h"
 #include "support/SystemPath.h"
 #include "tests/filter/FolderRule.h"
@@ -250,6 +251,23 @@ TEST_F(DirectoryScan, TheListsHoldWhatARuleCoversWhole)
     EXPECT_EQ(lists.exclusions, std::vector<CString>{L"C:\\out\\"});
     EXPECT_EQ(lists.files, std::vector<CString>{L"C:\\in\\f"});
     EXPECT_TRUE(filter.CollectScanLists(L"D:\\").roots.empty());
+}
+
+TEST_F(DirectoryScan, WhatIsNotEnteredIsTold)
+{
+    class Observer final : public WalkObserver
+    {
+    public:
+        void Entering(const CString&) override { ++entered; }
+        void PassedOver(const CString& path, PathOutcome why) override { passedOver[path] = why; }
+        int entered = 0;
+        std::map<CString, PathOutcome> passedOver;
+    } observer;
+    folder.WriteBytes(L"h\\f.txt", "1");
+    ASSERT_TRUE(SetFileAttributesW(folder.Path(L"h"), FILE_ATTRIBUTE_HIDDEN));
+    EXPECT_TRUE(filter.ScanDirectory(folder.Path(), L"*", false, &record, true, &observer));
+    EXPECT_EQ(observer.entered, 1);
+    EXPECT_EQ(observer.passedOver, (std::map<CString, PathOutcome>{{folder.Path(L"h\\"), PathOutcome::Hidden}}));
 }
 
 TEST_F(DirectoryScan, TheCallersThreadKeepsItsOwnRights)

@@ -130,6 +130,16 @@ TEST(OrbFilter, TheDriveListTakesVolumeAndPresenceFromTheFirstRule)
     EXPECT_TRUE(drives.at(L"c:\\").volumeMatches);
 }
 
+TEST(OrbFilter, AllRulesComeDriveByDriveAndEachDriveInItsOrder)
+{
+    OrbFilter filter;
+    EXPECT_TRUE(filter.AllRules().empty());
+    const FilterPtr d = FolderRule(L"D:\\a\\"), c = FolderRule(L"C:\\a\\"), deep = FolderRule(L"C:\\a\\b\\");
+    for (const FilterPtr& rule : {d, c, deep})
+        filter.AddSingleFilter(rule, true);
+    EXPECT_EQ(filter.AllRules(), (FilterList{deep, c, d}));
+}
+
 TEST(OrbFilter, ClearAllKeepsFileNamesRootsAndCaches)
 {
     const TempFolder folder;
