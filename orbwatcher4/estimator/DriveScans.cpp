@@ -1,0 +1,116 @@
+#include "orbwatcher4/estimator/DriveScans.h"
+
+#include "companions/logging/OrbLogging.h"
+#include "support/LockOrder.h"
+
+#include <process.h>
+
+#include <algorithm>
+
+namespace
+{
+
+constexpr const wchar_t* ThreadName = L"drive scan";
+
+HANDLE BeginThread(unsigned(__stdcall* entry)(void*), void* argument)
+{
+    return reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, entry, argument, 0, nullptr));
+}
+
+} // namespace
+
+// What one thread works on, its own: the rules are read before it starts, so that they may be edited while it walks.
+struct DriveScans::Drive final : public SmartScanCaller {
+    Drive(DriveScans& scans, const CString& root) : owner(scans), lists(scans.m_filter.CollectScanLists(root)) {}
+
+    void FileFoundCallback(const wchar_t* path, unsigned __int64 size) override
+    {
+        owner.m_caller.FileFoundCallback(path, size);
+    }
+    void FolderFoundCallback(const wchar_t* path) override { owner.m_caller.FolderFoundCallback(path); }
+    bool ProgressCallback() override { return !owner.m_ending && owner.m_caller.ProgressCallback(); }
+
+    DriveScans& owner;
+    const ScanLists lists;
+    HANDLE stop = nullptr;
+    std::shared_ptr<ScanTally> tally;
+};
+
+DriveScans::DriveScans(OrbFilter& filter, SmartScanCaller& caller)
+    : m_filter(filter),
+      m_caller(caller),
+      m_start(&BeginThread)
+{
+}
+
+DriveScans::~DriveScans() { End(); }
+
+void DriveScans::Run(HANDLE stop, const std::shared_ptr<ScanTally>& tally)
+{
+    Wait(nullptr);
+    const DriveList drives = m_filter.GenerateDriveList();
+    tally->BeginDrives(static_cast<int>(drives.size()));
+    std::vector<KernelHandle> threads;
+    for (const auto& [root, drive] : drives)
+        threads.push_back(StartDrive(root, stop, tally));
+    if (threads.empty())
+        return;
+    std::vector<HANDLE> handles;
+    for (const KernelHandle& thread : threads)
+        handles.push_back(thread.Get());
+    const LockOrder::WaitScope wait(ThreadName);
+    if (WaitForMultipleObjects(static_cast<DWORD>(handles.size()), handles.data(), TRUE, INFINITE) != WAIT_FAILED) {
+        while (!threads.empty())
+            threads.pop_back();
+        return;
+    }
+    g_OrbLog.WriteLog(2, L"Scanner", __LINE__, L"The scans of %d drives go on by themselves: %d",
+                      static_cast<int>(handles.size()), GetLastError());
+    std::erase_if(threads, [](const KernelHandle& thread) { return !thread; });
+    m_threads = std::move(threads);
+}
+
+KernelHandle DriveScans::StartDrive(const CString& root, HANDLE stop, const std::shared_ptr<ScanTally>& tally)
+{
+    auto drive = std::make_unique<Drive>(*this, root);
+    drive->stop = stop;
+    drive->tally = tally;
+    KernelHandle thread(m_start(&_ScanDrive, drive.get()));
+    if (thread)
+        drive.release(); // the thread's own
+    else
+        g_OrbLog.WriteLog(2, L"Scanner", __LINE__, L"The scan of %s could not be started: %d", root.GetString(),
+                          GetLastError());
+    return thread;
+}
+
+unsigned __stdcall DriveScans::_ScanDrive(void* context)
+{
+    const LockOrder::ThreadScope scope(ThreadName);
+    SetThreadErrorMode(SEM_FAILCRITICALERRORS, nullptr);
+    const std::unique_ptr<Drive> drive(static_cast<Drive*>(context));
+    OrbFilter& filter = drive->owner.m_filter;
+    // Of a walk that was ended, folders are known as walked that nobody has read: the next walk must read them.
+    if (!filter.ScanSelection(drive->lists, L"*", false, drive.get(), drive->stop, drive->tally.get()))
+        filter.ClearJunctionCache();
+    drive->tally->EndDrive();
+    return 0;
+}
+
+bool DriveScans::Wait(HANDLE abort)
+{
+    const LockOrder::WaitScope wait(ThreadName);
+    for (; !m_threads.empty(); m_threads.pop_back()) {
+        const HANDLE handles[] = {m_threads.back().Get(), abort};
+        if (WaitForMultipleObjects(abort ? 2 : 1, handles, FALSE, INFINITE) != WAIT_OBJECT_0)
+            return false;
+    }
+    return true;
+}
+
+void DriveScans::End()
+{
+    m_ending = true;
+    Wait(nullptr);
+    m_ending = false;
+}

@@ -1,0 +1,28 @@
+// Adds an estimate up, file by file, in the order of a walk. One thread.
+#pragma once
+
+#include "orbwatcher4/Estimate.h"
+#include "orbwatcher4/estimator/FileExtension.h"
+
+#include <map>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+class EstimateSums
+{
+public:
+    void TakeFile(const JudgedFile& file);
+    void BeginFolder() { m_open.emplace_back(); }
+    // The folder that began last of those that have not ended.
+    void EndFolder(const CString& path);
+    // Folders that have not ended are missing from the result.
+    Estimate Finish(bool whole);
+
+private:
+    SizeTotal m_included;
+    std::vector<SizeTotal> m_open; // of the folders that have begun, outermost first
+    std::vector<Estimate::Folder> m_folders;
+    std::unordered_map<CString, SizeTotal> m_extensions;
+    std::map<std::pair<InclusionType, FilterPtr>, SizeTotal> m_leftOut;
+};

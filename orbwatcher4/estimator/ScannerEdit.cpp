@@ -1,0 +1,153 @@
+// Editing the selection that is estimated.
+#include "orbwatcher4/Scanner.h"
+#include "orbwatcher4/estimator/DriveScans.h"
+#include "orbwatcher4/estimator/EntryTree.h"
+#include "orbwatcher4/estimator/Statistics.h"
+#include "support/Backslash.h"
+#include "support/CaseFold.h"
+#include "support/QuietErrors.h"
+
+#include <algorithm>
+
+namespace
+{
+
+FilterPtr MakeRule(int profile, const CString& path, const CString& mask, bool include, bool recursive)
+{
+    auto rule = std::make_shared<Filter>();
+    rule->path = path;
+    rule->mask = mask;
+    rule->pluginId = profile;
+    rule->includeSub = recursive;
+    rule->incEx = include ? WatcherEnum::Include : WatcherEnum::Exclude;
+    rule->exclude = !include;
+    rule->type = EndsInBackslash(path) ? 1 : 0;
+    rule->volumeFound = true;
+    return rule;
+}
+
+} // namespace
+
+void Scanner::AddPath(const wchar_t* path, bool recursive) { SetPath(ManualPathsProfile, path, L"", true, recursive); }
+
+void Scanner::AddPath(std::vector<CString> paths, bool recursive)
+{
+    SetPath(ManualPathsProfile, std::move(paths), L"", true, recursive);
+}
+
+void Scanner::RemovePath(const wchar_t* path, bool recursive)
+{
+    SetPath(ManualPathsProfile, path, L"", false, recursive);
+}
+
+void Scanner::RemovePath(std::vector<CString> paths, bool recursive)
+{
+    SetPath(ManualPathsProfile, std::move(paths), L"", false, recursive);
+}
+
+void Scanner::SetPath(int profile, const wchar_t* path, const wchar_t* mask, bool include, bool recursive)
+{
+    SetPath(profile, std::vector<CString>{path}, mask, include, recursive);
+}
+
+void Scanner::SetPath(int profile, std::vector<CString> paths, const wchar_t* mask, bool include, bool recursive)
+{
+    WaitForScans();
+    for (const CString& path : paths) {
+        const FilterPtr rule = MakeRule(profile, path, mask, include, recursive);
+        const Edit edit = PlanEdit(*rule);
+        if (edit.known)
+            continue;
+        for (const FilterPtr& outdated : edit.outdated)
+            m_selection.RemoveSingleFilter(outdated, false, false);
+        if (edit.add) {
+            m_selection.AddSingleFilter(rule, !include);
+            if (include)
+                m_selection.AddSingleFilter(GenerateExcludeRules(rule), true);
+        }
+        ScanUncached(path, recursive);
+    }
+}
+
+// A rule for the path or for anything whose path begins with it gives way, also where a folder's name just begins
+// alike. All rules are judged before one is removed: where the very rule is there, everything stays.
+Scanner::Edit Scanner::PlanEdit(const Filter& rule) const
+{
+    Edit edit;
+    for (const FilterPtr& held : m_selection.RulesOf(rule.path)) {
+        if (held->pluginId != rule.pluginId || !BeginsNoCase(held->path.View(), rule.path.View()))
+            continue;
+        const bool equal = held->path.GetLength() == rule.path.GetLength();
+        if (equal && held->incEx == rule.incEx)
+            edit.known = true;
+        // Taking back an include leaves nothing to exclude.
+        if (equal && rule.incEx == WatcherEnum::Exclude)
+            edit.add = false;
+        edit.outdated.push_back(held);
+    }
+    return edit;
+}
+
+FilterPtr Scanner::GenerateExcludeRules(FilterPtr rule) const
+{
+    const FilterPtr companion = MakeRule(FileFolderFilterProfile, rule->path, m_fileFolderFilter, false, true);
+    companion->type = 1;
+    return companion;
+}
+
+void Scanner::ScanUncached(const CString& path, bool recursive)
+{
+    if (IsPathCached(m_entryCache, path))
+        return;
+    m_calculating = true;
+    const QuietErrors quiet;
+    m_allFilters.ScanDirectory(path, L"*", m_includeHidden, this, recursive, m_tally.get());
+}
+
+bool Scanner::ScanPath(const wchar_t* path, bool recursive)
+{
+    WaitForScans();
+    const QuietErrors quiet;
+    ScanLists lists;
+    const CString text = path;
+    if (EndsInBackslash(text))
+        lists.roots.push_back({text, recursive});
+    else
+        lists.files.push_back(text);
+    m_allFilters.ClearJunctionCache();
+    const bool whole = m_allFilters.ScanSelection(lists, L"*", m_includeHidden, this, *m_stopEvent, m_tally.get());
+    if (!whole)
+        m_allFilters.ClearJunctionCache();
+    return whole;
+}
+
+FilterList Scanner::RulesOfProfiles(const std::vector<int>& profiles) const
+{
+    FilterList rules;
+    for (const FilterPtr& rule : m_allFilters.AllRules())
+        rules.insert(rules.end(), std::count(profiles.begin(), profiles.end(), rule->pluginId), rule);
+    return rules;
+}
+
+void Scanner::AddProfile(int profile) { AddProfile(std::vector<int>{profile}); }
+
+void Scanner::AddProfile(const std::vector<int>& profiles)
+{
+    for (const FilterPtr& rule : RulesOfProfiles(profiles))
+        m_selection.AddSingleFilter(rule, false);
+    m_selection.Sort(); // once: sorting with each rule would take a time that grows with their square
+}
+
+void Scanner::RemoveProfile(int profile) { RemoveProfile(std::vector<int>{profile}); }
+
+void Scanner::RemoveProfile(const std::vector<int>& profiles)
+{
+    for (const FilterPtr& rule : RulesOfProfiles(profiles))
+        m_selection.RemoveSingleFilter(rule, true, false);
+}
+
+void Scanner::EditProfile(int profile, const wchar_t* mask, const std::vector<CString>& paths)
+{
+    RemoveProfile(profile);
+    SetPath(profile, paths, mask, true, true);
+}

@@ -1,0 +1,47 @@
+// Scanning: filling the cache.
+#include "companions/logging/OrbLogging.h"
+#include "orbwatcher4/Scanner.h"
+#include "orbwatcher4/estimator/DriveScans.h"
+#include "orbwatcher4/estimator/EntryTree.h"
+
+void Scanner::LoadXmlFilters()
+{
+    m_allFilters.LoadXmlFilters(m_dataXmlPath, m_autoExcludeXmlPath, nullptr);
+    m_selection.LoadXmlFilters(nullptr, m_autoExcludeXmlPath, nullptr);
+}
+
+void Scanner::Start()
+{
+    const COrbFuncLog guard(L"Scanner::Start");
+    WaitForScans();
+    LoadXmlFilters();
+    LoadExtensionsMap();
+    m_allFilters.ClearJunctionCache();
+    m_scans->Run(*m_stopEvent, m_tally);
+    ClearTotals();
+}
+
+void Scanner::Stop()
+{
+    m_stopEvent->SetEvent();
+    m_abortEvent->SetEvent();
+}
+
+void Scanner::WaitForScans() { m_scans->Wait(nullptr); }
+
+void Scanner::FileFoundCallback(const wchar_t* path, unsigned __int64 size)
+{
+    m_tally->CountFile(size);
+    // Also of a file that was cached already: the running totals count finds.
+    Count(AddToCache(path, size));
+}
+
+FSEntry Scanner::AddToCache(const wchar_t* path, std::uint64_t size)
+{
+    const SpinScope lock(*m_cacheLock);
+    return InsertFile(m_entryCache, path, size);
+}
+
+ScanProgress Scanner::GetScanProgress() const { return m_tally->Read(); }
+
+std::vector<PassedOverPath> Scanner::GetPassedOver() const { return m_tally->ReadPassedOver(); }

@@ -1,0 +1,48 @@
+// A lock for the few instructions around one table entry or one sum.
+//
+// Who finds it held tries again at once: nobody holds it while waiting for
+// anything. Nothing else may be locked inside. Any thread.
+#pragma once
+
+#include "support/LockOrder.h"
+
+#include <atomic>
+#include <cstdint>
+
+class SpinFlag
+{
+public:
+    // `name` names the kind of lock; it must live as long as the process.
+    explicit SpinFlag(const wchar_t* name) noexcept : m_name(name) {}
+    SpinFlag(const SpinFlag&) = delete;
+    SpinFlag& operator=(const SpinFlag&) = delete;
+
+    void Acquire() noexcept
+    {
+        LockOrder::Entering(this, LockRank::Leaf, m_name, __builtin_return_address(0));
+        for (std::int32_t expected = 0; !m_held.compare_exchange_strong(expected, 1); expected = 0) {
+        }
+    }
+    void Release() noexcept
+    {
+        m_held.exchange(0);
+        LockOrder::Left(this);
+    }
+
+private:
+    std::atomic<std::int32_t> m_held{0};
+    const wchar_t* const m_name;
+};
+
+// Holds a flag for as long as it lives.
+class SpinScope
+{
+public:
+    explicit SpinScope(SpinFlag& flag) noexcept : m_flag(flag) { m_flag.Acquire(); }
+    ~SpinScope() { m_flag.Release(); }
+    SpinScope(const SpinScope&) = delete;
+    SpinScope& operator=(const SpinScope&) = delete;
+
+private:
+    SpinFlag& m_flag;
+};
