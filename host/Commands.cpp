@@ -3,6 +3,7 @@
 #include "host/AddCommand.h"
 #include "host/Console.h"
 #include "host/EnumerateCommand.h"
+#include "host/EstimateCommand.h"
 #include "host/ExplainCommand.h"
 #include "host/ExportCommand.h"
 #include "host/InitCommand.h"
@@ -130,6 +131,26 @@ CLI::App* AddAdd(CLI::App& app, Arguments& arguments)
     return command;
 }
 
+CLI::App* AddEstimate(CLI::App& app, Arguments& arguments)
+{
+    CLI::App* command = app.add_subcommand("estimate", "how much a selection holds, and how edits would change that");
+    command->add_option("--data", arguments.data, "the selection (XML)")->required();
+    command->add_option("--auto-exclude", arguments.autoExclude, "the product's automatic exclusions (XML)");
+    command->add_option("--stats", arguments.stats, "the statistics of file extensions (XML)");
+    command->add_option("--include", arguments.includes, "edit: these folders and files, too");
+    command->add_option("--exclude", arguments.excludes, "edit: without these folders and files");
+    command->add_option("--profile", arguments.profiles, "edit: these profiles of the selection, in place of all");
+    command->add_option("--mask", arguments.mask, "endings that edits leave out (\".tmp;.bak\")");
+    command->add_flag("--json", arguments.json, "one JSON object a line");
+    command->add_option("--report", arguments.report, "a page that shows it all (HTML)");
+    command->footer(
+        "Example:\n  orbwatch estimate --data selection.xml --exclude C:\\Videos --report estimate.html\n"
+        "Everything is scanned once; edits are counted one after the other, without a look at the disk for what was "
+        "scanned.\nCodes: 0 done, 1 failure, 2 wrong usage or unreadable input, 3 done but something could not be "
+        "read, 130 interrupted.");
+    return command;
+}
+
 ServiceOptions ServiceOptionsOf(const Arguments& arguments)
 {
     ServiceOptions options;
@@ -179,6 +200,33 @@ ExitCode RunAddWith(const Arguments& arguments, RecordWriter& writer)
     return RunAdd(options, writer);
 }
 
+// In the order of the command line, whichever options they came with.
+std::vector<EstimateEdit> EditsOf(const CLI::App& command, const Arguments& arguments)
+{
+    std::vector<EstimateEdit> edits;
+    std::size_t includes = 0, excludes = 0, profiles = 0;
+    for (const CLI::Option* option : command.parse_order()) {
+        if (option->check_name("--include"))
+            edits.push_back({EstimateEdit::Kind::Include, Arguments::Path(arguments.includes[includes++]), 0});
+        else if (option->check_name("--exclude"))
+            edits.push_back({EstimateEdit::Kind::Exclude, Arguments::Path(arguments.excludes[excludes++]), 0});
+        else if (option->check_name("--profile"))
+            edits.push_back({EstimateEdit::Kind::Profile, L"", arguments.profiles[profiles++]});
+    }
+    return edits;
+}
+
+ExitCode RunEstimateWith(const CLI::App& command, const Arguments& arguments, RecordWriter& writer)
+{
+    EstimateOptions options;
+    options.files = arguments.Files();
+    options.stats = Arguments::Path(arguments.stats);
+    options.mask = FromUtf8(arguments.mask);
+    options.report = Arguments::Path(arguments.report);
+    options.edits = EditsOf(command, arguments);
+    return RunEstimate(options, writer);
+}
+
 } // namespace
 
 SelectionFiles Arguments::Files() const { return {Path(data), Path(autoExclude), Path(advanced), Path(secondary)}; }
@@ -190,6 +238,7 @@ std::vector<Command> AddCommands(CLI::App& app, Arguments& arguments)
     const auto with = [&](ExitCode (*run)(const Arguments&, RecordWriter&)) {
         return [&arguments, run](RecordWriter& writer) { return run(arguments, writer); };
     };
+    const CLI::App* estimate = AddEstimate(app, arguments);
     return {
         {AddWatch(app, arguments), with(RunWatchWith)},
         {AddEnumerate(app, arguments), with([](const Arguments& given, RecordWriter& writer) {
@@ -198,6 +247,8 @@ std::vector<Command> AddCommands(CLI::App& app, Arguments& arguments)
         {AddExplain(app, arguments), with(RunExplainWith)},
         {AddAdd(app, arguments), with(RunAddWith)},
         {AddExport(app, arguments), with(RunExportWith)},
+        {estimate,
+         [&arguments, estimate](RecordWriter& writer) { return RunEstimateWith(*estimate, arguments, writer); }},
         {AddOverlay(app, arguments),
          with([](const Arguments& given, RecordWriter& writer) { return RunOverlay(given.service, writer); })},
         {AddInit(app, arguments),

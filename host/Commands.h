@@ -29,6 +29,9 @@ struct Arguments {
     int most = std::numeric_limits<int>::max();
     bool deleteWhenDone = false;
     bool mergeOnly = false;
+    std::string stats, mask, report;
+    std::vector<std::string> includes, excludes;
+    std::vector<int> profiles;
     bool overlay = false;
     OverlayOptions service;
 

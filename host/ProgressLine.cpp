@@ -23,16 +23,18 @@ std::size_t ColumnsOf(FILE* terminal)
 
 } // namespace
 
-void ProgressLine::Show(const EnumerationProgress& progress, double now)
+void ProgressLine::Show(const EnumerationProgress& progress, double now) { ShowAny(progress, now); }
+void ProgressLine::Show(const ScanProgress& progress, double now) { ShowAny(progress, now); }
+
+template <typename Progress>
+void ProgressLine::ShowAny(const Progress& progress, double now)
 {
     if (!_isatty(_fileno(m_stream)) || (m_shown >= 0 && now - m_shown < ShortestPause))
         return;
     if (m_begun < 0)
         m_begun = now;
-    const double elapsed = now - m_begun;
-    const auto found = static_cast<double>(progress.files + progress.folders);
     // A line that fills the last column would begin the next one.
-    const std::string text = ProgressText(progress, elapsed > 0 ? found / elapsed : 0, ColumnsOf(m_stream) - 1);
+    const std::string text = ProgressText(progress, now - m_begun, ColumnsOf(m_stream) - 1);
     Erase();
     std::fwrite(text.data(), 1, text.size(), m_stream);
     std::fflush(m_stream);
@@ -50,15 +52,39 @@ void ProgressLine::Erase()
     m_length = 0;
 }
 
-std::string ProgressText(const EnumerationProgress& progress, double rate, std::size_t columns)
+namespace
 {
-    std::wstring text = std::to_wstring(progress.files) + L" files, " + std::to_wstring(progress.folders) +
-                        L" folders, " + std::to_wstring(static_cast<unsigned __int64>(rate)) + L"/s  ";
-    std::wstring folder(progress.folder.View());
+
+std::wstring Numbers(std::uint64_t files, std::uint64_t folders, double elapsed)
+{
+    const double rate = elapsed > 0 ? static_cast<double>(files + folders) / elapsed : 0;
+    return std::to_wstring(files) + L" files, " + std::to_wstring(folders) + L" folders, " +
+           std::to_wstring(static_cast<unsigned __int64>(rate)) + L"/s  ";
+}
+
+std::string WithFolder(const std::wstring& numbers, std::wstring folder, std::size_t columns)
+{
     const std::wstring cut = L"...";
-    if (text.size() + folder.size() > columns) {
-        const std::size_t room = columns > text.size() + cut.size() ? columns - text.size() - cut.size() : 0;
+    if (numbers.size() + folder.size() > columns) {
+        const std::size_t room = columns > numbers.size() + cut.size() ? columns - numbers.size() - cut.size() : 0;
         folder = cut + folder.substr(folder.size() - std::min(room, folder.size()));
     }
-    return ToUtf8((text + folder).substr(0, columns));
+    return ToUtf8((numbers + folder).substr(0, columns));
+}
+
+} // namespace
+
+std::string ProgressText(const EnumerationProgress& progress, double elapsed, std::size_t columns)
+{
+    return WithFolder(Numbers(progress.files, progress.folders, elapsed), std::wstring(progress.folder.View()),
+                      columns);
+}
+
+std::string ProgressText(const ScanProgress& progress, double elapsed, std::size_t columns)
+{
+    const std::wstring drives = L"drives " + std::to_wstring(progress.drivesDone) + L"/" +
+                                std::to_wstring(progress.drives) + L", " +
+                                std::to_wstring(static_cast<unsigned __int64>(elapsed)) + L" s, ";
+    return WithFolder(drives + Numbers(progress.files, progress.folders, elapsed), std::wstring(progress.folder.View()),
+                      columns);
 }

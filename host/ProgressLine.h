@@ -3,6 +3,7 @@
 #pragma once
 
 #include "orbwatcher4/EnumerationProgress.h"
+#include "orbwatcher4/ScanProgress.h"
 
 #include <cstdio>
 #include <string>
@@ -14,15 +15,20 @@ public:
 
     // Nothing where there is no terminal, and at most ten times a second. `now`: as Seconds gives it.
     void Show(const EnumerationProgress& progress, double now);
+    void Show(const ScanProgress& progress, double now);
     // Before anything else is printed on the terminal.
     void Erase();
 
 private:
+    template <typename Progress>
+    void ShowAny(const Progress& progress, double now);
+
     FILE* const m_stream;
     std::size_t m_length = 0; // of what is shown
     double m_begun = -1;
     double m_shown = -1;
 };
 
-// At most so many columns; a folder that is too long loses its beginning. `rate`: files and folders in a second.
-std::string ProgressText(const EnumerationProgress& progress, double rate, std::size_t columns);
+// At most so many columns; a folder that is too long loses its beginning. `elapsed`: seconds.
+std::string ProgressText(const EnumerationProgress& progress, double elapsed, std::size_t columns);
+std::string ProgressText(const ScanProgress& progress, double elapsed, std::size_t columns);

@@ -223,3 +223,16 @@ std::string RecordFields::ExplanationLines(const std::wstring& path, const PathE
         lines += std::string("    advanced filters: ") + NameOf(explanation.advanced) + "\n";
     return lines;
 }
+
+std::string RecordFields::SizeLine(const SizeTotal& total, const std::wstring& what)
+{
+    static constexpr const char* units[] = {"B", "KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
+    auto size = static_cast<double>(total.bytes);
+    std::size_t unit = 0;
+    for (; size >= 1024 && unit + 1 < std::size(units); ++unit)
+        size /= 1024;
+    char numbers[64];
+    std::snprintf(numbers, sizeof numbers, "%9.*f %-3s %12llu %-5s  ", unit == 0 ? 0 : 1, size, units[unit],
+                  static_cast<unsigned long long>(total.files), total.files == 1 ? "file" : "files");
+    return numbers + ToUtf8(what) + "\n";
+}

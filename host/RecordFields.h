@@ -1,6 +1,7 @@
 // What a record says, as JSON fields and as lines for people. Any thread.
 #pragma once
 
+#include "orbwatcher4/Estimate.h"
 #include "orbwatcher4/OrbWatcher.h"
 
 #include <nlohmann/json_fwd.hpp>
@@ -20,6 +21,8 @@ std::string PendingLine(const QueueDatum& datum);
 // `path` as it was asked for.
 nlohmann::ordered_json OfDeletion(const DeletionRecord& record);
 nlohmann::ordered_json OfExplanation(const std::wstring& path, const PathExplanation& explanation);
+// Size, number of files, and what they are.
+std::string SizeLine(const SizeTotal& total, const std::wstring& what);
 std::string ExplanationLines(const std::wstring& path, const PathExplanation& explanation);
 
 } // namespace RecordFields

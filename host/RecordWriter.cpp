@@ -13,6 +13,7 @@ namespace
 using Json = nlohmann::ordered_json;
 
 constexpr std::size_t MostNotesKept = 1000;
+constexpr std::size_t RowsForPeople = 15;
 
 } // namespace
 
@@ -171,6 +172,52 @@ void RecordWriter::Added(std::uint64_t queued, std::uint64_t exclusions, int exi
         WriteJson(m_data, "summary", Json{{"queued", queued}, {"excluded", exclusions}, {"exit", exitCode}});
     else
         Print(m_data, "queued " + std::to_string(queued) + ", exclusions " + std::to_string(exclusions) + "\n");
+}
+
+void RecordWriter::Total(std::size_t step, const std::wstring& edit, const SizeTotal& total)
+{
+    if (m_json)
+        WriteJson(m_data, "total",
+                  Json{{"step", step}, {"edit", ToUtf8(edit)}, {"files", total.files}, {"size", total.bytes}});
+    else
+        Print(m_data, RecordFields::SizeLine(total, edit));
+}
+
+void RecordWriter::SizeRow(const char* type, const char* label, const CString& name, const SizeTotal& total, bool shown)
+{
+    if (m_json)
+        WriteJson(m_data, type, Json{{"name", ToUtf8(name.View())}, {"files", total.files}, {"size", total.bytes}});
+    else if (shown)
+        Print(m_data, RecordFields::SizeLine(total, FromUtf8(label) + (name.IsEmpty() ? L"(none)" : name.GetString())));
+}
+
+void RecordWriter::FolderRows(const std::vector<Estimate::Folder>& rows)
+{
+    for (std::size_t i = 0; i < rows.size(); ++i)
+        SizeRow("folder", "folder ", rows[i].path, rows[i].total, i < RowsForPeople);
+}
+
+void RecordWriter::ExtensionRows(const std::vector<Estimate::Extension>& rows)
+{
+    for (std::size_t i = 0; i < rows.size(); ++i)
+        SizeRow("extension", "kind ", rows[i].extension, rows[i].total, i < RowsForPeople);
+}
+
+void RecordWriter::LeftOut(const std::wstring& rule, const SizeTotal& total)
+{
+    if (m_json)
+        WriteJson(m_data, "leftOut", Json{{"files", total.files}, {"size", total.bytes}, {"rule", ToUtf8(rule)}});
+    else
+        Print(m_data, RecordFields::SizeLine(total, L"left out: " + rule));
+}
+
+void RecordWriter::Summary(const SizeTotal& total, std::uint64_t unreadable, int exitCode)
+{
+    if (m_json)
+        WriteJson(m_data, "summary",
+                  Json{{"files", total.files}, {"size", total.bytes}, {"unreadable", unreadable}, {"exit", exitCode}});
+    else if (unreadable != 0)
+        Print(m_data, "could not be read: " + std::to_string(unreadable) + "\n");
 }
 
 void RecordWriter::Error(const std::wstring& message, const std::wstring& path) { Tell("error", message, path); }

@@ -6,6 +6,7 @@
 
 #include "host/EnumerationSummary.h"
 #include "host/ProgressLine.h"
+#include "orbwatcher4/Estimate.h"
 #include "orbwatcher4/OrbWatcher.h"
 
 #include <nlohmann/json_fwd.hpp>
@@ -32,8 +33,16 @@ public:
     void Collected(std::int64_t pending);
     void Summary(std::uint64_t handedOut, std::int64_t pending, int exitCode);
     void Summary(const EnumerationSummary& summary);
+    // Of an estimate: the total after a step, rows with the largest first (for people, the first ones only), and
+    // what a rule leaves out.
+    void Total(std::size_t step, const std::wstring& edit, const SizeTotal& total);
+    void FolderRows(const std::vector<Estimate::Folder>& rows);
+    void ExtensionRows(const std::vector<Estimate::Extension>& rows);
+    void LeftOut(const std::wstring& rule, const SizeTotal& total);
+    void Summary(const SizeTotal& total, std::uint64_t unreadable, int exitCode);
     // `now`: as Seconds gives it.
     void Progress(const EnumerationProgress& progress, double now) { m_progress.Show(progress, now); }
+    void Progress(const ScanProgress& progress, double now) { m_progress.Show(progress, now); }
     void EndProgress() { m_progress.Erase(); }
     void Created(const std::wstring& path);
     // A list of what is pending, and how many files were added to it.
@@ -63,6 +72,7 @@ private:
     void WriteJson(Stream& to, const char* type, const nlohmann::ordered_json& fields);
     void Print(Stream& to, const std::string& lines);
     void Tell(const char* type, const std::wstring& message, const std::wstring& path);
+    void SizeRow(const char* type, const char* label, const CString& name, const SizeTotal& total, bool shown);
     void WriteRoots(const char* type, const std::vector<CString>& roots);
 
     Stream m_data;

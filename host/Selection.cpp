@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <set>
 
 namespace
 {
@@ -98,6 +99,19 @@ bool LoadSelection(COrbWatcher& watcher, const SelectionFiles& files, RecordWrit
     return loaded && good;
 }
 
+bool CanBeLoaded(const SelectionFiles& files, RecordWriter& writer)
+{
+    if (!AllCanBeRead(files, writer))
+        return false;
+    LibraryMessages messages(LibraryMessages::Keep::Everything);
+    OrbFilter filter;
+    const bool loaded = filter.LoadXmlFilters(files.data.c_str(), files.autoExclude.c_str(), files.advanced.c_str());
+    const bool good = TellFailures(messages.Take(), writer);
+    if (!loaded && good)
+        writer.Error(L"the selection could not be loaded", files.data);
+    return loaded && good;
+}
+
 SelectionView::SelectionView(const SelectionFiles& files)
 {
     m_filter.LoadXmlFilters(files.data.c_str(), files.autoExclude.c_str(), nullptr);
@@ -133,6 +147,16 @@ void SelectionView::TellWhatIsNotThere(RecordWriter& writer)
     for (const Root& root : SelectedRoots(writer))
         if (!root.there)
             writer.Note(L"not there, or another volume; it is left out", root.path.GetString());
+}
+
+std::vector<int> SelectionView::Profiles()
+{
+    std::set<int> profiles;
+    for (const auto& [root, drive] : m_filter.GenerateDriveList())
+        for (const FilterPtr& rule : m_filter.RulesOf(root))
+            if (!(rule->flags & RuleFlags::AutoExclude))
+                profiles.insert(rule->pluginId);
+    return {profiles.begin(), profiles.end()};
 }
 
 std::vector<SelectionView::Folder> SelectionView::IncludedFolders()

@@ -18,6 +18,9 @@ struct SelectionFiles {
 // missing or cannot be read as a selection.
 bool LoadSelection(COrbWatcher& watcher, const SelectionFiles& files, RecordWriter& writer);
 
+// Reads them as the library does, to no end but to tell every failure. False when there was one.
+bool CanBeLoaded(const SelectionFiles& files, RecordWriter& writer);
+
 // What the host asks of the rules themselves.
 class SelectionView
 {
@@ -38,6 +41,9 @@ public:
         bool withSubfolders;
     };
     std::vector<Folder> IncludedFolders();
+
+    // The profiles that its rules belong to, in order.
+    std::vector<int> Profiles();
 
 private:
     struct Root {

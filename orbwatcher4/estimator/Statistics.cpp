@@ -1,6 +1,7 @@
 // The statistics of extensions and profiles; their file is described in docs/statistics-file.md.
 #include "orbwatcher4/estimator/Statistics.h"
 
+#include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/Scanner.h"
 #include "orbwatcher4/estimator/FileExtension.h"
 #include "support/Numbers.h"
@@ -41,6 +42,9 @@ void Scanner::LoadExtensionsMap()
 {
     CMarkup document = LoadWhole(m_statsXmlPath);
     const bool found = document.FindElement(L"OrbExtensions");
+    if (!found && !m_statsXmlPath.IsEmpty())
+        g_OrbLog.WriteLog(2, L"Scanner", __LINE__, L"There are no statistics of extensions in %s",
+                          m_statsXmlPath.GetString());
     m_defaultRatio = found ? static_cast<float>(Number(document, L"defaultRatio")) : 0;
     if (found && document.EnterElement())
         while (document.FindElement(L"Extension")) {

@@ -18,15 +18,26 @@ EnumerationProgress Progress(const wchar_t* folder)
 
 TEST(ProgressLines, CountFilesAndFoldersAndNameTheRateAndTheFolder)
 {
-    EXPECT_EQ(ProgressText(Progress(L"C:\\docs\\"), 7.9, 80), "12 files, 3 folders, 7/s  C:\\docs\\");
+    EXPECT_EQ(ProgressText(Progress(L"C:\\docs\\"), 2, 80), "12 files, 3 folders, 7/s  C:\\docs\\");
 }
 
 TEST(ProgressLines, AreNeverLongerThanTheTerminalIsWide)
 {
     const auto progress = Progress(L"C:\\a folder\\with a long\\name\\");
-    EXPECT_EQ(ProgressText(progress, 7, 39), "12 files, 3 folders, 7/s  ...long\\name\\");
+    EXPECT_EQ(ProgressText(progress, 2, 39), "12 files, 3 folders, 7/s  ...long\\name\\");
     for (std::size_t columns = 0; columns < 60; ++columns)
-        EXPECT_LE(ProgressText(progress, 7, columns).size(), columns);
+        EXPECT_LE(ProgressText(progress, 2, columns).size(), columns);
+}
+
+TEST(ProgressLines, OfAnEstimateCountItsDrivesAndSecondsToo)
+{
+    ScanProgress progress;
+    progress.files = 12;
+    progress.folders = 3;
+    progress.drives = 2;
+    progress.drivesDone = 1;
+    progress.folder = L"c:\\docs";
+    EXPECT_EQ(ProgressText(progress, 2.9, 80), "drives 1/2, 2 s, 12 files, 3 folders, 5/s  c:\\docs");
 }
 
 TEST(ProgressLines, AreNotWrittenToAFile)

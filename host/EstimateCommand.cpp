@@ -1,0 +1,206 @@
+#include "host/EstimateCommand.h"
+
+#include "host/Console.h"
+#include "host/EstimateReport.h"
+#include "host/LibraryMessages.h"
+#include "orbwatcher4/Scanner.h"
+#include "support/FileReplacement.h"
+#include "support/Handle.h"
+
+#include <algorithm>
+#include <atomic>
+#include <fstream>
+#include <optional>
+#include <thread>
+
+namespace
+{
+
+constexpr DWORD PollInterval = 50; // milliseconds between two looks at the scan
+
+bool IsFolder(const std::wstring& path)
+{
+    const DWORD attributes = GetFileAttributesW(path.c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+class EstimateRun
+{
+public:
+    EstimateRun(const EstimateOptions& options, RecordWriter& writer)
+        : m_options(options),
+          m_writer(writer),
+          m_scanner(options.files.data.c_str(), options.files.autoExclude.c_str(),
+                    options.stats.empty() ? nullptr : options.stats.c_str())
+    {
+    }
+
+    ExitCode Run()
+    {
+        if (const std::optional<ExitCode> end = InputFailure())
+            return *end;
+        if (!Scan())
+            return ExitInterrupted;
+        if (!TellMessages())
+            return ExitUsage;
+        CountSelection();
+        for (const EstimateEdit& edit : m_options.edits)
+            Apply(edit);
+        TellRows();
+        TellWhatWasNotRead();
+        const ExitCode code =
+            WriteReport() ? (m_report.unreadable.empty() ? ExitDone : ExitSomeUnreadable) : ExitFailure;
+        m_writer.Summary(m_report.estimate.included, m_report.unreadable.size(), code);
+        return m_writer.Good() ? code : ExitFailure;
+    }
+
+private:
+    std::optional<ExitCode> InputFailure()
+    {
+        if (!CanBeLoaded(m_options.files, m_writer))
+            return ExitUsage;
+        if (!m_options.stats.empty() && !FileHandle(CreateFileW(m_options.stats.c_str(), GENERIC_READ, FILE_SHARE_READ,
+                                                                nullptr, OPEN_EXISTING, 0, nullptr))) {
+            m_writer.Error(SystemText(GetLastError()), m_options.stats);
+            return ExitUsage;
+        }
+        return std::nullopt;
+    }
+
+    // False when it was interrupted.
+    bool Scan()
+    {
+        InterruptEvent();
+        std::atomic<bool> done{false};
+        std::thread work([&] {
+            m_scanner.Start();
+            m_scanner.WaitForScans();
+            ScanWhatIsExcluded();
+            done = true;
+        });
+        bool interrupted = false;
+        while (!done) {
+            if (!interrupted && WaitForSingleObject(InterruptEvent(), PollInterval) == WAIT_OBJECT_0) {
+                m_scanner.Stop();
+                interrupted = true;
+            }
+            m_writer.Progress(m_scanner.GetScanProgress(), Seconds());
+            if (interrupted)
+                SwitchToThread();
+        }
+        work.join();
+        m_writer.EndProgress();
+        return !interrupted;
+    }
+
+    // False when the statistics are none.
+    bool TellMessages()
+    {
+        bool good = true;
+        for (const LibraryMessages::Line& line : m_messages.Take())
+            if (line.text.starts_with(L"There are no statistics of extensions")) {
+                m_writer.Error(line.text);
+                good = false;
+            } else {
+                m_writer.Note(line.text);
+            }
+        return good;
+    }
+
+    // The scans leave excluded folders alone; how much is in them is looked at for the table of what is left out.
+    void ScanWhatIsExcluded()
+    {
+        for (const PassedOverPath& passed : m_scanner.GetPassedOver())
+            if ((passed.why == PathOutcome::Excluded || passed.why == PathOutcome::AutoExcluded) &&
+                !m_scanner.ScanPath(passed.path, true))
+                return;
+    }
+
+    // All profiles of the stored selection, unless the command line picks some.
+    void CountSelection()
+    {
+        m_scanner.SetFileFolderFilter(m_options.mask.c_str());
+        const bool picked = std::any_of(m_options.edits.begin(), m_options.edits.end(), [](const EstimateEdit& edit) {
+            return edit.kind == EstimateEdit::Kind::Profile;
+        });
+        if (!picked)
+            m_scanner.AddProfile(SelectionView(m_options.files).Profiles());
+        Count(L"scan");
+    }
+
+    void Apply(const EstimateEdit& edit)
+    {
+        if (edit.kind == EstimateEdit::Kind::Profile) {
+            m_scanner.AddProfile(edit.profile);
+            Count(L"profile " + std::to_wstring(edit.profile));
+            return;
+        }
+        const bool folder = IsFolder(edit.path) && !edit.path.ends_with(L'\\');
+        const std::wstring path = edit.path + (folder ? L"\\" : L"");
+        if (edit.kind == EstimateEdit::Kind::Include)
+            m_scanner.AddPath(path.c_str(), true);
+        else
+            m_scanner.RemovePath(path.c_str(), true);
+        Count((edit.kind == EstimateEdit::Kind::Include ? L"include " : L"exclude ") + path);
+    }
+
+    void Count(const std::wstring& edit)
+    {
+        m_scanner.UpdateTotals();
+        m_report.estimate = m_scanner.GetEstimate();
+        m_report.steps.push_back({edit, m_report.estimate.included});
+        m_writer.Total(m_report.steps.size() - 1, edit, m_report.estimate.included);
+    }
+
+    void TellRows()
+    {
+        const Estimate& estimate = m_report.estimate;
+        m_writer.FolderRows(estimate.folders);
+        m_writer.ExtensionRows(estimate.extensions);
+        for (const Estimate::LeftOut& row : estimate.leftOut)
+            m_writer.LeftOut(RuleText(row.decision, row.rule), row.total);
+    }
+
+    void TellWhatWasNotRead()
+    {
+        for (const PassedOverPath& passed : m_scanner.GetPassedOver()) {
+            if (passed.why == PathOutcome::Missing)
+                m_writer.Note(L"not there", passed.path.GetString());
+            if (passed.why != PathOutcome::Unreadable)
+                continue;
+            m_writer.Note(L"cannot be read", passed.path.GetString());
+            m_report.unreadable.emplace_back(passed.path.View());
+        }
+    }
+
+    bool WriteReport()
+    {
+        if (m_options.report.empty())
+            return true;
+        m_report.selection = m_options.files.data;
+        const std::string page = EstimatePage(m_report);
+        const bool written = ReplaceWhole(m_options.report.c_str(), [&](const CString& draft) {
+            std::ofstream file(draft.GetString(), std::ios::binary | std::ios::trunc);
+            file << page;
+            return static_cast<bool>(file.flush());
+        });
+        if (written)
+            m_writer.Created(m_options.report);
+        else
+            m_writer.Error(L"cannot be written: " + SystemText(GetLastError()), m_options.report);
+        return written;
+    }
+
+    const EstimateOptions& m_options;
+    RecordWriter& m_writer;
+    LibraryMessages m_messages{LibraryMessages::Keep::Failures};
+    Scanner m_scanner;
+    EstimateReport m_report;
+};
+
+} // namespace
+
+ExitCode RunEstimate(const EstimateOptions& options, RecordWriter& writer)
+{
+    return EstimateRun(options, writer).Run();
+}

@@ -1,0 +1,23 @@
+// orbwatch estimate: how much a selection holds, and how edits would change that.
+#pragma once
+
+#include "host/ExitCode.h"
+#include "host/RecordWriter.h"
+#include "host/Selection.h"
+
+struct EstimateEdit {
+    enum class Kind { Include, Exclude, Profile };
+    Kind kind;
+    std::wstring path; // absolute
+    int profile = 0;
+};
+
+struct EstimateOptions {
+    SelectionFiles files;
+    std::wstring stats;
+    std::wstring mask;               // what folders that are included by an edit leave out
+    std::vector<EstimateEdit> edits; // in the order of the command line
+    std::wstring report;             // a page to be written; empty: none
+};
+
+ExitCode RunEstimate(const EstimateOptions& options, RecordWriter& writer);

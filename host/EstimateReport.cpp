@@ -1,0 +1,132 @@
+#include "host/EstimateReport.h"
+
+#include "host/Console.h"
+#include "host/PathSpelling.h"
+#include "host/RecordFields.h"
+#include "host/report/ReportPage.h"
+
+#include <nlohmann/json.hpp>
+
+#include <map>
+#include <memory>
+
+namespace
+{
+
+using Json = nlohmann::ordered_json;
+
+// A folder of less than this share of everything is shown with its neighbours as one.
+constexpr std::uint64_t SmallestShare = 2000;
+
+struct Node {
+    std::wstring path;
+    SizeTotal total;
+    std::vector<Node*> folders;
+};
+
+// The folders of an estimate as a tree; those that are too small to be seen are left out.
+class Tree
+{
+public:
+    explicit Tree(const Estimate& estimate)
+    {
+        m_top.total = estimate.included;
+        // Largest first: a folder comes after those that it lies in, or beside them when it is all that they hold.
+        for (const Estimate::Folder& folder : estimate.folders) {
+            if (folder.total.bytes * SmallestShare < estimate.included.bytes)
+                continue;
+            const std::wstring path(folder.path.View());
+            m_nodes[path] = {path, folder.total, {}};
+        }
+        for (auto& [path, node] : m_nodes)
+            ParentOf(path).folders.push_back(&node);
+    }
+
+    Json ToJson() { return ToJson(m_top, L""); }
+
+private:
+    Node& ParentOf(std::wstring path)
+    {
+        for (std::size_t slash = path.rfind(L'\\'); slash != std::wstring::npos && slash != 0;
+             slash = path.rfind(L'\\')) {
+            path.resize(slash);
+            if (const auto found = m_nodes.find(path); found != m_nodes.end())
+                return found->second;
+        }
+        return m_top;
+    }
+
+    Json ToJson(const Node& node, const std::wstring& name)
+    {
+        Json made = {{"n", ToUtf8(name)}, {"f", node.total.files}, {"s", node.total.bytes}};
+        if (node.folders.empty())
+            return made;
+        SizeTotal rest = node.total;
+        Json parts = Json::array();
+        for (const Node* folder : node.folders) {
+            rest.files -= folder->total.files;
+            rest.bytes -= folder->total.bytes;
+            parts.push_back(ToJson(*folder, m_spelling.NameOf(folder->path, node.path)));
+        }
+        if (rest.files != 0)
+            parts.push_back({{"n", "files and smaller folders"}, {"f", rest.files}, {"s", rest.bytes}, {"r", true}});
+        made["c"] = std::move(parts);
+        return made;
+    }
+
+    Node m_top;
+    std::map<std::wstring, Node> m_nodes;
+    PathSpelling m_spelling;
+};
+
+Json Row(const std::string& name, const std::string& value, const SizeTotal& total)
+{
+    return {{name, value}, {"files", total.files}, {"size", total.bytes}};
+}
+
+Json DataOf(const EstimateReport& report)
+{
+    const Estimate& estimate = report.estimate;
+    Json data = {{"selection", ToUtf8(report.selection)}, {"made", RecordFields::Now()}};
+    data["total"] = {{"files", estimate.included.files}, {"size", estimate.included.bytes}};
+    data["tree"] = Tree(estimate).ToJson();
+    data["extensions"] = Json::array();
+    for (const Estimate::Extension& row : estimate.extensions)
+        data["extensions"].push_back(Row("name", ToUtf8(row.extension.View()), row.total));
+    data["leftOut"] = Json::array();
+    for (const Estimate::LeftOut& row : estimate.leftOut)
+        data["leftOut"].push_back(Row("rule", ToUtf8(RuleText(row.decision, row.rule)), row.total));
+    data["unreadable"] = Json::array();
+    for (const std::wstring& path : report.unreadable)
+        data["unreadable"].push_back(ToUtf8(path));
+    data["edits"] = Json::array();
+    for (const EstimateStep& step : report.steps)
+        data["edits"].push_back(Row("edit", ToUtf8(step.edit), step.total));
+    return data;
+}
+
+} // namespace
+
+std::wstring RuleText(InclusionType decision, const FilterPtr& rule)
+{
+    if (!rule)
+        return decision == NotIncluded ? L"no rule includes it" : L"in the backup folder";
+    std::wstring text = rule->incEx == WatcherEnum::Exclude ? L"exclude " : L"include ";
+    text += rule->path.View();
+    if (!rule->mask.IsEmpty())
+        text += L" (" + std::wstring(rule->isregex ? L"pattern " : L"mask ") + std::wstring(rule->mask.View()) + L")";
+    if (rule->flags & RuleFlags::AutoExclude)
+        text += L", automatic";
+    return text;
+}
+
+std::string EstimatePage(const EstimateReport& report)
+{
+    std::string data = DataOf(report).dump(-1, ' ', false, Json::error_handler_t::replace);
+    // A name must not end the element that the data stands in.
+    for (std::size_t at = 0; (at = data.find('<', at)) != std::string::npos;)
+        data.replace(at, 1, "\\u003c");
+    std::string page = ReportPage;
+    const std::string place = "/*DATA*/";
+    return page.replace(page.find(place), place.size(), data);
+}

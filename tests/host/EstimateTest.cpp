@@ -1,0 +1,177 @@
+// How much a selection holds.
+#include "tests/host/HostTest.h"
+
+#include <map>
+
+namespace
+{
+
+class EstimateRuns : public HostTest
+{
+protected:
+    EstimateRuns()
+    {
+        Write(L"docs\\a.doc", std::string(1000, 'a'));
+        Write(L"docs\\deep\\b.txt", std::string(200, 'b'));
+        Write(L"pictures\\c.JPG", std::string(3000, 'c'));
+        Write(L"out\\d.txt", std::string(50, 'd'));
+        WriteSelection(TreeItem() + Item(L"path=\"" + InTree(L"out") +
+                                         L"\" type=\"1\" includeSub=\"1\" exclude=\"1\" "
+                                         L"pluginId=\"7\""));
+    }
+    Arguments Command(const Arguments& more = {}) const
+    {
+        return Joined({L"estimate", L"--json", L"--data", Path(L"selection.xml")}, more);
+    }
+    std::vector<Json> Run(const Arguments& more = {}, int code = 0) const
+    {
+        HostProcess host(Command(more));
+        EXPECT_EQ(host.Finish(), code);
+        return host.Records();
+    }
+    struct Sum {
+        std::uint64_t files, size;
+        bool operator==(const Sum&) const = default;
+    };
+    static Sum SumOf(const Json& record) { return {record.at("files"), record.at("size")}; }
+    static std::vector<Sum> Totals(const std::vector<Json>& records)
+    {
+        std::vector<Sum> totals;
+        for (const Json& record : OfType(records, "total")) {
+            EXPECT_EQ(record.at("step"), totals.size());
+            totals.push_back(SumOf(record));
+        }
+        return totals;
+    }
+    static std::map<std::string, Sum> Rows(const std::vector<Json>& records, const char* type)
+    {
+        std::map<std::string, Sum> rows;
+        for (const Json& record : OfType(records, type))
+            rows.emplace(record.at("name").get<std::string>(), SumOf(record));
+        return rows;
+    }
+    // As the estimate names it.
+    std::string Lower(const std::wstring& path) const
+    {
+        CString text(path.c_str());
+        return Utf8(std::wstring(text.MakeLower()));
+    }
+};
+
+TEST_F(EstimateRuns, TellTheTotalTheFoldersTheKindsOfFileAndWhatIsLeftOut)
+{
+    const std::vector<Json> records = Run();
+    EXPECT_EQ(Totals(records), (std::vector<Sum>{{3, 4200}}));
+    const auto folders = Rows(records, "folder");
+    EXPECT_EQ(folders.at(Lower(tree)), (Sum{3, 4200}));
+    EXPECT_EQ(folders.at(Lower(InTree(L"docs"))), (Sum{2, 1200}));
+    EXPECT_EQ(folders.at(Lower(InTree(L"docs\\deep"))), (Sum{1, 200}));
+    EXPECT_FALSE(folders.contains(Lower(InTree(L"out"))));
+    const auto kinds = Rows(records, "extension");
+    EXPECT_EQ(kinds.at(".jpg"), (Sum{1, 3000}));
+    EXPECT_EQ(kinds.at(".txt"), (Sum{1, 200}));
+    const std::vector<Json> leftOut = OfType(records, "leftOut");
+    ASSERT_EQ(leftOut.size(), 1u);
+    EXPECT_EQ(SumOf(leftOut[0]), (Sum{1, 50}));
+    EXPECT_EQ(leftOut[0].at("rule"), Utf8(L"exclude " + InTree(L"out\\")));
+    EXPECT_EQ(SumOf(records.back()), (Sum{3, 4200}));
+    EXPECT_EQ(records.back().at("unreadable"), 0);
+}
+
+TEST_F(EstimateRuns, CountAfterEachEditInTheOrderOfTheCommandLine)
+{
+    const std::vector<Json> records = Run({L"--exclude", InTree(L"docs"), InTree(L"pictures"), L"--include",
+                                           InTree(L"docs\\deep"), L"--exclude", InTree(L"docs\\deep\\b.txt")});
+    EXPECT_EQ(Totals(records), (std::vector<Sum>{{3, 4200}, {1, 3000}, {0, 0}, {1, 200}, {0, 0}}));
+    EXPECT_EQ(OfType(records, "total")[1].at("edit"), Utf8(L"exclude " + InTree(L"docs\\")));
+    EXPECT_EQ(OfType(records, "total")[4].at("edit"), Utf8(L"exclude " + InTree(L"docs\\deep\\b.txt")));
+}
+
+TEST_F(EstimateRuns, IncludeWhatTheSelectionDoesNotHold)
+{
+    std::filesystem::create_directories(Path(L"elsewhere"));
+    folder.WriteBytes(L"elsewhere\\x.tmp", "12345");
+    folder.WriteBytes(L"elsewhere\\y.txt", "123");
+    EXPECT_EQ(Totals(Run({L"--include", Path(L"elsewhere")})), (std::vector<Sum>{{3, 4200}, {5, 4208}}));
+    EXPECT_EQ(Totals(Run({L"--mask", L".tmp", L"--include", Path(L"elsewhere")})),
+              (std::vector<Sum>{{3, 4200}, {4, 4203}}));
+}
+
+TEST_F(EstimateRuns, OfPickedProfilesBeginWithNothing)
+{
+    EXPECT_EQ(Totals(Run({L"--profile", L"7", L"8"})), (std::vector<Sum>{{0, 0}, {3, 4200}, {3, 4200}}));
+}
+
+TEST_F(EstimateRuns, CountASelectedLinkToItselfAsUnreadable)
+{
+    const std::wstring link = InTree(L"circle");
+    ASSERT_TRUE(MakeLink(link, link));
+    WriteSelection(TreeItem() + Item(L"path=\"" + link + L"\" type=\"1\" includeSub=\"1\" pluginId=\"7\""));
+    HostProcess host(Command());
+    EXPECT_EQ(host.Finish(), 3);
+    EXPECT_EQ(host.Records().back().at("unreadable"), 1);
+    EXPECT_EQ(host.Records().back().at("exit"), 3);
+    EXPECT_TRUE(RemoveLink(link));
+}
+
+TEST_F(EstimateRuns, OfADriveThatIsNotThereCountTheOthers)
+{
+    WriteSelection(TreeItem() + Item(L"path=\"Y:\\away\" type=\"1\" includeSub=\"1\" pluginId=\"7\""));
+    EXPECT_EQ(Totals(Run()), (std::vector<Sum>{{4, 4250}}));
+}
+
+TEST_F(EstimateRuns, WithoutTheirInputAreWrongUsage)
+{
+    HostProcess missing({L"estimate", L"--json", L"--data", Path(L"missing.xml")});
+    EXPECT_EQ(missing.Finish(), 2);
+    EXPECT_EQ(OnlyError(missing).value("path", ""), Utf8(Path(L"missing.xml")));
+    HostProcess noStatistics(Command({L"--stats", Path(L"missing.xml")}));
+    EXPECT_EQ(noStatistics.Finish(), 2);
+    for (const char* bytes : {"<OrbExtensions><Extension", "<Other/>", "no xml"}) {
+        folder.WriteBytes(L"stats.xml", bytes);
+        HostProcess bad(Command({L"--stats", Path(L"stats.xml")}));
+        EXPECT_EQ(bad.Finish(), 2) << bytes;
+        OnlyError(bad);
+    }
+    folder.WriteBytes(L"stats.xml",
+                      "<OrbExtensions defaultRatio=\"x\"><Extension mask=\".a\" ratio=\"y\"/></OrbExtensions>");
+    EXPECT_EQ(Totals(Run({L"--stats", Path(L"stats.xml")})), (std::vector<Sum>{{3, 4200}}));
+}
+
+TEST_F(EstimateRuns, WriteTheirReportAsOnePageWithTheSpellingOfTheDisk)
+{
+    const std::vector<Json> records = Run({L"--report", Path(L"report.html")});
+    ASSERT_EQ(OfType(records, "created").size(), 1u);
+    const std::string page = folder.ReadBytes(L"report.html");
+    const std::string begin = "<script type=\"application/json\" id=\"data\">";
+    const std::size_t from = page.find(begin) + begin.size();
+    const Json data = Json::parse(page.substr(from, page.find("</script>", from) - from));
+    EXPECT_EQ(data.at("total").at("size"), 4200);
+    EXPECT_EQ(data.at("leftOut").at(0).at("size"), 50);
+    EXPECT_EQ(data.at("extensions").size(), 3u);
+    const Json* node = &data.at("tree");
+    EXPECT_EQ(node->at("s"), 4200);
+    while (node->at("c").size() == 1)
+        node = &node->at("c").at(0);
+    std::map<std::string, int> parts;
+    for (const Json& part : node->at("c"))
+        parts[part.at("n")] = part.at("s");
+    EXPECT_EQ(parts, (std::map<std::string, int>{{"docs", 1200}, {"pictures", 3000}}));
+    EXPECT_EQ(page.find("http://"), std::string::npos);
+    EXPECT_EQ(page.find("https://"), std::string::npos);
+}
+
+TEST_F(EstimateRuns, FailWhenTheirReportCannotBeWritten)
+{
+    HostProcess host(Command({L"--report", Path(L"no such folder\\report.html")}));
+    EXPECT_EQ(host.Finish(), 1);
+    EXPECT_EQ(OnlyError(host).value("path", ""), Utf8(Path(L"no such folder\\report.html")));
+}
+
+TEST_F(EstimateRuns, EndWhenTheyAreInterrupted)
+{
+    HostProcess host(Command(), HostProcess::Begin::Interrupted);
+    EXPECT_EQ(host.Finish(), 130);
+}
+
+} // namespace
