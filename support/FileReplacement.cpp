@@ -38,3 +38,11 @@ bool ReplaceWhole(const CString& path, const std::function<bool(const CString& d
     SetLastError(error);
     return false;
 }
+
+bool SetAside(const CString& path)
+{
+    const DWORD attributes = GetFileAttributesW(path);
+    if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_DIRECTORY))
+        return true;
+    return MoveFileExW(path, path + L".bad", MOVEFILE_REPLACE_EXISTING);
+}

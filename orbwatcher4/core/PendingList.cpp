@@ -20,20 +20,21 @@ bool EnterRoot(CMarkup& document)
     return document.FindElement(L"root") && document.EnterElement();
 }
 
-// What is there and is no pending list is kept beside it, and a new one is begun.
-void OpenList(CMarkup& document, const wchar_t* path)
+// What is there and is no pending list is kept beside it, and a new one is begun. False when that cannot be.
+bool OpenList(CMarkup& document, const wchar_t* path)
 {
     const DWORD attributes = GetFileAttributesW(path);
     const bool there = attributes != INVALID_FILE_ATTRIBUTES && !(attributes & FILE_ATTRIBUTE_DIRECTORY);
     if (there) {
         if (document.Load(path) && document.GetParseError().IsEmpty() && EnterRoot(document))
-            return;
+            return true;
+        if (!SetAside(path))
+            return false;
         LogFailure(L"This is no pending list; it is kept with the ending .bad", path);
-        MoveFileExW(path, CString(path) + L".bad", MOVEFILE_REPLACE_EXISTING);
         document = CMarkup();
     }
     document.AppendElement(L"root");
-    document.EnterElement();
+    return document.EnterElement();
 }
 
 } // namespace
@@ -51,7 +52,10 @@ bool COrbWatcher::ExportFilesToXML(const wchar_t* path, int& count)
         }
     }
     CMarkup document;
-    OpenList(document, path);
+    if (!OpenList(document, path)) {
+        LogFailure(L"The pending list cannot be written over what is no such list", path);
+        return true;
+    }
     for (const CString& file : PendingFiles(most)) {
         document.AppendElement(L"item", file);
         ++count;

@@ -116,17 +116,6 @@ bool EnterData(CMarkup& document)
     return document.FindElement(L"Data") && document.EnterElement();
 }
 
-// False when there is nothing to merge into.
-bool Open(CMarkup& document, const CString& path)
-{
-    if (document.Load(path))
-        return true;
-    const DWORD attributes = GetFileAttributesW(path);
-    if (attributes != INVALID_FILE_ATTRIBUTES && !(attributes & FILE_ATTRIBUTE_DIRECTORY))
-        MoveFileExW(path, path + L".bad", MOVEFILE_REPLACE_EXISTING);
-    return false;
-}
-
 bool Save(CMarkup& document, const CString& path)
 {
     return ReplaceWhole(path, [&](const CString& draft) { return document.Save(draft); });
@@ -153,7 +142,11 @@ bool SelectionMerge::MergeIntoFile(const CString& path, const FilterList& rules)
     if (rules.size() > 1)
         KeepFirstTexts(rules);
     CMarkup document;
-    const bool opened = Open(document, path);
+    const bool opened = document.Load(path);
+    if (!opened && !SetAside(path)) {
+        LogFailure(L"Rules could not be merged, the selection can neither be read nor kept beside", path);
+        return false;
+    }
     if (!document.GetParseError().IsEmpty()) {
         LogFailure(L"Rules could not be merged, the selection is malformed", path);
         return false;

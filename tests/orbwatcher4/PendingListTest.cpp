@@ -121,6 +121,16 @@ TEST_F(PendingList, TakesThePlaceOfWhatIsNoneAndKeepsThatBeside)
     }
 }
 
+TEST_F(PendingList, IsNotWrittenOverWhatCannotBeKeptBeside)
+{
+    folder.WriteBytes(L"pending.xml", "no xml at all");
+    folder.WriteBytes(L"pending.xml.bad\\in the way", "");
+    Add(L"C:\\a");
+    EXPECT_EQ(Export(10), 0);
+    EXPECT_EQ(Bytes(), "no xml at all");
+    EXPECT_TRUE(log.Has(L"The pending list cannot be written over what is no such list: " + std::wstring(list)));
+}
+
 TEST_F(PendingList, ThatCannotBeWrittenStaysAsItWasAndIsInTheLog)
 {
     folder.WriteBytes(L"pending.xml", "<root/>");

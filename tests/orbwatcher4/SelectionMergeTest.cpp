@@ -137,6 +137,39 @@ TEST_F(SelectionMerging, AMalformedFileStaysAsItIs)
     EXPECT_TRUE(log.Has(L"Rules could not be merged, the selection is malformed: " + std::wstring(data)));
 }
 
+// Opened by somebody who lets nobody read it, though it may be moved.
+FileHandle Withheld(const CString& path)
+{
+    return FileHandle(
+        CreateFileW(path, GENERIC_READ, FILE_SHARE_DELETE, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+}
+
+TEST_F(SelectionMerging, AFileThatCannotBeReadIsKeptBeside)
+{
+    WriteData("<Data/>");
+    FilterList rules{Rule(L"C:\\a", L"<Item path=\"C:\\a\"/>")};
+    {
+        const FileHandle other = Withheld(data);
+        watcher.XMLMerge(data, rules);
+    }
+    EXPECT_EQ(DataBytes(), "");
+    EXPECT_EQ(folder.ReadBytes(L"data.xml.bad"), "<Data/>");
+    EXPECT_FALSE(rules[0]->itemText.IsEmpty());
+}
+
+TEST_F(SelectionMerging, AFileThatCanNeitherBeReadNorKeptBesideStaysAsItIs)
+{
+    WriteData("<Data/>");
+    folder.WriteBytes(L"data.xml.bad\\in the way", "");
+    FilterList rules{Rule(L"C:\\a", L"<Item path=\"C:\\a\"/>")};
+    {
+        const FileHandle other = Withheld(data);
+        watcher.XMLMerge(data, rules);
+    }
+    EXPECT_EQ(DataBytes(), "<Data/>");
+    EXPECT_FALSE(rules[0]->itemText.IsEmpty());
+}
+
 TEST_F(SelectionMerging, AFileThatCannotBeWrittenStaysAsItIsAndTheTextsStay)
 {
     WriteData("<Data/>");
