@@ -3,6 +3,7 @@
 #include "orbwatcher4/core/WatcherState.h"
 #include "support/FileReplacement.h"
 #include "xml/Markup.h"
+#include "xml/MarkupEscape.h"
 
 #include <string>
 
@@ -37,6 +38,29 @@ bool OpenList(CMarkup& document, const wchar_t* path)
     return document.EnterElement();
 }
 
+bool IsSurrogate(wchar_t unit) { return unit >= 0xD800 && unit <= 0xDFFF; }
+bool IsPair(std::wstring_view text, std::size_t at)
+{
+    return at + 1 < text.size() && text[at] <= 0xDBFF && IsSurrogate(text[at + 1]) && text[at + 1] >= 0xDC00;
+}
+
+// A file name may hold half of a pair. As it is, UTF-8 would join it with the tag behind it, and the list with all its
+// items could not be read any more.
+std::wstring ItemMarkup(const CString& path)
+{
+    std::wstring markup = L"<item>";
+    const std::wstring text = EscapeText(path.View());
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        if (!IsSurrogate(text[at]))
+            markup += text[at];
+        else if (IsPair(text, at))
+            markup.append(text, at++, 2);
+        else
+            markup += L"&#" + std::to_wstring(static_cast<unsigned>(text[at])) + L";";
+    }
+    return markup + L"</item>";
+}
+
 } // namespace
 
 bool COrbWatcher::ExportFilesToXML(const wchar_t* path, int& count)
@@ -57,8 +81,10 @@ bool COrbWatcher::ExportFilesToXML(const wchar_t* path, int& count)
         return true;
     }
     for (const CString& file : PendingFiles(most)) {
-        document.AppendElement(L"item", file);
-        ++count;
+        if (document.InsertMarkup(ItemMarkup(file).c_str()))
+            ++count;
+        else
+            LogFailure(L"A pending file is missing in the list", file);
     }
     document.AppendElement(L"count", std::to_wstring(count).c_str());
     if (!ReplaceWhole(path, [&](const CString& draft) { return document.Save(draft); }))

@@ -5,6 +5,8 @@
 namespace
 {
 
+using Expected = std::vector<std::pair<std::string, std::wstring>>;
+
 class PendingList : public WatcherFixture
 {
 protected:
@@ -46,13 +48,23 @@ protected:
     const CString list = folder.Path(L"pending.xml");
 };
 
-using Expected = std::vector<std::pair<std::string, std::wstring>>;
-
 TEST_F(PendingList, HoldsThePathOfEachPendingFileAndHowManyTheyAre)
 {
     Add(L"C:\\a & b\\<1>.txt");
     EXPECT_EQ(Export(100), 1);
     EXPECT_EQ(Elements(), (Expected{{"item", L"C:\\a & b\\<1>.txt"}, {"count", L"1"}}));
+}
+
+TEST_F(PendingList, HoldsANameWithHalfOfAPairWithoutHarmToTheOthers)
+{
+    const std::vector<CString> files = {L"C:\\half \xD800", L"C:\\\xDC00\xD83D\xDE00", L"C:\\\xD83D\xDE00.txt"};
+    for (const CString& file : files)
+        Add(file);
+    EXPECT_EQ(Export(10), 3);
+    const Expected elements = Elements();
+    ASSERT_EQ(elements.size(), 4u);
+    for (const CString& file : files)
+        EXPECT_EQ(std::count(elements.begin(), elements.end(), Expected::value_type("item", file.GetString())), 1);
 }
 
 TEST_F(PendingList, ANothingPendingLeavesTheFileAlone)
