@@ -7,6 +7,7 @@
 #include "support/FileReplacement.h"
 #include "support/Numbers.h"
 #include "xml/Markup.h"
+#include "xml/TextFile.h"
 
 #include <unordered_map>
 #include <unordered_set>
@@ -85,25 +86,32 @@ public:
         }
     }
 
-    // The cursor stands in "Data".
-    void Into(CMarkup& document)
+    // The cursor stands in "Data". False when the document refuses a rule; the others are in it.
+    bool Into(CMarkup& document)
     {
+        bool all = true;
         while (document.FindElement(L"Item")) {
             const auto place = m_places.find(WithoutBackslash(document.GetAttribute(L"path")));
             if (place == m_places.end() || place->second.IsSettled())
                 continue;
             const CString text = place->second.Replacing(document);
-            if (!text.IsEmpty() && !document.ReplaceElement(text))
-                LogFailure(L"A rule could not be merged", place->first);
+            all = (text.IsEmpty() || Said(document.ReplaceElement(text), place->first)) && all;
         }
         for (Places::value_type* place : m_order) {
             const CString text = place->second.IsSettled() ? CString() : place->second.New();
-            if (!text.IsEmpty() && !document.InsertMarkup(text))
-                LogFailure(L"A rule could not be merged", place->first);
+            all = (text.IsEmpty() || Said(document.InsertMarkup(text), place->first)) && all;
         }
+        return all;
     }
 
 private:
+    static bool Said(bool merged, const CString& path)
+    {
+        if (!merged)
+            LogFailure(L"A rule could not be merged", path);
+        return merged;
+    }
+
     using Places = std::unordered_map<CString, Place, HashText, EqualText>;
 
     Places m_places; // a folder's path is written with its last backslash or without
@@ -116,9 +124,16 @@ bool EnterData(CMarkup& document)
     return document.FindElement(L"Data") && document.EnterElement();
 }
 
+// A text that its encoding cannot hold, or a disk that was full from the first byte on, shows in the reading only.
+bool ReadsBack(const CString& path, const CMarkup& document)
+{
+    CString text;
+    return ReadTextFile(path, text, nullptr, nullptr) && text == document.GetDoc();
+}
+
 bool Save(CMarkup& document, const CString& path)
 {
-    return ReplaceWhole(path, [&](const CString& draft) { return document.Save(draft); });
+    return ReplaceWhole(path, [&](const CString& draft) { return document.Save(draft) && ReadsBack(draft, document); });
 }
 
 } // namespace
@@ -154,14 +169,15 @@ bool SelectionMerge::MergeIntoFile(const CString& path, const FilterList& rules)
     std::vector<CString> texts;
     for (const FilterPtr& rule : rules)
         texts.push_back(rule->itemText);
-    const bool merged = opened && EnterData(document);
-    if (merged)
-        Merging(rules).Into(document);
-    if (Save(document, path) && merged)
+    const bool found = opened && EnterData(document);
+    const bool merged = found && Merging(rules).Into(document);
+    const bool saved = Save(document, path);
+    if (saved && merged)
         return true;
-    LogFailure(merged ? L"Rules could not be merged, the selection cannot be written"
-                      : L"Rules could not be merged, there is no selection to merge them into",
-               path);
+    if (!found)
+        LogFailure(L"Rules could not be merged, there is no selection to merge them into", path);
+    else if (!saved)
+        LogFailure(L"Rules could not be merged, the selection cannot be written", path);
     for (std::size_t i = 0; i < rules.size(); ++i)
         rules[i]->itemText = texts[i];
     return false;

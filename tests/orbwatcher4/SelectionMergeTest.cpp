@@ -170,6 +170,26 @@ TEST_F(SelectionMerging, AFileThatCanNeitherBeReadNorKeptBesideStaysAsItIs)
     EXPECT_FALSE(rules[0]->itemText.IsEmpty());
 }
 
+TEST_F(SelectionMerging, ARuleThatTheSelectionRefusesKeepsItsTextAndTheOthersGetIn)
+{
+    WriteData("<Data/>");
+    const FilterList rules{Rule(L"C:\\a", L"<Item path=\"C:\\a\""), Rule(L"C:\\b", L"<Item path=\"C:\\b\"/>")};
+    EXPECT_FALSE(SelectionMerge::MergeIntoFile(data, rules));
+    EXPECT_EQ(DataBytes(), "<Data><Item path=\"C:\\b\"/></Data>");
+    EXPECT_FALSE(rules[0]->itemText.IsEmpty());
+    EXPECT_TRUE(log.Has(L"A rule could not be merged: C:\\a"));
+}
+
+TEST_F(SelectionMerging, ARuleThatWouldNotReadBackLeavesTheSelectionAsItIs)
+{
+    WriteData("<Data/>");
+    // In UTF-8 the half of a pair would take the quotation mark along.
+    const FilterList rules{Rule(L"C:\\\xD800", L"<Item path=\"C:\\\xD800\"/>")};
+    EXPECT_FALSE(SelectionMerge::MergeIntoFile(data, rules));
+    EXPECT_EQ(DataBytes(), "<Data/>");
+    EXPECT_FALSE(rules[0]->itemText.IsEmpty());
+}
+
 TEST_F(SelectionMerging, AFileThatCannotBeWrittenStaysAsItIsAndTheTextsStay)
 {
     WriteData("<Data/>");
