@@ -40,6 +40,13 @@ PendingExported FromJson(const std::string& text)
     return {answer.value("any", false), answer.value("count", 0), FromUtf8(answer.value("failure", ""))};
 }
 
+// Anybody may write to the pipe, and the watch must go on.
+bool IsRequest(const Json& request)
+{
+    return request.is_object() && request.contains("to") && request["to"].is_string() && request.contains("max") &&
+           request["max"].is_number_integer();
+}
+
 // An operation on a pipe with a limit; the bytes that it moved, or nothing.
 template <typename Operation>
 std::optional<DWORD> Within(DWORD limit, HANDLE pipe, Operation operation)
@@ -153,8 +160,8 @@ void ExportServer::Reply(DWORD bytes)
 {
     const Json request = Json::parse(m_request, m_request + bytes, nullptr, false);
     PendingExported exported{false, 0, L"this is no request"};
-    if (request.is_object() && request.contains("to"))
-        exported = ExportPending(m_watcher, {FromUtf8(request.value("to", "")), request.value("max", 0)});
+    if (IsRequest(request))
+        exported = ExportPending(m_watcher, {FromUtf8(request["to"].get<std::string>()), request["max"].get<int>()});
     m_reply = ToJson(exported).dump(-1, ' ', false, Json::error_handler_t::replace).substr(0, LongestReply);
     ResetEvent(m_done.Get());
     Begin(Step::Answering, WriteFile(m_pipe.Get(), m_reply.data(), static_cast<DWORD>(m_reply.size()), nullptr, &m_io));

@@ -1,4 +1,6 @@
 // What is pending, as a list in a file.
+#include "support/Handle.h"
+#include "support/Hashes.h"
 #include "tests/host/HostTest.h"
 
 #include <set>
@@ -100,6 +102,25 @@ TEST_F(Export, OfAnUnreadableSelectionWithoutAWatchIsWrongInput)
     folder.WriteBytes(L"selection.xml", "<Data><Item");
     HostProcess host(Command());
     EXPECT_EQ(host.Finish(), 2);
+}
+
+TEST_F(Export, WhatIsNoRequestIsRefusedAndTheWatchGoesOn)
+{
+    const auto watch = CollectTwo();
+    CString pipe;
+    pipe.Format(L"\\\\.\\pipe\\orbwatch-export-%016I64x", PathHash64(data));
+    for (const std::string request : {R"({"to":5,"max":1})", R"({"to":"x","max":"all"})", R"({"to":"x"})", "?"}) {
+        ASSERT_TRUE(WaitNamedPipeW(pipe, 30000));
+        char answer[4096] = {};
+        const FileHandle client(CreateFileW(pipe, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+        DWORD bytes = 0;
+        ASSERT_TRUE(WriteFile(client.Get(), request.data(), static_cast<DWORD>(request.size()), &bytes, nullptr));
+        ASSERT_TRUE(ReadFile(client.Get(), answer, sizeof answer - 1, &bytes, nullptr)) << request;
+        EXPECT_NE(std::string(answer).find("this is no request"), std::string::npos) << request;
+    }
+    EXPECT_EQ(Exported(), 2);
+    watch->Interrupt();
+    EXPECT_EQ(watch->Finish(), 130);
 }
 
 TEST_F(Export, ManyAtOnceAreAnsweredOneAfterTheOther)
