@@ -30,7 +30,7 @@ struct SizeTotal {
     bool operator==(const SizeTotal&) const = default;
 };
 
-// Every list has its largest first.
+// Every list has its largest first, and what is as large by name.
 struct Estimate {
     struct Folder {
         CString path; // in lower case, without a backslash at its end

@@ -5,11 +5,24 @@
 namespace
 {
 
+const CString& NameOf(const Estimate::Folder& row) { return row.path; }
+const CString& NameOf(const Estimate::Extension& row) { return row.extension; }
+
+CString NameOf(const Estimate::LeftOut& row)
+{
+    return row.rule ? row.rule->path + L'|' + row.rule->mask : CString(); // in no path
+}
+
+// Rows of one size by their names, so that the same files always give the same list.
 template <typename Rows>
 void LargestFirst(Rows& rows)
 {
-    std::stable_sort(rows.begin(), rows.end(), [](const auto& left, const auto& right) {
-        return std::pair(left.total.bytes, left.total.files) > std::pair(right.total.bytes, right.total.files);
+    std::sort(rows.begin(), rows.end(), [](const auto& left, const auto& right) {
+        if (left.total.bytes != right.total.bytes)
+            return left.total.bytes > right.total.bytes;
+        if (left.total.files != right.total.files)
+            return left.total.files > right.total.files;
+        return NameOf(left) < NameOf(right);
     });
 }
 

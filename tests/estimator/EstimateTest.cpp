@@ -48,10 +48,13 @@ TEST_F(EstimateRows, ExtensionsAreSummedLargestFirst)
     Find(L"B:\\dir.x\\b.DOC", 2);
     Find(L"B:\\dir.x\\readme", 9);
     Find(L"B:\\.profile", 4);
+    Find(L"B:\\z.aaa", 4);
+    Find(L"B:\\a.zzz", 4);
     Rows rows;
     for (const Estimate::Extension& row : scanner.GetEstimate().extensions)
         rows.emplace_back(row.extension, row.total);
-    EXPECT_EQ(rows, (Rows{{L"", {1, 9}}, {L".profile", {1, 4}}, {L".doc", {2, 3}}}));
+    EXPECT_EQ(rows,
+              (Rows{{L"", {1, 9}}, {L".aaa", {1, 4}}, {L".profile", {1, 4}}, {L".zzz", {1, 4}}, {L".doc", {2, 3}}}));
 }
 
 TEST_F(EstimateRows, WhatIsLeftOutHasItsRule)
