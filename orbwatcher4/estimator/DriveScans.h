@@ -33,6 +33,7 @@ public:
     bool Wait(HANDLE abort);
     // The same, and ends them.
     void End();
+    bool IsEnding() const { return m_ending; }
 
     void SetStartThread(StartThread start) { m_start = start; }
 

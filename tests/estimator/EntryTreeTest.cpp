@@ -48,10 +48,13 @@ TEST_F(EntryTree, CaseIsOfNoMatterInAnyAlphabet)
     Insert(L"C:\\\u00E4RGER\\\u03C3", 4);
     EXPECT_EQ(Files(), (Sizes{{L"c:\\\u00E4rger\\\u03C3", 3}}));
     EXPECT_TRUE(Find(L"c:\\\u00C4RGER\\\u03C3"));
-    // A letter whose lower case is another one's, too, keeps its own name.
-    Insert(L"C:\\\u0130");
-    Insert(L"C:\\I");
-    EXPECT_EQ(Files().size(), 3u);
+}
+
+TEST_F(EntryTree, LettersThatShareTheirLowerCaseAreNotOneName)
+{
+    for (const wchar_t* path : {L"C:\\K", L"C:\\\u212A", L"C:\\\u03A9", L"C:\\\u2126", L"C:\\I", L"C:\\\u0130"})
+        Insert(path);
+    EXPECT_EQ(Files().size(), 6u);
 }
 
 TEST_F(EntryTree, FoldersAreMadeOnTheWayAndHaveNoSize)

@@ -302,23 +302,6 @@ TEST_F(ScanRun, OnceStoppedNothingIsScannedAnyMore)
     EXPECT_EQ(Total(), 0u) << "a recount runs again";
 }
 
-TEST_F(ScanRun, AfterAScanThatWasStoppedAFolderIsReadWhole)
-{
-    Write(L"d\\e\\a.txt", 3);
-    Configure(FolderItem(Tree()));
-    CloseGate();
-    std::thread stopper([&] {
-        while (g_started < 1) {
-        }
-        scanner.Stop();
-        OpenGate();
-    });
-    scanner.Start();
-    stopper.join();
-    scanner.AddPath(Tree(), true);
-    EXPECT_EQ(Total(), 3u);
-}
-
 TEST_F(ScanRun, WheneverItIsStoppedItEndsAndKeepsWhatItHasFound)
 {
     for (int i = 0; i < 60; ++i)

@@ -227,6 +227,7 @@ TEST_F(ScannerEdit, ACopySharesTheCacheAndHasRulesOfItsOwn)
     Scanner copy(scanner);
     scanner.AddPath(Tree(), true);
     EXPECT_EQ(ScannerAccess::Cache(copy), ScannerAccess::Cache(scanner));
+    EXPECT_EQ(ScannerAccess::CacheLock(copy), ScannerAccess::CacheLock(scanner));
     copy.UpdateTotals();
     EXPECT_EQ(copy.GetTotalSize(), 0.0);
     copy = scanner;

@@ -19,6 +19,7 @@ class ScannerAccess
 {
 public:
     static const FSEntrySetPtr& Cache(const Scanner& scanner) { return scanner.m_entryCache; }
+    static SpinFlag* CacheLock(const Scanner& scanner) { return scanner.m_cacheLock.get(); }
     static OrbFilter& Selection(Scanner& scanner) { return scanner.m_selection; }
     static OrbFilter& AllFilters(Scanner& scanner) { return scanner.m_allFilters; }
     static ExtensionMap& Extensions(Scanner& scanner) { return scanner.m_extensionMap; }

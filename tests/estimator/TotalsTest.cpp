@@ -176,6 +176,20 @@ TEST_F(Totals, FindsOnManyThreadsAreAllCounted)
     EXPECT_EQ(Total(), 4 * 2000 * 3u + 2000 * 2u);
 }
 
+TEST_F(Totals, FindsOfACopyGoIntoTheSameCacheAtTheSameTime)
+{
+    Select();
+    Scanner copy(scanner);
+    std::thread other([&] {
+        for (int i = 0; i < 5000; ++i)
+            copy.FileFoundCallback((L"B:\\copy" + std::to_wstring(i)).c_str(), 1);
+    });
+    for (int i = 0; i < 5000; ++i)
+        Find(std::to_wstring(i));
+    other.join();
+    EXPECT_EQ(Total(), 10000u);
+}
+
 TEST_F(Totals, TwoHundredThousandFilesAreRecounted)
 {
     Select();
