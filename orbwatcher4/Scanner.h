@@ -43,7 +43,8 @@ public:
 
     // --- Editing the selection. A path that ends in a backslash is a folder, any other a single file. What is not in
     // the cache yet is scanned at once, on the calling thread; a folder of which anything was met counts as cached
-    // (ScanPath fills it). ---
+    // (ScanPath fills it). A rule that is not recursive speaks of the folder itself alone: none of its files
+    // counts. ---
 
     void AddPath(const wchar_t* path, bool recursive);
     void AddPath(std::vector<CString> paths, bool recursive);
