@@ -4,6 +4,7 @@
 #include "host/EstimateReport.h"
 #include "host/LibraryMessages.h"
 #include "orbwatcher4/Scanner.h"
+#include "support/CaseFold.h"
 #include "support/FileReplacement.h"
 #include "support/Handle.h"
 
@@ -119,12 +120,16 @@ private:
     // All profiles of the stored selection, unless the command line picks some.
     void CountSelection()
     {
+        SelectionView selection(m_options.files);
+        for (const SelectionView::Folder& folder : selection.IncludedFolders())
+            if (folder.withSubfolders)
+                m_scanned.push_back(folder.path);
         m_scanner.SetFileFolderFilter(m_options.mask.c_str());
         const bool picked = std::any_of(m_options.edits.begin(), m_options.edits.end(), [](const EstimateEdit& edit) {
             return edit.kind == EstimateEdit::Kind::Profile;
         });
         if (!picked)
-            m_scanner.AddProfile(SelectionView(m_options.files).Profiles());
+            m_scanner.AddProfile(selection.Profiles());
         Count(L"scan");
     }
 
@@ -137,11 +142,24 @@ private:
         }
         const bool folder = IsFolder(edit.path) && !edit.path.ends_with(L'\\');
         const std::wstring path = edit.path + (folder ? L"\\" : L"");
-        if (edit.kind == EstimateEdit::Kind::Include)
+        if (edit.kind == EstimateEdit::Kind::Include) {
+            // The library takes a folder of which it has met anything for scanned.
+            if (path.ends_with(L'\\') && !IsScanned(path)) {
+                m_scanner.ScanPath(path.c_str(), true);
+                m_scanned.push_back(path);
+            }
             m_scanner.AddPath(path.c_str(), true);
-        else
+        }
+        if (edit.kind == EstimateEdit::Kind::Exclude)
             m_scanner.RemovePath(path.c_str(), true);
         Count((edit.kind == EstimateEdit::Kind::Include ? L"include " : L"exclude ") + path);
+    }
+
+    // With all that is below it.
+    bool IsScanned(const std::wstring& path) const
+    {
+        return std::any_of(m_scanned.begin(), m_scanned.end(),
+                           [&](const std::wstring& folder) { return BeginsNoCase(path, folder); });
     }
 
     void Count(const std::wstring& edit)
@@ -196,6 +214,7 @@ private:
     LibraryMessages m_messages{LibraryMessages::Keep::Failures};
     Scanner m_scanner;
     EstimateReport m_report;
+    std::vector<std::wstring> m_scanned; // folders, each ending in a backslash
 };
 
 } // namespace

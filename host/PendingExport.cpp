@@ -35,7 +35,10 @@ Json ToJson(const PendingExported& exported)
 PendingExported FromJson(const std::string& text)
 {
     const Json answer = Json::parse(text, nullptr, false);
-    if (!answer.is_object())
+    const bool whole = answer.is_object() && answer.contains("any") && answer["any"].is_boolean() &&
+                       answer.contains("count") && answer["count"].is_number_integer() && answer.contains("failure") &&
+                       answer["failure"].is_string();
+    if (!whole)
         return {false, 0, L"the running watch gave no answer"};
     return {answer.value("any", false), answer.value("count", 0), FromUtf8(answer.value("failure", ""))};
 }

@@ -254,13 +254,13 @@ private:
     void RemoveDrive(const CString& root);
     void StopThreads();
     struct TakenRules {
-        AddQueueItemResult result = RulesNotLoaded;
-        bool merged = true;    // into the selection file
-        FilterList exclusions; // among the rules that were queued
+        bool loaded = false;
+        bool merged = true; // into the selection file
+        FilterList accepted;
     };
-    TakenRules TakeNewRules(const wchar_t* xmlPath, std::vector<ExcludedInfo>* excluded, bool mergeOnly);
+    TakenRules TakeNewRules(const wchar_t* xmlPath);
     bool QueueAcceptedRules(const FilterList& accepted, std::vector<ExcludedInfo>* excluded);
-    void MarkExclusions(const FilterList& exclusions);
+    void MarkExclusions(const FilterList& accepted);
     void RequestDrive(const wchar_t* path);
     void RemovePending(const CString& prefix, const std::function<bool(const CString&)>& chosen);
     void RemovePendingFile(CString path);

@@ -8,9 +8,6 @@
 
 #include <shlwapi.h>
 
-#include <algorithm>
-#include <iterator>
-
 AddQueueItemResult COrbWatcher::AddNewQueueItem(const wchar_t* xmlPath, bool deleteWhenDone,
                                                 std::vector<ExcludedInfo>* excluded, int mergeOnly)
 {
@@ -19,42 +16,40 @@ AddQueueItemResult COrbWatcher::AddNewQueueItem(const wchar_t* xmlPath, bool del
     m->BeginRun();
     if (!xmlPath || !PathFileExistsW(xmlPath))
         return RulesNotLoaded;
-    const TakenRules taken = TakeNewRules(xmlPath, excluded, mergeOnly != 0);
-    // With the filter free: a walk may take long, and so may the service.
-    MarkExclusions(taken.exclusions);
+    const TakenRules taken = TakeNewRules(xmlPath);
+    AddQueueItemResult result = taken.loaded ? RulesQueued : RulesNotLoaded;
+    if (!mergeOnly) {
+        // With the filter free: a walk may take long, and so may the overlay service.
+        if (QueueAcceptedRules(taken.accepted, excluded))
+            result = ExclusionsFound;
+        MarkExclusions(taken.accepted);
+    }
     // Rules that did not get into the selection file would be gone at the next start.
-    if (deleteWhenDone && taken.merged && taken.result != ExclusionsFound)
+    if (deleteWhenDone && taken.merged && result != ExclusionsFound)
         DeleteFileW(xmlPath);
-    return taken.result;
+    return result;
 }
 
-COrbWatcher::TakenRules COrbWatcher::TakeNewRules(const wchar_t* xmlPath, std::vector<ExcludedInfo>* excluded,
-                                                  bool mergeOnly)
+COrbWatcher::TakenRules COrbWatcher::TakeNewRules(const wchar_t* xmlPath)
 {
     const ObjectLock lock(m->locks, &m->filter);
     TakenRules taken;
-    FilterList loaded, accepted;
-    if (!m->filter.LoadXmlFilter(xmlPath, false, &loaded, false, true))
+    FilterList loaded;
+    taken.loaded = m->filter.LoadXmlFilter(xmlPath, false, &loaded, false, true);
+    if (!taken.loaded)
         return taken;
     for (const FilterPtr& rule : loaded)
         if (m->filter.CheckRuleNoConflict(rule)) {
             m->filter.AddSingleFilter(rule, false);
-            accepted.push_back(rule);
+            taken.accepted.push_back(rule);
         } else {
             g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"A rule contradicts the selection and is left out: %s",
                               rule->path.GetString());
         }
-    taken.merged = m->dataXmlPath.IsEmpty() || SelectionMerge::MergeIntoFile(m->dataXmlPath, accepted);
-    taken.result = RulesQueued;
+    taken.merged = m->dataXmlPath.IsEmpty() || SelectionMerge::MergeIntoFile(m->dataXmlPath, taken.accepted);
     // In order also when nothing is queued: checks rely on it.
-    if (!accepted.empty())
+    if (!taken.accepted.empty())
         m->filter.Sort();
-    if (mergeOnly)
-        return taken;
-    std::copy_if(accepted.begin(), accepted.end(), std::back_inserter(taken.exclusions),
-                 [](const FilterPtr& rule) { return rule->incEx != WatcherEnum::Include; });
-    if (QueueAcceptedRules(accepted, excluded))
-        taken.result = ExclusionsFound;
     return taken;
 }
 
@@ -75,11 +70,13 @@ bool COrbWatcher::QueueAcceptedRules(const FilterList& accepted, std::vector<Exc
     return exclusionsMet;
 }
 
-void COrbWatcher::MarkExclusions(const FilterList& exclusions)
+void COrbWatcher::MarkExclusions(const FilterList& accepted)
 {
     if (!m->overlay)
         return;
-    for (const FilterPtr& rule : exclusions) {
+    for (const FilterPtr& rule : accepted) {
+        if (rule->incEx == WatcherEnum::Include)
+            continue;
         OverlayRemover remover(*m);
         if (rule->type != 1 && !IsDirectory(rule->path))
             remover.FileFoundCallback(rule->path, 0);

@@ -97,6 +97,13 @@ TEST_F(EstimateRuns, IncludeWhatTheSelectionDoesNotHold)
               (std::vector<Sum>{{3, 4200}, {4, 4203}}));
 }
 
+TEST_F(EstimateRuns, IncludeAFolderOfWhichTheSelectionHoldsAPart)
+{
+    WriteSelection(Item(L"path=\"" + InTree(L"docs\\deep") + L"\" type=\"1\" includeSub=\"1\" pluginId=\"7\""));
+    EXPECT_EQ(Totals(Run({L"--include", InTree(L"docs"), InTree(L"pictures")})),
+              (std::vector<Sum>{{1, 200}, {2, 1200}, {3, 4200}}));
+}
+
 TEST_F(EstimateRuns, OfPickedProfilesBeginWithNothing)
 {
     EXPECT_EQ(Totals(Run({L"--profile", L"7", L"8"})), (std::vector<Sum>{{0, 0}, {3, 4200}, {3, 4200}}));
