@@ -3,14 +3,15 @@
 #include "host/Console.h"
 #include "host/EstimateReport.h"
 #include "host/LibraryMessages.h"
+#include "mfc/CEvent.h"
 #include "orbwatcher4/Scanner.h"
 #include "support/CaseFold.h"
 #include "support/FileReplacement.h"
 #include "support/Handle.h"
 
 #include <algorithm>
-#include <atomic>
 #include <fstream>
+#include <functional>
 #include <optional>
 #include <thread>
 
@@ -44,9 +45,11 @@ public:
             return ExitInterrupted;
         if (!TellMessages())
             return ExitUsage;
-        CountSelection();
+        if (!CountSelection())
+            return ExitInterrupted;
         for (const EstimateEdit& edit : m_options.edits)
-            Apply(edit);
+            if (!Apply(edit))
+                return ExitInterrupted;
         TellRows();
         TellWhatWasNotRead();
         const ExitCode code =
@@ -71,25 +74,33 @@ private:
     // False when it was interrupted.
     bool Scan()
     {
-        InterruptEvent();
-        std::atomic<bool> done{false};
-        std::thread work([&] {
+        return Work([&] {
             m_scanner.Start();
             m_scanner.WaitForScans();
             ScanWhatIsExcluded();
-            done = true;
         });
-        bool interrupted = false;
-        while (!done) {
-            if (!interrupted && WaitForSingleObject(InterruptEvent(), PollInterval) == WAIT_OBJECT_0) {
-                m_scanner.Stop();
-                interrupted = true;
-            }
+    }
+
+    // On a thread of its own, so that an interruption ends it and progress is shown meanwhile. False when it was
+    // interrupted.
+    bool Work(const std::function<void()>& work)
+    {
+        CEvent done(false, true);
+        const HANDLE events[] = {InterruptEvent(), done};
+        std::thread thread([&] {
+            work();
+            done.SetEvent();
+        });
+        DWORD end;
+        while ((end = WaitForMultipleObjects(2, events, FALSE, PollInterval)) == WAIT_TIMEOUT)
             m_writer.Progress(m_scanner.GetScanProgress(), Seconds());
-            if (interrupted)
-                SwitchToThread();
-        }
-        work.join();
+        // Told again and again: a recount that begins meanwhile forgets what it was told before.
+        const bool interrupted = end == WAIT_OBJECT_0;
+        if (interrupted)
+            do
+                m_scanner.Stop();
+            while (WaitForSingleObject(done, PollInterval) == WAIT_TIMEOUT);
+        thread.join();
         m_writer.EndProgress();
         return !interrupted;
     }
@@ -117,8 +128,8 @@ private:
                 return;
     }
 
-    // All profiles of the stored selection, unless the command line picks some.
-    void CountSelection()
+    // All profiles of the stored selection, unless the command line picks some. False when it was interrupted.
+    bool CountSelection()
     {
         SelectionView selection(m_options.files);
         for (const SelectionView::Folder& folder : selection.IncludedFolders())
@@ -130,29 +141,32 @@ private:
         });
         if (!picked)
             m_scanner.AddProfile(selection.Profiles());
-        Count(L"scan");
+        return Count(L"scan");
     }
 
-    void Apply(const EstimateEdit& edit)
+    // False when it was interrupted.
+    bool Apply(const EstimateEdit& edit)
     {
         if (edit.kind == EstimateEdit::Kind::Profile) {
             m_scanner.AddProfile(edit.profile);
-            Count(L"profile " + std::to_wstring(edit.profile));
-            return;
+            return Count(L"profile " + std::to_wstring(edit.profile));
         }
         const bool folder = IsFolder(edit.path) && !edit.path.ends_with(L'\\');
         const std::wstring path = edit.path + (folder ? L"\\" : L"");
-        if (edit.kind == EstimateEdit::Kind::Include) {
-            // The library takes a folder of which it has met anything for scanned.
-            if (path.ends_with(L'\\') && !IsScanned(path)) {
-                m_scanner.ScanPath(path.c_str(), true);
-                m_scanned.push_back(path);
-            }
-            m_scanner.AddPath(path.c_str(), true);
+        const bool include = edit.kind == EstimateEdit::Kind::Include;
+        return Work([&] { include ? Include(path) : m_scanner.RemovePath(path.c_str(), true); }) &&
+               Count((include ? L"include " : L"exclude ") + path);
+    }
+
+    void Include(const std::wstring& path)
+    {
+        // The library takes a folder of which it has met anything for scanned.
+        if (path.ends_with(L'\\') && !IsScanned(path)) {
+            if (!m_scanner.ScanPath(path.c_str(), true))
+                return;
+            m_scanned.push_back(path);
         }
-        if (edit.kind == EstimateEdit::Kind::Exclude)
-            m_scanner.RemovePath(path.c_str(), true);
-        Count((edit.kind == EstimateEdit::Kind::Include ? L"include " : L"exclude ") + path);
+        m_scanner.AddPath(path.c_str(), true);
     }
 
     // With all that is below it.
@@ -162,12 +176,18 @@ private:
                            [&](const std::wstring& folder) { return BeginsNoCase(path, folder); });
     }
 
-    void Count(const std::wstring& edit)
+    // False when it was interrupted.
+    bool Count(const std::wstring& edit)
     {
-        m_scanner.UpdateTotals();
-        m_report.estimate = m_scanner.GetEstimate();
+        const bool whole = Work([&] {
+            m_scanner.UpdateTotals();
+            m_report.estimate = m_scanner.GetEstimate();
+        });
+        if (!whole)
+            return false;
         m_report.steps.push_back({edit, m_report.estimate.included});
         m_writer.Total(m_report.steps.size() - 1, edit, m_report.estimate.included);
+        return true;
     }
 
     void TellRows()

@@ -181,4 +181,16 @@ TEST_F(EstimateRuns, EndWhenTheyAreInterrupted)
     EXPECT_EQ(host.Finish(), 130);
 }
 
+TEST_F(EstimateRuns, EndBetweenTheirEditsWhenTheyAreInterrupted)
+{
+    // So many that they cannot all be done when the first total is seen.
+    Arguments edits{L"--profile"};
+    edits.insert(edits.end(), 4000, L"8");
+    HostProcess host(Command(edits));
+    ASSERT_FALSE(host.WaitForType("total").empty());
+    host.Interrupt();
+    EXPECT_EQ(host.Finish(), 130);
+    EXPECT_TRUE(OfType(host.Records(), "summary").empty());
+}
+
 } // namespace
