@@ -7,6 +7,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <map>
 #include <memory>
 
@@ -17,6 +18,8 @@ using Json = nlohmann::ordered_json;
 
 // A folder of less than this share of everything is shown with its neighbours as one.
 constexpr std::uint64_t SmallestShare = 2000;
+// And so is one that lies below more folders than this: the page's data is written and read level by level, on a stack.
+constexpr std::ptrdiff_t DeepestFolder = 200;
 
 struct Node {
     std::wstring path;
@@ -24,7 +27,7 @@ struct Node {
     std::vector<Node*> folders;
 };
 
-// The folders of an estimate as a tree; those that are too small to be seen are left out.
+// The folders of an estimate as a tree; those that are too small or too deep to be seen are left out.
 class Tree
 {
 public:
@@ -33,9 +36,10 @@ public:
         m_top.total = estimate.included;
         // Largest first: a folder comes after those that it lies in, or beside them when it is all that they hold.
         for (const Estimate::Folder& folder : estimate.folders) {
-            if (folder.total.bytes * SmallestShare < estimate.included.bytes)
-                continue;
             const std::wstring path(folder.path.View());
+            if (folder.total.bytes * SmallestShare < estimate.included.bytes ||
+                std::count(path.begin(), path.end(), L'\\') > DeepestFolder)
+                continue;
             m_nodes[path] = {path, folder.total, {}};
         }
         for (auto& [path, node] : m_nodes)
