@@ -8,6 +8,7 @@
 #include "support/CaseFold.h"
 #include "support/FileReplacement.h"
 #include "support/Handle.h"
+#include "support/SystemPath.h"
 
 #include <algorithm>
 #include <fstream>
@@ -22,7 +23,7 @@ constexpr DWORD PollInterval = 50; // milliseconds between two looks at the scan
 
 bool IsFolder(const std::wstring& path)
 {
-    const DWORD attributes = GetFileAttributesW(path.c_str());
+    const DWORD attributes = GetFileAttributesW(SystemPath(path.c_str()));
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 

@@ -3,7 +3,7 @@
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/core/FileFindData.h"
 #include "orbwatcher4/core/WatcherState.h"
-#include "support/SystemPath.h"
+#include "support/Backslash.h"
 
 #include <map>
 
@@ -40,11 +40,8 @@ private:
 
 void COrbWatcher::RemoveFromDeleteMap(const wchar_t* path)
 {
-    CString item(path); // items have no backslash at their end
-    if (item.GetLength() > 3 && item[item.GetLength() - 1] == L'\\')
-        item = item.Left(item.GetLength() - 1);
     const CSingleLock lock(SectionOf(m->useDrDeleteMap));
-    MapOf(m->useDrDeleteMap).erase(item);
+    MapOf(m->useDrDeleteMap).erase(WithoutBackslash(path)); // as items are
 }
 
 void COrbWatcher::TrimDeleteMap()

@@ -1,44 +1,21 @@
 // Drives that went, by themselves or because the service said so, and come again.
-#include "companions/settings/OrbSettings.h"
-#include "tests/orbwatcher4/WatcherFixture.h"
-
-#include <optional>
+#include "tests/orbwatcher4/LoopFixture.h"
 
 namespace
 {
 
 constexpr const wchar_t* SerialOfG = L"1330791015"; // as Wine found it at its own start
 
-class ReturnedDrives : public WatcherFixture
+class ReturnedDrives : public LoopFixture
 {
 protected:
-    ReturnedDrives()
-    {
-        // No first-time check.
-        GetServiceRunSettings().Load();
-        GetServiceRunSettings().SetValue(L"Backup::FirstTimeRunTime", static_cast<std::int32_t>(clock.Seconds()));
-        GetServiceRunSettings().Save();
-        watcher.SetRescanListener([this](const CString&, const char* reason) { rescans.push_back(reason); });
-    }
     ~ReturnedDrives() override
     {
-        if (m_loop)
-            m_loop->End();
+        End();
         if (m_isAway)
             AttachG();
     }
 
-    WatchLoop& Start()
-    {
-        m_loop.emplace(watcher, State());
-        m_loop->Start();
-        return *m_loop;
-    }
-    void PassAfter(std::int64_t seconds)
-    {
-        clock.Advance(seconds);
-        EXPECT_TRUE(m_loop->Pass());
-    }
     void AttachG()
     {
         m_isAway = false;
@@ -55,11 +32,8 @@ protected:
         return Item(L"path=\"G:\\docs\" type=\"1\" includeSub=\"1\" vid=\"" + std::wstring(SerialOfG) + L"\"");
     }
 
-    std::vector<std::string> rescans;
-
 private:
     const std::wstring m_volume = PrefixFolder(L"drives/g");
-    std::optional<WatchLoop> m_loop;
     bool m_isAway = false;
 };
 

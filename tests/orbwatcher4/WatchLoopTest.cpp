@@ -1,43 +1,20 @@
 // The supervisor, one pass at a time, with a clock that the test moves.
-#include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/core/FileFindData.h"
-#include "tests/orbwatcher4/WatcherFixture.h"
-
-#include <optional>
+#include "tests/orbwatcher4/LoopFixture.h"
 
 namespace
 {
 
-class Passes : public WatcherFixture
+class Passes : public LoopFixture
 {
 protected:
-    Passes()
-    {
-        // No first-time check unless a test asks for it.
-        GetServiceRunSettings().Load();
-        GetServiceRunSettings().SetValue(L"Backup::FirstTimeRunTime", static_cast<std::int32_t>(clock.Seconds()));
-        GetServiceRunSettings().Save();
-        watcher.SetRescanListener([this](const CString&, const char* reason) { rescans.push_back(reason); });
-    }
     ~Passes() override
     {
-        if (m_loop)
-            m_loop->End();
+        End();
         for (const char letter : m_letters)
             DetachDrive(letter);
     }
 
-    WatchLoop& Start()
-    {
-        m_loop.emplace(watcher, State());
-        m_loop->Start();
-        return *m_loop;
-    }
-    void PassAfter(std::int64_t seconds)
-    {
-        clock.Advance(seconds);
-        EXPECT_TRUE(m_loop->Pass());
-    }
     void RequestDeletions() { SetEvent(State().deletedFilesEvent.Get()); }
     bool WorkerWasStarted() { return static_cast<bool>(State().deletedFilesThread); }
 
@@ -59,10 +36,7 @@ protected:
                     (vid.empty() ? L"" : L" vid=\"" + vid + L"\""));
     }
 
-    std::vector<std::string> rescans; // why roots were enumerated again
-
 private:
-    std::optional<WatchLoop> m_loop;
     std::set<char> m_letters;
 };
 
