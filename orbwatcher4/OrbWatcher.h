@@ -202,7 +202,7 @@ public:
     // Appends the letters of the selection's drives. Always true.
     bool GetWatchedDrives(CString& out);
     // Told on the watch thread when a root is enumerated again, and why ("lostChanges", "driveReturned",
-    // "watchedAgain"). Before watching.
+    // "watchedAgain", "newDrive"). Before watching.
     void SetRescanListener(std::function<void(const CString& root, const char* reason)> listener);
 
     // --- Plugin table, merging and export. ---

@@ -148,9 +148,10 @@ void WatchLoop::WatchNewRoot(const CString& root)
     if (root.IsEmpty() || m_engine.IsWatchingDirectory(RootOf(root)))
         return;
     RegenerateDrives();
-    // One that is away or holds another volume is watched when its own returns.
-    if (IsPresent(root))
-        Watch(root);
+    // What the new rules select was queued when they were added, and nobody has reported what changed since then. One
+    // that is away or holds another volume is watched when its own returns.
+    if (IsPresent(root) && Watch(root))
+        RunSingleDrive(root, "newDrive");
 }
 
 // What is known of a drive stays with its root.
@@ -231,10 +232,11 @@ void WatchLoop::FollowDrive(const CString& root, DriveGuidInfo& drive)
         WatchAgain(root);
         return;
     }
-    RunSingleDrive(root, "driveReturned");
     drive.volumeMatches = true;
-    if (!root.IsEmpty() && !m_engine.IsWatchingDirectory(RootOf(root)))
+    if (!root.IsEmpty() && !watched)
         Watch(root);
+    // After the watch has begun: what changes behind the run is reported.
+    RunSingleDrive(root, "driveReturned");
 }
 
 void WatchLoop::DriveLost(const CString& root, DriveGuidInfo& drive)

@@ -56,6 +56,19 @@ TEST_F(ReturnedDrives, OneThatTheServiceRemovedIsWatchedAgainWhenItComesBack)
     EXPECT_EQ(rescans, std::vector<std::string>{"driveReturned"});
 }
 
+TEST_F(ReturnedDrives, OneThatComesBackIsWatchedBeforeItIsEnumerated)
+{
+    Select(RuleOnG());
+    DetachG();
+    WatchLoop& loop = Start();
+    std::vector<bool> watched;
+    watcher.SetRescanListener(
+        [&](const CString& root, const char*) { watched.push_back(WatcherAccess::IsWatching(loop, root)); });
+    AttachG();
+    PassAfter(1);
+    EXPECT_EQ(watched, std::vector<bool>{true});
+}
+
 TEST_F(ReturnedDrives, OneThatComesBackBeforeAnybodySawItGoIsWatchedAgain)
 {
     Select(RuleOnG());

@@ -170,6 +170,8 @@ TEST_F(Passes, ANewRuleOnAnotherDriveIsWatchedFromTheNextPassOn)
     EXPECT_FALSE(State().drivesChanged);
     EXPECT_TRUE(Watches(L"r:\\"));
     EXPECT_TRUE(Watches(L"c:\\"));
+    // What changed between the addition and the watch is looked for.
+    EXPECT_EQ(rescans, std::vector<std::string>{"newDrive"});
 }
 
 TEST_F(Passes, ADriveMarkedAsRemovedIsNotWatchedAnyMoreAndTheHandshakeIsAnswered)

@@ -24,6 +24,10 @@ public:
     // As when the watch has ended with an error.
     static void EndWatch(WatchLoop& loop, const wchar_t* root) { loop.m_engine.UnwatchDirectory(root); }
     static ULONG_PTR OnlyWatchKey(const WatchLoop& loop) { return EngineAccess::OnlyKey(loop.m_engine); }
+    static bool IsWatching(const WatchLoop& loop, const wchar_t* root)
+    {
+        return const_cast<WatchLoop&>(loop).m_engine.IsWatchingDirectory(root);
+    }
     // As after an attempt that failed: no other one before the time.
     static void PutOff(WatchLoop& loop, const wchar_t* root, std::int64_t until) { loop.m_retries[root].at = until; }
     // As the thread does that StartWatch starts.
