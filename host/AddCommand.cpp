@@ -1,8 +1,41 @@
 #include "host/AddCommand.h"
 
+#include "host/RulesAddition.h"
+
 namespace
 {
 
+RulesAddition WantedOf(const AddOptions& options) { return {options.rules, options.deleteWhenDone, options.mergeOnly}; }
+
+// What came of it, but for what the library wrote to the log.
+ExitCode Tell(const RulesAdded& added, const AddOptions& options, RecordWriter& writer)
+{
+    if (added.result == RulesNotLoaded) {
+        writer.Error(L"the rules are missing or cannot be read as such", options.rules);
+        return ExitUsage;
+    }
+    for (const ExcludedInfo& excluded : added.excluded)
+        writer.ExclusionMet(excluded);
+    return ExitDone;
+}
+
+// By a watch that runs: it hands out what the rules select.
+ExitCode TellAnswer(const RulesAdded& added, const AddOptions& options, RecordWriter& writer)
+{
+    if (!added.answered) {
+        writer.Error(L"the running watch gave no answer", options.rules);
+        return ExitFailure;
+    }
+    ExitCode code = Tell(added, options, writer);
+    for (const std::wstring& failure : added.failures)
+        writer.Note(failure);
+    if (code == ExitDone && !added.failures.empty())
+        code = ExitFailure;
+    writer.Added(std::nullopt, added.excluded.size(), code);
+    return code;
+}
+
+// By this process; what the rules select waits for the next watch.
 class Addition
 {
 public:
@@ -22,23 +55,19 @@ public:
         code = m_service.End(code);
         if (code == ExitDone && m_failed)
             code = ExitFailure;
-        m_writer.Added(m_queued, m_excluded.size(), code);
+        m_writer.Added(m_queued, m_exclusions, code);
         return code;
     }
 
 private:
     ExitCode Add()
     {
-        const AddQueueItemResult result = m_service.Watcher().AddNewQueueItem(
-            m_options.rules.c_str(), m_options.deleteWhenDone, &m_excluded, m_options.mergeOnly);
-        if (result == RulesNotLoaded) {
-            m_writer.Error(L"the rules are missing or cannot be read as such", m_options.rules);
-            return ExitUsage;
-        }
-        for (const ExcludedInfo& excluded : m_excluded)
-            m_writer.ExclusionMet(excluded);
-        TellQueued();
-        return ExitDone;
+        const RulesAdded added = AddRules(m_service.Watcher(), WantedOf(m_options));
+        m_exclusions = added.excluded.size();
+        const ExitCode code = Tell(added, m_options, m_writer);
+        if (code == ExitDone)
+            TellQueued();
+        return code;
     }
 
     // A look at the queue takes from it; what was seen goes back.
@@ -57,11 +86,16 @@ private:
     const AddOptions& m_options;
     RecordWriter& m_writer;
     BackupService m_service;
-    std::vector<ExcludedInfo> m_excluded;
+    std::size_t m_exclusions = 0;
     std::uint64_t m_queued = 0;
     bool m_failed = false;
 };
 
 } // namespace
 
-ExitCode RunAdd(const AddOptions& options, RecordWriter& writer) { return Addition(options, writer).Run(); }
+ExitCode RunAdd(const AddOptions& options, RecordWriter& writer)
+{
+    if (const std::optional<RulesAdded> added = AskToAdd(WantedOf(options)))
+        return TellAnswer(*added, options, writer);
+    return Addition(options, writer).Run();
+}

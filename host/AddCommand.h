@@ -1,5 +1,6 @@
 // orbwatch add: new rules for a selection. They are merged into its file, and what
-// they select waits for the next watch.
+// they select waits for the next watch, or is handed out by the one that runs on the
+// same data folder.
 #pragma once
 
 #include "host/BackupService.h"

@@ -127,7 +127,8 @@ CLI::App* AddAdd(CLI::App& app, Arguments& arguments)
     command->add_flag("--delete", arguments.deleteWhenDone, "delete the rules' file unless it holds exclusions");
     command->footer(
         "Example:\n  orbwatch add --data selection.xml --index index.db --rules new.xml\n"
-        "What is queued comes first at the next watch; one that is running takes the rules when it starts again.");
+        "A watch that runs on the same data folder takes the rules at once; otherwise what they select comes first at "
+        "the next watch.");
     return command;
 }
 

@@ -162,11 +162,18 @@ bool DirectoryOpener::Open(const std::vector<CString>& roots)
     std::erase_if(m_claims, [&](const auto& claim) { return !Contains(roots, claim.first); });
     if (wine)
         for (const CString& root : roots)
-            if (!Contains(m_opened, root))
+            if (m_foldersChanged || !Contains(m_opened, root))
                 OpenRoot(root);
+    m_foldersChanged = false;
     const bool differ = m_opened != roots;
     m_opened = roots;
     return differ;
+}
+
+void DirectoryOpener::SetFolders(std::vector<SelectionView::Folder> folders)
+{
+    m_folders = std::move(folders);
+    m_foldersChanged = true;
 }
 
 void DirectoryOpener::OpenRoot(const CString& root)

@@ -27,6 +27,9 @@ public:
     {
     }
 
+    // These instead; the next call of Open opens them.
+    void SetFolders(std::vector<SelectionView::Folder> folders);
+
     // Opens what lies on the roots that were not among those of the last call. True when the roots differ.
     bool Open(const std::vector<CString>& roots);
 
@@ -39,8 +42,9 @@ private:
     void ForgetRoot(const CString& root, HANDLE claim, const std::function<bool()>& stop) const;
     void PassOver(const CString& root, bool forget, const std::function<bool()>& stop) const;
 
-    const std::vector<SelectionView::Folder> m_folders;
+    std::vector<SelectionView::Folder> m_folders;
     const std::function<bool()> m_stop;
+    bool m_foldersChanged = false;
     std::vector<CString> m_opened;            // the roots of the last call
     std::map<CString, KernelHandle> m_claims; // on the roots of the last call
 };

@@ -1,6 +1,7 @@
 // orbwatch: does with the library what a backup service does.
 #include "host/Commands.h"
 #include "host/Console.h"
+#include "support/LockOrder.h"
 
 #include <CLI/CLI.hpp>
 #include <shellapi.h>
@@ -57,6 +58,16 @@ ExitCode Run(FILE* data)
     return ExitUsage;
 }
 
+// Locks that were taken in both orders could stop the program one day: in builds that look for that, it is a failure.
+ExitCode WithLockOrder(ExitCode code)
+{
+    for (const std::wstring& report : LockOrder::Reports()) {
+        std::fprintf(stderr, "orbwatch: lock order: %s\n", ToUtf8(report).c_str());
+        code = ExitFailure;
+    }
+    return code;
+}
+
 } // namespace
 
 int main()
@@ -64,7 +75,7 @@ int main()
     SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX);
     FILE* data = TakeStandardOutput();
     try {
-        return Run(data);
+        return WithLockOrder(Run(data));
     } catch (const std::exception& error) {
         std::fprintf(stderr, "orbwatch: %s\n", error.what());
         return ExitFailure;

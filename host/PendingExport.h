@@ -1,10 +1,10 @@
-// The pending files of a watcher as a list in a file, for a command of this
-// process or of another one: a running watch answers on a pipe that is named after
-// the data folder. One thread uses an object.
+// The pending files of a watcher as a list in a file, made by this process or by the
+// watch that runs on the same data folder. One thread.
 #pragma once
 
 #include "orbwatcher4/OrbWatcher.h"
-#include "support/Handle.h"
+
+#include <nlohmann/json.hpp>
 
 #include <optional>
 #include <string>
@@ -25,32 +25,5 @@ PendingExported ExportPending(COrbWatcher& watcher, const PendingExport& wanted)
 // most.
 std::optional<PendingExported> AskForExport(const PendingExport& wanted);
 
-// The side of the running watch. Without a pipe, which is then in the log, it answers nobody.
-class ExportServer
-{
-public:
-    explicit ExportServer(COrbWatcher& watcher);
-    ~ExportServer();
-    ExportServer(const ExportServer&) = delete;
-    ExportServer& operator=(const ExportServer&) = delete;
-
-    // Answers who has asked since the last call; asked now and then. Waits for nobody.
-    void Answer();
-
-private:
-    enum class Step { Idle, Connecting, Reading, Answering, Leaving };
-
-    void Begin(Step step, BOOL started);
-    void Listen();
-    void Read(Step step);
-    void Reply(DWORD bytes);
-
-    COrbWatcher& m_watcher;
-    FileHandle m_pipe;
-    KernelHandle m_done;
-    OVERLAPPED m_io{};
-    Step m_step = Step::Idle;
-    double m_since = 0; // when somebody connected
-    char m_request[65536];
-    std::string m_reply;
-};
+// The watch's answer; nothing when the request is no request for an export.
+std::optional<nlohmann::json> AnswerExport(COrbWatcher& watcher, const nlohmann::json& request);

@@ -166,12 +166,15 @@ void RecordWriter::ExclusionMet(const ExcludedInfo& excluded)
         Print(m_data, std::string("excluded ") + kind + " " + ToUtf8(excluded.path.View()) + "\n");
 }
 
-void RecordWriter::Added(std::uint64_t queued, std::uint64_t exclusions, int exitCode)
+void RecordWriter::Added(std::optional<std::uint64_t> queued, std::uint64_t exclusions, int exitCode)
 {
-    if (m_json)
-        WriteJson(m_data, "summary", Json{{"queued", queued}, {"excluded", exclusions}, {"exit", exitCode}});
-    else
-        Print(m_data, "queued " + std::to_string(queued) + ", exclusions " + std::to_string(exclusions) + "\n");
+    if (m_json) {
+        const Json count = queued ? Json(*queued) : Json(nullptr);
+        WriteJson(m_data, "summary", Json{{"queued", count}, {"excluded", exclusions}, {"exit", exitCode}});
+        return;
+    }
+    const std::string what = queued ? "queued " + std::to_string(*queued) : "taken by the running watch";
+    Print(m_data, what + ", exclusions " + std::to_string(exclusions) + "\n");
 }
 
 void RecordWriter::Total(std::size_t step, const std::wstring& edit, const SizeTotal& total)

@@ -13,6 +13,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -47,10 +48,11 @@ public:
     void Created(const std::wstring& path);
     // A list of what is pending, and how many files were added to it.
     void Exported(const std::wstring& path, int count);
-    // Of rules that were added: what they select, and the exclusions among them.
+    // Of rules that were added: what they select, and the exclusions among them. Nothing queued: a running watch has
+    // taken them, and hands that out.
     void Queued(const QueueDatum& datum);
     void ExclusionMet(const ExcludedInfo& excluded);
-    void Added(std::uint64_t queued, std::uint64_t exclusions, int exitCode);
+    void Added(std::optional<std::uint64_t> queued, std::uint64_t exclusions, int exitCode);
     // Of an overlay service.
     void OverlayReady();
     void Overlay(const std::wstring& path, std::int32_t status, const std::string& meaning);

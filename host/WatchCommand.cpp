@@ -2,6 +2,8 @@
 
 #include "host/DirectoryOpener.h"
 #include "host/PendingExport.h"
+#include "host/RulesAddition.h"
+#include "host/WatchPipe.h"
 
 namespace
 {
@@ -18,9 +20,9 @@ public:
           m_watcher(service.Watcher()),
           m_options(options),
           m_writer(writer),
-          m_selection(options.files),
-          m_opener(m_selection.IncludedFolders(), BackupService::Interrupted),
-          m_exports(m_watcher)
+          m_selection(std::in_place, options.files),
+          m_opener(m_selection->IncludedFolders(), BackupService::Interrupted),
+          m_requests([this](const nlohmann::json& request) { return Answer(request); })
     {
     }
 
@@ -49,7 +51,7 @@ private:
         }
         const std::vector<CString> roots = m_watcher.GetWatchedRoots();
         m_opener.Open(roots);
-        m_selection.TellWhatIsNotWatched(roots, m_writer);
+        m_selection->TellWhatIsNotWatched(roots, m_writer);
         m_writer.Ready(roots);
         m_last = Seconds();
         if (m_options.enumerate)
@@ -72,19 +74,49 @@ private:
                 // A long queue keeps nobody from the drives that come meanwhile.
                 if (Seconds() - m_followedAt > 1) {
                     FollowRoots();
-                    m_exports.Answer();
+                    m_requests.Answer();
                 }
                 TellEvents();
                 continue;
             }
             TellEvents();
-            m_exports.Answer();
+            m_requests.Answer();
             FollowRoots();
             m_service.TellMessages();
             if (quiet && IsQuiet())
                 return ExitDone;
             WaitForSingleObject(InterruptEvent(), PollInterval);
         }
+    }
+
+    // What another command asks for on the pipe.
+    nlohmann::json Answer(const nlohmann::json& request)
+    {
+        if (const std::optional<nlohmann::json> exported = AnswerExport(m_watcher, request))
+            return *exported;
+        if (const std::optional<RulesAddition> wanted = AdditionOf(request))
+            return AnswerOf(Add(*wanted));
+        return {{"failure", "this is no request"}};
+    }
+
+    RulesAdded Add(const RulesAddition& wanted)
+    {
+        // Their folders are opened before they are walked, so that nothing gets lost in between.
+        Follow({m_options.files, SelectionFiles{wanted.rules, {}, {}, {}}});
+        const RulesAdded added = AddRules(m_watcher, wanted);
+        m_selection.emplace(m_options.files);
+        m_last = Seconds();
+        return added;
+    }
+
+    void Follow(const std::vector<SelectionFiles>& selections)
+    {
+        std::vector<SelectionView::Folder> folders;
+        for (const SelectionFiles& files : selections)
+            for (SelectionView::Folder& folder : SelectionView(files).IncludedFolders())
+                folders.push_back(std::move(folder));
+        m_opener.SetFolders(std::move(folders));
+        FollowRoots();
     }
 
     void TellCount()
@@ -105,7 +137,7 @@ private:
         const std::vector<CString> roots = m_watcher.GetWatchedRoots();
         if (!m_opener.Open(roots))
             return;
-        m_selection.TellWhatIsNotWatched(roots, m_writer);
+        m_selection->TellWhatIsNotWatched(roots, m_writer);
         m_writer.Roots(roots);
         m_last = Seconds();
     }
@@ -122,9 +154,9 @@ private:
     COrbWatcher& m_watcher;
     const WatchOptions& m_options;
     RecordWriter& m_writer;
-    SelectionView m_selection;
+    std::optional<SelectionView> m_selection;
     DirectoryOpener m_opener;
-    ExportServer m_exports;
+    WatchPipe m_requests;
     std::int64_t m_toldCount = 0;
     double m_last = Seconds();
     double m_followedAt = 0;

@@ -128,4 +128,37 @@ TEST_F(Add, ASelectionThatCannotBeWrittenIsToldAndTheRulesStay)
     EXPECT_TRUE(std::filesystem::exists(Path(L"new.xml")));
 }
 
+TEST_F(Add, AWatchThatRunsTakesTheRulesAtOnceAndHandsOutWhatTheySelect)
+{
+    const auto watch = StartWatch({});
+    WriteSelection(L"new.xml", Rule(L"more") + Rule(L"tree\\out", L" exclude=\"1\""));
+    HostProcess host(Command());
+    ASSERT_EQ(host.Finish(), 0);
+    EXPECT_EQ(host.Records().back().at("queued"), nullptr);
+    EXPECT_EQ(PathsOf(host.Records(), "excluded"), std::set<std::string>{Utf8(InTree(L"out\\"))});
+    EXPECT_FALSE(watch->WaitForPath(Path(L"more\\f.txt")).empty());
+    Write(L"out\\left out.txt", "x");
+    folder.WriteBytes(L"more\\later.txt", "x");
+    EXPECT_FALSE(watch->WaitForPath(Path(L"more\\later.txt")).empty());
+    watch->Interrupt();
+    EXPECT_EQ(watch->Finish(), 130);
+    EXPECT_FALSE(PathsOf(watch->Records(), "pending").contains(Utf8(InTree(L"out\\left out.txt"))));
+    EXPECT_NE(Selection().find("more"), std::string::npos);
+}
+
+TEST_F(Add, WhatGoesWrongInAWatchThatRunsIsToldByBoth)
+{
+    const auto watch = StartWatch({});
+    HostProcess missing(Command());
+    EXPECT_EQ(missing.Finish(), 2);
+    EXPECT_EQ(OnlyError(missing).value("path", ""), Utf8(Path(L"new.xml")));
+    WriteSelection(L"new.xml", Rule(L"more") + Rule(L"more", L" exclude=\"1\""));
+    HostProcess contradicting(Command());
+    EXPECT_EQ(contradicting.Finish(), 1);
+    EXPECT_EQ(OfType(contradicting.Errors(), "note").size(), 1u);
+    watch->Interrupt();
+    EXPECT_EQ(watch->Finish(), 130);
+    EXPECT_FALSE(OfType(watch->Errors(), "note").empty());
+}
+
 } // namespace

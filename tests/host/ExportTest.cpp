@@ -108,8 +108,9 @@ TEST_F(Export, WhatIsNoRequestIsRefusedAndTheWatchGoesOn)
 {
     const auto watch = CollectTwo();
     CString pipe;
-    pipe.Format(L"\\\\.\\pipe\\orbwatch-export-%016I64x", PathHash64(data));
-    for (const std::string request : {R"({"to":5,"max":1})", R"({"to":"x","max":"all"})", R"({"to":"x"})", "?"}) {
+    pipe.Format(L"\\\\.\\pipe\\orbwatch-%016I64x", PathHash64(data));
+    for (const std::string request : {R"({"ask":"export","to":5,"max":1})", R"({"ask":"export","to":"x","max":"all"})",
+                                      R"({"ask":"add","rules":"x"})", R"({"ask":7})", R"({"to":"x"})", "?"}) {
         ASSERT_TRUE(WaitNamedPipeW(pipe, 30000));
         char answer[4096] = {};
         const FileHandle client(CreateFileW(pipe, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr));

@@ -1,0 +1,34 @@
+// New rules for the selection of a watcher, added by this process or by the watch that
+// runs on the same data folder. One thread.
+#pragma once
+
+#include "orbwatcher4/OrbWatcher.h"
+
+#include <nlohmann/json.hpp>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+struct RulesAddition {
+    std::wstring rules;
+    bool deleteWhenDone = false;
+    bool mergeOnly = false;
+};
+struct RulesAdded {
+    AddQueueItemResult result = RulesNotLoaded;
+    std::vector<ExcludedInfo> excluded;
+    std::vector<std::wstring> failures; // rules that contradict the selection, a selection that cannot be written
+    bool answered = true;               // by the running watch
+};
+
+RulesAdded AddRules(COrbWatcher& watcher, const RulesAddition& wanted);
+
+// Asks the watch that runs on the same data folder, which hands out what the rules select. Nothing when there is none;
+// waits for an answer for ten minutes at most: the rules' folders are walked before it comes.
+std::optional<RulesAdded> AskToAdd(const RulesAddition& wanted);
+
+// The addition that is asked for; nothing when the request is no request to add rules.
+std::optional<RulesAddition> AdditionOf(const nlohmann::json& request);
+// The watch's answer.
+nlohmann::json AnswerOf(const RulesAdded& added);
