@@ -1,5 +1,6 @@
 #include "host/DirectoryOpener.h"
 
+#include "host/WineFolder.h"
 #include "support/CaseFold.h"
 #include "support/Handle.h"
 #include "support/SharedAccess.h"
@@ -24,26 +25,6 @@ bool Contains(const std::vector<CString>& roots, const CString& root)
 }
 
 bool IsDots(const std::wstring& name) { return name == L"." || name == L".."; }
-
-// A watch of its own that ends at once makes Wine forget what it kept of the folder.
-void Forget(const std::wstring& folder)
-{
-    const FileHandle directory(CreateFileW(SystemPath(folder.c_str()), FILE_LIST_DIRECTORY,
-                                           FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                           OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OVERLAPPED, nullptr));
-    if (!directory)
-        return;
-    const KernelHandle event(CreateEventW(nullptr, TRUE, FALSE, nullptr));
-    OVERLAPPED overlapped = {};
-    overlapped.hEvent = event.Get();
-    alignas(8) char buffer[64];
-    if (!ReadDirectoryChangesW(directory.Get(), buffer, sizeof buffer, FALSE, FILE_NOTIFY_CHANGE_FILE_NAME, nullptr,
-                               &overlapped, nullptr))
-        return;
-    CancelIoEx(directory.Get(), &overlapped);
-    DWORD bytes = 0;
-    GetOverlappedResult(directory.Get(), &overlapped, &bytes, TRUE);
-}
 
 // The claim on a root is a mutex that lives as long as somebody watches the root, and is owned while folders are
 // opened.
@@ -133,7 +114,7 @@ private:
     std::vector<std::wstring> OpenOne(const std::wstring& folder)
     {
         if (m_forget && m_forgotten.insert(folder).second)
-            Forget(folder);
+            MakeWineForget(folder);
         std::vector<std::wstring> inside;
         WIN32_FIND_DATAW data;
         const FindHandle search(FindFirstFileW(SystemPath((folder + L"*").c_str()), &data));

@@ -1,9 +1,13 @@
-// Makes random changes in folders: storm_changer SEED CHANGES FOLDER...
+// Makes random changes in folders:
+//   storm_changer TURNS SEED CHANGES COUNT FOLDER FOLDER...
 //
 // The same seed makes the same attempts, whatever comes of them: other processes
 // change the same folders, so that many fail. The first folder is the one that most
-// happens in; things are moved between them.
-#include <windows.h>
+// happens in; things are moved between them, also between drives. The number of those
+// that had an effect is written into the file COUNT. TURNS is what the processes of
+// the storm share.
+#include "tests/stress/FolderMove.h"
+#include "tests/stress/Turns.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -22,99 +26,111 @@ namespace fs = std::filesystem;
 class Changer
 {
 public:
-    Changer(unsigned seed, std::vector<fs::path> folders) : m_random(seed), m_folders(std::move(folders)) {}
+    Changer(const std::wstring& turns, unsigned seed, std::vector<fs::path> folders)
+        : m_turns(turns),
+          m_random(seed),
+          m_folders(std::move(folders))
+    {
+    }
 
     void Change()
     {
-        switch (Number(14)) {
+        // Drawn before the turn: the attempts do not depend on the others.
+        const unsigned kind = Number(15);
+        if (kind == 14)
+            return Count(MoveSomeFolder());
+        const fs::path path = kind >= 12 ? Folder() / Name(L"d", 3) : File(), other = File();
+        const std::string bytes(1 + Number(4000), static_cast<char>('a' + Number(26)));
+        const Turns::Share share(m_turns);
+        Count(ChangeOne(kind, path, other, bytes));
+    }
+    unsigned Counted() const { return m_count; }
+
+private:
+    bool ChangeOne(unsigned kind, const fs::path& path, const fs::path& other, const std::string& bytes)
+    {
+        switch (kind) {
         case 0:
         case 1:
         case 2:
-            return Write(File(), std::ios::trunc);
+            return Write(path, bytes, std::ios::trunc);
         case 3:
         case 4:
-            return Write(File(), std::ios::app);
+            return Write(path, bytes, std::ios::app);
         case 5:
-            return Shorten(File());
+            return Shorten(path);
         case 6:
-            return Rename(File(), File());
         case 7:
-            return Replace(File());
+            return MoveFileExW(path.c_str(), other.c_str(), MOVEFILE_COPY_ALLOWED);
         case 8:
+            return Replace(path, bytes);
         case 9:
-            DeleteFileW(File().c_str());
-            return;
+            return DeleteFileW(path.c_str());
         case 10:
-            return ChangeAttributes(File());
+            return ChangeAttributes(path);
         case 11:
-            return ChangeCase(File());
+            return ChangeCase(path);
         case 12:
-            return ChangeFolder();
+            return fs::create_directories(path, m_ignored);
         default:
-            return MoveFolder();
+            return RemoveTree(path);
         }
     }
 
-private:
     unsigned Number(unsigned below) { return static_cast<unsigned>(m_random() % below); }
     std::wstring Name(const wchar_t* kind, unsigned of) { return kind + std::to_wstring(Number(of)); }
+    void Count(bool changed) { m_count += changed ? 1 : 0; }
 
     // Few names, so that much happens to each.
     fs::path Folder()
     {
-        fs::path path = m_folders[Number(4) == 0 ? Number(static_cast<unsigned>(m_folders.size())) : 0];
+        fs::path path = m_folders[Number(3) == 0 ? Number(static_cast<unsigned>(m_folders.size())) : 0];
         for (unsigned depth = Number(4); depth > 0; --depth)
             path /= Name(L"d", 3);
         return path;
     }
     fs::path File() { return Folder() / Name(L"f", 6); }
 
-    void Write(const fs::path& path, std::ios::openmode mode)
+    bool Write(const fs::path& path, const std::string& bytes, std::ios::openmode mode)
     {
-        const std::string bytes(1 + Number(4000), static_cast<char>('a' + Number(26)));
         fs::create_directories(path.parent_path(), m_ignored);
-        std::ofstream(path, std::ios::binary | mode) << bytes;
+        std::ofstream file(path, std::ios::binary | mode);
+        file << bytes;
+        return static_cast<bool>(file.flush());
     }
-    void Shorten(const fs::path& path)
+    bool Shorten(const fs::path& path)
     {
         const auto size = fs::file_size(path, m_ignored);
-        if (!m_ignored)
-            fs::resize_file(path, size / 2, m_ignored);
+        if (m_ignored)
+            return false;
+        fs::resize_file(path, size / 2, m_ignored);
+        return !m_ignored;
     }
-    void Rename(const fs::path& from, const fs::path& to) { MoveFileW(from.c_str(), to.c_str()); }
     // As programs save: the new content under another name, which then takes the file's place.
-    void Replace(const fs::path& path)
+    bool Replace(const fs::path& path, const std::string& bytes)
     {
         const fs::path draft = path.parent_path() / L"saving.tmp";
-        Write(draft, std::ios::trunc);
-        MoveFileExW(draft.c_str(), path.c_str(), MOVEFILE_REPLACE_EXISTING);
+        return Write(draft, bytes, std::ios::trunc) &&
+               MoveFileExW(draft.c_str(), path.c_str(), MOVEFILE_REPLACE_EXISTING);
     }
-    void ChangeAttributes(const fs::path& path)
+    bool ChangeAttributes(const fs::path& path)
     {
-        SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_READONLY);
-        SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
+        return SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_READONLY) &&
+               SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
     }
-    void ChangeCase(const fs::path& path)
+    bool ChangeCase(const fs::path& path)
     {
         std::wstring name = path.filename();
         name[0] = name[0] == L'f' ? L'F' : L'f';
-        MoveFileW(path.c_str(), (path.parent_path() / name).c_str());
-    }
-    void ChangeFolder()
-    {
-        const fs::path folder = Folder() / Name(L"d", 3);
-        if (Number(3) == 0)
-            RemoveTree(folder);
-        else
-            fs::create_directories(folder, m_ignored);
+        return MoveFileW(path.c_str(), (path.parent_path() / name).c_str());
     }
     // What others put in meanwhile stays, and the folders above it.
-    static void RemoveTree(const fs::path& folder)
+    static bool RemoveTree(const fs::path& folder)
     {
         WIN32_FIND_DATAW found;
-        const HANDLE search = FindFirstFileW((folder / L"*").c_str(), &found);
-        if (search == INVALID_HANDLE_VALUE)
-            return;
+        const FindHandle search(FindFirstFileW((folder / L"*").c_str(), &found));
+        if (!search)
+            return false;
         do {
             const std::wstring name = found.cFileName;
             if (name == L"." || name == L"..")
@@ -123,32 +139,39 @@ private:
                 RemoveTree(folder / name);
             else
                 DeleteFileW((folder / name).c_str());
-        } while (FindNextFileW(search, &found));
-        FindClose(search);
-        RemoveDirectoryW(folder.c_str());
+        } while (FindNextFileW(search.Get(), &found));
+        return RemoveDirectoryW(folder.c_str());
     }
     // A whole tree moves, within a folder, out of it or into it.
-    void MoveFolder()
+    bool MoveSomeFolder()
     {
         const fs::path from = Folder() / Name(L"d", 3), to = Folder() / Name(L"d", 3);
+        const Turns::Whole turn(m_turns);
         fs::create_directories(to.parent_path(), m_ignored);
-        MoveFileW(from.c_str(), to.c_str());
+        return m_move.Move(from, to);
     }
 
+    const Turns m_turns;
     std::mt19937 m_random;
     const std::vector<fs::path> m_folders;
+    FolderMove m_move;
     std::error_code m_ignored;
+    unsigned m_count = 0;
 };
 
 } // namespace
 
 int wmain(int count, wchar_t** arguments)
-{
-    if (count < 4)
+try {
+    if (count < 6)
         return 2;
     SetErrorMode(SEM_FAILCRITICALERRORS);
-    Changer changer(static_cast<unsigned>(_wtoi(arguments[1])), {arguments + 3, arguments + count});
-    for (int left = _wtoi(arguments[2]); left > 0; --left)
+    Changer changer(arguments[1], static_cast<unsigned>(_wtoi(arguments[2])), {arguments + 5, arguments + count});
+    for (int left = _wtoi(arguments[3]); left > 0; --left)
         changer.Change();
+    std::ofstream(fs::path(arguments[4])) << changer.Counted();
     return 0;
+} catch (const std::exception& error) {
+    std::fprintf(stderr, "storm_changer: %s\n", error.what());
+    return 1;
 }

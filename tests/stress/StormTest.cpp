@@ -1,13 +1,19 @@
-// Random changes by several processes, while a watch hands out and records. Once it
-// is quiet, a full look at the disk must find nothing that was missed.
+// Random changes by several processes, while a watch hands out and records, is stopped,
+// killed and started again, a drive goes and comes, and rules are added. Once it is
+// quiet, what was handed out and recorded must be what is on the disk.
 //
 // ORB_STORM_ROUNDS makes the storm longer, ORB_STORM_SEED another one.
 #include "tests/host/HostTest.h"
+#include "tests/stress/StormModel.h"
+#include "tests/stress/Turns.h"
 
+#include <algorithm>
 #include <random>
 
 namespace
 {
+
+constexpr const wchar_t* SerialOfG = L"1330791015"; // as Wine found it at its own start
 
 unsigned FromEnvironment(const wchar_t* name, unsigned otherwise)
 {
@@ -17,7 +23,7 @@ unsigned FromEnvironment(const wchar_t* name, unsigned otherwise)
     return value != 0 ? value : otherwise;
 }
 
-// A process that changes things, waited for.
+// Processes that change things, waited for.
 class Changers
 {
 public:
@@ -50,32 +56,174 @@ private:
     std::vector<KernelHandle> m_processes;
 };
 
+// What happens to the watch while things change.
+enum class Event { StoppedAndStarted, StartedWithAnEnumeration, Killed, DriveGoesAndComes, RulesAdded };
+
 class Storm : public HostTest
 {
 protected:
     Storm()
     {
-        for (const wchar_t* name : {L"tree\\out", L"elsewhere"})
-            std::filesystem::create_directories(Path(name));
+        for (const std::wstring& name : {InTree(L"out"), Path(L"elsewhere"), Path(L"added0"), Path(L"added1"), onG})
+            std::filesystem::create_directories(name);
         WriteSelection(TreeItem() +
                        Item(L"path=\"" + InTree(L"out") + L"\" type=\"1\" includeSub=\"1\" exclude=\"1\"") +
-                       Item(L"path=\"" + tree + L"\" type=\"1\" includeSub=\"1\" exclude=\"1\" mask=\".tmp\""));
+                       Item(L"path=\"" + tree + L"\" type=\"1\" includeSub=\"1\" exclude=\"1\" mask=\".tmp\"") +
+                       Item(L"path=\"" + onG + L"\" type=\"1\" includeSub=\"1\" vid=\"" + SerialOfG + L"\""));
+        model.Include(tree);
+        model.Include(onG);
+        model.Exclude(InTree(L"out"));
+    }
+    ~Storm() override
+    {
+        if (m_gIsAway)
+            AttachDrive('g', PrefixFolder(L"drives/g").c_str());
+        std::error_code ignored;
+        std::filesystem::remove_all(onG, ignored);
     }
 
-    // Some hundred changes of each of three processes, at once.
-    void Rage(unsigned seed, int changes)
+    // Some hundred changes of each of three processes, at once. The drive's folder is also changed where it lies, as a
+    // drive is that somebody has taken along.
+    void StartChanging(unsigned seed)
     {
-        Changers changers;
-        for (unsigned i = 0; i < 3; ++i)
-            changers.Start(std::to_wstring(seed * 3 + i) + L" " + std::to_wstring(changes) + L" \"" + tree + L"\" \"" +
-                           InTree(L"out") + L"\" \"" + Path(L"elsewhere") + L"\"");
-        changers.Wait();
+        for (unsigned i = 0; i < 3; ++i) {
+            const std::wstring id = std::to_wstring(seed * 3 + i);
+            m_counts.push_back(Path((L"count" + id).c_str()));
+            std::wstring arguments = L"\"" + turnName + L"\" " + id + L" 300 \"" + m_counts.back() + L"\"";
+            for (const std::wstring& folder : {tree, InTree(L"out"), Path(L"elsewhere"), Path(L"added0"),
+                                               Path(L"added1"), i == 0 ? PrefixFolder(L"drives/g") + L"\\storm" : onG})
+                arguments += L" \"" + folder + L"\"";
+            m_changers.Start(arguments);
+        }
+    }
+    unsigned Changes() const
+    {
+        unsigned changes = 0, count = 0;
+        for (const std::wstring& file : m_counts)
+            if (std::ifstream(std::filesystem::path(file)) >> count)
+                changes += count;
+        return changes;
+    }
+
+    void Start(const Arguments& more) { m_host = StartWatch(Joined({L"--record"}, more)); }
+    void Stop()
+    {
+        m_host->Interrupt();
+        ASSERT_EQ(m_host->Finish(), 130);
+        Collect();
+    }
+    void Collect()
+    {
+        // The last line of a killed one may be half a line.
+        std::vector<Json> records;
+        for (const std::string& line : m_host->OutputLines())
+            if (Json record = Json::parse(line, nullptr, false); record.is_object())
+                records.push_back(std::move(record));
+        model.Take(records);
+        m_host.reset();
     }
     // All that was changed before has been noticed when this has: changes come in order.
-    void WaitUntilNoticed(HostProcess& host, unsigned round)
+    void WaitUntilNoticed()
     {
-        const std::wstring last = Write(L"round " + std::to_wstring(round), "x");
-        EXPECT_FALSE(host.WaitForPath(last).empty());
+        const std::wstring last = Write(L"mark " + std::to_wstring(m_marks++), "x");
+        EXPECT_FALSE(m_host->WaitForPath(last).empty());
+    }
+    // Something of what the changers do has been handed out since.
+    void WaitForSomething()
+    {
+        const int handedOut = m_seen;
+        const Json record = m_host->WaitFor([&](const Json& each) {
+            return each.at("type") == "pending" && each.at("seq") > handedOut &&
+                   each.at("path").get<std::string>().find("mark") == std::string::npos;
+        });
+        m_seen = record.value("seq", handedOut);
+    }
+
+    void Happen(Event event)
+    {
+        WaitForSomething();
+        switch (event) {
+        case Event::StoppedAndStarted:
+            return Restart({});
+        case Event::StartedWithAnEnumeration:
+            return Restart({L"--enumerate"});
+        case Event::Killed:
+            return KillAndStart();
+        case Event::DriveGoesAndComes:
+            return TakeDriveAwayAndBack();
+        case Event::RulesAdded:
+            return AddRules();
+        }
+    }
+    // Nothing is promised of changes that are made while no watch runs.
+    void Restart(const Arguments& more)
+    {
+        const Turns::Whole turn(turns);
+        WaitUntilNoticed();
+        Stop();
+        ++m_restarts;
+        m_seen = 0;
+        Start(more);
+    }
+    // The next watch finds out by itself that it must look at everything.
+    void KillAndStart()
+    {
+        m_host->Kill();
+        m_host->Finish();
+        Collect();
+        const Turns::Whole turn(turns);
+        ++m_kills;
+        m_seen = 0;
+        Start({});
+    }
+    void TakeDriveAwayAndBack()
+    {
+        ChangeDrive(true);
+        WaitForSomething();
+        ChangeDrive(false);
+        ++m_absences;
+    }
+    void ChangeDrive(bool away)
+    {
+        const Turns::Whole turn(turns);
+        const int before = LastSeq();
+        EXPECT_TRUE(away ? DetachDrive('g') : AttachDrive('g', PrefixFolder(L"drives/g").c_str()));
+        m_gIsAway = away;
+        const auto told = [&](const Json& record) {
+            if (record.at("type") != "roots" || record.at("seq") <= before)
+                return false;
+            const auto& roots = record.at("roots");
+            return (std::find(roots.begin(), roots.end(), "g:\\") == roots.end()) == away;
+        };
+        EXPECT_FALSE(m_host->WaitFor(told).empty());
+    }
+    int LastSeq() const
+    {
+        int last = 0;
+        for (const std::string& line : m_host->OutputLines())
+            if (const Json record = Json::parse(line, nullptr, false); record.is_object())
+                last = std::max(last, record.value("seq", 0));
+        return last;
+    }
+    void AddRules()
+    {
+        if (m_added == 2)
+            return;
+        const std::wstring added = Path(m_added++ == 0 ? L"added0" : L"added1");
+        const std::wstring rules =
+            WriteSelection(L"new.xml", Item(L"path=\"" + added + L"\" type=\"1\" includeSub=\"1\""));
+        HostProcess host({L"add", L"--json", L"--data", Path(L"selection.xml"), L"--index", index, L"--rules", rules});
+        EXPECT_EQ(host.Finish(), 0);
+        model.Include(added);
+    }
+
+    void EndChanging() { m_changers.Wait(); }
+    // What is pending comes, and deletions after their quiet time.
+    void Drain()
+    {
+        m_host = std::make_unique<HostProcess>(Watch({L"--record", L"--until-quiet", L"8"}));
+        EXPECT_EQ(m_host->Finish(std::chrono::seconds(180)), 0);
+        Collect();
     }
     std::vector<Json> Enumerate() const
     {
@@ -83,34 +231,57 @@ protected:
         EXPECT_EQ(host.Finish(), 0);
         return host.Records();
     }
+    void Report(unsigned seed, unsigned rounds, std::size_t lost) const
+    {
+        std::printf("storm of seed %u: %u rounds, %u changes, %llu handed out, %llu deleted, %d restarts, %d kills, "
+                    "%d absences of a drive, %d added rules, %zu lost\n",
+                    seed, rounds, Changes(), static_cast<unsigned long long>(model.HandedOut()),
+                    static_cast<unsigned long long>(model.Deleted()), m_restarts, m_kills, m_absences, m_added, lost);
+    }
+
+    const std::wstring onG = L"G:\\storm";
+    const std::wstring turnName = L"Local\\orb-storm-" + std::to_wstring(GetCurrentProcessId());
+    const Turns turns{turnName};
+    StormModel model;
+
+private:
+    Changers m_changers;
+    std::unique_ptr<HostProcess> m_host;
+    std::vector<std::wstring> m_counts;
+    bool m_gIsAway = false;
+    int m_seen = 0; // the last record of the running watch that was waited for
+    int m_marks = 0;
+    int m_restarts = 0, m_kills = 0, m_absences = 0, m_added = 0;
 };
 
 TEST_F(Storm, NothingIsMissedAndNothingIsStuck)
 {
-    const unsigned rounds = FromEnvironment(L"ORB_STORM_ROUNDS", 4), seed = FromEnvironment(L"ORB_STORM_SEED", 1);
+    const unsigned rounds = FromEnvironment(L"ORB_STORM_ROUNDS", 5), seed = FromEnvironment(L"ORB_STORM_SEED", 1);
     std::mt19937 random(seed);
+    std::vector<Event> events{Event::StoppedAndStarted, Event::StartedWithAnEnumeration, Event::Killed,
+                              Event::DriveGoesAndComes, Event::RulesAdded};
     // What was there before is none of the storm.
-    auto host = StartWatch({L"--record", L"--enumerate"});
-    for (unsigned round = 0; round < rounds; ++round) {
-        Rage(seed * 1000 + round, 150);
-        WaitUntilNoticed(*host, round);
-        if (random() % 2 == 0) {
-            // The rest waits in the dump.
-            host->Interrupt();
-            ASSERT_EQ(host->Finish(), 130);
-            host = StartWatch(random() % 2 == 0 ? Arguments{L"--record"} : Arguments{L"--record", L"--enumerate"});
-        }
+    Start({L"--enumerate"});
+    for (unsigned round = 0; round < rounds && !HasFailure(); ++round) {
+        // Each event once before any comes again.
+        if (round % events.size() == 0)
+            std::shuffle(events.begin(), events.end(), random);
+        StartChanging(seed * 1000 + round);
+        Happen(events[round % events.size()]);
+        EndChanging();
+        WaitUntilNoticed();
     }
-    host->Interrupt();
-    ASSERT_EQ(host->Finish(), 130);
-    // What is pending comes, and deletions after their quiet time.
-    HostProcess rest(Watch({L"--record", L"--until-quiet", L"8"}));
-    ASSERT_EQ(rest.Finish(std::chrono::seconds(120)), 0);
+    Stop();
+    Drain();
+    std::vector<std::string> lost = model.Lost(index);
     const std::vector<Json> records = Enumerate();
     for (const char* type : {"pending", "deleted"})
         for (const Json& record : OfType(records, type))
-            ADD_FAILURE() << "seed " << seed << " missed: " << record;
+            lost.push_back("a full look at the disk finds: " + record.dump());
+    for (const std::string& one : lost)
+        ADD_FAILURE() << one;
     EXPECT_GT(records.back().at("unchanged"), 0);
+    Report(seed, rounds, lost.size());
 }
 
 } // namespace
