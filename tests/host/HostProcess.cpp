@@ -198,6 +198,22 @@ void HostProcess::Interrupt()
         SetEvent(event.Get());
 }
 
+void HostProcess::KillAfter(std::chrono::milliseconds time)
+{
+    WaitForSingleObject(m_process.Get(), static_cast<DWORD>(time.count()));
+    Kill();
+    Finish();
+}
+
+std::vector<HostProcess::Json> HostProcess::WholeRecords() const
+{
+    std::vector<Json> records;
+    for (const std::string& line : m_output.Lines())
+        if (Json record = Json::parse(line, nullptr, false); record.is_object())
+            records.push_back(std::move(record));
+    return records;
+}
+
 int HostProcess::Finish(std::chrono::milliseconds limit)
 {
     if (m_exitCode != -2)

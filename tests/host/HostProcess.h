@@ -66,11 +66,15 @@ public:
     void Interrupt();
     // Without any warning.
     void Kill() { TerminateProcess(m_process.Get(), 1); }
+    // The same after this time, unless it has ended by then; waits for its end.
+    void KillAfter(std::chrono::milliseconds time);
     // The exit code; the process is killed when it does not end in time, and the code is -1.
     int Finish(std::chrono::milliseconds limit = Limit);
 
     // After Finish. Records: every line must be JSON, or this throws.
     std::vector<Json> Records() const;
+    // Those that came whole so far. At any time.
+    std::vector<Json> WholeRecords() const;
     std::vector<Json> Errors() const;
     std::vector<std::string> OutputLines() const { return m_output.Lines(); }
     std::vector<std::string> ErrorLines() const { return m_errors.Lines(); }

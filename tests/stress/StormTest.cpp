@@ -4,6 +4,7 @@
 //
 // ORB_STORM_ROUNDS makes the storm longer, ORB_STORM_SEED another one.
 #include "tests/host/HostTest.h"
+#include "tests/stress/FromEnvironment.h"
 #include "tests/stress/StormModel.h"
 #include "tests/stress/Turns.h"
 
@@ -14,14 +15,6 @@ namespace
 {
 
 constexpr const wchar_t* SerialOfG = L"1330791015"; // as Wine found it at its own start
-
-unsigned FromEnvironment(const wchar_t* name, unsigned otherwise)
-{
-    wchar_t text[32] = {};
-    GetEnvironmentVariableW(name, text, 32);
-    const unsigned value = static_cast<unsigned>(_wtoi(text));
-    return value != 0 ? value : otherwise;
-}
 
 // Processes that change things, waited for.
 class Changers
@@ -115,11 +108,7 @@ protected:
     void Collect()
     {
         // The last line of a killed one may be half a line.
-        std::vector<Json> records;
-        for (const std::string& line : m_host->OutputLines())
-            if (Json record = Json::parse(line, nullptr, false); record.is_object())
-                records.push_back(std::move(record));
-        model.Take(records);
+        model.Take(m_host->WholeRecords());
         m_host.reset();
     }
     // All that was changed before has been noticed when this has: changes come in order.
@@ -168,8 +157,7 @@ protected:
     // The next watch finds out by itself that it must look at everything.
     void KillAndStart()
     {
-        m_host->Kill();
-        m_host->Finish();
+        m_host->KillAfter(std::chrono::milliseconds(0));
         Collect();
         const Turns::Whole turn(turns);
         ++m_kills;
@@ -200,9 +188,8 @@ protected:
     int LastSeq() const
     {
         int last = 0;
-        for (const std::string& line : m_host->OutputLines())
-            if (const Json record = Json::parse(line, nullptr, false); record.is_object())
-                last = std::max(last, record.value("seq", 0));
+        for (const Json& record : m_host->WholeRecords())
+            last = std::max(last, record.value("seq", 0));
         return last;
     }
     void AddRules()
