@@ -13,10 +13,22 @@
 struct CDelayedNotificationThread::Thread {
     KernelHandle handle;
     DWORD id = 0;
-    int instances = 0; // guarded by the shared section
+    int instances = 0;              // guarded by the shared section
+    std::atomic<DWORD> waitsFor{0}; // a worker, while a handler waits for its end
+    CEvent waits{false, true};      // waitsFor has been set
 
-    static unsigned __stdcall Run(void* started);
+    struct Beginning {
+        std::shared_ptr<Thread> thread;
+        CEvent started{};
+    };
+    static thread_local Thread* t_own; // on a notifier's thread: that one
+
+    static unsigned __stdcall Run(void* beginning);
+    void WaitForEnd() const;
+    void WaitUnlessWaitedFor() const;
 };
+
+thread_local CDelayedNotificationThread::Thread* CDelayedNotificationThread::Thread::t_own = nullptr;
 
 namespace
 {
@@ -29,18 +41,23 @@ RankedSection& SharedSection()
 
 std::atomic<CDelayedNotificationThread::PostFunction> g_post{&PostThreadMessageW};
 constexpr const wchar_t* ThreadName = L"notifier thread";
+thread_local bool t_isWorker = false;
 
 } // namespace
 
-unsigned __stdcall CDelayedNotificationThread::Thread::Run(void* started)
+unsigned __stdcall CDelayedNotificationThread::Thread::Run(void* beginning)
 {
+    auto& [thread, started] = *static_cast<Beginning*>(beginning);
+    // It lives as long as the thread, whoever has let go of it.
+    const std::shared_ptr<Thread> own = thread;
+    t_own = own.get();
     const LockOrder::ThreadScope scope(ThreadName);
     // All handler code runs here: a medium that is taken out must not stop it behind a box.
     SetThreadErrorMode(SEM_FAILCRITICALERRORS, nullptr);
     // Asking for a message makes the queue; only then may anybody post.
     MSG message;
     PeekMessageW(&message, nullptr, WM_USER, WM_USER, PM_NOREMOVE);
-    SetEvent(static_cast<HANDLE>(started));
+    started.SetEvent();
     while (GetMessageW(&message, nullptr, 0, 0) > 0) {
         auto* event = reinterpret_cast<DelayedEvent*>(message.lParam);
         if (message.message == WM_DELAYED_EVENT && event && event->handler)
@@ -60,15 +77,14 @@ CDelayedNotificationThread::CDelayedNotificationThread()
     const CSingleLock lock(SharedSection());
     if (!Current()) {
         auto thread = std::make_shared<Thread>();
-        CEvent started;
+        Thread::Beginning beginning{thread};
         unsigned id = 0;
-        thread->handle.Reset(
-            reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, &Thread::Run, HANDLE(started), 0, &id)));
+        thread->handle.Reset(reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, &Thread::Run, &beginning, 0, &id)));
         if (!thread->handle)
             throw std::system_error(static_cast<int>(GetLastError()), std::system_category(), "notifier thread");
         thread->id = id;
         // The new thread takes no lock before it answers. It answers or ends.
-        const HANDLE either[] = {started, thread->handle.Get()};
+        const HANDLE either[] = {beginning.started, thread->handle.Get()};
         WaitForMultipleObjects(2, either, FALSE, INFINITE);
         Current() = thread;
     }
@@ -88,8 +104,44 @@ CDelayedNotificationThread::~CDelayedNotificationThread()
     // A handler that ends the last watch runs on the thread itself, which then ends by itself.
     if (IsNotifierThread())
         return;
+    m_thread->WaitForEnd();
+}
+
+void CDelayedNotificationThread::Thread::WaitForEnd() const
+{
+    if (t_isWorker)
+        return WaitUnlessWaitedFor();
     const LockOrder::WaitScope wait(ThreadName);
-    WaitForSingleObject(m_thread->handle.Get(), INFINITE);
+    WaitForSingleObject(handle.Get(), INFINITE);
+}
+
+// A worker that lets the last watch go after an error may be what a handler waits for, which has been told of the error
+// and ends everything: the thread then ends by itself as well.
+void CDelayedNotificationThread::Thread::WaitUnlessWaitedFor() const
+{
+    constexpr DWORD pause = 50; // milliseconds, while a handler waits for another worker
+    const HANDLE either[] = {handle.Get(), waits};
+    while (WaitForMultipleObjects(2, either, FALSE, INFINITE) != WAIT_OBJECT_0)
+        if (waitsFor == GetCurrentThreadId() || WaitForSingleObject(handle.Get(), pause) == WAIT_OBJECT_0)
+            return;
+}
+
+CDelayedNotificationThread::WorkerScope::WorkerScope() { t_isWorker = true; }
+CDelayedNotificationThread::WorkerScope::~WorkerScope() { t_isWorker = false; }
+
+CDelayedNotificationThread::WorkerWait::WorkerWait(DWORD worker) : m_before(Exchange(worker)) {}
+CDelayedNotificationThread::WorkerWait::~WorkerWait() { Exchange(m_before); }
+
+DWORD CDelayedNotificationThread::WorkerWait::Exchange(DWORD worker)
+{
+    if (!Thread::t_own)
+        return 0;
+    const DWORD before = Thread::t_own->waitsFor.exchange(worker);
+    if (worker != 0)
+        Thread::t_own->waits.SetEvent();
+    else
+        Thread::t_own->waits.ResetEvent();
+    return before;
 }
 
 bool CDelayedNotificationThread::PostEvent(DelayedEvent* event)

@@ -25,6 +25,29 @@ public:
     using PostFunction = BOOL(WINAPI*)(DWORD, UINT, WPARAM, LPARAM);
     static void SetPostFunction(PostFunction post);
 
+    // The calling thread is a worker. It must not wait for the notifier's end while a handler waits for its own.
+    class WorkerScope
+    {
+    public:
+        WorkerScope();
+        ~WorkerScope();
+        WorkerScope(const WorkerScope&) = delete;
+        WorkerScope& operator=(const WorkerScope&) = delete;
+    };
+    // The calling thread waits for the end of this worker. Means something on the notifier's thread only.
+    class WorkerWait
+    {
+    public:
+        explicit WorkerWait(DWORD worker);
+        ~WorkerWait();
+        WorkerWait(const WorkerWait&) = delete;
+        WorkerWait& operator=(const WorkerWait&) = delete;
+
+    private:
+        static DWORD Exchange(DWORD worker);
+        const DWORD m_before;
+    };
+
 private:
     struct Thread;
     std::shared_ptr<Thread> m_thread;

@@ -1,6 +1,7 @@
 // Ending watches, and the worker with the last of them.
 #include "directory_changes/ChangeIo.h"
 #include "directory_changes/CompletionKeys.h"
+#include "directory_changes/DelayedNotificationThread.h"
 #include "directory_changes/DirWatchInfo.h"
 #include "directory_changes/DirectoryChanges.h"
 #include "directory_changes/EngineRun.h"
@@ -198,6 +199,7 @@ bool CDirectoryChangeWatcher::TakeRun(std::shared_ptr<EngineRun>& run)
 void CDirectoryChangeWatcher::EndWorker(const EngineRun& run)
 {
     const LockOrder::WaitScope wait(WorkerName);
+    const CDelayedNotificationThread::WorkerWait waits(run.workerId);
     const HANDLE worker = run.worker.Get();
     // A packet that the system refuses is tried again: the worker is waited for without limit.
     while (!m_io.PostPacket(run.port.Get(), 0, 0, nullptr) && !WaitPumping(worker, RefusedPostPause, QS_ALLINPUT)) {

@@ -1,6 +1,7 @@
 // The worker: one thread for all directories of a watcher.
 #include "directory_changes/ChangeIo.h"
 #include "directory_changes/CompletionKeys.h"
+#include "directory_changes/DelayedNotificationThread.h"
 #include "directory_changes/DirWatchInfo.h"
 #include "directory_changes/DirectoryChanges.h"
 #include "directory_changes/EngineRun.h"
@@ -32,6 +33,7 @@ private:
 unsigned __stdcall CDirectoryChangeWatcher::MonitorDirectoryChanges(void* run)
 {
     const LockOrder::ThreadScope scope(L"engine worker");
+    const CDelayedNotificationThread::WorkerScope worker;
     SetThreadErrorMode(SEM_FAILCRITICALERRORS, nullptr);
     // Whoever ends the worker keeps its run until it has ended.
     const auto& own = *static_cast<const EngineRun*>(run);

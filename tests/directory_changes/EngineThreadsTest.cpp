@@ -23,6 +23,11 @@ protected:
         std::filesystem::create_directories(folder.Path(name).GetString());
         return folder.Path(name);
     }
+    // The notifier's thread, which runs the handlers, while there is one.
+    static KernelHandle Notifier()
+    {
+        return KernelHandle(OpenThread(SYNCHRONIZE, FALSE, CDelayedNotificationThread::CurrentThreadId()));
+    }
     // Holds the notifier when the handler is told this.
     void HoldAt(const std::wstring& event)
     {
@@ -183,6 +188,70 @@ TEST_F(EngineThreads, AHandlerThatIsToldOfAnErrorMayEndEverythingWhileTheWorkerD
     io.Complete(Bytes(1, L"a"));
     EXPECT_TRUE(ended.Lock(Long));
     EXPECT_EQ(handler.Events(), (Events{Started(), At(L"+", L"a"), At(L"error 5 ")}));
+}
+
+// There the worker lets the last watch go, and with it the notifier that runs the handler.
+TEST_F(EngineThreads, AHandlerThatIsToldOfTheLastWatchsErrorMayEndEverythingWhileTheWorkerDoes)
+{
+    CEvent ended(false, true);
+    handler.onEvent = [&](const std::wstring& told) {
+        if (told != At(L"error 5 "))
+            return;
+        UntilNotWatching();
+        watcher.UnwatchAllDirectories();
+        ended.SetEvent();
+    };
+    ASSERT_EQ(Watch(), 0u);
+    const KernelHandle notifier = Notifier();
+    io.readError = ERROR_ACCESS_DENIED;
+    io.Complete(Bytes(1, L"a"));
+    EXPECT_TRUE(ended.Lock(Long));
+    EXPECT_EQ(WaitForSingleObject(notifier.Get(), Long), WAIT_OBJECT_0);
+    EXPECT_EQ(CDelayedNotificationThread::CurrentThreadId(), 0u);
+    EXPECT_EQ(handler.Events(), (Events{Started(), At(L"+", L"a"), At(L"error 5 ")}));
+}
+
+TEST_F(EngineThreads, AHandlerMayDestroyItsWatcher)
+{
+    auto real = std::make_unique<CDirectoryChangeWatcher>();
+    RecordingHandler own;
+    CEvent destroyed(false, true);
+    own.onEvent = [&](const std::wstring& told) {
+        if (told[0] != L'+' || !real)
+            return;
+        real.reset();
+        destroyed.SetEvent();
+    };
+    ASSERT_EQ(real->WatchDirectory(folder.Path(), &own), 0u);
+    const KernelHandle notifier = Notifier();
+    folder.WriteBytes(L"a.txt", "x");
+    EXPECT_TRUE(destroyed.Lock(Long));
+    EXPECT_EQ(WaitForSingleObject(notifier.Get(), Long), WAIT_OBJECT_0);
+    EXPECT_EQ(own.Count(L"stopped " + std::wstring(folder.Path())), 1);
+}
+
+TEST_F(EngineThreads, NoEventReachesAHandlerAfterItsUnwatchReturned)
+{
+    constexpr int rounds = 50;
+    CDirectoryChangeWatcher real;
+    std::atomic<bool> writing{true};
+    std::thread writer([&] {
+        for (int i = 0; writing; ++i)
+            folder.WriteBytes((L"f" + std::to_wstring(i % 50)).c_str(), "x");
+    });
+    std::vector<std::unique_ptr<RecordingHandler>> handlers;
+    std::vector<std::size_t> told;
+    for (int round = 0; round < rounds; ++round) {
+        RecordingHandler& own = *handlers.emplace_back(std::make_unique<RecordingHandler>());
+        EXPECT_EQ(real.WatchDirectory(folder.Path(), &own), 0u);
+        EXPECT_TRUE(own.WaitForEvents(3));
+        EXPECT_TRUE(real.UnwatchDirectory(folder.Path().GetString()));
+        told.push_back(own.Events().size());
+    }
+    writing = false;
+    writer.join();
+    for (std::size_t i = 0; i < rounds; ++i)
+        EXPECT_EQ(handlers[i]->Events().size(), told[i]);
 }
 
 TEST_F(EngineThreads, ManyThreadsStartAndEndWatchesAndNoneIsLeftOver)

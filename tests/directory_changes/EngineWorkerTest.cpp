@@ -84,6 +84,7 @@ TEST_F(EngineWorker, APacketThatComesLateFindsNothing)
     io.PostLate(key, &late);
     ASSERT_EQ(WatchHooked(), 0u);
     EXPECT_NE(io.lastKey, key);
+    EXPECT_TRUE(handler.WaitForEvents(3));
     EXPECT_EQ(handler.Events(), (Events{Started(), Stopped(), Started()}));
 }
 

@@ -47,6 +47,11 @@ public:
         return m_changed.wait_for(lock, std::chrono::seconds(20),
                                   [&] { return std::count(m_events.begin(), m_events.end(), event) >= count; });
     }
+    bool WaitForEvents(std::size_t count)
+    {
+        std::unique_lock lock(m_mutex);
+        return m_changed.wait_for(lock, std::chrono::seconds(20), [&] { return m_events.size() >= count; });
+    }
 
 private:
     void Note(const std::wstring& event)
