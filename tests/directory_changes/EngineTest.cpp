@@ -3,6 +3,7 @@
 #include "mfc/CEvent.h"
 #include "tests/directory_changes/RecordingHandler.h"
 #include "tests/support/TempFolder.h"
+#include "tests/support/TestMachine.h"
 
 #include <gtest/gtest.h>
 
@@ -253,12 +254,10 @@ TEST_F(Engine, ManyWatchesLeaveNoHandlesBehind)
         watcher.UnwatchAllDirectories();
     };
     cycle();
-    DWORD before = 0, after = 0;
-    GetProcessHandleCount(GetCurrentProcess(), &before);
+    const int before = OpenHandles();
     for (int i = 0; i < 50; ++i)
         cycle();
-    GetProcessHandleCount(GetCurrentProcess(), &after);
-    EXPECT_LE(after, before + 2);
+    EXPECT_LE(OpenHandles(), before + 2);
 }
 
 } // namespace

@@ -45,7 +45,7 @@ public:
     void Clear()
     {
         const std::scoped_lock lock(m_mutex);
-        m_lines.clear();
+        std::vector<Line>().swap(m_lines); // with its memory
     }
 
 private:

@@ -3,6 +3,7 @@
 #include "tests/orbwatcher4/LogCapture.h"
 #include "tests/overlay/OverlayObjects.h"
 #include "tests/overlay/ScriptedWaiter.h"
+#include "tests/support/TestMachine.h"
 
 #include <gtest/gtest.h>
 
@@ -285,27 +286,20 @@ TEST_F(ForeignBlock, AnObjectOfAnotherKindUnderTheNameOfTheBlockIsNoService)
     EXPECT_TRUE(waiter.limits.empty());
 }
 
-DWORD Handles()
-{
-    DWORD count = 0;
-    EXPECT_TRUE(GetProcessHandleCount(GetCurrentProcess(), &count));
-    return count;
-}
-
 TEST_F(Connection, ReconnectingLeavesNoHandlesBehind)
 {
     EXPECT_FALSE(SetInVain());
-    const DWORD before = Handles();
+    const int before = OpenHandles();
     for (int i = 0; i < 200; ++i)
         EXPECT_FALSE(SetInVain());
-    EXPECT_LE(Handles(), before);
+    EXPECT_LE(OpenHandles(), before);
     {
         service.reset();
         const OverlayObjects events{OverlayObjects::EventsOnly()};
         for (int i = 0; i < 200; ++i)
             EXPECT_FALSE(overlay.Connect());
     }
-    EXPECT_LE(Handles(), before);
+    EXPECT_LE(OpenHandles(), before);
 }
 
 } // namespace

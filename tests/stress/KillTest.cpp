@@ -5,7 +5,7 @@
 // ORB_KILL_ROUNDS makes it longer, ORB_STORM_SEED another one.
 #include "tests/host/HostTest.h"
 #include "tests/stress/FolderMove.h"
-#include "tests/stress/FromEnvironment.h"
+#include "tests/support/FromEnvironment.h"
 #include "tests/stress/StormModel.h"
 
 #include <algorithm>

@@ -4,7 +4,7 @@
 //
 // ORB_STORM_ROUNDS makes the storm longer, ORB_STORM_SEED another one.
 #include "tests/host/HostTest.h"
-#include "tests/stress/FromEnvironment.h"
+#include "tests/support/FromEnvironment.h"
 #include "tests/stress/StormModel.h"
 #include "tests/stress/Turns.h"
 

@@ -2,8 +2,11 @@
 
 #include <windows.h>
 
+#include <winternl.h>
+
 #include <algorithm>
 #include <cstdio>
+#include <stdexcept>
 #include <vector>
 
 namespace
@@ -95,6 +98,36 @@ bool HeapsAreWhole()
         if (!HeapValidate(heap, 0, nullptr))
             return false;
     return !heaps.empty();
+}
+
+int OpenHandles()
+{
+    constexpr auto extendedHandles = static_cast<SYSTEM_INFORMATION_CLASS>(64);
+    constexpr auto tooSmall = static_cast<NTSTATUS>(0xC0000004);
+    struct Entry {
+        void* object;
+        ULONG_PTR process, handle;
+        ULONG access;
+        USHORT trace, type;
+        ULONG attributes, reserved;
+    };
+    struct Table {
+        ULONG_PTR count, reserved;
+        Entry entries[1];
+    };
+    using Query = NTSTATUS(NTAPI*)(SYSTEM_INFORMATION_CLASS, void*, ULONG, ULONG*);
+    static const auto query = reinterpret_cast<Query>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "NtQuerySystemInformation")));
+    std::vector<ULONG_PTR> memory(1 << 13);
+    NTSTATUS status = 0;
+    while ((status = query(extendedHandles, memory.data(), static_cast<ULONG>(memory.size() * sizeof(ULONG_PTR)),
+                           nullptr)) == tooSmall)
+        memory.resize(memory.size() * 2);
+    if (status < 0)
+        throw std::runtime_error("the handles cannot be counted");
+    const auto* table = reinterpret_cast<const Table*>(memory.data());
+    return static_cast<int>(std::count_if(table->entries, table->entries + table->count,
+                                          [](const Entry& entry) { return entry.process == GetCurrentProcessId(); }));
 }
 
 std::string Narrow(std::wstring_view text)

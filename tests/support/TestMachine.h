@@ -10,6 +10,8 @@ void PrepareTestProcess();
 void LeaveTestProcess();
 
 bool HeapsAreWhole();
+// The handles that this process holds open. (Wine answers 0 to GetProcessHandleCount.)
+int OpenHandles();
 std::string Narrow(std::wstring_view text);
 
 // A file that lies on a full disk as long as the object lives: every write to it fails.
