@@ -3,6 +3,8 @@
 #include "companions/indexdb/IndexConnection.h"
 #include "companions/indexdb/IndexSchema.h"
 #include "support/DraftFile.h"
+#include "support/Handle.h"
+#include "support/OwnerAccess.h"
 
 #include <windows.h>
 
@@ -17,6 +19,10 @@ public:
     {
         RemoveOldDrafts(target);
         Remove();
+        // Made here, so that it is the owner's alone; one that cannot be made is told of when it is opened.
+        OwnerAccess access;
+        FileHandle(
+            CreateFileW(m_path, GENERIC_WRITE, 0, access.Attributes(), CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
     }
     ~Draft() { Remove(); }
     Draft(const Draft&) = delete;

@@ -4,6 +4,7 @@
 #include "companions/settings/DataFolder.h"
 #include "companions/settings/OrbSettings.h"
 #include "support/Handle.h"
+#include "support/OwnerAccess.h"
 #include "support/SharedAccess.h"
 
 #include <algorithm>
@@ -105,7 +106,9 @@ CString Outbox::Next(int& number, bool peek, bool reserve) const
     if (!peek && !WriteNext(candidate + 1))
         return Failure(L"The outbox's count cannot be written", m_folder);
     if (reserve) {
-        const FileHandle file(CreateFileW(path, GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
+        OwnerAccess access;
+        const FileHandle file(
+            CreateFileW(path, GENERIC_WRITE, 0, access.Attributes(), CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
         if (!file)
             return Failure(L"The transaction cannot be created", path);
     }
@@ -145,8 +148,9 @@ bool Outbox::WriteNext(int number) const
     const CString temporary = m_folder + L"\\next.tmp";
     {
         const std::string text = std::to_string(number);
-        const FileHandle file(
-            CreateFileW(temporary, GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+        OwnerAccess access;
+        const FileHandle file(CreateFileW(temporary, GENERIC_WRITE, 0, access.Attributes(), CREATE_ALWAYS,
+                                          FILE_ATTRIBUTE_NORMAL, nullptr));
         DWORD written = 0;
         if (!file || !WriteFile(file.Get(), text.data(), static_cast<DWORD>(text.size()), &written, nullptr) ||
             written != text.size() || !FlushFileBuffers(file.Get()))

@@ -2,6 +2,7 @@
 
 #include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/core/DumpLines.h"
+#include "support/OwnerAccess.h"
 
 CString DumpFilePath()
 {
@@ -12,7 +13,8 @@ CString DumpFilePath()
 }
 
 DumpWriter::DumpWriter(const CString& path, FileWriter& writer)
-    : m_file(CreateFileW(path, GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr)),
+    : m_file(
+          CreateFileW(path, GENERIC_WRITE, 0, OwnerAccess().Attributes(), OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr)),
       m_writer(writer)
 {
     if (IsOpen() && !SetFilePointerEx(m_file.Get(), {}, &m_end, FILE_END))

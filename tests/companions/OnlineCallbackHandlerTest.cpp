@@ -2,6 +2,7 @@
 #include "companions/settings/OrbSettings.h"
 #include "support/Handle.h"
 #include "tests/companions/CompanionTest.h"
+#include "tests/support/TestMachine.h"
 
 #include <aclapi.h>
 
@@ -37,6 +38,8 @@ TEST_F(OnlineHandler, CountsUpAndReserves)
     EXPECT_EQ(handler.GetTransactionXml(number, false, true), Outbox(L"Transaction1.tdb"));
     EXPECT_EQ(number, 1);
     EXPECT_EQ(temp.ReadBytes(L"data\\outbox\\Transaction1.tdb"), "");
+    EXPECT_TRUE(OnlyItsOwnerReads(Outbox(L"Transaction1.tdb").GetString()));
+    EXPECT_TRUE(OnlyItsOwnerReads(Outbox(L"next").GetString()));
     EXPECT_EQ(handler.GetTransactionXml(number, false, false), Outbox(L"Transaction2.tdb"));
     EXPECT_EQ(number, 2);
     EXPECT_FALSE(Exists(L"data\\outbox\\Transaction2.tdb"));

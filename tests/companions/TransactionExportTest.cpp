@@ -1,4 +1,5 @@
 #include "tests/companions/IndexTest.h"
+#include "tests/support/TestMachine.h"
 
 namespace
 {
@@ -62,6 +63,7 @@ TEST_F(TransactionExport, LeavesNoOtherFileBeside)
 {
     ASSERT_TRUE(db.ExportToTransaction(temp.Path(L"out.tdb"), 1));
     EXPECT_EQ(FilesBeside(L"out*"), 1);
+    EXPECT_TRUE(OnlyItsOwnerReads(temp.Path(L"out.tdb").GetString()));
 }
 
 TEST_F(TransactionExport, WorksFromAReadingConnection)
@@ -86,6 +88,7 @@ TEST_F(TransactionExport, AReservedNameIsUsed)
     ASSERT_TRUE(db.ExportToTransaction(temp.Path(L"out.tdb"), 1));
     EXPECT_EQ(RawDatabase(temp.Path(L"out.tdb")).Run("SELECT id FROM jobs"), "2");
     EXPECT_EQ(FilesBeside(L"out*"), 1);
+    EXPECT_TRUE(OnlyItsOwnerReads(temp.Path(L"out.tdb").GetString()));
 }
 
 TEST_F(TransactionExport, WithoutAJobThereIsNothingToExport)

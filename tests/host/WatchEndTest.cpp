@@ -141,6 +141,27 @@ private:
     bool m_begun = false;
 };
 
+TEST_F(WatchEnd, WhatIsWrittenIntoTheDataFolderIsItsOwnersAlone)
+{
+    std::set<std::string> names;
+    const auto look = [&] {
+        for (const auto& entry : std::filesystem::directory_iterator(data)) {
+            names.insert(Utf8(entry.path().filename().wstring().substr(0, 15)));
+            EXPECT_TRUE(OnlyItsOwnerReads(entry.path().wstring())) << entry.path();
+        }
+    };
+    HostProcess host(Watch({L"--collect"}));
+    ASSERT_FALSE(host.WaitForType("ready").empty());
+    Write(L"a.txt", "x");
+    ASSERT_FALSE(host.WaitForType("collected").empty());
+    look();
+    host.Interrupt();
+    EXPECT_EQ(host.Finish(), 130);
+    look();
+    for (const char* name : {"watcher_running", "watcher_dump.bi", "OrbWatcher.log"})
+        EXPECT_TRUE(names.contains(name)) << name;
+}
+
 TEST_F(WatchEnd, DeepFoldersAreWatchedAgainByTheNextRunWhileAnotherProgramWatchesElsewhere)
 {
     std::filesystem::create_directories(Path(L"elsewhere"));

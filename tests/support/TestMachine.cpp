@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <aclapi.h>
 #include <winternl.h>
 
 #include <algorithm>
@@ -128,6 +129,29 @@ int OpenHandles()
     const auto* table = reinterpret_cast<const Table*>(memory.data());
     return static_cast<int>(std::count_if(table->entries, table->entries + table->count,
                                           [](const Entry& entry) { return entry.process == GetCurrentProcessId(); }));
+}
+
+bool OnlyItsOwnerReads(const std::wstring& path)
+{
+    ACL* list = nullptr;
+    SID* owner = nullptr;
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    if (GetNamedSecurityInfoW(path.c_str(), SE_FILE_OBJECT, OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION,
+                              reinterpret_cast<void**>(&owner), nullptr, &list, nullptr, &descriptor) != ERROR_SUCCESS)
+        return false;
+    bool only = list != nullptr;
+    for (DWORD i = 0; only && i < list->AceCount; ++i) {
+        void* entry = nullptr;
+        GetAce(list, i, &entry);
+        auto* allowed = static_cast<ACCESS_ALLOWED_ACE*>(entry);
+        const bool reads = allowed->Header.AceType == ACCESS_ALLOWED_ACE_TYPE && (allowed->Mask & FILE_READ_DATA);
+        auto* sid = reinterpret_cast<SID*>(&allowed->SidStart);
+        if (reads && !EqualSid(sid, owner) && !IsWellKnownSid(sid, WinLocalSystemSid) &&
+            !IsWellKnownSid(sid, WinBuiltinAdministratorsSid))
+            only = false;
+    }
+    LocalFree(descriptor);
+    return only;
 }
 
 std::string Narrow(std::wstring_view text)

@@ -12,6 +12,8 @@ void LeaveTestProcess();
 bool HeapsAreWhole();
 // The handles that this process holds open. (Wine answers 0 to GetProcessHandleCount.)
 int OpenHandles();
+// Nobody but this user, the system and its administrators may read the file.
+bool OnlyItsOwnerReads(const std::wstring& path);
 std::string Narrow(std::wstring_view text);
 
 // A file that lies on a full disk as long as the object lives: every write to it fails.
