@@ -2,7 +2,7 @@
 
 #include "companions/logging/WithoutThreadToken.h"
 #include "support/Handle.h"
-#include "tests/companions/ImportedCall.h"
+#include "tests/support/ImportedCall.h"
 
 #include <algorithm>
 #include <regex>

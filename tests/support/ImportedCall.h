@@ -11,7 +11,7 @@
 class ImportedCall
 {
 public:
-    // The module imports the function by this name.
+    // The module imports the function by this name. Null: the test program itself.
     template <typename Function>
     ImportedCall(const wchar_t* module, const char* name, Function* replacement)
         : m_place(PlaceOf(reinterpret_cast<std::byte*>(GetModuleHandleW(module)), name)),
@@ -22,8 +22,21 @@ public:
     ImportedCall(const ImportedCall&) = delete;
     ImportedCall& operator=(const ImportedCall&) = delete;
 
+    static bool IsMade(const wchar_t* module, const char* name)
+    {
+        return FindPlace(reinterpret_cast<std::byte*>(GetModuleHandleW(module)), name) != nullptr;
+    }
+
 private:
     static ULONG_PTR* PlaceOf(std::byte* module, const char* name)
+    {
+        ULONG_PTR* place = FindPlace(module, name);
+        if (!place)
+            throw std::invalid_argument("the module does not import this function");
+        return place;
+    }
+
+    static ULONG_PTR* FindPlace(std::byte* module, const char* name)
     {
         const auto* header = reinterpret_cast<const IMAGE_NT_HEADERS*>(
             module + reinterpret_cast<const IMAGE_DOS_HEADER*>(module)->e_lfanew);
@@ -40,7 +53,7 @@ private:
                     return places;
             }
         }
-        throw std::invalid_argument("the module does not import this function");
+        return nullptr;
     }
 
     ULONG_PTR Put(ULONG_PTR function) const
