@@ -15,6 +15,7 @@
 #include "orbwatcher4/SmartScanCaller.h"
 #include "orbwatcher4/filter/Filter.h"
 #include "orbwatcher4/filter/ScanLists.h"
+#include "support/HashMemory.h"
 
 #include <sparsehash/dense_hash_set>
 
@@ -180,7 +181,9 @@ private:
     RuleMap m_advancedRules;
     std::map<CString, CString> m_junctions; // lower-cased junction ending in "\" to destination; guarded by m_lock
     ReadersWriters m_lock;
-    google::dense_hash_set<std::uint64_t> m_scanned; // keys of lower-cased paths; guarded by m_lock
+    google::dense_hash_set<std::uint64_t, std::hash<std::uint64_t>, std::equal_to<std::uint64_t>,
+                           HashMemory<std::uint64_t>>
+        m_scanned; // keys of lower-cased paths; guarded by m_lock
     CString m_dataFile;
     CString m_autoExcludeFile;
     CString m_advancedFile;

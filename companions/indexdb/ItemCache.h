@@ -6,6 +6,7 @@
 #pragma once
 
 #include "companions/indexdb/OrbIndexDB.h"
+#include "support/HashMemory.h"
 
 #include <sparsehash/sparse_hash_map>
 
@@ -35,6 +36,7 @@ public:
     void Erase(std::uint64_t id);
     // Nothing when the item is not known.
     void SetFlags(std::uint64_t id, std::uint32_t flags);
+    void AddFlags(std::uint64_t id, std::uint32_t flags);
 
     bool Find(std::uint64_t id, CachedDatum& item) const;
     // The id of the item with this path, without regard to case; no trailing backslash.
@@ -46,8 +48,9 @@ public:
 
 private:
     using Slot = std::uint32_t;
-    using SlotMap = google::sparse_hash_map<std::uint64_t, Slot>;
-    using CountMap = google::sparse_hash_map<std::uint64_t, std::uint32_t>;
+    using SlotMap = google::sparse_hash_map<std::uint64_t, Slot, std::hash<std::uint64_t>, std::equal_to<std::uint64_t>,
+                                            HashMemory<std::pair<const std::uint64_t, Slot>>>;
+    using CountMap = SlotMap; // counts instead of slots
     struct Item {
         std::uint64_t id;
         std::uint64_t modificationTime;

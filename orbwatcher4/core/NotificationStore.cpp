@@ -58,7 +58,7 @@ bool NotificationStore::Erase(const CString& path)
 
 void NotificationStore::Clear()
 {
-    m_table.clear();
+    EmptyTable(m_table);
     m_cursor = 0;
     m_left = 0;
     Count();

@@ -9,6 +9,7 @@
 #include "orbwatcher4/OrbFilter.h"
 #include "orbwatcher4/core/Notification.h"
 #include "support/CaseFold.h"
+#include "support/HashMemory.h"
 
 #include <sparsehash/dense_hash_map>
 
@@ -55,7 +56,8 @@ private:
     struct EqualPath {
         bool operator()(const CString& l, const CString& r) const { return EqualNoCase(l.View(), r.View()); }
     };
-    using Table = google::dense_hash_map<CString, NotificationPtr, HashPath, EqualPath>;
+    using Table = google::dense_hash_map<CString, NotificationPtr, HashPath, EqualPath,
+                                         HashMemory<std::pair<const CString, NotificationPtr>>>;
 
     void Count();
 

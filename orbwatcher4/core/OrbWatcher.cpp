@@ -16,7 +16,7 @@ CString IfThere(const wchar_t* path) { return IsThere(path) ? CString(path) : CS
 
 void Fill(KeySet& set, const std::set<unsigned __int64>& keys)
 {
-    set.clear();
+    EmptyTable(set);
     for (const std::uint64_t key : keys)
         if (key != 0xFFFFFFFFFFFFFFFFull)
             set.insert(key);

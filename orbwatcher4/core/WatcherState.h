@@ -20,12 +20,14 @@
 #include "support/Clock.h"
 #include "support/FileWriter.h"
 #include "support/Handle.h"
+#include "support/HashMemory.h"
 
 #include <sparsehash/dense_hash_set>
 
 #include <atomic>
 
-using KeySet = google::dense_hash_set<std::uint64_t>;
+using KeySet = google::dense_hash_set<std::uint64_t, std::hash<std::uint64_t>, std::equal_to<std::uint64_t>,
+                                      HashMemory<std::uint64_t>>;
 
 // The enumerations; guarded by its own address in the lock table.
 struct FirstTimeState {

@@ -49,7 +49,7 @@ void OrbFilter::ClearJunctionCache()
 {
     const WriteScope scope(m_lock);
     if (!m_scanned.empty())
-        m_scanned.clear();
+        EmptyTable(m_scanned);
 }
 
 bool JunctionAccess::AddScanned(OrbFilter& filter, CString& folder) { return filter.AddScannedDirectory(folder); }

@@ -1,0 +1,45 @@
+// Memory for the hash tables, which by themselves do not ask whether they got any, or end the process when not.
+//
+// A table that grows stays as it was when that throws. Its clear() does not: it gives its memory back before it asks
+// for new. Use EmptyTable.
+#pragma once
+
+#include <sparsehash/internal/libc_allocator_with_realloc.h>
+
+#include <new>
+
+template <typename T>
+struct HashMemory : google::libc_allocator_with_realloc<T> {
+    using Base = google::libc_allocator_with_realloc<T>;
+    template <typename U>
+    struct rebind {
+        using other = HashMemory<U>;
+    };
+
+    HashMemory() = default;
+    template <typename U>
+    HashMemory(const HashMemory<U>&)
+    {
+    }
+
+    typename Base::pointer allocate(typename Base::size_type count, typename Base::const_pointer = nullptr)
+    {
+        const typename Base::pointer memory = Base::allocate(count);
+        if (!memory)
+            throw std::bad_alloc();
+        return memory;
+    }
+};
+
+// Empties a dense table, and gives its memory back where a small one can be had.
+template <typename Table>
+void EmptyTable(Table& table) noexcept
+{
+    table.clear_no_resize();
+    try {
+        Table fresh(table);
+        table.swap(fresh);
+    } catch (const std::bad_alloc&) {
+        // It keeps what it has.
+    }
+}
