@@ -239,6 +239,7 @@ private:
     static unsigned __stdcall _FirstRunAllDrives(void* watcher);
     static unsigned __stdcall _FirstRunSingleDrive(void* driveAndWatcher);
 
+    bool TakePending(void* sameRunIds, QueueDatum& out);
     int UsesBlockLevel(const wchar_t* path, unsigned __int64 size);
     bool IsIgnoredDedupPath(const wchar_t* path);
     bool ReloadRules(const wchar_t* advancedOfSecondary = nullptr);

@@ -5,6 +5,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <cstdio>
 #include <map>
@@ -51,7 +52,7 @@ public:
 
     virtual void Enter(const void* lock, LockRank rank, const wchar_t* name, const void* site)
     {
-        const Guard guard(m_lock);
+        const Guard guard(*this);
         std::vector<Held>& held = m_threads[GetCurrentThreadId()];
         const auto again = std::find_if(held.begin(), held.end(), [&](const Held& h) { return h.lock == lock; });
         if (again != held.end()) {
@@ -65,7 +66,7 @@ public:
 
     virtual void Leave(const void* lock)
     {
-        const Guard guard(m_lock);
+        const Guard guard(*this);
         const auto thread = m_threads.find(GetCurrentThreadId());
         if (thread == m_threads.end())
             return;
@@ -80,27 +81,37 @@ public:
 
     virtual std::vector<std::wstring> Reports()
     {
-        const Guard guard(m_lock);
+        const Guard guard(*this);
         return m_reports;
     }
 
     virtual void Clear()
     {
-        const Guard guard(m_lock);
+        const Guard guard(*this);
         m_reports.clear();
         m_edges.clear();
         m_reported.clear();
     }
 
+    virtual bool IsInside() const { return m_inside == GetCurrentThreadId(); }
+
 private:
     class Guard
     {
     public:
-        explicit Guard(SRWLOCK& lock) : m_lock(lock) { AcquireSRWLockExclusive(&m_lock); }
-        ~Guard() { ReleaseSRWLockExclusive(&m_lock); }
+        explicit Guard(Graph& graph) : m_graph(graph)
+        {
+            AcquireSRWLockExclusive(&m_graph.m_lock);
+            m_graph.m_inside = GetCurrentThreadId();
+        }
+        ~Guard()
+        {
+            m_graph.m_inside = 0;
+            ReleaseSRWLockExclusive(&m_graph.m_lock);
+        }
 
     private:
-        SRWLOCK& m_lock;
+        Graph& m_graph;
     };
     using Class = std::wstring;
 
@@ -156,6 +167,7 @@ private:
     }
 
     SRWLOCK m_lock = SRWLOCK_INIT;
+    std::atomic<DWORD> m_inside{0}; // the thread that holds m_lock
     std::map<DWORD, std::vector<Held>> m_threads;
     std::map<Class, std::map<Class, Edge>> m_edges;
     std::set<std::pair<Class, Class>> m_reported;
@@ -190,6 +202,7 @@ void Entering(const void* lock, LockRank rank, const wchar_t* name, const void* 
 void Left(const void* lock) noexcept { Shared()->Leave(lock); }
 std::vector<std::wstring> Reports() { return Shared()->Reports(); }
 void Clear() { Shared()->Clear(); }
+bool IsAtWork() { return Shared()->IsInside(); }
 
 } // namespace LockOrder
 

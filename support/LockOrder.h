@@ -45,11 +45,14 @@ void Left(const void* lock) noexcept;
 // What was found since the last Clear, one text each.
 std::vector<std::wstring> Reports();
 void Clear();
+// True inside the check itself, which has no way to go on without memory: who refuses memory leaves it alone.
+bool IsAtWork();
 #else
 inline void Entering(const void*, LockRank, const wchar_t*, const void*) noexcept {}
 inline void Left(const void*) noexcept {}
 inline std::vector<std::wstring> Reports() { return {}; }
 inline void Clear() {}
+inline bool IsAtWork() { return false; }
 #endif
 
 // Says that the calling thread waits for the thread that is known by this name.

@@ -3,6 +3,7 @@
 #include "companions/indexdb/OrbIndexDB.h"
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/OrbSettings.h"
+#include "orbwatcher4/core/Completes.h"
 #include "orbwatcher4/core/FileFindData.h"
 #include "orbwatcher4/core/WatcherState.h"
 #include "support/FileTimes.h"
@@ -97,9 +98,17 @@ void FreeQueueAttachment(QueueAttachment* attachment)
     std::free(attachment);
 }
 
+// What was not judged to its end is still pending.
 bool COrbWatcher::GetSingleNotification(void* sameRunIds, QueueDatum& out)
 {
     const COrbFuncLog guard(L"COrbWatcher::GetSingleNotification");
+    bool given = false;
+    Completes(L"The hand-out", [&] { given = TakePending(sameRunIds, out); });
+    return given;
+}
+
+bool COrbWatcher::TakePending(void* sameRunIds, QueueDatum& out)
+{
     const CallerTokenScope token;
     ObjectLock lock(m->locks, &m->store);
     if (m->store.LiveCount() == 0) {
@@ -174,13 +183,17 @@ HandOut::Verdict HandOut::Offer(const NotificationStore::Entry& entry)
     if (!isNew && static_cast<std::uint64_t>(m_out.modificationTime) == datum.modificationTime)
         return Verdict::Drop; // unchanged since it was backed up
     const std::uint64_t id = CIndexDB::CalculateUuid(path);
-    if (m_backupRunning && m_sameRunIds && !m_sameRunIds->insert(id).second) {
+    const bool oncePerRun = m_backupRunning && m_sameRunIds;
+    if (oncePerRun && m_sameRunIds->count(id) != 0) {
         if (datum.flags & CachedDatum::DropSameRunChange)
             return Verdict::Drop;
         g_OrbLog.Log(L"Delaying backup of file %s due to same run.", path.GetString());
         return Verdict::Keep;
     }
     Finish(entry, directory, id, attributes->attributes);
+    // Last: what is cut short before it is given must not count as given in this run.
+    if (oncePerRun)
+        m_sameRunIds->insert(id);
     return Verdict::Give;
 }
 

@@ -1,0 +1,22 @@
+// The edge of the watcher: no exception leaves an operation, or ends the process from a thread of the watcher's own.
+#pragma once
+
+#include "companions/logging/OrbLogging.h"
+
+#include <new>
+
+// Runs the operation. False when an exception, want of memory above all, has cut it short; the log then says so.
+template <typename Operation>
+bool Completes(const wchar_t* name, Operation&& operation) noexcept
+{
+    const wchar_t* why = L"an unexpected error";
+    try {
+        operation();
+        return true;
+    } catch (const std::bad_alloc&) {
+        why = L"out of memory";
+    } catch (...) {
+    }
+    g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"%s was cut short: %s", name, why);
+    return false;
+}
