@@ -1,7 +1,6 @@
 #include "companions/indexdb/IndexSchema.h"
 #include "companions/indexdb/IndexState.h"
 #include "companions/indexdb/TransactionExport.h"
-#include "companions/logging/OrbLogging.h"
 
 namespace
 {
@@ -113,28 +112,36 @@ void CIndexDB::State::InsertDelete(const DeleteDatum& record, bool replace)
 void CIndexDB::State::FollowDeleted()
 {
     const CSingleLock turn(IndexCache::Turn());
-    for (const std::uint64_t id : markedItems) {
-        const std::optional<std::uint32_t> flags = FlagsOf(id);
-        const CSingleLock lock(m_csCache);
-        if (ItemCache* cache = flags ? IndexCache::For(identity) : nullptr)
-            cache->SetFlags(id, *flags);
-    }
+    for (const std::uint64_t id : markedItems)
+        FollowDeleted(id);
     markedItems.clear();
 }
 
-// Nothing when the item is not there, or cannot be read now: the cache then stays as it was.
+// An item that is gone from the index needs nothing. Where the index does not answer, the mark that was committed
+// counts: at worst an item that was recorded again meanwhile is taken for new once more.
+void CIndexDB::State::FollowDeleted(std::uint64_t id)
+{
+    std::optional<std::uint32_t> flags;
+    bool known = true;
+    try {
+        flags = FlagsOf(id);
+    } catch (...) {
+        known = false;
+    }
+    const CSingleLock lock(m_csCache);
+    ItemCache* cache = IndexCache::For(identity);
+    if (cache && !known)
+        cache->AddFlags(id, CachedDatum::NoDeleteRecord);
+    else if (cache && flags)
+        cache->SetFlags(id, *flags);
+}
+
+// Nothing when the item is not there.
 std::optional<std::uint32_t> CIndexDB::State::FlagsOf(std::uint64_t id)
 {
     const CSingleLock lock(section);
-    try {
-        IndexStatement query(connection.Get(), "SELECT flags FROM items WHERE id = ?", id);
-        if (query.Step())
-            return static_cast<std::uint32_t>(query.Integer(0));
-    } catch (const IndexError& error) {
-        g_OrbLog.WriteLog(2, L"OrbIndexDB", __LINE__, L"The index cache does not know of a deletion: %s",
-                          error.text.GetString());
-    }
-    return std::nullopt;
+    IndexStatement query(connection.Get(), "SELECT flags FROM items WHERE id = ?", id);
+    return query.Step() ? std::optional(static_cast<std::uint32_t>(query.Integer(0))) : std::nullopt;
 }
 
 void CIndexDB::State::LeaveBatch()
@@ -142,7 +149,7 @@ void CIndexDB::State::LeaveBatch()
     try {
         if (inBatch && connection.IsOpen() && connection.InTransaction())
             connection.Execute("ROLLBACK");
-    } catch (const IndexError&) {
+    } catch (...) {
         // The error that is told is the one before; closing undoes the rest.
     }
     markedItems.clear();

@@ -36,6 +36,8 @@ struct CIndexDB::State {
     template <typename Operation>
     bool Guarded(Operation operation)
     {
+        // Made while there is memory.
+        static const CString outOfMemory(L"out of memory");
         last = {Error::None, CString()};
         try {
             operation();
@@ -43,7 +45,7 @@ struct CIndexDB::State {
         } catch (const IndexError& error) {
             last = error;
         } catch (const std::bad_alloc&) {
-            last = {Error::Failed, L"out of memory"};
+            last = {Error::Failed, outOfMemory};
         }
         return false;
     }
@@ -58,6 +60,7 @@ struct CIndexDB::State {
     void FollowForgotten(const CString& path);
     void FollowDeleted();
     std::optional<std::uint32_t> FlagsOf(std::uint64_t id);
+    void FollowDeleted(std::uint64_t id);
     void InsertDelete(const DeleteDatum& record, bool replace);
     // What was not committed is undone; the last error stays.
     void LeaveBatch();

@@ -89,6 +89,13 @@ void ItemCache::SetFlags(std::uint64_t id, std::uint32_t flags)
         m_items[found->second].flags = flags;
 }
 
+void ItemCache::AddFlags(std::uint64_t id, std::uint32_t flags)
+{
+    const auto found = m_byId.find(KeyOf(id));
+    if (found != m_byId.end() && m_items[found->second].id == id)
+        m_items[found->second].flags |= flags;
+}
+
 void ItemCache::SetDelayed(std::uint64_t id, std::int64_t until)
 {
     if (until == 0)

@@ -51,6 +51,9 @@ void CIndexDB::State::Open(bool writable, bool exclusive, int busyTimeoutMs)
     if (!writable)
         connection.Execute("PRAGMA query_only=1");
     identity = FileIdentity::Of(path);
+    // The cache would not be known for this database's, and would not follow it.
+    if (identity == FileIdentity{})
+        throw IndexError{Error::Failed, L"the file cannot be told from others"};
 }
 
 // Readers then do not wait for the writer. Some network shares cannot do it; the database works without.

@@ -15,7 +15,7 @@ namespace
 class Draft
 {
 public:
-    explicit Draft(const CString& target) : m_target(target), m_path(DraftPath(target))
+    explicit Draft(const CString& target) : m_target(target), m_path(DraftPath(target)), m_journal(m_path + L"-journal")
     {
         RemoveOldDrafts(target);
         Remove();
@@ -44,11 +44,12 @@ private:
     void Remove() const
     {
         DeleteFileW(m_path);
-        DeleteFileW(m_path + L"-journal");
+        DeleteFileW(m_journal);
     }
 
     CString m_target;
     CString m_path;
+    CString m_journal;
 };
 
 // True when an empty file holds the name.
