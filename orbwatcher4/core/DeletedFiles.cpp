@@ -2,6 +2,7 @@
 
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/OrbSettings.h"
+#include "orbwatcher4/core/Completes.h"
 #include "orbwatcher4/core/FileFindData.h"
 #include "orbwatcher4/core/WatcherState.h"
 #include "support/Backslash.h"
@@ -23,7 +24,9 @@ int COrbWatcher::ImmediateProcessDeletedFiles()
     const COrbFuncLog guard(L"COrbWatcher::ImmediateProcessDeletedFiles");
     const CallerTokenScope token;
     const CSingleLock lock(m->deletedFilesLock);
-    DeletedFiles(*m).Process();
+    // What was cut short goes on waiting; but what came back while its record was written was taken for unchanged.
+    if (!Completes(L"The processing of deletions", [&] { DeletedFiles(*m).Process(); }))
+        m->MakeFullEnumerationDue();
     return 0;
 }
 
@@ -34,40 +37,33 @@ void COrbWatcher::SetDeletionListener(std::function<void(const DeletionRecord&)>
 
 void DeletedFiles::Process()
 {
-    TakeVanished();
-    if (m_entries.empty())
+    CollectVanished();
+    if (m_entries.empty() || !OpenIndex())
         return;
-    if (!OpenIndex()) {
-        GiveBack();
-        return;
-    }
     while (!m_entries.empty() && CollectEntry(m_entries.begin()->first, *m_entries.begin()->second))
         m_settled.insert(m_entries.extract(m_entries.begin()));
-    const bool written = m_records.empty() || Write();
-    if (!written)
-        m_entries.merge(m_settled);
-    GiveBack();
-    if (written)
-        QueueReturned();
+    if (m_records.empty())
+        return TakeSettled();
+    if (!Write())
+        return;
+    Tell();
+    Export();
+    TakeSettled();
+    QueueReturned();
 }
 
 // A file that is back again stays pending, and so does what only cannot be reached.
-void DeletedFiles::TakeVanished()
+void DeletedFiles::CollectVanished()
 {
-    Entries deletions;
     {
         const ObjectLock lock(m.locks, &m.store);
         m.store.ForEach([&](const CString& path, const NotificationPtr& notification) {
             if (notification->kind == NotificationKind::Deleted)
-                deletions.emplace(path, notification);
+                m_entries.emplace(path, notification);
             return true;
         });
     }
-    std::erase_if(deletions, [this](const auto& entry) { return !CanBeSettled(entry.first); });
-    const ObjectLock lock(m.locks, &m.store);
-    for (const auto& [path, notification] : deletions)
-        if (m.store.Find(path) == notification && m.store.Erase(path))
-            m_entries.emplace(path, notification);
+    std::erase_if(m_entries, [this](const auto& entry) { return !CanBeSettled(entry.first); });
 }
 
 bool DeletedFiles::CanBeSettled(const CString& path) const
@@ -78,16 +74,15 @@ bool DeletedFiles::CanBeSettled(const CString& path) const
     return !m.volumes.IsOther(item) && (IsDirectory(item) || EndsInBackslash(path));
 }
 
-// Nothing that was not written is lost, unless something newer is known of the path.
-void DeletedFiles::GiveBack()
+// Only now, so that nothing is lost whatever goes wrong before. Where something newer is known of the path, that stays;
+// the deletion of a folder has then moved on to the other spelling.
+void DeletedFiles::TakeSettled()
 {
     const ObjectLock lock(m.locks, &m.store);
-    for (const auto& [path, notification] : m_entries)
-        if (!m.store.Find(path))
-            m.store.Put(path, notification);
-        else if (CIndexDB::HasCachedItemsBelow(path))
-            m.store.Put(OtherSpelling(path), notification); // what was in it is still to be looked for
-    m_entries.clear();
+    for (const auto& [path, notification] : m_settled)
+        for (const CString& spelling : {path, OtherSpelling(path)})
+            if (m.store.Find(spelling) == notification)
+                m.store.Erase(spelling);
 }
 
 bool DeletedFiles::OpenIndex()
@@ -187,8 +182,6 @@ bool DeletedFiles::Write()
                           m_index.GetLastDbErrorText().GetString());
         return false;
     }
-    Tell(job.jobId);
-    Export();
     return true;
 }
 
@@ -209,11 +202,11 @@ bool DeletedFiles::WriteRecords(SettingsDatum& job, bool newJob)
     return m_index.Update(job);
 }
 
-void DeletedFiles::Tell(std::int32_t job) const
+void DeletedFiles::Tell() const
 {
     for (const Record& record : m_records)
         if (m.deletionListener)
-            m.deletionListener({record.path, record.datum.id, job});
+            m.deletionListener({record.path, record.datum.id, record.datum.jobId});
 }
 
 // What came back while its record was being written was taken for unchanged: it is new now.

@@ -3,6 +3,7 @@
 // One object does one processing, on one thread, inside the watcher's deleted-files
 // lock. What is to be written is settled first, with the cache of the index alone;
 // then it is written in one go, with no lock of the watcher held deeper than that.
+// The deletions stay pending until they are written.
 //
 // The deletion of a folder stands for what the index holds below it, also where the
 // folder is not in the index itself. When something else has taken the folder's place
@@ -34,7 +35,7 @@ private:
         CString path;
     };
 
-    void TakeVanished();
+    void CollectVanished();
     bool CanBeSettled(const CString& path) const;
     bool OpenIndex();
     bool CollectEntry(const CString& path, const Notification& notification);
@@ -44,11 +45,11 @@ private:
     void Undo(std::size_t records);
     bool Write();
     bool WriteRecords(SettingsDatum& job, bool newJob);
-    void Tell(std::int32_t job) const;
+    void Tell() const;
     void QueueReturned();
     void Export();
     CString ExportPath();
-    void GiveBack();
+    void TakeSettled();
 
     WatcherState& m;
     Entries m_entries; // what is still to be settled
