@@ -267,6 +267,7 @@ private:
     void RemovePendingFile(CString path);
     void ReportVanished(const CString& path);
     void FillDeleteMap(const CString& root);
+    void ReplayPending();
     void ReplayDump();
     void ReplayLine(const CString& line);
     void ReplayRemoval(const CString& path);

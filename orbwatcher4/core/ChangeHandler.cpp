@@ -50,6 +50,21 @@ PathOutcome DroppedAsHidden(const CString& path, bool gone)
                                                                            : PathOutcome::Hidden;
 }
 
+// A failure that says nothing of the path itself: another look may find it.
+bool IsPassing(DWORD error)
+{
+    switch (error) {
+    case ERROR_FILE_NOT_FOUND:
+    case ERROR_PATH_NOT_FOUND:
+    case ERROR_INVALID_NAME:
+    case ERROR_ACCESS_DENIED:
+    case ERROR_CANT_RESOLVE_FILENAME:
+        return false;
+    default:
+        return true;
+    }
+}
+
 bool IsDeletion(const NotificationPtr& notification)
 {
     return notification && notification->kind == NotificationKind::Deleted;
@@ -108,8 +123,14 @@ bool ChangeHandler::IsHiddenSkipped(const CString& path, const Notification& not
     if (PathIsRootW(path))
         return false;
     ImpersonateUser(m.userToken);
+    const DWORD attributes = GetFileAttributesW(SystemPath(path));
+    if (attributes == INVALID_FILE_ATTRIBUTES && IsPassing(GetLastError())) {
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"%s cannot be looked at now: %d", path.GetString(),
+                          GetLastError());
+        return false;
+    }
     // A failed call returns all bits set: a vanished file counts as hidden.
-    if (!(GetFileAttributesW(SystemPath(path)) & FILE_ATTRIBUTE_HIDDEN))
+    if (!(attributes & FILE_ATTRIBUTE_HIDDEN))
         return false;
     return !m.backupHiddenFiles && !(notification.ruleFlags & QueueFlags::EvenWhenHidden);
 }

@@ -42,15 +42,18 @@ FindHandle FindFirst(const CString& pattern, WIN32_FIND_DATAW& data)
 
 bool IsDots(const wchar_t* name) { return name[0] == L'.' && (name[1] == 0 || (name[1] == L'.' && name[2] == 0)); }
 
-// A link to a folder is not entered: what it leads to has a path of its own, and links may lead in circles. Of a path
-// that ends in a backslash the attributes may be those of the link's target.
-bool IsPlainFolder(const CString& path)
+// Of a path that ends in a backslash the attributes may be those of a link's target.
+DWORD OwnAttributes(const CString& path)
 {
     const CString folder = WithBackslash(path);
     const bool root = PathIsRootW(folder) != FALSE;
-    const DWORD attributes = GetFileAttributesW(SystemPath(root ? folder : folder.Left(folder.GetLength() - 1)));
-    return attributes != INVALID_FILE_ATTRIBUTES &&
-           (attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT)) == FILE_ATTRIBUTE_DIRECTORY;
+    return GetFileAttributesW(SystemPath(root ? folder : folder.Left(folder.GetLength() - 1)));
+}
+
+// A link to a folder is not entered: what it leads to has a path of its own, and links may lead in circles.
+bool IsPlainFolder(DWORD attributes)
+{
+    return (attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT)) == FILE_ATTRIBUTE_DIRECTORY;
 }
 
 } // namespace
@@ -59,7 +62,10 @@ bool IsPlainFolder(const CString& path)
 void ChangeHandler::AddDirectoryChildren(const CString& path)
 {
     AskForPrivilegesOnce();
-    if (!IsPlainFolder(path))
+    const DWORD attributes = OwnAttributes(path);
+    if (attributes == INVALID_FILE_ATTRIBUTES)
+        return ReadEnded(path, GetLastError());
+    if (!IsPlainFolder(attributes))
         return;
     WIN32_FIND_DATAW data;
     const FindHandle search = FindFirst(WithBackslash(path) + L'*', data);
@@ -95,7 +101,8 @@ void ChangeHandler::AddSelectedBelow(const CString& path)
 // A folder that the watcher may not read is none that another look would find more in.
 void ChangeHandler::ReadEnded(const CString& path, DWORD error)
 {
-    if (error == ERROR_NO_MORE_FILES || error == ERROR_FILE_NOT_FOUND || IsReallyGone(path))
+    if (error == ERROR_NO_MORE_FILES || error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND ||
+        IsReallyGone(path))
         return;
     g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"The folder %s could not be read to its end: %d", path.GetString(),
                       error);

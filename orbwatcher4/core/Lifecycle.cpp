@@ -1,5 +1,6 @@
 // Starting and stopping the watcher's threads.
 #include "companions/logging/OrbLogging.h"
+#include "orbwatcher4/core/Completes.h"
 #include "orbwatcher4/core/WatcherState.h"
 
 #include <algorithm>
@@ -146,13 +147,21 @@ void COrbWatcher::DeInit()
         if (IsAnyThreadRunning())
             AbortWatching();
     }
-    DumpStore();
-    if (m->pendingKept)
-        m->runningMark.Clear();
-    for (OrbFilter* filter : {&m->filter, &m->secondaryFilter}) {
-        const ObjectLock lock(m->locks, filter);
-        filter->ClearAll();
+    if (!Completes(L"The dump", [this] { DumpStore(); })) {
+        m->pendingKept = false;
+        m->MakeFullEnumerationDue();
     }
+    // The mark stays where the next start would otherwise know neither what is pending nor that it must look.
+    if (m->KeepEnumerationDue() && m->pendingKept)
+        m->runningMark.Clear();
+    else
+        m->runningMark.Leave();
+    Completes(L"The end", [this] {
+        for (OrbFilter* filter : {&m->filter, &m->secondaryFilter}) {
+            const ObjectLock lock(m->locks, filter);
+            filter->ClearAll();
+        }
+    });
     m->initialized = 0;
     ClearNotifications();
 }

@@ -1,6 +1,7 @@
 // Carrying what is pending over a restart.
 #include "companions/indexdb/OrbIndexDB.h"
 #include "companions/logging/OrbLogging.h"
+#include "orbwatcher4/core/Completes.h"
 #include "orbwatcher4/core/DumpFile.h"
 #include "orbwatcher4/core/FileFindData.h"
 #include "orbwatcher4/core/WatcherState.h"
@@ -8,10 +9,16 @@
 #include "support/Impersonation.h"
 #include "support/SystemPath.h"
 
+// A replay that is cut short leaves the dump where it is.
 void COrbWatcher::Resume()
 {
     const CallerTokenScope token;
     m->BeginRun();
+    Completes(L"The replay of the dump", [this] { ReplayPending(); });
+}
+
+void COrbWatcher::ReplayPending()
+{
     // The replay asks both filters with the store held, so that they are entered first. Without rules every
     // path would be dropped, and the dump with them.
     const ObjectLock primary(m->locks, &m->filter);

@@ -12,6 +12,13 @@ namespace
 // Of the marks that this process has made: the process's own number may have been another's before.
 std::atomic<unsigned> g_marks{0};
 
+// A mark that cannot be opened for any other reason may be of a crash.
+bool IsHeldOpen(const CString& path)
+{
+    return !FileHandle(CreateFileW(path, GENERIC_READ, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr)) &&
+           GetLastError() == ERROR_SHARING_VIOLATION;
+}
+
 } // namespace
 
 void RunningMark::Set()
@@ -38,12 +45,16 @@ std::vector<CString> RunningMark::FindLeft()
     std::vector<CString> left;
     WIN32_FIND_DATAW data;
     const FindHandle search(FindFirstFileW(folder + FilePattern, &data));
-    for (bool more = static_cast<bool>(search); more; more = FindNextFileW(search.Get(), &data) != FALSE) {
-        const CString path = folder + data.cFileName;
-        if (FileHandle(CreateFileW(path, GENERIC_READ, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr)))
+    for (bool more = static_cast<bool>(search); more; more = FindNextFileW(search.Get(), &data) != FALSE)
+        if (const CString path = folder + data.cFileName; !IsHeldOpen(path))
             left.push_back(path);
-    }
     return left;
+}
+
+void RunningMark::Leave()
+{
+    const CSingleLock lock(m_section);
+    m_file.Reset();
 }
 
 void RunningMark::Clear()

@@ -23,6 +23,8 @@ public:
     static std::vector<CString> FindLeft();
     // The orderly end.
     void Clear();
+    // The end of a run that the next start must make up for: the mark stays, and nobody holds it any more.
+    void Leave();
 
 private:
     RankedSection m_section{LockRank::Leaf, L"running mark"};

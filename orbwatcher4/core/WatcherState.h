@@ -112,12 +112,18 @@ struct WatcherState {
     bool IsGone(const CString& path) const;
     // Remembers that what is on the disk must be looked at again as a whole: something was given up.
     // False when that could not be kept for the next start.
-    bool MakeFullEnumerationDue();
+    bool MakeFullEnumerationDue() noexcept;
+    // Tries again what could not be kept before. False when it still cannot.
+    bool KeepEnumerationDue() noexcept;
     // From here on a crash would lose something: the next start is to notice, and this one notices an earlier crash.
     void BeginRun();
 
 private:
+    bool WriteEnumerationDue();
+    void NoticeUncleanEnd();
+
     std::atomic<bool> m_enumerationDue{false}; // written, and so far not undone
+    std::atomic<bool> m_dueUnwritten{false};   // due, and so far not written
 };
 
 // Starts a thread of the watcher; null when the system refuses.
