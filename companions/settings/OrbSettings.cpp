@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <map>
+#include <new>
 #include <optional>
 
 namespace
@@ -195,6 +196,7 @@ void CSettings::State::ReadBeforeSaving()
 bool CSettings::State::Save()
 {
     ReadBeforeSaving();
+    const bool unread = keepAside;
     if (keepAside)
         keepAside = !File().KeepAsBad() && GetFileAttributesW(File().Path()) != INVALID_FILE_ATTRIBUTES;
     unsigned long error = ERROR_ACCESS_DENIED;
@@ -203,6 +205,11 @@ bool CSettings::State::Save()
         loaded = Loaded::Yes;
         unsaved.clear();
         return true;
+    }
+    // What could not be read now may be as good as ever: it must not be gone when nothing has come in its place.
+    if (unread && !keepAside) {
+        File().TakeBackBad();
+        keepAside = true;
     }
     g_OrbLog.WriteLog(2, logSource, __LINE__, L"Settings %s cannot be written (error %u).", File().Path().GetString(),
                       error);
@@ -247,14 +254,27 @@ CSettings::~CSettings() { delete m_state; }
 bool CSettings::Load()
 {
     const CSingleLock lock(m_state->section);
-    return m_state->Load(DataFolder::Path());
+    try {
+        return m_state->Load(DataFolder::Path());
+    } catch (const std::bad_alloc&) {
+        m_state->loaded = State::Loaded::No;
+        g_OrbLog.WriteLog(2, logSource, __LINE__, L"Settings %s cannot be read: out of memory.",
+                          m_state->fileName.GetString());
+        return false;
+    }
 }
 
 bool CSettings::Save()
 {
     const CSingleLock lock(m_state->section);
-    m_state->Use();
-    return m_state->Save();
+    try {
+        m_state->Use();
+        return m_state->Save();
+    } catch (const std::bad_alloc&) {
+        g_OrbLog.WriteLog(2, logSource, __LINE__, L"Settings %s cannot be written: out of memory.",
+                          m_state->fileName.GetString());
+        return false;
+    }
 }
 
 std::int32_t CSettings::GetValue(const wchar_t* key, std::int32_t fallback) const

@@ -52,6 +52,8 @@ bool SettingsFile::Replace(const std::string& bytes, unsigned long& error) const
     return false;
 }
 
+void SettingsFile::TakeBackBad() const { MoveFileExW(m_path + L".bad", m_path, MOVEFILE_WRITE_THROUGH); }
+
 bool SettingsFile::KeepAsBad() const
 {
     return MoveFileExW(m_path, m_path + L".bad", MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != FALSE;

@@ -22,6 +22,8 @@ public:
     bool Replace(const std::string& bytes, unsigned long& error) const;
     // Renames the file to the same name with ".bad"; an older one of that name goes.
     bool KeepAsBad() const;
+    // Undoes that, unless there is another file by now.
+    void TakeBackBad() const;
 
 private:
     CString m_path;
