@@ -46,7 +46,7 @@ DelayedEvent* MakeDelayedEvent(CDelayedDirectoryChangeHandler* handler, EventCod
     auto* event = new (std::nothrow) DelayedEvent{};
     if (!event)
         return nullptr;
-    *event = {handler, code, CopyText(firstPath), CopyText(secondPath), error, partialPathOffset};
+    *event = {handler, code, false, CopyText(firstPath), CopyText(secondPath), error, partialPathOffset};
     if (event->firstPath && event->secondPath)
         return event;
     FreeDelayedEvent(event);
@@ -55,6 +55,8 @@ DelayedEvent* MakeDelayedEvent(CDelayedDirectoryChangeHandler* handler, EventCod
 
 void FreeDelayedEvent(DelayedEvent* event) noexcept
 {
+    if (event->reserved)
+        return;
     std::free(event->firstPath);
     std::free(event->secondPath);
     delete event;
@@ -83,6 +85,27 @@ CDelayedDirectoryChangeHandler::CDelayedDirectoryChangeHandler(CDirectoryChangeH
 
 CDelayedDirectoryChangeHandler::~CDelayedDirectoryChangeHandler() { delete m_realHandler; }
 
+void CDelayedDirectoryChangeHandler::ReservedEvent::Make(CDelayedDirectoryChangeHandler* handler, EventCode code,
+                                                         const wchar_t* path, DWORD error)
+{
+    event.reset(MakeDelayedEvent(handler, code, path, nullptr, error, 0));
+    if (!event)
+        throw std::bad_alloc();
+    event->reserved = true;
+}
+
+void CDelayedDirectoryChangeHandler::ReservedEvent::Free::operator()(DelayedEvent* reserved) const
+{
+    reserved->reserved = false;
+    FreeDelayedEvent(reserved);
+}
+
+void CDelayedDirectoryChangeHandler::Reserve(const CString& directory)
+{
+    m_fence.Make(this, EventFence, L"", ERROR_SUCCESS);
+    m_lost.Make(this, EventReadError, directory, ERROR_NOTIFY_ENUM_DIR);
+}
+
 CDirectoryChangeHandler* CDelayedDirectoryChangeHandler::TakeRealHandler()
 {
     return std::exchange(m_realHandler, nullptr);
@@ -98,8 +121,17 @@ bool CDelayedDirectoryChangeHandler::Post(EventCode code, const wchar_t* first, 
 {
     if (!m_notifier)
         return false;
-    DelayedEvent* event = MakeDelayedEvent(this, code, first, second, error, m_partialPathOffset);
-    return event && m_notifier->PostEvent(event);
+    if (DelayedEvent* event = MakeDelayedEvent(this, code, first, second, error, m_partialPathOffset))
+        return m_notifier->PostEvent(event);
+    PostLost();
+    return false;
+}
+
+// There is no memory for an event. One that is still on its way tells of this one, too.
+void CDelayedDirectoryChangeHandler::PostLost()
+{
+    if (m_lost.event && !m_lostPosted.exchange(true))
+        m_notifier->PostEvent(m_lost.event.get());
 }
 
 void CDelayedDirectoryChangeHandler::OnFileAdded(const wchar_t* path) { Post(EventAdded, path); }
@@ -125,7 +157,7 @@ void CDelayedDirectoryChangeHandler::OnWatchStarted(DWORD error, const wchar_t* 
 void CDelayedDirectoryChangeHandler::OnWatchStopped(const wchar_t* directory)
 {
     if (m_filterFlags < FilterFlags::NoWatchStopped)
-        PostAndWait(EventWatchStopped, directory);
+        PostAndWait([&] { return Post(EventWatchStopped, directory); });
 }
 
 void CDelayedDirectoryChangeHandler::Retire()
@@ -136,13 +168,18 @@ void CDelayedDirectoryChangeHandler::Retire()
     m_notifier.reset();
 }
 
-void CDelayedDirectoryChangeHandler::Fence() { PostAndWait(EventFence, L""); }
+// What is queued refers to this object: the fence must not fail for want of memory.
+void CDelayedDirectoryChangeHandler::Fence()
+{
+    PostAndWait([&] { return m_fence.event ? m_notifier->PostEvent(m_fence.event.get()) : Post(EventFence, L""); });
+}
 
 // Waits only for what was really posted, and no longer than there is somebody to dispatch it.
-void CDelayedDirectoryChangeHandler::PostAndWait(EventCode code, const wchar_t* directory)
+template <typename Posting>
+void CDelayedDirectoryChangeHandler::PostAndWait(Posting post)
 {
     m_stopAcknowledged.ResetEvent();
-    if (!Post(code, directory))
+    if (!post())
         return;
     constexpr DWORD allButSent = QS_ALLINPUT & ~QS_SENDMESSAGE;
     // On the notifier's own thread nobody else dispatches what is queued.
@@ -162,8 +199,31 @@ void CDelayedDirectoryChangeHandler::Dispatch(const DelayedEvent& event)
         DispatchStopped(event);
         return;
     }
-    if (!m_realHandler || !Passes(event))
+    if (&event == m_lost.event.get())
+        m_lostPosted = false; // before the handler hears of it: what is lost from here on is told anew
+    if (!m_realHandler)
         return;
+    try {
+        if (Passes(event))
+            Tell(event);
+    } catch (...) {
+        TellUnheard();
+    }
+}
+
+// A handler that could not take a change in has lost it; the thread serves other handlers, too.
+void CDelayedDirectoryChangeHandler::TellUnheard() noexcept
+{
+    try {
+        if (m_lost.event)
+            m_realHandler->OnReadChangesError(ERROR_NOTIFY_ENUM_DIR, m_lost.event->firstPath);
+    } catch (...) {
+        // It does not want to know.
+    }
+}
+
+void CDelayedDirectoryChangeHandler::Tell(const DelayedEvent& event)
+{
     switch (event.code) {
     case EventAdded:
         m_realHandler->OnFileAdded(event.firstPath);

@@ -8,6 +8,7 @@
 #include "directory_changes/DirectoryChanges.h"
 #include "mfc/CEvent.h"
 
+#include <atomic>
 #include <memory>
 #include <vector>
 
@@ -47,6 +48,10 @@ public:
     CDirectoryChangeHandler* RealHandler() const { return m_realHandler; }
     // The real handler belongs to the caller: whoever destroys this object takes it out first.
     CDirectoryChangeHandler* TakeRealHandler();
+    void SetRealHandler(CDirectoryChangeHandler* handler) { m_realHandler = handler; }
+    // Sets aside what must not fail later: with it, a change that cannot be told for want of memory is told as lost.
+    // Throws std::bad_alloc.
+    void Reserve(const CString& directory);
     void SetPartialPathOffset(DWORD offset) { m_partialPathOffset = offset; }
     // Before the watch starts.
     void SetPatterns(std::vector<CString> include, std::vector<CString> exclude);
@@ -56,8 +61,21 @@ public:
 
 private:
     bool Post(EventCode code, const wchar_t* first, const wchar_t* second = nullptr, DWORD error = 0);
+    struct ReservedEvent {
+        struct Free {
+            void operator()(DelayedEvent* reserved) const;
+        };
+        std::unique_ptr<DelayedEvent, Free> event;
+
+        void Make(CDelayedDirectoryChangeHandler* handler, EventCode code, const wchar_t* path, DWORD error);
+    };
+
+    void PostLost();
     void Fence();
-    void PostAndWait(EventCode code, const wchar_t* directory);
+    template <typename Posting>
+    void PostAndWait(Posting post);
+    void Tell(const DelayedEvent& event);
+    void TellUnheard() noexcept;
     bool Passes(const DelayedEvent& event) const;
     bool PassesPatterns(const wchar_t* path, std::size_t offset) const;
     void DispatchStopped(const DelayedEvent& event);
@@ -68,6 +86,8 @@ private:
     const DWORD m_filterFlags;
     DWORD m_partialPathOffset = 0;
     CEvent m_stopAcknowledged;
+    ReservedEvent m_fence, m_lost;
+    std::atomic<bool> m_lostPosted{false};
     std::vector<CString> m_includePatterns;
     std::vector<CString> m_excludePatterns;
 };

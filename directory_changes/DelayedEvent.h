@@ -19,6 +19,7 @@ enum EventCode : DWORD {
 struct DelayedEvent {
     CDelayedDirectoryChangeHandler* handler;
     EventCode code;
+    bool reserved;       // belongs to its handler, and is not freed after its dispatch
     wchar_t* firstPath;  // owned copies
     wchar_t* secondPath; // EventRenamed: the new name
     DWORD error;
@@ -29,6 +30,7 @@ static_assert(sizeof(DelayedEvent) == 40);
 // Null on lack of memory. The paths are copied; a null path is copied as an empty one.
 DelayedEvent* MakeDelayedEvent(CDelayedDirectoryChangeHandler* handler, EventCode code, const wchar_t* firstPath,
                                const wchar_t* secondPath, DWORD error, DWORD partialPathOffset) noexcept;
+// Nothing happens to one that is reserved.
 void FreeDelayedEvent(DelayedEvent* event) noexcept;
 
 // Calls the handler, on the notifier's thread, and frees the event.

@@ -41,6 +41,7 @@ RankedSection& SharedSection()
 
 std::atomic<CDelayedNotificationThread::PostFunction> g_post{&PostThreadMessageW};
 constexpr const wchar_t* ThreadName = L"notifier thread";
+constexpr DWORD RefusedPostPause = 10; // milliseconds
 thread_local bool t_isWorker = false;
 
 } // namespace
@@ -100,10 +101,15 @@ CDelayedNotificationThread::~CDelayedNotificationThread()
             return;
         Current().reset();
     }
-    PostThreadMessageW(m_thread->id, WM_QUIT, 0, 0);
     // A handler that ends the last watch runs on the thread itself, which then ends by itself.
-    if (IsNotifierThread())
+    if (IsNotifierThread()) {
+        PostQuitMessage(0);
         return;
+    }
+    // As an event, the end may be refused while the thread's queue is full.
+    while (!PostThreadMessageW(m_thread->id, WM_QUIT, 0, 0))
+        if (WaitForSingleObject(m_thread->handle.Get(), RefusedPostPause) == WAIT_OBJECT_0)
+            return;
     m_thread->WaitForEnd();
 }
 
@@ -148,9 +154,9 @@ bool CDelayedNotificationThread::PostEvent(DelayedEvent* event)
 {
     // The system holds a limited number of messages for a thread. A refused event waits for the notifier
     // to get on; it is dropped only when there is nobody left to receive it.
-    constexpr DWORD pause = 10;
     while (!g_post.load()(m_thread->id, WM_DELAYED_EVENT, 0, reinterpret_cast<LPARAM>(event))) {
-        const bool ended = IsNotifierThread() || WaitForSingleObject(m_thread->handle.Get(), pause) == WAIT_OBJECT_0;
+        const bool ended =
+            IsNotifierThread() || WaitForSingleObject(m_thread->handle.Get(), RefusedPostPause) == WAIT_OBJECT_0;
         if (ended) {
             FreeDelayedEvent(event);
             return false;

@@ -4,6 +4,7 @@
 #include "directory_changes/EngineRun.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 namespace
@@ -24,11 +25,14 @@ DWORD PartialPathOffset(const CString& name, DWORD filterFlags)
 CDirWatchInfo::CDirWatchInfo(ChangeIo& io, HANDLE directory, const wchar_t* name, CDirectoryChangeHandler* handler,
                              bool appHasGui, DWORD filterFlags)
     : m_io(io),
-      m_handler(handler, appHasGui, filterFlags),
+      m_handler(nullptr, appHasGui, filterFlags),
       m_directory(directory),
       m_name(name)
 {
     m_handler.SetPartialPathOffset(PartialPathOffset(m_name, filterFlags));
+    m_handler.Reserve(m_name);
+    // Last: a record that cannot be made takes nothing over.
+    m_handler.SetRealHandler(handler);
     handler->AddRef();
 }
 
@@ -140,20 +144,31 @@ DWORD CDirWatchInfo::Read()
     return error ? error : ERROR_GEN_FAILURE;
 }
 
-void CDirWatchInfo::Process(DWORD bytes)
+bool CDirWatchInfo::Process(DWORD bytes)
 {
     if (CDirectoryChangeHandler* real = m_handler.RealHandler())
         real->SetChangedDirectoryName(m_name);
     m_handler.SetChangedDirectoryName(m_name);
     const std::size_t size = std::min<std::size_t>(std::size_t(m_carry) + bytes, m_buffer.size());
-    m_carry = static_cast<DWORD>(DecodeChanges(m_buffer.data(), size, m_name.View(), *this));
+    m_carry = 0;
+    try {
+        m_carry = static_cast<DWORD>(DecodeChanges(m_buffer.data(), size, m_name.View(), *this));
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
 }
 
 void CDirWatchInfo::DropCarried()
 {
-    if (m_carry != 0)
-        GiveUpCarriedName(m_buffer.data(), m_carry, m_name.View(), *this);
-    m_carry = 0;
+    const DWORD carried = std::exchange(m_carry, 0);
+    if (carried == 0)
+        return;
+    try {
+        GiveUpCarriedName(m_buffer.data(), carried, m_name.View(), *this);
+    } catch (const std::bad_alloc&) {
+        m_handler.OnReadChangesError(ERROR_NOTIFY_ENUM_DIR, m_name);
+    }
 }
 
 void CDirWatchInfo::CloseForStop()

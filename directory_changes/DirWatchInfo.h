@@ -88,8 +88,8 @@ public:
     DWORD Read();
     bool ReadPending() const { return m_readPending; }
     void ReadCompleted() { m_readPending = false; }
-    // Hands what was read to the handler.
-    void Process(DWORD bytes);
+    // Hands what was read to the handler. False when some of it was lost for want of memory.
+    bool Process(DWORD bytes);
     // Changes were lost: what is carried gets no successor any more.
     void DropCarried();
     // Closes the directory; a pending read comes back, cancelled or with what it had got before.

@@ -86,8 +86,14 @@ DWORD CDirectoryChangeWatcher::WatchDirectory(const wchar_t* path, CDirectoryCha
         return Fail(error);
     }
     // In the table and in the array before its first read: neither a packet nor a stop can miss it.
-    m_keys->Add(record->Key(), record);
-    Store(record);
+    try {
+        m_keys->Add(record->Key(), record);
+        Store(record);
+    } catch (const std::bad_alloc&) {
+        m_keys->Remove(record->Key());
+        record->Retire();
+        return Fail(ERROR_OUTOFMEMORY);
+    }
     if (const DWORD error = StartMonitoring(record)) {
         // Whoever has taken it out meanwhile ends it.
         if (TakeOut(record))
@@ -188,6 +194,7 @@ CDirectoryChangeWatcher::TakeOutAll(const std::function<bool(const CDirWatchInfo
 {
     std::vector<Record> taken;
     const CSingleLock lock(m_section);
+    taken.reserve(m_records.size()); // before anything is taken out
     for (Record& slot : m_records)
         if (slot && concerned(*slot))
             taken.push_back(std::exchange(slot, nullptr));

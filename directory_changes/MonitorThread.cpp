@@ -7,6 +7,8 @@
 #include "directory_changes/EngineRun.h"
 #include "support/Handle.h"
 
+#include <new>
+
 namespace
 {
 
@@ -56,8 +58,15 @@ void CDirectoryChangeWatcher::Monitor(HANDLE port)
             continue;
         if (key == 0)
             return;
-        if (const Record record = m_keys->Find(key))
+        const Record record = m_keys->Find(key);
+        if (!record)
+            continue;
+        try {
             HandlePacket(record, record->IsRead(overlapped), good, bytes);
+        } catch (const std::bad_alloc&) {
+            // Nobody knows whether a read is on its way. The other records of this worker go on.
+            UnwatchDirectoryBecauseOfError(record, ERROR_OUTOFMEMORY);
+        }
     }
 }
 
@@ -119,13 +128,12 @@ void CDirectoryChangeWatcher::BeginStop(const Record& record)
 // What the system had put into the read before the directory was closed was delivered, and is told.
 void CDirectoryChangeWatcher::HandleLastRead(const Record& record, bool good, DWORD bytes)
 {
-    if (good && bytes > 0)
-        record->Process(bytes);
-    else if (record->LastReadWasLost())
+    const bool lost = good && bytes > 0 ? !record->Process(bytes) : record->LastReadWasLost();
+    if (lost)
         TellLost(record);
 }
 
-// The system's buffer overflowed, or the read failed: nothing is decoded.
+// The system's buffer overflowed, the read failed, or there was no memory to decode it.
 void CDirectoryChangeWatcher::TellLost(const Record& record)
 {
     record->DropCarried();
@@ -136,7 +144,8 @@ void CDirectoryChangeWatcher::HandleChanges(const Record& record, bool good, DWO
 {
     if (good && bytes > 0) {
         record->failedCompletions = 0;
-        record->Process(bytes);
+        if (!record->Process(bytes))
+            TellLost(record);
     } else {
         record->failedCompletions = good ? 0 : record->failedCompletions + 1;
         TellLost(record);

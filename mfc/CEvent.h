@@ -3,18 +3,19 @@
 
 #include <windows.h>
 
+#include <system_error>
+
 class CEvent
 {
 public:
+    // Throws std::system_error when the system refuses: who waits for an event that is none would wait for ever.
     explicit CEvent(bool initiallySet = false, bool manualReset = false)
         : m_handle(CreateEventW(nullptr, manualReset, initiallySet, nullptr))
     {
+        if (!m_handle)
+            throw std::system_error(static_cast<int>(GetLastError()), std::system_category(), "event");
     }
-    virtual ~CEvent()
-    {
-        if (m_handle)
-            CloseHandle(m_handle);
-    }
+    virtual ~CEvent() { CloseHandle(m_handle); }
     CEvent(const CEvent&) = delete;
     CEvent& operator=(const CEvent&) = delete;
 

@@ -1,10 +1,10 @@
 // A deletion is written into the index, or goes on waiting; never neither.
-#include "tests/faults/FaultFixture.h"
+#include "tests/faults/FaultyWatcher.h"
 
 namespace
 {
 
-class FaultyDeletions : public FaultFixture
+class FaultyDeletions : public FaultyWatcher
 {
 protected:
     FaultyDeletions()

@@ -106,7 +106,15 @@ FaultKind Faults::Memory()
             {StandIn<"malloc", 0, void*(std::size_t)>::Entry(),
              StandIn<"realloc", 0, void*(void*, std::size_t)>::Entry(),
              StandIn<"calloc", 0, void*(std::size_t, std::size_t)>::Entry()},
-            true};
+            FaultKind::Threads::Own};
+}
+
+FaultKind Faults::MemoryElsewhere()
+{
+    FaultKind kind = Memory();
+    kind.name = "MemoryElsewhere";
+    kind.threads = FaultKind::Threads::Others;
+    return kind;
 }
 
 FaultKind Faults::Posting()

@@ -15,10 +15,17 @@ struct Plan {
     std::atomic<int> left{0}; // calls up to the one that is refused
     std::atomic<bool> reached{false};
     bool fromThenOn = false;
-    DWORD thread = 0; // 0: any
+    FaultKind::Threads threads = FaultKind::Threads::All;
+    DWORD own = 0;
     DWORD error = 0;
 };
 Plan g_plan;
+
+bool IsConcerned()
+{
+    const bool own = g_plan.own == GetCurrentThreadId();
+    return g_plan.threads == FaultKind::Threads::All || own == (g_plan.threads == FaultKind::Threads::Own);
+}
 
 } // namespace
 
@@ -31,7 +38,8 @@ FaultPlan::FaultPlan(const FaultKind& kind, int number, Lasting lasting)
     g_plan.left = number;
     g_plan.reached = false;
     g_plan.fromThenOn = lasting == Lasting::FromThenOn;
-    g_plan.thread = kind.onlyThisThread ? GetCurrentThreadId() : 0;
+    g_plan.threads = kind.threads;
+    g_plan.own = GetCurrentThreadId();
     g_plan.error = kind.error;
     g_plan.armed = true;
 }
@@ -42,7 +50,7 @@ bool FaultPlan::WasReached() { return g_plan.reached; }
 
 bool FaultPlan::Refuses()
 {
-    if (!g_plan.armed || (g_plan.thread != 0 && g_plan.thread != GetCurrentThreadId()))
+    if (!g_plan.armed || !IsConcerned())
         return false;
     if (LockOrder::IsAtWork())
         return false;

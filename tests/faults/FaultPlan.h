@@ -22,8 +22,8 @@ struct FaultKind {
     std::string name; // a word, as part of a test's name
     DWORD error;      // what the system says
     std::vector<FaultyCall> calls;
-    // Threads that are not under test go on; for what the test program itself needs all the time.
-    bool onlyThisThread = false;
+    // Of what the test itself needs all the time, only some threads get none: its own, or the others.
+    enum class Threads { All, Own, Others } threads = Threads::All;
 };
 
 // gtest names a parameter by it.
@@ -61,6 +61,7 @@ FaultKind Denied(); // the database tries such a write again for more than a sec
 FaultKind Mapping();
 FaultKind ThreadStart();
 FaultKind Memory();
+FaultKind MemoryElsewhere(); // on all threads but the test's own
 FaultKind Posting();
 
 } // namespace Faults

@@ -1,4 +1,4 @@
-#include "tests/faults/FaultFixture.h"
+#include "tests/faults/FaultyWatcher.h"
 
 #include <cstdio>
 #include <thread>
@@ -21,12 +21,12 @@ DWORD HandleCount()
 int Next(int call)
 {
     static const bool every = GetEnvironmentVariableW(L"ORB_EVERY_FAULT", nullptr, 0) != 0;
-    return call + 1 + (every ? 0 : call / 32);
+    return call + 1 + (every ? 0 : call / 12);
 }
 
 } // namespace
 
-void FaultFixture::TryFaults(const Operation& operation)
+void FaultyWatcher::TryFaults(const Operation& operation)
 {
     int tried = 0;
     DWORD handles = 0;
@@ -46,7 +46,7 @@ void FaultFixture::TryFaults(const Operation& operation)
 }
 
 // False when the fault was not met any more, or something is wrong.
-bool FaultFixture::Attempt(const Operation& operation, int call, FaultPlan::Lasting lasting)
+bool FaultyWatcher::Attempt(const Operation& operation, int call, FaultPlan::Lasting lasting)
 {
     SCOPED_TRACE(testing::Message() << operation.name << ", " << GetParam().name << " at call " << call
                                     << (lasting == FaultPlan::Lasting::Once ? "" : " and from then on"));
@@ -71,7 +71,7 @@ bool FaultFixture::Attempt(const Operation& operation, int call, FaultPlan::Last
     return FaultPlan::WasReached() && !HasFailure();
 }
 
-bool FaultFixture::AreLocksFree()
+bool FaultyWatcher::AreLocksFree()
 {
     CEvent done(false, true);
     std::thread visitor([&] {
@@ -92,14 +92,14 @@ bool FaultFixture::AreLocksFree()
     return free;
 }
 
-void FaultFixture::NoteEnumerationDone()
+void FaultyWatcher::NoteEnumerationDone()
 {
     GetServiceRunSettings().Load();
     GetServiceRunSettings().SetValue(FirstTimeRunTimeKey, 12345);
     ASSERT_TRUE(GetServiceRunSettings().Save());
 }
 
-bool FaultFixture::IsEnumerationDue()
+bool FaultyWatcher::IsEnumerationDue()
 {
     if (!RunningMark::FindLeft().empty())
         return true;
@@ -107,12 +107,12 @@ bool FaultFixture::IsEnumerationDue()
     return settings.find("\"FirstTimeRunTime\": 0") != std::string::npos;
 }
 
-bool FaultFixture::IsKeptForNextRun(const CString& path)
+bool FaultyWatcher::IsKeptForNextRun(const CString& path)
 {
     return IsEnumerationDue() || Dump().find(std::wstring(path) + L"\n") != std::wstring::npos;
 }
 
-void FaultFixture::MarkDeleted(const CString& path)
+void FaultyWatcher::MarkDeleted(const CString& path)
 {
     auto notification = std::make_shared<Notification>();
     notification->kind = NotificationKind::Deleted;
@@ -121,7 +121,7 @@ void FaultFixture::MarkDeleted(const CString& path)
     State().store.Put(path, notification);
 }
 
-void FaultFixture::WriteDump(const std::vector<CString>& paths)
+void FaultyWatcher::WriteDump(const std::vector<CString>& paths)
 {
     std::wstring text;
     for (const CString& path : paths)
@@ -130,7 +130,7 @@ void FaultFixture::WriteDump(const std::vector<CString>& paths)
                       std::string(reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t)));
 }
 
-std::wstring FaultFixture::Dump()
+std::wstring FaultyWatcher::Dump()
 {
     if (GetFileAttributesW(DumpFilePath()) == INVALID_FILE_ATTRIBUTES)
         return {};
@@ -138,7 +138,7 @@ std::wstring FaultFixture::Dump()
     return std::wstring(reinterpret_cast<const wchar_t*>(bytes.data()), bytes.size() / sizeof(wchar_t));
 }
 
-void FaultFixture::InitAgain()
+void FaultyWatcher::InitAgain()
 {
     watcher.Init();
     watcher.SetDataXmlPath(WriteRules(L"data.xml", TreeItem()));
@@ -146,14 +146,14 @@ void FaultFixture::InitAgain()
     watcher.SetDestBackupFolderDB(folder.Path(L"destination"));
 }
 
-bool FaultFixture::HasErrorInLog()
+bool FaultyWatcher::HasErrorInLog()
 {
     const std::vector<LogCapture::Line> lines = log.Lines();
     return std::any_of(lines.begin(), lines.end(),
                        [](const LogCapture::Line& line) { return line.level == LogLevel::Error; });
 }
 
-std::vector<CString> FaultFixture::PendingPaths()
+std::vector<CString> FaultyWatcher::PendingPaths()
 {
     std::vector<CString> paths;
     const ObjectLock lock(State().locks, &State().store);

@@ -9,7 +9,7 @@
 
 #include <functional>
 
-class FaultFixture : public WatcherFixture, public testing::WithParamInterface<FaultKind>
+class FaultyWatcher : public WatcherFixture, public testing::WithParamInterface<FaultKind>
 {
 protected:
     struct Operation {
@@ -20,7 +20,7 @@ protected:
         std::function<void()> check; // afterwards: nothing is lost, and it works again
     };
 
-    ~FaultFixture() override
+    ~FaultyWatcher() override
     {
         // What was started in a test has an orderly end, so that the next one finds no mark of it.
         watcher.AbortWatching();

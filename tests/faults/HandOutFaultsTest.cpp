@@ -1,12 +1,12 @@
 // A pending file that could not be handed out is handed out later.
-#include "tests/faults/FaultFixture.h"
+#include "tests/faults/FaultyWatcher.h"
 
 #include <array>
 
 namespace
 {
 
-class FaultyHandOut : public FaultFixture
+class FaultyHandOut : public FaultyWatcher
 {
 protected:
     FaultyHandOut()

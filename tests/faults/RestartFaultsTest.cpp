@@ -1,10 +1,10 @@
 // What is pending is carried over a restart, or is found again by looking at everything.
-#include "tests/faults/FaultFixture.h"
+#include "tests/faults/FaultyWatcher.h"
 
 namespace
 {
 
-class FaultyRestart : public FaultFixture
+class FaultyRestart : public FaultyWatcher
 {
 protected:
     FaultyRestart()
