@@ -243,6 +243,7 @@ private:
     int UsesBlockLevel(const wchar_t* path, unsigned __int64 size);
     bool IsIgnoredDedupPath(const wchar_t* path);
     bool ReloadRules(const wchar_t* advancedOfSecondary = nullptr);
+    void WatchNothing(DWORD error);
     void QueueRootsToWatch();
     void ReloadForFirstTimeRun();
     void EnumerateAllDrives();
@@ -260,12 +261,16 @@ private:
         FilterList accepted;
     };
     TakenRules TakeNewRules(const wchar_t* xmlPath);
+    AddQueueItemResult TakeAndQueueRules(const wchar_t* xmlPath, bool deleteWhenDone,
+                                         std::vector<ExcludedInfo>* excluded, int mergeOnly);
+    void ExportPending(const wchar_t* path, int most, int& count);
     bool QueueAcceptedRules(const FilterList& accepted, std::vector<ExcludedInfo>* excluded);
     void MarkExclusions(const FilterList& accepted);
     void RequestDrive(const wchar_t* path);
     void RemovePending(const CString& prefix, const std::function<bool(const CString&)>& chosen);
     void RemovePendingFile(CString path);
     void ReportVanished(const CString& path);
+    void NoteUnknown(const CString& path);
     void FillDeleteMap(const CString& root);
     void ReplayPending();
     void ReplayDump();

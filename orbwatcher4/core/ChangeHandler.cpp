@@ -4,6 +4,7 @@
 #include "companions/indexdb/OrbIndexDB.h"
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/core/Classify.h"
+#include "orbwatcher4/core/Completes.h"
 #include "orbwatcher4/core/FileFindData.h"
 #include "orbwatcher4/core/WatcherState.h"
 #include "support/Backslash.h"
@@ -72,7 +73,28 @@ bool IsDeletion(const NotificationPtr& notification)
 
 } // namespace
 
-void ChangeHandler::OnFileAdded(const wchar_t* path) { ProcessChangedFile(path, true, true); }
+// What is cut short is found again by looking.
+template <typename Change>
+void ChangeHandler::Take(Change change) noexcept
+{
+    if (!Completes(L"Taking a change in", change))
+        m.MakeFullEnumerationDue();
+}
+
+void ChangeHandler::OnFileAdded(const wchar_t* path)
+{
+    Take([&] { ProcessChangedFile(path, true, true); });
+}
+
+void ChangeHandler::OnFileModified(const wchar_t* path)
+{
+    Take([&] { ProcessModified(path); });
+}
+
+void ChangeHandler::OnFileRemoved(const wchar_t* path)
+{
+    Take([&] { ProcessRemoved(path); });
+}
 
 void ChangeHandler::OnFileNameChanged(const wchar_t* oldPath, const wchar_t* newPath)
 {
@@ -87,8 +109,10 @@ void ChangeHandler::OnReadChangesError(DWORD error, const wchar_t* directory)
     // Lost changes: the root must be looked at again. Any other error has ended the watch, and the watch
     // thread, which compares what it wants watched with what is, starts it anew; changes were lost then, too.
     g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Changes below %s were lost: %d", directory, error);
-    const CSingleLock lock(m.pendingDrivesLock);
-    m.lostRoots[OrbFilter::StripToRoot(directory)] = m.clock->Seconds();
+    Take([&] {
+        const CSingleLock lock(m.pendingDrivesLock);
+        m.lostRoots[OrbFilter::StripToRoot(directory)] = m.clock->Seconds();
+    });
 }
 
 std::optional<CString> ChangeHandler::NormalizeEventPath(const wchar_t* path)
@@ -233,7 +257,7 @@ PathOutcome ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, bool exp
         if (pending && m.clock->FileTime() <= pending->timeStamp + ReplacedWithin) {
             m.store.Erase(*path);
             lock.Leave();
-            OnFileModified(*path);
+            ProcessModified(*path);
             // A folder that was swapped for another has other contents.
             if (expandDirectory)
                 AddDirectoryChildren(*path);
@@ -286,7 +310,7 @@ void ChangeHandler::KeepUnreachable(const wchar_t* path)
     m.store.Put(path, notification);
 }
 
-void ChangeHandler::OnFileModified(const wchar_t* eventPath)
+void ChangeHandler::ProcessModified(const wchar_t* eventPath)
 {
     const std::optional<CString> path = NormalizeEventPath(eventPath);
     if (!path)

@@ -41,6 +41,10 @@ private:
         FilterList rules;
     };
 
+    template <typename Change>
+    void Take(Change change) noexcept;
+    void ProcessModified(const wchar_t* path);
+    void ProcessRemoved(const wchar_t* path);
     // Nothing when the event ends here; `refusal`, when given, then says why.
     std::optional<Classified> ClassifyPath(const CString& path, PathOutcome* refusal = nullptr);
     PathOutcome DroppedAs(const CString& eventPath) const;

@@ -4,6 +4,7 @@
 #include "orbwatcher4/core/FileFindData.h"
 #include "orbwatcher4/core/WatcherState.h"
 #include "support/Backslash.h"
+#include "support/SystemPath.h"
 
 #include <map>
 
@@ -28,11 +29,18 @@ public:
     {
         const auto [root, isNew] = m_reachable.try_emplace(RootOf(path));
         if (isNew)
-            root->second = GetFileAttributesW(root->first) != INVALID_FILE_ATTRIBUTES;
+            root->second = GetFileAttributesW(root->first) != INVALID_FILE_ATTRIBUTES || !IsAway(GetLastError());
         return root->second;
     }
 
 private:
+    // Any other failure says nothing: each path is asked for itself.
+    static bool IsAway(DWORD error)
+    {
+        return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND || error == ERROR_NOT_READY ||
+               error == ERROR_BAD_NETPATH || error == ERROR_BAD_NET_NAME;
+    }
+
     std::map<CString, bool> m_reachable;
 };
 
@@ -67,12 +75,24 @@ void COrbWatcher::ReportVanished(const CString& path)
         const ObjectLock lock(m->locks, &m->filter);
         selected = m->filter.CheckForInclusion(asked, nullptr, true, true) == Included;
     }
-    if (!selected || !m->IsGone(path))
+    if (!selected)
         return;
+    if (!m->IsGone(path))
+        return NoteUnknown(path);
     g_OrbLog.Log(m->useDrDeleteMap ? L"Removing deleted file from DR backup: %s"
                                    : L"Removing deleted file from data backup: %s",
                  path.GetString());
     m->changeHandler.OnFileRemoved(path);
+}
+
+// Neither there nor known to be gone: the run has found out nothing about it.
+void COrbWatcher::NoteUnknown(const CString& path)
+{
+    if (m->volumes.IsOther(path) || GetFileAttributesW(SystemPath(path)) != INVALID_FILE_ATTRIBUTES)
+        return;
+    g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Whether %s was deleted cannot be found out: %d", path.GetString(),
+                      GetLastError());
+    m->MakeFullEnumerationDue();
 }
 
 // Everything that the index holds on the root: what an enumeration meets is taken out again.

@@ -2,6 +2,7 @@
 // is due.
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/OrbSettings.h"
+#include "orbwatcher4/core/Completes.h"
 #include "orbwatcher4/core/WatchLoop.h"
 #include "orbwatcher4/core/WatcherState.h"
 
@@ -48,20 +49,34 @@ bool WatchLoop::IsPresent(const CString& root) const
 // False when the root is being looked at already; it is looked at again after that.
 bool WatchLoop::RunSingleDrive(const CString& root, const char* reason)
 {
-    std::map<CString, std::int64_t>::node_type lost;
+    LostRoots::node_type lost;
     {
         // Whatever was lost before is found now; what is lost from here on is looked for again.
         const CSingleLock lock(m.pendingDrivesLock);
         lost = m.lostRoots.extract(root);
     }
-    if (!m_watcher.StartSingleDriveRun(root)) {
-        const CSingleLock lock(m.pendingDrivesLock);
-        m.lostRoots.try_emplace(root, lost ? lost.mapped() : m_now);
+    bool started = false;
+    Completes(L"The start of a run over one drive", [&] { started = m_watcher.StartSingleDriveRun(root); });
+    if (!started) {
+        LookLater(root, std::move(lost));
         return false;
     }
     if (m.rescanListener)
         m.rescanListener(root, reason);
     return true;
+}
+
+void WatchLoop::LookLater(const CString& root, LostRoots::node_type lost)
+{
+    const auto note = [&] {
+        const CSingleLock lock(m.pendingDrivesLock);
+        if (lost)
+            m.lostRoots.insert(std::move(lost));
+        else
+            m.lostRoots.try_emplace(root, m_now);
+    };
+    if (!Completes(L"Noting that a root is to be looked at", note))
+        m.MakeFullEnumerationDue();
 }
 
 // A last check in the future means that the clock was set back.

@@ -2,11 +2,13 @@
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/core/Classify.h"
+#include "orbwatcher4/core/Completes.h"
 #include "orbwatcher4/core/WatcherState.h"
 #include "orbwatcher4/filter/WalkObserver.h"
 #include "support/Impersonation.h"
 
 #include <limits>
+#include <optional>
 
 namespace
 {
@@ -80,8 +82,9 @@ int COrbWatcher::StartFirstTimeRun(int reload)
         m->enumeration.Restart();
     }
     m->BeginRun();
+    // A run with the rules that are held is better than none, and none could be started any more.
     if (reload)
-        ReloadForFirstTimeRun();
+        Completes(L"The reload for the first-time run", [this] { ReloadForFirstTimeRun(); });
     m->filter.ClearJunctionCache();
     const ObjectLock lock(m->locks, &m->firstTime);
     if (!m->firstTime.stopping) {
@@ -112,8 +115,10 @@ unsigned __stdcall COrbWatcher::_FirstRunAllDrives(void* watcher)
     auto& self = *static_cast<COrbWatcher*>(watcher);
     ImpersonateUser(self.m->userToken);
     {
-        const RunningEvent event(self.m->firstTimeHidden != 0);
-        self.EnumerateAllDrives();
+        std::optional<RunningEvent> event;
+        Completes(L"Telling of the first-time run", [&] { event.emplace(self.m->firstTimeHidden != 0); });
+        if (!Completes(L"The first-time run", [&] { self.EnumerateAllDrives(); }))
+            self.m->MakeFullEnumerationDue();
         const ObjectLock lock(self.m->locks, &self.m->firstTime);
         self.m->firstTime.running = 0;
         self.m->firstTime.succeeded = 1;
@@ -186,14 +191,17 @@ bool COrbWatcher::StartSingleDriveRun(const CString& root)
     // A directory that any run has seen is to be looked at again. One that still goes on may meet some a second time.
     m->filter.ClearJunctionCache();
     auto run = std::make_unique<SingleDriveRun>(SingleDriveRun{this, root});
+    const auto place = runs.try_emplace(root).first; // before the thread, which must be waited for
     ++m->firstTime.singleDriveRunsGoing;
-    KernelHandle thread = StartWatcherThread(&_FirstRunSingleDrive, run.get());
-    if (!thread) {
+    place->second = StartWatcherThread(&_FirstRunSingleDrive, run.get());
+    if (!place->second) {
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to start the run over %s: %d", root.GetString(),
+                          GetLastError());
         --m->firstTime.singleDriveRunsGoing;
+        runs.erase(place);
         return false;
     }
     run.release(); // the thread's own
-    runs.emplace(root, std::move(thread));
     return true;
 }
 
@@ -205,10 +213,16 @@ unsigned __stdcall COrbWatcher::_FirstRunSingleDrive(void* driveAndWatcher)
     const std::unique_ptr<SingleDriveRun> run(static_cast<SingleDriveRun*>(driveAndWatcher));
     COrbWatcher& self = *run->watcher;
     ImpersonateUser(self.m->userToken);
-    self.FillDeleteMap(run->root);
-    const bool whole = self.FirstRun(run->root);
-    if (whole && !self.m->stop.IsSet())
-        self.TrimDeleteMap();
+    bool whole = false;
+    const auto look = [&] {
+        self.FillDeleteMap(run->root);
+        if (!self.FirstRun(run->root))
+            return;
+        if (!self.m->stop.IsSet())
+            self.TrimDeleteMap();
+        whole = true;
+    };
+    Completes(L"The run over one drive", look);
     if (!whole || self.m->stop.IsSet())
         self.m->MakeFullEnumerationDue();
     --self.m->firstTime.singleDriveRunsGoing;

@@ -24,9 +24,12 @@ bool Reload(OrbFilter& filter, const CString& data, const CString& automatic, co
 
 bool COrbWatcher::LoadSelection()
 {
-    const bool loaded = ReloadRules();
-    QueueRootsToWatch();
-    return loaded;
+    bool loaded = false;
+    const bool whole = Completes(L"Loading the selection", [&] {
+        loaded = ReloadRules();
+        QueueRootsToWatch();
+    });
+    return whole && loaded;
 }
 
 void COrbWatcher::QueueRootsToWatch()
@@ -61,21 +64,31 @@ int COrbWatcher::StartWatch()
     m->watching.SetEvent();
     m->stop.ResetEvent();
     m->ready.ResetEvent();
-    {
+    const auto load = [this] {
         const ObjectLock primary(m->locks, &m->filter);
         const ObjectLock secondary(m->locks, &m->secondaryFilter);
         ReloadRules();
         FillPluginTable();
-    }
+    };
+    if (!Completes(L"Loading the selection", load))
+        m->MakeFullEnumerationDue();
     if (m->overlay)
         m->overlayThread = StartWatcherThread(&_FirstTimeAutoExOverlayUpdater, this);
+    if (m->overlay && !m->overlayThread)
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to start the overlay thread: %d", GetLastError());
     m->watchThreadRuns = true;
     m->watchThread = StartWatcherThread(&_WatchThread, this);
     if (!m->watchThread)
-        m->watchThreadRuns = false;
-    if (!m->watchThread)
-        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to start the watch thread: %d", GetLastError());
+        WatchNothing(GetLastError());
     return 1;
+}
+
+// The service goes on; what changes meanwhile is looked for when a watcher runs again.
+void COrbWatcher::WatchNothing(DWORD error)
+{
+    g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to start the watch thread: %d", error);
+    m->watchThreadRuns = false;
+    m->MakeFullEnumerationDue();
 }
 
 int COrbWatcher::AbortWatching()

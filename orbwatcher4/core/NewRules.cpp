@@ -1,5 +1,6 @@
 // Adding rules while the watcher runs.
 #include "companions/logging/OrbLogging.h"
+#include "orbwatcher4/core/Completes.h"
 #include "orbwatcher4/core/FileFindData.h"
 #include "orbwatcher4/core/OverlayRemover.h"
 #include "orbwatcher4/core/SelectionMerge.h"
@@ -16,6 +17,17 @@ AddQueueItemResult COrbWatcher::AddNewQueueItem(const wchar_t* xmlPath, bool del
     m->BeginRun();
     if (!xmlPath || !PathFileExistsW(xmlPath))
         return RulesNotLoaded;
+    AddQueueItemResult result = RulesNotLoaded;
+    const auto take = [&] { result = TakeAndQueueRules(xmlPath, deleteWhenDone, excluded, mergeOnly); };
+    // The file of the rules is still there; what they select and was not queued is found by looking.
+    if (!Completes(L"Adding rules", take))
+        m->MakeFullEnumerationDue();
+    return result;
+}
+
+AddQueueItemResult COrbWatcher::TakeAndQueueRules(const wchar_t* xmlPath, bool deleteWhenDone,
+                                                  std::vector<ExcludedInfo>* excluded, int mergeOnly)
+{
     const TakenRules taken = TakeNewRules(xmlPath);
     AddQueueItemResult result = taken.loaded ? RulesQueued : RulesNotLoaded;
     if (!mergeOnly) {

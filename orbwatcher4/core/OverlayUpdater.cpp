@@ -1,5 +1,6 @@
 // Marks what the automatic exclusions name, when watching starts.
 #include "companions/logging/OrbLogging.h"
+#include "orbwatcher4/core/Completes.h"
 #include "orbwatcher4/core/FileFindData.h"
 #include "orbwatcher4/core/OverlayRemover.h"
 #include "orbwatcher4/core/WatcherState.h"
@@ -26,16 +27,9 @@ void MarkRule(WatcherState& watcher, const Filter& rule)
         remover.FileFoundCallback(rule.path, 0);
 }
 
-} // namespace
-
 // The rules are copied: the walk may take long, and changes are judged meanwhile.
-unsigned __stdcall COrbWatcher::_FirstTimeAutoExOverlayUpdater(void* watcher)
+void MarkAutoExcluded(WatcherState& m)
 {
-    const COrbFuncLog guard(L"COrbWatcher::_FirstTimeAutoExOverlayUpdater");
-    const LockOrder::ThreadScope scope(OverlayThreadName);
-    SetThreadErrorMode(SEM_FAILCRITICALERRORS, nullptr);
-    WatcherState& m = *static_cast<COrbWatcher*>(watcher)->m;
-    ImpersonateOrTell(m.userToken);
     FilterList rules;
     {
         const ObjectLock lock(m.locks, &m.filter);
@@ -46,5 +40,17 @@ unsigned __stdcall COrbWatcher::_FirstTimeAutoExOverlayUpdater(void* watcher)
             break;
         MarkRule(m, *rule);
     }
+}
+
+} // namespace
+
+unsigned __stdcall COrbWatcher::_FirstTimeAutoExOverlayUpdater(void* watcher)
+{
+    const COrbFuncLog guard(L"COrbWatcher::_FirstTimeAutoExOverlayUpdater");
+    const LockOrder::ThreadScope scope(OverlayThreadName);
+    SetThreadErrorMode(SEM_FAILCRITICALERRORS, nullptr);
+    WatcherState& m = *static_cast<COrbWatcher*>(watcher)->m;
+    ImpersonateOrTell(m.userToken);
+    Completes(L"The overlay thread", [&] { MarkAutoExcluded(m); });
     return 0;
 }

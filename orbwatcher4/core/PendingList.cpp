@@ -1,5 +1,6 @@
 // What is pending, as a list in a file for the service.
 #include "companions/logging/OrbLogging.h"
+#include "orbwatcher4/core/Completes.h"
 #include "orbwatcher4/core/WatcherState.h"
 #include "support/FileReplacement.h"
 #include "xml/Markup.h"
@@ -75,11 +76,15 @@ bool COrbWatcher::ExportFilesToXML(const wchar_t* path, int& count)
             return false;
         }
     }
+    Completes(L"The export of the pending list", [&] { ExportPending(path, most, count); });
+    return true;
+}
+
+void COrbWatcher::ExportPending(const wchar_t* path, int most, int& count)
+{
     CMarkup document;
-    if (!OpenList(document, path)) {
-        LogFailure(L"The pending list cannot be written over what is no such list", path);
-        return true;
-    }
+    if (!OpenList(document, path))
+        return LogFailure(L"The pending list cannot be written over what is no such list", path);
     for (const CString& file : PendingFiles(most)) {
         if (document.InsertMarkup(ItemMarkup(file).c_str()))
             ++count;
@@ -89,7 +94,6 @@ bool COrbWatcher::ExportFilesToXML(const wchar_t* path, int& count)
     document.AppendElement(L"count", std::to_wstring(count).c_str());
     if (!ReplaceWhole(path, [&](const CString& draft) { return document.Save(draft); }))
         LogFailure(L"The pending list cannot be written", path);
-    return true;
 }
 
 // At most so many, in the store's own order.

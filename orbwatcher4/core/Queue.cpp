@@ -1,6 +1,7 @@
 // The smaller questions around the queue.
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/OrbSettings.h"
+#include "orbwatcher4/core/Completes.h"
 #include "orbwatcher4/core/FileFindData.h"
 #include "orbwatcher4/core/WatcherState.h"
 #include "support/Hashes.h"
@@ -24,7 +25,8 @@ bool Holds(const KeySet& set, std::wstring_view text) { return set.find(PathHash
 bool COrbWatcher::AddSingleNotification(const wchar_t* path)
 {
     const CallerTokenScope token;
-    m->changeHandler.ProcessChangedFile(path, false, false);
+    if (!Completes(L"Adding a file", [&] { m->changeHandler.ProcessChangedFile(path, false, false); }))
+        m->MakeFullEnumerationDue();
     return true;
 }
 

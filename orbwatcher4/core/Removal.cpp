@@ -18,7 +18,7 @@ void RequestDeletedFileProcessing()
 
 } // namespace
 
-void ChangeHandler::OnFileRemoved(const wchar_t* eventPath)
+void ChangeHandler::ProcessRemoved(const wchar_t* eventPath)
 {
     const CString path(eventPath);
     if (m.ownFiles.Contains(path))

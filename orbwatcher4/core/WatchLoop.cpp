@@ -1,6 +1,7 @@
 #include "orbwatcher4/core/WatchLoop.h"
 
 #include "companions/logging/OrbLogging.h"
+#include "orbwatcher4/core/Completes.h"
 #include "orbwatcher4/core/FileFindData.h"
 #include "orbwatcher4/core/WatcherState.h"
 #include "support/Impersonation.h"
@@ -23,13 +24,22 @@ unsigned __stdcall COrbWatcher::_WatchThread(void* watcher)
     const LockOrder::ThreadScope scope(WatchThreadName);
     SetThreadErrorMode(SEM_FAILCRITICALERRORS, nullptr);
     auto& self = *static_cast<COrbWatcher*>(watcher);
-    WatchLoop loop(self, *self.m);
-    loop.Start();
-    // Waiting on the stop signal is the pause between two passes.
-    while (loop.Pass())
-        self.m->stop.Lock(PassInterval);
-    loop.End();
+    if (!Completes(L"The watch thread", [&] { WatchLoop(self, *self.m).Run(); }))
+        self.m->MakeFullEnumerationDue();
+    WatchLoop::LeaveDriveUpdates(*self.m);
     return 0;
+}
+
+// Waiting on the stop signal is the pause between two passes. One that is cut short is made up for by the next.
+void WatchLoop::Run()
+{
+    while (!Completes(L"The start of the watch", [this] { Start(); }) && !m.stop.Lock(PassInterval)) {
+    }
+    for (bool more = true; more && !m.stop.IsSet();) {
+        Completes(L"A pass of the watch thread", [&] { more = Pass(); });
+        m.stop.Lock(PassInterval);
+    }
+    End();
 }
 
 unsigned __stdcall COrbWatcher::_ProcessDeletedFiles(void* watcher)
@@ -109,17 +119,22 @@ void WatchLoop::End()
         NoteWatchedRoots();
     }
     NoteUnscannedRoots();
-    // Nobody answers a drive update any more: whoever waits for one goes on.
-    m.watchThreadRuns = false;
-    m.driveUpdated.SetEvent();
-    SetEvent(m.driveUpdateEvent.Get());
+    LeaveDriveUpdates(m);
 }
 
-// No pass comes any more for roots that lost changes: they are looked at when the watcher runs again.
+void WatchLoop::LeaveDriveUpdates(WatcherState& state)
+{
+    state.watchThreadRuns = false;
+    state.driveUpdated.SetEvent();
+    SetEvent(state.driveUpdateEvent.Get());
+}
+
+// No pass comes any more for roots that lost changes, or whose watch could not be started so far: they are looked at
+// when the watcher runs again.
 void WatchLoop::NoteUnscannedRoots()
 {
     const CSingleLock lock(m.pendingDrivesLock);
-    if (m.lostRoots.empty())
+    if (m.lostRoots.empty() && m_retries.empty())
         return;
     m.lostRoots.clear();
     m.MakeFullEnumerationDue();
@@ -138,8 +153,14 @@ void WatchLoop::WatchNewRoots()
         roots.swap(m.driveChanges);
         m.drivesChanged = false;
     }
-    for (const CString& root : roots)
-        WatchNewRoot(root);
+    while (!roots.empty()) {
+        auto root = roots.extract(roots.begin());
+        if (Completes(L"Watching a new root", [&] { WatchNewRoot(root.value()); }))
+            continue;
+        const CSingleLock pending(m.pendingDrivesLock); // for the next pass
+        m.driveChanges.insert(std::move(root));
+        m.drivesChanged = true;
+    }
     NoteWatchedRoots();
 }
 
@@ -184,7 +205,9 @@ void WatchLoop::ProcessDeletions()
         return;
     }
     m.deletedFilesThread = StartWatcherThread(&COrbWatcher::_ProcessDeletedFiles, &m_watcher);
-    m_deletionRequest = 0;
+    m_deletionRequest = m.deletedFilesThread ? 0 : m_now;
+    if (!m.deletedFilesThread)
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Deletions wait, no thread can be started: %d", GetLastError());
 }
 
 // The event only tells whoever removed a drive that it is done: another watcher may have set it.

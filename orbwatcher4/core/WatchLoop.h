@@ -23,6 +23,10 @@ public:
     // One pass; false when the watcher is to stop.
     bool Pass();
     void End();
+    // All of it, as the thread does.
+    void Run();
+    // No loop looks after drives any more: whoever waits for that goes on.
+    static void LeaveDriveUpdates(WatcherState& state);
 
     // The process-wide time of the last first-time check goes back to the beginning.
     static void ForgetLastCheck();
@@ -34,6 +38,8 @@ private:
         std::int64_t at = 0;
         std::int64_t pause = 1; // seconds; doubled up to a minute
     };
+
+    using LostRoots = std::map<CString, std::int64_t>;
 
     void Impersonate();
     void LoadDriveList();
@@ -50,6 +56,7 @@ private:
     bool IsPresent(const CString& root) const;
     bool IsOtherVolume(const CString& root, const DriveGuidInfo& drive) const;
     bool RunSingleDrive(const CString& root, const char* reason);
+    void LookLater(const CString& root, LostRoots::node_type lost);
     void RescanLostRoots();
     void NoteUnscannedRoots();
     void CheckFirstTimeRule();
