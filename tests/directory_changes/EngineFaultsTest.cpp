@@ -151,4 +151,63 @@ TEST_F(EngineFaults, APostThatIsRefusedIsTriedAgainAndNoEventIsLost)
     EXPECT_EQ(handler.Count(At(L"+", L"a")), 1);
 }
 
+// As Windows does: no more than so many messages wait for a thread.
+constexpr int MostMessages = 10000;
+std::atomic<int> g_queued{0}, g_told{0}, g_full{0};
+
+BOOL WINAPI PostIntoALimitedQueue(DWORD thread, UINT message, WPARAM wParam, LPARAM lParam)
+{
+    if (g_queued - g_told >= MostMessages) {
+        ++g_full;
+        SetLastError(ERROR_NOT_ENOUGH_QUOTA);
+        return FALSE;
+    }
+    ++g_queued;
+    return PostThreadMessageW(thread, message, wParam, lParam);
+}
+
+TEST_F(EngineFaults, MoreChangesThanAQueueHoldsAreAllToldInTheirOrder)
+{
+    constexpr int changes = MostMessages + 2000;
+    ASSERT_EQ(Watch(), 0u);
+    ASSERT_TRUE(io.WaitForRead(1));
+    ASSERT_TRUE(handler.WaitForEvents(1));
+    g_queued = g_told = g_full = 0;
+    handler.onEvent = [](const std::wstring&) {
+        // The first one takes until the queue is full.
+        EXPECT_TRUE(g_told > 0 || Until([] { return g_full > 0; }));
+        ++g_told;
+    };
+    CDelayedNotificationThread::SetPostFunction(PostIntoALimitedQueue);
+    RecordBuffer buffer;
+    Events wanted{Started()};
+    for (int i = 0; i < changes; ++i) {
+        const std::wstring name = L"f" + std::to_wstring(i);
+        buffer.Add(1, name);
+        wanted.push_back(At(L"+", name.c_str()));
+    }
+    io.Complete(buffer.Bytes());
+    EXPECT_TRUE(handler.WaitForEvents(wanted.size()));
+    CDelayedNotificationThread::SetPostFunction(nullptr);
+    EXPECT_EQ(handler.Events(), wanted);
+    EXPECT_GT(g_full, 0);
+}
+
+TEST_F(EngineFaults, ADirectoryThatWasDeletedEndsItsWatchAndCanBeWatchedWhenItReturns)
+{
+    ASSERT_EQ(Watch(), 0u);
+    ASSERT_TRUE(io.WaitForRead(1));
+    // The pending read fails, and so does the next one: nothing lies behind the handle any more.
+    io.readError = ERROR_ACCESS_DENIED;
+    io.Fail();
+    EXPECT_TRUE(handler.WaitFor(At(L"error 5 ")));
+    EXPECT_TRUE(UntilNotWatching());
+    EXPECT_EQ(handler.Count(Lost()), 1);
+    io.readError = 0;
+    ASSERT_EQ(Watch(), 0u);
+    ASSERT_TRUE(io.WaitForRead(2));
+    io.Complete(Bytes(1, L"back"));
+    EXPECT_TRUE(handler.WaitFor(At(L"+", L"back")));
+}
+
 } // namespace

@@ -81,7 +81,11 @@ public:
     bool ReadChanges(HANDLE directory, void* buffer, DWORD length, bool, DWORD filter, OVERLAPPED* overlapped) override
     {
         EXPECT_EQ(filter, 27u);
-        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(buffer) % 4, 0u); // an unaligned buffer is refused
+        if (reinterpret_cast<std::uintptr_t>(buffer) % 4 != 0) {
+            SetLastError(ERROR_NOACCESS);
+            ADD_FAILURE() << "the buffer is not aligned";
+            return false;
+        }
         if (length > longestRead || readError != 0) {
             SetLastError(readError != 0 ? readError.load() : ERROR_INVALID_PARAMETER);
             return false;
