@@ -26,7 +26,6 @@
 
 class CMarkup;
 class OverlayCache;
-class VolumeTable;
 class WalkObserver;
 
 // Roots compare without regard to case, in every alphabet.
@@ -169,10 +168,7 @@ private:
     // True when the directory was not known yet; `dir` gets its trailing backslash.
     bool AddScannedDirectory(CString& dir);
     void RememberJunction(const CString& junction, const CString& destination);
-    void ReadRule(CMarkup& document, bool autoExclude, FilterList* out, bool markFlag, bool readItemText,
-                  VolumeTable& volumes);
     void HandOn(const FilterPtr& rule, FilterList* out);
-    void ReadAdvancedRule(CMarkup& document);
     void ReadBackupFolder();
     bool RemoveFromDataFile(const Filter& rule) const;
     bool SaveDataFile(CMarkup& document) const;
