@@ -28,6 +28,21 @@ std::optional<std::string> ToUtf8(const wchar_t* text)
     }
 }
 
+// However the library was built: a hostile pattern gives up after a fraction of a second, and matching that recurses
+// on the stack needs less of it than any thread has.
+pcre_extra Limits()
+{
+    pcre_extra limits = {};
+    limits.flags = PCRE_EXTRA_MATCH_LIMIT;
+    limits.match_limit = 1'000'000;
+    int onStack = 0;
+    if (pcre_config(PCRE_CONFIG_STACKRECURSE, &onStack) == 0 && onStack) {
+        limits.flags |= PCRE_EXTRA_MATCH_LIMIT_RECURSION;
+        limits.match_limit_recursion = 1000;
+    }
+    return limits;
+}
+
 } // namespace
 
 // pcrecpp reports a match that gave up as none. So it is asked what the pattern is worth, and the library below it
@@ -87,8 +102,9 @@ std::optional<bool> FilterRegex::TryMatch(const wchar_t* text) const
     const std::optional<std::string> bytes = ToUtf8(text);
     if (!bytes)
         return false;
+    static const pcre_extra limits = Limits();
     const int result =
-        pcre_exec(m_compiled->matcher.get(), nullptr, bytes->data(), static_cast<int>(bytes->size()), 0, 0, nullptr, 0);
+        pcre_exec(m_compiled->matcher.get(), &limits, bytes->data(), static_cast<int>(bytes->size()), 0, 0, nullptr, 0);
     if (result < 0 && result != PCRE_ERROR_NOMATCH)
         return std::nullopt;
     return result >= 0;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
 
 namespace
 {
@@ -72,6 +73,29 @@ TEST(FilterRegex, ACatastrophicPatternGivesUpWithoutAMatch)
     EXPECT_EQ(regex.TryMatch(L"b"), std::optional(false));
     EXPECT_FALSE(regex.Match((std::wstring(60, L'a') + L"b").c_str()));
     EXPECT_FALSE(regex.Match((std::wstring(30000, L'a') + L"b").c_str()));
+}
+
+TEST(FilterRegex, AMatchThatNestsForEachUnitOfALongTextLeavesTheStackAlone)
+{
+    FilterRegex regex;
+    ASSERT_TRUE(regex.Compile(L"^(a|b)*$"));
+    EXPECT_TRUE(regex.TryMatch(std::wstring(100, L'a').c_str()).value_or(false));
+    EXPECT_TRUE(regex.TryMatch(std::wstring(30000, L'a').c_str()).value_or(true));
+}
+
+TEST(FilterRegex, CopiesMatchOnSeveralThreadsAtOnce)
+{
+    FilterRegex regex;
+    ASSERT_TRUE(regex.Compile(L"(a|b)+[0-9]"));
+    const auto match = [copy = regex] {
+        for (int i = 0; i < 50; ++i) {
+            EXPECT_TRUE(copy.Match(L"C:\\abab7"));
+            EXPECT_FALSE(copy.Match(L"C:\\abab"));
+        }
+    };
+    std::thread other(match);
+    match();
+    other.join();
 }
 
 } // namespace
