@@ -13,10 +13,7 @@ endif()
 # The build type of the tests: quick to build, and good enough to find one's way in a debugger.
 set(CMAKE_CXX_FLAGS_CHECKS "-O1 -g1" CACHE STRING "")
 set(CMAKE_C_FLAGS_CHECKS "-O1 -g1" CACHE STRING "")
-if(ORB_SANITIZE)
-    target_compile_options(orb_options INTERFACE -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
-    target_link_options(orb_options INTERFACE -fsanitize=address,undefined)
-endif()
+include(OrbInstrumentation)
 
 # Headers of libraries that are used as they are; their warnings are not ours.
 # ORB_DEPS is the folder that tools/bootstrap fills.

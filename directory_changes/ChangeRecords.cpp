@@ -19,6 +19,7 @@ enum Action : std::uint32_t {
 constexpr std::size_t HeaderSize = 12;
 // The fixed part of a record that is moved, its two first units' worth included.
 constexpr std::size_t CarriedHeaderSize = 14;
+static_assert((CarriedHeaderSize + LongestRecordName * 2 + 3) / 4 * 4 == LongestCarry);
 
 struct Record {
     std::size_t offset;

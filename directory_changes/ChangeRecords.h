@@ -24,8 +24,11 @@ protected:
 
 constexpr std::size_t LongestRecordName = 260; // units; longer names are cut
 
+constexpr std::size_t LongestCarry = 536; // bytes: the longest name, its header, and what rounding adds
+
 // Decodes `size` bytes. When the last record is the old name of a rename, it is moved to the start of the
-// buffer and its size is returned, a multiple of 4: the next read goes behind it. 0 otherwise.
+// buffer and its size is returned, a multiple of 4: the next read goes behind it. 0 otherwise. The buffer has
+// room for LongestCarry, however few bytes came.
 std::size_t DecodeChanges(std::uint8_t* buffer, std::size_t size, std::wstring_view directory, ChangeRecordSink& sink);
 
 // The old name that DecodeChanges has moved to the start will get no successor: it is gone.

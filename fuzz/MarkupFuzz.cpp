@@ -1,11 +1,8 @@
 // Any bytes as a document: it is read in every way and edited, and after that its
 // index must say what a new parse of its text says.
-#include "xml/Markup.h"
-#include "xml/Utf8.h"
+#include "fuzz/FuzzInput.h"
 
-#include <cstdint>
-#include <cstdlib>
-#include <string>
+#include "xml/Markup.h"
 
 namespace
 {
@@ -72,20 +69,13 @@ void Edit(CMarkup& markup, const std::uint8_t* data, std::size_t size)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    const std::string_view bytes(reinterpret_cast<const char*>(data), size);
-    std::wstring units(CountUnits(bytes), L'\0');
-    DecodeUtf8(bytes, units.data());
-    if (EncodeUtf8(units).size() > units.size() * 3)
-        std::abort();
-
     CMarkup markup;
-    markup.SetDoc(CString(std::wstring_view(units)));
+    markup.SetDoc(CString(std::wstring_view(AsUnits(AsBytes(data, size)))));
     Describe(markup);
     Edit(markup, data, size);
     const std::wstring edited = Describe(markup);
     CMarkup again;
     again.SetDoc(markup.GetDoc());
-    if (edited != Describe(again) || edited != Describe(markup))
-        std::abort();
+    Require(edited == Describe(again) && edited == Describe(markup));
     return 0;
 }

@@ -7,6 +7,7 @@
 #include <map>
 #include <random>
 #include <string>
+#include <thread>
 
 namespace
 {
@@ -371,6 +372,25 @@ TEST(Decisions, AgreeWithThePlainWalkOnRandomRulesAndPaths)
             ASSERT_EQ(matched, plain);
         }
     }
+}
+
+TEST(Decisions, AboutTheSameRulesAreMadeOnSeveralThreadsAtOnce)
+{
+    FilterList rules{Rule(L"C:\\", Include), Rule(L"C:\\out\\", Exclude, L".tmp;.bak")};
+    Decisions::SortRules(rules);
+    const FilterList advanced{Regex(L"C:\\", Exclude, L"x+[0-9]")};
+    const auto decide = [&] {
+        for (int i = 0; i < 200; ++i) {
+            Host host;
+            host.attributes[L"C:\\xx7"] = 0x20;
+            FilterList matched;
+            ASSERT_EQ(Decisions::CheckRules(rules, L"c:\\OUT\\a.TMP", false, &matched), Excluded);
+            ASSERT_EQ(Decisions::CheckAdvancedRules(advanced, nullptr, L"C:\\xx7", host).result, Excluded);
+        }
+    };
+    std::thread other(decide);
+    decide();
+    other.join();
 }
 
 } // namespace

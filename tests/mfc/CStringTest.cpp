@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <thread>
+
 namespace
 {
 
@@ -69,6 +71,24 @@ TEST(CString, ABufferThatIsGivenBackHoldsWhatWasWritten)
     text.GetBuffer(10);
     text.ReleaseBuffer(0);
     EXPECT_TRUE(text.IsEmpty());
+}
+
+TEST(CString, CopiesOfOneTextAreChangedAndLetGoOnSeveralThreadsAtOnce)
+{
+    const CString text(L"C:\\Docs");
+    const auto use = [copy = text] {
+        for (int i = 0; i < 1000; ++i) {
+            CString own = copy;
+            const CString second = own;
+            own += L"\\x";
+            ASSERT_STREQ(own, L"C:\\Docs\\x");
+            ASSERT_STREQ(second, L"C:\\Docs");
+        }
+    };
+    std::thread other(use);
+    use();
+    other.join();
+    EXPECT_STREQ(text, L"C:\\Docs");
 }
 
 #ifdef _WIN32
