@@ -5,9 +5,8 @@ if(ORB_SANITIZE STREQUAL "address")
 elseif(ORB_SANITIZE STREQUAL "thread")
     set(flags -fsanitize=thread -fno-omit-frame-pointer)
 elseif(ORB_SANITIZE STREQUAL "trap")
-    # Windows has no library that could say what was wrong: the place where the program ends says it. What the
-    # checks insert makes the compiler see doubtful values where there are none.
-    set(flags -fsanitize=undefined -fsanitize-undefined-trap-on-error -Wno-maybe-uninitialized)
+    # Windows has no library that could say what was wrong: the place where the program ends says it.
+    set(flags -fsanitize=undefined -fsanitize-undefined-trap-on-error)
 elseif(ORB_SANITIZE)
     message(FATAL_ERROR "ORB_SANITIZE is address, thread or trap, not ${ORB_SANITIZE}")
 endif()

@@ -4,6 +4,9 @@ say "building the fuzz targets"
 configure_native fuzz -DORB_FUZZ=ON -DORB_SANITIZE=address -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++
 build_tree fuzz
 
+# The files that targets write and read many hundred times a second.
+[ ! -w /dev/shm ] || export TMPDIR=/dev/shm
+
 # fuzz_target NAME SEEDS DICTIONARY
 fuzz_target() {
     local name=$1 folder=$BUILD/fuzz/corpus/$1
