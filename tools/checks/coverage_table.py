@@ -3,11 +3,14 @@
 
 A source that is compiled more than once (for the DLL and for the unit tests)
 counts as reached where any of them was. Branches that only an exception takes
-are left out: nearly every call has one.
+are left out: nearly every call has one. So are lines of brackets alone, where
+compilers put the way out of a block.
 """
 import collections
+import functools
 import json
 import pathlib
+import re
 import subprocess
 import sys
 
@@ -31,9 +34,18 @@ class Source:
         return sorted(number for number, count in self.lines.items() if not count)
 
 
+def notes_of(tree):
+    """The notes of each object that is still built; those of moved sources stay behind."""
+    for command in json.loads((tree / "compile_commands.json").read_text(encoding="utf-8")):
+        words = command["command"].split()
+        notes = pathlib.Path(command["directory"], words[words.index("-o") + 1]).with_suffix(".gcno")
+        if notes.exists():
+            yield notes
+
+
 def reports(tree, gcov):
     """What gcov says of each object, in turn: of all at once it would fill the memory."""
-    for notes in sorted(tree.rglob("*.gcno")):
+    for notes in notes_of(tree):
         done = subprocess.run([gcov, "--json-format", "--branch-probabilities", "--stdout", notes.name],
                               cwd=notes.parent, capture_output=True, text=True, check=True)
         for text in done.stdout.splitlines():
@@ -50,9 +62,16 @@ def read_sources(root, tree, gcov):
             name = path.relative_to(root)
             if any(name.is_relative_to(folder) for folder in NOT_THE_PRODUCT):
                 continue
+            text = lines_of(path)
             for line in file["lines"]:
-                sources[str(name)].add(line)
+                if re.search(r"\w", text[line["line_number"] - 1]):
+                    sources[str(name)].add(line)
     return sources
+
+
+@functools.cache
+def lines_of(path):
+    return path.read_text(encoding="utf-8").splitlines()
 
 
 def share(counter):
@@ -83,9 +102,8 @@ def print_worst(sources):
 def write_unreached(root, sources, path):
     with open(path, "w", encoding="utf-8") as out:
         for name in sorted(sources):
-            text = (root / name).read_text(encoding="utf-8").splitlines()
             for number in sources[name].unreached():
-                out.write(f"{name}:{number}: {text[number - 1].strip()}\n")
+                out.write(f"{name}:{number}: {lines_of(root / name)[number - 1].strip()}\n")
 
 
 def main():
