@@ -144,4 +144,13 @@ TEST_F(OnlineHandler, ACountThatCannotBeKeptYieldsNoPath)
     EXPECT_FALSE(Exists(L"data\\outbox\\Transaction5.tdb"));
 }
 
+TEST_F(OnlineHandler, WithoutANumberLeftThereIsNoPathAndALine)
+{
+    temp.WriteBytes(L"data\\outbox\\next", "2147483647");
+    const LogCapture capture;
+    EXPECT_TRUE(handler.GetTransactionXml(number, false, true).IsEmpty());
+    EXPECT_EQ(number, 0);
+    EXPECT_TRUE(capture.Has(L"no number left"));
+}
+
 } // namespace

@@ -242,6 +242,15 @@ TEST_F(OrbSettings, TheDataFolderIsCreatedWithItsParentsAndHasNoTrailingBackslas
     EXPECT_TRUE(Exists(L"a\\b\\c"));
 }
 
+TEST_F(OrbSettings, ADataFolderThatCannotBeCreatedIsNamedAllTheSameAndTold)
+{
+    temp.WriteBytes(L"taken", "a file where a folder should be");
+    UseDataFolder(temp.Path(L"taken\\data"));
+    const LogCapture capture;
+    EXPECT_EQ(settings.GetDataFolderPath(), temp.Path(L"taken\\data"));
+    EXPECT_TRUE(capture.Has(L"cannot be created"));
+}
+
 TEST_F(OrbSettings, AnotherDataFolderHasOtherSettings)
 {
     temp.WriteBytes(L"other\\MainSettings.json", R"({"A": {"b": 5}})");

@@ -1,3 +1,4 @@
+#include "support/Handle.h"
 #include "tests/companions/IndexTest.h"
 #include "tests/support/TestMachine.h"
 
@@ -89,6 +90,16 @@ TEST_F(TransactionExport, AReservedNameIsUsed)
     EXPECT_EQ(RawDatabase(temp.Path(L"out.tdb")).Run("SELECT id FROM jobs"), "2");
     EXPECT_EQ(FilesBeside(L"out*"), 1);
     EXPECT_TRUE(OnlyItsOwnerReads(temp.Path(L"out.tdb").GetString()));
+}
+
+TEST_F(TransactionExport, AReservedNameThatAnotherProcessHoldsIsAFailureAndLeavesNoOtherFile)
+{
+    temp.WriteBytes(L"out.tdb", "");
+    const FileHandle others(CreateFileW(temp.Path(L"out.tdb"), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                        nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    EXPECT_FALSE(db.ExportToTransaction(temp.Path(L"out.tdb"), 1));
+    EXPECT_EQ(db.GetLastDbError(), Error::Failed);
+    EXPECT_EQ(FilesBeside(L"out*"), 1);
 }
 
 TEST_F(TransactionExport, WithoutAJobThereIsNothingToExport)

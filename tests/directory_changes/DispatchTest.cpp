@@ -6,6 +6,9 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
+#include <thread>
+
 namespace
 {
 
@@ -159,6 +162,17 @@ TEST_F(Dispatch, TheHiddenWindowDeliversWhileItsThreadWaits)
         one.OnWatchStopped(L"C:\\");
         EXPECT_EQ(real.Events(), (std::vector<std::wstring>{L"+C:\\a", L"*C:\\b", L"stopped C:\\"}));
     }
+    EXPECT_FALSE(CDelayedNotificationWindow::Window());
+}
+
+TEST_F(Dispatch, TheHiddenWindowOfAThreadThatHasEndedTakesNothingAndHoldsNobodyUp)
+{
+    std::unique_ptr<Delayed> delayed;
+    std::thread([&] { delayed = std::make_unique<Delayed>(real, 1, true); }).join();
+    delayed->OnFileAdded(L"C:\\a");
+    delayed->OnWatchStopped(L"C:\\");
+    EXPECT_TRUE(real.Events().empty());
+    delayed.reset();
     EXPECT_FALSE(CDelayedNotificationWindow::Window());
 }
 

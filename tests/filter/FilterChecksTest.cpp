@@ -188,4 +188,15 @@ TEST_F(Checks, TheExtensionMapHoldsLowerCasedEndingsWithTheProfileOfTheLastRule)
     EXPECT_EQ(map[L".xls"].profile, 4);
 }
 
+TEST_F(Checks, APatternThatGivesUpOnAPathIsLoggedWithItAndLetsItIn)
+{
+    const CString path = Write((std::wstring(60, L'a') + L"b").c_str());
+    const FilterPtr rule = Add(tree + L"\\", WatcherEnum::Exclude, L"(a+)+$");
+    rule->isregex = true;
+    ASSERT_TRUE(rule->regex.Compile(rule->mask));
+    EXPECT_EQ(filter.CheckForAdvancedInclusionEx(path, rule), Included);
+    EXPECT_TRUE(log.Has(L"Regular expression gave up on " + std::wstring(path) + L", skipping rule check"));
+    EXPECT_TRUE(log.Has(L"Treating file as included"));
+}
+
 } // namespace

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
+#include <new>
 #include <thread>
 
 namespace
@@ -71,6 +73,13 @@ TEST(CString, ABufferThatIsGivenBackHoldsWhatWasWritten)
     text.GetBuffer(10);
     text.ReleaseBuffer(0);
     EXPECT_TRUE(text.IsEmpty());
+}
+
+TEST(CString, MoreThanItCanHoldIsRefusedAndLeavesItAsItWas)
+{
+    CString text(L"abc");
+    EXPECT_THROW(text.GetBuffer(INT_MAX), std::bad_alloc);
+    EXPECT_STREQ(text, L"abc");
 }
 
 TEST(CString, CopiesOfOneTextAreChangedAndLetGoOnSeveralThreadsAtOnce)

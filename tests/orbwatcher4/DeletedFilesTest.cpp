@@ -209,6 +209,29 @@ TEST_F(Deletions, WaitWhileTheIndexIsLockedAndAreWrittenLater)
     EXPECT_EQ(told.size(), 1u);
 }
 
+TEST_F(Deletions, OfAFolderGoOnWaitingBesideAFileThatTookItsNameMeanwhile)
+{
+    const CString path = InTree(L"d");
+    RecordWithTime(path + L"\\in.txt", 1);
+    MarkDeleted(path);
+    ASSERT_TRUE(Index().BeginBatch());
+    const auto takeItsName = [&] {
+        const ObjectLock lock(State().locks, &State().store);
+        State().store.Put(path, std::make_shared<Notification>());
+    };
+    const std::uint64_t sink = g_OrbLog.AddSink([&](const LogLine& line) {
+        if (std::wstring_view(line.text) == L"Filtering Deleted items")
+            std::thread(takeItsName).join();
+    });
+    watcher.ImmediateProcessDeletedFiles();
+    g_OrbLog.RemoveSink(sink);
+    ASSERT_TRUE(Index().CommitBatch());
+    ASSERT_TRUE(Pending(path));
+    EXPECT_NE(Pending(path)->kind, NotificationKind::Deleted);
+    ASSERT_TRUE(Pending(path + L"\\"));
+    EXPECT_EQ(Pending(path + L"\\")->kind, NotificationKind::Deleted);
+}
+
 TEST_F(Deletions, OfAFolderWaitWhenItsChildrenCannotBeRead)
 {
     const CString directory = InTree(L"d");

@@ -237,6 +237,21 @@ TEST_F(DumpAndResume, AReplayedFileThatIsGoneMakesAFullEnumerationDueWithoutTheI
     EXPECT_EQ(CompletionTime(), 0);
 }
 
+TEST_F(DumpAndResume, ADeletionWhereSomethingElseIsNowMakesAFullEnumerationDue)
+{
+    GetServiceRunSettings().SetValue(L"Backup::FirstTimeRunTime", 12345);
+    GetServiceRunSettings().Save();
+    auto notification = std::make_shared<Notification>();
+    notification->kind = NotificationKind::Deleted;
+    const CString path = Write(L"once a folder");
+    {
+        const ObjectLock lock(State().locks, &State().store);
+        State().store.Put(path, notification);
+    }
+    watcher.DeInit();
+    EXPECT_EQ(CompletionTime(), 0);
+}
+
 TEST_F(DumpAndResume, WhetherEverythingWasKeptIsKnownAfterwards)
 {
     Handler().OnFileAdded(Write(L"a.txt"));

@@ -113,6 +113,24 @@ TEST_F(FirstTimeRun, ReportsWhatTheIndexHoldsAndTheDiskDoesNotAsRemoved)
     CIndexDB::m_mapDeletePtr.clear();
 }
 
+TEST_F(FirstTimeRun, ThatCannotReadTheIndexSaysSoAndMakesAnotherOneDue)
+{
+    const CString path = Write(L"a.txt");
+    folder.WriteBytes(L"index.db", std::string(5000, 'x'));
+    watcher.SetIndexDB(folder.Path(L"index.db"));
+    SelectTree();
+    GetServiceRunSettings().SetValue(L"Backup::FirstTimeRunTime", 12345);
+    GetServiceRunSettings().Save();
+    Run();
+    EXPECT_TRUE(Pending(path));
+    const std::vector<LogCapture::Line> lines = log.Lines();
+    EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [](const LogCapture::Line& line) {
+        return line.text.starts_with(L"What disappeared from ") && line.level == LogLevel::Error;
+    }));
+    GetServiceRunSettings().Load();
+    EXPECT_EQ(GetServiceRunSettings().GetValue(L"Backup::FirstTimeRunTime", -1), 0);
+}
+
 TEST_F(FirstTimeRun, ReportsTheSelectedFolderItselfAsRemoved)
 {
     watcher.SetIndexDB(folder.Path(L"index.db"));
