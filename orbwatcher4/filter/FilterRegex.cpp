@@ -28,18 +28,16 @@ std::optional<std::string> ToUtf8(const wchar_t* text)
     }
 }
 
-// However the library was built: a hostile pattern gives up after a fraction of a second, and matching that recurses
-// on the stack needs less of it than any thread has.
+// However the library was built: a hostile pattern gives up after a fraction of a second. Matching that recurses on the
+// stack needs less of it than any thread has; on the heap, very many nested steps would take longer than the others.
 pcre_extra Limits()
 {
-    pcre_extra limits = {};
-    limits.flags = PCRE_EXTRA_MATCH_LIMIT;
-    limits.match_limit = 1'000'000;
     int onStack = 0;
-    if (pcre_config(PCRE_CONFIG_STACKRECURSE, &onStack) == 0 && onStack) {
-        limits.flags |= PCRE_EXTRA_MATCH_LIMIT_RECURSION;
-        limits.match_limit_recursion = 1000;
-    }
+    pcre_config(PCRE_CONFIG_STACKRECURSE, &onStack);
+    pcre_extra limits = {};
+    limits.flags = PCRE_EXTRA_MATCH_LIMIT | PCRE_EXTRA_MATCH_LIMIT_RECURSION;
+    limits.match_limit = 1'000'000;
+    limits.match_limit_recursion = onStack ? 1000 : 10'000;
     return limits;
 }
 

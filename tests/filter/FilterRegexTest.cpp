@@ -75,12 +75,12 @@ TEST(FilterRegex, ACatastrophicPatternGivesUpWithoutAMatch)
     EXPECT_FALSE(regex.Match((std::wstring(30000, L'a') + L"b").c_str()));
 }
 
-TEST(FilterRegex, AMatchThatNestsForEachUnitOfALongTextLeavesTheStackAlone)
+TEST(FilterRegex, AMatchThatNestsForEachUnitOfALongTextGivesUp)
 {
     FilterRegex regex;
     ASSERT_TRUE(regex.Compile(L"^(a|b)*$"));
-    EXPECT_TRUE(regex.TryMatch(std::wstring(100, L'a').c_str()).value_or(false));
-    EXPECT_TRUE(regex.TryMatch(std::wstring(30000, L'a').c_str()).value_or(true));
+    EXPECT_EQ(regex.TryMatch(std::wstring(260, L'a').c_str()), std::optional(true));
+    EXPECT_EQ(regex.TryMatch(std::wstring(30000, L'a').c_str()), std::nullopt);
 }
 
 TEST(FilterRegex, CopiesMatchOnSeveralThreadsAtOnce)
