@@ -2,6 +2,9 @@
 
 #include "support/CaseFold.h"
 
+#include <algorithm>
+#include <cstring>
+
 namespace IndexSchema
 {
 namespace
@@ -33,12 +36,24 @@ const char* const statements[] = {
     " PRIMARY KEY(job, item)) WITHOUT ROWID",
 };
 
+// A text inside a record of the file may begin at any byte.
+std::uint16_t UpperUnitAt(const void* units, std::size_t index)
+{
+    std::uint16_t unit;
+    std::memcpy(&unit, static_cast<const char*>(units) + index * sizeof unit, sizeof unit);
+    return UpperUnit(unit);
+}
+
+// As CompareNoCase does.
 int ComparePaths(void*, int leftBytes, const void* left, int rightBytes, const void* right)
 {
-    const auto view = [](const void* units, int bytes) {
-        return std::wstring_view(static_cast<const wchar_t*>(units), static_cast<std::size_t>(bytes) / sizeof(wchar_t));
-    };
-    return CompareNoCase(view(left, leftBytes), view(right, rightBytes));
+    const std::size_t common = static_cast<std::size_t>(std::min(leftBytes, rightBytes)) / sizeof(std::uint16_t);
+    for (std::size_t i = 0; i < common; ++i) {
+        const int difference = int(UpperUnitAt(left, i)) - int(UpperUnitAt(right, i));
+        if (difference != 0)
+            return difference;
+    }
+    return leftBytes - rightBytes;
 }
 
 } // namespace
