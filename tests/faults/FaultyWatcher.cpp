@@ -10,13 +10,6 @@ namespace
 constexpr int MostCalls = 20000;
 constexpr DWORD Long = 20000; // for what comes at once unless something is wrong
 
-DWORD HandleCount()
-{
-    DWORD count = 0;
-    GetProcessHandleCount(GetCurrentProcess(), &count);
-    return count;
-}
-
 // Where an operation makes thousands of calls, they are much alike: each of the first ones is tried, then ever fewer.
 int Next(int call)
 {
@@ -29,18 +22,18 @@ int Next(int call)
 void FaultyWatcher::TryFaults(const Operation& operation)
 {
     int tried = 0;
-    DWORD handles = 0;
+    int handles = 0;
     for (const auto lasting : {FaultPlan::Lasting::Once, FaultPlan::Lasting::FromThenOn}) {
         for (int call = 1; Attempt(operation, call, lasting); call = Next(call)) {
             ASSERT_LT(call, MostCalls) << "the operation never ends without the fault";
             if (++tried == 1)
-                handles = HandleCount();
+                handles = OpenHandles();
             if (HasFailure())
                 return;
         }
     }
     EXPECT_GT(tried, 0) << "the fault was never met";
-    EXPECT_LE(HandleCount(), handles + 2) << "handles were left open"; // a file of the log, a fact kept for good
+    EXPECT_LE(OpenHandles(), handles + 2) << "handles were left open"; // a file of the log, a fact kept for good
     std::printf("faults tried: %s, %s, %d\n", GetParam().name.c_str(), operation.name, tried);
     RecordProperty("faultsTried", tried);
 }

@@ -1,3 +1,5 @@
-# A storm of changes that is longer than one of a test run.
-say "a storm of ${STORM_ROUNDS:-40} rounds"
-ORB_STORM_ROUNDS=${STORM_ROUNDS:-40} TEST_LIMIT=${STORM_LIMIT:-1800} "$ROOT/tools/test" storm_tests || die "the storm found something"
+# A storm of changes, and kills, that are longer than those of a test run, and every repetition that must leave nothing
+# behind.
+say "a storm of ${STORM_ROUNDS:-40} rounds, kills of ${KILL_ROUNDS:-10}, and growth"
+ORB_STORM_ROUNDS=${STORM_ROUNDS:-40} ORB_KILL_ROUNDS=${KILL_ROUNDS:-10} ORB_GROWTH_SHARE=1 TEST_LIMIT=${STORM_LIMIT:-1800} \
+    "$ROOT/tools/test" storm_tests growth_tests || die "the storm found something"
