@@ -10,11 +10,12 @@ namespace
 constexpr int MostCalls = 20000;
 constexpr DWORD Long = 20000; // for what comes at once unless something is wrong
 
-// Where an operation makes thousands of calls, they are much alike: each of the first ones is tried, then ever fewer.
-int Next(int call)
+// Memory is asked for thousands of times, much alike: each of the first ones is tried, then ever fewer.
+int Next(const FaultKind& kind, int call)
 {
     static const bool every = GetEnvironmentVariableW(L"ORB_EVERY_FAULT", nullptr, 0) != 0;
-    return call + 1 + (every ? 0 : call / 12);
+    const bool many = kind.error == ERROR_NOT_ENOUGH_MEMORY;
+    return call + 1 + (every || !many ? 0 : call / 12);
 }
 
 } // namespace
@@ -24,7 +25,7 @@ void FaultyWatcher::TryFaults(const Operation& operation)
     int tried = 0;
     int handles = 0;
     for (const auto lasting : {FaultPlan::Lasting::Once, FaultPlan::Lasting::FromThenOn}) {
-        for (int call = 1; Attempt(operation, call, lasting); call = Next(call)) {
+        for (int call = 1; Attempt(operation, call, lasting); call = Next(GetParam(), call)) {
             ASSERT_LT(call, MostCalls) << "the operation never ends without the fault";
             if (++tried == 1)
                 handles = OpenHandles();

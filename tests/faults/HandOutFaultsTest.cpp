@@ -11,9 +11,9 @@ class FaultyHandOut : public FaultyWatcher
 protected:
     FaultyHandOut()
     {
-        SelectTree();
         InitAgain();
-        watcher.LoadSelection();
+        // Judging a candidate for deduplication is the last thing before a file is given.
+        Select(Item(L"path=\"" + std::wstring(tree) + L"\" type=\"1\" includeSub=\"1\" flags=\"67108864\""));
         changed = Write(L"changed.txt");
         plain = Write(L"plain.txt");
         directory = MakeFolder(L"folder") + L"\\";

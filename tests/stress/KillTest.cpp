@@ -5,8 +5,8 @@
 // ORB_KILL_ROUNDS makes it longer, ORB_STORM_SEED another one.
 #include "tests/host/HostTest.h"
 #include "tests/stress/FolderMove.h"
-#include "tests/support/FromEnvironment.h"
 #include "tests/stress/StormModel.h"
+#include "tests/support/FromEnvironment.h"
 
 #include <algorithm>
 #include <map>

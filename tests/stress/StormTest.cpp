@@ -4,9 +4,9 @@
 //
 // ORB_STORM_ROUNDS makes the storm longer, ORB_STORM_SEED another one.
 #include "tests/host/HostTest.h"
-#include "tests/support/FromEnvironment.h"
 #include "tests/stress/StormModel.h"
 #include "tests/stress/Turns.h"
+#include "tests/support/FromEnvironment.h"
 
 #include <algorithm>
 #include <random>
