@@ -215,10 +215,8 @@ TEST_F(Deletions, OfAFolderGoOnWaitingBesideAFileThatTookItsNameMeanwhile)
     RecordWithTime(path + L"\\in.txt", 1);
     MarkDeleted(path);
     ASSERT_TRUE(Index().BeginBatch());
-    const auto takeItsName = [&] {
-        const ObjectLock lock(State().locks, &State().store);
-        State().store.Put(path, std::make_shared<Notification>());
-    };
+    SelectTree();
+    const auto takeItsName = [&] { Handler().OnFileAdded(Write(L"d")); };
     const std::uint64_t sink = g_OrbLog.AddSink([&](const LogLine& line) {
         if (std::wstring_view(line.text) == L"Filtering Deleted items")
             std::thread(takeItsName).join();
