@@ -174,4 +174,6 @@ DWORD CDelayedNotificationThread::CurrentThreadId()
     return Current() ? std::static_pointer_cast<Thread>(Current())->id : 0;
 }
 
+bool CDelayedNotificationThread::RunsHandlers() { return Thread::t_own != nullptr; }
+
 void CDelayedNotificationThread::SetPostFunction(PostFunction post) { g_post = post ? post : &PostThreadMessageW; }

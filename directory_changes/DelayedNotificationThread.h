@@ -20,6 +20,8 @@ public:
 
     // The id of the shared thread; 0 when there is none.
     static DWORD CurrentThreadId();
+    // True on every notifier's thread, also on one that ends.
+    static bool RunsHandlers();
 
     // Stands in for PostThreadMessageW, whose queue the system limits; null puts the real one back.
     using PostFunction = BOOL(WINAPI*)(DWORD, UINT, WPARAM, LPARAM);

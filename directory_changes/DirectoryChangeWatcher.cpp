@@ -1,9 +1,11 @@
 // Starting watches.
 #include "directory_changes/ChangeIo.h"
 #include "directory_changes/CompletionKeys.h"
+#include "directory_changes/DelayedNotificationThread.h"
 #include "directory_changes/DirWatchInfo.h"
 #include "directory_changes/DirectoryChanges.h"
 #include "directory_changes/EngineRun.h"
+#include "directory_changes/MessagePump.h"
 #include "support/CaseFold.h"
 #include "support/Handle.h"
 #include "support/Privileges.h"
@@ -17,6 +19,7 @@ namespace
 {
 
 constexpr DWORD StartWaitSlice = 10000;
+constexpr DWORD HandlersWaitSlice = 500; // the end of the worker does not wake it
 constexpr const wchar_t* WorkerName = L"engine worker";
 
 bool IsDirectory(const wchar_t* path)
@@ -144,16 +147,22 @@ DWORD CDirectoryChangeWatcher::EnsureWorker(EngineRun& run)
     return error ? error : ERROR_MAX_THRDS_REACHED;
 }
 
+// The caller's messages wait, but for a handler that starts a watch from inside an event: the worker may be waiting for
+// what it has posted to this very thread.
 DWORD CDirectoryChangeWatcher::StartMonitoring(const Record& record)
 {
     if (!record->AskToStart())
         return GetLastError() ? GetLastError() : ERROR_GEN_FAILURE;
     const LockOrder::WaitScope wait(WorkerName);
+    const CDelayedNotificationThread::WorkerWait waits(record->Run().workerId);
     // A worker that has ended does not answer any more.
     const HANDLE worker = record->Run().worker.Get();
     const HANDLE either[] = {record->Started(), worker};
     do
-        WaitForMultipleObjects(2, either, FALSE, StartWaitSlice);
+        if (CDelayedNotificationThread::RunsHandlers())
+            WaitPumping(record->Started(), HandlersWaitSlice, QS_ALLINPUT);
+        else
+            WaitForMultipleObjects(2, either, FALSE, StartWaitSlice);
     while (!IsSignalled(record->Started()) && !IsSignalled(worker));
     return IsSignalled(record->Started()) ? record->StartResult() : DWORD(ERROR_OPERATION_ABORTED);
 }

@@ -211,6 +211,28 @@ TEST_F(EngineThreads, AHandlerThatIsToldOfTheLastWatchsErrorMayEndEverythingWhil
     EXPECT_EQ(handler.Events(), (Events{Started(), At(L"+", L"a"), At(L"error 5 ")}));
 }
 
+TEST_F(EngineThreads, AHandlerThatIsToldOfAnErrorMayWatchAgainWhileTheWorkerEndsTheWatch)
+{
+    const CString other = Sub(L"other");
+    RecordingHandler second;
+    CEvent watched(false, true);
+    handler.onEvent = [&](const std::wstring& told) {
+        if (told != At(L"error 5 "))
+            return;
+        // The worker has taken the watch out, and waits for this thread to handle what it has posted.
+        UntilNotWatching();
+        io.readError = ERROR_SUCCESS;
+        EXPECT_EQ(watcher.WatchDirectory(other, &second), 0u);
+        watched.SetEvent();
+    };
+    ASSERT_EQ(Watch(), 0u);
+    io.readError = ERROR_ACCESS_DENIED;
+    io.Complete(Bytes(1, L"a"));
+    EXPECT_TRUE(watched.Lock(Long));
+    EXPECT_TRUE(watcher.IsWatchingDirectory(other));
+    EXPECT_TRUE(second.WaitFor(L"started 0 " + std::wstring(other)));
+}
+
 TEST_F(EngineThreads, AHandlerMayDestroyItsWatcher)
 {
     auto real = std::make_unique<CDirectoryChangeWatcher>();
