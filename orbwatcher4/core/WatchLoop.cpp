@@ -113,6 +113,7 @@ bool WatchLoop::Pass()
 
 void WatchLoop::End()
 {
+    NoteUnwatchedRoots();
     m_engine.UnwatchAllDirectories();
     {
         const CSingleLock lock(m.driveListLock);
@@ -127,6 +128,17 @@ void WatchLoop::LeaveDriveUpdates(WatcherState& state)
     state.watchThreadRuns = false;
     state.driveUpdated.SetEvent();
     SetEvent(state.driveUpdateEvent.Get());
+}
+
+// No pass comes any more for roots that new rules have named: what changed there since nobody has reported.
+void WatchLoop::NoteUnwatchedRoots()
+{
+    const CSingleLock lock(m.pendingDrivesLock);
+    const auto unwatched = [&](const CString& root) {
+        return !root.IsEmpty() && !m_engine.IsWatchingDirectory(RootOf(root));
+    };
+    if (std::any_of(m.driveChanges.begin(), m.driveChanges.end(), unwatched))
+        m.MakeFullEnumerationDue();
 }
 
 // No pass comes any more for roots that lost changes, or whose watch could not be started so far: they are looked at

@@ -58,6 +58,7 @@ private:
     bool RunSingleDrive(const CString& root, const char* reason);
     void LookLater(const CString& root, LostRoots::node_type lost);
     void RescanLostRoots();
+    void NoteUnwatchedRoots();
     void NoteUnscannedRoots();
     void CheckFirstTimeRule();
     bool IsTooEarly() const;

@@ -174,6 +174,27 @@ TEST_F(Passes, ANewRuleOnAnotherDriveIsWatchedFromTheNextPassOn)
     EXPECT_EQ(rescans, std::vector<std::string>{"newDrive"});
 }
 
+TEST_F(Passes, ANewRuleWhoseDriveNoPassWatchesAnyMoreMakesAFullEnumerationDue)
+{
+    Attach('r', L"here", 0x11112222);
+    SelectTree();
+    Start();
+    std::filesystem::create_directories(L"R:\\docs");
+    EXPECT_EQ(watcher.AddNewQueueItem(WriteRules(L"new.xml", DriveRule(L"R:\\docs")), false, nullptr, 0), RulesQueued);
+    End();
+    EXPECT_EQ(GetServiceRunSettings().GetValue(L"Backup::FirstTimeRunTime", -1), 0);
+}
+
+TEST_F(Passes, ANewRuleOnAWatchedDriveMakesNoEnumerationDueAtTheEnd)
+{
+    SelectTree();
+    Start();
+    const CString rules = WriteRules(L"new.xml", DriveRule(L"C:\\docs"));
+    EXPECT_EQ(watcher.AddNewQueueItem(rules, false, nullptr, 0), RulesQueued);
+    End();
+    EXPECT_NE(GetServiceRunSettings().GetValue(L"Backup::FirstTimeRunTime", -1), 0);
+}
+
 TEST_F(Passes, ADriveMarkedAsRemovedIsNotWatchedAnyMoreAndTheHandshakeIsAnswered)
 {
     Attach('r', L"here", 0x11112222);
