@@ -60,8 +60,9 @@ bool WatcherState::KeepEnumerationDue() noexcept { return !m_dueUnwritten || Mak
 bool WatcherState::WriteEnumerationDue()
 {
     CServiceRunSettings& settings = GetServiceRunSettings();
-    // Many folders may be given up one after the other; once is enough. (A value that is not there is written.)
-    if (m_enumerationDue && settings.GetValue(FirstTimeRunTimeKey, 1) == 0)
+    // Many folders may be given up one after the other; once is enough, unless another process has noted a run since
+    // then. (A value that is not there is written.)
+    if (m_enumerationDue && settings.Load() && settings.GetValue(FirstTimeRunTimeKey, 1) == 0)
         return true;
     settings.SetValue(FirstTimeRunTimeKey, 0);
     return m_enumerationDue = settings.Save();

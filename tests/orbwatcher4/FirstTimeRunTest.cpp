@@ -131,6 +131,15 @@ TEST_F(FirstTimeRun, ThatCannotReadTheIndexSaysSoAndMakesAnotherOneDue)
     EXPECT_EQ(GetServiceRunSettings().GetValue(L"Backup::FirstTimeRunTime", -1), 0);
 }
 
+TEST_F(FirstTimeRun, IsMadeDueAgainWhereAnotherProcessHasNotedOneSinceThen)
+{
+    ASSERT_TRUE(State().MakeFullEnumerationDue());
+    folder.WriteBytes(L"data\\ServiceRunSettings.json", R"({"Backup":{"FirstTimeRunTime":12345}})");
+    ASSERT_TRUE(State().MakeFullEnumerationDue());
+    GetServiceRunSettings().Load();
+    EXPECT_EQ(GetServiceRunSettings().GetValue(L"Backup::FirstTimeRunTime", -1), 0);
+}
+
 TEST_F(FirstTimeRun, ReportsTheSelectedFolderItselfAsRemoved)
 {
     watcher.SetIndexDB(folder.Path(L"index.db"));
