@@ -10,7 +10,6 @@ namespace
 
 using Json = nlohmann::json;
 
-constexpr DWORD BusyLimit = 5000;        // milliseconds that another one's request may take
 constexpr double ClientLimit = 5;        // seconds that a client may keep the others from the pipe
 constexpr DWORD LongestReply = 1u << 20; // bytes
 
@@ -41,13 +40,20 @@ std::optional<DWORD> Within(DWORD limit, HANDLE pipe, Operation operation)
     return std::nullopt;
 }
 
-FileHandle OpenPipe()
+// Another one's request may take all of the time. Without a pipe the last error tells whether there is none.
+FileHandle OpenPipe(DWORD limit)
 {
-    for (;;) {
-        FileHandle pipe(CreateFileW(PipeName(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
-                                    FILE_FLAG_OVERLAPPED, nullptr));
-        if (pipe || GetLastError() != ERROR_PIPE_BUSY || !WaitNamedPipeW(PipeName(), BusyLimit))
+    const CString name = PipeName();
+    for (const ULONGLONG end = GetTickCount64() + limit;;) {
+        FileHandle pipe(
+            CreateFileW(name, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr));
+        if (pipe || GetLastError() != ERROR_PIPE_BUSY)
             return pipe;
+        const ULONGLONG now = GetTickCount64();
+        if (now >= end)
+            return pipe;
+        // A watch that ends meanwhile takes its pipe along, which the next look finds.
+        WaitNamedPipeW(name, static_cast<DWORD>(end - now));
     }
 }
 
@@ -55,9 +61,9 @@ FileHandle OpenPipe()
 
 std::optional<Json> AskWatch(const Json& request, DWORD limit)
 {
-    const FileHandle pipe = OpenPipe();
+    const FileHandle pipe = OpenPipe(limit);
     if (!pipe)
-        return std::nullopt;
+        return GetLastError() == ERROR_FILE_NOT_FOUND ? std::nullopt : std::optional(Json(Json::value_t::discarded));
     const std::string text = Text(request);
     std::string answer(LongestReply, '\0');
     const auto write = [&](OVERLAPPED* io) {
@@ -122,6 +128,7 @@ void WatchPipe::Read(Step step)
 void WatchPipe::Reply(DWORD bytes)
 {
     m_reply = Text(m_handler(Json::parse(m_request, m_request + bytes, nullptr, false)));
+    m_since = Seconds(); // what the handler took is not the client's
     ResetEvent(m_done.Get());
     Begin(Step::Answering, WriteFile(m_pipe.Get(), m_reply.data(), static_cast<DWORD>(m_reply.size()), nullptr, &m_io));
 }

@@ -11,8 +11,8 @@
 #include <optional>
 #include <string>
 
-// The answer of the running watch; one that is no object, or did not come within the time (milliseconds), is
-// discarded. Nothing when no watch runs.
+// The answer of the running watch; discarded when none came within the time (milliseconds), and when the watch answers
+// others all the while, or does not let this account ask. Nothing when no watch runs.
 std::optional<nlohmann::json> AskWatch(const nlohmann::json& request, DWORD limit);
 
 // The side of the running watch. Without a pipe, which is then in the log, it answers nobody.
@@ -43,7 +43,7 @@ private:
     KernelHandle m_done;
     OVERLAPPED m_io{};
     Step m_step = Step::Idle;
-    double m_since = 0; // when somebody connected
+    double m_since = 0; // when somebody connected, or was answered
     char m_request[65536];
     std::string m_reply;
 };

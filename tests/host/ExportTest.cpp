@@ -33,6 +33,13 @@ protected:
         EXPECT_FALSE(host->WaitFor([](const Json& record) { return record.value("pending", 0) == 2; }).empty());
         return host;
     }
+    // Of the watch of the data folder.
+    CString Pipe() const
+    {
+        CString name;
+        name.Format(L"\\\\.\\pipe\\orbwatch-%016I64x", PathHash64(data));
+        return name;
+    }
     std::string List() const { return folder.ReadBytes(L"pending.xml"); }
     // Watched paths come with the drive's letter in lower case.
     bool Lists(std::string path) const
@@ -107,8 +114,7 @@ TEST_F(Export, OfAnUnreadableSelectionWithoutAWatchIsWrongInput)
 TEST_F(Export, WhatIsNoRequestIsRefusedAndTheWatchGoesOn)
 {
     const auto watch = CollectTwo();
-    CString pipe;
-    pipe.Format(L"\\\\.\\pipe\\orbwatch-%016I64x", PathHash64(data));
+    const CString pipe = Pipe();
     for (const std::string request : {R"({"ask":"export","to":5,"max":1})", R"({"ask":"export","to":"x","max":"all"})",
                                       R"({"ask":"add","rules":"x"})", R"({"ask":7})", R"({"to":"x"})", "?"}) {
         ASSERT_TRUE(WaitNamedPipeW(pipe, 30000));
@@ -122,6 +128,17 @@ TEST_F(Export, WhatIsNoRequestIsRefusedAndTheWatchGoesOn)
     EXPECT_EQ(Exported(), 2);
     watch->Interrupt();
     EXPECT_EQ(watch->Finish(), 130);
+}
+
+// It could not be told from none at all, and what waits in it would be left out.
+TEST_F(Export, OfAWatchThatCannotBeAskedFails)
+{
+    const FileHandle watch(
+        CreateNamedPipeW(Pipe(), PIPE_ACCESS_INBOUND, PIPE_TYPE_MESSAGE, 1, 0, sizeof(int), 0, nullptr));
+    ASSERT_TRUE(watch);
+    HostProcess host(Command());
+    EXPECT_EQ(host.Finish(), 1);
+    EXPECT_FALSE(std::filesystem::exists(Path(L"pending.xml")));
 }
 
 TEST_F(Export, ManyAtOnceAreAnsweredOneAfterTheOther)
