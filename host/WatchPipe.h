@@ -19,7 +19,7 @@ std::optional<nlohmann::json> AskWatch(const nlohmann::json& request, DWORD limi
 class WatchPipe
 {
 public:
-    // Anybody may write to the pipe: the handler is given whatever JSON came, and must go on.
+    // The handler is given whatever JSON came, and must go on.
     using Handler = std::function<nlohmann::json(const nlohmann::json& request)>;
 
     explicit WatchPipe(Handler handler);

@@ -76,6 +76,7 @@ class ORBWATCHER4_API COrbWatcher final : private SmartScanCaller
 {
 public:
     // useDrDeleteMap: work with the index's map of deleted paths for disaster-recovery backups.
+    // Throws std::system_error or std::bad_alloc when the system has nothing left for it.
     explicit COrbWatcher(bool useDrDeleteMap);
     // The watcher must have been stopped.
     ~COrbWatcher();

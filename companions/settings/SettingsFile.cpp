@@ -3,16 +3,14 @@
 #include "companions/settings/DataFolder.h"
 #include "support/FileReplacement.h"
 #include "support/Handle.h"
-#include "support/OwnerAccess.h"
 
 namespace
 {
 
 bool WriteWhole(const CString& path, const std::string& bytes)
 {
-    OwnerAccess access;
     const FileHandle file(
-        CreateFileW(path, GENERIC_WRITE, 0, access.Attributes(), CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+        CreateFileW(path, GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     DWORD written = 0;
     return file && WriteFile(file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr) &&
            written == bytes.size();

@@ -2,7 +2,6 @@
 
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/DataFolder.h"
-#include "support/OwnerAccess.h"
 
 #include <atomic>
 
@@ -28,11 +27,10 @@ void RunningMark::Set()
         return;
     const CString folder = DataFolder::Path();
     DataFolder::Create(folder);
-    OwnerAccess access;
     do {
         m_path.Format(L"%s\\watcher_running_%u_%u.bin", folder.GetString(), GetCurrentProcessId(), ++g_marks);
         m_file.Reset(
-            CreateFileW(m_path, GENERIC_WRITE, 0, access.Attributes(), CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
+            CreateFileW(m_path, GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
     } while (!m_file && GetLastError() == ERROR_FILE_EXISTS);
     if (!m_file)
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"A crash would go unnoticed, %s cannot be made: %d",

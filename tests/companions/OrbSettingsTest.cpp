@@ -1,7 +1,6 @@
 #include "companions/settings/OrbSettings.h"
 #include "support/Handle.h"
 #include "tests/companions/CompanionTest.h"
-#include "tests/support/TestMachine.h"
 
 #include <cwchar>
 #include <set>
@@ -62,7 +61,6 @@ TEST_F(OrbSettings, EachObjectHasAFileOfItsOwn)
     GetServiceRunSettings().SetValue(L"A::b", 2);
     GetUserConfigurations().SetValue(L"A::b", 3);
     ASSERT_TRUE(GetMainSettings().Save() && GetServiceRunSettings().Save() && GetUserConfigurations().Save());
-    EXPECT_TRUE(OnlyItsOwnerReads(temp.Path(L"data\\MainSettings.json").GetString()));
     ASSERT_TRUE(GetMainSettings().Load() && GetServiceRunSettings().Load() && GetUserConfigurations().Load());
     EXPECT_EQ(GetMainSettings().GetValue(L"A::b", 0), 1);
     EXPECT_EQ(GetServiceRunSettings().GetValue(L"A::b", 0), 2);
