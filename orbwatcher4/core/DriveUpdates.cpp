@@ -1,5 +1,6 @@
 // What the service knows of drives: one came under another letter, one went.
 #include "companions/logging/OrbLogging.h"
+#include "orbwatcher4/core/Completes.h"
 #include "orbwatcher4/core/FileFindData.h"
 #include "orbwatcher4/core/WatcherState.h"
 
@@ -19,11 +20,13 @@ void COrbWatcher::SetRescanListener(std::function<void(const CString& root, cons
 
 void COrbWatcher::UpdateDrive(const wchar_t* drive, WatcherEnum::DriveAction action)
 {
-    const CString root = CString(drive).MakeLower();
-    if (action == WatcherEnum::DriveReappeared)
-        MoveDrive(root);
-    else if (action == WatcherEnum::DriveRemoved)
-        RemoveDrive(root);
+    Completes(L"The update of a drive", [&] {
+        const CString root = CString(drive).MakeLower();
+        if (action == WatcherEnum::DriveReappeared)
+            MoveDrive(root);
+        else if (action == WatcherEnum::DriveRemoved)
+            RemoveDrive(root);
+    });
 }
 
 // The rules and what is known of the volume go along to the letter that it has now.
@@ -47,8 +50,8 @@ void COrbWatcher::MoveDrive(const CString& root)
     }
     DriveGuidInfo known = old->second;
     known.removed = 0; // it was under the old letter
-    m->drives.erase(old);
     m->drives[root] = known;
+    m->drives.erase(old);
     m->volumes.Follow(m->drives);
 }
 

@@ -59,7 +59,7 @@ TEST_P(FaultyReturn, ADrivesReturnLeavesItsRules)
 INSTANTIATE_TEST_SUITE_P(, FaultyBeginning,
                          testing::Values(Faults::Opening(), Faults::Reading(), Faults::ThreadStart()),
                          [](const auto& info) { return info.param.name; });
-INSTANTIATE_TEST_SUITE_P(, FaultyReturn, testing::Values(Faults::Reading()),
+INSTANTIATE_TEST_SUITE_P(, FaultyReturn, testing::Values(Faults::Reading(), Faults::Memory()),
                          [](const auto& info) { return info.param.name; });
 
 } // namespace
