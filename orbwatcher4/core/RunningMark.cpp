@@ -29,8 +29,7 @@ void RunningMark::Set()
     DataFolder::Create(folder);
     do {
         m_path.Format(L"%s\\watcher_running_%u_%u.bin", folder.GetString(), GetCurrentProcessId(), ++g_marks);
-        m_file.Reset(
-            CreateFileW(m_path, GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
+        m_file.Reset(CreateFileW(m_path, GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
     } while (!m_file && GetLastError() == ERROR_FILE_EXISTS);
     if (!m_file)
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"A crash would go unnoticed, %s cannot be made: %d",

@@ -28,6 +28,24 @@ protected:
     {
         return KernelHandle(OpenThread(SYNCHRONIZE, FALSE, CDelayedNotificationThread::CurrentThreadId()));
     }
+    // The notifier's thread.
+    KernelHandle EndEverythingAtAnError()
+    {
+        handler.onEvent = [this](const std::wstring& told) {
+            if (told != At(L"error 5 "))
+                return;
+            // The worker has taken the watch out, and waits for this thread to handle what it has posted.
+            UntilNotWatching();
+            watcher.UnwatchAllDirectories();
+            reached.SetEvent();
+        };
+        EXPECT_EQ(Watch(), 0u);
+        KernelHandle notifier = Notifier();
+        io.readError = ERROR_ACCESS_DENIED;
+        io.Complete(Bytes(1, L"a"));
+        EXPECT_TRUE(reached.Lock(Long));
+        return notifier;
+    }
     // Holds the notifier when the handler is told this.
     void HoldAt(const std::wstring& event)
     {
@@ -174,38 +192,14 @@ TEST_F(EngineThreads, AHandlerThatIsToldOfAnErrorMayEndEverythingWhileTheWorkerD
     RecordingHandler second;
     CDirectoryChangeWatcher other;
     ASSERT_EQ(other.WatchDirectory(folder.Path(), &second), 0u);
-    CEvent ended(false, true);
-    handler.onEvent = [&](const std::wstring& told) {
-        if (told != At(L"error 5 "))
-            return;
-        // The worker has taken the watch out, and waits for this thread to handle what it has posted.
-        UntilNotWatching();
-        watcher.UnwatchAllDirectories();
-        ended.SetEvent();
-    };
-    ASSERT_EQ(Watch(), 0u);
-    io.readError = ERROR_ACCESS_DENIED;
-    io.Complete(Bytes(1, L"a"));
-    EXPECT_TRUE(ended.Lock(Long));
+    EndEverythingAtAnError();
     EXPECT_EQ(handler.Events(), (Events{Started(), At(L"+", L"a"), At(L"error 5 ")}));
 }
 
 // There the worker lets the last watch go, and with it the notifier that runs the handler.
 TEST_F(EngineThreads, AHandlerThatIsToldOfTheLastWatchsErrorMayEndEverythingWhileTheWorkerDoes)
 {
-    CEvent ended(false, true);
-    handler.onEvent = [&](const std::wstring& told) {
-        if (told != At(L"error 5 "))
-            return;
-        UntilNotWatching();
-        watcher.UnwatchAllDirectories();
-        ended.SetEvent();
-    };
-    ASSERT_EQ(Watch(), 0u);
-    const KernelHandle notifier = Notifier();
-    io.readError = ERROR_ACCESS_DENIED;
-    io.Complete(Bytes(1, L"a"));
-    EXPECT_TRUE(ended.Lock(Long));
+    const KernelHandle notifier = EndEverythingAtAnError();
     EXPECT_EQ(WaitForSingleObject(notifier.Get(), Long), WAIT_OBJECT_0);
     EXPECT_EQ(CDelayedNotificationThread::CurrentThreadId(), 0u);
     EXPECT_EQ(handler.Events(), (Events{Started(), At(L"+", L"a"), At(L"error 5 ")}));
