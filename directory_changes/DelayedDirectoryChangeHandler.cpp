@@ -64,10 +64,15 @@ void FreeDelayedEvent(DelayedEvent* event) noexcept
 
 void DispatchDelayedEvent(DelayedEvent* event)
 {
+    // Of a reserved one nothing may be left once it has been dispatched: whoever waited for that destroys it.
     struct Freeing {
         DelayedEvent* event;
-        ~Freeing() { FreeDelayedEvent(event); }
-    } const freeing{event};
+        ~Freeing()
+        {
+            if (event)
+                FreeDelayedEvent(event);
+        }
+    } const freeing{event->reserved ? nullptr : event};
     event->handler->Dispatch(*event);
 }
 
