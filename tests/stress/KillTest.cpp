@@ -9,7 +9,6 @@
 #include "tests/support/FromEnvironment.h"
 
 #include <algorithm>
-#include <map>
 #include <random>
 
 namespace
