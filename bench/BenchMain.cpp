@@ -1,36 +1,26 @@
-// Runs the benchmarks and prints one JSON object a line.
-#include <benchmark/benchmark.h>
-#include <nlohmann/json.hpp>
+// Runs one case of the benchmarks: orb_bench NAME. Without a name it says which there are.
+#include "bench/Case.h"
 
+#include <exception>
 #include <iostream>
-
-namespace
-{
-
-class LineReporter : public benchmark::BenchmarkReporter
-{
-public:
-    bool ReportContext(const Context&) override { return true; }
-    void ReportRuns(const std::vector<Run>& runs) override
-    {
-        for (const Run& run : runs) {
-            nlohmann::ordered_json line = {{"name", run.benchmark_name()},
-                                           {"value", run.GetAdjustedRealTime()},
-                                           {"unit", benchmark::GetTimeUnitString(run.time_unit)},
-                                           {"iterations", run.iterations}};
-            for (const auto& [name, counter] : run.counters)
-                line[name] = counter.value;
-            std::cout << line.dump() << std::endl;
-        }
-    }
-};
-
-} // namespace
 
 int main(int argc, char** argv)
 {
-    benchmark::Initialize(&argc, argv);
-    LineReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
+    if (argc != 2) {
+        for (const Case* one : Case::All())
+            std::cout << one->Name() << '\n';
+        return 0;
+    }
+    const Case* const wanted = Case::Find(argv[1]);
+    if (!wanted) {
+        std::cerr << "no case is called " << argv[1] << '\n';
+        return 2;
+    }
+    try {
+        wanted->Run();
+    } catch (const std::exception& failure) {
+        std::cerr << argv[1] << ": " << failure.what() << '\n';
+        return 1;
+    }
     return 0;
 }
