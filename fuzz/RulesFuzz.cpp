@@ -1,11 +1,12 @@
 // Any text as a selection: its items become rules, and the decisions about paths end, say the
-// same twice and in any case, and give a reason for what they say. <Ask path=""/> elements
+// same as a walk over all rules, in any case, and give a reason for what they say. <Ask path=""/> elements
 // beside the items name the paths; each rule's own path is asked about as well.
 #include "fuzz/FuzzInput.h"
 
 #include "orbwatcher4/filter/Decisions.h"
 #include "orbwatcher4/filter/RuleReader.h"
 #include "support/CaseFold.h"
+#include "tests/filter/RuleWalk.h"
 #include "xml/Markup.h"
 
 #include <algorithm>
@@ -52,10 +53,11 @@ struct Selection {
     FilterList advanced;
     std::vector<CString> paths;
 
-    FilterPtr AllPathsRule() const
+    FilterList AllPathsRules() const
     {
-        const auto found = std::find_if(advanced.begin(), advanced.end(), IsForAllPaths);
-        return found == advanced.end() ? nullptr : *found;
+        FilterList found;
+        std::copy_if(advanced.begin(), advanced.end(), std::back_inserter(found), IsForAllPaths);
+        return found;
     }
     FilterList DriveRules() const
     {
@@ -118,14 +120,14 @@ std::wstring InUpperCase(std::wstring_view path)
 }
 
 // The rules that took part explain the answer.
-void AskRules(const FilterList& rules, std::wstring_view path)
+void AskRules(const RuleSet& rules, std::wstring_view path)
 {
-    FilterList matched;
+    FilterList matched, walked;
     const InclusionType answer = Decisions::CheckRules(rules, path, false, &matched);
+    Require(answer == RuleWalk::CheckRules(rules.Rules(), path, false, &walked));
+    Require(matched == walked);
     Require(answer == Decisions::CheckRules(rules, path, false, nullptr));
     Require(answer == Decisions::CheckRules(rules, InUpperCase(path), false, nullptr));
-    for (const FilterPtr& rule : matched)
-        Require(Decisions::Applies(*rule, path, Decisions::Depth(path)));
     const auto includes = [](const FilterPtr& rule) { return rule->incEx == WatcherEnum::Include; };
     if (answer == Included)
         Require(std::any_of(matched.begin(), matched.end(), includes));
@@ -135,11 +137,12 @@ void AskRules(const FilterList& rules, std::wstring_view path)
         Require(answer == NotIncluded && std::none_of(matched.begin(), matched.end(), includes));
 }
 
-void AskAdvancedRules(const FilterList& rules, const FilterPtr& allPaths, const CString& path)
+void AskAdvancedRules(const RuleSet& rules, const RuleSet& allPaths, const CString& path)
 {
     Host host;
+    const FilterPtr first = allPaths.IsEmpty() ? nullptr : allPaths.Rules().front();
     const Decisions::AdvancedResult answer = Decisions::CheckAdvancedRules(rules, allPaths, path, host);
-    const Decisions::AdvancedResult again = Decisions::CheckAdvancedRules(rules, allPaths, path, host);
+    const Decisions::AdvancedResult again = RuleWalk::CheckAdvancedRules(rules.Rules(), first, path, host);
     Require(answer.result == again.result && answer.deciding == again.deciding);
     Require(answer.result != NotIncluded && (answer.result != Excluded || answer.deciding));
 }
@@ -149,12 +152,13 @@ void AskAdvancedRules(const FilterList& rules, const FilterPtr& allPaths, const 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     const Selection selection = Read(AsBytes(data, size));
-    const FilterPtr allPaths = selection.AllPathsRule();
-    const FilterList drive = selection.DriveRules();
+    const RuleSet rules = selection.rules;
+    const RuleSet allPaths = selection.AllPathsRules();
+    const RuleSet drive = selection.DriveRules();
     for (const CString& path : selection.paths) {
         if (static_cast<std::size_t>(path.GetLength()) > LongestPath)
             continue;
-        AskRules(selection.rules, path.View());
+        AskRules(rules, path.View());
         AskAdvancedRules(drive, allPaths, path);
     }
     return 0;

@@ -14,6 +14,7 @@
 #include "orbwatcher4/ExtProperties.h"
 #include "orbwatcher4/SmartScanCaller.h"
 #include "orbwatcher4/filter/Filter.h"
+#include "orbwatcher4/filter/RuleSet.h"
 #include "orbwatcher4/filter/ScanLists.h"
 #include "support/HashMemory.h"
 
@@ -22,6 +23,7 @@
 #include <atomic>
 #include <cstdint>
 #include <map>
+#include <string_view>
 #include <vector>
 
 class CMarkup;
@@ -30,7 +32,11 @@ class WalkObserver;
 
 // Roots compare without regard to case, in every alphabet.
 struct ORBWATCHER4_API RootBefore {
-    bool operator()(const CString& left, const CString& right) const;
+    using is_transparent = void;
+    bool operator()(std::wstring_view left, std::wstring_view right) const;
+    bool operator()(const CString& left, const CString& right) const { return (*this)(left.View(), right.View()); }
+    bool operator()(const CString& left, std::wstring_view right) const { return (*this)(left.View(), right); }
+    bool operator()(std::wstring_view left, const CString& right) const { return (*this)(left, right.View()); }
 };
 
 // One drive of the selection, as the watcher follows it.
@@ -163,8 +169,10 @@ public:
 private:
     friend class JunctionAccess; // the walk, and tests, fill the cache through it
 
-    using RuleMap = std::map<CString, FilterList, RootBefore>;
+    using RuleMap = std::map<CString, RuleSet, RootBefore>;
 
+    // The rules of the path's drive in one of the maps; null when it has none. The path ends with a zero.
+    static const RuleSet* RulesOfPath(const RuleMap& map, std::wstring_view path);
     // True when the directory was not known yet; `dir` gets its trailing backslash.
     bool AddScannedDirectory(CString& dir);
     void RememberJunction(const CString& junction, const CString& destination);

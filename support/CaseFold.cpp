@@ -23,6 +23,7 @@ public:
             m_upper[unit] = Upper(static_cast<std::uint16_t>(unit));
     }
     std::uint16_t operator[](std::uint16_t unit) const noexcept { return m_upper[unit]; }
+    const std::uint16_t* Units() const noexcept { return m_upper; }
 
 private:
     static constexpr std::uint32_t Size = 0x10000;
@@ -52,6 +53,7 @@ const UpperTable& Table()
 } // namespace
 
 std::uint16_t UpperUnit(std::uint16_t unit) noexcept { return Table()[unit]; }
+const std::uint16_t* UpperUnits() noexcept { return Table().Units(); }
 
 int CompareNoCase(std::wstring_view left, std::wstring_view right) noexcept
 {

@@ -8,6 +8,8 @@
 
 // The upper-case form of one UTF-16 unit; surrogates are their own.
 std::uint16_t UpperUnit(std::uint16_t unit) noexcept;
+// The same for those who ask for very many: the forms of all 65,536 units, which stay as long as the program runs.
+const std::uint16_t* UpperUnits() noexcept;
 
 // Negative, zero or positive, by the upper-case forms.
 int CompareNoCase(std::wstring_view left, std::wstring_view right) noexcept;

@@ -1,5 +1,6 @@
 #include "orbwatcher4/filter/Decisions.h"
 
+#include "orbwatcher4/filter/RuleIndex.h"
 #include "support/CaseFold.h"
 
 #include <algorithm>
@@ -17,6 +18,24 @@ bool IsExclusion(const Filter& rule) { return rule.incEx == WatcherEnum::Exclude
 
 InclusionType ExclusionResult(const Filter& rule) { return rule.exclude ? Excluded : NotIncluded; }
 
+// What the order of rules looks at.
+struct OrderKey {
+    int depth;
+    bool exclusion;
+    int maskLength;
+
+    bool operator<(const OrderKey& other) const
+    {
+        if (depth != other.depth)
+            return depth > other.depth;
+        if (exclusion != other.exclusion)
+            return exclusion;
+        return maskLength < other.maskLength;
+    }
+};
+
+OrderKey OrderOf(const Filter& rule) { return {Depth(rule.path.View()), IsExclusion(rule), rule.mask.GetLength()}; }
+
 } // namespace
 
 int Depth(std::wstring_view path)
@@ -26,79 +45,106 @@ int Depth(std::wstring_view path)
     return static_cast<int>(std::count_if(path.begin(), path.end() - 1, IsSeparator));
 }
 
-bool ComesBefore(const FilterPtr& left, const FilterPtr& right)
+bool ComesBefore(const FilterPtr& left, const FilterPtr& right) { return OrderOf(*left) < OrderOf(*right); }
+
+void SortRules(FilterList& rules)
 {
-    const int leftDepth = Depth(left->path.View());
-    const int rightDepth = Depth(right->path.View());
-    if (leftDepth != rightDepth)
-        return leftDepth > rightDepth;
-    if (left->incEx != right->incEx)
-        return IsExclusion(*left);
-    return left->mask.GetLength() < right->mask.GetLength();
+    // A path's depth is counted once, not in each comparison.
+    std::vector<std::pair<OrderKey, FilterPtr>> order;
+    order.reserve(rules.size());
+    for (FilterPtr& rule : rules) {
+        const OrderKey key = OrderOf(*rule);
+        order.emplace_back(key, std::move(rule));
+    }
+    std::sort(order.begin(), order.end(), [](const auto& left, const auto& right) { return left.first < right.first; });
+    std::transform(order.begin(), order.end(), rules.begin(), [](auto& one) { return std::move(one.second); });
 }
 
-void SortRules(FilterList& rules) { std::sort(rules.begin(), rules.end(), ComesBefore); }
-
-void ForEachMatchingEntry(std::wstring_view mask, std::wstring_view path,
-                          const std::function<bool(std::wstring_view)>& entry)
+namespace
 {
-    while (!mask.empty()) {
+
+// Without an index of them: one entry after the other.
+std::size_t CountMatchingEntries(std::wstring_view mask, std::wstring_view path, std::size_t enough)
+{
+    std::size_t matches = 0;
+    while (!mask.empty() && matches < enough) {
         const std::wstring_view one = mask.substr(0, mask.find(L';'));
-        if (!one.empty() && EndsNoCase(path, one) && !entry(one))
-            return;
+        if (!one.empty() && EndsNoCase(path, one))
+            ++matches;
         mask.remove_prefix(std::min(mask.size(), one.size() + 1));
     }
-}
-
-bool MatchesMask(std::wstring_view mask, std::wstring_view path)
-{
-    bool matches = false;
-    ForEachMatchingEntry(mask, path, [&](std::wstring_view) {
-        matches = true;
-        return false;
-    });
     return matches;
 }
 
-bool Applies(const Filter& rule, std::wstring_view path, int pathDepth)
+// How many entries of the mask the path ends in; counting may end at `enough`.
+std::size_t CountMatchingEntries(const Filter& rule, const EndingSet* endings, std::wstring_view path,
+                                 std::size_t enough)
 {
-    const std::wstring_view rulePath = rule.path.View();
-    if (!BeginsNoCase(path, rulePath))
-        return false;
-    if (rule.type == 0)
-        return path.size() == rulePath.size();
-    return rule.includeSub || pathDepth == Depth(rulePath);
+    return endings ? std::min(endings->CountMatches(path), enough)
+                   : CountMatchingEntries(rule.mask.View(), path, enough);
 }
 
-InclusionType CheckRules(const FilterList& rules, std::wstring_view path, bool included, FilterList* matched)
+// A path that is being judged, with what is asked of it once, when a rule needs it.
+class JudgedPath
 {
-    const auto takesPart = [&](const FilterPtr& rule) {
-        if (matched)
-            matched->push_back(rule);
-    };
-    const int depth = Depth(path);
-    for (const FilterPtr& rule : rules) {
-        if (!Applies(*rule, path, depth))
-            continue;
+public:
+    JudgedPath(const wchar_t* path, AdvancedHost& host) : m_path(path), m_text(path), m_host(host) {}
+
+    const wchar_t* Path() const { return m_path; }
+    std::wstring_view Text() const { return m_text; }
+    std::uint32_t Attributes()
+    {
+        if (!m_attributes)
+            m_attributes = m_host.Attributes(m_path);
+        return *m_attributes;
+    }
+    const FilterRegex::Text& AsMatched()
+    {
+        if (!m_asMatched)
+            m_asMatched.emplace(m_path);
+        return *m_asMatched;
+    }
+
+private:
+    const wchar_t* m_path;
+    std::wstring_view m_text;
+    AdvancedHost& m_host;
+    std::optional<std::uint32_t> m_attributes;
+    std::optional<FilterRegex::Text> m_asMatched;
+};
+
+// Of a rule whose path begins the path: a single file's must be all of it, and a folder's that does not go for
+// sub-folders speaks of what lies in the folder alone.
+bool ReachesTo(const Filter& rule, std::wstring_view path)
+{
+    const std::wstring_view rulePath = rule.path.View();
+    if (rule.type == 0)
+        return path.size() == rulePath.size();
+    return rule.includeSub || Depth(path) == Depth(rulePath);
+}
+
+} // namespace
+
+InclusionType CheckRules(const RuleSet& rules, std::wstring_view path, bool included, FilterList* matched)
+{
+    const RuleIndex& index = rules.Index();
+    RuleIndex::Matches matches(index, path);
+    for (std::uint32_t number; matches.Next(number);) {
+        const FilterPtr& rule = rules.Rules()[number];
+        const bool exclusion = IsExclusion(*rule);
         // Once a deeper or equally deep include has selected the path, shallower exclusions no longer count.
-        if (included && IsExclusion(*rule))
+        if ((included && exclusion) || !ReachesTo(*rule, path))
             continue;
-        if (rule->mask.IsEmpty()) {
-            takesPart(rule);
-            if (IsExclusion(*rule))
-                return ExclusionResult(*rule);
-            included = true;
-            continue;
+        std::size_t times = 1;
+        if (!rule->mask.IsEmpty()) {
+            const std::size_t enough = exclusion || !matched ? 1 : static_cast<std::size_t>(-1);
+            times = CountMatchingEntries(*rule, index.EndingsOf(number), path, enough);
         }
-        bool excluded = false;
-        ForEachMatchingEntry(rule->mask.View(), path, [&](std::wstring_view) {
-            takesPart(rule);
-            excluded = IsExclusion(*rule);
-            included = included || !excluded;
-            return !excluded;
-        });
-        if (excluded)
+        if (matched)
+            matched->insert(matched->end(), times, rule);
+        if (times > 0 && exclusion)
             return ExclusionResult(*rule);
+        included = included || times > 0;
     }
     return included ? Included : NotIncluded;
 }
@@ -106,28 +152,26 @@ InclusionType CheckRules(const FilterList& rules, std::wstring_view path, bool i
 namespace
 {
 
-bool IsGood(const FilterRegex& regex, const wchar_t* path, AdvancedHost& host)
+bool IsGood(const FilterRegex& regex, const JudgedPath& path, AdvancedHost& host)
 {
     const bool good = regex.GetStatus() == FilterRegex::NoError;
     if (!good)
-        host.RegexSkipped(AdvancedHost::Unknown::BadPattern, path);
+        host.RegexSkipped(AdvancedHost::Unknown::BadPattern, path.Path());
     return good;
 }
 
 // A match that gave up is taken as whatever lets the file in.
-std::optional<bool> TryMatch(const Filter& rule, const wchar_t* path, AdvancedHost& host)
+std::optional<bool> TryMatch(const Filter& rule, JudgedPath& path, AdvancedHost& host)
 {
-    const std::optional<bool> matched = rule.regex.TryMatch(path);
+    const std::optional<bool> matched = rule.regex.TryMatch(path.AsMatched());
     if (!matched)
-        host.RegexSkipped(AdvancedHost::Unknown::GaveUp, path);
+        host.RegexSkipped(AdvancedHost::Unknown::GaveUp, path.Path());
     return matched;
 }
 
-} // namespace
-
-AdvancedResult CheckAdvancedRule(const FilterPtr& rule, const wchar_t* path, AdvancedHost& host)
+AdvancedResult CheckAlone(const FilterPtr& rule, const EndingSet* endings, JudgedPath& path, AdvancedHost& host)
 {
-    const std::wstring_view text = path;
+    const std::wstring_view text = path.Text();
     const AdvancedResult silent;
     if (!BeginsNoCase(rule->path.View(), AllPaths) && !BeginsNoCase(text, rule->path.View()))
         return silent;
@@ -138,13 +182,13 @@ AdvancedResult CheckAdvancedRule(const FilterPtr& rule, const wchar_t* path, Adv
     if (rule->mask.IsEmpty())
         return {whenMatched, rule};
     if (!rule->isregex) {
-        if (MatchesMask(rule->mask.View(), text))
+        if (CountMatchingEntries(*rule, endings, text, 1) > 0)
             return {whenMatched, rule};
-        host.EndingsMissed(path, whenMissed == Excluded);
+        host.EndingsMissed(path.Path(), whenMissed == Excluded);
         return {whenMissed, rule};
     }
     // Regular expressions judge files only; a vanished path reads as all bits set and counts as a directory.
-    if (host.Attributes(path) & DirectoryAttribute)
+    if (path.Attributes() & DirectoryAttribute)
         return {NotApplicable, rule};
     const std::optional<bool> matched = IsGood(rule->regex, path, host) ? TryMatch(*rule, path, host) : std::nullopt;
     if (!matched) {
@@ -154,21 +198,18 @@ AdvancedResult CheckAdvancedRule(const FilterPtr& rule, const wchar_t* path, Adv
     return {*matched ? whenMatched : whenMissed, rule};
 }
 
-namespace
-{
-
 enum class Verdict { Silent, Matched, Missed, Directory };
 
 // What one rule of a drive says of a path that it applies to.
-Verdict Judge(const Filter& rule, const wchar_t* path, AdvancedHost& host)
+Verdict Judge(const Filter& rule, const EndingSet* endings, JudgedPath& path, AdvancedHost& host)
 {
     if (rule.mask.IsEmpty())
         return Verdict::Matched;
     if (!rule.isregex)
-        return MatchesMask(rule.mask.View(), path) ? Verdict::Matched : Verdict::Missed;
+        return CountMatchingEntries(rule, endings, path.Text(), 1) > 0 ? Verdict::Matched : Verdict::Missed;
     // An equality, unlike the bit test for a single rule: a directory with a further attribute is matched
     // against the pattern like a file.
-    if (host.Attributes(path) == DirectoryAttribute)
+    if (path.Attributes() == DirectoryAttribute)
         return Verdict::Directory;
     if (!IsGood(rule.regex, path, host))
         return Verdict::Silent;
@@ -177,17 +218,25 @@ Verdict Judge(const Filter& rule, const wchar_t* path, AdvancedHost& host)
 
 } // namespace
 
-AdvancedResult CheckAdvancedRules(const FilterList& rules, const FilterPtr& allPaths, const wchar_t* path,
+AdvancedResult CheckAdvancedRule(const FilterPtr& rule, const wchar_t* path, AdvancedHost& host)
+{
+    JudgedPath judged(path, host);
+    return CheckAlone(rule, nullptr, judged, host);
+}
+
+AdvancedResult CheckAdvancedRules(const RuleSet& rules, const RuleSet& allPaths, const wchar_t* path,
                                   AdvancedHost& host)
 {
-    const std::wstring_view text = path;
-    const int depth = Depth(text);
+    JudgedPath judged(path, host);
+    const RuleIndex& index = rules.Index();
+    RuleIndex::Matches matches(index, judged.Text());
     AdvancedResult running;
     bool directory = false;
-    for (const FilterPtr& rule : rules) {
-        if (!Applies(*rule, text, depth))
+    for (std::uint32_t number; matches.Next(number);) {
+        const FilterPtr& rule = rules.Rules()[number];
+        if (!ReachesTo(*rule, judged.Text()))
             continue;
-        const Verdict verdict = Judge(*rule, path, host);
+        const Verdict verdict = Judge(*rule, index.EndingsOf(number), judged, host);
         if (verdict == Verdict::Silent)
             continue;
         directory = directory || verdict == Verdict::Directory;
@@ -202,9 +251,9 @@ AdvancedResult CheckAdvancedRules(const FilterList& rules, const FilterPtr& allP
     }
     if (running.result != Included)
         return running;
-    if (!allPaths)
+    if (allPaths.IsEmpty())
         return {directory ? NotApplicable : Included, running.deciding};
-    return CheckAdvancedRule(allPaths, path, host);
+    return CheckAlone(allPaths.Rules().front(), allPaths.Index().EndingsOf(0), judged, host);
 }
 
 bool IsDisasterRecovery(const Filter& rule) { return (rule.flags & RuleFlags::DisasterRecovery) != 0; }

@@ -1,11 +1,13 @@
 // The decisions of the selection: which rules speak of a path, and what follows.
 //
-// Pure functions of their arguments; rules must stand in the rule order. Any thread.
+// Pure functions of their arguments; rules must stand in the rule order. Any
+// thread, as far as RuleSet allows it. They answer what a walk over all rules
+// would, and look at those alone whose path begins the path.
 #pragma once
 
 #include "orbwatcher4/filter/Filter.h"
+#include "orbwatcher4/filter/RuleSet.h"
 
-#include <functional>
 #include <string_view>
 
 namespace Decisions
@@ -19,23 +21,15 @@ int Depth(std::wstring_view path);
 bool ComesBefore(const FilterPtr& left, const FilterPtr& right);
 void SortRules(FilterList& rules);
 
-// Calls `entry` with each ";"-separated entry that the path ends in, until it returns false.
-void ForEachMatchingEntry(std::wstring_view mask, std::wstring_view path,
-                          const std::function<bool(std::wstring_view)>& entry);
-bool MatchesMask(std::wstring_view mask, std::wstring_view path);
-
-// Does the rule speak of this path at all (before masks are looked at)?
-bool Applies(const Filter& rule, std::wstring_view path, int pathDepth);
-
 // The ordinary rules of one drive. `included`: the index knows the path already. Rules that took part are
-// appended to `matched` when it is given.
-InclusionType CheckRules(const FilterList& rules, std::wstring_view path, bool included, FilterList* matched);
+// appended to `matched` when it is given: once for each entry of their mask that the path ends in.
+InclusionType CheckRules(const RuleSet& rules, std::wstring_view path, bool included, FilterList* matched);
 
 // What the advanced checks ask of the machine and tell the log.
 class AdvancedHost
 {
 public:
-    // 0xFFFFFFFF when the path is not there.
+    // 0xFFFFFFFF when the path is not there. Asked once in a check, and only for regular expressions.
     virtual std::uint32_t Attributes(const wchar_t* path) = 0;
     // A pattern that is none, or that the matcher gave up on, decides nothing.
     enum class Unknown { BadPattern, GaveUp };
@@ -55,8 +49,8 @@ struct AdvancedResult {
 };
 
 AdvancedResult CheckAdvancedRule(const FilterPtr& rule, const wchar_t* path, AdvancedHost& host);
-// `allPaths` is the first rule filed for all paths, or null.
-AdvancedResult CheckAdvancedRules(const FilterList& rules, const FilterPtr& allPaths, const wchar_t* path,
+// Of the rules for all paths the first one counts.
+AdvancedResult CheckAdvancedRules(const RuleSet& rules, const RuleSet& allPaths, const wchar_t* path,
                                   AdvancedHost& host);
 
 bool IsDisasterRecovery(const Filter& rule);

@@ -54,7 +54,9 @@ InclusionType OrbFilter::CheckForInclusion(const wchar_t* path, FilterList* matc
         return NotIncluded;
     CachedDatum datum;
     const bool included = useIndexCache && CIndexDB::GetCachedData(path, datum);
-    return Decisions::CheckRules(m_driveRules[StripToRoot(path)], path, included, matched);
+    const std::wstring_view text = path;
+    const RuleSet* const rules = RulesOfPath(m_driveRules, text);
+    return Decisions::CheckRules(rules ? *rules : m_driveRules[StripToRoot(path)], text, included, matched);
 }
 
 InclusionType OrbFilter::CheckForAdvancedInclusionEx(const wchar_t* path, FilterPtr rule)
@@ -69,14 +71,12 @@ InclusionType OrbFilter::CheckForAdvancedInclusion(const wchar_t* path, FilterPt
         deciding->reset();
     if (m_advancedRules.empty())
         return Included;
-    const auto everywhere = m_advancedRules.find(CString(AllPaths));
-    const auto drive = m_advancedRules.find(StripToRoot(path));
-    static const FilterList none;
-    const bool hasAllPaths = everywhere != m_advancedRules.end() && !everywhere->second.empty();
+    const auto everywhere = m_advancedRules.find(std::wstring_view(AllPaths));
+    const RuleSet* const drive = RulesOfPath(m_advancedRules, path);
+    static const RuleSet none;
     Machine machine;
-    const Decisions::AdvancedResult answer =
-        Decisions::CheckAdvancedRules(drive == m_advancedRules.end() ? none : drive->second,
-                                      hasAllPaths ? everywhere->second.front() : nullptr, path, machine);
+    const Decisions::AdvancedResult answer = Decisions::CheckAdvancedRules(
+        drive ? *drive : none, everywhere == m_advancedRules.end() ? none : everywhere->second, path, machine);
     if (deciding)
         *deciding = answer.deciding;
     return answer.result;

@@ -47,7 +47,7 @@ bool OrbFilter::RemoveSingleFilter(FilterPtr rule, bool byValue, bool alsoFromXm
     bool removed = false;
     const auto drive = m_driveRules.find(StripToRoot(rule->path));
     if (drive != m_driveRules.end())
-        removed = std::erase_if(drive->second, [&](const FilterPtr& held) {
+        removed = std::erase_if(drive->second.Edit(), [&](const FilterPtr& held) {
                       return byValue ? SameValue(*held, *rule) : held == rule;
                   }) > 0;
     if (alsoFromXml)

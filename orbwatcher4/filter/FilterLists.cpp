@@ -23,11 +23,12 @@ DriveList OrbFilter::GenerateDriveList()
     DriveList drives;
     for (const auto& [root, rules] : m_driveRules) {
         g_OrbLog.Log(L"Adding Drive: %s", root.GetString());
-        if (rules.empty()) {
+        if (rules.IsEmpty()) {
             g_OrbLog.WriteLog(2, L"OrbFilter", __LINE__, L"No filters specified for drive -- SKIP");
             continue;
         }
-        drives[root] = {rules.front()->vid, rules.front()->volumeFound, 0};
+        const Filter& first = *rules.Rules().front();
+        drives[root] = {first.vid, first.volumeFound, 0};
     }
     return drives;
 }
@@ -35,14 +36,14 @@ DriveList OrbFilter::GenerateDriveList()
 FilterList OrbFilter::RulesOf(const wchar_t* drive) const
 {
     const auto found = m_driveRules.find(StripToRoot(drive));
-    return found == m_driveRules.end() ? FilterList() : found->second;
+    return found == m_driveRules.end() ? FilterList() : found->second.Rules();
 }
 
 FilterList OrbFilter::AllRules() const
 {
     FilterList all;
     for (const auto& [root, rules] : m_driveRules)
-        all.insert(all.end(), rules.begin(), rules.end());
+        all.insert(all.end(), rules.Rules().begin(), rules.Rules().end());
     return all;
 }
 
@@ -50,7 +51,7 @@ FilterList OrbFilter::RulesWith(std::uint32_t flag) const
 {
     FilterList marked;
     for (const auto& [root, rules] : m_driveRules)
-        std::copy_if(rules.begin(), rules.end(), std::back_inserter(marked),
+        std::copy_if(rules.Rules().begin(), rules.Rules().end(), std::back_inserter(marked),
                      [&](const FilterPtr& rule) { return (rule->flags & flag) != 0; });
     return marked;
 }
@@ -74,7 +75,7 @@ void OrbFilter::GetExplicitFiles(const wchar_t* drive, std::vector<CString>& fil
 void OrbFilter::GenerateExtensionMap(ExtensionMap& map)
 {
     for (const auto& [root, rules] : m_driveRules)
-        for (const FilterPtr& rule : rules) {
+        for (const FilterPtr& rule : rules.Rules()) {
             if (rule->incEx == WatcherEnum::Exclude || rule->pluginId < 0)
                 continue;
             std::wstring_view mask = rule->mask.View();

@@ -93,12 +93,12 @@ bool FilterRegex::Compile(const wchar_t* pattern)
     return m_status == NoError;
 }
 
-std::optional<bool> FilterRegex::TryMatch(const wchar_t* text) const
+FilterRegex::Text::Text(const wchar_t* text) : m_bytes(ToUtf8(text)) {}
+
+std::optional<bool> FilterRegex::TryMatch(const Text& text) const
 {
-    if (!m_compiled || m_status != NoError)
-        return false;
-    const std::optional<std::string> bytes = ToUtf8(text);
-    if (!bytes)
+    const std::optional<std::string>& bytes = text.m_bytes;
+    if (!m_compiled || m_status != NoError || !bytes)
         return false;
     static const pcre_extra limits = Limits();
     const int result =

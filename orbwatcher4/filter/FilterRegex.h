@@ -9,6 +9,7 @@
 
 #include <memory>
 #include <optional>
+#include <string>
 
 class ORBWATCHER4_API FilterRegex
 {
@@ -20,11 +21,23 @@ public:
     FilterRegex& operator=(const FilterRegex&);
     ~FilterRegex();
 
+    // A text in the form in which it is matched, for those who try many patterns on it.
+    class Text
+    {
+    public:
+        explicit Text(const wchar_t* text);
+
+    private:
+        friend FilterRegex;
+        std::optional<std::string> m_bytes; // nothing for a text that is no UTF-16
+    };
+
     // True exactly when the status is NoError afterwards.
     bool Compile(const wchar_t* pattern);
     // Unanchored. False without a good pattern, and for a text that is no UTF-16. Nothing when the matcher ran
     // out of steps before it knew.
-    std::optional<bool> TryMatch(const wchar_t* text) const;
+    std::optional<bool> TryMatch(const Text& text) const;
+    std::optional<bool> TryMatch(const wchar_t* text) const { return TryMatch(Text(text)); }
     bool Match(const wchar_t* text) const { return TryMatch(text).value_or(false); }
     Status GetStatus() const { return m_status; }
     bool Attempted() const { return m_attempted; }

@@ -1,6 +1,5 @@
 #include "orbwatcher4/OrbFilter.h"
 
-#include "orbwatcher4/filter/Decisions.h"
 #include "orbwatcher4/filter/VolumeTable.h"
 #include "support/CaseFold.h"
 
@@ -20,7 +19,7 @@ template <typename Map>
 void SortAll(Map& map)
 {
     for (auto& [root, rules] : map)
-        Decisions::SortRules(rules);
+        rules.Sort();
 }
 
 // Roots are in lower case as far as A to Z go, and keep the order that they have so: shares before drives.
@@ -30,12 +29,20 @@ std::uint16_t FoldedRootUnit(wchar_t unit)
     return upper >= L'A' && upper <= L'Z' ? static_cast<std::uint16_t>(upper + (L'a' - L'A')) : upper;
 }
 
+// A path like C:\folder names its root by its first three units. Of any other one, and where a second colon or
+// backslash makes it unclear what is the root, the shell is asked: that takes longer than deciding about the path.
+bool IsPlainDrivePath(std::wstring_view path)
+{
+    const auto isLetter = [](wchar_t unit) { return (unit | 0x20) >= L'a' && (unit | 0x20) <= L'z'; };
+    return path.size() > 3 && isLetter(path[0]) && path[1] == L':' && path[2] == L'\\' && path[3] != L'\\' &&
+           std::count(path.begin() + 2, path.end(), L':') == 0;
+}
+
 } // namespace
 
-bool RootBefore::operator()(const CString& left, const CString& right) const
+bool RootBefore::operator()(std::wstring_view left, std::wstring_view right) const
 {
-    const std::wstring_view a = left.View(), b = right.View();
-    return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(),
+    return std::lexicographical_compare(left.begin(), left.end(), right.begin(), right.end(),
                                         [](wchar_t x, wchar_t y) { return FoldedRootUnit(x) < FoldedRootUnit(y); });
 }
 
@@ -71,6 +78,8 @@ OrbFilter::~OrbFilter() = default;
 
 CString OrbFilter::StripToRoot(const wchar_t* path)
 {
+    if (const std::wstring_view text = path ? path : L""; IsPlainDrivePath(text))
+        return CString(text.substr(0, 3)).MakeLower();
     // The shell cuts in place; its buffer has no length of its own, so that a long path is safe.
     CString root(path);
     PathStripToRootW(root.GetBuffer(std::max(root.GetLength(), MAX_PATH)));
@@ -78,10 +87,16 @@ CString OrbFilter::StripToRoot(const wchar_t* path)
     return root.MakeLower();
 }
 
+const RuleSet* OrbFilter::RulesOfPath(const RuleMap& map, std::wstring_view path)
+{
+    const auto found = IsPlainDrivePath(path) ? map.find(path.substr(0, 3)) : map.find(StripToRoot(path.data()));
+    return found == map.end() ? nullptr : &found->second;
+}
+
 bool OrbFilter::AddSingleFilter(const FilterPtr& rule, bool sort)
 {
     const CString key = StripToRoot(rule->path);
-    FilterList& rules = m_driveRules[key];
+    RuleSet& rules = m_driveRules[key];
     if (rule->incEx == WatcherEnum::Include && !(rule->flags & RuleFlags::DedupCandidate)) {
         CString root = key;
         if (root.IsEmpty() || root[root.GetLength() - 1] != L'\\')
@@ -92,22 +107,22 @@ bool OrbFilter::AddSingleFilter(const FilterPtr& rule, bool sort)
                 if (BeginsNoCase(folder.View(), root.View())) {
                     auto copy = std::make_shared<Filter>(*rule);
                     copy->path = folder;
-                    rules.push_back(std::move(copy));
+                    rules.Edit().push_back(std::move(copy));
                 }
     }
-    rules.push_back(rule);
+    rules.Edit().push_back(rule);
     if (sort)
-        Decisions::SortRules(rules);
+        rules.Sort();
     return true;
 }
 
 bool OrbFilter::AddAdvancedFilter(const FilterPtr& rule, bool sort)
 {
     const bool everywhere = EqualNoCase(rule->path.View(), AllPaths);
-    FilterList& rules = m_advancedRules[everywhere ? CString(AllPaths) : StripToRoot(rule->path)];
-    rules.push_back(rule);
+    RuleSet& rules = m_advancedRules[everywhere ? CString(AllPaths) : StripToRoot(rule->path)];
+    rules.Edit().push_back(rule);
     if (sort)
-        Decisions::SortRules(rules);
+        rules.Sort();
     return true;
 }
 
@@ -117,7 +132,7 @@ void OrbFilter::SortAdvancedFilters() { SortAll(m_advancedRules); }
 bool OrbFilter::UpdateFilterProfileIDs(__int64 oldId, __int64 newId)
 {
     for (auto& [root, rules] : m_driveRules)
-        for (const FilterPtr& rule : rules)
+        for (const FilterPtr& rule : rules.Rules())
             if (rule->pluginId == oldId)
                 rule->pluginId = static_cast<std::int32_t>(newId);
     return true;
@@ -132,15 +147,15 @@ bool OrbFilter::MoveDriveRules(const wchar_t* from, const wchar_t* to)
         return false;
     // Somebody may hold the rules as they are: the moved ones are new.
     FilterList moved;
-    for (const FilterPtr& rule : found->second) {
+    for (const FilterPtr& rule : found->second.Rules()) {
         auto copy = std::make_shared<Filter>(*rule);
         ChangeRoot(copy->path.MakeLower(), oldRoot, newRoot);
         moved.push_back(std::move(copy));
     }
     m_driveRules.erase(found);
-    FilterList& target = m_driveRules[newRoot];
-    target.insert(target.end(), moved.begin(), moved.end());
-    Decisions::SortRules(target);
+    RuleSet& target = m_driveRules[newRoot];
+    target.Edit().insert(target.Rules().end(), moved.begin(), moved.end());
+    target.Sort();
     return true;
 }
 
@@ -172,7 +187,7 @@ void OrbFilter::TakeRulesFrom(OrbFilter& other)
 bool OrbFilter::HasRules() const
 {
     for (const auto& [root, rules] : m_driveRules)
-        if (!rules.empty())
+        if (!rules.IsEmpty())
             return true;
     return false;
 }

@@ -3,11 +3,14 @@
 #include "support/CaseFold.h"
 
 #include <gtest/gtest.h>
+#include <pcre.h>
 
+#include <cstdlib>
 #include <map>
 #include <random>
 #include <string>
 #include <thread>
+#include <utility>
 
 namespace
 {
@@ -37,6 +40,7 @@ class Host final : public Decisions::AdvancedHost
 {
 public:
     std::map<std::wstring, std::uint32_t> attributes;
+    int asked = 0;
     int failures = 0;
     int gaveUp = 0;
     int treatedAsIncluded = 0;
@@ -44,6 +48,7 @@ public:
 
     std::uint32_t Attributes(const wchar_t* path) override
     {
+        ++asked;
         const auto found = attributes.find(path);
         return found == attributes.end() ? 0xFFFFFFFF : found->second;
     }
@@ -194,7 +199,7 @@ TEST(AdvancedDecisions, AFailedRegularExpressionOfADriveIsPassedOver)
     Host host;
     host.attributes = {{L"C:\\f.tmp", 0x20}};
     const FilterList rules{Regex(L"C:\\", Exclude, L"("), Rule(L"C:\\", Exclude, L".tmp")};
-    EXPECT_EQ(Decisions::CheckAdvancedRules(rules, nullptr, L"C:\\f.tmp", host).result, Excluded);
+    EXPECT_EQ(Decisions::CheckAdvancedRules(rules, {}, L"C:\\f.tmp", host).result, Excluded);
     EXPECT_EQ(host.failures, 1);
     EXPECT_EQ(host.treatedAsIncluded, 0);
 }
@@ -209,9 +214,9 @@ TEST(AdvancedDecisions, ARegularExpressionThatGivesUpLetsTheFileInWhateverItsKin
         everywhere->type = 1;
         EXPECT_EQ(Decisions::CheckAdvancedRule(everywhere, path.c_str(), host).result, Included);
         const FilterList rules{Rule(L"C:\\", Include, L".doc"), onDrive};
-        EXPECT_EQ(Decisions::CheckAdvancedRules(rules, nullptr, path.c_str(), host).result,
+        EXPECT_EQ(Decisions::CheckAdvancedRules(rules, {}, path.c_str(), host).result,
                   kind == Include ? Included : Excluded); // the mask of the other rule stands
-        EXPECT_EQ(Decisions::CheckAdvancedRules({onDrive}, nullptr, path.c_str(), host).result, Included);
+        EXPECT_EQ(Decisions::CheckAdvancedRules(FilterList{onDrive}, {}, path.c_str(), host).result, Included);
         EXPECT_EQ(host.gaveUp, 3);
     }
 }
@@ -220,9 +225,9 @@ TEST(AdvancedDecisions, AnIncludeMaskThatFailsExcludesUnlessALaterOneMatches)
 {
     Host host;
     const FilterPtr first = Rule(L"C:\\a\\", Include, L".doc"), later = Rule(L"C:\\", Include, L".txt");
-    EXPECT_EQ(Decisions::CheckAdvancedRules({first}, nullptr, L"C:\\a\\x.txt", host).result, Excluded);
-    EXPECT_EQ(Decisions::CheckAdvancedRules({first, later}, nullptr, L"C:\\a\\x.txt", host).result, Included);
-    EXPECT_EQ(Decisions::CheckAdvancedRules({later, first}, nullptr, L"C:\\a\\x.txt", host).result, Excluded);
+    EXPECT_EQ(Decisions::CheckAdvancedRules(FilterList{first}, {}, L"C:\\a\\x.txt", host).result, Excluded);
+    EXPECT_EQ(Decisions::CheckAdvancedRules(FilterList{first, later}, {}, L"C:\\a\\x.txt", host).result, Included);
+    EXPECT_EQ(Decisions::CheckAdvancedRules(FilterList{later, first}, {}, L"C:\\a\\x.txt", host).result, Excluded);
 }
 
 TEST(AdvancedDecisions, APlainDirectoryIsTakenAsAMatchAndOneWithAFurtherBitIsMatched)
@@ -230,8 +235,8 @@ TEST(AdvancedDecisions, APlainDirectoryIsTakenAsAMatchAndOneWithAFurtherBitIsMat
     Host host;
     host.attributes = {{L"C:\\a\\d", 0x10}, {L"C:\\a\\tmp", 0x11}};
     const FilterPtr exclusion = Regex(L"C:\\a\\", Exclude, L"tmp");
-    EXPECT_EQ(Decisions::CheckAdvancedRules({exclusion}, nullptr, L"C:\\a\\d", host).result, NotApplicable);
-    EXPECT_EQ(Decisions::CheckAdvancedRules({exclusion}, nullptr, L"C:\\a\\tmp", host).result, Excluded);
+    EXPECT_EQ(Decisions::CheckAdvancedRules(FilterList{exclusion}, {}, L"C:\\a\\d", host).result, NotApplicable);
+    EXPECT_EQ(Decisions::CheckAdvancedRules(FilterList{exclusion}, {}, L"C:\\a\\tmp", host).result, Excluded);
 }
 
 TEST(AdvancedDecisions, ARuleOfADriveAppliesAsAnOrdinaryOneDoes)
@@ -240,7 +245,7 @@ TEST(AdvancedDecisions, ARuleOfADriveAppliesAsAnOrdinaryOneDoes)
     const FilterPtr file = Rule(L"C:\\a\\f", Exclude), flat = Rule(L"C:\\a\\", Exclude);
     flat->includeSub = false;
     const auto check = [&](const FilterPtr& rule, const wchar_t* path) {
-        return Decisions::CheckAdvancedRules({rule}, nullptr, path, host).result;
+        return Decisions::CheckAdvancedRules(FilterList{rule}, {}, path, host).result;
     };
     EXPECT_EQ(check(file, L"C:\\a\\F"), Excluded);
     EXPECT_EQ(check(file, L"C:\\a\\f.txt"), Included);
@@ -253,7 +258,7 @@ TEST(AdvancedDecisions, ADirectoryThatAnExclusionsExpressionMeetsIsIncludedAgain
     Host host;
     host.attributes = {{L"C:\\a\\d", 0x10}};
     const FilterList rules{Rule(L"C:\\a\\", Include, L".doc"), Regex(L"C:\\a\\", Exclude, L"tmp")};
-    EXPECT_EQ(Decisions::CheckAdvancedRules(rules, nullptr, L"C:\\a\\d", host).result, NotApplicable);
+    EXPECT_EQ(Decisions::CheckAdvancedRules(rules, {}, L"C:\\a\\d", host).result, NotApplicable);
 }
 
 TEST(AdvancedDecisions, TheAnswerForAllPathsStandsForADirectoryToo)
@@ -263,7 +268,7 @@ TEST(AdvancedDecisions, TheAnswerForAllPathsStandsForADirectoryToo)
     const FilterPtr everywhere = Rule(AllPaths, Exclude, L".tmp");
     everywhere->type = 1;
     const FilterList rules{Regex(L"C:\\a\\", Exclude, L"tmp")};
-    EXPECT_EQ(Decisions::CheckAdvancedRules(rules, everywhere, L"C:\\a\\d", host).result, Included);
+    EXPECT_EQ(Decisions::CheckAdvancedRules(rules, FilterList{everywhere}, L"C:\\a\\d", host).result, Included);
 }
 
 TEST(AdvancedDecisions, AFileRuleForAllPathsSpeaksOfShortPathsOnly)
@@ -290,9 +295,10 @@ TEST(AdvancedDecisions, TheRuleForAllPathsAnswersLastAndItsAnswerStands)
     Host host;
     const FilterPtr everywhere = Rule(AllPaths, Exclude, L".tmp");
     everywhere->type = 1;
-    EXPECT_EQ(
-        Decisions::CheckAdvancedRules({Rule(L"C:\\", Include)}, everywhere, L"C:\\some folder\\x.tmp", host).result,
-        Excluded);
+    EXPECT_EQ(Decisions::CheckAdvancedRules(FilterList{Rule(L"C:\\", Include)}, FilterList{everywhere},
+                                            L"C:\\some folder\\x.tmp", host)
+                  .result,
+              Excluded);
 }
 
 TEST(AdvancedDecisions, AnItemThatWasSelectedByItselfOrForRecoverySkipsThem)
@@ -305,87 +311,40 @@ TEST(AdvancedDecisions, AnItemThatWasSelectedByItselfOrForRecoverySkipsThem)
     EXPECT_TRUE(Decisions::SelectedExplicitly({recovery}));
 }
 
-// The rule walk once more, in the plainest words.
-InclusionType PlainWalk(const FilterList& rules, const std::wstring& path, bool included, FilterList& matched)
+// What a check of fifty expressions needs of the machine and of the matcher.
+TEST(AdvancedDecisions, AskForAttributesOnceAndCompileNothingHoweverManyExpressionsThereAre)
 {
-    for (const FilterPtr& rule : rules) {
-        const std::wstring rulePath = rule->path.GetString();
-        if (path.size() < rulePath.size() || !EqualNoCase(path.substr(0, rulePath.size()), rulePath))
-            continue;
-        if (!rule->type && path.size() != rulePath.size())
-            continue;
-        if (rule->type && !rule->includeSub && Decisions::Depth(path) != Decisions::Depth(rulePath))
-            continue;
-        const bool exclusion = rule->incEx == Exclude;
-        if (included && exclusion)
-            continue;
-        std::vector<std::wstring> entries;
-        std::wstring entry;
-        for (const wchar_t unit : std::wstring(rule->mask.GetString()) + L";")
-            if (unit != L';')
-                entry += unit;
-            else if (!entry.empty())
-                entries.push_back(std::exchange(entry, L""));
-        if (rule->mask.IsEmpty())
-            entries.push_back(L"");
-        for (const std::wstring& ending : entries) {
-            if (path.size() < ending.size() || !EqualNoCase(path.substr(path.size() - ending.size()), ending))
-                continue;
-            matched.push_back(rule);
-            if (exclusion)
-                return rule->exclude ? Excluded : NotIncluded;
-            included = true;
-        }
-    }
-    return included ? Included : NotIncluded;
-}
-
-TEST(Decisions, AgreeWithThePlainWalkOnRandomRulesAndPaths)
-{
-    std::mt19937 random(20261121);
-    const auto pick = [&](int count) { return static_cast<int>(random() % static_cast<unsigned>(count)); };
-    const wchar_t* names[] = {L"a", L"B", L"ab", L"docs", L"ä"};
-    const wchar_t* masks[] = {L"", L"", L".tmp", L".doc;.tmp", L"b;ab;;", L"*.tmp"};
-    const auto path = [&](bool folder) {
-        std::wstring text = L"C:";
-        for (int depth = 1 + pick(3); depth > 0; --depth)
-            text += L"\\" + std::wstring(names[pick(5)]);
-        if (!folder && pick(2))
-            text += pick(2) ? L".tmp" : L".doc";
-        return folder ? text + L"\\" : text;
-    };
-    for (int round = 0; round < 3000; ++round) {
-        FilterList rules;
-        for (int i = pick(8); i >= 0; --i) {
-            const FilterPtr rule =
-                Rule(path(pick(4) != 0).c_str(), pick(2) ? Include : Exclude, masks[pick(6)], pick(2));
-            rule->includeSub = pick(4) != 0;
-            rules.push_back(rule);
-        }
-        Decisions::SortRules(rules);
-        for (int i = 0; i < 10; ++i) {
-            const std::wstring asked = path(pick(3) == 0);
-            const bool included = pick(5) == 0;
-            FilterList matched, plain;
-            ASSERT_EQ(Decisions::CheckRules(rules, asked, included, &matched),
-                      PlainWalk(rules, asked, included, plain));
-            ASSERT_EQ(matched, plain);
-        }
-    }
+    static int allocations;
+    FilterList expressions;
+    for (int i = 0; i < 50; ++i)
+        expressions.push_back(Regex(L"C:\\", Exclude, (L"never" + std::to_wstring(i)).c_str()));
+    const RuleSet rules(expressions);
+    Host host;
+    host.attributes[L"C:\\a.txt"] = 0x20;
+    const auto allocate = std::exchange(pcre_malloc, [](std::size_t size) {
+        ++allocations;
+        return std::malloc(size);
+    });
+    EXPECT_EQ(Decisions::CheckAdvancedRules(rules, {}, L"C:\\a.txt", host).result, Included);
+    pcre_malloc = allocate;
+    EXPECT_EQ(allocations, 0);
+    EXPECT_EQ(host.asked, 1);
 }
 
 TEST(Decisions, AboutTheSameRulesAreMadeOnSeveralThreadsAtOnce)
 {
-    FilterList rules{Rule(L"C:\\", Include), Rule(L"C:\\out\\", Exclude, L".tmp;.bak")};
-    Decisions::SortRules(rules);
-    const FilterList advanced{Regex(L"C:\\", Exclude, L"x+[0-9]")};
+    RuleSet rules(FilterList{Rule(L"C:\\", Include), Rule(L"C:\\out\\", Exclude, L".tmp;.bak")});
+    rules.Sort();
+    rules.Index();
+    const RuleSet advanced(FilterList{Regex(L"C:\\", Exclude, L"x+[0-9]")});
+    advanced.Index();
     const auto decide = [&] {
         for (int i = 0; i < 200; ++i) {
             Host host;
             host.attributes[L"C:\\xx7"] = 0x20;
             FilterList matched;
             ASSERT_EQ(Decisions::CheckRules(rules, L"c:\\OUT\\a.TMP", false, &matched), Excluded);
-            ASSERT_EQ(Decisions::CheckAdvancedRules(advanced, nullptr, L"C:\\xx7", host).result, Excluded);
+            ASSERT_EQ(Decisions::CheckAdvancedRules(advanced, {}, L"C:\\xx7", host).result, Excluded);
         }
     };
     std::thread other(decide);

@@ -4,6 +4,10 @@
 #include "tests/filter/FolderRule.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 
+#include <shlwapi.h>
+
+#include <random>
+
 namespace
 {
 
@@ -14,6 +18,22 @@ TEST(Filter, ANewRuleIsAnExclusionThatNobodyHasWritten)
     EXPECT_FALSE(rule.exclude);
     EXPECT_EQ(rule.type, 0);
     EXPECT_FALSE(rule.volumeFound);
+}
+
+// Most paths are cut without the shell.
+TEST(OrbFilter, StripToRootAnswersAsTheShellDoes)
+{
+    std::mt19937 random(7);
+    constexpr std::wstring_view units = L"C:\\\\.a:/x\u00C4z";
+    for (int i = 0; i < 20'000; ++i) {
+        std::wstring path = random() % 2 ? L"C:\\" : L"";
+        for (auto length = random() % 12; length > 0; --length)
+            path += units[random() % units.size()];
+        wchar_t root[MAX_PATH] = {};
+        std::copy(path.begin(), path.end(), root);
+        PathStripToRootW(root);
+        ASSERT_EQ(OrbFilter::StripToRoot(path.c_str()), CString(root).MakeLower()) << Narrow(path);
+    }
 }
 
 TEST(OrbFilter, StripToRootCutsAndLowerCases)

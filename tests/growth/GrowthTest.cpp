@@ -39,7 +39,7 @@ private:
 template <typename Operation>
 void Growth::ExpectFlat(const char* what, int all, Operation operation)
 {
-    const int times = all / static_cast<int>(FromEnvironment(L"ORB_GROWTH_SHARE", 5));
+    const int times = all / static_cast<int>(FromEnvironment("ORB_GROWTH_SHARE", 5));
     Repeat(times / 10, operation);
     const Holdings before = Holdings::Now();
     Repeat(times - times / 10, operation);

@@ -122,7 +122,7 @@ protected:
         model.Take(host.Records());
     }
 
-    const unsigned seed = FromEnvironment(L"ORB_STORM_SEED", 1);
+    const unsigned seed = FromEnvironment("ORB_STORM_SEED", 1);
     StormModel model;
     int changes = 0;
 
@@ -135,7 +135,7 @@ private:
 
 TEST_F(Kills, AtAnyMomentLoseNothing)
 {
-    const unsigned rounds = FromEnvironment(L"ORB_KILL_ROUNDS", 2);
+    const unsigned rounds = FromEnvironment("ORB_KILL_ROUNDS", 2);
     std::mt19937 random(seed);
     std::vector<Moment> moments{Moment::Start,     Moment::Enumeration, Moment::HandOut,
                                 Moment::Deletions, Moment::Dump,        Moment::Resume};

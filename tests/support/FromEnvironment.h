@@ -1,15 +1,12 @@
-// Numbers that make a stress test longer or another one.
+// Numbers that make a test longer or another one. Portable.
 #pragma once
-
-#include <windows.h>
 
 #include <cstdlib>
 
 // What is no number above 0 counts as not given.
-inline unsigned FromEnvironment(const wchar_t* name, unsigned otherwise)
+inline unsigned FromEnvironment(const char* name, unsigned otherwise)
 {
-    wchar_t text[32] = {};
-    GetEnvironmentVariableW(name, text, 32);
-    const int value = _wtoi(text);
+    const char* const text = std::getenv(name);
+    const int value = text ? std::atoi(text) : 0;
     return value > 0 ? static_cast<unsigned>(value) : otherwise;
 }

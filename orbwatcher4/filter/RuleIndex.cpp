@@ -1,0 +1,187 @@
+#include "orbwatcher4/filter/RuleIndex.h"
+
+#include "support/CaseFold.h"
+
+#include <algorithm>
+#include <bit>
+#include <limits>
+#include <unordered_map>
+
+namespace
+{
+
+constexpr std::uint64_t hashSeed = 0xCBF29CE484222325ull; // FNV-1a
+constexpr std::uint8_t afterBackslash = 1;
+constexpr std::uint8_t elsewhere = 2;
+// Up to here looking at one entry after the other is as fast.
+constexpr std::ptrdiff_t fewEntries = 12;
+
+std::uint64_t Mix(std::uint64_t hash, char16_t unit) { return (hash ^ unit) * 0x100000001B3ull; }
+std::uint32_t TagOf(std::uint64_t hash) { return static_cast<std::uint32_t>(hash >> 32); }
+
+} // namespace
+
+RuleIndex::RuleIndex(const FilterList& rules)
+{
+    m_table.resize(std::bit_ceil(2 * rules.size() + 1));
+    std::vector<std::uint32_t> keys;
+    keys.reserve(rules.size());
+    for (const FilterPtr& rule : rules)
+        keys.push_back(KeyOf(*rule));
+    SortNumbers(keys);
+    NoteLengths();
+    CollectEndings(rules);
+}
+
+// The key of the rule's path, which is added when it is a new one.
+std::uint32_t RuleIndex::KeyOf(const Filter& rule)
+{
+    const std::uint16_t* const upper = UpperUnits();
+    const std::size_t start = m_texts.size();
+    std::uint64_t hash = hashSeed;
+    for (const wchar_t unit : rule.path.View()) {
+        m_texts += upper[static_cast<std::uint16_t>(unit)];
+        hash = Mix(hash, m_texts.back());
+    }
+    std::size_t looks = 0;
+    Place& place = m_table[PlaceOf(hash, std::u16string_view(m_texts).substr(start), looks)];
+    if (place.key == 0) {
+        m_keys.push_back({start, static_cast<std::uint32_t>(m_texts.size() - start), 0, 0, false});
+        place = {TagOf(hash), static_cast<std::uint32_t>(m_keys.size())};
+    } else {
+        m_texts.resize(start);
+    }
+    Key& key = m_keys[place.key - 1];
+    ++key.count;
+    key.begins = key.begins || rule.type != 0;
+    return place.key - 1;
+}
+
+// Where the path is, or where it would be put.
+std::size_t RuleIndex::PlaceOf(std::uint64_t hash, std::u16string_view folded, std::size_t& looks) const
+{
+    const std::size_t mask = m_table.size() - 1;
+    for (std::size_t at = (hash ^ TagOf(hash)) & mask;; at = (at + 1) & mask) {
+        const Place& place = m_table[at];
+        ++looks;
+        if (place.key == 0)
+            return at;
+        if (place.tag != TagOf(hash))
+            continue;
+        const Key& key = m_keys[place.key - 1];
+        if (key.length == folded.size() && std::u16string_view(m_texts).substr(key.text, key.length) == folded)
+            return at;
+    }
+}
+
+// The rules of one path stand side by side, in the order of the list.
+void RuleIndex::SortNumbers(const std::vector<std::uint32_t>& keys)
+{
+    std::uint32_t first = 0;
+    for (Key& key : m_keys) {
+        key.first = first;
+        first += key.count;
+        key.count = 0;
+    }
+    m_numbers.resize(keys.size());
+    for (std::uint32_t number = 0; number < keys.size(); ++number) {
+        Key& key = m_keys[keys[number]];
+        m_numbers[key.first + key.count++] = number;
+    }
+}
+
+void RuleIndex::NoteLengths()
+{
+    for (const Key& key : m_keys) {
+        if (m_ends.size() <= key.length)
+            m_ends.resize(key.length + 1);
+        if (key.begins)
+            m_ends[key.length] |=
+                key.length > 0 && m_texts[key.text + key.length - 1] == u'\\' ? afterBackslash : elsewhere;
+    }
+}
+
+// A list of endings is often that of very many rules.
+void RuleIndex::CollectEndings(const FilterList& rules)
+{
+    std::unordered_map<std::wstring_view, std::shared_ptr<const EndingSet>> known;
+    for (std::uint32_t number = 0; number < rules.size(); ++number) {
+        const std::wstring_view mask = rules[number]->mask.View();
+        if (rules[number]->isregex || std::count(mask.begin(), mask.end(), L';') < fewEntries)
+            continue;
+        auto& endings = known[mask];
+        if (!endings)
+            endings = std::make_shared<const EndingSet>(mask);
+        m_endings.emplace_back(number, endings);
+    }
+}
+
+const EndingSet* RuleIndex::EndingsOf(std::uint32_t number) const
+{
+    const auto found = std::ranges::lower_bound(m_endings, number, {}, [](const auto& one) { return one.first; });
+    return found != m_endings.end() && found->first == number ? found->second.get() : nullptr;
+}
+
+bool RuleIndex::MayEndAt(std::wstring_view path, std::size_t length) const
+{
+    if (length == path.size())
+        return true;
+    const bool behindBackslash = length > 0 && path[length - 1] == L'\\';
+    return (m_ends[length] & (behindBackslash ? afterBackslash : elsewhere)) != 0;
+}
+
+RuleIndex::Matches::Matches(const RuleIndex& index, std::wstring_view path) : m_index(index)
+{
+    std::array<char16_t, 512> few;
+    std::u16string many;
+    if (path.size() > few.size())
+        many.resize(path.size());
+    Find(path, many.empty() ? few.data() : many.data());
+}
+
+void RuleIndex::Matches::Find(std::wstring_view path, char16_t* folded)
+{
+    if (m_index.m_ends.empty())
+        return;
+    const std::uint16_t* const upper = UpperUnits();
+    const std::size_t longest = std::min(path.size(), m_index.m_ends.size() - 1);
+    std::uint64_t hash = hashSeed;
+    if (m_index.MayEndAt(path, 0))
+        Take({folded, 0}, hash);
+    for (std::size_t at = 0; at < longest; ++at) {
+        folded[at] = upper[static_cast<std::uint16_t>(path[at])];
+        hash = Mix(hash, folded[at]);
+        if (m_index.MayEndAt(path, at + 1))
+            Take({folded, at + 1}, hash);
+    }
+}
+
+void RuleIndex::Matches::Take(std::u16string_view folded, std::uint64_t hash)
+{
+    const Place& place = m_index.m_table[m_index.PlaceOf(hash, folded, m_looks)];
+    if (place.key == 0)
+        return;
+    const Key& key = m_index.m_keys[place.key - 1];
+    const std::uint32_t* const first = m_index.m_numbers.data() + key.first;
+    if (m_count == m_few.size())
+        m_many.assign(m_few.begin(), m_few.end());
+    if (m_count < m_few.size()) {
+        m_few[m_count] = {first, first + key.count};
+    } else {
+        m_many.push_back({first, first + key.count});
+        m_runs = m_many.data();
+    }
+    ++m_count;
+}
+
+bool RuleIndex::Matches::Next(std::uint32_t& number)
+{
+    Run* best = nullptr;
+    for (Run* run = m_runs; run != m_runs + m_count; ++run)
+        if (run->next != run->end && (!best || *run->next < *best->next))
+            best = run;
+    if (!best)
+        return false;
+    number = *best->next++;
+    return true;
+}

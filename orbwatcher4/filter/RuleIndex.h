@@ -1,0 +1,91 @@
+// Finds the rules whose path begins a path, without looking at the others.
+//
+// The rules' distinct paths stand in a hash table. A path is hashed once, unit
+// by unit, and the table is asked where a rule's path can end: behind a
+// backslash as a rule, elsewhere only at lengths that rules have. So a look
+// costs the length of the path and what it finds, however many rules there are.
+//
+// Portable. Not changed once it is made; any thread. It knows rules by their
+// numbers in the list: neither that nor the paths and masks of its rules may
+// change while it is used.
+#pragma once
+
+#include "orbwatcher4/filter/EndingSet.h"
+#include "orbwatcher4/filter/Filter.h"
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+class RuleIndex
+{
+public:
+    explicit RuleIndex(const FilterList& rules);
+
+    // The numbers of the rules whose path begins a path: without regard to case, by units and not by components.
+    // A rule for a single file comes only when its path is the whole one.
+    class Matches
+    {
+    public:
+        Matches(const RuleIndex& index, std::wstring_view path);
+        Matches(const Matches&) = delete;
+        Matches& operator=(const Matches&) = delete;
+
+        // The next one, rising; false when there is none any more.
+        bool Next(std::uint32_t& number);
+        // How many places of the table were looked at.
+        std::size_t Looks() const { return m_looks; }
+
+    private:
+        // What is left of one path's rules.
+        struct Run {
+            const std::uint32_t* next;
+            const std::uint32_t* end;
+        };
+
+        void Find(std::wstring_view path, char16_t* folded);
+        void Take(std::u16string_view folded, std::uint64_t hash);
+
+        const RuleIndex& m_index;
+        std::array<Run, 16> m_few; // enough for nearly every path; the others are in m_many
+        std::vector<Run> m_many;
+        Run* m_runs = m_few.data();
+        std::size_t m_count = 0;
+        std::size_t m_looks = 0;
+    };
+
+    // The endings of the rule's mask where it has very many; null where its entries are looked at one by one.
+    const EndingSet* EndingsOf(std::uint32_t number) const;
+
+private:
+    struct Key {
+        std::size_t text; // place in m_texts
+        std::uint32_t length;
+        std::uint32_t first; // place in m_numbers
+        std::uint32_t count;
+        bool begins; // also longer paths: it is the path of a folder's rule
+    };
+    struct Place {
+        std::uint32_t tag; // the upper half of the hash
+        std::uint32_t key; // 0: free; counted from 1
+    };
+
+    std::uint32_t KeyOf(const Filter& rule);
+    void SortNumbers(const std::vector<std::uint32_t>& keys);
+    void NoteLengths();
+    void CollectEndings(const FilterList& rules);
+    std::size_t PlaceOf(std::uint64_t hash, std::u16string_view folded, std::size_t& looks) const;
+    bool MayEndAt(std::wstring_view path, std::size_t length) const;
+
+    std::u16string m_texts; // the distinct paths, folded, side by side
+    std::vector<Key> m_keys;
+    std::vector<Place> m_table; // open addressing; its size is a power of two
+    std::vector<std::uint32_t> m_numbers;
+    // By length: bit 0, a folder's path of that length ends in a backslash; bit 1, in something else.
+    std::vector<std::uint8_t> m_ends;
+    std::vector<std::pair<std::uint32_t, std::shared_ptr<const EndingSet>>> m_endings; // by number of the rule
+};

@@ -1,0 +1,33 @@
+// The rules of one drive in their order, with an index that finds those that
+// speak of a path. The index is made by the first look after an edit.
+//
+// Portable. Looks may overlap each other only when one has been made since the
+// last edit; edits overlap nothing. Paths and masks of the rules that it holds
+// stay as they are. Copies share the rules and the index.
+#pragma once
+
+#include "orbwatcher4/filter/Filter.h"
+
+#include <memory>
+
+class RuleIndex;
+
+class ORBWATCHER4_API RuleSet
+{
+public:
+    RuleSet() = default;
+    RuleSet(FilterList rules) : m_rules(std::move(rules)) {}
+
+    const FilterList& Rules() const { return m_rules; }
+    bool IsEmpty() const { return m_rules.empty(); }
+    // For an edit, which is over before the next look.
+    FilterList& Edit();
+    // Into the rule order.
+    void Sort();
+
+    const RuleIndex& Index() const;
+
+private:
+    FilterList m_rules;
+    mutable std::shared_ptr<const RuleIndex> m_index;
+};
