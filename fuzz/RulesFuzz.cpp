@@ -23,7 +23,7 @@ class NoDrives final : public RuleDrives
 {
 public:
     void Includes(const CString&) override {}
-    void Relocate(Filter&, const CString&) override {}
+    void Relocate(Filter&, std::wstring_view) override {}
 };
 
 class NoLog final : public RuleLog
@@ -83,9 +83,13 @@ void ReadItems(CMarkup& document, Selection& selection)
 {
     NoDrives drives;
     NoLog log;
+    RuleReader reader(log);
     while (document.FindElement(L"Item")) {
-        Append(selection.rules, ReadRules(document, {}, drives, log));
-        Append(selection.advanced, ReadAdvancedRules(document, log));
+        FilterList rules, advanced;
+        reader.Read(document, {}, drives, rules);
+        reader.ReadAdvanced(document, advanced);
+        Append(selection.rules, rules);
+        Append(selection.advanced, advanced);
     }
 }
 

@@ -171,8 +171,12 @@ private:
 
     using RuleMap = std::map<CString, RuleSet, RootBefore>;
 
-    // The rules of the path's drive in one of the maps; null when it has none. The path ends with a zero.
+    // The rules of the path's drive in one of the maps, null when it has none. The path ends with a zero.
     static const RuleSet* RulesOfPath(const RuleMap& map, std::wstring_view path);
+    // The same, with an entry that is made when there is none.
+    static RuleSet& RulesForPath(RuleMap& map, std::wstring_view path);
+    template <typename Map>
+    static auto FindRules(Map& map, std::wstring_view path);
     // True when the directory was not known yet; `dir` gets its trailing backslash.
     bool AddScannedDirectory(CString& dir);
     void RememberJunction(const CString& junction, const CString& destination);

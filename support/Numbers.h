@@ -13,11 +13,11 @@
 // unsigned alike. Any thread.
 inline std::int32_t ToInt32(std::wstring_view text) noexcept
 {
-    std::size_t at = text.find_first_not_of(L" \t\n\v\f\r");
-    if (at == std::wstring_view::npos)
-        return 0;
-    const bool negative = text[at] == L'-';
-    if (negative || text[at] == L'+')
+    std::size_t at = 0;
+    while (at < text.size() && (text[at] == L' ' || (text[at] >= L'\t' && text[at] <= L'\r')))
+        ++at;
+    const bool negative = at < text.size() && text[at] == L'-';
+    if (negative || (at < text.size() && text[at] == L'+'))
         ++at;
     std::uint32_t value = 0;
     for (; at < text.size() && text[at] >= L'0' && text[at] <= L'9'; ++at)

@@ -3,6 +3,7 @@
 #include "xml/MarkupTokenizer.h"
 
 #include <algorithm>
+#include <array>
 
 namespace
 {
@@ -11,6 +12,24 @@ namespace
 constexpr std::size_t kFew = 16;
 
 bool IsQuote(wchar_t unit) { return unit == L'"' || unit == L'\''; }
+
+// One look for each of very many units.
+constexpr auto kEndsAttributeName = [] {
+    std::array<bool, 128> ends = {};
+    for (wchar_t unit = 0; unit < 128; ++unit)
+        ends[unit] = EndsTagName(unit) || unit == L'"' || unit == L'\'';
+    return ends;
+}();
+
+std::size_t EndOfName(std::wstring_view text, std::size_t start)
+{
+    const wchar_t* unit = text.data() + start;
+    const wchar_t* const end = text.data() + text.size();
+    while (unit != end &&
+           (static_cast<std::uint32_t>(*unit) >= 128 || !kEndsAttributeName[static_cast<std::size_t>(*unit)]))
+        ++unit;
+    return static_cast<std::size_t>(unit - text.data());
+}
 
 void SkipSpace(std::wstring_view text, std::size_t& at)
 {
@@ -25,6 +44,14 @@ void AttributeTable::Clear()
     m_attributes.clear();
     m_sorted = false;
     m_wellFormed = true;
+}
+
+std::uint32_t AttributeTable::MarkOf(std::wstring_view name)
+{
+    if (name.empty())
+        return 0;
+    return static_cast<std::uint32_t>(name.size()) << 24 ^ static_cast<std::uint32_t>(name.front()) << 12 ^
+           static_cast<std::uint32_t>(name.back());
 }
 
 void AttributeTable::Read(std::wstring_view head)
@@ -48,8 +75,7 @@ void AttributeTable::Read(std::wstring_view head)
 void AttributeTable::ReadOne(std::wstring_view head, std::size_t& at)
 {
     const std::size_t start = at;
-    while (at < head.size() && !EndsTagName(head[at]) && !IsQuote(head[at]))
-        ++at;
+    at = EndOfName(head, start);
     const std::wstring_view name = head.substr(start, at - start);
     if (name.empty() && head[at] != L'=') {
         m_wellFormed = false;
@@ -58,7 +84,7 @@ void AttributeTable::ReadOne(std::wstring_view head, std::size_t& at)
     }
     std::size_t after = at;
     SkipSpace(head, after);
-    std::wstring_view value = head.substr(at, 0);
+    Value value{head.substr(at, 0)};
     if (after < head.size() && head[after] == L'=') {
         at = after + 1;
         SkipSpace(head, at);
@@ -69,22 +95,27 @@ void AttributeTable::ReadOne(std::wstring_view head, std::size_t& at)
     if (name.empty())
         m_wellFormed = false;
     else
-        m_attributes.push_back({name, value});
+        m_attributes.push_back({MarkOf(name), name, value});
 }
 
-std::wstring_view AttributeTable::ReadValue(std::wstring_view head, std::size_t& at)
+AttributeTable::Value AttributeTable::ReadValue(std::wstring_view head, std::size_t& at)
 {
-    if (at < head.size() && IsQuote(head[at])) {
-        const std::size_t start = at + 1;
-        const std::size_t end = std::min(head.find(head[at], start), head.size());
-        at = std::min(end + 1, head.size());
-        return head.substr(start, end - start);
-    }
-    m_wellFormed = false;
-    const std::size_t start = at;
-    while (at < head.size() && !IsMarkupSpace(head[at]))
+    const wchar_t quote = at < head.size() && IsQuote(head[at]) ? head[at] : 0;
+    if (quote)
         ++at;
-    return head.substr(start, at - start);
+    else
+        m_wellFormed = false;
+    const std::size_t start = at;
+    const wchar_t* unit = head.data() + start;
+    const wchar_t* const end = head.data() + head.size();
+    bool plain = true;
+    for (; unit != end && (quote ? *unit != quote : !IsMarkupSpace(*unit)); ++unit)
+        plain = plain && *unit != L'&';
+    at = static_cast<std::size_t>(unit - head.data());
+    const std::wstring_view text = head.substr(start, at - start);
+    if (quote && at < head.size())
+        ++at;
+    return {text, plain};
 }
 
 void AttributeTable::SortWhenMany()
@@ -96,14 +127,15 @@ void AttributeTable::SortWhenMany()
     m_sorted = true;
 }
 
-std::wstring_view AttributeTable::Find(std::wstring_view name) const
+AttributeTable::Value AttributeTable::Find(std::wstring_view name) const
 {
     if (m_sorted) {
         const auto found = std::ranges::lower_bound(m_attributes, name, {}, &Attribute::name);
-        return found != m_attributes.end() && found->name == name ? found->value : std::wstring_view();
+        return found != m_attributes.end() && found->name == name ? found->value : Value();
     }
+    const std::uint32_t mark = MarkOf(name);
     for (const Attribute& attribute : m_attributes)
-        if (attribute.name == name)
+        if (attribute.mark == mark && attribute.name == name)
             return attribute.value;
     return {};
 }

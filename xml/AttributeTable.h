@@ -17,21 +17,28 @@ public:
     void Read(std::wstring_view head);
     void Clear();
 
-    // The value as it stands in the text; null data when there is none. Of twins
-    // the first one counts.
-    std::wstring_view Find(std::wstring_view name) const;
+    struct Value {
+        std::wstring_view text; // as it stands there; null data when there is none
+        bool plain = true;      // it holds no "&"
+    };
+
+    // Of twins the first one counts.
+    Value Find(std::wstring_view name) const;
 
     // Every attribute has a quoted value, white space before it and no twin.
     bool IsWellFormed() const { return m_wellFormed && !HasTwins(); }
 
 private:
     struct Attribute {
+        std::uint32_t mark; // tells nearly all names apart without looking at the text
         std::wstring_view name;
-        std::wstring_view value;
+        Value value;
     };
 
+    static std::uint32_t MarkOf(std::wstring_view name);
+
     void ReadOne(std::wstring_view head, std::size_t& at);
-    std::wstring_view ReadValue(std::wstring_view head, std::size_t& at);
+    Value ReadValue(std::wstring_view head, std::size_t& at);
     void SortWhenMany();
     bool HasTwins() const;
 

@@ -127,18 +127,18 @@ bool CMarkup::LeaveElement()
     return true;
 }
 
-CString CMarkup::GetAttribute(const wchar_t* name) const { return CString(GetAttributeView(name)); }
+CString CMarkup::GetAttribute(const wchar_t* name) const { return CString(GetAttributeView(ViewOf(name))); }
 
-std::wstring_view CMarkup::GetAttributeView(const wchar_t* name) const
+std::wstring_view CMarkup::GetAttributeView(std::wstring_view name) const
 {
     Document& document = *m_document;
     if (!document.cursor.current)
         return {};
-    const std::wstring_view value = document.AttributesOf(document.cursor.current).Find(ViewOf(name));
-    if (value.find(L'&') == std::wstring_view::npos)
-        return value;
+    const AttributeTable::Value value = document.AttributesOf(document.cursor.current).Find(name);
+    if (value.plain)
+        return value.text;
     document.decoded.clear();
-    Unescape(value, document.decoded);
+    Unescape(value.text, document.decoded);
     return document.decoded;
 }
 

@@ -57,7 +57,7 @@ public:
     CString GetAttribute(const wchar_t* name) const;
     // The same without a string of its own, for those who read very many; good
     // until the next call of any kind.
-    std::wstring_view GetAttributeView(const wchar_t* name) const;
+    std::wstring_view GetAttributeView(std::wstring_view name) const;
     // The current element's own text and CDATA, decoded and joined.
     CString GetElementText() const;
     // The current element's markup as it stands, from its first to its last unit.

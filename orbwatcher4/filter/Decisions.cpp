@@ -18,23 +18,13 @@ bool IsExclusion(const Filter& rule) { return rule.incEx == WatcherEnum::Exclude
 
 InclusionType ExclusionResult(const Filter& rule) { return rule.exclude ? Excluded : NotIncluded; }
 
-// What the order of rules looks at.
-struct OrderKey {
-    int depth;
-    bool exclusion;
-    int maskLength;
-
-    bool operator<(const OrderKey& other) const
-    {
-        if (depth != other.depth)
-            return depth > other.depth;
-        if (exclusion != other.exclusion)
-            return exclusion;
-        return maskLength < other.maskLength;
-    }
-};
-
-OrderKey OrderOf(const Filter& rule) { return {Depth(rule.path.View()), IsExclusion(rule), rule.mask.GetLength()}; }
+// What the order of rules looks at, as one number: the smaller one comes first.
+std::uint64_t OrderOf(const Filter& rule)
+{
+    const auto depth = static_cast<std::uint32_t>(Depth(rule.path.View()));
+    const auto maskLength = static_cast<std::uint32_t>(rule.mask.GetLength()); // below 2^31
+    return std::uint64_t(~depth) << 32 | std::uint64_t(!IsExclusion(rule)) << 31 | maskLength;
+}
 
 } // namespace
 
@@ -50,14 +40,16 @@ bool ComesBefore(const FilterPtr& left, const FilterPtr& right) { return OrderOf
 void SortRules(FilterList& rules)
 {
     // A path's depth is counted once, not in each comparison.
-    std::vector<std::pair<OrderKey, FilterPtr>> order;
+    std::vector<std::pair<std::uint64_t, std::uint32_t>> order;
     order.reserve(rules.size());
-    for (FilterPtr& rule : rules) {
-        const OrderKey key = OrderOf(*rule);
-        order.emplace_back(key, std::move(rule));
-    }
+    for (const FilterPtr& rule : rules)
+        order.emplace_back(OrderOf(*rule), static_cast<std::uint32_t>(order.size()));
     std::sort(order.begin(), order.end(), [](const auto& left, const auto& right) { return left.first < right.first; });
-    std::transform(order.begin(), order.end(), rules.begin(), [](auto& one) { return std::move(one.second); });
+    FilterList sorted;
+    sorted.reserve(rules.size());
+    for (const auto& [key, number] : order)
+        sorted.push_back(std::move(rules[number]));
+    rules = std::move(sorted);
 }
 
 namespace

@@ -55,8 +55,7 @@ InclusionType OrbFilter::CheckForInclusion(const wchar_t* path, FilterList* matc
     CachedDatum datum;
     const bool included = useIndexCache && CIndexDB::GetCachedData(path, datum);
     const std::wstring_view text = path;
-    const RuleSet* const rules = RulesOfPath(m_driveRules, text);
-    return Decisions::CheckRules(rules ? *rules : m_driveRules[StripToRoot(path)], text, included, matched);
+    return Decisions::CheckRules(RulesForPath(m_driveRules, text), text, included, matched);
 }
 
 InclusionType OrbFilter::CheckForAdvancedInclusionEx(const wchar_t* path, FilterPtr rule)

@@ -26,7 +26,7 @@ CString RulePathOf(const CMarkup& item, bool folder, const VolumeTable& volumes)
     read.path = item.GetAttribute(L"path");
     if (folder && !read.path.IsEmpty())
         read.path = WithBackslash(read.path);
-    volumes.Relocate(read, item.GetAttribute(L"vid"));
+    volumes.Relocate(read, item.GetAttributeView(L"vid"));
     return read.path;
 }
 

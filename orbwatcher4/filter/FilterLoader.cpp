@@ -45,7 +45,7 @@ public:
     bool networkInclude = false;
 
     void Includes(const CString& path) override { networkInclude = m_volumes.IsOnNetwork(path) || networkInclude; }
-    void Relocate(Filter& rule, const CString& vid) override { m_volumes.Relocate(rule, vid); }
+    void Relocate(Filter& rule, std::wstring_view vid) override { m_volumes.Relocate(rule, vid); }
 
 private:
     VolumeTable m_volumes;
@@ -103,9 +103,12 @@ bool OrbFilter::LoadXmlFilter(const wchar_t* file, bool autoExclude, FilterList*
     MachineDrives drives;
     LoadingLog log;
     ReadBackupFolder();
-    while (document.FindElement(L"Item"))
-        for (const FilterPtr& rule : ReadRules(document, {autoExclude, markFlag, readItemText}, drives, log))
+    RuleReader reader(log);
+    for (FilterList rules; document.FindElement(L"Item"); rules.clear()) {
+        reader.Read(document, {autoExclude, markFlag, readItemText}, drives, rules);
+        for (const FilterPtr& rule : rules)
             HandOn(rule, out);
+    }
     m_networkInclude = m_networkInclude || drives.networkInclude;
     return true;
 }
@@ -137,8 +140,11 @@ bool OrbFilter::LoadXmlFilterAdvanced(const wchar_t* file)
     if (!OpenRules(document, file, L"Failed to load Advanced filters XML File"))
         return false;
     LoadingLog log;
-    while (document.FindElement(L"Item"))
-        for (const FilterPtr& rule : ReadAdvancedRules(document, log))
+    RuleReader reader(log);
+    for (FilterList rules; document.FindElement(L"Item"); rules.clear()) {
+        reader.ReadAdvanced(document, rules);
+        for (const FilterPtr& rule : rules)
             AddAdvancedFilter(rule, false);
+    }
     return true;
 }

@@ -1,6 +1,7 @@
 #include "orbwatcher4/OrbFilter.h"
 
 #include "orbwatcher4/filter/VolumeTable.h"
+#include "support/Backslash.h"
 #include "support/CaseFold.h"
 
 #include <windows.h>
@@ -87,20 +88,26 @@ CString OrbFilter::StripToRoot(const wchar_t* path)
     return root.MakeLower();
 }
 
-const RuleSet* OrbFilter::RulesOfPath(const RuleMap& map, std::wstring_view path)
+template <typename Map>
+auto OrbFilter::FindRules(Map& map, std::wstring_view path)
 {
     const auto found = IsPlainDrivePath(path) ? map.find(path.substr(0, 3)) : map.find(StripToRoot(path.data()));
     return found == map.end() ? nullptr : &found->second;
 }
 
+const RuleSet* OrbFilter::RulesOfPath(const RuleMap& map, std::wstring_view path) { return FindRules(map, path); }
+
+RuleSet& OrbFilter::RulesForPath(RuleMap& map, std::wstring_view path)
+{
+    RuleSet* const found = FindRules(map, path);
+    return found ? *found : map[StripToRoot(path.data())];
+}
+
 bool OrbFilter::AddSingleFilter(const FilterPtr& rule, bool sort)
 {
-    const CString key = StripToRoot(rule->path);
-    RuleSet& rules = m_driveRules[key];
-    if (rule->incEx == WatcherEnum::Include && !(rule->flags & RuleFlags::DedupCandidate)) {
-        CString root = key;
-        if (root.IsEmpty() || root[root.GetLength() - 1] != L'\\')
-            root += L'\\';
+    RuleSet& rules = RulesForPath(m_driveRules, rule->path.View());
+    if (!m_includeRoots.empty() && rule->incEx == WatcherEnum::Include && !(rule->flags & RuleFlags::DedupCandidate)) {
+        const CString root = WithBackslash(StripToRoot(rule->path));
         // A whole-drive include also speaks for each folder of the list on that drive.
         if (EqualNoCase(rule->path.View(), root.View()))
             for (const CString& folder : m_includeRoots)

@@ -5,33 +5,44 @@
 #include "support/Numbers.h"
 #include "xml/Markup.h"
 
+#include <algorithm>
+
+using namespace std::string_view_literals;
+
 namespace
 {
 
-constexpr int LongestInfo = 278;
-constexpr int LongestMask = 5119;
+constexpr std::size_t LongestInfo = 278;
+constexpr std::size_t LongestMask = 5119;
 
-std::int32_t Number(const CMarkup& item, const wchar_t* name) { return ToInt32(item.GetAttribute(name).View()); }
+std::int32_t Number(const CMarkup& item, std::wstring_view name) { return ToInt32(item.GetAttributeView(name)); }
 
-CString ReadInfo(const CMarkup& item, RuleLog& log)
+// The last item's text where it is the same: a large selection repeats few of them.
+const CString& Shared(CString& last, std::wstring_view text)
 {
-    CString info = item.GetAttribute(L"additionalInfo");
-    if (info.GetLength() <= LongestInfo)
-        return info;
-    log.InfoTooLong(info);
-    return CString();
+    if (last.View() != text)
+        last = CString(text);
+    return last;
 }
 
-CString ReadMask(const CMarkup& item, RuleLog& log)
+// With room for the backslash of a folder.
+CString ReadPath(const CMarkup& item)
 {
-    CString mask = item.GetAttribute(L"mask");
-    if (mask.GetLength() <= LongestMask)
-        return mask;
-    log.MaskTooLong();
-    return CString();
+    const std::wstring_view text = item.GetAttributeView(L"path"sv);
+    CString path;
+    if (text.empty())
+        return path;
+    const auto length = static_cast<int>(text.size());
+    std::copy(text.begin(), text.end(), path.GetBuffer(length + 1));
+    path.ReleaseBuffer(length);
+    return path;
 }
 
-CString FolderPath(const CString& path) { return path.IsEmpty() ? path : WithBackslash(path); }
+void MakeFolderPath(CString& path)
+{
+    if (!path.IsEmpty() && !EndsInBackslash(path))
+        path += L'\\';
+}
 
 // The half of a split rule that includes everything under the path.
 FilterPtr IncludeHalf(const Filter& rule)
@@ -53,79 +64,102 @@ void ExcludeHalf(Filter& rule, bool byTheUser)
 
 bool IsSplit(const CMarkup& item, const Filter& rule)
 {
-    return Number(item, L"masktype") == 2 && !rule.mask.IsEmpty() && !rule.exclude;
+    return !rule.mask.IsEmpty() && !rule.exclude && Number(item, L"masktype"sv) == 2;
 }
 
 void ReadKind(const CMarkup& item, Filter& rule)
 {
-    rule.exclude = Number(item, L"exclude") == 1;
+    rule.exclude = Number(item, L"exclude"sv) == 1;
     rule.incEx = rule.exclude ? WatcherEnum::Exclude : WatcherEnum::Include;
-    rule.type = Number(item, L"type") != 0;
-    rule.includeSub = Number(item, L"includeSub") != 0;
-    rule.flags = static_cast<std::uint32_t>(Number(item, L"flags"));
+    rule.type = Number(item, L"type"sv) != 0;
+    rule.includeSub = Number(item, L"includeSub"sv) != 0;
+    rule.flags = static_cast<std::uint32_t>(Number(item, L"flags"sv));
 }
 
 } // namespace
 
-FilterList ReadRules(const CMarkup& item, const RuleReading& reading, RuleDrives& drives, RuleLog& log)
+FilterPtr RuleReader::NewRule()
 {
-    auto rule = std::make_shared<Filter>();
+    if (m_usedOfBlock == RulesInBlock) {
+        m_block = std::make_shared<Block>();
+        m_usedOfBlock = 0;
+    }
+    return FilterPtr(m_block, &(*m_block)[m_usedOfBlock++]);
+}
+
+CString RuleReader::ReadInfo(const CMarkup& item)
+{
+    const std::wstring_view info = item.GetAttributeView(L"additionalInfo"sv);
+    if (info.size() <= LongestInfo)
+        return Shared(m_info, info);
+    m_log.InfoTooLong(CString(info));
+    return CString();
+}
+
+CString RuleReader::ReadMask(const CMarkup& item)
+{
+    const std::wstring_view mask = item.GetAttributeView(L"mask"sv);
+    if (mask.size() <= LongestMask)
+        return Shared(m_mask, mask);
+    m_log.MaskTooLong();
+    return CString();
+}
+
+void RuleReader::Read(const CMarkup& item, const RuleReading& reading, RuleDrives& drives, FilterList& rules)
+{
+    const FilterPtr rule = NewRule();
     if (reading.readItemText)
         rule->itemText = item.GetElementMarkup();
     ReadKind(item, *rule);
     rule->exclude = rule->exclude && !reading.autoExclude;
     rule->flags |= reading.markFlag ? RuleFlags::EvenWhenHidden : 0;
-    rule->pluginId = Number(item, L"pluginId");
-    rule->pluginName = item.GetAttribute(L"pluginName");
-    rule->additionalInfo = ReadInfo(item, log);
-    rule->path = item.GetAttribute(L"path");
+    rule->pluginId = Number(item, L"pluginId"sv);
+    rule->pluginName = Shared(m_pluginName, item.GetAttributeView(L"pluginName"sv));
+    rule->additionalInfo = ReadInfo(item);
+    rule->path = ReadPath(item);
     if (rule->path.IsEmpty())
-        return {};
+        return;
     if (rule->incEx == WatcherEnum::Include)
         drives.Includes(rule->path);
     if (rule->type)
-        rule->path = FolderPath(rule->path);
-    drives.Relocate(*rule, item.GetAttribute(L"vid"));
-    rule->mask = ReadMask(item, log);
+        MakeFolderPath(rule->path);
+    drives.Relocate(*rule, item.GetAttributeView(L"vid"sv));
+    rule->mask = ReadMask(item);
 
-    FilterList rules;
     if (IsSplit(item, *rule)) {
         rules.push_back(IncludeHalf(*rule));
         ExcludeHalf(*rule, true);
     }
-    const CString profileMask = item.GetAttribute(L"PRMask");
-    if (!profileMask.IsEmpty() && profileMask.GetLength() <= LongestMask) {
+    const std::wstring_view profileMask = item.GetAttributeView(L"PRMask"sv);
+    if (!profileMask.empty() && profileMask.size() <= LongestMask) {
         rule->mask = profileMask;
         rules.push_back(IncludeHalf(*rule));
         ExcludeHalf(*rule, false);
     }
     // Read after the split: the include halves carry no job.
-    rule->jobid = Number(item, L"jobid");
-    rules.push_back(std::move(rule));
-    return rules;
+    rule->jobid = Number(item, L"jobid"sv);
+    rules.push_back(rule);
 }
 
-FilterList ReadAdvancedRules(const CMarkup& item, RuleLog& log)
+void RuleReader::ReadAdvanced(const CMarkup& item, FilterList& rules)
 {
-    auto rule = std::make_shared<Filter>();
+    const FilterPtr rule = NewRule();
     ReadKind(item, *rule);
-    rule->additionalInfo = ReadInfo(item, log);
-    rule->path = item.GetAttribute(L"path");
+    rule->additionalInfo = ReadInfo(item);
+    rule->path = ReadPath(item);
     if (rule->type && !EqualNoCase(rule->path.View(), AllPaths))
-        rule->path = FolderPath(rule->path);
-    rule->mask = ReadMask(item, log);
+        MakeFolderPath(rule->path);
+    rule->mask = ReadMask(item);
     if (!rule->mask.IsEmpty()) {
-        rule->isregex = Number(item, L"isregex") != 0;
+        rule->isregex = Number(item, L"isregex"sv) != 0;
         if (!rule->isregex)
             rule->mask.Remove(L'*');
         else if (!rule->regex.Compile(rule->mask))
-            log.PatternRefused(rule->regex.GetError());
+            m_log.PatternRefused(rule->regex.GetError());
     }
-    FilterList rules;
     if (IsSplit(item, *rule)) {
         rules.push_back(IncludeHalf(*rule));
         ExcludeHalf(*rule, true);
     }
-    rules.push_back(std::move(rule));
-    return rules;
+    rules.push_back(rule);
 }

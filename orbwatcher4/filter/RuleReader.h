@@ -7,6 +7,11 @@
 
 #include "orbwatcher4/filter/Filter.h"
 
+#include <array>
+#include <cstddef>
+#include <memory>
+#include <string_view>
+
 class CMarkup;
 
 // What is worth a line in the log.
@@ -28,7 +33,7 @@ public:
     // A path, as it is written, from which something is included.
     virtual void Includes(const CString& path) = 0;
     // Leads the rule's path to where the volume with this serial number is now, and says whether it is there.
-    virtual void Relocate(Filter& rule, const CString& vid) = 0;
+    virtual void Relocate(Filter& rule, std::wstring_view vid) = 0;
 
 protected:
     ~RuleDrives() = default;
@@ -40,6 +45,31 @@ struct RuleReading {
     bool readItemText = false; // the rules keep the item's markup
 };
 
-// The rules of the document's current element: none, one, or one after its include halves.
-FilterList ReadRules(const CMarkup& item, const RuleReading& reading, RuleDrives& drives, RuleLog& log);
-FilterList ReadAdvancedRules(const CMarkup& item, RuleLog& log);
+// Reads one item after the other. The texts that items share are kept once.
+class RuleReader
+{
+public:
+    // `log` must outlive it.
+    explicit RuleReader(RuleLog& log) : m_log(log) {}
+
+    // Appends the rules of the document's current element: none, one, or one after its include halves.
+    void Read(const CMarkup& item, const RuleReading& reading, RuleDrives& drives, FilterList& rules);
+    void ReadAdvanced(const CMarkup& item, FilterList& rules);
+
+private:
+    // Rules come in blocks: a large selection has very many of them, and they go together, too.
+    static constexpr std::size_t RulesInBlock = 64;
+    using Block = std::array<Filter, RulesInBlock>;
+
+    FilterPtr NewRule();
+    CString ReadInfo(const CMarkup& item);
+    CString ReadMask(const CMarkup& item);
+
+    RuleLog& m_log;
+    std::shared_ptr<Block> m_block;
+    std::size_t m_usedOfBlock = RulesInBlock;
+    // Of the last item that had one.
+    CString m_info;
+    CString m_mask;
+    CString m_pluginName;
+};

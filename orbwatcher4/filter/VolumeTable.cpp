@@ -24,12 +24,12 @@ VolumeTable::VolumeTable()
     }
 }
 
-void VolumeTable::Relocate(Filter& rule, const CString& vid) const
+void VolumeTable::Relocate(Filter& rule, std::wstring_view vid) const
 {
-    rule.volumeFound = vid.IsEmpty();
-    if (vid.IsEmpty())
+    rule.volumeFound = vid.empty();
+    if (vid.empty())
         return;
-    rule.vid = ToInt32(vid.View());
+    rule.vid = ToInt32(vid);
     const auto found = m_rootOfSerial.find(rule.vid);
     if (found == m_rootOfSerial.end())
         return;

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <map>
+#include <string_view>
 
 class VolumeTable
 {
@@ -16,7 +17,7 @@ public:
 
     // A volume that is mounted under another letter now takes the rule's path with it, and the rule remembers
     // whether its volume is there. `vid`: the volume's serial number in decimal, or empty: any volume will do.
-    void Relocate(Filter& rule, const CString& vid) const;
+    void Relocate(Filter& rule, std::wstring_view vid) const;
     bool IsOnNetwork(const CString& path);
 
 private:

@@ -17,9 +17,9 @@ public:
     std::wstring vid;
 
     void Includes(const CString& path) override { included.emplace_back(path.View()); }
-    void Relocate(Filter& rule, const CString& wanted) override
+    void Relocate(Filter& rule, std::wstring_view wanted) override
     {
-        vid = wanted.View();
+        vid = wanted;
         rule.path.Replace(L"D:", L"E:");
     }
 };
@@ -39,6 +39,7 @@ class ReadingRules : public testing::Test
 protected:
     Drives drives;
     Log log;
+    RuleReader reader{log};
     CMarkup document;
 
     void Parse(const std::wstring& attributes)
@@ -49,12 +50,16 @@ protected:
     FilterList Read(const std::wstring& attributes, const RuleReading& reading = {})
     {
         Parse(attributes);
-        return ReadRules(document, reading, drives, log);
+        FilterList rules;
+        reader.Read(document, reading, drives, rules);
+        return rules;
     }
     FilterList ReadAdvanced(const std::wstring& attributes)
     {
         Parse(attributes);
-        return ReadAdvancedRules(document, log);
+        FilterList rules;
+        reader.ReadAdvanced(document, rules);
+        return rules;
     }
 };
 
@@ -108,6 +113,25 @@ TEST_F(ReadingRules, APatternThatIsNoneIsToldAndTheAdvancedRuleStays)
     ASSERT_EQ(rules.size(), 1u);
     EXPECT_EQ(rules[0]->regex.GetStatus(), FilterRegex::CompilationFailed);
     EXPECT_EQ(log.lines, std::vector<std::wstring>{L"missing )"});
+}
+
+// What a large selection costs in memory.
+TEST_F(ReadingRules, RulesShareTheTextsThatTheirItemsRepeatAndTheirMemory)
+{
+    const wchar_t* const item =
+        L"path=\"C:\\a\" type=\"1\" pluginName=\"Mail\" mask=\".doc;.odt\" additionalInfo=\"x\"";
+    const FilterPtr first = Read(item).at(0), second = Read(item).at(0);
+    EXPECT_EQ(first->pluginName.GetString(), second->pluginName.GetString());
+    EXPECT_EQ(first->mask.GetString(), second->mask.GetString());
+    EXPECT_EQ(first->additionalInfo.GetString(), second->additionalInfo.GetString());
+    EXPECT_FALSE(first.owner_before(second) || second.owner_before(first));
+}
+
+TEST_F(ReadingRules, AnItemOfOtherTextsHasItsOwn)
+{
+    EXPECT_EQ(Read(L"path=\"C:\\a\" pluginName=\"Mail\"").at(0)->pluginName, L"Mail");
+    EXPECT_EQ(Read(L"path=\"C:\\a\" pluginName=\"Music\"").at(0)->pluginName, L"Music");
+    EXPECT_EQ(Read(L"path=\"C:\\a\"").at(0)->pluginName, L"");
 }
 
 } // namespace
