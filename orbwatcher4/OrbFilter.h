@@ -33,10 +33,17 @@ class WalkObserver;
 // Roots compare without regard to case, in every alphabet.
 struct ORBWATCHER4_API RootBefore {
     using is_transparent = void;
-    bool operator()(std::wstring_view left, std::wstring_view right) const;
-    bool operator()(const CString& left, const CString& right) const { return (*this)(left.View(), right.View()); }
-    bool operator()(const CString& left, std::wstring_view right) const { return (*this)(left.View(), right); }
-    bool operator()(std::wstring_view left, const CString& right) const { return (*this)(left, right.View()); }
+    template <typename Left, typename Right>
+    bool operator()(const Left& left, const Right& right) const
+    {
+        return Compare(View(left), View(right));
+    }
+
+private:
+    static std::wstring_view View(const CString& text) { return text.View(); }
+    static std::wstring_view View(const wchar_t* text) { return text; }
+    static std::wstring_view View(std::wstring_view text) { return text; }
+    static bool Compare(std::wstring_view left, std::wstring_view right);
 };
 
 // One drive of the selection, as the watcher follows it.

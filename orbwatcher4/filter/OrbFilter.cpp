@@ -41,7 +41,7 @@ bool IsPlainDrivePath(std::wstring_view path)
 
 } // namespace
 
-bool RootBefore::operator()(std::wstring_view left, std::wstring_view right) const
+bool RootBefore::Compare(std::wstring_view left, std::wstring_view right)
 {
     return std::lexicographical_compare(left.begin(), left.end(), right.begin(), right.end(),
                                         [](wchar_t x, wchar_t y) { return FoldedRootUnit(x) < FoldedRootUnit(y); });
