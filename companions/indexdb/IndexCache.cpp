@@ -96,8 +96,7 @@ bool CIndexDB::GetCachedData(const wchar_t* path, CachedDatum& datum)
 {
     const CSingleLock lock(m_csCache);
     const ItemCache* cache = IndexCache::Any();
-    const auto id = cache ? cache->FindPath(WithoutBackslash(path)) : std::nullopt;
-    return id && cache->Find(*id, datum);
+    return cache && cache->Find(WithoutBackslash(path), datum);
 }
 
 bool CIndexDB::HasCachedItemsBelow(const wchar_t* folder)

@@ -12,10 +12,10 @@ constexpr unsigned blockBits = 18;
 constexpr std::size_t blockUnits = std::size_t(1) << blockBits;
 static_assert(ItemCache::MaxPath <= blockUnits, "a name lies in one block");
 
-// The maps need a key that no item has. Were an item's id this number, it would use its neighbour's
-// place; the ids in the items tell the two apart.
+// The maps need a key that nothing has. A path whose key this would be uses its neighbour's place: what is found by a
+// key is compared anyway.
 constexpr std::uint64_t deletedKey = ~std::uint64_t(0);
-std::uint64_t KeyOf(std::uint64_t id) { return id == deletedKey ? id - 1 : id; }
+std::uint64_t KeyOf(std::uint64_t hash) { return hash == deletedKey ? hash - 1 : hash; }
 
 bool IsAscii(std::wstring_view text)
 {
@@ -33,7 +33,6 @@ std::size_t NameStart(std::wstring_view path)
 
 ItemCache::ItemCache()
 {
-    m_byId.set_deleted_key(deletedKey);
     m_byFoldedPath.set_deleted_key(deletedKey);
     m_subtrees.set_deleted_key(deletedKey);
 }
@@ -60,7 +59,7 @@ void ItemCache::Put(const CachedDatum& datum, std::int64_t delayedUntil)
                      static_cast<std::uint16_t>(name.size()),
                      static_cast<std::uint8_t>(datum.kind),
                      true};
-    m_byId[KeyOf(datum.id)] = slot;
+    EnterId(slot);
     if (!IsAscii(path))
         m_byFoldedPath[FoldedKey(path)] = slot;
     SetDelayed(datum.id, delayedUntil);
@@ -69,31 +68,26 @@ void ItemCache::Put(const CachedDatum& datum, std::int64_t delayedUntil)
 // An item whose path stays keeps its place, so that its name is not stored again.
 bool ItemCache::Update(const CachedDatum& datum, std::int64_t delayedUntil)
 {
-    const auto found = m_byId.find(KeyOf(datum.id));
-    if (found == m_byId.end())
+    Item* const item = ItemOfId(datum.id);
+    if (!item || !HasPath(*item, datum.path.View(), std::equal_to<std::wstring_view>()))
         return false;
-    Item& item = m_items[found->second];
-    if (item.id != datum.id || !HasPath(item, datum.path.View(), std::equal_to<std::wstring_view>()))
-        return false;
-    item.modificationTime = datum.modificationTime;
-    item.flags = datum.flags;
-    item.kind = static_cast<std::uint8_t>(datum.kind);
+    item->modificationTime = datum.modificationTime;
+    item->flags = datum.flags;
+    item->kind = static_cast<std::uint8_t>(datum.kind);
     SetDelayed(datum.id, delayedUntil);
     return true;
 }
 
 void ItemCache::SetFlags(std::uint64_t id, std::uint32_t flags)
 {
-    const auto found = m_byId.find(KeyOf(id));
-    if (found != m_byId.end() && m_items[found->second].id == id)
-        m_items[found->second].flags = flags;
+    if (Item* const item = ItemOfId(id))
+        item->flags = flags;
 }
 
 void ItemCache::AddFlags(std::uint64_t id, std::uint32_t flags)
 {
-    const auto found = m_byId.find(KeyOf(id));
-    if (found != m_byId.end() && m_items[found->second].id == id)
-        m_items[found->second].flags |= flags;
+    if (Item* const item = ItemOfId(id))
+        item->flags |= flags;
 }
 
 void ItemCache::SetDelayed(std::uint64_t id, std::int64_t until)
@@ -106,48 +100,53 @@ void ItemCache::SetDelayed(std::uint64_t id, std::int64_t until)
 
 void ItemCache::Erase(std::uint64_t id)
 {
-    const Item* item = ItemAt(m_byId, KeyOf(id));
-    if (!item || item->id != id)
+    const Slot slot = SlotOfId(id);
+    if (slot == SlotTable::None)
         return;
-    const Slot slot = m_byId.find(KeyOf(id))->second;
+    Item& item = m_items[slot];
     CString path;
-    PathOf(*item, path);
+    PathOf(item, path);
     if (!IsAscii(path.View()))
         m_byFoldedPath.erase(FoldedKey(path.View()));
-    m_byId.erase(KeyOf(id));
+    LeaveId(slot);
     m_delayed.erase(id);
-    LeaveFolder(item->folder);
-    m_items[slot].used = false;
+    LeaveFolder(item.folder);
+    item.used = false;
     m_freeSlots.push_back(slot);
-    m_unusedNameUnits += item->nameLength;
+    m_unusedNameUnits += item.nameLength;
     if (m_unusedNameUnits > 4 * blockUnits && m_unusedNameUnits > m_names.size() * blockUnits / 2)
         DropUnusedNames();
 }
 
 bool ItemCache::Find(std::uint64_t id, CachedDatum& datum) const
 {
-    const Item* item = ItemAt(m_byId, KeyOf(id));
-    if (!item || item->id != id)
-        return false;
-    datum.id = id;
-    datum.parentId = m_folders[item->folder].id;
-    datum.modificationTime = item->modificationTime;
-    datum.kind = item->kind;
-    datum.flags = item->flags;
-    PathOf(*item, datum.path);
-    return true;
+    const Item* item = ItemOfId(id);
+    if (item)
+        Describe(*item, datum);
+    return item != nullptr;
+}
+
+bool ItemCache::Find(std::wstring_view path, CachedDatum& datum) const
+{
+    const Item* item = ItemOfPath(path);
+    if (item)
+        Describe(*item, datum);
+    return item != nullptr;
+}
+
+void ItemCache::Describe(const Item& item, CachedDatum& datum) const
+{
+    datum.id = item.id;
+    datum.parentId = m_folders[item.folder].id;
+    datum.modificationTime = item.modificationTime;
+    datum.kind = item.kind;
+    datum.flags = item.flags;
+    PathOf(item, datum.path);
 }
 
 std::optional<std::uint64_t> ItemCache::FindPath(std::wstring_view path) const
 {
-    // The id finds nearly everything; the folded forms find what differs in the case of other letters.
-    const Item* item = ItemOfPath(m_byId, KeyOf(PathHash64(path)), path);
-    if (!item) {
-        const std::uint64_t folded = FoldedKey(path);
-        item = ItemOfPath(m_byFoldedPath, folded, path);
-        if (!item)
-            item = ItemOfPath(m_byId, folded, path);
-    }
+    const Item* item = ItemOfPath(path);
     return item ? std::optional(item->id) : std::nullopt;
 }
 
@@ -159,24 +158,55 @@ std::int64_t ItemCache::DelayedUntil(std::uint64_t id) const
     return found == m_delayed.end() ? 0 : found->second;
 }
 
-const ItemCache::Item* ItemCache::ItemAt(const SlotMap& map, std::uint64_t key) const
+ItemCache::Slot ItemCache::SlotOfId(std::uint64_t id) const
 {
-    const auto found = map.find(key);
-    return found == map.end() ? nullptr : &m_items[found->second];
+    return m_byId.Find(id, [&](Slot slot) { return m_items[slot].id == id; });
 }
 
-const ItemCache::Item* ItemCache::ItemOfPath(const SlotMap& map, std::uint64_t key, std::wstring_view path) const
+ItemCache::Item* ItemCache::ItemOfId(std::uint64_t id)
 {
-    const Item* item = ItemAt(map, key);
-    return item && HasPath(*item, path, EqualNoCase) ? item : nullptr;
+    const Slot slot = SlotOfId(id);
+    return slot == SlotTable::None ? nullptr : &m_items[slot];
+}
+
+void ItemCache::EnterId(Slot slot)
+{
+    m_byId.Insert(m_items[slot].id, slot, [this](Slot other) { return m_items[other].id; });
+}
+
+void ItemCache::LeaveId(Slot slot)
+{
+    m_byId.Erase(m_items[slot].id, slot, [this](Slot other) { return m_items[other].id; });
+}
+
+// The id finds nearly everything; the folded forms find what differs in the case of other letters.
+const ItemCache::Item* ItemCache::ItemOfPath(std::wstring_view path) const
+{
+    if (const Item* item = IfItHasPath(ItemOfId(PathHash64(path)), path))
+        return item;
+    if (m_byFoldedPath.empty() && IsAscii(path))
+        return nullptr;
+    const std::uint64_t folded = FoldedKey(path);
+    const auto found = m_byFoldedPath.find(folded);
+    if (found != m_byFoldedPath.end())
+        if (const Item* item = IfItHasPath(&m_items[found->second], path))
+            return item;
+    return IfItHasPath(ItemOfId(folded), path);
+}
+
+const ItemCache::Item* ItemCache::IfItHasPath(const Item* item, std::wstring_view path) const
+{
+    // Nearly every path is asked for as it is spelled.
+    const auto equal = [](std::wstring_view one, std::wstring_view other) {
+        return one == other || EqualNoCase(one, other);
+    };
+    return item && HasPath(*item, path, equal) ? item : nullptr;
 }
 
 ItemCache::Slot ItemCache::TakeSlot()
 {
-    if (m_freeSlots.empty()) {
-        m_items.emplace_back();
-        return static_cast<Slot>(m_items.size() - 1);
-    }
+    if (m_freeSlots.empty())
+        return static_cast<Slot>(m_items.Add());
     const Slot slot = m_freeSlots.back();
     m_freeSlots.pop_back();
     return slot;
@@ -184,19 +214,19 @@ ItemCache::Slot ItemCache::TakeSlot()
 
 std::uint32_t ItemCache::EnterFolder(std::wstring_view path)
 {
-    const auto found = m_folderNumbers.find(path);
-    if (found != m_folderNumbers.end()) {
-        ++m_folders[found->second].items;
-        return found->second;
+    const std::uint64_t id = path.empty() ? 0 : PathHash64(path);
+    const Slot known =
+        m_folderNumbers.Find(id, [&](Slot slot) { return m_folders[slot].id == id && m_folders[slot].path == path; });
+    if (known != SlotTable::None) {
+        ++m_folders[known].items;
+        return known;
     }
-    if (m_freeFolders.empty()) {
-        m_folders.emplace_back();
-        m_freeFolders.push_back(static_cast<std::uint32_t>(m_folders.size() - 1));
-    }
+    if (m_freeFolders.empty())
+        m_freeFolders.push_back(static_cast<std::uint32_t>(m_folders.Add()));
     const std::uint32_t number = m_freeFolders.back();
     m_freeFolders.pop_back();
-    m_folders[number] = {std::wstring(path), path.empty() ? 0 : PathHash64(path), 1};
-    m_folderNumbers.emplace(m_folders[number].path, number);
+    m_folders[number] = {std::wstring(path), id, 1};
+    m_folderNumbers.Insert(id, number, [this](Slot other) { return m_folders[other].id; });
     CountInAncestors(path, 1);
     return number;
 }
@@ -207,7 +237,7 @@ void ItemCache::LeaveFolder(std::uint32_t number)
     Folder& folder = m_folders[number];
     if (--folder.items > 0)
         return;
-    m_folderNumbers.erase(folder.path);
+    m_folderNumbers.Erase(folder.id, number, [this](Slot other) { return m_folders[other].id; });
     CountInAncestors(folder.path, static_cast<std::uint32_t>(-1));
     folder = {};
     m_freeFolders.push_back(number);
@@ -244,13 +274,12 @@ std::wstring_view ItemCache::NameOf(const Item& item) const
     return {m_names[item.name >> blockBits].get() + (item.name & (blockUnits - 1)), item.nameLength};
 }
 
-// Millions of look-ups come here: one allocation, and none to compare.
+// Millions of look-ups come here: one allocation at most, none where the text before was as long, none to compare.
 void ItemCache::PathOf(const Item& item, CString& path) const
 {
     const std::wstring& folder = m_folders[item.folder].path;
     const std::wstring_view name = NameOf(item);
     const std::size_t length = folder.size() + (folder.empty() ? 0 : 1) + name.size();
-    path.Empty();
     wchar_t* end = std::copy(folder.begin(), folder.end(), path.GetBuffer(static_cast<int>(length)));
     if (!folder.empty())
         *end++ = L'\\';
@@ -286,7 +315,7 @@ void ItemCache::DropUnusedNames()
     const auto old = std::move(m_names);
     m_names.clear();
     m_unusedNameUnits = 0;
-    for (Item& item : m_items)
-        if (item.used)
+    for (std::size_t slot = 0; slot < m_items.Size(); ++slot)
+        if (Item& item = m_items[slot]; item.used)
             item.name = AddName({old[item.name >> blockBits].get() + (item.name & (blockUnits - 1)), item.nameLength});
 }

@@ -1,17 +1,18 @@
-// The whole index in memory, compact enough for millions of items (about a
-// hundred bytes each): an item's path is its folder's number and its own name,
-// and names lie side by side in large blocks.
+// The whole index in memory, compact enough for millions of items (about fifty
+// bytes each beside their names): an item's path is its folder's number and its
+// own name, and names lie side by side in large blocks.
 //
 // Not locked: the owner guards it, also for look-ups.
 #pragma once
 
+#include "companions/indexdb/BlockArray.h"
 #include "companions/indexdb/OrbIndexDB.h"
+#include "companions/indexdb/SlotTable.h"
 #include "support/HashMemory.h"
 
 #include <sparsehash/sparse_hash_map>
 
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <optional>
 #include <string>
@@ -27,9 +28,11 @@ public:
 
     ItemCache();
 
-    std::size_t Size() const { return m_byId.size(); }
+    std::size_t Size() const { return m_byId.Size(); }
     // How many folders the items lie in.
-    std::size_t Folders() const { return m_folderNumbers.size(); }
+    std::size_t Folders() const { return m_folderNumbers.Size(); }
+    // How many places of its tables look-ups by id and by folder have looked at.
+    std::uint64_t PlacesVisited() const { return m_byId.PlacesVisited() + m_folderNumbers.PlacesVisited(); }
 
     // Adds the item or replaces the one of the same id; an item of the same path, in whatever case, goes.
     void Put(const CachedDatum& item, std::int64_t delayedUntil);
@@ -39,6 +42,8 @@ public:
     void AddFlags(std::uint64_t id, std::uint32_t flags);
 
     bool Find(std::uint64_t id, CachedDatum& item) const;
+    // The item with this path, as below.
+    bool Find(std::wstring_view path, CachedDatum& item) const;
     // The id of the item with this path, without regard to case; no trailing backslash.
     std::optional<std::uint64_t> FindPath(std::wstring_view path) const;
     // Whether an item lies below the folder, at any depth, without regard to case; no trailing backslash.
@@ -47,7 +52,7 @@ public:
     std::int64_t DelayedUntil(std::uint64_t id) const;
 
 private:
-    using Slot = std::uint32_t;
+    using Slot = SlotTable::Slot;
     using SlotMap = google::sparse_hash_map<std::uint64_t, Slot, std::hash<std::uint64_t>, std::equal_to<std::uint64_t>,
                                             HashMemory<std::pair<const std::uint64_t, Slot>>>;
     using CountMap = SlotMap; // counts instead of slots
@@ -70,6 +75,12 @@ private:
 
     bool Update(const CachedDatum& item, std::int64_t delayedUntil);
     void SetDelayed(std::uint64_t id, std::int64_t until);
+    Item* ItemOfId(std::uint64_t id);
+    const Item* ItemOfId(std::uint64_t id) const { return const_cast<ItemCache*>(this)->ItemOfId(id); }
+    Slot SlotOfId(std::uint64_t id) const;
+    void Describe(const Item& item, CachedDatum& datum) const;
+    void EnterId(Slot slot);
+    void LeaveId(Slot slot);
     Slot TakeSlot();
     // One more item in the folder, and one less.
     std::uint32_t EnterFolder(std::wstring_view path);
@@ -82,21 +93,21 @@ private:
     bool HasPath(const Item& item, std::wstring_view path, Equal equal) const;
     void Fold(std::wstring_view path) const;
     std::uint64_t FoldedKey(std::wstring_view path) const;
-    const Item* ItemAt(const SlotMap& map, std::uint64_t key) const;
-    const Item* ItemOfPath(const SlotMap& map, std::uint64_t key, std::wstring_view path) const;
+    const Item* ItemOfPath(std::wstring_view path) const;
+    const Item* IfItHasPath(const Item* item, std::wstring_view path) const;
     void DropUnusedNames();
 
-    SlotMap m_byId;
+    SlotTable m_byId;
     // Items whose id alone does not find them in every case: ids fold A to Z only.
     SlotMap m_byFoldedPath;
-    std::deque<Item> m_items;
+    BlockArray<Item> m_items;
     std::vector<Slot> m_freeSlots;
-    std::deque<Folder> m_folders;
+    BlockArray<Folder> m_folders;
     std::vector<std::uint32_t> m_freeFolders;
     // For each folder that items lie below, by the key of its folded path: how many of m_folders it is or holds. (Two
     // folders of the same key would make HasItemsBelow say yes too often, which costs a look at the database.)
     CountMap m_subtrees;
-    std::unordered_map<std::wstring_view, std::uint32_t> m_folderNumbers; // views into m_folders
+    SlotTable m_folderNumbers;
     std::vector<std::unique_ptr<wchar_t[]>> m_names;
     std::size_t m_namesUsed = 0; // in the last block
     std::size_t m_unusedNameUnits = 0;

@@ -1,6 +1,7 @@
 #include "companions/indexdb/ItemCache.h"
 
 #include "support/Hashes.h"
+#include "tests/growth/Holdings.h"
 
 #include <gtest/gtest.h>
 
@@ -153,6 +154,54 @@ TEST(ItemCache, ForgetsAFolderWithItsLastItem)
     cache.Erase(PathHash64(L"C:\\A\\c\\two"));
     EXPECT_FALSE(cache.HasItemsBelow(L"C:\\a"));
     EXPECT_FALSE(cache.HasItemsBelow(L"C:"));
+}
+
+// A folder of twenty, and a name of ten units: the text is theirs, the rest is what an item costs.
+TEST(ItemCache, HoldsAnItemInLittleMoreThanItsText)
+{
+    constexpr int count = 100'000;
+    const auto folder = [](int i) { return L"C:\\some folder\\" + std::to_wstring(1'000'000 + i / 20); };
+    std::size_t units = 0;
+    ItemCache cache;
+    const std::size_t before = Holdings::Now().bytes;
+    for (int i = 0; i < count; ++i) {
+        const std::wstring name = L"doc" + std::to_wstring(1'000'000 + i);
+        units += name.size() + (i % 20 == 0 ? folder(i).size() : 0);
+        cache.Put(Datum(folder(i) + L"\\" + name), 0);
+    }
+    const std::size_t held = Holdings::Now().bytes - before;
+    EXPECT_LT(held - units * sizeof(wchar_t), 54u * count);
+}
+
+TEST(ItemCache, FindsAnItemByItsPathWithOneLookUp)
+{
+    ItemCache cache;
+    for (int i = 0; i < 1000; ++i)
+        cache.Put(Datum(L"C:\\folder\\" + std::to_wstring(i)), 0);
+    const std::uint64_t before = cache.PlacesVisited();
+    CachedDatum byId, byPath;
+    ASSERT_TRUE(cache.Find(PathHash64(L"C:\\folder\\500"), byId));
+    const std::uint64_t once = cache.PlacesVisited() - before;
+    ASSERT_TRUE(cache.Find(L"C:\\FOLDER\\500", byPath));
+    EXPECT_EQ(cache.PlacesVisited() - before, 2 * once);
+    EXPECT_EQ(byPath.id, byId.id);
+    EXPECT_EQ(byPath.path, byId.path);
+}
+
+// The text that the caller hands in may be shared, and shorter or longer than the one that comes.
+TEST(ItemCache, DescribesAnItemInADatumThatHeldAnother)
+{
+    ItemCache cache;
+    for (const wchar_t* path : {L"C:\\a", L"C:\\a much longer path\\than the others", L"C:\\bb"})
+        cache.Put(Datum(path), 0);
+    CachedDatum datum;
+    ASSERT_TRUE(cache.Find(L"C:\\A MUCH LONGER PATH\\than the others", datum));
+    const CachedDatum copy = datum;
+    ASSERT_TRUE(cache.Find(L"C:\\bb", datum));
+    EXPECT_EQ(datum.path, L"C:\\bb");
+    EXPECT_EQ(copy.path, L"C:\\a much longer path\\than the others");
+    ASSERT_TRUE(cache.Find(L"C:\\a", datum));
+    EXPECT_EQ(datum.path, L"C:\\a");
 }
 
 TEST(ItemCache, FlagsAreSetOnTheItemAlone)
