@@ -116,3 +116,4 @@ bool CIndexDB::IsDelayedItemWatcher(const wchar_t* path, std::int64_t& until)
 }
 
 std::uint64_t CIndexDB::DatabaseLookups() { return IndexStatement::QueryCount(); }
+std::uint64_t CIndexDB::StatementsPrepared() { return IndexStatement::PreparedCount(); }

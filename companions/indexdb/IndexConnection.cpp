@@ -8,7 +8,7 @@
 namespace
 {
 
-std::atomic<std::uint64_t> g_queries{0};
+std::atomic<std::uint64_t> g_queries{0}, g_prepared{0};
 
 CIndexDB::Error ErrorOfFile(int systemError)
 {
@@ -72,6 +72,7 @@ void IndexStatement::Prepare(sqlite3* connection, const char* sql)
     if (sqlite3_prepare_v2(connection, sql, -1, &statement, nullptr) != SQLITE_OK)
         throw LastErrorOf(connection);
     m_statement.reset(statement);
+    ++g_prepared;
 }
 
 void IndexStatement::Rewind()
@@ -103,6 +104,7 @@ CString IndexStatement::Text(int column) const
 }
 
 std::uint64_t IndexStatement::QueryCount() { return g_queries; }
+std::uint64_t IndexStatement::PreparedCount() { return g_prepared; }
 
 void IndexStatement::BindInteger(int index, std::int64_t value)
 {

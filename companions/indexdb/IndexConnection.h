@@ -47,13 +47,16 @@ public:
 
     // True with a row, false at the end.
     bool Step();
+    // Ends the reading: a statement between two rows keeps its view of the database.
+    void Rewind();
 
     // The columns of the row.
     std::int64_t Integer(int column) const;
     CString Text(int column) const;
 
-    // How many queries for rows the process has begun.
+    // How many queries for rows the process has begun, and how many statements it has prepared.
     static std::uint64_t QueryCount();
+    static std::uint64_t PreparedCount();
 
 private:
     struct Finalize {
@@ -61,7 +64,6 @@ private:
     };
 
     void Prepare(sqlite3* connection, const char* sql);
-    void Rewind();
     // 64-bit keys and times keep their bits: the database only knows signed numbers.
     void Bind(int index, std::integral auto value) { BindInteger(index, static_cast<std::int64_t>(value)); }
     void Bind(int index, const CString& text) { BindText(index, text.View()); }
@@ -91,6 +93,22 @@ public:
         IndexStatement statement(Get(), sql, values...);
         while (statement.Step()) {
         }
+    }
+    // A statement that is kept for the next time, with values of its own each time.
+    template <typename... Values>
+    void Prepare(IndexStatement& kept, const char* sql, const Values&... values)
+    {
+        if (!kept)
+            kept = IndexStatement(Get(), sql);
+        kept.BindAll(values...);
+    }
+    template <typename... Values>
+    void ExecutePrepared(IndexStatement& kept, const char* sql, const Values&... values)
+    {
+        Prepare(kept, sql, values...);
+        while (kept.Step()) {
+        }
+        kept.Rewind();
     }
     // The first column of the first row; 0 without a row.
     template <typename... Values>

@@ -96,41 +96,69 @@ bool CIndexDB::InsertEx(const DeleteDatum& record, int, void*, bool replace)
     });
     if (inserted && !m_state->inBatch)
         m_state->FollowDeleted();
+    else if (!m_state->inBatch)
+        m_state->markedItems.clear();
     return inserted;
 }
 
 void CIndexDB::State::InsertDelete(const DeleteDatum& record, bool replace)
 {
+    if (markedItems.empty())
+        versionOfMarks = DataVersion();
     const char* sql = replace ? "INSERT OR REPLACE INTO deletes(job, item, deleted) VALUES(?, ?, ?)"
                               : "INSERT OR IGNORE INTO deletes(job, item, deleted) VALUES(?, ?, ?)";
-    connection.Execute(sql, record.jobId, record.id, record.deletionTime);
-    connection.Execute("UPDATE items SET flags = flags | ? WHERE id = ?", CachedDatum::NoDeleteRecord, record.id);
-    markedItems.push_back(record.id);
+    connection.ExecutePrepared(replace ? replaceDelete : insertDelete, sql, record.jobId, record.id,
+                               record.deletionTime);
+    connection.ExecutePrepared(markItem, "UPDATE items SET flags = flags | ? WHERE id = ?", CachedDatum::NoDeleteRecord,
+                               record.id);
+    if (connection.Changed() > 0)
+        markedItems.push_back(record.id);
+}
+
+// Another number means that another connection, of whatever process, has written meanwhile.
+std::int64_t CIndexDB::State::DataVersion()
+{
+    connection.Prepare(readVersion, "PRAGMA data_version");
+    const std::int64_t version = readVersion.Step() ? readVersion.Integer(0) : 0;
+    readVersion.Rewind();
+    return version;
+}
+
+bool CIndexDB::State::OthersHaveWritten() noexcept
+{
+    try {
+        const CSingleLock lock(section);
+        return DataVersion() != versionOfMarks;
+    } catch (...) {
+        return true;
+    }
 }
 
 // After the commit, so that a batch holds nobody's turn: between the two the item may have been recorded again.
 void CIndexDB::State::FollowDeleted()
 {
     const CSingleLock turn(IndexCache::Turn());
+    const bool marksStand = !OthersHaveWritten();
     for (const std::uint64_t id : markedItems)
-        FollowDeleted(id);
+        FollowDeleted(id, marksStand);
     markedItems.clear();
 }
 
 // An item that is gone from the index needs nothing. Where the index does not answer, the mark that was committed
 // counts: at worst an item that was recorded again meanwhile is taken for new once more.
-void CIndexDB::State::FollowDeleted(std::uint64_t id)
+void CIndexDB::State::FollowDeleted(std::uint64_t id, bool marksStand)
 {
     std::optional<std::uint32_t> flags;
-    bool known = true;
+    bool markCounts = marksStand;
     try {
-        flags = FlagsOf(id);
+        if (!markCounts)
+            flags = FlagsOf(id);
     } catch (...) {
-        known = false;
+        markCounts = true;
     }
     const CSingleLock lock(m_csCache);
     ItemCache* cache = IndexCache::For(identity);
-    if (cache && !known)
+    if (cache && markCounts)
         cache->AddFlags(id, CachedDatum::NoDeleteRecord);
     else if (cache && flags)
         cache->SetFlags(id, *flags);
@@ -140,8 +168,11 @@ void CIndexDB::State::FollowDeleted(std::uint64_t id)
 std::optional<std::uint32_t> CIndexDB::State::FlagsOf(std::uint64_t id)
 {
     const CSingleLock lock(section);
-    IndexStatement query(connection.Get(), "SELECT flags FROM items WHERE id = ?", id);
-    return query.Step() ? std::optional(static_cast<std::uint32_t>(query.Integer(0))) : std::nullopt;
+    connection.Prepare(readFlags, "SELECT flags FROM items WHERE id = ?", id);
+    const bool found = readFlags.Step();
+    const auto flags = found ? static_cast<std::uint32_t>(readFlags.Integer(0)) : 0;
+    readFlags.Rewind();
+    return found ? std::optional(flags) : std::nullopt;
 }
 
 void CIndexDB::State::LeaveBatch()

@@ -16,10 +16,13 @@ struct CIndexDB::State {
     RankedSection section{LockRank::Database, L"index database"};
     CString path;
     IndexConnection connection;
-    IndexStatement children; // the open BeginFolderChildrenRead; closed before the connection
+    // Closed before the connection.
+    IndexStatement children;                                                      // the open BeginFolderChildrenRead
+    IndexStatement insertDelete, replaceDelete, markItem, readFlags, readVersion; // prepared once, where many come
     FileIdentity identity;
     bool inBatch = false;
     std::vector<std::uint64_t> markedItems; // of the batch: what the cache follows when it is committed
+    std::int64_t versionOfMarks = 0;        // of the database, while they were written: nobody else could write
     IndexError last{Error::None, CString()};
 
     // Runs an operation on the open database; what it throws becomes the last error.
@@ -59,9 +62,11 @@ struct CIndexDB::State {
     void FollowRecorded(const ItemDatum* items, std::size_t count);
     void FollowForgotten(const CString& path);
     void FollowDeleted();
+    bool OthersHaveWritten() noexcept;
     std::optional<std::uint32_t> FlagsOf(std::uint64_t id);
-    void FollowDeleted(std::uint64_t id);
+    void FollowDeleted(std::uint64_t id, bool marksStand);
     void InsertDelete(const DeleteDatum& record, bool replace);
+    std::int64_t DataVersion();
     // What was not committed is undone; the last error stays.
     void LeaveBatch();
     void ReadItems(ItemCache& cache);

@@ -71,8 +71,9 @@ void CIndexDB::State::UseWriteAheadLog()
 
 void CIndexDB::State::Close()
 {
-    children.Close();
     LeaveBatch();
+    for (IndexStatement* kept : {&children, &insertDelete, &replaceDelete, &markItem, &readFlags, &readVersion})
+        kept->Close();
     connection.Close();
     identity = {};
 }

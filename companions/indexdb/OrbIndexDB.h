@@ -158,6 +158,8 @@ public:
     static bool IsDelayedItemWatcher(const wchar_t* path, std::int64_t& until);
     // How many queries went to a database since the process started; look-ups in the cache are none.
     static std::uint64_t DatabaseLookups();
+    // How many statements were prepared for a database since then.
+    static std::uint64_t StatementsPrepared();
 
     static CCriticalSection& m_csCache;
     static CCriticalSection& m_csMapDelete;

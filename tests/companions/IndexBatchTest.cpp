@@ -1,5 +1,7 @@
 #include "tests/companions/IndexTest.h"
 
+#include <thread>
+
 namespace
 {
 
@@ -63,6 +65,21 @@ TEST_F(IndexBatch, BeginningASecondOneLeavesTheFirstAsItIs)
     EXPECT_EQ(SeenByOthers(), 1u);
 }
 
+TEST_F(IndexBatch, ManyRecordsAreWrittenByStatementsPreparedOnce)
+{
+    EXPECT_TRUE(db.LoadCache());
+    const auto preparedFor = [&](std::uint64_t first, std::uint64_t count) {
+        const std::uint64_t before = CIndexDB::StatementsPrepared();
+        EXPECT_TRUE(db.BeginBatch());
+        for (std::uint64_t id = first; id < first + count; ++id)
+            EXPECT_TRUE(db.InsertEx({id, 1, 1}, 0, nullptr, false));
+        EXPECT_TRUE(db.CommitBatch());
+        return CIndexDB::StatementsPrepared() - before;
+    };
+    preparedFor(1, 1); // what is kept for later
+    EXPECT_EQ(preparedFor(1000, 1000), preparedFor(2, 1));
+}
+
 class DeletedItems : public IndexBatch
 {
 protected:
@@ -114,6 +131,52 @@ TEST_F(DeletedItems, OfABatchThatIsGivenUpAreNotMarked)
     ASSERT_TRUE(db.Open(1, 0, 0));
     EXPECT_FALSE(IsMarked());
     EXPECT_FALSE(IsMarkedInTheDatabase());
+}
+
+TEST_F(DeletedItems, AreNotAskedForWhenNobodyElseHasWritten)
+{
+    ASSERT_TRUE(db.BeginBatch());
+    ASSERT_TRUE(db.InsertEx({id, 1, 1}, 0, nullptr, false));
+    const std::uint64_t one = CIndexDB::DatabaseLookups();
+    ASSERT_TRUE(db.CommitBatch());
+    const std::uint64_t forOne = CIndexDB::DatabaseLookups() - one;
+    EXPECT_TRUE(IsMarked());
+
+    std::vector<ItemDatum> items;
+    for (int i = 0; i < 100; ++i)
+        items.push_back(Item((L"C:\\many\\" + std::to_wstring(i)).c_str()));
+    ASSERT_TRUE(db.RecordItems(items));
+    ASSERT_TRUE(db.BeginBatch());
+    for (const ItemDatum& item : items)
+        ASSERT_TRUE(db.InsertEx({CIndexDB::CalculateUuid(item.path), 1, 1}, 0, nullptr, false));
+    const std::uint64_t many = CIndexDB::DatabaseLookups();
+    ASSERT_TRUE(db.CommitBatch());
+    EXPECT_EQ(CIndexDB::DatabaseLookups() - many, forOne);
+}
+
+// The loading keeps the turn to follow until it gets the cache's section.
+TEST_F(DeletedItems, ThatAnotherProcessHasRecordedMeanwhileAreNotMarked)
+{
+    RawDatabase outside(temp.Path(fileName));
+    CIndexDB other;
+    other.SetDBFilePath(temp.Path(fileName));
+    ASSERT_TRUE(other.Open(0, 0, 0));
+    ASSERT_TRUE(db.BeginBatch());
+    ASSERT_TRUE(db.InsertEx({id, 1, 1}, 0, nullptr, false));
+
+    CSingleLock section(CIndexDB::m_csCache);
+    const std::uint64_t before = CIndexDB::DatabaseLookups();
+    std::thread loader([&] { EXPECT_TRUE(other.LoadCache()); });
+    while (CIndexDB::DatabaseLookups() == before)
+        std::this_thread::yield();
+    std::thread committer([&] { EXPECT_TRUE(db.CommitBatch()); });
+    while (outside.Run("SELECT count(*) FROM deletes") != "1")
+        std::this_thread::yield();
+    EXPECT_EQ(outside.Run("UPDATE items SET flags = 0"), "");
+    section.Unlock();
+    loader.join();
+    committer.join();
+    EXPECT_FALSE(IsMarked());
 }
 
 } // namespace
