@@ -2,13 +2,12 @@
 //
 // ORB_IDLE_SECONDS makes it shorter than a minute.
 #include "bench/Case.h"
+#include "bench/DataOfItsOwn.h"
 #include "bench/MemoryUse.h"
 #include "bench/Result.h"
-#include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/OrbWatcher.h"
 #include "tests/growth/Holdings.h"
 #include "tests/support/FromEnvironment.h"
-#include "tests/support/TempFolder.h"
 #include "tests/support/TestMachine.h"
 
 #include <windows.h>
@@ -80,19 +79,6 @@ void RequireNoGrowth(const Holdings& before, const Holdings& after)
     if (after.handles > before.handles || after.threads > before.threads || after.bytes > before.bytes + someBytes)
         throw std::runtime_error("something grew: " + text(before) + ", then " + text(after));
 }
-
-// Settings and log of the case's own; the log must be closed before its folder goes.
-class DataOfItsOwn
-{
-public:
-    explicit DataOfItsOwn(const TempFolder& folder)
-    {
-        SetEnvironmentVariableW(L"ORB_DATA_FOLDER", folder.Path(L"settings"));
-    }
-    ~DataOfItsOwn() { g_OrbLog.Close(); }
-    DataOfItsOwn(const DataOfItsOwn&) = delete;
-    DataOfItsOwn& operator=(const DataOfItsOwn&) = delete;
-};
 
 void Idle()
 {
