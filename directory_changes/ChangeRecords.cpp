@@ -54,22 +54,40 @@ std::optional<Record> After(const std::uint8_t* buffer, std::size_t size, const 
     return RecordAt(buffer, size, record.offset + record.next);
 }
 
-std::wstring PathOf(const std::uint8_t* buffer, const Record& record, std::wstring_view directory)
+// The path of one record after the other, in the same memory.
+class Paths
 {
-    std::wstring path(directory);
-    if (path.empty() || path.back() != L'\\')
-        path += L'\\';
-    const std::size_t units = std::min(record.nameBytes / 2, LongestRecordName);
-    const std::uint8_t* name = buffer + record.offset + HeaderSize;
-    for (std::size_t i = 0; i < units; ++i) {
-        std::uint16_t unit;
-        std::memcpy(&unit, name + i * 2, sizeof unit);
-        if (unit == 0)
-            break;
-        path += static_cast<wchar_t>(unit);
+public:
+    Paths(const std::uint8_t* buffer, std::wstring_view directory) : m_buffer(buffer)
+    {
+        m_path.reserve(directory.size() + 1 + LongestRecordName);
+        m_path = directory;
+        if (m_path.empty() || m_path.back() != L'\\')
+            m_path += L'\\';
+        m_nameStart = m_path.size();
     }
-    return path;
-}
+
+    // As long as no other one is asked for.
+    const wchar_t* Of(const Record& record)
+    {
+        m_path.resize(m_nameStart);
+        const std::size_t units = std::min(record.nameBytes / 2, LongestRecordName);
+        const std::uint8_t* name = m_buffer + record.offset + HeaderSize;
+        for (std::size_t i = 0; i < units; ++i) {
+            std::uint16_t unit;
+            std::memcpy(&unit, name + i * 2, sizeof unit);
+            if (unit == 0)
+                break;
+            m_path += static_cast<wchar_t>(unit);
+        }
+        return m_path.c_str();
+    }
+
+private:
+    const std::uint8_t* const m_buffer;
+    std::wstring m_path;
+    std::size_t m_nameStart;
+};
 
 // A name is kept as far as it will ever be reported, so that what is carried leaves room for the next read.
 std::size_t Carry(std::uint8_t* buffer, const Record& record)
@@ -89,28 +107,29 @@ std::size_t Carry(std::uint8_t* buffer, const Record& record)
 
 std::size_t DecodeChanges(std::uint8_t* buffer, std::size_t size, std::wstring_view directory, ChangeRecordSink& sink)
 {
+    Paths paths(buffer, directory);
     std::optional<Record> record = RecordAt(buffer, size, 0);
     while (record) {
         std::optional<Record> next = After(buffer, size, *record);
-        const auto path = [&] { return PathOf(buffer, *record, directory); };
         switch (record->action) {
         case ActionAdded:
-            sink.Added(path().c_str());
+            sink.Added(paths.Of(*record));
             break;
         case ActionRemoved:
-            sink.Removed(path().c_str());
+            sink.Removed(paths.Of(*record));
             break;
         case ActionModified:
-            sink.Modified(path().c_str());
+            sink.Modified(paths.Of(*record));
             break;
         case ActionOldName:
             if (!next)
                 return Carry(buffer, *record);
             if (next->action == ActionNewName) {
-                sink.Renamed(path().c_str(), PathOf(buffer, *next, directory).c_str());
+                const std::wstring oldPath = paths.Of(*record);
+                sink.Renamed(oldPath.c_str(), paths.Of(*next));
                 next = After(buffer, size, *next);
             } else {
-                sink.Removed(path().c_str());
+                sink.Removed(paths.Of(*record));
             }
             break;
         default:
@@ -125,5 +144,5 @@ void GiveUpCarriedName(const std::uint8_t* buffer, std::size_t carry, std::wstri
                        ChangeRecordSink& sink)
 {
     if (const std::optional<Record> record = RecordAt(buffer, carry, 0))
-        sink.Removed(PathOf(buffer, *record, directory).c_str());
+        sink.Removed(Paths(buffer, directory).Of(*record));
 }

@@ -26,14 +26,14 @@ bool MatchesAny(const std::vector<CString>& patterns, std::wstring_view text)
                        [&](const CString& pattern) { return g_matcher.load()(pattern.View(), text); });
 }
 
-wchar_t* CopyText(const wchar_t* text) noexcept
+std::wstring_view TextOf(const wchar_t* text) noexcept { return text ? text : L""; }
+
+// Returns where the copy ends.
+wchar_t* CopyText(std::wstring_view text, wchar_t* to) noexcept
 {
-    const wchar_t* from = text ? text : L"";
-    const std::size_t size = (std::wcslen(from) + 1) * sizeof(wchar_t);
-    auto* copy = static_cast<wchar_t*>(std::malloc(size));
-    if (copy)
-        std::copy_n(from, size / sizeof(wchar_t), copy);
-    return copy;
+    to = std::copy(text.begin(), text.end(), to);
+    *to = 0;
+    return to + 1;
 }
 
 } // namespace
@@ -43,23 +43,23 @@ void SetPatternMatcher(PatternMatcher matcher) { g_matcher = matcher ? matcher :
 DelayedEvent* MakeDelayedEvent(CDelayedDirectoryChangeHandler* handler, EventCode code, const wchar_t* firstPath,
                                const wchar_t* secondPath, DWORD error, DWORD partialPathOffset) noexcept
 {
-    auto* event = new (std::nothrow) DelayedEvent{};
-    if (!event)
+    // The paths lie behind the event: hundreds of thousands are on their way in a storm.
+    const std::wstring_view first = TextOf(firstPath), second = TextOf(secondPath);
+    void* const memory = std::malloc(sizeof(DelayedEvent) + (first.size() + second.size() + 2) * sizeof(wchar_t));
+    if (!memory)
         return nullptr;
-    *event = {handler, code, false, CopyText(firstPath), CopyText(secondPath), error, partialPathOffset};
-    if (event->firstPath && event->secondPath)
-        return event;
-    FreeDelayedEvent(event);
-    return nullptr;
+    auto* const event = new (memory) DelayedEvent{handler, code, false, nullptr, nullptr, error, partialPathOffset};
+    event->firstPath = reinterpret_cast<wchar_t*>(event + 1);
+    event->secondPath = CopyText(first, event->firstPath);
+    CopyText(second, event->secondPath);
+    return event;
 }
 
 void FreeDelayedEvent(DelayedEvent* event) noexcept
 {
     if (event->reserved)
         return;
-    std::free(event->firstPath);
-    std::free(event->secondPath);
-    delete event;
+    std::free(event);
 }
 
 void DispatchDelayedEvent(DelayedEvent* event)

@@ -20,7 +20,7 @@ struct DelayedEvent {
     CDelayedDirectoryChangeHandler* handler;
     EventCode code;
     bool reserved;       // belongs to its handler, and is not freed after its dispatch
-    wchar_t* firstPath;  // owned copies
+    wchar_t* firstPath;  // copies, which go with the event
     wchar_t* secondPath; // EventRenamed: the new name
     DWORD error;
     DWORD partialPathOffset;
