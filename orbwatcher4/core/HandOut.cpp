@@ -137,7 +137,7 @@ bool COrbWatcher::TakePending(void* sameRunIds, QueueDatum& out)
         }
         const HandOut::Verdict verdict = handOut.Offer(entry);
         if (verdict != HandOut::Verdict::Keep)
-            m->store.Erase(entry.path);
+            m->store.EraseVisited();
         if (verdict == HandOut::Verdict::Give)
             return true;
     }

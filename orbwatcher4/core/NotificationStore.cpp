@@ -1,105 +1,201 @@
 #include "orbwatcher4/core/NotificationStore.h"
 
+#include "support/CaseFold.h"
+
+#include <algorithm>
+#include <bit>
+#include <new>
+
 namespace
 {
 
-const CString& EmptyKey()
-{
-    static const CString key;
-    return key;
-}
+constexpr std::size_t FewestSlots = 32;
 
-const CString& DeletedKey()
+bool IsPath(const CString& text) { return !text.IsEmpty() && text.View() != L"?"; }
+
+std::uint32_t HashOf(const CString& path) { return static_cast<std::uint32_t>(HashNoCase(path.View())); }
+
+// Half of them are free at least.
+std::size_t SlotsFor(std::size_t entries) { return std::max(FewestSlots, std::bit_ceil(2 * entries)); }
+
+// So full that chains of taken slots would become long.
+bool IsFull(std::size_t taken, std::size_t slots) { return taken >= slots / 4 * 3; }
+
+void TakeSlot(std::vector<std::uint32_t>& slots, std::uint32_t hash, std::size_t place)
 {
-    static const CString key(L"?");
-    return key;
+    const std::size_t mask = slots.size() - 1;
+    std::size_t slot = hash & mask;
+    while (slots[slot] != 0)
+        slot = (slot + 1) & mask;
+    slots[slot] = static_cast<std::uint32_t>(place + 1);
 }
 
 } // namespace
 
-NotificationStore::NotificationStore()
-{
-    m_table.set_empty_key(EmptyKey());
-    m_table.set_deleted_key(DeletedKey());
-}
+void NotificationStore::SetLive(std::size_t live) { m_counters.end = m_counters.begin + live; }
 
-void NotificationStore::Count() { m_counters.end = m_counters.begin + m_table.size(); }
+std::size_t NotificationStore::PlaceOf(const CString& path, std::uint32_t hash) const
+{
+    if (m_slots.empty() || !IsPath(path))
+        return Nowhere;
+    const std::size_t mask = m_slots.size() - 1;
+    for (std::size_t slot = hash & mask; m_slots[slot] != 0; slot = (slot + 1) & mask) {
+        ++m_slotsProbed;
+        const std::size_t place = m_slots[slot] - 1;
+        if (HashAt(place) == hash && EqualNoCase(EntryAt(place).path.View(), path.View()))
+            return place;
+    }
+    return Nowhere;
+}
 
 NotificationPtr NotificationStore::Find(const CString& path) const
 {
-    if (path == EmptyKey() || path == DeletedKey())
-        return nullptr;
-    const auto found = m_table.find(path);
-    return found == m_table.end() ? nullptr : found->second;
+    const std::size_t place = PlaceOf(path, HashOf(path));
+    return place == Nowhere ? nullptr : EntryAt(place).notification;
 }
 
 bool NotificationStore::Put(const CString& path, NotificationPtr notification)
 {
-    if (path == EmptyKey() || path == DeletedKey())
+    if (!IsPath(path))
         return false;
-    // Looked for first: inserting may move every entry, also where the key is there already.
-    if (const auto found = m_table.find(path); found != m_table.end()) {
-        found->second = std::move(notification);
+    const std::uint32_t hash = HashOf(path);
+    if (const std::size_t place = PlaceOf(path, hash); place != Nowhere) {
+        EntryAt(place).notification = m_shared.InPlaceOf(std::move(notification));
         return true;
     }
-    m_table.insert({path, std::move(notification)});
+    MakeRoom();
+    TakeSlot(m_slots, hash, m_end);
+    HashAt(m_end) = hash;
+    EntryAt(m_end) = {path, m_shared.InPlaceOf(std::move(notification))};
+    ++m_end;
     ++m_insertions;
-    Count();
+    SetLive(static_cast<std::size_t>(LiveCount()) + 1);
     return true;
+}
+
+// For one more entry. The store stays as it was when there is no memory.
+void NotificationStore::MakeRoom()
+{
+    if (IsFull(m_end, m_slots.size()))
+        CloseGaps(SlotsFor(static_cast<std::size_t>(LiveCount()) + 1));
+    if (m_end == m_blocks.size() * BlockPlaces)
+        m_blocks.push_back(std::make_unique<Block>());
+}
+
+// The entries move together and keep their order. A round that goes on starts again.
+void NotificationStore::CloseGaps(std::size_t slots)
+{
+    std::vector<std::uint32_t> fresh(slots);
+    std::size_t to = 0, cursor = Nowhere, visited = Nowhere;
+    for (std::size_t from = 0; from < m_end; ++from) {
+        if (from == m_cursor)
+            cursor = to;
+        if (EntryAt(from).path.IsEmpty())
+            continue;
+        if (from == m_visited)
+            visited = to;
+        if (from != to) {
+            HashAt(to) = HashAt(from);
+            EntryAt(to) = std::move(EntryAt(from));
+        }
+        TakeSlot(fresh, HashAt(to), to);
+        ++to;
+    }
+    m_slots.swap(fresh);
+    m_end = to;
+    m_left = to;
+    m_cursor = std::min(cursor, to);
+    m_visited = visited;
+    m_blocks.resize((to + BlockPlaces - 1) / BlockPlaces);
 }
 
 bool NotificationStore::Erase(const CString& path)
 {
-    if (path == EmptyKey() || path == DeletedKey() || m_table.erase(path) == 0)
+    const std::size_t place = PlaceOf(path, HashOf(path));
+    if (place == Nowhere)
         return false;
-    Count();
+    EraseAt(place);
     return true;
+}
+
+void NotificationStore::EraseAt(std::size_t place)
+{
+    EntryAt(place) = {};
+    SetLive(static_cast<std::size_t>(LiveCount()) - 1);
 }
 
 void NotificationStore::Clear()
 {
-    EmptyTable(m_table);
+    decltype(m_blocks)().swap(m_blocks);
+    decltype(m_slots)().swap(m_slots);
+    m_shared.Clear();
+    m_end = 0;
     m_cursor = 0;
     m_left = 0;
-    Count();
+    m_visited = Nowhere;
+    SetLive(0);
 }
 
 void NotificationStore::Shrink()
 {
-    if (m_table.empty())
+    if (LiveCount() == 0)
         Clear();
 }
 
 void NotificationStore::BeginRound()
 {
-    m_roundBuckets = m_table.bucket_count();
+    // Gaps are walked over each time around: many more of them than entries are not worth keeping.
+    const auto live = static_cast<std::size_t>(LiveCount());
+    if (m_end - live > 3 * live + BlockPlaces) {
+        try {
+            CloseGaps(SlotsFor(live));
+        } catch (const std::bad_alloc&) {
+            // They stay.
+        }
+    }
     m_roundInsertions = m_insertions;
-    m_left = m_roundBuckets;
+    m_left = m_end;
 }
 
 bool NotificationStore::NextInRound(Entry& entry)
 {
-    // Inserting may move every entry, also when the table keeps its size.
-    if (m_roundInsertions != m_insertions || m_roundBuckets != m_table.bucket_count())
+    if (m_roundInsertions != m_insertions)
         BeginRound();
     while (m_left > 0) {
         --m_left;
-        ++m_slotsVisited;
-        if (m_cursor >= m_table.bucket_count())
+        ++m_placesVisited;
+        if (m_cursor >= m_end)
             m_cursor = 0;
-        const std::size_t slot = m_cursor++;
-        const auto found = m_table.begin(slot);
-        if (found == m_table.end(slot))
+        const std::size_t place = m_cursor++;
+        if (EntryAt(place).path.IsEmpty())
             continue;
-        entry = {found->first, found->second};
+        m_visited = place;
+        entry = EntryAt(place);
         return true;
     }
     return false;
 }
 
+bool NotificationStore::EraseVisited()
+{
+    if (m_visited == Nowhere || EntryAt(m_visited).path.IsEmpty())
+        return false;
+    EraseAt(m_visited);
+    m_visited = Nowhere;
+    return true;
+}
+
 void NotificationStore::ForEach(const std::function<bool(const CString&, const NotificationPtr&)>& visit) const
 {
-    for (const auto& [path, notification] : m_table)
-        if (!visit(path, notification))
+    for (std::size_t place = 0; place < m_end; ++place) {
+        const Entry& entry = EntryAt(place);
+        if (!entry.path.IsEmpty() && !visit(entry.path, entry.notification))
             return;
+    }
+}
+
+std::size_t NotificationStore::TableBytes() const
+{
+    return m_blocks.capacity() * sizeof m_blocks[0] + m_blocks.size() * sizeof(Block) +
+           m_slots.capacity() * sizeof m_slots[0];
 }

@@ -1,17 +1,14 @@
 // The pending changes, one for each path.
 //
 // Paths compare without regard to case; the first spelling is kept. A million
-// paths must stay compact, hence the open-addressing table. The store has no
-// lock of its own: every operation but LiveCount and Counters needs the store's
-// lock of the watcher.
+// paths must stay compact: they stand side by side, in the order in which they
+// came, and a small open-addressing table of their numbers finds them. The
+// store has no lock of its own: every operation but LiveCount and Counters
+// needs the store's lock of the watcher.
 #pragma once
 
 #include "orbwatcher4/OrbFilter.h"
-#include "orbwatcher4/core/Notification.h"
-#include "support/CaseFold.h"
-#include "support/HashMemory.h"
-
-#include <sparsehash/dense_hash_map>
+#include "orbwatcher4/core/SharedNotifications.h"
 
 #include <functional>
 
@@ -23,50 +20,70 @@ public:
         NotificationPtr notification;
     };
 
-    NotificationStore();
-
     NotificationPtr Find(const CString& path) const;
-    // Replaces what is pending for the path. The two paths that the table itself uses ("" and "?") are refused.
+    // Replaces what is pending for the path. "" and "?" are no paths and are refused. Notifications that say the same
+    // become one: nobody may change them any more.
     bool Put(const CString& path, NotificationPtr notification);
     bool Erase(const CString& path);
     void Clear();
-    // Gives the memory of a table that has been emptied back.
+    // Gives the memory of a store that has been emptied back.
     void Shrink();
 
     // Live entries; any thread.
     std::int64_t LiveCount() const { return static_cast<std::int64_t>(m_counters.end - m_counters.begin); }
     const ItemCounters& Counters() const { return m_counters; }
 
-    // Walks the table in its own order from where the last walk ended, once around. Between two steps the
-    // table may be changed. A step that finds the table rebuilt starts the round again, so that no entry is
-    // passed over.
+    // Walks the entries in their order from where the last walk ended, once around. Between two steps the
+    // store may be changed. A step that finds a new entry starts the round again, so that none is passed over.
     void BeginRound();
     bool NextInRound(Entry& entry);
+    // The entry of the last step, without looking for it. False when it is gone already.
+    bool EraseVisited();
 
-    // In the table's own order; the store must not be changed meanwhile. False from `visit` ends the walk.
+    // In the order of the entries; the store must not be changed meanwhile. False from `visit` ends the walk.
     void ForEach(const std::function<bool(const CString&, const NotificationPtr&)>& visit) const;
 
-    // Slots looked at by all walks, for tests of what a walk costs.
-    std::uint64_t SlotsVisited() const { return m_slotsVisited; }
+    // What the store costs, for tests: places looked at by all walks, slots looked at by all look-ups, and the bytes
+    // that it needs beside the paths and the notifications.
+    std::uint64_t SlotsVisited() const { return m_placesVisited; }
+    std::uint64_t SlotsProbed() const { return m_slotsProbed; }
+    std::size_t TableBytes() const;
 
 private:
-    struct HashPath {
-        std::size_t operator()(const CString& path) const { return HashNoCase(path.View()); }
+    static constexpr std::size_t BlockPlaces = 1024;
+    static constexpr std::size_t Nowhere = ~std::size_t{0};
+    // Blocks never move, so that a store that grows needs no second copy of itself.
+    struct Block {
+        std::uint32_t hashes[BlockPlaces];
+        Entry entries[BlockPlaces]; // one without a path is a gap: it was erased
     };
-    struct EqualPath {
-        bool operator()(const CString& l, const CString& r) const { return EqualNoCase(l.View(), r.View()); }
-    };
-    using Table = google::dense_hash_map<CString, NotificationPtr, HashPath, EqualPath,
-                                         HashMemory<std::pair<const CString, NotificationPtr>>>;
 
-    void Count();
+    Entry& EntryAt(std::size_t place) { return m_blocks[place / BlockPlaces]->entries[place % BlockPlaces]; }
+    const Entry& EntryAt(std::size_t place) const
+    {
+        return m_blocks[place / BlockPlaces]->entries[place % BlockPlaces];
+    }
+    std::uint32_t& HashAt(std::size_t place) const
+    {
+        return m_blocks[place / BlockPlaces]->hashes[place % BlockPlaces];
+    }
 
-    Table m_table;
+    std::size_t PlaceOf(const CString& path, std::uint32_t hash) const;
+    void MakeRoom();
+    void CloseGaps(std::size_t slots);
+    void EraseAt(std::size_t place);
+    void SetLive(std::size_t live);
+
+    std::vector<std::unique_ptr<Block>> m_blocks;
+    std::size_t m_end = 0;              // of the places in use, gaps among them
+    std::vector<std::uint32_t> m_slots; // place + 1, from where its hash says onwards; 0: free. Gaps keep theirs
+    SharedNotifications m_shared;
     ItemCounters m_counters;
     std::uint64_t m_insertions = 0;
     std::size_t m_cursor = 0;
-    std::size_t m_left = 0; // slots of the round that are still to be looked at
-    std::size_t m_roundBuckets = 0;
+    std::size_t m_left = 0; // places of the round that are still to be looked at
+    std::size_t m_visited = Nowhere;
     std::uint64_t m_roundInsertions = 0;
-    std::uint64_t m_slotsVisited = 0;
+    std::uint64_t m_placesVisited = 0;
+    mutable std::uint64_t m_slotsProbed = 0;
 };

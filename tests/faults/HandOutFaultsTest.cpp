@@ -1,4 +1,5 @@
 // A pending file that could not be handed out is handed out later.
+#include "support/CaseFold.h"
 #include "tests/faults/FaultyWatcher.h"
 
 #include <array>

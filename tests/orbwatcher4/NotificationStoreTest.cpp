@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
+#include <random>
 #include <set>
 #include <string>
 
@@ -75,24 +77,188 @@ TEST(NotificationStore, AnEntryIsNotPassedOverWhenTheTableGrowsInTheMiddleOfARou
     EXPECT_EQ(seen.size(), 521u);
 }
 
-TEST(NotificationStore, DrainingCostsAConstantNumberOfSlotsPerEntry)
+CString Numbered(int number) { return (L"C:\\folder\\file" + std::to_wstring(number)).c_str(); }
+
+void Fill(NotificationStore& store, int count)
 {
-    const auto slotsPerEntry = [](int count) {
+    for (int i = 0; i < count; ++i)
+        store.Put(Numbered(i), Make());
+}
+
+// As the calls of the service do: each begins a round.
+int Drain(NotificationStore& store)
+{
+    int drained = 0;
+    NotificationStore::Entry entry;
+    for (store.BeginRound(); store.NextInRound(entry); store.BeginRound())
+        drained += store.EraseVisited();
+    return drained;
+}
+
+TEST(NotificationStore, DrainingCostsAConstantNumberOfPlacesPerEntryAndNoLookUp)
+{
+    for (const int count : {1000, 100000}) {
         NotificationStore store;
-        for (int i = 0; i < count; ++i)
-            store.Put((L"C:\\folder\\file" + std::to_wstring(i)).c_str(), Make());
-        const std::uint64_t before = store.SlotsVisited();
-        NotificationStore::Entry entry;
-        for (int i = 0; i < count; ++i) {
-            store.BeginRound(); // as every call of the service does
-            EXPECT_TRUE(store.NextInRound(entry));
-            store.Erase(entry.path);
-        }
+        Fill(store, count);
+        const std::uint64_t probed = store.SlotsProbed();
+        EXPECT_EQ(Drain(store), count);
         EXPECT_EQ(store.LiveCount(), 0);
-        return static_cast<double>(store.SlotsVisited() - before) / count;
+        EXPECT_LE(static_cast<double>(store.SlotsVisited()) / count, 2.0) << count;
+        EXPECT_EQ(store.SlotsProbed(), probed) << count;
+    }
+}
+
+TEST(NotificationStore, AFewEntriesThatStayAreNotPaidForWithThoseThatAreGone)
+{
+    NotificationStore store;
+    Fill(store, 100000);
+    for (int i = 0; i < 99990; ++i)
+        store.Erase(Numbered(i));
+    EXPECT_EQ(Round(store).size(), 10u);
+    const std::uint64_t before = store.SlotsVisited();
+    EXPECT_EQ(Round(store).size(), 10u);
+    EXPECT_LE(store.SlotsVisited() - before, 2000u);
+    EXPECT_LE(store.TableBytes(), 100000u);
+    EXPECT_TRUE(store.Find(Numbered(99995)));
+    EXPECT_FALSE(store.Find(Numbered(5)));
+}
+
+TEST(NotificationStore, NeedsLittleMemoryForAnEntryBesideItsPath)
+{
+    NotificationStore store;
+    Fill(store, 100000);
+    EXPECT_LE(store.TableBytes() / 100000, 40u);
+}
+
+TEST(NotificationStore, LookingUpTakesFewSlotsHoweverMuchIsHeld)
+{
+    for (const int count : {20, 1000, 100000, 195000}) {
+        NotificationStore store;
+        Fill(store, count);
+        const std::uint64_t before = store.SlotsProbed();
+        for (int i = 0; i < count; ++i)
+            EXPECT_TRUE(store.Find(Numbered(i)));
+        EXPECT_LE(static_cast<double>(store.SlotsProbed() - before) / count, 3.0) << count;
+    }
+}
+
+TEST(NotificationStore, KeepsOneNotificationForAllPathsOfWhichTheSameIsToBeSaid)
+{
+    const auto rules = [](const wchar_t* text) {
+        auto notification = Make();
+        notification->firstText = text;
+        return notification;
     };
-    EXPECT_LE(slotsPerEntry(100000), 8.0);
-    EXPECT_LE(slotsPerEntry(1000), 8.0);
+    NotificationStore store;
+    store.Put(L"C:\\a", rules(L"Mail"));
+    store.Put(L"C:\\b", rules(L"Mail"));
+    store.Put(L"C:\\c", rules(L"Photos"));
+    EXPECT_EQ(store.Find(L"C:\\a"), store.Find(L"C:\\b"));
+    EXPECT_NE(store.Find(L"C:\\a"), store.Find(L"C:\\c"));
+    EXPECT_STREQ(store.Find(L"C:\\c")->firstText, L"Photos");
+    store.Put(L"C:\\c", rules(L"Mail"));
+    EXPECT_EQ(store.Find(L"C:\\a"), store.Find(L"C:\\c"));
+}
+
+TEST(NotificationStore, EachDifferenceKeepsNotificationsApart)
+{
+    const auto differing = [](int what) {
+        auto notification = Make();
+        notification->kind = what == 1 ? NotificationKind::Modified : NotificationKind::Added;
+        notification->ruleFlags = what == 2;
+        notification->ruleValue = what == 3;
+        notification->firstText = what == 4 ? L"x" : L"";
+        notification->secondText = what == 5 ? L"x" : L"";
+        notification->timeStamp = what == 6;
+        return notification;
+    };
+    NotificationStore store;
+    std::set<NotificationPtr> all;
+    for (int what = 0; what <= 6; ++what) {
+        store.Put(Numbered(what), differing(what));
+        all.insert(store.Find(Numbered(what)));
+    }
+    EXPECT_EQ(all.size(), 7u);
+}
+
+TEST(NotificationStore, EachDeletionIsItsOwn)
+{
+    NotificationStore store;
+    for (const wchar_t* path : {L"C:\\a", L"C:\\b"}) {
+        auto notification = Make();
+        notification->kind = NotificationKind::Deleted;
+        store.Put(path, notification);
+        EXPECT_EQ(store.Find(path), notification);
+    }
+}
+
+TEST(NotificationStore, WhatWasVisitedIsErasedAlsoWhenTheStoreHasGrownSince)
+{
+    NotificationStore store;
+    Fill(store, 20);
+    store.Erase(Numbered(0));
+    NotificationStore::Entry entry;
+    store.BeginRound();
+    ASSERT_TRUE(store.NextInRound(entry));
+    for (int i = 100; i < 1000; ++i)
+        store.Put(Numbered(i), Make());
+    EXPECT_TRUE(store.EraseVisited());
+    EXPECT_FALSE(store.Find(entry.path));
+    EXPECT_EQ(store.LiveCount(), 918);
+}
+
+TEST(NotificationStore, WhatWasVisitedAndIsGoneCannotBeErasedAgain)
+{
+    NotificationStore store;
+    EXPECT_FALSE(store.EraseVisited());
+    Fill(store, 3);
+    NotificationStore::Entry entry;
+    store.BeginRound();
+    ASSERT_TRUE(store.NextInRound(entry));
+    EXPECT_TRUE(store.Erase(entry.path));
+    store.Put(entry.path, Make(7));
+    EXPECT_FALSE(store.EraseVisited());
+    EXPECT_EQ(store.LiveCount(), 3);
+    ASSERT_TRUE(store.NextInRound(entry));
+    store.Clear();
+    EXPECT_FALSE(store.EraseVisited());
+}
+
+// What a plain table of the same paths would hold, after the same steps.
+TEST(NotificationStore, HoldsWhatAPlainTableHoldsWhateverIsDoneToIt)
+{
+    NotificationStore store;
+    std::map<std::wstring, std::uint64_t> expected;
+    std::minstd_rand random(7);
+    for (std::uint64_t step = 1; step <= 50000; ++step) {
+        const CString path = Numbered(static_cast<int>(random() % (step % 10000 < 7000 ? 3000 : 40)));
+        NotificationStore::Entry entry;
+        switch (random() % 4) {
+        case 0:
+            EXPECT_EQ(store.Erase(path), expected.erase(path.GetString()) != 0);
+            break;
+        case 1:
+            store.BeginRound();
+            ASSERT_EQ(store.NextInRound(entry), !expected.empty());
+            if (expected.empty())
+                break;
+            EXPECT_EQ(expected.at(entry.path.GetString()), entry.notification->timeStamp);
+            expected.erase(entry.path.GetString());
+            EXPECT_TRUE(store.EraseVisited());
+            break;
+        default:
+            store.Put(path, Make(step));
+            expected[path.GetString()] = step;
+        }
+        ASSERT_EQ(store.LiveCount(), static_cast<std::int64_t>(expected.size()));
+    }
+    std::set<std::wstring> paths;
+    for (const auto& [path, value] : expected) {
+        paths.insert(path);
+        ASSERT_TRUE(store.Find(path.c_str()));
+        EXPECT_EQ(store.Find(path.c_str())->timeStamp, value);
+    }
+    EXPECT_EQ(Round(store), paths);
 }
 
 TEST(NotificationStore, CountersHoldTheDistanceBetweenTheElementWords)

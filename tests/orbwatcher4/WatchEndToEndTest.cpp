@@ -1,4 +1,5 @@
 // Real changes on real drives, seen through the engine.
+#include "support/CaseFold.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 
 namespace
