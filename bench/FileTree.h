@@ -1,0 +1,18 @@
+// A tree of many small files, made once and kept for later runs.
+#pragma once
+
+#include "mfc/CString.h"
+
+#include <vector>
+
+struct FileTree {
+    CString root; // without a backslash at the end
+    int folders = 0;
+    int files = 0;
+
+    // Each file, folder by folder.
+    std::vector<CString> Files() const;
+};
+
+// `files` of them in a thousand folders, ten of which lie in one another. Names are in lower case.
+FileTree TreeOf(int files);
