@@ -14,7 +14,7 @@
 namespace
 {
 
-constexpr int rounds = 7;
+constexpr int rounds = 11;
 
 class Counter final : public SmartScanCaller
 {
