@@ -20,6 +20,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <set>
 #include <vector>
 
@@ -232,7 +233,10 @@ private:
     void FileFoundCallback(const wchar_t* path, unsigned __int64 size) override;
     bool ProgressCallback() override;
     void FolderFoundCallback(const wchar_t* path) override;
-    PathOutcome TakeFound(const wchar_t* path);
+    class EnumerationWalk;
+    // `listed`: the attributes, where a folder has just been read that shows them.
+    PathOutcome TakeFound(const wchar_t* path, std::optional<DWORD> listed);
+    bool IsInDeleteMap(const wchar_t* path);
 
     static unsigned __stdcall _WatchThread(void* watcher);
     static unsigned __stdcall _FirstTimeAutoExOverlayUpdater(void* watcher);

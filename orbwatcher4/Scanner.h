@@ -8,10 +8,10 @@
 // and the log says so. No operation throws, except on lack of memory.
 #pragma once
 
-#include "mfc/CEvent.h"
 #include "orbwatcher4/Estimate.h"
 #include "orbwatcher4/OrbFilter.h"
 #include "orbwatcher4/ScanProgress.h"
+#include "orbwatcher4/core/Signal.h"
 #include "orbwatcher4/estimator/FSEntry.h"
 #include "orbwatcher4/estimator/SpinFlag.h"
 
@@ -148,8 +148,8 @@ private:
     bool m_includeHidden = false;
     std::shared_ptr<SpinFlag> m_cacheLock; // goes with the cache
     SpinFlag m_totalsLock{L"estimate's totals"};
-    std::shared_ptr<CEvent> m_abortEvent;
-    std::shared_ptr<CEvent> m_stopEvent;
+    std::shared_ptr<CSignal> m_abortEvent;
+    std::shared_ptr<CSignal> m_stopEvent;
     std::shared_ptr<ScanTally> m_tally; // goes with the cache
     std::unique_ptr<DriveScans> m_scans;
 };

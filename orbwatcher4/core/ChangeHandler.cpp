@@ -115,7 +115,7 @@ void ChangeHandler::OnReadChangesError(DWORD error, const wchar_t* directory)
     });
 }
 
-std::optional<CString> ChangeHandler::NormalizeEventPath(const wchar_t* path)
+std::optional<CString> ChangeHandler::NormalizeEventPath(const wchar_t* path, std::optional<DWORD> listed)
 {
     const CString given(path);
     if (given.IsEmpty() || given.GetLength() > LongestEventPath || m.ownFiles.Contains(given))
@@ -123,7 +123,7 @@ std::optional<CString> ChangeHandler::NormalizeEventPath(const wchar_t* path)
     CString normal = LongForm(given);
     if (normal.IsEmpty() || normal.GetLength() > LongestEventPath)
         return std::nullopt;
-    if (IsDirectory(normal))
+    if (listed ? (*listed & FILE_ATTRIBUTE_DIRECTORY) != 0 : IsDirectory(normal))
         normal = WithBackslash(normal);
     const ObjectLock lock(m.locks, &m.filter);
     m.filter.UpdateJunctionDestination(normal);
@@ -142,12 +142,12 @@ std::optional<ChangeHandler::Classified> ChangeHandler::ClassifyPath(const CStri
     return Classified{answer.decision, std::move(answer.rules)};
 }
 
-bool ChangeHandler::IsHiddenSkipped(const CString& path, const Notification& notification)
+bool ChangeHandler::IsHiddenSkipped(const CString& path, const Notification& notification, std::optional<DWORD> listed)
 {
     if (PathIsRootW(path))
         return false;
     ImpersonateUser(m.userToken);
-    const DWORD attributes = GetFileAttributesW(SystemPath(path));
+    const DWORD attributes = listed ? *listed : GetFileAttributesW(SystemPath(path));
     if (attributes == INVALID_FILE_ATTRIBUTES && IsPassing(GetLastError())) {
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"%s cannot be looked at now: %d", path.GetString(),
                           GetLastError());
@@ -233,9 +233,10 @@ bool ChangeHandler::IsWaiting(const CString& path) const
 }
 
 // The store is left before anything that asks the filters: they come before it in the lock order.
-PathOutcome ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, bool expandDirectory, bool allowInstantRun)
+PathOutcome ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, bool expandDirectory, bool allowInstantRun,
+                                              std::optional<DWORD> listed)
 {
-    const std::optional<CString> path = NormalizeEventPath(eventPath);
+    const std::optional<CString> path = NormalizeEventPath(eventPath, listed);
     if (!path)
         return DroppedAs(eventPath);
     PathOutcome refusal = PathOutcome::NotSelected;
@@ -267,7 +268,7 @@ PathOutcome ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, bool exp
     }
     auto notification = std::make_shared<Notification>();
     FillFromRules(*notification, classified->rules);
-    if (IsHiddenSkipped(*path, *notification)) {
+    if (IsHiddenSkipped(*path, *notification, listed)) {
         g_OrbLog.Log(L"File: %s is Hidden and will be skipped", path->GetString());
         // A vanished file counts as hidden; its deletion is still to be recorded.
         const bool gone = m.IsGone(*path);
@@ -290,7 +291,7 @@ PathOutcome ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, bool exp
     }
     if (allowInstantRun && m_watcher.IsOnlineInstantRunAllowed(*path))
         m_watcher.SignalInstantRunEvent();
-    if (notification->ruleFlags & QueueFlags::ShowOverlay) {
+    if (m.overlay && (notification->ruleFlags & QueueFlags::ShowOverlay)) {
         CString shown = *path;
         if (IsDirectory(shown))
             shown = WithBackslash(shown);

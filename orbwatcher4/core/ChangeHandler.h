@@ -26,14 +26,16 @@ public:
     void OnReadChangesError(DWORD error, const wchar_t* directory) override;
     void OnWatchStarted(DWORD error, const wchar_t* directory) override;
 
-    // A file or folder that is there (again). expandDirectory: a folder's contents, too.
-    PathOutcome ProcessChangedFile(const wchar_t* path, bool expandDirectory, bool allowInstantRun);
+    // A file or folder that is there (again). expandDirectory: a folder's contents, too. `listed`: its attributes,
+    // where somebody has just read them; the disk is asked otherwise.
+    PathOutcome ProcessChangedFile(const wchar_t* path, bool expandDirectory, bool allowInstantRun,
+                                   std::optional<DWORD> listed = std::nullopt);
 
     // A path that waits for backup and cannot be looked at now, its drive being away: it goes on waiting.
     void KeepUnreachable(const wchar_t* path);
 
     // The path as the rules and the store see it; nothing when the event is to be dropped.
-    std::optional<CString> NormalizeEventPath(const wchar_t* path);
+    std::optional<CString> NormalizeEventPath(const wchar_t* path, std::optional<DWORD> listed = std::nullopt);
 
 private:
     struct Classified {
@@ -49,7 +51,8 @@ private:
     std::optional<Classified> ClassifyPath(const CString& path, PathOutcome* refusal = nullptr);
     PathOutcome DroppedAs(const CString& eventPath) const;
     bool IsWaiting(const CString& path) const;
-    bool IsHiddenSkipped(const CString& path, const Notification& notification);
+    bool IsHiddenSkipped(const CString& path, const Notification& notification,
+                         std::optional<DWORD> listed = std::nullopt);
     void AddDirectoryChildren(const CString& path);
     void AddSelectedBelow(const CString& path);
     void ReadEnded(const CString& path, DWORD error);

@@ -52,6 +52,13 @@ void COrbWatcher::RemoveFromDeleteMap(const wchar_t* path)
     MapOf(m->useDrDeleteMap).erase(WithoutBackslash(path)); // as items are
 }
 
+bool COrbWatcher::IsInDeleteMap(const wchar_t* path)
+{
+    const CSingleLock lock(SectionOf(m->useDrDeleteMap));
+    const DeleteMap& map = MapOf(m->useDrDeleteMap);
+    return !map.empty() && map.contains(WithoutBackslash(path));
+}
+
 void COrbWatcher::TrimDeleteMap()
 {
     const CSingleLock lock(SectionOf(m->useDrDeleteMap));

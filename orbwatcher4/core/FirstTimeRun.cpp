@@ -9,6 +9,7 @@
 
 #include <limits>
 #include <optional>
+#include <utility>
 
 namespace
 {
@@ -47,13 +48,33 @@ struct SingleDriveRun {
     CString root;
 };
 
-// What a walk leaves out, as the rules see it.
-class WalkTally final : public WalkObserver
+// How long a file is still what the list of its folder showed.
+constexpr ULONGLONG ListIsGoodFor = 1000; // milliseconds
+
+} // namespace
+
+// What a walk meets, as its folder's list has shown it, and what it leaves out, as the rules see it.
+class COrbWatcher::EnumerationWalk final : public SmartScanCaller, public WalkObserver
 {
 public:
-    explicit WalkTally(WatcherState& state) : m(state) {}
+    explicit EnumerationWalk(COrbWatcher& watcher) : m_watcher(watcher), m(*watcher.m) {}
 
-    void Entering(const CString& folder) override { m.enumeration.SetFolder(folder); }
+    bool ProgressCallback() override { return m_watcher.ProgressCallback(); }
+    void FileFoundCallback(const wchar_t* path, unsigned __int64) override
+    {
+        m.enumeration.CountFile(m_watcher.TakeFound(path, TakeListed()));
+    }
+    void FolderFoundCallback(const wchar_t* path) override
+    {
+        m.enumeration.CountFolder(m_watcher.TakeFound(path, TakeListed()));
+    }
+
+    void Entering(const CString& folder) override
+    {
+        m_enteredAt = GetTickCount64();
+        m.enumeration.SetFolder(folder);
+    }
+    void Shown(std::uint32_t attributes) override { m_listed = attributes; }
     void PassedOver(const CString& path, PathOutcome why) override
     {
         if (why == PathOutcome::Missing || why == PathOutcome::Unreadable)
@@ -64,10 +85,18 @@ public:
     }
 
 private:
-    WatcherState& m;
-};
+    // Of what was shown last. What was shown too long ago is to be asked for again.
+    std::optional<DWORD> TakeListed()
+    {
+        const std::optional<DWORD> listed = std::exchange(m_listed, std::nullopt);
+        return GetTickCount64() - m_enteredAt < ListIsGoodFor ? listed : std::nullopt;
+    }
 
-} // namespace
+    COrbWatcher& m_watcher;
+    WatcherState& m;
+    std::optional<DWORD> m_listed;
+    ULONGLONG m_enteredAt = 0;
+};
 
 int COrbWatcher::StartFirstTimeRun(int reload)
 {
@@ -269,19 +298,22 @@ bool COrbWatcher::EnumerateIncludedFiles(const wchar_t* drive, const wchar_t* pa
         const ObjectLock lock(m->locks, &m->filter);
         lists = m->filter.CollectScanLists(drive);
     }
-    WalkTally tally(*m);
-    return m->filter.ScanSelection(lists, pattern, m->backupHiddenFiles, this, static_cast<HANDLE>(m->stop), &tally);
+    EnumerationWalk walk(*this);
+    return m->filter.ScanSelection(lists, pattern, m->backupHiddenFiles, &walk, static_cast<HANDLE>(m->stop), &walk);
 }
 
 void COrbWatcher::FileFoundCallback(const wchar_t* path, unsigned __int64)
 {
-    m->enumeration.CountFile(TakeFound(path));
+    m->enumeration.CountFile(TakeFound(path, std::nullopt));
 }
 
-void COrbWatcher::FolderFoundCallback(const wchar_t* path) { m->enumeration.CountFolder(TakeFound(path)); }
+void COrbWatcher::FolderFoundCallback(const wchar_t* path)
+{
+    m->enumeration.CountFolder(TakeFound(path, std::nullopt));
+}
 
 // What is pending is known already, unless it is a deletion: the file is there.
-PathOutcome COrbWatcher::TakeFound(const wchar_t* path)
+PathOutcome COrbWatcher::TakeFound(const wchar_t* path, std::optional<DWORD> listed)
 {
     NotificationPtr pending;
     {
@@ -290,9 +322,9 @@ PathOutcome COrbWatcher::TakeFound(const wchar_t* path)
     }
     PathOutcome outcome = PathOutcome::Waiting;
     if (!pending || pending->kind == NotificationKind::Deleted)
-        outcome = m->changeHandler.ProcessChangedFile(path, false, false);
+        outcome = m->changeHandler.ProcessChangedFile(path, false, false, listed);
     // A walk names what has vanished since it was listed, and rules name files that may not be there at all.
-    if (outcome == PathOutcome::Unchanged || !m->IsGone(path))
+    if (IsInDeleteMap(path) && (outcome == PathOutcome::Unchanged || !m->IsGone(path)))
         RemoveFromDeleteMap(path);
     if (outcome == PathOutcome::Unreadable)
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"%s cannot be looked at", path);

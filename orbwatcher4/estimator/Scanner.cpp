@@ -64,8 +64,8 @@ void Scanner::Initialize()
     m_cacheLock = std::make_shared<SpinFlag>(L"estimate's cache");
     m_profileRates.set_empty_key(EmptyProfile);
     m_profileRates.set_deleted_key(NoProfile);
-    m_abortEvent = std::make_shared<CEvent>(false, true);
-    m_stopEvent = std::make_shared<CEvent>(false, true);
+    m_abortEvent = std::make_shared<CSignal>();
+    m_stopEvent = std::make_shared<CSignal>();
     m_fileFolderFilter = MatchesNothing;
     m_tally = std::make_shared<ScanTally>();
     m_scans = std::make_unique<DriveScans>(m_allFilters, *this);

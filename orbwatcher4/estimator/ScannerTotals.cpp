@@ -42,7 +42,7 @@ void Scanner::Count(const FSEntry& entry)
     m_totalSize += entry.size;
 }
 
-bool Scanner::IsAborted() const { return IsSignalled(*m_abortEvent); }
+bool Scanner::IsAborted() const { return m_abortEvent->IsSet(); }
 
 void Scanner::AbortUpdate() { m_abortEvent->SetEvent(); }
 

@@ -31,13 +31,9 @@ DirectoryWalk::DirectoryWalk(OrbFilter& filter, ScanDisk& disk, SmartScanCaller*
     : m_filter(filter),
       m_disk(disk),
       m_caller(caller),
-      m_options(options)
+      m_options(options),
+      m_abort(options.abort)
 {
-}
-
-bool DirectoryWalk::IsAborted() const
-{
-    return m_options.abort && WaitForSingleObject(m_options.abort, 0) != WAIT_TIMEOUT;
 }
 
 bool DirectoryWalk::MayEnter(DWORD attributes, bool includeHidden)
@@ -133,8 +129,10 @@ void DirectoryWalk::ReportFile(const CString& folder, const WIN32_FIND_DATAW& da
         return;
     const CString path = folder + data.cFileName;
     const unsigned __int64 high = data.nFileSizeHigh;
-    if (m_singleFiles.empty() || !m_singleFiles.contains(path))
-        m_caller->FileFoundCallback(path, high << 32 | data.nFileSizeLow);
+    if (!m_singleFiles.empty() && m_singleFiles.contains(path))
+        return;
+    Show(data.dwFileAttributes);
+    m_caller->FileFoundCallback(path, high << 32 | data.nFileSizeLow);
 }
 
 void DirectoryWalk::TakeFolder(CString folder, DWORD attributes)
@@ -146,7 +144,7 @@ void DirectoryWalk::TakeFolder(CString folder, DWORD attributes)
     CString destination;
     switch (GetReparseDestination(m_disk, folder, attributes, destination)) {
     case ReparseResult::NoLink:
-        return TakePlainFolder(folder);
+        return TakePlainFolder(folder, attributes);
     case ReparseResult::Leads:
         return TakeLink(folder, destination);
     case ReparseResult::Unusable:
@@ -154,7 +152,7 @@ void DirectoryWalk::TakeFolder(CString folder, DWORD attributes)
     }
 }
 
-void DirectoryWalk::TakePlainFolder(CString& folder)
+void DirectoryWalk::TakePlainFolder(CString& folder, DWORD attributes)
 {
     JunctionAccess::Forget(m_filter, folder);
     if (!JunctionAccess::AddScanned(m_filter, folder))
@@ -164,7 +162,7 @@ void DirectoryWalk::TakePlainFolder(CString& folder)
         CString root = *spelling;
         JunctionAccess::AddScanned(m_filter, root);
     }
-    Push(folder);
+    Push(folder, attributes);
 }
 
 void DirectoryWalk::TakeLink(const CString& link, CString& destination)
@@ -183,14 +181,23 @@ void DirectoryWalk::TakeLink(const CString& link, CString& destination)
         return PassOverKnown(link, destination);
     }
     JunctionAccess::Remember(m_filter, link, destination);
-    Push(destination);
+    Push(destination, std::nullopt);
 }
 
-void DirectoryWalk::Push(const CString& folder)
+void DirectoryWalk::Push(const CString& folder, std::optional<DWORD> attributes)
 {
     m_folders.push_back(folder);
-    if (m_caller && !JunctionAccess::AreFilesReported(m_filter, folder))
-        m_caller->FolderFoundCallback(folder);
+    if (!m_caller || JunctionAccess::AreFilesReported(m_filter, folder))
+        return;
+    if (attributes)
+        Show(*attributes);
+    m_caller->FolderFoundCallback(folder);
+}
+
+void DirectoryWalk::Show(DWORD attributes) const
+{
+    if (m_options.observer)
+        m_options.observer->Shown(attributes);
 }
 
 bool DirectoryWalk::MatchesPattern(const wchar_t* name) const

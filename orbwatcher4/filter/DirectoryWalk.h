@@ -2,6 +2,7 @@
 #pragma once
 
 #include "orbwatcher4/SmartScanCaller.h"
+#include "orbwatcher4/filter/AbortPoll.h"
 #include "orbwatcher4/filter/ScanBounds.h"
 #include "orbwatcher4/filter/ScanDisk.h"
 #include "orbwatcher4/filter/WalkObserver.h"
@@ -32,7 +33,7 @@ public:
     // Reports a file that is selected by its own path, and reports it no more when a folder brings it again.
     bool TakeFile(const CString& path, unsigned __int64 size);
 
-    bool IsAborted() const;
+    bool IsAborted() { return m_abort.IsSet(); }
     // Tells the observer, when there is one.
     void PassOver(const CString& path, PathOutcome why) const;
     // Whether a sub-folder with these attributes may be entered at all.
@@ -44,16 +45,19 @@ private:
     bool ReadFolder(const CString& folder, bool withSubFolders);
     void ReportFile(const CString& folder, const WIN32_FIND_DATAW& data);
     void TakeFolder(CString folder, DWORD attributes);
-    void TakePlainFolder(CString& folder);
+    void TakePlainFolder(CString& folder, DWORD attributes);
     void PassOverKnown(const CString& folder, const CString& destination) const;
     void TakeLink(const CString& link, CString& destination);
-    void Push(const CString& folder);
+    // With the attributes that the list of its parent shows, where it is met there.
+    void Push(const CString& folder, std::optional<DWORD> attributes);
+    void Show(DWORD attributes) const;
     bool MatchesPattern(const wchar_t* name) const;
 
     OrbFilter& m_filter;
     ScanDisk& m_disk;
     SmartScanCaller* const m_caller;
     const WalkOptions m_options;
+    AbortPoll m_abort;
     CString m_root;
     std::vector<CString> m_folders; // still to be read
     FoldedSet m_singleFiles;        // reported by TakeFile

@@ -50,7 +50,9 @@ std::optional<unsigned __int64> ScanDisk::FileSize(const CString& path)
 DWORD ScanDisk::List(const CString& folder, const wchar_t* pattern, const Take& take)
 {
     WIN32_FIND_DATAW data;
-    const FindHandle search(FindFirstFileW(SystemPath(folder) + pattern, &data));
+    // Short names are not wanted, and much is to be read at once.
+    const FindHandle search(FindFirstFileExW(SystemPath(folder) + pattern, FindExInfoBasic, &data,
+                                             FindExSearchNameMatch, nullptr, FIND_FIRST_EX_LARGE_FETCH));
     if (!search)
         return EndOfList(GetLastError());
     do {

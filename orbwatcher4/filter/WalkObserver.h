@@ -4,6 +4,8 @@
 #include "mfc/CString.h"
 #include "orbwatcher4/EnumerationProgress.h"
 
+#include <cstdint>
+
 // On the walking thread, with no lock held.
 class WalkObserver
 {
@@ -11,6 +13,9 @@ public:
     virtual void Entering(const CString& folder) = 0;
     // A folder that the caller is not told of, or something that is not there or cannot be read.
     virtual void PassedOver(const CString& path, PathOutcome why) = 0;
+    // The attributes of what the caller is told next, as the list of the entered folder shows them. Not said of what
+    // is met otherwise: a folder that the walk begins with, the target of a link, a file that is selected by its path.
+    virtual void Shown(std::uint32_t) {}
 
 protected:
     ~WalkObserver() = default;
