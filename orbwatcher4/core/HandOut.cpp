@@ -4,11 +4,9 @@
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/core/Completes.h"
-#include "orbwatcher4/core/FileFindData.h"
 #include "orbwatcher4/core/WatcherState.h"
 #include "support/FileTimes.h"
 #include "support/Hashes.h"
-#include "support/Impersonation.h"
 #include "support/SystemPath.h"
 #include "support/Wildcard.h"
 
@@ -53,19 +51,15 @@ struct Attributes {
     std::uint64_t size;
 };
 
-// A root has no directory entry of its own.
+// In one call: whether there is a file at all, and what is to be said of it.
 std::optional<Attributes> ReadAttributes(const CString& path)
 {
-    if (PathIsRootW(path)) {
-        WIN32_FILE_ATTRIBUTE_DATA data;
-        if (!GetFileAttributesExW(path, GetFileExInfoStandard, &data))
-            return std::nullopt;
-        return Attributes{data.dwFileAttributes, 0};
-    }
-    WIN32_FIND_DATAW data;
-    if (!GetFileFindData(path, &data))
+    WIN32_FILE_ATTRIBUTE_DATA data;
+    if (!GetFileAttributesExW(SystemPath(path), GetFileExInfoStandard, &data))
         return std::nullopt;
-    return Attributes{data.dwFileAttributes, data.nFileSizeLow | std::uint64_t(data.nFileSizeHigh) << 32};
+    const bool directory = (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+    const std::uint64_t size = data.nFileSizeLow | std::uint64_t(data.nFileSizeHigh) << 32;
+    return Attributes{data.dwFileAttributes, directory ? 0 : size};
 }
 
 void Reset(QueueDatum& out)
@@ -109,7 +103,6 @@ bool COrbWatcher::GetSingleNotification(void* sameRunIds, QueueDatum& out)
 
 bool COrbWatcher::TakePending(void* sameRunIds, QueueDatum& out)
 {
-    const CallerTokenScope token;
     ObjectLock lock(m->locks, &m->store);
     if (m->store.LiveCount() == 0) {
         g_OrbLog.Log(L"No files to move to queue. Exiting.");
@@ -149,15 +142,15 @@ HandOut::HandOut(COrbWatcher& watcher, WatcherState& state, std::set<unsigned __
       m(state),
       m_sameRunIds(sameRunIds),
       m_out(out),
-      m_online(GetMainSettings().IsOnline()),
-      m_backupRunning(COrbWatcher::IsBackupRunning() != 0)
+      m_online(GetMainSettings().IsOnline())
 {
 }
 
 HandOut::Verdict HandOut::Offer(const NotificationStore::Entry& entry)
 {
     const CString& path = entry.path;
-    if (GetFileAttributesW(SystemPath(path)) == INVALID_FILE_ATTRIBUTES) {
+    const std::optional<Attributes> attributes = ReadAttributes(path);
+    if (!attributes) {
         // A drive that is away takes no pending file with it.
         if (!m.IsGone(path))
             return Verdict::Keep;
@@ -169,21 +162,16 @@ HandOut::Verdict HandOut::Offer(const NotificationStore::Entry& entry)
         if (const std::optional<Verdict> verdict = JudgeUploaded(path))
             return *verdict;
     CachedDatum datum;
-    const bool indexed = CIndexDB::GetCachedData(CIndexDB::CalculateUuid(path), datum, 1);
+    const std::uint64_t id = CIndexDB::CalculateUuid(path);
+    const bool indexed = CIndexDB::GetCachedData(id, datum, 1);
     const bool isNew = !indexed || (datum.flags & CachedDatum::NoDeleteRecord);
     FillFromNotification(entry, isNew);
-    const std::optional<Attributes> attributes = ReadAttributes(path);
-    if (!attributes) {
-        g_OrbLog.Log(L"Failed to get file info: %s", path.GetString());
-        return m.IsGone(path) ? Verdict::Drop : Verdict::Keep;
-    }
     const bool directory = (attributes->attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
     m_out.size = attributes->size;
     ReadTimes(path, directory);
     if (!isNew && static_cast<std::uint64_t>(m_out.modificationTime) == datum.modificationTime)
         return Verdict::Drop; // unchanged since it was backed up
-    const std::uint64_t id = CIndexDB::CalculateUuid(path);
-    const bool oncePerRun = m_backupRunning && m_sameRunIds;
+    const bool oncePerRun = m_sameRunIds && IsBackupRunning();
     if (oncePerRun && m_sameRunIds->count(id) != 0) {
         if (datum.flags & CachedDatum::DropSameRunChange)
             return Verdict::Drop;
@@ -195,6 +183,14 @@ HandOut::Verdict HandOut::Offer(const NotificationStore::Entry& entry)
     if (oncePerRun)
         m_sameRunIds->insert(id);
     return Verdict::Give;
+}
+
+// Asked for when it matters, and once.
+bool HandOut::IsBackupRunning()
+{
+    if (!m_backupRunning)
+        m_backupRunning = COrbWatcher::IsBackupRunning() != 0;
+    return *m_backupRunning;
 }
 
 // The online mode has uploaded the file a moment ago: nothing new, or something for a later version.

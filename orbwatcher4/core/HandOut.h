@@ -19,6 +19,7 @@ public:
     Verdict Offer(const NotificationStore::Entry& entry);
 
 private:
+    bool IsBackupRunning();
     std::optional<Verdict> JudgeUploaded(const CString& path);
     void FillFromNotification(const NotificationStore::Entry& entry, bool isNew);
     void ReadTimes(const CString& path, bool directory);
@@ -29,5 +30,5 @@ private:
     std::set<unsigned __int64>* const m_sameRunIds;
     QueueDatum& m_out;
     const bool m_online;
-    const bool m_backupRunning;
+    std::optional<bool> m_backupRunning; // nothing: nobody has asked yet
 };
