@@ -50,14 +50,43 @@ std::optional<nlohmann::json> Parse(const std::string& bytes)
     return read;
 }
 
+// The long form of the data folder, which every name of a kernel object asks for: finding it reads each folder on the
+// way there. Any thread.
+class LongForms
+{
+public:
+    std::wstring Of(const CString& folder)
+    {
+        const CSingleLock lock(m_section);
+        if (folder != m_folder) {
+            std::wstring longForm = Find(folder);
+            if (longForm.empty()) // not there yet, perhaps
+                return folder.GetString();
+            m_longForm = std::move(longForm);
+            m_folder = folder;
+        }
+        return m_longForm;
+    }
+
+private:
+    static std::wstring Find(const CString& folder)
+    {
+        std::wstring longForm(MAX_PATH * 2, L'\0');
+        const DWORD length = GetLongPathNameW(folder, longForm.data(), static_cast<DWORD>(longForm.size()));
+        longForm.resize(length < longForm.size() ? length : 0);
+        return longForm;
+    }
+
+    CCriticalSection m_section;
+    CString m_folder; // that was asked for last
+    std::wstring m_longForm;
+};
+
 // Two processes may name one folder in different ways; all must come to one text.
 CString InstanceOfFolder(const CString& folder)
 {
-    std::wstring path = folder.GetString();
-    std::wstring longForm(MAX_PATH * 2, L'\0');
-    const DWORD length = GetLongPathNameW(path.c_str(), longForm.data(), static_cast<DWORD>(longForm.size()));
-    if (length != 0 && length < longForm.size())
-        path.assign(longForm, 0, length);
+    static LongForms longForms;
+    std::wstring path = longForms.Of(folder);
     std::transform(path.begin(), path.end(), path.begin(),
                    [](wchar_t unit) { return static_cast<wchar_t>(UpperUnit(static_cast<std::uint16_t>(unit))); });
     CString text;

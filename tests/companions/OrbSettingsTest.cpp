@@ -1,6 +1,7 @@
 #include "companions/settings/OrbSettings.h"
 #include "support/Handle.h"
 #include "tests/companions/CompanionTest.h"
+#include "tests/support/ImportedCall.h"
 
 #include <cwchar>
 #include <set>
@@ -273,6 +274,42 @@ TEST_F(OrbSettings, KernelNamesOfOneDataFolderAgreeHoweverItIsSpelt)
     const CString first = settings.GetMainSettingsMutex(L"base");
     UseDataFolder(temp.Path(L"x\\..\\D\u00c4TA") + L"\\");
     EXPECT_EQ(first, settings.GetMainSettingsMutex(L"base"));
+}
+
+int g_longForms = 0;
+
+DWORD WINAPI CountedLongForm(LPCWSTR path, LPWSTR longForm, DWORD size)
+{
+    ++g_longForms;
+    return GetLongPathNameW(path, longForm, size);
+}
+
+TEST_F(OrbSettings, TheFoldersOnTheWayToTheDataFolderAreReadForTheFirstKernelNameAlone)
+{
+    std::filesystem::create_directories(temp.Path(L"once").GetString());
+    UseDataFolder(temp.Path(L"once"));
+    const ImportedCall longForm(L"OrbSettings.dll", "GetLongPathNameW", CountedLongForm);
+    g_longForms = 0;
+    const CString first = settings.GetMainSettingsMutex(L"base");
+    for (int i = 0; i < 10; ++i)
+        EXPECT_EQ(settings.GetMainSettingsMutex(L"base"), first);
+    EXPECT_EQ(g_longForms, 1);
+}
+
+DWORD WINAPI NoLongForm(LPCWSTR, LPWSTR, DWORD)
+{
+    ++g_longForms;
+    return 0;
+}
+
+TEST_F(OrbSettings, ADataFolderWhoseLongFormCannotBeFoundIsLookedForAgain)
+{
+    UseDataFolder(temp.Path(L"missing"));
+    const ImportedCall longForm(L"OrbSettings.dll", "GetLongPathNameW", NoLongForm);
+    g_longForms = 0;
+    const CString first = settings.GetMainSettingsMutex(L"base");
+    EXPECT_EQ(settings.GetMainSettingsMutex(L"base"), first);
+    EXPECT_EQ(g_longForms, 2);
 }
 
 TEST_F(OrbSettings, TheInstanceOfTheSettingsNamesKernelObjects)
