@@ -1,5 +1,6 @@
 // Recounting from the cache.
 #include "tests/estimator/ScannerFixture.h"
+#include "tests/support/ImportedCall.h"
 
 #include <cmath>
 #include <thread>
@@ -224,6 +225,40 @@ TEST_F(Totals, AFindThatNoDiskCanHaveCountsAndIsNotCached)
     scanner.FileFoundCallback(L"C:\\?\\x", 4);
     EXPECT_EQ(scanner.GetTotalSize(), 7.0);
     EXPECT_TRUE(ScannerAccess::Cache(scanner)->empty());
+}
+
+int g_waits = 0;
+int g_looks = 0;
+
+DWORD WINAPI CountedWait(HANDLE handle, DWORD milliseconds)
+{
+    ++g_waits;
+    return WaitForSingleObjectEx(handle, milliseconds, FALSE);
+}
+DWORD WINAPI CountedAttributes(LPCWSTR)
+{
+    ++g_looks;
+    return FILE_ATTRIBUTE_NORMAL;
+}
+
+TEST_F(Totals, AFileIsOneQuestionToTheDiskAndNoOtherCallOfTheSystem)
+{
+    Select();
+    const auto waitsOfARecount = [&] {
+        const ImportedCall wait(nullptr, "WaitForSingleObject", CountedWait);
+        const ImportedCall attributes(nullptr, "GetFileAttributesW", CountedAttributes);
+        g_waits = g_looks = 0;
+        scanner.UpdateTotals();
+        return g_waits;
+    };
+    for (int i = 0; i < 10; ++i)
+        Find(L"a" + std::to_wstring(i));
+    const int few = waitsOfARecount();
+    EXPECT_EQ(g_looks, 10);
+    for (int i = 10; i < 500; ++i)
+        Find(L"a" + std::to_wstring(i));
+    EXPECT_EQ(waitsOfARecount(), few);
+    EXPECT_EQ(g_looks, 500);
 }
 
 } // namespace
