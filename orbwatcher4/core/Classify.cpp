@@ -30,7 +30,8 @@ Classification Classify(OrbFilter& primary, OrbFilter& secondary, ObjectLockTabl
     {
         // Its rules go along with the change; its opinion does not count.
         const ObjectLock lock(locks, &secondary);
-        secondary.CheckForInclusion(path, &answer.rules, false, false);
+        if (secondary.HasRules())
+            secondary.CheckForInclusion(path, &answer.rules, false, false);
     }
     const ObjectLock lock(locks, &primary);
     if (primary.IsSkipAdvancedFilterCheck(path, answer.rules))

@@ -22,7 +22,7 @@ void FillFromRules(Notification& notification, const FilterList& rules)
         if (rule.pluginName.IsEmpty()) {
             notification.ruleFlags |= QueueFlags::RuleWithoutText;
         } else if (texts.Find(rule.pluginName.GetString()) < 0) {
-            texts += rule.pluginName;
+            texts = texts.IsEmpty() ? rule.pluginName : texts + rule.pluginName; // the first one is shared
             numbers += std::to_wstring(rule.pluginId);
             if (i + 1 < rules.size()) {
                 texts += L':';

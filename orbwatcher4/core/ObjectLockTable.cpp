@@ -8,7 +8,7 @@ void ObjectLockTable::SetRank(const void* object, LockRank rank, const wchar_t* 
     entry.name = name;
 }
 
-void ObjectLockTable::Lock(const void* object)
+RankedSection& ObjectLockTable::Lock(const void* object)
 {
     RankedSection* section;
     {
@@ -19,6 +19,7 @@ void ObjectLockTable::Lock(const void* object)
         section = entry.section.get();
     }
     section->Lock();
+    return *section;
 }
 
 void ObjectLockTable::Unlock(const void* object)

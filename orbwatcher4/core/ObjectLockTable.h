@@ -8,13 +8,15 @@
 
 #include <map>
 #include <memory>
+#include <utility>
 
 class ObjectLockTable
 {
 public:
     // Where the object's lock stands in the lock order. Before its first use.
     void SetRank(const void* object, LockRank rank, const wchar_t* name);
-    void Lock(const void* object);
+    // The lock as it is now held: leaving that needs no second look at the table.
+    RankedSection& Lock(const void* object);
     // Nothing happens for an object that was never locked.
     void Unlock(const void* object);
 
@@ -42,19 +44,17 @@ public:
 
     void Enter()
     {
-        if (!m_inside)
-            m_table.Lock(m_object);
-        m_inside = true;
+        if (!m_held)
+            m_held = &m_table.Lock(m_object);
     }
     void Leave()
     {
-        if (m_inside)
-            m_table.Unlock(m_object);
-        m_inside = false;
+        if (RankedSection* const held = std::exchange(m_held, nullptr))
+            held->Unlock();
     }
 
 private:
     ObjectLockTable& m_table;
     const void* const m_object;
-    bool m_inside = false;
+    RankedSection* m_held = nullptr;
 };
