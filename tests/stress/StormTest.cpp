@@ -243,7 +243,7 @@ private:
 
 TEST_F(Storm, NothingIsMissedAndNothingIsStuck)
 {
-    const unsigned rounds = FromEnvironment("ORB_STORM_ROUNDS", 5), seed = FromEnvironment(L"ORB_STORM_SEED", 1);
+    const unsigned rounds = FromEnvironment("ORB_STORM_ROUNDS", 5), seed = FromEnvironment("ORB_STORM_SEED", 1);
     std::mt19937 random(seed);
     std::vector<Event> events{Event::StoppedAndStarted, Event::StartedWithAnEnumeration, Event::Killed,
                               Event::DriveGoesAndComes, Event::RulesAdded};
