@@ -82,7 +82,7 @@ void RequireNoGrowth(const Holdings& before, const Holdings& after)
 
 void Idle()
 {
-    const unsigned seconds = FromEnvironment(L"ORB_IDLE_SECONDS", 60);
+    const unsigned seconds = FromEnvironment("ORB_IDLE_SECONDS", 60);
     const TempFolder folder;
     const DataOfItsOwn data(folder);
     const Drives attached(folder);
