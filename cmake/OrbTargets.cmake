@@ -3,6 +3,10 @@
 add_library(orb_options INTERFACE)
 target_include_directories(orb_options INTERFACE ${CMAKE_SOURCE_DIR})
 target_compile_options(orb_options INTERFACE -Wall -Wextra -Werror -Wnon-virtual-dtor -Woverloaded-virtual)
+if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+    # GCC 12 sees overlapping copies where a string is added to a literal (its bug 105651).
+    target_compile_options(orb_options INTERFACE -Wno-restrict)
+endif()
 if(WIN32)
     target_compile_definitions(orb_options INTERFACE
         UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00 WINVER=0x0A00)
@@ -65,5 +69,6 @@ if(WIN32 AND CMAKE_CROSSCOMPILING)
         execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${dll}
             OUTPUT_VARIABLE path OUTPUT_STRIP_TRAILING_WHITESPACE)
         file(COPY ${path} DESTINATION ${CMAKE_BINARY_DIR}/bin FOLLOW_SYMLINK_CHAIN)
+        list(APPEND ORB_RUNTIME_DLLS ${CMAKE_BINARY_DIR}/bin/${dll})
     endforeach()
 endif()

@@ -1,0 +1,70 @@
+# What "cmake --install" puts where, and the ZIP that CPack makes of it: the DLLs with those of the compiler that they
+# need, headers, import libraries, a CMake package, the host program, the documentation and the licences.
+set(include_dir include/OrbWatcher4)
+set(package_dir lib/cmake/OrbWatcher4)
+set(doc_dir share/doc/OrbWatcher4)
+
+set(shipped_dlls OrbWatcher4 OrbSettings OrbIndexDB OrbLogging ReadersWriters OnlineHandler)
+# The strings and locks in which the interfaces are written are linked into each program.
+set(shipped_archives mfc support)
+
+install(TARGETS ${shipped_dlls} orbwatch RUNTIME DESTINATION bin ARCHIVE DESTINATION lib)
+install(TARGETS ${shipped_archives} ARCHIVE DESTINATION lib/OrbWatcher4)
+install(FILES ${ORB_RUNTIME_DLLS} DESTINATION bin)
+
+# The public headers, and those that they include.
+install(FILES
+    orbwatcher4/EnumerationProgress.h
+    orbwatcher4/Estimate.h
+    orbwatcher4/Export.h
+    orbwatcher4/ExtProperties.h
+    orbwatcher4/OrbFilter.h
+    orbwatcher4/OrbWatcher.h
+    orbwatcher4/QueueDatum.h
+    orbwatcher4/ScanProgress.h
+    orbwatcher4/Scanner.h
+    orbwatcher4/SmartScanCaller.h
+    DESTINATION ${include_dir}/orbwatcher4)
+install(FILES orbwatcher4/core/Notification.h DESTINATION ${include_dir}/orbwatcher4/core)
+install(FILES orbwatcher4/estimator/FSEntry.h orbwatcher4/estimator/ScanTally.h orbwatcher4/estimator/SpinFlag.h
+    orbwatcher4/estimator/FileExtension.h
+    DESTINATION ${include_dir}/orbwatcher4/estimator)
+install(FILES orbwatcher4/filter/Filter.h orbwatcher4/filter/FilterRegex.h orbwatcher4/filter/RuleSet.h
+    orbwatcher4/filter/ScanLists.h orbwatcher4/filter/WalkObserver.h
+    DESTINATION ${include_dir}/orbwatcher4/filter)
+install(FILES mfc/CCriticalSection.h mfc/CEvent.h mfc/CString.h DESTINATION ${include_dir}/mfc)
+install(FILES support/Handle.h support/HashMemory.h support/Hashes.h support/LockOrder.h support/RankedSection.h
+    DESTINATION ${include_dir}/support)
+install(FILES companions/indexdb/OrbIndexDB.h DESTINATION ${include_dir}/companions/indexdb)
+install(FILES companions/logging/OrbLogging.h DESTINATION ${include_dir}/companions/logging)
+install(FILES companions/online/OnlineCallbackHandler.h DESTINATION ${include_dir}/companions/online)
+install(FILES companions/readerswriters/ReadersWriters.h DESTINATION ${include_dir}/companions/readerswriters)
+install(FILES companions/settings/OrbSettings.h DESTINATION ${include_dir}/companions/settings)
+
+# The hash tables that public headers name. Resolved: the folder may be a link.
+foreach(folder sparsehash google)
+    file(REAL_PATH ${ORB_DEPS}/include/${folder} real)
+    install(DIRECTORY ${real}/ DESTINATION ${include_dir}/${folder})
+endforeach()
+
+include(CMakePackageConfigHelpers)
+configure_package_config_file(cmake/OrbWatcher4Config.cmake.in ${CMAKE_BINARY_DIR}/OrbWatcher4Config.cmake
+    INSTALL_DESTINATION ${package_dir})
+write_basic_package_version_file(${CMAKE_BINARY_DIR}/OrbWatcher4ConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${CMAKE_BINARY_DIR}/OrbWatcher4Config.cmake ${CMAKE_BINARY_DIR}/OrbWatcher4ConfigVersion.cmake
+    DESTINATION ${package_dir})
+
+install(FILES README.md DESTINATION ${doc_dir})
+install(DIRECTORY docs/ DESTINATION ${doc_dir}/docs)
+install(DIRECTORY examples/ DESTINATION ${doc_dir}/examples)
+# Of what is linked in or shipped beside; tools/bootstrap collects them.
+if(EXISTS ${ORB_DEPS}/licences)
+    install(DIRECTORY ${ORB_DEPS}/licences/ DESTINATION ${doc_dir}/licences)
+endif()
+
+set(CPACK_GENERATOR ZIP)
+set(CPACK_PACKAGE_NAME OrbWatcher4)
+set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+set(CPACK_PACKAGE_FILE_NAME OrbWatcher4-${PROJECT_VERSION}-win64)
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "The file-system watcher library of a backup product")
+include(CPack)

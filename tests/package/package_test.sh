@@ -1,0 +1,71 @@
+#!/usr/bin/env bash
+# Installs the build tree that is named into an empty folder, builds the examples against what was installed alone, and
+# runs them. Prints "ok" or "FAILED" and what was tried, a line each. tools/test runs it.
+#   package_test.sh TREE
+. "$(dirname "${BASH_SOURCE[0]}")/../../tools/lib.sh"
+wine_env
+
+TREE=$BUILD/$1
+PLACE=$BUILD/package-test
+ROOT_DIR=$PLACE/installed
+DRIVE=$PREFIX/drive_c/orb-package-tests
+
+try() {
+    local what=$1
+    shift
+    if "$@"; then printf 'ok %s\n' "$what"; else printf 'FAILED %s\n' "$what"; fi
+}
+
+installs() { cmake --install "$TREE" --prefix "$ROOT_DIR" --strip; }
+
+builds() {
+    cp -R "$ROOT_DIR/share/doc/OrbWatcher4/examples/$1" "$PLACE/$1" &&
+        cmake -S "$PLACE/$1" -B "$PLACE/$1/build" -G Ninja -DCMAKE_BUILD_TYPE=Release \
+            -DCMAKE_TOOLCHAIN_FILE="$ROOT/cmake/mingw-w64.cmake" -DCMAKE_PREFIX_PATH="$ROOT_DIR" \
+            -DCMAKE_FIND_ROOT_PATH="$ROOT_DIR" &&
+        cmake --build "$PLACE/$1/build"
+}
+
+# wait_for FILE TEXT: until the text stands in the file, half a minute at most.
+wait_for() {
+    local try
+    for try in {1..300}; do
+        grep -q -F "$2" "$1" && return
+        sleep 0.1
+    done
+    cat "$1"
+    return 1
+}
+
+# A new file, made by another program of the prefix. Wine tells of changes in folders that were opened, from the top
+# down, while they are watched.
+changes() {
+    local all='C:\orb-package-tests'
+    timeout --signal=KILL 60 "$WINE" cmd.exe /c \
+        "dir $all && dir $all\\$1 && dir $all\\$1\\watched && echo new> $all\\$1\\watched\\file.txt" </dev/null
+}
+
+# An example tells what changes after it has said "ready", the folder first, which is new to it. Then it ends by itself.
+runs() {
+    local program=$PLACE/$1/build/$1.exe tree=$DRIVE/$1 said=$PLACE/$1/said status=0 running
+    mkdir -p "$tree/data" "$tree/watched"
+    printf '<Data><Item path="%s" type="1" includeSub="1"/></Data>' "C:\\orb-package-tests\\$1\\watched" >"$tree/selection.xml"
+    ORB_DATA_FOLDER="C:\\orb-package-tests\\$1\\data" timeout --signal=KILL 120 "$WINE" "$program" \
+        "C:\\orb-package-tests\\$1\\selection.xml" "C:\\orb-package-tests\\$1\\index.db" 2 >"$said" 2>&1 </dev/null &
+    running=$!
+    wait_for "$said" ready && changes "$1" && wait_for "$said" 'file.txt' || status=1
+    wait "$running" || status=1
+    grep -q -F ended "$said" || status=1
+    [ $status -eq 0 ] || cat "$said"
+    return $status
+}
+
+rm -rf "$PLACE" "$DRIVE"
+mkdir -p "$PLACE"
+try "installing" installs
+for example in "$ROOT_DIR"/share/doc/OrbWatcher4/examples/*/; do
+    name=$(basename "$example")
+    try "building the example $name against the installed package alone" builds "$name"
+    try "running the example $name" runs "$name"
+done
+rm -rf "$DRIVE"
