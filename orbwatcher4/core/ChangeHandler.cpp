@@ -147,7 +147,9 @@ bool ChangeHandler::IsHiddenSkipped(const CString& path, const Notification& not
     if (PathIsRootW(path))
         return false;
     ImpersonateUser(m.userToken);
-    const DWORD attributes = listed ? *listed : GetFileAttributesW(SystemPath(path));
+    // A list may be behind the file, that of a file with several names for long: it keeps none out.
+    const bool shown = listed && !(*listed & FILE_ATTRIBUTE_HIDDEN);
+    const DWORD attributes = shown ? *listed : GetFileAttributesW(SystemPath(path));
     if (attributes == INVALID_FILE_ATTRIBUTES && IsPassing(GetLastError())) {
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"%s cannot be looked at now: %d", path.GetString(),
                           GetLastError());

@@ -27,7 +27,7 @@ public:
     void OnWatchStarted(DWORD error, const wchar_t* directory) override;
 
     // A file or folder that is there (again). expandDirectory: a folder's contents, too. `listed`: its attributes,
-    // where somebody has just read them; the disk is asked otherwise.
+    // where somebody has just read them; the disk is asked otherwise, and before they keep anything out.
     PathOutcome ProcessChangedFile(const wchar_t* path, bool expandDirectory, bool allowInstantRun,
                                    std::optional<DWORD> listed = std::nullopt);
 
