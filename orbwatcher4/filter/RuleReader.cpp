@@ -80,11 +80,13 @@ void ReadKind(const CMarkup& item, Filter& rule)
 
 FilterPtr RuleReader::NewRule()
 {
-    if (m_usedOfBlock == RulesInBlock) {
-        m_block = std::make_shared<Block>();
+    if (m_usedOfBlock == m_rulesInBlock) {
+        const std::size_t rules = std::min(2 * m_rulesInBlock + 1, MostInBlock);
+        m_block = std::make_shared<Filter[]>(rules);
+        m_rulesInBlock = rules;
         m_usedOfBlock = 0;
     }
-    return FilterPtr(m_block, &(*m_block)[m_usedOfBlock++]);
+    return FilterPtr(m_block, &m_block[m_usedOfBlock++]);
 }
 
 CString RuleReader::ReadInfo(const CMarkup& item)

@@ -7,7 +7,6 @@
 
 #include "orbwatcher4/filter/Filter.h"
 
-#include <array>
 #include <cstddef>
 #include <memory>
 #include <string_view>
@@ -57,17 +56,18 @@ public:
     void ReadAdvanced(const CMarkup& item, FilterList& rules);
 
 private:
-    // Rules come in blocks: a large selection has very many of them, and they go together, too.
-    static constexpr std::size_t RulesInBlock = 64;
-    using Block = std::array<Filter, RulesInBlock>;
+    // Rules come in blocks: a large selection has very many of them, and they go together, too. Each block is larger
+    // than the one before, so that a rule that is added alone keeps no memory for others.
+    static constexpr std::size_t MostInBlock = 64;
 
     FilterPtr NewRule();
     CString ReadInfo(const CMarkup& item);
     CString ReadMask(const CMarkup& item);
 
     RuleLog& m_log;
-    std::shared_ptr<Block> m_block;
-    std::size_t m_usedOfBlock = RulesInBlock;
+    std::shared_ptr<Filter[]> m_block;
+    std::size_t m_rulesInBlock = 0;
+    std::size_t m_usedOfBlock = 0;
     // Of the last item that had one.
     CString m_info;
     CString m_mask;

@@ -120,11 +120,19 @@ TEST_F(ReadingRules, RulesShareTheTextsThatTheirItemsRepeatAndTheirMemory)
 {
     const wchar_t* const item =
         L"path=\"C:\\a\" type=\"1\" pluginName=\"Mail\" mask=\".doc;.odt\" additionalInfo=\"x\"";
+    Read(item); // the first one stands alone
     const FilterPtr first = Read(item).at(0), second = Read(item).at(0);
     EXPECT_EQ(first->pluginName.GetString(), second->pluginName.GetString());
     EXPECT_EQ(first->mask.GetString(), second->mask.GetString());
     EXPECT_EQ(first->additionalInfo.GetString(), second->additionalInfo.GetString());
     EXPECT_FALSE(first.owner_before(second) || second.owner_before(first));
+}
+
+TEST_F(ReadingRules, TheFirstRuleOfAFileKeepsNoMemoryForOthers)
+{
+    const std::weak_ptr<Filter> first = Read(L"path='C:\\a'").at(0);
+    const FilterPtr second = Read(L"path='C:\\b'").at(0);
+    EXPECT_TRUE(first.expired());
 }
 
 TEST_F(ReadingRules, AnItemOfOtherTextsHasItsOwn)
