@@ -5,6 +5,7 @@
 #include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/core/Completes.h"
 #include "orbwatcher4/core/WatcherState.h"
+#include "support/Backslash.h"
 #include "support/FileTimes.h"
 #include "support/Hashes.h"
 #include "support/SystemPath.h"
@@ -51,15 +52,24 @@ struct Attributes {
     std::uint64_t size;
 };
 
-// In one call: whether there is a file at all, and what is to be said of it.
+// Of a path that ends in a backslash the attributes may be those of a link's target.
+DWORD OwnAttributes(const CString& folder, DWORD found)
+{
+    if (!EndsInBackslash(folder) || PathIsRootW(folder))
+        return found;
+    const DWORD own = GetFileAttributesW(SystemPath(WithoutBackslash(folder)));
+    return own == INVALID_FILE_ATTRIBUTES ? found : own;
+}
+
+// For a file in one call: whether there is one at all, and what is to be said of it.
 std::optional<Attributes> ReadAttributes(const CString& path)
 {
     WIN32_FILE_ATTRIBUTE_DATA data;
     if (!GetFileAttributesExW(SystemPath(path), GetFileExInfoStandard, &data))
         return std::nullopt;
-    const bool directory = (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-    const std::uint64_t size = data.nFileSizeLow | std::uint64_t(data.nFileSizeHigh) << 32;
-    return Attributes{data.dwFileAttributes, directory ? 0 : size};
+    if (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
+        return Attributes{OwnAttributes(path, data.dwFileAttributes), 0};
+    return Attributes{data.dwFileAttributes, data.nFileSizeLow | std::uint64_t(data.nFileSizeHigh) << 32};
 }
 
 void Reset(QueueDatum& out)

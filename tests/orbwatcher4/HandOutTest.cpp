@@ -3,6 +3,7 @@
 #include "companions/settings/OrbSettings.h"
 #include "support/Hashes.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
+#include "tests/support/ImportedCall.h"
 
 namespace
 {
@@ -66,6 +67,24 @@ TEST_F(HandOuts, ADirectoryReportsItsCreationTimeAsModificationTime)
     EXPECT_TRUE(datum.flags & 0x04);
     EXPECT_FALSE(datum.flags & 0x02);
     EXPECT_EQ(datum.modificationTime, datum.creationTime);
+}
+
+// With its backslash the path of a link is that of the folder which it leads to.
+DWORD WINAPI AttributesOfLink(LPCWSTR path)
+{
+    const std::wstring_view text = path;
+    return FILE_ATTRIBUTE_DIRECTORY | (text.ends_with(L'\\') ? 0 : FILE_ATTRIBUTE_REPARSE_POINT);
+}
+
+TEST_F(HandOuts, ALinkToAFolderHasItsOwnAttributes)
+{
+    MakeFolder(L"link");
+    Handler().OnFileAdded(InTree(L"link"));
+    QueueDatum datum;
+    const ImportedCall attributes(nullptr, "GetFileAttributesW", AttributesOfLink);
+    ASSERT_TRUE(Next(datum));
+    EXPECT_STREQ(datum.path, InTree(L"link\\"));
+    EXPECT_EQ(datum.attributes, DWORD(FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT));
 }
 
 TEST_F(HandOuts, AnEmptyStoreLogsOnEveryCall)
