@@ -89,9 +89,12 @@ bool IndexStatement::Step()
     const int status = sqlite3_step(m_statement.get());
     if (status == SQLITE_ROW)
         return true;
-    if (status != SQLITE_DONE)
-        throw LastErrorOf(sqlite3_db_handle(m_statement.get()));
-    return false;
+    if (status == SQLITE_DONE)
+        return false;
+    const IndexError error = LastErrorOf(sqlite3_db_handle(m_statement.get()));
+    // One that was refused its turn goes on waiting for it, and what others read on the connection then stays read.
+    Rewind();
+    throw error;
 }
 
 std::int64_t IndexStatement::Integer(int column) const { return sqlite3_column_int64(m_statement.get(), column); }
