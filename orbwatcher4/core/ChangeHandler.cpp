@@ -332,7 +332,7 @@ void ChangeHandler::ProcessModified(const wchar_t* eventPath)
         DropPending(*path);
         return;
     }
-    NotificationPtr notification;
+    std::shared_ptr<Notification> notification;
     {
         const ObjectLock lock(m.locks, &m.store);
         const NotificationPtr pending = m.store.Find(*path);

@@ -9,7 +9,7 @@
 
 enum class NotificationKind : std::int32_t { Added = 0, Modified = 1, Deleted = 2 };
 
-// Not changed any more once it is in the store: a path's state changes by replacement.
+// Not changed any more once it is in the store, where many paths may share it: a path's state changes by replacement.
 struct Notification {
     CString firstText;  // the texts of the rules that selected the path, joined by ":"
     CString secondText; // their numbers, in the same positions
@@ -18,7 +18,7 @@ struct Notification {
     std::uint32_t ruleValue = 0;
     std::uint64_t timeStamp = 0; // FILETIME of the deletion; 0 for the other kinds
 };
-using NotificationPtr = std::shared_ptr<Notification>;
+using NotificationPtr = std::shared_ptr<const Notification>;
 
 // Takes over what the matched rules say, first to last: text, number, flags and value.
 void FillFromRules(Notification& notification, const FilterList& rules);

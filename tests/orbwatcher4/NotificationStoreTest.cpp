@@ -10,7 +10,7 @@
 namespace
 {
 
-NotificationPtr Make(std::uint64_t value = 0)
+std::shared_ptr<Notification> Make(std::uint64_t value = 0)
 {
     auto notification = std::make_shared<Notification>();
     notification->timeStamp = value;
