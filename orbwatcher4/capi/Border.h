@@ -1,0 +1,106 @@
+// The border between the C functions and the classes behind them: what comes in
+// is checked, what goes out is copied, and no exception gets through. Any thread.
+#pragma once
+
+#include "orbwatcher4/OrbWatcherC.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <new>
+#include <string>
+#include <string_view>
+
+static_assert(sizeof(wchar_t) == 2, "the texts of the interface are UTF-16");
+
+// Thrown inside a call: how it ends. Without a reason, the text of the code is the reason.
+struct Refused {
+    OrbResult code;
+    std::wstring why = {};
+};
+
+// Of the calling thread; see OrbLastFailure.
+void ForgetFailure() noexcept;
+OrbResult NoteFailure(OrbResult code, std::wstring_view why = {}) noexcept;
+
+// The body of every function that tells a result.
+template <typename Work>
+OrbResult Guarded(Work&& work) noexcept
+{
+    ForgetFailure();
+    try {
+        return work();
+    } catch (const Refused& refused) {
+        return NoteFailure(refused.code, refused.why);
+    } catch (const std::bad_alloc&) {
+        return NoteFailure(ORB_NO_MEMORY);
+    } catch (...) {
+        return NoteFailure(ORB_FAILED);
+    }
+}
+
+template <typename Object>
+Object& Required(Object* object)
+{
+    if (!object)
+        throw Refused{ORB_BAD_ARGUMENT, L"a pointer is null"};
+    return *object;
+}
+
+// A struct that may end before its last fields has a size of its own here.
+template <typename Struct>
+inline constexpr std::size_t ShorterSize = sizeof(Struct);
+template <>
+inline constexpr std::size_t ShorterSize<OrbWatcherOptions> = offsetof(OrbWatcherOptions, secondaryRules);
+template <>
+inline constexpr std::size_t ShorterSize<OrbPendingFile> = offsetof(OrbPendingFile, ruleTexts);
+template <>
+inline constexpr std::size_t ShorterSize<OrbIndexOptions> = offsetof(OrbIndexOptions, sizeLimit);
+template <>
+inline constexpr std::size_t ShorterSize<OrbEnumerationProgress> = offsetof(OrbEnumerationProgress, folder);
+template <>
+inline constexpr std::size_t ShorterSize<OrbEstimateOptions> = offsetof(OrbEstimateOptions, excludedEndings);
+template <>
+inline constexpr std::size_t ShorterSize<OrbEstimateTotals> = offsetof(OrbEstimateTotals, leftOutFiles);
+
+// Before anything is done: a caller whose struct cannot be filled must lose nothing.
+template <typename Struct>
+void RequireSize(const Struct* given)
+{
+    const std::size_t size = Required(given).size;
+    if (size != sizeof(Struct) && size != ShorterSize<Struct>)
+        throw Refused{ORB_BAD_SIZE};
+}
+
+// The caller's struct; fields that it does not have are zero.
+template <typename Struct>
+Struct CopyIn(const Struct* given)
+{
+    RequireSize(given);
+    Struct copy = {};
+    std::memcpy(&copy, given, given->size);
+    return copy;
+}
+
+template <typename Struct>
+void CopyOut(Struct& filled, Struct* given)
+{
+    filled.size = given->size;
+    std::memcpy(given, &filled, given->size);
+}
+
+// A text of the caller's, which may be null or empty.
+std::wstring OptionalText(const wchar_t* text);
+std::wstring RequiredText(const wchar_t* text);
+
+// What does not fit is cut off.
+template <std::size_t Capacity>
+void PutText(wchar_t (&field)[Capacity], std::wstring_view text)
+{
+    const std::size_t length = std::min(text.size(), Capacity - 1);
+    std::copy_n(text.data(), length, field);
+    field[length] = 0;
+}
+
+// Into a buffer of the caller's, as the header says of OrbLastFailure.
+OrbResult GiveText(std::wstring_view text, wchar_t* buffer, uint32_t capacity, uint32_t* needed);

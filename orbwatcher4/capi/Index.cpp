@@ -1,0 +1,141 @@
+// The index, as a service keeps it.
+#include "companions/indexdb/OrbIndexDB.h"
+#include "orbwatcher4/capi/Border.h"
+
+#include <memory>
+#include <mutex>
+
+struct OrbIndexObject {
+    std::mutex lock;
+    CIndexDB database; // guarded by lock
+};
+
+namespace
+{
+
+OrbResult CodeOf(CIndexDB::Error error)
+{
+    switch (error) {
+    case CIndexDB::Error::Locked:
+        return ORB_INDEX_LOCKED;
+    case CIndexDB::Error::ReadOnly:
+        return ORB_INDEX_READ_ONLY;
+    case CIndexDB::Error::Corrupt:
+        return ORB_INDEX_CORRUPT;
+    case CIndexDB::Error::Newer:
+        return ORB_INDEX_NEWER;
+    case CIndexDB::Error::Full:
+        return ORB_INDEX_FULL;
+    case CIndexDB::Error::NotFound:
+        return ORB_INDEX_NOT_FOUND;
+    case CIndexDB::Error::None:
+    case CIndexDB::Error::Failed:
+        break;
+    }
+    return ORB_INDEX_FAILED;
+}
+
+void Require(bool done, const CIndexDB& database)
+{
+    if (!done)
+        throw Refused{CodeOf(database.GetLastDbError()), std::wstring(database.GetLastDbErrorText().View())};
+}
+
+OrbIndexOptions OptionsOf(const OrbIndexOptions* given)
+{
+    if (given)
+        return CopyIn(given);
+    OrbIndexOptions options = {};
+    options.writable = 1;
+    return options;
+}
+
+void Open(CIndexDB& database, const std::wstring& path, const OrbIndexOptions& options)
+{
+    constexpr uint32_t longest = 0x7FFFFFFF;
+    database.SetDBFilePath(path.c_str());
+    const uint32_t timeout = std::min(options.timeoutMilliseconds, longest);
+    Require(database.Open(options.writable != 0, options.exclusive != 0, static_cast<int>(timeout)), database);
+    if (options.sizeLimit != 0)
+        Require(database.SetSizeLimit(options.sizeLimit), database);
+    Require(database.LoadCache(), database);
+}
+
+// Out of a struct of the caller's.
+CString PathOf(const wchar_t (&field)[ORB_PATH_CAPACITY])
+{
+    const std::wstring_view path(field, wcsnlen(field, ORB_PATH_CAPACITY));
+    if (path.empty() || path.size() == ORB_PATH_CAPACITY)
+        throw Refused{ORB_BAD_ARGUMENT, L"the record's path is empty or does not end"};
+    return CString(path);
+}
+
+ItemDatum ItemOf(const OrbPendingFile& file)
+{
+    ItemDatum item;
+    item.path = PathOf(file.path);
+    item.kind = file.flags & ORB_DIRECTORY ? 1 : 0;
+    item.flags = item.kind ? CachedDatum::Folder : 0;
+    item.modificationTime = static_cast<std::uint64_t>(file.modificationTime);
+    return item;
+}
+
+// What has returned may have been recorded anew by now.
+bool IsStillDeleted(std::uint64_t id)
+{
+    CachedDatum datum;
+    return CIndexDB::GetCachedData(id, datum) && (datum.flags & CachedDatum::NoDeleteRecord);
+}
+
+void Forget(OrbIndexObject& index, const wchar_t* path) { Require(index.database.ForgetItem(path), index.database); }
+
+} // namespace
+
+OrbResult ORB_CALL OrbIndexOpen(const wchar_t* path, const OrbIndexOptions* options, OrbIndexHandle* index)
+{
+    return Guarded([&] {
+        Required(index) = nullptr;
+        auto opened = std::make_unique<OrbIndexObject>();
+        Open(opened->database, RequiredText(path), OptionsOf(options));
+        *index = opened.release();
+        return ORB_OK;
+    });
+}
+
+OrbResult ORB_CALL OrbIndexRecord(OrbIndexHandle index, const OrbPendingFile* file)
+{
+    return Guarded([&] {
+        const OrbPendingFile copy = CopyIn(file);
+        const ItemDatum item = ItemOf(copy);
+        if (copy.modificationTime < 0)
+            throw Refused{ORB_FILE_UNREADABLE};
+        const std::scoped_lock lock(Required(index).lock);
+        Require(index->database.RecordItem(item), index->database);
+        return ORB_OK;
+    });
+}
+
+OrbResult ORB_CALL OrbIndexForget(OrbIndexHandle index, const wchar_t* path)
+{
+    return Guarded([&] {
+        const std::wstring text = RequiredText(path);
+        const std::scoped_lock lock(Required(index).lock);
+        Forget(*index, text.c_str());
+        return ORB_OK;
+    });
+}
+
+OrbResult ORB_CALL OrbIndexForgetDeleted(OrbIndexHandle index, const OrbDeletion* deletion)
+{
+    return Guarded([&] {
+        const OrbDeletion copy = CopyIn(deletion);
+        const CString path = PathOf(copy.path);
+        const std::scoped_lock lock(Required(index).lock);
+        if (!IsStillDeleted(copy.id))
+            return ORB_NOTHING;
+        Forget(*index, path);
+        return ORB_OK;
+    });
+}
+
+void ORB_CALL OrbIndexClose(OrbIndexHandle index) { delete index; }

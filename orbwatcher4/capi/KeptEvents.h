@@ -1,0 +1,59 @@
+// What a watcher tells on its own threads, kept until the service takes it. Any
+// thread; the listeners only add to a list, as the watcher holds locks meanwhile.
+#pragma once
+
+#include "orbwatcher4/OrbWatcher.h"
+#include "orbwatcher4/core/Completes.h"
+
+#include <deque>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+class KeptEvents
+{
+public:
+    struct Rescan {
+        CString root;
+        std::wstring reason;
+    };
+
+    // Before the watcher is started; it must have ended before this is gone.
+    void Follow(COrbWatcher& watcher)
+    {
+        watcher.SetDeletionListener([this](const DeletionRecord& record) { Keep(m_deletions, record); });
+        watcher.SetRescanListener([this](const CString& root, const char* reason) {
+            const std::string_view text = reason;
+            Keep(m_rescans, Rescan{root, {text.begin(), text.end()}});
+        });
+    }
+
+    // False when there is none.
+    bool Take(DeletionRecord& deletion) { return Take(m_deletions, deletion); }
+    bool Take(Rescan& rescan) { return Take(m_rescans, rescan); }
+
+private:
+    template <typename Event>
+    void Keep(std::deque<Event>& events, const Event& event)
+    {
+        // Without memory the service is not told, but the watcher's work, in which this is, goes on.
+        Completes(L"Telling an event", [&] {
+            const std::scoped_lock lock(m_mutex);
+            events.push_back(event);
+        });
+    }
+    template <typename Event>
+    bool Take(std::deque<Event>& events, Event& event)
+    {
+        const std::scoped_lock lock(m_mutex);
+        if (events.empty())
+            return false;
+        event = std::move(events.front());
+        events.pop_front();
+        return true;
+    }
+
+    std::mutex m_mutex;
+    std::deque<DeletionRecord> m_deletions; // guarded by m_mutex
+    std::deque<Rescan> m_rescans;           // guarded by m_mutex
+};

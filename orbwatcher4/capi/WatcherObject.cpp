@@ -1,0 +1,104 @@
+#include "orbwatcher4/capi/WatcherObject.h"
+
+#include "orbwatcher4/capi/LoadedFiles.h"
+
+#include <atomic>
+#include <utility>
+
+namespace
+{
+
+constexpr ULONGLONG PollInterval = 20; // milliseconds between two looks at the watcher
+
+// The watcher opens the event by its name.
+std::wstring NewEventName()
+{
+    static std::atomic<unsigned> count = 0;
+    return L"Local\\orb-enumerated-" + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(++count);
+}
+
+} // namespace
+
+OrbWatcherObject::OrbWatcherObject(WatcherSetup setup)
+    : m_setup(std::move(setup)),
+      m_completedName(NewEventName()),
+      m_completed(CreateEventW(nullptr, TRUE, FALSE, m_completedName.c_str())),
+      m_watcher(MakeLoaded())
+{
+    if (!m_completed)
+        throw Refused{ORB_FAILED};
+}
+
+OrbWatcherObject::~OrbWatcherObject()
+{
+    const std::scoped_lock lock(m_lock);
+    if (m_watching)
+        StopLocked();
+}
+
+std::unique_ptr<COrbWatcher> OrbWatcherObject::MakeLoaded()
+{
+    RequireFiles({&m_setup.selection, &m_setup.autoExclusions, &m_setup.advancedRules, &m_setup.secondaryRules});
+    auto watcher = std::make_unique<COrbWatcher>(false);
+    watcher->Init();
+    watcher->SetDataXMLFiles(m_setup.selection.c_str(), m_setup.autoExclusions.c_str(), m_setup.advancedRules.c_str());
+    watcher->SetSecondaryXMLFile(m_setup.secondaryRules.c_str(), nullptr);
+    watcher->SetIndexDB(m_setup.indexDatabase.c_str());
+    watcher->SetDestBackupFolderDB(m_setup.destination.c_str());
+    watcher->EnableBackupHiddenFiles(m_setup.hiddenFiles);
+    watcher->SetFirstTimeCompletionEvent(m_completedName.c_str());
+    if (m_setup.keepEvents)
+        m_events.Follow(*watcher);
+    RequireLoaded([&] { return watcher->LoadSelection(); });
+    return watcher;
+}
+
+void OrbWatcherObject::Start()
+{
+    const std::scoped_lock lock(m_lock);
+    if (m_watching)
+        throw Refused{ORB_WRONG_STATE, L"the watcher is watching already"};
+    if (!m_watcher)
+        m_watcher = MakeLoaded();
+    ResetEvent(m_completed.Get());
+    m_watcher->Resume();
+    m_watcher->StartWatch();
+    m_watching = true;
+}
+
+bool OrbWatcherObject::Stop()
+{
+    const std::scoped_lock lock(m_lock);
+    if (!m_watching)
+        throw Refused{ORB_WRONG_STATE, L"the watcher is not watching"};
+    return StopLocked();
+}
+
+// The object is empty afterwards; the next start makes another one.
+bool OrbWatcherObject::StopLocked()
+{
+    m_watcher->AbortWatching();
+    m_watcher->DeInit();
+    m_pendingKept = m_watcher->IsPendingKept();
+    m_watching = false;
+    m_watcher.reset();
+    return m_pendingKept;
+}
+
+bool OrbWatcherObject::IsPendingKept()
+{
+    const std::shared_lock lock(m_lock);
+    return m_pendingKept;
+}
+
+bool OrbWatcherObject::Becomes(const std::function<bool(COrbWatcher&)>& condition, uint32_t milliseconds)
+{
+    const ULONGLONG end = GetTickCount64() + milliseconds;
+    while (!WhileWatching(condition)) {
+        const ULONGLONG now = GetTickCount64();
+        if (now >= end)
+            return false;
+        Sleep(static_cast<DWORD>(std::min(PollInterval, end - now)));
+    }
+    return true;
+}

@@ -1,0 +1,77 @@
+// What stands behind an OrbWatcherHandle: a watcher, how it is set up, and whether
+// it is watching. Any thread: calls that use the watcher share it, and starting and
+// stopping wait for them, so that nothing is put back behind the last dump.
+#pragma once
+
+#include "orbwatcher4/OrbWatcher.h"
+#include "orbwatcher4/capi/Border.h"
+#include "orbwatcher4/capi/KeptEvents.h"
+#include "support/Handle.h"
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <shared_mutex>
+
+struct WatcherSetup {
+    std::wstring selection;
+    std::wstring autoExclusions;
+    std::wstring advancedRules;
+    std::wstring secondaryRules;
+    std::wstring indexDatabase;
+    std::wstring destination;
+    bool hiddenFiles = false;
+    bool keepEvents = false;
+};
+
+struct OrbWatcherObject {
+public:
+    // Loads the selection.
+    explicit OrbWatcherObject(WatcherSetup setup);
+    // Stops.
+    ~OrbWatcherObject();
+    OrbWatcherObject(const OrbWatcherObject&) = delete;
+    OrbWatcherObject& operator=(const OrbWatcherObject&) = delete;
+
+    void Start();
+    // False when what is pending could not be kept.
+    bool Stop();
+    bool IsPendingKept();
+
+    // Refuse in the wrong state.
+    template <typename Work>
+    auto WhileWatching(Work&& work)
+    {
+        const std::shared_lock lock(m_lock);
+        if (!m_watching)
+            throw Refused{ORB_WRONG_STATE, L"the watcher is not watching"};
+        return work(*m_watcher);
+    }
+    template <typename Work>
+    auto WhileLoaded(Work&& work)
+    {
+        const std::shared_lock lock(m_lock);
+        if (!m_watcher)
+            throw Refused{ORB_WRONG_STATE, L"the watcher was stopped"};
+        return work(*m_watcher);
+    }
+    // Asks again and again, without the lock in between. False after the time.
+    bool Becomes(const std::function<bool(COrbWatcher&)>& condition, uint32_t milliseconds);
+
+    KeptEvents& Events() { return m_events; }
+    // Set when a run over all drives has come to its end.
+    HANDLE Completed() const { return m_completed.Get(); }
+
+private:
+    std::unique_ptr<COrbWatcher> MakeLoaded();
+    bool StopLocked();
+
+    const WatcherSetup m_setup;
+    std::wstring m_completedName;
+    KernelHandle m_completed;
+    KeptEvents m_events;
+    std::shared_mutex m_lock;
+    std::unique_ptr<COrbWatcher> m_watcher; // guarded by m_lock; null after a stop
+    bool m_watching = false;                // guarded by m_lock
+    bool m_pendingKept = true;              // guarded by m_lock
+};
