@@ -332,13 +332,12 @@ ORBWATCHER4_API OrbResult ORB_CALL OrbEnumerationNoteCompleted(OrbWatcherHandle 
 
 /* --- How much a selection holds. Needs no watcher. --- */
 
-/* May end before excludedEndings. Each text but the first may be null or empty. */
+/* May end before autoExclusions, which may be null or empty. */
 typedef struct OrbEstimateOptions {
     uint32_t size;
     uint32_t reserved;
-    const wchar_t* selection;       /* the file of rules; those of every plugin count */
-    const wchar_t* autoExclusions;  /* the product's own rules */
-    const wchar_t* excludedEndings; /* left out of every folder: as ".tmp;.bak" */
+    const wchar_t* selection;      /* the file of rules; those of every plugin count */
+    const wchar_t* autoExclusions; /* the product's own rules */
 } OrbEstimateOptions;
 
 typedef struct OrbEstimateProgress {

@@ -59,7 +59,7 @@ inline constexpr std::size_t ShorterSize<OrbIndexOptions> = offsetof(OrbIndexOpt
 template <>
 inline constexpr std::size_t ShorterSize<OrbEnumerationProgress> = offsetof(OrbEnumerationProgress, folder);
 template <>
-inline constexpr std::size_t ShorterSize<OrbEstimateOptions> = offsetof(OrbEstimateOptions, excludedEndings);
+inline constexpr std::size_t ShorterSize<OrbEstimateOptions> = offsetof(OrbEstimateOptions, autoExclusions);
 template <>
 inline constexpr std::size_t ShorterSize<OrbEstimateTotals> = offsetof(OrbEstimateTotals, leftOutFiles);
 

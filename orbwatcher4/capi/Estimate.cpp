@@ -80,14 +80,12 @@ OrbResult ORB_CALL OrbEstimate(const OrbEstimateOptions* options, OrbEstimateCal
         const OrbEstimateOptions given = CopyIn(options);
         const std::wstring selection = RequiredText(given.selection);
         const std::wstring autoExclusions = OptionalText(given.autoExclusions);
-        const std::wstring endings = OptionalText(given.excludedEndings);
         const std::vector<int> plugins = PluginsOf(selection, autoExclusions);
         Scanner scanner(selection.c_str(), autoExclusions.c_str(), nullptr);
         Estimate estimate;
         const auto work = [&] {
             scanner.Start();
             scanner.WaitForScans();
-            scanner.SetFileFolderFilter(endings.c_str());
             scanner.AddProfile(plugins);
             estimate = scanner.GetEstimate();
         };
