@@ -20,6 +20,7 @@ install(FILES
     orbwatcher4/ExtProperties.h
     orbwatcher4/OrbFilter.h
     orbwatcher4/OrbWatcher.h
+    orbwatcher4/OrbWatcherC.h
     orbwatcher4/QueueDatum.h
     orbwatcher4/ScanProgress.h
     orbwatcher4/Scanner.h

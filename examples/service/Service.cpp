@@ -3,7 +3,7 @@
 //
 //   service SELECTION.xml INDEX.db [FILES]
 //
-// FILES: end after so many. Without it, Ctrl-C ends the service.
+// FILES: end after so many files. Without it, Ctrl-C ends the service.
 #include "companions/indexdb/OrbIndexDB.h"
 #include "orbwatcher4/OrbWatcher.h"
 
@@ -44,7 +44,8 @@ void DrainPending(COrbWatcher& watcher, CIndexDB& index, long files)
         QueueDatum file;
         if (watcher.GetSingleNotification(nullptr, file)) {
             BackUp(index, file);
-            ++taken;
+            if (!(file.flags & QueueFlags::Directory))
+                ++taken;
         } else if (WaitForSingleObject(g_end, pollInterval) == WAIT_OBJECT_0) {
             return;
         }

@@ -45,13 +45,13 @@ changes() {
         "dir $all && dir $all\\$1 && dir $all\\$1\\watched && echo new> $all\\$1\\watched\\file.txt" </dev/null
 }
 
-# An example tells what changes after it has said "ready", the folder first, which is new to it. Then it ends by itself.
+# An example tells what changes after it has said "ready", and ends after one file.
 runs() {
     local program=$PLACE/$1/build/$1.exe tree=$DRIVE/$1 said=$PLACE/$1/said status=0 running
     mkdir -p "$tree/data" "$tree/watched"
     printf '<Data><Item path="%s" type="1" includeSub="1"/></Data>' "C:\\orb-package-tests\\$1\\watched" >"$tree/selection.xml"
     ORB_DATA_FOLDER="C:\\orb-package-tests\\$1\\data" timeout --signal=KILL 120 "$WINE" "$program" \
-        "C:\\orb-package-tests\\$1\\selection.xml" "C:\\orb-package-tests\\$1\\index.db" 2 >"$said" 2>&1 </dev/null &
+        "C:\\orb-package-tests\\$1\\selection.xml" "C:\\orb-package-tests\\$1\\index.db" 1 >"$said" 2>&1 </dev/null &
     running=$!
     wait_for "$said" ready && changes "$1" && wait_for "$said" 'file.txt' || status=1
     wait "$running" || status=1
