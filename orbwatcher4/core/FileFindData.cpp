@@ -1,12 +1,9 @@
 #include "orbwatcher4/core/FileFindData.h"
 
 #include "companions/logging/OrbLogging.h"
+#include "orbwatcher4/filter/PathRoot.h"
 #include "support/Handle.h"
 #include "support/SystemPath.h"
-
-#include <shlwapi.h>
-
-#include <algorithm>
 
 bool GetFileFindData(const wchar_t* path, WIN32_FIND_DATAW* data)
 {
@@ -31,9 +28,7 @@ bool IsDirectory(const wchar_t* path)
 
 CString RootOf(const wchar_t* path)
 {
-    CString root(path);
-    PathStripToRootW(root.GetBuffer(std::max(root.GetLength(), MAX_PATH)));
-    root.ReleaseBuffer();
+    CString root = PathRoot(path);
     if (!root.IsEmpty() && root[root.GetLength() - 1] != L'\\')
         root += L'\\';
     return root;

@@ -1,12 +1,9 @@
 #include "orbwatcher4/OrbFilter.h"
 
+#include "orbwatcher4/filter/PathRoot.h"
 #include "orbwatcher4/filter/VolumeTable.h"
 #include "support/Backslash.h"
 #include "support/CaseFold.h"
-
-#include <windows.h>
-
-#include <shlwapi.h>
 
 #include <algorithm>
 #include <cstring>
@@ -81,11 +78,7 @@ CString OrbFilter::StripToRoot(const wchar_t* path)
 {
     if (const std::wstring_view text = path ? path : L""; IsPlainDrivePath(text))
         return CString(text.substr(0, 3)).MakeLower();
-    // The shell cuts in place; its buffer has no length of its own, so that a long path is safe.
-    CString root(path);
-    PathStripToRootW(root.GetBuffer(std::max(root.GetLength(), MAX_PATH)));
-    root.ReleaseBuffer();
-    return root.MakeLower();
+    return PathRoot(path).MakeLower();
 }
 
 template <typename Map>

@@ -3,9 +3,11 @@
 #include "orbwatcher4/filter/Junctions.h"
 #include "tests/filter/FolderRule.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
+#include "tests/support/ImportedCall.h"
 
 #include <shlwapi.h>
 
+#include <algorithm>
 #include <random>
 
 namespace
@@ -18,6 +20,23 @@ TEST(Filter, ANewRuleIsAnExclusionThatNobodyHasWritten)
     EXPECT_FALSE(rule.exclude);
     EXPECT_EQ(rule.type, 0);
     EXPECT_FALSE(rule.volumeFound);
+}
+
+bool g_onlyZerosBehindTheText;
+
+BOOL WINAPI LookBehindTheText(LPWSTR path)
+{
+    g_onlyZerosBehindTheText =
+        std::all_of(path + std::wcslen(path), path + MAX_PATH + 1, [](wchar_t unit) { return unit == 0; });
+    return FALSE;
+}
+
+// Behind a colon Wine's shell looks further than the text, and cuts what it finds there.
+TEST(OrbFilter, StripToRootShowsTheShellNothingBehindTheText)
+{
+    const ImportedCall shell(nullptr, "PathStripToRootW", LookBehindTheText);
+    OrbFilter::StripToRoot(L"ab:");
+    EXPECT_TRUE(g_onlyZerosBehindTheText);
 }
 
 // Most paths are cut without the shell.
