@@ -29,12 +29,7 @@ public:
 void Walk(const FileTree& tree)
 {
     OrbFilter filter;
-    auto rule = std::make_shared<Filter>();
-    rule->path = tree.root + L'\\';
-    rule->type = 1;
-    rule->incEx = WatcherEnum::Include;
-    rule->includeSub = true;
-    filter.AddSingleFilter(rule, true);
+    filter.AddSingleFilter(RuleFor(tree), true);
     const KernelHandle abort(CreateEventW(nullptr, TRUE, FALSE, nullptr));
     Counter counter;
     filter.SmartScanDirectory(tree.root, L"*", false, &counter, abort.Get(), false);

@@ -56,3 +56,13 @@ FileTree TreeOf(int files)
     }
     return tree;
 }
+
+FilterPtr RuleFor(const FileTree& tree)
+{
+    auto rule = std::make_shared<Filter>();
+    rule->path = tree.root + L'\\';
+    rule->type = 1;
+    rule->incEx = WatcherEnum::Include;
+    rule->includeSub = true;
+    return rule;
+}

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "mfc/CString.h"
+#include "orbwatcher4/filter/Filter.h"
 
 #include <vector>
 
@@ -16,3 +17,5 @@ struct FileTree {
 
 // `files` of them in a thousand folders, ten of which lie in one another. Names are in lower case.
 FileTree TreeOf(int files);
+// Selects all of it.
+FilterPtr RuleFor(const FileTree& tree);

@@ -58,7 +58,7 @@ install(FILES ${CMAKE_BINARY_DIR}/OrbWatcher4Config.cmake ${CMAKE_BINARY_DIR}/Or
 install(FILES README.md DESTINATION ${doc_dir})
 install(DIRECTORY docs/ DESTINATION ${doc_dir}/docs)
 install(DIRECTORY examples/ DESTINATION ${doc_dir}/examples)
-# Of what is linked in or shipped beside; tools/bootstrap collects them.
+# Of what is linked in or shipped beside; tools/bootstrap --package collects them.
 if(EXISTS ${ORB_DEPS}/licences)
     install(DIRECTORY ${ORB_DEPS}/licences/ DESTINATION ${doc_dir}/licences)
 endif()

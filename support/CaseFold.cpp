@@ -85,10 +85,10 @@ bool EndsNoCase(std::wstring_view text, std::wstring_view suffix) noexcept
 
 std::size_t HashNoCase(std::wstring_view text) noexcept
 {
-    // FNV-1a over the upper-case units; the tables that use it keep no hash on disk.
+    // The tables that use it keep no hash on disk.
     const UpperTable& table = Table();
-    std::uint64_t hash = 0xCBF29CE484222325ull;
+    std::uint64_t hash = FoldedHashSeed;
     for (const wchar_t unit : text)
-        hash = (hash ^ table[static_cast<std::uint16_t>(unit)]) * 0x100000001B3ull;
+        hash = MixFolded(hash, table[static_cast<std::uint16_t>(unit)]);
     return static_cast<std::size_t>(hash ^ (hash >> 32));
 }

@@ -17,5 +17,11 @@ bool EqualNoCase(std::wstring_view left, std::wstring_view right) noexcept;
 bool BeginsNoCase(std::wstring_view text, std::wstring_view prefix) noexcept;
 bool EndsNoCase(std::wstring_view text, std::wstring_view suffix) noexcept;
 
+// FNV-1a over upper-case units, for those who hash unit by unit: from the seed, each unit mixed in.
+inline constexpr std::uint64_t FoldedHashSeed = 0xCBF29CE484222325ull;
+constexpr std::uint64_t MixFolded(std::uint64_t hash, std::uint16_t upper) noexcept
+{
+    return (hash ^ upper) * 0x100000001B3ull;
+}
 // A hash that is equal for texts that EqualNoCase calls equal.
 std::size_t HashNoCase(std::wstring_view text) noexcept;

@@ -8,9 +8,6 @@
 namespace
 {
 
-constexpr std::uint64_t hashSeed = 0xCBF29CE484222325ull; // FNV-1a
-
-std::uint64_t Mix(std::uint64_t hash, char16_t unit) { return (hash ^ unit) * 0x100000001B3ull; }
 // The low bits of the product are the weak ones.
 std::size_t FirstPlace(std::uint64_t hash) { return static_cast<std::size_t>(hash ^ (hash >> 32)); }
 
@@ -32,12 +29,12 @@ EndingSet::EndingSet(std::wstring_view mask)
 // From the last unit to the first, the way in which paths are read. So are the texts.
 void EndingSet::Add(std::wstring_view entry)
 {
-    std::uint64_t hash = hashSeed;
+    std::uint64_t hash = FoldedHashSeed;
     const std::uint16_t* const upper = UpperUnits();
     const std::size_t start = m_texts.size();
     for (auto unit = entry.rbegin(); unit != entry.rend(); ++unit) {
         m_texts += upper[static_cast<std::uint16_t>(*unit)];
-        hash = Mix(hash, m_texts.back());
+        hash = MixFolded(hash, m_texts.back());
     }
     Ending& ending = PlaceOf(hash, std::u16string_view(m_texts).substr(start));
     if (ending.count++ > 0) {
@@ -80,13 +77,13 @@ const EndingSet::Ending* EndingSet::Find(std::uint64_t hash, std::u16string_view
 std::size_t EndingSet::CountMatches(std::wstring_view path, std::size_t* looks) const
 {
     std::u16string folded;
-    std::uint64_t hash = hashSeed;
+    std::uint64_t hash = FoldedHashSeed;
     std::size_t matches = 0;
     const std::uint16_t* const upper = UpperUnits();
     const std::size_t longest = std::min(path.size(), m_hasLength.empty() ? 0 : m_hasLength.size() - 1);
     for (std::size_t length = 1; length <= longest; ++length) {
         folded += upper[static_cast<std::uint16_t>(path[path.size() - length])];
-        hash = Mix(hash, folded.back());
+        hash = MixFolded(hash, folded.back());
         if (!m_hasLength[length])
             continue;
         if (const Ending* const ending = Find(hash, folded, looks))

@@ -10,13 +10,11 @@
 namespace
 {
 
-constexpr std::uint64_t hashSeed = 0xCBF29CE484222325ull; // FNV-1a
 constexpr std::uint8_t afterBackslash = 1;
 constexpr std::uint8_t elsewhere = 2;
 // Up to here looking at one entry after the other is as fast.
 constexpr std::ptrdiff_t fewEntries = 12;
 
-std::uint64_t Mix(std::uint64_t hash, char16_t unit) { return (hash ^ unit) * 0x100000001B3ull; }
 std::uint32_t TagOf(std::uint64_t hash) { return static_cast<std::uint32_t>(hash >> 32); }
 
 } // namespace
@@ -38,10 +36,10 @@ std::uint32_t RuleIndex::KeyOf(const Filter& rule)
 {
     const std::uint16_t* const upper = UpperUnits();
     const std::size_t start = m_texts.size();
-    std::uint64_t hash = hashSeed;
+    std::uint64_t hash = FoldedHashSeed;
     for (const wchar_t unit : rule.path.View()) {
         m_texts += upper[static_cast<std::uint16_t>(unit)];
-        hash = Mix(hash, m_texts.back());
+        hash = MixFolded(hash, m_texts.back());
     }
     std::size_t looks = 0;
     Place& place = m_table[PlaceOf(hash, std::u16string_view(m_texts).substr(start), looks)];
@@ -145,12 +143,12 @@ void RuleIndex::Matches::Find(std::wstring_view path, char16_t* folded)
         return;
     const std::uint16_t* const upper = UpperUnits();
     const std::size_t longest = std::min(path.size(), m_index.m_ends.size() - 1);
-    std::uint64_t hash = hashSeed;
+    std::uint64_t hash = FoldedHashSeed;
     if (m_index.MayEndAt(path, 0))
         Take({folded, 0}, hash);
     for (std::size_t at = 0; at < longest; ++at) {
         folded[at] = upper[static_cast<std::uint16_t>(path[at])];
-        hash = Mix(hash, folded[at]);
+        hash = MixFolded(hash, folded[at]);
         if (m_index.MayEndAt(path, at + 1))
             Take({folded, at + 1}, hash);
     }
