@@ -45,10 +45,11 @@ DelayedEvent* MakeDelayedEvent(CDelayedDirectoryChangeHandler* handler, EventCod
 {
     // The paths lie behind the event: hundreds of thousands are on their way in a storm.
     const std::wstring_view first = TextOf(firstPath), second = TextOf(secondPath);
-    void* const memory = std::malloc(sizeof(DelayedEvent) + (first.size() + second.size() + 2) * sizeof(wchar_t));
+    void* const memory = std::malloc(sizeof(QueuedEvent) + (first.size() + second.size() + 2) * sizeof(wchar_t));
     if (!memory)
         return nullptr;
-    auto* const event = new (memory) DelayedEvent{handler, code, false, nullptr, nullptr, error, partialPathOffset};
+    auto* const event =
+        new (memory) QueuedEvent{{handler, code, false, nullptr, nullptr, error, partialPathOffset}, nullptr};
     event->firstPath = reinterpret_cast<wchar_t*>(event + 1);
     event->secondPath = CopyText(first, event->firstPath);
     CopyText(second, event->secondPath);

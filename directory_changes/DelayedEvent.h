@@ -27,7 +27,12 @@ struct DelayedEvent {
 };
 static_assert(sizeof(DelayedEvent) == 40);
 
-// Null on lack of memory. The paths are copied; a null path is copied as an empty one.
+// As events are made: with a place in a queue.
+struct QueuedEvent : DelayedEvent {
+    QueuedEvent* next;
+};
+
+// A QueuedEvent. Null on lack of memory. The paths are copied; a null path is copied as an empty one.
 DelayedEvent* MakeDelayedEvent(CDelayedDirectoryChangeHandler* handler, EventCode code, const wchar_t* firstPath,
                                const wchar_t* secondPath, DWORD error, DWORD partialPathOffset) noexcept;
 // Nothing happens to one that is reserved.

@@ -1,11 +1,13 @@
 #include "directory_changes/DelayedNotificationThread.h"
 
+#include "directory_changes/EventQueue.h"
 #include "mfc/CEvent.h"
 #include "support/RankedSection.h"
 
 #include <process.h>
 
 #include <atomic>
+#include <optional>
 #include <system_error>
 
 // Shared by the instances of one generation: when the last one goes, the thread is taken out, and whoever
@@ -16,6 +18,7 @@ struct CDelayedNotificationThread::Thread {
     int instances = 0;              // guarded by the shared section
     std::atomic<DWORD> waitsFor{0}; // a worker, while a handler waits for its end
     CEvent waits{false, true};      // waitsFor has been set
+    EventQueue queue{};
 
     struct Beginning {
         std::shared_ptr<Thread> thread;
@@ -26,6 +29,9 @@ struct CDelayedNotificationThread::Thread {
     static unsigned __stdcall Run(void* beginning);
     void WaitForEnd() const;
     void WaitUnlessWaitedFor() const;
+    void Dispatch();
+    bool HasEndedAfter(DWORD milliseconds) const;
+    bool Wake(unsigned look);
 };
 
 thread_local CDelayedNotificationThread::Thread* CDelayedNotificationThread::Thread::t_own = nullptr;
@@ -40,6 +46,7 @@ RankedSection& SharedSection()
 }
 
 std::atomic<CDelayedNotificationThread::PostFunction> g_post{&PostThreadMessageW};
+std::atomic<std::size_t> g_mostQueued{CDelayedNotificationThread::MostQueued};
 constexpr const wchar_t* ThreadName = L"notifier thread";
 constexpr DWORD RefusedPostPause = 10; // milliseconds
 thread_local bool t_isWorker = false;
@@ -59,12 +66,18 @@ unsigned __stdcall CDelayedNotificationThread::Thread::Run(void* beginning)
     MSG message;
     PeekMessageW(&message, nullptr, WM_USER, WM_USER, PM_NOREMOVE);
     started.SetEvent();
-    while (GetMessageW(&message, nullptr, 0, 0) > 0) {
-        auto* event = reinterpret_cast<DelayedEvent*>(message.lParam);
-        if (message.message == WM_DELAYED_EVENT && event && event->handler)
-            DispatchDelayedEvent(event);
-    }
+    while (GetMessageW(&message, nullptr, 0, 0) > 0)
+        if (message.message == WM_DELAYED_EVENT)
+            own->Dispatch();
     return 0;
+}
+
+// A handler that waits pumps: then this runs within itself, and goes on behind what the inner one has dispatched.
+void CDelayedNotificationThread::Thread::Dispatch()
+{
+    queue.Looks();
+    while (DelayedEvent* event = queue.Take())
+        DispatchDelayedEvent(event);
 }
 
 static std::shared_ptr<void>& Current()
@@ -152,17 +165,33 @@ DWORD CDelayedNotificationThread::WorkerWait::Exchange(DWORD worker)
 
 bool CDelayedNotificationThread::PostEvent(DelayedEvent* event)
 {
-    // The system holds a limited number of messages for a thread. A refused event waits for the notifier
-    // to get on; it is dropped only when there is nobody left to receive it.
-    while (!g_post.load()(m_thread->id, WM_DELAYED_EVENT, 0, reinterpret_cast<LPARAM>(event))) {
-        const bool ended =
-            IsNotifierThread() || WaitForSingleObject(m_thread->handle.Get(), RefusedPostPause) == WAIT_OBJECT_0;
-        if (ended) {
+    // The notifier itself cannot wait for room: it is what makes it.
+    while (m_thread->queue.Count() >= g_mostQueued && !IsNotifierThread())
+        if (m_thread->HasEndedAfter(RefusedPostPause)) {
             FreeDelayedEvent(event);
             return false;
         }
+    const std::optional<unsigned> look = m_thread->queue.Add(event);
+    return !look || m_thread->Wake(*look);
+}
+
+// The system holds a limited number of messages for a thread: one that is refused is tried again. There is no need for
+// it on the thread itself, which goes on with what is queued.
+bool CDelayedNotificationThread::Thread::Wake(unsigned look)
+{
+    while (!g_post.load()(id, WM_DELAYED_EVENT, 0, 0)) {
+        if (GetCurrentThreadId() == id)
+            return true;
+        if (HasEndedAfter(RefusedPostPause))
+            return false;
     }
+    queue.Woken(look);
     return true;
+}
+
+bool CDelayedNotificationThread::Thread::HasEndedAfter(DWORD milliseconds) const
+{
+    return WaitForSingleObject(handle.Get(), milliseconds) == WAIT_OBJECT_0;
 }
 
 bool CDelayedNotificationThread::IsNotifierThread() const { return GetCurrentThreadId() == m_thread->id; }
@@ -176,4 +205,18 @@ DWORD CDelayedNotificationThread::CurrentThreadId()
 
 bool CDelayedNotificationThread::RunsHandlers() { return Thread::t_own != nullptr; }
 
+void CDelayedNotificationThread::DispatchQueued()
+{
+    if (Thread::t_own)
+        Thread::t_own->Dispatch();
+}
+
 void CDelayedNotificationThread::SetPostFunction(PostFunction post) { g_post = post ? post : &PostThreadMessageW; }
+
+void CDelayedNotificationThread::SetMostQueued(std::size_t most) { g_mostQueued = most; }
+
+std::size_t CDelayedNotificationThread::Queued()
+{
+    const CSingleLock lock(SharedSection());
+    return Current() ? std::static_pointer_cast<Thread>(Current())->queue.Count() : 0;
+}

@@ -5,6 +5,7 @@
 #include "directory_changes/DelayedNotifier.h"
 #include "support/Handle.h"
 
+#include <cstddef>
 #include <memory>
 
 class CDelayedNotificationThread : public CDelayedNotifier
@@ -22,10 +23,19 @@ public:
     static DWORD CurrentThreadId();
     // True on every notifier's thread, also on one that ends.
     static bool RunsHandlers();
+    // On a notifier's thread: dispatches what is queued for it. Nothing happens on other threads.
+    static void DispatchQueued();
 
     // Stands in for PostThreadMessageW, whose queue the system limits; null puts the real one back.
     using PostFunction = BOOL(WINAPI*)(DWORD, UINT, WPARAM, LPARAM);
     static void SetPostFunction(PostFunction post);
+
+    // How many events may wait for the thread: who posts more waits for room, and the system gathers what happens
+    // meanwhile. The usual ones take about 25 MB.
+    static constexpr std::size_t MostQueued = 100'000;
+    static void SetMostQueued(std::size_t most);
+    // How many wait for the shared thread.
+    static std::size_t Queued();
 
     // The calling thread is a worker. It must not wait for the notifier's end while a handler waits for its own.
     class WorkerScope

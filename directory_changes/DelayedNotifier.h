@@ -3,7 +3,8 @@
 
 #include "directory_changes/DelayedEvent.h"
 
-// The message of an event; lParam is the DelayedEvent, which then belongs to the receiver.
+// Says that there are events. The hidden window's carries one, which then belongs to the receiver, in lParam; the
+// notifier thread's carries none: they wait in its queue.
 constexpr UINT WM_DELAYED_EVENT = 0x8400;
 
 class CDelayedNotifier

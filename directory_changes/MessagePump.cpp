@@ -1,6 +1,6 @@
 #include "directory_changes/MessagePump.h"
 
-#include "directory_changes/DelayedNotifier.h"
+#include "directory_changes/DelayedNotificationThread.h"
 
 namespace
 {
@@ -8,6 +8,8 @@ namespace
 // False at WM_QUIT, which is put back for the loop that it is meant for.
 bool DispatchWaitingMessages()
 {
+    // The message for what is queued already may have been taken by the dispatch that this wait is part of.
+    CDelayedNotificationThread::DispatchQueued();
     MSG message;
     while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
         if (message.message == WM_QUIT) {
@@ -15,8 +17,8 @@ bool DispatchWaitingMessages()
             return false;
         }
         // A thread message has no window to be dispatched to; dropping it would lose a change.
-        if (!message.hwnd && message.message == WM_DELAYED_EVENT && message.lParam)
-            DispatchDelayedEvent(reinterpret_cast<DelayedEvent*>(message.lParam));
+        if (!message.hwnd && message.message == WM_DELAYED_EVENT)
+            CDelayedNotificationThread::DispatchQueued();
         else
             DispatchMessageW(&message);
     }

@@ -1,5 +1,4 @@
 // The worker: what ends it, what it does when reads fail, and how it is waited for.
-#include "directory_changes/DelayedNotificationThread.h"
 #include "support/Handle.h"
 #include "tests/directory_changes/FaultFixture.h"
 
@@ -126,26 +125,17 @@ TEST_F(EngineWorker, AFreedSlotIsTakenBeforeTheArrayGrows)
               (Events{L"stopped " + std::wstring(three), L"stopped " + std::wstring(two)}));
 }
 
-std::atomic<int> g_priority;
-
-BOOL WINAPI PostThatSeesThePriority(DWORD thread, UINT message, WPARAM wParam, LPARAM lParam)
-{
-    if (reinterpret_cast<DelayedEvent*>(lParam)->code == EventReadError)
-        g_priority = GetThreadPriority(GetCurrentThread());
-    return PostThreadMessageW(thread, message, wParam, lParam);
-}
-
 TEST_F(EngineWorker, AReReadThatFailsIsToldWithTheHighestPriorityWhichIsPutBack)
 {
     ASSERT_EQ(WatchHooked(), 0u);
-    g_priority = THREAD_PRIORITY_NORMAL;
-    CDelayedNotificationThread::SetPostFunction(PostThatSeesThePriority);
+    std::atomic<int> priority{THREAD_PRIORITY_NORMAL};
+    io.beforeClose = [&] { priority = GetThreadPriority(GetCurrentThread()); };
     io.readError = ERROR_ACCESS_DENIED;
     io.Complete(Bytes(1, L"a"));
     EXPECT_TRUE(handler.WaitFor(At(L"error 5 ")));
+    EXPECT_TRUE(Until([&] { return !hooked.IsWatchingDirectory(folder.Path()); })); // the worker ends the watch
     hooked.UnwatchAllDirectories();
-    CDelayedNotificationThread::SetPostFunction(nullptr);
-    EXPECT_EQ(g_priority, THREAD_PRIORITY_HIGHEST);
+    EXPECT_EQ(priority, THREAD_PRIORITY_HIGHEST);
     EXPECT_EQ(hooked.priorityAtEnd, THREAD_PRIORITY_NORMAL);
 }
 

@@ -141,10 +141,13 @@ public:
     {
         if (const auto call = std::exchange(beforeClose, nullptr))
             call();
-        ChangeIo::CloseDirectory(directory);
         Finish(directory, {}, Cleanup);
-        const std::scoped_lock lock(m_mutex);
-        m_directories.erase(directory);
+        {
+            const std::scoped_lock lock(m_mutex);
+            m_directories.erase(directory);
+        }
+        // Last: from then on another directory may have this handle.
+        ChangeIo::CloseDirectory(directory);
     }
 
     // These speak of the directory that was read last.
