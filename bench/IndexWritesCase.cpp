@@ -145,13 +145,13 @@ void SqliteAlone(benchmark::State& state, const Indexes& indexes, const std::vec
         state.ResumeTiming();
         {
             Plain::Statement insert(database, "INSERT OR IGNORE INTO deletes(job, item, deleted) VALUES(?, ?, ?)");
-            Plain::Statement update(database, "UPDATE items SET flags = flags | 64 WHERE id = ?");
+            Plain::Statement insertMark(database, "INSERT OR IGNORE INTO gone(item) VALUES(?)");
             database.Run("BEGIN IMMEDIATE");
             for (const DeleteDatum& deletion : deletions) {
                 const auto id = static_cast<std::int64_t>(deletion.id);
                 insert.Run({deletion.jobId, id, static_cast<std::int64_t>(deletion.deletionTime)});
                 if (mark)
-                    update.Run({id});
+                    insertMark.Run({id});
             }
             database.Run("COMMIT");
         }

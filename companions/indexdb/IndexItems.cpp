@@ -1,3 +1,4 @@
+#include "companions/indexdb/IndexSchema.h"
 #include "companions/indexdb/IndexState.h"
 #include "companions/logging/OrbLogging.h"
 #include "support/Hashes.h"
@@ -43,14 +44,18 @@ bool CIndexDB::State::RecordAll(const ItemDatum* items, std::size_t count)
         IndexStatement insert(connection.Get(),
                               "INSERT OR REPLACE INTO items(id, parent, kind, modified, flags, delayed, path)"
                               " VALUES(?, ?, ?, ?, ?, ?, ?)");
+        IndexStatement isBack(connection.Get(), "DELETE FROM gone WHERE item = ?");
         for (std::size_t i = 0; i < count; ++i) {
             const CachedDatum datum = CachedFrom(items[i]);
             CheckItem(items[i], datum);
             insert.BindAll(datum.id, datum.parentId, datum.kind, datum.modificationTime, datum.flags,
                            items[i].delayedUntil, datum.path);
             insert.Step();
+            isBack.BindAll(datum.id);
+            isBack.Step();
         }
         insert.Close();
+        isBack.Close();
         transaction.Commit();
     });
     if (recorded)
@@ -95,7 +100,10 @@ bool CIndexDB::ForgetItem(const wchar_t* path)
     const CString known = IndexPath(path);
     const bool forgotten = m_state->Run([&] {
         m_state->RefuseInBatch();
+        IndexTransaction transaction(m_state->connection);
+        m_state->connection.Execute("DELETE FROM gone WHERE item IN (SELECT id FROM items WHERE path=?)", known);
         m_state->connection.Execute("DELETE FROM items WHERE path=?", known);
+        transaction.Commit();
     });
     if (forgotten)
         m_state->FollowForgotten(known);
@@ -104,7 +112,7 @@ bool CIndexDB::ForgetItem(const wchar_t* path)
 
 void CIndexDB::State::ReadItems(ItemCache& cache)
 {
-    IndexStatement query(connection.Get(), "SELECT id, modified, kind, flags, delayed, path FROM items");
+    IndexStatement query(connection.Get(), IndexSchema::ItemsQuery(connection));
     while (query.Step()) {
         CachedDatum datum;
         datum.id = static_cast<std::uint64_t>(query.Integer(0));
@@ -112,6 +120,8 @@ void CIndexDB::State::ReadItems(ItemCache& cache)
         datum.kind = static_cast<std::uint32_t>(query.Integer(2));
         datum.flags = static_cast<std::uint32_t>(query.Integer(3));
         datum.path = query.Text(5);
+        if (query.Integer(6) != 0)
+            datum.flags |= CachedDatum::NoDeleteRecord;
         cache.Put(datum, query.Integer(4));
     }
 }

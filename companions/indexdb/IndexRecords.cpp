@@ -2,6 +2,9 @@
 #include "companions/indexdb/IndexState.h"
 #include "companions/indexdb/TransactionExport.h"
 
+#include <algorithm>
+#include <utility>
+
 namespace
 {
 
@@ -88,10 +91,10 @@ std::vector<ProfileDatum> CIndexDB::GetPlugins()
 bool CIndexDB::InsertEx(const DeleteDatum& record, int, void*, bool replace)
 {
     const bool inserted = m_state->Run([&] {
-        if (m_state->connection.InTransaction())
-            return m_state->InsertDelete(record, replace);
+        if (m_state->inBatch)
+            return m_state->AddToBatch({record, replace});
         IndexTransaction transaction(m_state->connection);
-        m_state->InsertDelete(record, replace);
+        m_state->WriteDelete({record, replace});
         transaction.Commit();
     });
     if (inserted && !m_state->inBatch)
@@ -101,18 +104,36 @@ bool CIndexDB::InsertEx(const DeleteDatum& record, int, void*, bool replace)
     return inserted;
 }
 
-void CIndexDB::State::InsertDelete(const DeleteDatum& record, bool replace)
+void CIndexDB::State::AddToBatch(const NewDelete& record)
+{
+    constexpr std::size_t most = 100'000;
+    batch.push_back(record);
+    if (batch.size() >= most)
+        WriteBatch();
+}
+
+// Keys are hashes: in the order in which they come, each one would be looked for in another part of the file.
+void CIndexDB::State::WriteBatch()
+{
+    std::stable_sort(batch.begin(), batch.end(), [](const NewDelete& left, const NewDelete& right) {
+        return std::pair(left.datum.jobId, static_cast<std::int64_t>(left.datum.id)) <
+               std::pair(right.datum.jobId, static_cast<std::int64_t>(right.datum.id));
+    });
+    for (const NewDelete& record : batch)
+        WriteDelete(record);
+    batch.clear();
+}
+
+void CIndexDB::State::WriteDelete(const NewDelete& record)
 {
     if (markedItems.empty())
         versionOfMarks = DataVersion();
+    const auto& [datum, replace] = record;
     const char* sql = replace ? "INSERT OR REPLACE INTO deletes(job, item, deleted) VALUES(?, ?, ?)"
                               : "INSERT OR IGNORE INTO deletes(job, item, deleted) VALUES(?, ?, ?)";
-    connection.ExecutePrepared(replace ? replaceDelete : insertDelete, sql, record.jobId, record.id,
-                               record.deletionTime);
-    connection.ExecutePrepared(markItem, "UPDATE items SET flags = flags | ? WHERE id = ?", CachedDatum::NoDeleteRecord,
-                               record.id);
-    if (connection.Changed() > 0)
-        markedItems.push_back(record.id);
+    connection.ExecutePrepared(replace ? replaceDelete : insertDelete, sql, datum.jobId, datum.id, datum.deletionTime);
+    connection.ExecutePrepared(markItem, "INSERT OR IGNORE INTO gone(item) VALUES(?)", datum.id);
+    markedItems.push_back(datum.id);
 }
 
 // Another number means that another connection, of whatever process, has written meanwhile.
@@ -168,9 +189,12 @@ void CIndexDB::State::FollowDeleted(std::uint64_t id, bool marksStand)
 std::optional<std::uint32_t> CIndexDB::State::FlagsOf(std::uint64_t id)
 {
     const CSingleLock lock(section);
-    connection.Prepare(readFlags, "SELECT flags FROM items WHERE id = ?", id);
+    connection.Prepare(
+        readFlags, "SELECT flags, gone.item IS NOT NULL FROM items LEFT JOIN gone ON gone.item = id WHERE id = ?", id);
     const bool found = readFlags.Step();
-    const auto flags = found ? static_cast<std::uint32_t>(readFlags.Integer(0)) : 0;
+    auto flags = found ? static_cast<std::uint32_t>(readFlags.Integer(0)) : 0;
+    if (found && readFlags.Integer(1) != 0)
+        flags |= CachedDatum::NoDeleteRecord;
     readFlags.Rewind();
     return found ? std::optional(flags) : std::nullopt;
 }
@@ -184,6 +208,7 @@ void CIndexDB::State::LeaveBatch()
         // The error that is told is the one before; closing undoes the rest.
     }
     markedItems.clear();
+    batch.clear();
     inBatch = false;
 }
 
@@ -200,7 +225,10 @@ std::vector<DeleteDatum> CIndexDB::State::Deletes(std::int32_t jobId)
 std::vector<DeleteDatum> CIndexDB::GetDeletes(std::int32_t jobId)
 {
     std::vector<DeleteDatum> deletes;
-    m_state->Run([&] { deletes = m_state->Deletes(jobId); });
+    m_state->Run([&] {
+        m_state->WriteBatch();
+        deletes = m_state->Deletes(jobId);
+    });
     return deletes;
 }
 
@@ -215,7 +243,10 @@ bool CIndexDB::BeginBatch()
 
 bool CIndexDB::CommitBatch()
 {
-    const bool committed = m_state->Run([&] { m_state->connection.Execute("COMMIT"); });
+    const bool committed = m_state->Run([&] {
+        m_state->WriteBatch();
+        m_state->connection.Execute("COMMIT");
+    });
     if (committed)
         m_state->FollowDeleted();
     m_state->LeaveBatch();

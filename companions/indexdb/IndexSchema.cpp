@@ -36,6 +36,9 @@ const char* const statements[] = {
     " PRIMARY KEY(job, item)) WITHOUT ROWID",
 };
 
+// Narrow, so that marking as many items as there are touches few pages; the items' own rows are wide.
+const char* const createGone = "CREATE TABLE IF NOT EXISTS gone(item INTEGER PRIMARY KEY)";
+
 // A text inside a record of the file may begin at any byte.
 std::uint16_t UpperUnitAt(const void* units, std::size_t index)
 {
@@ -99,10 +102,30 @@ void Create(IndexConnection& connection)
         return;
     for (const char* statement : statements)
         connection.Execute(statement);
+    connection.Execute(createGone);
     connection.Execute(CreatePlugins);
     connection.Execute("PRAGMA application_id=0x4F726249");
-    connection.Execute("PRAGMA user_version=1");
+    connection.Execute("PRAGMA user_version=2");
     transaction.Commit();
+}
+
+// Marks that are in the items' flags stay there until the items are recorded again.
+void Upgrade(IndexConnection& connection)
+{
+    if (connection.Number("PRAGMA user_version") >= Version)
+        return;
+    IndexTransaction transaction(connection);
+    connection.Execute(createGone);
+    connection.Execute("PRAGMA user_version=2");
+    transaction.Commit();
+}
+
+const char* ItemsQuery(IndexConnection& connection)
+{
+    return connection.Number("SELECT count(*) FROM sqlite_master WHERE type='table' AND name='gone'") == 0
+               ? "SELECT id, modified, kind, flags, delayed, path, 0 FROM items"
+               : "SELECT id, modified, kind, flags, delayed, path, gone.item IS NOT NULL FROM items"
+                 " LEFT JOIN gone ON gone.item = items.id";
 }
 
 } // namespace IndexSchema

@@ -13,7 +13,7 @@
 namespace IndexSchema
 {
 
-constexpr int Version = 1;
+constexpr int Version = 2;
 
 // The sort order of paths. Before any statement that uses them.
 void RegisterCollation(IndexConnection& connection);
@@ -21,6 +21,10 @@ void RegisterCollation(IndexConnection& connection);
 // False for a file that has nothing in it yet. Throws Corrupt for what is no index database, Newer for
 // one of a later version. Reads only.
 bool IsIndex(IndexConnection& connection);
+// Of one that may be older: adds what it lacks. Two processes may do so at once.
+void Upgrade(IndexConnection& connection);
+// What reads a table of items as today's, also of a database that nobody has written to since an older version.
+const char* ItemsQuery(IndexConnection& connection);
 // Makes an index database of an empty file. Two processes may do so at once.
 void Create(IndexConnection& connection);
 

@@ -20,7 +20,12 @@ struct CIndexDB::State {
     IndexStatement children;                                                      // the open BeginFolderChildrenRead
     IndexStatement insertDelete, replaceDelete, markItem, readFlags, readVersion; // prepared once, where many come
     FileIdentity identity;
+    struct NewDelete {
+        DeleteDatum datum;
+        bool replace;
+    };
     bool inBatch = false;
+    std::vector<NewDelete> batch;           // not written yet
     std::vector<std::uint64_t> markedItems; // of the batch: what the cache follows when it is committed
     std::int64_t versionOfMarks = 0;        // of the database, while they were written: nobody else could write
     IndexError last{Error::None, CString()};
@@ -65,7 +70,9 @@ struct CIndexDB::State {
     bool OthersHaveWritten() noexcept;
     std::optional<std::uint32_t> FlagsOf(std::uint64_t id);
     void FollowDeleted(std::uint64_t id, bool marksStand);
-    void InsertDelete(const DeleteDatum& record, bool replace);
+    void AddToBatch(const NewDelete& record);
+    void WriteBatch();
+    void WriteDelete(const NewDelete& record);
     std::int64_t DataVersion();
     // What was not committed is undone; the last error stays.
     void LeaveBatch();

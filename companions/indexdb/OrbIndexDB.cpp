@@ -42,8 +42,10 @@ void CIndexDB::State::Open(bool writable, bool exclusive, int busyTimeoutMs)
         throw IndexError{Error::ReadOnly, L"the file cannot be written"};
     if (!present)
         IndexSchema::Create(connection);
-    if (writable)
+    if (writable) {
+        IndexSchema::Upgrade(connection);
         UseWriteAheadLog();
+    }
     if (exclusive) {
         connection.Execute("BEGIN EXCLUSIVE");
         connection.Execute("COMMIT");

@@ -65,6 +65,49 @@ TEST_F(IndexBatch, BeginningASecondOneLeavesTheFirstAsItIs)
     EXPECT_EQ(SeenByOthers(), 1u);
 }
 
+TEST_F(IndexBatch, RecordsAreReadBackBeforeItIsCommitted)
+{
+    ASSERT_TRUE(db.BeginBatch());
+    ASSERT_TRUE(db.InsertEx({2, 1, 1}, 0, nullptr, false));
+    ASSERT_TRUE(db.InsertEx({1, 1, 1}, 0, nullptr, false));
+    EXPECT_EQ(db.GetDeletes(1).size(), 2u);
+    ASSERT_TRUE(db.CommitBatch());
+    EXPECT_EQ(SeenByOthers(), 2u);
+}
+
+TEST_F(IndexBatch, OfTheRecordsOfOneItemTheFirstCountsUnlessALaterOneReplacesIt)
+{
+    ASSERT_TRUE(db.BeginBatch());
+    ASSERT_TRUE(db.InsertEx({1, 10, 1}, 0, nullptr, false));
+    ASSERT_TRUE(db.InsertEx({2, 10, 1}, 0, nullptr, false));
+    ASSERT_TRUE(db.InsertEx({1, 20, 1}, 0, nullptr, true));
+    ASSERT_TRUE(db.InsertEx({2, 20, 1}, 0, nullptr, false));
+    ASSERT_TRUE(db.CommitBatch());
+    const std::vector<DeleteDatum> deletes = db.GetDeletes(1);
+    ASSERT_EQ(deletes.size(), 2u);
+    EXPECT_EQ(deletes[0].deletionTime, 20u);
+    EXPECT_EQ(deletes[1].deletionTime, 10u);
+}
+
+// What is written goes to the log first, a page at a time.
+TEST_F(IndexBatch, RecordsOfManyItemsTouchFewPages)
+{
+    constexpr int count = 20'000;
+    std::vector<ItemDatum> items;
+    for (int i = 0; i < count; ++i)
+        items.push_back(Item((L"C:\\a folder with a long name\\and another one in it\\" + std::to_wstring(i)).c_str()));
+    ASSERT_TRUE(db.RecordItems(items));
+    db.Close(); // empties the log
+    ASSERT_TRUE(db.Open(1, 0, 0));
+    ASSERT_TRUE(db.BeginBatch());
+    for (const ItemDatum& item : items)
+        ASSERT_TRUE(db.InsertEx({CIndexDB::CalculateUuid(item.path), 1, 1}, 0, nullptr, false));
+    ASSERT_TRUE(db.CommitBatch());
+    const std::size_t log = temp.ReadBytes(L"Index.db-wal").size();
+    EXPECT_GT(log, 0u);
+    EXPECT_LT(log / count, 60u); // bytes a record; the items themselves have some 200
+}
+
 TEST_F(IndexBatch, ManyRecordsAreWrittenByStatementsPreparedOnce)
 {
     EXPECT_TRUE(db.LoadCache());
@@ -113,6 +156,13 @@ TEST_F(DeletedItems, AreMarkedUntilTheyAreRecordedAgain)
     ASSERT_TRUE(db.RecordItem(Item(path)));
     EXPECT_FALSE(IsMarked());
     EXPECT_FALSE(IsMarkedInTheDatabase());
+}
+
+TEST_F(DeletedItems, ThatWereForgottenLeaveNoMark)
+{
+    ASSERT_TRUE(db.InsertEx({id, 1, 1}, 0, nullptr, false));
+    ASSERT_TRUE(db.ForgetItem(path));
+    EXPECT_EQ(RawDatabase(temp.Path(fileName)).Run("SELECT count(*) FROM gone"), "0");
 }
 
 TEST_F(DeletedItems, OfABatchAreMarkedWhenItIsCommitted)
@@ -172,7 +222,7 @@ TEST_F(DeletedItems, ThatAnotherProcessHasRecordedMeanwhileAreNotMarked)
     std::thread committer([&] { EXPECT_TRUE(db.CommitBatch()); });
     while (outside.Run("SELECT count(*) FROM deletes") != "1")
         std::this_thread::yield();
-    EXPECT_EQ(outside.Run("UPDATE items SET flags = 0"), "");
+    EXPECT_EQ(outside.Run("DELETE FROM gone"), "");
     section.Unlock();
     loader.join();
     committer.join();
