@@ -42,7 +42,7 @@ std::size_t NotificationStore::PlaceOf(const CString& path, std::uint32_t hash) 
     for (std::size_t slot = hash & mask; m_slots[slot] != 0; slot = (slot + 1) & mask) {
         ++m_slotsProbed;
         const std::size_t place = m_slots[slot] - 1;
-        if (HashAt(place) == hash && EqualNoCase(EntryAt(place).path.View(), path.View()))
+        if (place >= m_begin && HashAt(place) == hash && EqualNoCase(EntryAt(place).path.View(), path.View()))
             return place;
     }
     return Nowhere;
@@ -86,8 +86,9 @@ void NotificationStore::MakeRoom()
 void NotificationStore::CloseGaps(std::size_t slots)
 {
     std::vector<std::uint32_t> fresh(slots);
+    DropLeadingBlocks();
     std::size_t to = 0, cursor = Nowhere, visited = Nowhere;
-    for (std::size_t from = 0; from < m_end; ++from) {
+    for (std::size_t from = m_begin; from < m_end; ++from) {
         if (from == m_cursor)
             cursor = to;
         if (EntryAt(from).path.IsEmpty())
@@ -102,11 +103,22 @@ void NotificationStore::CloseGaps(std::size_t slots)
         ++to;
     }
     m_slots.swap(fresh);
+    m_begin = 0;
     m_end = to;
     m_left = to;
     m_cursor = std::min(cursor, to);
     m_visited = visited;
     m_blocks.resize((to + BlockPlaces - 1) / BlockPlaces);
+}
+
+void NotificationStore::DropLeadingBlocks()
+{
+    const std::size_t blocks = m_begin / BlockPlaces, places = blocks * BlockPlaces;
+    m_blocks.erase(m_blocks.begin(), m_blocks.begin() + static_cast<std::ptrdiff_t>(blocks));
+    m_cursor = std::max(m_cursor, m_begin) - places;
+    m_visited = m_visited == Nowhere || m_visited < m_begin ? Nowhere : m_visited - places;
+    m_begin -= places;
+    m_end -= places;
 }
 
 bool NotificationStore::Erase(const CString& path)
@@ -122,6 +134,15 @@ void NotificationStore::EraseAt(std::size_t place)
 {
     EntryAt(place) = {};
     SetLive(static_cast<std::size_t>(LiveCount()) - 1);
+    LetGoOfTheBeginning();
+}
+
+// What is drained from its beginning needs neither memory nor looks for it.
+void NotificationStore::LetGoOfTheBeginning()
+{
+    while (m_begin < m_end && EntryAt(m_begin).path.IsEmpty())
+        if (++m_begin % BlockPlaces == 0)
+            m_blocks[m_begin / BlockPlaces - 1].reset();
 }
 
 void NotificationStore::Clear()
@@ -129,6 +150,7 @@ void NotificationStore::Clear()
     decltype(m_blocks)().swap(m_blocks);
     decltype(m_slots)().swap(m_slots);
     m_shared.Clear();
+    m_begin = 0;
     m_end = 0;
     m_cursor = 0;
     m_left = 0;
@@ -144,9 +166,9 @@ void NotificationStore::Shrink()
 
 void NotificationStore::BeginRound()
 {
-    // Gaps are walked over each time around: many more of them than entries are not worth keeping.
     const auto live = static_cast<std::size_t>(LiveCount());
-    if (m_end - live > 3 * live + BlockPlaces) {
+    // Gaps are walked over each time around: many more of them than entries are not worth keeping, nor is their table.
+    if (m_end - m_begin - live > 3 * live + BlockPlaces || m_slots.size() > 16 * (live + BlockPlaces)) {
         try {
             CloseGaps(SlotsFor(live));
         } catch (const std::bad_alloc&) {
@@ -162,10 +184,15 @@ bool NotificationStore::NextInRound(Entry& entry)
     if (m_roundInsertions != m_insertions)
         BeginRound();
     while (m_left > 0) {
-        --m_left;
-        ++m_placesVisited;
         if (m_cursor >= m_end)
             m_cursor = 0;
+        if (m_cursor < m_begin) {
+            m_left -= std::min(m_left, m_begin - m_cursor);
+            m_cursor = m_begin;
+            continue;
+        }
+        --m_left;
+        ++m_placesVisited;
         const std::size_t place = m_cursor++;
         if (EntryAt(place).path.IsEmpty())
             continue;
@@ -178,7 +205,7 @@ bool NotificationStore::NextInRound(Entry& entry)
 
 bool NotificationStore::EraseVisited()
 {
-    if (m_visited == Nowhere || EntryAt(m_visited).path.IsEmpty())
+    if (m_visited == Nowhere || m_visited < m_begin || EntryAt(m_visited).path.IsEmpty())
         return false;
     EraseAt(m_visited);
     m_visited = Nowhere;
@@ -187,7 +214,7 @@ bool NotificationStore::EraseVisited()
 
 void NotificationStore::ForEach(const std::function<bool(const CString&, const NotificationPtr&)>& visit) const
 {
-    for (std::size_t place = 0; place < m_end; ++place) {
+    for (std::size_t place = m_begin; place < m_end; ++place) {
         const Entry& entry = EntryAt(place);
         if (!entry.path.IsEmpty() && !visit(entry.path, entry.notification))
             return;
@@ -196,6 +223,8 @@ void NotificationStore::ForEach(const std::function<bool(const CString&, const N
 
 std::size_t NotificationStore::TableBytes() const
 {
-    return m_blocks.capacity() * sizeof m_blocks[0] + m_blocks.size() * sizeof(Block) +
+    const auto held =
+        std::count_if(m_blocks.begin(), m_blocks.end(), [](const auto& block) { return block != nullptr; });
+    return m_blocks.capacity() * sizeof m_blocks[0] + static_cast<std::size_t>(held) * sizeof(Block) +
            m_slots.capacity() * sizeof m_slots[0];
 }

@@ -71,17 +71,19 @@ private:
     std::size_t PlaceOf(const CString& path, std::uint32_t hash) const;
     void MakeRoom();
     void CloseGaps(std::size_t slots);
+    void DropLeadingBlocks();
     void EraseAt(std::size_t place);
+    void LetGoOfTheBeginning();
     void SetLive(std::size_t live);
 
-    std::vector<std::unique_ptr<Block>> m_blocks;
-    std::size_t m_end = 0;              // of the places in use, gaps among them
-    std::vector<std::uint32_t> m_slots; // place + 1, from where its hash says onwards; 0: free. Gaps keep theirs
+    std::vector<std::unique_ptr<Block>> m_blocks; // null where all places are before the beginning
+    std::size_t m_begin = 0, m_end = 0; // of the places in use, gaps among them. What is before the beginning is gone
+    std::vector<std::uint32_t> m_slots; // place + 1, from where its hash says onwards; 0: free. What is gone keeps its
     SharedNotifications m_shared;
     ItemCounters m_counters;
     std::uint64_t m_insertions = 0;
     std::size_t m_cursor = 0;
-    std::size_t m_left = 0; // places of the round that are still to be looked at
+    std::size_t m_left = 0; // places of the round that are still to be looked at, those before the beginning among them
     std::size_t m_visited = Nowhere;
     std::uint64_t m_roundInsertions = 0;
     std::uint64_t m_placesVisited = 0;

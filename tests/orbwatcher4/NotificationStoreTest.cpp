@@ -224,6 +224,47 @@ TEST(NotificationStore, WhatWasVisitedAndIsGoneCannotBeErasedAgain)
     EXPECT_FALSE(store.EraseVisited());
 }
 
+TEST(NotificationStore, GivesMemoryBackWhileItIsDrained)
+{
+    constexpr int count = 20'000;
+    NotificationStore store;
+    Fill(store, count);
+    const std::size_t full = store.TableBytes();
+    NotificationStore::Entry entry;
+    for (int drained = 0; drained < count * 9 / 10; ++drained) {
+        store.BeginRound();
+        ASSERT_TRUE(store.NextInRound(entry));
+        ASSERT_TRUE(store.EraseVisited());
+    }
+    EXPECT_LT(store.TableBytes(), full / 3);
+    EXPECT_FALSE(store.Find(Numbered(0)));
+    EXPECT_TRUE(store.Find(Numbered(count - 1)));
+    EXPECT_TRUE(store.Put(Numbered(0), Make()));
+    EXPECT_EQ(Round(store).size(), count / 10 + 1u);
+}
+
+TEST(NotificationStore, ARoundThatLosesItsBeginningComesUponNothingTwice)
+{
+    constexpr int count = 5'000;
+    NotificationStore store;
+    Fill(store, count);
+    NotificationStore::Entry entry;
+    std::set<std::wstring> seen;
+    store.BeginRound();
+    for (int i = 0; i < 3000; ++i) // the next round begins behind these
+        ASSERT_TRUE(store.NextInRound(entry));
+    store.BeginRound();
+    for (int i = 0; i < 1000; ++i) {
+        ASSERT_TRUE(store.NextInRound(entry));
+        EXPECT_TRUE(seen.insert(entry.path.GetString()).second);
+        store.Erase(Numbered(i));
+        store.Erase(Numbered(i + 1000));
+    }
+    while (store.NextInRound(entry))
+        EXPECT_TRUE(seen.insert(entry.path.GetString()).second);
+    EXPECT_EQ(seen.size(), 3000u);
+}
+
 // What a plain table of the same paths would hold, after the same steps.
 TEST(NotificationStore, HoldsWhatAPlainTableHoldsWhateverIsDoneToIt)
 {
