@@ -1,10 +1,8 @@
 // The statistics file, and the cost that nothing is made of.
-#include "StatisticsPage.h"
 #include "tests/estimator/ScannerFixture.h"
 
 #include <clocale>
 #include <cmath>
-#include <sstream>
 
 namespace
 {
@@ -32,38 +30,8 @@ protected:
         entry.name = name;
         return entry;
     }
-    // The example of the page that begins so.
-    static std::string Example(const std::string& begin)
-    {
-        std::istringstream page(StatisticsPage);
-        std::string example;
-        for (std::string line; std::getline(page, line);)
-            if (line.starts_with("    " + begin) || (!example.empty() && line.starts_with("    ")))
-                example += line + "\n";
-            else if (!example.empty())
-                break;
-        return example;
-    }
 };
 using RateMap = std::map<int, double>;
-
-TEST_F(Statistics, ThePagesExampleOfExtensionsIsRead)
-{
-    Load(Example("<OrbExtensions"));
-    EXPECT_EQ(ScannerAccess::DefaultRatio(scanner), 0.75f);
-    EXPECT_EQ(Extensions().size(), 2u);
-    EXPECT_EQ(Ratio(L".doc"), 0.4f);
-    EXPECT_EQ(Ratio(L".jpg"), 1.0f);
-    EXPECT_TRUE(Rates().empty());
-}
-
-TEST_F(Statistics, ThePagesExampleOfProfilesIsRead)
-{
-    Load(Example("<Data"));
-    EXPECT_EQ(Rates(), (RateMap{{3, 0.625}}));
-    EXPECT_EQ(Extensions().size(), 0u);
-    EXPECT_EQ(ScannerAccess::DefaultRatio(scanner), 0.0f);
-}
 
 TEST_F(Statistics, MasksAreKeptInLowerCaseAndTheLaterOneCounts)
 {
