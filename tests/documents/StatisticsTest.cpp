@@ -41,4 +41,10 @@ TEST_F(StatisticsPage, TheExampleOfProfilesIsRead)
     EXPECT_EQ(ScannerAccess::DefaultRatio(scanner), 0.0f);
 }
 
+TEST_F(StatisticsPage, TheExampleOfASelectionIsReadAsProfilesToo)
+{
+    Load("selection.xml");
+    EXPECT_EQ(Rates(), (RateMap{{1, 0.5}}));
+}
+
 } // namespace
