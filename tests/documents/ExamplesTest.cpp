@@ -19,4 +19,11 @@ TEST(Examples, EachIsShownByAPageAsItIs)
     }
 }
 
+TEST(AllPages, EachStandsInTheListOfPages)
+{
+    const std::string list = Pages::Read("README.md");
+    for (const std::string& page : Pages::All())
+        EXPECT_TRUE(page == "README.md" || list.find("](" + page + ")") != std::string::npos) << page;
+}
+
 } // namespace
