@@ -26,7 +26,7 @@ install(FILES
     orbwatcher4/Scanner.h
     orbwatcher4/SmartScanCaller.h
     DESTINATION ${include_dir}/orbwatcher4)
-install(FILES orbwatcher4/core/Notification.h DESTINATION ${include_dir}/orbwatcher4/core)
+install(FILES orbwatcher4/core/Notification.h orbwatcher4/core/Signal.h DESTINATION ${include_dir}/orbwatcher4/core)
 install(FILES orbwatcher4/estimator/FSEntry.h orbwatcher4/estimator/ScanTally.h orbwatcher4/estimator/SpinFlag.h
     orbwatcher4/estimator/FileExtension.h
     DESTINATION ${include_dir}/orbwatcher4/estimator)
@@ -56,7 +56,7 @@ install(FILES ${CMAKE_BINARY_DIR}/OrbWatcher4Config.cmake ${CMAKE_BINARY_DIR}/Or
     DESTINATION ${package_dir})
 
 install(FILES README.md DESTINATION ${doc_dir})
-install(DIRECTORY docs/ DESTINATION ${doc_dir}/docs)
+install(DIRECTORY docs/ DESTINATION ${doc_dir}/docs PATTERN Doxyfile EXCLUDE)
 install(DIRECTORY examples/ DESTINATION ${doc_dir}/examples)
 # Of what is linked in or shipped beside; tools/bootstrap --package collects them.
 if(EXISTS ${ORB_DEPS}/licences)

@@ -60,9 +60,22 @@ runs() {
     return $status
 }
 
+# Each public header with nothing before it, and nothing of the sources within reach.
+headers_stand_alone() {
+    local include=$ROOT_DIR/include/OrbWatcher4 header status=0
+    cd "$include"
+    while IFS= read -r header; do
+        printf '#include "%s"\n' "$header" | x86_64-w64-mingw32-g++-posix -std=c++20 -fsyntax-only -Du_int16_t=uint16_t \
+            -DWIN32_LEAN_AND_MEAN -DNOMINMAX -I"$include" -x c++ - || { status=1; printf '%s\n' "$header"; }
+    done < <(find . -path ./sparsehash -prune -o -path ./google -prune -o -name '*.h' -printf '%P\n')
+    cd - >/dev/null
+    return $status
+}
+
 rm -rf "$PLACE" "$DRIVE"
 mkdir -p "$PLACE"
 try "installing" installs
+try "including each installed header alone" headers_stand_alone
 for example in "$ROOT_DIR"/share/doc/OrbWatcher4/examples/*/; do
     name=$(basename "$example")
     try "building the example $name against the installed package alone" builds "$name"
