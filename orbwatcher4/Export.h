@@ -1,5 +1,6 @@
-// What the library exports. The objects of the library itself, when tests link
-// them directly, neither export nor import.
+/// @file
+/// What the library exports. The objects of the library itself, when tests link
+/// them directly, neither export nor import.
 #pragma once
 
 #if defined(ORBWATCHER4_EXPORTS)

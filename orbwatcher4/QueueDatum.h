@@ -1,5 +1,6 @@
-// The record that is handed to the backup service: a fixed layout of 4,728
-// bytes, shared with the caller, all fields little-endian.
+/// @file
+/// The record that is handed to the backup service: a fixed layout of 4,728
+/// bytes, shared with the caller, all fields little-endian.
 #pragma once
 
 #include "orbwatcher4/Export.h"
@@ -7,58 +8,61 @@
 #include <cstddef>
 #include <cstdint>
 
-// The bits of QueueDatum::flags and of a notification's rule flags.
+/// The bits of QueueDatum::flags and of a notification's rule flags.
 namespace QueueFlags
 {
-constexpr std::uint32_t File = 0x02;
-constexpr std::uint32_t Directory = 0x04;
-constexpr std::uint32_t New = 0x10;        // not in the index
-constexpr std::uint32_t BlockLevel = 0x80; // a file to be backed up at block level
-constexpr std::uint32_t Internal = 0x400;
-constexpr std::uint32_t Rule800 = 0x800;
-constexpr std::uint32_t EvenWhenHidden = 0x4000;
-constexpr std::uint32_t RuleWithoutText = 0x8000;
-constexpr std::uint32_t Recovery40000 = 0x40000;
-constexpr std::uint32_t Recovery80000 = 0x80000;
-constexpr std::uint32_t ShowOverlay = 0x800000;
-constexpr std::uint32_t DedupCandidate = 0x4000000;
+constexpr std::uint32_t File = 0x02;              ///< it is a file
+constexpr std::uint32_t Directory = 0x04;         ///< it is a folder
+constexpr std::uint32_t New = 0x10;               ///< not in the index
+constexpr std::uint32_t BlockLevel = 0x80;        ///< a file to be backed up at block level
+constexpr std::uint32_t Internal = 0x400;         ///< RuleFlags::Internal of a rule
+constexpr std::uint32_t Rule800 = 0x800;          ///< 0x800 of a rule, handed on as it is
+constexpr std::uint32_t EvenWhenHidden = 0x4000;  ///< RuleFlags::EvenWhenHidden of a rule
+constexpr std::uint32_t RuleWithoutText = 0x8000; ///< a rule without a plugin's name took part
+constexpr std::uint32_t Recovery40000 = 0x40000;  ///< one bit of RuleFlags::DisasterRecovery
+constexpr std::uint32_t Recovery80000 = 0x80000;  ///< the other one
+constexpr std::uint32_t ShowOverlay = 0x800000;   ///< its status is to be shown
+constexpr std::uint32_t DedupCandidate =
+    0x4000000; ///< RuleFlags::DedupCandidate, unless SetIgnoredDedup names the file
 } // namespace QueueFlags
 
-// Belongs to the caller of a hand-out: text that a service keeps with a record.
+/// Belongs to the caller of a hand-out: text that a service keeps with a record.
 struct QueueAttachment {
-    wchar_t* text; // owned, zero-terminated
+    wchar_t* text; ///< owned, zero-terminated
 };
 
-// The library frees an attachment that a record brings along, so that both sides must use these.
-// AllocateQueueAttachment: null on lack of memory.
+/// The library frees an attachment that a record brings along, so that both sides must use these.
+/// AllocateQueueAttachment: null on lack of memory.
 extern "C" ORBWATCHER4_API QueueAttachment* AllocateQueueAttachment(const wchar_t* text);
+/// Null does nothing.
 extern "C" ORBWATCHER4_API void FreeQueueAttachment(QueueAttachment* attachment);
 
+/// One pending file, as it is handed out.
 struct QueueDatum {
-    static constexpr std::size_t PathCapacity = 1536;
-    static constexpr std::size_t FirstTextCapacity = 260;
-    static constexpr std::size_t SecondTextCapacity = 520;
-    static constexpr std::uint32_t Constant2 = 2;
+    static constexpr std::size_t PathCapacity = 1536;      ///< units, with the zero
+    static constexpr std::size_t FirstTextCapacity = 260;  ///< units, with the zero
+    static constexpr std::size_t SecondTextCapacity = 520; ///< units, with the zero
+    static constexpr std::uint32_t Constant2 = 2;          ///< what constant2 holds
 
-    std::uint64_t reserved0 = 0;
-    std::uint64_t id = 0;              // 64-bit path key
-    wchar_t path[PathCapacity] = {};   // full path, drive or server letter upper-cased
-    std::int64_t modificationTime = 0; // FILETIME; -1: could not be read; a directory's creation time
-    std::uint64_t size = 0;            // bytes
-    std::uint32_t reserved1 = 0;
-    std::uint32_t constant2 = 0; // always Constant2
-    std::uint64_t reserved2 = 0;
-    std::uint32_t ruleValue = 0;
-    std::uint32_t flags = 0;                     // QueueFlags
-    wchar_t firstText[FirstTextCapacity] = {};   // rule texts, joined by ":"
-    wchar_t secondText[SecondTextCapacity] = {}; // rule numbers, joined by ":"
-    std::int32_t minusOne0 = -1;
-    std::int32_t minusOne1 = -1;
-    std::uint64_t reserved3 = 0;
-    std::uint32_t attributes = 0; // file attributes
-    std::uint32_t reserved4 = 0;
-    std::int64_t creationTime = 0;         // FILETIME
-    QueueAttachment* attachment = nullptr; // freed and set to null before the record is filled
+    std::uint64_t reserved0 = 0;                 ///< 0
+    std::uint64_t id = 0;                        ///< 64-bit path key
+    wchar_t path[PathCapacity] = {};             ///< full path, drive or server letter upper-cased
+    std::int64_t modificationTime = 0;           ///< FILETIME; -1: could not be read; a directory's creation time
+    std::uint64_t size = 0;                      ///< bytes
+    std::uint32_t reserved1 = 0;                 ///< 0
+    std::uint32_t constant2 = 0;                 ///< always Constant2
+    std::uint64_t reserved2 = 0;                 ///< 0
+    std::uint32_t ruleValue = 0;                 ///< jobs of the rules: the bits of all of them
+    std::uint32_t flags = 0;                     ///< QueueFlags
+    wchar_t firstText[FirstTextCapacity] = {};   ///< rule texts, joined by ":"
+    wchar_t secondText[SecondTextCapacity] = {}; ///< rule numbers, joined by ":"
+    std::int32_t minusOne0 = -1;                 ///< -1
+    std::int32_t minusOne1 = -1;                 ///< -1
+    std::uint64_t reserved3 = 0;                 ///< 0
+    std::uint32_t attributes = 0;                ///< file attributes
+    std::uint32_t reserved4 = 0;                 ///< 0
+    std::int64_t creationTime = 0;               ///< FILETIME
+    QueueAttachment* attachment = nullptr;       ///< freed and set to null before the record is filled
 };
 
 static_assert(offsetof(QueueDatum, reserved0) == 0x0000);

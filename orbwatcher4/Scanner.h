@@ -1,11 +1,12 @@
-// Scanner: how large a backup selection is, before it is saved.
-//
-// Make one with the paths of the stored configuration, Start it once to scan
-// every drive of it, edit the selection, and call UpdateTotals after each edit:
-// it recounts from the cache and does not walk the disk again. One thread uses
-// an object; Stop, AbortUpdate and what reads the state may be called from any
-// other meanwhile. Nothing reports an error: what cannot be read adds nothing,
-// and the log says so. No operation throws, except on lack of memory.
+/// @file
+/// Scanner: how large a backup selection is, before it is saved.
+///
+/// Make one with the paths of the stored configuration, Start it once to scan
+/// every drive of it, edit the selection, and call UpdateTotals after each edit:
+/// it recounts from the cache and does not walk the disk again. One thread uses
+/// an object; Stop, AbortUpdate and what reads the state may be called from any
+/// other meanwhile. Nothing reports an error: what cannot be read adds nothing,
+/// and the log says so. No operation throws, except on lack of memory.
 #pragma once
 
 #include "orbwatcher4/Estimate.h"
@@ -23,22 +24,27 @@
 class DriveScans;
 class ScanTally;
 
+/// How large a selection is. See the top of this file for the order of calls and for threads.
 class ORBWATCHER4_API Scanner final : public SmartScanCaller
 {
 public:
+    /// No configuration yet.
     Scanner();
-    // The selection file, the product's exclusions and the statistics of extensions; see SetBasicInfo.
+    /// The selection file, the product's exclusions and the statistics of extensions; see SetBasicInfo.
     Scanner(const wchar_t* dataXml, const wchar_t* autoExcludeXml, const wchar_t* statsXml);
-    // A copy works on the same cache and has the same two events: stopping one stops the other. Scans that the source
-    // has left going on are waited for. Of objects with one cache, only one may be used at a time.
+    /// A copy works on the same cache and has the same two events: stopping one stops the other. Scans that the source
+    /// has left going on are waited for. Of objects with one cache, only one may be used at a time.
     Scanner(const Scanner& other);
+    /// As copying.
     Scanner& operator=(const Scanner& other);
+    /// Ends scans that are going on, and waits for them.
     ~Scanner();
 
-    // Null leaves a path as it is.
+    /// Null leaves a path as it is.
     void SetBasicInfo(const wchar_t* dataXml, const wchar_t* autoExcludeXml, const wchar_t* statsXml);
-    // Whether AddPath goes into hidden folders. Start never does; hidden files count always.
+    /// Whether AddPath goes into hidden folders. Start never does; hidden files count always.
     void IncludeHidden(bool include) { m_includeHidden = include; }
+    /// Kept in single precision; costs are always 0.
     void SetPrice(double first, double second);
 
     // --- Editing the selection. A path that ends in a backslash is a folder, any other a single file. What is not in
@@ -46,57 +52,69 @@ public:
     // (ScanPath fills it). A rule that is not recursive speaks of the folder itself alone: none of its files
     // counts. ---
 
+    /// Includes one path.
     void AddPath(const wchar_t* path, bool recursive);
+    /// Includes several.
     void AddPath(std::vector<CString> paths, bool recursive);
+    /// Excludes one path.
     void RemovePath(const wchar_t* path, bool recursive);
+    /// Excludes several.
     void RemovePath(std::vector<CString> paths, bool recursive);
-    // All rules of a profile, as Start has read them.
+    /// All rules of a profile, as Start has read them.
     void AddProfile(int profile);
+    /// The same for several profiles.
     void AddProfile(const std::vector<int>& profiles);
+    /// The rules of a profile go.
     void RemoveProfile(int profile);
+    /// The same for several profiles.
     void RemoveProfile(const std::vector<int>& profiles);
-    // The stored rules of the profile give way to these folders, with this mask.
+    /// The stored rules of the profile give way to these folders, with this mask.
     void EditProfile(int profile, const wchar_t* mask, const std::vector<CString>& paths);
-    // What folders that are added from now on leave out: endings, separated by ";". Empty: nothing.
+    /// What folders that are added from now on leave out: endings, separated by ";". Empty: nothing.
     void SetFileFolderFilter(const wchar_t* mask);
 
     // --- Counting. ---
 
-    // Reads the configuration and scans its drives, all at once. The totals are zero afterwards. With more than 64
-    // drives, or when the system refuses a thread, it returns while the scans go on; whatever needs the cache next
-    // waits for them.
+    /// Reads the configuration and scans its drives, all at once. The totals are zero afterwards. With more than 64
+    /// drives, or when the system refuses a thread, it returns while the scans go on; whatever needs the cache next
+    /// waits for them.
     void Start();
-    // Ends the scans and a recount. No later Start scans anything.
+    /// Ends the scans and a recount. No later Start scans anything.
     void Stop();
-    // Counts what the selection includes of the cache.
+    /// Counts what the selection includes of the cache.
     void UpdateTotals();
-    // Ends a recount; the totals stay at what it has counted.
+    /// Ends a recount; the totals stay at what it has counted.
     void AbortUpdate();
-    // Set by UpdateTotals and by edits that scan; cleared by UpdateTotals alone.
+    /// Set by UpdateTotals and by edits that scan; cleared by UpdateTotals alone.
     bool IsCalculating() const { return m_calculating; }
-    double GetTotalCost() const { return m_totalCost; } // always 0
+    double GetTotalCost() const { return m_totalCost; } ///< always 0
+    /// In bytes, as the last count has it.
     double GetTotalSize() const { return static_cast<double>(m_totalSize.load()); }
 
     // --- Told by the walks. ---
 
+    /// A file that a walk has found goes into the cache.
     void FileFoundCallback(const wchar_t* path, unsigned __int64 size) override;
+    /// Goes on.
     bool ProgressCallback() override { return true; }
+    /// Folders count by their files.
     void FolderFoundCallback(const wchar_t*) override {}
 
     // --- Additions, for those who show an estimate to somebody. ---
 
-    // Walks one folder or file whatever the cache holds of it. Stop ends it, and false says that it did.
+    /// Walks one folder or file whatever the cache holds of it. Stop ends it, and false says that it did.
     bool ScanPath(const wchar_t* path, bool recursive);
-    // Until the scans have ended that Start has left going on.
+    /// Until the scans have ended that Start has left going on.
     void WaitForScans();
+    /// How the scans go. Cheap; any thread.
     ScanProgress GetScanProgress() const;
-    // What the scans have not gone into, and why: each path once.
+    /// What the scans have not gone into, and why: each path once.
     std::vector<PassedOverPath> GetPassedOver() const;
-    // What the selection says of any path, and the rule that settles it.
+    /// What the selection says of any path, and the rule that settles it.
     InclusionType Judge(const wchar_t* path, FilterPtr* deciding);
-    // Hands on each cached file; totals stay as they are. False when AbortUpdate or Stop has ended it.
+    /// Hands on each cached file; totals stay as they are. False when AbortUpdate or Stop has ended it.
     bool ForEachFile(const std::function<void(const JudgedFile&)>& take);
-    // Sums by folder, by extension, and by the rule that leaves something out.
+    /// Sums by folder, by extension, and by the rule that leaves something out.
     Estimate GetEstimate();
 
 private:

@@ -1,13 +1,15 @@
-// A critical section that has a place in the lock order.
+/// @file
+/// A critical section that has a place in the lock order.
 #pragma once
 
 #include "mfc/CCriticalSection.h"
 #include "support/LockOrder.h"
 
+/// Enter it with CSingleLock. Any thread.
 class RankedSection : public CCriticalSection
 {
 public:
-    // `name` names the kind of lock; it must live as long as the process.
+    /// `name` names the kind of lock; it must live as long as the process.
     RankedSection(LockRank rank, const wchar_t* name, DWORD spinCount = 0)
         : CCriticalSection(spinCount),
           m_rank(rank),
@@ -15,11 +17,13 @@ public:
     {
     }
 
+    /// Tells the check, and waits until nobody else is inside.
     void Lock() override
     {
         LockOrder::Entering(this, m_rank, m_name, __builtin_return_address(0));
         CCriticalSection::Lock();
     }
+    /// Leaves it, and tells the check.
     void Unlock() override
     {
         CCriticalSection::Unlock();

@@ -1,7 +1,8 @@
-// One node of the estimator's cache: a file, or a folder with what lies in it.
-//
-// A drive may hold millions of them, so that each stands by value in its
-// folder's own table. Names are in lower case: the tables compare exactly.
+/// @file
+/// One node of the estimator's cache: a file, or a folder with what lies in it.
+///
+/// A drive may hold millions of them, so that each stands by value in its
+/// folder's own table. Names are in lower case: the tables compare exactly.
 #pragma once
 
 #include "mfc/CString.h"
@@ -15,19 +16,25 @@
 
 struct FSEntry;
 
+/// The hash of an entry: that of its name.
 struct fs_hash_cs {
+    /// The hash of its units.
     std::size_t operator()(const FSEntry& entry) const;
 };
 
+/// What lies in a folder.
 using FSEntrySet = google::dense_hash_set<FSEntry, fs_hash_cs, std::equal_to<FSEntry>>;
+/// Shared by copies of an estimator.
 using FSEntrySetPtr = std::shared_ptr<FSEntrySet>;
 
+/// A file or a folder.
 struct FSEntry {
-    CString name; // one component of a path; the first one of a share keeps its backslashes
-    std::uint64_t reserved[2] = {};
-    std::uint64_t size = 0; // in bytes, as a walk reported it; 0 for a folder
-    FSEntrySetPtr children; // null for a file
+    CString name;                   ///< one component of a path; the first one of a share keeps its backslashes
+    std::uint64_t reserved[2] = {}; ///< 0
+    std::uint64_t size = 0;         ///< in bytes, as a walk reported it; 0 for a folder
+    FSEntrySetPtr children;         ///< null for a file
 
+    /// By the name, exact case.
     bool operator==(const FSEntry& other) const { return name == other.name; }
 };
 static_assert(sizeof(FSEntry) == 48);

@@ -1,9 +1,10 @@
-// What counts as a file's extension.
+/// @file
+/// What counts as a file's extension.
 #pragma once
 
 #include "mfc/CString.h"
 
-// Of a path or name: from the last dot of the name to its end; empty when it has none.
+/// Of a path or name: from the last dot of the name to its end; empty when it has none.
 inline CString ExtensionOf(const CString& path)
 {
     const int dot = path.ReverseFind(L'.');

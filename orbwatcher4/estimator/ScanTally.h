@@ -1,4 +1,5 @@
-// Counts and lists what the estimator's walks meet. Any thread.
+/// @file
+/// Counts and lists what the estimator's walks meet. Any thread.
 #pragma once
 
 #include "orbwatcher4/ScanProgress.h"
@@ -9,18 +10,25 @@
 #include <map>
 #include <vector>
 
+/// The counts of one estimator.
 class ScanTally final : public WalkObserver
 {
 public:
+    /// A file of so many bytes was met.
     void CountFile(unsigned __int64 size);
+    /// A folder was met.
     void Entering(const CString& folder) override;
+    /// It was met and not gone into.
     void PassedOver(const CString& path, PathOutcome why) override;
 
+    /// So many drives are walked from now on.
     void BeginDrives(int drives);
+    /// One of them was walked to the end.
     void EndDrive() { ++m_drivesDone; }
 
+    /// The counts of this moment.
     ScanProgress Read() const;
-    // Each path once, in order; what the last walk had to say of it.
+    /// Each path once, in order; what the last walk had to say of it.
     std::vector<PassedOverPath> ReadPassedOver() const;
 
 private:

@@ -1,7 +1,8 @@
-// A lock for the few instructions around one table entry or one sum.
-//
-// Who finds it held tries again at once: nobody holds it while waiting for
-// anything. Nothing else may be locked inside. Any thread.
+/// @file
+/// A lock for the few instructions around one table entry or one sum.
+///
+/// Who finds it held tries again at once: nobody holds it while waiting for
+/// anything. Nothing else may be locked inside. Any thread.
 #pragma once
 
 #include "support/LockOrder.h"
@@ -9,20 +10,23 @@
 #include <atomic>
 #include <cstdint>
 
+/// One such lock, free at first.
 class SpinFlag
 {
 public:
-    // `name` names the kind of lock; it must live as long as the process.
+    /// `name` names the kind of lock; it must live as long as the process.
     explicit SpinFlag(const wchar_t* name) noexcept : m_name(name) {}
     SpinFlag(const SpinFlag&) = delete;
     SpinFlag& operator=(const SpinFlag&) = delete;
 
+    /// Tries until nobody else holds it. Not twice on one thread.
     void Acquire() noexcept
     {
         LockOrder::Entering(this, LockRank::Leaf, m_name, __builtin_return_address(0));
         for (std::int32_t expected = 0; !m_held.compare_exchange_strong(expected, 1); expected = 0) {
         }
     }
+    /// On the thread that holds it.
     void Release() noexcept
     {
         m_held.exchange(0);
@@ -34,11 +38,13 @@ private:
     const wchar_t* const m_name;
 };
 
-// Holds a flag for as long as it lives.
+/// Holds a flag for as long as it lives.
 class SpinScope
 {
 public:
+    /// The flag must outlive it.
     explicit SpinScope(SpinFlag& flag) noexcept : m_flag(flag) { m_flag.Acquire(); }
+    /// Gives the flag back.
     ~SpinScope() { m_flag.Release(); }
     SpinScope(const SpinScope&) = delete;
     SpinScope& operator=(const SpinScope&) = delete;

@@ -1,9 +1,10 @@
-// The rules of one drive in their order, with an index that finds those that
-// speak of a path. The index is made by the first look after an edit.
-//
-// Portable. Looks may overlap each other only when one has been made since the
-// last edit; edits overlap nothing. Paths and masks of the rules that it holds
-// stay as they are. Copies share the rules and the index.
+/// @file
+/// The rules of one drive in their order, with an index that finds those that
+/// speak of a path. The index is made by the first look after an edit.
+///
+/// Portable. Looks may overlap each other only when one has been made since the
+/// last edit; edits overlap nothing. Paths and masks of the rules that it holds
+/// stay as they are. Copies share the rules and the index.
 #pragma once
 
 #include "orbwatcher4/filter/Filter.h"
@@ -12,19 +13,24 @@
 
 class RuleIndex;
 
+/// The rules of one drive.
 class ORBWATCHER4_API RuleSet
 {
 public:
     RuleSet() = default;
+    /// These rules, in this order.
     RuleSet(FilterList rules) : m_rules(std::move(rules)) {}
 
+    /// All of them, in order.
     const FilterList& Rules() const { return m_rules; }
+    /// True when there is none.
     bool IsEmpty() const { return m_rules.empty(); }
-    // For an edit, which is over before the next look.
+    /// For an edit, which is over before the next look.
     FilterList& Edit();
-    // Into the rule order.
+    /// Into the rule order.
     void Sort();
 
+    /// Made anew after an edit.
     const RuleIndex& Index() const;
 
 private:

@@ -1,4 +1,5 @@
-// Who is told how a walk goes, beside its caller: what it enters and what it leaves out.
+/// @file
+/// Who is told how a walk goes, beside its caller: what it enters and what it leaves out.
 #pragma once
 
 #include "mfc/CString.h"
@@ -6,15 +7,16 @@
 
 #include <cstdint>
 
-// On the walking thread, with no lock held.
+/// On the walking thread, with no lock held.
 class WalkObserver
 {
 public:
+    /// A folder whose list is read next.
     virtual void Entering(const CString& folder) = 0;
-    // A folder that the caller is not told of, or something that is not there or cannot be read.
+    /// A folder that the caller is not told of, or something that is not there or cannot be read.
     virtual void PassedOver(const CString& path, PathOutcome why) = 0;
-    // The attributes of what the caller is told next, as the list of the entered folder shows them. Not said of what
-    // is met otherwise: a folder that the walk begins with, the target of a link, a file that is selected by its path.
+    /// The attributes of what the caller is told next, as the list of the entered folder shows them. Not said of what
+    /// is met otherwise: a folder that the walk begins with, the target of a link, a file that is selected by its path.
     virtual void Shown(std::uint32_t) {}
 
 protected:

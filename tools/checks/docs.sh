@@ -1,0 +1,3 @@
+# The reference of the public headers: every public declaration says what it is.
+say "the reference of the public headers"
+"$ROOT/tools/docs" >/dev/null || die "something public says nothing of itself"
