@@ -27,12 +27,19 @@ std::vector<std::string> CommandLine()
     return arguments;
 }
 
+ExitCode Print(FILE* data, const std::string& text)
+{
+    std::fwrite(text.data(), 1, text.size(), data);
+    return std::fflush(data) == 0 ? ExitDone : ExitFailure;
+}
+
 ExitCode Run(FILE* data)
 {
     CLI::App app("Watches a backup selection and hands out what changed.", "orbwatch");
     // Paths that begin with a slash are paths.
     app.allow_windows_style_options(false);
     app.require_subcommand(1);
+    app.set_version_flag("--version", "orbwatch " ORB_VERSION, "the version of the program");
     Arguments arguments;
     std::vector<std::string> given = CommandLine();
     // A wrong command line is told in the form that it asks for.
@@ -43,10 +50,9 @@ ExitCode Run(FILE* data)
         app.parse(std::move(given));
     } catch (const CLI::CallForHelp&) {
         const auto chosen = app.get_subcommands();
-        const std::string help = chosen.empty() ? app.help() : chosen.front()->help("orbwatch");
-        std::fputs(help.c_str(), data);
-        std::fflush(data);
-        return ExitDone;
+        return Print(data, chosen.empty() ? app.help() : chosen.front()->help("orbwatch"));
+    } catch (const CLI::CallForVersion& version) {
+        return Print(data, std::string(version.what()) + "\n");
     } catch (const CLI::ParseError& error) {
         RecordWriter(data, json).Error(FromUtf8(error.what()) + L" (see orbwatch --help)");
         return ExitUsage;

@@ -153,14 +153,4 @@ TEST_F(BadInput, WrongUsageIsJsonWhenJsonIsAskedFor)
     EXPECT_FALSE(OnlyError(host).value("message", "").empty());
 }
 
-TEST_F(BadInput, HelpShowsAnExampleForEachCommand)
-{
-    for (const wchar_t* command : {L"watch", L"enumerate", L"explain", L"init"}) {
-        HostProcess host({command, L"--help"});
-        EXPECT_EQ(host.Finish(), 0);
-        const std::vector<std::string> lines = host.OutputLines();
-        EXPECT_NE(std::find(lines.begin(), lines.end(), "Example:"), lines.end());
-    }
-}
-
 } // namespace
