@@ -1,0 +1,159 @@
+#include "host/CommandOptions.h"
+
+#include "host/help/CommandHelp.h"
+
+#include <map>
+
+namespace
+{
+
+CLI::App* AddCommand(CLI::App& app, const char* name, const char* text)
+{
+    CLI::App* command = app.add_subcommand(name, text);
+    command->footer(FooterOf(HelpOf(name)));
+    return command;
+}
+
+// The type of the option says enough in the help: the check adds nothing to it.
+CLI::Validator Quiet(const CLI::Validator& check) { return check.description(""); }
+
+void AddJson(CLI::App& command, Arguments& arguments)
+{
+    command.add_flag("--json", arguments.json, "one JSON object a line");
+}
+
+void AddSelection(CLI::App& command, Arguments& arguments)
+{
+    command.add_option("--data", arguments.data, "the selection (XML)")->type_name("FILE")->required();
+    command.add_option("--auto-exclude", arguments.autoExclude, "the product's automatic exclusions (XML)")
+        ->type_name("FILE");
+}
+
+void AddSelectionOptions(CLI::App& command, Arguments& arguments)
+{
+    AddSelection(command, arguments);
+    command.add_option("--advanced", arguments.advanced, "the advanced filters (XML)")->type_name("FILE");
+    command.add_option("--secondary", arguments.secondary, "a second selection whose rules go along (XML)")
+        ->type_name("FILE");
+    AddJson(command, arguments);
+}
+
+// Of commands that take or leave what waits for the next watch.
+void AddWaitingOptions(CLI::App& command, Arguments& arguments)
+{
+    AddSelectionOptions(command, arguments);
+    command.add_option("--index", arguments.index, "the index of what is backed up; made when missing")
+        ->type_name("FILE")
+        ->required();
+}
+
+void AddServiceOptions(CLI::App& command, Arguments& arguments)
+{
+    AddWaitingOptions(command, arguments);
+    command.add_option("--destination", arguments.destination, "the folder that backups go to; never backed up")
+        ->type_name("FOLDER");
+    command.add_flag("--hidden", arguments.hidden, "hidden files, too");
+    command.add_flag("--record", arguments.record, "mark what is handed out as backed up");
+    command.add_option("--timeout", arguments.timeout, "end with code 4 after so many seconds")
+        ->type_name("SECONDS")
+        ->check(Quiet(CLI::PositiveNumber));
+}
+
+} // namespace
+
+CLI::App* AddWatch(CLI::App& app, Arguments& arguments)
+{
+    CLI::App* watch = AddCommand(app, "watch", "watch a selection and print each file that waits for backup");
+    AddServiceOptions(*watch, arguments);
+    watch->add_flag("--enumerate", arguments.enumerate, "begin with everything that is there already");
+    watch->add_flag("--collect", arguments.collect, "hand out nothing; what changes waits for the next start")
+        ->excludes("--record");
+    watch->add_flag("--overlay", arguments.overlay, "tell the overlay service (orbwatch overlay) of each status");
+    watch->add_option("--max-events", arguments.maxEvents, "end after so many pending records; 0: no limit")
+        ->type_name("COUNT");
+    watch->add_option("--until-quiet", arguments.untilQuiet, "end when nothing came for so many seconds")
+        ->type_name("SECONDS")
+        ->check(Quiet(CLI::PositiveNumber));
+    return watch;
+}
+
+CLI::App* AddEnumerate(CLI::App& app, Arguments& arguments)
+{
+    CLI::App* enumerate =
+        AddCommand(app, "enumerate", "look at the whole selection once and print each file that waits for backup");
+    AddServiceOptions(*enumerate, arguments);
+    return enumerate;
+}
+
+CLI::App* AddExplain(CLI::App& app, Arguments& arguments)
+{
+    CLI::App* explain = AddCommand(app, "explain", "say why paths are selected or not");
+    AddSelectionOptions(*explain, arguments);
+    explain->add_option("paths", arguments.paths, "paths; - reads them from standard input, UTF-8, one a line")
+        ->type_name("PATH")
+        ->required();
+    return explain;
+}
+
+CLI::App* AddInit(CLI::App& app, Arguments& arguments)
+{
+    CLI::App* init = AddCommand(app, "init", "write a small, commented sample selection");
+    init->add_option("folder", arguments.folder, "where; made when missing")->type_name("FOLDER")->required();
+    AddJson(*init, arguments);
+    return init;
+}
+
+CLI::App* AddOverlay(CLI::App& app, Arguments& arguments)
+{
+    using Fault = OverlayOptions::Fault;
+    const CLI::CheckedTransformer faults(
+        std::map<std::string, Fault>{{"silent", Fault::Silent}, {"late", Fault::Late}, {"die", Fault::Die}});
+    CLI::App* overlay = AddCommand(app, "overlay", "keep the overlay statuses of files and print each change");
+    AddJson(*overlay, arguments);
+    overlay->add_option("--fault", arguments.service.fault, "for trying out clients: do not answer, too late, or die")
+        ->type_name("silent|late|die")
+        ->transform(Quiet(faults));
+    overlay->add_option("--after", arguments.service.after, "so many requests are answered before the fault")
+        ->type_name("COUNT");
+    overlay->add_option("--times", arguments.service.times, "so many requests meet the fault; 0: all that follow")
+        ->type_name("COUNT");
+    return overlay;
+}
+
+CLI::App* AddExport(CLI::App& app, Arguments& arguments)
+{
+    CLI::App* command = AddCommand(app, "export", "write what is pending as a list");
+    AddWaitingOptions(*command, arguments);
+    command->add_option("--to", arguments.to, "the list (XML); what it holds already stays")
+        ->type_name("FILE")
+        ->required();
+    command->add_option("--max", arguments.most, "at most so many files; otherwise all")
+        ->type_name("COUNT")
+        ->check(Quiet(CLI::NonNegativeNumber));
+    return command;
+}
+
+CLI::App* AddAdd(CLI::App& app, Arguments& arguments)
+{
+    CLI::App* command = AddCommand(app, "add", "merge new rules into a selection and queue what they select");
+    AddWaitingOptions(*command, arguments);
+    command->add_option("--rules", arguments.rules, "the new rules (XML)")->type_name("FILE")->required();
+    command->add_flag("--merge-only", arguments.mergeOnly, "queue nothing");
+    command->add_flag("--delete", arguments.deleteWhenDone, "delete the rules' file unless it holds exclusions");
+    return command;
+}
+
+CLI::App* AddEstimate(CLI::App& app, Arguments& arguments)
+{
+    CLI::App* command = AddCommand(app, "estimate", "how much a selection holds, and how edits would change that");
+    AddSelection(*command, arguments);
+    command->add_option("--stats", arguments.stats, "the statistics of file extensions (XML)")->type_name("FILE");
+    command->add_option("--include", arguments.includes, "edit: these folders and files, too")->type_name("PATH");
+    command->add_option("--exclude", arguments.excludes, "edit: without these folders and files")->type_name("PATH");
+    command->add_option("--profile", arguments.profiles, "edit: these profiles of the selection (numbers), not all")
+        ->type_name("PROFILE");
+    command->add_option("--mask", arguments.mask, "endings that edits leave out (\".tmp;.bak\")")->type_name("ENDINGS");
+    AddJson(*command, arguments);
+    command->add_option("--report", arguments.report, "a page that shows it all (HTML)")->type_name("FILE");
+    return command;
+}

@@ -1,0 +1,135 @@
+#include "host/help/CommandHelp.h"
+
+#include <stdexcept>
+
+namespace
+{
+
+constexpr std::size_t FirstColumn = 14; // as wide as the longest kind of a record, and two blanks
+
+constexpr EndCode Done{ExitDone, "done"};
+constexpr EndCode Failed{ExitFailure, "failure"};
+constexpr EndCode Refused{ExitUsage, "wrong usage or unreadable input"};
+constexpr EndCode SomeUnread{ExitSomeUnreadable, "done, but something could not be read"};
+constexpr EndCode OutOfTime{ExitTimeLimit, "the time limit has come (--timeout)"};
+constexpr EndCode Interrupted{ExitInterrupted, "interrupted (Ctrl-C)"};
+
+constexpr RecordKind Pending{"pending", "a file or folder that waits for backup: path, size, times, the rule's text"};
+constexpr RecordKind Deleted{"deleted", "a path that the index holds and the disk does not"};
+constexpr RecordKind Rescan{"rescan", "a root that is looked at again, and why"};
+constexpr RecordKind Created{"created", "a file that was written"};
+
+const CommandHelp commands[] = {
+    {"",
+     {"orbwatch init C:\\selection",
+      "orbwatch watch --data C:\\selection\\selection.xml --index C:\\selection\\index.db --record",
+      "orbwatch watch --help"},
+     "Records go to standard output, errors and notes to standard error. With --json each is one JSON object a line\n"
+     "with its type, its number on the stream (seq) and the time (UTC); without, lines are for people. The product's\n"
+     "data folder is %ProgramData%\\OrbWatcher4, or the one that ORB_DATA_FOLDER names.",
+     {{"error", "what went wrong, and with which path; on standard error"},
+      {"note", "something that a person should know, said once; on standard error"}},
+     {Done, Failed, Refused, SomeUnread, OutOfTime, Interrupted}},
+    {"watch",
+     {"orbwatch watch --data selection.xml --index index.db --record --json",
+      "orbwatch watch --data selection.xml --index index.db --enumerate --until-quiet 5"},
+     "Ctrl-C ends it, and so does the event Local\\orbwatch-interrupt-PID; what is still pending comes first at the\n"
+     "next start.",
+     {{"ready", "it watches from now on; the roots"},
+      {"roots", "the roots that are watched now: a drive came or went"},
+      Pending,
+      Deleted,
+      Rescan,
+      {"collected", "with --collect: how many files wait"},
+      {"summary", "at the end: how many were handed out, how many still wait"}},
+     {Done, Failed, Refused, SomeUnread, OutOfTime, Interrupted}},
+    {"enumerate",
+     {"orbwatch enumerate --data selection.xml --index index.db --record --json"},
+     "What the index holds and the disk does not comes as deleted. The last record sums up what was found. On a\n"
+     "terminal, standard error shows how it goes. After Ctrl-C or the time limit, what is still pending comes first "
+     "at\n"
+     "the next start.",
+     {Pending, Deleted, Rescan, {"summary", "at the end: what was found, new, unchanged, skipped and why, unreadable"}},
+     {Done, Failed, Refused, SomeUnread, OutOfTime, Interrupted}},
+    {"explain",
+     {"orbwatch explain --data selection.xml \"C:\\Users\\me\\Documents\\letter.doc\"",
+      "orbwatch explain --data selection.xml --json - <paths.txt"},
+     "The path need not exist. The rule that decides is marked with >.",
+     {{"explain", "a path: the decision, the rules that speak of it, and which of them decides"}},
+     {Done, {ExitFailure, "standard output cannot be written"}, Refused, Interrupted}},
+    {"add",
+     {"orbwatch add --data selection.xml --index index.db --rules new.xml"},
+     "A watch that runs on the same data folder takes the rules at once; otherwise what they select comes first at "
+     "the\n"
+     "next watch.",
+     {{"queued", "a file or folder that the new rules select"},
+      {"excluded", "an exclusion among the new rules"},
+      {"summary", "at the end: how many were queued (null: a running watch took the rules), how many exclusions"}},
+     {Done, Failed, Refused}},
+    {"export",
+     {"orbwatch export --data selection.xml --index index.db --to pending.xml --max 1000"},
+     "A watch that runs on the same data folder is asked; otherwise it is what the last one has left.",
+     {{"exported", "the list, and how many files were added to it"}},
+     {Done, Failed, Refused}},
+    {"estimate",
+     {"orbwatch estimate --data selection.xml --exclude C:\\Videos --report estimate.html",
+      "orbwatch estimate --data selection.xml --profile 1 --profile 2"},
+     "Everything is scanned once; edits are counted one after the other, in their order, without a look at the disk "
+     "for\n"
+     "what was scanned.",
+     {{"total", "files and bytes of the selection (step 0), and after each edit"},
+      {"folder", "files and bytes of a folder, the largest first"},
+      {"extension", "files and bytes of an ending, the largest first"},
+      {"leftOut", "files and bytes that a rule leaves out"},
+      Created,
+      {"summary", "at the end: files, bytes, how much could not be read"}},
+     {Done, Failed, Refused, SomeUnread, Interrupted}},
+    {"overlay",
+     {"orbwatch overlay --json", "orbwatch overlay --fault late --after 10 --times 3"},
+     "It stands in for the service that draws status icons, with \"orbwatch watch --overlay\" beside it on the same "
+     "data\n"
+     "folder. Ctrl-C ends it.",
+     {{"ready", "it answers from now on"},
+      {"overlay", "a path has a new status"},
+      {"summary", "at the end: how many requests came, how many paths have a status"}},
+     {Failed, Refused, Interrupted}},
+    {"init",
+     {"orbwatch init C:\\selection"},
+     "Files that are there already are never overwritten: then nothing is written.",
+     {Created},
+     {Done, Failed, Refused}},
+};
+
+std::string Row(std::string_view first, const char* second)
+{
+    std::string row = "  " + std::string(first);
+    row.append(FirstColumn > row.size() ? FirstColumn - row.size() : 1, ' ');
+    return row + second + "\n";
+}
+
+} // namespace
+
+const CommandHelp& HelpOf(std::string_view command)
+{
+    for (const CommandHelp& help : commands)
+        if (help.command == command)
+            return help;
+    throw std::logic_error("a command without help: " + std::string(command));
+}
+
+std::string FooterOf(const CommandHelp& help)
+{
+    std::string footer = "Example:\n";
+    for (const char* example : help.examples)
+        footer += std::string("  ") + example + "\n";
+    footer += std::string(help.text) + "\n";
+    if (!help.records.empty())
+        footer += "Records:\n";
+    for (const RecordKind& record : help.records)
+        footer += Row(record.name, record.meaning);
+    footer += "Exit codes:\n";
+    for (const EndCode& end : help.ends)
+        footer += Row(std::to_string(end.code), end.meaning);
+    footer.pop_back(); // the line's end comes from the parser
+    return footer;
+}

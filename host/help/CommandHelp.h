@@ -1,0 +1,29 @@
+// What a command says of itself beside its options: examples, the records that it
+// prints, and how it ends. Any thread.
+#pragma once
+
+#include "host/ExitCode.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+struct RecordKind {
+    const char* name;
+    const char* meaning;
+};
+struct EndCode {
+    ExitCode code;
+    const char* meaning;
+};
+struct CommandHelp {
+    const char* command; // empty: the program
+    std::vector<const char*> examples;
+    const char* text; // lines
+    std::vector<RecordKind> records;
+    std::vector<EndCode> ends;
+};
+
+const CommandHelp& HelpOf(std::string_view command);
+// As it stands below the options.
+std::string FooterOf(const CommandHelp& help);
