@@ -10,6 +10,7 @@
 #include "host/InitCommand.h"
 #include "host/WatchCommand.h"
 #include "host/help/CommandHelp.h"
+#include "host/help/ReferencePage.h"
 
 namespace
 {
@@ -117,5 +118,7 @@ std::vector<Command> AddCommands(CLI::App& app, Arguments& arguments)
         [](const Arguments& given, RecordWriter& writer) { return RunOverlay(given.service, writer); });
     add(AddInit(app, arguments),
         [](const Arguments& given, RecordWriter& writer) { return RunInit(FromUtf8(given.folder), writer); });
+    const CLI::App* reference = app.add_subcommand("reference", "print docs/orbwatch.md")->group("");
+    commands.push_back({reference, [&app](RecordWriter& writer) { return writer.Text(ReferencePage(app)); }});
     return commands;
 }

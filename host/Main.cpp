@@ -27,19 +27,13 @@ std::vector<std::string> CommandLine()
     return arguments;
 }
 
-ExitCode Print(FILE* data, const std::string& text)
-{
-    std::fwrite(text.data(), 1, text.size(), data);
-    return std::fflush(data) == 0 ? ExitDone : ExitFailure;
-}
-
 ExitCode Run(FILE* data)
 {
     CLI::App app("Watches a backup selection and hands out what changed.", "orbwatch");
     // Paths that begin with a slash are paths.
     app.allow_windows_style_options(false);
     app.require_subcommand(1);
-    app.set_help_flag("-h,--help", "this text");
+    app.set_help_flag("-h,--help", "this text; each command has its own");
     app.set_version_flag("--version", "orbwatch " ORB_VERSION, "the version of the program");
     Arguments arguments;
     std::vector<std::string> given = CommandLine();
@@ -51,9 +45,9 @@ ExitCode Run(FILE* data)
         app.parse(std::move(given));
     } catch (const CLI::CallForHelp&) {
         const auto chosen = app.get_subcommands();
-        return Print(data, chosen.empty() ? app.help() : chosen.front()->help("orbwatch"));
+        return RecordWriter(data, false).Text(chosen.empty() ? app.help() : chosen.front()->help("orbwatch"));
     } catch (const CLI::CallForVersion& version) {
-        return Print(data, std::string(version.what()) + "\n");
+        return RecordWriter(data, false).Text(std::string(version.what()) + "\n");
     } catch (const CLI::ParseError& error) {
         RecordWriter(data, json).Error(FromUtf8(error.what()) + L" (see orbwatch --help)");
         return ExitUsage;

@@ -223,6 +223,12 @@ void RecordWriter::Summary(const SizeTotal& total, std::uint64_t unreadable, int
         Print(m_data, "could not be read: " + std::to_string(unreadable) + "\n");
 }
 
+ExitCode RecordWriter::Text(const std::string& text)
+{
+    Print(m_data, text);
+    return Good() ? ExitDone : ExitFailure;
+}
+
 void RecordWriter::Error(const std::wstring& message, const std::wstring& path) { Tell("error", message, path); }
 
 void RecordWriter::Note(const std::wstring& message, const std::wstring& path)

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "host/EnumerationSummary.h"
+#include "host/ExitCode.h"
 #include "host/ProgressLine.h"
 #include "orbwatcher4/Estimate.h"
 #include "orbwatcher4/OrbWatcher.h"
@@ -57,6 +58,8 @@ public:
     void OverlayReady();
     void Overlay(const std::wstring& path, std::int32_t status, const std::string& meaning);
     void OverlaySummary(std::uint64_t requests, std::uint64_t paths, int exitCode);
+    // A page or a script, as it is.
+    ExitCode Text(const std::string& text);
     // `path` may be empty.
     void Error(const std::wstring& message, const std::wstring& path = L"");
     // Something a person should know. Said once, however often it is noticed.
