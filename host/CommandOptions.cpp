@@ -157,3 +157,15 @@ CLI::App* AddEstimate(CLI::App& app, Arguments& arguments)
     command->add_option("--report", arguments.report, "a page that shows it all (HTML)")->type_name("FILE");
     return command;
 }
+
+CLI::App* AddCompletion(CLI::App& app, Arguments& arguments)
+{
+    const CLI::CheckedTransformer shells(
+        std::map<std::string, Shell>{{"bash", Shell::Bash}, {"powershell", Shell::PowerShell}});
+    CLI::App* completion = AddCommand(app, "completion", "print the script by which a shell completes command lines");
+    completion->add_option("shell", arguments.shell, "the shell that is to complete them")
+        ->type_name("bash|powershell")
+        ->transform(Quiet(shells))
+        ->required();
+    return completion;
+}

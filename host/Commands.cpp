@@ -118,6 +118,9 @@ std::vector<Command> AddCommands(CLI::App& app, Arguments& arguments)
         [](const Arguments& given, RecordWriter& writer) { return RunOverlay(given.service, writer); });
     add(AddInit(app, arguments),
         [](const Arguments& given, RecordWriter& writer) { return RunInit(FromUtf8(given.folder), writer); });
+    commands.push_back({AddCompletion(app, arguments), [&app, &arguments](RecordWriter& writer) {
+                            return writer.Text(CompletionScript(arguments.shell, CommandTree(app)));
+                        }});
     const CLI::App* reference = app.add_subcommand("reference", "print docs/orbwatch.md")->group("");
     commands.push_back({reference, [&app](RecordWriter& writer) { return writer.Text(ReferencePage(app)); }});
     return commands;

@@ -5,6 +5,7 @@
 #include "host/OverlayCommand.h"
 #include "host/RecordWriter.h"
 #include "host/Selection.h"
+#include "host/completion/Completion.h"
 
 #include <CLI/CLI.hpp>
 
@@ -34,6 +35,7 @@ struct Arguments {
     std::vector<int> profiles;
     bool overlay = false;
     OverlayOptions service;
+    Shell shell = Shell::Bash;
 
     SelectionFiles Files() const;
     static std::wstring Path(const std::string& text);

@@ -33,7 +33,7 @@ ExitCode Run(FILE* data)
     // Paths that begin with a slash are paths.
     app.allow_windows_style_options(false);
     app.require_subcommand(1);
-    app.set_help_flag("-h,--help", "this text; each command has its own");
+    app.set_help_flag("-h,--help", "this text");
     app.set_version_flag("--version", "orbwatch " ORB_VERSION, "the version of the program");
     Arguments arguments;
     std::vector<std::string> given = CommandLine();

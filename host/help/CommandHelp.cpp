@@ -98,6 +98,13 @@ const CommandHelp commands[] = {
      "Files that are there already are never overwritten: then nothing is written.",
      {Created},
      {Done, Failed, Refused}},
+    {"completion",
+     {". <(orbwatch completion bash)", "orbwatch completion powershell | Out-String | Invoke-Expression"},
+     "Put such a line into the file that the shell reads at its start. Commands, options, their words, the profiles "
+     "of\n"
+     "the selection that is named and paths are completed.",
+     {},
+     {Done, {ExitFailure, "standard output cannot be written"}, Refused}},
 };
 
 std::string Row(std::string_view first, const char* second)
