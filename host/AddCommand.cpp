@@ -11,7 +11,7 @@ RulesAddition WantedOf(const AddOptions& options) { return {options.rules, optio
 ExitCode Tell(const RulesAdded& added, const AddOptions& options, RecordWriter& writer)
 {
     if (added.result == RulesNotLoaded) {
-        writer.Error(L"the rules are missing or cannot be read as such", options.rules);
+        writer.Error(L"the rules are missing or cannot be read; orbwatch init FOLDER writes a sample", options.rules);
         return ExitUsage;
     }
     for (const ExcludedInfo& excluded : added.excluded)
@@ -23,7 +23,7 @@ ExitCode Tell(const RulesAdded& added, const AddOptions& options, RecordWriter& 
 ExitCode TellAnswer(const RulesAdded& added, const AddOptions& options, RecordWriter& writer)
 {
     if (!added.answered) {
-        writer.Error(L"the running watch gave no answer", options.rules);
+        writer.Error(L"the running watch gave no answer; try again, or end it first", options.rules);
         return ExitFailure;
     }
     ExitCode code = Tell(added, options, writer);

@@ -1,6 +1,7 @@
 #include "host/BackupService.h"
 
 #include "companions/settings/OrbSettings.h"
+#include "host/IndexAdvice.h"
 
 namespace
 {
@@ -56,9 +57,13 @@ bool BackupService::OpenIndex()
     m_index.SetDBFilePath(m_options.index.c_str());
     if (m_index.Open(writable, 0, 0) && m_index.LoadCache())
         return true;
-    m_writer.Error(L"the index cannot be used: " + std::wstring(m_index.GetLastDbErrorText().GetString()),
-                   m_options.index);
+    m_writer.Error(L"the index cannot be used: " + IndexFailure(), m_options.index);
     return false;
+}
+
+std::wstring BackupService::IndexFailure() const
+{
+    return std::wstring(m_index.GetLastDbErrorText().GetString()) + L"; " + IndexAdvice(m_index.GetLastDbError());
 }
 
 bool BackupService::GiveOne(bool now)
@@ -84,7 +89,7 @@ void BackupService::Give(const QueueDatum& datum)
     // What could not be read could not be copied either: it stays new, and is backed up again rather than never.
     if (datum.modificationTime < 0) {
         m_unreadable.insert(datum.path);
-        m_writer.Note(L"cannot be read now", datum.path);
+        m_writer.Note(L"cannot be read now; it stays new for the next enumeration", datum.path);
         return;
     }
     m_unreadable.erase(datum.path);
@@ -106,7 +111,7 @@ void BackupService::Record(const QueueDatum& datum)
 void BackupService::TellUnrecorded(const wchar_t* path)
 {
     m_recordingFailed = true;
-    m_writer.Error(L"cannot be recorded in the index: " + std::wstring(m_index.GetLastDbErrorText().GetString()), path);
+    m_writer.Error(L"cannot be recorded in the index: " + IndexFailure(), path);
 }
 
 bool BackupService::TellEvents()
@@ -161,7 +166,8 @@ ExitCode BackupService::End(ExitCode code, bool unreadable)
     TellEvents();
     TellMessages();
     if (!m_watcher.IsPendingKept()) {
-        m_writer.Error(L"what is pending could not be kept for the next start", DumpPath());
+        m_writer.Error(L"what is pending could not be kept; the next start looks at everything again. Is there room?",
+                       DumpPath());
         return ExitFailure;
     }
     return WithFailures(code, unreadable);

@@ -66,6 +66,7 @@ public:
 
 private:
     bool OpenIndex();
+    std::wstring IndexFailure() const;
     bool TellDeletions();
     void Give(const QueueDatum& datum);
     void Record(const QueueDatum& datum);

@@ -17,6 +17,23 @@ CLI::App* AddCommand(CLI::App& app, const char* name, const char* text)
 // The type of the option says enough in the help: the check adds nothing to it.
 CLI::Validator Quiet(const CLI::Validator& check) { return check.description(""); }
 
+// Turns a word into the number that the parser reads the value from.
+template <typename Value>
+CLI::Validator OneOf(const std::map<std::string, Value>& values)
+{
+    const auto translate = [values](std::string& word) -> std::string {
+        if (const auto found = values.find(word); found != values.end()) {
+            word = std::to_string(static_cast<int>(found->second));
+            return "";
+        }
+        std::string names;
+        for (const auto& [name, value] : values)
+            names += (names.empty() ? "" : ", ") + name;
+        return word + " is none of " + names;
+    };
+    return {translate, ""};
+}
+
 void AddJson(CLI::App& command, Arguments& arguments)
 {
     command.add_flag("--json", arguments.json, "one JSON object a line");
@@ -106,13 +123,11 @@ CLI::App* AddInit(CLI::App& app, Arguments& arguments)
 CLI::App* AddOverlay(CLI::App& app, Arguments& arguments)
 {
     using Fault = OverlayOptions::Fault;
-    const CLI::CheckedTransformer faults(
-        std::map<std::string, Fault>{{"silent", Fault::Silent}, {"late", Fault::Late}, {"die", Fault::Die}});
     CLI::App* overlay = AddCommand(app, "overlay", "keep the overlay statuses of files and print each change");
     AddJson(*overlay, arguments);
     overlay->add_option("--fault", arguments.service.fault, "for trying out clients: do not answer, too late, or die")
         ->type_name("silent|late|die")
-        ->transform(Quiet(faults));
+        ->transform(OneOf<Fault>({{"silent", Fault::Silent}, {"late", Fault::Late}, {"die", Fault::Die}}));
     overlay->add_option("--after", arguments.service.after, "so many requests are answered before the fault")
         ->type_name("COUNT");
     overlay->add_option("--times", arguments.service.times, "so many requests meet the fault; 0: all that follow")
@@ -160,12 +175,10 @@ CLI::App* AddEstimate(CLI::App& app, Arguments& arguments)
 
 CLI::App* AddCompletion(CLI::App& app, Arguments& arguments)
 {
-    const CLI::CheckedTransformer shells(
-        std::map<std::string, Shell>{{"bash", Shell::Bash}, {"powershell", Shell::PowerShell}});
     CLI::App* completion = AddCommand(app, "completion", "print the script by which a shell completes command lines");
     completion->add_option("shell", arguments.shell, "the shell that is to complete them")
         ->type_name("bash|powershell")
-        ->transform(Quiet(shells))
+        ->transform(OneOf<Shell>({{"bash", Shell::Bash}, {"powershell", Shell::PowerShell}}))
         ->required();
     return completion;
 }

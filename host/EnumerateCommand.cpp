@@ -31,7 +31,8 @@ private:
     ExitCode Enumerate()
     {
         if (!m_service.Enumerations().Start()) {
-            m_writer.Error(L"the enumeration could not be started");
+            m_writer.Error(
+                L"the enumeration could not be started; what went wrong is in the log (orbwatch doctor says where)");
             return ExitFailure;
         }
         while (m_service.Enumerations().Follow()) {

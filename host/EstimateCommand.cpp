@@ -66,7 +66,9 @@ private:
             return ExitUsage;
         if (!m_options.stats.empty() && !FileHandle(CreateFileW(m_options.stats.c_str(), GENERIC_READ, FILE_SHARE_READ,
                                                                 nullptr, OPEN_EXISTING, 0, nullptr))) {
-            m_writer.Error(SystemText(GetLastError()), m_options.stats);
+            m_writer.Error(L"the statistics cannot be read: " + SystemText(GetLastError()) +
+                               L" Leave out --stats to do without.",
+                           m_options.stats);
             return ExitUsage;
         }
         return std::nullopt;
@@ -112,7 +114,7 @@ private:
         bool good = true;
         for (const LibraryMessages::Line& line : m_messages.Take())
             if (line.text.starts_with(L"There are no statistics of extensions")) {
-                m_writer.Error(line.text);
+                m_writer.Error(line.text + L"; leave out --stats to do without", m_options.stats);
                 good = false;
             } else {
                 m_writer.Note(line.text);
@@ -204,10 +206,10 @@ private:
     {
         for (const PassedOverPath& passed : m_scanner.GetPassedOver()) {
             if (passed.why == PathOutcome::Missing)
-                m_writer.Note(L"not there", passed.path.GetString());
+                m_writer.Note(L"not there; it counts as empty", passed.path.GetString());
             if (passed.why != PathOutcome::Unreadable)
                 continue;
-            m_writer.Note(L"cannot be read", passed.path.GetString());
+            m_writer.Note(L"cannot be read; it counts as empty", passed.path.GetString());
             m_report.unreadable.emplace_back(passed.path.View());
         }
     }
@@ -226,7 +228,8 @@ private:
         if (written)
             m_writer.Created(m_options.report);
         else
-            m_writer.Error(L"cannot be written: " + SystemText(GetLastError()), m_options.report);
+            m_writer.Error(L"the page cannot be written: " + SystemText(GetLastError()) + L" Name another --report.",
+                           m_options.report);
         return written;
     }
 

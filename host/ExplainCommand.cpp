@@ -57,7 +57,8 @@ bool Explainer::ExplainStandardInput()
     for (std::string text; m_writer.Good() && std::getline(std::cin, text);) {
         const std::string_view line = Trimmed(text, number++ == 0);
         if (!IsUtf8(line)) {
-            m_writer.Error(L"line " + std::to_wstring(number) + L" of standard input is not UTF-8");
+            m_writer.Error(L"line " + std::to_wstring(number) +
+                           L" of standard input is not UTF-8; save the list as UTF-8");
             return false;
         }
         if (!line.empty())

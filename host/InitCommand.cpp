@@ -84,19 +84,20 @@ ExitCode RunInit(const std::wstring& given, RecordWriter& writer)
     const int made = SHCreateDirectoryExW(nullptr, folder.c_str(), nullptr);
     const DWORD attributes = GetFileAttributesW(folder.c_str());
     if (attributes == INVALID_FILE_ATTRIBUTES || !(attributes & FILE_ATTRIBUTE_DIRECTORY)) {
-        writer.Error(L"the folder cannot be created: " + SystemText(static_cast<DWORD>(made)), folder);
+        writer.Error(L"the folder cannot be created: " + SystemText(static_cast<DWORD>(made)) + L" Name another one.",
+                     folder);
         return ExitFailure;
     }
     for (const Sample& sample : samples)
         if (const std::wstring path = folder + L"\\" + sample.name;
             GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES) {
-            writer.Error(L"the file is there already; nothing was written", path);
+            writer.Error(L"the file is there already; nothing was written. Name another folder, or remove it", path);
             return ExitFailure;
         }
     for (const Sample& sample : samples) {
         const std::wstring path = folder + L"\\" + sample.name;
         if (!WriteNew(path, WithHome(sample.text))) {
-            writer.Error(L"the file cannot be written: " + SystemText(GetLastError()), path);
+            writer.Error(L"the file cannot be written: " + SystemText(GetLastError()) + L" Name another folder.", path);
             return ExitFailure;
         }
         writer.Created(path);

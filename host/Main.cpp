@@ -27,6 +27,13 @@ std::vector<std::string> CommandLine()
     return arguments;
 }
 
+// With a blank behind it; empty when the line names none.
+std::wstring ChosenCommand(const CLI::App& app)
+{
+    const auto chosen = app.get_subcommands();
+    return chosen.empty() ? L"" : FromUtf8(chosen.front()->get_name()) + L" ";
+}
+
 ExitCode Run(FILE* data)
 {
     CLI::App app("Watches a backup selection and hands out what changed.", "orbwatch");
@@ -49,7 +56,7 @@ ExitCode Run(FILE* data)
     } catch (const CLI::CallForVersion& version) {
         return RecordWriter(data, false).Text(std::string(version.what()) + "\n");
     } catch (const CLI::ParseError& error) {
-        RecordWriter(data, json).Error(FromUtf8(error.what()) + L" (see orbwatch --help)");
+        RecordWriter(data, json).Error(FromUtf8(error.what()) + L"; see orbwatch " + ChosenCommand(app) + L"--help");
         return ExitUsage;
     }
     RecordWriter writer(data, arguments.json);

@@ -87,7 +87,8 @@ private:
         const std::wstring status = std::to_wstring(message.status);
         if (!message.path) {
             m_service.Answer();
-            m_writer.Error(L"a request of kind " + kind + L" with status " + status + L" has a path without an end");
+            m_writer.Error(L"a request of kind " + kind + L" with status " + status +
+                           L" has a path without an end; nothing was kept");
         } else if (message.kind == static_cast<std::int32_t>(OverlayRequest::GetStatus)) {
             const auto known = m_statuses.find(*message.path);
             m_service.Answer(known == m_statuses.end() ? OverlayStatus::InSync : known->second);
@@ -96,7 +97,7 @@ private:
             Keep(*message.path, message.status);
         } else {
             m_service.Answer();
-            m_writer.Error(L"a request has the unknown kind " + kind, *message.path);
+            m_writer.Error(L"a request has the unknown kind " + kind + L"; nothing was kept", *message.path);
         }
     }
 

@@ -41,7 +41,7 @@ bool OverlayService::Open(std::wstring& failure)
 {
     m_only = BecomeTheOnlyService();
     if (!m_only) {
-        failure = L"another overlay service is running";
+        failure = L"another overlay service is running on this data folder; end it first";
         return false;
     }
     const OverlayNames names = OverlayNames::OfThisInstallation();
@@ -54,7 +54,8 @@ bool OverlayService::Open(std::wstring& failure)
     m_token = MakeEvent(names.token, true);
     if (m_response && m_request && mapped && m_token)
         return true;
-    failure = L"the shared objects cannot be made: " + SystemText(GetLastError());
+    failure = L"the shared objects cannot be made: " + SystemText(GetLastError()) +
+              L" Does a program with other rights hold them?";
     return false;
 }
 

@@ -18,7 +18,7 @@ PendingExported FromJson(const Json& answer)
                        answer.contains("count") && answer["count"].is_number_integer() && answer.contains("failure") &&
                        answer["failure"].is_string();
     if (!whole)
-        return {false, 0, L"the running watch gave no answer"};
+        return {false, 0, L"the running watch gave no answer; try again, or end it first"};
     return {answer.value("any", false), answer.value("count", 0), FromUtf8(answer.value("failure", ""))};
 }
 

@@ -31,7 +31,7 @@ bool TellFailures(const Lines& lines, RecordWriter& writer)
         const std::wstring file = After(lines, i + 1, L"File : ");
         if (!file.empty()) {
             const std::wstring reason = i + 2 < lines.size() ? lines[i + 2].text : std::wstring();
-            writer.Error(L"cannot be read as a selection: " + reason, file);
+            writer.Error(L"cannot be read as a selection: " + reason + L"; orbwatch init FOLDER writes a sample", file);
             good = false;
             continue;
         }
@@ -63,10 +63,10 @@ bool AllCanBeRead(const SelectionFiles& files, RecordWriter& writer)
     bool good = true;
     for (const std::wstring* file : {&files.data, &files.autoExclude, &files.advanced, &files.secondary})
         if (!file->empty() && !IsFile(*file)) {
-            writer.Error(L"the file is not there or cannot be reached", *file);
+            writer.Error(L"the file is not there or cannot be reached; orbwatch init FOLDER writes a sample", *file);
             good = false;
         } else if (!file->empty() && !IsReadableText(*file)) {
-            writer.Error(L"cannot be read as a selection: it holds bytes that are no UTF-8", *file);
+            writer.Error(L"cannot be read as a selection: it holds bytes that are no UTF-8; save it as UTF-8", *file);
             good = false;
         }
     return good;
@@ -95,7 +95,8 @@ bool LoadSelection(COrbWatcher& watcher, const SelectionFiles& files, RecordWrit
     const bool loaded = watcher.LoadSelection();
     const bool good = TellFailures(messages.Take(), writer);
     if (!loaded && good)
-        writer.Error(L"the selection could not be loaded", files.data);
+        writer.Error(L"the selection could not be loaded; what went wrong is in the log (orbwatch doctor says where)",
+                     files.data);
     return loaded && good;
 }
 
@@ -108,7 +109,8 @@ bool CanBeLoaded(const SelectionFiles& files, RecordWriter& writer)
     const bool loaded = filter.LoadXmlFilters(files.data.c_str(), files.autoExclude.c_str(), files.advanced.c_str());
     const bool good = TellFailures(messages.Take(), writer);
     if (!loaded && good)
-        writer.Error(L"the selection could not be loaded", files.data);
+        writer.Error(L"the selection could not be loaded; what went wrong is in the log (orbwatch doctor says where)",
+                     files.data);
     return loaded && good;
 }
 
@@ -124,7 +126,7 @@ std::vector<SelectionView::Root> SelectionView::SelectedRoots(RecordWriter& writ
         if (m_filter.IsDriveIncludeRules(root))
             roots.push_back({root, IsThere(root, drive)});
     if (roots.empty())
-        writer.Note(L"the selection includes nothing");
+        writer.Note(L"the selection includes nothing; orbwatch explain says why a path is left out");
     return roots;
 }
 

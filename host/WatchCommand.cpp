@@ -45,7 +45,8 @@ private:
             if (const std::optional<ExitCode> end = m_service.OutsideEnd())
                 return end;
             if (Seconds() - m_service.StartedAt() > LongestStart) {
-                m_writer.Error(L"the watcher did not start");
+                m_writer.Error(L"the watcher did not start in two minutes; what went wrong is in the log (orbwatch "
+                               L"doctor says where)");
                 return ExitFailure;
             }
         }

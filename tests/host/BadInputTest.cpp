@@ -146,6 +146,28 @@ TEST_F(BadInput, WrongUsageEndsWithTwo)
     ExpectUsageError({L"explain", L"--data", Path(L"selection.xml")});
 }
 
+TEST_F(BadInput, AFailureSaysWhatToDoNext)
+{
+    folder.WriteBytes(L"bad.xml", "<Data><Item");
+    folder.WriteBytes(L"other.db", "This is no database, but a text that is longer than the header of one would be.");
+    const std::pair<Arguments, std::string> tried[] = {
+        {{L"watch", L"--nonsense"}, "see orbwatch watch --help"},
+        {{L"--nonsense"}, "see orbwatch --help"},
+        {{L"overlay", L"--fault", L"slow"}, "slow is none of die, late, silent"},
+        {{L"explain", L"--data", Path(L"missing.xml"), L"C:\\x"}, "orbwatch init FOLDER writes a sample"},
+        {{L"explain", L"--data", Path(L"bad.xml"), L"C:\\x"}, "orbwatch init FOLDER writes a sample"},
+        {{L"watch", L"--data", Path(L"selection.xml"), L"--index", Path(L"other.db")}, "move it away to start anew"},
+        {{L"watch", L"--data", Path(L"selection.xml"), L"--index", Path(L"none\\index.db")}, "is its folder there?"},
+        {{L"init", Path(L"bad.xml")}, "Name another one."},
+    };
+    for (const auto& [arguments, advice] : tried) {
+        HostProcess host(arguments);
+        EXPECT_NE(host.Finish(), 0);
+        ASSERT_EQ(host.ErrorLines().size(), 1u);
+        EXPECT_NE(host.ErrorLines().front().find(advice), std::string::npos) << host.ErrorLines().front();
+    }
+}
+
 TEST_F(BadInput, WrongUsageIsJsonWhenJsonIsAskedFor)
 {
     HostProcess host(Watch({L"--nonsense"}));

@@ -112,7 +112,7 @@ TEST_F(Service, IsTheOnlyOne)
     HostProcess second({L"overlay", L"--json"});
     EXPECT_EQ(second.Finish(), 1);
     ASSERT_EQ(second.Errors().size(), 1u);
-    EXPECT_EQ(second.Errors()[0]["message"], "another overlay service is running");
+    EXPECT_EQ(second.Errors()[0]["message"], "another overlay service is running on this data folder; end it first");
     EXPECT_TRUE(Set(L"C:\\a.txt", 4));
 }
 
