@@ -29,14 +29,15 @@ void ProgressLine::Show(const ScanProgress& progress, double now) { ShowAny(prog
 template <typename Progress>
 void ProgressLine::ShowAny(const Progress& progress, double now)
 {
-    if (!_isatty(_fileno(m_stream)) || (m_shown >= 0 && now - m_shown < ShortestPause))
+    if (!m_terminal || (m_shown >= 0 && now - m_shown < ShortestPause))
         return;
     if (m_begun < 0)
         m_begun = now;
     // A line that fills the last column would begin the next one.
     const std::string text = ProgressText(progress, now - m_begun, ColumnsOf(m_stream) - 1);
     Erase();
-    std::fwrite(text.data(), 1, text.size(), m_stream);
+    const std::string line = m_colours.Dim(text);
+    std::fwrite(line.data(), 1, line.size(), m_stream);
     std::fflush(m_stream);
     m_length = FromUtf8(text).size();
     m_shown = now;

@@ -2,6 +2,7 @@
 // in its place. One thread.
 #pragma once
 
+#include "host/Colours.h"
 #include "orbwatcher4/EnumerationProgress.h"
 #include "orbwatcher4/ScanProgress.h"
 
@@ -11,7 +12,12 @@
 class ProgressLine
 {
 public:
-    explicit ProgressLine(FILE* stream) : m_stream(stream) {}
+    explicit ProgressLine(const OutputStream& stream)
+        : m_stream(stream.file),
+          m_terminal(stream.terminal),
+          m_colours(stream)
+    {
+    }
 
     // Nothing where there is no terminal, and at most ten times a second. `now`: as Seconds gives it.
     void Show(const EnumerationProgress& progress, double now);
@@ -24,6 +30,8 @@ private:
     void ShowAny(const Progress& progress, double now);
 
     FILE* const m_stream;
+    const bool m_terminal;
+    const Colours m_colours;
     std::size_t m_length = 0; // of what is shown
     double m_begun = -1;
     double m_shown = -1;

@@ -5,7 +5,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include <io.h>
+#include <string_view>
 
 namespace
 {
@@ -17,12 +17,20 @@ constexpr std::size_t RowsForPeople = 15;
 
 } // namespace
 
-RecordWriter::RecordWriter(FILE* data, bool json)
-    : m_data{data, 0},
-      m_dataOnTerminal(_isatty(_fileno(data)) != 0),
+RecordWriter::RecordWriter(FILE* data, bool json) : RecordWriter(OutputStream::Of(data), OutputStream::Of(stderr), json)
+{
+}
+
+RecordWriter::RecordWriter(const OutputStream& data, const OutputStream& errors, bool json)
+    : m_data{data.file, 0, Colours(data)},
+      m_errors{errors.file, 0, Colours(errors)},
+      m_progress(errors),
+      m_dataOnTerminal(data.terminal),
       m_json(json)
 {
 }
+
+void RecordWriter::PrintLine(const std::string& line) { Print(m_data, m_data.colours.Line(line)); }
 
 void RecordWriter::Print(Stream& to, const std::string& lines)
 {
@@ -50,7 +58,7 @@ void RecordWriter::WriteRoots(const char* type, const std::vector<CString>& root
     if (m_json)
         WriteJson(m_data, type, Json{{"roots", names}});
     else
-        Print(m_data, "watching" + (list.empty() ? std::string(" nothing") : list) + "\n");
+        PrintLine("watching" + (list.empty() ? std::string(" nothing") : list) + "\n");
 }
 
 void RecordWriter::Pending(const QueueDatum& datum)
@@ -58,7 +66,7 @@ void RecordWriter::Pending(const QueueDatum& datum)
     if (m_json)
         WriteJson(m_data, "pending", RecordFields::OfPending(datum));
     else
-        Print(m_data, RecordFields::PendingLine(datum));
+        PrintLine(RecordFields::PendingLine(datum));
 }
 
 void RecordWriter::Explain(const std::wstring& path, const PathExplanation& explanation)
@@ -66,7 +74,7 @@ void RecordWriter::Explain(const std::wstring& path, const PathExplanation& expl
     if (m_json)
         WriteJson(m_data, "explain", RecordFields::OfExplanation(path, explanation));
     else
-        Print(m_data, RecordFields::ExplanationLines(path, explanation));
+        PrintLine(RecordFields::ExplanationLines(path, explanation));
 }
 
 void RecordWriter::Deleted(const DeletionRecord& record)
@@ -74,7 +82,7 @@ void RecordWriter::Deleted(const DeletionRecord& record)
     if (m_json)
         WriteJson(m_data, "deleted", RecordFields::OfDeletion(record));
     else
-        Print(m_data, "deleted " + ToUtf8(record.path.View()) + "\n");
+        PrintLine("deleted " + ToUtf8(record.path.View()) + "\n");
 }
 
 void RecordWriter::Rescan(const CString& root, const std::string& reason)
@@ -82,7 +90,7 @@ void RecordWriter::Rescan(const CString& root, const std::string& reason)
     if (m_json)
         WriteJson(m_data, "rescan", Json{{"root", ToUtf8(root.View())}, {"reason", reason}});
     else
-        Print(m_data, "looking at " + ToUtf8(root.View()) + " again (" + reason + ")\n");
+        PrintLine("looking at " + ToUtf8(root.View()) + " again (" + reason + ")\n");
 }
 
 void RecordWriter::Collected(std::int64_t pending)
@@ -90,7 +98,7 @@ void RecordWriter::Collected(std::int64_t pending)
     if (m_json)
         WriteJson(m_data, "collected", Json{{"pending", pending}});
     else
-        Print(m_data, "waiting: " + std::to_string(pending) + "\n");
+        PrintLine("waiting: " + std::to_string(pending) + "\n");
 }
 
 void RecordWriter::Summary(std::uint64_t handedOut, std::int64_t pending, int exitCode)
@@ -98,7 +106,7 @@ void RecordWriter::Summary(std::uint64_t handedOut, std::int64_t pending, int ex
     if (m_json)
         WriteJson(m_data, "summary", Json{{"handedOut", handedOut}, {"pending", pending}, {"exit", exitCode}});
     else
-        Print(m_data, "handed out " + std::to_string(handedOut) + ", still pending " + std::to_string(pending) + "\n");
+        PrintLine("handed out " + std::to_string(handedOut) + ", still pending " + std::to_string(pending) + "\n");
 }
 
 void RecordWriter::Summary(const EnumerationSummary& summary)
@@ -106,7 +114,7 @@ void RecordWriter::Summary(const EnumerationSummary& summary)
     if (m_json)
         WriteJson(m_data, "summary", summary.Fields());
     else
-        Print(m_data, summary.Lines());
+        PrintLine(summary.Lines());
 }
 
 void RecordWriter::Created(const std::wstring& path)
@@ -114,7 +122,7 @@ void RecordWriter::Created(const std::wstring& path)
     if (m_json)
         WriteJson(m_data, "created", Json{{"path", ToUtf8(path)}});
     else
-        Print(m_data, "created " + ToUtf8(path) + "\n");
+        PrintLine("created " + ToUtf8(path) + "\n");
 }
 
 void RecordWriter::OverlayReady()
@@ -122,7 +130,7 @@ void RecordWriter::OverlayReady()
     if (m_json)
         WriteJson(m_data, "ready", Json::object());
     else
-        Print(m_data, "keeping overlay statuses\n");
+        PrintLine("keeping overlay statuses\n");
 }
 
 void RecordWriter::Overlay(const std::wstring& path, std::int32_t status, const std::string& meaning)
@@ -130,7 +138,7 @@ void RecordWriter::Overlay(const std::wstring& path, std::int32_t status, const 
     if (m_json)
         WriteJson(m_data, "overlay", Json{{"path", ToUtf8(path)}, {"status", status}, {"meaning", meaning}});
     else
-        Print(m_data, meaning + " " + ToUtf8(path) + "\n");
+        PrintLine(meaning + " " + ToUtf8(path) + "\n");
 }
 
 void RecordWriter::OverlaySummary(std::uint64_t requests, std::uint64_t paths, int exitCode)
@@ -138,7 +146,7 @@ void RecordWriter::OverlaySummary(std::uint64_t requests, std::uint64_t paths, i
     if (m_json)
         WriteJson(m_data, "summary", Json{{"requests", requests}, {"paths", paths}, {"exit", exitCode}});
     else
-        Print(m_data, std::to_string(requests) + " requests, " + std::to_string(paths) + " paths\n");
+        PrintLine(std::to_string(requests) + " requests, " + std::to_string(paths) + " paths\n");
 }
 
 void RecordWriter::Exported(const std::wstring& path, int count)
@@ -146,7 +154,7 @@ void RecordWriter::Exported(const std::wstring& path, int count)
     if (m_json)
         WriteJson(m_data, "exported", Json{{"path", ToUtf8(path)}, {"count", count}});
     else
-        Print(m_data, "added " + std::to_string(count) + " pending files to " + ToUtf8(path) + "\n");
+        PrintLine("added " + std::to_string(count) + " pending files to " + ToUtf8(path) + "\n");
 }
 
 void RecordWriter::Queued(const QueueDatum& datum)
@@ -154,7 +162,7 @@ void RecordWriter::Queued(const QueueDatum& datum)
     if (m_json)
         WriteJson(m_data, "queued", RecordFields::OfPending(datum));
     else
-        Print(m_data, "queued " + RecordFields::PendingLine(datum));
+        PrintLine("queued " + RecordFields::PendingLine(datum));
 }
 
 void RecordWriter::ExclusionMet(const ExcludedInfo& excluded)
@@ -163,7 +171,7 @@ void RecordWriter::ExclusionMet(const ExcludedInfo& excluded)
     if (m_json)
         WriteJson(m_data, "excluded", Json{{"path", ToUtf8(excluded.path.View())}, {"kind", kind}});
     else
-        Print(m_data, std::string("excluded ") + kind + " " + ToUtf8(excluded.path.View()) + "\n");
+        PrintLine(std::string("excluded ") + kind + " " + ToUtf8(excluded.path.View()) + "\n");
 }
 
 void RecordWriter::Added(std::optional<std::uint64_t> queued, std::uint64_t exclusions, int exitCode)
@@ -174,7 +182,7 @@ void RecordWriter::Added(std::optional<std::uint64_t> queued, std::uint64_t excl
         return;
     }
     const std::string what = queued ? "queued " + std::to_string(*queued) : "taken by the running watch";
-    Print(m_data, what + ", exclusions " + std::to_string(exclusions) + "\n");
+    PrintLine(what + ", exclusions " + std::to_string(exclusions) + "\n");
 }
 
 void RecordWriter::Total(std::size_t step, const std::wstring& edit, const SizeTotal& total)
@@ -183,7 +191,7 @@ void RecordWriter::Total(std::size_t step, const std::wstring& edit, const SizeT
         WriteJson(m_data, "total",
                   Json{{"step", step}, {"edit", ToUtf8(edit)}, {"files", total.files}, {"size", total.bytes}});
     else
-        Print(m_data, RecordFields::SizeLine(total, edit));
+        PrintLine(RecordFields::SizeLine(total, edit));
 }
 
 void RecordWriter::SizeRow(const char* type, const char* label, const CString& name, const SizeTotal& total, bool shown)
@@ -191,7 +199,7 @@ void RecordWriter::SizeRow(const char* type, const char* label, const CString& n
     if (m_json)
         WriteJson(m_data, type, Json{{"name", ToUtf8(name.View())}, {"files", total.files}, {"size", total.bytes}});
     else if (shown)
-        Print(m_data, RecordFields::SizeLine(total, FromUtf8(label) + (name.IsEmpty() ? L"(none)" : name.GetString())));
+        PrintLine(RecordFields::SizeLine(total, FromUtf8(label) + (name.IsEmpty() ? L"(none)" : name.GetString())));
 }
 
 void RecordWriter::FolderRows(const std::vector<Estimate::Folder>& rows)
@@ -211,7 +219,7 @@ void RecordWriter::LeftOut(const std::wstring& rule, const SizeTotal& total)
     if (m_json)
         WriteJson(m_data, "leftOut", Json{{"files", total.files}, {"size", total.bytes}, {"rule", ToUtf8(rule)}});
     else
-        Print(m_data, RecordFields::SizeLine(total, L"left out: " + rule));
+        PrintLine(RecordFields::SizeLine(total, L"left out: " + rule));
 }
 
 void RecordWriter::Summary(const SizeTotal& total, std::uint64_t unreadable, int exitCode)
@@ -220,7 +228,7 @@ void RecordWriter::Summary(const SizeTotal& total, std::uint64_t unreadable, int
         WriteJson(m_data, "summary",
                   Json{{"files", total.files}, {"size", total.bytes}, {"unreadable", unreadable}, {"exit", exitCode}});
     else if (unreadable != 0)
-        Print(m_data, "could not be read: " + std::to_string(unreadable) + "\n");
+        PrintLine("could not be read: " + std::to_string(unreadable) + "\n");
 }
 
 ExitCode RecordWriter::Text(const std::string& text)
@@ -242,7 +250,9 @@ void RecordWriter::Note(const std::wstring& message, const std::wstring& path)
 void RecordWriter::Tell(const char* type, const std::wstring& message, const std::wstring& path)
 {
     if (!m_json) {
-        Print(m_errors, "orbwatch: " + (path.empty() ? "" : ToUtf8(path) + ": ") + ToUtf8(message) + "\n");
+        const std::string text = (path.empty() ? "" : ToUtf8(path) + ": ") + ToUtf8(message);
+        const bool error = std::string_view(type) == "error";
+        Print(m_errors, "orbwatch: " + (error ? m_errors.colours.Error(text) : m_errors.colours.Warning(text)) + "\n");
         return;
     }
     Json fields = {{"message", ToUtf8(message)}};

@@ -4,6 +4,7 @@
 // gives way to whatever else is printed there. One thread.
 #pragma once
 
+#include "host/Colours.h"
 #include "host/EnumerationSummary.h"
 #include "host/ExitCode.h"
 #include "host/ProgressLine.h"
@@ -22,7 +23,9 @@
 class RecordWriter
 {
 public:
+    // Errors go to standard error.
     RecordWriter(FILE* data, bool json);
+    RecordWriter(const OutputStream& data, const OutputStream& errors, bool json);
 
     void Ready(const std::vector<CString>& roots) { WriteRoots("ready", roots); }
     // The roots that are watched have changed: a drive came or went.
@@ -72,17 +75,20 @@ private:
     struct Stream {
         FILE* file;
         std::uint64_t seq;
+        Colours colours;
     };
 
     void WriteJson(Stream& to, const char* type, const nlohmann::ordered_json& fields);
     void Print(Stream& to, const std::string& lines);
+    // A record for people, of one line or more.
+    void PrintLine(const std::string& line);
     void Tell(const char* type, const std::wstring& message, const std::wstring& path);
     void SizeRow(const char* type, const char* label, const CString& name, const SizeTotal& total, bool shown);
     void WriteRoots(const char* type, const std::vector<CString>& roots);
 
     Stream m_data;
-    Stream m_errors{stderr, 0};
-    ProgressLine m_progress{stderr};
+    Stream m_errors;
+    ProgressLine m_progress;
     const bool m_dataOnTerminal;
     const bool m_json;
     std::set<std::wstring> m_noted;

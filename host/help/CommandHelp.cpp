@@ -25,8 +25,10 @@ const CommandHelp commands[] = {
       "orbwatch watch --data C:\\selection\\selection.xml --index C:\\selection\\index.db --record",
       "orbwatch watch --help"},
      "Records go to standard output, errors and notes to standard error. With --json each is one JSON object a line\n"
-     "with its type, its number on the stream (seq) and the time (UTC); without, lines are for people. The product's\n"
-     "data folder is %ProgramData%\\OrbWatcher4, or the one that ORB_DATA_FOLDER names.",
+     "with its type, its number on the stream (seq) and the time (UTC); without, lines are for people, with colours "
+     "on\n"
+     "a terminal unless the environment variable NO_COLOR is set (or TERM is dumb). The product's data folder is\n"
+     "%ProgramData%\\OrbWatcher4, or the one that ORB_DATA_FOLDER names.",
      {{"error", "what went wrong, and with which path; on standard error"},
       {"note", "something that a person should know, said once; on standard error"}},
      {Done, Failed, Refused, SomeUnread, OutOfTime, Interrupted}},

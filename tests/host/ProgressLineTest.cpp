@@ -45,7 +45,7 @@ TEST(ProgressLines, AreNotWrittenToAFile)
     const TempFolder folder;
     FILE* file = _wfopen(folder.Path(L"out.txt"), L"wb");
     ASSERT_TRUE(file);
-    ProgressLine line(file);
+    ProgressLine line(OutputStream::Of(file));
     line.Show(Progress(L"C:\\"), 1);
     line.Erase();
     std::fclose(file);
