@@ -1,6 +1,6 @@
 #include "host/Colours.h"
 
-#include <windows.h>
+#include "host/Wine.h"
 
 #include <io.h>
 
@@ -28,13 +28,11 @@ constexpr KindColour kinds[] = {{"new", "32"},     {"changed", "36"}, {"deleted"
                                 {"excluded", "2"}, {"created", "32"}, {"ok", "32"},      {"warning", "33"},
                                 {"failed", "31"},  {"looking", "33"}, {"watching", "1"}};
 
-// Its console can be told to take the sequences for colours, and shows them as text all the same.
-bool IsWine() { return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr; }
-
-// A console of Windows takes them only when it is told to.
+// A console of Windows takes the sequences for colours only when it is told to. The one of Wine can be told, and shows
+// them as text all the same.
 bool TakesColours(FILE* stream)
 {
-    if (IsWine())
+    if (RunsUnderWine())
         return false;
     const auto handle = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream)));
     DWORD mode = 0;

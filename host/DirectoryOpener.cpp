@@ -1,5 +1,6 @@
 #include "host/DirectoryOpener.h"
 
+#include "host/Wine.h"
 #include "host/WineFolder.h"
 #include "support/CaseFold.h"
 #include "support/Handle.h"
@@ -16,8 +17,6 @@ namespace
 
 constexpr DWORD LongestTurn = 10000;   // milliseconds that another orbwatch is given to open its folders
 constexpr ULONGLONG LongestEnd = 5000; // milliseconds that forgetting may hold up the end
-
-bool RunsUnderWine() { return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr; }
 
 bool Contains(const std::vector<CString>& roots, const CString& root)
 {

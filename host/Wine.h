@@ -1,0 +1,6 @@
+// Whether Wine is what the program runs on. Any thread.
+#pragma once
+
+#include <windows.h>
+
+inline bool RunsUnderWine() { return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr; }
