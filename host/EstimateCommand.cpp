@@ -199,7 +199,7 @@ private:
         m_writer.FolderRows(estimate.folders);
         m_writer.ExtensionRows(estimate.extensions);
         for (const Estimate::LeftOut& row : estimate.leftOut)
-            m_writer.LeftOut(RuleText(row.decision, row.rule), row.total);
+            m_writer.LeftOut(row);
     }
 
     void TellWhatWasNotRead()

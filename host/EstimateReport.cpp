@@ -3,6 +3,7 @@
 #include "host/Console.h"
 #include "host/PathSpelling.h"
 #include "host/RecordFields.h"
+#include "host/ShownText.h"
 #include "host/report/ReportPage.h"
 
 #include <nlohmann/json.hpp>
@@ -111,12 +112,13 @@ Json DataOf(const EstimateReport& report)
 
 } // namespace
 
-std::wstring RuleText(InclusionType decision, const FilterPtr& rule)
+std::wstring RuleText(InclusionType decision, const FilterPtr& rule, PathForm form)
 {
     if (!rule)
         return decision == NotIncluded ? L"no rule includes it" : L"in the backup folder";
     std::wstring text = rule->incEx == WatcherEnum::Exclude ? L"exclude " : L"include ";
-    text += rule->path.View();
+    const std::wstring path(rule->path.View());
+    text += form == PathForm::ToBePasted ? ShownPath(path) : path;
     if (!rule->mask.IsEmpty())
         text += L" (" + std::wstring(rule->isregex ? L"pattern " : L"mask ") + std::wstring(rule->mask.View()) + L")";
     if (rule->flags & RuleFlags::AutoExclude)

@@ -21,7 +21,8 @@ struct EstimateReport {
 };
 
 // What a rule says, for people.
-std::wstring RuleText(InclusionType decision, const FilterPtr& rule);
+enum class PathForm { AsItIs, ToBePasted };
+std::wstring RuleText(InclusionType decision, const FilterPtr& rule, PathForm form = PathForm::AsItIs);
 
 // UTF-8.
 std::string EstimatePage(const EstimateReport& report);

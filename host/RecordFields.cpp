@@ -1,6 +1,7 @@
 #include "host/RecordFields.h"
 
 #include "host/Console.h"
+#include "host/ShownText.h"
 
 #include <nlohmann/json.hpp>
 
@@ -136,9 +137,9 @@ std::string RuleLine(const PathExplanation::Rule& entry, bool deciding)
     std::string line = deciding ? "  > " : "    ";
     line += Includes(rule) ? "include " : "exclude ";
     line += rule.type ? "folder " : "file ";
-    line += ToUtf8(rule.path.View());
+    line += ToUtf8(ShownPath(rule.path.View()));
     if (!rule.mask.IsEmpty())
-        line += (rule.isregex ? "  matching " : "  ending in ") + ToUtf8(rule.mask.View());
+        line += (rule.isregex ? "  matching " : "  ending in ") + ToUtf8(ShownText(rule.mask.View()));
     if (rule.includeSub)
         line += "  with sub-folders";
     return line + "  (" + NameOf(entry.source) + ")\n";
@@ -184,11 +185,11 @@ std::string RecordFields::PendingLine(const QueueDatum& datum)
 {
     std::string line = datum.flags & QueueFlags::New ? "new      " : "changed  ";
     line += datum.flags & QueueFlags::Directory ? "folder  " : "file    ";
-    line += ToUtf8(datum.path);
+    line += ToUtf8(ShownPath(datum.path));
     if (!(datum.flags & QueueFlags::Directory))
         line += "  " + std::to_string(datum.size) + " bytes";
     if (datum.firstText[0])
-        line += "  [" + ToUtf8(datum.firstText) + "]";
+        line += "  [" + ToUtf8(ShownText(datum.firstText)) + "]";
     return line + "\n";
 }
 
@@ -214,7 +215,7 @@ Json RecordFields::OfExplanation(const std::wstring& path, const PathExplanation
 
 std::string RecordFields::ExplanationLines(const std::wstring& path, const PathExplanation& explanation)
 {
-    std::string lines = ToUtf8(path) + ": " + NameOf(explanation.decision) + "\n";
+    std::string lines = ToUtf8(ShownPath(path)) + ": " + NameOf(explanation.decision) + "\n";
     for (std::size_t i = 0; i < explanation.rules.size(); ++i)
         lines += RuleLine(explanation.rules[i], static_cast<int>(i) == explanation.deciding);
     if (explanation.rules.empty())

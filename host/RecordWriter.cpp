@@ -1,7 +1,9 @@
 #include "host/RecordWriter.h"
 
 #include "host/Console.h"
+#include "host/EstimateReport.h"
 #include "host/RecordFields.h"
+#include "host/ShownText.h"
 
 #include <nlohmann/json.hpp>
 
@@ -14,6 +16,15 @@ using Json = nlohmann::ordered_json;
 
 constexpr std::size_t MostNotesKept = 1000;
 constexpr std::size_t RowsForPeople = 15;
+
+// A word and, for some, a path.
+std::wstring ShownEdit(const std::wstring& edit)
+{
+    for (const std::wstring_view word : {L"include ", L"exclude "})
+        if (edit.starts_with(word))
+            return std::wstring(word) + ShownPath(std::wstring_view(edit).substr(word.size()));
+    return ShownText(edit);
+}
 
 } // namespace
 
@@ -53,7 +64,7 @@ void RecordWriter::WriteRoots(const char* type, const std::vector<CString>& root
     std::string list;
     for (const CString& root : roots) {
         names.push_back(ToUtf8(root.View()));
-        list += " " + ToUtf8(root.View());
+        list += " " + ToUtf8(ShownPath(root.View()));
     }
     if (m_json)
         WriteJson(m_data, type, Json{{"roots", names}});
@@ -82,7 +93,7 @@ void RecordWriter::Deleted(const DeletionRecord& record)
     if (m_json)
         WriteJson(m_data, "deleted", RecordFields::OfDeletion(record));
     else
-        PrintLine("deleted " + ToUtf8(record.path.View()) + "\n");
+        PrintLine("deleted " + ToUtf8(ShownPath(record.path.View())) + "\n");
 }
 
 void RecordWriter::Rescan(const CString& root, const std::string& reason)
@@ -90,7 +101,7 @@ void RecordWriter::Rescan(const CString& root, const std::string& reason)
     if (m_json)
         WriteJson(m_data, "rescan", Json{{"root", ToUtf8(root.View())}, {"reason", reason}});
     else
-        PrintLine("looking at " + ToUtf8(root.View()) + " again (" + reason + ")\n");
+        PrintLine("looking at " + ToUtf8(ShownPath(root.View())) + " again (" + reason + ")\n");
 }
 
 void RecordWriter::Collected(std::int64_t pending)
@@ -122,7 +133,7 @@ void RecordWriter::Created(const std::wstring& path)
     if (m_json)
         WriteJson(m_data, "created", Json{{"path", ToUtf8(path)}});
     else
-        PrintLine("created " + ToUtf8(path) + "\n");
+        PrintLine("created " + ToUtf8(ShownPath(path)) + "\n");
 }
 
 void RecordWriter::OverlayReady()
@@ -138,7 +149,7 @@ void RecordWriter::Overlay(const std::wstring& path, std::int32_t status, const 
     if (m_json)
         WriteJson(m_data, "overlay", Json{{"path", ToUtf8(path)}, {"status", status}, {"meaning", meaning}});
     else
-        PrintLine(meaning + " " + ToUtf8(path) + "\n");
+        PrintLine(meaning + " " + ToUtf8(ShownPath(path)) + "\n");
 }
 
 void RecordWriter::OverlaySummary(std::uint64_t requests, std::uint64_t paths, int exitCode)
@@ -154,7 +165,7 @@ void RecordWriter::Exported(const std::wstring& path, int count)
     if (m_json)
         WriteJson(m_data, "exported", Json{{"path", ToUtf8(path)}, {"count", count}});
     else
-        PrintLine("added " + std::to_string(count) + " pending files to " + ToUtf8(path) + "\n");
+        PrintLine("added " + std::to_string(count) + " pending files to " + ToUtf8(ShownPath(path)) + "\n");
 }
 
 void RecordWriter::Queued(const QueueDatum& datum)
@@ -171,7 +182,7 @@ void RecordWriter::ExclusionMet(const ExcludedInfo& excluded)
     if (m_json)
         WriteJson(m_data, "excluded", Json{{"path", ToUtf8(excluded.path.View())}, {"kind", kind}});
     else
-        PrintLine(std::string("excluded ") + kind + " " + ToUtf8(excluded.path.View()) + "\n");
+        PrintLine(std::string("excluded ") + kind + " " + ToUtf8(ShownPath(excluded.path.View())) + "\n");
 }
 
 void RecordWriter::Added(std::optional<std::uint64_t> queued, std::uint64_t exclusions, int exitCode)
@@ -191,7 +202,7 @@ void RecordWriter::Total(std::size_t step, const std::wstring& edit, const SizeT
         WriteJson(m_data, "total",
                   Json{{"step", step}, {"edit", ToUtf8(edit)}, {"files", total.files}, {"size", total.bytes}});
     else
-        PrintLine(RecordFields::SizeLine(total, edit));
+        PrintLine(RecordFields::SizeLine(total, ShownEdit(edit)));
 }
 
 void RecordWriter::SizeRow(const char* type, const char* label, const CString& name, const SizeTotal& total, bool shown)
@@ -199,7 +210,8 @@ void RecordWriter::SizeRow(const char* type, const char* label, const CString& n
     if (m_json)
         WriteJson(m_data, type, Json{{"name", ToUtf8(name.View())}, {"files", total.files}, {"size", total.bytes}});
     else if (shown)
-        PrintLine(RecordFields::SizeLine(total, FromUtf8(label) + (name.IsEmpty() ? L"(none)" : name.GetString())));
+        PrintLine(
+            RecordFields::SizeLine(total, FromUtf8(label) + (name.IsEmpty() ? L"(none)" : ShownPath(name.View()))));
 }
 
 void RecordWriter::FolderRows(const std::vector<Estimate::Folder>& rows)
@@ -214,12 +226,15 @@ void RecordWriter::ExtensionRows(const std::vector<Estimate::Extension>& rows)
         SizeRow("extension", "kind ", rows[i].extension, rows[i].total, i < RowsForPeople);
 }
 
-void RecordWriter::LeftOut(const std::wstring& rule, const SizeTotal& total)
+void RecordWriter::LeftOut(const Estimate::LeftOut& row)
 {
+    const auto rule = [&](PathForm form) { return RuleText(row.decision, row.rule, form); };
     if (m_json)
-        WriteJson(m_data, "leftOut", Json{{"files", total.files}, {"size", total.bytes}, {"rule", ToUtf8(rule)}});
+        WriteJson(
+            m_data, "leftOut",
+            Json{{"files", row.total.files}, {"size", row.total.bytes}, {"rule", ToUtf8(rule(PathForm::AsItIs))}});
     else
-        PrintLine(RecordFields::SizeLine(total, L"left out: " + rule));
+        PrintLine(RecordFields::SizeLine(row.total, L"left out: " + ShownText(rule(PathForm::ToBePasted))));
 }
 
 void RecordWriter::Summary(const SizeTotal& total, std::uint64_t unreadable, int exitCode)
@@ -250,7 +265,7 @@ void RecordWriter::Note(const std::wstring& message, const std::wstring& path)
 void RecordWriter::Tell(const char* type, const std::wstring& message, const std::wstring& path)
 {
     if (!m_json) {
-        const std::string text = (path.empty() ? "" : ToUtf8(path) + ": ") + ToUtf8(message);
+        const std::string text = (path.empty() ? "" : ToUtf8(ShownPath(path)) + ": ") + ToUtf8(ShownText(message));
         const bool error = std::string_view(type) == "error";
         Print(m_errors, "orbwatch: " + (error ? m_errors.colours.Error(text) : m_errors.colours.Warning(text)) + "\n");
         return;

@@ -43,7 +43,7 @@ public:
     void Total(std::size_t step, const std::wstring& edit, const SizeTotal& total);
     void FolderRows(const std::vector<Estimate::Folder>& rows);
     void ExtensionRows(const std::vector<Estimate::Extension>& rows);
-    void LeftOut(const std::wstring& rule, const SizeTotal& total);
+    void LeftOut(const Estimate::LeftOut& row);
     void Summary(const SizeTotal& total, std::uint64_t unreadable, int exitCode);
     // `now`: as Seconds gives it.
     void Progress(const EnumerationProgress& progress, double now) { m_progress.Show(progress, now); }
