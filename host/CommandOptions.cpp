@@ -41,7 +41,7 @@ void AddJson(CLI::App& command, Arguments& arguments)
 
 void AddSelection(CLI::App& command, Arguments& arguments)
 {
-    command.add_option("--data", arguments.data, "the selection (XML)")->type_name("FILE")->required();
+    command.add_option("--data", arguments.data, "the selection (XML)")->type_name("FILE");
     command.add_option("--auto-exclude", arguments.autoExclude, "the product's automatic exclusions (XML)")
         ->type_name("FILE");
 }
@@ -59,6 +59,7 @@ void AddSelectionOptions(CLI::App& command, Arguments& arguments)
 void AddWaitingOptions(CLI::App& command, Arguments& arguments)
 {
     AddSelectionOptions(command, arguments);
+    command.get_option("--data")->required();
     command.add_option("--index", arguments.index, "the index of what is backed up; made when missing")
         ->type_name("FILE")
         ->required();
@@ -106,6 +107,7 @@ CLI::App* AddExplain(CLI::App& app, Arguments& arguments)
 {
     CLI::App* explain = AddCommand(app, "explain", "say why paths are selected or not");
     AddSelectionOptions(*explain, arguments);
+    explain->get_option("--data")->required();
     explain->add_option("paths", arguments.paths, "paths; - reads them from standard input, UTF-8, one a line")
         ->type_name("PATH")
         ->required();
@@ -162,6 +164,7 @@ CLI::App* AddEstimate(CLI::App& app, Arguments& arguments)
 {
     CLI::App* command = AddCommand(app, "estimate", "how much a selection holds, and how edits would change that");
     AddSelection(*command, arguments);
+    command->get_option("--data")->required();
     command->add_option("--stats", arguments.stats, "the statistics of file extensions (XML)")->type_name("FILE");
     command->add_option("--include", arguments.includes, "edit: these folders and files, too")->type_name("PATH");
     command->add_option("--exclude", arguments.excludes, "edit: without these folders and files")->type_name("PATH");
@@ -181,4 +184,14 @@ CLI::App* AddCompletion(CLI::App& app, Arguments& arguments)
         ->transform(OneOf<Shell>({{"bash", Shell::Bash}, {"powershell", Shell::PowerShell}}))
         ->required();
     return completion;
+}
+
+CLI::App* AddDoctor(CLI::App& app, Arguments& arguments)
+{
+    CLI::App* doctor = AddCommand(app, "doctor", "look at this machine and say what is wrong; change nothing");
+    AddSelectionOptions(*doctor, arguments);
+    for (const char* option : {"--auto-exclude", "--advanced", "--secondary"})
+        doctor->get_option(option)->needs("--data");
+    doctor->add_option("--index", arguments.index, "the index of what is backed up")->type_name("FILE");
+    return doctor;
 }

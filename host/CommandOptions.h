@@ -14,4 +14,5 @@ CLI::App* AddExport(CLI::App& app, Arguments& arguments);
 CLI::App* AddEstimate(CLI::App& app, Arguments& arguments);
 CLI::App* AddOverlay(CLI::App& app, Arguments& arguments);
 CLI::App* AddInit(CLI::App& app, Arguments& arguments);
+CLI::App* AddDoctor(CLI::App& app, Arguments& arguments);
 CLI::App* AddCompletion(CLI::App& app, Arguments& arguments);

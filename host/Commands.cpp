@@ -9,6 +9,7 @@
 #include "host/ExportCommand.h"
 #include "host/InitCommand.h"
 #include "host/WatchCommand.h"
+#include "host/doctor/DoctorCommand.h"
 #include "host/help/CommandHelp.h"
 #include "host/help/ReferencePage.h"
 
@@ -118,6 +119,9 @@ std::vector<Command> AddCommands(CLI::App& app, Arguments& arguments)
         [](const Arguments& given, RecordWriter& writer) { return RunOverlay(given.service, writer); });
     add(AddInit(app, arguments),
         [](const Arguments& given, RecordWriter& writer) { return RunInit(FromUtf8(given.folder), writer); });
+    add(AddDoctor(app, arguments), [](const Arguments& given, RecordWriter& writer) {
+        return RunDoctor({given.Files(), Arguments::Path(given.index)}, writer);
+    });
     commands.push_back({AddCompletion(app, arguments), [&app, &arguments](RecordWriter& writer) {
                             return writer.Text(CompletionScript(arguments.shell, CommandTree(app)));
                         }});

@@ -5,7 +5,7 @@ enum ExitCode : int {
     ExitDone = 0,
     ExitFailure = 1,
     ExitUsage = 2,          // wrong usage or unreadable input
-    ExitSomeUnreadable = 3, // done, but some of what is selected could not be read
+    ExitSomeUnreadable = 3, // done, but some of what is selected could not be read; of the doctor: warnings only
     ExitTimeLimit = 4,      // --timeout
     ExitInterrupted = 130,  // Ctrl-C
 };

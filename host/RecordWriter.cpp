@@ -246,6 +246,31 @@ void RecordWriter::Summary(const SizeTotal& total, std::uint64_t unreadable, int
         PrintLine("could not be read: " + std::to_string(unreadable) + "\n");
 }
 
+void RecordWriter::Finding(const Check& check)
+{
+    const std::string state = NameOf(check.state);
+    if (m_json) {
+        Json fields = {{"name", check.name}, {"state", state}, {"text", ToUtf8(check.text)}};
+        if (!check.path.empty())
+            fields["path"] = ToUtf8(check.path);
+        WriteJson(m_data, "check", fields);
+        return;
+    }
+    const std::string path = check.path.empty() ? "" : ToUtf8(ShownPath(check.path)) + ": ";
+    PrintLine(state + std::string(9 - state.size(), ' ') + check.name + ": " + path + ToUtf8(ShownText(check.text)) +
+              "\n");
+}
+
+void RecordWriter::Findings(std::size_t good, std::size_t warnings, std::size_t failures, int exitCode)
+{
+    if (m_json)
+        WriteJson(m_data, "summary",
+                  Json{{"ok", good}, {"warnings", warnings}, {"failed", failures}, {"exit", exitCode}});
+    else
+        Print(m_data, std::to_string(good) + " ok, " + std::to_string(warnings) + " warnings, " +
+                          std::to_string(failures) + " failed\n");
+}
+
 ExitCode RecordWriter::Text(const std::string& text)
 {
     Print(m_data, text);

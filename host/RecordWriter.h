@@ -8,6 +8,7 @@
 #include "host/EnumerationSummary.h"
 #include "host/ExitCode.h"
 #include "host/ProgressLine.h"
+#include "host/doctor/Check.h"
 #include "orbwatcher4/Estimate.h"
 #include "orbwatcher4/OrbWatcher.h"
 
@@ -61,6 +62,9 @@ public:
     void OverlayReady();
     void Overlay(const std::wstring& path, std::int32_t status, const std::string& meaning);
     void OverlaySummary(std::uint64_t requests, std::uint64_t paths, int exitCode);
+    // Of the doctor.
+    void Finding(const Check& check);
+    void Findings(std::size_t good, std::size_t warnings, std::size_t failures, int exitCode);
     // A page or a script, as it is.
     ExitCode Text(const std::string& text);
     // `path` may be empty.

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <set>
 
 namespace
@@ -20,25 +21,28 @@ std::wstring After(const Lines& lines, std::size_t i, const std::wstring& prefix
     return i < lines.size() && lines[i].text.starts_with(prefix) ? lines[i].text.substr(prefix.size()) : L"";
 }
 
-// The library logs why a file could not be read (a failure, the file, the reason), and what it passed over in
-// the files that it read. True when every file was read.
-bool TellFailures(const Lines& lines, RecordWriter& writer)
+bool IsGood(const SelectionFindings& findings)
 {
-    bool good = true;
+    return std::none_of(findings.begin(), findings.end(), [](const SelectionFinding& one) { return one.failure; });
+}
+
+// The library logs why a file could not be read (a failure, the file, the reason), and what it passed over in
+// the files that it read.
+void AddLogged(const Lines& lines, SelectionFindings& findings)
+{
     for (std::size_t i = 0; i < lines.size(); ++i) {
         if (lines[i].level != LogLevel::Error)
             continue;
         const std::wstring file = After(lines, i + 1, L"File : ");
         if (!file.empty()) {
             const std::wstring reason = i + 2 < lines.size() ? lines[i + 2].text : std::wstring();
-            writer.Error(L"cannot be read as a selection: " + reason + L"; orbwatch init FOLDER writes a sample", file);
-            good = false;
+            findings.push_back(
+                {true, L"cannot be read as a selection: " + reason + L"; orbwatch init FOLDER writes a sample", file});
             continue;
         }
         const std::wstring more = After(lines, i + 1, L"#####[ERROR]##### ");
-        writer.Note(lines[i].text + (more.empty() ? L"" : L": " + more));
+        findings.push_back({false, lines[i].text + (more.empty() ? L"" : L": " + more), L""});
     }
-    return good;
 }
 
 bool IsFile(const std::wstring& path)
@@ -58,18 +62,42 @@ bool IsReadableText(const std::wstring& path)
 }
 
 // The library passes over some of the files when they are not there.
-bool AllCanBeRead(const SelectionFiles& files, RecordWriter& writer)
+SelectionFindings FindingsOfBytes(const SelectionFiles& files)
 {
-    bool good = true;
+    SelectionFindings findings;
     for (const std::wstring* file : {&files.data, &files.autoExclude, &files.advanced, &files.secondary})
-        if (!file->empty() && !IsFile(*file)) {
-            writer.Error(L"the file is not there or cannot be reached; orbwatch init FOLDER writes a sample", *file);
-            good = false;
-        } else if (!file->empty() && !IsReadableText(*file)) {
-            writer.Error(L"cannot be read as a selection: it holds bytes that are no UTF-8; save it as UTF-8", *file);
-            good = false;
-        }
-    return good;
+        if (!file->empty() && !IsFile(*file))
+            findings.push_back(
+                {true, L"the file is not there or cannot be reached; orbwatch init FOLDER writes a sample", *file});
+        else if (!file->empty() && !IsReadableText(*file))
+            findings.push_back(
+                {true, L"cannot be read as a selection: it holds bytes that are no UTF-8; save it as UTF-8", *file});
+    return findings;
+}
+
+// `load` reads the files into what is to hold the rules.
+SelectionFindings FindingsOfLoading(const SelectionFiles& files, const std::function<bool()>& load)
+{
+    SelectionFindings findings = FindingsOfBytes(files);
+    if (!findings.empty())
+        return findings;
+    LibraryMessages messages(LibraryMessages::Keep::Everything);
+    const bool loaded = load();
+    AddLogged(messages.Take(), findings);
+    if (!loaded && IsGood(findings))
+        findings.push_back({true,
+                            L"the selection could not be loaded; what went wrong is in the log (orbwatch doctor says "
+                            L"where)",
+                            files.data});
+    return findings;
+}
+
+// True when there is no failure among them.
+bool Tell(const SelectionFindings& findings, RecordWriter& writer)
+{
+    for (const SelectionFinding& finding : findings)
+        finding.failure ? writer.Error(finding.message, finding.path) : writer.Note(finding.message, finding.path);
+    return IsGood(findings);
 }
 
 bool IsAmong(const std::vector<CString>& roots, const CString& root)
@@ -87,44 +115,52 @@ bool IsThere(const CString& root, const DriveGuidInfo& drive)
 
 bool LoadSelection(COrbWatcher& watcher, const SelectionFiles& files, RecordWriter& writer)
 {
-    if (!AllCanBeRead(files, writer))
-        return false;
-    watcher.SetDataXMLFiles(files.data.c_str(), files.autoExclude.c_str(), files.advanced.c_str());
-    watcher.SetSecondaryXMLFile(files.secondary.c_str(), nullptr);
-    LibraryMessages messages(LibraryMessages::Keep::Everything);
-    const bool loaded = watcher.LoadSelection();
-    const bool good = TellFailures(messages.Take(), writer);
-    if (!loaded && good)
-        writer.Error(L"the selection could not be loaded; what went wrong is in the log (orbwatch doctor says where)",
-                     files.data);
-    return loaded && good;
+    const auto load = [&] {
+        watcher.SetDataXMLFiles(files.data.c_str(), files.autoExclude.c_str(), files.advanced.c_str());
+        watcher.SetSecondaryXMLFile(files.secondary.c_str(), nullptr);
+        return watcher.LoadSelection();
+    };
+    return Tell(FindingsOfLoading(files, load), writer);
 }
 
-bool CanBeLoaded(const SelectionFiles& files, RecordWriter& writer)
+SelectionFindings FindingsOf(const SelectionFiles& files)
 {
-    if (!AllCanBeRead(files, writer))
-        return false;
-    LibraryMessages messages(LibraryMessages::Keep::Everything);
-    OrbFilter filter;
-    const bool loaded = filter.LoadXmlFilters(files.data.c_str(), files.autoExclude.c_str(), files.advanced.c_str());
-    const bool good = TellFailures(messages.Take(), writer);
-    if (!loaded && good)
-        writer.Error(L"the selection could not be loaded; what went wrong is in the log (orbwatch doctor says where)",
-                     files.data);
-    return loaded && good;
+    return FindingsOfLoading(files, [&] {
+        OrbFilter filter;
+        return filter.LoadXmlFilters(files.data.c_str(), files.autoExclude.c_str(), files.advanced.c_str());
+    });
 }
+
+bool CanBeLoaded(const SelectionFiles& files, RecordWriter& writer) { return Tell(FindingsOf(files), writer); }
 
 SelectionView::SelectionView(const SelectionFiles& files)
 {
     m_filter.LoadXmlFilters(files.data.c_str(), files.autoExclude.c_str(), nullptr);
 }
 
-std::vector<SelectionView::Root> SelectionView::SelectedRoots(RecordWriter& writer)
+std::vector<SelectionView::Root> SelectionView::Roots() const
 {
     std::vector<Root> roots;
     for (const auto& [root, drive] : m_filter.GenerateDriveList())
-        if (m_filter.IsDriveIncludeRules(root))
-            roots.push_back({root, IsThere(root, drive)});
+        roots.push_back(
+            {root, IsThere(root, drive), m_filter.RulesOf(root).size(), m_filter.IsDriveIncludeRules(root)});
+    return roots;
+}
+
+FilterList SelectionView::RulesOfPresentRoots() const
+{
+    FilterList rules;
+    for (const Root& root : Roots())
+        if (root.there)
+            for (const FilterPtr& rule : m_filter.RulesOf(root.path))
+                rules.push_back(rule);
+    return rules;
+}
+
+std::vector<SelectionView::Root> SelectionView::SelectedRoots(RecordWriter& writer)
+{
+    std::vector<Root> roots = Roots();
+    std::erase_if(roots, [](const Root& root) { return !root.included; });
     if (roots.empty())
         writer.Note(L"the selection includes nothing; orbwatch explain says why a path is left out");
     return roots;

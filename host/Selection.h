@@ -18,7 +18,17 @@ struct SelectionFiles {
 // missing or cannot be read as a selection.
 bool LoadSelection(COrbWatcher& watcher, const SelectionFiles& files, RecordWriter& writer);
 
-// Reads them as the library does, to no end but to tell every failure. False when there was one.
+// What is wrong with the files, or passed over in them.
+struct SelectionFinding {
+    bool failure; // the selection cannot be used
+    std::wstring message;
+    std::wstring path; // may be empty
+};
+using SelectionFindings = std::vector<SelectionFinding>;
+
+// Reads them as the library does, to no end but to find out.
+SelectionFindings FindingsOf(const SelectionFiles& files);
+// The same, told. False when there was a failure.
 bool CanBeLoaded(const SelectionFiles& files, RecordWriter& writer);
 
 // What the host asks of the rules themselves.
@@ -42,16 +52,21 @@ public:
     };
     std::vector<Folder> IncludedFolders();
 
+    struct Root {
+        CString path;
+        bool there;
+        std::size_t rules;
+        bool included; // something on it is
+    };
+    std::vector<Root> Roots() const;
+    FilterList RulesOfPresentRoots() const;
+
     // The profiles that its rules belong to, in order.
     std::vector<int> Profiles();
 
 private:
-    struct Root {
-        CString path;
-        bool there;
-    };
     // With something included on it. That there is none is told.
     std::vector<Root> SelectedRoots(RecordWriter& writer);
 
-    OrbFilter m_filter;
+    mutable OrbFilter m_filter; // what asks it changes nothing, and does not say so
 };

@@ -58,6 +58,18 @@ std::string ToUtf8(const CString& text)
     return bytes;
 }
 
+// Signs that mean something in a URI are written by their number.
+std::string ImmutableUri(const std::string& path)
+{
+    std::string uri = path.starts_with('\\') ? "file://" : "file:///"; // a share begins with slashes itself
+    for (const char unit : path)
+        if (unit == '%' || unit == '?' || unit == '#')
+            uri += unit == '%' ? "%25" : unit == '?' ? "%3f" : "%23";
+        else
+            uri += unit == '\\' ? '/' : unit;
+    return uri + "?immutable=1";
+}
+
 } // namespace
 
 IndexError LastErrorOf(sqlite3* connection)
@@ -130,11 +142,15 @@ void IndexStatement::Check(int status) const
 
 void IndexConnection::Open(const CString& path, Access access, int busyTimeoutMs)
 {
-    int flags = access == Access::Read ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
+    const bool reads = access == Access::Read || access == Access::Immutable;
+    int flags = reads ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
     if (access == Access::Create)
         flags |= SQLITE_OPEN_CREATE;
+    if (access == Access::Immutable)
+        flags |= SQLITE_OPEN_URI;
+    const std::string name = access == Access::Immutable ? ImmutableUri(ToUtf8(path)) : ToUtf8(path);
     sqlite3* connection = nullptr;
-    const int status = sqlite3_open_v2(ToUtf8(path).c_str(), &connection, flags, nullptr);
+    const int status = sqlite3_open_v2(name.c_str(), &connection, flags, nullptr);
     m_connection.reset(connection);
     if (!connection)
         throw IndexError{CIndexDB::Error::Failed, L"out of memory"};

@@ -79,7 +79,8 @@ private:
 class IndexConnection
 {
 public:
-    enum class Access { Read, Write, Create };
+    // Immutable: read as a file that nobody changes meanwhile, without locks.
+    enum class Access { Read, Write, Create, Immutable };
 
     // Throws; the connection is then closed. Nothing is read from the file yet.
     void Open(const CString& path, Access access, int busyTimeoutMs);

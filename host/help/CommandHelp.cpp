@@ -23,7 +23,7 @@ const CommandHelp commands[] = {
     {"",
      {"orbwatch init C:\\selection",
       "orbwatch watch --data C:\\selection\\selection.xml --index C:\\selection\\index.db --record",
-      "orbwatch watch --help"},
+      "orbwatch doctor --data C:\\selection\\selection.xml --index C:\\selection\\index.db", "orbwatch watch --help"},
      "Records go to standard output, errors and notes to standard error. With --json each is one JSON object a line\n"
      "with its type, its number on the stream (seq) and the time (UTC); without, lines are for people, with colours "
      "on\n"
@@ -100,6 +100,20 @@ const CommandHelp commands[] = {
      "Files that are there already are never overwritten: then nothing is written.",
      {Created},
      {Done, Failed, Refused}},
+    {"doctor",
+     {"orbwatch doctor", "orbwatch doctor --data selection.xml --index index.db"},
+     "It looks at the settings, the log and the runs of the data folder, at the index and the selection that are "
+     "named\n"
+     "and the drives of the selection, and at the machine: whether changes are told, limits, free space. What it "
+     "tries\n"
+     "out it tries in a folder of its own among the temporary files.",
+     {{"check", "what was looked at (name), its state (ok, warning or failed), and what to do about it"},
+      {"summary", "at the end: how many checks were ok, warnings and failed"}},
+     {Done,
+      {ExitFailure, "a check failed"},
+      Refused,
+      {ExitSomeUnreadable, "no check failed, and there are warnings"},
+      Interrupted}},
     {"completion",
      {". <(orbwatch completion bash)", "orbwatch completion powershell | Out-String | Invoke-Expression"},
      "Put such a line into the file that the shell reads at its start. Commands, options, their words, the profiles "

@@ -1,0 +1,58 @@
+#include "companions/indexdb/IndexExamination.h"
+
+#include "companions/indexdb/IndexSchema.h"
+
+#include <windows.h>
+
+namespace
+{
+
+constexpr int BusyTimeoutMs = 2000;
+
+std::uint64_t SizeOf(const CString& path)
+{
+    WIN32_FILE_ATTRIBUTE_DATA data;
+    if (!GetFileAttributesExW(path, GetFileExInfoStandard, &data))
+        return 0;
+    return data.nFileSizeLow | std::uint64_t(data.nFileSizeHigh) << 32;
+}
+
+// A connection makes the shared memory of a write-ahead log where it is missing, and removes both when it is the last
+// one. Without a log the file alone is the database, and can be read as one that nobody changes.
+void Open(IndexConnection& connection, const CString& path)
+{
+    const bool hasLog = SizeOf(path + L"-wal") != 0;
+    if (hasLog && GetFileAttributesW(path + L"-shm") == INVALID_FILE_ATTRIBUTES)
+        throw IndexError{CIndexDB::Error::Failed,
+                         L"its write-ahead log has lost its shared memory; the next start puts that right"};
+    connection.Open(path, hasLog ? IndexConnection::Access::Read : IndexConnection::Access::Immutable, BusyTimeoutMs);
+    sqlite3_db_config(connection.Get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+}
+
+void Examine(const CString& path, IndexExamination& result)
+{
+    IndexConnection connection;
+    Open(connection, path);
+    IndexSchema::RegisterCollation(connection);
+    if (!IndexSchema::IsIndex(connection))
+        throw IndexError{CIndexDB::Error::Corrupt, L"an empty file"};
+    IndexStatement check(connection.Get(), "PRAGMA quick_check(1)");
+    if (const CString found = check.Step() ? check.Text(0) : CString(); found != L"ok")
+        throw IndexError{CIndexDB::Error::Corrupt, found};
+    result.items = connection.Number("SELECT count(*) FROM items");
+    result.folders = connection.Number("SELECT count(*) FROM items WHERE kind=1");
+}
+
+} // namespace
+
+IndexExamination ExamineIndex(const wchar_t* path)
+{
+    IndexExamination result;
+    try {
+        Examine(path, result);
+    } catch (const IndexError& error) {
+        result.error = error.error;
+        result.text = error.text;
+    }
+    return result;
+}

@@ -1,0 +1,92 @@
+#include "host/Console.h"
+#include "host/doctor/Checks.h"
+#include "support/Handle.h"
+
+#include <nlohmann/json.hpp>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace
+{
+
+constexpr const wchar_t* SettingsFiles[] = {L"MainSettings.json", L"ServiceRunSettings.json",
+                                            L"UserConfigurations.json"};
+constexpr DWORD ForAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
+bool IsThere(const std::wstring& path) { return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES; }
+
+// Opening leaves a file as it is, whatever it is opened for. ERROR_SUCCESS when it can be opened.
+DWORD OpeningFails(const std::wstring& path, DWORD access)
+{
+    const FileHandle file(
+        CreateFileW(path.c_str(), access, ForAll, nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+    return file ? ERROR_SUCCESS : GetLastError();
+}
+
+Check CheckFolder(const std::wstring& folder)
+{
+    using State = Check::State;
+    const DWORD attributes = GetFileAttributesW(folder.c_str());
+    if (attributes == INVALID_FILE_ATTRIBUTES)
+        return {"settings", State::Ok, L"the data folder is not there yet; the first start makes it", folder};
+    if (!(attributes & FILE_ATTRIBUTE_DIRECTORY))
+        return {"settings", State::Failed, L"a file stands where the data folder should be; move it away", folder};
+    if (const DWORD error = OpeningFails(folder, FILE_LIST_DIRECTORY | FILE_ADD_FILE))
+        return {"settings", State::Failed,
+                L"the data folder cannot be used: " + SystemText(error) +
+                    L" Give this account the right to write there.",
+                folder};
+    return {"settings", State::Ok, L"the data folder; settings are JSON files in it", folder};
+}
+
+bool IsJsonObject(const std::wstring& path)
+{
+    std::ifstream file(std::filesystem::path(path), std::ios::binary);
+    std::ostringstream text;
+    text << file.rdbuf();
+    return nlohmann::json::parse(text.str(), nullptr, false).is_object();
+}
+
+Check CheckSettingsFile(const std::wstring& path)
+{
+    using State = Check::State;
+    if (const DWORD error = OpeningFails(path, GENERIC_READ))
+        return {"settings", State::Failed,
+                L"cannot be read: " + SystemText(error) + L" Does another program keep it to itself?", path};
+    if (!IsJsonObject(path))
+        return {"settings", State::Failed,
+                L"damaged: the next start keeps it with the ending .bad and begins with empty settings", path};
+    if (const DWORD error = OpeningFails(path, GENERIC_WRITE))
+        return {"settings", State::Failed, L"cannot be written: " + SystemText(error) + L" Make it writable.", path};
+    return {"settings", State::Ok, L"can be read and written", path};
+}
+
+} // namespace
+
+Checks CheckSettings(const std::wstring& dataFolder)
+{
+    Checks checks{CheckFolder(dataFolder)};
+    for (const wchar_t* name : SettingsFiles) {
+        const std::wstring path = dataFolder + L"\\" + name;
+        if (IsThere(path))
+            checks.push_back(CheckSettingsFile(path));
+        if (IsThere(path + L".bad"))
+            checks.push_back({"settings", Check::State::Warning,
+                              L"damaged settings that were put aside; take over what is still wanted, then delete it",
+                              path + L".bad"});
+    }
+    return checks;
+}
+
+Checks CheckLog(const std::wstring& dataFolder)
+{
+    const std::wstring path = dataFolder + L"\\OrbWatcher.log";
+    if (!IsThere(path))
+        return {{"log", Check::State::Ok, L"not there yet; what is logged comes here", path}};
+    if (const DWORD error = OpeningFails(path, FILE_APPEND_DATA))
+        return {{"log", Check::State::Failed,
+                 L"cannot be written: " + SystemText(error) + L" Nothing is logged until it can.", path}};
+    return {{"log", Check::State::Ok, L"can be written", path}};
+}

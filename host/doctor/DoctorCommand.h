@@ -1,0 +1,13 @@
+// orbwatch doctor: looks at this machine and says what is wrong. It changes nothing.
+#pragma once
+
+#include "host/ExitCode.h"
+#include "host/RecordWriter.h"
+#include "host/Selection.h"
+
+struct DoctorOptions {
+    SelectionFiles files; // all may be empty
+    std::wstring index;   // may be empty
+};
+
+ExitCode RunDoctor(const DoctorOptions& options, RecordWriter& writer);

@@ -1,0 +1,84 @@
+#include "host/doctor/Checks.h"
+#include "support/SystemPath.h"
+
+#include <windows.h>
+
+#include <algorithm>
+#include <cwchar>
+
+namespace
+{
+
+using State = Check::State;
+
+bool IsThere(const CString& path) { return GetFileAttributesW(SystemPath(path)) != INVALID_FILE_ATTRIBUTES; }
+
+std::wstring Counted(std::size_t count, const wchar_t* what) { return std::to_wstring(count) + L" " + what; }
+
+// Of the rules that include something, and whose drive is there.
+void CheckPaths(const SelectionView& selection, Checks& checks)
+{
+    std::vector<std::wstring> missing;
+    for (const FilterPtr& rule : selection.RulesOfPresentRoots())
+        if (rule->incEx == WatcherEnum::Include && !rule->path.IsEmpty() && !IsThere(rule->path))
+            missing.emplace_back(rule->path.View());
+    if (missing.empty())
+        return;
+    const std::wstring more =
+        missing.size() == 1 ? L"" : L" (and so are " + Counted(missing.size() - 1, L"more") + L")";
+    checks.push_back({"selection", State::Warning,
+                      L"included, and not there" + more + L"; is the rule spelled right? What comes later is watched",
+                      missing.front()});
+}
+
+Check CheckDrive(const SelectionView::Root& root)
+{
+    const std::wstring path(root.path.View());
+    if (!root.there)
+        return {"drives", State::Warning,
+                L"not there, or another volume; its rules hold when it comes: " + std::to_wstring(root.rules), path};
+    wchar_t system[MAX_PATH + 1] = {};
+    DWORD serial = 0;
+    if (!GetVolumeInformationW(path.c_str(), nullptr, 0, &serial, nullptr, nullptr, system, MAX_PATH + 1))
+        return {"drives", State::Warning,
+                L"its file system cannot be asked; whether another volume is in its place goes unnoticed", path};
+    wchar_t digits[9] = {};
+    swprintf(digits, 9, L"%08X", static_cast<unsigned>(serial));
+    return {"drives", State::Ok,
+            L"there, " + std::wstring(system) + L", volume " + digits + L", " +
+                Counted(root.rules, root.rules == 1 ? L"rule" : L"rules"),
+            path};
+}
+
+} // namespace
+
+Checks CheckSelection(const SelectionFiles& files)
+{
+    Checks checks;
+    bool good = true;
+    for (const SelectionFinding& finding : FindingsOf(files)) {
+        checks.push_back(
+            {"selection", finding.failure ? State::Failed : State::Warning, finding.message, finding.path});
+        good = good && !finding.failure;
+    }
+    if (!good)
+        return checks;
+    const SelectionView selection(files);
+    std::size_t rules = 0;
+    for (const SelectionView::Root& root : selection.Roots())
+        rules += root.rules;
+    checks.push_back({"selection", rules == 0 ? State::Warning : State::Ok,
+                      L"can be loaded; " + Counted(rules, rules == 1 ? L"rule" : L"rules") +
+                          (rules == 0 ? L": nothing is backed up, orbwatch init FOLDER writes a sample" : L""),
+                      files.data});
+    CheckPaths(selection, checks);
+    return checks;
+}
+
+Checks CheckDrives(const SelectionFiles& files)
+{
+    Checks checks;
+    for (const SelectionView::Root& root : SelectionView(files).Roots())
+        checks.push_back(CheckDrive(root));
+    return checks;
+}

@@ -1,0 +1,200 @@
+// What the doctor finds, and that it leaves everything as it was.
+#include "tests/host/HostTest.h"
+
+#include "companions/indexdb/OrbIndexDB.h"
+
+#include <map>
+#include <sstream>
+
+namespace
+{
+
+class Doctor : public HostTest
+{
+protected:
+    enum class End { Well, Badly };
+    // The records of a doctor that looks at the data folder, and at what else is named. Whether there are warnings
+    // depends on the machine, too.
+    static std::vector<Json> Examined(const Arguments& more, End end)
+    {
+        HostProcess host(Joined({L"doctor", L"--json"}, more));
+        const int code = host.Finish();
+        const std::vector<Json> records = host.Records();
+        const Json& summary = records.back();
+        EXPECT_EQ(code, summary.at("failed") > 0 ? 1 : summary.at("warnings") > 0 ? 3 : 0);
+        EXPECT_EQ(code == 1, end == End::Badly) << Json(records).dump(1);
+        EXPECT_EQ(summary.at("exit"), code);
+        EXPECT_TRUE(host.Errors().empty());
+        return records;
+    }
+    std::vector<Json> ExaminedWhole(End end) const
+    {
+        return Examined({L"--data", Path(L"selection.xml"), L"--index", index}, end);
+    }
+
+    // The one check with this name and this in its text or path.
+    static Json CheckOf(const std::vector<Json>& records, const std::string& name, const std::string& text)
+    {
+        for (const Json& record : records)
+            if (record.value("name", "") == name &&
+                (record.at("text").get<std::string>().find(text) != std::string::npos ||
+                 record.value("path", "").find(text) != std::string::npos))
+                return record;
+        ADD_FAILURE() << "no check of " << name << " with " << text << " in " << Json(records).dump(1);
+        return Json::object();
+    }
+    static std::string StateOf(const std::vector<Json>& records, const std::string& name, const std::string& text)
+    {
+        return CheckOf(records, name, text).value("state", "");
+    }
+
+    void MakeIndex(int items) const
+    {
+        CIndexDB database;
+        database.SetDBFilePath(index.c_str());
+        ASSERT_TRUE(database.Open(1, 0, 0));
+        for (int number = 0; number < items; ++number) {
+            ItemDatum item;
+            item.path = (L"C:\\x\\" + std::to_wstring(number)).c_str();
+            item.kind = number % 2;
+            ASSERT_TRUE(database.RecordItem(item));
+        }
+    }
+
+    // Every file below the test's folder: what it holds, and when it was written.
+    std::map<std::string, std::string> Everything() const
+    {
+        std::map<std::string, std::string> all;
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(std::filesystem::path(Path(L"")))) {
+            std::ostringstream state;
+            state << entry.last_write_time().time_since_epoch().count() << " ";
+            if (entry.is_regular_file())
+                state << std::ifstream(entry.path(), std::ios::binary).rdbuf();
+            all[entry.path().string()] = state.str();
+        }
+        return all;
+    }
+};
+
+TEST_F(Doctor, AHealthyMachineHasNoFailures)
+{
+    MakeIndex(5);
+    const std::vector<Json> records = ExaminedWhole(End::Well);
+    EXPECT_EQ(StateOf(records, "settings", "JSON files"), "ok");
+    EXPECT_EQ(StateOf(records, "runs", "none was killed"), "ok");
+    EXPECT_EQ(StateOf(records, "index", "holds 5 items, 2 of them folders"), "ok");
+    EXPECT_EQ(StateOf(records, "selection", "can be loaded; 1 rule"), "ok");
+    EXPECT_EQ(StateOf(records, "drives", "c:\\"), "ok");
+    EXPECT_EQ(StateOf(records, "notifications", "tells of changes"), "ok");
+    CheckOf(records, "limits", "max_user_watches");
+    CheckOf(records, "limits", "max_queued_events");
+    CheckOf(records, "limits", "files can be open");
+    CheckOf(records, "room", "MiB are free");
+    EXPECT_EQ(records.back().at("failed"), 0);
+}
+
+TEST_F(Doctor, NothingChangesByItsLook)
+{
+    MakeIndex(3);
+    folder.WriteBytes(L"data\\UserConfigurations.json", "{ this is no JSON");
+    folder.WriteBytes(L"data\\watcher_running_4000000_1.bin", "");
+    folder.WriteBytes(L"data\\OrbWatcher.log", "a line\r\n");
+    const auto before = Everything();
+    ExaminedWhole(End::Badly);
+    EXPECT_EQ(Everything(), before);
+}
+
+TEST_F(Doctor, AnIndexInUseIsReadWithItsLogAndLeftAsItIs)
+{
+    MakeIndex(3);
+    CIndexDB database;
+    database.SetDBFilePath(index.c_str());
+    ASSERT_TRUE(database.Open(1, 0, 0));
+    ItemDatum item;
+    item.path = L"C:\\in the log";
+    ASSERT_TRUE(database.RecordItem(item));
+    const auto before = Everything();
+    const std::vector<Json> records = Examined({L"--index", index}, End::Well);
+    EXPECT_EQ(StateOf(records, "index", "holds 4 items"), "ok");
+    EXPECT_EQ(Everything().size(), before.size());
+    EXPECT_TRUE(database.RecordItem(item)); // and it can go on
+}
+
+TEST_F(Doctor, ADataFolderThatIsNotThereIsNotMade)
+{
+    SetEnvironmentVariableW(L"ORB_DATA_FOLDER", Path(L"none").c_str());
+    const std::vector<Json> records = Examined({}, End::Well);
+    EXPECT_EQ(StateOf(records, "settings", "not there yet"), "ok");
+    EXPECT_FALSE(std::filesystem::exists(Path(L"none")));
+}
+
+TEST_F(Doctor, DamagedSettingsAndThoseThatWerePutAsideAreTold)
+{
+    folder.WriteBytes(L"data\\UserConfigurations.json", "{ this is no JSON");
+    folder.WriteBytes(L"data\\MainSettings.json", "{}");
+    folder.WriteBytes(L"data\\MainSettings.json.bad", "[");
+    const std::vector<Json> records = Examined({}, End::Badly);
+    EXPECT_EQ(StateOf(records, "settings", "UserConfigurations.json"), "failed");
+    EXPECT_EQ(StateOf(records, "settings", "MainSettings.json.bad"), "warning");
+    EXPECT_EQ(StateOf(records, "settings", "can be read and written"), "ok");
+}
+
+TEST_F(Doctor, ADataFolderThatIsAFileIsAFailure)
+{
+    SetEnvironmentVariableW(L"ORB_DATA_FOLDER", Path(L"selection.xml").c_str());
+    EXPECT_EQ(StateOf(Examined({}, End::Badly), "settings", "a file stands where the data folder should be"), "failed");
+}
+
+TEST_F(Doctor, AKilledWatchIsTold)
+{
+    {
+        const std::unique_ptr<HostProcess> watch = StartWatch({});
+        EXPECT_EQ(StateOf(ExaminedWhole(End::Well), "runs", "a watcher runs"), "ok");
+        watch->Kill();
+        watch->Finish();
+    }
+    EXPECT_EQ(StateOf(ExaminedWhole(End::Well), "runs", "was killed or crashed"), "warning");
+}
+
+TEST_F(Doctor, AnIndexThatCannotBeUsedIsToldWithWhatToDo)
+{
+    folder.WriteBytes(L"index.db", std::string(5000, 'x'));
+    EXPECT_EQ(StateOf(ExaminedWhole(End::Badly), "index", "move it away to start anew"), "failed");
+    std::filesystem::remove(index);
+    EXPECT_EQ(StateOf(ExaminedWhole(End::Well), "index", "the first watch makes it"), "warning");
+    EXPECT_FALSE(std::filesystem::exists(index));
+}
+
+TEST_F(Doctor, ADamagedPageOfTheIndexIsFound)
+{
+    MakeIndex(2000);
+    std::string bytes = folder.ReadBytes(L"index.db");
+    ASSERT_GT(bytes.size(), 40960u);
+    bytes.replace(20480, 4096, std::string(4096, '\xee'));
+    folder.WriteBytes(L"index.db", bytes);
+    EXPECT_EQ(StateOf(ExaminedWhole(End::Badly), "index", "move it away to start anew"), "failed");
+}
+
+TEST_F(Doctor, ASelectionThatCannotBeReadAndRulesThatLeadNowhereAreTold)
+{
+    folder.WriteBytes(L"selection.xml", "<Data><Item");
+    EXPECT_EQ(StateOf(ExaminedWhole(End::Badly), "selection", "orbwatch init FOLDER"), "failed");
+    WriteSelection(TreeItem() + Item(L"path=\"q:\\gone\" type=\"1\" includeSub=\"1\"") +
+                   Item(L"path=\"" + InTree(L"not there") + L"\" type=\"1\" includeSub=\"1\""));
+    const std::vector<Json> records = ExaminedWhole(End::Well);
+    EXPECT_EQ(StateOf(records, "selection", "can be loaded; 3 rules"), "ok");
+    EXPECT_EQ(StateOf(records, "selection", "included, and not there;"), "warning");
+    EXPECT_EQ(StateOf(records, "drives", "q:\\"), "warning");
+}
+
+TEST_F(Doctor, LinesForPeopleBeginWithTheState)
+{
+    HostProcess host({L"doctor"});
+    host.Finish();
+    for (const std::string& line : host.OutputLines())
+        EXPECT_TRUE(line.starts_with("ok       ") || line.starts_with("warning  ") || line.starts_with("failed   ") ||
+                    line.ends_with(" failed"))
+            << line;
+}
+
+} // namespace
