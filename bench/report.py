@@ -1,0 +1,183 @@
+#!/usr/bin/env python3
+"""Writes what tools/bench has measured into docs/performance.md: the table, and the charts beside it.
+
+  bench/report.py [FILE]    FILE holds the lines of tools/bench; without it, those of the last time are taken
+  bench/report.py --check   fails when the page does not show its own results
+
+The results stand in docs/performance/results.jsonl, one line for each case and rival; a case that FILE lacks stays as
+it was.
+"""
+
+import json
+import math
+import pathlib
+import sys
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+PAGE = ROOT / "docs" / "performance.md"
+PLACE = ROOT / "docs" / "performance"
+RESULTS = PLACE / "results.jsonl"
+BEGIN, END = "<!-- results -->\n", "<!-- end of results -->\n"
+
+WIDTH, ROW, LEFT, RIGHT = 900, 22, 330, 70
+FONT = 'font-family="sans-serif" font-size="12"'
+GOOD, BAD, GREY, INK = "#2e7d32", "#c62828", "#9e9e9e", "#555555"
+
+
+def key(result):
+    return result["name"], result.get("against", ""), result.get("rules", 0)
+
+
+def read(path):
+    with open(path, encoding="utf-8") as lines:
+        return [json.loads(line) for line in lines if line.startswith("{")]
+
+
+def merge(old, new):
+    """The old order, with what is new in the place of what it replaces."""
+    fresh = {key(result): result for result in new}
+    merged = [fresh.pop(key(result), result) for result in old]
+    return merged + [result for result in new if key(result) in fresh]
+
+
+def number(value):
+    """Three digits that count."""
+    if value == 0:
+        return "0"
+    digits = max(0, 2 - math.floor(math.log10(abs(value))))
+    return f"{round(value, digits):,.{digits}f}"
+
+
+def label(result):
+    rules = result.get("rules")
+    return result["name"] + (f", {rules:,.0f} rules" if rules else "")
+
+
+def figure(result, which):
+    value = result.get(which)
+    return "" if value is None else f"{number(value)} {result['unit']}"
+
+
+def against(result):
+    return result.get("against") or ""
+
+
+def table(results):
+    rows = ["| Case | Ours | Beside | Rival | Ratio | Goal | |", "|---|---|---|---|---|---|---|"]
+    for result in results:
+        ratio = "" if result.get("ratio") is None else number(result["ratio"])
+        goal = number(result["goal"]) + ("" if ratio else f" {result['unit']}")
+        met = "met" if result["met"] else "**not met**"
+        rows.append(f"| `{label(result)}` | {figure(result, 'value')} | {against(result)} |"
+                    f" {figure(result, 'rival')} | {ratio} | {goal} | {met} |")
+    return "\n".join(rows) + "\n"
+
+
+def text(x, y, words, anchor="start", colour=INK):
+    words = words.replace("&", "&amp;").replace("<", "&lt;")
+    return f'<text x="{x:.1f}" y="{y:.1f}" text-anchor="{anchor}" fill="{colour}" {FONT}>{words}</text>'
+
+
+def line(x1, y1, x2, y2, colour, more=""):
+    return f'<line x1="{x1:.1f}" y1="{y1:.1f}" x2="{x2:.1f}" y2="{y2:.1f}" stroke="{colour}" {more}/>'
+
+
+def picture(height, title, parts):
+    return (f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {WIDTH} {height}" role="img">\n'
+            f'<title>{title}</title>\n<rect width="{WIDTH}" height="{height}" fill="#ffffff"/>\n'
+            + "\n".join(parts) + "\n</svg>\n")
+
+
+def share_of_goal(result):
+    figure_ = result["ratio"] if result.get("ratio") is not None else result["value"]
+    return figure_ / result["goal"]
+
+
+def goals_chart(results):
+    """A bar for each case: how much of what is allowed it takes, on a logarithmic scale."""
+    least, most = 1e-5, 10
+    width = WIDTH - LEFT - RIGHT
+
+    def place(share):
+        share = min(max(share, least), most)
+        return LEFT + width * (math.log10(share) - math.log10(least)) / (math.log10(most) - math.log10(least))
+
+    parts = []
+    bottom = 40 + ROW * len(results)
+    for exponent in range(-5, 2):
+        x = place(10.0**exponent)
+        parts.append(line(x, 34, x, bottom, "#e0e0e0"))
+        parts.append(text(x, 28, "the goal" if exponent == 0 else f"{10.0**exponent:g}", "middle"))
+    for row, result in enumerate(results):
+        share = share_of_goal(result)
+        y = 40 + ROW * row
+        parts.append(text(LEFT - 8, y + 14, f"{label(result)} / {against(result)}".strip(" /")[:52], "end"))
+        colour = GOOD if result["met"] else BAD
+        parts.append(f'<rect x="{LEFT}" y="{y + 3}" width="{max(1.0, place(share) - LEFT):.1f}" height="{ROW - 7}"'
+                     f' fill="{colour}"/>')
+        parts.append(text(place(share) + 5, y + 14, number(share)))
+    parts.append(line(place(1), 34, place(1), bottom, INK, 'stroke-dasharray="4 3"'))
+    return picture(bottom + 10, "Each case's share of its goal; left of the line is better", parts)
+
+
+def decisions_chart(results):
+    """What a decision takes, by the number of rules; both scales are logarithmic."""
+    cases = [result for result in results if result["name"] == "decide"]
+    height, top, bottom, left = 340, 30, 300, 90
+    rules = [case["rules"] for case in cases]
+    times = [case["value"] for case in cases] + [case["rival"] for case in cases]
+    low, high = math.floor(math.log10(min(times))), math.ceil(math.log10(max(times)))
+    first, last = math.log10(min(rules)), math.log10(max(rules))
+
+    def at(count, time):
+        return (left + (WIDTH - left - 160) * (math.log10(count) - first) / (last - first),
+                bottom - (bottom - top) * (math.log10(time) - low) / (high - low))
+
+    parts = []
+    for exponent in range(low, high + 1):
+        y = at(rules[0], 10.0**exponent)[1]
+        parts += [line(left, y, WIDTH - 160, y, "#e0e0e0"),
+                  text(left - 8, y + 4, f"{10.0**exponent:,.0f} {cases[0]['unit']}", "end")]
+    for count in rules:
+        parts.append(text(at(count, 10.0**low)[0], bottom + 20, f"{count:,.0f} rules", "middle"))
+    for which, colour, name in (("value", GOOD, "ours"), ("rival", GREY, cases[0]["against"])):
+        points = [at(case["rules"], case[which]) for case in cases]
+        parts.append('<polyline fill="none" stroke-width="2" stroke="' + colour + '" points="'
+                     + " ".join(f"{x:.1f},{y:.1f}" for x, y in points) + '"/>')
+        parts.append(text(points[-1][0] + 8, points[-1][1] + 4, name, colour=colour))
+    return picture(height, "What one decision takes, by the number of rules", parts)
+
+
+def page_with(results):
+    words = PAGE.read_text(encoding="utf-8")
+    before, rest = words.split(BEGIN)
+    return before + BEGIN + table(results) + END + rest.split(END)[1]
+
+
+def files(results):
+    return {
+        RESULTS: "".join(json.dumps(result) + "\n" for result in results),
+        PLACE / "goals.svg": goals_chart(results),
+        PLACE / "decisions.svg": decisions_chart(results),
+        PAGE: page_with(results),
+    }
+
+
+def main(arguments):
+    results = read(RESULTS) if RESULTS.exists() else []
+    check = arguments == ["--check"]
+    if arguments and not check:
+        results = merge(results, read(arguments[0]))
+    stale = [path for path, words in files(results).items()
+             if not path.exists() or path.read_text(encoding="utf-8") != words]
+    if check:
+        for path in stale:
+            print(f"{path.relative_to(ROOT)} does not show the results; run bench/report.py", file=sys.stderr)
+        return 1 if stale else 0
+    for path, words in files(results).items():
+        path.write_text(words, encoding="utf-8", newline="\n")
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1:]))
