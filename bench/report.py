@@ -19,7 +19,7 @@ PLACE = ROOT / "docs" / "performance"
 RESULTS = PLACE / "results.jsonl"
 BEGIN, END = "<!-- results -->\n", "<!-- end of results -->\n"
 
-WIDTH, ROW, LEFT, RIGHT = 900, 22, 330, 70
+WIDTH, ROW, LEFT, RIGHT = 900, 22, 380, 70
 FONT = 'font-family="sans-serif" font-size="12"'
 GOOD, BAD, GREY, INK = "#2e7d32", "#c62828", "#9e9e9e", "#555555"
 
@@ -68,7 +68,8 @@ def table(results):
         ratio = "" if result.get("ratio") is None else number(result["ratio"])
         goal = number(result["goal"]) + ("" if ratio else f" {result['unit']}")
         met = "met" if result["met"] else "**not met**"
-        rows.append(f"| `{label(result)}` | {figure(result, 'value')} | {against(result)} |"
+        name, _, more = label(result).partition(",")
+        rows.append(f"| `{name}`{more and ',' + more} | {figure(result, 'value')} | {against(result)} |"
                     f" {figure(result, 'rival')} | {ratio} | {goal} | {met} |")
     return "\n".join(rows) + "\n"
 
@@ -94,24 +95,23 @@ def share_of_goal(result):
 
 
 def goals_chart(results):
-    """A bar for each case: how much of what is allowed it takes, on a logarithmic scale."""
-    least, most = 1e-5, 10
+    """A bar for each case: how much of what is allowed it takes."""
+    most = 1.25
     width = WIDTH - LEFT - RIGHT
 
     def place(share):
-        share = min(max(share, least), most)
-        return LEFT + width * (math.log10(share) - math.log10(least)) / (math.log10(most) - math.log10(least))
+        return LEFT + width * min(share, most) / most
 
     parts = []
     bottom = 40 + ROW * len(results)
-    for exponent in range(-5, 2):
-        x = place(10.0**exponent)
-        parts.append(line(x, 34, x, bottom, "#e0e0e0"))
-        parts.append(text(x, 28, "the goal" if exponent == 0 else f"{10.0**exponent:g}", "middle"))
+    for share in (0, 0.25, 0.5, 0.75, 1, 1.25):
+        parts.append(line(place(share), 34, place(share), bottom, "#e0e0e0"))
+        parts.append(text(place(share), 28, "the goal" if share == 1 else f"{share:g}", "middle"))
     for row, result in enumerate(results):
         share = share_of_goal(result)
         y = 40 + ROW * row
-        parts.append(text(LEFT - 8, y + 14, f"{label(result)} / {against(result)}".strip(" /")[:52], "end"))
+        words = f"{label(result)} / {against(result)}".strip(" /")
+        parts.append(text(LEFT - 8, y + 14, words if len(words) < 56 else words[:55] + "…", "end"))
         colour = GOOD if result["met"] else BAD
         parts.append(f'<rect x="{LEFT}" y="{y + 3}" width="{max(1.0, place(share) - LEFT):.1f}" height="{ROW - 7}"'
                      f' fill="{colour}"/>')
@@ -123,7 +123,7 @@ def goals_chart(results):
 def decisions_chart(results):
     """What a decision takes, by the number of rules; both scales are logarithmic."""
     cases = [result for result in results if result["name"] == "decide"]
-    height, top, bottom, left = 340, 30, 300, 90
+    height, top, bottom, left = 340, 30, 300, 110
     rules = [case["rules"] for case in cases]
     times = [case["value"] for case in cases] + [case["rival"] for case in cases]
     low, high = math.floor(math.log10(min(times))), math.ceil(math.log10(max(times)))
