@@ -267,8 +267,8 @@ void RecordWriter::Findings(std::size_t good, std::size_t warnings, std::size_t 
         WriteJson(m_data, "summary",
                   Json{{"ok", good}, {"warnings", warnings}, {"failed", failures}, {"exit", exitCode}});
     else
-        Print(m_data, std::to_string(good) + " ok, " + std::to_string(warnings) + " warnings, " +
-                          std::to_string(failures) + " failed\n");
+        Print(m_data, std::to_string(good) + " ok, " + std::to_string(warnings) +
+                          (warnings == 1 ? " warning, " : " warnings, ") + std::to_string(failures) + " failed\n");
 }
 
 ExitCode RecordWriter::Text(const std::string& text)

@@ -217,7 +217,8 @@ TEST_F(Service, ReportsAPathWithoutAnEndAndLosesNothing)
     EXPECT_TRUE(Set(L"C:\\b.txt", 8));
     EXPECT_EQ(Summary()["paths"], 2);
     ASSERT_EQ(service->Errors().size(), 2u);
-    EXPECT_EQ(service->Errors()[0]["message"], "a request of kind 0 with status 7864440 has a path without an end");
+    EXPECT_EQ(service->Errors()[0]["message"],
+              "a request of kind 0 with status 7864440 has a path without an end; nothing was kept");
 }
 
 TEST_F(Service, ReportsARequestOfAnUnknownKindAndAnswersIt)
@@ -225,7 +226,7 @@ TEST_F(Service, ReportsARequestOfAnUnknownKindAndAnswersIt)
     Start();
     EXPECT_TRUE(Set(L"C:\\a.txt", 4));
     EXPECT_TRUE(RawClient().Ask([](OverlayBlock& block) { block.kind = 1; }));
-    EXPECT_EQ(service->WaitForError(L"C:\\a.txt")["message"], "a request has the unknown kind 1");
+    EXPECT_EQ(service->WaitForError(L"C:\\a.txt")["message"], "a request has the unknown kind 1; nothing was kept");
     EXPECT_EQ(Ask(L"C:\\a.txt"), 4);
 }
 
