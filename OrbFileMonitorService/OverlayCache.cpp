@@ -6,6 +6,7 @@
 #include <shlwapi.h>
 
 #include <algorithm>
+#include <cwchar>
 
 namespace
 {
@@ -18,12 +19,12 @@ public:
 
 bool CarriesPath(OverlayRequest kind) { return kind == OverlayRequest::SetStatus || kind == OverlayRequest::GetStatus; }
 
-bool IsShortcut(std::wstring_view path) { return EqualNoCase(PathFindExtensionW(path.data()), L".lnk"); }
+bool IsShortcut(const wchar_t* path) { return EqualNoCase(PathFindExtensionW(path), L".lnk"); }
 
 // What has become of a request; always false.
-bool Failed(const wchar_t* format, std::wstring_view path, std::int32_t status, const wchar_t* error, int line)
+bool Failed(const wchar_t* format, const wchar_t* path, std::int32_t status, const wchar_t* error, int line)
 {
-    g_OrbLog.Log(format, path.data(), status);
+    g_OrbLog.Log(format, path, status);
     g_OrbLog.WriteLog(2, L"OrbWatcher", line, error);
     return false;
 }
@@ -76,8 +77,8 @@ void OverlayCache::Drop(const LinePtr& line)
 
 bool OverlayCache::Request(OverlayRequest kind, const wchar_t* path, std::int32_t& status)
 {
-    const std::wstring_view text(path ? path : L"");
-    if (CarriesPath(kind) && text.size() >= OverlayBlock::PathUnits)
+    const wchar_t* text = path ? path : L"";
+    if (CarriesPath(kind) && std::wcslen(text) >= OverlayBlock::PathUnits)
         return Failed(NotEntered, text, status, L"The path is too long for the overlay service", __LINE__);
     const LinePtr line = ConnectedLine();
     if (!line)
@@ -100,7 +101,7 @@ bool OverlayCache::Request(OverlayRequest kind, const wchar_t* path, std::int32_
 }
 
 // False when another thread has dropped the connection while this one waited for its turn.
-bool OverlayCache::Put(const OverlayLine& line, OverlayRequest kind, std::wstring_view path, std::int32_t status)
+bool OverlayCache::Put(const OverlayLine& line, OverlayRequest kind, const wchar_t* path, std::int32_t status)
 {
     const CSingleLock lock(m_section);
     if (!m_line)
@@ -110,7 +111,7 @@ bool OverlayCache::Put(const OverlayLine& line, OverlayRequest kind, std::wstrin
     OverlayBlock& block = *line.view.Block();
     if (CarriesPath(kind)) {
         block.kind = static_cast<std::int32_t>(kind);
-        *std::copy(path.begin(), path.end(), block.path) = 0;
+        std::copy_n(path, std::wcslen(path) + 1, block.path);
     }
     if (kind == OverlayRequest::SetStatus)
         block.status = status == OverlayStatus::Excluded && IsShortcut(path) ? OverlayStatus::ExcludedShortcut : status;

@@ -13,8 +13,6 @@
 #include "OrbFileMonitorService/OverlayWaiter.h"
 #include "support/RankedSection.h"
 
-#include <string_view>
-
 class OverlayCache
 {
 public:
@@ -41,7 +39,7 @@ private:
     using LinePtr = std::shared_ptr<OverlayLine>;
 
     LinePtr ConnectedLine();
-    bool Put(const OverlayLine& line, OverlayRequest kind, std::wstring_view path, std::int32_t status);
+    bool Put(const OverlayLine& line, OverlayRequest kind, const wchar_t* path, std::int32_t status);
     void Finish(const OverlayLine& line, OverlayRequest kind, std::int32_t& status);
     void Drop(const LinePtr& line);
 
