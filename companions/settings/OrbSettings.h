@@ -75,7 +75,7 @@ public:
 private:
     CMainSettings();
     ~CMainSettings() override;
-    friend CMainSettings& GetMainSettings();
+    friend ORBSETTINGS_API CMainSettings& GetMainSettings();
 };
 
 /// What the runs of the service leave for the next one: ServiceRunSettings.json.
@@ -83,7 +83,7 @@ class ORBSETTINGS_API CServiceRunSettings : public CSettings
 {
     CServiceRunSettings();
     ~CServiceRunSettings() override;
-    friend CServiceRunSettings& GetServiceRunSettings();
+    friend ORBSETTINGS_API CServiceRunSettings& GetServiceRunSettings();
 };
 
 /// Among the service-run settings: when the last full enumeration was complete, in seconds since 1970. 0: one is due.
@@ -94,7 +94,7 @@ class ORBSETTINGS_API CUserConfigurations : public CSettings
 {
     CUserConfigurations();
     ~CUserConfigurations() override;
-    friend CUserConfigurations& GetUserConfigurations();
+    friend ORBSETTINGS_API CUserConfigurations& GetUserConfigurations();
 };
 
 /// The one object of the process. Any thread.
