@@ -7,6 +7,7 @@
 
 #include <sparsehash/internal/libc_allocator_with_realloc.h>
 
+#include <exception>
 #include <new>
 
 /// The memory of a table, which throws where there is none.
@@ -46,7 +47,7 @@ void EmptyTable(Table& table) noexcept
     try {
         Table fresh(table);
         table.swap(fresh);
-    } catch (const std::bad_alloc&) {
+    } catch (const std::exception&) {
         // It keeps what it has.
     }
 }
