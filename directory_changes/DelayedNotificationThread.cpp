@@ -80,11 +80,16 @@ void CDelayedNotificationThread::Thread::Dispatch()
         DispatchDelayedEvent(event);
 }
 
-static std::shared_ptr<void>& Current()
+namespace
+{
+
+std::shared_ptr<void>& Current()
 {
     static std::shared_ptr<void> current; // a Thread; guarded by the shared section
     return current;
 }
+
+} // namespace
 
 CDelayedNotificationThread::CDelayedNotificationThread()
 {

@@ -12,7 +12,10 @@ void EventQueue::List::Append(QueuedEvent* event) noexcept
 QueuedEvent* EventQueue::List::RemoveFirst() noexcept
 {
     QueuedEvent* const event = first;
-    if (event && !(first = event->next))
+    if (!event)
+        return nullptr;
+    first = event->next;
+    if (!first)
         last = nullptr;
     return event;
 }

@@ -129,6 +129,7 @@ CString::CString(const CString& other) noexcept : m_text(Share(other.m_text)) {}
 CString::CString(CString&& other) noexcept : m_text(other.m_text) { other.m_text = EmptyText(); }
 CString::~CString() { LetGo(m_text); }
 
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment): the text is shared once more before it is let go
 CString& CString::operator=(const CString& other) noexcept
 {
     wchar_t* taken = Share(other.m_text);

@@ -10,9 +10,9 @@
 #include <string_view>
 
 /// The 32-bit form of the bytes.
-std::uint32_t MurmurHash3x86_32(const void* bytes, std::size_t length, std::uint32_t seed);
+std::uint32_t MurmurHash3x86_32(const void* data, std::size_t length, std::uint32_t seed);
 /// The 128-bit form of the bytes.
-std::array<std::uint32_t, 4> MurmurHash3x86_128(const void* bytes, std::size_t length, std::uint32_t seed);
+std::array<std::uint32_t, 4> MurmurHash3x86_128(const void* data, std::size_t length, std::uint32_t seed);
 
 /// The hash of the tables keyed by wide strings: 32-bit form, seed 0xDEADBEEF, the units as they
 /// stand. byteLength is twice the number of units.

@@ -68,6 +68,7 @@ bool CMarkup::SetDoc(const wchar_t* text) { return SetDoc(CString(text)); }
 bool CMarkup::SetDoc(const CString& text)
 {
     // The text may be this document's own.
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): so it goes when the document is cleared
     const CString doc = text;
     m_document->Clear();
     m_document->flags = 0;

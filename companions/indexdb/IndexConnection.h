@@ -41,7 +41,7 @@ public:
     void BindAll(const Values&... values)
     {
         Rewind();
-        int index = 0;
+        int index = 0; // NOLINT(misc-const-correctness): each value below counts it up
         (Bind(++index, values), ...);
     }
 

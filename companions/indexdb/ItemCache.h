@@ -35,15 +35,15 @@ public:
     std::uint64_t PlacesVisited() const { return m_byId.PlacesVisited() + m_folderNumbers.PlacesVisited(); }
 
     // Adds the item or replaces the one of the same id; an item of the same path, in whatever case, goes.
-    void Put(const CachedDatum& item, std::int64_t delayedUntil);
+    void Put(const CachedDatum& datum, std::int64_t delayedUntil);
     void Erase(std::uint64_t id);
     // Nothing when the item is not known.
     void SetFlags(std::uint64_t id, std::uint32_t flags);
     void AddFlags(std::uint64_t id, std::uint32_t flags);
 
-    bool Find(std::uint64_t id, CachedDatum& item) const;
+    bool Find(std::uint64_t id, CachedDatum& datum) const;
     // The item with this path, as below.
-    bool Find(std::wstring_view path, CachedDatum& item) const;
+    bool Find(std::wstring_view path, CachedDatum& datum) const;
     // The id of the item with this path, without regard to case; no trailing backslash.
     std::optional<std::uint64_t> FindPath(std::wstring_view path) const;
     // Whether an item lies below the folder, at any depth, without regard to case; no trailing backslash.
@@ -73,7 +73,7 @@ private:
         std::uint32_t items = 0;
     };
 
-    bool Update(const CachedDatum& item, std::int64_t delayedUntil);
+    bool Update(const CachedDatum& datum, std::int64_t delayedUntil);
     void SetDelayed(std::uint64_t id, std::int64_t until);
     Item* ItemOfId(std::uint64_t id);
     const Item* ItemOfId(std::uint64_t id) const { return const_cast<ItemCache*>(this)->ItemOfId(id); }

@@ -101,7 +101,7 @@ CString Outbox::Next(int& number, bool peek, bool reserve) const
         ++candidate;
     if (candidate == INT_MAX)
         return Failure(L"The outbox has no number left", m_folder);
-    const CString path = PathOf(candidate);
+    CString path = PathOf(candidate);
     // The count goes up first: a number that was lost to a crash is better than one that is given twice.
     if (!peek && !WriteNext(candidate + 1))
         return Failure(L"The outbox's count cannot be written", m_folder);

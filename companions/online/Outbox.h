@@ -7,10 +7,12 @@
 
 #include "mfc/CString.h"
 
+#include <utility>
+
 class Outbox
 {
 public:
-    explicit Outbox(const CString& folder) : m_folder(folder) {}
+    explicit Outbox(CString folder) : m_folder(std::move(folder)) {}
 
     // The path of the next transaction; empty on failure, which is logged. See
     // OnlineCallbackHandler::GetTransactionXml.

@@ -136,8 +136,8 @@ struct CSettings::State {
     void ReadBeforeSaving();
     void KeepDamagedFile();
     bool Save();
-    const nlohmann::json* Find(const wchar_t* key) const;
-    void Put(std::wstring_view key, const nlohmann::json& value);
+    const nlohmann::json* Find(const wchar_t* text) const;
+    void Put(std::wstring_view text, const nlohmann::json& value);
     void Set(const wchar_t* key, nlohmann::json value);
 };
 
@@ -146,9 +146,8 @@ struct CSettings::State {
 void CSettings::State::Use()
 {
     const CString now = DataFolder::Path();
-    if (loaded == Loaded::No || folder != now)
-        Load(now);
-    else if (loaded == Loaded::Unread && GetTickCount64() - triedAt >= retryAfterMs)
+    const bool another = loaded == Loaded::Unread && GetTickCount64() - triedAt >= retryAfterMs;
+    if (loaded == Loaded::No || folder != now || another)
         Load(now);
 }
 

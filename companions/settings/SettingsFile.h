@@ -5,13 +5,14 @@
 #include "mfc/CString.h"
 
 #include <string>
+#include <utility>
 
 class SettingsFile
 {
 public:
     enum class ReadResult { Read, Missing, Failed };
 
-    explicit SettingsFile(const CString& path) : m_path(path) {}
+    explicit SettingsFile(CString path) : m_path(std::move(path)) {}
 
     const CString& Path() const { return m_path; }
 

@@ -68,6 +68,7 @@ template <typename Struct>
 void RequireSize(const Struct* given)
 {
     const std::size_t size = Required(given).size;
+    // NOLINTNEXTLINE(misc-redundant-expression): a struct that has not grown yet has one size
     if (size != sizeof(Struct) && size != ShorterSize<Struct>)
         throw Refused{ORB_BAD_SIZE};
 }
@@ -98,7 +99,7 @@ template <std::size_t Capacity>
 void PutText(wchar_t (&field)[Capacity], std::wstring_view text)
 {
     const std::size_t length = std::min(text.size(), Capacity - 1);
-    std::copy_n(text.data(), length, field);
+    std::copy_n(text.begin(), length, field);
     field[length] = 0;
 }
 

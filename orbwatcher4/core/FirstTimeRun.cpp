@@ -215,7 +215,7 @@ bool COrbWatcher::StartSingleDriveRun(const CString& root)
         return false;
     auto& runs = m->firstTime.singleDriveRuns;
     std::erase_if(runs, [](const auto& run) { return IsSignalled(run.second.Get()); });
-    if (runs.count(root) != 0)
+    if (runs.contains(root))
         return false;
     // A directory that any run has seen is to be looked at again. One that still goes on may meet some a second time.
     m->filter.ClearJunctionCache();
@@ -230,7 +230,7 @@ bool COrbWatcher::StartSingleDriveRun(const CString& root)
         runs.erase(place);
         return false;
     }
-    run.release(); // the thread's own
+    static_cast<void>(run.release()); // the thread's own
     return true;
 }
 

@@ -24,7 +24,7 @@ bool IsRemoved(const CString& path, const std::set<unsigned __int64>& masks)
     g_OrbLog.Log(L"Checking for removed masks");
     g_OrbLog.Log(L"Current File Path: %s", path.GetString());
     g_OrbLog.Log(L"Checking for extension: %s in remove masks", PathFindExtensionW(path));
-    if (masks.count(ExtensionHash(path)) != 0)
+    if (masks.contains(ExtensionHash(path)))
         return true;
     g_OrbLog.Log(L"Extension not found in remove masks set -- SKIPPING FILE");
     return false;
@@ -35,7 +35,7 @@ bool IsSkipped(const CString& path, const std::set<unsigned __int64>& masks)
     g_OrbLog.Log(L"Checking for skipped masks");
     g_OrbLog.Log(L"Current File Path: %s", path.GetString());
     g_OrbLog.Log(L"Checking for extension: %s in skipped masks", PathFindExtensionW(path));
-    if (masks.count(ExtensionHash(path)) == 0)
+    if (!masks.contains(ExtensionHash(path)))
         return false;
     g_OrbLog.Log(L"Extension found in skip masks set -- SKIPPING FILE");
     return true;

@@ -56,6 +56,7 @@ void DriveScans::Run(HANDLE stop, const std::shared_ptr<ScanTally>& tally)
     if (threads.empty())
         return;
     std::vector<HANDLE> handles;
+    handles.reserve(threads.size());
     for (const KernelHandle& thread : threads)
         handles.push_back(thread.Get());
     const LockOrder::WaitScope wait(ThreadName);
@@ -77,7 +78,7 @@ KernelHandle DriveScans::StartDrive(const CString& root, HANDLE stop, const std:
     drive->tally = tally;
     KernelHandle thread(m_start(&_ScanDrive, drive.get()));
     if (thread)
-        drive.release(); // the thread's own
+        static_cast<void>(drive.release()); // the thread's own
     else
         g_OrbLog.WriteLog(2, L"Scanner", __LINE__, L"The scan of %s could not be started: %d", root.GetString(),
                           GetLastError());

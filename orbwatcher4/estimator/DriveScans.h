@@ -39,7 +39,7 @@ public:
 
 private:
     struct Drive;
-    static unsigned __stdcall _ScanDrive(void* drive);
+    static unsigned __stdcall _ScanDrive(void* context);
     KernelHandle StartDrive(const CString& root, HANDLE stop, const std::shared_ptr<ScanTally>& tally);
 
     OrbFilter& m_filter;

@@ -85,7 +85,7 @@ FSEntrySetPtr SetOfLast(const FSEntrySetPtr& root, const std::vector<CString>& c
     FSEntrySetPtr set = root;
     for (std::size_t i = 0; set && i + 1 < components.size(); ++i) {
         const auto found = set->find(Named(components[i]));
-        FSEntrySetPtr children = found == set->end() ? nullptr : found->children;
+        const FSEntrySetPtr children = found == set->end() ? nullptr : found->children;
         set = children || !create ? children : CreateFolder(*set, components[i]);
     }
     return set;

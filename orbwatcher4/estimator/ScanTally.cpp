@@ -44,6 +44,7 @@ std::vector<PassedOverPath> ScanTally::ReadPassedOver() const
 {
     const CSingleLock lock(m_lock);
     std::vector<PassedOverPath> paths;
+    paths.reserve(m_passedOver.size());
     for (const auto& [path, why] : m_passedOver)
         paths.push_back({path, why});
     return paths;

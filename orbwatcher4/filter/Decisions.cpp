@@ -164,7 +164,7 @@ std::optional<bool> TryMatch(const Filter& rule, JudgedPath& path, AdvancedHost&
 AdvancedResult CheckAlone(const FilterPtr& rule, const EndingSet* endings, JudgedPath& path, AdvancedHost& host)
 {
     const std::wstring_view text = path.Text();
-    const AdvancedResult silent;
+    AdvancedResult silent;
     if (!BeginsNoCase(rule->path.View(), AllPaths) && !BeginsNoCase(text, rule->path.View()))
         return silent;
     if (rule->type == 0 && text.size() > static_cast<std::size_t>(rule->path.GetLength()))

@@ -145,7 +145,7 @@ void RuleIndex::Matches::Find(std::wstring_view path, char16_t* folded)
     const std::size_t longest = std::min(path.size(), m_index.m_ends.size() - 1);
     std::uint64_t hash = FoldedHashSeed;
     if (m_index.MayEndAt(path, 0))
-        Take({folded, 0}, hash);
+        Take({}, hash);
     for (std::size_t at = 0; at < longest; ++at) {
         folded[at] = upper[static_cast<std::uint16_t>(path[at])];
         hash = MixFolded(hash, folded[at]);
