@@ -76,7 +76,7 @@ private:
         std::vector<CString> queued;
         for (QueueDatum datum; m_service.Watcher().GetSingleNotification(nullptr, datum);) {
             m_writer.Queued(datum);
-            queued.push_back(datum.path);
+            queued.emplace_back(datum.path);
         }
         for (const CString& path : queued)
             m_service.Watcher().AddSingleNotification(path);

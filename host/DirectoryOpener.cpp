@@ -62,6 +62,7 @@ bool IsTheOnlyHandle(HANDLE claim)
 {
     using Query = NTSTATUS(NTAPI*)(HANDLE, OBJECT_INFORMATION_CLASS, void*, ULONG, ULONG*);
     static const auto query = reinterpret_cast<Query>(
+        // NOLINTNEXTLINE(bugprone-casting-through-void): what the system gives is not of the type that it says
         reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "NtQueryObject")));
     PUBLIC_OBJECT_BASIC_INFORMATION information = {};
     return query && query(claim, ObjectBasicInformation, &information, sizeof information, nullptr) >= 0 &&

@@ -5,4 +5,4 @@
 #include "host/RecordWriter.h"
 
 // Existing files are never overwritten: nothing is written then.
-ExitCode RunInit(const std::wstring& folder, RecordWriter& writer);
+ExitCode RunInit(const std::wstring& given, RecordWriter& writer);

@@ -13,7 +13,7 @@ namespace
 {
 
 struct LocalDeleter {
-    void operator()(wchar_t** memory) const { LocalFree(memory); }
+    void operator()(wchar_t** memory) const { LocalFree(static_cast<void*>(memory)); }
 };
 
 // Without the program's name.

@@ -23,7 +23,7 @@ std::wstring PathSpelling::NameOf(const std::wstring& path, const std::wstring& 
     // The last component first, up to the folder, a drive or a share.
     std::wstring rest = path;
     while (rest.size() > folder.size() && rest.find(L'\\', 2) != std::wstring::npos) {
-        name = name.empty() ? Spelled(rest) : Spelled(rest) + L"\\" + name;
+        name.insert(0, name.empty() ? Spelled(rest) : Spelled(rest) + L"\\");
         rest.resize(rest.rfind(L'\\'));
     }
     if (rest.size() <= folder.size())

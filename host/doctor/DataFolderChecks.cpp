@@ -43,7 +43,7 @@ Check CheckFolder(const std::wstring& folder)
 
 bool IsJsonObject(const std::wstring& path)
 {
-    std::ifstream file(std::filesystem::path(path), std::ios::binary);
+    const std::ifstream file(std::filesystem::path(path), std::ios::binary);
     std::ostringstream text;
     text << file.rdbuf();
     return nlohmann::json::parse(text.str(), nullptr, false).is_object();
