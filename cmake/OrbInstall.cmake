@@ -55,7 +55,7 @@ write_basic_package_version_file(${CMAKE_BINARY_DIR}/OrbWatcher4ConfigVersion.cm
 install(FILES ${CMAKE_BINARY_DIR}/OrbWatcher4Config.cmake ${CMAKE_BINARY_DIR}/OrbWatcher4ConfigVersion.cmake
     DESTINATION ${package_dir})
 
-install(FILES README.md DESTINATION ${doc_dir})
+install(FILES README.md CHANGELOG.md DESTINATION ${doc_dir})
 install(DIRECTORY docs/ DESTINATION ${doc_dir}/docs PATTERN Doxyfile EXCLUDE)
 install(DIRECTORY examples/ DESTINATION ${doc_dir}/examples)
 # Of what is linked in or shipped beside; tools/bootstrap --package collects them.

@@ -75,6 +75,7 @@ headers_stand_alone() {
 rm -rf "$PLACE" "$DRIVE"
 mkdir -p "$PLACE"
 try "installing" installs
+try "the changelog is among the pages" test -s "$ROOT_DIR/share/doc/OrbWatcher4/CHANGELOG.md"
 try "including each installed header alone" headers_stand_alone
 for example in "$ROOT_DIR"/share/doc/OrbWatcher4/examples/*/; do
     name=$(basename "$example")
