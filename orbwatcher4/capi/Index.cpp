@@ -1,12 +1,13 @@
 // The index, as a service keeps it.
 #include "companions/indexdb/OrbIndexDB.h"
 #include "orbwatcher4/capi/Border.h"
+#include "orbwatcher4/capi/SharedLock.h"
 
 #include <memory>
 #include <mutex>
 
 struct OrbIndexObject {
-    std::mutex lock;
+    SharedLock lock;
     CIndexDB database; // guarded by lock
 };
 

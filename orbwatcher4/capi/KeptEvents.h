@@ -3,6 +3,7 @@
 #pragma once
 
 #include "orbwatcher4/OrbWatcher.h"
+#include "orbwatcher4/capi/SharedLock.h"
 #include "orbwatcher4/core/Completes.h"
 
 #include <deque>
@@ -38,14 +39,14 @@ private:
     {
         // Without memory the service is not told, but the watcher's work, in which this is, goes on.
         Completes(L"Telling an event", [&] {
-            const std::scoped_lock lock(m_mutex);
+            const std::scoped_lock lock(m_lock);
             events.push_back(event);
         });
     }
     template <typename Event>
     bool Take(std::deque<Event>& events, Event& event)
     {
-        const std::scoped_lock lock(m_mutex);
+        const std::scoped_lock lock(m_lock);
         if (events.empty())
             return false;
         event = std::move(events.front());
@@ -53,7 +54,7 @@ private:
         return true;
     }
 
-    std::mutex m_mutex;
-    std::deque<DeletionRecord> m_deletions; // guarded by m_mutex
-    std::deque<Rescan> m_rescans;           // guarded by m_mutex
+    SharedLock m_lock;
+    std::deque<DeletionRecord> m_deletions; // guarded by m_lock
+    std::deque<Rescan> m_rescans;           // guarded by m_lock
 };

@@ -6,6 +6,7 @@
 #include "orbwatcher4/OrbWatcher.h"
 #include "orbwatcher4/capi/Border.h"
 #include "orbwatcher4/capi/KeptEvents.h"
+#include "orbwatcher4/capi/SharedLock.h"
 #include "support/Handle.h"
 
 #include <functional>
@@ -70,7 +71,7 @@ private:
     std::wstring m_completedName;
     KernelHandle m_completed;
     KeptEvents m_events;
-    std::shared_mutex m_lock;
+    SharedLock m_lock;
     std::unique_ptr<COrbWatcher> m_watcher; // guarded by m_lock; null after a stop
     bool m_watching = false;                // guarded by m_lock
     bool m_pendingKept = true;              // guarded by m_lock

@@ -3,6 +3,7 @@
 // A fifth of the full numbers, unless ORB_GROWTH_SHARE names another share: 1 is all.
 #include "OrbFileMonitorService/OverlayCache.h"
 #include "directory_changes/DirectoryChanges.h"
+#include "orbwatcher4/OrbWatcherC.h"
 #include "tests/growth/Holdings.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 #include "tests/overlay/OverlayObjects.h"
@@ -93,6 +94,30 @@ TEST_F(Growth, StartingAndDestroyingLeavesNothingBehind)
         another.StartWatch();
         another.AbortWatching();
         another.DeInit();
+    });
+}
+
+TEST_F(Growth, WhatIsMadeThroughTheCFunctionsLeavesNothingBehind)
+{
+    SelectTree();
+    const CString selection = folder.Path(L"data.xml"), database = folder.Path(L"flat.db");
+    OrbWatcherOptions options = {};
+    options.size = sizeof options;
+    options.selection = selection;
+    options.indexDatabase = database;
+    options.keepEvents = 1;
+    ExpectFlat("lives of a watcher and an index in C", 250, [&] {
+        OrbIndexHandle index = nullptr;
+        OrbWatcherHandle made = nullptr;
+        OrbDeletion deletion = {};
+        deletion.size = sizeof deletion;
+        ASSERT_EQ(OrbIndexOpen(database, nullptr, &index), ORB_OK);
+        ASSERT_EQ(OrbIndexForget(index, L"C:\\nothing"), ORB_OK);
+        ASSERT_EQ(OrbWatcherCreate(&options, &made), ORB_OK);
+        ASSERT_EQ(OrbWatcherStart(made, 20000), ORB_OK);
+        ASSERT_EQ(OrbDeletionTake(made, &deletion), ORB_NOTHING);
+        OrbWatcherDestroy(made);
+        OrbIndexClose(index);
     });
 }
 
