@@ -259,7 +259,8 @@ private:
     friend class ChangeHandler;
     friend class HandOut;
     friend class WatchLoop;
-    friend class WatcherAccess; // tests
+    friend struct OrbWatcherObject; // the C functions, which tell exceptions as codes
+    friend class WatcherAccess;     // tests
 
     void FileFoundCallback(const wchar_t* path, unsigned __int64 size) override;
     bool ProgressCallback() override;
@@ -279,6 +280,7 @@ private:
     int UsesBlockLevel(const wchar_t* path, unsigned __int64 size);
     bool IsIgnoredDedupPath(const wchar_t* path);
     bool ReloadRules(const wchar_t* advancedOfSecondary = nullptr);
+    bool TryLoadSelection();
     void WatchNothing(DWORD error);
     void QueueRootsToWatch();
     void ReloadForFirstTimeRun();

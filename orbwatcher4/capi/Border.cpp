@@ -19,6 +19,16 @@ OrbResult NoteFailure(OrbResult code, std::wstring_view why) noexcept
     return code;
 }
 
+// Their texts are ASCII: those of the compiler's library, and our own.
+OrbResult NoteFailure(OrbResult code, const std::exception& error) noexcept
+{
+    const std::string_view why = error.what();
+    const std::size_t length = std::min(why.size(), FailureCapacity - 1);
+    std::copy_n(why.begin(), length, t_failure);
+    t_failure[length] = 0;
+    return why.empty() ? NoteFailure(code) : code;
+}
+
 std::wstring OptionalText(const wchar_t* text)
 {
     if (!text)

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <exception>
 #include <new>
 #include <string>
 #include <string_view>
@@ -22,6 +23,7 @@ struct Refused {
 // Of the calling thread; see OrbLastFailure.
 void ForgetFailure() noexcept;
 OrbResult NoteFailure(OrbResult code, std::wstring_view why = {}) noexcept;
+OrbResult NoteFailure(OrbResult code, const std::exception& error) noexcept;
 
 // The body of every function that tells a result.
 template <typename Work>
@@ -34,6 +36,8 @@ OrbResult Guarded(Work&& work) noexcept
         return NoteFailure(refused.code, refused.why);
     } catch (const std::bad_alloc&) {
         return NoteFailure(ORB_NO_MEMORY);
+    } catch (const std::exception& error) {
+        return NoteFailure(ORB_FAILED, error);
     } catch (...) {
         return NoteFailure(ORB_FAILED);
     }

@@ -49,7 +49,7 @@ std::unique_ptr<COrbWatcher> OrbWatcherObject::MakeLoaded()
     watcher->SetFirstTimeCompletionEvent(m_completedName.c_str());
     if (m_setup.keepEvents)
         m_events.Follow(*watcher);
-    RequireLoaded([&] { return watcher->LoadSelection(); });
+    RequireLoaded([&] { return watcher->TryLoadSelection(); });
     return watcher;
 }
 

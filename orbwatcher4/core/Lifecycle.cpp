@@ -25,11 +25,15 @@ bool Reload(OrbFilter& filter, const CString& data, const CString& automatic, co
 bool COrbWatcher::LoadSelection()
 {
     bool loaded = false;
-    const bool whole = Completes(L"Loading the selection", [&] {
-        loaded = ReloadRules();
-        QueueRootsToWatch();
-    });
+    const bool whole = Completes(L"Loading the selection", [&] { loaded = TryLoadSelection(); });
     return whole && loaded;
+}
+
+bool COrbWatcher::TryLoadSelection()
+{
+    const bool loaded = ReloadRules();
+    QueueRootsToWatch();
+    return loaded;
 }
 
 void COrbWatcher::QueueRootsToWatch()

@@ -6,6 +6,7 @@ void ObjectLockTable::SetRank(const void* object, LockRank rank, const wchar_t* 
     Entry& entry = m_entries[object];
     entry.rank = rank;
     entry.name = name;
+    entry.section = std::make_unique<RankedSection>(rank, name, ObjectSpins);
 }
 
 RankedSection& ObjectLockTable::Lock(const void* object)

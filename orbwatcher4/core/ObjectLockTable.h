@@ -1,7 +1,8 @@
 // Locks for objects that have none of their own, found by the object's address.
 //
-// A lock is made when it is first asked for and lives as long as the table. It
-// may be entered again by the thread that is inside. Any thread.
+// A lock is made when it gets its rank, so that destructors need no memory to enter
+// it, or when it is first asked for, and lives as long as the table. It may be
+// entered again by the thread that is inside. Any thread.
 #pragma once
 
 #include "support/RankedSection.h"
