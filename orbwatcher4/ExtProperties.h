@@ -3,11 +3,14 @@
 #pragma once
 
 #include "mfc/CString.h"
+#include "support/HashMemory.h"
 #include "support/Hashes.h"
 
 #include <sparsehash/sparse_hash_map>
 
 #include <cstdint>
+#include <functional>
+#include <utility>
 
 /// What is known of an extension.
 struct ExtProperties {
@@ -22,4 +25,5 @@ struct cstring_hash_cs {
 };
 
 /// Extension, lower-case with its leading dot, to what is known of it.
-using ExtensionMap = google::sparse_hash_map<CString, ExtProperties, cstring_hash_cs>;
+using ExtensionMap = google::sparse_hash_map<CString, ExtProperties, cstring_hash_cs, std::equal_to<CString>,
+                                             HashMemory<std::pair<const CString, ExtProperties>>>;

@@ -15,6 +15,7 @@
 #include "orbwatcher4/core/Signal.h"
 #include "orbwatcher4/estimator/FSEntry.h"
 #include "orbwatcher4/estimator/SpinFlag.h"
+#include "support/HashMemory.h"
 
 #include <sparsehash/dense_hash_map>
 
@@ -120,7 +121,9 @@ public:
 private:
     friend class ScannerAccess; // tests
 
-    using ProfileRates = google::dense_hash_map<std::int32_t, double>;
+    using ProfileRates =
+        google::dense_hash_map<std::int32_t, double, std::hash<std::int32_t>, std::equal_to<std::int32_t>,
+                               HashMemory<std::pair<const std::int32_t, double>>>;
     // What one path changes in the rules.
     struct Edit {
         FilterList outdated;

@@ -5,6 +5,8 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <memory>
+#include <new>
 
 namespace
 {
@@ -55,17 +57,22 @@ void AddChildren(const FSEntrySet& set, std::vector<FSEntrySetPtr>& children)
             children.push_back(entry.children);
 }
 
-// Sets that lie inside each other would end inside each other, on a stack that a deep tree is too long for.
-void TakeApart(FSEntrySet* set)
+// Sets that lie inside each other would end inside each other, on a stack that a deep tree is too long for. Without
+// memory for the list they do: who lets go of a set cannot be told of a failure.
+void TakeApart(FSEntrySet* taken)
 {
+    std::unique_ptr<FSEntrySet> set(taken);
     std::vector<FSEntrySetPtr> below;
-    AddChildren(*set, below);
-    delete set;
-    while (!below.empty()) {
-        const FSEntrySetPtr next = std::move(below.back());
-        below.pop_back();
-        if (next.use_count() == 1)
-            AddChildren(*next, below);
+    try {
+        AddChildren(*set, below);
+        set.reset();
+        while (!below.empty()) {
+            const FSEntrySetPtr next = std::move(below.back());
+            below.pop_back();
+            if (next.use_count() == 1)
+                AddChildren(*next, below);
+        }
+    } catch (const std::bad_alloc&) {
     }
 }
 
@@ -95,10 +102,10 @@ FSEntrySetPtr SetOfLast(const FSEntrySetPtr& root, const std::vector<CString>& c
 
 FSEntrySetPtr MakeEntrySet()
 {
-    FSEntrySetPtr set(new FSEntrySet, &TakeApart);
+    auto set = std::make_unique<FSEntrySet>();
     set->set_empty_key(FSEntry());
     set->set_deleted_key(Named(DeletedName));
-    return set;
+    return FSEntrySetPtr(set.release(), &TakeApart);
 }
 
 FSEntrySetPtr FindOrCreateEntrySet(const FSEntrySetPtr& root, const wchar_t* path, bool create)

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "mfc/CString.h"
+#include "support/HashMemory.h"
 #include "support/Hashes.h"
 
 #include <sparsehash/dense_hash_set>
@@ -23,7 +24,7 @@ struct fs_hash_cs {
 };
 
 /// What lies in a folder.
-using FSEntrySet = google::dense_hash_set<FSEntry, fs_hash_cs, std::equal_to<FSEntry>>;
+using FSEntrySet = google::dense_hash_set<FSEntry, fs_hash_cs, std::equal_to<FSEntry>, HashMemory<FSEntry>>;
 /// Shared by copies of an estimator.
 using FSEntrySetPtr = std::shared_ptr<FSEntrySet>;
 

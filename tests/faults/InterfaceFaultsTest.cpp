@@ -84,6 +84,15 @@ protected:
         Note(OrbIndexOpen(database, nullptr, &made));
         index.reset(made);
     }
+    void Estimate()
+    {
+        OrbEstimateOptions wanted = {};
+        wanted.size = sizeof wanted;
+        wanted.selection = selection;
+        totals = {};
+        totals.size = sizeof totals;
+        Note(OrbEstimate(&wanted, nullptr, nullptr, &totals));
+    }
 
     static constexpr uint32_t Longest = 20000; // milliseconds; nobody waits for its end
 
@@ -91,6 +100,7 @@ protected:
     const CString database = folder.Path(L"faulty.db");
     CString file;
     OrbWatcherOptions options = {};
+    OrbEstimateTotals totals = {};
     Owned<OrbIndexHandle, OrbIndexClose> index;
     Owned<OrbWatcherHandle, OrbWatcherDestroy> object;
     Owned<OrbExplanationHandle, OrbExplanationDestroy> explanation;
@@ -169,6 +179,18 @@ TEST_P(FaultyInterface, DestroyingAWatcherThatWatchesKeepsWhatIsPending)
         ASSERT_EQ(OrbPendingPutBack(object.get(), file), ORB_OK);
     };
     TryFaults({"destruction", prepare, [this] { object.reset(); }, [this] { EXPECT_TRUE(IsKeptForNextRun(file)); }});
+}
+
+TEST_P(FaultyInterface, AnEstimateCountsAllOrNothing)
+{
+    const auto check = [this] {
+        ExpectDoneOrNoMemory();
+        EXPECT_EQ(totals.files, result == ORB_OK ? 1u : 0u);
+        Estimate();
+        EXPECT_EQ(result, ORB_OK);
+        EXPECT_EQ(totals.bytes, 5u);
+    };
+    TryFaults({"estimate", [this] { totals = {}; }, [this] { Estimate(); }, check});
 }
 
 TEST(Interface, WhatFailsForAnyOtherReasonTellsIt)
