@@ -23,12 +23,16 @@ _orbwatch_words() {
 constexpr const char* End = R"sh(    esac
 }
 
-# The profiles of the selection that the line names.
+# The profiles of the selection that the line names. The line has its name as it was typed, with quotes and backslashes,
+# and cuts it at a colon.
 _orbwatch_profiles() {
-    local i
+    local i file
     for ((i = 1; i + 1 < ${#COMP_WORDS[@]}; i++)); do
-        [ "${COMP_WORDS[i]}" != --data ] ||
-            grep -o 'pluginId="[0-9]*"' -- "${COMP_WORDS[i + 1]}" 2>/dev/null | tr -cd '0-9\n' | sort -un
+        [ "${COMP_WORDS[i]}" = --data ] || continue
+        file=${COMP_WORDS[i + 1]}
+        [ "${COMP_WORDS[i + 2]}" != : ] || file+=:${COMP_WORDS[i + 3]}
+        file=$(xargs printf %s <<<"$file" 2>/dev/null)
+        grep -o 'pluginId="[0-9]*"' -- "${file/#\~\//$HOME/}" 2>/dev/null | tr -cd '0-9\n' | sort -un
     done
 }
 

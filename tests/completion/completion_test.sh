@@ -16,6 +16,8 @@ orbwatch completion bash >bash.sh
 orbwatch completion powershell >powershell.ps1
 touch 'a folder/selection.xml' archive.xml
 printf '<Data><Item path="C:\\a" pluginId="12"/><Item path="C:\\b" pluginId="7"/><Item path="C:\\c" pluginId="12"/></Data>' >selection.xml
+cp selection.xml 'my selection.xml'
+cp selection.xml C:selection.xml
 
 # expect WORDS OFFER: what a new shell offers for the last of the words, in one line.
 expect() {
@@ -45,9 +47,14 @@ expect 'orbwatch watch --json --data "a f"' 'a folder'
 expect 'orbwatch estimate --data selection.xml --include archive.xml s' 'selection.xml'
 expect 'orbwatch estimate --data selection.xml --profile ""' '12 7'
 expect 'orbwatch estimate --data selection.xml --profile 12 7' '7'
+expect 'orbwatch estimate --data my\\\ selection.xml --profile ""' '12 7'
+expect 'orbwatch estimate --data "\"my selection.xml\"" --profile ""' '12 7'
+expect 'orbwatch estimate --data C : selection.xml --profile ""' '12 7'
+expect 'orbwatch estimate --data "\$(touch made)" --profile ""' ''
 expect 'orbwatch estimate --data missing.xml --profile ""' ''
 expect 'orbwatch explain --data selection.xml a' 'a folder archive.xml'
 expect 'orbwatch init a' 'a folder'
+try 'no word of the line is run' test ! -e made
 try 'the function is the one of orbwatch' bash --norc -c '. ./bash.sh; complete -p orbwatch | grep -q _orbwatch'
 
 # balanced TEXT OPEN CLOSE: as many of the one as of the other.
