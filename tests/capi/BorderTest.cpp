@@ -2,6 +2,7 @@
 #include "tests/capi/CapiTest.h"
 
 #include <set>
+#include <sstream>
 #include <thread>
 
 namespace
@@ -11,7 +12,13 @@ class Border : public CapiTest
 {
 };
 
-TEST_F(Border, TheVersionIsThatOfTheProject) { EXPECT_EQ(OrbVersion() >> 16, 4u); }
+TEST_F(Border, TheVersionIsThatOfTheProject)
+{
+    const uint32_t version = OrbVersion();
+    std::ostringstream text;
+    text << (version >> 16) << '.' << (version >> 8 & 0xFF) << '.' << (version & 0xFF);
+    EXPECT_EQ(text.str(), ORB_VERSION);
+}
 
 TEST_F(Border, EveryCodeHasATextOfItsOwn)
 {
