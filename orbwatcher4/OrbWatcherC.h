@@ -69,7 +69,7 @@ enum {
     ORB_BUSY = 7,                  /**< a run is going on already */
     ORB_TIMED_OUT = 8,             /**< what was waited for has not come yet */
     ORB_ABORTED = 9,               /**< by the caller */
-    ORB_SELECTION_UNREADABLE = 10, /**< a file of rules is missing or malformed */
+    ORB_SELECTION_UNREADABLE = 10, /**< a file of rules is missing, or malformed and not that of advanced rules */
     ORB_FILE_UNREADABLE = 11,      /**< when the record was made: there is nothing to be recorded */
     ORB_PENDING_NOT_KEPT = 12,     /**< stopped, and the next start looks at everything */
     ORB_NO_MEMORY = 13,            /**< nothing was changed */
@@ -79,7 +79,7 @@ enum {
     ORB_INDEX_CORRUPT = 22,        /**< it is left as it is */
     ORB_INDEX_NEWER = 23,          /**< than this library; it is left as it is */
     ORB_INDEX_FULL = 24,           /**< the disk, or the size limit */
-    ORB_INDEX_FAILED = 25,         /**< anything else */
+    ORB_INDEX_FAILED = 25,         /**< anything else, want of memory for the database among it */
     ORB_INDEX_NOT_FOUND = 26       /**< the file, or what was asked for in it */
 };
 
@@ -114,8 +114,10 @@ typedef struct OrbWatcherOptions {
 } OrbWatcherOptions;
 
 /** Loads the selection; nothing is watched yet. The handle goes to *watcher, which is null after a failure. Load the
- * index (OrbIndexOpen) before OrbWatcherStart: without it nobody knows what is backed up. ORB_BAD_SIZE,
- * ORB_TEXT_TOO_LONG, ORB_SELECTION_UNREADABLE. */
+ * index (OrbIndexOpen) before OrbWatcherStart: without it nobody knows what is backed up. Malformed advanced rules keep
+ * nothing out, and the log says so: too much is backed up rather than nothing. A data folder is for one selection: what
+ * a watcher leaves pending goes to the next one that starts there, which drops what its own rules leave out.
+ * ORB_BAD_SIZE, ORB_TEXT_TOO_LONG, ORB_SELECTION_UNREADABLE. */
 ORBWATCHER4_API OrbResult ORB_CALL OrbWatcherCreate(const OrbWatcherOptions* options, OrbWatcherHandle* watcher);
 
 /** Takes up what the last run has left pending, starts watching, and waits until every root of the selection has been
@@ -163,7 +165,8 @@ typedef struct OrbPendingFile {
     uint32_t flags;           /**< ORB_FILE ...; the rule's other flags come along */
     uint64_t id;              /**< of the path */
     uint64_t fileSize;        /**< bytes */
-    int64_t modificationTime; /**< as FILETIME: 100 ns since 1601, UTC; a directory's creation; -1: unreadable now */
+    int64_t modificationTime; /**< as FILETIME: 100 ns since 1601, UTC. Of a folder its creation. Unreadable now: -1,
+                                   and of a folder 0 */
     int64_t creationTime;     /**< as FILETIME */
     uint32_t attributes;      /**< of the file system */
     uint32_t ruleValue;       /**< bits of the jobs that want it */

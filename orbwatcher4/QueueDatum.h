@@ -47,7 +47,7 @@ struct QueueDatum {
     std::uint64_t reserved0 = 0;                 ///< 0
     std::uint64_t id = 0;                        ///< 64-bit path key
     wchar_t path[PathCapacity] = {};             ///< full path, drive or server letter upper-cased
-    std::int64_t modificationTime = 0;           ///< FILETIME; -1: could not be read; a directory's creation time
+    std::int64_t modificationTime = 0;           ///< FILETIME; a folder's creation; unreadable: -1, a folder 0
     std::uint64_t size = 0;                      ///< bytes
     std::uint32_t reserved1 = 0;                 ///< 0
     std::uint32_t constant2 = 0;                 ///< always Constant2

@@ -119,6 +119,15 @@ TEST_F(WatcherLife, AMalformedSelectionIsRefusedWithTheReasonOfTheLog)
     EXPECT_NE(LastFailure(), OrbResultText(ORB_SELECTION_UNREADABLE));
 }
 
+TEST_F(WatcherLife, MalformedAdvancedRulesAreNoReasonToBackUpNothing)
+{
+    const std::wstring advanced = Path(L"advanced.xml");
+    folder.WriteBytes(L"advanced.xml", "<Data><Item");
+    OrbWatcherOptions options = Options();
+    options.advancedRules = advanced.c_str();
+    EXPECT_EQ(Create(options), ORB_OK);
+}
+
 TEST_F(WatcherLife, AStoppedWatcherWhoseSelectionIsGoneStaysStoppedAndCanBeStartedLater)
 {
     Watch();
