@@ -120,7 +120,7 @@ CDelayedNotificationThread::~CDelayedNotificationThread()
         Current().reset();
     }
     // A handler that ends the last watch runs on the thread itself, which then ends by itself.
-    if (IsNotifierThread()) {
+    if (CDelayedNotificationThread::IsNotifierThread()) {
         PostQuitMessage(0);
         return;
     }

@@ -75,7 +75,7 @@ wchar_t* CString::Share(wchar_t* text) noexcept
 void CString::LetGo(wchar_t* text) noexcept
 {
     if (HeaderOf(text)->capacity >= 0 && HeaderOf(text)->sharers.fetch_sub(1, std::memory_order_acq_rel) == 1)
-        std::free(HeaderOf(text));
+        std::free(HeaderOf(text)); // NOLINT(clang-analyzer-unix.Malloc): the empty text's capacity is below zero
 }
 
 // After this the text is this object's own and holds at least `capacity` units.
