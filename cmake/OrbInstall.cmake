@@ -11,6 +11,15 @@ set(shipped_archives mfc support)
 install(TARGETS ${shipped_dlls} orbwatch RUNTIME DESTINATION bin ARCHIVE DESTINATION lib)
 install(TARGETS ${shipped_archives} ARCHIVE DESTINATION lib/OrbWatcher4)
 install(FILES ${ORB_RUNTIME_DLLS} DESTINATION bin)
+# Those come with debug information, ten times as large as they are; CMake strips targets only.
+foreach(dll IN LISTS ORB_RUNTIME_DLLS)
+    cmake_path(GET dll FILENAME name)
+    install(CODE "
+        if(CMAKE_INSTALL_DO_STRIP)
+            execute_process(COMMAND \"${CMAKE_STRIP}\" \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/bin/${name}\"
+                COMMAND_ERROR_IS_FATAL ANY)
+        endif()")
+endforeach()
 
 # The public headers, and those that they include.
 install(FILES

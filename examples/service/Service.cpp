@@ -16,7 +16,10 @@ namespace
 constexpr DWORD pollInterval = 100;   // milliseconds between two looks at an empty queue
 constexpr DWORD longestStart = 60000; // milliseconds
 
+constexpr const wchar_t* enumeratedName = L"Local\\orb-example-enumerated";
+
 const HANDLE g_end = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+const HANDLE g_enumerated = CreateEventW(nullptr, TRUE, FALSE, enumeratedName);
 
 BOOL WINAPI EndByCtrlC(DWORD) { return SetEvent(g_end); }
 
@@ -37,11 +40,21 @@ void BackUp(CIndexDB& index, const QueueDatum& file)
         std::fwprintf(stderr, L"not recorded: %ls: %ls\n", file.path, index.GetLastDbErrorText().GetString());
 }
 
+// The watcher looks at everything by itself, until the service has noted that it is done; then once a day.
+void NoteEnumeration(COrbWatcher& watcher)
+{
+    if (WaitForSingleObject(g_enumerated, 0) != WAIT_OBJECT_0)
+        return;
+    ResetEvent(g_enumerated);
+    watcher.NoteFirstTimeRunCompleted();
+}
+
 // Until the end is asked for, or `files` have been taken; 0: no end.
 void DrainPending(COrbWatcher& watcher, CIndexDB& index, long files)
 {
     for (long taken = 0; files == 0 || taken < files;) {
         QueueDatum file;
+        NoteEnumeration(watcher);
         if (watcher.GetSingleNotification(nullptr, file)) {
             BackUp(index, file);
             if (!(file.flags & QueueFlags::Directory))
@@ -73,6 +86,7 @@ int wmain(int count, wchar_t** arguments)
     watcher.Init();
     watcher.SetDataXMLFiles(arguments[1], L"", L"");
     watcher.SetIndexDB(arguments[2]);
+    watcher.SetFirstTimeCompletionEvent(enumeratedName);
     if (!watcher.LoadSelection()) {
         std::fwprintf(stderr, L"the selection cannot be loaded: %ls\n", arguments[1]);
         return 2;

@@ -26,11 +26,11 @@ builds() {
         cmake --build "$PLACE/$1/build"
 }
 
-# wait_for FILE TEXT: until the text stands in the file, half a minute at most.
+# wait_for FILE PATTERN: until it is found in the file, half a minute at most.
 wait_for() {
     local try
     for try in {1..300}; do
-        grep -q -F "$2" "$1" && return
+        grep -q -E "$2" "$1" 2>/dev/null && return
         sleep 0.1
     done
     cat "$1"
@@ -45,7 +45,7 @@ changes() {
         "dir $all && dir $all\\$1 && dir $all\\$1\\watched && echo new> $all\\$1\\watched\\file.txt" </dev/null
 }
 
-# An example tells what changes after it has said "ready", and ends after one file.
+# An example notes that all was enumerated, tells what changes after it has said "ready", and ends after one file.
 runs() {
     local program=$PLACE/$1/build/$1.exe tree=$DRIVE/$1 said=$PLACE/$1/said status=0 running
     mkdir -p "$tree/data" "$tree/watched"
@@ -53,7 +53,8 @@ runs() {
     ORB_DATA_FOLDER="C:\\orb-package-tests\\$1\\data" timeout --signal=KILL 120 "$WINE" "$program" \
         "C:\\orb-package-tests\\$1\\selection.xml" "C:\\orb-package-tests\\$1\\index.db" 1 >"$said" 2>&1 </dev/null &
     running=$!
-    wait_for "$said" ready && changes "$1" && wait_for "$said" 'file.txt' || status=1
+    wait_for "$said" ready && wait_for "$tree/data/ServiceRunSettings.json" '"FirstTimeRunTime": [1-9]' &&
+        changes "$1" && wait_for "$said" 'file.txt' || status=1
     wait "$running" || status=1
     grep -q -F ended "$said" || status=1
     [ $status -eq 0 ] || cat "$said"
@@ -75,6 +76,7 @@ headers_stand_alone() {
 rm -rf "$PLACE" "$DRIVE"
 mkdir -p "$PLACE"
 try "installing" installs
+try "the compiler's DLLs come without debug information" test "$(stat -c %s "$ROOT_DIR/bin/libstdc++-6.dll")" -lt 5000000
 try "the changelog is among the pages" test -s "$ROOT_DIR/share/doc/OrbWatcher4/CHANGELOG.md"
 try "including each installed header alone" headers_stand_alone
 for example in "$ROOT_DIR"/share/doc/OrbWatcher4/examples/*/; do
