@@ -14,9 +14,7 @@ endif()
 if(ORB_CHECKS)
     target_compile_definitions(orb_options INTERFACE _GLIBCXX_ASSERTIONS ORB_LOCK_ORDER)
 endif()
-# The build type of the tests: quick to build, and good enough to find one's way in a debugger.
-set(CMAKE_CXX_FLAGS_CHECKS "-O1 -g1" CACHE STRING "")
-set(CMAKE_C_FLAGS_CHECKS "-O1 -g1" CACHE STRING "")
+# The build type of the tests, Checks, has no flags of its own: it is quick to build.
 include(OrbInstrumentation)
 
 # Headers of libraries that are used as they are; their warnings are not ours.
