@@ -37,7 +37,7 @@ std::optional<ExitCode> BackupService::Open(LeftPending left)
 {
     if (!LoadSelection(m_watcher, m_options.files, m_writer))
         return ExitUsage;
-    m_messages.emplace(LibraryMessages::Keep::Failures);
+    m_messages = std::make_unique<LibraryMessages>(LibraryMessages::Keep::Failures);
     if (!OpenIndex())
         return ExitFailure;
     m_watcher.SetIndexDB(m_options.index.c_str());

@@ -12,6 +12,7 @@
 #include "host/WatcherEvents.h"
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <set>
 
@@ -79,7 +80,7 @@ private:
     CIndexDB m_index;
     WatcherEvents m_events;
     FirstTimeRuns m_enumerations;
-    std::optional<LibraryMessages> m_messages; // from the time that the selection is loaded
+    std::unique_ptr<LibraryMessages> m_messages; // from the time that the selection is loaded
     PendingQueue m_queue;
     std::set<std::wstring> m_unreadable; // handed out unread, and not yet again
     bool m_recordingFailed = false;

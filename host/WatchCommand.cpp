@@ -5,6 +5,8 @@
 #include "host/RulesAddition.h"
 #include "host/WatchPipe.h"
 
+#include <memory>
+
 namespace
 {
 
@@ -20,7 +22,7 @@ public:
           m_watcher(service.Watcher()),
           m_options(options),
           m_writer(writer),
-          m_selection(std::in_place, options.files),
+          m_selection(std::make_unique<SelectionView>(options.files)),
           m_opener(m_selection->IncludedFolders(), BackupService::Interrupted),
           m_requests([this](const nlohmann::json& request) { return Answer(request); })
     {
@@ -105,7 +107,7 @@ private:
         // Their folders are opened before they are walked, so that nothing gets lost in between.
         Follow({m_options.files, SelectionFiles{wanted.rules, {}, {}, {}}});
         const RulesAdded added = AddRules(m_watcher, wanted);
-        m_selection.emplace(m_options.files);
+        m_selection = std::make_unique<SelectionView>(m_options.files);
         m_last = Seconds();
         return added;
     }
@@ -155,7 +157,7 @@ private:
     COrbWatcher& m_watcher;
     const WatchOptions& m_options;
     RecordWriter& m_writer;
-    std::optional<SelectionView> m_selection;
+    std::unique_ptr<SelectionView> m_selection;
     DirectoryOpener m_opener;
     WatchPipe m_requests;
     std::int64_t m_toldCount = 0;
