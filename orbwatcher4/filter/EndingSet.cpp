@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <ranges>
 
 namespace
 {
@@ -32,8 +33,8 @@ void EndingSet::Add(std::wstring_view entry)
     std::uint64_t hash = FoldedHashSeed;
     const std::uint16_t* const upper = UpperUnits();
     const std::size_t start = m_texts.size();
-    for (auto unit = entry.rbegin(); unit != entry.rend(); ++unit) {
-        m_texts += upper[static_cast<std::uint16_t>(*unit)];
+    for (const wchar_t unit : std::views::reverse(entry)) {
+        m_texts += upper[static_cast<std::uint16_t>(unit)];
         hash = MixFolded(hash, m_texts.back());
     }
     Ending& ending = PlaceOf(hash, std::u16string_view(m_texts).substr(start));
