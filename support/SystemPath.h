@@ -8,7 +8,7 @@
 // A full path (C:\... or \\server\share\...) with the prefix that turns the system's own rewriting off (\\?\ or
 // \\?\UNC\); a path that needs that rewriting ("/", "\\" inside, "." or ".." as a name) or is relative, and one that
 // has a prefix already, as it is.
-CString SystemPath(const wchar_t* path);
+CString SystemPath(const wchar_t* plain);
 
 // The plain form of a path that has one of the two prefixes; any other as it is.
-CString PlainPath(const wchar_t* path);
+CString PlainPath(const wchar_t* prefixed);
