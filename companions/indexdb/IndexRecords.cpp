@@ -115,12 +115,16 @@ void CIndexDB::State::AddToBatch(const NewDelete& record)
 // Keys are hashes: in the order in which they come, each one would be looked for in another part of the file.
 void CIndexDB::State::WriteBatch()
 {
+    if (batchFailed)
+        throw IndexError{Error::Failed, L"the batch has failed"};
     std::stable_sort(batch.begin(), batch.end(), [](const NewDelete& left, const NewDelete& right) {
         return std::pair(left.datum.jobId, static_cast<std::int64_t>(left.datum.id)) <
                std::pair(right.datum.jobId, static_cast<std::int64_t>(right.datum.id));
     });
+    batchFailed = true; // unless all of them are written: a part is never committed
     for (const NewDelete& record : batch)
         WriteDelete(record);
+    batchFailed = false;
     batch.clear();
 }
 
@@ -209,6 +213,7 @@ void CIndexDB::State::LeaveBatch()
     }
     markedItems.clear();
     batch.clear();
+    batchFailed = false;
     inBatch = false;
 }
 

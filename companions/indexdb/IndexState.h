@@ -26,6 +26,7 @@ struct CIndexDB::State {
     };
     bool inBatch = false;
     std::vector<NewDelete> batch;           // not written yet
+    bool batchFailed = false;               // some of it could not be written
     std::vector<std::uint64_t> markedItems; // of the batch: what the cache follows when it is committed
     std::int64_t versionOfMarks = 0;        // of the database, while they were written: nobody else could write
     IndexError last{Error::None, CString()};

@@ -108,6 +108,25 @@ TEST_F(IndexBatch, RecordsOfManyItemsTouchFewPages)
     EXPECT_LT(log / count, 60u); // bytes a record; the items themselves have some 200
 }
 
+// So many that a part of them has been written before the end.
+TEST_F(IndexBatch, OfWhichAPartCannotBeWrittenIsNotCommittedAtAll)
+{
+    ASSERT_TRUE(db.SetSizeLimit(64 * 1024));
+    ASSERT_TRUE(db.BeginBatch());
+    std::uint64_t id = 1;
+    while (id <= 100'000 && db.InsertEx({id, 1, 1}, 0, nullptr, false))
+        ++id;
+    EXPECT_EQ(id, 100'000u);
+    EXPECT_FALSE(db.InsertEx({id, 1, 1}, 0, nullptr, false));
+    ASSERT_TRUE(db.SetSizeLimit(64 * 1024 * 1024));
+    EXPECT_FALSE(db.CommitBatch());
+    EXPECT_EQ(SeenByOthers(), 0u);
+    ASSERT_TRUE(db.BeginBatch());
+    ASSERT_TRUE(db.InsertEx({1, 1, 1}, 0, nullptr, false));
+    EXPECT_TRUE(db.CommitBatch());
+    EXPECT_EQ(SeenByOthers(), 1u);
+}
+
 TEST_F(IndexBatch, ManyRecordsAreWrittenByStatementsPreparedOnce)
 {
     EXPECT_TRUE(db.LoadCache());
