@@ -132,6 +132,11 @@ public:
     /// empties it before. `useIndexCache`: what the index holds is included from the start, so that no exclusion
     /// applies to it.
     InclusionType CheckForInclusion(const wchar_t* path, FilterList* matched, bool clearMatched, bool useIndexCache);
+    /// Returns false only when certainly nothing below the folder is selected, however deep. A folder that is not
+    /// selected itself can hold selected files: a mask names endings that no folder has, and rules for deeper folders
+    /// and single files may include what a shallower rule does not. The folder may be written with or without its
+    /// trailing backslash; links in the path are not followed, and the index is not asked.
+    bool MaySelectBelow(const wchar_t* folder) const;
     /// The backup destination is never backed up.
     bool IsInBackupFolder(const wchar_t* path) const;
     /// What one advanced rule says of a path.

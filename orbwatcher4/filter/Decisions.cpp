@@ -248,6 +248,59 @@ AdvancedResult CheckAdvancedRules(const RuleSet& rules, const RuleSet& allPaths,
     return CheckAlone(allPaths.Rules().front(), allPaths.Index().EndingsOf(0), judged, host);
 }
 
+namespace
+{
+
+// Of a rule whose path begins the folder's.
+bool CoversAllBelow(const Filter& rule) { return rule.type != 0 && rule.includeSub; }
+
+bool IsPlainExclusion(const Filter& rule) { return IsExclusion(rule) && rule.mask.IsEmpty(); }
+
+struct AtOrAbove {
+    bool includes = false;         // a rule includes paths below the folder
+    bool disasterRecovery = false; // such a rule keeps the advanced rules from being asked
+};
+
+// What the rules at or above a folder say of what is below it. Deeper rules come first and win over shallower ones.
+AtOrAbove IncludesAtOrAbove(const RuleSet& rules, std::wstring_view folder)
+{
+    RuleIndex::Matches matches(rules.Index(), folder);
+    AtOrAbove found;
+    for (std::uint32_t number; matches.Next(number);) {
+        const Filter& rule = *rules.Rules()[number];
+        if (!CoversAllBelow(rule))
+            continue;
+        if (!IsExclusion(rule)) {
+            found.includes = true;
+            found.disasterRecovery = found.disasterRecovery || IsDisasterRecovery(rule);
+        } else if (rule.mask.IsEmpty() && !found.includes) {
+            break;
+        }
+    }
+    return found;
+}
+
+bool ExcludedWhole(const RuleSet& advanced, std::wstring_view folder)
+{
+    RuleIndex::Matches matches(advanced.Index(), folder);
+    for (std::uint32_t number; matches.Next(number);)
+        if (const Filter& rule = *advanced.Rules()[number]; CoversAllBelow(rule) && IsPlainExclusion(rule))
+            return true;
+    return false;
+}
+
+} // namespace
+
+bool MaySelectBelow(const RuleSet& rules, const RuleSet& advanced, std::wstring_view folder)
+{
+    if (rules.IsEmpty())
+        return false;
+    if (rules.Index().IncludesBelow(folder))
+        return true;
+    const AtOrAbove above = IncludesAtOrAbove(rules, folder);
+    return above.includes && (above.disasterRecovery || !ExcludedWhole(advanced, folder));
+}
+
 bool IsDisasterRecovery(const Filter& rule) { return (rule.flags & RuleFlags::DisasterRecovery) != 0; }
 
 bool SelectedExplicitly(const FilterList& matched)

@@ -25,6 +25,11 @@ void SortRules(FilterList& rules);
 // appended to `matched` when it is given: once for each entry of their mask that the path ends in.
 InclusionType CheckRules(const RuleSet& rules, std::wstring_view path, bool included, FilterList* matched);
 
+// Returns false only when certainly no path below `folder`, which ends in a backslash, is selected: no rule includes
+// one, or an exclusion without a mask keeps all of them out. `advanced` are the advanced rules of the same drive.
+// Costs the length of `folder` and the rules at or above it. What the index knows already is not asked.
+bool MaySelectBelow(const RuleSet& rules, const RuleSet& advanced, std::wstring_view folder);
+
 // What the advanced checks ask of the machine and tell the log.
 class AdvancedHost
 {

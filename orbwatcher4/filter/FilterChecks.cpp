@@ -3,6 +3,7 @@
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/OrbFilter.h"
 #include "orbwatcher4/filter/Decisions.h"
+#include "support/Backslash.h"
 #include "support/CaseFold.h"
 #include "support/SystemPath.h"
 
@@ -56,6 +57,16 @@ InclusionType OrbFilter::CheckForInclusion(const wchar_t* path, FilterList* matc
     const bool included = useIndexCache && CIndexDB::GetCachedData(path, datum);
     const std::wstring_view text = path;
     return Decisions::CheckRules(RulesForPath(m_driveRules, text), text, included, matched);
+}
+
+bool OrbFilter::MaySelectBelow(const wchar_t* folder) const
+{
+    const CString path = WithBackslash(folder);
+    if (IsInBackupFolder(path))
+        return false;
+    const RuleSet* const rules = RulesOfPath(m_driveRules, path.View());
+    const RuleSet* const advanced = RulesOfPath(m_advancedRules, path.View());
+    return rules && Decisions::MaySelectBelow(*rules, advanced ? *advanced : RuleSet(), path.View());
 }
 
 InclusionType OrbFilter::CheckForAdvancedInclusionEx(const wchar_t* path, FilterPtr rule)

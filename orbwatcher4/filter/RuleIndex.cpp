@@ -24,8 +24,11 @@ RuleIndex::RuleIndex(const FilterList& rules)
     m_table.resize(std::bit_ceil(2 * rules.size() + 1));
     std::vector<std::uint32_t> keys;
     keys.reserve(rules.size());
-    for (const FilterPtr& rule : rules)
+    for (const FilterPtr& rule : rules) {
         keys.push_back(KeyOf(*rule));
+        if (rule->incEx == WatcherEnum::Include)
+            NoteFoldersAbove(*rule);
+    }
     SortNumbers(keys);
     NoteLengths();
     CollectEndings(rules);
@@ -53,6 +56,31 @@ std::uint32_t RuleIndex::KeyOf(const Filter& rule)
     ++key.count;
     key.begins = key.begins || rule.type != 0;
     return place.key - 1;
+}
+
+void RuleIndex::NoteFoldersAbove(const Filter& rule)
+{
+    const std::uint16_t* const upper = UpperUnits();
+    const std::wstring_view path = rule.path.View();
+    std::uint64_t hash = FoldedHashSeed;
+    std::vector<std::uint64_t> folders;
+    for (std::size_t at = 0; at + 1 < path.size(); ++at) {
+        hash = MixFolded(hash, upper[static_cast<std::uint16_t>(path[at])]);
+        if (path[at] == L'\\')
+            folders.push_back(hash);
+    }
+    // The folders above a known one are known, too.
+    while (!folders.empty() && m_aboveIncludes.insert(folders.back()).second)
+        folders.pop_back();
+}
+
+bool RuleIndex::IncludesBelow(std::wstring_view folder) const
+{
+    const std::uint16_t* const upper = UpperUnits();
+    std::uint64_t hash = FoldedHashSeed;
+    for (const wchar_t unit : folder)
+        hash = MixFolded(hash, upper[static_cast<std::uint16_t>(unit)]);
+    return m_aboveIncludes.contains(hash);
 }
 
 // Where the path is, or where it would be put.

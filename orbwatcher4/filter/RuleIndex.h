@@ -18,6 +18,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -58,6 +59,10 @@ public:
         std::size_t m_looks = 0;
     };
 
+    // Returns true when the path of an including rule begins with `folder`, which ends in a backslash, and is longer.
+    // Costs the length of `folder`. Two folders of the same hash could make it true without such a rule.
+    bool IncludesBelow(std::wstring_view folder) const;
+
     // The endings of the rule's mask where it has very many; null where its entries are looked at one by one.
     const EndingSet* EndingsOf(std::uint32_t number) const;
 
@@ -75,6 +80,7 @@ private:
     };
 
     std::uint32_t KeyOf(const Filter& rule);
+    void NoteFoldersAbove(const Filter& rule);
     void SortNumbers(const std::vector<std::uint32_t>& keys);
     void NoteLengths();
     void CollectEndings(const FilterList& rules);
@@ -85,6 +91,7 @@ private:
     std::vector<Key> m_keys;
     std::vector<Place> m_table; // open addressing; its size is a power of two
     std::vector<std::uint32_t> m_numbers;
+    std::unordered_set<std::uint64_t> m_aboveIncludes; // hashes of the folders above the paths of including rules
     // By length: bit 0, a folder's path of that length ends in a backslash; bit 1, in something else.
     std::vector<std::uint8_t> m_ends;
     std::vector<std::pair<std::uint32_t, std::shared_ptr<const EndingSet>>> m_endings; // by number of the rule

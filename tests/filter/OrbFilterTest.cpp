@@ -155,6 +155,19 @@ TEST(OrbFilter, SharesThatDifferInTheCaseOfAnyAlphabetAreOneRoot)
     EXPECT_EQ(filter.CheckForInclusion(L"\\\\srv\\\u00E4hre\\docs\\x", nullptr, false, false), Included);
 }
 
+TEST(OrbFilter, SaysWhetherSomethingBelowAFolderMayBeSelected)
+{
+    OrbFilter filter;
+    filter.AddSingleFilter(FolderRule(L"C:\\docs\\"), true);
+    EXPECT_TRUE(filter.MaySelectBelow(L"C:\\docs\\new"));
+    EXPECT_TRUE(filter.MaySelectBelow(L"c:\\DOCS\\new\\"));
+    EXPECT_TRUE(filter.MaySelectBelow(L"C:"));
+    EXPECT_FALSE(filter.MaySelectBelow(L"C:\\doc"));
+    EXPECT_FALSE(filter.MaySelectBelow(L"D:\\docs\\"));
+    filter.AddAdvancedFilter(FolderRule(L"C:\\docs\\tmp\\", WatcherEnum::Exclude), true);
+    EXPECT_FALSE(filter.MaySelectBelow(L"C:\\docs\\tmp"));
+}
+
 TEST(OrbFilter, TheDriveListTakesVolumeAndPresenceFromTheFirstRule)
 {
     OrbFilter filter;
