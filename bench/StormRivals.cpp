@@ -142,8 +142,7 @@ private:
         m_started.SetEvent();
         if (m_watches)
             uv_run(&loop, UV_RUN_DEFAULT);
-        uv_walk(
-            &loop, [](uv_handle_t* handle, void*) { uv_close(handle, nullptr); }, nullptr);
+        uv_walk(&loop, [](uv_handle_t* handle, void*) { uv_close(handle, nullptr); }, nullptr);
         uv_run(&loop, UV_RUN_DEFAULT);
         uv_loop_close(&loop);
     }

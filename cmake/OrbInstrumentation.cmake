@@ -13,6 +13,7 @@ endif()
 if(ORB_COVERAGE)
     # Without optimisation, so that a line is a line; threads count together.
     list(APPEND flags --coverage -fprofile-update=atomic -O0)
+    set(ORB_INSTRUMENTATION_LINK_OPTIONS --coverage)
 endif()
 if(ORB_FUZZ)
     list(APPEND flags -fsanitize=fuzzer-no-link)

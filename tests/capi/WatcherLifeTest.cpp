@@ -98,7 +98,7 @@ TEST_F(WatcherLife, AStopThatCannotKeepWhatIsPendingSaysSo)
 TEST_F(WatcherLife, AMissingFileOfRulesIsRefusedByItsName)
 {
     const std::wstring missing = Path(L"missing.xml");
-    const wchar_t* OrbWatcherOptions::*const fields[] = {
+    const wchar_t* OrbWatcherOptions::* const fields[] = {
         &OrbWatcherOptions::selection, &OrbWatcherOptions::autoExclusions, &OrbWatcherOptions::advancedRules,
         &OrbWatcherOptions::secondaryRules};
     for (const auto field : fields) {

@@ -31,9 +31,8 @@ TEST(DumpFilePage, TheExampleIsReadAsTheTwoPaths)
 {
     std::vector<std::wstring> read;
     const CString file(std::wstring_view(Pages::ExampleFile("watcher_dump.bin").wstring()));
-    EXPECT_EQ(ReadDump(
-                  file, [] { return false; }, [&](const CString& path) { read.emplace_back(path); }),
-              DumpRead::Whole);
+    EXPECT_EQ(
+        ReadDump(file, [] { return false; }, [&](const CString& path) { read.emplace_back(path); }), DumpRead::Whole);
     EXPECT_EQ(read, paths);
 }
 

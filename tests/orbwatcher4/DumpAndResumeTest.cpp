@@ -182,8 +182,7 @@ TEST_F(DumpAndResume, AReplayThatIsStoppedInTheMiddleIsBrokenOff)
 {
     WriteDump(L"C:\\first\nC:\\second\nC:\\third\n");
     int lines = 0;
-    const DumpRead result = ReadDump(
-        DumpFilePath(), [&] { return lines == 2; }, [&](const CString&) { ++lines; });
+    const DumpRead result = ReadDump(DumpFilePath(), [&] { return lines == 2; }, [&](const CString&) { ++lines; });
     EXPECT_EQ(result, DumpRead::Broken);
     EXPECT_EQ(lines, 2);
 }

@@ -1,7 +1,8 @@
 # Each target of fuzz/, from its seeds and what earlier runs have found. A finding is written below build/fuzz/; it stays
 # as a seed once it is mended.
 say "building the fuzz targets"
-configure_native fuzz -DORB_FUZZ=ON -DORB_SANITIZE=address -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++
+configure_native fuzz -DORB_FUZZ=ON -DORB_SANITIZE=address \
+    -DCMAKE_C_COMPILER="clang-$CLANG" -DCMAKE_CXX_COMPILER="clang++-$CLANG"
 build_tree fuzz
 
 # The files that targets write and read many hundred times a second.

@@ -1,7 +1,6 @@
 # What clang-tidy finds in the library, in what belongs to it and in orbwatch: .clang-tidy says what it is asked, and why
 # it is not asked more. Its compiler also warns of what ours does not see. Tests and benchmarks are left out: with them it
 # would take twice as long.
-"$ROOT/tools/bootstrap" --tidy
 configure_windows checks -DCMAKE_BUILD_TYPE=Checks
 mapfile -t sources < <(python3 "$ROOT/tools/checks/tidy_commands.py" "$ROOT" "$BUILD/checks" "$BUILD/tidy" |
     grep -E "${TIDY_FILES:-.}")
@@ -10,7 +9,7 @@ say "clang-tidy on ${#sources[@]} files"
 
 # The commands are those of GCC: clang need not know each of its warnings, and what it finds is counted at the end.
 tidy_sources() {
-    printf '%s\n' "${sources[@]}" | xargs -P "$JOBS" -n 4 clang-tidy-19 --quiet -p "$BUILD/tidy" \
+    printf '%s\n' "${sources[@]}" | xargs -P "$JOBS" -n 4 "clang-tidy-$CLANG" --quiet -p "$BUILD/tidy" \
         --extra-arg=--target=x86_64-w64-mingw32 --extra-arg=-Wno-unknown-warning-option --extra-arg=-Wno-error
 }
 
