@@ -2,8 +2,8 @@
 
 #include "support/Clock.h"
 #include "support/Handle.h"
+#include "support/SystemPath.h"
 
-#include <algorithm>
 #include <atomic>
 #include <string_view>
 
@@ -20,21 +20,23 @@ bool TakeFromEnd(std::wstring_view& text, std::wstring_view ending)
     return true;
 }
 
-bool TakeNumberFromEnd(std::wstring_view& text)
+bool IsHexNumber(std::wstring_view text)
 {
-    const std::size_t before = text.size();
-    while (!text.empty() && text.back() >= L'0' && text.back() <= L'9')
-        text.remove_suffix(1);
-    return text.size() < before;
+    return !text.empty() && text.find_first_not_of(L"0123456789abcdef") == text.npos;
 }
 
-// NAME.ENDING.NUMBER-NUMBER.tmp, or the journal that a database keeps beside it.
-bool IsDraftName(std::wstring_view name, std::wstring_view ending)
+// ~oHEX-HEX.tmp, or the journal that a database keeps beside it.
+bool IsDraftName(std::wstring_view name)
 {
     TakeFromEnd(name, L"-journal");
-    return TakeFromEnd(name, L".tmp") && TakeNumberFromEnd(name) && TakeFromEnd(name, L"-") &&
-           TakeNumberFromEnd(name) && TakeFromEnd(name, L".") && name.size() > ending.size() && name.ends_with(ending);
+    if (!TakeFromEnd(name, L".tmp") || !name.starts_with(L"~o"))
+        return false;
+    name.remove_prefix(2);
+    const std::size_t dash = name.find(L'-');
+    return dash != name.npos && IsHexNumber(name.substr(0, dash)) && IsHexNumber(name.substr(dash + 1));
 }
+
+CString FolderOf(const CString& path) { return path.Left(path.ReverseFind(L'\\') + 1); }
 
 bool IsOld(const WIN32_FIND_DATAW& file)
 {
@@ -50,25 +52,20 @@ CString DraftPath(const CString& target)
 {
     static std::atomic<unsigned> counter{0};
     CString path;
-    path.Format(L"%s.%u-%u.tmp", target.GetString(), GetCurrentProcessId(), ++counter);
+    path.Format(L"%s~o%x-%x.tmp", FolderOf(target).GetString(), GetCurrentProcessId(), ++counter);
     return path;
 }
 
 void RemoveOldDrafts(const CString& target)
 {
-    const CString folder = target.Left(target.ReverseFind(L'\\') + 1);
-    const CString name = target.Mid(folder.GetLength());
-    const int dot = name.ReverseFind(L'.');
-    if (dot <= 0)
-        return;
-    const CString ending = name.Mid(dot);
+    const CString folder = FolderOf(target);
     WIN32_FIND_DATAW found;
-    const FindHandle search(FindFirstFileW(folder + L"*.tmp*", &found));
+    const FindHandle search(FindFirstFileW(SystemPath(folder + L"~o*.tmp*"), &found));
     if (!search)
         return;
     do
-        // Who has a draft open does not let it be deleted.
-        if (IsDraftName(found.cFileName, ending.View()) && IsOld(found))
-            DeleteFileW(folder + found.cFileName);
+        // A draft that a process has open cannot be deleted.
+        if (IsDraftName(found.cFileName) && IsOld(found))
+            DeleteFileW(SystemPath(folder + found.cFileName));
     while (FindNextFileW(search.Get(), &found));
 }

@@ -7,9 +7,10 @@
 
 #include "mfc/CString.h"
 
-// A name beside the target that no other thread or process uses. A file of that name is a leftover.
+// A name in the target's folder that no other thread or process uses; a file of that name is a leftover. It is short,
+// and so possible wherever the target's own name is: "~o1a2c-3.tmp".
 CString DraftPath(const CString& target);
 
-// Removes drafts, older than a day, from the target's folder: of the target itself, and of others with the same
-// ending, as targets may be numbered. One that somebody has open stays.
+// Removes drafts that are older than a day from the target's folder, whatever their target was. A draft that a process
+// has open stays.
 void RemoveOldDrafts(const CString& target);

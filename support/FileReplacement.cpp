@@ -2,15 +2,41 @@
 
 #include "support/DraftFile.h"
 #include "support/Handle.h"
+#include "support/SystemPath.h"
+
+#include <algorithm>
+#include <vector>
 
 namespace
 {
+
+// Before each further try; together what a scanner needs for a small file.
+constexpr DWORD PausesInMs[] = {10, 20, 40, 60, 80};
+constexpr DWORD LargestWrite = 1 << 20;
+// A new file has none of these by itself.
+constexpr DWORD KeptAttributes =
+    FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_ARCHIVE | FILE_ATTRIBUTE_NOT_CONTENT_INDEXED;
+
+bool IsThere(const CString& path) { return GetFileAttributesW(path) != INVALID_FILE_ATTRIBUTES; }
 
 // Replacing would succeed on some systems; a file marked read-only is meant to stay as it is.
 bool IsReadOnly(const CString& path)
 {
     const DWORD attributes = GetFileAttributesW(path);
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0;
+}
+
+// The file itself when the path is a link to it. A path that the system cannot resolve is taken as it is.
+CString ResolveLink(const CString& path)
+{
+    const FileHandle file(CreateFileW(SystemPath(path), FILE_READ_ATTRIBUTES,
+                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                                      FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file)
+        return path;
+    std::vector<wchar_t> target(32768);
+    const DWORD length = GetFinalPathNameByHandleW(file.Get(), target.data(), static_cast<DWORD>(target.size()), 0);
+    return length > 0 && length < target.size() ? PlainPath(target.data()) : path;
 }
 
 // What is only in memory would be lost with the power, and the old file with it.
@@ -21,22 +47,126 @@ bool Flush(const CString& path)
     return file && FlushFileBuffers(file.Get());
 }
 
+bool WriteAll(const CString& path, std::string_view bytes)
+{
+    const FileHandle file(CreateFileW(path, GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file)
+        return false;
+    while (!bytes.empty()) {
+        const auto count = static_cast<DWORD>(std::min<std::size_t>(bytes.size(), LargestWrite));
+        DWORD written = 0;
+        if (!WriteFile(file.Get(), bytes.data(), count, &written, nullptr))
+            return false;
+        if (written != count) {
+            SetLastError(ERROR_DISK_FULL);
+            return false;
+        }
+        bytes.remove_prefix(count);
+    }
+    return true;
+}
+
+// The system keeps the access list by itself, and only that. Whoever may not set an owner leaves the draft's.
+void TakeOver(const CString& target, const CString& draft)
+{
+    const DWORD attributes = GetFileAttributesW(target);
+    if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & KeptAttributes) != 0)
+        SetFileAttributesW(draft, attributes & KeptAttributes);
+    alignas(8) std::byte owner[sizeof(SECURITY_DESCRIPTOR) + 2 * SECURITY_MAX_SID_SIZE];
+    DWORD needed = 0;
+    if (GetFileSecurityW(target, OWNER_SECURITY_INFORMATION, owner, sizeof owner, &needed))
+        SetFileSecurityW(draft, OWNER_SECURITY_INFORMATION, owner);
+}
+
+// A file that is held without leave to delete it cannot be replaced. Asked before, since Wine leaves an empty file
+// behind for each replacement that it refuses.
+bool IsHeld(const CString& path)
+{
+    const FileHandle file(CreateFileW(path, DELETE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                      OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    return !file && GetLastError() == ERROR_SHARING_VIOLATION;
+}
+
+bool PutOnce(const CString& draft, const CString& target, DWORD flags)
+{
+    if (IsHeld(target))
+        return false;
+    if (ReplaceFileW(target, draft, nullptr, flags, nullptr, nullptr))
+        return true;
+    switch (GetLastError()) {
+    case ERROR_FILE_NOT_FOUND:
+    case ERROR_PATH_NOT_FOUND:
+        // A target that has come in the meantime is replaced by the next try.
+        return MoveFileExW(draft, target, MOVEFILE_WRITE_THROUGH);
+    case ERROR_NOT_SUPPORTED:
+    case ERROR_INVALID_FUNCTION:
+    case ERROR_CALL_NOT_IMPLEMENTED:
+        // A file system without access lists.
+        return MoveFileExW(draft, target, MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
+    default:
+        return false;
+    }
+}
+
+bool MayPass(DWORD error)
+{
+    switch (error) {
+    case ERROR_ACCESS_DENIED:
+    case ERROR_SHARING_VIOLATION:
+    case ERROR_LOCK_VIOLATION:
+    case ERROR_USER_MAPPED_FILE:
+    case ERROR_DELETE_PENDING:
+    case ERROR_FILE_EXISTS:
+    case ERROR_ALREADY_EXISTS:
+    case ERROR_UNABLE_TO_REMOVE_REPLACED:
+    case ERROR_UNABLE_TO_MOVE_REPLACEMENT:
+    case ERROR_UNABLE_TO_MOVE_REPLACEMENT_2:
+        return true;
+    default:
+        return false;
+    }
+}
+
+bool Put(const CString& draft, const CString& target)
+{
+    TakeOver(target, draft);
+    for (const DWORD pause : PausesInMs) {
+        if (PutOnce(draft, target, 0))
+            return true;
+        if (!MayPass(GetLastError()))
+            return false;
+        Sleep(pause);
+    }
+    // On a share, a user who may change files may not be allowed to set access lists: the content counts more.
+    return PutOnce(draft, target, REPLACEFILE_IGNORE_MERGE_ERRORS);
+}
+
 } // namespace
 
 bool ReplaceWhole(const CString& path, const std::function<bool(const CString& draft)>& write)
 {
-    if (IsReadOnly(path)) {
+    const CString plain = ResolveLink(path);
+    const CString target = SystemPath(plain);
+    if (IsReadOnly(target)) {
         SetLastError(ERROR_ACCESS_DENIED);
         return false;
     }
-    RemoveOldDrafts(path);
-    const CString draft = DraftPath(path);
-    if (write(draft) && Flush(draft) && MoveFileExW(draft, path, MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
+    RemoveOldDrafts(plain);
+    const CString draft = SystemPath(DraftPath(plain));
+    const bool wasThere = IsThere(target);
+    if (write(draft) && Flush(draft) && Put(draft, target))
         return true;
     const DWORD error = GetLastError();
-    DeleteFileW(draft);
+    // The system can take the old file away before it fails; the draft is then all that is left.
+    if (!wasThere || IsThere(target))
+        DeleteFileW(draft);
     SetLastError(error);
     return false;
+}
+
+bool ReplaceWhole(const CString& path, std::string_view bytes)
+{
+    return ReplaceWhole(path, [bytes](const CString& draft) { return WriteAll(draft, bytes); });
 }
 
 bool SetAside(const CString& path)
@@ -46,3 +176,5 @@ bool SetAside(const CString& path)
         return true;
     return MoveFileExW(path, path + L".bad", MOVEFILE_REPLACE_EXISTING);
 }
+
+void TakeBack(const CString& path) { MoveFileExW(path + L".bad", path, MOVEFILE_WRITE_THROUGH); }

@@ -63,6 +63,8 @@ bool CMarkup::Save(const wchar_t* path)
     return WriteTextFile(path, GetDoc(), &m_document->result, &m_document->flags);
 }
 
+bool CMarkup::Encode(std::string& bytes) const { return EncodeText(GetDoc(), m_document->flags, bytes); }
+
 bool CMarkup::SetDoc(const wchar_t* text) { return SetDoc(CString(text)); }
 
 bool CMarkup::SetDoc(const CString& text)

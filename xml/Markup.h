@@ -12,6 +12,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <string_view>
 
 class CMarkup
@@ -31,6 +32,9 @@ public:
     // Writes the document in the encoding it was loaded in; UTF-8 without a mark
     // otherwise. The file is written in place. GetResult then tells of the writing.
     bool Save(const wchar_t* path);
+    // The document as a file would hold it, in the encoding it was loaded in. False when that encoding cannot hold the
+    // text, such that reading it again would give another one.
+    bool Encode(std::string& bytes) const;
     // Takes and parses a text. False when it does not parse without an error.
     bool SetDoc(const wchar_t* text);
     bool SetDoc(const CString& text);

@@ -189,6 +189,25 @@ std::optional<std::wstring> WriteUtf8(FileBytes& disk, std::FILE* file, std::wst
     return UnitCount(text.size()) + L" to " + (marked ? kUtf8Prefix : L"") + ByteCount(bytes.size());
 }
 
+std::string Utf16Bytes(std::wstring_view text)
+{
+    std::string bytes(kUtf16Mark);
+    bytes.reserve(bytes.size() + 2 * text.size());
+    for (const wchar_t unit : text) {
+        bytes += static_cast<char>(unit & 0xFF);
+        bytes += static_cast<char>(unit >> 8 & 0xFF);
+    }
+    return bytes;
+}
+
+bool DecodesTo(std::string_view bytes, std::wstring_view text)
+{
+    if (CountUnits(bytes) != text.size())
+        return false;
+    std::wstring units(text.size(), L'\0');
+    return DecodeUtf8(bytes, units.data()) == text.size() && units == text;
+}
+
 void Tell(CString* result, const std::wstring& text)
 {
     if (result)
@@ -227,6 +246,18 @@ bool ReadTextFile(const wchar_t* path, CString& text, CString* result, std::uint
     if (flags)
         *flags = found;
     return true;
+}
+
+bool EncodeText(const CString& text, std::uint32_t flags, std::string& bytes)
+{
+    if (flags & kTextUtf16Mark) {
+        bytes = Utf16Bytes(text.View());
+        return true;
+    }
+    const std::string encoded = EncodeUtf8(text.View());
+    const bool marked = (flags & kTextUtf8Mark) != 0;
+    bytes = marked ? std::string(kUtf8Mark) + encoded : encoded;
+    return DecodesTo(encoded, text.View()) && (marked || !encoded.starts_with(kUtf8Mark));
 }
 
 bool WriteTextFile(const wchar_t* path, const CString& text, CString* result, std::uint32_t* flags,

@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <string>
 
 // The bits of the flags word; others are passed through. Without either a file
 // is UTF-8 without a mark.
@@ -39,6 +40,10 @@ struct TextFileOptions {
 // too long, gives an empty text, and the result says so.
 bool ReadTextFile(const wchar_t* path, CString& text, CString* result, std::uint32_t* flags,
                   const TextFileOptions& options = {});
+// The bytes that WriteTextFile writes for the text. False for a text that would be another one when it is read again:
+// in UTF-8, half of a surrogate pair, a zero, and a byte order mark at its beginning where none is wanted.
+bool EncodeText(const CString& text, std::uint32_t flags, std::string& bytes);
+
 // Truncates the file and writes it in place. False when it cannot be opened or
 // the text cannot be written.
 bool WriteTextFile(const wchar_t* path, const CString& text, CString* result, std::uint32_t* flags,

@@ -4,19 +4,6 @@
 #include "support/FileReplacement.h"
 #include "support/Handle.h"
 
-namespace
-{
-
-bool WriteWhole(const CString& path, const std::string& bytes)
-{
-    const FileHandle file(CreateFileW(path, GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
-    DWORD written = 0;
-    return file && WriteFile(file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr) &&
-           written == bytes.size();
-}
-
-} // namespace
-
 SettingsFile::ReadResult SettingsFile::Read(std::string& bytes, unsigned long& error) const
 {
     bytes.clear();
@@ -43,13 +30,13 @@ SettingsFile::ReadResult SettingsFile::Read(std::string& bytes, unsigned long& e
 bool SettingsFile::Replace(const std::string& bytes, unsigned long& error) const
 {
     DataFolder::Create(m_path.Left(m_path.ReverseFind(L'\\')));
-    if (ReplaceWhole(m_path, [&](const CString& temporary) { return WriteWhole(temporary, bytes); }))
+    if (ReplaceWhole(m_path, bytes))
         return true;
     error = GetLastError();
     return false;
 }
 
-void SettingsFile::TakeBackBad() const { MoveFileExW(m_path + L".bad", m_path, MOVEFILE_WRITE_THROUGH); }
+void SettingsFile::TakeBackBad() const { TakeBack(m_path); }
 
 bool SettingsFile::KeepAsBad() const
 {

@@ -2,6 +2,7 @@
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/core/Completes.h"
 #include "orbwatcher4/core/WatcherState.h"
+#include "orbwatcher4/filter/DocumentFile.h"
 #include "support/FileReplacement.h"
 #include "xml/Markup.h"
 #include "xml/MarkupEscape.h"
@@ -28,7 +29,10 @@ bool OpenList(CMarkup& document, const wchar_t* path)
     const DWORD attributes = GetFileAttributesW(path);
     const bool there = attributes != INVALID_FILE_ATTRIBUTES && !(attributes & FILE_ATTRIBUTE_DIRECTORY);
     if (there) {
-        if (document.Load(path) && document.GetParseError().IsEmpty() && EnterRoot(document))
+        // A list that another process holds for a moment is not taken for something else.
+        if (!document.Load(path))
+            return false;
+        if (document.GetParseError().IsEmpty() && EnterRoot(document))
             return true;
         if (!SetAside(path))
             return false;
@@ -84,7 +88,7 @@ void COrbWatcher::ExportPending(const wchar_t* path, int most, int& count)
 {
     CMarkup document;
     if (!OpenList(document, path))
-        return LogFailure(L"The pending list cannot be written over what is no such list", path);
+        return LogFailure(L"The pending list cannot be opened, or is no such list and cannot be kept beside", path);
     for (const CString& file : PendingFiles(most)) {
         if (document.InsertMarkup(ItemMarkup(file).c_str()))
             ++count;
@@ -92,7 +96,7 @@ void COrbWatcher::ExportPending(const wchar_t* path, int most, int& count)
             LogFailure(L"A pending file is missing in the list", file);
     }
     document.AppendElement(L"count", std::to_wstring(count).c_str());
-    if (!ReplaceWhole(path, [&](const CString& draft) { return document.Save(draft); }))
+    if (!SaveDocument(document, path))
         LogFailure(L"The pending list cannot be written", path);
 }
 

@@ -2,12 +2,12 @@
 
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/OrbWatcher.h"
+#include "orbwatcher4/filter/DocumentFile.h"
 #include "support/Backslash.h"
 #include "support/CaseFold.h"
 #include "support/FileReplacement.h"
 #include "support/Numbers.h"
 #include "xml/Markup.h"
-#include "xml/TextFile.h"
 
 #include <unordered_map>
 #include <unordered_set>
@@ -124,18 +124,6 @@ bool EnterData(CMarkup& document)
     return document.FindElement(L"Data") && document.EnterElement();
 }
 
-// A text that its encoding cannot hold, or a disk that was full from the first byte on, shows in the reading only.
-bool ReadsBack(const CString& path, const CMarkup& document)
-{
-    CString text;
-    return ReadTextFile(path, text, nullptr, nullptr) && text == document.GetDoc();
-}
-
-bool Save(CMarkup& document, const CString& path)
-{
-    return ReplaceWhole(path, [&](const CString& draft) { return document.Save(draft) && ReadsBack(draft, document); });
-}
-
 } // namespace
 
 void SelectionMerge::KeepFirstTexts(const FilterList& rules)
@@ -171,9 +159,11 @@ bool SelectionMerge::MergeIntoFile(const CString& path, const FilterList& rules)
         texts.push_back(rule->itemText);
     const bool found = opened && EnterData(document);
     const bool merged = found && Merging(rules).Into(document);
-    const bool saved = Save(document, path);
+    const bool saved = SaveDocument(document, path);
     if (saved && merged)
         return true;
+    if (!saved && !opened)
+        TakeBack(path);
     if (!found)
         LogFailure(L"Rules could not be merged, there is no selection to merge them into", path);
     else if (!saved)

@@ -1,10 +1,10 @@
 // Taking rules out of the selection, and whether a new one fits in.
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/OrbFilter.h"
+#include "orbwatcher4/filter/DocumentFile.h"
 #include "orbwatcher4/filter/VolumeTable.h"
 #include "support/Backslash.h"
 #include "support/CaseFold.h"
-#include "support/FileReplacement.h"
 #include "support/Numbers.h"
 #include "xml/Markup.h"
 
@@ -74,7 +74,7 @@ bool OrbFilter::RemoveFromDataFile(const Filter& rule) const
 
 bool OrbFilter::SaveDataFile(CMarkup& document) const
 {
-    if (ReplaceWhole(m_dataFile, [&](const CString& temporary) { return document.Save(temporary); }))
+    if (SaveDocument(document, m_dataFile))
         return true;
     g_OrbLog.WriteLog(2, L"OrbFilter", __LINE__, L"Failed to save Data XML File");
     g_OrbLog.Log(L"File : %s", m_dataFile.GetString());

@@ -28,29 +28,28 @@ TEST_F(DraftFiles, EachNameIsANewOneBesideItsTarget)
 {
     const CString first = DraftPath(L"C:\\x\\Index.tdb");
     EXPECT_NE(first, DraftPath(L"C:\\x\\Index.tdb"));
-    EXPECT_EQ(first.Left(15), L"C:\\x\\Index.tdb.");
+    EXPECT_EQ(first.Left(7), L"C:\\x\\~o");
+    EXPECT_LE(first.GetLength(), 5 + 24);
 }
 
 TEST_F(DraftFiles, OnlyOldOnesAreRemoved)
 {
-    Leave(L"Index.tdb.12-345.tmp");
-    Leave(L"Index.tdb.12-345.tmp-journal");
-    Leave(L"Transaction7.tdb.1-1.tmp");
-    Leave(L"Index.tdb.12-346.tmp", std::chrono::hours(23));
+    Leave(L"~o1a2-3f.tmp");
+    Leave(L"~o1a2-3f.tmp-journal");
+    Leave(L"~o1-1.tmp");
+    Leave(L"~o1a2-40.tmp", std::chrono::hours(23));
     RemoveOldDrafts(temp.Path(L"Index.tdb"));
-    EXPECT_FALSE(Exists(L"Index.tdb.12-345.tmp"));
-    EXPECT_FALSE(Exists(L"Index.tdb.12-345.tmp-journal"));
-    EXPECT_FALSE(Exists(L"Transaction7.tdb.1-1.tmp"));
-    EXPECT_TRUE(Exists(L"Index.tdb.12-346.tmp"));
+    EXPECT_FALSE(Exists(L"~o1a2-3f.tmp"));
+    EXPECT_FALSE(Exists(L"~o1a2-3f.tmp-journal"));
+    EXPECT_FALSE(Exists(L"~o1-1.tmp"));
+    EXPECT_TRUE(Exists(L"~o1a2-40.tmp"));
 }
 
 TEST_F(DraftFiles, FilesOfOtherNamesAreNobodysDrafts)
 {
-    const wchar_t* const names[] = {L"Index.tdb",           L"Index.tdb.tmp",         L"Index.tdb.12.tmp",
-                                    L"Index.tdb.12-.tmp",   L"Index.tdb.-1.tmp",      L"Index.tdb.1-2.tmp.x",
-                                    L"Index.tdb.a1-2.tmp",  L".tdb.1-2.tmp",          L"letter.12-3.tmp",
-                                    L"Index.json.1-2.tmp",  L"Index.tdb.1-2.tmp-wal", L"Index.tdb1-2.tmp",
-                                    L"below\\a.tdb.1-2.tmp"};
+    const wchar_t* const names[] = {L"~o.tmp",      L"~o12.tmp",    L"~o12-.tmp",     L"~o-1.tmp",
+                                    L"~o1-2.tmp.x", L"~og1-2.tmp",  L"~o1-2.tmp-wal", L"o1-2.tmp",
+                                    L"a~o1-2.tmp",  L"~o1-2-3.tmp", L"~o1-2.doc",     L"below\\~o1-2.tmp"};
     for (const wchar_t* name : names)
         Leave(name);
     RemoveOldDrafts(temp.Path(L"Index.tdb"));
@@ -60,28 +59,27 @@ TEST_F(DraftFiles, FilesOfOtherNamesAreNobodysDrafts)
 
 TEST_F(DraftFiles, OneThatSomebodyHasOpenStays)
 {
-    Leave(L"Index.tdb.12-345.tmp");
-    const FileHandle open(CreateFileW(temp.Path(L"Index.tdb.12-345.tmp"), GENERIC_READ,
-                                      FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL,
-                                      nullptr));
+    Leave(L"~o1a2-3f.tmp");
+    const FileHandle open(CreateFileW(temp.Path(L"~o1a2-3f.tmp"), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                      nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
     RemoveOldDrafts(temp.Path(L"Index.tdb"));
-    EXPECT_TRUE(Exists(L"Index.tdb.12-345.tmp"));
+    EXPECT_TRUE(Exists(L"~o1a2-3f.tmp"));
 }
 
 TEST_F(DraftFiles, SavingSettingsAndExportingTakeThemAway)
 {
-    Leave(L"data\\ServiceRunSettings.json.12-3.tmp");
-    Leave(L"Index.tdb.12-3.tmp");
+    Leave(L"data\\~o12-3.tmp");
+    Leave(L"~o12-3.tmp");
     GetMainSettings().SetValue(L"Main::Online", 1);
     ASSERT_TRUE(GetMainSettings().Save());
-    EXPECT_FALSE(Exists(L"data\\ServiceRunSettings.json.12-3.tmp"));
+    EXPECT_FALSE(Exists(L"data\\~o12-3.tmp"));
 
     Create();
     SettingsDatum job;
     job.jobId = 1;
     ASSERT_TRUE(db.Insert(job));
     ASSERT_TRUE(db.ExportToTransaction(temp.Path(L"Index.tdb"), 1));
-    EXPECT_FALSE(Exists(L"Index.tdb.12-3.tmp"));
+    EXPECT_FALSE(Exists(L"~o12-3.tmp"));
 }
 
 // Process numbers come again.
@@ -89,7 +87,7 @@ TEST_F(DraftFiles, ALeftoverOfTheSameNameIsInNobodysWay)
 {
     for (unsigned count = 1; count <= 300; ++count) {
         CString name;
-        name.Format(L"data\\MainSettings.json.%u-%u.tmp", GetCurrentProcessId(), count);
+        name.Format(L"data\\~o%x-%x.tmp", GetCurrentProcessId(), count);
         temp.WriteBytes(name, "half a fi");
     }
     GetMainSettings().SetValue(L"Main::Online", 1);

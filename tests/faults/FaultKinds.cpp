@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 
 namespace
@@ -51,6 +52,7 @@ FaultKind Written(const char* name, DWORD error)
              StandIn<"FlushFileBuffers", 0, decltype(FlushFileBuffers)>::Entry(),
              StandIn<"SetEndOfFile", 0, decltype(SetEndOfFile)>::Entry(),
              StandIn<"MoveFileExW", 0, decltype(MoveFileExW)>::Entry(),
+             StandIn<"ReplaceFileW", 0, decltype(ReplaceFileW)>::Entry(),
              StandIn<"CreateDirectoryW", 0, decltype(CreateDirectoryW)>::Entry(),
              StandIn<"DeleteFileW", 0, decltype(DeleteFileW)>::Entry()}};
 }
@@ -61,7 +63,8 @@ FaultKind Faults::Opening()
 {
     return {"Opening",
             ERROR_TOO_MANY_OPEN_FILES,
-            {CreateFileStandIn::Entry(), StandIn<"FindFirstFileW", InvalidHandle, decltype(FindFirstFileW)>::Entry(),
+            {CreateFileStandIn::Entry(), StandIn<"_wfopen", 0, decltype(_wfopen)>::Entry(),
+             StandIn<"FindFirstFileW", InvalidHandle, decltype(FindFirstFileW)>::Entry(),
              StandIn<"FindFirstFileExW", InvalidHandle, decltype(FindFirstFileExW)>::Entry()}};
 }
 
@@ -69,7 +72,7 @@ FaultKind Faults::Reading()
 {
     return {"Reading",
             ERROR_IO_DEVICE,
-            {StandIn<"ReadFile", 0, decltype(ReadFile)>::Entry(),
+            {StandIn<"ReadFile", 0, decltype(ReadFile)>::Entry(), StandIn<"fread", 0, decltype(fread)>::Entry(),
              StandIn<"FindNextFileW", 0, decltype(FindNextFileW)>::Entry(),
              StandIn<"GetFileAttributesW", AllBits, decltype(GetFileAttributesW)>::Entry(),
              StandIn<"GetFileAttributesExW", 0, decltype(GetFileAttributesExW)>::Entry(),

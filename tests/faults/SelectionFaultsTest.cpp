@@ -13,6 +13,7 @@ protected:
     void Prepare()
     {
         DeleteFileW(DumpFilePath());
+        DeleteFileW(folder.Path(L"data.xml.bad"));
         NoteEnumerationDone();
         InitAgain();
         watcher.SetDataXmlPath(WriteRules(L"data.xml", Item(L"path=\"C:\\elsewhere\" type=\"1\" includeSub=\"1\"")));
@@ -27,9 +28,12 @@ protected:
     }
     void Check()
     {
+        ASSERT_NE(GetFileAttributesW(folder.Path(L"data.xml")), INVALID_FILE_ATTRIBUTES);
         const bool merged = folder.ReadBytes(L"data.xml").find("tree") != std::string::npos;
-        EXPECT_TRUE(merged || GetFileAttributesW(rules) != INVALID_FILE_ATTRIBUTES);
-        EXPECT_TRUE(IsWhole(folder.Path(L"data.xml")));
+        // Rules that cannot be read are removed all the same; the log tells of it.
+        EXPECT_TRUE(merged || GetFileAttributesW(rules) != INVALID_FILE_ATTRIBUTES || HasErrorInLog());
+        // One that cannot be opened is kept beside.
+        EXPECT_TRUE(IsWhole(folder.Path(L"data.xml")) || IsWhole(folder.Path(L"data.xml.bad")));
         watcher.DeInit();
         EXPECT_TRUE(IsKeptForNextRun(file) || !merged);
     }

@@ -3,12 +3,26 @@
 #include "support/Handle.h"
 #include "tests/filter/FolderRule.h"
 #include "tests/orbwatcher4/LogCapture.h"
+#include "tests/support/ImportedCall.h"
 #include "tests/support/TempFolder.h"
 
 #include <gtest/gtest.h>
 
 namespace
 {
+
+BOOL WINAPI RefuseToWrite(HANDLE, LPCVOID, DWORD, LPDWORD written, LPOVERLAPPED)
+{
+    *written = 0;
+    SetLastError(ERROR_DISK_FULL);
+    return FALSE;
+}
+
+std::size_t WriteNothing(const void*, std::size_t, std::size_t, std::FILE*)
+{
+    errno = ENOSPC;
+    return 0;
+}
 
 TEST(FilterEdit, RemovingARuleTakesThatObjectOrEveryEqualOne)
 {
@@ -85,6 +99,41 @@ TEST(FilterEdit, ADataFileThatCannotBeReplacedStaysWholeAndIsToldInTheLog)
     for (const auto& entry : std::filesystem::directory_iterator(folder.Path().GetString()))
         files += entry.is_regular_file();
     EXPECT_EQ(files, 1); // nothing is left beside it
+}
+
+// Its bytes would join with the quotation mark behind it, and the file would be malformed.
+TEST(FilterEdit, ADataFileWithHalfASurrogatePairStaysWholeAndIsToldInTheLog)
+{
+    const TempFolder folder;
+    const std::string before = "<Data><Item path=\"C:\\a\" type=\"1\"/><Item path=\"C:\\b\xED\xA0\x80\"/></Data>";
+    folder.WriteBytes(L"d.xml", before);
+    OrbFilter filter;
+    ASSERT_TRUE(filter.LoadXmlFilters(folder.Path(L"d.xml"), nullptr, nullptr));
+    LogCapture log;
+    filter.RemoveSingleFilter(FolderRule(L"C:\\a\\"), true, true);
+    EXPECT_TRUE(log.Has(L"Failed to save Data XML File"));
+    EXPECT_EQ(folder.ReadBytes(L"d.xml"), before);
+}
+
+TEST(FilterEdit, AUtf16DataFileStaysWholeOnAFullDisk)
+{
+    const TempFolder folder;
+    const std::wstring text = L"\uFEFF<Data><Item path=\"C:\\a\" type=\"1\"/></Data>";
+    const std::string before(reinterpret_cast<const char*>(text.data()), text.size() * 2);
+    folder.WriteBytes(L"d.xml", before);
+    OrbFilter filter;
+    ASSERT_TRUE(filter.LoadXmlFilters(folder.Path(L"d.xml"), nullptr, nullptr));
+    ASSERT_EQ(filter.AllRules().size(), 1u);
+    LogCapture log;
+    {
+        const ImportedCall full(nullptr, "WriteFile", RefuseToWrite);
+        const ImportedCall fullForStreams(nullptr, "fwrite", WriteNothing);
+        filter.RemoveSingleFilter(FolderRule(L"C:\\a\\"), true, true);
+    }
+    EXPECT_TRUE(log.Has(L"Failed to save Data XML File"));
+    EXPECT_EQ(folder.ReadBytes(L"d.xml"), before);
+    EXPECT_TRUE(filter.RemoveSingleFilter(FolderRule(L"C:\\a\\"), true, true));
+    EXPECT_EQ(folder.ReadBytes(L"d.xml").substr(0, 2), "\xFF\xFE");
 }
 
 TEST(FilterEdit, AMissingOrMalformedDataFileIsToldInTheLog)

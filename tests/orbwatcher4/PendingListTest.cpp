@@ -140,7 +140,8 @@ TEST_F(PendingList, IsNotWrittenOverWhatCannotBeKeptBeside)
     Add(L"C:\\a");
     EXPECT_EQ(Export(10), 0);
     EXPECT_EQ(Bytes(), "no xml at all");
-    EXPECT_TRUE(log.Has(L"The pending list cannot be written over what is no such list: " + std::wstring(list)));
+    EXPECT_TRUE(log.Has(L"The pending list cannot be opened, or is no such list and cannot be kept beside: " +
+                        std::wstring(list)));
 }
 
 TEST_F(PendingList, ThatCannotBeWrittenStaysAsItWasAndIsInTheLog)

@@ -279,4 +279,31 @@ TEST_F(TextFileTest, FailedUtf8MarkIsLeftOutOfTheResult)
     EXPECT_STREQ(m_result, L"1 wide chars to 1 bytes");
 }
 
+TEST(EncodeText, GivesTheBytesThatAreRead)
+{
+    const wchar_t text[] = {L'a', 0xE4, 0xD83D, 0xDE00, 0};
+    std::string bytes;
+    ASSERT_TRUE(EncodeText(text, 0, bytes));
+    EXPECT_EQ(bytes, "a\xC3\xA4\xF0\x9F\x98\x80");
+    ASSERT_TRUE(EncodeText(L"a", kTextUtf8Mark, bytes));
+    EXPECT_EQ(bytes, "\xEF\xBB\xBF"
+                     "a");
+    ASSERT_TRUE(EncodeText(L"a\u00E4", kTextUtf16Mark, bytes));
+    EXPECT_EQ(bytes, std::string("\xFF\xFE"
+                                 "a\0\xE4\0",
+                                 6));
+}
+
+TEST(EncodeText, RefusesWhatWouldBeReadAsAnotherText)
+{
+    const wchar_t half[] = {L'a', 0xD800, L'"', 0};
+    const wchar_t halfAtTheEnd[] = {L'a', 0xD800, 0};
+    std::string bytes;
+    EXPECT_FALSE(EncodeText(half, 0, bytes));
+    EXPECT_FALSE(EncodeText(halfAtTheEnd, kTextUtf8Mark, bytes));
+    EXPECT_FALSE(EncodeText(L"\uFEFFa", 0, bytes));
+    EXPECT_FALSE(EncodeText(CString(std::wstring_view(L"a\0b", 3)), 0, bytes));
+    EXPECT_TRUE(EncodeText(half, kTextUtf16Mark, bytes));
+}
+
 } // namespace
