@@ -31,11 +31,9 @@ std::shared_ptr<OverlayLine> OpenOverlayLine(const OverlayNames& names)
     line->token = OpenOverlayEvent(names.token);
     if (!line->request || !line->token)
         return nullptr;
-    // Only the service makes the block. One that did not exist until now is given back at once.
-    SetLastError(ERROR_SUCCESS);
-    KernelHandle mapping(
-        CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, sizeof(OverlayBlock), names.block));
-    if (GetLastError() != ERROR_ALREADY_EXISTS || !line->view.Map(std::move(mapping)))
+    // Only the service makes the block: making one for the whole machine takes a right that its clients may lack.
+    KernelHandle mapping(OpenFileMappingW(FILE_MAP_ALL_ACCESS, FALSE, names.block));
+    if (!mapping || !line->view.Map(std::move(mapping)))
         return nullptr;
     return line;
 }

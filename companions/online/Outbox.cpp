@@ -5,7 +5,7 @@
 #include "companions/settings/OrbSettings.h"
 #include "support/Handle.h"
 #include "support/OwnerAccess.h"
-#include "support/SharedAccess.h"
+#include "support/ProcessTurn.h"
 
 #include <algorithm>
 #include <climits>
@@ -20,32 +20,12 @@ namespace
 constexpr const wchar_t* logSource = L"OnlineHandler";
 constexpr DWORD turnTimeoutMs = 10000;
 
-// One process and thread of the installation at a time.
-class Turn
+// One process and thread of the installation at a time. The counter is replaced as a whole: a process that ends inside
+// leaves nothing to mend.
+class Turn : public ProcessTurn
 {
 public:
-    Turn()
-    {
-        SharedAccess access;
-        const CString name = GetMainSettings().GetMainSettingsMutex(L"mutexs::GUID_ONLINE_OUTBOX");
-        m_mutex.Reset(CreateMutexW(access.Attributes(), FALSE, name));
-        const DWORD result = m_mutex ? WaitForSingleObject(m_mutex.Get(), turnTimeoutMs) : WAIT_FAILED;
-        // Abandoned: its owner ended inside. The counter is replaced as a whole, so there is nothing to mend.
-        m_mine = result == WAIT_OBJECT_0 || result == WAIT_ABANDONED;
-    }
-    ~Turn()
-    {
-        if (m_mine)
-            ReleaseMutex(m_mutex.Get());
-    }
-    Turn(const Turn&) = delete;
-    Turn& operator=(const Turn&) = delete;
-
-    explicit operator bool() const { return m_mine; }
-
-private:
-    KernelHandle m_mutex;
-    bool m_mine = false;
+    Turn() : ProcessTurn(GetMainSettings().GetMainSettingsMutex(L"mutexs::GUID_ONLINE_OUTBOX"), turnTimeoutMs) {}
 };
 
 // A number that can have been given, written in digits alone. Nothing for a text that is damaged or foreign.

@@ -6,6 +6,7 @@
 #include "companions/settings/SettingsValue.h"
 #include "support/CaseFold.h"
 #include "support/Hashes.h"
+#include "support/ProcessTurn.h"
 #include "support/RankedSection.h"
 
 #include <nlohmann/json.hpp>
@@ -19,6 +20,7 @@ namespace
 {
 
 constexpr ULONGLONG retryAfterMs = 1000;
+constexpr DWORD longestTurnMs = 2000; // a save takes some milliseconds
 constexpr const wchar_t* logSource = L"OrbSettings";
 
 // "Section::name" is the member "name" of the group "Section".
@@ -94,6 +96,10 @@ CString InstanceOfFolder(const CString& folder)
     return text;
 }
 
+// A service and the programs of a user meet in the names of the whole machine only.
+constexpr const wchar_t* wholeMachine = L"Global\\";
+constexpr const wchar_t* oneSession = L"Local\\";
+
 // The system refuses longer names. Cut, they still differ: what is cut off goes into a hash, and case counts.
 CString KernelName(const CString& name)
 {
@@ -106,6 +112,14 @@ CString KernelName(const CString& name)
     for (const std::uint32_t word : hash)
         ending.AppendFormat(L"%08x", word);
     return name.Left(longest - ending.GetLength()) + ending;
+}
+
+// Every name that this library gives to a kernel object.
+CString SharedName(const wchar_t* space, const wchar_t* base, CString instance)
+{
+    // A backslash in the name of a kernel object would name a directory of objects.
+    instance.Replace(L"\\", L"_");
+    return KernelName(CString(space) + base + L"_" + instance);
 }
 
 } // namespace
@@ -135,7 +149,9 @@ struct CSettings::State {
     void Take(nlohmann::json read);
     void ReadBeforeSaving();
     void KeepDamagedFile();
+    CString TurnName() const;
     bool Save();
+    bool SaveInTurn();
     const nlohmann::json* Find(const wchar_t* text) const;
     void Put(std::wstring_view text, const nlohmann::json& value);
     void Set(const wchar_t* key, nlohmann::json value);
@@ -221,7 +237,24 @@ void CSettings::State::ReadBeforeSaving()
         KeepDamagedFile();
 }
 
+// Always of the whole machine: whoever writes the file must meet, whatever else they share.
+CString CSettings::State::TurnName() const
+{
+    return SharedName(wholeMachine, L"mutexs::" + fileName, InstanceOfFolder(folder));
+}
+
 bool CSettings::State::Save()
+{
+    DataFolder::Create(folder); // its long form, of which the name is made, must be there
+    const ProcessTurn turn(TurnName(), longestTurnMs);
+    if (!turn)
+        g_OrbLog.WriteLog(2, logSource, __LINE__,
+                          L"Settings %s are written although another process may be writing them (error %u).",
+                          File().Path().GetString(), GetLastError());
+    return SaveInTurn();
+}
+
+bool CSettings::State::SaveInTurn()
 {
     ReadBeforeSaving();
     const bool unread = keepAside;
@@ -359,14 +392,11 @@ bool CMainSettings::IsOnline() const { return GetValue(L"Main::Online", 0) != 0;
 CString CMainSettings::GetMainSettingsMutex(const wchar_t* base) const
 {
     wchar_t instance[MAX_PATH] = L"";
-    CString text;
-    if (GetValue(L"Main::Instance", instance, MAX_PATH) && instance[0] != 0)
-        text = instance;
-    else
-        text = InstanceOfFolder(GetDataFolderPath());
-    // A backslash in the name of a kernel object would name a directory of objects.
-    text.Replace(L"\\", L"_");
-    return KernelName(CString(base) + L"_" + text);
+    const bool named = GetValue(L"Main::Instance", instance, MAX_PATH) && instance[0] != 0;
+    wchar_t space[8] = L"";
+    const bool local = GetValue(L"Main::ObjectNames", space, 8) && EqualNoCase(space, L"Local");
+    return SharedName(local ? oneSession : wholeMachine, base,
+                      named ? CString(instance) : InstanceOfFolder(GetDataFolderPath()));
 }
 
 CServiceRunSettings::CServiceRunSettings() : CSettings(L"ServiceRunSettings.json") {}

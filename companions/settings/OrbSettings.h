@@ -8,7 +8,8 @@
 /// each call may come from any thread. The first use reads the file, and so does
 /// the first use after the data folder has changed. A missing file reads as empty.
 /// An unreadable one is logged, kept beside with the ending ".bad", and reads as
-/// empty. Two processes that save the same file do not mix: the last one wins.
+/// empty. Processes that save the same file take turns, and each keeps what the
+/// others have saved: of the same value the last one wins.
 #pragma once
 
 #include "mfc/CString.h"
@@ -67,9 +68,10 @@ class ORBSETTINGS_API CMainSettings : public CSettings
 public:
     /// True when the product works in the online mode ("Main::Online").
     bool IsOnline() const;
-    /// The name of a kernel object of this installation: the base, then the instance text of the settings
-    /// ("Main::Instance"), so that two installations on one machine do not collide. A
-    /// name that is too long for the system ends in a hash of the whole.
+    /// The name of a kernel object of this installation: "Global\", so that all sessions of the machine share it, the
+    /// base, then the instance text of the settings ("Main::Instance"), so that two installations on one machine do
+    /// not collide. The setting "Main::ObjectNames" with the value "Local" keeps the names to one session. A name
+    /// that is too long for the system ends in a hash of the whole.
     CString GetMainSettingsMutex(const wchar_t* base) const;
 
 private:

@@ -4,8 +4,10 @@
 #include "tests/support/ImportedCall.h"
 
 #include <cwchar>
+#include <functional>
 #include <set>
 #include <string>
+#include <thread>
 
 namespace
 {
@@ -262,8 +264,8 @@ TEST_F(OrbSettings, KernelNamesOfTwoDataFoldersDiffer)
 {
     const CString first = settings.GetMainSettingsMutex(L"mutexs::GUID_BACKUP_START");
     EXPECT_EQ(first, settings.GetMainSettingsMutex(L"mutexs::GUID_BACKUP_START"));
-    EXPECT_TRUE(std::wstring(first.GetString()).starts_with(L"mutexs::GUID_BACKUP_START_"));
-    EXPECT_EQ(first.GetLength(), static_cast<int>(std::wcslen(L"mutexs::GUID_BACKUP_START_")) + 16);
+    EXPECT_TRUE(std::wstring(first.GetString()).starts_with(L"Global\\mutexs::GUID_BACKUP_START_"));
+    EXPECT_EQ(first.GetLength(), static_cast<int>(std::wcslen(L"Global\\mutexs::GUID_BACKUP_START_")) + 16);
     UseDataFolder(temp.Path(L"other"));
     EXPECT_NE(first, settings.GetMainSettingsMutex(L"mutexs::GUID_BACKUP_START"));
 }
@@ -315,9 +317,9 @@ TEST_F(OrbSettings, ADataFolderWhoseLongFormCannotBeFoundIsLookedForAgain)
 TEST_F(OrbSettings, TheInstanceOfTheSettingsNamesKernelObjects)
 {
     settings.SetValue(L"Main::Instance", L"a\\b");
-    EXPECT_EQ(settings.GetMainSettingsMutex(L"base"), L"base_a_b");
+    EXPECT_EQ(settings.GetMainSettingsMutex(L"base"), L"Global\\base_a_b");
     settings.SetValue(L"Main::Instance", L"");
-    EXPECT_EQ(settings.GetMainSettingsMutex(L"base").GetLength(), 5 + 16);
+    EXPECT_EQ(settings.GetMainSettingsMutex(L"base").GetLength(), 7 + 5 + 16);
 }
 
 TEST_F(OrbSettings, AnInstanceThatIsTooLongGivesNamesThatTheSystemTakesAndThatDiffer)
@@ -338,9 +340,92 @@ TEST_F(OrbSettings, AnInstanceThatIsTooLongGivesNamesThatTheSystemTakesAndThatDi
 
 TEST_F(OrbSettings, ANameThatFitsIsLeftAsItIs)
 {
-    const std::wstring instance(MAX_PATH - 1 - 5, L'i');
+    const std::wstring instance(MAX_PATH - 1 - 7 - 5, L'i');
     settings.SetValue(L"Main::Instance", instance.c_str());
-    EXPECT_EQ(settings.GetMainSettingsMutex(L"base"), (L"base_" + instance).c_str());
+    EXPECT_EQ(settings.GetMainSettingsMutex(L"base"), (L"Global\\base_" + instance).c_str());
+}
+
+TEST_F(OrbSettings, NamesOfKernelObjectsAreThoseOfTheWholeMachineUnlessTheSettingsSayOtherwise)
+{
+    settings.SetValue(L"Main::Instance", L"i");
+    EXPECT_EQ(settings.GetMainSettingsMutex(L"base"), L"Global\\base_i");
+    settings.SetValue(L"Main::ObjectNames", L"local");
+    EXPECT_EQ(settings.GetMainSettingsMutex(L"base"), L"Local\\base_i");
+    settings.SetValue(L"Main::ObjectNames", L"something else");
+    EXPECT_EQ(settings.GetMainSettingsMutex(L"base"), L"Global\\base_i");
+}
+
+// --- Another process saves at the same moment. ---
+
+struct OtherProcess {
+    std::function<void(HANDLE turn)> whenTheTurnIsWanted;
+    DWORD result = WAIT_OBJECT_0;
+};
+OtherProcess g_other;
+
+DWORD WINAPI WantTurn(HANDLE turn, DWORD milliseconds)
+{
+    if (g_other.whenTheTurnIsWanted)
+        g_other.whenTheTurnIsWanted(turn);
+    return g_other.result == WAIT_OBJECT_0 ? WaitForSingleObject(turn, milliseconds) : g_other.result;
+}
+
+class SavingAtOnce : public OrbSettings
+{
+protected:
+    SavingAtOnce()
+    {
+        g_other = {};
+        settings.SetValue(L"Main::Online", 1);
+    }
+    ~SavingAtOnce() override { g_other = {}; }
+
+    LogCapture log;
+    const ImportedCall m_wait{L"OrbSettings.dll", "WaitForSingleObject", WantTurn};
+};
+
+TEST_F(SavingAtOnce, WhatTheOtherProcessHasSavedUntilTheTurnComesIsKept)
+{
+    g_other.whenTheTurnIsWanted = [&](HANDLE) { temp.WriteBytes(mainFile, R"({"Main": {"Other": 7}})"); };
+    ASSERT_TRUE(settings.Save());
+    const std::string saved = temp.ReadBytes(mainFile);
+    EXPECT_NE(saved.find("\"Other\": 7"), std::string::npos);
+    EXPECT_NE(saved.find("\"Online\": 1"), std::string::npos);
+}
+
+HANDLE g_turn;
+DWORD g_othersTurn;
+BOOL WINAPI AskForTheTurn(LPCWSTR target, LPCWSTR draft, DWORD flags)
+{
+    // Only another thread can be kept out of a mutex.
+    std::thread([] { g_othersTurn = WaitForSingleObject(g_turn, 0); }).join();
+    return MoveFileExW(target, draft, flags);
+}
+
+TEST_F(SavingAtOnce, NobodyElseHasTheTurnUntilTheFileIsReplaced)
+{
+    const ImportedCall move(L"OrbSettings.dll", "MoveFileExW", AskForTheTurn);
+    g_othersTurn = WAIT_FAILED;
+    g_other.whenTheTurnIsWanted = [](HANDLE turn) { g_turn = turn; };
+    ASSERT_TRUE(settings.Save()); // a new file comes to its name by being moved
+    EXPECT_EQ(g_othersTurn, static_cast<DWORD>(WAIT_TIMEOUT));
+}
+
+TEST_F(SavingAtOnce, ATurnThatDoesNotComeIsToldAndTheValueSaved)
+{
+    g_other.result = WAIT_TIMEOUT;
+    EXPECT_TRUE(settings.Save());
+    EXPECT_TRUE(log.Has(L"are written although another process may be writing them"));
+    EXPECT_NE(temp.ReadBytes(mainFile).find("\"Online\": 1"), std::string::npos);
+}
+
+TEST_F(SavingAtOnce, TheTurnOfAProcessThatEndedInsideIsTaken)
+{
+    g_other.whenTheTurnIsWanted = [](HANDLE turn) {
+        std::thread([turn] { WaitForSingleObject(turn, 0); }).join(); // ends without giving it back
+    };
+    EXPECT_TRUE(settings.Save());
+    EXPECT_FALSE(log.Has(L"are written although"));
 }
 
 } // namespace

@@ -24,7 +24,7 @@ TEST_F(SettingsPage, TheExamplesAreReadAsThePageSays)
     for (const char* name : {"MainSettings.json", "ServiceRunSettings.json", "UserConfigurations.json"})
         Give(name);
     EXPECT_TRUE(GetMainSettings().IsOnline());
-    EXPECT_STREQ(GetMainSettings().GetMainSettingsMutex(L"base"), L"base_second installation");
+    EXPECT_STREQ(GetMainSettings().GetMainSettingsMutex(L"base"), L"Global\\base_second installation");
     EXPECT_EQ(GetServiceRunSettings().GetValue(FirstTimeRunTimeKey, 0), 1767225600);
     EXPECT_EQ(Text(GetUserConfigurations(), L"Backup::path"), L"D:\\Backup");
     EXPECT_EQ(GetUserConfigurations().GetValue(L"AppConfig::NetworkScanIntervalInHours", 24), 12);
