@@ -4,7 +4,8 @@
 #include "support/Handle.h"
 
 // Gives the calling thread back the token that it came with: an exported operation works with other rights
-// on its way, but must not leave them to its caller.
+// on its way, but must not leave them to its caller. A token that cannot be read cannot be given back; the thread then
+// keeps the one it has, and never ends up with the rights of the process.
 class CallerTokenScope
 {
 public:
@@ -15,6 +16,7 @@ public:
 
 private:
     KernelHandle m_token;
+    bool m_hadNone = false;
 };
 
 // Takes the user's rights for the calling thread, which keeps them. True for a null token, too.

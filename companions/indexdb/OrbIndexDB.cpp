@@ -3,6 +3,7 @@
 #include "companions/indexdb/IndexSchema.h"
 #include "companions/indexdb/IndexState.h"
 #include "companions/logging/OrbLogging.h"
+#include "support/WithoutThreadToken.h"
 
 #include <algorithm>
 
@@ -81,7 +82,11 @@ void CIndexDB::State::Close()
 }
 
 CIndexDB::CIndexDB() : m_state(new State) {}
-CIndexDB::~CIndexDB() { delete m_state; }
+CIndexDB::~CIndexDB()
+{
+    const WithoutThreadToken asProcess;
+    delete m_state;
+}
 
 void CIndexDB::SetDBFilePath(const wchar_t* path)
 {
@@ -92,6 +97,8 @@ void CIndexDB::SetDBFilePath(const wchar_t* path)
 bool CIndexDB::Open(int writable, int exclusive, int busyTimeoutMs)
 {
     const CSingleLock lock(m_state->section);
+    // All of its files are opened here, or removed by the end: whoever the thread acts for, they are the product's.
+    const WithoutThreadToken asProcess;
     m_state->Close();
     const bool opened = m_state->Guarded([&] { m_state->Open(writable != 0, exclusive != 0, busyTimeoutMs); });
     if (!opened)
@@ -102,6 +109,7 @@ bool CIndexDB::Open(int writable, int exclusive, int busyTimeoutMs)
 void CIndexDB::Close()
 {
     const CSingleLock lock(m_state->section);
+    const WithoutThreadToken asProcess;
     m_state->Close();
 }
 

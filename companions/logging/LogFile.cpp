@@ -1,8 +1,8 @@
 #include "companions/logging/LogFile.h"
 
-#include "companions/logging/WithoutThreadToken.h"
 #include "companions/settings/DataFolder.h"
 #include "support/OwnerAccess.h"
+#include "support/WithoutThreadToken.h"
 
 #include <spdlog/pattern_formatter.h>
 

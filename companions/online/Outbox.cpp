@@ -6,6 +6,7 @@
 #include "support/Handle.h"
 #include "support/OwnerAccess.h"
 #include "support/ProcessTurn.h"
+#include "support/WithoutThreadToken.h"
 
 #include <algorithm>
 #include <climits>
@@ -24,6 +25,8 @@ constexpr DWORD turnTimeoutMs = 10000;
 // leaves nothing to mend.
 class Turn : public ProcessTurn
 {
+    const WithoutThreadToken m_asProcess; // the counter is the product's, whoever the thread acts for
+
 public:
     Turn() : ProcessTurn(GetMainSettings().GetMainSettingsMutex(L"mutexs::GUID_ONLINE_OUTBOX"), turnTimeoutMs) {}
 };

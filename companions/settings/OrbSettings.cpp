@@ -8,6 +8,7 @@
 #include "support/Hashes.h"
 #include "support/ProcessTurn.h"
 #include "support/RankedSection.h"
+#include "support/WithoutThreadToken.h"
 
 #include <nlohmann/json.hpp>
 
@@ -73,6 +74,7 @@ public:
 private:
     static std::wstring Find(const CString& folder)
     {
+        const WithoutThreadToken asProcess;
         std::wstring longForm(MAX_PATH * 2, L'\0');
         const DWORD length = GetLongPathNameW(folder, longForm.data(), static_cast<DWORD>(longForm.size()));
         longForm.resize(length < longForm.size() ? length : 0);
@@ -176,6 +178,7 @@ bool CSettings::State::Load(const CString& from)
         Take(nlohmann::json::object());
         loaded = Loaded::No;
     }
+    const WithoutThreadToken asProcess;
     std::string bytes;
     unsigned long error = 0;
     switch (File().Read(bytes, error)) {
@@ -245,6 +248,7 @@ CString CSettings::State::TurnName() const
 
 bool CSettings::State::Save()
 {
+    const WithoutThreadToken asProcess;
     DataFolder::Create(folder); // its long form, of which the name is made, must be there
     const ProcessTurn turn(TurnName(), longestTurnMs);
     if (!turn)
@@ -377,6 +381,7 @@ void CSettings::SetValue(const wchar_t* key, const wchar_t* value)
 
 CString CSettings::GetDataFolderPath() const
 {
+    const WithoutThreadToken asProcess;
     const CString folder = DataFolder::Path();
     if (!DataFolder::Create(folder))
         g_OrbLog.WriteLog(2, logSource, __LINE__, L"The data folder %s cannot be created (error %u).",

@@ -6,7 +6,8 @@
 ///
 /// Keys are written "Section::name". The objects live as long as the process, and
 /// each call may come from any thread. The first use reads the file, and so does
-/// the first use after the data folder has changed. A missing file reads as empty.
+/// the first use after the data folder has changed. The files are used with the
+/// rights of the process, whoever the thread acts for. A missing file reads as empty.
 /// An unreadable one is logged, kept beside with the ending ".bad", and reads as
 /// empty. Processes that save the same file take turns, and each keeps what the
 /// others have saved: of the same value the last one wins.

@@ -1,7 +1,7 @@
 #include "tests/companions/CompanionTest.h"
 
-#include "companions/logging/WithoutThreadToken.h"
 #include "support/Handle.h"
+#include "support/WithoutThreadToken.h"
 #include "tests/support/ImportedCall.h"
 
 #include <algorithm>

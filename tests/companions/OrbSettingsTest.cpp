@@ -406,8 +406,12 @@ TEST_F(SavingAtOnce, NobodyElseHasTheTurnUntilTheFileIsReplaced)
 {
     const ImportedCall move(L"OrbSettings.dll", "MoveFileExW", AskForTheTurn);
     g_othersTurn = WAIT_FAILED;
-    g_other.whenTheTurnIsWanted = [](HANDLE turn) { g_turn = turn; };
+    // A handle of its own: the one that was given would be closed with the turn.
+    g_other.whenTheTurnIsWanted = [](HANDLE turn) {
+        DuplicateHandle(GetCurrentProcess(), turn, GetCurrentProcess(), &g_turn, 0, FALSE, DUPLICATE_SAME_ACCESS);
+    };
     ASSERT_TRUE(settings.Save()); // a new file comes to its name by being moved
+    const KernelHandle close(g_turn);
     EXPECT_EQ(g_othersTurn, static_cast<DWORD>(WAIT_TIMEOUT));
 }
 
@@ -426,6 +430,46 @@ TEST_F(SavingAtOnce, TheTurnOfAProcessThatEndedInsideIsTaken)
     };
     EXPECT_TRUE(settings.Save());
     EXPECT_FALSE(log.Has(L"are written although"));
+}
+
+// --- A thread that acts for somebody else. ---
+
+int g_calls, g_impersonating;
+
+void CountCall()
+{
+    HANDLE token = nullptr;
+    const KernelHandle opened(OpenThreadToken(GetCurrentThread(), TOKEN_QUERY, TRUE, &token) ? token : nullptr);
+    ++g_calls;
+    g_impersonating += static_cast<bool>(opened);
+}
+
+HANDLE WINAPI CountedOpen(LPCWSTR path, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES security, DWORD creation,
+                          DWORD flags, HANDLE pattern)
+{
+    CountCall();
+    return CreateFileW(path, access, share, security, creation, flags, pattern);
+}
+BOOL WINAPI CountedMove(LPCWSTR from, LPCWSTR to, DWORD flags)
+{
+    CountCall();
+    return MoveFileExW(from, to, flags);
+}
+
+TEST_F(OrbSettings, AThreadThatActsForSomebodyElseUsesTheFilesAsTheProcess)
+{
+    const ImportedCall opening(L"OrbSettings.dll", "CreateFileW", CountedOpen);
+    const ImportedCall moving(L"OrbSettings.dll", "MoveFileExW", CountedMove);
+    g_calls = g_impersonating = 0;
+    ASSERT_TRUE(ImpersonateSelf(SecurityImpersonation));
+    settings.SetValue(L"Main::Online", 1);
+    EXPECT_TRUE(settings.Save() && settings.Load());
+    const int before = g_impersonating;
+    CountCall(); // still as somebody else
+    RevertToSelf();
+    EXPECT_EQ(before, 0);
+    EXPECT_EQ(g_impersonating, 1);
+    EXPECT_GE(g_calls, 4);
 }
 
 } // namespace

@@ -1,5 +1,7 @@
 #include "support/Privileges.h"
 #include "support/Handle.h"
+#include "support/Impersonation.h"
+#include "tests/support/ImportedCall.h"
 #include "tests/support/TempFolder.h"
 
 #include <gtest/gtest.h>
@@ -76,9 +78,74 @@ TEST(Privileges, AnUnknownPrivilegeFailsWithItsMessage)
     RevertToSelf();
 }
 
-TEST(Privileges, TheProcessIsGivenWhatIsToBeHadWithoutAWord)
+bool ProcessHas(const wchar_t* name)
 {
+    HANDLE opened = nullptr;
+    OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &opened);
+    const KernelHandle token(opened);
+    return IsEnabled(token.Get(), name);
+}
+
+bool Disable(const wchar_t* name)
+{
+    HANDLE opened = nullptr;
+    OpenProcessToken(GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY, &opened);
+    const KernelHandle token(opened);
+    TOKEN_PRIVILEGES privileges = {};
+    privileges.PrivilegeCount = 1;
+    return LookupPrivilegeValueW(nullptr, name, &privileges.Privileges[0].Luid) &&
+           AdjustTokenPrivileges(token.Get(), FALSE, &privileges, 0, nullptr, nullptr);
+}
+
+TEST(Privileges, OfTheProcessAreReallyEnabledWithoutAWord)
+{
+    const wchar_t* const names[] = {L"SeBackupPrivilege", L"SeRestorePrivilege", L"SeChangeNotifyPrivilege"};
+    for (const wchar_t* name : names) {
+        ASSERT_TRUE(Disable(name));
+        ASSERT_FALSE(ProcessHas(name));
+    }
     EXPECT_EQ(Printed([] { EnableProcessPrivileges(); }), "");
+    for (const wchar_t* name : names)
+        EXPECT_TRUE(ProcessHas(name));
+}
+
+HANDLE Token()
+{
+    HANDLE token = nullptr;
+    return OpenThreadToken(GetCurrentThread(), TOKEN_QUERY, TRUE, &token) ? token : nullptr;
+}
+
+TEST(CallerToken, IsGivenBack)
+{
+    {
+        const CallerTokenScope scope;
+        ASSERT_TRUE(ImpersonateSelf(SecurityImpersonation));
+    }
+    EXPECT_FALSE(KernelHandle(Token()));
+    ASSERT_TRUE(ImpersonateSelf(SecurityImpersonation));
+    {
+        const CallerTokenScope scope;
+        RevertToSelf();
+    }
+    EXPECT_TRUE(KernelHandle(Token()));
+    RevertToSelf();
+}
+
+BOOL WINAPI Unreadable(HANDLE, DWORD, BOOL, PHANDLE)
+{
+    SetLastError(ERROR_ACCESS_DENIED);
+    return FALSE;
+}
+
+TEST(CallerToken, ThatCannotBeReadDoesNotLeaveTheThreadTheRightsOfTheProcess)
+{
+    ASSERT_TRUE(ImpersonateSelf(SecurityImpersonation));
+    {
+        const ImportedCall unreadable(nullptr, "OpenThreadToken", Unreadable);
+        const CallerTokenScope scope;
+    }
+    EXPECT_TRUE(KernelHandle(Token()));
+    RevertToSelf();
 }
 
 } // namespace
