@@ -55,8 +55,12 @@ struct DriveGuidInfo {
     bool volumeMatches = false; ///< the volume was found mounted; later: the drive is being watched
     std::int32_t removed = 0;   ///< 1: the drive must no longer be watched
 };
-/// Keyed by root, as StripToRoot gives it.
-using DriveList = std::map<CString, DriveGuidInfo, RootBefore>;
+/// Keyed by root, as StripToRoot gives it. Converts to a plain map.
+struct DriveList : std::map<CString, DriveGuidInfo, RootBefore> {
+    using std::map<CString, DriveGuidInfo, RootBefore>::map;
+    /// The same entries in the order of their units.
+    operator std::map<CString, DriveGuidInfo>() const { return {begin(), end()}; }
+};
 
 /// Where a store says how much it holds; GetTotalItems reports from the last two words.
 struct ItemCounters {
@@ -164,6 +168,8 @@ public:
     void GetExplicitFiles(const wchar_t* drive, std::vector<CString>& files);
     /// Adds to the map which profile the endings of including rules belong to.
     void GenerateExtensionMap(ExtensionMap& map);
+    /// The same for a map with the memory that the table takes by itself, which ends the process when there is none.
+    void GenerateExtensionMap(google::sparse_hash_map<CString, ExtProperties, cstring_hash_cs>& map);
     /// Every rule of the drive, in order.
     FilterList RulesOf(const wchar_t* drive) const;
     /// Every rule, drive by drive.

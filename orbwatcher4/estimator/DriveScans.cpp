@@ -6,6 +6,8 @@
 #include <process.h>
 
 #include <algorithm>
+#include <iterator>
+#include <new>
 
 namespace
 {
@@ -21,7 +23,12 @@ HANDLE BeginThread(unsigned(__stdcall* entry)(void*), void* argument)
 
 // What one thread works on, its own: the rules are read before it starts, so that they may be edited while it walks.
 struct DriveScans::Drive final : public SmartScanCaller {
-    Drive(DriveScans& scans, const CString& root) : owner(scans), lists(scans.m_filter.CollectScanLists(root)) {}
+    Drive(DriveScans& scans, const CString& path)
+        : owner(scans),
+          root(path),
+          lists(scans.m_filter.CollectScanLists(path))
+    {
+    }
 
     void FileFoundCallback(const wchar_t* path, unsigned __int64 size) override
     {
@@ -31,6 +38,7 @@ struct DriveScans::Drive final : public SmartScanCaller {
     bool ProgressCallback() override { return !owner.m_ending && owner.m_caller.ProgressCallback(); }
 
     DriveScans& owner;
+    const CString root;
     const ScanLists lists;
     HANDLE stop = nullptr;
     std::shared_ptr<ScanTally> tally;
@@ -50,13 +58,17 @@ void DriveScans::Run(HANDLE stop, const std::shared_ptr<ScanTally>& tally)
     Wait(nullptr);
     const DriveList drives = m_filter.GenerateDriveList();
     tally->BeginDrives(static_cast<int>(drives.size()));
+    // All memory is taken before the first thread begins: without some of it, threads would go on that nobody waits
+    // for.
     std::vector<KernelHandle> threads;
+    threads.reserve(drives.size());
+    std::vector<HANDLE> handles;
+    handles.reserve(drives.size());
+    m_threads.reserve(drives.size());
     for (const auto& [root, drive] : drives)
         threads.push_back(StartDrive(root, stop, tally));
     if (threads.empty())
         return;
-    std::vector<HANDLE> handles;
-    handles.reserve(threads.size());
     for (const KernelHandle& thread : threads)
         handles.push_back(thread.Get());
     const LockOrder::WaitScope wait(ThreadName);
@@ -68,11 +80,11 @@ void DriveScans::Run(HANDLE stop, const std::shared_ptr<ScanTally>& tally)
     g_OrbLog.WriteLog(2, L"Scanner", __LINE__, L"The scans of %d drives go on by themselves: %d",
                       static_cast<int>(handles.size()), GetLastError());
     std::erase_if(threads, [](const KernelHandle& thread) { return !thread; });
-    m_threads = std::move(threads);
+    std::move(threads.begin(), threads.end(), std::back_inserter(m_threads));
 }
 
-KernelHandle DriveScans::StartDrive(const CString& root, HANDLE stop, const std::shared_ptr<ScanTally>& tally)
-{
+KernelHandle DriveScans::StartDrive(const CString& root, HANDLE stop, const std::shared_ptr<ScanTally>& tally) noexcept
+try {
     auto drive = std::make_unique<Drive>(*this, root);
     drive->stop = stop;
     drive->tally = tally;
@@ -83,6 +95,9 @@ KernelHandle DriveScans::StartDrive(const CString& root, HANDLE stop, const std:
         g_OrbLog.WriteLog(2, L"Scanner", __LINE__, L"The scan of %s could not be started: %d", root.GetString(),
                           GetLastError());
     return thread;
+} catch (const std::bad_alloc&) {
+    g_OrbLog.WriteLog(2, L"Scanner", __LINE__, L"The scan of %s could not be started: out of memory", root.GetString());
+    return {};
 }
 
 unsigned __stdcall DriveScans::_ScanDrive(void* context)
@@ -91,8 +106,15 @@ unsigned __stdcall DriveScans::_ScanDrive(void* context)
     SetThreadErrorMode(SEM_FAILCRITICALERRORS, nullptr);
     const std::unique_ptr<Drive> drive(static_cast<Drive*>(context));
     OrbFilter& filter = drive->owner.m_filter;
+    bool whole = false;
+    try {
+        whole = filter.ScanSelection(drive->lists, L"*", false, drive.get(), drive->stop, drive->tally.get());
+    } catch (const std::bad_alloc&) {
+        g_OrbLog.WriteLog(2, L"Scanner", __LINE__, L"The scan of %s ended early: out of memory",
+                          drive->root.GetString());
+    }
     // Of a walk that was ended, folders are known as walked that nobody has read: the next walk must read them.
-    if (!filter.ScanSelection(drive->lists, L"*", false, drive.get(), drive->stop, drive->tally.get()))
+    if (!whole)
         filter.ClearJunctionCache();
     drive->tally->EndDrive();
     return 0;

@@ -40,7 +40,8 @@ public:
 private:
     struct Drive;
     static unsigned __stdcall _ScanDrive(void* context);
-    KernelHandle StartDrive(const CString& root, HANDLE stop, const std::shared_ptr<ScanTally>& tally);
+    // Null, and a line in the log, when the system or the memory refused it.
+    KernelHandle StartDrive(const CString& root, HANDLE stop, const std::shared_ptr<ScanTally>& tally) noexcept;
 
     OrbFilter& m_filter;
     SmartScanCaller& m_caller;

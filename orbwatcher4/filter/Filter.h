@@ -2,7 +2,11 @@
 /// One rule of the selection, and what a check of a path can answer.
 ///
 /// Rules are shared: the same one may stand in a filter and in a caller's list.
-/// Nobody changes a rule while checks run.
+/// Once a rule is in a filter, its holder may read it, and may change it only
+/// while no check runs. A filter keeps what it has learned of path, mask, kind,
+/// type and includeSub of its rules: a rule that is to have others is taken out
+/// (OrbFilter::RemoveSingleFilter), changed, and added again. Flags, plugin and
+/// texts are read anew by each check.
 #pragma once
 
 #include "mfc/CString.h"

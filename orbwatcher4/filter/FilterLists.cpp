@@ -72,18 +72,39 @@ void OrbFilter::GetExplicitFiles(const wchar_t* drive, std::vector<CString>& fil
     files.insert(files.end(), paths.begin(), paths.end());
 }
 
+namespace
+{
+
+template <typename Map>
+void TakeEndings(const Filter& rule, Map& map)
+{
+    std::wstring_view mask = rule.mask.View();
+    while (!mask.empty()) {
+        const std::wstring_view token = mask.substr(0, mask.find(L';'));
+        if (!token.empty())
+            map[CString(token).MakeLower()].profile = rule.pluginId;
+        mask.remove_prefix(std::min(mask.size(), token.size() + 1));
+    }
+}
+
+template <typename Map>
+void TakeEndings(const FilterList& rules, Map& map)
+{
+    for (const FilterPtr& rule : rules)
+        if (rule->incEx == WatcherEnum::Include && rule->pluginId >= 0)
+            TakeEndings(*rule, map);
+}
+
+} // namespace
+
 void OrbFilter::GenerateExtensionMap(ExtensionMap& map)
 {
     for (const auto& [root, rules] : m_driveRules)
-        for (const FilterPtr& rule : rules.Rules()) {
-            if (rule->incEx == WatcherEnum::Exclude || rule->pluginId < 0)
-                continue;
-            std::wstring_view mask = rule->mask.View();
-            while (!mask.empty()) {
-                const std::wstring_view token = mask.substr(0, mask.find(L';'));
-                if (!token.empty())
-                    map[CString(token).MakeLower()].profile = rule->pluginId;
-                mask.remove_prefix(std::min(mask.size(), token.size() + 1));
-            }
-        }
+        TakeEndings(rules.Rules(), map);
+}
+
+void OrbFilter::GenerateExtensionMap(google::sparse_hash_map<CString, ExtProperties, cstring_hash_cs>& map)
+{
+    for (const auto& [root, rules] : m_driveRules)
+        TakeEndings(rules.Rules(), map);
 }

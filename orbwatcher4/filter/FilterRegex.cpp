@@ -19,6 +19,9 @@ std::optional<std::string> ToUtf8(const wchar_t* text)
         units.push_back(static_cast<char16_t>(*text));
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+    // The conversion drops a half of a pair at the end without a word.
+    if (!units.empty() && units.back() >= 0xD800 && units.back() <= 0xDBFF)
+        return std::nullopt;
     std::wstring_convert<std::codecvt_utf8_utf16<char16_t, 0x10FFFF>, char16_t> convert;
 #pragma GCC diagnostic pop
     try {

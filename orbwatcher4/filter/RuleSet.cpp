@@ -13,6 +13,11 @@ void RuleSet::Sort() { Decisions::SortRules(Edit()); }
 
 const RuleIndex& RuleSet::Index() const
 {
+    // Of sets without rules there may be one for all: a look at it on several threads changes nothing.
+    if (m_rules.empty()) {
+        static const RuleIndex nothing{FilterList()};
+        return nothing;
+    }
     if (!m_index)
         m_index = std::make_shared<const RuleIndex>(m_rules);
     return *m_index;

@@ -2,8 +2,8 @@
 /// The rules of one drive in their order, with an index that finds those that
 /// speak of a path. The index is made by the first look after an edit.
 ///
-/// Portable. Looks may overlap each other only when one has been made since the
-/// last edit; edits overlap nothing. Paths and masks of the rules that it holds
+/// Portable. Looks may overlap each other when one has been made since the last
+/// edit, or when the set is empty; edits overlap nothing. Paths and masks of the rules that it holds
 /// stay as they are. Copies share the rules and the index.
 #pragma once
 

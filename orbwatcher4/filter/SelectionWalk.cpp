@@ -33,8 +33,12 @@ SelectionWalk::SelectionWalk(OrbFilter& filter, ScanDisk& disk, const ScanLists&
       m_bounds(lists),
       m_walk(filter, disk, caller, WithBounds(options, m_bounds))
 {
-    for (const ScanLists::Root& root : lists.roots)
+    // Each is asked for on the disk, and on a dead share that takes long. A walk that was aborted goes nowhere.
+    for (const ScanLists::Root& root : lists.roots) {
+        if (m_walk.IsAborted())
+            break;
         AddStart(root);
+    }
     // The widest roots come first, so that what lies inside them is met in the disk's own letters; links come after the
     // plain folders, which are walked under the names that the rules have for them.
     std::stable_sort(m_starts.begin(), m_starts.end(), [](const Start& left, const Start& right) {
@@ -79,12 +83,15 @@ void SelectionWalk::PassOverStart(const CString& folder, DWORD error)
 
 bool SelectionWalk::Run()
 {
-    return TakeFiles() && std::all_of(m_starts.begin(), m_starts.end(), [&](Start& start) { return TakeStart(start); });
+    return TakeFiles() && !m_walk.IsAborted() &&
+           std::all_of(m_starts.begin(), m_starts.end(), [&](Start& start) { return TakeStart(start); });
 }
 
 bool SelectionWalk::TakeFiles()
 {
     for (const CString& file : m_lists.files) {
+        if (m_walk.IsAborted())
+            return false;
         const std::optional<unsigned __int64> size = m_disk.FileSize(file);
         if (size && !m_walk.TakeFile(file, *size))
             return false;

@@ -175,6 +175,19 @@ TEST_F(Checks, AnExpressionSeesAFileWhoseNameEndsInADot)
     EXPECT_TRUE(DeleteFileW(SystemPath(path)));
 }
 
+// The types that an interface names without knowing of ours.
+TEST_F(Checks, ListsCanBeTakenInPlainMaps)
+{
+    ASSERT_TRUE(filter.LoadXmlFilters(
+        WriteRules(L"d.xml", Item(L"path=\"C:\\a\" type=\"1\" mask=\".Doc\" pluginId=\"7\"")), nullptr, nullptr));
+    const std::map<CString, DriveGuidInfo> drives = filter.GenerateDriveList();
+    ASSERT_EQ(drives.size(), 1u);
+    EXPECT_EQ(drives.begin()->first, L"c:\\");
+    google::sparse_hash_map<CString, ExtProperties, cstring_hash_cs> extensions;
+    filter.GenerateExtensionMap(extensions);
+    EXPECT_EQ(extensions[L".doc"].profile, 7);
+}
+
 TEST_F(Checks, TheExtensionMapHoldsLowerCasedEndingsWithTheProfileOfTheLastRule)
 {
     Add(L"C:\\a\\", WatcherEnum::Include, L".DOC;;.xls")->pluginId = 3;

@@ -55,6 +55,19 @@ TEST(FilterRegex, ALoneSurrogateNeverThrows)
     EXPECT_FALSE(regex.Match(lone));
 }
 
+TEST(FilterRegex, ALoneSurrogateAtTheEndIsNotTakenForTheEndBeforeIt)
+{
+    FilterRegex regex;
+    ASSERT_TRUE(regex.Compile(L"\\.tmp$"));
+    EXPECT_TRUE(regex.Match(L"x.tmp"));
+    for (const wchar_t half : {L'\xD800', L'\xDBFF', L'\xDC00', L'\xDFFF'}) {
+        EXPECT_FALSE(regex.Match((std::wstring(L"x.tmp") + half).c_str()));
+        FilterRegex other;
+        EXPECT_FALSE(other.Compile((std::wstring(L"x.tmp") + half).c_str()));
+        EXPECT_EQ(other.GetStatus(), FilterRegex::CompilationFailed);
+    }
+}
+
 TEST(FilterRegex, ACopySharesThePatternAndResettingOneLeavesTheOther)
 {
     FilterRegex regex;

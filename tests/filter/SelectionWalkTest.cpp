@@ -377,4 +377,54 @@ TEST(WalkDecision, HiddenFoldersAndSystemJunctions)
     EXPECT_FALSE(DirectoryWalk::MayEnter(junction | hidden | system, true));
 }
 
+// Counts what a walk asks before it walks, and aborts at the second question.
+class DeadShare : public FakeDisk
+{
+public:
+    explicit DeadShare(HANDLE abort) : m_abort(abort) {}
+    DWORD Attributes(const CString& path) override
+    {
+        Ask();
+        return FakeDisk::Attributes(path);
+    }
+    std::optional<unsigned __int64> FileSize(const CString&) override
+    {
+        Ask();
+        return std::nullopt;
+    }
+
+    int asked = 0;
+
+private:
+    void Ask()
+    {
+        if (++asked == 2)
+            SetEvent(m_abort);
+    }
+
+    const HANDLE m_abort;
+};
+
+TEST_F(SelectionWalking, AnAbortIsHeededBetweenTheRootsThatAreAskedFor)
+{
+    const KernelHandle abort(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    DeadShare share(abort.Get());
+    options.abort = abort.Get();
+    for (int number = 0; number < 100; ++number)
+        Include((L"C:\\" + std::to_wstring(number)).c_str());
+    EXPECT_FALSE(SelectionWalk(filter, share, lists, &record, options).Run());
+    EXPECT_LE(share.asked, 3);
+}
+
+TEST_F(SelectionWalking, AnAbortIsHeededBetweenSingleFiles)
+{
+    const KernelHandle abort(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    DeadShare share(abort.Get());
+    options.abort = abort.Get();
+    for (int number = 0; number < 100; ++number)
+        lists.files.push_back((L"C:\\" + std::to_wstring(number)).c_str());
+    EXPECT_FALSE(SelectionWalk(filter, share, lists, &record, options).Run());
+    EXPECT_LE(share.asked, 3);
+}
+
 } // namespace
