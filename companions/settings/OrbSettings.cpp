@@ -3,14 +3,13 @@
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/DataFolder.h"
 #include "companions/settings/SettingsFile.h"
+#include "companions/settings/SettingsTree.h"
 #include "companions/settings/SettingsValue.h"
 #include "support/CaseFold.h"
 #include "support/Hashes.h"
 #include "support/ProcessTurn.h"
 #include "support/RankedSection.h"
 #include "support/WithoutThreadToken.h"
-
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <map>
@@ -37,21 +36,6 @@ struct Key {
         name = SettingsValue::ToUtf8(colons == std::wstring_view::npos ? key : key.substr(colons + 2));
     }
 };
-
-// Nothing for what is damaged. A file of ours is two levels deep; writing a very deep one would need as much stack.
-std::optional<nlohmann::json> Parse(const std::string& bytes)
-{
-    constexpr int deepest = 100;
-    bool tooDeep = false;
-    const auto watchDepth = [&](int depth, nlohmann::json::parse_event_t, nlohmann::json&) {
-        tooDeep = tooDeep || depth > deepest;
-        return !tooDeep;
-    };
-    nlohmann::json read = nlohmann::json::parse(bytes, watchDepth, false);
-    if (tooDeep || !read.is_object())
-        return std::nullopt;
-    return read;
-}
 
 // The long form of the data folder, which every name of a kernel object asks for: finding it reads each folder on the
 // way there. Any thread.
@@ -138,7 +122,7 @@ struct CSettings::State {
     const CString fileName;
     RankedSection section{LockRank::Database, L"settings"};
     // All below is guarded by the section.
-    nlohmann::json values = nlohmann::json::object();
+    SettingsTree values = SettingsTree::Object();
     std::map<std::wstring, nlohmann::json> unsaved; // what was set since the file was written
     CString folder;                                 // the data folder that `values` belongs to
     Loaded loaded = Loaded::No;
@@ -148,7 +132,7 @@ struct CSettings::State {
     SettingsFile File() const { return SettingsFile(folder + L"\\" + fileName); }
     void Use();
     bool Load(const CString& from);
-    void Take(nlohmann::json read);
+    void Take(SettingsTree read);
     void ReadBeforeSaving();
     void KeepDamagedFile();
     CString TurnName() const;
@@ -175,7 +159,7 @@ bool CSettings::State::Load(const CString& from)
     if (folder != from) {
         folder = from;
         unsaved.clear();
-        Take(nlohmann::json::object());
+        Take(SettingsTree::Object());
         loaded = Loaded::No;
     }
     const WithoutThreadToken asProcess;
@@ -183,12 +167,12 @@ bool CSettings::State::Load(const CString& from)
     unsigned long error = 0;
     switch (File().Read(bytes, error)) {
     case SettingsFile::ReadResult::Missing:
-        Take(nlohmann::json::object());
+        Take(SettingsTree::Object());
         return true;
     case SettingsFile::ReadResult::Read: {
-        std::optional<nlohmann::json> read = Parse(bytes);
+        std::optional<SettingsTree> read = SettingsTree::Parse(bytes);
         const bool good = read.has_value();
-        Take(good ? std::move(*read) : nlohmann::json::object());
+        Take(good ? std::move(*read) : SettingsTree::Object());
         if (!good)
             KeepDamagedFile();
         return good;
@@ -206,7 +190,7 @@ bool CSettings::State::Load(const CString& from)
 }
 
 // What was set here and not written yet stands above what was read.
-void CSettings::State::Take(nlohmann::json read)
+void CSettings::State::Take(SettingsTree read)
 {
     values = std::move(read);
     for (const auto& [key, value] : unsaved)
@@ -234,7 +218,7 @@ void CSettings::State::ReadBeforeSaving()
         keepAside = true;
         return;
     }
-    if (std::optional<nlohmann::json> read = Parse(bytes))
+    if (std::optional<SettingsTree> read = SettingsTree::Parse(bytes))
         Take(std::move(*read));
     else
         KeepDamagedFile();
@@ -265,7 +249,7 @@ bool CSettings::State::SaveInTurn()
     if (keepAside)
         keepAside = !File().KeepAsBad() && GetFileAttributesW(File().Path()) != INVALID_FILE_ATTRIBUTES;
     unsigned long error = ERROR_ACCESS_DENIED;
-    const std::string bytes = values.dump(4, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
+    const std::string bytes = values.Text() + "\n";
     if (!keepAside && File().Replace(bytes, error)) {
         loaded = Loaded::Yes;
         unsaved.clear();
@@ -284,27 +268,16 @@ bool CSettings::State::SaveInTurn()
 const nlohmann::json* CSettings::State::Find(const wchar_t* text) const
 {
     const Key key(text);
-    const nlohmann::json* group = &values;
-    if (!key.section.empty()) {
-        const auto section = values.find(key.section);
-        if (section == values.end() || !section->is_object())
-            return nullptr;
-        group = &*section;
-    }
-    const auto found = group->find(key.name);
-    return found == group->end() ? nullptr : &*found;
+    const SettingsTree* group = key.section.empty() ? &values : values.Find(key.section);
+    const SettingsTree* found = group ? group->Find(key.name) : nullptr;
+    return found ? &found->Value() : nullptr;
 }
 
 void CSettings::State::Put(std::wstring_view text, const nlohmann::json& value)
 {
     const Key key(text);
-    nlohmann::json* group = &values;
-    if (!key.section.empty()) {
-        group = &values[key.section];
-        if (!group->is_object())
-            *group = nlohmann::json::object();
-    }
-    (*group)[key.name] = value;
+    SettingsTree& group = key.section.empty() ? values : values.Member(key.section);
+    group.Member(key.name).SetValue(value);
 }
 
 void CSettings::State::Set(const wchar_t* key, nlohmann::json value)
