@@ -277,13 +277,19 @@ private:
     static unsigned __stdcall _FirstRunSingleDrive(void* driveAndWatcher);
 
     bool TakePending(void* sameRunIds, QueueDatum& out);
+    PathExplanation ExplainPath(const wchar_t* path);
     int UsesBlockLevel(const wchar_t* path, unsigned __int64 size);
     bool IsIgnoredDedupPath(const wchar_t* path);
     bool ReloadRules(const wchar_t* advancedOfSecondary = nullptr);
     bool TryLoadSelection();
     void WatchNothing(DWORD error);
+    bool CopyPlugins();
     void QueueRootsToWatch();
+    int BeginFirstTimeRun(int reload);
     void ReloadForFirstTimeRun();
+    bool EnumerateDrive(const wchar_t* drive, const wchar_t* pattern, bool checkRules);
+    bool MayBeWalked(const CString& root);
+    void LeaveDriveOut(const CString& root);
     void EnumerateAllDrives();
     void SignalFirstTimeCompletion();
     bool StartSingleDriveRun(const CString& root);
@@ -306,9 +312,11 @@ private:
     void MarkExclusions(const FilterList& accepted);
     void RequestDrive(const wchar_t* path);
     void RemovePending(const CString& prefix, const std::function<bool(const CString&)>& chosen);
+    void RemovePendingOnDisk(const CString& directory);
     void RemovePendingFile(CString path);
-    void ReportVanished(const CString& path);
-    void NoteUnknown(const CString& path);
+    void ReportAllVanished();
+    bool JudgeVanished(const CString& path);
+    bool IsUnknown(const CString& path);
     void FillDeleteMap(const CString& root);
     void ReplayPending();
     void ReplayDump();

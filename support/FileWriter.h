@@ -12,4 +12,6 @@ public:
     {
         return WriteFile(file, bytes, count, written, nullptr) != FALSE;
     }
+    // False when what was written may not be on the disk.
+    virtual bool Flush(HANDLE file) { return FlushFileBuffers(file) != FALSE; }
 };

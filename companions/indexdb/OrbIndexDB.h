@@ -57,8 +57,10 @@ struct DeleteDatum {
     std::int32_t jobId = 0;         ///< SettingsDatum::jobId
 };
 
-/// One plugin of the selection. Each text holds at most 259 units.
+/// One plugin of the selection.
 struct ProfileDatum {
+    static constexpr int LongestText = 259; ///< units that each of its texts may have
+
     std::int32_t id = 0; ///< number of the plugin
     CString name;        ///< name, as rules have it
     CString virtualPath; ///< where its items are shown

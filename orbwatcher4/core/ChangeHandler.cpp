@@ -73,12 +73,53 @@ bool IsDeletion(const NotificationPtr& notification)
 
 } // namespace
 
+// One path that is judged with the store unlocked. Whatever another thread reports for it meanwhile stands.
+class ChangeHandler::Judgement
+{
+public:
+    Judgement(WatcherState& state, const CString& path) : m(state), m_path(path)
+    {
+        const ObjectLock lock(m.locks, &m.store);
+        m_look.emplace(m.store, path);
+    }
+    ~Judgement()
+    {
+        const ObjectLock lock(m.locks, &m.store);
+        m_look.reset();
+    }
+    Judgement(const Judgement&) = delete;
+    Judgement& operator=(const Judgement&) = delete;
+
+    const NotificationPtr& Before() const { return m_look->Before(); }
+    // Drops what was pending.
+    void Drop()
+    {
+        const ObjectLock lock(m.locks, &m.store);
+        if (!m_look->WasReported())
+            m.store.Erase(m_path);
+    }
+    // False when another thread has seen the path go: that is the later word.
+    bool Put(const NotificationPtr& notification)
+    {
+        const ObjectLock lock(m.locks, &m.store);
+        if (m_look->WasReported() && IsDeletion(m.store.Find(m_path)))
+            return false;
+        m.store.Put(m_path, notification);
+        return true;
+    }
+
+private:
+    WatcherState& m;
+    const CString& m_path;
+    std::optional<NotificationStore::Look> m_look; // made and destroyed with the store locked
+};
+
 // What is cut short is found again by looking.
 template <typename Change>
 void ChangeHandler::Take(Change change) noexcept
 {
     if (!Completes(L"Taking a change in", change))
-        m.MakeFullEnumerationDue();
+        m.due.MakeFull();
 }
 
 void ChangeHandler::OnFileAdded(const wchar_t* path)
@@ -109,13 +150,11 @@ void ChangeHandler::OnReadChangesError(DWORD error, const wchar_t* directory)
     // Lost changes: the root must be looked at again. Any other error has ended the watch, and the watch
     // thread, which compares what it wants watched with what is, starts it anew; changes were lost then, too.
     g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Changes below %s were lost: %d", directory, error);
-    Take([&] {
-        const CSingleLock lock(m.pendingDrivesLock);
-        m.lostRoots[OrbFilter::StripToRoot(directory)] = m.clock->Seconds();
-    });
+    Take([&] { m.due.ReportLoss(OrbFilter::StripToRoot(directory), m.clock->Seconds()); });
 }
 
-std::optional<CString> ChangeHandler::NormalizeEventPath(const wchar_t* path, std::optional<DWORD> listed)
+std::optional<ChangeHandler::EventPath> ChangeHandler::NormalizeEventPath(const wchar_t* path,
+                                                                          std::optional<DWORD> listed)
 {
     const CString given(path);
     if (given.IsEmpty() || given.GetLength() > LongestEventPath || m.ownFiles.Contains(given))
@@ -125,9 +164,13 @@ std::optional<CString> ChangeHandler::NormalizeEventPath(const wchar_t* path, st
         return std::nullopt;
     if (listed ? (*listed & FILE_ATTRIBUTE_DIRECTORY) != 0 : IsDirectory(normal))
         normal = WithBackslash(normal);
-    const ObjectLock lock(m.locks, &m.filter);
-    m.filter.UpdateJunctionDestination(normal);
-    return normal;
+    EventPath event{normal, false};
+    {
+        const ObjectLock lock(m.locks, &m.filter);
+        m.filter.UpdateJunctionDestination(event.path);
+    }
+    event.throughLink = event.path != normal;
+    return event;
 }
 
 std::optional<ChangeHandler::Classified> ChangeHandler::ClassifyPath(const CString& path, PathOutcome* refusal)
@@ -198,26 +241,12 @@ void ChangeHandler::DropPending(const CString& path)
     m.store.Erase(path);
 }
 
-// While the store was left, another thread may have seen the file go: that is the later word.
-bool ChangeHandler::WasDeletedSince(const CString& path, const NotificationPtr& before) const
-{
-    const NotificationPtr now = m.store.Find(path);
-    return now != before && IsDeletion(now);
-}
-
 // A file or another folder has taken the place of a folder that is gone: what was in that one is still to be looked
 // for, under the other spelling of the path, which nothing that is there now has.
 void ChangeHandler::KeepDeletionOfChildren(const CString& path, const NotificationPtr& pending)
 {
     if (IsDeletion(pending) && CIndexDB::HasCachedItemsBelow(path))
         m.store.Put(OtherSpelling(path), pending);
-}
-
-void ChangeHandler::DropUnlessDeleted(const CString& path, const NotificationPtr& before)
-{
-    const ObjectLock lock(m.locks, &m.store);
-    if (!WasDeletedSince(path, before))
-        m.store.Erase(path);
 }
 
 // A path that could not be normalised. A short name without a long form is of something that is not there.
@@ -238,67 +267,72 @@ bool ChangeHandler::IsWaiting(const CString& path) const
 PathOutcome ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, bool expandDirectory, bool allowInstantRun,
                                               std::optional<DWORD> listed)
 {
-    const std::optional<CString> path = NormalizeEventPath(eventPath, listed);
-    if (!path)
+    const std::optional<EventPath> event = NormalizeEventPath(eventPath, listed);
+    if (!event)
         return DroppedAs(eventPath);
+    const CString& path = event->path;
     PathOutcome refusal = PathOutcome::NotSelected;
-    const std::optional<Classified> classified = ClassifyPath(*path, &refusal);
+    const std::optional<Classified> classified = ClassifyPath(path, &refusal);
     if (!classified) {
         if (expandDirectory)
-            AddSelectedBelow(*path);
+            AddSelectedBelow(*event);
         return refusal;
     }
-    NotificationPtr before;
     {
         ObjectLock lock(m.locks, &m.store);
-        const NotificationPtr pending = m.store.Find(*path);
-        if (IsDeletion(pending) && m.IsGone(*path))
+        const NotificationPtr pending = m.store.Find(path);
+        if (IsDeletion(pending) && m.IsGone(path))
             return PathOutcome::Missing;
-        KeepDeletionOfChildren(*path, pending);
+        KeepDeletionOfChildren(path, pending);
         // Only deletions carry a time: one that is followed at once by the file's return is a save that
         // replaces the file.
         if (pending && m.clock->FileTime() <= pending->timeStamp + ReplacedWithin) {
-            m.store.Erase(*path);
+            m.store.Erase(path);
             lock.Leave();
-            ProcessModified(*path);
-            // A folder that was swapped for another has other contents.
-            if (expandDirectory)
-                AddDirectoryChildren(*path);
-            return IsWaiting(*path) ? PathOutcome::Queued : PathOutcome::Unchanged;
+            return Replace(*event, expandDirectory);
         }
-        before = pending;
     }
+    const PathOutcome outcome = QueueAdded(*event, *classified, expandDirectory, listed, refusal);
+    if (outcome == PathOutcome::Queued && allowInstantRun && m_watcher.IsOnlineInstantRunAllowed(path))
+        m_watcher.SignalInstantRunEvent();
+    return outcome;
+}
+
+PathOutcome ChangeHandler::Replace(const EventPath& event, bool expandDirectory)
+{
+    ProcessModified(event.path);
+    // A folder that was swapped for another has other contents.
+    if (expandDirectory)
+        AddDirectoryChildren(event);
+    return IsWaiting(event.path) ? PathOutcome::Queued : PathOutcome::Unchanged;
+}
+
+PathOutcome ChangeHandler::QueueAdded(const EventPath& event, const Classified& classified, bool expandDirectory,
+                                      std::optional<DWORD> listed, PathOutcome refusal)
+{
+    const CString& path = event.path;
+    Judgement judgement(m, path);
     auto notification = std::make_shared<Notification>();
-    FillFromRules(*notification, classified->rules);
-    if (IsHiddenSkipped(*path, *notification, listed)) {
-        g_OrbLog.Log(L"File: %s is Hidden and will be skipped", path->GetString());
+    FillFromRules(*notification, classified.rules);
+    if (IsHiddenSkipped(path, *notification, listed)) {
+        g_OrbLog.Log(L"File: %s is Hidden and will be skipped", path.GetString());
         // A vanished file counts as hidden; its deletion is still to be recorded.
-        const bool gone = m.IsGone(*path);
-        if (!IsDeletion(before) || !gone)
-            DropUnlessDeleted(*path, before);
-        return DroppedAsHidden(*path, gone);
+        const bool gone = m.IsGone(path);
+        if (!IsDeletion(judgement.Before()) || !gone)
+            judgement.Drop();
+        return DroppedAsHidden(path, gone);
     }
     if (expandDirectory)
-        AddDirectoryChildren(*path);
-    const std::optional<PathOutcome> duplicate = IsDuplicateNotification(*path);
-    if (duplicate || classified->result == NotApplicable) {
-        DropUnlessDeleted(*path, before);
+        AddDirectoryChildren(event);
+    const std::optional<PathOutcome> duplicate = IsDuplicateNotification(path);
+    if (duplicate || classified.result == NotApplicable) {
+        judgement.Drop();
         return duplicate.value_or(refusal);
     }
-    {
-        const ObjectLock lock(m.locks, &m.store);
-        if (WasDeletedSince(*path, before))
-            return PathOutcome::Missing;
-        m.store.Put(*path, notification);
-    }
-    if (allowInstantRun && m_watcher.IsOnlineInstantRunAllowed(*path))
-        m_watcher.SignalInstantRunEvent();
-    if (m.overlay && (notification->ruleFlags & QueueFlags::ShowOverlay)) {
-        CString shown = *path;
-        if (IsDirectory(shown))
-            shown = WithBackslash(shown);
-        SetOverlay(shown, OverlayStatus::Pending);
-    }
+    if (!judgement.Put(notification))
+        return PathOutcome::Missing;
+    if (m.overlay && (notification->ruleFlags & QueueFlags::ShowOverlay))
+        SetOverlay(IsDirectory(path) ? WithBackslash(path) : path, OverlayStatus::Pending);
     return PathOutcome::Queued;
 }
 
@@ -315,41 +349,41 @@ void ChangeHandler::KeepUnreachable(const wchar_t* path)
 
 void ChangeHandler::ProcessModified(const wchar_t* eventPath)
 {
-    const std::optional<CString> path = NormalizeEventPath(eventPath);
-    if (!path)
+    const std::optional<EventPath> event = NormalizeEventPath(eventPath);
+    if (!event)
         return;
-    const std::optional<Classified> classified = ClassifyPath(*path);
+    const CString& path = event->path;
+    const std::optional<Classified> classified = ClassifyPath(path);
     if (!classified)
         return;
     {
         const ObjectLock lock(m.locks, &m.store);
-        const NotificationPtr pending = m.store.Find(*path);
-        if (IsDeletion(pending) && m.IsGone(*path))
+        const NotificationPtr pending = m.store.Find(path);
+        if (IsDeletion(pending) && m.IsGone(path))
             return;
-        KeepDeletionOfChildren(*path, pending);
+        KeepDeletionOfChildren(path, pending);
     }
-    if (IsDuplicateNotification(*path) || classified->result == NotApplicable) {
-        DropPending(*path);
-        return;
-    }
+    Judgement judgement(m, path);
+    if (IsDuplicateNotification(path) || classified->result == NotApplicable)
+        return judgement.Drop();
     std::shared_ptr<Notification> notification;
     {
         const ObjectLock lock(m.locks, &m.store);
-        const NotificationPtr pending = m.store.Find(*path);
+        const NotificationPtr pending = m.store.Find(path);
         // A pending addition or modification stands as it is, its time stamp included.
         if (pending && !IsDeletion(pending))
-            return;
+            return m.store.NoteReport(path);
         notification = std::make_shared<Notification>();
         notification->kind = NotificationKind::Modified;
         FillFromRules(*notification, classified->rules);
-        if (IsHiddenSkipped(*path, *notification)) {
-            m.store.Erase(*path);
+        if (IsHiddenSkipped(path, *notification)) {
+            m.store.Erase(path);
             return;
         }
-        m.store.Put(*path, notification);
+        m.store.Put(path, notification);
     }
     if (notification->ruleFlags & QueueFlags::ShowOverlay)
-        MarkModifiedInOverlay(*path);
+        MarkModifiedInOverlay(path);
 }
 
 void ChangeHandler::SetOverlay(const CString& path, std::int32_t status)

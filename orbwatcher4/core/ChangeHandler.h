@@ -34,14 +34,20 @@ public:
     // A path that waits for backup and cannot be looked at now, its drive being away: it goes on waiting.
     void KeepUnreachable(const wchar_t* path);
 
-    // The path as the rules and the store see it; nothing when the event is to be dropped.
-    std::optional<CString> NormalizeEventPath(const wchar_t* path, std::optional<DWORD> listed = std::nullopt);
+    // The path of an event as the rules and the store see it.
+    struct EventPath {
+        CString path;     // a folder that is there ends in a backslash
+        bool throughLink; // a remembered link lies on the way: `path` is where that leads
+    };
+    // Nothing when the event is to be dropped.
+    std::optional<EventPath> NormalizeEventPath(const wchar_t* path, std::optional<DWORD> listed = std::nullopt);
 
 private:
     struct Classified {
         InclusionType result;
         FilterList rules;
     };
+    class Judgement;
 
     template <typename Change>
     void Take(Change change) noexcept;
@@ -53,17 +59,18 @@ private:
     bool IsWaiting(const CString& path) const;
     bool IsHiddenSkipped(const CString& path, const Notification& notification,
                          std::optional<DWORD> listed = std::nullopt);
-    void AddDirectoryChildren(const CString& path);
-    void AddSelectedBelow(const CString& path);
+    void AddDirectoryChildren(const EventPath& folder);
+    void AddSelectedBelow(const EventPath& folder);
     void ReadEnded(const CString& path, DWORD error);
     // Nothing when the path must be backed up; otherwise why it need not.
     std::optional<PathOutcome> IsDuplicateNotification(const CString& path);
     bool WasUploaded(const CString& path, std::uint64_t modificationTime);
     void DropPending(const CString& path);
-    void DropUnlessDeleted(const CString& path, const NotificationPtr& before);
-    // With the store locked, both.
+    PathOutcome Replace(const EventPath& path, bool expandDirectory);
+    PathOutcome QueueAdded(const EventPath& path, const Classified& classified, bool expandDirectory,
+                           std::optional<DWORD> listed, PathOutcome refusal);
+    // With the store locked.
     void KeepDeletionOfChildren(const CString& path, const NotificationPtr& pending);
-    bool WasDeletedSince(const CString& path, const NotificationPtr& before) const;
     void RecordRemoval(const CString& path, const FilterList& rules);
     void SetOverlay(const CString& path, std::int32_t status);
     void MarkModifiedInOverlay(const CString& path);

@@ -1,6 +1,7 @@
 // The paths that the index holds and nobody has seen on the disk yet.
 #include "companions/indexdb/OrbIndexDB.h"
 #include "companions/logging/OrbLogging.h"
+#include "orbwatcher4/core/Completes.h"
 #include "orbwatcher4/core/FileFindData.h"
 #include "orbwatcher4/core/WatcherState.h"
 #include "support/Backslash.h"
@@ -29,18 +30,19 @@ public:
     {
         const auto [root, isNew] = m_reachable.try_emplace(RootOf(path));
         if (isNew)
-            root->second = GetFileAttributesW(root->first) != INVALID_FILE_ATTRIBUTES || !IsAway(GetLastError());
+            root->second = GetFileAttributesW(root->first) != INVALID_FILE_ATTRIBUTES;
         return root->second;
+    }
+    std::vector<CString> Unreachable() const
+    {
+        std::vector<CString> roots;
+        for (const auto& [root, reachable] : m_reachable)
+            if (!reachable)
+                roots.push_back(root);
+        return roots;
     }
 
 private:
-    // Any other failure says nothing: each path is asked for itself.
-    static bool IsAway(DWORD error)
-    {
-        return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND || error == ERROR_NOT_READY ||
-               error == ERROR_BAD_NETPATH || error == ERROR_BAD_NET_NAME;
-    }
-
     std::map<CString, bool> m_reachable;
 };
 
@@ -48,8 +50,11 @@ private:
 
 void COrbWatcher::RemoveFromDeleteMap(const wchar_t* path)
 {
-    const CSingleLock lock(SectionOf(m->useDrDeleteMap));
-    MapOf(m->useDrDeleteMap).erase(WithoutBackslash(path)); // as items are
+    // What stays for want of memory is looked for on the disk before it is reported.
+    Completes(L"RemoveFromDeleteMap", [&] {
+        const CSingleLock lock(SectionOf(m->useDrDeleteMap));
+        MapOf(m->useDrDeleteMap).erase(WithoutBackslash(path)); // as items are
+    });
 }
 
 bool COrbWatcher::IsInDeleteMap(const wchar_t* path)
@@ -61,18 +66,28 @@ bool COrbWatcher::IsInDeleteMap(const wchar_t* path)
 
 void COrbWatcher::TrimDeleteMap()
 {
+    const ActingForUser user(m->userToken);
+    if (!Completes(L"TrimDeleteMap", [this] { ReportAllVanished(); }))
+        m->due.MakeFull();
+}
+
+void COrbWatcher::ReportAllVanished()
+{
     const CSingleLock lock(SectionOf(m->useDrDeleteMap));
     Roots roots;
-    for (const auto& [path, id] : MapOf(m->useDrDeleteMap)) {
-        if (m->stop.IsSet())
-            break;
-        if (roots.IsReachable(path))
-            ReportVanished(path);
+    // What was judged goes. The next enumeration fills the map anew.
+    std::erase_if(MapOf(m->useDrDeleteMap), [&](const auto& entry) {
+        return !m->stop.IsSet() && roots.IsReachable(entry.first) && JudgeVanished(entry.first);
+    });
+    for (const CString& root : roots.Unreachable()) {
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"What disappeared from %s is looked for when it can be reached",
+                          root.GetString());
+        m->due.ReportLeftOut(OrbFilter::StripToRoot(root), m->clock->Seconds());
     }
 }
 
-// Gone, and still selected: what the index holds of it is to be deleted.
-void COrbWatcher::ReportVanished(const CString& path)
+// Gone, and still selected: what the index holds of it is to be deleted. False when nothing could be found out.
+bool COrbWatcher::JudgeVanished(const CString& path)
 {
     CString asked = path;
     if (IsDirectory(path))
@@ -83,23 +98,34 @@ void COrbWatcher::ReportVanished(const CString& path)
         selected = m->filter.CheckForInclusion(asked, nullptr, true, true) == Included;
     }
     if (!selected)
-        return;
+        return true;
     if (!m->IsGone(path))
-        return NoteUnknown(path);
+        return !IsUnknown(path);
     g_OrbLog.Log(m->useDrDeleteMap ? L"Removing deleted file from DR backup: %s"
                                    : L"Removing deleted file from data backup: %s",
                  path.GetString());
+    m->due.Found(path);
     m->changeHandler.OnFileRemoved(path);
+    return true;
 }
 
-// Neither there nor known to be gone: the run has found out nothing about it.
-void COrbWatcher::NoteUnknown(const CString& path)
+// Neither there nor known to be gone: the run has found out nothing about it. Another run would find no more in what
+// may not be looked at; any other failure may pass.
+bool COrbWatcher::IsUnknown(const CString& path)
 {
-    if (m->volumes.IsOther(path) || GetFileAttributesW(SystemPath(path)) != INVALID_FILE_ATTRIBUTES)
-        return;
+    if (m->volumes.IsOther(path))
+        return true;
+    if (GetFileAttributesW(SystemPath(path)) != INVALID_FILE_ATTRIBUTES) {
+        m->due.Found(path);
+        return false;
+    }
+    const DWORD error = GetLastError();
     g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Whether %s was deleted cannot be found out: %d", path.GetString(),
-                      GetLastError());
-    m->MakeFullEnumerationDue();
+                      error);
+    m->enumeration.CountBeside(PathOutcome::Unreadable);
+    if (error != ERROR_ACCESS_DENIED)
+        m->due.MakeFullOnceFor(path);
+    return true;
 }
 
 // Everything that the index holds on the root: what an enumeration meets is taken out again.
@@ -107,6 +133,13 @@ void COrbWatcher::FillDeleteMap(const CString& root)
 {
     if (m->indexDB.IsEmpty())
         return;
+    if (!CIndexDB::CacheLoaded()) {
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__,
+                          L"What disappeared from %s cannot be found, the cache of the index is not loaded",
+                          root.GetString());
+        m->due.MakeFull();
+        return;
+    }
     CIndexDB index;
     index.SetDBFilePath(m->indexDB);
     DeleteMap found;
@@ -120,7 +153,7 @@ void COrbWatcher::FillDeleteMap(const CString& root)
     if (error != CIndexDB::Error::None && error != CIndexDB::Error::NotFound) {
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"What disappeared from %s cannot be found, the index failed: %s",
                           root.GetString(), index.GetLastDbErrorText().GetString());
-        m->MakeFullEnumerationDue();
+        m->due.MakeFull();
     }
     const CSingleLock lock(SectionOf(m->useDrDeleteMap));
     MapOf(m->useDrDeleteMap).merge(found);

@@ -22,11 +22,12 @@ bool Exists(const CString& path) { return GetFileAttributesW(SystemPath(path)) !
 int COrbWatcher::ImmediateProcessDeletedFiles()
 {
     const COrbFuncLog guard(L"COrbWatcher::ImmediateProcessDeletedFiles");
-    const CallerTokenScope token;
+    // The user may reach drives and shares that the service does not.
+    const ActingForUser user(m->userToken);
     const CSingleLock lock(m->deletedFilesLock);
     // What was cut short goes on waiting; but what came back while its record was written was taken for unchanged.
     if (!Completes(L"The processing of deletions", [&] { DeletedFiles(*m).Process(); }))
-        m->MakeFullEnumerationDue();
+        m->due.MakeFull();
     return 0;
 }
 
@@ -38,18 +39,33 @@ void COrbWatcher::SetDeletionListener(std::function<void(const DeletionRecord&)>
 void DeletedFiles::Process()
 {
     CollectVanished();
-    if (m_entries.empty() || !OpenIndex())
+    if (m_entries.empty())
+        return;
+    // Reset at the end: whatever makes this return early passes, and the deletions are processed again then.
+    m.deletionsWait = true;
+    if (!IsCacheLoaded() || !OpenIndex())
         return;
     while (!m_entries.empty() && CollectEntry(m_entries.begin()->first, *m_entries.begin()->second))
         m_settled.insert(m_entries.extract(m_entries.begin()));
-    if (m_records.empty())
-        return TakeSettled();
-    if (!Write())
-        return;
-    Tell();
-    Export();
+    const bool all = m_entries.empty();
+    if (!m_records.empty()) {
+        if (!Write())
+            return;
+        Tell();
+        Export();
+    }
     TakeSettled();
     QueueReturned();
+    m.deletionsWait = !all;
+}
+
+// Without the cache nobody knows what is indexed: every deletion would be skipped, and forgotten.
+bool DeletedFiles::IsCacheLoaded() const
+{
+    if (CIndexDB::CacheLoaded())
+        return true;
+    g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Deletions wait, the cache of the index is not loaded");
+    return false;
 }
 
 // A file that is back again stays pending, and so does what only cannot be reached.
@@ -202,11 +218,15 @@ bool DeletedFiles::WriteRecords(SettingsDatum& job, bool newJob)
     return m_index.Update(job);
 }
 
+// The export must not depend on what a listener does.
 void DeletedFiles::Tell() const
 {
-    for (const Record& record : m_records)
-        if (m.deletionListener)
+    if (!m.deletionListener)
+        return;
+    Completes(L"The listener of deletions", [this] {
+        for (const Record& record : m_records)
             m.deletionListener({record.path, record.datum.id, record.datum.jobId});
+    });
 }
 
 // What came back while its record was being written was taken for unchanged: it is new now.
@@ -236,8 +256,10 @@ CString DeletedFiles::ExportPath()
         return m.online->GetTransactionXml(number, false, true);
     }
     const CString& folder = m.destBackupFolderDB;
-    if (!PathFileExistsW(folder))
+    if (!IsDirectory(folder)) {
+        DeleteFileW(folder); // a plain file in its place would refuse every export
         SHCreateDirectoryExW(nullptr, folder, nullptr);
+    }
     CString path;
     for (int number = 0; path.IsEmpty() || PathFileExistsW(path); ++number)
         path.Format(L"%s\\Index.tdb.%d", folder.GetString(), number);

@@ -37,6 +37,7 @@ private:
 
     void CollectVanished();
     bool CanBeSettled(const CString& path) const;
+    bool IsCacheLoaded() const;
     bool OpenIndex();
     bool CollectEntry(const CString& path, const Notification& notification);
     // Nothing when the index could not be read to its end.

@@ -4,7 +4,6 @@
 #include "orbwatcher4/core/FileFindData.h"
 #include "orbwatcher4/core/WatcherState.h"
 #include "support/Backslash.h"
-#include "support/CaseFold.h"
 #include "support/Privileges.h"
 #include "support/SystemPath.h"
 
@@ -58,9 +57,13 @@ bool IsPlainFolder(DWORD attributes)
 
 } // namespace
 
-// What is not reached is found by the next full enumeration.
-void ChangeHandler::AddDirectoryChildren(const CString& path)
+// What is not reached is found by the next full enumeration. A folder behind a remembered link is not entered: the link
+// may lead to a folder above itself, and what changes where it leads is reported there.
+void ChangeHandler::AddDirectoryChildren(const EventPath& folder)
 {
+    const CString& path = folder.path;
+    if (folder.throughLink)
+        return;
     AskForPrivilegesOnce();
     const DWORD attributes = OwnAttributes(path);
     if (attributes == INVALID_FILE_ATTRIBUTES)
@@ -73,7 +76,7 @@ void ChangeHandler::AddDirectoryChildren(const CString& path)
         return ReadEnded(path, GetLastError());
     do {
         if (m.stop.IsSet()) {
-            m.MakeFullEnumerationDue();
+            m.due.MakeFull();
             return;
         }
         if (!IsDots(data.cFileName))
@@ -83,19 +86,17 @@ void ChangeHandler::AddDirectoryChildren(const CString& path)
 }
 
 // A folder need not be selected for what is in it to be: it may have been moved there with all of that.
-void ChangeHandler::AddSelectedBelow(const CString& path)
+void ChangeHandler::AddSelectedBelow(const EventPath& folder)
 {
-    if (!EndsInBackslash(path))
+    if (!EndsInBackslash(folder.path))
         return;
-    FilterList rules;
+    bool maySelect = false;
     {
         const ObjectLock lock(m.locks, &m.filter);
-        rules = m.filter.RulesOf(path);
+        maySelect = m.filter.MaySelectBelow(folder.path);
     }
-    for (const FilterPtr& rule : rules)
-        if (rule->incEx == WatcherEnum::Include && rule->path.GetLength() > path.GetLength() &&
-            BeginsNoCase(rule->path.View(), path.View()))
-            OnFileAdded(rule->path);
+    if (maySelect)
+        AddDirectoryChildren(folder);
 }
 
 // A folder that the watcher may not read is none that another look would find more in.
@@ -107,5 +108,5 @@ void ChangeHandler::ReadEnded(const CString& path, DWORD error)
     g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"The folder %s could not be read to its end: %d", path.GetString(),
                       error);
     if (error != ERROR_ACCESS_DENIED)
-        m.MakeFullEnumerationDue();
+        m.due.MakeFull();
 }

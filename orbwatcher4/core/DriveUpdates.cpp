@@ -76,9 +76,15 @@ void COrbWatcher::RemoveDrive(const CString& root)
 
 bool COrbWatcher::GetWatchedDrives(CString& out)
 {
-    const ObjectLock lock(m->locks, &m->filter);
-    for (const auto& [root, drive] : m->filter.GenerateDriveList())
-        if (root.GetLength() > 2 && root[1] == L':')
-            out += static_cast<wchar_t>(towupper(root[0]));
+    Completes(L"GetWatchedDrives", [&] {
+        CString letters;
+        {
+            const ObjectLock lock(m->locks, &m->filter);
+            for (const auto& [root, drive] : m->filter.GenerateDriveList())
+                if (root.GetLength() > 2 && root[1] == L':')
+                    letters += static_cast<wchar_t>(towupper(root[0]));
+        }
+        out += letters;
+    });
     return true;
 }

@@ -37,6 +37,8 @@ bool DumpWriter::Write(const CString& path)
     return false;
 }
 
+bool DumpWriter::Flush() { return m_writer.Flush(m_file.Get()); }
+
 DumpRead ReadDump(const CString& path, const std::function<bool()>& stop,
                   const std::function<void(const CString&)>& line)
 {

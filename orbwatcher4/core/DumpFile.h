@@ -21,6 +21,8 @@ public:
     bool IsOpen() const { return static_cast<bool>(m_file); }
     // False when the line could not be written whole; the file then ends with the last whole line.
     bool Write(const CString& path);
+    // Puts what was written on the disk itself. False when the system cannot.
+    bool Flush();
 
 private:
     FileHandle m_file;

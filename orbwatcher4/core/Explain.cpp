@@ -1,5 +1,6 @@
 // Why a path is selected or not.
 #include "orbwatcher4/core/Classify.h"
+#include "orbwatcher4/core/Completes.h"
 #include "orbwatcher4/core/WatcherState.h"
 
 #include <algorithm>
@@ -43,8 +44,15 @@ PathExplanation::Reason ReasonOf(WatcherState& m, const CString& path, bool hand
 PathExplanation COrbWatcher::Explain(const wchar_t* path)
 {
     PathExplanation explanation;
-    const std::optional<CString> normal = m->changeHandler.NormalizeEventPath(path);
-    explanation.path = normal ? *normal : CString(path);
+    Completes(L"Explain", [&] { explanation = ExplainPath(path); });
+    return explanation;
+}
+
+PathExplanation COrbWatcher::ExplainPath(const wchar_t* path)
+{
+    PathExplanation explanation;
+    const std::optional<ChangeHandler::EventPath> normal = m->changeHandler.NormalizeEventPath(path);
+    explanation.path = normal ? normal->path : CString(path);
     explanation.reason = ReasonOf(*m, explanation.path, normal.has_value());
     if (explanation.reason != PathExplanation::Reason::Rules)
         return explanation;

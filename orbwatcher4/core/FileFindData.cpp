@@ -34,6 +34,8 @@ CString RootOf(const wchar_t* path)
     return root;
 }
 
+bool IsReachable(const wchar_t* path) { return GetFileAttributesW(RootOf(path)) != INVALID_FILE_ATTRIBUTES; }
+
 bool IsReallyGone(const wchar_t* path)
 {
     if (GetFileAttributesW(SystemPath(path)) != INVALID_FILE_ATTRIBUTES)
@@ -41,5 +43,5 @@ bool IsReallyGone(const wchar_t* path)
     const DWORD error = GetLastError();
     if (error != ERROR_FILE_NOT_FOUND && error != ERROR_PATH_NOT_FOUND && error != ERROR_INVALID_NAME)
         return false;
-    return GetFileAttributesW(RootOf(path)) != INVALID_FILE_ATTRIBUTES;
+    return IsReachable(path);
 }

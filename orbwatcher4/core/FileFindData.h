@@ -14,5 +14,7 @@ bool IsDirectory(const wchar_t* path);
 
 // The root that a path lies on, with a trailing backslash.
 CString RootOf(const wchar_t* path);
+// True when the drive or share that the path lies on can be looked at.
+bool IsReachable(const wchar_t* path);
 // True when nothing is there although the drive or share is: not when it merely cannot be reached now.
 bool IsReallyGone(const wchar_t* path);

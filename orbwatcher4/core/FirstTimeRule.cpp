@@ -9,85 +9,60 @@
 namespace
 {
 
-constexpr std::int64_t MinutesBetweenChecks = 30;
-constexpr std::int64_t QuietSecondsAfterLoss = 5;
 constexpr std::int32_t DefaultScanInterval = 24; // hours
 constexpr std::int64_t SecondsPerHour = 3600;
 
-// Process-wide: several watchers together check as often as one. Seconds since 1970.
-std::atomic<std::int64_t> g_lastCheck{0};
-
 } // namespace
 
-void WatchLoop::ForgetLastCheck() { g_lastCheck = 0; }
-
-// Each root once in a quiet time, however often changes were lost: more of them begin the wait anew, and those that
-// come while the root is being looked at are looked for when that has ended.
-void WatchLoop::RescanLostRoots()
+// Each root once in a quiet time, however often changes were lost. Changes that are lost while the root is being
+// enumerated are looked for after that.
+void WatchLoop::RescanDueRoots()
 {
     const CSingleLock drives(m.driveListLock);
-    std::vector<CString> due;
-    {
-        const CSingleLock lock(m.pendingDrivesLock);
-        for (auto& [root, last] : m.lostRoots) {
-            last = std::min(last, m_now); // a clock that was set back starts the wait anew
-            if (m_now > last + QuietSecondsAfterLoss && IsPresent(root))
-                due.push_back(root);
-        }
-    }
-    for (const CString& root : due)
-        RunSingleDrive(root, "lostChanges");
+    for (const CString& root : m.due.ReadyRescans(m_now))
+        if (const auto rescan = m.due.DueRescan(root); rescan && IsPresent(root))
+            RunSingleDrive(root, rescan->reason);
 }
 
-// One that is away, or under whose letter another volume is, is looked at when it returns.
+// Absent drives, letters that hold another volume, and drives that are about to go are rescanned on return.
 bool WatchLoop::IsPresent(const CString& root) const
 {
     const auto drive = m.drives.find(root);
-    return drive == m.drives.end() || drive->second.volumeMatches;
+    return drive == m.drives.end() || (drive->second.volumeMatches && drive->second.removed != 1);
 }
 
-// False when the root is being looked at already; it is looked at again after that.
+// Returns false when no run could begin, above all while one over the same root goes on: the rescan stays due.
 bool WatchLoop::RunSingleDrive(const CString& root, const char* reason)
 {
-    LostRoots::node_type lost;
-    {
-        // Whatever was lost before is found now; what is lost from here on is looked for again.
-        const CSingleLock lock(m.pendingDrivesLock);
-        lost = m.lostRoots.extract(root);
-    }
+    DueEnumerations::Rescans::node_type due = m.due.Take(root);
     bool started = false;
-    Completes(L"The start of a run over one drive", [&] { started = m_watcher.StartSingleDriveRun(root); });
-    if (!started) {
-        LookLater(root, std::move(lost));
-        return false;
+    Completes(L"The start of a run over one drive", [&] {
+        m_begun.reserve(m_begun.size() + 1); // the announcement must not fail once the run goes on
+        started = m_watcher.StartSingleDriveRun(root);
+    });
+    if (started) {
+        m_begun.emplace_back(root, reason);
+        return true;
     }
-    if (m.rescanListener)
-        m.rescanListener(root, reason);
-    return true;
+    if (!Completes(L"Keeping a rescan due", [&] { m.due.GiveBack(root, std::move(due), reason, m_now); }))
+        m.due.MakeFull();
+    return false;
 }
 
-void WatchLoop::LookLater(const CString& root, LostRoots::node_type lost)
+// With no lock held: the listener may call the watcher.
+void WatchLoop::Announce()
 {
-    const auto note = [&] {
-        const CSingleLock lock(m.pendingDrivesLock);
-        if (lost)
-            m.lostRoots.insert(std::move(lost));
-        else
-            m.lostRoots.try_emplace(root, m_now);
-    };
-    if (!Completes(L"Noting that a root is to be looked at", note))
-        m.MakeFullEnumerationDue();
+    for (const auto& [root, reason] : std::exchange(m_begun, {}))
+        if (m.rescanListener)
+            Completes(L"The listener of rescans", [&] { m.rescanListener(root, reason); });
 }
-
-// A last check in the future means that the clock was set back.
-bool WatchLoop::IsTooEarly() const { return m_now >= g_lastCheck && (m_now - g_lastCheck) / 60 < MinutesBetweenChecks; }
 
 void WatchLoop::CheckFirstTimeRule()
 {
     const ObjectLock lock(m.locks, &m.filter);
-    if (m_watcher.IsFirstTimeEnumRunning() || IsTooEarly())
+    if (!m.selectionLoaded || m_watcher.IsFirstTimeEnumRunning() || DueEnumerations::IsCheckTooEarly(m_now))
         return;
-    g_lastCheck = m_now;
+    DueEnumerations::NoteCheck(m_now);
     if (!IsFirstTimeRunDue() || m_watcher.IsFirstTimeEnumRunning())
         return;
     g_OrbLog.Log(L"Rescanning selections based on time rule");

@@ -3,6 +3,7 @@
 #include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/core/Classify.h"
 #include "orbwatcher4/core/Completes.h"
+#include "orbwatcher4/core/FileFindData.h"
 #include "orbwatcher4/core/WatcherState.h"
 #include "orbwatcher4/filter/WalkObserver.h"
 #include "support/Impersonation.h"
@@ -107,10 +108,20 @@ int COrbWatcher::StartFirstTimeRun(int reload)
             return 0;
         m->enableFirstTime = 1;
         m->firstTime.running = 1;
-        m->firstTime.dueAgain = false;
         m->enumeration.Restart();
     }
-    m->BeginRun();
+    int started = 0;
+    if (!Completes(L"The start of the first-time run", [&] { started = BeginFirstTimeRun(reload); }))
+        m->due.MakeFull();
+    if (!started)
+        m->firstTime.running = 0;
+    return started;
+}
+
+int COrbWatcher::BeginFirstTimeRun(int reload)
+{
+    m->due.BeginRun();
+    m->due.FullBegins(); // an earlier crash that has just been noticed is made up for by this run
     // A run with the rules that are held is better than none, and none could be started any more.
     if (reload)
         Completes(L"The reload for the first-time run", [this] { ReloadForFirstTimeRun(); });
@@ -122,7 +133,6 @@ int COrbWatcher::StartFirstTimeRun(int reload)
             return 1;
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to start the first-time run: %d", GetLastError());
     }
-    m->firstTime.running = 0;
     return 0;
 }
 
@@ -147,16 +157,44 @@ unsigned __stdcall COrbWatcher::_FirstRunAllDrives(void* watcher)
         std::optional<RunningEvent> event;
         Completes(L"Telling of the first-time run", [&] { event.emplace(self.m->firstTimeHidden != 0); });
         if (!Completes(L"The first-time run", [&] { self.EnumerateAllDrives(); }))
-            self.m->MakeFullEnumerationDue();
+            self.m->due.MakeFull();
         const ObjectLock lock(self.m->locks, &self.m->firstTime);
+        event.reset(); // before another run can begin, whose event has the same name
         self.m->firstTime.running = 0;
         self.m->firstTime.succeeded = 1;
     }
     return 0;
 }
 
+// The drive as it is now counts, not as it was when the rules were loaded: walking another volume would hand its files
+// out under the paths of the recorded one, and walking a drive that is being removed would hold it.
+bool COrbWatcher::MayBeWalked(const CString& root)
+{
+    {
+        const CSingleLock lock(m->driveListLock);
+        const auto known = m->drives.find(root);
+        if (known != m->drives.end() && known->second.removed == 1)
+            return false;
+    }
+    return GetFileAttributesW(RootOf(root)) != INVALID_FILE_ATTRIBUTES && !m->volumes.IsOther(root);
+}
+
+void COrbWatcher::LeaveDriveOut(const CString& root)
+{
+    g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__,
+                      L"Initial scan started, but VolumeID doesn't match drive %s. Scan for this drive skipped.",
+                      root.GetString());
+    m->enumeration.CountBeside(PathOutcome::Missing);
+    m->due.ReportLeftOut(root, m->clock->Seconds());
+}
+
 void COrbWatcher::EnumerateAllDrives()
 {
+    if (!m->selectionLoaded) {
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"The enumeration waits until the selection can be read");
+        m->due.MakeFull();
+        return;
+    }
     DriveList drives;
     {
         const ObjectLock lock(m->locks, &m->filter);
@@ -165,23 +203,21 @@ void COrbWatcher::EnumerateAllDrives()
     for (const auto& [root, drive] : drives) {
         if (m->stop.IsSet())
             break;
-        if (!drive.volumeMatches) {
-            g_OrbLog.WriteLog(
-                2, L"OrbWatcher", __LINE__,
-                L"Initial scan started, but VolumeID doesn't match drive %s. Scan for this drive skipped.",
-                root.GetString());
-            m->enumeration.CountBeside(PathOutcome::Missing);
+        if (!MayBeWalked(root)) {
+            LeaveDriveOut(root);
             continue;
         }
         FillDeleteMap(root);
-        if (!FirstRun(root))
-            g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Error enumerating all files on disk, possible exception.");
+        if (FirstRun(root))
+            continue;
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Error enumerating all files on disk, possible exception.");
+        m->due.ReportLeftOut(root, m->clock->Seconds());
     }
     m->filter.ClearJunctionCache();
     if (!m->stop.IsSet())
         TrimDeleteMap();
     if (m->stop.IsSet())
-        m->MakeFullEnumerationDue();
+        m->due.MakeFull();
     else
         SignalFirstTimeCompletion();
 }
@@ -197,15 +233,7 @@ void COrbWatcher::SignalFirstTimeCompletion()
 
 void COrbWatcher::NoteFirstTimeRunCompleted()
 {
-    if (m->firstTime.dueAgain)
-        return;
-    CServiceRunSettings& settings = GetServiceRunSettings();
-    settings.SetValue(FirstTimeRunTimeKey, static_cast<std::int32_t>(m->clock->Seconds()));
-    // What was lost since the question above has been noted under the time.
-    if (m->firstTime.dueAgain)
-        settings.SetValue(FirstTimeRunTimeKey, 0);
-    if (!settings.Save())
-        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to note that the first-time run has completed");
+    Completes(L"Noting a completed enumeration", [this] { m->due.NoteFullCompleted(*m->clock); });
 }
 
 bool COrbWatcher::StartSingleDriveRun(const CString& root)
@@ -253,7 +281,7 @@ unsigned __stdcall COrbWatcher::_FirstRunSingleDrive(void* driveAndWatcher)
     };
     Completes(L"The run over one drive", look);
     if (!whole || self.m->stop.IsSet())
-        self.m->MakeFullEnumerationDue();
+        self.m->due.MakeFull();
     --self.m->firstTime.singleDriveRunsGoing;
     return whole ? 0 : RunFailed;
 }
@@ -262,7 +290,8 @@ EnumerationProgress COrbWatcher::GetEnumerationProgress()
 {
     // A run that has ended has counted everything: it is asked first.
     const int running = m->firstTime.running + m->firstTime.singleDriveRunsGoing;
-    EnumerationProgress progress = m->enumeration.Read();
+    EnumerationProgress progress;
+    Completes(L"GetEnumerationProgress", [&] { progress = m->enumeration.Read(); });
     progress.running = running;
     return progress;
 }
@@ -275,7 +304,14 @@ bool COrbWatcher::FirstRun(const wchar_t* drive)
 
 bool COrbWatcher::EnumerateIncludedFiles(const wchar_t* drive, const wchar_t* pattern, bool checkRules)
 {
-    const CallerTokenScope token;
+    const ActingForUser user(m->userToken);
+    bool whole = false;
+    Completes(L"EnumerateIncludedFiles", [&] { whole = EnumerateDrive(drive, pattern, checkRules); });
+    return whole;
+}
+
+bool COrbWatcher::EnumerateDrive(const wchar_t* drive, const wchar_t* pattern, bool checkRules)
+{
     if (checkRules) {
         std::vector<CString> files;
         bool onlyFiles = false;
@@ -287,8 +323,11 @@ bool COrbWatcher::EnumerateIncludedFiles(const wchar_t* drive, const wchar_t* pa
             if (onlyFiles)
                 m->filter.GetExplicitFiles(drive, files);
         }
-        for (const CString& file : files)
+        for (const CString& file : files) {
+            if (m->stop.IsSet())
+                return false;
             FileFoundCallback(file, std::numeric_limits<unsigned __int64>::max());
+        }
         if (onlyFiles)
             return true;
     }

@@ -4,6 +4,7 @@
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/core/Completes.h"
+#include "orbwatcher4/core/FileFindData.h"
 #include "orbwatcher4/core/WatcherState.h"
 #include "support/Backslash.h"
 #include "support/FileTimes.h"
@@ -40,11 +41,13 @@ void UpperCaseRoot(wchar_t* path)
         CharUpperBuffW(path + 2, 1);
 }
 
+// Of the file itself: the list of its folder may be behind it while it is open.
 std::uint64_t LastWriteTime(const wchar_t* path)
 {
-    WIN32_FIND_DATAW data;
-    const FindHandle found(FindFirstFileW(SystemPath(path), &data));
-    return found ? data.ftLastWriteTime.dwLowDateTime | std::uint64_t(data.ftLastWriteTime.dwHighDateTime) << 32 : 0;
+    WIN32_FILE_ATTRIBUTE_DATA data;
+    if (!GetFileAttributesExW(SystemPath(path), GetFileExInfoStandard, &data))
+        return 0;
+    return data.ftLastWriteTime.dwLowDateTime | std::uint64_t(data.ftLastWriteTime.dwHighDateTime) << 32;
 }
 
 struct Attributes {
@@ -70,6 +73,16 @@ std::optional<Attributes> ReadAttributes(const CString& path)
     if (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
         return Attributes{OwnAttributes(path, data.dwFileAttributes), 0};
     return Attributes{data.dwFileAttributes, data.nFileSizeLow | std::uint64_t(data.nFileSizeHigh) << 32};
+}
+
+// What the folder's list says of a file that the system does not let anybody look at.
+std::optional<Attributes> ListedAttributes(const CString& path)
+{
+    WIN32_FIND_DATAW data;
+    if (GetFileFindData(path, &data))
+        return Attributes{data.dwFileAttributes, data.nFileSizeLow | std::uint64_t(data.nFileSizeHigh) << 32};
+    g_OrbLog.Log(L"Failed to get file info: %s", path.GetString());
+    return std::nullopt;
 }
 
 void Reset(QueueDatum& out)
@@ -106,6 +119,9 @@ void FreeQueueAttachment(QueueAttachment* attachment)
 bool COrbWatcher::GetSingleNotification(void* sameRunIds, QueueDatum& out)
 {
     const COrbFuncLog guard(L"COrbWatcher::GetSingleNotification");
+    std::optional<ActingForUser> user;
+    if (m->userToken)
+        user.emplace(m->userToken);
     bool given = false;
     Completes(L"The hand-out", [&] { given = TakePending(sameRunIds, out); });
     return given;
@@ -159,14 +175,16 @@ HandOut::HandOut(COrbWatcher& watcher, WatcherState& state, std::set<unsigned __
 HandOut::Verdict HandOut::Offer(const NotificationStore::Entry& entry)
 {
     const CString& path = entry.path;
-    const std::optional<Attributes> attributes = ReadAttributes(path);
-    if (!attributes) {
-        // A drive that is away takes no pending file with it.
-        if (!m.IsGone(path))
-            return Verdict::Keep;
+    std::optional<Attributes> attributes = ReadAttributes(path);
+    if (!attributes && m.IsGone(path)) {
         g_OrbLog.Log(L"Not backing up deleted file %s.", path.GetString());
         return Verdict::Drop;
     }
+    // A drive that is away takes no pending file with it.
+    if (!attributes && IsReachable(path))
+        attributes = ListedAttributes(path);
+    if (!attributes)
+        return Verdict::Keep;
     Reset(m_out);
     if (m_online)
         if (const std::optional<Verdict> verdict = JudgeUploaded(path))

@@ -22,6 +22,7 @@ bool Reload(OrbFilter& filter, const CString& data, const CString& automatic, co
 
 } // namespace
 
+// Both filters as the files say. "Loaded" means that a selection was read, not that no error came.
 bool COrbWatcher::LoadSelection()
 {
     bool loaded = false;
@@ -43,6 +44,8 @@ void COrbWatcher::QueueRootsToWatch()
     const ObjectLock lock(m->locks, &m->filter);
     for (const auto& [root, drive] : m->filter.GenerateDriveList())
         RequestDrive(root);
+    const CSingleLock pending(m->pendingDrivesLock);
+    m->drivesChanged = true; // also for the roots that the rules name no more
 }
 
 bool COrbWatcher::ReloadRules(const wchar_t* advancedOfSecondary)
@@ -54,7 +57,9 @@ bool COrbWatcher::ReloadRules(const wchar_t* advancedOfSecondary)
     const bool second = Reload(m->secondaryFilter, m->secondaryXmlPath, m->secondaryXmlPath2, advancedOfSecondary);
     m->filter.SetSecondaryFilter(&m->secondaryFilter);
     m->volumes.Follow(m->filter.GenerateDriveList());
-    return first && second;
+    const bool loaded = first && second && !m->dataXmlPath.IsEmpty();
+    m->selectionLoaded = m->selectionLoaded || loaded;
+    return loaded;
 }
 
 int COrbWatcher::StartWatch()
@@ -64,18 +69,20 @@ int COrbWatcher::StartWatch()
     // An earlier run is ended before the filters are locked: its threads need them to end.
     if (m->watching.IsSet() || m->watchThread || m->overlayThread)
         StopThreads();
-    m->BeginRun();
+    m->due.BeginRun();
     m->watching.SetEvent();
     m->stop.ResetEvent();
     m->ready.ResetEvent();
     const auto load = [this] {
         const ObjectLock primary(m->locks, &m->filter);
         const ObjectLock secondary(m->locks, &m->secondaryFilter);
-        ReloadRules();
+        if (!ReloadRules())
+            g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"The selection could not be read whole: %s",
+                              m->dataXmlPath.GetString());
         FillPluginTable();
     };
     if (!Completes(L"Loading the selection", load))
-        m->MakeFullEnumerationDue();
+        m->due.MakeFull();
     if (m->overlay)
         m->overlayThread = StartWatcherThread(&_FirstTimeAutoExOverlayUpdater, this);
     if (m->overlay && !m->overlayThread)
@@ -92,7 +99,7 @@ void COrbWatcher::WatchNothing(DWORD error)
 {
     g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to start the watch thread: %d", error);
     m->watchThreadRuns = false;
-    m->MakeFullEnumerationDue();
+    m->due.MakeFull();
 }
 
 int COrbWatcher::AbortWatching()
@@ -144,8 +151,12 @@ bool COrbWatcher::WaitUntilReady(DWORD milliseconds) { return m->ready.Lock(mill
 
 std::vector<CString> COrbWatcher::GetWatchedRoots()
 {
-    const CSingleLock lock(m->driveListLock);
-    return m->watchedRoots;
+    std::vector<CString> roots;
+    Completes(L"GetWatchedRoots", [&] {
+        const CSingleLock lock(m->driveListLock);
+        roots = m->watchedRoots;
+    });
+    return roots;
 }
 
 bool COrbWatcher::IsAnyThreadRunning()
@@ -166,18 +177,16 @@ void COrbWatcher::DeInit()
     }
     if (!Completes(L"The dump", [this] { DumpStore(); })) {
         m->pendingKept = false;
-        m->MakeFullEnumerationDue();
+        m->due.MakeFull();
     }
     // The mark stays where the next start would otherwise know neither what is pending nor that it must look.
-    if (m->KeepEnumerationDue() && m->pendingKept)
-        m->runningMark.Clear();
-    else
-        m->runningMark.Leave();
+    m->due.EndRun(m->pendingKept);
     Completes(L"The end", [this] {
         for (OrbFilter* filter : {&m->filter, &m->secondaryFilter}) {
             const ObjectLock lock(m->locks, filter);
             filter->ClearAll();
         }
+        m->selectionLoaded = false;
     });
     m->initialized = 0;
     ClearNotifications();

@@ -13,15 +13,15 @@ AddQueueItemResult COrbWatcher::AddNewQueueItem(const wchar_t* xmlPath, bool del
                                                 std::vector<ExcludedInfo>* excluded, int mergeOnly)
 {
     const COrbFuncLog guard(L"COrbWatcher::AddNewQueueItem");
-    const CallerTokenScope token;
-    m->BeginRun();
+    const ActingForUser user(m->userToken);
+    m->due.BeginRun();
     if (!xmlPath || !PathFileExistsW(xmlPath))
         return RulesNotLoaded;
     AddQueueItemResult result = RulesNotLoaded;
     const auto take = [&] { result = TakeAndQueueRules(xmlPath, deleteWhenDone, excluded, mergeOnly); };
     // The file of the rules is still there; what they select and was not queued is found by looking.
     if (!Completes(L"Adding rules", take))
-        m->MakeFullEnumerationDue();
+        m->due.MakeFull();
     return result;
 }
 
@@ -36,7 +36,6 @@ AddQueueItemResult COrbWatcher::TakeAndQueueRules(const wchar_t* xmlPath, bool d
             result = ExclusionsFound;
         MarkExclusions(taken.accepted);
     }
-    // Rules that did not get into the selection file would be gone at the next start.
     if (deleteWhenDone && taken.merged && result != ExclusionsFound)
         DeleteFileW(xmlPath);
     return result;
@@ -58,7 +57,14 @@ COrbWatcher::TakenRules COrbWatcher::TakeNewRules(const wchar_t* xmlPath)
             g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"A rule contradicts the selection and is left out: %s",
                               rule->path.GetString());
         }
-    taken.merged = m->dataXmlPath.IsEmpty() || SelectionMerge::MergeIntoFile(m->dataXmlPath, taken.accepted);
+    // Rules that did not get into the selection file would be gone at the next start: they are not taken at all.
+    if (!m->dataXmlPath.IsEmpty() && !SelectionMerge::MergeIntoFile(m->dataXmlPath, taken.accepted)) {
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"New rules are refused, they cannot be merged into %s",
+                          m->dataXmlPath.GetString());
+        for (const FilterPtr& rule : taken.accepted)
+            m->filter.RemoveSingleFilter(rule, false, false);
+        return {false, false, {}};
+    }
     // In order also when nothing is queued: checks rely on it.
     if (!taken.accepted.empty())
         m->filter.Sort();

@@ -48,6 +48,22 @@ std::size_t NotificationStore::PlaceOf(const CString& path, std::uint32_t hash) 
     return Nowhere;
 }
 
+NotificationStore::Look::Look(NotificationStore& store, const CString& path)
+    : m_store(store),
+      m_path(path),
+      m_before(store.Find(path))
+{
+    store.m_looks.push_back(this);
+}
+
+NotificationStore::Look::~Look() { std::erase(m_store.m_looks, this); }
+
+void NotificationStore::NoteReport(const CString& path) noexcept
+{
+    for (Look* look : m_looks)
+        look->m_reported = look->m_reported || EqualNoCase(look->m_path.View(), path.View());
+}
+
 NotificationPtr NotificationStore::Find(const CString& path) const
 {
     const std::size_t place = PlaceOf(path, HashOf(path));
@@ -58,6 +74,7 @@ bool NotificationStore::Put(const CString& path, NotificationPtr notification)
 {
     if (!IsPath(path))
         return false;
+    NoteReport(path);
     const std::uint32_t hash = HashOf(path);
     if (const std::size_t place = PlaceOf(path, hash); place != Nowhere) {
         EntryAt(place).notification = m_shared.InPlaceOf(std::move(notification));

@@ -20,7 +20,32 @@ public:
         NotificationPtr notification;
     };
 
+    // Says whether anything was reported for one path while its holder judged it with the store unlocked. The path
+    // must live as long as the object. Not copied, not moved; made and destroyed with the store locked.
+    class Look
+    {
+    public:
+        Look(NotificationStore& store, const CString& path);
+        ~Look();
+        Look(const Look&) = delete;
+        Look& operator=(const Look&) = delete;
+
+        // What was pending when the look began.
+        const NotificationPtr& Before() const { return m_before; }
+        bool WasReported() const { return m_reported; }
+
+    private:
+        friend class NotificationStore;
+
+        NotificationStore& m_store;
+        const CString& m_path;
+        const NotificationPtr m_before;
+        bool m_reported = false;
+    };
+
     NotificationPtr Find(const CString& path) const;
+    // A change of the path was reported, and what is pending stands as it is: looks at the path learn of it.
+    void NoteReport(const CString& path) noexcept;
     // Replaces what is pending for the path. "" and "?" are no paths and are refused. Notifications that say the same
     // become one: nobody may change them any more.
     bool Put(const CString& path, NotificationPtr notification);
@@ -79,6 +104,7 @@ private:
     std::vector<std::unique_ptr<Block>> m_blocks; // null where all places are before the beginning
     std::size_t m_begin = 0, m_end = 0; // of the places in use, gaps among them. What is before the beginning is gone
     std::vector<std::uint32_t> m_slots; // place + 1, from where its hash says onwards; 0: free. What is gone keeps its
+    std::vector<Look*> m_looks;
     SharedNotifications m_shared;
     ItemCounters m_counters;
     std::uint64_t m_insertions = 0;

@@ -3,9 +3,12 @@
 
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/OrbSettings.h"
+#include "orbwatcher4/core/Completes.h"
 #include "orbwatcher4/core/WatcherState.h"
 
 #include <shlwapi.h>
+
+#include <utility>
 
 namespace
 {
@@ -31,63 +34,87 @@ void COrbWatcher::Init()
 {
     for (CString* path : {&m->dataXmlPath, &m->dataXmlPath2, &m->queueDB, &m->indexDB, &m->destBackupFolderDB})
         path->Empty();
+    m->ownFiles.SetDatabases(m->queueDB, m->indexDB);
+    m->selectionLoaded = false;
     m->enableFirstTime = 0;
-    {
+    Completes(L"Init", [this] {
         const ObjectLock lock(m->locks, &m->firstTime);
         m->firstTime.running = 0;
-    }
+    });
     m->firstTime.succeeded = 0;
     m->firstTimeHidden = 0;
     m->initialized = 1;
 }
 
+// A setting that cannot be taken for want of memory stays as it was.
 void COrbWatcher::SetDataXmlPath(const wchar_t* path)
 {
-    if (IsThere(path))
-        m->dataXmlPath = path;
+    Completes(L"SetDataXmlPath", [&] {
+        if (IsThere(path))
+            m->dataXmlPath = path;
+    });
 }
 
 void COrbWatcher::SetAdvancedFiltersPath(const wchar_t* path)
 {
-    if (IsThere(path))
-        m->advancedFiltersPath = path;
+    Completes(L"SetAdvancedFiltersPath", [&] {
+        if (IsThere(path))
+            m->advancedFiltersPath = path;
+    });
 }
 
 void COrbWatcher::SetDataXMLFiles(const wchar_t* data, const wchar_t* data2, const wchar_t* advanced)
 {
-    if (HasText(data))
-        m->dataXmlPath = data;
-    m->dataXmlPath2 = IfThere(data2);
-    m->advancedFiltersPath = IfThere(advanced);
+    Completes(L"SetDataXMLFiles", [&] {
+        CString first = HasText(data) ? CString(data) : m->dataXmlPath;
+        CString second = IfThere(data2), third = IfThere(advanced);
+        std::swap(m->dataXmlPath, first);
+        std::swap(m->dataXmlPath2, second);
+        std::swap(m->advancedFiltersPath, third);
+    });
 }
 
 void COrbWatcher::SetSecondaryXMLFile(const wchar_t* secondary, const wchar_t* secondaryExtra)
 {
-    m->secondaryXmlPath = HasText(secondary) ? CString(secondary) : CString();
-    m->secondaryXmlPath2 = IfThere(secondaryExtra);
+    Completes(L"SetSecondaryXMLFile", [&] {
+        CString first = HasText(secondary) ? CString(secondary) : CString();
+        CString second = IfThere(secondaryExtra);
+        std::swap(m->secondaryXmlPath, first);
+        std::swap(m->secondaryXmlPath2, second);
+    });
 }
 
 void COrbWatcher::SetQueueDB(const wchar_t* path)
 {
-    m->queueDB = path;
-    m->ownFiles.SetDatabases(m->queueDB, m->indexDB);
+    Completes(L"SetQueueDB", [&] {
+        m->queueDB = path;
+        m->ownFiles.SetDatabases(m->queueDB, m->indexDB);
+    });
 }
 
 void COrbWatcher::SetIndexDB(const wchar_t* path)
 {
-    m->indexDB = path;
-    m->ownFiles.SetDatabases(m->queueDB, m->indexDB);
+    Completes(L"SetIndexDB", [&] {
+        m->indexDB = path;
+        m->ownFiles.SetDatabases(m->queueDB, m->indexDB);
+    });
 }
 
-void COrbWatcher::SetDestBackupFolderDB(const wchar_t* path) { m->destBackupFolderDB = path; }
+void COrbWatcher::SetDestBackupFolderDB(const wchar_t* path)
+{
+    Completes(L"SetDestBackupFolderDB", [&] { m->destBackupFolderDB = path; });
+}
 
 void COrbWatcher::SetInstantRunExt(const wchar_t* patterns)
 {
     if (patterns)
-        m->instantRunExt = CString(patterns).MakeLower();
+        Completes(L"SetInstantRunExt", [&] { m->instantRunExt = CString(patterns).MakeLower(); });
 }
 
-void COrbWatcher::SetBlockLevelExt(const wchar_t* patterns) { m->blockLevelExt = CString(patterns).MakeLower(); }
+void COrbWatcher::SetBlockLevelExt(const wchar_t* patterns)
+{
+    Completes(L"SetBlockLevelExt", [&] { m->blockLevelExt = CString(patterns).MakeLower(); });
+}
 
 void COrbWatcher::SetOverlay(bool on)
 {
@@ -112,14 +139,19 @@ void COrbWatcher::SetOnlineHandler(std::shared_ptr<OnlineCallbackHandler> handle
         m->online = std::move(handler);
 }
 
-void COrbWatcher::SetFirstTimeCompletionEvent(const wchar_t* name) { m->completionEvent = name; }
+void COrbWatcher::SetFirstTimeCompletionEvent(const wchar_t* name)
+{
+    Completes(L"SetFirstTimeCompletionEvent", [&] { m->completionEvent = name; });
+}
 
 void COrbWatcher::SetIgnoredDedup(const std::set<unsigned __int64>& names, const std::set<unsigned __int64>& extensions,
                                   const std::set<unsigned __int64>& folders)
 {
-    Fill(m->ignoredNames, names);
-    Fill(m->ignoredExtensions, extensions);
-    Fill(m->ignoredFolders, folders);
+    Completes(L"SetIgnoredDedup", [&] {
+        Fill(m->ignoredNames, names);
+        Fill(m->ignoredExtensions, extensions);
+        Fill(m->ignoredFolders, folders);
+    });
 }
 
 int COrbWatcher::IsInitilized() { return m->initialized; }
@@ -131,9 +163,13 @@ __int64 COrbWatcher::GetTotalFilesInMem() { return m->store.LiveCount(); }
 
 int COrbWatcher::IsBackupRunning()
 {
-    const CString name = GetMainSettings().GetMainSettingsMutex(L"mutexs::GUID_BACKUP_START");
-    const KernelHandle mutex(OpenMutexW(MUTEX_ALL_ACCESS, FALSE, name));
-    return mutex ? 1 : 0;
+    constexpr DWORD BackupMutexAccess = 0x1F0003; // as services that make the mutex expect it to be opened
+    bool running = false;
+    Completes(L"IsBackupRunning", [&] {
+        const CString name = GetMainSettings().GetMainSettingsMutex(L"mutexs::GUID_BACKUP_START");
+        running = static_cast<bool>(KernelHandle(OpenMutexW(BackupMutexAccess, FALSE, name)));
+    });
+    return running ? 1 : 0;
 }
 
 bool COrbWatcher::ProgressCallback()

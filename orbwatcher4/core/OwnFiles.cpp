@@ -37,10 +37,11 @@ bool IsInDataFolder(const CString& path)
 
 void OwnFiles::SetDatabases(const CString& queue, const CString& index)
 {
-    m_databases.clear();
+    std::vector<CString> databases;
     for (const CString& path : {queue, index})
         if (!path.IsEmpty())
-            m_databases.push_back(FullPath(path));
+            databases.push_back(FullPath(path));
+    m_databases.swap(databases);
 }
 
 bool OwnFiles::Contains(const CString& path) const

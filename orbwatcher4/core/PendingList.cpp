@@ -73,12 +73,9 @@ bool COrbWatcher::ExportFilesToXML(const wchar_t* path, int& count)
     const COrbFuncLog guard(L"COrbWatcher::ExportFilesToXML");
     const int most = count;
     count = 0;
-    {
-        const ObjectLock lock(m->locks, &m->store);
-        if (m->store.LiveCount() == 0) {
-            g_OrbLog.Log(L"No files to export to pending list. Exiting.");
-            return false;
-        }
+    if (m->store.LiveCount() == 0) {
+        g_OrbLog.Log(L"No files to export to pending list. Exiting.");
+        return false;
     }
     Completes(L"The export of the pending list", [&] { ExportPending(path, most, count); });
     return true;

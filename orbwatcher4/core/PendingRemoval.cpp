@@ -1,6 +1,7 @@
 // Taking pending files out of the store, for rules that are gone.
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/OrbSettings.h"
+#include "orbwatcher4/core/Completes.h"
 #include "orbwatcher4/core/WatcherState.h"
 #include "support/Backslash.h"
 #include "support/CaseFold.h"
@@ -8,6 +9,9 @@
 #include "support/SystemPath.h"
 
 #include <shlwapi.h>
+
+#include <optional>
+#include <utility>
 
 namespace
 {
@@ -41,22 +45,64 @@ bool IsSkipped(const CString& path, const std::set<unsigned __int64>& masks)
     return true;
 }
 
+KernelHandle OpenAbortEvent()
+{
+    return KernelHandle(
+        OpenEventW(EVENT_ALL_ACCESS, FALSE, GetMainSettings().GetMainSettingsMutex(L"mutex::GUID_ABORT_EXCLUDE")));
+}
+
+// The question of one removal whether it is to end. The event is opened once, and, as long as nobody has made it, again
+// whenever the system's clock has moved on: a call of the system for each entry would cost more than the removal.
+class RemovalAbort
+{
+public:
+    bool IsSet()
+    {
+        if (!m_event && GetTickCount64() != m_lookedAt) {
+            m_lookedAt = GetTickCount64();
+            m_event = OpenAbortEvent();
+        }
+        return m_event && IsSignalled(m_event.Get());
+    }
+
+private:
+    KernelHandle m_event = OpenAbortEvent();
+    ULONGLONG m_lookedAt = GetTickCount64();
+};
+
+// What a folder is, whatever leads to it: volume and number. Nothing when it cannot be opened.
+using FolderIdentity = std::pair<DWORD, std::uint64_t>;
+std::optional<FolderIdentity> IdentityOf(const CString& folder)
+{
+    const FileHandle handle(CreateFileW(SystemPath(folder), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                        nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+    BY_HANDLE_FILE_INFORMATION information;
+    if (!handle || !GetFileInformationByHandle(handle.Get(), &information))
+        return std::nullopt;
+    return FolderIdentity{information.dwVolumeSerialNumber,
+                          information.nFileIndexLow | std::uint64_t(information.nFileIndexHigh) << 32};
+}
+
 } // namespace
 
 bool COrbWatcher::IsAbortExcludeDelete()
 {
-    const KernelHandle event(
-        OpenEventW(EVENT_ALL_ACCESS, FALSE, GetMainSettings().GetMainSettingsMutex(L"mutex::GUID_ABORT_EXCLUDE")));
-    return event && IsSignalled(event.Get());
+    bool aborted = false;
+    Completes(L"IsAbortExcludeDelete", [&] {
+        const KernelHandle event = OpenAbortEvent();
+        aborted = event && IsSignalled(event.Get());
+    });
+    return aborted;
 }
 
 // Erases what lies below the prefix and is chosen.
 void COrbWatcher::RemovePending(const CString& prefix, const std::function<bool(const CString&)>& chosen)
 {
+    RemovalAbort abort;
     const ObjectLock lock(m->locks, &m->store);
     std::vector<CString> doomed;
     m->store.ForEach([&](const CString& path, const NotificationPtr& notification) {
-        if (IsAbortExcludeDelete())
+        if (abort.IsSet())
             return false;
         if (notification && BeginsNoCase(path.View(), prefix.View()) && chosen(path))
             doomed.push_back(path);
@@ -72,7 +118,8 @@ void COrbWatcher::RemoveChildNotificationsEx(CString directory)
 {
     const COrbFuncLog guard(L"COrbWatcher::RemoveChildNotificationsEx");
     g_OrbLog.Log(L"Scaning notifications for matching paths %s", directory.GetString());
-    RemovePending(WithBackslash(directory), [](const CString&) { return true; });
+    Completes(L"RemoveChildNotificationsEx",
+              [&] { RemovePending(WithBackslash(directory), [](const CString&) { return true; }); });
 }
 
 void COrbWatcher::ForceRemoveItemNotifications(const wchar_t* path, bool addBackslash,
@@ -81,17 +128,28 @@ void COrbWatcher::ForceRemoveItemNotifications(const wchar_t* path, bool addBack
 {
     const COrbFuncLog guard(L"COrbWatcher::ForceRemoveItemNotifications");
     g_OrbLog.Log(L"Scaning notifications for matching paths %s", path);
-    RemovePending(addBackslash ? WithBackslash(path) : CString(path), [&](const CString& pending) {
+    const auto chosen = [&](const CString& pending) {
         if (!removedMasks.empty())
             return IsRemoved(pending, removedMasks);
         return skippedMasks.empty() || !IsSkipped(pending, skippedMasks);
-    });
+    };
+    Completes(L"ForceRemoveItemNotifications",
+              [&] { RemovePending(addBackslash ? WithBackslash(path) : CString(path), chosen); });
 }
 
-// Looks at the disk, not at the store. Folders wait in a list: a tree may be deeper than a stack.
 void COrbWatcher::RemoveChildNotifications(CString directory)
 {
     const COrbFuncLog guard(L"COrbWatcher::RemoveChildNotifications");
+    const ActingForUser user(m->userToken);
+    Completes(L"RemoveChildNotifications", [&] { RemovePendingOnDisk(directory); });
+}
+
+// Looks at the disk, not at the store. Folders wait in a list: a tree may be deeper than a stack. Links to folders are
+// entered, as files behind them may be pending, each target once: links may lead in circles.
+void COrbWatcher::RemovePendingOnDisk(const CString& directory)
+{
+    RemovalAbort abort;
+    std::set<FolderIdentity> targets; // of links that were entered
     std::vector<CString> waiting{directory};
     while (!waiting.empty()) {
         const CString folder = waiting.back();
@@ -102,14 +160,17 @@ void COrbWatcher::RemoveChildNotifications(CString directory)
         if (!search)
             continue;
         do {
-            if (IsAbortExcludeDelete())
+            if (abort.IsSet())
                 return;
             const std::wstring_view name = data.cFileName;
             if (name == L"." || name == L"..")
                 continue;
             if (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {
-                if (!(data.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT))
-                    waiting.push_back(folder + data.cFileName + L"\\");
+                const CString below = folder + data.cFileName + L"\\";
+                const bool link = (data.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+                const std::optional<FolderIdentity> target = link ? IdentityOf(below) : std::nullopt;
+                if (!link || (target && targets.insert(*target).second))
+                    waiting.push_back(below);
             } else {
                 RemovePendingFile(WithBackslash(folder) + data.cFileName);
             }

@@ -1,6 +1,7 @@
 // The index database knows the plugins of the selection.
 #include "companions/indexdb/OrbIndexDB.h"
 #include "companions/logging/OrbLogging.h"
+#include "orbwatcher4/core/Completes.h"
 #include "orbwatcher4/core/WatcherState.h"
 #include "support/Numbers.h"
 #include "xml/Markup.h"
@@ -21,6 +22,15 @@ CString ChildText(CMarkup& document, const wchar_t* name)
     return text;
 }
 
+// A text that the record cannot hold is left out, and the plugin stays.
+CString Bounded(const wchar_t* what, const CString& text)
+{
+    if (text.GetLength() <= ProfileDatum::LongestText)
+        return text;
+    g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"The %s of a plugin is too long and is left out", what);
+    return {};
+}
+
 // Nothing when the file cannot be read or is malformed.
 std::optional<std::vector<ProfileDatum>> ReadPlugins(const CString& path)
 {
@@ -32,10 +42,10 @@ std::optional<std::vector<ProfileDatum>> ReadPlugins(const CString& path)
         while (document.FindElement(L"Plugin")) {
             ProfileDatum plugin;
             plugin.id = ToInt32(document.GetAttributeView(L"id"));
-            plugin.name = document.GetAttribute(L"name");
-            plugin.virtualPath = document.GetAttribute(L"VPath");
-            plugin.guiName = document.GetAttribute(L"GUIName");
-            plugin.rootPath = ChildText(document, L"rootPath");
+            plugin.name = Bounded(L"name", document.GetAttribute(L"name"));
+            plugin.virtualPath = Bounded(L"virtual path", document.GetAttribute(L"VPath"));
+            plugin.guiName = Bounded(L"shown name", document.GetAttribute(L"GUIName"));
+            plugin.rootPath = Bounded(L"root path", ChildText(document, L"rootPath"));
             plugins.push_back(plugin);
         }
     return plugins;
@@ -46,7 +56,7 @@ void LogFailure(const CIndexDB& index, const wchar_t* what)
     g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"%s: %s", what, index.GetLastDbErrorText().GetString());
 }
 
-// As a whole or not at all; a plugin with a text that is too long is left out.
+// As a whole or not at all.
 bool Replace(CIndexDB& index, const std::vector<ProfileDatum>& plugins)
 {
     if (!index.BeginBatch() || !index.DropPluginTable() || !index.CreatePluginTable())
@@ -62,6 +72,13 @@ bool Replace(CIndexDB& index, const std::vector<ProfileDatum>& plugins)
 bool COrbWatcher::FillPluginTable()
 {
     const COrbFuncLog guard(L"COrbWatcher::FillPluginTable");
+    bool loaded = false;
+    Completes(L"FillPluginTable", [&] { loaded = CopyPlugins(); });
+    return loaded;
+}
+
+bool COrbWatcher::CopyPlugins()
+{
     const std::optional<std::vector<ProfileDatum>> plugins = ReadPlugins(m->dataXmlPath);
     if (!plugins) {
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to load Data XML File");

@@ -24,16 +24,18 @@ bool Holds(const KeySet& set, std::wstring_view text) { return set.find(PathHash
 
 bool COrbWatcher::AddSingleNotification(const wchar_t* path)
 {
-    const CallerTokenScope token;
+    const ActingForUser user(m->userToken);
     if (!Completes(L"Adding a file", [&] { m->changeHandler.ProcessChangedFile(path, false, false); }))
-        m->MakeFullEnumerationDue();
+        m->due.MakeFull();
     return true;
 }
 
 void COrbWatcher::ClearNotifications()
 {
-    const ObjectLock lock(m->locks, &m->store);
-    m->store.Clear();
+    Completes(L"ClearNotifications", [this] {
+        const ObjectLock lock(m->locks, &m->store);
+        m->store.Clear();
+    });
 }
 
 int COrbWatcher::UsesBlockLevel(const wchar_t* path, unsigned __int64)
@@ -43,14 +45,21 @@ int COrbWatcher::UsesBlockLevel(const wchar_t* path, unsigned __int64)
 
 int COrbWatcher::IsOnlineInstantRunAllowed(const wchar_t* path)
 {
-    return path && *path && !m->instantRunExt.IsEmpty() && MatchesExtensionList(path, m->instantRunExt);
+    bool allowed = false;
+    Completes(L"IsOnlineInstantRunAllowed", [&] {
+        allowed = path && *path && !m->instantRunExt.IsEmpty() && MatchesExtensionList(path, m->instantRunExt);
+    });
+    return allowed;
 }
 
 void COrbWatcher::SignalInstantRunEvent()
 {
-    const CString name = GetMainSettings().GetMainSettingsMutex(L"mutexs::GUID_ONLINE_INSTANT_RUN");
+    HANDLE event = nullptr;
     // The handle is left open: the event then outlives whoever made it, and no wake-up is lost with it.
-    const HANDLE event = OpenEventW(EVENT_ALL_ACCESS, FALSE, name);
+    Completes(L"SignalInstantRunEvent", [&] {
+        event = OpenEventW(EVENT_ALL_ACCESS, FALSE,
+                           GetMainSettings().GetMainSettingsMutex(L"mutexs::GUID_ONLINE_INSTANT_RUN"));
+    });
     constexpr int InstantRunLine = 2698;
     if (event)
         SetEvent(event);

@@ -12,18 +12,18 @@
 // A replay that is cut short leaves the dump where it is.
 void COrbWatcher::Resume()
 {
-    const CallerTokenScope token;
-    m->BeginRun();
+    const ActingForUser user(m->userToken);
+    m->due.BeginRun();
     Completes(L"The replay of the dump", [this] { ReplayPending(); });
 }
 
 void COrbWatcher::ReplayPending()
 {
-    // The replay asks both filters with the store held, so that they are entered first. Without rules every
-    // path would be dropped, and the dump with them.
+    // The replay asks both filters with the store held, so that they are entered first. Without the selection paths
+    // would be dropped, and the dump with them.
     const ObjectLock primary(m->locks, &m->filter);
     const ObjectLock secondary(m->locks, &m->secondaryFilter);
-    if (!m->filter.HasRules() && !ReloadRules()) {
+    if (!m->selectionLoaded && !ReloadRules()) {
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"The dump waits until the selection can be read");
         return;
     }
@@ -41,7 +41,7 @@ void COrbWatcher::ReplayDump()
     case DumpRead::Broken:
         return;
     case DumpRead::LinesPassedOver:
-        m->MakeFullEnumerationDue(); // what they named is found again by looking
+        m->due.MakeFull(); // what they named is found again by looking
         break;
     case DumpRead::Whole:
         break;
@@ -67,7 +67,7 @@ void COrbWatcher::ReplayLine(const CString& line)
 void COrbWatcher::ReplayRemoval(const CString& path)
 {
     if (!CIndexDB::CacheLoaded())
-        m->MakeFullEnumerationDue();
+        m->due.MakeFull();
     m->changeHandler.OnFileRemoved(path);
 }
 
@@ -86,13 +86,15 @@ void COrbWatcher::DumpStore()
                 m->store.ForEach([&](const CString& path, const NotificationPtr& notification) {
                     // What is to be looked for where something else is now does not show in a list of paths.
                     if (notification->kind == NotificationKind::Deleted && !IsReallyGone(WithoutBackslash(path)))
-                        m->MakeFullEnumerationDue();
+                        m->due.MakeFull();
                     return whole = dump.Write(path);
                 });
             }
+            // On the disk before the running mark goes: a power cut after an orderly end must not lose both.
+            whole = whole && dump.Flush();
             m->pendingKept = whole;
             if (!whole)
-                m->MakeFullEnumerationDue(); // what could not be written is found again by looking
+                m->due.MakeFull(); // what could not be written is found again by looking
             if (!dump.IsOpen())
                 return;
         }

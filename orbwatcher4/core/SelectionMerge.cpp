@@ -2,6 +2,7 @@
 
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/OrbWatcher.h"
+#include "orbwatcher4/core/Completes.h"
 #include "orbwatcher4/filter/DocumentFile.h"
 #include "support/Backslash.h"
 #include "support/CaseFold.h"
@@ -173,6 +174,17 @@ bool SelectionMerge::MergeIntoFile(const CString& path, const FilterList& rules)
     return false;
 }
 
-void COrbWatcher::CleanAddedFilters(FilterList& filters) { SelectionMerge::KeepFirstTexts(filters); }
-void COrbWatcher::XMLMerge(const wchar_t* path, FilterList& filters) { SelectionMerge::MergeIntoFile(path, filters); }
-void COrbWatcher::XMLMerge(CMarkup& document, FilterList& filters) { SelectionMerge::Merge(document, filters); }
+void COrbWatcher::CleanAddedFilters(FilterList& filters)
+{
+    Completes(L"CleanAddedFilters", [&] { SelectionMerge::KeepFirstTexts(filters); });
+}
+
+void COrbWatcher::XMLMerge(const wchar_t* path, FilterList& filters)
+{
+    Completes(L"XMLMerge", [&] { SelectionMerge::MergeIntoFile(path, filters); });
+}
+
+void COrbWatcher::XMLMerge(CMarkup& document, FilterList& filters)
+{
+    Completes(L"XMLMerge", [&] { SelectionMerge::Merge(document, filters); });
+}

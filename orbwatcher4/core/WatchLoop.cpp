@@ -25,7 +25,7 @@ unsigned __stdcall COrbWatcher::_WatchThread(void* watcher)
     SetThreadErrorMode(SEM_FAILCRITICALERRORS, nullptr);
     auto& self = *static_cast<COrbWatcher*>(watcher);
     if (!Completes(L"The watch thread", [&] { WatchLoop(self, *self.m).Run(); }))
-        self.m->MakeFullEnumerationDue();
+        self.m->due.MakeFull();
     WatchLoop::LeaveDriveUpdates(*self.m);
     return 0;
 }
@@ -54,14 +54,28 @@ unsigned __stdcall COrbWatcher::_ProcessDeletedFiles(void* watcher)
 
 WatchLoop::WatchLoop(COrbWatcher& watcher, WatcherState& state) : m_watcher(watcher), m(state) {}
 
+bool WatchLoop::Retry::IsDue(std::int64_t now) const
+{
+    // No pause is longer than the longest: where one seems to be, the clock was set back.
+    return at <= now || at > now + LongestPause;
+}
+
+void WatchLoop::Retry::NoteAttempt(std::int64_t now)
+{
+    at = now + pause;
+    pause = std::min(pause * 2, LongestPause);
+}
+
 void WatchLoop::Start()
 {
+    m_now = m.clock->Seconds();
     Impersonate();
     {
         const ObjectLock lock(m.locks, &m.filter);
         m.filter.SetNotificationStore(&m.store.Counters());
     }
     LoadDriveList();
+    Completes(L"Taking over rescans", [this] { TakeOverRescans(); });
     WatchSelectedDrives();
     m.ready.SetEvent();
 }
@@ -82,6 +96,17 @@ void WatchLoop::LoadDriveList()
     m.drives = m.filter.GenerateDriveList();
 }
 
+void WatchLoop::TakeOverRescans()
+{
+    std::set<CString> roots;
+    {
+        const CSingleLock drives(m.driveListLock);
+        for (const auto& [root, drive] : m.drives)
+            roots.insert(root);
+    }
+    m.due.TakeOver(roots, m_now);
+}
+
 void WatchLoop::WatchSelectedDrives()
 {
     const CSingleLock lock(m.driveListLock);
@@ -97,6 +122,7 @@ void WatchLoop::WatchSelectedDrives()
 bool WatchLoop::Pass()
 {
     m_now = m.clock->Seconds();
+    LoadMissingSelection();
     WatchNewRoots();
     ProcessDeletions();
     const bool signalled = IsSignalled(m.deletedFilesEvent.Get());
@@ -106,7 +132,8 @@ bool WatchLoop::Pass()
         return false;
     RemoveDrives();
     FollowDrives();
-    RescanLostRoots();
+    RescanDueRoots();
+    Announce();
     CheckFirstTimeRule();
     return true;
 }
@@ -115,11 +142,12 @@ void WatchLoop::End()
 {
     NoteUnwatchedRoots();
     m_engine.UnwatchAllDirectories();
+    m_attempts.clear();
     {
         const CSingleLock lock(m.driveListLock);
         NoteWatchedRoots();
     }
-    NoteUnscannedRoots();
+    HandOverRescans();
     LeaveDriveUpdates(m);
 }
 
@@ -130,26 +158,43 @@ void WatchLoop::LeaveDriveUpdates(WatcherState& state)
     SetEvent(state.driveUpdateEvent.Get());
 }
 
-// No pass comes any more for roots that new rules have named: what changed there since nobody has reported.
+// Nobody has reported what changed on the roots that should be watched and are not, and no pass comes any more.
 void WatchLoop::NoteUnwatchedRoots()
 {
-    const CSingleLock lock(m.pendingDrivesLock);
-    const auto unwatched = [&](const CString& root) {
-        return !root.IsEmpty() && !m_engine.IsWatchingDirectory(RootOf(root));
+    const auto isWatched = [&](const CString& root) {
+        return root.IsEmpty() || m_engine.IsWatchingDirectory(RootOf(root));
     };
-    if (std::any_of(m.driveChanges.begin(), m.driveChanges.end(), unwatched))
-        m.MakeFullEnumerationDue();
+    const CSingleLock drives(m.driveListLock);
+    bool all = std::all_of(m_attempts.begin(), m_attempts.end(),
+                           [&](const auto& attempt) { return isWatched(attempt.first) || !IsPresent(attempt.first); });
+    {
+        const CSingleLock lock(m.pendingDrivesLock);
+        all = all && std::all_of(m.driveChanges.begin(), m.driveChanges.end(), isWatched);
+    }
+    if (!all)
+        m.due.MakeFull();
 }
 
-// No pass comes any more for roots that lost changes, or whose watch could not be started so far: they are looked at
-// when the watcher runs again.
-void WatchLoop::NoteUnscannedRoots()
+// No pass begins them any more. A drive that is away is rescanned when it returns, by whichever run sees it.
+void WatchLoop::HandOverRescans()
 {
-    const CSingleLock lock(m.pendingDrivesLock);
-    if (m.lostRoots.empty() && m_retries.empty())
+    bool handedOver = false;
+    Completes(L"Handing rescans over to the next start", [&] {
+        const CSingleLock drives(m.driveListLock);
+        handedOver = m.due.HandOver([this](const CString& root) { return !IsPresent(root); });
+    });
+    if (!handedOver)
+        m.due.MakeFull();
+}
+
+// Nothing is watched, and nothing that is due is used up, by rules that were never read.
+void WatchLoop::LoadMissingSelection()
+{
+    if (m.selectionLoaded || !m_loading.IsDue(m_now))
         return;
-    m.lostRoots.clear();
-    m.MakeFullEnumerationDue();
+    m_loading.NoteAttempt(m_now);
+    if (m_watcher.LoadSelection())
+        m_watcher.FillPluginTable();
 }
 
 // New rules have named drives. The roots are copied: the engine's start waits, which nobody may do inside
@@ -165,6 +210,8 @@ void WatchLoop::WatchNewRoots()
         roots.swap(m.driveChanges);
         m.drivesChanged = false;
     }
+    // Roots that the rules name no more go, too.
+    RegenerateDrives();
     while (!roots.empty()) {
         auto root = roots.extract(roots.begin());
         if (Completes(L"Watching a new root", [&] { WatchNewRoot(root.value()); }))
@@ -180,14 +227,13 @@ void WatchLoop::WatchNewRoot(const CString& root)
 {
     if (root.IsEmpty() || m_engine.IsWatchingDirectory(RootOf(root)))
         return;
-    RegenerateDrives();
     // What the new rules select was queued when they were added, and nobody has reported what changed since then. One
     // that is away or holds another volume is watched when its own returns.
     if (IsPresent(root) && Watch(root))
-        RunSingleDrive(root, "newDrive");
+        RunSingleDrive(root, DueEnumerations::NewDrive);
 }
 
-// What is known of a drive stays with its root.
+// What is known of a drive stays with its root, as long as the rules expect the same volume there.
 void WatchLoop::RegenerateDrives()
 {
     const ObjectLock lock(m.locks, &m.filter);
@@ -196,8 +242,9 @@ void WatchLoop::RegenerateDrives()
         const auto known = m.drives.find(root);
         if (known == m.drives.end())
             continue;
-        drive.volumeMatches = known->second.volumeMatches;
         drive.removed = known->second.removed;
+        if (drive.serial == known->second.serial)
+            drive.volumeMatches = known->second.volumeMatches;
     }
     m.drives = std::move(fresh);
     m.volumes.Follow(m.drives);
@@ -210,7 +257,11 @@ void WatchLoop::ProcessDeletions()
 {
     // A clock that was set back starts the wait anew.
     m_deletionRequest = std::min(m_deletionRequest, m_now);
-    if (m_deletionRequest <= 0 || m_now <= m_deletionRequest + QuietSeconds)
+    if (m_deletionRequest <= 0) {
+        ProcessWaitingDeletions();
+        return;
+    }
+    if (m_now <= m_deletionRequest + QuietSeconds)
         return;
     if (WorkerRuns()) {
         m_deletionRequest = m_now;
@@ -222,6 +273,19 @@ void WatchLoop::ProcessDeletions()
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Deletions wait, no thread can be started: %d", GetLastError());
 }
 
+// The index was locked, or its cache not loaded: nobody asks for these deletions again.
+void WatchLoop::ProcessWaitingDeletions()
+{
+    if (WorkerRuns())
+        return;
+    if (!m.deletionsWait)
+        m_settling = {};
+    else if (m_settling.IsDue(m_now)) {
+        m_settling.NoteAttempt(m_now);
+        m_deletionRequest = m_now;
+    }
+}
+
 // The event only tells whoever removed a drive that it is done: another watcher may have set it.
 void WatchLoop::RemoveDrives()
 {
@@ -230,10 +294,24 @@ void WatchLoop::RemoveDrives()
         for (const auto& [root, drive] : m.drives)
             if (drive.removed == 1 && m_engine.IsWatchingDirectory(RootOf(root)))
                 Unwatch(root);
+        UnwatchStrays();
         NoteWatchedRoots();
         m.driveUpdated.SetEvent();
     }
     SetEvent(m.driveUpdateEvent.Get());
+}
+
+// Roots that a reload has dropped, or that went to another letter with their rules.
+void WatchLoop::UnwatchStrays()
+{
+    std::vector<CString> strays;
+    for (const auto& [root, attempts] : m_attempts)
+        if (!m.drives.contains(root))
+            strays.push_back(root);
+    for (const CString& root : strays) {
+        Unwatch(root);
+        m_attempts.erase(root);
+    }
 }
 
 void WatchLoop::FollowDrives()
@@ -261,6 +339,8 @@ void WatchLoop::FollowDrive(const CString& root, DriveGuidInfo& drive)
         return;
     if (IsOtherVolume(root, drive)) {
         drive.volumeMatches = false;
+        if (watched)
+            Unwatch(root);
         return;
     }
     if (drive.volumeMatches) {
@@ -271,7 +351,7 @@ void WatchLoop::FollowDrive(const CString& root, DriveGuidInfo& drive)
     if (!root.IsEmpty() && !watched)
         Watch(root);
     // After the watch has begun: what changes behind the run is reported.
-    RunSingleDrive(root, "driveReturned");
+    RunSingleDrive(root, DueEnumerations::DriveReturned);
 }
 
 void WatchLoop::DriveLost(const CString& root, DriveGuidInfo& drive)
@@ -280,8 +360,8 @@ void WatchLoop::DriveLost(const CString& root, DriveGuidInfo& drive)
     if (!drive.volumeMatches)
         return;
     drive.volumeMatches = false;
-    m_retries.erase(root);
     Unwatch(root);
+    m_attempts.erase(root);
 }
 
 bool WatchLoop::IsOtherVolume(const CString& root, const DriveGuidInfo& drive) const
@@ -297,26 +377,25 @@ bool WatchLoop::IsOtherVolume(const CString& root, const DriveGuidInfo& drive) c
 
 bool WatchLoop::Watch(const CString& root)
 {
+    Attempts& attempts = m_attempts[root];
+    attempts.retry.NoteAttempt(m_now);
     const DWORD error = m_engine.WatchDirectory(RootOf(root), &m.changeHandler);
-    if (error == ERROR_SUCCESS) {
-        m_retries.erase(root);
-        return true;
-    }
-    g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to watch %s: %d", root.GetString(), error);
-    Retry& retry = m_retries[root];
-    retry.at = m.clock->Seconds() + retry.pause;
-    retry.pause = std::min(retry.pause * 2, LongestPause);
-    return false;
+    attempts.began = error == ERROR_SUCCESS ? m_now : 0;
+    if (error != ERROR_SUCCESS)
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to watch %s: %d", root.GetString(), error);
+    return error == ERROR_SUCCESS;
 }
 
 // A drive that should be watched and is not: its watch could not be started, or has ended with an error.
 void WatchLoop::WatchAgain(const CString& root)
 {
-    const auto retry = m_retries.find(root);
-    // No pause is longer than the longest: where one seems to be, the clock was set back.
-    const std::int64_t wait = retry == m_retries.end() ? 0 : retry->second.at - m_now;
-    if ((wait <= 0 || wait > LongestPause) && Watch(root))
-        RunSingleDrive(root, "watchedAgain");
+    Attempts& attempts = m_attempts[root];
+    // One that held for long has nothing to do with the failures before it.
+    if (attempts.began != 0 && m_now >= attempts.began + LongestPause)
+        attempts.retry = {};
+    attempts.began = 0;
+    if (attempts.retry.IsDue(m_now) && Watch(root))
+        RunSingleDrive(root, DueEnumerations::WatchedAgain);
 }
 
 void WatchLoop::Unwatch(const CString& root)

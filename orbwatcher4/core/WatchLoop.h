@@ -3,13 +3,17 @@
 //
 // One thread owns it: Start, then Pass once a second until it says stop, then
 // End. Nothing in here waits, apart from the engine's own start and stop, which
-// happen with no lock held but the drive list's.
+// happen with no lock held but the drive list's. Listeners are called with no
+// lock held.
 #pragma once
 
 #include "directory_changes/DirectoryChanges.h"
 #include "orbwatcher4/OrbFilter.h"
 
 #include <map>
+#include <set>
+#include <utility>
+#include <vector>
 
 class COrbWatcher;
 struct WatcherState;
@@ -25,43 +29,50 @@ public:
     void End();
     // All of it, as the thread does.
     void Run();
-    // No loop looks after drives any more: whoever waits for that goes on.
+    // Releases everybody who waits for a drive to be looked at: no loop does that any more.
     static void LeaveDriveUpdates(WatcherState& state);
-
-    // The process-wide time of the last first-time check goes back to the beginning.
-    static void ForgetLastCheck();
 
 private:
     friend class WatcherAccess; // tests
 
+    // When something that has failed is tried again.
     struct Retry {
-        std::int64_t at = 0;
-        std::int64_t pause = 1; // seconds; doubled up to a minute
-    };
+        std::int64_t at = 0;    // seconds since 1970
+        std::int64_t pause = 1; // seconds until the attempt after the next one; doubled up to a minute
 
-    using LostRoots = std::map<CString, std::int64_t>;
+        bool IsDue(std::int64_t now) const;
+        void NoteAttempt(std::int64_t now);
+    };
+    // What is known of a root that the loop has tried to watch.
+    struct Attempts {
+        Retry retry;
+        std::int64_t began = 0; // when its watch began; 0: it could not be started, or has ended
+    };
 
     void Impersonate();
     void LoadDriveList();
+    void TakeOverRescans();
     void WatchSelectedDrives();
+    void LoadMissingSelection();
     void WatchNewRoots();
     void WatchNewRoot(const CString& root);
     void RegenerateDrives();
     void ProcessDeletions();
+    void ProcessWaitingDeletions();
     bool WorkerRuns() const;
     void RemoveDrives();
+    void UnwatchStrays();
     void FollowDrives();
     void FollowDrive(const CString& root, DriveGuidInfo& drive);
     void DriveLost(const CString& root, DriveGuidInfo& drive);
     bool IsPresent(const CString& root) const;
     bool IsOtherVolume(const CString& root, const DriveGuidInfo& drive) const;
     bool RunSingleDrive(const CString& root, const char* reason);
-    void LookLater(const CString& root, LostRoots::node_type lost);
-    void RescanLostRoots();
+    void RescanDueRoots();
+    void Announce();
     void NoteUnwatchedRoots();
-    void NoteUnscannedRoots();
+    void HandOverRescans();
     void CheckFirstTimeRule();
-    bool IsTooEarly() const;
     bool IsFirstTimeRunDue();
     bool Watch(const CString& root);
     void WatchAgain(const CString& root);
@@ -73,5 +84,8 @@ private:
     CDirectoryChangeWatcher m_engine;
     std::int64_t m_deletionRequest = 0; // seconds since 1970; 0: none
     std::int64_t m_now = 0;
-    std::map<CString, Retry> m_retries; // roots that could not be watched
+    std::map<CString, Attempts> m_attempts;               // of the roots that are, or should be, watched
+    Retry m_loading;                                      // of a selection that could not be read
+    Retry m_settling;                                     // of deletions that the index could not take
+    std::vector<std::pair<CString, const char*>> m_begun; // rescans that the listener has not heard of yet
 };

@@ -1,10 +1,6 @@
 #include "orbwatcher4/core/WatcherState.h"
 
-#include "companions/logging/OrbLogging.h"
-#include "companions/settings/OrbSettings.h"
-#include "orbwatcher4/core/Completes.h"
 #include "orbwatcher4/core/FileFindData.h"
-#include "orbwatcher4/core/WatchLoop.h"
 #include "support/SharedAccess.h"
 
 #include <process.h>
@@ -43,50 +39,6 @@ WatcherState::~WatcherState()
 }
 
 bool WatcherState::IsGone(const CString& path) const { return IsReallyGone(path) && !volumes.IsOther(path); }
-
-bool WatcherState::MakeFullEnumerationDue() noexcept
-{
-    firstTime.dueAgain = true;
-    bool written = false;
-    Completes(L"Making a full enumeration due", [&] { written = WriteEnumerationDue(); });
-    m_dueUnwritten = !written;
-    if (!written)
-        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to make a full enumeration due");
-    return written;
-}
-
-bool WatcherState::KeepEnumerationDue() noexcept { return !m_dueUnwritten || MakeFullEnumerationDue(); }
-
-bool WatcherState::WriteEnumerationDue()
-{
-    CServiceRunSettings& settings = GetServiceRunSettings();
-    // Many folders may be given up one after the other; once is enough, unless another process has noted a run since
-    // then. (A value that is not there is written.)
-    if (m_enumerationDue && settings.Load() && settings.GetValue(FirstTimeRunTimeKey, 1) == 0)
-        return true;
-    settings.SetValue(FirstTimeRunTimeKey, 0);
-    return m_enumerationDue = settings.Save();
-}
-
-void WatcherState::BeginRun()
-{
-    KeepEnumerationDue();
-    // The marks of earlier runs stay where they cannot be looked for, and are found by a later start.
-    Completes(L"Looking for an unclean end", [this] { NoticeUncleanEnd(); });
-    Completes(L"Noting that this run has begun", [this] { runningMark.Set(); });
-}
-
-void WatcherState::NoticeUncleanEnd()
-{
-    const std::vector<CString> left = RunningMark::FindLeft();
-    if (left.empty())
-        return;
-    g_OrbLog.WriteLog(1, L"OrbWatcher", __LINE__, L"The last run did not end in an orderly way");
-    WatchLoop::ForgetLastCheck();
-    if (MakeFullEnumerationDue())
-        for (const CString& mark : left)
-            DeleteFileW(mark);
-}
 
 KernelHandle StartWatcherThread(unsigned(__stdcall* entry)(void*), void* argument)
 {

@@ -10,17 +10,18 @@
 #include "orbwatcher4/OrbFilter.h"
 #include "orbwatcher4/OrbWatcher.h"
 #include "orbwatcher4/core/ChangeHandler.h"
+#include "orbwatcher4/core/DueEnumerations.h"
 #include "orbwatcher4/core/EnumerationTally.h"
 #include "orbwatcher4/core/NotificationStore.h"
 #include "orbwatcher4/core/ObjectLockTable.h"
 #include "orbwatcher4/core/OwnFiles.h"
 #include "orbwatcher4/core/RecordedVolumes.h"
-#include "orbwatcher4/core/RunningMark.h"
 #include "orbwatcher4/core/Signal.h"
 #include "support/Clock.h"
 #include "support/FileWriter.h"
 #include "support/Handle.h"
 #include "support/HashMemory.h"
+#include "support/Impersonation.h"
 
 #include <sparsehash/dense_hash_set>
 
@@ -37,7 +38,6 @@ struct FirstTimeState {
     KernelHandle thread;   // of the run over all drives
     std::map<CString, KernelHandle> singleDriveRuns;
     std::atomic<int> singleDriveRunsGoing{0};
-    std::atomic<bool> dueAgain{false}; // something was lost since the run over all drives began
 };
 
 struct WatcherState {
@@ -80,6 +80,7 @@ struct WatcherState {
     KernelHandle deletedFilesEvent;
     KernelHandle driveUpdateEvent;
     std::atomic<bool> deletionsRequested{false}; // by this watcher; another may have taken the signal
+    std::atomic<bool> deletionsWait{false};      // the last processing left some that a later one may settle
 
     RankedSection lifecycle{LockRank::Lifecycle, L"lifecycle"};
     KernelHandle watchThread, overlayThread; // guarded by lifecycle
@@ -97,33 +98,31 @@ struct WatcherState {
     std::vector<CString> watchedRoots; // guarded by driveListLock
 
     RankedSection pendingDrivesLock{LockRank::PendingDrives, L"pending drives"};
-    std::set<CString> driveChanges;            // roots to be watched; guarded by pendingDrivesLock
-    std::map<CString, std::int64_t> lostRoots; // roots with lost changes, and when the last ones were; guarded by
-                                               // pendingDrivesLock
-    std::atomic<bool> drivesChanged{false};    // set and cleared inside pendingDrivesLock
+    std::set<CString> driveChanges;         // roots to be watched; guarded by pendingDrivesLock
+    std::atomic<bool> drivesChanged{false}; // set and cleared inside pendingDrivesLock
 
     RecordedVolumes volumes;
-    RunningMark runningMark;
+    DueEnumerations due;
+    // A selection was read, whole; nothing is judged by rules before. Once true it stays so until DeInit: a reload
+    // that fails leaves the rules that are held.
+    std::atomic<bool> selectionLoaded{false};
 
     const Clock* clock = &SystemClock();
     FileWriter* writer;
 
     // The path is not there although its drive is, and the drive holds the volume that it should.
     bool IsGone(const CString& path) const;
-    // Remembers that what is on the disk must be looked at again as a whole: something was given up.
-    // False when that could not be kept for the next start.
-    bool MakeFullEnumerationDue() noexcept;
-    // Tries again what could not be kept before. False when it still cannot.
-    bool KeepEnumerationDue() noexcept;
-    // From here on a crash would lose something: the next start is to notice, and this one notices an earlier crash.
-    void BeginRun();
+};
+
+// The calling thread acts for the user, with a null token for its process, until it gets back the token that it came
+// with.
+class ActingForUser
+{
+public:
+    explicit ActingForUser(HANDLE token) { ImpersonateUser(token); }
 
 private:
-    bool WriteEnumerationDue();
-    void NoticeUncleanEnd();
-
-    std::atomic<bool> m_enumerationDue{false}; // written, and so far not undone
-    std::atomic<bool> m_dueUnwritten{false};   // due, and so far not written
+    const CallerTokenScope m_caller;
 };
 
 // Starts a thread of the watcher; null when the system refuses.

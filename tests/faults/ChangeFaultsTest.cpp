@@ -24,7 +24,7 @@ protected:
         NoteEnumerationDone();
         InitAgain();
         ASSERT_TRUE(watcher.LoadSelection());
-        State().BeginRun();
+        State().due.BeginRun();
     }
     void Take()
     {

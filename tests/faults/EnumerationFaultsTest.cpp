@@ -32,7 +32,7 @@ protected:
     }
     bool IsDisturbanceTold()
     {
-        return State().firstTime.dueAgain || HasErrorInLog() ||
+        return State().due.IsFullDueAgain() || State().due.DueRescan(L"c:\\") || HasErrorInLog() ||
                watcher.GetEnumerationProgress().Of(PathOutcome::Unreadable) > 0;
     }
     void Check()

@@ -33,8 +33,9 @@ void FaultyWatcher::TryFaults(const Operation& operation)
                 return;
         }
     }
-    EXPECT_GT(tried, 0) << "the fault was never met";
-    EXPECT_LE(OpenHandles(), handles + 2) << "handles were left open"; // a file of the log, a fact kept for good
+    EXPECT_TRUE(tried > 0 || operation.mayNeedNone) << "the fault was never met";
+    EXPECT_TRUE(tried == 0 || OpenHandles() <= handles + 2)
+        << "handles were left open"; // a file of the log, a fact kept for good
     std::printf("faults tried: %s, %s, %d\n", GetParam().name.c_str(), operation.name, tried);
     RecordProperty("faultsTried", tried);
 }

@@ -18,6 +18,7 @@ protected:
         // Under the fault. Where memory is refused, it must need none of its own.
         std::function<void()> run;
         std::function<void()> check; // afterwards: nothing is lost, and it works again
+        bool mayNeedNone = false;    // it may come to its end without a call of the kind
     };
 
     ~FaultyWatcher() override

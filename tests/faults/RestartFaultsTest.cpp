@@ -27,7 +27,7 @@ protected:
     {
         Begin();
         ASSERT_TRUE(watcher.LoadSelection());
-        State().BeginRun();
+        State().due.BeginRun();
         Handler().OnFileAdded(added);
         Handler().OnFileModified(changed);
         Handler().OnFileRemoved(gone);

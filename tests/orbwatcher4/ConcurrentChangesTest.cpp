@@ -47,6 +47,35 @@ TEST_F(ConcurrentChanges, ADeletionThatIsSeenInTheMiddleOfAnAdditionStands)
     EXPECT_EQ(Pending(path)->kind, NotificationKind::Deleted);
 }
 
+// The file's time was read; before what is pending is dropped, another change is reported.
+TEST_F(ConcurrentChanges, AChangeThatIsReportedWhileTheFileIsTakenForUnchangedStaysPending)
+{
+    const CString path = Write(L"a.txt");
+    std::uint64_t modified = 0;
+    ASSERT_TRUE(GetFileTimes(path, false, nullptr, &modified));
+    // Its delay is not over: it needs no backup for now, and the clock is asked for that after its time was read.
+    RecordWithTime(path, modified - 1, 0, clock.Seconds() + 1000);
+    for (const bool pendingBefore : {false, true}) {
+        watcher.ClearNotifications();
+        if (pendingBefore) {
+            Index().ForgetItem(path);
+            Handler().OnFileModified(path);
+            RecordWithTime(path, modified - 1, 0, clock.Seconds() + 1000);
+        }
+        const ClockThatCalls calling([&] {
+            std::thread([&] {
+                ASSERT_TRUE(Index().ForgetItem(path)); // as new as can be
+                Handler().OnFileModified(path);
+                RecordWithTime(path, modified - 1, 0, clock.Seconds() + 1000);
+            }).join();
+        });
+        State().clock = &calling;
+        watcher.AddSingleNotification(path);
+        State().clock = &clock;
+        EXPECT_TRUE(Pending(path)) << pendingBefore;
+    }
+}
+
 TEST_F(ConcurrentChanges, NamingAVanishedFileLeavesItsDeletion)
 {
     const CString path = Write(L"a.txt");
@@ -80,7 +109,7 @@ TEST_F(ConcurrentChanges, NamingAFileThatVanishedAMomentAgoLeavesItsDeletionAlso
 
 TEST_F(ConcurrentChanges, ALossWhileACompletionIsNotedIsNotForgotten)
 {
-    const ClockThatCalls calling([&] { State().MakeFullEnumerationDue(); });
+    const ClockThatCalls calling([&] { State().due.MakeFull(); });
     State().clock = &calling;
     watcher.NoteFirstTimeRunCompleted();
     GetServiceRunSettings().Load();

@@ -2,6 +2,7 @@
 #include "companions/settings/OrbSettings.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 
+#include <stdexcept>
 #include <thread>
 
 namespace
@@ -184,6 +185,24 @@ TEST_F(Deletions, AreExportedUnderTheSmallestFreeNumber)
     EXPECT_TRUE(Exported(L"Index.tdb.1"));
     EXPECT_TRUE(Exported(L"Index.tdb.3"));
     EXPECT_EQ(folder.ReadBytes(L"destination\\deeper\\Index.tdb.0"), "kept");
+}
+
+TEST_F(Deletions, AreExportedThoughAPlainFileHasTakenThePlaceOfTheDestination)
+{
+    watcher.SetDestBackupFolderDB(folder.Path(L"destination"));
+    folder.WriteBytes(L"destination", "no folder");
+    DeleteIndexed(L"a.txt");
+    watcher.ImmediateProcessDeletedFiles();
+    EXPECT_NE(GetFileAttributesW(folder.Path(L"destination\\Index.tdb.0")), INVALID_FILE_ATTRIBUTES);
+}
+
+TEST_F(Deletions, AreExportedWhateverTheListenerDoes)
+{
+    watcher.SetDeletionListener([](const DeletionRecord&) { throw std::runtime_error("the listener failed"); });
+    const CString path = DeleteIndexed(L"a.txt");
+    watcher.ImmediateProcessDeletedFiles();
+    EXPECT_TRUE(Exported(L"Index.tdb.0"));
+    EXPECT_FALSE(Pending(path));
 }
 
 TEST_F(Deletions, OnlineAreExportedWhereTheHandlerSays)

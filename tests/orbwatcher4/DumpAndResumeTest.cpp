@@ -148,6 +148,29 @@ TEST_F(DumpAndResume, ADumpThatCannotBeOpenedLogsNothingMoreAndMakesAFullEnumera
     EXPECT_EQ(CompletionTime(), 0);
 }
 
+class WriterThatCannotFlush : public FileWriter
+{
+public:
+    bool Flush(HANDLE) override
+    {
+        ++flushed;
+        return false;
+    }
+    int flushed = 0;
+};
+
+TEST_F(DumpAndResume, ADumpThatIsNotOnTheDiskItselfMakesAFullEnumerationDue)
+{
+    Handler().OnFileAdded(Write(L"a.txt"));
+    WriterThatCannotFlush writer;
+    State().writer = &writer;
+    State().due.BeginRun();
+    watcher.DeInit();
+    EXPECT_EQ(writer.flushed, 1);
+    EXPECT_FALSE(watcher.IsPendingKept());
+    EXPECT_EQ(CompletionTime(), 0);
+}
+
 class WriterThatFailsAt : public FileWriter
 {
 public:

@@ -35,6 +35,25 @@ TEST_F(Expansion, LinksInACircleEnd)
         EXPECT_TRUE(RemoveLink(InTree(name).GetString()));
 }
 
+TEST_F(Expansion, ARememberedLinkToAFolderAboveItselfEnds)
+{
+    const CString plain = Write(L"new\\plain.txt");
+    const CString link = InTree(L"new\\link");
+    ASSERT_TRUE(MakeLink(link.GetString(), InTree(L"new").GetString()));
+    JunctionAccess::Remember(State().filter, link, InTree(L"new"));
+    int events = 0;
+    const std::uint64_t sink = g_OrbLog.AddSink([&](const LogLine&) {
+        if (++events > 10000) // each level of a recursion writes lines
+            State().stop.SetEvent();
+    });
+    Handler().OnFileAdded(InTree(L"new"));
+    g_OrbLog.RemoveSink(sink);
+    EXPECT_TRUE(Pending(plain));
+    EXPECT_FALSE(State().stop.IsSet());
+    State().stop.ResetEvent();
+    EXPECT_TRUE(RemoveLink(link.GetString()));
+}
+
 TEST_F(Expansion, AFolderThatIsSwappedForAnotherBringsItsFiles)
 {
     const CString file = Write(L"d\\f.txt", "old");
@@ -94,6 +113,68 @@ TEST_F(Expansion, AnExcludedFolderBringsWhatIsSelectedDeeperInIt)
     Handler().OnFileAdded(InTree(L"x"));
     EXPECT_TRUE(Pending(inside));
     EXPECT_FALSE(Pending(outside));
+}
+
+class MaskedExpansion : public WatcherFixture
+{
+protected:
+    std::string Masked(const wchar_t* mask)
+    {
+        return Item(L"path=\"" + std::wstring(tree) + L"\" type=\"1\" includeSub=\"1\" mask=\"" + mask + L"\"");
+    }
+};
+
+TEST_F(MaskedExpansion, AFolderBelowAnIncludeWithAMaskBringsTheFilesThatTheMaskNames)
+{
+    Select(Masked(L".doc"));
+    const CString document = Write(L"new\\deep\\a.doc"), other = Write(L"new\\deep\\a.txt");
+    Handler().OnFileAdded(InTree(L"new"));
+    EXPECT_TRUE(Pending(document));
+    EXPECT_FALSE(Pending(other));
+    EXPECT_FALSE(Pending(InTree(L"new\\"))) << "a folder that is not selected itself gets no entry";
+    EXPECT_FALSE(Pending(InTree(L"new\\deep\\")));
+}
+
+TEST_F(MaskedExpansion, AFolderThatIsRenamedThereBringsThemUnderTheirNewNames)
+{
+    Select(Masked(L".doc"));
+    Write(L"old\\a.doc");
+    ASSERT_TRUE(MoveFileW(InTree(L"old"), InTree(L"new")));
+    Handler().OnFileNameChanged(InTree(L"old"), InTree(L"new"));
+    EXPECT_TRUE(Pending(InTree(L"new\\a.doc")));
+}
+
+TEST_F(MaskedExpansion, ANewRuleWithAMaskQueuesWhatItNames)
+{
+    Select("");
+    const CString document = Write(L"deep\\a.doc"), other = Write(L"deep\\a.txt");
+    const CString rules = WriteRules(L"new.xml", Masked(L".doc"));
+    EXPECT_EQ(watcher.AddNewQueueItem(rules, false, nullptr, 0), RulesQueued);
+    EXPECT_TRUE(Pending(document));
+    EXPECT_FALSE(Pending(other));
+}
+
+TEST_F(MaskedExpansion, AFolderBelowAnAdvancedIncludeBringsTheFilesThatItNames)
+{
+    watcher.SetAdvancedFiltersPath(WriteRules(
+        L"advanced.xml", Item(L"path=\"" + std::wstring(tree) + L"\" type=\"1\" includeSub=\"1\" mask=\".doc\"")));
+    SelectTree();
+    const CString document = Write(L"new\\deep\\a.doc"), other = Write(L"new\\deep\\a.txt");
+    Handler().OnFileAdded(InTree(L"new"));
+    EXPECT_TRUE(Pending(document));
+    EXPECT_FALSE(Pending(other));
+}
+
+TEST_F(MaskedExpansion, ARememberedLinkToAFolderAboveIsNotEnteredThereEither)
+{
+    Select(Masked(L".doc"));
+    const CString document = Write(L"new\\a.doc"), link = InTree(L"new\\link");
+    ASSERT_TRUE(MakeLink(link.GetString(), InTree(L"new").GetString()));
+    JunctionAccess::Remember(State().filter, link, InTree(L"new"));
+    Handler().OnFileAdded(InTree(L"new"));
+    EXPECT_TRUE(Pending(document));
+    EXPECT_EQ(watcher.GetTotalFilesInMem(), 1);
+    EXPECT_TRUE(RemoveLink(link.GetString()));
 }
 
 } // namespace

@@ -133,9 +133,9 @@ TEST_F(FirstTimeRun, ThatCannotReadTheIndexSaysSoAndMakesAnotherOneDue)
 
 TEST_F(FirstTimeRun, IsMadeDueAgainWhereAnotherProcessHasNotedOneSinceThen)
 {
-    ASSERT_TRUE(State().MakeFullEnumerationDue());
+    ASSERT_TRUE(State().due.MakeFull());
     folder.WriteBytes(L"data\\ServiceRunSettings.json", R"({"Backup":{"FirstTimeRunTime":12345}})");
-    ASSERT_TRUE(State().MakeFullEnumerationDue());
+    ASSERT_TRUE(State().due.MakeFull());
     GetServiceRunSettings().Load();
     EXPECT_EQ(GetServiceRunSettings().GetValue(L"Backup::FirstTimeRunTime", -1), 0);
 }
@@ -191,7 +191,7 @@ TEST_F(FirstTimeRun, ItsCompletionIsNotedUnlessSomethingWasLostMeanwhile)
     const auto noted = [] { return GetServiceRunSettings().GetValue(L"Backup::FirstTimeRunTime", -1); };
     EXPECT_EQ(noted(), static_cast<std::int32_t>(clock.Seconds()));
     Run();
-    State().MakeFullEnumerationDue();
+    State().due.MakeFull();
     watcher.NoteFirstTimeRunCompleted();
     EXPECT_EQ(noted(), 0);
 }

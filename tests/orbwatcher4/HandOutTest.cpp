@@ -2,6 +2,7 @@
 #include "companions/online/OnlineCallbackHandler.h"
 #include "companions/settings/OrbSettings.h"
 #include "support/Hashes.h"
+#include "support/SystemPath.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 #include "tests/support/ImportedCall.h"
 
@@ -55,6 +56,53 @@ TEST_F(HandOuts, ARecordHoldsWhatTheDiskAndTheRulesSay)
     EXPECT_EQ(datum.attributes, GetFileAttributesW(path));
     EXPECT_TRUE(log.Has(L"Adding ...  " + std::wstring(path)));
     EXPECT_FALSE(Next(datum));
+}
+
+// Nobody may look at one file by its path, as when a program holds it for itself alone.
+class UnseenFile
+{
+public:
+    explicit UnseenFile(const CString& path) { s_path = path.GetString(); }
+
+private:
+    static BOOL WINAPI Answer(const wchar_t* path, GET_FILEEX_INFO_LEVELS level, void* data)
+    {
+        if (_wcsicmp(PlainPath(path), s_path.c_str()) == 0) {
+            SetLastError(ERROR_SHARING_VIOLATION);
+            return FALSE;
+        }
+        return s_original(path, level, data);
+    }
+
+    static inline const auto s_original = SystemFunction<decltype(GetFileAttributesExW)>("GetFileAttributesExW");
+    static inline std::wstring s_path;
+    const ImportedCall m_call{nullptr, "GetFileAttributesExW", &Answer};
+};
+
+HANDLE WINAPI RefuseSearch(const wchar_t*, WIN32_FIND_DATAW*)
+{
+    SetLastError(ERROR_ACCESS_DENIED);
+    return INVALID_HANDLE_VALUE;
+}
+
+TEST_F(HandOuts, AFileThatMayNotBeLookedAtIsHandedOutAsItsFolderListsIt)
+{
+    const CString path = AddFile(L"a.txt", "12345");
+    const UnseenFile unseen(path);
+    QueueDatum datum;
+    ASSERT_TRUE(Next(datum));
+    EXPECT_EQ(datum.size, 5u);
+}
+
+TEST_F(HandOuts, AFileOfWhichNothingCanBeReadIsKeptAndSaidSo)
+{
+    const CString path = AddFile(L"a.txt");
+    const UnseenFile unseen(path);
+    const ImportedCall find(nullptr, "FindFirstFileW", &RefuseSearch);
+    QueueDatum datum;
+    EXPECT_FALSE(Next(datum));
+    EXPECT_TRUE(Pending(path));
+    EXPECT_TRUE(log.Has(L"Failed to get file info: " + std::wstring(path)));
 }
 
 TEST_F(HandOuts, ADirectoryReportsItsCreationTimeAsModificationTime)

@@ -68,6 +68,19 @@ TEST_F(PendingRemoval, ByTheDiskTakesTheFilesThatItShows)
     EXPECT_TRUE(log.Has(L"Scaning Directory " + std::wstring(InTree(L"d\\e\\")) + L" for pending notifications"));
 }
 
+TEST_F(PendingRemoval, ByTheDiskEntersLinksOnceEach)
+{
+    const CString link = InTree(L"d\\link"), circle = InTree(L"elsewhere\\circle");
+    Write(L"elsewhere\\f.txt");
+    ASSERT_TRUE(MakeLink(link.GetString(), InTree(L"elsewhere").GetString()));
+    ASSERT_TRUE(MakeLink(circle.GetString(), InTree(L"elsewhere").GetString()));
+    Put(InTree(L"d\\link\\f.txt"));
+    watcher.RemoveChildNotifications(InTree(L"d\\"));
+    EXPECT_EQ(Left(), std::set<std::wstring>{L"dd.txt"});
+    EXPECT_TRUE(RemoveLink(circle.GetString()));
+    EXPECT_TRUE(RemoveLink(link.GetString()));
+}
+
 TEST_F(PendingRemoval, EndsAtOnceWhenAskedTo)
 {
     EXPECT_FALSE(watcher.IsAbortExcludeDelete());

@@ -62,11 +62,11 @@ TEST_F(PluginTable, IsLeftOutWhenTheIndexCannotBeOpened)
     EXPECT_TRUE(log.Has(L"Failed to open Index DB"));
 }
 
-TEST_F(PluginTable, LeavesAPluginWithATextThatIsTooLongOut)
+TEST_F(PluginTable, LeavesATextThatIsTooLongOutAndKeepsThePlugin)
 {
     EXPECT_TRUE(Fill(R"(<Plugin id="1" name=")" + std::string(260, 'n') + R"("/><Plugin id="2" name=")" +
                      std::string(259, 'n') + R"("/>)"));
-    EXPECT_EQ(Names(), std::vector<std::wstring>{std::wstring(259, L'n')});
+    EXPECT_EQ(Names(), (std::vector<std::wstring>{L"", std::wstring(259, L'n')}));
 }
 
 TEST_F(PluginTable, IsFilledAtTheStartOfTheWatcher)

@@ -234,15 +234,20 @@ TEST_F(SelectionMerging, RulesThatAreAddedAreInTheSelectionFileAfterwards)
     EXPECT_EQ(GetFileAttributesW(rules), INVALID_FILE_ATTRIBUTES);
 }
 
-TEST_F(SelectionMerging, RulesThatDidNotGetIntoTheSelectionFileKeepTheirOwn)
+TEST_F(SelectionMerging, RulesThatCannotGetIntoTheSelectionFileAreRefusedAndTheirFileIsKept)
 {
     Select("");
     const CString rules = WriteRules(L"new.xml", TreeItem());
     ASSERT_TRUE(SetFileAttributesW(data, FILE_ATTRIBUTE_READONLY));
-    EXPECT_EQ(watcher.AddNewQueueItem(rules, true, nullptr, 1), RulesQueued);
+    const CString file = Write(L"f.txt");
+    EXPECT_EQ(watcher.AddNewQueueItem(rules, true, nullptr, 0), RulesNotLoaded);
     ASSERT_TRUE(SetFileAttributesW(data, FILE_ATTRIBUTE_NORMAL));
     EXPECT_NE(GetFileAttributesW(rules), INVALID_FILE_ATTRIBUTES);
-    EXPECT_EQ(watcher.Explain(Write(L"f.txt")).decision, Included);
+    // At the next start they would be gone: they are not there now either.
+    EXPECT_EQ(watcher.Explain(file).decision, NotIncluded);
+    EXPECT_FALSE(Pending(file));
+    EXPECT_EQ(watcher.AddNewQueueItem(rules, true, nullptr, 0), RulesQueued);
+    EXPECT_TRUE(Pending(file));
 }
 
 } // namespace

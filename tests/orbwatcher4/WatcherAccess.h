@@ -28,8 +28,6 @@ public:
     {
         return const_cast<WatchLoop&>(loop).m_engine.IsWatchingDirectory(root);
     }
-    // As after an attempt that failed: no other one before the time.
-    static void PutOff(WatchLoop& loop, const wchar_t* root, std::int64_t until) { loop.m_retries[root].at = until; }
     // As the thread does that StartWatch starts.
     static void UpdateOverlays(COrbWatcher& watcher) { COrbWatcher::_FirstTimeAutoExOverlayUpdater(&watcher); }
     // Waits for the enumerations that were started.

@@ -27,7 +27,7 @@ protected:
         m_dataFolderBefore = before;
         SetEnvironmentVariableW(L"ORB_DATA_FOLDER", folder.Path(L"data"));
         CIndexDB::ClearCache();
-        WatchLoop::ForgetLastCheck();
+        DueEnumerations::ForgetLastCheck();
         // Shared with every process on the machine: what others have left is taken back.
         ResetEvent(State().deletedFilesEvent.Get());
         State().clock = &clock;

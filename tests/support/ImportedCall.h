@@ -8,6 +8,14 @@
 #include <cstring>
 #include <stdexcept>
 
+// The function itself, whatever stands in for it where a module calls it. Of kernel32.
+template <typename Function>
+Function* SystemFunction(const char* name)
+{
+    return reinterpret_cast<Function*>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernel32.dll"), name)));
+}
+
 class ImportedCall
 {
 public:

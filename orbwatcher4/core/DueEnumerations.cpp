@@ -1,0 +1,246 @@
+#include "orbwatcher4/core/DueEnumerations.h"
+
+#include "companions/logging/OrbLogging.h"
+#include "companions/settings/OrbSettings.h"
+#include "orbwatcher4/core/Completes.h"
+
+#include <windows.h>
+
+#include <algorithm>
+
+namespace
+{
+
+// Among the service-run settings: the roots that the next start must rescan; no path holds the separator.
+constexpr const wchar_t* RescansDueKey = L"Backup::RescansDue";
+constexpr wchar_t Separator = L'|';
+constexpr std::size_t LongestList = 4096; // units
+
+constexpr std::int64_t MinutesBetweenChecks = 30;
+
+std::atomic<std::int64_t> g_lastCheck{0}; // seconds since 1970
+
+std::set<CString> SplitRoots(const CString& list)
+{
+    std::set<CString> roots;
+    for (int from = 0; from < list.GetLength();) {
+        int to = list.Find(Separator, from);
+        if (to < 0)
+            to = list.GetLength();
+        if (to > from)
+            roots.insert(list.Mid(from, to - from));
+        from = to + 1;
+    }
+    return roots;
+}
+
+CString JoinRoots(const std::set<CString>& roots)
+{
+    CString list;
+    for (const CString& root : roots) {
+        if (!list.IsEmpty())
+            list += Separator;
+        list += root;
+    }
+    return list;
+}
+
+std::set<CString> HandedOver(const CServiceRunSettings& settings)
+{
+    std::vector<wchar_t> list(LongestList);
+    return settings.GetValue(RescansDueKey, list.data(), list.size()) ? SplitRoots(list.data()) : std::set<CString>();
+}
+
+} // namespace
+
+bool DueEnumerations::IsCheckTooEarly(std::int64_t now)
+{
+    return now >= g_lastCheck && (now - g_lastCheck) / 60 < MinutesBetweenChecks;
+}
+
+void DueEnumerations::NoteCheck(std::int64_t now) { g_lastCheck = now; }
+void DueEnumerations::ForgetLastCheck() { g_lastCheck = 0; }
+
+void DueEnumerations::BeginRun()
+{
+    KeepFull();
+    // The marks of earlier runs stay where they cannot be looked for, and are found by a later start.
+    Completes(L"Looking for an unclean end", [this] { NoticeUncleanEnd(); });
+    Completes(L"Noting that this run has begun", [this] { m_mark.Set(); });
+}
+
+void DueEnumerations::NoticeUncleanEnd()
+{
+    const std::vector<CString> left = RunningMark::FindLeft();
+    if (left.empty())
+        return;
+    g_OrbLog.WriteLog(1, L"OrbWatcher", __LINE__, L"The last run did not end in an orderly way");
+    ForgetLastCheck();
+    if (MakeFull())
+        for (const CString& mark : left)
+            DeleteFileW(mark);
+}
+
+void DueEnumerations::EndRun(bool pendingKept)
+{
+    // No pass begins what is left.
+    bool handedOver = false;
+    Completes(L"Handing rescans over to the next start",
+              [&] { handedOver = HandOver([](const CString&) { return true; }); });
+    if (!handedOver)
+        MakeFull();
+    if (KeepFull() && pendingKept)
+        m_mark.Clear();
+    else
+        m_mark.Leave();
+}
+
+bool DueEnumerations::MakeFull() noexcept
+{
+    m_fullDueAgain = true;
+    bool written = false;
+    Completes(L"Making a full enumeration due", [&] { written = WriteFull(); });
+    m_fullUnwritten = !written;
+    if (!written)
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to make a full enumeration due");
+    return written;
+}
+
+bool DueEnumerations::KeepFull() noexcept { return !m_fullUnwritten || MakeFull(); }
+
+bool DueEnumerations::WriteFull()
+{
+    CServiceRunSettings& settings = GetServiceRunSettings();
+    // Many folders may be given up one after the other; once is enough, unless another process has noted a run since
+    // then. (A value that is not there is written.)
+    if (m_fullWritten && settings.Load() && settings.GetValue(FirstTimeRunTimeKey, 1) == 0)
+        return true;
+    settings.SetValue(FirstTimeRunTimeKey, 0);
+    return m_fullWritten = settings.Save();
+}
+
+void DueEnumerations::MakeFullOnceFor(const CString& path) noexcept
+{
+    bool isNew = true;
+    Completes(L"Noting an unknown path", [&] {
+        const CSingleLock lock(m_section);
+        isNew = m_unknown.insert(path).second;
+    });
+    if (isNew)
+        MakeFull();
+}
+
+void DueEnumerations::Found(const CString& path) noexcept
+{
+    const CSingleLock lock(m_section);
+    if (!m_unknown.empty())
+        m_unknown.erase(path);
+}
+
+void DueEnumerations::FullBegins() { m_fullDueAgain = false; }
+
+void DueEnumerations::NoteFullCompleted(const Clock& clock)
+{
+    if (m_fullDueAgain)
+        return;
+    CServiceRunSettings& settings = GetServiceRunSettings();
+    settings.SetValue(FirstTimeRunTimeKey, static_cast<std::int32_t>(clock.Seconds()));
+    // A loss that was reported after the check has written its value before this one.
+    if (m_fullDueAgain)
+        settings.SetValue(FirstTimeRunTimeKey, 0);
+    if (!settings.Save())
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to note that the first-time run has completed");
+}
+
+void DueEnumerations::Report(const CString& root, const char* reason, std::int64_t now)
+{
+    const CSingleLock lock(m_section);
+    const auto [place, isNew] = m_rescans.try_emplace(root, Rescan{now, now, reason});
+    if (!isNew)
+        place->second.last = now;
+}
+
+void DueEnumerations::ReportLoss(const CString& root, std::int64_t now) { Report(root, LostChanges, now); }
+
+void DueEnumerations::ReportLeftOut(const CString& root, std::int64_t now) { Report(root, DriveReturned, now); }
+
+std::vector<CString> DueEnumerations::ReadyRescans(std::int64_t now)
+{
+    std::vector<CString> ready;
+    const CSingleLock lock(m_section);
+    for (auto& [root, rescan] : m_rescans) {
+        rescan.last = std::min(rescan.last, now);
+        rescan.first = std::min(rescan.first, now);
+        if (now > rescan.last + QuietSeconds || now >= rescan.first + LongestWait)
+            ready.push_back(root);
+    }
+    return ready;
+}
+
+DueEnumerations::Rescans::node_type DueEnumerations::Take(const CString& root)
+{
+    const CSingleLock lock(m_section);
+    return m_rescans.extract(root);
+}
+
+void DueEnumerations::GiveBack(const CString& root, Rescans::node_type rescan, const char* reason, std::int64_t now)
+{
+    const CSingleLock lock(m_section);
+    if (!rescan) {
+        m_rescans.try_emplace(root, Rescan{now, now, reason});
+        return;
+    }
+    const Rescan before = rescan.mapped();
+    // Reported again meanwhile: it has been due since the earlier report.
+    if (const auto result = m_rescans.insert(std::move(rescan)); !result.inserted)
+        result.position->second.first = before.first;
+}
+
+std::optional<DueEnumerations::Rescan> DueEnumerations::DueRescan(const CString& root) const
+{
+    const CSingleLock lock(m_section);
+    const auto found = m_rescans.find(root);
+    return found == m_rescans.end() ? std::nullopt : std::optional<Rescan>(found->second);
+}
+
+bool DueEnumerations::HandOver(const std::function<bool(const CString& root)>& isAway)
+{
+    std::set<CString> away;
+    bool all = true;
+    {
+        const CSingleLock lock(m_section);
+        for (const auto& [root, rescan] : m_rescans) {
+            if (isAway(root))
+                away.insert(root);
+            else
+                all = false;
+        }
+        m_rescans.clear();
+    }
+    if (away.empty())
+        return all;
+    CServiceRunSettings& settings = GetServiceRunSettings();
+    settings.Load();
+    away.merge(HandedOver(settings));
+    const CString list = JoinRoots(away);
+    if (static_cast<std::size_t>(list.GetLength()) >= LongestList)
+        return false;
+    settings.SetValue(RescansDueKey, list);
+    return settings.Save() && all;
+}
+
+void DueEnumerations::TakeOver(const std::set<CString>& roots, std::int64_t now)
+{
+    CServiceRunSettings& settings = GetServiceRunSettings();
+    settings.Load();
+    std::set<CString> left = HandedOver(settings);
+    const std::size_t before = left.size();
+    for (const CString& root : roots)
+        if (left.erase(root) != 0)
+            ReportLeftOut(root, now);
+    if (left.size() == before)
+        return;
+    // Roots that are kept although this run has taken them are rescanned once too often, no more.
+    settings.SetValue(RescansDueKey, JoinRoots(left));
+    settings.Save();
+}

@@ -1,0 +1,104 @@
+// A selection that cannot be read: nothing is judged by rules that are not there, and nothing that is due is used up.
+#include "companions/settings/OrbSettings.h"
+#include "orbwatcher4/core/DumpFile.h"
+#include "tests/orbwatcher4/LoopFixture.h"
+
+namespace
+{
+
+class UnreadSelection : public LoopFixture
+{
+protected:
+    void WriteDump(const CString& path)
+    {
+        const std::wstring line = std::wstring(path) + L"\n";
+        folder.WriteBytes(L"data\\watcher_dump.bin",
+                          std::string(reinterpret_cast<const char*>(line.data()), line.size() * sizeof(wchar_t)));
+    }
+    bool DumpExists() { return GetFileAttributesW(DumpFilePath()) != INVALID_FILE_ATTRIBUTES; }
+    bool IsFullDue()
+    {
+        GetServiceRunSettings().Load();
+        return GetServiceRunSettings().GetValue(L"Backup::FirstTimeRunTime", -1) == 0;
+    }
+    void BreakSelection()
+    {
+        folder.WriteBytes(L"data.xml", "<Data><Item");
+        watcher.SetDataXmlPath(folder.Path(L"data.xml"));
+    }
+    void MendSelection() { WriteRules(L"data.xml", TreeItem()); }
+    void Enumerate()
+    {
+        ASSERT_EQ(watcher.StartFirstTimeRun(0), 1);
+        WatcherAccess::EndRuns(watcher);
+    }
+};
+
+TEST_F(UnreadSelection, IsReadAgainUntilItCanBeAndThenWatched)
+{
+    BreakSelection();
+    EXPECT_FALSE(watcher.LoadSelection());
+    State().watching.SetEvent();
+    Start();
+    PassAfter(1);
+    EXPECT_TRUE(watcher.GetWatchedRoots().empty());
+    MendSelection();
+    PassAfter(60); // the longest pause
+    EXPECT_EQ(watcher.GetWatchedRoots(), std::vector<CString>{L"c:\\"});
+    EXPECT_EQ(rescans, std::vector<std::string>{"newDrive"});
+    State().watching.ResetEvent();
+}
+
+TEST_F(UnreadSelection, UsesUpNoEnumerationThatIsDue)
+{
+    BreakSelection();
+    EXPECT_FALSE(watcher.LoadSelection());
+    const wchar_t* name = L"orbwatcher4-test-unread-selection-completed";
+    const KernelHandle completed(CreateEventW(nullptr, TRUE, FALSE, name));
+    watcher.SetFirstTimeCompletionEvent(name);
+    Enumerate();
+    EXPECT_FALSE(IsSignalled(completed.Get()));
+    watcher.NoteFirstTimeRunCompleted();
+    EXPECT_TRUE(IsFullDue());
+}
+
+TEST_F(UnreadSelection, IsWaitedForByTheTimeRule)
+{
+    GetServiceRunSettings().SetValue(L"Backup::FirstTimeRunTime", 0);
+    GetServiceRunSettings().Save();
+    BreakSelection();
+    EXPECT_FALSE(watcher.LoadSelection());
+    Start();
+    PassAfter(1);
+    EXPECT_FALSE(log.Has(L"Rescanning selections based on time rule"));
+    MendSelection();
+    PassAfter(60);
+    EXPECT_TRUE(log.Has(L"Rescanning selections based on time rule"));
+}
+
+TEST_F(UnreadSelection, ThatWasNeverNamedLeavesTheDumpWhereItIs)
+{
+    WriteDump(Write(L"a.txt"));
+    watcher.Resume();
+    EXPECT_TRUE(DumpExists());
+    watcher.SetDataXmlPath(WriteRules(L"data.xml", TreeItem()));
+    watcher.Resume();
+    EXPECT_FALSE(DumpExists());
+    EXPECT_TRUE(Pending(InTree(L"a.txt")));
+}
+
+TEST_F(UnreadSelection, LeavesTheDumpWhereItIsThoughARuleWasAdded)
+{
+    const CString dumped = Write(L"a.txt");
+    WriteDump(dumped);
+    WriteRules(L"data.xml", TreeItem());
+    const CString rule = WriteRules(L"new.xml", Item(L"path=\"C:\\elsewhere\" type=\"1\" includeSub=\"1\""));
+    ASSERT_EQ(watcher.AddNewQueueItem(rule, false, nullptr, 1), RulesQueued);
+    watcher.Resume();
+    EXPECT_TRUE(DumpExists()) << "the rule that was added is not the selection";
+    watcher.SetDataXmlPath(folder.Path(L"data.xml"));
+    watcher.Resume();
+    EXPECT_TRUE(Pending(dumped));
+}
+
+} // namespace
