@@ -129,11 +129,15 @@ bool BackupService::TellDeletions()
 {
     const std::vector<DeletionRecord> deletions = m_events.TakeDeletions();
     m_deletions += deletions.size();
+    std::vector<CString> deleted;
     for (const DeletionRecord& record : deletions) {
         m_writer.Deleted(record);
-        if (m_options.record && IsStillDeleted(record) && !m_index.ForgetItem(record.path))
-            TellUnrecorded(record.path.GetString());
+        if (m_options.record && IsStillDeleted(record))
+            deleted.push_back(record.path);
     }
+    // In one commit: a folder may have taken thousands along.
+    if (!deleted.empty() && !m_index.ForgetItems(deleted))
+        TellUnrecorded(deleted.front().GetString());
     return !deletions.empty();
 }
 

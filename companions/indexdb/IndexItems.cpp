@@ -94,19 +94,26 @@ bool CIndexDB::RecordItems(const std::vector<ItemDatum>& items)
     return m_state->RecordAll(items.data(), items.size());
 }
 
-bool CIndexDB::ForgetItem(const wchar_t* path)
+bool CIndexDB::ForgetItem(const wchar_t* path) { return ForgetItems({CString(path)}); }
+
+bool CIndexDB::ForgetItems(const std::vector<CString>& paths)
 {
     const CSingleLock turn(IndexCache::Turn());
-    const CString known = IndexPath(path);
+    std::vector<CString> known;
     const bool forgotten = m_state->Run([&] {
         m_state->RefuseInBatch();
+        for (const CString& path : paths)
+            known.push_back(IndexPath(path));
         IndexTransaction transaction(m_state->connection);
-        m_state->connection.Execute("DELETE FROM gone WHERE item IN (SELECT id FROM items WHERE path=?)", known);
-        m_state->connection.Execute("DELETE FROM items WHERE path=?", known);
+        for (const CString& path : known) {
+            m_state->connection.Execute("DELETE FROM gone WHERE item IN (SELECT id FROM items WHERE path=?)", path);
+            m_state->connection.Execute("DELETE FROM items WHERE path=?", path);
+        }
         transaction.Commit();
     });
     if (forgotten)
-        m_state->FollowForgotten(known);
+        for (const CString& path : known)
+            m_state->FollowForgotten(path);
     return forgotten;
 }
 

@@ -163,6 +163,8 @@ public:
     bool RecordItems(const std::vector<ItemDatum>& items);
     /// The item is not in the index any more; also when it was not. False when it cannot be written.
     bool ForgetItem(const wchar_t* path);
+    /// The same for many, in one commit: all of them or none.
+    bool ForgetItems(const std::vector<CString>& paths);
     /// Fills the process's cache from this database, which must be open. False when it cannot be read.
     bool LoadCache();
 

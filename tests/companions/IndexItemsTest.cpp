@@ -1,6 +1,9 @@
 #include "tests/companions/IndexTest.h"
 
 #include "support/Hashes.h"
+#include "tests/support/ImportedCall.h"
+
+#include <atomic>
 
 namespace
 {
@@ -95,6 +98,35 @@ TEST_F(IndexItems, TheCacheFollowsRecordingAndForgetting)
     EXPECT_TRUE(db.ForgetItem(L"C:\\never recorded"));
     ASSERT_TRUE(db.LoadCache());
     EXPECT_FALSE(Knows(L"C:\\\u00e4"));
+}
+
+std::atomic<int> g_flushes;
+BOOL WINAPI CountedFlush(HANDLE)
+{
+    ++g_flushes;
+    return TRUE;
+}
+
+TEST_F(IndexItems, ManyItemsAreForgottenInOneCommit)
+{
+    ASSERT_TRUE(db.LoadCache());
+    std::vector<ItemDatum> items;
+    std::vector<CString> paths{L"C:\\never recorded"};
+    for (int i = 0; i < 100; ++i) {
+        items.push_back(Item((L"C:\\" + std::to_wstring(i)).c_str()));
+        paths.push_back(items.back().path);
+    }
+    ASSERT_TRUE(db.RecordItems(items));
+    {
+        const ImportedCall flush(L"OrbIndexDB.dll", "FlushFileBuffers", &CountedFlush);
+        g_flushes = 0;
+        ASSERT_TRUE(db.ForgetItems(paths));
+    }
+    EXPECT_LE(g_flushes, 2);
+    for (const CString& path : paths)
+        EXPECT_FALSE(Knows(path));
+    ASSERT_TRUE(db.LoadCache());
+    EXPECT_FALSE(Knows(L"C:\\99"));
 }
 
 TEST_F(IndexItems, AnotherSpellingOfAPathReplacesTheItem)
