@@ -1,15 +1,27 @@
 #include "host/AddCommand.h"
 
 #include "host/RulesAddition.h"
+#include "orbwatcher4/OrbFilter.h"
 
 namespace
 {
 
 RulesAddition WantedOf(const AddOptions& options) { return {options.rules, options.deleteWhenDone, options.mergeOnly}; }
 
+bool CanBeRead(const std::wstring& rules)
+{
+    OrbFilter reader;
+    FilterList read;
+    return reader.LoadXmlFilter(rules.c_str(), false, &read, false, false);
+}
+
 // What came of it, but for what the library wrote to the log.
 ExitCode Tell(const RulesAdded& added, const AddOptions& options, RecordWriter& writer)
 {
+    if (added.result == RulesNotLoaded && CanBeRead(options.rules)) {
+        writer.Error(L"the rules could not be merged into the selection, and none of them was taken", options.rules);
+        return ExitFailure;
+    }
     if (added.result == RulesNotLoaded) {
         writer.Error(L"the rules are missing or cannot be read; orbwatch init FOLDER writes a sample", options.rules);
         return ExitUsage;

@@ -3,8 +3,12 @@
 #include "companions/settings/OrbSettings.h"
 #include "host/IndexAdvice.h"
 
+#include <algorithm>
+
 namespace
 {
+
+constexpr double FirstRetryPause = 5, LongestRetryPause = 300; // seconds
 
 // What has returned may have been recorded anew by now.
 bool IsStillDeleted(const DeletionRecord& record)
@@ -97,6 +101,26 @@ void BackupService::Give(const QueueDatum& datum)
         Record(datum);
 }
 
+// No change is reported when a program lets go of a file that it had for itself alone.
+bool BackupService::RetryUnreadable(bool now)
+{
+    if (m_unreadable.empty()) {
+        m_retryPause = 0;
+        return false;
+    }
+    if (m_retryPause == 0) {
+        m_retryPause = FirstRetryPause;
+        m_retryAt = Seconds() + m_retryPause;
+    }
+    if (!now && Seconds() < m_retryAt)
+        return false;
+    m_retryPause = std::min(m_retryPause * 2, LongestRetryPause);
+    m_retryAt = Seconds() + m_retryPause;
+    for (const std::wstring& path : m_unreadable)
+        m_watcher.AddSingleNotification(path.c_str());
+    return true;
+}
+
 void BackupService::Record(const QueueDatum& datum)
 {
     ItemDatum item;
@@ -164,6 +188,8 @@ std::optional<ExitCode> BackupService::OutsideEnd() const
 
 ExitCode BackupService::End(ExitCode code, bool unreadable)
 {
+    // Nobody has received their contents: they are pending for the next start.
+    RetryUnreadable(true);
     m_watcher.AbortWatching();
     m_stillPending = m_watcher.GetTotalFilesInMem();
     m_watcher.DeInit();

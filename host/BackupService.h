@@ -45,6 +45,9 @@ public:
 
     // Hands on one pending file; false when there is none to be had now. `now`: the watcher is asked in any case.
     bool GiveOne(bool now);
+    // Puts what could not be read back among what is pending, after pauses that grow, or `now`. True when there was
+    // any.
+    bool RetryUnreadable(bool now);
     // Passes on deletions and rescans; true when there were any.
     bool TellEvents();
     // True when there were any: failures of the library.
@@ -83,6 +86,8 @@ private:
     std::unique_ptr<LibraryMessages> m_messages; // from the time that the selection is loaded
     PendingQueue m_queue;
     std::set<std::wstring> m_unreadable; // handed out unread, and not yet again
+    double m_retryAt = 0;                // when they are tried again
+    double m_retryPause = 0;             // seconds
     bool m_recordingFailed = false;
     std::uint64_t m_handedOut = 0;
     std::uint64_t m_deletions = 0;

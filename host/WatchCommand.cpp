@@ -6,6 +6,7 @@
 #include "host/WatchPipe.h"
 
 #include <memory>
+#include <utility>
 
 namespace
 {
@@ -86,7 +87,8 @@ private:
             m_requests.Answer();
             FollowRoots();
             m_service.TellMessages();
-            if (quiet && IsQuiet())
+            m_service.RetryUnreadable(false);
+            if (quiet && IsQuiet() && !LastRetry())
                 return ExitDone;
             WaitForSingleObject(InterruptEvent(), PollInterval);
         }
@@ -132,6 +134,15 @@ private:
         m_last = Seconds();
     }
 
+    // What could not be read is tried once more before the end.
+    bool LastRetry()
+    {
+        if (m_options.collect || std::exchange(m_triedLast, true) || !m_service.RetryUnreadable(true))
+            return false;
+        m_last = Seconds();
+        return true;
+    }
+
     bool IsQuiet() const { return m_options.untilQuiet > 0 && Seconds() - m_last >= m_options.untilQuiet; }
 
     void FollowRoots()
@@ -160,6 +171,7 @@ private:
     std::unique_ptr<SelectionView> m_selection;
     DirectoryOpener m_opener;
     WatchPipe m_requests;
+    bool m_triedLast = false;
     std::int64_t m_toldCount = 0;
     double m_last = Seconds();
     double m_followedAt = 0;

@@ -1,12 +1,16 @@
 /// @file
 /// COrbWatcher: the watcher as a backup service drives it.
 ///
-/// A service makes one object, sets paths and options, calls Init, Resume and
+/// A service makes one object, calls Init, sets paths and options, calls Resume and
 /// StartWatch, takes pending files with GetSingleNotification, and ends with
-/// AbortWatching, DeInit and destruction. Setters belong before StartWatch.
+/// AbortWatching, DeInit and destruction. Setters belong between Init and Resume.
 /// Everything else may be called from any thread while the watcher runs. No
-/// exception leaves an operation. Failures of the system are logged and the work
-/// goes on with what is left.
+/// exception leaves an operation but the constructor; without memory a setting stays
+/// as it was, and what could not be taken in makes a full enumeration due. Failures
+/// of the system are logged and the work goes on with what is left.
+///
+/// The user's files are looked at with the rights of SetUserToken's user, on every
+/// thread; a caller's thread has its own rights back when an operation returns.
 #pragma once
 
 #include "mfc/CString.h"
@@ -35,7 +39,7 @@ struct WatcherState;
 /// What became of new rules.
 enum AddQueueItemResult : int {
     RulesQueued = 0,     ///< the rules are held, and what they select is pending
-    RulesNotLoaded = 1,  ///< the file is missing or could not be loaded
+    RulesNotLoaded = 1,  ///< the file is missing or could not be loaded, or its rules could not be merged
     ExclusionsFound = 2, ///< some of the rules are exclusions that the caller must see
 };
 
@@ -95,10 +99,11 @@ public:
     /// Empties the paths of selection, index, queue and destination, and forgets earlier runs. Before anything else.
     void Init();
     /// Replays what the last run left pending in "watcher_dump.bin" in the data folder. The index's cache should be
-    /// loaded: without it nobody knows whether what is gone was backed up, and a full enumeration becomes due. A
-    /// dump that cannot be replayed, the selection being unreadable, is kept.
+    /// loaded: without it nobody knows whether what is gone was backed up, and a full enumeration becomes due. The
+    /// dump is kept as long as no selection has been read.
     void Resume();
-    /// Loads the selection and starts watching. Always 1; WaitUntilReady tells when all roots are read.
+    /// Loads the selection and starts watching. Always 1; WaitUntilReady tells when all roots are read. A selection
+    /// that cannot be read is tried again, after a minute at the latest; until then nothing that is due is used up.
     int StartWatch();
     /// Ends every thread the watcher has started. Always 1.
     int AbortWatching();
@@ -107,7 +112,8 @@ public:
     /// False when the last DeInit could not write everything; a full enumeration is then due.
     bool IsPendingKept() const;
     /// Loads the selection into both filters as StartWatch does; a running watcher then watches its new drives,
-    /// too. False when a file could not be loaded.
+    /// and those that the rules name no more no longer. False when there is no selection, or a file of it could not be
+    /// loaded; the rules that are held stay then.
     bool LoadSelection();
     /// True when the watcher runs and has tried to watch every drive of the selection; false after the time.
     bool WaitUntilReady(DWORD milliseconds);
@@ -175,14 +181,16 @@ public:
 
     // --- Pending files. ---
 
-    /// Hands out one pending file; false when there is none to be had now. sameRunIds: null, or a
-    /// std::set<unsigned __int64> in which the caller keeps the ids of the current backup run.
+    /// Hands out one pending file; false when there is none to be had now. A file that nobody may look at stays
+    /// pending. sameRunIds: null, or a std::set<unsigned __int64> in which the caller keeps the ids of the current
+    /// backup run.
     bool GetSingleNotification(void* sameRunIds, QueueDatum& out);
     /// Treats the path as changed: the rules decide whether it becomes pending. Always true.
     bool AddSingleNotification(const wchar_t* path);
     /// Drops all that is pending.
     void ClearNotifications();
-    /// Adds the rules of a file and queues what they select. mergeOnly non-zero: the rules only.
+    /// Adds the rules of a file and queues what they select. mergeOnly non-zero: the rules only. Rules that cannot be
+    /// merged into the selection are not taken at all (RulesNotLoaded), and their file is kept.
     AddQueueItemResult AddNewQueueItem(const wchar_t* xmlPath, bool deleteWhenDone, std::vector<ExcludedInfo>* excluded,
                                        int mergeOnly);
     /// 1 for a file whose name matches SetInstantRunExt.
@@ -193,12 +201,14 @@ public:
     // --- Deleted files. ---
 
     /// Writes a delete record for every pending deletion whose file is still gone, and for what the index holds
-    /// below it, and exports them. What cannot be written goes on waiting. Always 0.
+    /// below it, and exports them. What cannot be written goes on waiting, and so do all without the index's cache.
+    /// Always 0.
     int ImmediateProcessDeletedFiles();
     /// Told of each record after it was written, on the thread that processed it, with the deleted-files lock held:
     /// it must not call the watcher. An empty function takes it back. Before watching.
     void SetDeletionListener(std::function<void(const DeletionRecord&)> listener);
-    /// Pending files below a folder, which ends in a backslash, are dropped: those that the disk shows.
+    /// Pending files below a folder, which ends in a backslash, are dropped: those that the disk shows. Links to
+    /// folders are entered, each target once.
     void RemoveChildNotifications(CString directory);
     /// The same for all that is pending below the folder.
     void RemoveChildNotificationsEx(CString directory);
@@ -233,8 +243,8 @@ public:
     void UpdateDrive(const wchar_t* drive, WatcherEnum::DriveAction action);
     /// Appends the letters of the selection's drives. Always true.
     bool GetWatchedDrives(CString& out);
-    /// Told on the watch thread when a root is enumerated again, and why ("lostChanges", "driveReturned",
-    /// "watchedAgain", "newDrive"). Before watching.
+    /// Told on the watch thread, with no lock held, when a root is enumerated again, and why ("lostChanges",
+    /// "driveReturned", "watchedAgain", "newDrive"). It may call the watcher. Before watching.
     void SetRescanListener(std::function<void(const CString& root, const char* reason)> listener);
 
     // --- Plugin table, merging and export. ---

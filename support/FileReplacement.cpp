@@ -19,11 +19,12 @@ constexpr DWORD KeptAttributes =
 
 bool IsThere(const CString& path) { return GetFileAttributesW(path) != INVALID_FILE_ATTRIBUTES; }
 
-// Replacing would succeed on some systems; a file marked read-only is meant to stay as it is.
-bool IsReadOnly(const CString& path)
+// Replacing would succeed on some systems; a file marked read-only is meant to stay as it is, and so is a folder.
+bool MustStay(const CString& path)
 {
     const DWORD attributes = GetFileAttributesW(path);
-    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0;
+    return attributes != INVALID_FILE_ATTRIBUTES &&
+           (attributes & (FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_DIRECTORY)) != 0;
 }
 
 // The file itself when the path is a link to it. A path that the system cannot resolve is taken as it is.
@@ -147,7 +148,7 @@ bool ReplaceWhole(const CString& path, const std::function<bool(const CString& d
 {
     const CString plain = ResolveLink(path);
     const CString target = SystemPath(plain);
-    if (IsReadOnly(target)) {
+    if (MustStay(target)) {
         SetLastError(ERROR_ACCESS_DENIED);
         return false;
     }

@@ -176,14 +176,17 @@ bool COrbWatcher::MayBeWalked(const CString& root)
         if (known != m->drives.end() && known->second.removed == 1)
             return false;
     }
-    return GetFileAttributesW(RootOf(root)) != INVALID_FILE_ATTRIBUTES && !m->volumes.IsOther(root);
+    return IsReachable(root) && !m->volumes.IsOther(root);
 }
 
 void COrbWatcher::LeaveDriveOut(const CString& root)
 {
-    g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__,
-                      L"Initial scan started, but VolumeID doesn't match drive %s. Scan for this drive skipped.",
-                      root.GetString());
+    if (IsReachable(root))
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__,
+                          L"Initial scan started, but VolumeID doesn't match drive %s. Scan for this drive skipped.",
+                          root.GetString());
+    else
+        g_OrbLog.Log(L"%s is away and is enumerated when it returns", root.GetString());
     m->enumeration.CountBeside(PathOutcome::Missing);
     m->due.ReportLeftOut(root, m->clock->Seconds());
 }

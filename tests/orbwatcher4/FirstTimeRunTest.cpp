@@ -61,9 +61,9 @@ TEST_F(FirstTimeRun, IsRefusedWhileOneIsGoingOn)
 TEST_F(FirstTimeRun, PassesOverADriveWhoseVolumeIsAnother)
 {
     const CString path = Write(L"a.txt");
-    Select(TreeItem() + Item(L"path=\"B:\\x\" type=\"1\" includeSub=\"1\" vid=\"12345\""));
+    Select(TreeItem() + Item(L"path=\"G:\\x\" type=\"1\" includeSub=\"1\" vid=\"12345\""));
     Run();
-    EXPECT_TRUE(log.Has(L"Initial scan started, but VolumeID doesn't match drive b:\\. Scan for this drive skipped."));
+    EXPECT_TRUE(log.Has(L"Initial scan started, but VolumeID doesn't match drive g:\\. Scan for this drive skipped."));
     EXPECT_TRUE(Pending(path));
 }
 

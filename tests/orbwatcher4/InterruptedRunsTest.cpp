@@ -43,12 +43,19 @@ protected:
     template <typename Action>
     void RunUntilTheFirstFile(Action then)
     {
+        CEvent walking(false, true);
+        const std::uint64_t sink = g_OrbLog.AddSink([&](const LogLine& line) {
+            if (std::wstring_view(line.text) == L"COrbWatcher::FirstRun: begin")
+                walking.SetEvent();
+        });
         {
             // The walk waits at the first file that it reports.
             const ObjectLock held(State().locks, &State().store);
             ASSERT_EQ(watcher.StartFirstTimeRun(0), 1);
+            EXPECT_TRUE(walking.Lock(20000));
             then();
         }
+        g_OrbLog.RemoveSink(sink);
         WatcherAccess::EndRuns(watcher);
     }
     bool IsEnumerationDue()

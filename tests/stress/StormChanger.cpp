@@ -25,6 +25,8 @@ namespace fs = std::filesystem;
 
 class Changer
 {
+    static constexpr DWORD HeldFor = 20; // milliseconds
+
 public:
     Changer(const std::wstring& turns, unsigned seed, std::vector<fs::path> folders)
         : m_turns(turns),
@@ -36,10 +38,10 @@ public:
     void Change()
     {
         // Drawn before the turn: the attempts do not depend on the others.
-        const unsigned kind = Number(15);
+        const unsigned kind = Number(16);
         if (kind == 14)
             return Count(MoveSomeFolder());
-        const fs::path path = kind >= 12 ? Folder() / Name(L"d", 3) : File(), other = File();
+        const fs::path path = kind == 12 || kind == 13 ? Folder() / Name(L"d", 3) : File(), other = File();
         const std::string bytes(1 + Number(4000), static_cast<char>('a' + Number(26)));
         const Turns::Share share(m_turns);
         Count(ChangeOne(kind, path, other, bytes));
@@ -72,8 +74,10 @@ private:
             return ChangeCase(path);
         case 12:
             return fs::create_directories(path, m_ignored);
-        default:
+        case 13:
             return RemoveTree(path);
+        default:
+            return AppendAlone(path, bytes);
         }
     }
 
@@ -89,7 +93,12 @@ private:
             path /= Name(L"d", 3);
         return path;
     }
-    fs::path File() { return Folder() / Name(L"f", 6); }
+    // Some with an ending that selects them where nothing else does.
+    fs::path File()
+    {
+        const unsigned number = Number(6);
+        return Folder() / (L"f" + std::to_wstring(number) + (number < 4 ? L"" : L".doc"));
+    }
 
     bool Write(const fs::path& path, const std::string& bytes, std::ios::openmode mode)
     {
@@ -105,6 +114,18 @@ private:
             return false;
         fs::resize_file(path, size / 2, m_ignored);
         return !m_ignored;
+    }
+    // Nobody else may read the file for a while.
+    static bool AppendAlone(const fs::path& path, const std::string& bytes)
+    {
+        const FileHandle file(CreateFileW(path.c_str(), FILE_APPEND_DATA | SYNCHRONIZE, 0, nullptr, OPEN_EXISTING,
+                                          FILE_ATTRIBUTE_NORMAL, nullptr));
+        DWORD written = 0;
+        const bool appended =
+            file && WriteFile(file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
+        if (appended)
+            Sleep(HeldFor);
+        return appended;
     }
     // As programs save: the new content under another name, which then takes the file's place.
     bool Replace(const fs::path& path, const std::string& bytes)

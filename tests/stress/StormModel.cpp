@@ -81,19 +81,37 @@ bool StormModel::IsSelected(const std::wstring& path) const
 
 void StormModel::Walk(const std::wstring& folder, std::vector<Found>& found) const
 {
+    for (const Found& entry : ListOf(folder))
+        if (IsSelected(entry.path)) {
+            found.push_back(entry);
+            if (entry.isFolder)
+                Walk(entry.path, found);
+        }
+}
+
+void StormModel::WalkEnding(const std::wstring& folder, const std::wstring& ending, std::vector<Found>& found) const
+{
+    for (const Found& entry : ListOf(folder)) {
+        if (entry.isFolder)
+            WalkEnding(entry.path, ending, found);
+        else if (Folded(entry.path).ends_with(ending))
+            found.push_back(entry);
+    }
+}
+
+// Links are left out: what they lead to has a path of its own.
+std::vector<StormModel::Found> StormModel::ListOf(const std::wstring& folder)
+{
+    std::vector<Found> entries;
     WIN32_FIND_DATAW data;
     const FindHandle search(FindFirstFileW((folder + L"\\*").c_str(), &data));
-    if (!search)
-        return;
-    do {
-        const std::wstring name = data.cFileName, path = folder + L"\\" + name;
-        if (name == L"." || name == L".." || !IsSelected(path))
-            continue;
-        const bool isFolder = (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-        found.push_back({path, data.ftLastWriteTime, isFolder});
-        if (isFolder)
-            Walk(path, found);
-    } while (FindNextFileW(search.Get(), &data));
+    for (bool more = static_cast<bool>(search); more; more = FindNextFileW(search.Get(), &data) != FALSE) {
+        const std::wstring name = data.cFileName;
+        if (name != L"." && name != L".." && !(data.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT))
+            entries.push_back(
+                {folder + L"\\" + name, data.ftLastWriteTime, (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0});
+    }
+    return entries;
 }
 
 void StormModel::Judge(const Found& found, std::vector<std::string>& lost) const
@@ -122,6 +140,8 @@ std::vector<std::string> StormModel::Lost(const std::wstring& index) const
     std::vector<Found> found;
     for (const std::wstring& folder : m_included)
         Walk(folder, found);
+    for (const auto& [folder, ending] : m_endings)
+        WalkEnding(folder, ending, found);
     std::vector<std::string> lost;
     for (const Found& one : found)
         Judge(one, lost);

@@ -57,20 +57,27 @@ class Storm : public HostTest
 protected:
     Storm()
     {
-        for (const std::wstring& name : {InTree(L"out"), Path(L"elsewhere"), Path(L"added0"), Path(L"added1"), onG})
+        for (const std::wstring& name :
+             {InTree(L"out"), Path(L"elsewhere"), Path(L"added0"), Path(L"added1"), Path(L"masked"), onG})
             std::filesystem::create_directories(name);
+        for (const std::wstring& folder : {tree, Path(L"masked")})
+            MakeLink(folder + L"\\up", folder);
         WriteSelection(TreeItem() +
                        Item(L"path=\"" + InTree(L"out") + L"\" type=\"1\" includeSub=\"1\" exclude=\"1\"") +
                        Item(L"path=\"" + tree + L"\" type=\"1\" includeSub=\"1\" exclude=\"1\" mask=\".tmp\"") +
+                       Item(L"path=\"" + Path(L"masked") + L"\" type=\"1\" includeSub=\"1\" mask=\".doc\"") +
                        Item(L"path=\"" + onG + L"\" type=\"1\" includeSub=\"1\" vid=\"" + SerialOfG + L"\""));
         model.Include(tree);
         model.Include(onG);
+        model.IncludeEnding(Path(L"masked"), L".doc");
         model.Exclude(InTree(L"out"));
     }
     ~Storm() override
     {
         if (m_gIsAway)
             AttachDrive('g', PrefixFolder(L"drives/g").c_str());
+        for (const std::wstring& folder : {tree, Path(L"masked")})
+            RemoveLink(folder + L"\\up");
         std::error_code ignored;
         std::filesystem::remove_all(onG, ignored);
     }
@@ -83,8 +90,9 @@ protected:
             const std::wstring id = std::to_wstring(seed * 3 + i);
             m_counts.push_back(Path((L"count" + id).c_str()));
             std::wstring arguments = L"\"" + turnName + L"\" " + id + L" 300 \"" + m_counts.back() + L"\"";
-            for (const std::wstring& folder : {tree, InTree(L"out"), Path(L"elsewhere"), Path(L"added0"),
-                                               Path(L"added1"), i == 0 ? PrefixFolder(L"drives/g") + L"\\storm" : onG})
+            for (const std::wstring& folder :
+                 {tree, InTree(L"out"), Path(L"elsewhere"), Path(L"masked"), Path(L"added0"), Path(L"added1"),
+                  i == 0 ? PrefixFolder(L"drives/g") + L"\\storm" : onG})
                 arguments += L" \"" + folder + L"\"";
             m_changers.Start(arguments);
         }
@@ -196,12 +204,16 @@ protected:
     {
         if (m_added == 2)
             return;
+        const std::wstring mask = m_added == 0 ? L"" : L" mask=\".doc\"";
         const std::wstring added = Path(m_added++ == 0 ? L"added0" : L"added1");
         const std::wstring rules =
-            WriteSelection(L"new.xml", Item(L"path=\"" + added + L"\" type=\"1\" includeSub=\"1\""));
+            WriteSelection(L"new.xml", Item(L"path=\"" + added + L"\" type=\"1\" includeSub=\"1\"" + mask));
         HostProcess host({L"add", L"--json", L"--data", Path(L"selection.xml"), L"--index", index, L"--rules", rules});
         EXPECT_EQ(host.Finish(), 0);
-        model.Include(added);
+        if (mask.empty())
+            model.Include(added);
+        else
+            model.IncludeEnding(added, L".doc");
     }
 
     void EndChanging() { m_changers.Wait(); }

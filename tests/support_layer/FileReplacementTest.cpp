@@ -46,6 +46,14 @@ TEST_F(FileReplacement, TheAttributesStay)
     EXPECT_EQ(GetFileAttributesW(path) & both, both);
 }
 
+TEST_F(FileReplacement, AFolderInThePlaceOfTheFileStays)
+{
+    folder.WriteBytes(L"a.xml\\inside.txt", "kept");
+    EXPECT_FALSE(ReplaceWhole(path, "new"));
+    EXPECT_EQ(folder.ReadBytes(L"a.xml\\inside.txt"), "kept");
+    EXPECT_EQ(Files(), 1u);
+}
+
 TEST_F(FileReplacement, AFileThatIsMarkedReadOnlyStays)
 {
     folder.WriteBytes(L"a.xml", "old");
