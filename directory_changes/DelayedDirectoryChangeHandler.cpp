@@ -77,6 +77,17 @@ void DispatchDelayedEvent(DelayedEvent* event)
     event->handler->Dispatch(*event);
 }
 
+void ReceiveDelayedEvent(LPARAM carried)
+{
+    auto* const event = reinterpret_cast<DelayedEvent*>(carried);
+    if (!event)
+        return;
+    if (event->handler)
+        DispatchDelayedEvent(event);
+    else
+        FreeDelayedEvent(event);
+}
+
 CDelayedDirectoryChangeHandler::CDelayedDirectoryChangeHandler(CDirectoryChangeHandler* realHandler, bool appHasGui,
                                                                DWORD filterFlags)
     : m_realHandler(realHandler),

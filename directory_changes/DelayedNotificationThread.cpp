@@ -1,6 +1,7 @@
 #include "directory_changes/DelayedNotificationThread.h"
 
 #include "directory_changes/EventQueue.h"
+#include "directory_changes/LastError.h"
 #include "mfc/CEvent.h"
 #include "support/RankedSection.h"
 
@@ -31,7 +32,7 @@ struct CDelayedNotificationThread::Thread {
     void WaitUnlessWaitedFor() const;
     void Dispatch();
     bool HasEndedAfter(DWORD milliseconds) const;
-    bool Wake(unsigned look);
+    bool Wake(EventQueue::WakeTicket ticket);
 };
 
 thread_local CDelayedNotificationThread::Thread* CDelayedNotificationThread::Thread::t_own = nullptr;
@@ -67,15 +68,14 @@ unsigned __stdcall CDelayedNotificationThread::Thread::Run(void* beginning)
     PeekMessageW(&message, nullptr, WM_USER, WM_USER, PM_NOREMOVE);
     started.SetEvent();
     while (GetMessageW(&message, nullptr, 0, 0) > 0)
-        if (message.message == WM_DELAYED_EVENT)
-            own->Dispatch();
+        Receive(message);
     return 0;
 }
 
 // A handler that waits pumps: then this runs within itself, and goes on behind what the inner one has dispatched.
 void CDelayedNotificationThread::Thread::Dispatch()
 {
-    queue.Looks();
+    queue.BeginDrain();
     while (DelayedEvent* event = queue.Take())
         DispatchDelayedEvent(event);
 }
@@ -100,7 +100,8 @@ CDelayedNotificationThread::CDelayedNotificationThread()
         unsigned id = 0;
         thread->handle.Reset(reinterpret_cast<HANDLE>(_beginthreadex(nullptr, 0, &Thread::Run, &beginning, 0, &id)));
         if (!thread->handle)
-            throw std::system_error(static_cast<int>(GetLastError()), std::system_category(), "notifier thread");
+            throw std::system_error(static_cast<int>(LastErrorOr(ERROR_MAX_THRDS_REACHED)), std::system_category(),
+                                    "notifier thread");
         thread->id = id;
         // The new thread takes no lock before it answers. It answers or ends.
         const HANDLE either[] = {beginning.started, thread->handle.Get()};
@@ -176,13 +177,13 @@ bool CDelayedNotificationThread::PostEvent(DelayedEvent* event)
             FreeDelayedEvent(event);
             return false;
         }
-    const std::optional<unsigned> look = m_thread->queue.Add(event);
-    return !look || m_thread->Wake(*look);
+    const std::optional<EventQueue::WakeTicket> ticket = m_thread->queue.Add(event);
+    return !ticket || m_thread->Wake(*ticket);
 }
 
 // The system holds a limited number of messages for a thread: one that is refused is tried again. There is no need for
 // it on the thread itself, which goes on with what is queued.
-bool CDelayedNotificationThread::Thread::Wake(unsigned look)
+bool CDelayedNotificationThread::Thread::Wake(EventQueue::WakeTicket ticket)
 {
     while (!g_post.load()(id, WM_DELAYED_EVENT, 0, 0)) {
         if (GetCurrentThreadId() == id)
@@ -190,7 +191,7 @@ bool CDelayedNotificationThread::Thread::Wake(unsigned look)
         if (HasEndedAfter(RefusedPostPause))
             return false;
     }
-    queue.Woken(look);
+    queue.WakePosted(ticket);
     return true;
 }
 
@@ -214,6 +215,14 @@ void CDelayedNotificationThread::DispatchQueued()
 {
     if (Thread::t_own)
         Thread::t_own->Dispatch();
+}
+
+void CDelayedNotificationThread::Receive(const MSG& message)
+{
+    if (!Thread::t_own || message.hwnd || message.message != WM_DELAYED_EVENT)
+        return;
+    Thread::t_own->Dispatch();
+    ReceiveDelayedEvent(message.lParam);
 }
 
 void CDelayedNotificationThread::SetPostFunction(PostFunction post) { g_post = post ? post : &PostThreadMessageW; }

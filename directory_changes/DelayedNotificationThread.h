@@ -23,8 +23,11 @@ public:
     static DWORD CurrentThreadId();
     // True on every notifier's thread, also on one that ends.
     static bool RunsHandlers();
-    // On a notifier's thread: dispatches what is queued for it. Nothing happens on other threads.
+    // On a notifier thread: dispatches what is queued for it. Does nothing on other threads.
     static void DispatchQueued();
+    // On a notifier thread: the same, and then dispatches the event that the message carries, or frees one that names
+    // no handler. Does nothing on other threads, and for other messages.
+    static void Receive(const MSG& message);
 
     // Stands in for PostThreadMessageW, whose queue the system limits; null puts the real one back.
     using PostFunction = BOOL(WINAPI*)(DWORD, UINT, WPARAM, LPARAM);

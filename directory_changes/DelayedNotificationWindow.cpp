@@ -1,5 +1,6 @@
 #include "directory_changes/DelayedNotificationWindow.h"
 
+#include "directory_changes/LastError.h"
 #include "support/RankedSection.h"
 
 #include <system_error>
@@ -28,9 +29,7 @@ LRESULT CALLBACK WindowProcedure(HWND window, UINT message, WPARAM wParam, LPARA
 {
     if (message != WM_DELAYED_EVENT)
         return DefWindowProcW(window, message, wParam, lParam);
-    auto* event = reinterpret_cast<DelayedEvent*>(lParam);
-    if (event && event->handler)
-        DispatchDelayedEvent(event);
+    ReceiveDelayedEvent(lParam);
     return 0;
 }
 
@@ -57,7 +56,8 @@ CDelayedNotificationWindow::CDelayedNotificationWindow()
         shared.window = CreateWindowExW(0, ClassName, WindowTitle, 0, 0, 0, 0, 0, nullptr, nullptr,
                                         GetModuleHandleW(nullptr), nullptr);
         if (!shared.window)
-            throw std::system_error(static_cast<int>(GetLastError()), std::system_category(), "notifier window");
+            throw std::system_error(static_cast<int>(LastErrorOr(ERROR_INVALID_WINDOW_HANDLE)), std::system_category(),
+                                    "notifier window");
     }
     ++shared.instances;
     m_window = shared.window;

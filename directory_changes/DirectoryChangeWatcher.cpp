@@ -5,6 +5,7 @@
 #include "directory_changes/DirWatchInfo.h"
 #include "directory_changes/DirectoryChanges.h"
 #include "directory_changes/EngineRun.h"
+#include "directory_changes/LastError.h"
 #include "directory_changes/MessagePump.h"
 #include "support/CaseFold.h"
 #include "support/Handle.h"
@@ -73,7 +74,7 @@ DWORD CDirectoryChangeWatcher::WatchDirectory(const wchar_t* path, CDirectoryCha
     EnableWatchPrivileges();
     const HANDLE directory = m_io.OpenDirectory(path);
     if (directory == INVALID_HANDLE_VALUE)
-        return GetLastError();
+        return Fail(LastErrorOr(ERROR_OPEN_FAILED));
     Record record;
     try {
         record = std::make_shared<CDirWatchInfo>(m_io, directory, path, handler, m_appHasGui, m_filterFlags);
@@ -128,7 +129,7 @@ DWORD CDirectoryChangeWatcher::JoinRun(const Record& record)
     const ULONG_PTR key = m_keys->Next();
     const HANDLE port = m_io.AssociatePort(record->Directory(), m_run->port.Get(), key);
     if (!port)
-        return GetLastError();
+        return LastErrorOr(ERROR_GEN_FAILURE);
     if (!m_run->port)
         m_run->port.Reset(port);
     record->Join(m_run, key);
@@ -143,8 +144,7 @@ DWORD CDirectoryChangeWatcher::EnsureWorker(EngineRun& run)
     run.worker.Reset(m_io.StartThread(&MonitorDirectoryChanges, &run, &run.workerId));
     if (run.worker)
         return ERROR_SUCCESS;
-    const DWORD error = GetLastError();
-    return error ? error : ERROR_MAX_THRDS_REACHED;
+    return LastErrorOr(ERROR_MAX_THRDS_REACHED);
 }
 
 // The caller's messages wait, but for a handler that starts a watch from inside an event: the worker may be waiting for
@@ -152,7 +152,7 @@ DWORD CDirectoryChangeWatcher::EnsureWorker(EngineRun& run)
 DWORD CDirectoryChangeWatcher::StartMonitoring(const Record& record)
 {
     if (!record->AskToStart())
-        return GetLastError() ? GetLastError() : ERROR_GEN_FAILURE;
+        return LastErrorOr(ERROR_GEN_FAILURE);
     const LockOrder::WaitScope wait(WorkerName);
     const CDelayedNotificationThread::WorkerWait waits(record->Run().workerId);
     // A worker that has ended does not answer any more.

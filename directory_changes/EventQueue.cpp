@@ -2,50 +2,57 @@
 
 #include <utility>
 
-void EventQueue::List::Append(QueuedEvent* event) noexcept
+void EventList::Append(QueuedEvent* event) noexcept
 {
     event->next = nullptr;
-    (last ? last->next : first) = event;
-    last = event;
+    (m_last ? m_last->next : m_first) = event;
+    m_last = event;
 }
 
-QueuedEvent* EventQueue::List::RemoveFirst() noexcept
+QueuedEvent* EventList::RemoveFirst() noexcept
 {
-    QueuedEvent* const event = first;
+    QueuedEvent* const event = m_first;
     if (!event)
         return nullptr;
-    first = event->next;
-    if (!first)
-        last = nullptr;
+    m_first = event->next;
+    if (!m_first)
+        m_last = nullptr;
     return event;
 }
 
-std::optional<unsigned> EventQueue::Add(DelayedEvent* event) noexcept
+std::optional<EventQueue::WakeTicket> EventQueue::Add(DelayedEvent* event) noexcept
 {
     const CSingleLock lock(m_section);
     m_added.Append(static_cast<QueuedEvent*>(event));
     ++m_count;
-    return m_woken ? std::nullopt : std::optional(m_looks);
+    return m_wakePosted ? std::nullopt : std::optional(m_ticket);
 }
 
-void EventQueue::Woken(unsigned look) noexcept
+void EventQueue::WakePosted(WakeTicket ticket) noexcept
 {
     const CSingleLock lock(m_section);
-    m_woken = m_woken || look == m_looks; // otherwise it has looked since, and may have found nothing
+    m_wakePosted = m_wakePosted || ticket == m_ticket;
 }
 
-void EventQueue::Looks() noexcept
+void EventQueue::ExpectWake() noexcept
+{
+    ++m_ticket;
+    m_wakePosted = false;
+}
+
+void EventQueue::BeginDrain() noexcept
 {
     const CSingleLock lock(m_section);
-    ++m_looks;
-    m_woken = false;
+    ExpectWake();
 }
 
 DelayedEvent* EventQueue::Take() noexcept
 {
-    if (!m_taken.first) {
+    if (m_taken.IsEmpty()) {
         const CSingleLock lock(m_section);
         m_taken = std::exchange(m_added, {});
+        if (m_taken.IsEmpty())
+            ExpectWake();
     }
     QueuedEvent* const event = m_taken.RemoveFirst();
     if (event)

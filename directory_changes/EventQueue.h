@@ -1,7 +1,7 @@
-// The events that wait for the notifier's thread, in the order in which they were posted.
+// The events that wait for the notifier thread, in the order in which they were posted.
 //
-// Any thread adds; one thread takes. The receiver is woken once for all that comes before it looks: a message for each
-// event would cost more than the event itself.
+// Any thread adds; only the notifier takes. The notifier is woken once for all events that are added before it takes
+// them: a wake-up for each event would cost more than the event itself.
 #pragma once
 
 #include "directory_changes/DelayedEvent.h"
@@ -11,34 +11,46 @@
 #include <cstddef>
 #include <optional>
 
-// What was never taken, as the thread was ended from outside, is left alone: its handlers may be gone.
+// A list of events without a lock of its own.
+class EventList
+{
+public:
+    void Append(QueuedEvent* event) noexcept;
+    // Returns null when the list is empty.
+    QueuedEvent* RemoveFirst() noexcept;
+    bool IsEmpty() const noexcept { return !m_first; }
+
+private:
+    QueuedEvent* m_first = nullptr;
+    QueuedEvent* m_last = nullptr;
+};
+
 class EventQueue
 {
 public:
+    // Identifies the wake-up that an added event asks for.
+    using WakeTicket = unsigned;
+
     std::size_t Count() const { return m_count; }
-    // Takes the event over; asks for no memory. When the receiver has to be woken for it, the result is for Woken.
-    [[nodiscard]] std::optional<unsigned> Add(DelayedEvent* event) noexcept;
-    // The receiver has been sent what wakes it: until it looks, nothing else needs to. Whoever is about to send it
-    // holds nobody up.
-    void Woken(unsigned look) noexcept;
-    // The receiver looks: what is added from here on wakes it again.
-    void Looks() noexcept;
-    // Null when there is none.
+    // Takes ownership of the event; asks for no memory. Returns a ticket when the caller has to wake the notifier and
+    // then call WakePosted.
+    [[nodiscard]] std::optional<WakeTicket> Add(DelayedEvent* event) noexcept;
+    // The wake-up has been posted: events that are added before the notifier takes them need none. A ticket that is
+    // older than the last time the notifier found the queue empty counts for nothing.
+    void WakePosted(WakeTicket ticket) noexcept;
+    // The notifier has received a wake-up: events that are added from here on ask for another one.
+    void BeginDrain() noexcept;
+    // Returns null when the queue is empty; from then on the next event asks for a wake-up, whatever has become of
+    // the one before. (A message loop that a handler runs swallows wake-ups.)
     DelayedEvent* Take() noexcept;
 
 private:
-    struct List {
-        QueuedEvent* first = nullptr;
-        QueuedEvent* last = nullptr;
-
-        void Append(QueuedEvent* event) noexcept;
-        QueuedEvent* RemoveFirst() noexcept;
-    };
+    void ExpectWake() noexcept; // inside m_section
 
     RankedSection m_section{LockRank::Leaf, L"event queue", 400};
-    List m_added;         // guarded
-    unsigned m_looks = 0; // guarded
-    bool m_woken = false; // guarded
-    List m_taken;         // the receiver's
+    EventList m_added;         // guarded by m_section
+    WakeTicket m_ticket = 0;   // guarded by m_section
+    bool m_wakePosted = false; // guarded by m_section
+    EventList m_taken;         // of the notifier
     std::atomic<std::size_t> m_count{0};
 };

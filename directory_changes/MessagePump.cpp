@@ -18,7 +18,7 @@ bool DispatchWaitingMessages()
         }
         // A thread message has no window to be dispatched to; dropping it would lose a change.
         if (!message.hwnd && message.message == WM_DELAYED_EVENT)
-            CDelayedNotificationThread::DispatchQueued();
+            CDelayedNotificationThread::Receive(message);
         else
             DispatchMessageW(&message);
     }
