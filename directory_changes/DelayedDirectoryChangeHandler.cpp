@@ -28,12 +28,19 @@ bool MatchesAny(const std::vector<CString>& patterns, std::wstring_view text)
 
 std::wstring_view TextOf(const wchar_t* text) noexcept { return text ? text : L""; }
 
-// Returns where the copy ends.
+// Returns the place behind the copy.
 wchar_t* CopyText(std::wstring_view text, wchar_t* to) noexcept
 {
     to = std::copy(text.begin(), text.end(), to);
     *to = 0;
     return to + 1;
+}
+
+std::unique_ptr<CDelayedNotifier> MakeNotifier(bool appHasGui)
+{
+    if (appHasGui)
+        return std::make_unique<CDelayedNotificationWindow>();
+    return std::make_unique<CDelayedNotificationThread>();
 }
 
 } // namespace
@@ -43,7 +50,7 @@ void SetPatternMatcher(PatternMatcher matcher) { g_matcher = matcher ? matcher :
 DelayedEvent* MakeDelayedEvent(CDelayedDirectoryChangeHandler* handler, EventCode code, const wchar_t* firstPath,
                                const wchar_t* secondPath, DWORD error, DWORD partialPathOffset) noexcept
 {
-    // The paths lie behind the event: hundreds of thousands are on their way in a storm.
+    // One block for the event and its paths: hundreds of thousands are on their way in a storm.
     const std::wstring_view first = TextOf(firstPath), second = TextOf(secondPath);
     void* const memory = std::malloc(sizeof(QueuedEvent) + (first.size() + second.size() + 2) * sizeof(wchar_t));
     if (!memory)
@@ -65,7 +72,7 @@ void FreeDelayedEvent(DelayedEvent* event) noexcept
 
 void DispatchDelayedEvent(DelayedEvent* event)
 {
-    // Of a reserved one nothing may be left once it has been dispatched: whoever waited for that destroys it.
+    // A reserved event is not touched after its dispatch: the thread that waited for that may have destroyed it.
     struct Freeing {
         DelayedEvent* event;
         ~Freeing()
@@ -89,18 +96,16 @@ void ReceiveDelayedEvent(LPARAM carried)
 }
 
 CDelayedDirectoryChangeHandler::CDelayedDirectoryChangeHandler(CDirectoryChangeHandler* realHandler, bool appHasGui,
-                                                               DWORD filterFlags)
-    : m_realHandler(realHandler),
+                                                               DWORD filterFlags, FenceListener* listener)
+    : m_listener(listener),
       m_waitPumpsMessages(appHasGui),
-      m_filterFlags(filterFlags)
+      m_filterFlags(filterFlags),
+      m_realHandler(realHandler),
+      m_notifier(MakeNotifier(appHasGui))
 {
-    if (appHasGui)
-        m_notifier = std::make_unique<CDelayedNotificationWindow>();
-    else
-        m_notifier = std::make_unique<CDelayedNotificationThread>();
 }
 
-CDelayedDirectoryChangeHandler::~CDelayedDirectoryChangeHandler() { delete m_realHandler; }
+CDelayedDirectoryChangeHandler::~CDelayedDirectoryChangeHandler() { delete TakeRealHandler(); }
 
 void CDelayedDirectoryChangeHandler::ReservedEvent::Make(CDelayedDirectoryChangeHandler* handler, EventCode code,
                                                          const wchar_t* path, DWORD error)
@@ -123,10 +128,7 @@ void CDelayedDirectoryChangeHandler::Reserve(const CString& directory)
     m_lost.Make(this, EventReadError, directory, ERROR_NOTIFY_ENUM_DIR);
 }
 
-CDirectoryChangeHandler* CDelayedDirectoryChangeHandler::TakeRealHandler()
-{
-    return std::exchange(m_realHandler, nullptr);
-}
+CDirectoryChangeHandler* CDelayedDirectoryChangeHandler::TakeRealHandler() { return m_realHandler.exchange(nullptr); }
 
 void CDelayedDirectoryChangeHandler::SetPatterns(std::vector<CString> include, std::vector<CString> exclude)
 {
@@ -136,19 +138,27 @@ void CDelayedDirectoryChangeHandler::SetPatterns(std::vector<CString> include, s
 
 bool CDelayedDirectoryChangeHandler::Post(EventCode code, const wchar_t* first, const wchar_t* second, DWORD error)
 {
-    if (!m_notifier)
+    if (m_fencePosted)
         return false;
     if (DelayedEvent* event = MakeDelayedEvent(this, code, first, second, error, m_partialPathOffset))
-        return m_notifier->PostEvent(event);
+        return PostToNotifier(event);
     PostLost();
     return false;
 }
 
-// There is no memory for an event. One that is still on its way tells of this one, too.
+// There is no memory for an event. A report that is still on its way covers this one, too.
 void CDelayedDirectoryChangeHandler::PostLost()
 {
     if (m_lost.event && !m_lostPosted.exchange(true))
-        m_notifier->PostEvent(m_lost.event.get());
+        PostToNotifier(m_lost.event.get());
+}
+
+bool CDelayedDirectoryChangeHandler::PostToNotifier(DelayedEvent* event)
+{
+    if (m_notifier->PostEvent(event))
+        return true;
+    m_unheard = true;
+    return false;
 }
 
 void CDelayedDirectoryChangeHandler::OnFileAdded(const wchar_t* path) { Post(EventAdded, path); }
@@ -171,106 +181,159 @@ void CDelayedDirectoryChangeHandler::OnWatchStarted(DWORD error, const wchar_t* 
         Post(EventWatchStarted, directory, nullptr, error);
 }
 
+bool CDelayedDirectoryChangeHandler::PostStopped(const wchar_t* directory)
+{
+    return m_filterFlags < FilterFlags::NoWatchStopped && Post(EventWatchStopped, directory);
+}
+
+void CDelayedDirectoryChangeHandler::PostWatchStopped(const wchar_t* directory) { PostStopped(directory); }
+
 void CDelayedDirectoryChangeHandler::OnWatchStopped(const wchar_t* directory)
 {
-    if (m_filterFlags < FilterFlags::NoWatchStopped)
-        PostAndWait([&] { return Post(EventWatchStopped, directory); });
+    m_stopAcknowledged.ResetEvent();
+    if (PostStopped(directory))
+        WaitDispatching(m_stopAcknowledged);
+}
+
+// Waits for an event that the notifier sets, and no longer than there is a notifier.
+void CDelayedDirectoryChangeHandler::WaitDispatching(HANDLE event)
+{
+    constexpr DWORD allButSent = QS_ALLINPUT & ~QS_SENDMESSAGE;
+    // On the notifier's own thread, no other thread dispatches what is queued.
+    const bool pump = m_waitPumpsMessages || m_notifier->IsNotifierThread();
+    const auto waits = [&] {
+        return pump ? !WaitPumping(event, WaitSlice, allButSent)
+                    : WaitForSingleObject(event, WaitSlice) != WAIT_OBJECT_0;
+    };
+    while (waits())
+        if (m_notifier->HasEnded())
+            return;
+}
+
+void CDelayedDirectoryChangeHandler::PostFence()
+{
+    if (m_fencePosted.exchange(true))
+        return;
+    DelayedEvent* const fence =
+        m_fence.event ? m_fence.event.get() : MakeDelayedEvent(this, EventFence, L"", nullptr, 0, 0);
+    // The object may be gone after a fence that was posted.
+    if (!fence || !m_notifier->PostEvent(fence))
+        PassFence(false);
+}
+
+void CDelayedDirectoryChangeHandler::PassFenceOfEndedNotifier()
+{
+    if (!m_fencePosted || !m_notifier->HasEnded())
+        return;
+    m_notifier->Close();
+    PassFence(false);
 }
 
 void CDelayedDirectoryChangeHandler::Retire()
 {
-    if (!m_notifier)
-        return;
-    Fence();
-    m_notifier.reset();
+    const bool own = m_notifier->IsNotifierThread();
+    PostFence();
+    WaitDispatching(own && m_eventsInProgress > 0 ? m_drained : m_idle);
+    PassFenceOfEndedNotifier();
+    if (!IsInsideEvent())
+        m_notifier->WaitForEnd();
 }
 
-// What is queued refers to this object: the fence must not fail for want of memory.
-void CDelayedDirectoryChangeHandler::Fence()
+void CDelayedDirectoryChangeHandler::PassFence(bool eventsMayBeInProgress)
 {
-    PostAndWait([&] { return m_fence.event ? m_notifier->PostEvent(m_fence.event.get()) : Post(EventFence, L""); });
+    if (m_fencePassed.exchange(true))
+        return;
+    if (m_listener)
+        m_listener->OnDrained();
+    m_drained.SetEvent();
+    if (!eventsMayBeInProgress || m_eventsInProgress == 0)
+        BecomeIdle();
 }
 
-// Waits only for what was really posted, and no longer than there is somebody to dispatch it.
-template <typename Posting>
-void CDelayedDirectoryChangeHandler::PostAndWait(Posting post)
+// The last step: the listener may have let go of this object by the end.
+void CDelayedDirectoryChangeHandler::BecomeIdle()
 {
-    m_stopAcknowledged.ResetEvent();
-    if (!post())
+    if (m_isIdle.exchange(true))
         return;
-    constexpr DWORD allButSent = QS_ALLINPUT & ~QS_SENDMESSAGE;
-    // On the notifier's own thread nobody else dispatches what is queued.
-    const bool pump = m_waitPumpsMessages || m_notifier->IsNotifierThread();
-    while (!(pump ? WaitPumping(m_stopAcknowledged, WaitSlice, allButSent) : m_stopAcknowledged.Lock(WaitSlice)))
-        if (m_notifier->HasEnded())
-            return;
+    const std::shared_ptr<const void> alive = m_listener ? m_listener->OnIdle() : nullptr;
+    m_notifier->Leave();
+    m_idle.SetEvent();
 }
 
 void CDelayedDirectoryChangeHandler::Dispatch(const DelayedEvent& event)
 {
     if (event.code == EventFence) {
-        m_stopAcknowledged.SetEvent();
+        PassFence(true);
         return;
     }
+    // A handler that waits dispatches events: then this runs within itself, the fence included.
+    ++m_eventsInProgress;
+    Deliver(event);
+    if (--m_eventsInProgress == 0 && m_fencePassed)
+        BecomeIdle();
+}
+
+void CDelayedDirectoryChangeHandler::Deliver(const DelayedEvent& event)
+{
     if (event.code == EventWatchStopped) {
-        DispatchStopped(event);
+        DeliverStopped(event);
         return;
     }
     if (&event == m_lost.event.get())
-        m_lostPosted = false; // before the handler hears of it: what is lost from here on is told anew
-    if (!m_realHandler)
+        m_lostPosted = false; // before the handler hears of it: later losses are reported anew
+    try {
+        if (CDirectoryChangeHandler* real = m_realHandler; real && Passes(*real, event))
+            CallRealHandler(*real, event);
+    } catch (...) {
+        ReportDeliveryFailure();
+    }
+}
+
+// A handler that failed with a change has lost it; the thread serves other handlers, too.
+void CDelayedDirectoryChangeHandler::ReportDeliveryFailure() noexcept
+{
+    CDirectoryChangeHandler* const real = m_realHandler;
+    if (!real || !m_lost.event)
         return;
     try {
-        if (Passes(event))
-            Tell(event);
+        real->OnReadChangesError(ERROR_NOTIFY_ENUM_DIR, m_lost.event->firstPath);
     } catch (...) {
-        TellUnheard();
+        // The handler refuses the report as well.
     }
 }
 
-// A handler that could not take a change in has lost it; the thread serves other handlers, too.
-void CDelayedDirectoryChangeHandler::TellUnheard() noexcept
-{
-    try {
-        if (m_lost.event)
-            m_realHandler->OnReadChangesError(ERROR_NOTIFY_ENUM_DIR, m_lost.event->firstPath);
-    } catch (...) {
-        // It does not want to know.
-    }
-}
-
-void CDelayedDirectoryChangeHandler::Tell(const DelayedEvent& event)
+void CDelayedDirectoryChangeHandler::CallRealHandler(CDirectoryChangeHandler& real, const DelayedEvent& event)
 {
     switch (event.code) {
     case EventAdded:
-        m_realHandler->OnFileAdded(event.firstPath);
+        real.OnFileAdded(event.firstPath);
         break;
     case EventRemoved:
-        m_realHandler->OnFileRemoved(event.firstPath);
+        real.OnFileRemoved(event.firstPath);
         break;
     case EventModified:
-        m_realHandler->OnFileModified(event.firstPath);
+        real.OnFileModified(event.firstPath);
         break;
     case EventRenamed:
-        m_realHandler->OnFileNameChanged(event.firstPath, event.secondPath);
+        real.OnFileNameChanged(event.firstPath, event.secondPath);
         break;
     case EventReadError:
-        m_realHandler->OnReadChangesError(event.error, event.firstPath);
+        real.OnReadChangesError(event.error, event.firstPath);
         break;
     case EventWatchStarted:
-        m_realHandler->OnWatchStarted(event.error, event.firstPath);
+        real.OnWatchStarted(event.error, event.firstPath);
         break;
     default:
         break;
     }
 }
 
-// Whatever the handler does, the stopping thread must go on.
-void CDelayedDirectoryChangeHandler::DispatchStopped(const DelayedEvent& event)
+// Whatever the handler does, a thread that waits for the stop goes on.
+void CDelayedDirectoryChangeHandler::DeliverStopped(const DelayedEvent& event)
 {
     try {
-        if (m_realHandler)
-            m_realHandler->OnWatchStopped(event.firstPath);
+        if (CDirectoryChangeHandler* real = m_realHandler)
+            real->OnWatchStopped(event.firstPath);
     } catch (...) {
         MessageBeep(0xFFFF);
         MessageBeep(0xFFFF);
@@ -278,16 +341,14 @@ void CDelayedDirectoryChangeHandler::DispatchStopped(const DelayedEvent& event)
     m_stopAcknowledged.SetEvent();
 }
 
-bool CDelayedDirectoryChangeHandler::Passes(const DelayedEvent& event) const
+bool CDelayedDirectoryChangeHandler::Passes(CDirectoryChangeHandler& real, const DelayedEvent& event) const
 {
     const bool skipPatterns = m_filterFlags & FilterFlags::SkipPatterns;
     const bool neverAsk = m_filterFlags & FilterFlags::NeverAskHandler;
     const bool askFirst = m_filterFlags & FilterFlags::AskHandlerFirst;
     if ((skipPatterns && neverAsk) || event.code >= EventReadError)
         return true;
-    const auto handlerAgrees = [&] {
-        return m_realHandler->OnFilterNotification(event.code, event.firstPath, event.secondPath);
-    };
+    const auto handlerAgrees = [&] { return real.OnFilterNotification(event.code, event.firstPath, event.secondPath); };
     if (askFirst && !neverAsk && !handlerAgrees())
         return false;
     if (!skipPatterns) {

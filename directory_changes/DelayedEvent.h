@@ -6,7 +6,7 @@
 class CDelayedDirectoryChangeHandler;
 
 enum EventCode : DWORD {
-    EventFence = 0, // reaches no handler: it tells that everything before it has been dispatched
+    EventFence = 0, // reaches no handler: dispatched only after all events that its handler posted before
     EventAdded = 1,
     EventRemoved = 2,
     EventModified = 3,
@@ -19,23 +19,24 @@ enum EventCode : DWORD {
 struct DelayedEvent {
     CDelayedDirectoryChangeHandler* handler;
     EventCode code;
-    bool reserved;       // belongs to its handler, and is not freed after its dispatch
-    wchar_t* firstPath;  // copies, which go with the event
-    wchar_t* secondPath; // EventRenamed: the new name
+    bool reserved;       // owned by its handler, and not freed after its dispatch
+    wchar_t* firstPath;  // a copy, freed with the event
+    wchar_t* secondPath; // a copy; EventRenamed: the new name
     DWORD error;
     DWORD partialPathOffset;
 };
 static_assert(sizeof(DelayedEvent) == 40);
 
-// As events are made: with a place in a queue.
+// What MakeDelayedEvent makes: an event with its place in a queue.
 struct QueuedEvent : DelayedEvent {
     QueuedEvent* next;
 };
 
-// A QueuedEvent. Null on lack of memory. The paths are copied; a null path is copied as an empty one.
+// Returns a QueuedEvent with copies of the paths, or null when there is no memory. A null path is copied as an empty
+// one.
 DelayedEvent* MakeDelayedEvent(CDelayedDirectoryChangeHandler* handler, EventCode code, const wchar_t* firstPath,
                                const wchar_t* secondPath, DWORD error, DWORD partialPathOffset) noexcept;
-// Nothing happens to one that is reserved.
+// Does nothing to a reserved event.
 void FreeDelayedEvent(DelayedEvent* event) noexcept;
 
 // Calls the handler, on the notifier's thread, and frees the event.

@@ -1,69 +1,61 @@
-// The shared notifier thread. It starts with the first instance and ends with
-// the last one. Any thread may post.
+// The notifier thread that all watches of the process share. Any thread may post.
+//
+// It starts with the first user. When the last user has left, it ends after the event that it runs; a user that comes
+// before that keeps it, so that a handler that begins its only watch again from inside an event stays on one thread.
+// A WM_QUIT that something else posts to the thread ends it after everything that is queued was dispatched; later posts
+// fail, and the next user gets another thread.
+//
+// A handler may run a message loop of its own. Events wait meanwhile.
 #pragma once
 
 #include "directory_changes/DelayedNotifier.h"
-#include "support/Handle.h"
 
+#include <atomic>
 #include <cstddef>
 #include <memory>
 
 class CDelayedNotificationThread : public CDelayedNotifier
 {
 public:
-    // Throws std::system_error when the thread cannot be started.
+    // Throws std::system_error when the thread cannot be started, and std::bad_alloc.
     CDelayedNotificationThread();
+    // Leaves. A last user that had not left before waits for the thread, except inside an event.
     ~CDelayedNotificationThread() override;
 
+    // Waits while the queue is full, except on the notifier thread.
     bool PostEvent(DelayedEvent* event) override;
     bool IsNotifierThread() const override;
     bool HasEnded() const override;
+    void Leave() noexcept override;
+    void WaitForEnd() noexcept override;
+    void Close() noexcept override;
 
-    // The id of the shared thread; 0 when there is none.
+    // Returns the id of the thread that the next user would share; 0 when there is none.
     static DWORD CurrentThreadId();
-    // True on every notifier's thread, also on one that ends.
-    static bool RunsHandlers();
+    // Returns true on every notifier thread, also on one that ends.
+    static bool RunsHandlers() noexcept;
     // On a notifier thread: dispatches what is queued for it. Does nothing on other threads.
     static void DispatchQueued();
     // On a notifier thread: the same, and then dispatches the event that the message carries, or frees one that names
     // no handler. Does nothing on other threads, and for other messages.
     static void Receive(const MSG& message);
 
-    // Stands in for PostThreadMessageW, whose queue the system limits; null puts the real one back.
+    // Stands in for PostThreadMessageW, whose queue the system limits; null restores it. For tests.
     using PostFunction = BOOL(WINAPI*)(DWORD, UINT, WPARAM, LPARAM);
     static void SetPostFunction(PostFunction post);
 
-    // How many events may wait for the thread: who posts more waits for room, and the system gathers what happens
-    // meanwhile. The usual ones take about 25 MB.
+    // How many events may wait for the thread. A poster waits for room, and the system gathers changes meanwhile.
+    // 100,000 events of usual length take about 25 MB.
     static constexpr std::size_t MostQueued = 100'000;
-    static void SetMostQueued(std::size_t most);
-    // How many wait for the shared thread.
+    static void SetMostQueued(std::size_t most); // for tests
+    // Returns how many events wait for the thread that the next user would share.
     static std::size_t Queued();
-
-    // The calling thread is a worker. It must not wait for the notifier's end while a handler waits for its own.
-    class WorkerScope
-    {
-    public:
-        WorkerScope();
-        ~WorkerScope();
-        WorkerScope(const WorkerScope&) = delete;
-        WorkerScope& operator=(const WorkerScope&) = delete;
-    };
-    // The calling thread waits for the end of this worker. Means something on the notifier's thread only.
-    class WorkerWait
-    {
-    public:
-        explicit WorkerWait(DWORD worker);
-        ~WorkerWait();
-        WorkerWait(const WorkerWait&) = delete;
-        WorkerWait& operator=(const WorkerWait&) = delete;
-
-    private:
-        static DWORD Exchange(DWORD worker);
-        const DWORD m_before;
-    };
 
 private:
     struct Thread;
+    static Thread* Own() noexcept; // null on other threads
+    bool LeaveAsLast() noexcept;
+
     std::shared_ptr<Thread> m_thread;
+    std::atomic<bool> m_left{false};
 };

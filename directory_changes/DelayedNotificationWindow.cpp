@@ -1,9 +1,12 @@
 #include "directory_changes/DelayedNotificationWindow.h"
 
 #include "directory_changes/LastError.h"
+#include "directory_changes/NeverDestroyed.h"
+#include "directory_changes/ThreadSlot.h"
 #include "support/RankedSection.h"
 
 #include <system_error>
+#include <utility>
 
 namespace
 {
@@ -11,25 +14,30 @@ namespace
 constexpr const wchar_t* ClassName = L"Delayed_Message_Sender";
 constexpr const wchar_t* WindowTitle = L"DelayedWnd";
 
-// Shared by all instances; guarded by its section.
+// What all users of the process share; guarded by its section.
 struct Shared {
     RankedSection section{LockRank::Leaf, L"notifier window"};
-    int instances = 0;
+    int users = 0;
     HWND window = nullptr;
     bool registered = false;
+    ThreadSlot<const DelayedEvent> inProgress; // on the window's thread: the innermost event
 };
 
 Shared& TheShared()
 {
-    static Shared shared;
-    return shared;
+    static NeverDestroyed<Shared> shared;
+    return shared.Get();
 }
 
 LRESULT CALLBACK WindowProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
 {
     if (message != WM_DELAYED_EVENT)
         return DefWindowProcW(window, message, wParam, lParam);
+    const ThreadSlot<const DelayedEvent>& inProgress = TheShared().inProgress;
+    const DelayedEvent* const outer = inProgress.Get();
+    inProgress.Set(reinterpret_cast<const DelayedEvent*>(lParam));
     ReceiveDelayedEvent(lParam);
+    inProgress.Set(outer);
     return 0;
 }
 
@@ -45,13 +53,11 @@ void RegisterOnce(Shared& shared)
     shared.registered = RegisterClassW(&windowClass) != 0;
 }
 
-} // namespace
-
-CDelayedNotificationWindow::CDelayedNotificationWindow()
+// Returns the shared window with one user more.
+HWND Use(Shared& shared)
 {
-    Shared& shared = TheShared();
     const CSingleLock lock(shared.section);
-    if (shared.instances == 0 || !IsWindow(shared.window)) {
+    if (shared.users == 0 || !IsWindow(shared.window)) {
         RegisterOnce(shared);
         shared.window = CreateWindowExW(0, ClassName, WindowTitle, 0, 0, 0, 0, 0, nullptr, nullptr,
                                         GetModuleHandleW(nullptr), nullptr);
@@ -59,17 +65,25 @@ CDelayedNotificationWindow::CDelayedNotificationWindow()
             throw std::system_error(static_cast<int>(LastErrorOr(ERROR_INVALID_WINDOW_HANDLE)), std::system_category(),
                                     "notifier window");
     }
-    ++shared.instances;
-    m_window = shared.window;
+    ++shared.users;
+    return shared.window;
 }
 
-CDelayedNotificationWindow::~CDelayedNotificationWindow()
+} // namespace
+
+CDelayedNotificationWindow::CDelayedNotificationWindow() : m_window(Use(TheShared())) {}
+
+CDelayedNotificationWindow::~CDelayedNotificationWindow() { Leave(); }
+
+void CDelayedNotificationWindow::Leave() noexcept
 {
+    if (m_left.exchange(true))
+        return;
     HWND last = nullptr;
     {
         Shared& shared = TheShared();
         const CSingleLock lock(shared.section);
-        if (--shared.instances > 0)
+        if (--shared.users > 0)
             return;
         std::swap(last, shared.window);
     }
@@ -80,14 +94,30 @@ CDelayedNotificationWindow::~CDelayedNotificationWindow()
 
 bool CDelayedNotificationWindow::PostEvent(DelayedEvent* event)
 {
-    constexpr DWORD pause = 10;
+    constexpr DWORD pause = 10; // milliseconds
     while (!PostMessageW(m_window, WM_DELAYED_EVENT, 0, reinterpret_cast<LPARAM>(event))) {
-        if (HasEnded() || IsNotifierThread()) {
+        if (HasEnded()) {
             FreeDelayedEvent(event);
             return false;
         }
-        Sleep(pause); // its queue is full: the window's thread gets on meanwhile
+        if (!IsNotifierThread()) {
+            Sleep(pause); // the messages are full: the window's thread takes some meanwhile
+        } else if (!DispatchOneMessage()) {
+            // Nothing of ours waits: this event is the next.
+            ReceiveDelayedEvent(reinterpret_cast<LPARAM>(event));
+            return true;
+        }
     }
+    return true;
+}
+
+// False when the window has no event.
+bool CDelayedNotificationWindow::DispatchOneMessage() const
+{
+    MSG message;
+    if (!PeekMessageW(&message, m_window, WM_DELAYED_EVENT, WM_DELAYED_EVENT, PM_REMOVE))
+        return false;
+    DispatchMessageW(&message);
     return true;
 }
 
@@ -97,6 +127,8 @@ bool CDelayedNotificationWindow::IsNotifierThread() const
 }
 
 bool CDelayedNotificationWindow::HasEnded() const { return !IsWindow(m_window); }
+
+bool CDelayedNotificationWindow::RunsHandlers() noexcept { return TheShared().inProgress.Get() != nullptr; }
 
 HWND CDelayedNotificationWindow::Window()
 {

@@ -1,7 +1,10 @@
 #include "directory_changes/DirWatchInfo.h"
 
 #include "directory_changes/ChangeIo.h"
+#include "directory_changes/EndingWatches.h"
 #include "directory_changes/EngineRun.h"
+#include "directory_changes/WatchEngine.h"
+#include "support/Handle.h"
 
 #include <algorithm>
 #include <new>
@@ -9,8 +12,6 @@
 
 namespace
 {
-
-constexpr DWORD ControlPacketBytes = 8;
 
 DWORD PartialPathOffset(const CString& name, DWORD filterFlags)
 {
@@ -22,12 +23,14 @@ DWORD PartialPathOffset(const CString& name, DWORD filterFlags)
 
 } // namespace
 
-CDirWatchInfo::CDirWatchInfo(ChangeIo& io, HANDLE directory, const wchar_t* name, CDirectoryChangeHandler* handler,
-                             bool appHasGui, DWORD filterFlags)
-    : m_io(io),
-      m_handler(nullptr, appHasGui, filterFlags),
-      m_directory(directory),
-      m_name(name)
+CDirWatchInfo::CDirWatchInfo(std::shared_ptr<WatchEngine> engine, ChangeIo& io, HANDLE directory, const wchar_t* name,
+                             CDirectoryChangeHandler* handler, bool appHasGui, DWORD filterFlags)
+    : m_engine(std::move(engine)),
+      m_io(io),
+      m_name(name),
+      m_handler(nullptr, appHasGui, filterFlags, this),
+      m_owner(handler),
+      m_directory(directory)
 {
     m_handler.SetPartialPathOffset(PartialPathOffset(m_name, filterFlags));
     m_handler.Reserve(m_name);
@@ -36,20 +39,10 @@ CDirWatchInfo::CDirWatchInfo(ChangeIo& io, HANDLE directory, const wchar_t* name
     handler->AddRef();
 }
 
-CDirWatchInfo::~CDirWatchInfo() { Retire(); }
-
-void CDirWatchInfo::Retire()
+CDirWatchInfo::~CDirWatchInfo()
 {
     CloseDirectory();
-    m_handler.Retire();
-    if (CDirectoryChangeHandler* real = m_handler.TakeRealHandler())
-        real->Release();
-}
-
-RunningState CDirWatchInfo::State() const
-{
-    const CSingleLock lock(m_section);
-    return m_state;
+    LetHandlerGo();
 }
 
 void CDirWatchInfo::Join(std::shared_ptr<EngineRun> run, ULONG_PTR key)
@@ -58,71 +51,58 @@ void CDirWatchInfo::Join(std::shared_ptr<EngineRun> run, ULONG_PTR key)
     m_key = key;
 }
 
-CDirWatchInfo::Visit::Visit(CDirWatchInfo& record) : m_record(record)
-{
-    const CSingleLock lock(record.m_section);
-    m_welcome = !record.m_takenOver;
-    record.m_visited = m_welcome;
-}
-
-CDirWatchInfo::Visit::~Visit()
-{
-    const CSingleLock lock(m_record.m_section);
-    m_record.m_visited = false;
-}
-
-bool CDirWatchInfo::Post() { return m_io.PostPacket(m_run->port.Get(), ControlPacketBytes, m_key, &m_control); }
-
-bool CDirWatchInfo::AskToStart()
+RunningState CDirWatchInfo::State() const
 {
     const CSingleLock lock(m_section);
-    if (m_state != StateNotSet) {
-        SetLastError(ERROR_OPERATION_ABORTED);
-        return false;
+    return m_state;
+}
+
+bool CDirWatchInfo::IsStopAsked() const
+{
+    const RunningState state = State();
+    return state == StateStopMonitoring || state == StateStopped || state == StateEnded;
+}
+
+WatchStep CDirWatchInfo::TakeInside(WatchInput input)
+{
+    const WatchStep step = NextStep(m_state, input, m_readPending);
+    m_state = step.next;
+    if (step.task == WatchTask::CloseDirectory) {
+        m_completedBeforeClose = HasOverlappedIoCompleted(&m_overlapped);
+        CloseDirectory();
     }
-    m_state = StateStartMonitoring;
-    return Post();
+    return step;
 }
 
-bool CDirWatchInfo::AskToStop()
+WatchStep CDirWatchInfo::Take(WatchInput input, bool workerHasEnded)
 {
     const CSingleLock lock(m_section);
-    if (m_state == StateStopped)
-        return true;
-    m_state = StateStopMonitoring;
-    return Post();
+    const bool inPlaceOfWorker = input == WatchInput::PostRefused || input == WatchInput::GivenUp;
+    if (!inPlaceOfWorker || !m_leased || workerHasEnded)
+        return TakeInside(input);
+    m_packetRefused = m_packetRefused || input == WatchInput::PostRefused;
+    return {m_state, WatchTask::Nothing};
 }
 
-ClosedWithoutWorker CDirWatchInfo::CloseWithoutWorker()
+WatchStep CDirWatchInfo::BeginLease(WatchInput input)
 {
     const CSingleLock lock(m_section);
-    if (m_visited)
-        return ClosedWithoutWorker::NotYet;
-    if (m_state == StateStopped)
-        return ClosedWithoutWorker::ReadComesBack;
-    m_takenOver = !m_readPending;
-    CloseForStop();
-    return m_takenOver ? ClosedWithoutWorker::NothingComes : ClosedWithoutWorker::ReadComesBack;
+    if (input == WatchInput::ReadBack)
+        m_readPending = false;
+    m_leased = true;
+    return TakeInside(input);
 }
 
-bool CDirWatchInfo::TakeFromWorker()
+bool CDirWatchInfo::EndLease(WatchStep& step)
 {
     const CSingleLock lock(m_section);
-    if (m_visited || m_stopped.Lock(0))
-        return false;
-    m_takenOver = true;
-    CloseDirectory();
-    return true;
+    m_leased = std::exchange(m_packetRefused, false);
+    if (m_leased)
+        step = TakeInside(WatchInput::PostRefused);
+    return m_leased;
 }
 
-bool CDirWatchInfo::MoveOn(RunningState from, RunningState to)
-{
-    const CSingleLock lock(m_section);
-    if (m_state != from)
-        return false;
-    m_state = to;
-    return true;
-}
+bool CDirWatchInfo::PostPacket() { return m_run->Post(m_key, &m_control); }
 
 DWORD CDirWatchInfo::Read()
 {
@@ -159,6 +139,12 @@ bool CDirWatchInfo::Process(DWORD bytes)
     }
 }
 
+void CDirWatchInfo::ReportLoss()
+{
+    DropCarried();
+    m_handler.OnReadChangesError(ERROR_NOTIFY_ENUM_DIR, m_name);
+}
+
 void CDirWatchInfo::DropCarried()
 {
     const DWORD carried = std::exchange(m_carry, 0);
@@ -171,23 +157,81 @@ void CDirWatchInfo::DropCarried()
     }
 }
 
-void CDirWatchInfo::CloseForStop()
-{
-    const CSingleLock lock(m_section);
-    m_completedBeforeClose = HasOverlappedIoCompleted(&m_overlapped);
-    CloseDirectory();
-    m_state = StateStopped;
-}
-
 bool CDirWatchInfo::LastReadWasLost() const
 {
-    // Of ReadDirectoryChangesW: the buffer overflowed.
+    // What ReadDirectoryChangesW leaves when the system's buffer has overflowed.
     constexpr ULONG_PTR statusNotifyEnumDir = 0x10C;
     return m_completedBeforeClose || m_overlapped.Internal == statusNotifyEnumDir;
 }
 
+void CDirWatchInfo::SetStartResult(DWORD error)
+{
+    m_startResult = error;
+    m_started.SetEvent();
+}
+
+void CDirWatchInfo::Finish(WatchEnding ending, DWORD error)
+{
+    CloseDirectory();
+    // Nobody knows what a read holds that never came back.
+    if (m_readPending)
+        ReportLoss();
+    DropCarried();
+    if (ending == WatchEnding::Stopped)
+        m_handler.PostWatchStopped(m_name);
+    if (ending == WatchEnding::Failed)
+        ReportError(error);
+    else if (!IsSignalled(m_started))
+        SetStartResult(error ? error : ERROR_OPERATION_ABORTED);
+    m_handler.PostFence();
+}
+
+void CDirWatchInfo::ReportError(DWORD error)
+{
+    if (IsSignalled(m_started)) {
+        m_handler.OnReadChangesError(error, m_name);
+        return;
+    }
+    m_handler.OnWatchStarted(error, m_name);
+    SetStartResult(error);
+}
+
 void CDirWatchInfo::CloseDirectory()
 {
-    if (IsOpen())
+    if (m_directory != INVALID_HANDLE_VALUE)
         m_io.CloseDirectory(std::exchange(m_directory, INVALID_HANDLE_VALUE));
+}
+
+void CDirWatchInfo::LetHandlerGo()
+{
+    if (CDirectoryChangeHandler* real = m_handler.TakeRealHandler())
+        real->Release();
+}
+
+bool CDirWatchInfo::ForgetOwner()
+{
+    if (!m_handler.TakeRealHandler())
+        return false;
+    m_owner = nullptr;
+    return true;
+}
+
+void CDirWatchInfo::OnDrained() noexcept
+{
+    CDirectoryChangeHandler* const real = m_handler.RealHandler();
+    if (real && linked)
+        real->UnlinkWatcher(m_engine.get());
+}
+
+// The record stays in the list of ending watches until the handler has been let go: a thread that destroys the handler
+// waits for that.
+std::shared_ptr<const void> CDirWatchInfo::OnIdle() noexcept
+{
+    std::shared_ptr<const void> alive = shared_from_this();
+    LetHandlerGo();
+    // A read that is still out keeps the record, whose buffer the system may write to.
+    if (m_run && !m_readPending)
+        m_run->Keys().Remove(m_key);
+    EndingWatches::Instance().Remove(*this);
+    return alive;
 }

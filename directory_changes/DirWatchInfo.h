@@ -1,9 +1,19 @@
-// One watched directory: its handle, its buffer, and where its watch stands.
+// One watch: a directory tree, its handle, its buffer, and where the watch stands.
 //
-// The worker reads; whoever has taken the record out of the watcher's array
-// stops and destroys it. The state, and who is at the record, are guarded by its
-// section; the rest belongs to the worker during its visits, and to whoever has
-// taken the record over from it.
+// Life of a watch
+//
+// A caller begins it, callers end it, the worker does everything in between. Each of them says what has happened
+// (WatchInput), and the table below says what the watch becomes and what the one who said it has to do (WatchTask).
+// There is no other rule.
+//
+//     StateNotSet -> StateStartMonitoring -> StateRunning -> StateStopMonitoring -> StateStopped -> StateEnded
+//
+// Whoever brings a watch to StateEnded calls Finish, so that exactly one thread does: it posts the last events and the
+// fence behind them. The notifier passes the fence: the watch is *drained* (all its events have been dispatched), and
+// *idle* once no event of it is in progress. Only then the record lets go of the caller's handler.
+//
+// Threads: the worker has a lease on the record while it handles a packet. State and lease are guarded by the record's
+// section; the rest belongs to the lease, and after StateEnded to the thread that calls Finish.
 #pragma once
 
 #include "directory_changes/ChangeRecords.h"
@@ -13,107 +23,184 @@
 #include <array>
 
 enum RunningState : DWORD {
-    StateNotSet = 0,
-    StateStartMonitoring = 1,
-    StateStopMonitoring = 2,
-    StateStopped = 3,
-    StateRunning = 5,
+    StateNotSet = 0,          // made, and not begun
+    StateStartMonitoring = 1, // the worker is to issue the first read
+    StateStopMonitoring = 2,  // to be ended; the directory is still open
+    StateStopped = 3,         // the directory is closed; the last read has not come back
+    StateRunning = 5,         // a read is pending, or what it brought is being handled
+    StateEnded = 6,           // nothing is read any more
 };
 
-struct EngineRun;
-
-// What became of a stop whose packet the system refused.
-enum class ClosedWithoutWorker {
-    NotYet,        // the worker is at the record
-    ReadComesBack, // to the worker, which ends the watch
-    NothingComes,  // the record is the caller's
+// What has happened to a watch.
+enum class WatchInput {
+    StartAsked,  // caller: begin the watch
+    StopAsked,   // caller: end the watch; may be said more than once
+    Packet,      // worker: a packet that a caller has posted came
+    ReadBack,    // worker: the packet of a read came
+    ReadRefused, // worker: there will be no further read
+    PostRefused, // caller: the system has refused the packet; with a lease out, it counts at the end of the lease
+    GivenUp,     // caller: the worker has ended, or the last read does not come back
 };
 
-class CDirWatchInfo final : private ChangeRecordSink
+// What the thread that gave the input has to do.
+enum class WatchTask {
+    Nothing,
+    PostPacket,     // wake the worker
+    FirstRead,      // issue the first read
+    HandleRead,     // decode, then issue the next read
+    HandleLastRead, // decode, then Finish(Stopped)
+    CloseDirectory, // done by the record itself: the pending read comes back
+    ReportError,    // report that there is no further read; the stop goes on
+    FinishStopped,  // Finish(Stopped)
+    FinishFailed,   // Finish(Failed)
+    FinishUnheard,  // Finish(Unheard)
+    ForgetKey,      // a read that was given up has come back: nothing refers to its buffer any more
+};
+
+struct WatchStep {
+    RunningState next;
+    WatchTask task;
+};
+
+struct WatchTransition {
+    RunningState state;
+    WatchInput input;
+    enum { Any, Pending, None } read; // whether a read is pending
+    WatchStep step;
+};
+
+// Inputs that have no row change nothing: packets that come late, a stop that was asked for before.
+inline constexpr WatchTransition WatchTransitions[] = {
+    {StateNotSet, WatchInput::StartAsked, WatchTransition::Any, {StateStartMonitoring, WatchTask::PostPacket}},
+    {StateNotSet, WatchInput::StopAsked, WatchTransition::Any, {StateEnded, WatchTask::FinishStopped}},
+
+    {StateStartMonitoring, WatchInput::Packet, WatchTransition::Any, {StateRunning, WatchTask::FirstRead}},
+    {StateStartMonitoring, WatchInput::PostRefused, WatchTransition::Any, {StateEnded, WatchTask::FinishUnheard}},
+    {StateStartMonitoring, WatchInput::StopAsked, WatchTransition::Any, {StateStopMonitoring, WatchTask::PostPacket}},
+    {StateStartMonitoring, WatchInput::GivenUp, WatchTransition::Any, {StateEnded, WatchTask::FinishUnheard}},
+
+    {StateRunning, WatchInput::ReadBack, WatchTransition::Any, {StateRunning, WatchTask::HandleRead}},
+    {StateRunning, WatchInput::ReadRefused, WatchTransition::Any, {StateEnded, WatchTask::FinishFailed}},
+    {StateRunning, WatchInput::StopAsked, WatchTransition::Any, {StateStopMonitoring, WatchTask::PostPacket}},
+    {StateRunning, WatchInput::GivenUp, WatchTransition::Any, {StateEnded, WatchTask::FinishStopped}},
+
+    // A read that comes before the stop is handled as ever: the next one brings what the system has gathered meanwhile.
+    {StateStopMonitoring, WatchInput::ReadBack, WatchTransition::Any, {StateStopMonitoring, WatchTask::HandleRead}},
+    {StateStopMonitoring, WatchInput::ReadRefused, WatchTransition::Any, {StateStopMonitoring, WatchTask::ReportError}},
+    {StateStopMonitoring, WatchInput::Packet, WatchTransition::Pending, {StateStopped, WatchTask::CloseDirectory}},
+    {StateStopMonitoring, WatchInput::Packet, WatchTransition::None, {StateEnded, WatchTask::FinishStopped}},
+    {StateStopMonitoring, WatchInput::PostRefused, WatchTransition::Pending, {StateStopped, WatchTask::CloseDirectory}},
+    {StateStopMonitoring, WatchInput::PostRefused, WatchTransition::None, {StateEnded, WatchTask::FinishStopped}},
+    {StateStopMonitoring, WatchInput::GivenUp, WatchTransition::Any, {StateEnded, WatchTask::FinishStopped}},
+
+    {StateStopped, WatchInput::ReadBack, WatchTransition::Any, {StateEnded, WatchTask::HandleLastRead}},
+    {StateStopped, WatchInput::GivenUp, WatchTransition::Any, {StateEnded, WatchTask::FinishStopped}},
+
+    {StateEnded, WatchInput::ReadBack, WatchTransition::Any, {StateEnded, WatchTask::ForgetKey}},
+};
+
+constexpr WatchStep NextStep(RunningState state, WatchInput input, bool readPending)
+{
+    const auto read = readPending ? WatchTransition::Pending : WatchTransition::None;
+    for (const WatchTransition& row : WatchTransitions)
+        if (row.state == state && row.input == input && (row.read == WatchTransition::Any || row.read == read))
+            return row.step;
+    return {state, WatchTask::Nothing};
+}
+
+// How a watch has ended, which decides the last event of its handler.
+enum class WatchEnding {
+    Stopped, // OnWatchStopped
+    Failed,  // OnReadChangesError with the error, or OnWatchStarted when the first read failed
+    Unheard, // none: the worker has never seen the watch
+};
+
+class EngineRun;
+class WatchEngine;
+
+class CDirWatchInfo final : public std::enable_shared_from_this<CDirWatchInfo>,
+                            private ChangeRecordSink,
+                            private FenceListener
 {
 public:
     static constexpr DWORD BufferSize = 0x100000;
-    // A network share refuses more.
-    static constexpr DWORD NetworkBufferSize = 0x10000;
+    static constexpr DWORD NetworkBufferSize = 0x10000; // a network share refuses more
     static constexpr DWORD ChangeFilter = FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_DIR_NAME |
                                           FILE_NOTIFY_CHANGE_SIZE | FILE_NOTIFY_CHANGE_LAST_WRITE;
     static_assert(ChangeFilter == 27);
 
-    // Takes the directory handle and a reference on the handler.
-    CDirWatchInfo(ChangeIo& io, HANDLE directory, const wchar_t* name, CDirectoryChangeHandler* handler, bool appHasGui,
-                  DWORD filterFlags);
+    // Takes ownership of the directory handle, and a reference on the handler, when it does not throw.
+    CDirWatchInfo(std::shared_ptr<WatchEngine> engine, ChangeIo& io, HANDLE directory, const wchar_t* name,
+                  CDirectoryChangeHandler* handler, bool appHasGui, DWORD filterFlags);
     ~CDirWatchInfo();
     CDirWatchInfo(const CDirWatchInfo&) = delete;
     CDirWatchInfo& operator=(const CDirWatchInfo&) = delete;
 
+    // Constant.
+    WatchEngine& Engine() const { return *m_engine; }
     const CString& Name() const { return m_name; }
-    HANDLE Directory() const { return m_directory; }
     CDelayedDirectoryChangeHandler& Handler() { return m_handler; }
-    CDirectoryChangeHandler* RealHandler() const { return m_handler.RealHandler(); }
 
-    ULONG_PTR Key() const { return m_key; }
-    const EngineRun& Run() const { return *m_run; }
+    // Before the watch is begun.
+    HANDLE Directory() const { return m_directory; }
     void Join(std::shared_ptr<EngineRun> run, ULONG_PTR key);
+    EngineRun& Run() const { return *m_run; }
+    ULONG_PTR Key() const { return m_key; }
 
-    // The worker's time at the record, a packet long. False when the record was taken over from it.
-    class Visit
-    {
-    public:
-        explicit Visit(CDirWatchInfo& record);
-        ~Visit();
-        Visit(const Visit&) = delete;
-        Visit& operator=(const Visit&) = delete;
-        explicit operator bool() const { return m_welcome; }
-
-    private:
-        CDirWatchInfo& m_record;
-        bool m_welcome;
-    };
-
+    // Any thread.
     RunningState State() const;
-    // Each sets the state and posts a packet for it in one step. False when the post failed, and when a stop
-    // has overtaken the start. A stop that is on its way already needs no packet.
-    bool AskToStart();
-    bool AskToStop();
-    // For a stopper whose packet was refused.
-    ClosedWithoutWorker CloseWithoutWorker();
-    // For a stopper who has waited in vain. False when the worker is at the record, or has just ended it.
-    bool TakeFromWorker();
-    // Moves on only from the state that was expected: whoever asked for a stop meanwhile is not overruled.
-    bool MoveOn(RunningState from, RunningState to);
+    bool IsStopAsked() const;
+    // Gives an input of a caller. `workerHasEnded`: a lease of the worker counts for nothing.
+    WatchStep Take(WatchInput input, bool workerHasEnded = false);
+    bool PostPacket();
+    // Posts the last events and the fence. For the thread that has brought the watch to StateEnded, once.
+    void Finish(WatchEnding ending, DWORD error);
+    HANDLE Drained() const { return m_handler.Drained(); }
+    HANDLE Idle() const { return m_handler.Idle(); }
+    HANDLE Started() const { return m_started; }
+    DWORD StartResult() const { return m_startResult; } // once Started is set
 
-    // True for the packet of a read, false for one that was asked for.
+    // The caller's handler, whose watch this is; null once it was destroyed from inside an event.
+    const CDirectoryChangeHandler* Owner() const { return m_owner; }
+    // The handler is being destroyed. Returns false when the record lets go of it at this moment.
+    bool ForgetOwner();
+
+    // Worker: gives an input and takes the lease.
+    WatchStep BeginLease(WatchInput input);
+    // Worker: gives the lease back and returns false; or, when the packet of a stop was refused meanwhile, keeps it and
+    // returns true with the next step.
+    bool EndLease(WatchStep& step);
+
+    // Worker, with the lease: true for the packet of a read, false for one that a caller has posted. (Without it, too.)
     bool IsRead(const OVERLAPPED* overlapped) const { return overlapped == &m_overlapped; }
-    // Issues the next read behind what is carried; 0 or the error.
+    // Issues the next read behind what is carried. Returns 0 or the error.
     DWORD Read();
-    bool ReadPending() const { return m_readPending; }
-    void ReadCompleted() { m_readPending = false; }
-    // Hands what was read to the handler. False when some of it was lost for want of memory.
+    // Posts what was read. Returns false when some of it was lost for want of memory.
     bool Process(DWORD bytes);
-    // Changes were lost: what is carried gets no successor any more.
-    void DropCarried();
-    // Closes the directory; a pending read comes back, cancelled or with what it had got before.
-    void CloseForStop();
-    // For a read that came back from a closed directory without a change: whether closing is not the reason.
+    // Reports that changes were lost. A carried old name gets no successor any more.
+    void ReportLoss();
+    // Reports that there is no further read, as the failure of the start when the watch had not started.
+    void ReportError(DWORD error);
+    // Returns whether a last read without changes was lost for another reason than the closed directory.
     bool LastReadWasLost() const;
-    void CloseDirectory();
-    // Hands everything that is queued to the handler and lets handler and notifier go. For whoever has taken
-    // the record out; the object itself may outlive this until its last packet has come.
-    void Retire();
-    bool IsOpen() const { return m_directory != INVALID_HANDLE_VALUE; }
+    // The first read was issued, or has failed.
+    void SetStartResult(DWORD error);
 
-    CEvent& Started() { return m_started; }
-    CEvent& Stopped() { return m_stopped; }
-    DWORD StartResult() const { return m_startResult; }
-    void SetStartResult(DWORD error) { m_startResult = error; }
-
-    // Set while the record is in the watcher's array, under the array's lock: the handler counts this watch.
+    // Guarded by the section of the engine: the handler counts this watch.
     bool linked = false;
-    // Completions that failed one after the other, since the last good one.
-    int failedCompletions = 0;
+    // Of EndingWatches, guarded by its section.
+    std::shared_ptr<CDirWatchInfo> nextEnding;
+    unsigned long long endingNumber = 0;
+    // Of the lease: reads in a row that brought no change.
+    int uselessReads = 0;
 
 private:
-    bool Post();
+    void DropCarried();
+    void CloseDirectory();
+    void LetHandlerGo();
+    WatchStep TakeInside(WatchInput input); // inside m_section
+    void OnDrained() noexcept override;
+    std::shared_ptr<const void> OnIdle() noexcept override;
     void Added(const wchar_t* path) override { m_handler.OnFileAdded(path); }
     void Removed(const wchar_t* path) override { m_handler.OnFileRemoved(path); }
     void Modified(const wchar_t* path) override { m_handler.OnFileModified(path); }
@@ -122,24 +209,30 @@ private:
         m_handler.OnFileNameChanged(oldPath, newPath);
     }
 
+    // Constant after Join.
+    const std::shared_ptr<WatchEngine> m_engine;
     ChangeIo& m_io;
-    CDelayedDirectoryChangeHandler m_handler;
-    HANDLE m_directory;
     const CString m_name;
     std::shared_ptr<EngineRun> m_run;
     ULONG_PTR m_key = 0;
+
+    CDelayedDirectoryChangeHandler m_handler;
+    std::atomic<const CDirectoryChangeHandler*> m_owner;
+
+    mutable RankedSection m_section{LockRank::EngineRecord, L"engine record"};
+    RunningState m_state = StateNotSet; // guarded by m_section
+    bool m_leased = false;              // guarded by m_section
+    bool m_packetRefused = false;       // during the lease; guarded by m_section
+
+    // Of the lease.
+    HANDLE m_directory;
     DWORD m_carry = 0;
     DWORD m_bufferSize = BufferSize;
-    OVERLAPPED m_overlapped = {};
-    OVERLAPPED m_control = {}; // of the packets that are asked for
-    std::atomic<bool> m_readPending{false};
     bool m_completedBeforeClose = false;
-    DWORD m_startResult = 0;
-    mutable RankedSection m_section{LockRank::EngineRecord, L"engine record"};
+    std::atomic<bool> m_readPending{false};
+    DWORD m_startResult = ERROR_OPERATION_ABORTED;
     CEvent m_started{false, true};
-    CEvent m_stopped{false, true};
-    RunningState m_state = StateNotSet; // guarded by m_section
-    bool m_visited = false;             // by the worker; guarded by m_section
-    bool m_takenOver = false;           // the worker is not to come any more; guarded by m_section
+    OVERLAPPED m_overlapped = {};
+    OVERLAPPED m_control = {}; // of the packets that callers post
     alignas(8) std::array<std::uint8_t, BufferSize> m_buffer;
 };

@@ -1,17 +1,22 @@
-// The base handler: counting its users and knowing the watcher it is linked to.
+// The base handler: counts its users and knows the watcher that it is linked to.
 #include "directory_changes/DirectoryChanges.h"
+#include "directory_changes/EndingWatches.h"
+#include "directory_changes/WatchEngine.h"
+
+#include <utility>
 
 CDirectoryChangeHandler::CDirectoryChangeHandler() = default;
 
 CDirectoryChangeHandler::~CDirectoryChangeHandler()
 {
-    CDirectoryChangeWatcher* watcher;
+    std::shared_ptr<WatchEngine> engine;
     {
         const CSingleLock lock(m_section);
-        watcher = m_watcher;
+        engine = m_engine;
     }
-    if (watcher)
-        watcher->UnwatchDirectory(this);
+    if (engine)
+        engine->Unwatch({.handler = this});
+    EndingWatches::Instance().ForgetHandler(*this);
 }
 
 void CDirectoryChangeHandler::OnFileAdded(const wchar_t*) {}
@@ -45,43 +50,44 @@ void CDirectoryChangeHandler::SetChangedDirectoryName(const CString& name)
     m_changedDirectoryName = name;
 }
 
-// A handler belongs to one watcher: linking it to another one ends its watches there.
-bool CDirectoryChangeHandler::EndWatchesElsewhere(CDirectoryChangeWatcher* watcher)
+bool CDirectoryChangeHandler::EndWatchesElsewhere(const WatchEngine* engine)
 {
-    CDirectoryChangeWatcher* before;
+    std::shared_ptr<WatchEngine> before;
     {
         const CSingleLock lock(m_section);
-        before = m_watcher;
+        before = m_engine;
     }
-    return before && before != watcher && before->UnwatchDirectory(this);
+    return before && before.get() != engine && before->Unwatch({.handler = this});
 }
 
-// When there was nothing to end, a link to another watcher stays where it is.
-long CDirectoryChangeHandler::LinkWatcher(CDirectoryChangeWatcher* watcher, bool endedElsewhere)
+// A link to another watcher stays where it is when there was nothing to end.
+long CDirectoryChangeHandler::LinkWatcher(std::shared_ptr<WatchEngine> engine, bool endedElsewhere)
 {
+    std::shared_ptr<WatchEngine> before; // let go of outside the section
     const CSingleLock lock(m_section);
-    if (m_watcher && m_watcher != watcher) {
+    if (m_engine && m_engine != engine) {
         if (endedElsewhere) {
-            m_watcher = watcher;
+            before = std::exchange(m_engine, std::move(engine));
             m_linkCount = 1;
         }
         return m_linkCount;
     }
-    m_watcher = watcher;
-    return watcher ? ++m_linkCount : m_linkCount;
+    m_engine = std::move(engine);
+    return m_engine ? ++m_linkCount : m_linkCount;
 }
 
-bool CDirectoryChangeHandler::IsLinkedTo(const CDirectoryChangeWatcher* watcher) const
+bool CDirectoryChangeHandler::IsLinkedTo(const WatchEngine* engine) const
 {
     const CSingleLock lock(m_section);
-    return m_watcher == watcher;
+    return m_engine.get() == engine;
 }
 
-void CDirectoryChangeHandler::UnlinkWatcher()
+void CDirectoryChangeHandler::UnlinkWatcher(const WatchEngine* engine)
 {
+    std::shared_ptr<WatchEngine> before; // let go of outside the section
     const CSingleLock lock(m_section);
-    if (--m_linkCount < 1) {
-        m_watcher = nullptr;
-        m_linkCount = 0;
-    }
+    if (m_engine.get() != engine || --m_linkCount >= 1)
+        return;
+    before = std::move(m_engine);
+    m_linkCount = 0;
 }

@@ -1,10 +1,21 @@
-// The change engine: watches directory trees and tells a handler what changes.
+// The change engine: watches directory trees and reports changes to handlers.
 //
-// One worker thread per watcher collects the changes; one notifier thread per
-// process runs all handler code, one event at a time, in the order of posting.
-// A watcher and the handlers' links may be used from any thread. Unwatching
-// waits until everything that was posted for the directory has been handled;
-// no event comes after it has returned. It may be called from a handler.
+// Each watcher has one worker thread, which collects changes. The process has one notifier thread, which runs all
+// handler code, one event at a time, in the order of posting. While an event waits inside a call of this interface, the
+// notifier runs further events within it, of the same handler too.
+//
+// Calls: from any thread, also from inside an event; not from OnThreadStart and OnThreadExit.
+//
+// Ending a watch (each UnwatchDirectory, UnwatchAllDirectories, both destructors) waits
+//  - outside events: until every event of the watch has been handled. Nothing of it comes afterwards, whichever thread
+//  or
+//    error has ended it. The messages of the calling thread are dispatched meanwhile.
+//  - inside an event: until every event that was posted has begun. Events that are in progress (the calling one, and
+//  those
+//    that it interrupts) go on when the call returns; a handler that is destroyed then must not be used by them.
+// A caller must not hold a lock that a handler asks for.
+//
+// No call throws or needs memory to end a watch.
 #pragma once
 
 #include "mfc/CCriticalSection.h"
@@ -15,151 +26,111 @@
 #include <windows.h>
 
 #include <atomic>
-#include <functional>
 #include <memory>
 #include <vector>
 
 class CDirectoryChangeWatcher;
 class CDirWatchInfo;
 class ChangeIo;
-class CompletionKeys;
-struct EngineRun;
+class WatchEngine;
 
-// Told what happens in the watched trees. Paths are full paths.
+// Hears what happens in the watched trees. Paths are full paths, valid during the call.
 //
-// Reference-counted: starts at 1, is deleted when the count falls to 0. One that
-// lives on a stack or in another object keeps its first count and is never
-// deleted by Release.
+// The operations are called on the notifier thread. One that throws has lost its event, and OnReadChangesError reports
+// lost changes.
+//
+// Reference-counted: starts at 1 and is deleted when the count falls to 0. The engine holds one reference for each
+// watch. A handler that lives on a stack or in another object keeps its first count and is never deleted by Release.
 class CDirectoryChangeHandler
 {
 public:
     CDirectoryChangeHandler();
-    // Ends every watch that still uses the handler.
+    // Ends every watch that still uses the handler. Events call the base operations from here on, as the derived parts
+    // are gone; a derived class whose events use its members ends its watches in its own destructor.
     virtual ~CDirectoryChangeHandler();
     virtual void OnFileAdded(const wchar_t* path);
     virtual void OnFileRemoved(const wchar_t* path);
     virtual void OnFileNameChanged(const wchar_t* oldPath, const wchar_t* newPath);
     virtual void OnFileModified(const wchar_t* path);
-    // ERROR_NOTIFY_ENUM_DIR: changes below the directory were lost and the watch goes on. Any other error
-    // has ended the watch.
+    // ERROR_NOTIFY_ENUM_DIR: changes below the directory were lost, and the watch goes on. Any other error has ended
+    // the watch.
     virtual void OnReadChangesError(DWORD error, const wchar_t* directory);
-    // error 0: started, the first read is issued.
+    // Error 0: the first read is issued.
     virtual void OnWatchStarted(DWORD error, const wchar_t* directory);
     virtual void OnWatchStopped(const wchar_t* directory);
-    // Asked before events 1 to 4 are delivered; false drops the event.
+    // Asked before events 1 to 4 (EventCode) are delivered; false drops the event.
     virtual bool OnFilterNotification(DWORD eventCode, const wchar_t* path, const wchar_t* secondPath);
 
     CDirectoryChangeHandler(const CDirectoryChangeHandler&) = delete;
     CDirectoryChangeHandler& operator=(const CDirectoryChangeHandler&) = delete;
 
+    // Each returns the new count.
     long AddRef();
     long Release();
-    // The directory whose changes were read last.
+    // Returns the directory whose changes were read last. Any thread.
     CString GetChangedDirectoryName() const;
 
 private:
-    friend class CDirectoryChangeWatcher;
+    friend class WatchEngine;
     friend class CDirWatchInfo;
     friend class HandlerLinkAccess; // tests
 
-    // Linking takes two steps, as the first one waits: true when it ended watches on another watcher.
-    bool EndWatchesElsewhere(CDirectoryChangeWatcher* watcher);
-    long LinkWatcher(CDirectoryChangeWatcher* watcher, bool endedElsewhere);
-    bool IsLinkedTo(const CDirectoryChangeWatcher* watcher) const;
-    void UnlinkWatcher();
+    // A handler belongs to one watcher. Linking takes two steps, as the first one waits: EndWatchesElsewhere returns
+    // true when it has ended watches with another watcher, and LinkWatcher returns for how many directories the link
+    // counts.
+    bool EndWatchesElsewhere(const WatchEngine* engine);
+    long LinkWatcher(std::shared_ptr<WatchEngine> engine, bool endedElsewhere);
+    bool IsLinkedTo(const WatchEngine* engine) const;
+    // Takes one directory off the count of this watcher's link; the last one ends the link.
+    void UnlinkWatcher(const WatchEngine* engine);
     void SetChangedDirectoryName(const CString& name);
 
     std::atomic<long> m_references{1};
-    CString m_changedDirectoryName;               // guarded by m_section
-    CDirectoryChangeWatcher* m_watcher = nullptr; // guarded by m_section
-    long m_linkCount = 0;                         // directories watched on m_watcher; guarded by m_section
     mutable RankedSection m_section{LockRank::HandlerLink, L"handler link"};
+    CString m_changedDirectoryName;        // guarded by m_section
+    std::shared_ptr<WatchEngine> m_engine; // of the linked watcher; guarded by m_section
+    long m_linkCount = 0;                  // directories watched there; guarded by m_section
 };
 
 class CDirectoryChangeWatcher
 {
 public:
-    // Filter flags: see FilterFlags in DelayedDirectoryChangeHandler.h.
+    // Filter flags: see FilterFlags in DelayedDirectoryChangeHandler.h. Throws std::bad_alloc and std::system_error.
     explicit CDirectoryChangeWatcher(bool appHasGui = false, DWORD filterFlags = 1);
-    // For tests that stand in for the system. `io` must outlive the watcher.
+    // For tests that stand in for the system. The io must outlive the watcher and its watches.
     CDirectoryChangeWatcher(ChangeIo& io, bool appHasGui, DWORD filterFlags);
+    // Ends all watches, as UnwatchAllDirectories.
     virtual ~CDirectoryChangeWatcher();
     CDirectoryChangeWatcher(const CDirectoryChangeWatcher&) = delete;
     CDirectoryChangeWatcher& operator=(const CDirectoryChangeWatcher&) = delete;
 
-    // Watches a whole tree; a directory that is watched already is watched anew. Win32 error code, also
-    // set as the thread's last error; 0: every change from now on is reported. ERROR_OPERATION_ABORTED:
-    // another thread is ending all watches.
+    // Watches a whole tree. A watch of the same path, also one that another thread begins at the same time, is ended
+    // before: one watch remains. A handler's watches with another watcher are ended after.
+    //
+    // Returns 0 when the watch has begun: every change from now on is reported. Otherwise returns a Win32 error, and
+    // there is no watch. The result is also the thread's last error. ERROR_OPERATION_ABORTED: another thread has ended
+    // the watch, or all watches, meanwhile. ERROR_NOT_ENOUGH_MEMORY, ERROR_OUTOFMEMORY: there was no memory.
     DWORD WatchDirectory(const wchar_t* path, CDirectoryChangeHandler* handler);
-    // True when a watch for that path existed. Paths compare as whole texts without regard to case. A null
-    // argument names no watch: false, with ERROR_INVALID_PARAMETER as the thread's last error.
+    // Each ends watches and returns true when there were any to end; a watch that another thread was ending counts, and
+    // is waited for. Paths compare as whole texts without regard to case. A null argument names no watch: false, with
+    // ERROR_INVALID_PARAMETER as the thread's last error.
     bool UnwatchDirectory(const wchar_t* path);
     bool UnwatchDirectory(CDirectoryChangeHandler* handler);
+    // Returns true until an unwatch or an error has begun to end the watch.
     bool IsWatchingDirectory(const wchar_t* path) const;
-    // Also ends the worker. Always true.
+    // Ends all watches and the worker. Watches that are begun meanwhile are refused. Always returns true.
     bool UnwatchAllDirectories();
 
 protected:
-    // Called on the worker thread.
+    // Called on the worker thread as it starts and as it ends. Must not call the watcher.
     virtual void OnThreadStart();
     virtual void OnThreadExit();
 
 private:
-    friend class EngineAccess; // tests
+    friend class EngineAccess;      // tests
+    friend class HandlerLinkAccess; // tests
+    friend class EngineRun;         // the hooks
 
-    using Record = std::shared_ptr<CDirWatchInfo>;
-
-    // Held while watches are started or ended: UnwatchAllDirectories waits for it with ending the worker.
-    class WorkerUse
-    {
-    public:
-        explicit WorkerUse(CDirectoryChangeWatcher& watcher);
-        ~WorkerUse();
-        WorkerUse(const WorkerUse&) = delete;
-        WorkerUse& operator=(const WorkerUse&) = delete;
-        bool AllIsEnding() const { return m_allIsEnding; }
-
-    private:
-        CDirectoryChangeWatcher& m_watcher;
-        bool m_allIsEnding;
-    };
-
-    static unsigned __stdcall MonitorDirectoryChanges(void* run);
-    void Monitor(HANDLE port);
-    void HandlePacket(const Record& record, bool completed, bool good, DWORD bytes);
-    void StartReading(const Record& record);
-    void BeginStop(const Record& record);
-    void HandleLastRead(const Record& record, bool good, DWORD bytes);
-    void FinishStop(const Record& record);
-    void TellLost(const Record& record);
-    void HandleChanges(const Record& record, bool good, DWORD bytes);
-    void UnwatchDirectoryBecauseOfError(const Record& record, DWORD error);
-
-    DWORD JoinRun(const Record& record);
-    DWORD EnsureWorker(EngineRun& run); // inside m_section
-    DWORD StartMonitoring(const Record& record);
-    void Store(const Record& record);
-    void LinkHandler(const Record& record, CDirectoryChangeHandler& handler);
-    bool TakeOut(const Record& record);
-    std::vector<Record> TakeOutAll(const std::function<bool(const CDirWatchInfo&)>& concerned);
-    bool EndWatches(const std::function<bool(const CDirWatchInfo&)>& concerned);
-    void StopAndDestroy(const Record& record);
-    bool AskToStop(const Record& record);
-    bool WaitForEnd(const Record& record);
-    void Destroy(const Record& record);
-    bool HasOtherUsers() const;
-    void WaitForOtherUsers();
-    bool TakeRun(std::shared_ptr<EngineRun>& run);
-    void EndWorker(const EngineRun& run);
-
-    ChangeIo& m_io;
-    const bool m_appHasGui;
-    const DWORD m_filterFlags;
-    const std::unique_ptr<CompletionKeys> m_keys;
-    mutable RankedSection m_section{LockRank::EngineArray, L"engine array"};
-    std::vector<Record> m_records;    // slots may be null; guarded by m_section
-    std::shared_ptr<EngineRun> m_run; // null when nothing was watched yet; guarded by m_section
-    std::vector<DWORD> m_users;       // the threads of the WorkerUses; guarded by m_section
-    int m_endings = 0;                // UnwatchAllDirectories going on; guarded by m_section
-    CEvent m_useEnded{true, true};
+    const std::shared_ptr<WatchEngine> m_engine;
+    const std::vector<std::shared_ptr<CDirWatchInfo>>& m_records; // of the engine; for tests
 };

@@ -1,209 +1,169 @@
-// Ending watches, and the worker with the last of them.
-#include "directory_changes/ChangeIo.h"
-#include "directory_changes/CompletionKeys.h"
-#include "directory_changes/DelayedNotificationThread.h"
+#include "directory_changes/EndingWatches.h"
+
 #include "directory_changes/DirWatchInfo.h"
-#include "directory_changes/DirectoryChanges.h"
 #include "directory_changes/EngineRun.h"
 #include "directory_changes/MessagePump.h"
+#include "directory_changes/NeverDestroyed.h"
+#include "directory_changes/WatchEngine.h"
 #include "support/CaseFold.h"
+#include "support/Handle.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace
 {
 
-constexpr DWORD StopWaitSlice = 5000;
-constexpr DWORD RefusedPostPause = 10;
-// How long a closed directory may take to give its cancelled read back.
-constexpr ULONGLONG LastPacketLimit = 10000;
+constexpr DWORD WaitSlice = 5000;       // milliseconds
+constexpr DWORD ClosedWaitSlice = 500;  // while the last read is waited for
+constexpr DWORD EndedNotifierPause = 5; // while the watch that the ended notifier served is still being ended
+// How long a closed directory may take to give its last read back. A handler may take its time; the system may not.
+constexpr ULONGLONG LastReadLimit = 10000;
 constexpr const wchar_t* WorkerName = L"engine worker";
+constexpr const wchar_t* NotifierName = L"notifier thread";
 
-bool Given(const void* argument)
+// Waits for one watch, and ends it in the place of a worker or notifier that has ended.
+class Waiting
 {
-    if (!argument)
-        SetLastError(ERROR_INVALID_PARAMETER);
-    return argument != nullptr;
+public:
+    Waiting(const std::shared_ptr<CDirWatchInfo>& record, bool insideEvent)
+        : m_record(record),
+          m_over(insideEvent ? record->Drained() : record->Idle())
+    {
+    }
+
+    void Run()
+    {
+        while (!IsSignalled(m_over)) {
+            const bool workerHasEnded = IsSignalled(m_record->Run().Worker());
+            if (workerHasEnded || LastReadIsLate())
+                WatchEngine::PerformFor(m_record, m_record->Take(WatchInput::GivenUp, workerHasEnded));
+            m_record->Handler().PassFenceOfEndedNotifier();
+            WaitOnce(workerHasEnded);
+        }
+    }
+
+private:
+    void WaitOnce(bool workerHasEnded) const
+    {
+        const HANDLE either[] = {m_over, m_record->Run().Worker()};
+        const std::size_t count = workerHasEnded ? 1 : 2; // a worker that has ended would cut each wait short
+        WaitPumping(std::span(either, count), Slice());
+    }
+    DWORD Slice() const
+    {
+        if (m_record->Handler().Notifier().HasEnded())
+            return EndedNotifierPause;
+        return m_record->State() == StateStopped ? ClosedWaitSlice : WaitSlice;
+    }
+    bool LastReadIsLate()
+    {
+        const ULONGLONG now = GetTickCount64();
+        if (m_record->State() != StateStopped)
+            return false;
+        if (!m_closedAt)
+            m_closedAt = now;
+        return now - m_closedAt > LastReadLimit;
+    }
+
+    const std::shared_ptr<CDirWatchInfo>& m_record;
+    const HANDLE m_over;
+    ULONGLONG m_closedAt = 0;
+};
+
+void WaitFor(const std::shared_ptr<CDirWatchInfo>& record, bool insideEvent)
+{
+    if (!insideEvent) {
+        const LockOrder::WaitScope notifier(NotifierName);
+    }
+    {
+        const LockOrder::WaitScope worker(WorkerName);
+        Waiting(record, insideEvent).Run();
+    }
+    if (!insideEvent)
+        record->Handler().Notifier().WaitForEnd();
 }
 
 } // namespace
 
-CDirectoryChangeWatcher::WorkerUse::WorkerUse(CDirectoryChangeWatcher& watcher) : m_watcher(watcher)
+bool WatchSelector::Matches(const CDirWatchInfo& watch) const noexcept
 {
-    const CSingleLock lock(watcher.m_section);
-    watcher.m_users.push_back(GetCurrentThreadId());
-    m_allIsEnding = watcher.m_endings > 0;
+    return (!engine || &watch.Engine() == engine) && (!handler || watch.Owner() == handler) &&
+           (!record || &watch == record) && (!path || EqualNoCase(watch.Name().View(), path));
 }
 
-CDirectoryChangeWatcher::WorkerUse::~WorkerUse()
+EndingWatches& EndingWatches::Instance() noexcept
 {
-    const CSingleLock lock(m_watcher.m_section);
-    std::vector<DWORD>& users = m_watcher.m_users;
-    users.erase(std::find(users.begin(), users.end(), GetCurrentThreadId()));
-    m_watcher.m_useEnded.SetEvent();
+    static NeverDestroyed<EndingWatches> list;
+    return list.Get();
 }
 
-bool CDirectoryChangeWatcher::UnwatchDirectory(const wchar_t* path)
-{
-    return Given(path) &&
-           EndWatches([&](const CDirWatchInfo& record) { return EqualNoCase(record.Name().View(), path); });
-}
-
-bool CDirectoryChangeWatcher::UnwatchDirectory(CDirectoryChangeHandler* handler)
-{
-    return Given(handler) && EndWatches([&](const CDirWatchInfo& record) { return record.RealHandler() == handler; });
-}
-
-// The use begins before a record is taken out, so that nobody ends the worker in between.
-bool CDirectoryChangeWatcher::EndWatches(const std::function<bool(const CDirWatchInfo&)>& concerned)
-{
-    const WorkerUse use(*this);
-    const std::vector<Record> records = TakeOutAll(concerned);
-    for (const Record& record : records)
-        StopAndDestroy(record);
-    return !records.empty();
-}
-
-void CDirectoryChangeWatcher::StopAndDestroy(const Record& record)
-{
-    // Somebody has to tell the end: the worker, unless it does not come to the record any more.
-    if (!AskToStop(record) || !WaitForEnd(record))
-        FinishStop(record);
-    Destroy(record);
-}
-
-// True when the worker will end the watch; false when that is left to the caller.
-bool CDirectoryChangeWatcher::AskToStop(const Record& record)
-{
-    while (!record->AskToStop()) {
-        // Without a packet of its own the stop needs that of the pending read, which closing brings.
-        switch (record->CloseWithoutWorker()) {
-        case ClosedWithoutWorker::ReadComesBack:
-            return true;
-        case ClosedWithoutWorker::NothingComes:
-            return false;
-        case ClosedWithoutWorker::NotYet:
-            WaitPumping(record->Run().worker.Get(), RefusedPostPause, QS_ALLINPUT);
-        }
-    }
-    return true;
-}
-
-// Waits until the worker has told the end. The caller's windows stay alive meanwhile. False when the
-// worker, or the record's last packet, does not come any more.
-bool CDirectoryChangeWatcher::WaitForEnd(const Record& record)
-{
-    const LockOrder::WaitScope wait(WorkerName);
-    const HANDLE worker = record->Run().worker.Get();
-    ULONGLONG closed = 0;
-    for (;;) {
-        const bool workerEnded = IsSignalled(worker);
-        const DWORD slice = workerEnded ? 0 : closed ? 500 : StopWaitSlice;
-        if (WaitPumping(record->Stopped(), slice, QS_ALLINPUT))
-            return true;
-        const ULONGLONG now = GetTickCount64();
-        if (record->State() == StateStopped && !closed)
-            closed = now;
-        // A handler may take its time; the system may not.
-        const bool tooLate = closed && now - closed > LastPacketLimit;
-        if ((workerEnded || tooLate) && record->TakeFromWorker())
-            return false;
-    }
-}
-
-// For the worker, and for whoever ends the record in its place.
-void CDirectoryChangeWatcher::FinishStop(const Record& record)
-{
-    // What a read holds that was never given back is not known.
-    if (record->ReadPending())
-        TellLost(record);
-    record->DropCarried();
-    record->Handler().OnWatchStopped(record->Name());
-    if (!record->ReadPending())
-        m_keys->Remove(record->Key());
-    // Somebody who still waits for a start that a stop has overtaken goes on as well.
-    if (record->StartResult() == ERROR_SUCCESS && !IsSignalled(record->Started()))
-        record->SetStartResult(ERROR_OPERATION_ABORTED);
-    record->Started().SetEvent();
-    record->Stopped().SetEvent();
-}
-
-// The record is nobody's any more. Its memory stays as long as a read may still write to it.
-void CDirectoryChangeWatcher::Destroy(const Record& record)
-{
-    if (record->linked)
-        record->RealHandler()->UnlinkWatcher();
-    record->Retire();
-    if (!record->ReadPending())
-        m_keys->Remove(record->Key());
-}
-
-bool CDirectoryChangeWatcher::UnwatchAllDirectories()
-{
-    struct Ending {
-        CDirectoryChangeWatcher& watcher;
-        explicit Ending(CDirectoryChangeWatcher& ended) : watcher(ended) { Count(1); }
-        ~Ending() { Count(-1); }
-        void Count(int change)
-        {
-            const CSingleLock lock(watcher.m_section);
-            watcher.m_endings += change;
-        }
-    } const ending(*this);
-
-    const auto all = [](const CDirWatchInfo&) { return true; };
-    std::shared_ptr<EngineRun> run;
-    do {
-        EndWatches(all);
-        WaitForOtherUsers();
-    } while (!TakeRun(run));
-    if (run && run->worker)
-        EndWorker(*run);
-    return true;
-}
-
-// Inside m_section: whether another thread needs the worker to start or to end watches.
-bool CDirectoryChangeWatcher::HasOtherUsers() const
-{
-    return std::any_of(m_users.begin(), m_users.end(), [](DWORD thread) { return thread != GetCurrentThreadId(); });
-}
-
-void CDirectoryChangeWatcher::WaitForOtherUsers()
-{
-    for (;;) {
-        {
-            const CSingleLock lock(m_section);
-            if (!HasOtherUsers())
-                return;
-            m_useEnded.ResetEvent();
-        }
-        WaitPumping(m_useEnded, StopWaitSlice, QS_ALLINPUT);
-    }
-}
-
-// False while there are watches or other users: somebody has come in between.
-bool CDirectoryChangeWatcher::TakeRun(std::shared_ptr<EngineRun>& run)
+void EndingWatches::Add(const Record& record) noexcept
 {
     const CSingleLock lock(m_section);
-    if (HasOtherUsers() ||
-        std::any_of(m_records.begin(), m_records.end(), [](const Record& record) { return record != nullptr; }))
-        return false;
-    m_records.clear();
-    run = std::move(m_run);
-    return true;
+    record->endingNumber = ++m_added;
+    record->nextEnding = std::exchange(m_first, record);
 }
 
-// A handler that is being called meanwhile may be what the worker waits for, and it may be on this very
-// thread: messages are dispatched.
-void CDirectoryChangeWatcher::EndWorker(const EngineRun& run)
+void EndingWatches::Remove(const CDirWatchInfo& record) noexcept
 {
-    const LockOrder::WaitScope wait(WorkerName);
-    const CDelayedNotificationThread::WorkerWait waits(run.workerId);
-    const HANDLE worker = run.worker.Get();
-    // A packet that the system refuses is tried again: the worker is waited for without limit.
-    while (!m_io.PostPacket(run.port.Get(), 0, 0, nullptr) && !WaitPumping(worker, RefusedPostPause, QS_ALLINPUT)) {
+    Record removed; // let go of outside the section
+    const CSingleLock lock(m_section);
+    for (Record* place = &m_first; *place; place = &(*place)->nextEnding)
+        if (place->get() == &record) {
+            removed = std::move(*place);
+            *place = std::move(removed->nextEnding);
+            return;
+        }
+}
+
+// Returns the wanted record that was added first.
+template <typename Predicate>
+EndingWatches::Record EndingWatches::Find(Predicate wanted) noexcept
+{
+    Record found;
+    const CSingleLock lock(m_section);
+    for (const Record* place = &m_first; *place; place = &(*place)->nextEnding)
+        if (wanted(**place))
+            found = *place;
+    return found;
+}
+
+unsigned long long EndingWatches::Newest() noexcept
+{
+    const CSingleLock lock(m_section);
+    return m_added;
+}
+
+bool EndingWatches::EndAndWait(const WatchSelector& selector) noexcept
+{
+    const unsigned long long newest = Newest();
+    const auto concerned = [&](const CDirWatchInfo& record) {
+        return record.endingNumber <= newest && selector.Matches(record);
+    };
+    // All stops are asked for before the first one is waited for. Another thread may have taken a record out and not
+    // have asked yet: its call is not waited for.
+    while (const Record record = Find([&](const CDirWatchInfo& r) { return concerned(r) && !r.IsStopAsked(); }))
+        WatchEngine::AskToStop(record);
+
+    const bool insideEvent = IsInsideEvent();
+    bool waited = false;
+    const auto isOver = [&](const CDirWatchInfo& r) { return IsSignalled(insideEvent ? r.Drained() : r.Idle()); };
+    while (const Record record = Find([&](const CDirWatchInfo& r) { return concerned(r) && !isOver(r); })) {
+        WaitFor(record, insideEvent);
+        waited = true;
     }
-    while (!WaitPumping(worker, StopWaitSlice, QS_ALLINPUT)) {
+    return waited;
+}
+
+void EndingWatches::ForgetHandler(const CDirectoryChangeHandler& handler) noexcept
+{
+    EndAndWait({.handler = &handler});
+    // Only inside an event something is left: watches with an event in progress.
+    unsigned long long seen = 0;
+    const auto next = [&](const CDirWatchInfo& r) { return r.Owner() == &handler && r.endingNumber > seen; };
+    while (const Record record = Find(next)) {
+        seen = record->endingNumber;
+        if (!record->ForgetOwner() && !record->Handler().Notifier().IsNotifierThread())
+            WaitForSingleObject(record->Idle(), INFINITE); // the notifier lets go of the handler right now
     }
 }

@@ -20,12 +20,14 @@ QueuedEvent* EventList::RemoveFirst() noexcept
     return event;
 }
 
-std::optional<EventQueue::WakeTicket> EventQueue::Add(DelayedEvent* event) noexcept
+EventQueue::Added EventQueue::Add(DelayedEvent* event) noexcept
 {
     const CSingleLock lock(m_section);
+    if (m_closed)
+        return {false, std::nullopt};
     m_added.Append(static_cast<QueuedEvent*>(event));
     ++m_count;
-    return m_wakePosted ? std::nullopt : std::optional(m_ticket);
+    return {true, m_wakePosted ? std::nullopt : std::optional(m_ticket)};
 }
 
 void EventQueue::WakePosted(WakeTicket ticket) noexcept
@@ -58,4 +60,22 @@ DelayedEvent* EventQueue::Take() noexcept
     if (event)
         --m_count;
     return event;
+}
+
+bool EventQueue::CloseIfEmpty() noexcept
+{
+    const CSingleLock lock(m_section);
+    m_closed = m_added.IsEmpty() && m_taken.IsEmpty();
+    return m_closed;
+}
+
+void EventQueue::Close() noexcept
+{
+    const CSingleLock lock(m_section);
+    m_closed = true;
+    for (EventList* list : {&m_taken, &m_added})
+        while (QueuedEvent* event = list->RemoveFirst()) {
+            --m_count;
+            FreeDelayedEvent(event);
+        }
 }

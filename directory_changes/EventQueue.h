@@ -31,10 +31,14 @@ public:
     // Identifies the wake-up that an added event asks for.
     using WakeTicket = unsigned;
 
+    struct Added {
+        bool taken;                     // false: the queue is closed, and the caller keeps the event
+        std::optional<WakeTicket> wake; // the caller has to wake the notifier, and then to call WakePosted
+    };
+
     std::size_t Count() const { return m_count; }
-    // Takes ownership of the event; asks for no memory. Returns a ticket when the caller has to wake the notifier and
-    // then call WakePosted.
-    [[nodiscard]] std::optional<WakeTicket> Add(DelayedEvent* event) noexcept;
+    // Takes ownership of the event. Asks for no memory.
+    [[nodiscard]] Added Add(DelayedEvent* event) noexcept;
     // The wake-up has been posted: events that are added before the notifier takes them need none. A ticket that is
     // older than the last time the notifier found the queue empty counts for nothing.
     void WakePosted(WakeTicket ticket) noexcept;
@@ -43,6 +47,10 @@ public:
     // Returns null when the queue is empty; from then on the next event asks for a wake-up, whatever has become of
     // the one before. (A message loop that a handler runs swallows wake-ups.)
     DelayedEvent* Take() noexcept;
+    // Refuses events from now on. Returns false, and does nothing, when events wait.
+    bool CloseIfEmpty() noexcept;
+    // Refuses events from now on, and frees those that wait. For the notifier, and for others once it has ended.
+    void Close() noexcept;
 
 private:
     void ExpectWake() noexcept; // inside m_section
@@ -51,6 +59,7 @@ private:
     EventList m_added;         // guarded by m_section
     WakeTicket m_ticket = 0;   // guarded by m_section
     bool m_wakePosted = false; // guarded by m_section
+    bool m_closed = false;     // guarded by m_section
     EventList m_taken;         // of the notifier
     std::atomic<std::size_t> m_count{0};
 };

@@ -1,19 +1,16 @@
-// The worker: one thread for all directories of a watcher.
+// The worker of a run: takes packets from the port and handles them, one at a time.
 #include "directory_changes/ChangeIo.h"
-#include "directory_changes/CompletionKeys.h"
-#include "directory_changes/DelayedNotificationThread.h"
-#include "directory_changes/DirWatchInfo.h"
-#include "directory_changes/DirectoryChanges.h"
 #include "directory_changes/EngineRun.h"
-#include "support/Handle.h"
+#include "directory_changes/WatchEngine.h"
 
 #include <new>
 
 namespace
 {
 
-// A directory whose reads keep failing is given up, so that an error is reported once and not for ever.
-constexpr int MostFailedCompletions = 16;
+// A directory whose reads bring nothing but failures and losses is given up: a server that answers every read at once
+// without a change would keep the worker from all other watches.
+constexpr int MostUselessReads = 16;
 
 class PriorityScope
 {
@@ -32,135 +29,113 @@ private:
 
 } // namespace
 
-unsigned __stdcall CDirectoryChangeWatcher::MonitorDirectoryChanges(void* run)
+unsigned __stdcall EngineRun::MonitorDirectoryChanges(void* run)
 {
     const LockOrder::ThreadScope scope(L"engine worker");
-    const CDelayedNotificationThread::WorkerScope worker;
     SetThreadErrorMode(SEM_FAILCRITICALERRORS, nullptr);
-    // Whoever ends the worker keeps its run until it has ended.
-    const auto& own = *static_cast<const EngineRun*>(run);
-    CDirectoryChangeWatcher& self = own.watcher;
-    self.OnThreadStart();
-    self.Monitor(own.port.Get());
-    self.OnThreadExit();
+    // The thread that ends the worker keeps the run until then.
+    auto& own = *static_cast<EngineRun*>(run);
+    own.m_watcher.OnThreadStart();
+    own.Monitor();
+    own.m_watcher.OnThreadExit();
     return 0;
 }
 
-void CDirectoryChangeWatcher::Monitor(HANDLE port)
+void EngineRun::Monitor()
 {
     for (;;) {
         DWORD bytes = 0;
         ULONG_PTR key = 0;
         OVERLAPPED* overlapped = nullptr;
-        const bool good = m_io.WaitPacket(port, &bytes, &key, &overlapped, INFINITE);
+        const bool good = m_io.WaitPacket(m_port.Get(), &bytes, &key, &overlapped, INFINITE);
         // A wait that failed without a packet says nothing about any record.
         if (!good && !overlapped && key == 0 && GetLastError() == WAIT_TIMEOUT)
             continue;
         if (key == 0)
             return;
-        const Record record = m_keys->Find(key);
-        if (!record)
-            continue;
-        try {
+        if (const Record record = m_keys.Find(key))
             HandlePacket(record, record->IsRead(overlapped), good, bytes);
-        } catch (const std::bad_alloc&) {
-            // Nobody knows whether a read is on its way. The other records of this worker go on.
-            UnwatchDirectoryBecauseOfError(record, ERROR_OUTOFMEMORY);
-        }
     }
 }
 
-void CDirectoryChangeWatcher::HandlePacket(const Record& record, bool completed, bool good, DWORD bytes)
+void EngineRun::HandlePacket(const Record& record, bool isRead, bool good, DWORD bytes)
 {
-    const CDirWatchInfo::Visit visit(*record);
-    if (completed)
-        record->ReadCompleted();
-    if (!visit) {
-        if (completed)
-            m_keys->Remove(record->Key());
-        return;
-    }
-    switch (record->State()) {
-    case StateStartMonitoring:
+    WatchStep step = record->BeginLease(isRead ? WatchInput::ReadBack : WatchInput::Packet);
+    do {
+        try {
+            Perform(record, step, good, bytes);
+        } catch (const std::bad_alloc&) {
+            // Nobody knows whether a read is pending. The other watches go on.
+            RefuseFurtherReads(record, ERROR_OUTOFMEMORY);
+        }
+    } while (record->EndLease(step));
+}
+
+void EngineRun::Perform(const Record& record, const WatchStep& step, bool good, DWORD bytes)
+{
+    switch (step.task) {
+    case WatchTask::FirstRead:
         StartReading(record);
         break;
-    case StateStopMonitoring:
-        // A read whose packet comes before the stop's is handled as ever, and one more is issued: what the
-        // system has gathered meanwhile comes with that.
-        if (completed)
-            HandleChanges(record, good, bytes);
-        else
-            BeginStop(record);
+    case WatchTask::HandleRead:
+        HandleRead(record, good, bytes);
         break;
-    case StateStopped:
-        if (completed) {
-            HandleLastRead(record, good, bytes);
-            FinishStop(record);
-        }
+    case WatchTask::HandleLastRead:
+        HandleLastRead(record, good, bytes);
         break;
-    case StateRunning:
-        if (completed)
-            HandleChanges(record, good, bytes);
+    case WatchTask::FinishStopped:
+        WatchEngine::Finish(record, WatchEnding::Stopped, ERROR_SUCCESS);
         break;
-    case StateNotSet:
+    case WatchTask::ForgetKey:
+        m_keys.Remove(record->Key());
+        break;
+    default:
         break;
     }
 }
 
-void CDirectoryChangeWatcher::StartReading(const Record& record)
+void EngineRun::StartReading(const Record& record)
 {
-    const DWORD error = record->Read();
-    record->SetStartResult(error);
-    if (error == ERROR_SUCCESS)
-        record->MoveOn(StateStartMonitoring, StateRunning);
-    record->Handler().OnWatchStarted(error, record->Name());
-    record->Started().SetEvent();
+    if (const DWORD error = record->Read()) {
+        RefuseFurtherReads(record, error);
+        return;
+    }
+    record->Handler().OnWatchStarted(ERROR_SUCCESS, record->Name());
+    record->SetStartResult(ERROR_SUCCESS);
 }
 
-// The directory is closed, which gives the pending read back; the watch has ended when that has come.
-void CDirectoryChangeWatcher::BeginStop(const Record& record)
+void EngineRun::HandleRead(const Record& record, bool good, DWORD bytes)
 {
-    record->CloseForStop();
-    if (!record->ReadPending())
-        FinishStop(record);
+    const bool useful = good && bytes > 0;
+    record->uselessReads = useful ? 0 : record->uselessReads + 1;
+    if (!useful || !record->Process(bytes))
+        record->ReportLoss();
+    // Whoever looks whether the directory is watched finds out that its handler hears nothing more.
+    const bool hopeless = record->uselessReads >= MostUselessReads || record->Handler().IsUnheard();
+    if (const DWORD error = hopeless ? DWORD(ERROR_READ_FAULT) : record->Read())
+        RefuseFurtherReads(record, error);
 }
 
-// What the system had put into the read before the directory was closed was delivered, and is told.
-void CDirectoryChangeWatcher::HandleLastRead(const Record& record, bool good, DWORD bytes)
+// What the system had put into the read before the directory was closed was delivered, and is reported.
+void EngineRun::HandleLastRead(const Record& record, bool good, DWORD bytes)
 {
     const bool lost = good && bytes > 0 ? !record->Process(bytes) : record->LastReadWasLost();
     if (lost)
-        TellLost(record);
+        record->ReportLoss();
+    WatchEngine::Finish(record, WatchEnding::Stopped, ERROR_SUCCESS);
 }
 
-// The system's buffer overflowed, the read failed, or there was no memory to decode it.
-void CDirectoryChangeWatcher::TellLost(const Record& record)
-{
-    record->DropCarried();
-    record->Handler().OnReadChangesError(ERROR_NOTIFY_ENUM_DIR, record->Name());
-}
-
-void CDirectoryChangeWatcher::HandleChanges(const Record& record, bool good, DWORD bytes)
-{
-    if (good && bytes > 0) {
-        record->failedCompletions = 0;
-        if (!record->Process(bytes))
-            TellLost(record);
-    } else {
-        record->failedCompletions = good ? 0 : record->failedCompletions + 1;
-        TellLost(record);
-    }
-    const bool hopeless = record->failedCompletions >= MostFailedCompletions;
-    if (const DWORD error = hopeless ? DWORD(ERROR_READ_FAULT) : record->Read())
-        UnwatchDirectoryBecauseOfError(record, error);
-}
-
-void CDirectoryChangeWatcher::UnwatchDirectoryBecauseOfError(const Record& record, DWORD error)
+void EngineRun::RefuseFurtherReads(const Record& record, DWORD error)
 {
     const PriorityScope priority(THREAD_PRIORITY_HIGHEST);
-    record->SetStartResult(error);
-    record->Handler().OnReadChangesError(error, record->Name());
-    // Whoever has taken the record out already waits to be told, and destroys it.
-    if (TakeOut(record))
-        Destroy(record);
+    switch (record->Take(WatchInput::ReadRefused).task) {
+    case WatchTask::FinishFailed:
+        WatchEngine::Finish(record, WatchEnding::Failed, error);
+        break;
+    case WatchTask::ReportError:
+        record->ReportError(error);
+        break;
+    default:
+        break;
+    }
 }

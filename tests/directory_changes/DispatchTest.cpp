@@ -3,9 +3,11 @@
 
 #include "directory_changes/DelayedNotificationWindow.h"
 #include "tests/directory_changes/RecordingHandler.h"
+#include "tests/support/ImportedCall.h"
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <memory>
 #include <thread>
 
@@ -163,6 +165,32 @@ TEST_F(Dispatch, TheHiddenWindowDeliversWhileItsThreadWaits)
         EXPECT_EQ(real.Events(), (std::vector<std::wstring>{L"+C:\\a", L"*C:\\b", L"stopped C:\\"}));
     }
     EXPECT_FALSE(CDelayedNotificationWindow::Window());
+}
+
+std::atomic<int> g_refusedMessages{0};
+
+BOOL WINAPI PostMessageThatRefuses(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
+{
+    static const auto original = reinterpret_cast<decltype(&PostMessageW)>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"user32.dll"), "PostMessageW")));
+    if (g_refusedMessages.fetch_sub(1) > 0) {
+        SetLastError(ERROR_NOT_ENOUGH_QUOTA);
+        return FALSE;
+    }
+    return original(window, message, wParam, lParam);
+}
+
+TEST_F(Dispatch, APostThatTheHiddenWindowsOwnThreadIsRefusedIsNotLost)
+{
+    const ImportedCall call(nullptr, "PostMessageW", PostMessageThatRefuses);
+    Delayed delayed(real, 1, true);
+    g_refusedMessages = 0;
+    delayed.OnFileAdded(L"C:\\a");
+    g_refusedMessages = 1;
+    delayed.OnFileAdded(L"C:\\b");
+    delayed.OnFileAdded(L"C:\\c");
+    delayed.OnWatchStopped(L"C:\\");
+    EXPECT_EQ(real.Events(), (std::vector<std::wstring>{L"+C:\\a", L"+C:\\b", L"+C:\\c", L"stopped C:\\"}));
 }
 
 TEST_F(Dispatch, TheHiddenWindowOfAThreadThatHasEndedTakesNothingAndHoldsNobodyUp)

@@ -1,6 +1,6 @@
 // What the system does in bad moments, put in by hand.
-#include "directory_changes/DelayedNotificationThread.h"
 #include "tests/directory_changes/FaultFixture.h"
+#include "tests/directory_changes/NotifierSeams.h"
 
 #include <gtest/gtest.h>
 
@@ -142,22 +142,13 @@ TEST_F(EngineFaults, APostThatIsRefusedIsTriedAgainAndNoEventIsLost)
 {
     ASSERT_EQ(Watch(), 0u);
     ASSERT_TRUE(io.WaitForRead(1));
-    CDelayedNotificationThread::SetPostFunction(PostThatRefuses);
+    const PostFunctionScope post(PostThatRefuses);
     g_refusals = 3;
     RecordBuffer buffer;
     io.Complete(buffer.Add(1, L"a").Add(1, L"b").Bytes());
     EXPECT_TRUE(handler.WaitFor(At(L"+", L"b")));
-    CDelayedNotificationThread::SetPostFunction(nullptr);
     EXPECT_EQ(handler.Count(At(L"+", L"a")), 1);
 }
-
-// Puts the usual limit back.
-struct MostQueued {
-    explicit MostQueued(std::size_t most) { CDelayedNotificationThread::SetMostQueued(most); }
-    ~MostQueued() { CDelayedNotificationThread::SetMostQueued(CDelayedNotificationThread::MostQueued); }
-    MostQueued(const MostQueued&) = delete;
-    MostQueued& operator=(const MostQueued&) = delete;
-};
 
 std::vector<std::wstring> AddNames(RecordBuffer& buffer, int count)
 {
@@ -176,7 +167,7 @@ TEST_F(EngineFaults, MoreChangesThanTheQueueHoldsAreAllToldInTheirOrder)
     ASSERT_EQ(Watch(), 0u);
     ASSERT_TRUE(io.WaitForRead(1));
     ASSERT_TRUE(handler.WaitForEvents(1));
-    const MostQueued limit(most);
+    const MostQueuedScope limit(most);
     std::atomic<int> told{0};
     std::atomic<std::size_t> longest{0};
     handler.onEvent = [&](const std::wstring&) {
@@ -193,6 +184,7 @@ TEST_F(EngineFaults, MoreChangesThanTheQueueHoldsAreAllToldInTheirOrder)
     EXPECT_TRUE(handler.WaitForEvents(wanted.size()));
     EXPECT_EQ(handler.Events(), wanted);
     EXPECT_EQ(longest, most);
+    watcher.UnwatchAllDirectories(); // the handler uses what is on this stack
 }
 
 std::atomic<int> g_posted{0};
@@ -212,14 +204,14 @@ TEST_F(EngineFaults, ChangesThatComeWhileOneIsToldWakeTheNotifierOnce)
     g_posted = 0;
     std::atomic<bool> first{true};
     handler.onEvent = [&](const std::wstring&) { EXPECT_TRUE(!first.exchange(false) || io.WaitForRead(2)); };
-    CDelayedNotificationThread::SetPostFunction(CountedPost);
+    const PostFunctionScope post(CountedPost);
     RecordBuffer buffer;
     AddNames(buffer, changes);
     io.Complete(buffer.Bytes());
     EXPECT_TRUE(handler.WaitForEvents(1 + changes));
-    CDelayedNotificationThread::SetPostFunction(nullptr);
     EXPECT_GE(g_posted, 1);
-    EXPECT_LE(g_posted, 2); // for the first one, and for all that came while it was told
+    EXPECT_LE(g_posted, 2);          // for the first one, and for all that came while it was told
+    watcher.UnwatchAllDirectories(); // the handler uses what is on this stack
 }
 
 TEST_F(EngineFaults, ADirectoryThatWasDeletedEndsItsWatchAndCanBeWatchedWhenItReturns)

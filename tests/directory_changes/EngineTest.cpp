@@ -207,6 +207,7 @@ TEST_F(Engine, ADyingHandlerEndsItsWatches)
     {
         RecordingHandler handler;
         ASSERT_EQ(watcher.WatchDirectory(folder.Path(), &handler), 0u);
+        EXPECT_TRUE(handler.WaitForEvents(1)); // it uses its members in an event
     }
     EXPECT_FALSE(watcher.IsWatchingDirectory(folder.Path()));
 }

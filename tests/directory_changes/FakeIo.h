@@ -48,12 +48,16 @@ public:
         }
         ChangeIo::PostPacket(m_port, 0, WakeUp, nullptr);
     }
-    // Called once: before the next packet is posted for a watch, when the worker has taken the next packet
-    // from the port, and as the next directory is closed.
-    std::function<void()> beforePost, afterWait, beforeClose;
+    // Called once: as the next directory is opened, before the next packet is posted for a watch, when the worker has
+    // taken the next packet from the port, and as the next directory is closed.
+    std::function<void()> beforeOpen, beforePost, afterWait, beforeClose;
+    // Completes each read at once, without a change.
+    std::atomic<bool> emptyReads{false};
 
     HANDLE OpenDirectory(const wchar_t* path) override
     {
+        if (const auto call = std::exchange(beforeOpen, nullptr))
+            call();
         if (openError == 0)
             return ChangeIo::OpenDirectory(path);
         SetLastError(openError);
@@ -101,6 +105,8 @@ public:
             ++reads;
         }
         m_issued.notify_all();
+        if (emptyReads)
+            Finish(directory, {}, Overflow);
         return true;
     }
     bool PostPacket(HANDLE port, DWORD bytes, ULONG_PTR key, OVERLAPPED* overlapped) override

@@ -2,6 +2,7 @@
 #include "directory_changes/DelayedDirectoryChangeHandler.h"
 #include "directory_changes/DelayedNotificationThread.h"
 #include "mfc/CEvent.h"
+#include "support/Handle.h"
 #include "tests/directory_changes/FaultFixture.h"
 #include "tests/directory_changes/Watchdog.h"
 #include "tests/support/ImportedCall.h"

@@ -10,7 +10,7 @@
 class Watchdog
 {
 public:
-    static constexpr DWORD Limit = 60000; // milliseconds
+    static constexpr DWORD Limit = 45000; // milliseconds
 
     // `what` is printed; it must outlive the watchdog.
     explicit Watchdog(const char* what, DWORD limit = Limit)
