@@ -37,10 +37,12 @@ CDirWatchInfo::CDirWatchInfo(std::shared_ptr<WatchEngine> engine, ChangeIo& io, 
     // Last: a record that cannot be made takes nothing over.
     m_handler.SetRealHandler(handler);
     handler->AddRef();
+    ++s_liveCount;
 }
 
 CDirWatchInfo::~CDirWatchInfo()
 {
+    --s_liveCount;
     CloseDirectory();
     LetHandlerGo();
 }

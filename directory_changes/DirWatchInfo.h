@@ -136,6 +136,9 @@ public:
     CDirWatchInfo(const CDirWatchInfo&) = delete;
     CDirWatchInfo& operator=(const CDirWatchInfo&) = delete;
 
+    // Returns how many records the process has. For tests.
+    static int LiveCount() { return s_liveCount; }
+
     // Constant.
     WatchEngine& Engine() const { return *m_engine; }
     const CString& Name() const { return m_name; }
@@ -208,6 +211,8 @@ private:
     {
         m_handler.OnFileNameChanged(oldPath, newPath);
     }
+
+    static inline std::atomic<int> s_liveCount{0};
 
     // Constant after Join.
     const std::shared_ptr<WatchEngine> m_engine;

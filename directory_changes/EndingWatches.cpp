@@ -116,6 +116,12 @@ void EndingWatches::Remove(const CDirWatchInfo& record) noexcept
         }
 }
 
+bool EndingWatches::IsEmpty() const noexcept
+{
+    const CSingleLock lock(m_section);
+    return !m_first;
+}
+
 // Returns the wanted record that was added first.
 template <typename Predicate>
 EndingWatches::Record EndingWatches::Find(Predicate wanted) noexcept

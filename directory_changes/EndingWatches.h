@@ -40,6 +40,7 @@ public:
     // in one of the two.
     void Add(const std::shared_ptr<CDirWatchInfo>& record) noexcept;
     void Remove(const CDirWatchInfo& record) noexcept;
+    bool IsEmpty() const noexcept;
 
     // Ends the selected watches of the list, and waits until they have ended; watches that are added later are not
     // waited for. Returns true when there was something to wait for. Not for the worker.
@@ -55,7 +56,7 @@ private:
     Record Find(Predicate wanted) noexcept;
     unsigned long long Newest() noexcept;
 
-    RankedSection m_section{LockRank::EngineArray, L"ending watches"};
+    mutable RankedSection m_section{LockRank::EngineArray, L"ending watches"};
     Record m_first;                 // guarded by m_section; linked by nextEnding
     unsigned long long m_added = 0; // guarded by m_section
 };

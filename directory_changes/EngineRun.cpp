@@ -37,16 +37,21 @@ bool EngineRun::Post(ULONG_PTR key, OVERLAPPED* control)
     return m_io.PostPacket(m_port.Get(), ControlPacketBytes, key, control);
 }
 
+void EngineRun::PostEnd()
+{
+    if (!m_endPosted.exchange(true) && !m_io.PostPacket(m_port.Get(), 0, 0, nullptr))
+        m_endPosted = false;
+}
+
 void EngineRun::EndWorker()
 {
     const HANDLE worker = m_worker.Get();
     if (!worker)
         return;
     const LockOrder::WaitScope wait(L"engine worker");
-    // A packet that the system refuses is posted again: the worker is waited for without limit.
-    if (!m_endPosted.exchange(true))
-        while (!m_io.PostPacket(m_port.Get(), 0, 0, nullptr) && !WaitPumping(worker, RefusedPostPause)) {
-        }
-    while (!WaitPumping(worker, WaitSlice)) {
-    }
+    // A packet that the system refuses is posted again, by each caller: an event that the wait dispatches may end the
+    // worker as well, and then the call below cannot go on.
+    do
+        PostEnd();
+    while (!WaitPumping(worker, m_endPosted ? WaitSlice : RefusedPostPause));
 }

@@ -34,6 +34,7 @@ public:
 private:
     using Record = std::shared_ptr<CDirWatchInfo>;
 
+    void PostEnd();
     static unsigned __stdcall MonitorDirectoryChanges(void* run);
     void Monitor();
     void HandlePacket(const Record& record, bool isRead, bool good, DWORD bytes);

@@ -21,6 +21,7 @@ class EndingWatches : public FaultFixture
 protected:
     Watchdog watchdog{"EndingWatches"};
     CEvent reached{false, true}, go{false, true}, done{false, true};
+    FakeIo secondIo;
 
     ~EndingWatches() override
     {
@@ -181,6 +182,31 @@ TEST_F(EndingWatches, AHandlerThatIsToldOfAStopMayEndAnotherWatch)
     };
     EXPECT_TRUE(Unwatch());
     EXPECT_EQ(second.Count(L"stopped " + std::wstring(other)), 1);
+}
+
+TEST_F(EndingWatches, AHandlerMayEndEverythingInsideACallThatDoesAndWhoseEndPacketIsRefused)
+{
+    const CString other = Sub(L"other");
+    CDirectoryChangeWatcher second(secondIo, false, 1);
+    RecordingHandler inner;
+    ASSERT_EQ(second.WatchDirectory(other, &inner), 0u);
+    ASSERT_TRUE(inner.WaitFor(L"started 0 " + std::wstring(other)));
+    inner.onEvent = [&](const std::wstring&) { watcher.UnwatchAllDirectories(); };
+    handler.onEvent = [&](const std::wstring& told) {
+        if (told != At(L"+", L"a"))
+            return;
+        // The event that comes now is dispatched before the packet is posted again.
+        io.beforeRefusedEnd = [&] {
+            secondIo.Complete(Bytes(1, L"b"));
+            EXPECT_TRUE(secondIo.WaitForRead(2));
+        };
+        watcher.UnwatchAllDirectories();
+        done.SetEvent();
+    };
+    ASSERT_EQ(Watch(), 0u);
+    io.Complete(Bytes(1, L"a"));
+    EXPECT_TRUE(done.Lock(Long));
+    inner.onEvent = nullptr;
 }
 
 TEST_F(EndingWatches, AHandlerThatBeginsItsOnlyWatchAgainFromInsideAnEventStaysOnItsNotifier)

@@ -37,8 +37,9 @@ public:
     std::atomic<ULONG_PTR> lastKey{0};
     // A packet as the directory with that key would bring it, whatever has become of it.
     void PostLate(ULONG_PTR key, OVERLAPPED* overlapped) { ChangeIo::PostPacket(m_port, 8, key, overlapped); }
-    // The packets that end the worker.
+    // The packets that end the worker. The next one is refused after this call, which comes once.
     std::atomic<int> endPackets{0};
+    std::function<void()> beforeRefusedEnd;
     // Waits for a packet that are over without one: the errors they leave.
     void EndWaits(std::vector<DWORD> errors)
     {
@@ -56,8 +57,7 @@ public:
 
     HANDLE OpenDirectory(const wchar_t* path) override
     {
-        if (const auto call = std::exchange(beforeOpen, nullptr))
-            call();
+        CallOnce(beforeOpen);
         if (openError == 0)
             return ChangeIo::OpenDirectory(path);
         SetLastError(openError);
@@ -69,11 +69,11 @@ public:
             SetLastError(portError);
             return nullptr;
         }
-        m_port = ChangeIo::AssociatePort(directory, port, key);
+        const HANDLE made = ChangeIo::AssociatePort(directory, port, key);
         lastKey = key;
         const std::scoped_lock lock(m_mutex);
-        m_directories[directory] = {m_port, key, nullptr, 0, nullptr};
-        return m_port;
+        m_directories[directory] = {made, key, nullptr, 0, nullptr};
+        return m_port = made;
     }
     HANDLE StartThread(ThreadEntry entry, void* argument, unsigned* id) override
     {
@@ -96,7 +96,7 @@ public:
         }
         {
             const std::scoped_lock lock(m_mutex);
-            overlapped->Internal = Pending;
+            overlapped->Internal = Waiting;
             Directory& read = m_directories[directory];
             read.buffer = static_cast<std::uint8_t*>(buffer);
             read.length = length;
@@ -112,11 +112,15 @@ public:
     bool PostPacket(HANDLE port, DWORD bytes, ULONG_PTR key, OVERLAPPED* overlapped) override
     {
         if (key == 0) {
+            if (beforeRefusedEnd) {
+                CallOnce(beforeRefusedEnd);
+                SetLastError(ERROR_NO_SYSTEM_RESOURCES);
+                return false;
+            }
             ++endPackets;
             return ChangeIo::PostPacket(port, bytes, key, overlapped);
         }
-        if (const auto call = std::exchange(beforePost, nullptr))
-            call();
+        CallOnce(beforePost);
         if (refusePackets) {
             ++refused;
             SetLastError(ERROR_NO_SYSTEM_RESOURCES);
@@ -134,8 +138,7 @@ public:
                 return false;
             good = ChangeIo::WaitPacket(port, bytes, key, overlapped, milliseconds);
         } while (*key == WakeUp);
-        if (const auto call = std::exchange(afterWait, nullptr))
-            call();
+        CallOnce(afterWait);
         // Only looked up: of a packet that comes late nothing but the address may be left.
         const std::scoped_lock lock(m_mutex);
         if (!good || m_failed.erase(*overlapped) == 0)
@@ -145,8 +148,7 @@ public:
     }
     void CloseDirectory(HANDLE directory) override
     {
-        if (const auto call = std::exchange(beforeClose, nullptr))
-            call();
+        CallOnce(beforeClose);
         Finish(directory, {}, Cleanup);
         {
             const std::scoped_lock lock(m_mutex);
@@ -166,10 +168,16 @@ public:
     // The pending read completes with these bytes; none: the system had to drop changes.
     void Complete(const Bytes& bytes) { Finish(Last(), bytes, bytes.empty() ? Overflow : Success); }
     void Fail() { Finish(Last(), {}, Failed); }
+    // The same for one of the directories whose read is pending; for none when there is none.
+    void CompleteOne(unsigned pick, const Bytes& bytes)
+    {
+        Finish(Pending(pick), bytes, bytes.empty() ? Overflow : Success);
+    }
+    void FailOne(unsigned pick) { Finish(Pending(pick), {}, Failed); }
 
 private:
     // What the system writes into an OVERLAPPED.
-    static constexpr ULONG_PTR Success = 0, Pending = 0x103, Cleanup = 0x10B, Overflow = 0x10C, Failed = 0xC0000001;
+    static constexpr ULONG_PTR Success = 0, Waiting = 0x103, Cleanup = 0x10B, Overflow = 0x10C, Failed = 0xC0000001;
 
     static constexpr ULONG_PTR WakeUp = ~ULONG_PTR(0); // a key that no watch has
 
@@ -181,6 +189,14 @@ private:
         OVERLAPPED* overlapped = nullptr; // of the pending read
     };
 
+    // Threads that make calls at once must not meet a call of the test.
+    static void CallOnce(std::function<void()>& function)
+    {
+        if (!function)
+            return;
+        const auto call = std::exchange(function, nullptr);
+        call();
+    }
     bool TakeWaitError()
     {
         const std::scoped_lock lock(m_mutex);
@@ -189,6 +205,15 @@ private:
         SetLastError(m_waitErrors.front());
         m_waitErrors.erase(m_waitErrors.begin());
         return true;
+    }
+    HANDLE Pending(unsigned pick)
+    {
+        const std::scoped_lock lock(m_mutex);
+        std::vector<HANDLE> pending;
+        for (const auto& [directory, read] : m_directories)
+            if (read.overlapped)
+                pending.push_back(directory);
+        return pending.empty() ? nullptr : pending[pick % pending.size()];
     }
     HANDLE Last()
     {
