@@ -4,7 +4,7 @@
 
 HANDLE ChangeIo::OpenDirectory(const wchar_t* path)
 {
-    // Deleting is not shared: a watched root cannot be deleted while it is watched.
+    // Without FILE_SHARE_DELETE, a root cannot be deleted while it is watched.
     return CreateFileW(path, FILE_LIST_DIRECTORY, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
                        FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OVERLAPPED, nullptr);
 }
@@ -22,7 +22,7 @@ HANDLE ChangeIo::StartThread(ThreadEntry entry, void* argument, unsigned* id)
 bool ChangeIo::ReadChanges(HANDLE directory, void* buffer, DWORD length, bool subtree, DWORD filter,
                            OVERLAPPED* overlapped)
 {
-    DWORD unused = 0; // of an overlapped read, the port tells the count
+    DWORD unused = 0; // the packet of an overlapped read carries the count
     return ReadDirectoryChangesW(directory, buffer, length, subtree, filter, &unused, overlapped, nullptr) != FALSE;
 }
 

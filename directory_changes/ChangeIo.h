@@ -1,5 +1,5 @@
-// The calls of the system that the engine makes, so that tests can stand in for
-// the system. The real ones do nothing but call it. Any thread.
+// The calls of the system that the engine makes, behind an interface that tests can implement. The functions of this
+// class do nothing but call the system. Any thread.
 #pragma once
 
 #include <windows.h>
@@ -10,14 +10,20 @@ public:
     using ThreadEntry = unsigned(__stdcall*)(void*);
 
     virtual ~ChangeIo() = default;
-    // Each fails with its own invalid value or false, and with the thread's last error set.
+    // A function that fails returns its invalid value (a handle) or false, and sets the thread's last error.
+
+    // Returns INVALID_HANDLE_VALUE when it fails. The caller closes the handle with CloseDirectory.
     virtual HANDLE OpenDirectory(const wchar_t* path);
+    // Returns the port, which it makes when `port` is null; null when it fails.
     virtual HANDLE AssociatePort(HANDLE directory, HANDLE port, ULONG_PTR key);
+    // Returns a handle that the caller closes; null when it fails.
     virtual HANDLE StartThread(ThreadEntry entry, void* argument, unsigned* id);
+    // Buffer and OVERLAPPED must live until the packet of the read has come.
     virtual bool ReadChanges(HANDLE directory, void* buffer, DWORD length, bool subtree, DWORD filter,
                              OVERLAPPED* overlapped);
     virtual bool PostPacket(HANDLE port, DWORD bytes, ULONG_PTR key, OVERLAPPED* overlapped);
     virtual bool WaitPacket(HANDLE port, DWORD* bytes, ULONG_PTR* key, OVERLAPPED** overlapped, DWORD milliseconds);
+    // A pending read comes back.
     virtual void CloseDirectory(HANDLE directory);
 };
 

@@ -17,7 +17,7 @@ enum Action : std::uint32_t {
 };
 
 constexpr std::size_t HeaderSize = 12;
-// The fixed part of a record that is moved, its two first units' worth included.
+// A carried record counts as 14 bytes and its name, rounded up.
 constexpr std::size_t CarriedHeaderSize = 14;
 static_assert((CarriedHeaderSize + LongestRecordName * 2 + 3) / 4 * 4 == LongestCarry);
 
@@ -46,7 +46,7 @@ std::optional<Record> RecordAt(const std::uint8_t* buffer, std::size_t size, std
     return Record{offset, Word(at), Word(at + 4), std::min<std::size_t>(Word(at + 8), room)};
 }
 
-// Next-entry offsets lead forwards only; 0 and whatever leads out of the buffer end the walk.
+// A next-entry offset of 0, or one that leads out of the buffer, ends the walk.
 std::optional<Record> After(const std::uint8_t* buffer, std::size_t size, const Record& record)
 {
     if (record.next == 0 || record.next > size - record.offset)
@@ -54,7 +54,7 @@ std::optional<Record> After(const std::uint8_t* buffer, std::size_t size, const 
     return RecordAt(buffer, size, record.offset + record.next);
 }
 
-// The path of one record after the other, in the same memory.
+// Builds the path of one record after the other in the same memory.
 class Paths
 {
 public:
@@ -67,7 +67,7 @@ public:
         m_nameStart = m_path.size();
     }
 
-    // As long as no other one is asked for.
+    // The result is valid until the next call.
     const wchar_t* Of(const Record& record)
     {
         m_path.resize(m_nameStart);
@@ -89,7 +89,8 @@ private:
     std::size_t m_nameStart;
 };
 
-// A name is kept as far as it will ever be reported, so that what is carried leaves room for the next read.
+// Moves the record to the start of the buffer and returns its size. A name is cut to the length that is reported, so
+// that it leaves room for the next read.
 std::size_t Carry(std::uint8_t* buffer, const Record& record)
 {
     const std::size_t nameBytes = std::min(record.nameBytes, LongestRecordName * 2);
@@ -133,7 +134,7 @@ std::size_t DecodeChanges(std::uint8_t* buffer, std::size_t size, std::wstring_v
             }
             break;
         default:
-            break; // a new name without its old one, and actions that nobody asked for
+            break; // a new name without its old one, and actions outside the change filter
         }
         record = next;
     }

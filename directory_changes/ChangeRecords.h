@@ -1,15 +1,14 @@
-// Decoding the change records that the system writes into a watch's buffer.
+// Decodes the change records that the system writes into the buffer of a watch.
 //
-// A record is FILE_NOTIFY_INFORMATION: next-entry offset, action and name length
-// in bytes (32 bits each, little-endian), then the name in UTF-16. No pointer
-// into the buffer outlives the call. Any thread.
+// A record is a FILE_NOTIFY_INFORMATION: next-entry offset, action and name length in bytes (32 bits each,
+// little-endian), then the name in UTF-16. No pointer into the buffer outlives the call. Any thread. Portable.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
 
-// Receives the decoded changes; full paths.
+// Receives the decoded changes. Paths are full paths, valid during the call.
 class ChangeRecordSink
 {
 public:
@@ -26,11 +25,12 @@ constexpr std::size_t LongestRecordName = 260; // units; longer names are cut
 
 constexpr std::size_t LongestCarry = 536; // bytes: the longest name, its header, and what rounding adds
 
-// Decodes `size` bytes. When the last record is the old name of a rename, it is moved to the start of the
-// buffer and its size is returned, a multiple of 4: the next read goes behind it. 0 otherwise. The buffer has
-// room for LongestCarry, however few bytes came.
+// Decodes `size` bytes. When the last record is the old name of a rename, moves it to the start of the buffer and
+// returns its size, a multiple of 4: the next read goes behind it. Returns 0 otherwise. The buffer must have room for
+// LongestCarry, however few bytes came. Throws std::bad_alloc.
 std::size_t DecodeChanges(std::uint8_t* buffer, std::size_t size, std::wstring_view directory, ChangeRecordSink& sink);
 
-// The old name that DecodeChanges has moved to the start will get no successor: it is gone.
+// Reports the old name that DecodeChanges has moved to the start as removed: its new name will not come. Throws
+// std::bad_alloc.
 void GiveUpCarriedName(const std::uint8_t* buffer, std::size_t carry, std::wstring_view directory,
                        ChangeRecordSink& sink);

@@ -21,17 +21,11 @@ std::shared_ptr<CDirWatchInfo> CompletionKeys::Find(ULONG_PTR key) const
 
 void CompletionKeys::Remove(ULONG_PTR key)
 {
-    std::shared_ptr<CDirWatchInfo> last; // destroyed outside the section
+    std::shared_ptr<CDirWatchInfo> removed; // destroyed outside the section
     const CSingleLock lock(m_section);
     const auto found = m_records.find(key);
     if (found == m_records.end())
         return;
-    last = std::move(found->second);
+    removed = std::move(found->second);
     m_records.erase(found);
-}
-
-bool CompletionKeys::Empty() const
-{
-    const CSingleLock lock(m_section);
-    return m_records.empty();
 }

@@ -1,7 +1,6 @@
-// The table behind the completion keys. A key is a small number, never used
-// again; a late packet of a record that is gone finds nothing. The table keeps a
-// record (its OVERLAPPED and buffer with it) alive as long as a packet may come.
-// Any thread.
+// The table behind the completion keys of one port. A key is a small number that is never used again: a late packet of
+// a record that is gone finds nothing. The table keeps a record, with its OVERLAPPED and buffer, alive as long as a
+// packet may come. Any thread.
 #pragma once
 
 #include "support/RankedSection.h"
@@ -16,12 +15,14 @@ class CDirWatchInfo;
 class CompletionKeys
 {
 public:
-    // The next key; 0 is never given.
+    // Returns an unused key, never 0.
     ULONG_PTR Next();
+    // Throws std::bad_alloc.
     void Add(ULONG_PTR key, std::shared_ptr<CDirWatchInfo> record);
+    // Returns null for a key that was removed.
     std::shared_ptr<CDirWatchInfo> Find(ULONG_PTR key) const;
+    // Does nothing for a key that was removed before.
     void Remove(ULONG_PTR key);
-    bool Empty() const;
 
 private:
     mutable RankedSection m_section{LockRank::Leaf, L"completion keys"};

@@ -175,7 +175,7 @@ void CDirWatchInfo::SetStartResult(DWORD error)
 void CDirWatchInfo::Finish(WatchEnding ending, DWORD error)
 {
     CloseDirectory();
-    // Nobody knows what a read holds that never came back.
+    // What a read holds that never came back is not known.
     if (m_readPending)
         ReportLoss();
     DropCarried();

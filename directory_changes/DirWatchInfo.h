@@ -8,9 +8,9 @@
 //
 //     StateNotSet -> StateStartMonitoring -> StateRunning -> StateStopMonitoring -> StateStopped -> StateEnded
 //
-// Whoever brings a watch to StateEnded calls Finish, so that exactly one thread does: it posts the last events and the
-// fence behind them. The notifier passes the fence: the watch is *drained* (all its events have been dispatched), and
-// *idle* once no event of it is in progress. Only then the record lets go of the caller's handler.
+// The thread that brings a watch to StateEnded calls Finish, so that exactly one thread does. Finish posts the last
+// events and the fence behind them. The notifier passes the fence: the watch is *drained* (all its events have been
+// dispatched), and *idle* once no event of it is in progress. Only then the record lets go of the caller's handler.
 //
 // Threads: the worker has a lease on the record while it handles a packet. State and lease are guarded by the record's
 // section; the rest belongs to the lease, and after StateEnded to the thread that calls Finish.

@@ -13,7 +13,8 @@
 //  - inside an event: until every event that was posted has begun. Events that are in progress (the calling one, and
 //  those
 //    that it interrupts) go on when the call returns; a handler that is destroyed then must not be used by them.
-// A caller must not hold a lock that a handler asks for.
+// A caller must not hold a lock that a handler asks for, and must not destroy a handler that a WatchDirectory in
+// progress names.
 //
 // No call throws or needs memory to end a watch.
 #pragma once

@@ -65,7 +65,7 @@ void EngineRun::HandlePacket(const Record& record, bool isRead, bool good, DWORD
         try {
             Perform(record, step, good, bytes);
         } catch (const std::bad_alloc&) {
-            // Nobody knows whether a read is pending. The other watches go on.
+            // Whether a read is pending is not known. The other watches go on.
             RefuseFurtherReads(record, ERROR_OUTOFMEMORY);
         }
     } while (record->EndLease(step));
@@ -110,7 +110,7 @@ void EngineRun::HandleRead(const Record& record, bool good, DWORD bytes)
     record->uselessReads = useful ? 0 : record->uselessReads + 1;
     if (!useful || !record->Process(bytes))
         record->ReportLoss();
-    // Whoever looks whether the directory is watched finds out that its handler hears nothing more.
+    // A handler whose notifier has ended hears nothing more: IsWatchingDirectory shows that the watch has ended.
     const bool hopeless = record->uselessReads >= MostUselessReads || record->Handler().IsUnheard();
     if (const DWORD error = hopeless ? DWORD(ERROR_READ_FAULT) : record->Read())
         RefuseFurtherReads(record, error);

@@ -4,7 +4,7 @@
 #include "directory_changes/EngineRun.h"
 #include "directory_changes/LastError.h"
 #include "directory_changes/MessagePump.h"
-#include "support/CaseFold.h"
+#include "support/Handle.h"
 #include "support/Privileges.h"
 
 #include <algorithm>
@@ -189,19 +189,20 @@ void WatchEngine::Store(const Record& record)
 // The caller's messages wait, except inside an event: there the worker may wait for what is queued to be dispatched.
 DWORD WatchEngine::StartMonitoring(const Record& record)
 {
-    const WatchStep step = record->Take(WatchInput::StartAsked);
-    PerformFor(record, step);
+    PerformFor(record, record->Take(WatchInput::StartAsked));
     const LockOrder::WaitScope wait(L"engine worker");
-    const HANDLE either[] = {record->Started(), record->Run().Worker()};
-    const auto waits = [&] {
-        return IsInsideEvent() ? WaitPumping(either, StartWaitSlice) == NoneSignalled
-                               : WaitForMultipleObjects(2, either, FALSE, StartWaitSlice) == WAIT_TIMEOUT;
-    };
-    while (waits()) {
+    const HANDLE worker = record->Run().Worker();
+    const HANDLE either[] = {record->Started(), worker};
+    while (!IsSignalled(record->Started())) {
+        const bool workerHasEnded = IsSignalled(worker);
+        if (workerHasEnded)
+            PerformFor(record, record->Take(WatchInput::GivenUp, true));
+        const std::size_t count = workerHasEnded ? 1 : 2; // a worker that has ended would cut each wait short
+        if (IsInsideEvent())
+            WaitPumping(std::span(either, count), StartWaitSlice);
+        else
+            WaitForMultipleObjects(static_cast<DWORD>(count), either, FALSE, StartWaitSlice);
     }
-    if (!IsSignalled(record->Started())) // the worker has ended
-        PerformFor(record, record->Take(WatchInput::GivenUp, true));
-    WaitForSingleObject(record->Started(), INFINITE); // another thread may be about to set it
     return record->StartResult();
 }
 
