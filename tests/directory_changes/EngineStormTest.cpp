@@ -96,6 +96,7 @@ struct Fate {
     bool mayBegin = true;           // guarded by beginning
     int begins = 0;                 // calls in progress that begin a watch inside an event; guarded by beginning
     std::atomic<bool> silent{true}; // no event may come: nothing is watched with it
+    std::atomic<int> eventsInProgress{0};
 };
 
 class StormHandler final : public CDirectoryChangeHandler
@@ -254,6 +255,27 @@ void DestroyFromInside(World& world, int slot, StormHandler* wanted)
     world.handlers[slot] = mayGo ? world.MakeHandler(slot) : taken;
 }
 
+class EventScope
+{
+public:
+    EventScope(int& depth, Fate& fate) : m_depth(depth), m_fate(fate)
+    {
+        ++m_depth;
+        ++m_fate.eventsInProgress;
+    }
+    ~EventScope()
+    {
+        --m_depth;
+        --m_fate.eventsInProgress;
+    }
+    EventScope(const EventScope&) = delete;
+    EventScope& operator=(const EventScope&) = delete;
+
+private:
+    int& m_depth;
+    Fate& m_fate;
+};
+
 // Only the fate is used once something has been called: the handler may be destroyed meanwhile, from an event inside
 // this one.
 void StormHandler::OnEvent()
@@ -268,7 +290,7 @@ void StormHandler::OnEvent()
         ++world.lateEvents;
     if (world.calm || depth >= DeepestEvent)
         return;
-    ++depth;
+    const EventScope scope(depth, fate);
     const std::shared_ptr<CDirectoryChangeWatcher> watcher = world.AnyWatcher();
     switch (world.dice.Below(24)) {
     case 0:
@@ -294,7 +316,6 @@ void StormHandler::OnEvent()
     default:
         break;
     }
-    --depth;
 }
 
 class EngineStorm : public testing::Test
@@ -362,6 +383,7 @@ protected:
             if (choice == 4) {
                 World::Destroy(handler);
                 fate.silent = true;
+                world.lateEvents += fate.eventsInProgress;
                 handler = world.MakeHandler(slot);
             } else if (handler->AddRef() == 2) {
                 fate.silent = true;
