@@ -27,7 +27,7 @@ struct DelayedEvent {
 };
 static_assert(sizeof(DelayedEvent) == 40);
 
-// What MakeDelayedEvent makes: an event with its place in a queue.
+// An event with its place in a queue. Every event is one.
 struct QueuedEvent : DelayedEvent {
     QueuedEvent* next;
 };

@@ -37,7 +37,7 @@ struct CDelayedNotificationThread::Thread {
 namespace
 {
 
-// What all users of the process share.
+// The state that all users of the process share.
 struct Shared {
     RankedSection section{LockRank::Leaf, L"notifier"};
     std::shared_ptr<void> current; // a Thread; guarded by section
@@ -184,7 +184,7 @@ void CDelayedNotificationThread::Close() noexcept { m_thread->queue.Close(); }
 
 bool CDelayedNotificationThread::PostEvent(DelayedEvent* event)
 {
-    // The notifier thread itself cannot wait for room: it is what makes room.
+    // The notifier thread makes room itself, so it cannot wait for room.
     while (m_thread->queue.Count() >= g_mostQueued && !IsNotifierThread())
         if (m_thread->HasEndedAfter(RefusedPostPause)) {
             FreeDelayedEvent(event);
@@ -197,7 +197,7 @@ bool CDelayedNotificationThread::PostEvent(DelayedEvent* event)
 }
 
 // The system holds a limited number of messages for a thread: a refused one is posted again. The notifier thread itself
-// needs no wake-up, as it goes on with what is queued.
+// needs no wake-up, as it empties the queue after the event that it runs.
 bool CDelayedNotificationThread::Thread::Wake(EventQueue::WakeTicket ticket)
 {
     while (!g_post.load()(id, WM_DELAYED_EVENT, 0, 0)) {

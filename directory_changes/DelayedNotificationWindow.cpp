@@ -14,7 +14,7 @@ namespace
 constexpr const wchar_t* ClassName = L"Delayed_Message_Sender";
 constexpr const wchar_t* WindowTitle = L"DelayedWnd";
 
-// What all users of the process share; guarded by its section.
+// The state that all users of the process share; guarded by its section.
 struct Shared {
     RankedSection section{LockRank::Leaf, L"notifier window"};
     int users = 0;

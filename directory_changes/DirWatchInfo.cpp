@@ -161,7 +161,7 @@ void CDirWatchInfo::DropCarried()
 
 bool CDirWatchInfo::LastReadWasLost() const
 {
-    // What ReadDirectoryChangesW leaves when the system's buffer has overflowed.
+    // ReadDirectoryChangesW leaves this status when the system's buffer has overflowed.
     constexpr ULONG_PTR statusNotifyEnumDir = 0x10C;
     return m_completedBeforeClose || m_overlapped.Internal == statusNotifyEnumDir;
 }
@@ -175,7 +175,7 @@ void CDirWatchInfo::SetStartResult(DWORD error)
 void CDirWatchInfo::Finish(WatchEnding ending, DWORD error)
 {
     CloseDirectory();
-    // What a read holds that never came back is not known.
+    // A read that has not come back may hold changes.
     if (m_readPending)
         ReportLoss();
     DropCarried();

@@ -2,18 +2,18 @@
 //
 // Life of a watch
 //
-// A caller begins it, callers end it, the worker does everything in between. Each of them says what has happened
-// (WatchInput), and the table below says what the watch becomes and what the one who said it has to do (WatchTask).
-// There is no other rule.
-//
 //     StateNotSet -> StateStartMonitoring -> StateRunning -> StateStopMonitoring -> StateStopped -> StateEnded
 //
-// The thread that brings a watch to StateEnded calls Finish, so that exactly one thread does. Finish posts the last
-// events and the fence behind them. The notifier passes the fence: the watch is *drained* (all its events have been
-// dispatched), and *idle* once no event of it is in progress. Only then the record lets go of the caller's handler.
+// A caller begins the watch, callers end it, and the worker does everything in between. Each thread gives an input
+// (WatchInput). The table below decides the next state and the task of that thread (WatchTask). There is no other rule.
+//
+// The thread whose input leads to StateEnded calls Finish, so that exactly one thread does. Finish posts the last
+// events and the fence behind them. When the notifier passes the fence, the watch is *drained*: all its events have
+// been dispatched. It is *idle* once no event of it is in progress either; only then the record releases the caller's
+// handler.
 //
 // Threads: the worker has a lease on the record while it handles a packet. State and lease are guarded by the record's
-// section; the rest belongs to the lease, and after StateEnded to the thread that calls Finish.
+// section. The rest belongs to the lease, and after StateEnded to the thread that calls Finish.
 #pragma once
 
 #include "directory_changes/ChangeRecords.h"
@@ -31,7 +31,7 @@ enum RunningState : DWORD {
     StateEnded = 6,           // nothing is read any more
 };
 
-// What has happened to a watch.
+// An input to the table, and the kind of thread that gives it.
 enum class WatchInput {
     StartAsked,  // caller: begin the watch
     StopAsked,   // caller: end the watch; may be said more than once
@@ -42,7 +42,7 @@ enum class WatchInput {
     GivenUp,     // caller: the worker has ended, or the last read does not come back
 };
 
-// What the thread that gave the input has to do.
+// The task of the thread that gave the input.
 enum class WatchTask {
     Nothing,
     PostPacket,     // wake the worker
@@ -108,7 +108,7 @@ constexpr WatchStep NextStep(RunningState state, WatchInput input, bool readPend
     return {state, WatchTask::Nothing};
 }
 
-// How a watch has ended, which decides the last event of its handler.
+// How a watch ends. This decides the last event of its handler.
 enum class WatchEnding {
     Stopped, // OnWatchStopped
     Failed,  // OnReadChangesError with the error, or OnWatchStarted when the first read failed
@@ -176,9 +176,9 @@ public:
 
     // Worker, with the lease: true for the packet of a read, false for one that a caller has posted. (Without it, too.)
     bool IsRead(const OVERLAPPED* overlapped) const { return overlapped == &m_overlapped; }
-    // Issues the next read behind what is carried. Returns 0 or the error.
+    // Issues the next read, behind the carried old name if there is one. Returns 0 or the error.
     DWORD Read();
-    // Posts what was read. Returns false when some of it was lost for want of memory.
+    // Decodes the buffer and posts the changes. Returns false when some were lost for want of memory.
     bool Process(DWORD bytes);
     // Reports that changes were lost. A carried old name gets no successor any more.
     void ReportLoss();

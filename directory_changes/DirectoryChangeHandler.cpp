@@ -50,28 +50,24 @@ void CDirectoryChangeHandler::SetChangedDirectoryName(const CString& name)
     m_changedDirectoryName = name;
 }
 
-bool CDirectoryChangeHandler::EndWatchesElsewhere(const WatchEngine* engine)
+void CDirectoryChangeHandler::EndWatchesElsewhere(const WatchEngine* engine)
 {
     std::shared_ptr<WatchEngine> before;
     {
         const CSingleLock lock(m_section);
         before = m_engine;
     }
-    return before && before.get() != engine && before->Unwatch({.handler = this});
+    if (before && before.get() != engine)
+        before->Unwatch({.handler = this});
 }
 
-// A link to another watcher stays where it is when there was nothing to end.
-long CDirectoryChangeHandler::LinkWatcher(std::shared_ptr<WatchEngine> engine, bool endedElsewhere)
+// The link to another watcher has ended with the last watch there. One that is there all the same belongs to watches
+// that another thread has begun since, and stays.
+long CDirectoryChangeHandler::LinkWatcher(std::shared_ptr<WatchEngine> engine)
 {
-    std::shared_ptr<WatchEngine> before; // let go of outside the section
     const CSingleLock lock(m_section);
-    if (m_engine && m_engine != engine) {
-        if (endedElsewhere) {
-            before = std::exchange(m_engine, std::move(engine));
-            m_linkCount = 1;
-        }
+    if (m_engine && m_engine != engine)
         return m_linkCount;
-    }
     m_engine = std::move(engine);
     return m_engine ? ++m_linkCount : m_linkCount;
 }

@@ -76,11 +76,10 @@ private:
     friend class CDirWatchInfo;
     friend class HandlerLinkAccess; // tests
 
-    // A handler belongs to one watcher. Linking takes two steps, as the first one waits: EndWatchesElsewhere returns
-    // true when it has ended watches with another watcher, and LinkWatcher returns for how many directories the link
-    // counts.
-    bool EndWatchesElsewhere(const WatchEngine* engine);
-    long LinkWatcher(std::shared_ptr<WatchEngine> engine, bool endedElsewhere);
+    // A handler belongs to one watcher. Linking takes two steps, as the first one waits. LinkWatcher returns for how
+    // many directories the link counts, also when it is a link to another watcher, which stays.
+    void EndWatchesElsewhere(const WatchEngine* engine);
+    long LinkWatcher(std::shared_ptr<WatchEngine> engine);
     bool IsLinkedTo(const WatchEngine* engine) const;
     // Takes one directory off the count of this watcher's link; the last one ends the link.
     void UnlinkWatcher(const WatchEngine* engine);

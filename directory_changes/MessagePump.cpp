@@ -28,7 +28,7 @@ private:
 
 void DispatchWaitingMessages(HeldQuit& quit)
 {
-    // The wake-up for what is queued may have been taken by the dispatch that this wait is part of.
+    // The dispatch that this wait is part of may have taken the wake-up for the events that are queued.
     CDelayedNotificationThread::DispatchQueued();
     MSG message;
     while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {

@@ -65,7 +65,7 @@ void EngineRun::HandlePacket(const Record& record, bool isRead, bool good, DWORD
         try {
             Perform(record, step, good, bytes);
         } catch (const std::bad_alloc&) {
-            // Whether a read is pending is not known. The other watches go on.
+            // A read may be pending or not. The other watches go on.
             RefuseFurtherReads(record, ERROR_OUTOFMEMORY);
         }
     } while (record->EndLease(step));
@@ -116,7 +116,7 @@ void EngineRun::HandleRead(const Record& record, bool good, DWORD bytes)
         RefuseFurtherReads(record, error);
 }
 
-// What the system had put into the read before the directory was closed was delivered, and is reported.
+// Changes that the system had put into the read before the directory was closed are reported.
 void EngineRun::HandleLastRead(const Record& record, bool good, DWORD bytes)
 {
     const bool lost = good && bytes > 0 ? !record->Process(bytes) : record->LastReadWasLost();

@@ -186,7 +186,7 @@ void WatchEngine::Store(const Record& record)
         m_records.push_back(record);
 }
 
-// The caller's messages wait, except inside an event: there the worker may wait for what is queued to be dispatched.
+// The caller's messages wait, except inside an event: the worker may need room in the queue that this thread empties.
 DWORD WatchEngine::StartMonitoring(const Record& record)
 {
     PerformFor(record, record->Take(WatchInput::StartAsked));
@@ -209,13 +209,13 @@ DWORD WatchEngine::StartMonitoring(const Record& record)
 // Returns an error when another watcher has got the handler at the same time; the watch has ended then.
 DWORD WatchEngine::LinkHandler(const Record& record, CDirectoryChangeHandler& handler)
 {
-    const bool ended = handler.EndWatchesElsewhere(this);
+    handler.EndWatchesElsewhere(this);
     {
         const CSingleLock lock(m_section);
         // A watch that was ended meanwhile must leave no link behind.
         if (std::find(m_records.begin(), m_records.end(), record) == m_records.end())
             return ERROR_SUCCESS;
-        handler.LinkWatcher(shared_from_this(), ended);
+        handler.LinkWatcher(shared_from_this());
         record->linked = handler.IsLinkedTo(this);
         if (record->linked)
             return ERROR_SUCCESS;

@@ -33,7 +33,7 @@ public:
 
     // Asks the record to end; returns before it has. May be called more than once.
     static void AskToStop(const Record& record) noexcept;
-    // Does what a step tells a caller to do.
+    // Does the task of a step, when it is a task for callers.
     static void PerformFor(const Record& record, const WatchStep& step) noexcept;
     // Ends a watch whose state has become StateEnded: takes it out, if no caller has, and posts its last events.
     static void Finish(const Record& record, WatchEnding ending, DWORD error) noexcept;

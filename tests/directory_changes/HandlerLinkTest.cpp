@@ -11,7 +11,8 @@ public:
     static long Link(CDirectoryChangeHandler& handler, CDirectoryChangeWatcher* watcher)
     {
         const std::shared_ptr<WatchEngine> engine = watcher ? watcher->m_engine : nullptr;
-        return handler.LinkWatcher(engine, handler.EndWatchesElsewhere(engine.get()));
+        handler.EndWatchesElsewhere(engine.get());
+        return handler.LinkWatcher(engine);
     }
     static void Unlink(CDirectoryChangeHandler& handler) { handler.UnlinkWatcher(handler.m_engine.get()); }
     static long Count(const CDirectoryChangeHandler& handler) { return handler.m_linkCount; }
@@ -110,6 +111,23 @@ TEST_F(HandlerLink, AWatchThatIsEndedBeforeItsLinkStandsLeavesNone)
     EXPECT_EQ(handler.Count(Stopped()), 1);
     EXPECT_TRUE(Access::IsLinked(handler, nullptr));
     EXPECT_EQ(Access::Count(handler), 0);
+}
+
+TEST_F(HandlerLink, AHandlerThatGoesBackToItsWatcherAsItIsTakenAwayStaysThere)
+{
+    const CString one = Sub(L"one");
+    ASSERT_EQ(other.WatchDirectory(one, &handler), 0u);
+    handler.onEvent = [&](const std::wstring& told) {
+        if (told == L"stopped " + std::wstring(one) && handler.Count(told) == 1) {
+            EXPECT_EQ(other.WatchDirectory(one, &handler), 0u);
+        }
+    };
+    EXPECT_EQ(Watch(), DWORD(ERROR_OPERATION_ABORTED));
+    EXPECT_FALSE(watcher.IsWatchingDirectory(folder.Path()));
+    EXPECT_TRUE(other.IsWatchingDirectory(one));
+    EXPECT_TRUE(Access::IsLinked(handler, &other));
+    EXPECT_EQ(Access::Count(handler), 1);
+    other.UnwatchAllDirectories(); // the handler uses what is on this stack
 }
 
 TEST_F(HandlerLink, AWatchThatEndsWithAnErrorIsNoLongerCounted)
