@@ -6,13 +6,14 @@
 //
 // Calls: from any thread, also from inside an event; not from OnThreadStart and OnThreadExit.
 //
-// Ending a watch (each UnwatchDirectory, UnwatchAllDirectories, both destructors) waits
-//  - outside events: until every event of the watch has been handled. Nothing of it comes afterwards, whichever thread
-//  or
-//    error has ended it. The messages of the calling thread are dispatched meanwhile.
-//  - inside an event: until every event that was posted has begun. Events that are in progress (the calling one, and
-//  those
-//    that it interrupts) go on when the call returns; a handler that is destroyed then must not be used by them.
+// Each UnwatchDirectory, UnwatchAllDirectories and both destructors end watches and wait.
+//
+// Outside events they wait until every event of the watch has been handled. Nothing of it comes afterwards, whichever
+// thread or error has ended the watch. The messages of the calling thread are dispatched meanwhile.
+//
+// Inside an event they wait until every event that was posted has begun. Events that are in progress (the calling one,
+// and those that it interrupts) go on when the call returns. They must not use a handler that was destroyed then.
+//
 // A caller must not hold a lock that a handler asks for, and must not destroy a handler that a WatchDirectory in
 // progress names.
 //
