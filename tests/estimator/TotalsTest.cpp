@@ -117,6 +117,32 @@ TEST_F(Totals, AnAbortedRecountKeepsWhatItHasCounted)
     EXPECT_EQ(Total(), 5u) << "the next one runs again";
 }
 
+// Each file is looked at on the disk once, before it is judged.
+Scanner* g_aborted;
+int g_untilAbort;
+DWORD WINAPI AbortAtALook(LPCWSTR)
+{
+    if (--g_untilAbort == 0)
+        g_aborted->AbortUpdate();
+    SetLastError(ERROR_PATH_NOT_FOUND);
+    return INVALID_FILE_ATTRIBUTES;
+}
+
+TEST_F(Totals, ARecountThatIsAbortedInTheMiddleKeepsThePartThatItHasCounted)
+{
+    Select();
+    for (int i = 0; i < 50; ++i)
+        Find(std::to_wstring(i % 5) + L"\\" + std::to_wstring(i), 3);
+    g_aborted = &scanner;
+    g_untilAbort = 20;
+    {
+        const ImportedCall look(nullptr, "GetFileAttributesW", AbortAtALook);
+        scanner.UpdateTotals();
+    }
+    EXPECT_EQ(scanner.GetTotalSize(), 60.0);
+    EXPECT_EQ(Total(), 150u);
+}
+
 TEST_F(Totals, AnAbortIsSeenBeforeTheNextFile)
 {
     Select();

@@ -97,6 +97,14 @@ TEST_F(SelectionMerging, OfEqualTextsOnlyTheFirstStays)
     EXPECT_FALSE(rules[3]->itemText.IsEmpty());
 }
 
+TEST_F(SelectionMerging, OfTwoRulesWithOneTextTheFileGetsOne)
+{
+    WriteData("<Data/>");
+    FilterList rules{Rule(L"C:\\a", L"<Item path=\"C:\\x\"/>"), Rule(L"C:\\b", L"<ITEM PATH=\"c:\\X\"/>")};
+    watcher.XMLMerge(data, rules);
+    EXPECT_EQ(DataBytes(), "<Data><Item path=\"C:\\x\"/></Data>");
+}
+
 TEST_F(SelectionMerging, EveryOtherByteOfTheFileStaysInEveryEncoding)
 {
     const std::string before = "<?xml version=\"1.0\"?>\r\n<!-- \xC3\xA4 --><Data a='1'>\n  <Unknown><![CDATA[<Item>]]>"
