@@ -6,7 +6,14 @@
 /// editing must not overlap checks, and checks on one object must not overlap
 /// each other (looking a drive up may add an empty entry for it). The junction
 /// cache and the set of scanned directories have one and may be used from any
-/// thread. No operation throws, except on lack of memory.
+/// thread.
+///
+/// No exception leaves an operation; only constructing and assigning throw
+/// std::bad_alloc. What runs out of memory is logged and has changed nothing, and
+/// its answer errs to the safe side: loading, adding, removing and walking say
+/// false; a check says that the path is included, since a backup that holds too
+/// much is no loss; a list is empty. An exception of a caller's callback ends a walk
+/// in the same way. Inside the watcher such an operation fails as a whole instead.
 #pragma once
 
 #include "companions/readerswriters/ReadersWriters.h"

@@ -6,7 +6,9 @@
 /// it recounts from the cache and does not walk the disk again. One thread uses
 /// an object; Stop, AbortUpdate and what reads the state may be called from any
 /// other meanwhile. Nothing reports an error: what cannot be read adds nothing,
-/// and the log says so. No operation throws, except on lack of memory.
+/// and the log says so. No exception leaves an operation; only constructing and
+/// assigning throw std::bad_alloc. An edit that runs out of memory is logged, and may
+/// have made some of its changes; a count that does so holds what was counted.
 #pragma once
 
 #include "orbwatcher4/Estimate.h"

@@ -6,9 +6,11 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <map>
+#include <new>
 #include <set>
 
 namespace LockOrder
@@ -183,11 +185,12 @@ Graph* Shared()
         _snwprintf(name, 64, L"OrbLockOrder-%lu", GetCurrentProcessId());
         const HANDLE mapping = CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 64, name);
         auto* slot = static_cast<Graph* volatile*>(MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, 64));
-        auto* mine = new Graph;
+        // Never destroyed, and not from the heap: a test may refuse memory before a module takes its first lock.
+        alignas(Graph) static std::byte room[sizeof(Graph)];
+        auto* mine = new (room) Graph;
         const PVOID theirs = InterlockedCompareExchangePointer(reinterpret_cast<PVOID volatile*>(slot), mine, nullptr);
         if (!theirs)
             return mine;
-        delete mine;
         return static_cast<Graph*>(theirs);
     }();
     return graph;

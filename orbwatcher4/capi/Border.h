@@ -3,6 +3,7 @@
 #pragma once
 
 #include "orbwatcher4/OrbWatcherC.h"
+#include "orbwatcher4/core/Completes.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -29,6 +30,7 @@ OrbResult NoteFailure(OrbResult code, const std::exception& error) noexcept;
 template <typename Work>
 OrbResult Guarded(Work&& work) noexcept
 {
+    const BoundaryScope inside; // what the classes throw comes here
     ForgetFailure();
     try {
         return work();

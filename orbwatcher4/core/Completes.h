@@ -2,6 +2,7 @@
 #pragma once
 
 #include "companions/logging/OrbLogging.h"
+#include "orbwatcher4/filter/ApiBoundary.h"
 
 #include <new>
 
@@ -9,6 +10,7 @@
 template <typename Operation>
 bool Completes(const wchar_t* name, Operation&& operation) noexcept
 {
+    const BoundaryScope inside; // what the filters throw comes here
     const wchar_t* why = L"an unexpected error";
     try {
         operation();

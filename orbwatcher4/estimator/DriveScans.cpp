@@ -1,6 +1,7 @@
 #include "orbwatcher4/estimator/DriveScans.h"
 
 #include "companions/logging/OrbLogging.h"
+#include "orbwatcher4/filter/ApiBoundary.h"
 #include "support/LockOrder.h"
 
 #include <process.h>
@@ -107,6 +108,7 @@ unsigned __stdcall DriveScans::_ScanDrive(void* context)
     const std::unique_ptr<Drive> drive(static_cast<Drive*>(context));
     OrbFilter& filter = drive->owner.m_filter;
     bool whole = false;
+    const BoundaryScope inside; // what the walk throws comes here
     try {
         whole = filter.ScanSelection(drive->lists, L"*", false, drive.get(), drive->stop, drive->tally.get());
     } catch (const std::bad_alloc&) {

@@ -1,5 +1,6 @@
 // The estimator's object: how it comes, is copied and goes.
 #include "orbwatcher4/Scanner.h"
+#include "orbwatcher4/filter/ApiBoundary.h"
 
 #include "orbwatcher4/estimator/DriveScans.h"
 #include "orbwatcher4/estimator/EntryTree.h"
@@ -73,12 +74,14 @@ void Scanner::Initialize()
 
 void Scanner::SetBasicInfo(const wchar_t* dataXml, const wchar_t* autoExcludeXml, const wchar_t* statsXml)
 {
-    if (dataXml)
-        m_dataXmlPath = dataXml;
-    if (autoExcludeXml)
-        m_autoExcludeXmlPath = autoExcludeXml;
-    if (statsXml)
-        m_statsXmlPath = statsXml;
+    AtBoundary(L"Scanner::SetBasicInfo", [&] {
+        if (dataXml)
+            m_dataXmlPath = dataXml;
+        if (autoExcludeXml)
+            m_autoExcludeXmlPath = autoExcludeXml;
+        if (statsXml)
+            m_statsXmlPath = statsXml;
+    });
 }
 
 void Scanner::SetPrice(double first, double second)
@@ -89,8 +92,10 @@ void Scanner::SetPrice(double first, double second)
 
 void Scanner::SetFileFolderFilter(const wchar_t* mask)
 {
-    m_fileFolderFilter = mask && *mask ? mask : MatchesNothing;
-    // Companions that are there keep the mask that they were made with: they belong to no stored profile.
-    RemoveProfile(FileFolderFilterProfile);
-    SetPath(FileFolderFilterProfile, std::vector<CString>(), m_fileFolderFilter, true, true);
+    AtBoundary(L"Scanner::SetFileFolderFilter", [&] {
+        m_fileFolderFilter = mask && *mask ? mask : MatchesNothing;
+        // Companions that are there keep the mask that they were made with: they belong to no stored profile.
+        RemoveProfile(FileFolderFilterProfile);
+        SetPath(FileFolderFilterProfile, std::vector<CString>(), m_fileFolderFilter, true, true);
+    });
 }

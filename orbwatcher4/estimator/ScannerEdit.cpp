@@ -3,6 +3,7 @@
 #include "orbwatcher4/estimator/DriveScans.h"
 #include "orbwatcher4/estimator/EntryTree.h"
 #include "orbwatcher4/estimator/Statistics.h"
+#include "orbwatcher4/filter/ApiBoundary.h"
 #include "support/Backslash.h"
 #include "support/CaseFold.h"
 #include "support/QuietErrors.h"
@@ -28,21 +29,24 @@ FilterPtr MakeRule(int profile, const CString& path, const CString& mask, bool i
 
 } // namespace
 
-void Scanner::AddPath(const wchar_t* path, bool recursive) { SetPath(ManualPathsProfile, path, L"", true, recursive); }
+void Scanner::AddPath(const wchar_t* path, bool recursive)
+{
+    AtBoundary(L"Scanner::AddPath", [&] { SetPath(ManualPathsProfile, path, L"", true, recursive); });
+}
 
 void Scanner::AddPath(std::vector<CString> paths, bool recursive)
 {
-    SetPath(ManualPathsProfile, std::move(paths), L"", true, recursive);
+    AtBoundary(L"Scanner::AddPath", [&] { SetPath(ManualPathsProfile, std::move(paths), L"", true, recursive); });
 }
 
 void Scanner::RemovePath(const wchar_t* path, bool recursive)
 {
-    SetPath(ManualPathsProfile, path, L"", false, recursive);
+    AtBoundary(L"Scanner::RemovePath", [&] { SetPath(ManualPathsProfile, path, L"", false, recursive); });
 }
 
 void Scanner::RemovePath(std::vector<CString> paths, bool recursive)
 {
-    SetPath(ManualPathsProfile, std::move(paths), L"", false, recursive);
+    AtBoundary(L"Scanner::RemovePath", [&] { SetPath(ManualPathsProfile, std::move(paths), L"", false, recursive); });
 }
 
 void Scanner::SetPath(int profile, const wchar_t* path, const wchar_t* mask, bool include, bool recursive)
@@ -106,19 +110,21 @@ void Scanner::ScanUncached(const CString& path, bool recursive)
 
 bool Scanner::ScanPath(const wchar_t* path, bool recursive)
 {
-    WaitForScans();
-    const QuietErrors quiet;
-    ScanLists lists;
-    const CString text = path;
-    if (EndsInBackslash(text))
-        lists.roots.push_back({text, recursive});
-    else
-        lists.files.push_back(text);
-    m_allFilters.ClearJunctionCache();
-    const bool whole = m_allFilters.ScanSelection(lists, L"*", m_includeHidden, this, *m_stopEvent, m_tally.get());
-    if (!whole)
+    return AtBoundary(L"Scanner::ScanPath", false, [&]() -> bool {
+        WaitForScans();
+        const QuietErrors quiet;
+        ScanLists lists;
+        const CString text = path;
+        if (EndsInBackslash(text))
+            lists.roots.push_back({text, recursive});
+        else
+            lists.files.push_back(text);
         m_allFilters.ClearJunctionCache();
-    return whole;
+        const bool whole = m_allFilters.ScanSelection(lists, L"*", m_includeHidden, this, *m_stopEvent, m_tally.get());
+        if (!whole)
+            m_allFilters.ClearJunctionCache();
+        return whole;
+    });
 }
 
 FilterList Scanner::RulesOfProfiles(const std::vector<int>& profiles) const
@@ -129,25 +135,37 @@ FilterList Scanner::RulesOfProfiles(const std::vector<int>& profiles) const
     return rules;
 }
 
-void Scanner::AddProfile(int profile) { AddProfile(std::vector<int>{profile}); }
+void Scanner::AddProfile(int profile)
+{
+    AtBoundary(L"Scanner::AddProfile", [&] { AddProfile(std::vector<int>{profile}); });
+}
 
 void Scanner::AddProfile(const std::vector<int>& profiles)
 {
-    for (const FilterPtr& rule : RulesOfProfiles(profiles))
-        m_selection.AddSingleFilter(rule, false);
-    m_selection.Sort(); // once: sorting with each rule would take a time that grows with their square
+    AtBoundary(L"Scanner::AddProfile", [&] {
+        for (const FilterPtr& rule : RulesOfProfiles(profiles))
+            m_selection.AddSingleFilter(rule, false);
+        m_selection.Sort(); // once: sorting with each rule would take a time that grows with their square
+    });
 }
 
-void Scanner::RemoveProfile(int profile) { RemoveProfile(std::vector<int>{profile}); }
+void Scanner::RemoveProfile(int profile)
+{
+    AtBoundary(L"Scanner::RemoveProfile", [&] { RemoveProfile(std::vector<int>{profile}); });
+}
 
 void Scanner::RemoveProfile(const std::vector<int>& profiles)
 {
-    for (const FilterPtr& rule : RulesOfProfiles(profiles))
-        m_selection.RemoveSingleFilter(rule, true, false);
+    AtBoundary(L"Scanner::RemoveProfile", [&] {
+        for (const FilterPtr& rule : RulesOfProfiles(profiles))
+            m_selection.RemoveSingleFilter(rule, true, false);
+    });
 }
 
 void Scanner::EditProfile(int profile, const wchar_t* mask, const std::vector<CString>& paths)
 {
-    RemoveProfile(profile);
-    SetPath(profile, paths, mask, true, true);
+    AtBoundary(L"Scanner::EditProfile", [&] {
+        RemoveProfile(profile);
+        SetPath(profile, paths, mask, true, true);
+    });
 }

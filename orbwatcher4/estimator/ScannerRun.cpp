@@ -3,6 +3,7 @@
 #include "orbwatcher4/Scanner.h"
 #include "orbwatcher4/estimator/DriveScans.h"
 #include "orbwatcher4/estimator/EntryTree.h"
+#include "orbwatcher4/filter/ApiBoundary.h"
 
 void Scanner::LoadXmlFilters()
 {
@@ -12,28 +13,37 @@ void Scanner::LoadXmlFilters()
 
 void Scanner::Start()
 {
-    const COrbFuncLog guard(L"Scanner::Start");
-    WaitForScans();
-    LoadXmlFilters();
-    LoadExtensionsMap();
-    m_allFilters.ClearJunctionCache();
-    m_scans->Run(*m_stopEvent, m_tally);
-    ClearTotals();
+    AtBoundary(L"Scanner::Start", [&] {
+        const COrbFuncLog guard(L"Scanner::Start");
+        WaitForScans();
+        LoadXmlFilters();
+        LoadExtensionsMap();
+        m_allFilters.ClearJunctionCache();
+        m_scans->Run(*m_stopEvent, m_tally);
+        ClearTotals();
+    });
 }
 
 void Scanner::Stop()
 {
-    m_stopEvent->SetEvent();
-    m_abortEvent->SetEvent();
+    AtBoundary(L"Scanner::Stop", [&] {
+        m_stopEvent->SetEvent();
+        m_abortEvent->SetEvent();
+    });
 }
 
-void Scanner::WaitForScans() { m_scans->Wait(nullptr); }
+void Scanner::WaitForScans()
+{
+    AtBoundary(L"Scanner::WaitForScans", [&] { m_scans->Wait(nullptr); });
+}
 
 void Scanner::FileFoundCallback(const wchar_t* path, unsigned __int64 size)
 {
-    m_tally->CountFile(size);
-    // Also of a file that was cached already: the running totals count finds.
-    Count(AddToCache(path, size));
+    AtBoundary(L"Scanner::FileFoundCallback", [&] {
+        m_tally->CountFile(size);
+        // Also of a file that was cached already: the running totals count finds.
+        Count(AddToCache(path, size));
+    });
 }
 
 FSEntry Scanner::AddToCache(const wchar_t* path, std::uint64_t size)
@@ -42,6 +52,13 @@ FSEntry Scanner::AddToCache(const wchar_t* path, std::uint64_t size)
     return InsertFile(m_entryCache, path, size);
 }
 
-ScanProgress Scanner::GetScanProgress() const { return m_tally->Read(); }
+ScanProgress Scanner::GetScanProgress() const
+{
+    return AtBoundary(L"Scanner::GetScanProgress", ScanProgress(), [&]() -> ScanProgress { return m_tally->Read(); });
+}
 
-std::vector<PassedOverPath> Scanner::GetPassedOver() const { return m_tally->ReadPassedOver(); }
+std::vector<PassedOverPath> Scanner::GetPassedOver() const
+{
+    return AtBoundary(L"Scanner::GetPassedOver", std::vector<PassedOverPath>(),
+                      [&]() -> std::vector<PassedOverPath> { return m_tally->ReadPassedOver(); });
+}

@@ -3,6 +3,7 @@
 #include "orbwatcher4/estimator/DriveScans.h"
 #include "orbwatcher4/estimator/EntryTree.h"
 #include "orbwatcher4/estimator/EstimateSums.h"
+#include "orbwatcher4/filter/ApiBoundary.h"
 #include "support/Handle.h"
 #include "support/SystemPath.h"
 
@@ -57,10 +58,12 @@ void Scanner::UpdateTotals()
     // The event is reset before it shows: who sees it calculating and aborts it must not be too early.
     m_abortEvent->ResetEvent();
     m_calculating = true;
-    const bool ready = m_scans->Wait(*m_abortEvent);
-    ClearTotals();
-    if (ready)
-        UpdateTotals(m_entryCache, nullptr);
+    AtBoundary(L"Scanner::UpdateTotals", [&] {
+        const bool ready = m_scans->Wait(*m_abortEvent);
+        ClearTotals();
+        if (ready)
+            UpdateTotals(m_entryCache, nullptr);
+    });
     m_calculating = false;
 }
 
@@ -78,11 +81,13 @@ void Scanner::UpdateTotals(const std::shared_ptr<const FSEntrySet>& set, const w
 
 InclusionType Scanner::Judge(const wchar_t* path, FilterPtr* deciding)
 {
-    FilterList matched;
-    const InclusionType decision = m_selection.CheckForInclusion(path, &matched, true, false);
-    if (deciding)
-        *deciding = DecidingRule(decision, matched);
-    return decision;
+    return AtBoundary(L"Scanner::Judge", Included, [&]() -> InclusionType {
+        FilterList matched;
+        const InclusionType decision = m_selection.CheckForInclusion(path, &matched, true, false);
+        if (deciding)
+            *deciding = DecidingRule(decision, matched);
+        return decision;
+    });
 }
 
 JudgedFile Scanner::JudgeEntry(const CString& path, const FSEntry& entry)
@@ -96,38 +101,42 @@ JudgedFile Scanner::JudgeEntry(const CString& path, const FSEntry& entry)
 
 bool Scanner::ForEachFile(const std::function<void(const JudgedFile&)>& take)
 {
-    if (!PrepareRecount())
+    return AtBoundary(L"Scanner::ForEachFile", false, [&]() -> bool {
+        if (!PrepareRecount())
+            return false;
+        EntryWalk walk(m_entryCache, nullptr);
+        while (!IsAborted()) {
+            const EntryWalk::Step step = walk.Next();
+            if (step == EntryWalk::Step::Done)
+                return true;
+            if (step == EntryWalk::Step::File)
+                take(JudgeEntry(walk.Path(), walk.File()));
+        }
         return false;
-    EntryWalk walk(m_entryCache, nullptr);
-    while (!IsAborted()) {
-        const EntryWalk::Step step = walk.Next();
-        if (step == EntryWalk::Step::Done)
-            return true;
-        if (step == EntryWalk::Step::File)
-            take(JudgeEntry(walk.Path(), walk.File()));
-    }
-    return false;
+    });
 }
 
 Estimate Scanner::GetEstimate()
 {
-    EstimateSums sums;
-    if (!PrepareRecount())
+    return AtBoundary(L"Scanner::GetEstimate", Estimate(), [&]() -> Estimate {
+        EstimateSums sums;
+        if (!PrepareRecount())
+            return sums.Finish(false);
+        EntryWalk walk(m_entryCache, nullptr);
+        while (!IsAborted())
+            switch (walk.Next()) {
+            case EntryWalk::Step::File:
+                sums.TakeFile(JudgeEntry(walk.Path(), walk.File()));
+                break;
+            case EntryWalk::Step::FolderBegins:
+                sums.BeginFolder();
+                break;
+            case EntryWalk::Step::FolderEnds:
+                sums.EndFolder(walk.Path());
+                break;
+            case EntryWalk::Step::Done:
+                return sums.Finish(true);
+            }
         return sums.Finish(false);
-    EntryWalk walk(m_entryCache, nullptr);
-    while (!IsAborted())
-        switch (walk.Next()) {
-        case EntryWalk::Step::File:
-            sums.TakeFile(JudgeEntry(walk.Path(), walk.File()));
-            break;
-        case EntryWalk::Step::FolderBegins:
-            sums.BeginFolder();
-            break;
-        case EntryWalk::Step::FolderEnds:
-            sums.EndFolder(walk.Path());
-            break;
-        case EntryWalk::Step::Done:
-            return sums.Finish(true);
-        }
-    return sums.Finish(false);
+    });
 }

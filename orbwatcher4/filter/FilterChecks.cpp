@@ -2,6 +2,7 @@
 #include "companions/indexdb/OrbIndexDB.h"
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/OrbFilter.h"
+#include "orbwatcher4/filter/ApiBoundary.h"
 #include "orbwatcher4/filter/Decisions.h"
 #include "support/Backslash.h"
 #include "support/CaseFold.h"
@@ -49,47 +50,55 @@ bool OrbFilter::IsInBackupFolder(const wchar_t* path) const
 InclusionType OrbFilter::CheckForInclusion(const wchar_t* path, FilterList* matched, bool clearMatched,
                                            bool useIndexCache)
 {
-    if (clearMatched && matched)
-        matched->clear();
-    if (IsInBackupFolder(path))
-        return NotIncluded;
-    CachedDatum datum;
-    const bool included = useIndexCache && CIndexDB::GetCachedData(path, datum);
-    const std::wstring_view text = path;
-    return Decisions::CheckRules(RulesForPath(m_driveRules, text), text, included, matched);
+    return AtBoundary(L"OrbFilter::CheckForInclusion", Included, [&]() -> InclusionType {
+        if (clearMatched && matched)
+            matched->clear();
+        if (IsInBackupFolder(path))
+            return NotIncluded;
+        CachedDatum datum;
+        const bool included = useIndexCache && CIndexDB::GetCachedData(path, datum);
+        const std::wstring_view text = path;
+        return Decisions::CheckRules(RulesForPath(m_driveRules, text), text, included, matched);
+    });
 }
 
 bool OrbFilter::MaySelectBelow(const wchar_t* folder) const
 {
-    const CString path = WithBackslash(folder);
-    if (IsInBackupFolder(path))
-        return false;
-    const RuleSet* const rules = RulesOfPath(m_driveRules, path.View());
-    const RuleSet* const advanced = RulesOfPath(m_advancedRules, path.View());
-    return rules && Decisions::MaySelectBelow(*rules, advanced ? *advanced : RuleSet(), path.View());
+    return AtBoundary(L"OrbFilter::MaySelectBelow", true, [&]() -> bool {
+        const CString path = WithBackslash(folder);
+        if (IsInBackupFolder(path))
+            return false;
+        const RuleSet* const rules = RulesOfPath(m_driveRules, path.View());
+        const RuleSet* const advanced = RulesOfPath(m_advancedRules, path.View());
+        return rules && Decisions::MaySelectBelow(*rules, advanced ? *advanced : RuleSet(), path.View());
+    });
 }
 
 InclusionType OrbFilter::CheckForAdvancedInclusionEx(const wchar_t* path, FilterPtr rule)
 {
-    Machine machine;
-    return Decisions::CheckAdvancedRule(rule, path, machine).result;
+    return AtBoundary(L"OrbFilter::CheckForAdvancedInclusionEx", Included, [&]() -> InclusionType {
+        Machine machine;
+        return Decisions::CheckAdvancedRule(rule, path, machine).result;
+    });
 }
 
 InclusionType OrbFilter::CheckForAdvancedInclusion(const wchar_t* path, FilterPtr* deciding)
 {
-    if (deciding)
-        deciding->reset();
-    if (m_advancedRules.empty())
-        return Included;
-    const auto everywhere = m_advancedRules.find(std::wstring_view(AllPaths));
-    const RuleSet* const drive = RulesOfPath(m_advancedRules, path);
-    static const RuleSet none;
-    Machine machine;
-    const Decisions::AdvancedResult answer = Decisions::CheckAdvancedRules(
-        drive ? *drive : none, everywhere == m_advancedRules.end() ? none : everywhere->second, path, machine);
-    if (deciding)
-        *deciding = answer.deciding;
-    return answer.result;
+    return AtBoundary(L"OrbFilter::CheckForAdvancedInclusion", Included, [&]() -> InclusionType {
+        if (deciding)
+            deciding->reset();
+        if (m_advancedRules.empty())
+            return Included;
+        const auto everywhere = m_advancedRules.find(std::wstring_view(AllPaths));
+        const RuleSet* const drive = RulesOfPath(m_advancedRules, path);
+        static const RuleSet none;
+        Machine machine;
+        const Decisions::AdvancedResult answer = Decisions::CheckAdvancedRules(
+            drive ? *drive : none, everywhere == m_advancedRules.end() ? none : everywhere->second, path, machine);
+        if (deciding)
+            *deciding = answer.deciding;
+        return answer.result;
+    });
 }
 
 bool OrbFilter::IsSkipAdvancedFilterCheck(const wchar_t*, FilterList matched)
@@ -101,14 +110,19 @@ bool OrbFilter::IsDRFilter(FilterPtr rule) { return Decisions::IsDisasterRecover
 
 bool OrbFilter::IsDriveIncludeRules(const wchar_t* drive)
 {
-    const FilterList rules = RulesOf(drive);
-    return std::any_of(rules.begin(), rules.end(),
-                       [](const FilterPtr& rule) { return rule->incEx == WatcherEnum::Include; });
+    return AtBoundary(L"OrbFilter::IsDriveIncludeRules", true, [&]() -> bool {
+        const RuleSet* const rules = RulesOfPath(m_driveRules, drive);
+        return rules && std::any_of(rules->Rules().begin(), rules->Rules().end(),
+                                    [](const FilterPtr& rule) { return rule->incEx == WatcherEnum::Include; });
+    });
 }
 
 bool OrbFilter::IsDriveIncludeOnlyFiles(const wchar_t* drive)
 {
-    const FilterList rules = RulesOf(drive);
-    return std::none_of(rules.begin(), rules.end(),
-                        [](const FilterPtr& rule) { return rule->incEx == WatcherEnum::Include && rule->type == 1; });
+    return AtBoundary(L"OrbFilter::IsDriveIncludeOnlyFiles", false, [&]() -> bool {
+        const RuleSet* const rules = RulesOfPath(m_driveRules, drive);
+        return !rules || std::none_of(rules->Rules().begin(), rules->Rules().end(), [](const FilterPtr& rule) {
+            return rule->incEx == WatcherEnum::Include && rule->type == 1;
+        });
+    });
 }

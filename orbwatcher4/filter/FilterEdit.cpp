@@ -1,6 +1,7 @@
 // Taking rules out of the selection, and whether a new one fits in.
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/OrbFilter.h"
+#include "orbwatcher4/filter/ApiBoundary.h"
 #include "orbwatcher4/filter/DocumentFile.h"
 #include "orbwatcher4/filter/VolumeTable.h"
 #include "support/Backslash.h"
@@ -42,17 +43,20 @@ bool IsItemOf(const CMarkup& item, const Filter& rule, const VolumeTable& volume
 
 bool OrbFilter::RemoveSingleFilter(FilterPtr rule, bool byValue, bool alsoFromXml)
 {
-    if (!rule)
-        return false;
-    bool removed = false;
-    const auto drive = m_driveRules.find(StripToRoot(rule->path));
-    if (drive != m_driveRules.end())
-        removed = std::erase_if(drive->second.Edit(), [&](const FilterPtr& held) {
-                      return byValue ? SameValue(*held, *rule) : held == rule;
-                  }) > 0;
-    if (alsoFromXml)
-        removed = RemoveFromDataFile(*rule) || removed;
-    return removed;
+    return AtBoundary(L"OrbFilter::RemoveSingleFilter", false, [&]() -> bool {
+        if (!rule)
+            return false;
+        bool removed = false;
+        const auto drive = m_driveRules.find(StripToRoot(rule->path));
+        if (drive != m_driveRules.end())
+            removed = std::erase_if(drive->second.Edit(), [&](const FilterPtr& held) {
+                          return byValue ? SameValue(*held, *rule) : held == rule;
+                      }) > 0;
+        if (alsoFromXml)
+            removed = AtBoundary(L"OrbFilter::RemoveSingleFilter", false, [&] { return RemoveFromDataFile(*rule); }) ||
+                      removed;
+        return removed;
+    });
 }
 
 bool OrbFilter::RemoveFromDataFile(const Filter& rule) const
@@ -83,10 +87,12 @@ bool OrbFilter::SaveDataFile(CMarkup& document) const
 
 bool OrbFilter::CheckRuleNoConflict(const FilterPtr& rule) const
 {
-    const FilterList held = RulesOf(rule->path);
-    return std::none_of(held.begin(), held.end(), [&](const FilterPtr& other) {
-        return other->incEx != rule->incEx && (other->type != 0) == (rule->type != 0) &&
-               other->pluginId == rule->pluginId && other->mask == rule->mask &&
-               EqualNoCase(other->path.View(), rule->path.View());
+    return AtBoundary(L"OrbFilter::CheckRuleNoConflict", false, [&]() -> bool {
+        const RuleSet* const rules = RulesOfPath(m_driveRules, rule->path.View());
+        return !rules || std::none_of(rules->Rules().begin(), rules->Rules().end(), [&](const FilterPtr& other) {
+            return other->incEx != rule->incEx && (other->type != 0) == (rule->type != 0) &&
+                   other->pluginId == rule->pluginId && other->mask == rule->mask &&
+                   EqualNoCase(other->path.View(), rule->path.View());
+        });
     });
 }

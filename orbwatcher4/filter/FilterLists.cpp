@@ -1,6 +1,7 @@
 // The lists that OrbFilter derives from its rules.
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/OrbFilter.h"
+#include "orbwatcher4/filter/ApiBoundary.h"
 
 #include <algorithm>
 
@@ -20,56 +21,68 @@ std::vector<CString> PathsOf(const FilterList& rules, std::int32_t type, Watcher
 
 DriveList OrbFilter::GenerateDriveList()
 {
-    DriveList drives;
-    for (const auto& [root, rules] : m_driveRules) {
-        g_OrbLog.Log(L"Adding Drive: %s", root.GetString());
-        if (rules.IsEmpty()) {
-            g_OrbLog.WriteLog(2, L"OrbFilter", __LINE__, L"No filters specified for drive -- SKIP");
-            continue;
+    return AtBoundary(L"OrbFilter::GenerateDriveList", DriveList(), [&]() -> DriveList {
+        DriveList drives;
+        for (const auto& [root, rules] : m_driveRules) {
+            g_OrbLog.Log(L"Adding Drive: %s", root.GetString());
+            if (rules.IsEmpty()) {
+                g_OrbLog.WriteLog(2, L"OrbFilter", __LINE__, L"No filters specified for drive -- SKIP");
+                continue;
+            }
+            const Filter& first = *rules.Rules().front();
+            drives[root] = {first.vid, first.volumeFound, 0};
         }
-        const Filter& first = *rules.Rules().front();
-        drives[root] = {first.vid, first.volumeFound, 0};
-    }
-    return drives;
+        return drives;
+    });
 }
 
 FilterList OrbFilter::RulesOf(const wchar_t* drive) const
 {
-    const auto found = m_driveRules.find(StripToRoot(drive));
-    return found == m_driveRules.end() ? FilterList() : found->second.Rules();
+    return AtBoundary(L"OrbFilter::RulesOf", FilterList(), [&]() -> FilterList {
+        const auto found = m_driveRules.find(StripToRoot(drive));
+        return found == m_driveRules.end() ? FilterList() : found->second.Rules();
+    });
 }
 
 FilterList OrbFilter::AllRules() const
 {
-    FilterList all;
-    for (const auto& [root, rules] : m_driveRules)
-        all.insert(all.end(), rules.Rules().begin(), rules.Rules().end());
-    return all;
+    return AtBoundary(L"OrbFilter::AllRules", FilterList(), [&]() -> FilterList {
+        FilterList all;
+        for (const auto& [root, rules] : m_driveRules)
+            all.insert(all.end(), rules.Rules().begin(), rules.Rules().end());
+        return all;
+    });
 }
 
 FilterList OrbFilter::RulesWith(std::uint32_t flag) const
 {
-    FilterList marked;
-    for (const auto& [root, rules] : m_driveRules)
-        std::copy_if(rules.Rules().begin(), rules.Rules().end(), std::back_inserter(marked),
-                     [&](const FilterPtr& rule) { return (rule->flags & flag) != 0; });
-    return marked;
+    return AtBoundary(L"OrbFilter::RulesWith", FilterList(), [&]() -> FilterList {
+        FilterList marked;
+        for (const auto& [root, rules] : m_driveRules)
+            std::copy_if(rules.Rules().begin(), rules.Rules().end(), std::back_inserter(marked),
+                         [&](const FilterPtr& rule) { return (rule->flags & flag) != 0; });
+        return marked;
+    });
 }
 
 std::vector<CString> OrbFilter::GenerateDirectoryList(const wchar_t* drive, WatcherEnum::IncEx kind)
 {
-    return PathsOf(RulesOf(drive), 1, kind);
+    return AtBoundary(L"OrbFilter::GenerateDirectoryList", std::vector<CString>(),
+                      [&]() -> std::vector<CString> { return PathsOf(RulesOf(drive), 1, kind); });
 }
 
 std::vector<CString> OrbFilter::GenerateFileList(const wchar_t* drive, WatcherEnum::IncEx kind)
 {
-    return PathsOf(RulesOf(drive), 0, kind);
+    return AtBoundary(L"OrbFilter::GenerateFileList", std::vector<CString>(),
+                      [&]() -> std::vector<CString> { return PathsOf(RulesOf(drive), 0, kind); });
 }
 
 void OrbFilter::GetExplicitFiles(const wchar_t* drive, std::vector<CString>& files)
 {
-    const std::vector<CString> paths = PathsOf(RulesOf(drive), 0, WatcherEnum::Include);
-    files.insert(files.end(), paths.begin(), paths.end());
+    AtBoundary(L"OrbFilter::GetExplicitFiles", [&] {
+        const std::vector<CString> paths = PathsOf(RulesOf(drive), 0, WatcherEnum::Include);
+        files.insert(files.end(), paths.begin(), paths.end());
+    });
 }
 
 namespace
@@ -99,12 +112,16 @@ void TakeEndings(const FilterList& rules, Map& map)
 
 void OrbFilter::GenerateExtensionMap(ExtensionMap& map)
 {
-    for (const auto& [root, rules] : m_driveRules)
-        TakeEndings(rules.Rules(), map);
+    AtBoundary(L"OrbFilter::GenerateExtensionMap", [&] {
+        for (const auto& [root, rules] : m_driveRules)
+            TakeEndings(rules.Rules(), map);
+    });
 }
 
 void OrbFilter::GenerateExtensionMap(google::sparse_hash_map<CString, ExtProperties, cstring_hash_cs>& map)
 {
-    for (const auto& [root, rules] : m_driveRules)
-        TakeEndings(rules.Rules(), map);
+    AtBoundary(L"OrbFilter::GenerateExtensionMap", [&] {
+        for (const auto& [root, rules] : m_driveRules)
+            TakeEndings(rules.Rules(), map);
+    });
 }

@@ -2,6 +2,7 @@
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/OrbFilter.h"
+#include "orbwatcher4/filter/ApiBoundary.h"
 #include "orbwatcher4/filter/RuleReader.h"
 #include "orbwatcher4/filter/VolumeTable.h"
 #include "support/Backslash.h"
@@ -67,50 +68,54 @@ bool OpenRules(CMarkup& document, const wchar_t* file, const wchar_t* failure)
 
 bool OrbFilter::LoadXmlFilters(const wchar_t* dataFile, const wchar_t* autoExcludeFile, const wchar_t* advancedFile)
 {
-    const COrbFuncLog guard(L"OrbFilter::LoadXmlFilters");
-    g_OrbLog.Log(L"Data File: %s", dataFile ? dataFile : L"");
-    g_OrbLog.Log(L"Data Auto Ex File : %s", autoExcludeFile ? autoExcludeFile : L"");
-    m_dataFile = dataFile;
-    m_autoExcludeFile = autoExcludeFile;
-    m_advancedFile = advancedFile;
+    return AtBoundary(L"OrbFilter::LoadXmlFilters", false, [&]() -> bool {
+        const COrbFuncLog guard(L"OrbFilter::LoadXmlFilters");
+        g_OrbLog.Log(L"Data File: %s", dataFile ? dataFile : L"");
+        g_OrbLog.Log(L"Data Auto Ex File : %s", autoExcludeFile ? autoExcludeFile : L"");
+        m_dataFile = dataFile;
+        m_autoExcludeFile = autoExcludeFile;
+        m_advancedFile = advancedFile;
 
-    bool loaded = m_dataFile.IsEmpty() || LoadXmlFilter(m_dataFile, false, nullptr, false, false);
-    FilterList automatic;
-    if (loaded && !m_autoExcludeFile.IsEmpty())
-        loaded = LoadXmlFilter(m_autoExcludeFile, true, &automatic, false, false);
-    if (loaded)
-        for (const FilterPtr& rule : automatic) {
-            rule->flags |= RuleFlags::AutoExclude;
-            AddSingleFilter(rule, false);
+        bool loaded = m_dataFile.IsEmpty() || LoadXmlFilter(m_dataFile, false, nullptr, false, false);
+        FilterList automatic;
+        if (loaded && !m_autoExcludeFile.IsEmpty())
+            loaded = LoadXmlFilter(m_autoExcludeFile, true, &automatic, false, false);
+        if (loaded)
+            for (const FilterPtr& rule : automatic) {
+                rule->flags |= RuleFlags::AutoExclude;
+                AddSingleFilter(rule, false);
+            }
+        m_advancedUnread = false;
+        if (loaded && !m_advancedFile.IsEmpty() && PathFileExistsW(m_advancedFile)) {
+            m_advancedUnread = !LoadXmlFilterAdvanced(m_advancedFile);
+            SortAdvancedFilters();
         }
-    m_advancedUnread = false;
-    if (loaded && !m_advancedFile.IsEmpty() && PathFileExistsW(m_advancedFile)) {
-        m_advancedUnread = !LoadXmlFilterAdvanced(m_advancedFile);
-        SortAdvancedFilters();
-    }
-    // In order on every way out: checks rely on it.
-    Sort();
-    return loaded;
+        // In order on every way out: checks rely on it.
+        Sort();
+        return loaded;
+    });
 }
 
 bool OrbFilter::LoadXmlFilter(const wchar_t* file, bool autoExclude, FilterList* out, bool markFlag, bool readItemText)
 {
-    CMarkup document;
-    if (!OpenRules(document, file, L"Failed to load Data XML File"))
-        return false;
-    if (document.FindElement(L"GlobalExclude"))
-        m_globalExclude = document.GetElementText();
-    MachineDrives drives;
-    LoadingLog log;
-    ReadBackupFolder();
-    RuleReader reader(log);
-    for (FilterList rules; document.FindElement(L"Item"); rules.clear()) {
-        reader.Read(document, {autoExclude, markFlag, readItemText}, drives, rules);
-        for (const FilterPtr& rule : rules)
-            HandOn(rule, out);
-    }
-    m_networkInclude = m_networkInclude || drives.networkInclude;
-    return true;
+    return AtBoundary(L"OrbFilter::LoadXmlFilter", false, [&]() -> bool {
+        CMarkup document;
+        if (!OpenRules(document, file, L"Failed to load Data XML File"))
+            return false;
+        if (document.FindElement(L"GlobalExclude"))
+            m_globalExclude = document.GetElementText();
+        MachineDrives drives;
+        LoadingLog log;
+        ReadBackupFolder();
+        RuleReader reader(log);
+        for (FilterList rules; document.FindElement(L"Item"); rules.clear()) {
+            reader.Read(document, {autoExclude, markFlag, readItemText}, drives, rules);
+            for (const FilterPtr& rule : rules)
+                HandOn(rule, out);
+        }
+        m_networkInclude = m_networkInclude || drives.networkInclude;
+        return true;
+    });
 }
 
 void OrbFilter::ReadBackupFolder()
@@ -136,15 +141,17 @@ void OrbFilter::HandOn(const FilterPtr& rule, FilterList* out)
 
 bool OrbFilter::LoadXmlFilterAdvanced(const wchar_t* file)
 {
-    CMarkup document;
-    if (!OpenRules(document, file, L"Failed to load Advanced filters XML File"))
-        return false;
-    LoadingLog log;
-    RuleReader reader(log);
-    for (FilterList rules; document.FindElement(L"Item"); rules.clear()) {
-        reader.ReadAdvanced(document, rules);
-        for (const FilterPtr& rule : rules)
-            AddAdvancedFilter(rule, false);
-    }
-    return true;
+    return AtBoundary(L"OrbFilter::LoadXmlFilterAdvanced", false, [&]() -> bool {
+        CMarkup document;
+        if (!OpenRules(document, file, L"Failed to load Advanced filters XML File"))
+            return false;
+        LoadingLog log;
+        RuleReader reader(log);
+        for (FilterList rules; document.FindElement(L"Item"); rules.clear()) {
+            reader.ReadAdvanced(document, rules);
+            for (const FilterPtr& rule : rules)
+                AddAdvancedFilter(rule, false);
+        }
+        return true;
+    });
 }

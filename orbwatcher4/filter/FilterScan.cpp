@@ -1,6 +1,7 @@
 // The walks of OrbFilter.
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/OrbFilter.h"
+#include "orbwatcher4/filter/ApiBoundary.h"
 #include "orbwatcher4/filter/Junctions.h"
 #include "orbwatcher4/filter/ReparsePoint.h"
 #include "orbwatcher4/filter/SelectionWalk.h"
@@ -74,56 +75,64 @@ bool WalkAll(OrbFilter& filter, const wchar_t* path, SmartScanCaller* caller, co
 bool OrbFilter::ScanDirectory(const wchar_t* path, const wchar_t* pattern, bool includeHidden, SmartScanCaller* caller,
                               bool recurse, WalkObserver* observer)
 {
-    const DWORD attributes = ScanDisk().Attributes(path);
-    if (attributes == INVALID_FILE_ATTRIBUTES)
-        return false;
-    if (!(attributes & FILE_ATTRIBUTE_DIRECTORY))
-        return ReportSingleFile(path, caller);
-    WalkOptions options;
-    options.listPattern = PatternOrAll(pattern);
-    options.includeHidden = includeHidden;
-    options.observer = observer;
-    return WalkFrom(*this, path, caller, options, recurse);
+    return AtBoundary(L"OrbFilter::ScanDirectory", false, [&]() -> bool {
+        const DWORD attributes = ScanDisk().Attributes(path);
+        if (attributes == INVALID_FILE_ATTRIBUTES)
+            return false;
+        if (!(attributes & FILE_ATTRIBUTE_DIRECTORY))
+            return ReportSingleFile(path, caller);
+        WalkOptions options;
+        options.listPattern = PatternOrAll(pattern);
+        options.includeHidden = includeHidden;
+        options.observer = observer;
+        return WalkFrom(*this, path, caller, options, recurse);
+    });
 }
 
 bool OrbFilter::SmartScanDirectory(const wchar_t* path, const wchar_t* pattern, bool includeHidden,
                                    SmartScanCaller* caller, void* context, bool recurse)
 {
-    if (!recurse)
-        return ScanSelection(CollectScanLists(path), pattern, includeHidden, caller, context);
-    const BackupRights rights;
-    ClearJunctionCache();
-    WalkOptions options;
-    options.filePattern = PatternOrAll(pattern);
-    options.includeHidden = includeHidden;
-    options.abort = context;
-    return WalkAll(*this, path, caller, options);
+    return AtBoundary(L"OrbFilter::SmartScanDirectory", false, [&]() -> bool {
+        if (!recurse)
+            return ScanSelection(CollectScanLists(path), pattern, includeHidden, caller, context);
+        const BackupRights rights;
+        ClearJunctionCache();
+        WalkOptions options;
+        options.filePattern = PatternOrAll(pattern);
+        options.includeHidden = includeHidden;
+        options.abort = context;
+        return WalkAll(*this, path, caller, options);
+    });
 }
 
 bool OrbFilter::ScanSelection(const ScanLists& lists, const wchar_t* pattern, bool includeHidden,
                               SmartScanCaller* caller, void* context, WalkObserver* observer)
 {
-    const BackupRights rights;
-    WalkOptions options;
-    options.filePattern = PatternOrAll(pattern);
-    options.includeHidden = includeHidden;
-    options.abort = context;
-    options.observer = observer;
-    ScanDisk disk;
-    return SelectionWalk(*this, disk, lists, caller, options).Run();
+    return AtBoundary(L"OrbFilter::ScanSelection", false, [&]() -> bool {
+        const BackupRights rights;
+        WalkOptions options;
+        options.filePattern = PatternOrAll(pattern);
+        options.includeHidden = includeHidden;
+        options.abort = context;
+        options.observer = observer;
+        ScanDisk disk;
+        return SelectionWalk(*this, disk, lists, caller, options).Run();
+    });
 }
 
 ScanLists OrbFilter::CollectScanLists(const wchar_t* drive) const
 {
-    ScanLists lists;
-    for (const FilterPtr& rule : RulesOf(drive)) {
-        const bool included = rule->incEx == WatcherEnum::Include;
-        if (included && rule->type == 0)
-            lists.files.push_back(rule->path);
-        else if (included)
-            lists.roots.push_back({rule->path, rule->includeSub});
-        else if (rule->type != 0 && rule->includeSub && rule->mask.IsEmpty())
-            lists.exclusions.push_back(rule->path);
-    }
-    return lists;
+    return AtBoundary(L"OrbFilter::CollectScanLists", ScanLists(), [&]() -> ScanLists {
+        ScanLists lists;
+        for (const FilterPtr& rule : RulesOf(drive)) {
+            const bool included = rule->incEx == WatcherEnum::Include;
+            if (included && rule->type == 0)
+                lists.files.push_back(rule->path);
+            else if (included)
+                lists.roots.push_back({rule->path, rule->includeSub});
+            else if (rule->type != 0 && rule->includeSub && rule->mask.IsEmpty())
+                lists.exclusions.push_back(rule->path);
+        }
+        return lists;
+    });
 }

@@ -1,5 +1,6 @@
 // What OrbFilter remembers of the directories that a walk has seen.
 #include "orbwatcher4/filter/Junctions.h"
+#include "orbwatcher4/filter/ApiBoundary.h"
 
 #include "orbwatcher4/OrbFilter.h"
 #include "orbwatcher4/filter/ScanBounds.h"
@@ -35,21 +36,25 @@ void OrbFilter::RememberJunction(const CString& junction, const CString& destina
 
 void OrbFilter::UpdateJunctionDestination(CString& path)
 {
-    const ReadScope scope(m_lock);
-    // Only the first matching key is applied, in key order.
-    for (const auto& [junction, destination] : m_junctions) {
-        if (!BeginsNoCase(path.View(), junction.View()))
-            continue;
-        path = WithBackslash(destination) + path.Mid(junction.GetLength());
-        return;
-    }
+    AtBoundary(L"OrbFilter::UpdateJunctionDestination", [&] {
+        const ReadScope scope(m_lock);
+        // Only the first matching key is applied, in key order.
+        for (const auto& [junction, destination] : m_junctions) {
+            if (!BeginsNoCase(path.View(), junction.View()))
+                continue;
+            path = WithBackslash(destination) + path.Mid(junction.GetLength());
+            return;
+        }
+    });
 }
 
 void OrbFilter::ClearJunctionCache()
 {
-    const WriteScope scope(m_lock);
-    if (!m_scanned.empty())
-        EmptyTable(m_scanned);
+    AtBoundary(L"OrbFilter::ClearJunctionCache", [&] {
+        const WriteScope scope(m_lock);
+        if (!m_scanned.empty())
+            EmptyTable(m_scanned);
+    });
 }
 
 bool JunctionAccess::AddScanned(OrbFilter& filter, CString& folder) { return filter.AddScannedDirectory(folder); }

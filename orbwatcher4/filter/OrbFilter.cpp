@@ -1,5 +1,7 @@
 #include "orbwatcher4/OrbFilter.h"
+#include "orbwatcher4/filter/ApiBoundary.h"
 
+#include "orbwatcher4/filter/Decisions.h"
 #include "orbwatcher4/filter/PathRoot.h"
 #include "orbwatcher4/filter/VolumeTable.h"
 #include "support/Backslash.h"
@@ -12,6 +14,20 @@ namespace
 {
 
 constexpr std::uint64_t EmptyScannedKey = 0xFFFFFFFFFFFFFFFFull;
+
+// All of them or, when memory runs out, none.
+void Append(RuleSet& rules, const FilterList& added, bool sort)
+{
+    if (!sort) {
+        FilterList& list = rules.Edit();
+        list.insert(list.end(), added.begin(), added.end());
+        return;
+    }
+    FilterList all = rules.Rules();
+    all.insert(all.end(), added.begin(), added.end());
+    Decisions::SortRules(all);
+    rules.Edit() = std::move(all);
+}
 
 template <typename Map>
 void SortAll(Map& map)
@@ -76,9 +92,11 @@ OrbFilter::~OrbFilter() = default;
 
 CString OrbFilter::StripToRoot(const wchar_t* path)
 {
-    if (const std::wstring_view text = path ? path : L""; IsPlainDrivePath(text))
-        return CString(text.substr(0, 3)).MakeLower();
-    return PathRoot(path).MakeLower();
+    return AtBoundary(L"OrbFilter::StripToRoot", CString(), [&]() -> CString {
+        if (const std::wstring_view text = path ? path : L""; IsPlainDrivePath(text))
+            return CString(text.substr(0, 3)).MakeLower();
+        return PathRoot(path).MakeLower();
+    });
 }
 
 template <typename Map>
@@ -98,36 +116,45 @@ RuleSet& OrbFilter::RulesForPath(RuleMap& map, std::wstring_view path)
 
 bool OrbFilter::AddSingleFilter(const FilterPtr& rule, bool sort)
 {
-    RuleSet& rules = RulesForPath(m_driveRules, rule->path.View());
-    if (!m_includeRoots.empty() && rule->incEx == WatcherEnum::Include && !(rule->flags & RuleFlags::DedupCandidate)) {
-        const CString root = WithBackslash(StripToRoot(rule->path));
-        // A whole-drive include also speaks for each folder of the list on that drive.
-        if (EqualNoCase(rule->path.View(), root.View()))
-            for (const CString& folder : m_includeRoots)
-                if (BeginsNoCase(folder.View(), root.View())) {
-                    auto copy = std::make_shared<Filter>(*rule);
-                    copy->path = folder;
-                    rules.Edit().push_back(std::move(copy));
-                }
-    }
-    rules.Edit().push_back(rule);
-    if (sort)
-        rules.Sort();
-    return true;
+    return AtBoundary(L"OrbFilter::AddSingleFilter", false, [&]() -> bool {
+        // All that can fail comes before the rule is in.
+        FilterList added;
+        if (!m_includeRoots.empty() && rule->incEx == WatcherEnum::Include &&
+            !(rule->flags & RuleFlags::DedupCandidate)) {
+            const CString root = WithBackslash(StripToRoot(rule->path));
+            // A whole-drive include also speaks for each folder of the list on that drive.
+            if (EqualNoCase(rule->path.View(), root.View()))
+                for (const CString& folder : m_includeRoots)
+                    if (BeginsNoCase(folder.View(), root.View())) {
+                        auto copy = std::make_shared<Filter>(*rule);
+                        copy->path = folder;
+                        added.push_back(std::move(copy));
+                    }
+        }
+        added.push_back(rule);
+        Append(RulesForPath(m_driveRules, rule->path.View()), added, sort);
+        return true;
+    });
 }
 
 bool OrbFilter::AddAdvancedFilter(const FilterPtr& rule, bool sort)
 {
-    const bool everywhere = EqualNoCase(rule->path.View(), AllPaths);
-    RuleSet& rules = m_advancedRules[everywhere ? CString(AllPaths) : StripToRoot(rule->path)];
-    rules.Edit().push_back(rule);
-    if (sort)
-        rules.Sort();
-    return true;
+    return AtBoundary(L"OrbFilter::AddAdvancedFilter", false, [&]() -> bool {
+        const bool everywhere = EqualNoCase(rule->path.View(), AllPaths);
+        RuleSet& rules = m_advancedRules[everywhere ? CString(AllPaths) : StripToRoot(rule->path)];
+        Append(rules, {rule}, sort);
+        return true;
+    });
 }
 
-void OrbFilter::Sort() { SortAll(m_driveRules); }
-void OrbFilter::SortAdvancedFilters() { SortAll(m_advancedRules); }
+void OrbFilter::Sort()
+{
+    AtBoundary(L"OrbFilter::Sort", [&] { SortAll(m_driveRules); });
+}
+void OrbFilter::SortAdvancedFilters()
+{
+    AtBoundary(L"OrbFilter::SortAdvancedFilters", [&] { SortAll(m_advancedRules); });
+}
 
 bool OrbFilter::UpdateFilterProfileIDs(__int64 oldId, __int64 newId)
 {
@@ -140,23 +167,23 @@ bool OrbFilter::UpdateFilterProfileIDs(__int64 oldId, __int64 newId)
 
 bool OrbFilter::MoveDriveRules(const wchar_t* from, const wchar_t* to)
 {
-    const CString oldRoot = StripToRoot(from);
-    const CString newRoot = StripToRoot(to);
-    const auto found = m_driveRules.find(oldRoot);
-    if (found == m_driveRules.end() || oldRoot == newRoot)
-        return false;
-    // Somebody may hold the rules as they are: the moved ones are new.
-    FilterList moved;
-    for (const FilterPtr& rule : found->second.Rules()) {
-        auto copy = std::make_shared<Filter>(*rule);
-        ChangeRoot(copy->path.MakeLower(), oldRoot, newRoot);
-        moved.push_back(std::move(copy));
-    }
-    m_driveRules.erase(found);
-    RuleSet& target = m_driveRules[newRoot];
-    target.Edit().insert(target.Rules().end(), moved.begin(), moved.end());
-    target.Sort();
-    return true;
+    return AtBoundary(L"OrbFilter::MoveDriveRules", false, [&]() -> bool {
+        const CString oldRoot = StripToRoot(from);
+        const CString newRoot = StripToRoot(to);
+        const auto found = m_driveRules.find(oldRoot);
+        if (found == m_driveRules.end() || oldRoot == newRoot)
+            return false;
+        // Somebody may hold the rules as they are: the moved ones are new.
+        FilterList moved;
+        for (const FilterPtr& rule : found->second.Rules()) {
+            auto copy = std::make_shared<Filter>(*rule);
+            ChangeRoot(copy->path.MakeLower(), oldRoot, newRoot);
+            moved.push_back(std::move(copy));
+        }
+        Append(m_driveRules[newRoot], moved, true);
+        m_driveRules.erase(found);
+        return true;
+    });
 }
 
 void OrbFilter::ClearAll()
@@ -167,8 +194,10 @@ void OrbFilter::ClearAll()
 
 void OrbFilter::PrepareToReplace(const OrbFilter& held)
 {
-    m_includeRoots = held.m_includeRoots;
-    m_backupFolder = held.m_backupFolder;
+    AtBoundary(L"OrbFilter::PrepareToReplace", [&] {
+        m_includeRoots = held.m_includeRoots;
+        m_backupFolder = held.m_backupFolder;
+    });
 }
 
 void OrbFilter::TakeRulesFrom(OrbFilter& other)

@@ -74,9 +74,9 @@ TEST_F(Connection, EventsWithoutABlockAreNoServiceAndTheBlockIsNotLeftBehind)
 TEST_F(Connection, TheObjectsHaveTheNamesOfTheInstallation)
 {
     EXPECT_TRUE(service->names.block.View().starts_with(L"Global\\mutexs::OVERLAY_MEMMAP_"));
-    EXPECT_TRUE(service->names.request.View().starts_with(L"mutexs::OVERLAY_REQUEST_MUTEX_"));
-    EXPECT_TRUE(service->names.response.View().starts_with(L"mutexs::OVERLAY_RESPONSE_MUTEX_"));
-    EXPECT_TRUE(service->names.token.View().starts_with(L"mutexs::OVERLAY_TOKEN_MUTEX_"));
+    EXPECT_TRUE(service->names.request.View().starts_with(L"Global\\mutexs::OVERLAY_REQUEST_MUTEX_"));
+    EXPECT_TRUE(service->names.response.View().starts_with(L"Global\\mutexs::OVERLAY_RESPONSE_MUTEX_"));
+    EXPECT_TRUE(service->names.token.View().starts_with(L"Global\\mutexs::OVERLAY_TOKEN_MUTEX_"));
 }
 
 TEST_F(Connection, ASetRequestPutsPathAndStatusIntoTheBlockAndGivesTheTurnBack)
