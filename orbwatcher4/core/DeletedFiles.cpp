@@ -8,6 +8,7 @@
 #include "support/Backslash.h"
 #include "support/Impersonation.h"
 #include "support/SystemPath.h"
+#include "support/WithoutThreadToken.h"
 
 #include <shlobj.h>
 #include <shlwapi.h>
@@ -239,6 +240,7 @@ void DeletedFiles::QueueReturned()
 
 void DeletedFiles::Export()
 {
+    const WithoutThreadToken asProcess;
     if (!GetMainSettings().IsOnline() && m.destBackupFolderDB.IsEmpty()) {
         g_OrbLog.Log(L"There is no destination to export the deletions to");
         return;

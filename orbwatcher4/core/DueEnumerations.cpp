@@ -77,8 +77,7 @@ void DueEnumerations::NoticeUncleanEnd()
     g_OrbLog.WriteLog(1, L"OrbWatcher", __LINE__, L"The last run did not end in an orderly way");
     ForgetLastCheck();
     if (MakeFull())
-        for (const CString& mark : left)
-            DeleteFileW(mark);
+        RunningMark::Forget(left);
 }
 
 void DueEnumerations::EndRun(bool pendingKept)

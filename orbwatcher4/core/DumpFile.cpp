@@ -3,6 +3,7 @@
 #include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/core/DumpLines.h"
 #include "support/OwnerAccess.h"
+#include "support/WithoutThreadToken.h"
 
 CString DumpFilePath()
 {
@@ -12,9 +13,32 @@ CString DumpFilePath()
     return path += L"watcher_dump.bin";
 }
 
+namespace
+{
+
+// The dump is the product's: the process opens it, whoever the thread acts for.
+FileHandle OpenDump(const CString& path, DWORD access, SECURITY_ATTRIBUTES* attributes, DWORD disposition)
+{
+    const WithoutThreadToken asProcess;
+    return FileHandle(CreateFileW(path, access, 0, attributes, disposition, FILE_ATTRIBUTE_NORMAL, nullptr));
+}
+
+} // namespace
+
+bool DumpExists()
+{
+    const WithoutThreadToken asProcess;
+    return GetFileAttributesW(DumpFilePath()) != INVALID_FILE_ATTRIBUTES;
+}
+
+void RemoveDump()
+{
+    const WithoutThreadToken asProcess;
+    DeleteFileW(DumpFilePath());
+}
+
 DumpWriter::DumpWriter(const CString& path, FileWriter& writer)
-    : m_file(
-          CreateFileW(path, GENERIC_WRITE, 0, OwnerAccess().Attributes(), OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr)),
+    : m_file(OpenDump(path, GENERIC_WRITE, OwnerAccess().Attributes(), OPEN_ALWAYS)),
       m_writer(writer)
 {
     if (IsOpen() && !SetFilePointerEx(m_file.Get(), {}, &m_end, FILE_END))
@@ -42,7 +66,7 @@ bool DumpWriter::Flush() { return m_writer.Flush(m_file.Get()); }
 DumpRead ReadDump(const CString& path, const std::function<bool()>& stop,
                   const std::function<void(const CString&)>& line)
 {
-    const FileHandle file(CreateFileW(path, GENERIC_READ, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    const FileHandle file = OpenDump(path, GENERIC_READ, nullptr, OPEN_EXISTING);
     if (!file)
         return DumpRead::Broken;
     DumpLines lines;

@@ -13,6 +13,8 @@
 
 // Where it lies: in the data folder.
 CString DumpFilePath();
+bool DumpExists();
+void RemoveDump();
 
 class DumpWriter
 {

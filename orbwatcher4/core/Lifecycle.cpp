@@ -2,6 +2,7 @@
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/core/Completes.h"
 #include "orbwatcher4/core/WatcherState.h"
+#include "support/WithoutThreadToken.h"
 
 #include <algorithm>
 
@@ -50,6 +51,7 @@ void COrbWatcher::QueueRootsToWatch()
 
 bool COrbWatcher::ReloadRules(const wchar_t* advancedOfSecondary)
 {
+    const WithoutThreadToken asProcess; // the service has named the files
     const ObjectLock primary(m->locks, &m->filter);
     const ObjectLock secondary(m->locks, &m->secondaryFilter);
     m->filter.SetOverlayCache(m->overlay ? &m->overlayCache : nullptr);

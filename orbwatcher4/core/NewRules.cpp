@@ -6,6 +6,7 @@
 #include "orbwatcher4/core/SelectionMerge.h"
 #include "orbwatcher4/core/WatcherState.h"
 #include "support/Impersonation.h"
+#include "support/WithoutThreadToken.h"
 
 #include <shlwapi.h>
 
@@ -43,6 +44,7 @@ AddQueueItemResult COrbWatcher::TakeAndQueueRules(const wchar_t* xmlPath, bool d
 
 COrbWatcher::TakenRules COrbWatcher::TakeNewRules(const wchar_t* xmlPath)
 {
+    const WithoutThreadToken asProcess; // the service has named the files
     const ObjectLock lock(m->locks, &m->filter);
     TakenRules taken;
     FilterList loaded;

@@ -33,11 +33,10 @@ void COrbWatcher::ReplayPending()
 
 void COrbWatcher::ReplayDump()
 {
-    const CString path = DumpFilePath();
-    if (GetFileAttributesW(path) == INVALID_FILE_ATTRIBUTES)
+    if (!DumpExists())
         return;
     const auto stop = [this] { return m->stop.IsSet(); };
-    switch (ReadDump(path, stop, [this](const CString& line) { ReplayLine(line); })) {
+    switch (ReadDump(DumpFilePath(), stop, [this](const CString& line) { ReplayLine(line); })) {
     case DumpRead::Broken:
         return;
     case DumpRead::LinesPassedOver:
@@ -46,7 +45,7 @@ void COrbWatcher::ReplayDump()
     case DumpRead::Whole:
         break;
     }
-    DeleteFileW(path);
+    RemoveDump();
 }
 
 // The dump knows no kinds: a path that is gone was, or has become, a deletion.

@@ -2,6 +2,7 @@
 
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/DataFolder.h"
+#include "support/WithoutThreadToken.h"
 
 #include <atomic>
 
@@ -22,6 +23,7 @@ bool IsHeldOpen(const CString& path)
 
 void RunningMark::Set()
 {
+    const WithoutThreadToken asProcess; // the marks are the product's
     const CSingleLock lock(m_section);
     if (m_file)
         return;
@@ -38,6 +40,7 @@ void RunningMark::Set()
 
 std::vector<CString> RunningMark::FindLeft()
 {
+    const WithoutThreadToken asProcess;
     const CString folder = DataFolder::Path() + L"\\";
     std::vector<CString> left;
     WIN32_FIND_DATAW data;
@@ -54,8 +57,16 @@ void RunningMark::Leave()
     m_file.Reset();
 }
 
+void RunningMark::Forget(const std::vector<CString>& left)
+{
+    const WithoutThreadToken asProcess;
+    for (const CString& mark : left)
+        DeleteFileW(mark);
+}
+
 void RunningMark::Clear()
 {
+    const WithoutThreadToken asProcess;
     const CSingleLock lock(m_section);
     if (!m_file)
         return;

@@ -21,6 +21,8 @@ public:
     void Set();
     // The marks of earlier runs that did not take theirs back.
     static std::vector<CString> FindLeft();
+    // Removes marks that FindLeft has found.
+    static void Forget(const std::vector<CString>& left);
     // The orderly end.
     void Clear();
     // The end of a run that the next start must make up for: the mark stays, and nobody holds it any more.

@@ -1,5 +1,8 @@
 // Whose rights the watcher works with: the user's files are the user's to reach.
 #include "tests/orbwatcher4/LoopFixture.h"
+#include "tests/support/ImportedCall.h"
+
+#include <atomic>
 
 namespace
 {
@@ -45,6 +48,8 @@ protected:
         Handler().OnFileRemoved(path);
     }
 
+    HANDLE Token() const { return m_user.Get(); }
+
     int told = 0;
     bool actedForUser = false;
 
@@ -61,6 +66,62 @@ TEST_F(UserAccount, DeletionsAreLookedForWithTheRightsOfTheUser)
     WaitForSingleObject(State().deletedFilesThread.Get(), 20000);
     EXPECT_EQ(told, 1);
     EXPECT_TRUE(actedForUser);
+}
+
+// How often files of the data folder were opened or deleted, and how often for the user.
+class OwnFileCalls
+{
+public:
+    explicit OwnFileCalls(const CString& folder)
+    {
+        s_folder = folder.GetString();
+        s_calls = s_forUser = 0;
+    }
+    int Calls() const { return s_calls; }
+    int ForUser() const { return s_forUser; }
+
+private:
+    static void Count(const wchar_t* path)
+    {
+        if (!std::wstring_view(path).starts_with(s_folder))
+            return;
+        ++s_calls;
+        s_forUser += ActsForSomebody() ? 1 : 0;
+    }
+    static HANDLE WINAPI Create(const wchar_t* path, DWORD access, DWORD share, SECURITY_ATTRIBUTES* attributes,
+                                DWORD disposition, DWORD flags, HANDLE likeThis)
+    {
+        Count(path);
+        return s_create(path, access, share, attributes, disposition, flags, likeThis);
+    }
+    static BOOL WINAPI Delete(const wchar_t* path)
+    {
+        Count(path);
+        return s_delete(path);
+    }
+
+    static inline const auto s_create = SystemFunction<decltype(CreateFileW)>("CreateFileW");
+    static inline const auto s_delete = SystemFunction<decltype(DeleteFileW)>("DeleteFileW");
+    static inline std::wstring s_folder;
+    static inline std::atomic<int> s_calls{0}, s_forUser{0};
+    const ImportedCall m_createCall{nullptr, "CreateFileW", &Create};
+    const ImportedCall m_deleteCall{nullptr, "DeleteFileW", &Delete};
+};
+
+TEST_F(UserAccount, TheOwnFilesOfTheProductAreUsedWithTheRightsOfTheProcess)
+{
+    const CString path = Write(L"a.txt");
+    const OwnFileCalls own(folder.Path(L"data"));
+    Handler().OnFileAdded(path);
+    ASSERT_TRUE(ImpersonateLoggedOnUser(Token()));
+    State().due.BeginRun();
+    watcher.DeInit(); // writes the dump
+    watcher.SetDataXmlPath(folder.Path(L"data.xml"));
+    watcher.Resume(); // reads and deletes it
+    RevertToSelf();
+    EXPECT_TRUE(Pending(path));
+    EXPECT_GE(own.Calls(), 5);
+    EXPECT_EQ(own.ForUser(), 0);
 }
 
 TEST_F(UserAccount, AnOperationGivesItsCallerTheOwnRightsBack)
