@@ -2,6 +2,8 @@
 
 #include "xml/MarkupParser.h"
 
+#include <algorithm>
+
 void CMarkup::Document::Cursor::MoveTo(std::uint32_t element)
 {
     current = element;
@@ -75,7 +77,9 @@ void CMarkup::Document::Flatten()
 bool CMarkup::Document::HasName(std::uint32_t element, std::wstring_view name) const
 {
     const std::wstring_view found = Head(index[element]).substr(1);
-    return found.starts_with(name) && (found.size() == name.size() || EndsTagName(found[name.size()]));
+    // A name that a tag's name cannot hold would be found in what follows the name.
+    return found.starts_with(name) && (found.size() == name.size() || EndsTagName(found[name.size()])) &&
+           std::none_of(name.begin(), name.end(), EndsTagName);
 }
 
 const AttributeTable& CMarkup::Document::AttributesOf(std::uint32_t element)

@@ -216,4 +216,16 @@ TEST(MarkupNavigation, SampleWithEveryUnitReplacedIsReadWithoutHarm)
         }
 }
 
+TEST(MarkupNavigation, WhatIsNoNameNamesNoElement)
+{
+    CMarkup document;
+    ASSERT_TRUE(document.SetDoc(L"<r><a b=\"1\"/><a/></r>"));
+    ASSERT_TRUE(document.FindElement(L"r") && document.EnterElement());
+    for (const wchar_t* name : {L"a b", L"a b=\"1\"", L"a ", L"a/", L""}) {
+        document.ResetPosition();
+        ASSERT_TRUE(document.FindElement(L"r") && document.EnterElement());
+        EXPECT_FALSE(document.FindElement(name)) << CString(name).GetLength();
+    }
+}
+
 } // namespace
