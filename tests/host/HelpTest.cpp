@@ -59,12 +59,32 @@ TEST_F(Help, TheProgramAndEachCommandShowAnExampleAndTheirExitCodes)
 
 TEST_F(Help, EachRecordThatACommandPrintsIsNamedInItsHelp)
 {
-    const std::vector<std::string> lines = LinesOf({L"init", L"--help"});
-    HostProcess host({L"init", Path(L"sample"), L"--json"});
-    ASSERT_EQ(host.Finish(), 0);
-    const std::string type = host.Records().at(0).at("type");
-    EXPECT_TRUE(std::any_of(lines.begin(), lines.end(),
-                            [&](const std::string& line) { return line.starts_with("  " + type + " "); }));
+    Write(L"a.txt", "x");
+    WriteSelection(TreeItem());
+    const std::wstring data = Path(L"selection.xml"), rules = WriteSelection(L"new.xml", TreeItem());
+    const std::vector<Arguments> commands{
+        {L"init", Path(L"sample")},
+        {L"doctor", L"--data", data, L"--index", index},
+        {L"estimate", L"--data", data},
+        {L"explain", L"--data", data, InTree(L"a.txt")},
+        {L"enumerate", L"--data", data, L"--index", index},
+        {L"watch", L"--data", data, L"--index", index, L"--enumerate", L"--until-quiet", L"1"},
+        {L"watch", L"--data", data, L"--index", index, L"--collect", L"--enumerate", L"--until-quiet", L"1"},
+        {L"export", L"--data", data, L"--index", index, L"--to", Path(L"list.xml")},
+        {L"add", L"--data", data, L"--index", index, L"--rules", rules},
+    };
+    for (const Arguments& command : commands) {
+        const std::vector<std::string> lines = LinesOf({command.front(), L"--help"});
+        HostProcess host(Joined({command.front(), L"--json"}, Arguments(command.begin() + 1, command.end())));
+        host.Finish();
+        EXPECT_FALSE(host.Records().empty()) << Utf8(command.front());
+        for (const Json& record : host.Records()) {
+            const std::string named = "  " + record.at("type").get<std::string>() + " ";
+            EXPECT_TRUE(std::any_of(lines.begin(), lines.end(),
+                                    [&](const std::string& line) { return line.starts_with(named); }))
+                << Utf8(command.front()) << record.dump();
+        }
+    }
 }
 
 } // namespace

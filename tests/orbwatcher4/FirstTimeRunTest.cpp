@@ -2,9 +2,31 @@
 #include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/filter/Junctions.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
+#include "tests/support/ImportedCall.h"
+
+#include <atomic>
 
 namespace
 {
+
+// How often a folder is read, as long as it lives.
+class CountedSearches
+{
+public:
+    CountedSearches() { s_ofFolders = 0; }
+    static inline std::atomic<int> s_ofFolders{0};
+
+private:
+    static HANDLE WINAPI Search(const wchar_t* pattern, FINDEX_INFO_LEVELS level, void* data, FINDEX_SEARCH_OPS search,
+                                void* filter, DWORD flags)
+    {
+        s_ofFolders += std::wstring_view(pattern).ends_with(L"*") ? 1 : 0;
+        return s_original(pattern, level, data, search, filter, flags);
+    }
+
+    static inline const auto s_original = SystemFunction<decltype(FindFirstFileExW)>("FindFirstFileExW");
+    const ImportedCall m_call{nullptr, "FindFirstFileExW", &Search};
+};
 
 class FirstTimeRun : public WatcherFixture
 {
@@ -33,14 +55,18 @@ TEST_F(FirstTimeRun, ReportsEveryFileAndFolderOfTheSelectionOnce)
     EXPECT_EQ(watcher.IsEnableFirstTime(), 1);
 }
 
-TEST_F(FirstTimeRun, OfADriveWithSingleFilesOnlyReportsThose)
+TEST_F(FirstTimeRun, OfADriveWithSingleFilesOnlyReportsThoseOnceAndReadsNoFolder)
 {
     const CString path = Write(L"a.txt");
     Write(L"b.txt");
     Select(FileItem(path));
+    const CountedSearches searches;
     Run();
     EXPECT_TRUE(Pending(path));
     EXPECT_EQ(watcher.GetTotalFilesInMem(), 1);
+    const EnumerationProgress progress = watcher.GetEnumerationProgress();
+    EXPECT_EQ(progress.files, 1u);
+    EXPECT_EQ(CountedSearches::s_ofFolders, 0);
 }
 
 TEST_F(FirstTimeRun, IsRefusedWhileOneIsGoingOn)
@@ -138,6 +164,26 @@ TEST_F(FirstTimeRun, IsMadeDueAgainWhereAnotherProcessHasNotedOneSinceThen)
     ASSERT_TRUE(State().due.MakeFull());
     GetServiceRunSettings().Load();
     EXPECT_EQ(GetServiceRunSettings().GetValue(L"Backup::FirstTimeRunTime", -1), 0);
+}
+
+TEST_F(FirstTimeRun, OfADisasterRecoveryWatcherGoesByTheMapOfItsOwn)
+{
+    const CString gone = InTree(L"gone.txt"), there = Write(L"there.txt");
+    RecordWithTime(gone, 1);
+    RecordWithTime(there, 1);
+    COrbWatcher recovery(true);
+    recovery.Init();
+    recovery.UpdateThreadsPriority(CPUSpeedFull);
+    recovery.SetIndexDB(folder.Path(L"index.db"));
+    recovery.SetDataXmlPath(WriteRules(L"data.xml", TreeItem()));
+    ASSERT_TRUE(recovery.LoadSelection());
+    CIndexDB::m_mapDeletePtr[there] = 1; // another watcher's
+    ASSERT_EQ(recovery.StartFirstTimeRun(0), 1);
+    WatcherAccess::EndRuns(recovery);
+    EXPECT_TRUE(log.Has(L"Removing deleted file from DR backup: " + std::wstring(gone)));
+    EXPECT_EQ(CIndexDB::m_mapDeletePtr.size(), 1u);
+    EXPECT_TRUE(CIndexDB::m_mapDeleteDRPtr.empty());
+    CIndexDB::m_mapDeletePtr.clear();
 }
 
 TEST_F(FirstTimeRun, ReportsTheSelectedFolderItselfAsRemoved)

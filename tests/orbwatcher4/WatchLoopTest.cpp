@@ -241,15 +241,22 @@ TEST_F(Passes, ARunThatNeverCompletedIsStartedInTheFirstPassAndAgainEveryThirtyM
     GetServiceRunSettings().Save();
     SelectTree();
     Start();
+    const CString file = Write(L"a.txt");
     PassAfter(1);
     EXPECT_EQ(log.Count(L"First time Complete = 0"), 1);
     EXPECT_EQ(log.Count(TimeRuleMessage), 1);
     EXPECT_EQ(State().firstTimeHidden, 0);
     WatcherAccess::EndRuns(watcher);
+    EXPECT_TRUE(Pending(file));
+    watcher.ClearNotifications();
     PassAfter(30 * 60 - 1); // 29 whole minutes
     EXPECT_EQ(log.Count(TimeRuleMessage), 1);
+    WatcherAccess::EndRuns(watcher);
+    EXPECT_FALSE(Pending(file));
     PassAfter(1);
     EXPECT_EQ(log.Count(TimeRuleMessage), 2);
+    WatcherAccess::EndRuns(watcher);
+    EXPECT_TRUE(Pending(file));
 }
 
 TEST_F(Passes, ACompletedRunIsRepeatedHiddenAfterTwentyFourWholeHoursByDefault)
