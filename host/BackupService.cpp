@@ -17,6 +17,12 @@ bool IsStillDeleted(const DeletionRecord& record)
     return CIndexDB::GetCachedData(record.id, datum) && (datum.flags & CachedDatum::NoDeleteRecord);
 }
 
+bool IsGone(const std::wstring& path)
+{
+    return GetFileAttributesW(path.c_str()) == INVALID_FILE_ATTRIBUTES &&
+           (GetLastError() == ERROR_FILE_NOT_FOUND || GetLastError() == ERROR_PATH_NOT_FOUND);
+}
+
 std::wstring DumpPath()
 {
     return std::wstring(GetMainSettings().GetDataFolderPath().GetString()) + L"\\watcher_dump.bin";
@@ -92,7 +98,8 @@ void BackupService::Give(const QueueDatum& datum)
     ++m_handedOut;
     // What could not be read could not be copied either: it stays new, and is backed up again rather than never.
     if (datum.modificationTime < 0) {
-        m_unreadable.insert(datum.path);
+        if (m_unreadable.insert(datum.path).second)
+            m_retryPause = 0;
         m_writer.Note(L"cannot be read now; it stays new for the next enumeration", datum.path);
         return;
     }
@@ -116,9 +123,10 @@ bool BackupService::RetryUnreadable(bool now)
         return false;
     m_retryPause = std::min(m_retryPause * 2, LongestRetryPause);
     m_retryAt = Seconds() + m_retryPause;
+    std::erase_if(m_unreadable, IsGone);
     for (const std::wstring& path : m_unreadable)
         m_watcher.AddSingleNotification(path.c_str());
-    return true;
+    return !m_unreadable.empty();
 }
 
 void BackupService::Record(const QueueDatum& datum)

@@ -9,8 +9,11 @@
 /// as it was, and what could not be taken in makes a full enumeration due. Failures
 /// of the system are logged and the work goes on with what is left.
 ///
-/// The user's files are looked at with the rights of SetUserToken's user, on every
-/// thread; a caller's thread has its own rights back when an operation returns.
+/// The watcher's own threads, and the operations that take in or hand out files,
+/// look at the user's files with the rights of SetUserToken's user; a caller's
+/// thread has its own rights back when an operation returns. Several watchers of one
+/// process with different users share one thread for changes: it acts for the user
+/// of the watch that began last.
 #pragma once
 
 #include "mfc/CString.h"
@@ -100,7 +103,7 @@ public:
     void Init();
     /// Replays what the last run left pending in "watcher_dump.bin" in the data folder. The index's cache should be
     /// loaded: without it nobody knows whether what is gone was backed up, and a full enumeration becomes due. The
-    /// dump is kept as long as no selection has been read.
+    /// dump is kept until a selection has been read, and replayed then.
     void Resume();
     /// Loads the selection and starts watching. Always 1; WaitUntilReady tells when all roots are read. A selection
     /// that cannot be read is tried again, after a minute at the latest; until then nothing that is due is used up.
@@ -113,7 +116,7 @@ public:
     bool IsPendingKept() const;
     /// Loads the selection into both filters as StartWatch does; a running watcher then watches its new drives,
     /// and those that the rules name no more no longer. False when there is no selection, or a file of it could not be
-    /// loaded; the rules that are held stay then.
+    /// loaded: the rules that this file had brought stay then.
     bool LoadSelection();
     /// True when the watcher runs and has tried to watch every drive of the selection; false after the time.
     bool WaitUntilReady(DWORD milliseconds);
@@ -244,7 +247,8 @@ public:
     /// Appends the letters of the selection's drives. Always true.
     bool GetWatchedDrives(CString& out);
     /// Told on the watch thread, with no lock held, when a root is enumerated again, and why ("lostChanges",
-    /// "driveReturned", "watchedAgain", "newDrive"). It may call the watcher. Before watching.
+    /// "driveReturned", "watchedAgain", "newDrive"). It may call the watcher, but for what waits for that thread:
+    /// StartWatch, AbortWatching, DeInit and UpdateDrive. Before watching.
     void SetRescanListener(std::function<void(const CString& root, const char* reason)> listener);
 
     // --- Plugin table, merging and export. ---
@@ -315,6 +319,7 @@ private:
         FilterList accepted;
     };
     TakenRules TakeNewRules(const wchar_t* xmlPath);
+    void AcceptRules(const FilterList& loaded, FilterList& accepted);
     AddQueueItemResult TakeAndQueueRules(const wchar_t* xmlPath, bool deleteWhenDone,
                                          std::vector<ExcludedInfo>* excluded, int mergeOnly);
     void ExportPending(const wchar_t* path, int most, int& count);
@@ -328,6 +333,7 @@ private:
     bool JudgeVanished(const CString& path);
     bool IsUnknown(const CString& path);
     void FillDeleteMap(const CString& root);
+    void ReplayWaitingDump();
     void ReplayPending();
     void ReplayDump();
     void ReplayLine(const CString& line);

@@ -102,7 +102,7 @@ public:
     bool Put(const NotificationPtr& notification)
     {
         const ObjectLock lock(m.locks, &m.store);
-        if (m_look->WasReported() && IsDeletion(m.store.Find(m_path)))
+        if (m_look->WasReported() && IsDeletion(m.store.Find(m_path)) && m.IsGone(m_path))
             return false;
         m.store.Put(m_path, notification);
         return true;

@@ -71,13 +71,21 @@ void COrbWatcher::TrimDeleteMap()
         m->due.MakeFull();
 }
 
+// Only below the roots of this watcher's selection: others share the map, and a letter that the rules name no more may
+// hold any volume.
 void COrbWatcher::ReportAllVanished()
 {
+    DriveList selected;
+    {
+        const ObjectLock lock(m->locks, &m->filter);
+        selected = m->filter.GenerateDriveList();
+    }
     const CSingleLock lock(SectionOf(m->useDrDeleteMap));
     Roots roots;
-    // What was judged goes. The next enumeration fills the map anew.
+    // What was judged goes. The next enumeration of its root fills the map anew.
     std::erase_if(MapOf(m->useDrDeleteMap), [&](const auto& entry) {
-        return !m->stop.IsSet() && roots.IsReachable(entry.first) && JudgeVanished(entry.first);
+        return !m->stop.IsSet() && selected.contains(OrbFilter::StripToRoot(entry.first)) &&
+               roots.IsReachable(entry.first) && JudgeVanished(entry.first);
     });
     for (const CString& root : roots.Unreachable()) {
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"What disappeared from %s is looked for when it can be reached",
@@ -86,7 +94,7 @@ void COrbWatcher::ReportAllVanished()
     }
 }
 
-// Gone, and still selected: what the index holds of it is to be deleted. False when nothing could be found out.
+// What the index holds of a path that is gone is to be deleted. False when nothing could be found out.
 bool COrbWatcher::JudgeVanished(const CString& path)
 {
     CString asked = path;
@@ -106,6 +114,9 @@ bool COrbWatcher::JudgeVanished(const CString& path)
                  path.GetString());
     m->due.Found(path);
     m->changeHandler.OnFileRemoved(path);
+    // The removal has replaced what may have been reported of a file that has just come back.
+    if (!m->IsGone(path))
+        m->changeHandler.ProcessChangedFile(path, false, false);
     return true;
 }
 

@@ -40,8 +40,10 @@ void COrbWatcher::SetDeletionListener(std::function<void(const DeletionRecord&)>
 void DeletedFiles::Process()
 {
     CollectVanished();
-    if (m_entries.empty())
+    if (m_entries.empty()) {
+        m.deletionsWait = false;
         return;
+    }
     // Reset at the end: whatever makes this return early passes, and the deletions are processed again then.
     m.deletionsWait = true;
     if (!IsCacheLoaded() || !OpenIndex())
@@ -185,6 +187,7 @@ std::optional<std::vector<std::uint64_t>> DeletedFiles::IdsOf(const CString& pat
 // During a backup the records join its job.
 bool DeletedFiles::Write()
 {
+    const WithoutThreadToken asProcess; // the maker of the backup's mutex need not have let the user in
     // Nobody else can begin a job from here on: what is the last one now stays it until the records are in it.
     const bool begun = m_index.BeginBatch() && m_index.GetLastJobData(m_lastJob);
     const bool newJob = !COrbWatcher::IsBackupRunning();

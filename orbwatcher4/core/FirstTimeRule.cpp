@@ -19,16 +19,19 @@ constexpr std::int64_t SecondsPerHour = 3600;
 void WatchLoop::RescanDueRoots()
 {
     const CSingleLock drives(m.driveListLock);
-    for (const CString& root : m.due.ReadyRescans(m_now))
-        if (const auto rescan = m.due.DueRescan(root); rescan && IsPresent(root))
+    for (const CString& root : m.due.ReadyRescans(m_now)) {
+        if (!m.drives.contains(root))
+            m.due.Take(root); // the rules name it no more
+        else if (const auto rescan = m.due.DueRescan(root); rescan && IsPresent(root))
             RunSingleDrive(root, rescan->reason);
+    }
 }
 
 // Absent drives, letters that hold another volume, and drives that are about to go are rescanned on return.
 bool WatchLoop::IsPresent(const CString& root) const
 {
     const auto drive = m.drives.find(root);
-    return drive == m.drives.end() || (drive->second.volumeMatches && drive->second.removed != 1);
+    return drive != m.drives.end() && drive->second.volumeMatches && drive->second.removed != 1;
 }
 
 // Returns false when no run could begin, above all while one over the same root goes on: the rescan stays due.

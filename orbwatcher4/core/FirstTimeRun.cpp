@@ -6,7 +6,9 @@
 #include "orbwatcher4/core/FileFindData.h"
 #include "orbwatcher4/core/WatcherState.h"
 #include "orbwatcher4/filter/WalkObserver.h"
+#include "support/Backslash.h"
 #include "support/Impersonation.h"
+#include "support/WithoutThreadToken.h"
 
 #include <limits>
 #include <optional>
@@ -211,7 +213,10 @@ void COrbWatcher::EnumerateAllDrives()
             continue;
         }
         FillDeleteMap(root);
-        if (FirstRun(root))
+        const bool whole = FirstRun(root);
+        if (!m->stop.IsSet() && !MayBeWalked(root))
+            LeaveDriveOut(root); // it went, or its volume did, in the middle
+        if (whole)
             continue;
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Error enumerating all files on disk, possible exception.");
         m->due.ReportLeftOut(root, m->clock->Seconds());
@@ -229,6 +234,7 @@ void COrbWatcher::SignalFirstTimeCompletion()
 {
     if (m->completionEvent.IsEmpty())
         return;
+    const WithoutThreadToken asProcess; // the service need not have let the user in
     const KernelHandle event(OpenEventW(EVENT_ALL_ACCESS, FALSE, m->completionEvent));
     if (event)
         SetEvent(event.Get());
@@ -275,9 +281,16 @@ unsigned __stdcall COrbWatcher::_FirstRunSingleDrive(void* driveAndWatcher)
     ImpersonateUser(self.m->userToken);
     bool whole = false;
     const auto look = [&] {
+        if (!self.MayBeWalked(run->root)) {
+            self.LeaveDriveOut(run->root);
+            whole = true;
+            return;
+        }
         self.FillDeleteMap(run->root);
         if (!self.FirstRun(run->root))
             return;
+        if (!self.m->stop.IsSet() && !self.MayBeWalked(run->root))
+            self.LeaveDriveOut(run->root); // it went, or its volume did, in the middle
         if (!self.m->stop.IsSet())
             self.TrimDeleteMap();
         whole = true;
@@ -366,8 +379,10 @@ PathOutcome COrbWatcher::TakeFound(const wchar_t* path, std::optional<DWORD> lis
     if (!pending || pending->kind == NotificationKind::Deleted)
         outcome = m->changeHandler.ProcessChangedFile(path, false, false, listed);
     // A walk names what has vanished since it was listed, and rules name files that may not be there at all.
-    if (IsInDeleteMap(path) && (outcome == PathOutcome::Unchanged || !m->IsGone(path)))
+    if (IsInDeleteMap(path) && (outcome == PathOutcome::Unchanged || !m->IsGone(path))) {
+        m->due.Found(WithoutBackslash(path));
         RemoveFromDeleteMap(path);
+    }
     if (outcome == PathOutcome::Unreadable)
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"%s cannot be looked at", path);
     return outcome;

@@ -11,6 +11,7 @@
 #include "support/Hashes.h"
 #include "support/SystemPath.h"
 #include "support/Wildcard.h"
+#include "support/WithoutThreadToken.h"
 
 #include <shlwapi.h>
 
@@ -216,8 +217,13 @@ HandOut::Verdict HandOut::Offer(const NotificationStore::Entry& entry)
 // Asked for when it matters, and once.
 bool HandOut::IsBackupRunning()
 {
-    if (!m_backupRunning)
-        m_backupRunning = COrbWatcher::IsBackupRunning() != 0;
+    if (m_backupRunning)
+        return *m_backupRunning;
+    // The maker of the mutex need not have let the user in.
+    std::optional<WithoutThreadToken> asProcess;
+    if (m.userToken)
+        asProcess.emplace();
+    m_backupRunning = COrbWatcher::IsBackupRunning() != 0;
     return *m_backupRunning;
 }
 

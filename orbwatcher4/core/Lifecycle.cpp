@@ -45,8 +45,6 @@ void COrbWatcher::QueueRootsToWatch()
     const ObjectLock lock(m->locks, &m->filter);
     for (const auto& [root, drive] : m->filter.GenerateDriveList())
         RequestDrive(root);
-    const CSingleLock pending(m->pendingDrivesLock);
-    m->drivesChanged = true; // also for the roots that the rules name no more
 }
 
 bool COrbWatcher::ReloadRules(const wchar_t* advancedOfSecondary)
@@ -55,13 +53,21 @@ bool COrbWatcher::ReloadRules(const wchar_t* advancedOfSecondary)
     const ObjectLock primary(m->locks, &m->filter);
     const ObjectLock secondary(m->locks, &m->secondaryFilter);
     m->filter.SetOverlayCache(m->overlay ? &m->overlayCache : nullptr);
-    const bool first = Reload(m->filter, m->dataXmlPath, m->dataXmlPath2, m->advancedFiltersPath);
+    if (m->watching.IsSet()) {
+        // Before anything that may fail: the watch thread then goes by whatever rules there are.
+        const CSingleLock pending(m->pendingDrivesLock);
+        m->drivesChanged = true;
+    }
+    // Without a file the rules that were added stay.
+    const bool first =
+        !m->dataXmlPath.IsEmpty() && Reload(m->filter, m->dataXmlPath, m->dataXmlPath2, m->advancedFiltersPath);
     const bool second = Reload(m->secondaryFilter, m->secondaryXmlPath, m->secondaryXmlPath2, advancedOfSecondary);
     m->filter.SetSecondaryFilter(&m->secondaryFilter);
     m->volumes.Follow(m->filter.GenerateDriveList());
-    const bool loaded = first && second && !m->dataXmlPath.IsEmpty();
-    m->selectionLoaded = m->selectionLoaded || loaded;
-    return loaded;
+    // The rules of the data file may be there although another file is missing or malformed.
+    if (first || (!m->dataXmlPath.IsEmpty() && m->filter.HasRules()))
+        m->selectionLoaded = true;
+    return first && second;
 }
 
 int COrbWatcher::StartWatch()

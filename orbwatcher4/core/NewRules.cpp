@@ -14,7 +14,7 @@ AddQueueItemResult COrbWatcher::AddNewQueueItem(const wchar_t* xmlPath, bool del
                                                 std::vector<ExcludedInfo>* excluded, int mergeOnly)
 {
     const COrbFuncLog guard(L"COrbWatcher::AddNewQueueItem");
-    const ActingForUser user(m->userToken);
+    const CallerTokenScope token;
     m->due.BeginRun();
     if (!xmlPath || !PathFileExistsW(xmlPath))
         return RulesNotLoaded;
@@ -32,6 +32,7 @@ AddQueueItemResult COrbWatcher::TakeAndQueueRules(const wchar_t* xmlPath, bool d
     const TakenRules taken = TakeNewRules(xmlPath);
     AddQueueItemResult result = taken.loaded ? RulesQueued : RulesNotLoaded;
     if (!mergeOnly) {
+        const ActingForUser user(m->userToken);
         // With the filter free: a walk may take long, and so may the overlay service.
         if (QueueAcceptedRules(taken.accepted, excluded))
             result = ExclusionsFound;
@@ -51,20 +52,24 @@ COrbWatcher::TakenRules COrbWatcher::TakeNewRules(const wchar_t* xmlPath)
     taken.loaded = m->filter.LoadXmlFilter(xmlPath, false, &loaded, false, true);
     if (!taken.loaded)
         return taken;
-    for (const FilterPtr& rule : loaded)
-        if (m->filter.CheckRuleNoConflict(rule)) {
-            m->filter.AddSingleFilter(rule, false);
-            taken.accepted.push_back(rule);
-        } else {
-            g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"A rule contradicts the selection and is left out: %s",
-                              rule->path.GetString());
-        }
-    // Rules that did not get into the selection file would be gone at the next start: they are not taken at all.
-    if (!m->dataXmlPath.IsEmpty() && !SelectionMerge::MergeIntoFile(m->dataXmlPath, taken.accepted)) {
-        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"New rules are refused, they cannot be merged into %s",
-                          m->dataXmlPath.GetString());
+    const auto takeBack = [&] {
         for (const FilterPtr& rule : taken.accepted)
             m->filter.RemoveSingleFilter(rule, false, false);
+        m->filter.Sort();
+    };
+    bool merged = false;
+    try {
+        AcceptRules(loaded, taken.accepted);
+        merged = m->dataXmlPath.IsEmpty() || SelectionMerge::MergeIntoFile(m->dataXmlPath, taken.accepted);
+    } catch (...) {
+        Completes(L"Taking new rules back", takeBack);
+        throw;
+    }
+    // Rules that did not get into the selection file would be gone at the next start: they are not taken at all.
+    if (!merged) {
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"New rules are refused, they cannot be merged into %s",
+                          m->dataXmlPath.GetString());
+        takeBack();
         return {false, false, {}};
     }
     // In order also when nothing is queued: checks rely on it.
@@ -73,14 +78,30 @@ COrbWatcher::TakenRules COrbWatcher::TakeNewRules(const wchar_t* xmlPath)
     return taken;
 }
 
+void COrbWatcher::AcceptRules(const FilterList& loaded, FilterList& accepted)
+{
+    accepted.reserve(loaded.size());
+    for (const FilterPtr& rule : loaded)
+        if (m->filter.CheckRuleNoConflict(rule)) {
+            m->filter.AddSingleFilter(rule, false);
+            accepted.push_back(rule);
+        } else {
+            g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"A rule contradicts the selection and is left out: %s",
+                              rule->path.GetString());
+        }
+}
+
 // True when there are exclusions that the caller must see.
 bool COrbWatcher::QueueAcceptedRules(const FilterList& accepted, std::vector<ExcludedInfo>* excluded)
 {
     bool exclusionsMet = false;
+    // The drives first: what a walk that fails leaves out is found by the enumeration that is then due.
+    for (const FilterPtr& rule : accepted)
+        if (rule->incEx == WatcherEnum::Include)
+            RequestDrive(rule->path);
     for (const FilterPtr& rule : accepted) {
         if (rule->incEx == WatcherEnum::Include) {
             m->changeHandler.ProcessChangedFile(rule->path, true, false);
-            RequestDrive(rule->path);
         } else if (rule->mask.IsEmpty()) {
             exclusionsMet = true;
             if (excluded)

@@ -7,6 +7,7 @@
 #include "support/CaseFold.h"
 #include "support/Hashes.h"
 #include "support/SystemPath.h"
+#include "support/WithoutThreadToken.h"
 
 #include <shlwapi.h>
 
@@ -47,6 +48,7 @@ bool IsSkipped(const CString& path, const std::set<unsigned __int64>& masks)
 
 KernelHandle OpenAbortEvent()
 {
+    const WithoutThreadToken asProcess; // the service need not have let the user in
     return KernelHandle(
         OpenEventW(EVENT_ALL_ACCESS, FALSE, GetMainSettings().GetMainSettingsMutex(L"mutex::GUID_ABORT_EXCLUDE")));
 }

@@ -7,6 +7,7 @@
 #include "support/Hashes.h"
 #include "support/Impersonation.h"
 #include "support/Wildcard.h"
+#include "support/WithoutThreadToken.h"
 
 #include <shlwapi.h>
 
@@ -57,6 +58,7 @@ void COrbWatcher::SignalInstantRunEvent()
     HANDLE event = nullptr;
     // The handle is left open: the event then outlives whoever made it, and no wake-up is lost with it.
     Completes(L"SignalInstantRunEvent", [&] {
+        const WithoutThreadToken asProcess; // the service need not have let the user in
         event = OpenEventW(EVENT_ALL_ACCESS, FALSE,
                            GetMainSettings().GetMainSettingsMutex(L"mutexs::GUID_ONLINE_INSTANT_RUN"));
     });

@@ -17,6 +17,12 @@ void COrbWatcher::Resume()
     Completes(L"The replay of the dump", [this] { ReplayPending(); });
 }
 
+void COrbWatcher::ReplayWaitingDump()
+{
+    if (m->dumpWaits.exchange(false))
+        Completes(L"The replay of the dump", [this] { ReplayPending(); });
+}
+
 void COrbWatcher::ReplayPending()
 {
     // The replay asks both filters with the store held, so that they are entered first. Without the selection paths
@@ -25,6 +31,7 @@ void COrbWatcher::ReplayPending()
     const ObjectLock secondary(m->locks, &m->secondaryFilter);
     if (!m->selectionLoaded && !ReloadRules()) {
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"The dump waits until the selection can be read");
+        m->dumpWaits = true;
         return;
     }
     const ObjectLock store(m->locks, &m->store);

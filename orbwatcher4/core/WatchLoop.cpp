@@ -92,8 +92,20 @@ void WatchLoop::Impersonate()
 void WatchLoop::LoadDriveList()
 {
     const CSingleLock drives(m.driveListLock);
-    const ObjectLock lock(m.locks, &m.filter);
-    m.drives = m.filter.GenerateDriveList();
+    m.drives = ReadDriveList();
+}
+
+// The rules know the volumes as they were when the rules were loaded; what counts is what is there now.
+DriveList WatchLoop::ReadDriveList() const
+{
+    DriveList drives;
+    {
+        const ObjectLock lock(m.locks, &m.filter);
+        drives = m.filter.GenerateDriveList();
+    }
+    for (auto& [root, drive] : drives)
+        drive.volumeMatches = IsReachable(RootOf(root)) && !IsOtherVolume(root, drive);
+    return drives;
 }
 
 void WatchLoop::TakeOverRescans()
@@ -175,7 +187,7 @@ void WatchLoop::NoteUnwatchedRoots()
         m.due.MakeFull();
 }
 
-// No pass begins them any more. A drive that is away is rescanned when it returns, by whichever run sees it.
+// No pass begins them any more. A rescan of a drive that is away is begun when it returns, by whichever run sees it.
 void WatchLoop::HandOverRescans()
 {
     bool handedOver = false;
@@ -190,11 +202,14 @@ void WatchLoop::HandOverRescans()
 // Nothing is watched, and nothing that is due is used up, by rules that were never read.
 void WatchLoop::LoadMissingSelection()
 {
-    if (m.selectionLoaded || !m_loading.IsDue(m_now))
+    if (m.selectionLoaded || m.dataXmlPath.IsEmpty() || !m_loading.IsDue(m_now))
         return;
     m_loading.NoteAttempt(m_now);
-    if (m_watcher.LoadSelection())
-        m_watcher.FillPluginTable();
+    m_watcher.LoadSelection();
+    if (!m.selectionLoaded)
+        return;
+    m_watcher.FillPluginTable();
+    m_watcher.ReplayWaitingDump();
 }
 
 // New rules have named drives. The roots are copied: the engine's start waits, which nobody may do inside
@@ -204,14 +219,17 @@ void WatchLoop::WatchNewRoots()
     if (!m.drivesChanged)
         return;
     const CSingleLock drives(m.driveListLock);
+    // Roots that the rules name no more go, too. What changes from here on is for the next pass.
+    m.drivesChanged = false;
+    if (!Completes(L"Reading the drives", [this] { RegenerateDrives(); })) {
+        m.drivesChanged = true;
+        return;
+    }
     std::set<CString> roots;
     {
         const CSingleLock pending(m.pendingDrivesLock);
         roots.swap(m.driveChanges);
-        m.drivesChanged = false;
     }
-    // Roots that the rules name no more go, too.
-    RegenerateDrives();
     while (!roots.empty()) {
         auto root = roots.extract(roots.begin());
         if (Completes(L"Watching a new root", [&] { WatchNewRoot(root.value()); }))
@@ -236,13 +254,13 @@ void WatchLoop::WatchNewRoot(const CString& root)
 // What is known of a drive stays with its root, as long as the rules expect the same volume there.
 void WatchLoop::RegenerateDrives()
 {
-    const ObjectLock lock(m.locks, &m.filter);
-    DriveList fresh = m.filter.GenerateDriveList();
+    DriveList fresh = ReadDriveList();
     for (auto& [root, drive] : fresh) {
         const auto known = m.drives.find(root);
         if (known == m.drives.end())
             continue;
         drive.removed = known->second.removed;
+        // A return is noticed by the pass that follows the drive.
         if (drive.serial == known->second.serial)
             drive.volumeMatches = known->second.volumeMatches;
     }

@@ -51,6 +51,7 @@ private:
 
     void Impersonate();
     void LoadDriveList();
+    DriveList ReadDriveList() const;
     void TakeOverRescans();
     void WatchSelectedDrives();
     void LoadMissingSelection();

@@ -106,6 +106,7 @@ struct WatcherState {
     // A selection was read, whole; nothing is judged by rules before. Once true it stays so until DeInit: a reload
     // that fails leaves the rules that are held.
     std::atomic<bool> selectionLoaded{false};
+    std::atomic<bool> dumpWaits{false}; // Resume has left it for a selection that can be read
 
     const Clock* clock = &SystemClock();
     FileWriter* writer;
@@ -114,7 +115,7 @@ struct WatcherState {
     bool IsGone(const CString& path) const;
 };
 
-// The calling thread acts for the user, with a null token for its process, until it gets back the token that it came
+// The calling thread acts for the user, until it gets back the token that it came
 // with.
 class ActingForUser
 {

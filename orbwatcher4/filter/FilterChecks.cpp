@@ -70,7 +70,8 @@ bool OrbFilter::MaySelectBelow(const wchar_t* folder) const
             return false;
         const RuleSet* const rules = RulesOfPath(m_driveRules, path.View());
         const RuleSet* const advanced = RulesOfPath(m_advancedRules, path.View());
-        return rules && Decisions::MaySelectBelow(*rules, advanced ? *advanced : RuleSet(), path.View());
+        static const RuleSet none;
+        return rules && Decisions::MaySelectBelow(*rules, advanced ? *advanced : none, path.View());
     });
 }
 
