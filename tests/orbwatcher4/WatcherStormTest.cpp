@@ -104,10 +104,10 @@ protected:
     unsigned Number(unsigned below) { return static_cast<unsigned>(m_random() % below); }
     fs::path Folder()
     {
-        static const wchar_t* const names[] = {L"tree",      L"tree",    L"tree",   L"masked", L"masked",
-                                               L"elsewhere", L"toggled", L"added0", L"added1"};
+        static const wchar_t* const names[] = {L"tree",   L"tree",      L"masked",  L"masked", L"masked",
+                                               L"masked", L"elsewhere", L"toggled", L"added0", L"added1"};
         const unsigned which = Number(12);
-        fs::path path = which < 9 ? fs::path(InTemp(names[which])) : fs::path(L"R:\\docs");
+        fs::path path = which < std::size(names) ? fs::path(InTemp(names[which])) : fs::path(L"R:\\docs");
         for (unsigned depth = Number(3); depth > 0; --depth)
             path /= L"d" + std::to_wstring(Number(3));
         return path;
@@ -115,7 +115,7 @@ protected:
     fs::path File()
     {
         const unsigned number = Number(6);
-        return Folder() / (L"f" + std::to_wstring(number) + (number < 4 ? L".txt" : L".doc"));
+        return Folder() / (L"f" + std::to_wstring(number) + (number < 2 ? L".txt" : L".doc"));
     }
     static bool Exists(const fs::path& path) { return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES; }
     // Something is told only of a root that is watched; now and then it is lost.
