@@ -9,7 +9,7 @@
 namespace
 {
 
-// How often a folder is read, as long as it lives.
+// Counts how often a folder is read, as long as it lives.
 class CountedSearches
 {
 public:

@@ -58,7 +58,7 @@ TEST_F(HandOuts, ARecordHoldsWhatTheDiskAndTheRulesSay)
     EXPECT_FALSE(Next(datum));
 }
 
-// Nobody may look at one file by its path, as when a program holds it for itself alone.
+// Refuses every look at one file by its path, as when a program holds it for itself alone.
 class UnseenFile
 {
 public:

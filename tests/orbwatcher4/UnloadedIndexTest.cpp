@@ -1,4 +1,4 @@
-// Without the cache of the index nobody knows what is indexed: whatever depends on it waits.
+// An index whose cache is not loaded: the watcher does not know what is indexed, and waits with what depends on it.
 #include "companions/settings/OrbSettings.h"
 #include "tests/orbwatcher4/LoopFixture.h"
 

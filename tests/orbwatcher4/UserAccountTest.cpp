@@ -1,4 +1,4 @@
-// Whose rights the watcher works with: the user's files are the user's to reach.
+// The watcher looks at the user's files with the user's rights, and at its own with those of the process.
 #include "tests/orbwatcher4/LoopFixture.h"
 #include "tests/support/ImportedCall.h"
 
@@ -68,7 +68,7 @@ TEST_F(UserAccount, DeletionsAreLookedForWithTheRightsOfTheUser)
     EXPECT_TRUE(actedForUser);
 }
 
-// How often files of the data folder were opened or deleted, and how often for the user.
+// Counts how often files of the data folder were opened or deleted, and how often for the user.
 class OwnFileCalls
 {
 public:

@@ -230,7 +230,7 @@ protected:
                                     isFolder ? CachedDatum::Folder : 0u, 0}));
         }
     }
-    // What has returned may have been recorded anew by now.
+    // An item that has returned may have been recorded anew by now.
     void ForgetDeleted()
     {
         for (const CString& path : std::exchange(m_deleted, {})) {
@@ -279,7 +279,7 @@ protected:
     void PutVolume(Volume volume)
     {
         m_held.clear();
-        // A swap that nobody notices while a file is judged is no drive's: the watch thread is between two passes.
+        // The system tells of a drive that goes; a swap between two looks at one file would tell nothing.
         WatcherAccess::EndRuns(watcher);
         EXPECT_TRUE(DetachDrive('r'));
         PassAfter(1);
@@ -288,7 +288,7 @@ protected:
         if (volume != Volume::Away) {
             EXPECT_TRUE(AttachDrive('r', (volume == Volume::Own ? m_own : m_other).c_str()));
         }
-        // Somebody has changed it elsewhere.
+        // The volume was changed on another machine.
         std::ofstream(fs::path(m_own) / L"docs" / L"f0.txt", std::ios::app) << ++m_changes;
         PassAfter(1);
     }

@@ -115,7 +115,7 @@ private:
         fs::resize_file(path, size / 2, m_ignored);
         return !m_ignored;
     }
-    // Nobody else may read the file for a while.
+    // Keeps the file from all readers for a while.
     static bool AppendAlone(const fs::path& path, const std::string& bytes)
     {
         const FileHandle file(CreateFileW(path.c_str(), FILE_APPEND_DATA | SYNCHRONIZE, 0, nullptr, OPEN_EXISTING,

@@ -1,4 +1,4 @@
-// What a storm's watches have told, compared with the disk and the index when it is
+// Compares what a storm's watches have told with the disk and the index when it is
 // quiet. It knows the selection by itself: folders that are selected with all that is
 // in them, folders of which one ending is selected, folders that are not, and an ending that is not selected in the
 // first folder.
