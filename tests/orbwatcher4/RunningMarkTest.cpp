@@ -75,6 +75,18 @@ TEST_F(UncleanEnd, IsNoticedByAReplayOfTheDumpToo)
     EXPECT_TRUE(IsEnumerationDue());
 }
 
+TEST_F(UncleanEnd, ThatAnEnumerationNoticesItselfIsMadeUpForByThatOne)
+{
+    ASSERT_TRUE(watcher.LoadSelection());
+    watcher.UpdateThreadsPriority(CPUSpeedFull);
+    EndInDisorder();
+    ASSERT_EQ(watcher.StartFirstTimeRun(0), 1);
+    WatcherAccess::EndRuns(watcher);
+    EXPECT_TRUE(IsEnumerationDue());
+    watcher.NoteFirstTimeRunCompleted();
+    EXPECT_FALSE(IsEnumerationDue());
+}
+
 TEST_F(UncleanEnd, IsToldAgainUntilTheEnumerationIsNotedAsDue)
 {
     EndInDisorder();

@@ -87,6 +87,42 @@ TEST_F(UnreadSelection, ThatWasNeverNamedLeavesTheDumpWhereItIs)
     EXPECT_TRUE(Pending(InTree(L"a.txt")));
 }
 
+TEST_F(UnreadSelection, LetsTheDumpBeReplayedOnceItIsRead)
+{
+    const CString dumped = Write(L"a.txt");
+    WriteDump(dumped);
+    BreakSelection();
+    watcher.Resume();
+    EXPECT_TRUE(DumpExists());
+    Start();
+    MendSelection();
+    PassAfter(60);
+    EXPECT_TRUE(Pending(dumped));
+    EXPECT_FALSE(DumpExists());
+}
+
+TEST_F(UnreadSelection, WithoutAFileLeavesTheRulesThatWereAdded)
+{
+    const CString rule = WriteRules(L"new.xml", TreeItem());
+    ASSERT_EQ(watcher.AddNewQueueItem(rule, false, nullptr, 1), RulesQueued);
+    Start();
+    PassAfter(1);
+    PassAfter(60);
+    EXPECT_EQ(watcher.Explain(InTree(L"a.txt")).decision, Included);
+}
+
+TEST_F(UnreadSelection, CountsAsReadThoughAnotherFileOfItIsMalformed)
+{
+    folder.WriteBytes(L"second.xml", "<Data><Item");
+    watcher.SetDataXmlPath(WriteRules(L"data.xml", TreeItem()));
+    watcher.SetSecondaryXMLFile(folder.Path(L"second.xml"), nullptr);
+    EXPECT_FALSE(watcher.LoadSelection());
+    const CString file = Write(L"a.txt");
+    watcher.UpdateThreadsPriority(CPUSpeedFull);
+    Enumerate();
+    EXPECT_TRUE(Pending(file));
+}
+
 TEST_F(UnreadSelection, LeavesTheDumpWhereItIsThoughARuleWasAdded)
 {
     const CString dumped = Write(L"a.txt");

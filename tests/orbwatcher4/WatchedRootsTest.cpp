@@ -87,6 +87,33 @@ TEST_F(WatchedRoots, ARootThatAReloadDropsIsNotWatchedAnyMore)
     EXPECT_TRUE(Watches(L"c:\\"));
 }
 
+TEST_F(WatchedRoots, ARootOfWhichAReloadExpectsAnotherVolumeIsNotWatchedAnyMore)
+{
+    Select(DriveRule(L"G:\\docs"));
+    WatchLoop& loop = Start();
+    ASSERT_TRUE(WatcherAccess::IsWatching(loop, L"g:\\"));
+    State().watching.SetEvent();
+    Select(DriveRule(L"G:\\docs", L"286335522")); // not that of G:
+    PassAfter(1);
+    State().watching.ResetEvent();
+    EXPECT_FALSE(WatcherAccess::IsWatching(loop, L"g:\\"));
+}
+
+TEST_F(WatchedRoots, ARescanOfARootThatTheRulesNameNoMoreIsDropped)
+{
+    Attach('r', L"here", 0x11112222);
+    Select(TreeItem() + DriveRule(L"R:\\docs"));
+    Start();
+    Handler().OnReadChangesError(ERROR_NOTIFY_ENUM_DIR, L"r:\\");
+    State().watching.SetEvent();
+    SelectTree();
+    for (int pass = 0; pass < 3; ++pass)
+        PassAfter(6);
+    State().watching.ResetEvent();
+    EXPECT_TRUE(rescans.empty());
+    EXPECT_FALSE(State().due.DueRescan(L"r:\\"));
+}
+
 TEST_F(WatchedRoots, ARootWhoseRulesWentToAnotherLetterIsNotWatchedAnyMore)
 {
     Attach('r', L"here", 0x11112222);
