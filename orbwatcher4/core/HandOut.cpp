@@ -184,7 +184,8 @@ HandOut::Verdict HandOut::Offer(const NotificationStore::Entry& entry)
     // A drive that is away takes no pending file with it.
     if (!attributes && IsReachable(path))
         attributes = ListedAttributes(path);
-    if (!attributes)
+    // What another volume has under the path is not what was reported.
+    if (!attributes || m.volumes.IsOther(path))
         return Verdict::Keep;
     Reset(m_out);
     if (m_online)

@@ -90,6 +90,19 @@ TEST_F(DrivesNow, AnotherVolumeThatCameAfterTheRulesWereLoadedIsNotWalked)
     EXPECT_TRUE(SaidThatGWasSkipped());
 }
 
+TEST_F(DrivesNow, APendingFileIsNotHandedOutFromAnotherVolume)
+{
+    SelectOnG();
+    Enumerate();
+    ASSERT_TRUE(FileIsPending());
+    {
+        const OtherVolumeUnderG other;
+        EXPECT_TRUE(Drain().empty());
+        EXPECT_TRUE(FileIsPending());
+    }
+    EXPECT_FALSE(Drain().empty());
+}
+
 TEST_F(DrivesNow, ADriveThatIsBeingRemovedIsNotWalked)
 {
     SelectOnG();
