@@ -25,6 +25,8 @@ bool IsSystemJunction(DWORD attributes)
     return (attributes & all) == all;
 }
 
+bool IsNotThere(DWORD error) { return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND; }
+
 } // namespace
 
 DirectoryWalk::DirectoryWalk(OrbFilter& filter, ScanDisk& disk, SmartScanCaller* caller, const WalkOptions& options)
@@ -116,7 +118,10 @@ bool DirectoryWalk::ReadFolder(const CString& folder, bool withSubFolders)
     if (error) {
         g_OrbLog.WriteLog(2, L"OrbFilter", __LINE__, L"The folder %s could not be read to its end: %d",
                           folder.GetString(), error);
-        PassOver(folder, error == ERROR_PATH_NOT_FOUND ? PathOutcome::Missing : PathOutcome::Unreadable);
+        // A folder that goes while it is read fails in many ways.
+        const bool gone = error == ERROR_PATH_NOT_FOUND ||
+                          (m_disk.Attributes(folder) == INVALID_FILE_ATTRIBUTES && IsNotThere(GetLastError()));
+        PassOver(folder, gone ? PathOutcome::Missing : PathOutcome::Unreadable);
     }
     if (goOn && !error && !withSubFolders)
         JunctionAccess::AddFilesReported(m_filter, folder);
