@@ -344,7 +344,8 @@ TEST_F(ScanRun, FilesMayVanishMeanwhile)
     scanner.AddProfile(0);
     EXPECT_LE(Total(), 200u);
     EXPECT_EQ(Total(), scanner.GetScanProgress().files);
-    // A folder that is still there when its reading fails, and gone a moment later, cannot be told from an unreadable one.
+    // A folder that is still there when its reading fails, and gone a moment later, cannot be told from an unreadable
+    // one.
     for (const auto& [path, why] : PassedOver())
         EXPECT_TRUE(why == PathOutcome::Missing || why == PathOutcome::Unreadable) << Narrow(path);
 }
