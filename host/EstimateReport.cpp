@@ -3,7 +3,7 @@
 #include "host/Console.h"
 #include "host/PathSpelling.h"
 #include "host/RecordFields.h"
-#include "host/ShownText.h"
+#include "host/ShownPath.h"
 #include "host/report/ReportPage.h"
 
 #include <nlohmann/json.hpp>

@@ -1,7 +1,7 @@
 #include "host/ProgressLine.h"
 
 #include "host/Console.h"
-#include "host/ShownText.h"
+#include "support/HarmlessText.h"
 
 #include <io.h>
 
@@ -78,7 +78,8 @@ std::string WithFolder(const std::wstring& numbers, std::wstring folder, std::si
 
 std::string ProgressText(const EnumerationProgress& progress, double elapsed, std::size_t columns)
 {
-    return WithFolder(Numbers(progress.files, progress.folders, elapsed), ShownText(progress.folder.View()), columns);
+    return WithFolder(Numbers(progress.files, progress.folders, elapsed), HarmlessText(progress.folder.View()),
+                      columns);
 }
 
 std::string ProgressText(const ScanProgress& progress, double elapsed, std::size_t columns)
@@ -86,6 +87,6 @@ std::string ProgressText(const ScanProgress& progress, double elapsed, std::size
     const std::wstring drives = L"drives " + std::to_wstring(progress.drivesDone) + L"/" +
                                 std::to_wstring(progress.drives) + L", " +
                                 std::to_wstring(static_cast<unsigned __int64>(elapsed)) + L" s, ";
-    return WithFolder(drives + Numbers(progress.files, progress.folders, elapsed), ShownText(progress.folder.View()),
+    return WithFolder(drives + Numbers(progress.files, progress.folders, elapsed), HarmlessText(progress.folder.View()),
                       columns);
 }

@@ -1,7 +1,8 @@
 #include "host/RecordFields.h"
 
 #include "host/Console.h"
-#include "host/ShownText.h"
+#include "host/ShownPath.h"
+#include "support/HarmlessText.h"
 
 #include <nlohmann/json.hpp>
 
@@ -139,7 +140,7 @@ std::string RuleLine(const PathExplanation::Rule& entry, bool deciding)
     line += rule.type ? "folder " : "file ";
     line += ToUtf8(ShownPath(rule.path.View()));
     if (!rule.mask.IsEmpty())
-        line += (rule.isregex ? "  matching " : "  ending in ") + ToUtf8(ShownText(rule.mask.View()));
+        line += (rule.isregex ? "  matching " : "  ending in ") + ToUtf8(HarmlessText(rule.mask.View()));
     if (rule.includeSub)
         line += "  with sub-folders";
     return line + "  (" + NameOf(entry.source) + ")\n";
@@ -189,7 +190,7 @@ std::string RecordFields::PendingLine(const QueueDatum& datum)
     if (!(datum.flags & QueueFlags::Directory))
         line += "  " + std::to_string(datum.size) + " bytes";
     if (datum.firstText[0])
-        line += "  [" + ToUtf8(ShownText(datum.firstText)) + "]";
+        line += "  [" + ToUtf8(HarmlessText(datum.firstText)) + "]";
     return line + "\n";
 }
 

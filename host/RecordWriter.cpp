@@ -3,7 +3,8 @@
 #include "host/Console.h"
 #include "host/EstimateReport.h"
 #include "host/RecordFields.h"
-#include "host/ShownText.h"
+#include "host/ShownPath.h"
+#include "support/HarmlessText.h"
 
 #include <nlohmann/json.hpp>
 
@@ -23,7 +24,7 @@ std::wstring ShownEdit(const std::wstring& edit)
     for (const std::wstring_view word : {L"include ", L"exclude "})
         if (edit.starts_with(word))
             return std::wstring(word) + ShownPath(std::wstring_view(edit).substr(word.size()));
-    return ShownText(edit);
+    return HarmlessText(edit);
 }
 
 } // namespace
@@ -55,7 +56,7 @@ void RecordWriter::WriteJson(Stream& to, const char* type, const Json& fields)
 {
     Json object = {{"type", type}, {"seq", ++to.seq}, {"time", RecordFields::Now()}};
     object.update(fields);
-    Print(to, object.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n");
+    Print(to, HarmlessJson(object.dump(-1, ' ', false, Json::error_handler_t::replace)) + "\n");
 }
 
 void RecordWriter::WriteRoots(const char* type, const std::vector<CString>& roots)
@@ -234,7 +235,7 @@ void RecordWriter::LeftOut(const Estimate::LeftOut& row)
             m_data, "leftOut",
             Json{{"files", row.total.files}, {"size", row.total.bytes}, {"rule", ToUtf8(rule(PathForm::AsItIs))}});
     else
-        PrintLine(RecordFields::SizeLine(row.total, L"left out: " + ShownText(rule(PathForm::ToBePasted))));
+        PrintLine(RecordFields::SizeLine(row.total, L"left out: " + HarmlessText(rule(PathForm::ToBePasted))));
 }
 
 void RecordWriter::Summary(const SizeTotal& total, std::uint64_t unreadable, int exitCode)
@@ -257,7 +258,7 @@ void RecordWriter::Finding(const Check& check)
         return;
     }
     const std::string path = check.path.empty() ? "" : ToUtf8(ShownPath(check.path)) + ": ";
-    PrintLine(state + std::string(9 - state.size(), ' ') + check.name + ": " + path + ToUtf8(ShownText(check.text)) +
+    PrintLine(state + std::string(9 - state.size(), ' ') + check.name + ": " + path + ToUtf8(HarmlessText(check.text)) +
               "\n");
 }
 
@@ -290,7 +291,7 @@ void RecordWriter::Note(const std::wstring& message, const std::wstring& path)
 void RecordWriter::Tell(const char* type, const std::wstring& message, const std::wstring& path)
 {
     if (!m_json) {
-        const std::string text = (path.empty() ? "" : ToUtf8(ShownPath(path)) + ": ") + ToUtf8(ShownText(message));
+        const std::string text = (path.empty() ? "" : ToUtf8(ShownPath(path)) + ": ") + ToUtf8(HarmlessText(message));
         const bool error = std::string_view(type) == "error";
         Print(m_errors, "orbwatch: " + (error ? m_errors.colours.Error(text) : m_errors.colours.Warning(text)) + "\n");
         return;

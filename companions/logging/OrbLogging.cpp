@@ -2,6 +2,7 @@
 
 #include "companions/logging/LogFile.h"
 #include "companions/settings/DataFolder.h"
+#include "support/HarmlessText.h"
 #include "support/RankedSection.h"
 
 #include <cstdarg>
@@ -30,16 +31,17 @@ std::wstring FormatText(const wchar_t* format, va_list arguments)
     return text;
 }
 
-// One entry is one line of the file, whatever a file name holds.
-std::string ToUtf8Line(const std::wstring& text)
+// One entry is one line of the file, harmless to a terminal that shows it, whatever a file name holds.
+std::string ToUtf8Line(std::wstring text)
 {
+    for (wchar_t& unit : text)
+        if (unit == L'\r' || unit == L'\n')
+            unit = L' ';
+    text = HarmlessText(text);
     const int units = static_cast<int>(text.size());
     const int bytes = WideCharToMultiByte(CP_UTF8, 0, text.data(), units, nullptr, 0, nullptr, nullptr);
     std::string line(static_cast<std::size_t>(bytes), '\0');
     WideCharToMultiByte(CP_UTF8, 0, text.data(), units, line.data(), bytes, nullptr, nullptr);
-    for (char& byte : line)
-        if (byte == '\r' || byte == '\n')
-            byte = ' ';
     return line;
 }
 

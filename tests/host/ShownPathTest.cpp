@@ -1,5 +1,6 @@
 // Names and paths as people see them.
-#include "host/ShownText.h"
+#include "host/ShownPath.h"
+#include "support/HarmlessText.h"
 #include "tests/host/HostTest.h"
 
 #include <shellapi.h>
@@ -7,14 +8,14 @@
 namespace
 {
 
-TEST(ShownTexts, APathThatNoShellTakesApartStaysAsItIs)
+TEST(ShownPathText, APathThatNoShellTakesApartStaysAsItIs)
 {
     for (const wchar_t* path :
          {L"C:\\docs\\letter.txt", L"\\\\server\\share\\a_b-c~1", L"C:\\Gr\u00FC\u00DFe\\\u65E5.txt"})
         EXPECT_EQ(ShownPath(path), path);
 }
 
-TEST(ShownTexts, APathWithBlanksOrSignsOfAShellIsQuoted)
+TEST(ShownPathText, APathWithBlanksOrSignsOfAShellIsQuoted)
 {
     EXPECT_EQ(ShownPath(L"C:\\a letter.txt"), L"\"C:\\a letter.txt\"");
     for (const wchar_t sign : std::wstring_view(L"&()[]{}^=;!'+,`$%@#<>|*? \u00A0\u3000\u2019"))
@@ -23,7 +24,7 @@ TEST(ShownTexts, APathWithBlanksOrSignsOfAShellIsQuoted)
     EXPECT_EQ(ShownPath(L""), L"\"\"");
 }
 
-TEST(ShownTexts, AQuotedPathIsReadBackAsItWas)
+TEST(ShownPathText, AQuotedPathIsReadBackAsItWas)
 {
     for (const wchar_t* path :
          {L"C:\\a folder\\", L"C:\\a b\\\\", L"/a \"quoted\" name", L"/ends in \\\"", L"C:\\x y"}) {
@@ -35,13 +36,13 @@ TEST(ShownTexts, AQuotedPathIsReadBackAsItWas)
     }
 }
 
-TEST(ShownTexts, WhatWouldBreakTheLineOrTheTerminalIsReplaced)
+TEST(HarmlessTexts, WhatWouldBreakTheLineOrTheTerminalIsReplaced)
 {
     for (const wchar_t unit :
          {L'\n', L'\r', L'\t', L'\x1b', L'\x7f', L'\x9b', L'\u2028', L'\u202e', L'\xd800', L'\xdfff'})
-        EXPECT_EQ(ShownText(std::wstring(L"a") + unit + L"b"), L"a\uFFFDb") << int(unit);
-    EXPECT_EQ(ShownText(L"\U0001F600"), L"\U0001F600");
-    EXPECT_EQ(ShownText(L"\xd83d"), L"\uFFFD");
+        EXPECT_EQ(HarmlessText(std::wstring(L"a") + unit + L"b"), L"a\uFFFDb") << int(unit);
+    EXPECT_EQ(HarmlessText(L"\U0001F600"), L"\U0001F600");
+    EXPECT_EQ(HarmlessText(L"\xd83d"), L"\uFFFD");
 }
 
 class ShownPaths : public HostTest

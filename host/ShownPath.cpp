@@ -1,23 +1,11 @@
-#include "host/ShownText.h"
+#include "host/ShownPath.h"
+
+#include "support/HarmlessText.h"
 
 #include <algorithm>
 
 namespace
 {
-
-constexpr wchar_t Replacement = 0xFFFD;
-
-bool IsHigh(wchar_t unit) { return unit >= 0xD800 && unit < 0xDC00; }
-bool IsLow(wchar_t unit) { return unit >= 0xDC00 && unit < 0xE000; }
-
-bool BreaksTheLine(wchar_t unit)
-{
-    const bool control = unit < 0x20 || (unit >= 0x7F && unit < 0xA0);
-    const bool separator = unit == 0x2028 || unit == 0x2029;
-    const bool direction =
-        unit == 0x200E || unit == 0x200F || (unit >= 0x202A && unit <= 0x202E) || (unit >= 0x2066 && unit <= 0x2069);
-    return control || separator || direction;
-}
 
 bool IsPlain(wchar_t unit)
 {
@@ -44,20 +32,9 @@ std::wstring Quoted(const std::wstring& text)
 
 } // namespace
 
-std::wstring ShownText(std::wstring_view text)
-{
-    std::wstring shown(text);
-    for (std::size_t i = 0; i < shown.size(); ++i)
-        if (IsHigh(shown[i]) && i + 1 < shown.size() && IsLow(shown[i + 1]))
-            ++i;
-        else if (IsHigh(shown[i]) || IsLow(shown[i]) || BreaksTheLine(shown[i]))
-            shown[i] = Replacement;
-    return shown;
-}
-
 std::wstring ShownPath(std::wstring_view path)
 {
-    std::wstring shown = ShownText(path);
+    std::wstring shown = HarmlessText(path);
     const bool plain = !shown.empty() && shown.front() != L'-' && shown.front() != L'~' &&
                        std::all_of(shown.begin(), shown.end(), IsPlain);
     return plain ? shown : Quoted(shown);
