@@ -42,4 +42,4 @@ void FreeDelayedEvent(DelayedEvent* event) noexcept;
 // Calls the handler, on the notifier's thread, and frees the event.
 void DispatchDelayedEvent(DelayedEvent* event);
 // Takes the event that a WM_DELAYED_EVENT carries in its lParam: dispatches it, or frees it when it names no handler.
-void ReceiveDelayedEvent(LPARAM event);
+void ReceiveDelayedEvent(LPARAM carried);

@@ -147,7 +147,7 @@ CDelayedNotificationThread::CDelayedNotificationThread()
 CDelayedNotificationThread::~CDelayedNotificationThread()
 {
     if (LeaveAsLast() && !IsInsideEvent())
-        WaitForEnd();
+        CDelayedNotificationThread::WaitForEnd();
 }
 
 void CDelayedNotificationThread::Leave() noexcept { LeaveAsLast(); }

@@ -73,7 +73,7 @@ HWND Use(Shared& shared)
 
 CDelayedNotificationWindow::CDelayedNotificationWindow() : m_window(Use(TheShared())) {}
 
-CDelayedNotificationWindow::~CDelayedNotificationWindow() { Leave(); }
+CDelayedNotificationWindow::~CDelayedNotificationWindow() { CDelayedNotificationWindow::Leave(); }
 
 void CDelayedNotificationWindow::Leave() noexcept
 {

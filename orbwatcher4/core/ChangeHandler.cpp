@@ -77,41 +77,46 @@ bool IsDeletion(const NotificationPtr& notification)
 class ChangeHandler::Judgement
 {
 public:
-    Judgement(WatcherState& state, const CString& path) : m(state), m_path(path)
+    Judgement(WatcherState& state, const CString& path) : Judgement(state, path, ObjectLock(state.locks, &state.store))
     {
-        const ObjectLock lock(m.locks, &m.store);
-        m_look.emplace(m.store, path);
     }
     ~Judgement()
     {
         const ObjectLock lock(m.locks, &m.store);
-        m_look.reset();
+        m_look.End();
     }
     Judgement(const Judgement&) = delete;
     Judgement& operator=(const Judgement&) = delete;
 
-    const NotificationPtr& Before() const { return m_look->Before(); }
+    const NotificationPtr& Before() const { return m_look.Before(); }
     // Drops what was pending.
     void Drop()
     {
         const ObjectLock lock(m.locks, &m.store);
-        if (!m_look->WasReported())
+        if (!m_look.WasReported())
             m.store.Erase(m_path);
     }
     // False when another thread has seen the path go: that is the later word.
     bool Put(const NotificationPtr& notification)
     {
         const ObjectLock lock(m.locks, &m.store);
-        if (m_look->WasReported() && IsDeletion(m.store.Find(m_path)) && m.IsGone(m_path))
+        if (m_look.WasReported() && IsDeletion(m.store.Find(m_path)) && m.IsGone(m_path))
             return false;
         m.store.Put(m_path, notification);
         return true;
     }
 
 private:
+    Judgement(WatcherState& state, const CString& path, const ObjectLock&)
+        : m(state),
+          m_path(path),
+          m_look(state.store, path)
+    {
+    }
+
     WatcherState& m;
     const CString& m_path;
-    std::optional<NotificationStore::Look> m_look; // made and destroyed with the store locked
+    NotificationStore::Look m_look;
 };
 
 // What is cut short is found again by looking.

@@ -66,8 +66,8 @@ private:
     std::optional<PathOutcome> IsDuplicateNotification(const CString& path);
     bool WasUploaded(const CString& path, std::uint64_t modificationTime);
     void DropPending(const CString& path);
-    PathOutcome Replace(const EventPath& path, bool expandDirectory);
-    PathOutcome QueueAdded(const EventPath& path, const Classified& classified, bool expandDirectory,
+    PathOutcome Replace(const EventPath& event, bool expandDirectory);
+    PathOutcome QueueAdded(const EventPath& event, const Classified& classified, bool expandDirectory,
                            std::optional<DWORD> listed, PathOutcome refusal);
     // With the store locked.
     void KeepDeletionOfChildren(const CString& path, const NotificationPtr& pending);

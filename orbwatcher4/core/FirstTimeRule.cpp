@@ -55,9 +55,9 @@ bool WatchLoop::RunSingleDrive(const CString& root, const char* reason)
 // With no lock held: the listener may call the watcher.
 void WatchLoop::Announce()
 {
-    for (const auto& [root, reason] : std::exchange(m_begun, {}))
+    for (const auto& begun : std::exchange(m_begun, {}))
         if (m.rescanListener)
-            Completes(L"The listener of rescans", [&] { m.rescanListener(root, reason); });
+            Completes(L"The listener of rescans", [&] { m.rescanListener(begun.first, begun.second); });
 }
 
 void WatchLoop::CheckFirstTimeRule()

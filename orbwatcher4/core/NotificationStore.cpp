@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <bit>
 #include <new>
+#include <utility>
 
 namespace
 {
@@ -56,7 +57,11 @@ NotificationStore::Look::Look(NotificationStore& store, const CString& path)
     store.m_looks.push_back(this);
 }
 
-NotificationStore::Look::~Look() { std::erase(m_store.m_looks, this); }
+void NotificationStore::Look::End() noexcept
+{
+    if (!std::exchange(m_ended, true))
+        std::erase(m_store.m_looks, this);
+}
 
 void NotificationStore::NoteReport(const CString& path) noexcept
 {

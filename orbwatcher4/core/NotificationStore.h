@@ -21,18 +21,20 @@ public:
     };
 
     // Says whether anything was reported for one path while its holder judged it with the store unlocked. The path
-    // must live as long as the object. Not copied, not moved; made and destroyed with the store locked.
+    // must live as long as the object. Not copied, not moved; begun and ended with the store locked.
     class Look
     {
     public:
         Look(NotificationStore& store, const CString& path);
-        ~Look();
+        ~Look() { End(); }
         Look(const Look&) = delete;
         Look& operator=(const Look&) = delete;
 
         // What was pending when the look began.
         const NotificationPtr& Before() const { return m_before; }
         bool WasReported() const { return m_reported; }
+        // Ends the look before its destructor does, which then needs no lock.
+        void End() noexcept;
 
     private:
         friend class NotificationStore;
@@ -41,6 +43,7 @@ public:
         const CString& m_path;
         const NotificationPtr m_before;
         bool m_reported = false;
+        bool m_ended = false;
     };
 
     NotificationPtr Find(const CString& path) const;
