@@ -112,6 +112,7 @@ class AFile final : public Decisions::AdvancedHost
 public:
     std::uint32_t Attributes(const wchar_t*) override { return 0x20; }
     void RegexSkipped(Unknown, const wchar_t*) override { throw std::runtime_error("an expression was skipped"); }
+    void RegexSwitchedOff(const Filter&, int) override {}
     void TreatedAsIncluded() override {}
     void EndingsMissed(const wchar_t*, bool) override {}
 };

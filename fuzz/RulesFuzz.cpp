@@ -44,6 +44,7 @@ public:
         return text.ends_with(L'\\') ? 0x10 : text.find(L'?') != text.npos ? 0xFFFFFFFF : 0x20;
     }
     void RegexSkipped(Unknown, const wchar_t*) override {}
+    void RegexSwitchedOff(const Filter&, int) override {}
     void TreatedAsIncluded() override {}
     void EndingsMissed(const wchar_t*, bool) override {}
 };

@@ -31,6 +31,7 @@
 #include <atomic>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string_view>
 #include <vector>
 
@@ -74,6 +75,27 @@ struct ItemCounters {
     std::uint64_t reserved[7] = {};      ///< 0
     std::atomic<std::uint64_t> begin{0}; ///< address of the first entry
     std::atomic<std::uint64_t> end{0};   ///< address behind the last one
+};
+
+/// Rules by root, as StripToRoot gives it.
+using RuleMap = std::map<CString, RuleSet, RootBefore>;
+
+/// The advanced rules of a filter as they were when the filter was asked for them. Any thread, no lock: an expression
+/// may take long, and nobody needs to wait for it. Copies share the rules.
+class ORBWATCHER4_API AdvancedRules
+{
+public:
+    /// No rule.
+    AdvancedRules() = default;
+
+    /// As OrbFilter::CheckForAdvancedInclusion.
+    InclusionType Check(const wchar_t* path, FilterPtr* deciding = nullptr) const;
+
+private:
+    friend class OrbFilter;
+    explicit AdvancedRules(std::shared_ptr<const RuleMap> rules) : m_rules(std::move(rules)) {}
+
+    std::shared_ptr<const RuleMap> m_rules; // null: none. The index of each set has been made.
 };
 
 /// The rules of a selection, and what they decide. One thread at a time, except as said at the top of this file.
@@ -154,6 +176,8 @@ public:
     InclusionType CheckForAdvancedInclusionEx(const wchar_t* path, FilterPtr rule);
     /// `deciding`, when given, receives the advanced rule that decided, or null.
     InclusionType CheckForAdvancedInclusion(const wchar_t* path, FilterPtr* deciding = nullptr);
+    /// Returns the advanced rules as they are now. Later edits do not change what was returned.
+    AdvancedRules CurrentAdvancedRules() const;
     /// True when the advanced rules are not to be asked: there are none, or `matched` selects the path explicitly.
     bool IsSkipAdvancedFilterCheck(const wchar_t* path, FilterList matched);
     /// True for a rule of a disaster-recovery backup.
@@ -228,9 +252,8 @@ public:
     bool NetworkInclude() const { return m_networkInclude; }
 
 private:
+    friend class AdvancedRules;
     friend class JunctionAccess; // the walk, and tests, fill the cache through it
-
-    using RuleMap = std::map<CString, RuleSet, RootBefore>;
 
     // The rules of the path's drive in one of the maps, null when it has none. The path ends with a zero.
     static const RuleSet* RulesOfPath(const RuleMap& map, std::wstring_view path);
@@ -238,6 +261,9 @@ private:
     static RuleSet& RulesForPath(RuleMap& map, std::wstring_view path);
     template <typename Map>
     static auto FindRules(Map& map, std::wstring_view path);
+    const RuleMap& AdvancedMap() const;
+    // For an edit: nobody else has this map.
+    RuleMap& EditAdvancedMap();
     // True when the directory was not known yet; `dir` gets its trailing backslash.
     bool AddScannedDirectory(CString& dir);
     void RememberJunction(const CString& junction, const CString& destination);
@@ -247,8 +273,8 @@ private:
     bool SaveDataFile(CMarkup& document) const;
 
     RuleMap m_driveRules;
-    RuleMap m_advancedRules;
-    std::map<CString, CString> m_junctions; // lower-cased junction ending in "\" to destination; guarded by m_lock
+    std::shared_ptr<RuleMap> m_advancedRules; // null: none. Shared with those who were given the rules
+    std::map<CString, CString> m_junctions;   // lower-cased junction ending in "\" to destination; guarded by m_lock
     ReadersWriters m_lock;
     google::dense_hash_set<std::uint64_t, std::hash<std::uint64_t>, std::equal_to<std::uint64_t>,
                            HashMemory<std::uint64_t>>

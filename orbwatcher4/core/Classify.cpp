@@ -33,11 +33,15 @@ Classification Classify(OrbFilter& primary, OrbFilter& secondary, ObjectLockTabl
         if (secondary.HasRules())
             secondary.CheckForInclusion(path, &answer.rules, false, false);
     }
-    const ObjectLock lock(locks, &primary);
-    if (primary.IsSkipAdvancedFilterCheck(path, answer.rules))
-        return answer;
+    AdvancedRules advanced;
+    {
+        const ObjectLock lock(locks, &primary);
+        if (primary.IsSkipAdvancedFilterCheck(path, answer.rules))
+            return answer;
+        advanced = primary.CurrentAdvancedRules();
+    }
     answer.advancedAsked = true;
-    answer.advanced = primary.CheckForAdvancedInclusion(path, &answer.advancedRule);
+    answer.advanced = advanced.Check(path, &answer.advancedRule);
     answer.decision = answer.advanced;
     return answer;
 }

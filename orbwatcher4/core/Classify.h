@@ -19,5 +19,5 @@ struct Classification {
 // Of a path that the rules do not select.
 PathOutcome RefusalOf(const Classification& answer);
 
-// Locks each filter while it is asked.
+// Locks each filter while it is asked, and none while regular expressions are.
 Classification Classify(OrbFilter& primary, OrbFilter& secondary, ObjectLockTable& locks, const wchar_t* path);

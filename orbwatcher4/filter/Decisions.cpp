@@ -155,9 +155,14 @@ bool IsGood(const FilterRegex& regex, const JudgedPath& path, AdvancedHost& host
 // A match that gave up is taken as whatever lets the file in.
 std::optional<bool> TryMatch(const Filter& rule, JudgedPath& path, AdvancedHost& host)
 {
-    const std::optional<bool> matched = rule.regex.TryMatch(path.AsMatched());
+    if (rule.regex.IsSwitchedOff())
+        return std::nullopt;
+    int switchedOff = 0;
+    const std::optional<bool> matched = rule.regex.TryMatch(path.AsMatched(), &switchedOff);
     if (!matched)
         host.RegexSkipped(AdvancedHost::Unknown::GaveUp, path.Path());
+    if (switchedOff > 0)
+        host.RegexSwitchedOff(rule, switchedOff);
     return matched;
 }
 

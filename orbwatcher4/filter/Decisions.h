@@ -39,6 +39,8 @@ public:
     // A pattern that is none, or that the matcher gave up on, decides nothing.
     enum class Unknown { BadPattern, GaveUp };
     virtual void RegexSkipped(Unknown why, const wchar_t* path) = 0;
+    // The pattern gave up again and again, and decides nothing for so many seconds. No RegexSkipped comes meanwhile.
+    virtual void RegexSwitchedOff(const Filter& rule, int seconds) = 0;
     // What follows of it where one rule alone is asked.
     virtual void TreatedAsIncluded() = 0;
     // No entry of an all-paths rule matched: the file is kept out (include rule) or let in.

@@ -29,6 +29,15 @@ public:
                               path);
     }
 
+    void RegexSwitchedOff(const Filter& rule, int seconds) override
+    {
+        g_OrbLog.WriteLog(
+            2, L"OrbFilter", __LINE__,
+            L"The regular expression %s gave up again and again. It decides nothing for %d s: the rule lets "
+            L"files in",
+            rule.mask.GetString(), seconds);
+    }
+
     void TreatedAsIncluded() override { g_OrbLog.Log(L"Treating file as included"); }
 
     void EndingsMissed(const wchar_t* path, bool excluded) override
@@ -69,7 +78,7 @@ bool OrbFilter::MaySelectBelow(const wchar_t* folder) const
         if (IsInBackupFolder(path))
             return false;
         const RuleSet* const rules = RulesOfPath(m_driveRules, path.View());
-        const RuleSet* const advanced = RulesOfPath(m_advancedRules, path.View());
+        const RuleSet* const advanced = RulesOfPath(AdvancedMap(), path.View());
         static const RuleSet none;
         return rules && Decisions::MaySelectBelow(*rules, advanced ? *advanced : none, path.View());
     });
@@ -85,17 +94,32 @@ InclusionType OrbFilter::CheckForAdvancedInclusionEx(const wchar_t* path, Filter
 
 InclusionType OrbFilter::CheckForAdvancedInclusion(const wchar_t* path, FilterPtr* deciding)
 {
-    return AtBoundary(L"OrbFilter::CheckForAdvancedInclusion", Included, [&]() -> InclusionType {
+    return AdvancedRules(m_advancedRules).Check(path, deciding);
+}
+
+AdvancedRules OrbFilter::CurrentAdvancedRules() const
+{
+    return AtBoundary(L"OrbFilter::CurrentAdvancedRules", AdvancedRules(), [&]() -> AdvancedRules {
+        // Here, where edits and other checks are kept out: looks overlap each other from now on.
+        for (const auto& [root, rules] : AdvancedMap())
+            rules.Index();
+        return AdvancedRules(m_advancedRules);
+    });
+}
+
+InclusionType AdvancedRules::Check(const wchar_t* path, FilterPtr* deciding) const
+{
+    return AtBoundary(L"AdvancedRules::Check", Included, [&]() -> InclusionType {
         if (deciding)
             deciding->reset();
-        if (m_advancedRules.empty())
+        if (!m_rules || m_rules->empty())
             return Included;
-        const auto everywhere = m_advancedRules.find(std::wstring_view(AllPaths));
-        const RuleSet* const drive = RulesOfPath(m_advancedRules, path);
+        const auto everywhere = m_rules->find(std::wstring_view(AllPaths));
+        const RuleSet* const drive = OrbFilter::RulesOfPath(*m_rules, path);
         static const RuleSet none;
         Machine machine;
         const Decisions::AdvancedResult answer = Decisions::CheckAdvancedRules(
-            drive ? *drive : none, everywhere == m_advancedRules.end() ? none : everywhere->second, path, machine);
+            drive ? *drive : none, everywhere == m_rules->end() ? none : everywhere->second, path, machine);
         if (deciding)
             *deciding = answer.deciding;
         return answer.result;
@@ -104,7 +128,7 @@ InclusionType OrbFilter::CheckForAdvancedInclusion(const wchar_t* path, FilterPt
 
 bool OrbFilter::IsSkipAdvancedFilterCheck(const wchar_t*, FilterList matched)
 {
-    return m_advancedRules.empty() || Decisions::SelectedExplicitly(matched);
+    return AdvancedMap().empty() || Decisions::SelectedExplicitly(matched);
 }
 
 bool OrbFilter::IsDRFilter(FilterPtr rule) { return Decisions::IsDisasterRecovery(*rule); }

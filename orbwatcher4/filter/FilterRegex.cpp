@@ -1,5 +1,7 @@
 #include "orbwatcher4/filter/FilterRegex.h"
 
+#include "orbwatcher4/filter/MatchPatience.h"
+
 #include <pcre.h>
 #include <pcrecpp.h>
 
@@ -63,6 +65,7 @@ struct FilterRegex::Compiled {
 
     const pcrecpp::RE expression;
     std::unique_ptr<pcre, Free> matcher;
+    mutable MatchPatience patience; // copies of a rule share it
 };
 
 FilterRegex::FilterRegex() = default;
@@ -98,16 +101,31 @@ bool FilterRegex::Compile(const wchar_t* pattern)
 
 FilterRegex::Text::Text(const wchar_t* text) : m_bytes(ToUtf8(text)) {}
 
-std::optional<bool> FilterRegex::TryMatch(const Text& text) const
+bool FilterRegex::IsSwitchedOff() const
 {
+    return m_compiled && m_compiled->patience.HasGivenUp() &&
+           m_compiled->patience.IsOff(std::chrono::steady_clock::now());
+}
+
+std::optional<bool> FilterRegex::TryMatch(const Text& text, int* switchedOff) const
+{
+    if (switchedOff)
+        *switchedOff = 0;
     const std::optional<std::string>& bytes = text.m_bytes;
     if (!m_compiled || m_status != NoError || !bytes)
         return false;
+    if (IsSwitchedOff())
+        return std::nullopt;
     static const pcre_extra limits = Limits();
     const int result =
         pcre_exec(m_compiled->matcher.get(), &limits, bytes->data(), static_cast<int>(bytes->size()), 0, 0, nullptr, 0);
-    if (result < 0 && result != PCRE_ERROR_NOMATCH)
+    if (result < 0 && result != PCRE_ERROR_NOMATCH) {
+        const std::chrono::seconds pause = m_compiled->patience.NoteGivenUp(std::chrono::steady_clock::now());
+        if (switchedOff)
+            *switchedOff = static_cast<int>(pause.count());
         return std::nullopt;
+    }
+    m_compiled->patience.NoteAnswer();
     return result >= 0;
 }
 

@@ -43,10 +43,15 @@ public:
     /// True exactly when the status is NoError afterwards.
     bool Compile(const wchar_t* pattern);
     /// Unanchored. False without a good pattern, and for a text that is no UTF-16. Nothing when the matcher ran
-    /// out of steps before it knew.
-    std::optional<bool> TryMatch(const Text& text) const;
+    /// out of steps before it knew, or is not asked for a while because it did so again and again: for one second
+    /// after three times, then for twice as long each time, up to five minutes. A thousand answers in a row make up
+    /// for that.
+    /// `switchedOff`, when given, receives how many seconds the matcher is not asked from now on; 0 at all other times.
+    std::optional<bool> TryMatch(const Text& text, int* switchedOff = nullptr) const;
     /// The same for a text that is matched once.
     std::optional<bool> TryMatch(const wchar_t* text) const { return TryMatch(Text(text)); }
+    /// True while the matcher is not asked.
+    bool IsSwitchedOff() const;
     /// The same; false also when the matcher gave up.
     bool Match(const wchar_t* text) const { return TryMatch(text).value_or(false); }
     /// NoError before the first Compile, too.

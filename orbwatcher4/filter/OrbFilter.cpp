@@ -68,7 +68,8 @@ OrbFilter& OrbFilter::operator=(const OrbFilter& other)
 {
     if (this != &other) {
         m_driveRules = other.m_driveRules;
-        m_advancedRules = other.m_advancedRules;
+        // A map of its own: the indexes of the other one's are made when they are asked for.
+        m_advancedRules = other.m_advancedRules ? std::make_shared<RuleMap>(*other.m_advancedRules) : nullptr;
         m_junctions = other.m_junctions;
     }
     // The lock's state is copied as raw bytes: free in the source, free in the copy.
@@ -141,7 +142,7 @@ bool OrbFilter::AddAdvancedFilter(const FilterPtr& rule, bool sort)
 {
     return AtBoundary(L"OrbFilter::AddAdvancedFilter", false, [&]() -> bool {
         const bool everywhere = EqualNoCase(rule->path.View(), AllPaths);
-        RuleSet& rules = m_advancedRules[everywhere ? CString(AllPaths) : StripToRoot(rule->path)];
+        RuleSet& rules = EditAdvancedMap()[everywhere ? CString(AllPaths) : StripToRoot(rule->path)];
         Append(rules, {rule}, sort);
         return true;
     });
@@ -153,7 +154,10 @@ void OrbFilter::Sort()
 }
 void OrbFilter::SortAdvancedFilters()
 {
-    AtBoundary(L"OrbFilter::SortAdvancedFilters", [&] { SortAll(m_advancedRules); });
+    AtBoundary(L"OrbFilter::SortAdvancedFilters", [&] {
+        if (m_advancedRules)
+            SortAll(EditAdvancedMap());
+    });
 }
 
 bool OrbFilter::UpdateFilterProfileIDs(__int64 oldId, __int64 newId)
@@ -189,7 +193,7 @@ bool OrbFilter::MoveDriveRules(const wchar_t* from, const wchar_t* to)
 void OrbFilter::ClearAll()
 {
     m_driveRules.clear();
-    m_advancedRules.clear();
+    m_advancedRules.reset();
 }
 
 void OrbFilter::PrepareToReplace(const OrbFilter& held)
@@ -211,6 +215,21 @@ void OrbFilter::TakeRulesFrom(OrbFilter& other)
     m_globalExclude = other.m_globalExclude;
     m_backupFolder = other.m_backupFolder;
     m_networkInclude = other.m_networkInclude;
+}
+
+const RuleMap& OrbFilter::AdvancedMap() const
+{
+    static const RuleMap none;
+    return m_advancedRules ? *m_advancedRules : none;
+}
+
+RuleMap& OrbFilter::EditAdvancedMap()
+{
+    if (!m_advancedRules)
+        m_advancedRules = std::make_shared<RuleMap>();
+    else if (m_advancedRules.use_count() > 1)
+        m_advancedRules = std::make_shared<RuleMap>(*m_advancedRules);
+    return *m_advancedRules;
 }
 
 bool OrbFilter::HasRules() const

@@ -45,6 +45,7 @@ public:
     int gaveUp = 0;
     int treatedAsIncluded = 0;
     std::vector<bool> missed;
+    std::vector<int> switchedOff;
 
     std::uint32_t Attributes(const wchar_t* path) override
     {
@@ -53,6 +54,7 @@ public:
         return found == attributes.end() ? 0xFFFFFFFF : found->second;
     }
     void RegexSkipped(Unknown why, const wchar_t*) override { ++(why == Unknown::BadPattern ? failures : gaveUp); }
+    void RegexSwitchedOff(const Filter&, int seconds) override { switchedOff.push_back(seconds); }
     void TreatedAsIncluded() override { ++treatedAsIncluded; }
     void EndingsMissed(const wchar_t*, bool excluded) override { missed.push_back(excluded); }
 };
@@ -219,6 +221,19 @@ TEST(AdvancedDecisions, ARegularExpressionThatGivesUpLetsTheFileInWhateverItsKin
         EXPECT_EQ(Decisions::CheckAdvancedRules(FilterList{onDrive}, {}, path.c_str(), host).result, Included);
         EXPECT_EQ(host.gaveUp, 3);
     }
+}
+
+TEST(AdvancedDecisions, ARegularExpressionThatGivesUpAgainAndAgainIsNotAskedForAWhile)
+{
+    const std::wstring path = L"C:\\" + std::wstring(40, L'a') + L"!";
+    Host host;
+    host.attributes = {{path, 0x20}};
+    const FilterList rules{Regex(L"C:\\", Exclude, L"(a+)+$")};
+    for (int i = 0; i < 100; ++i)
+        EXPECT_EQ(Decisions::CheckAdvancedRules(rules, {}, path.c_str(), host).result, Included);
+    EXPECT_LT(host.gaveUp, 50);
+    ASSERT_FALSE(host.switchedOff.empty());
+    EXPECT_EQ(host.switchedOff.front(), 1);
 }
 
 TEST(AdvancedDecisions, AnIncludeMaskThatFailsExcludesUnlessALaterOneMatches)

@@ -130,6 +130,7 @@ class NothingThere final : public Decisions::AdvancedHost
 public:
     std::uint32_t Attributes(const wchar_t*) override { return 0x20; }
     void RegexSkipped(Unknown, const wchar_t*) override {}
+    void RegexSwitchedOff(const Filter&, int) override {}
     void TreatedAsIncluded() override {}
     void EndingsMissed(const wchar_t*, bool) override {}
 };

@@ -153,6 +153,7 @@ public:
         return all[std::hash<std::wstring_view>()(path) % 4];
     }
     void RegexSkipped(Unknown why, const wchar_t*) override { told.push_back(why == Unknown::BadPattern ? 1 : 2); }
+    void RegexSwitchedOff(const Filter&, int) override { told.push_back(5); }
     void TreatedAsIncluded() override { told.push_back(3); }
     void EndingsMissed(const wchar_t*, bool excluded) override { told.push_back(excluded ? 4 : 5); }
 };

@@ -102,6 +102,8 @@ bool IsGood(const FilterRegex& regex, const wchar_t* path, AdvancedHost& host)
 // A match that gave up is taken as whatever lets the file in.
 std::optional<bool> TryMatch(const Filter& rule, const wchar_t* path, AdvancedHost& host)
 {
+    if (rule.regex.IsSwitchedOff())
+        return std::nullopt;
     const std::optional<bool> matched = rule.regex.TryMatch(path);
     if (!matched)
         host.RegexSkipped(AdvancedHost::Unknown::GaveUp, path);
