@@ -11,9 +11,10 @@
 ///
 /// The watcher's own threads, and the operations that take in or hand out files,
 /// look at the user's files with the rights of SetUserToken's user; a caller's
-/// thread has its own rights back when an operation returns. Several watchers of one
-/// process with different users share one thread for changes: it acts for the user
-/// of the watch that began last.
+/// thread has its own rights back when an operation returns. When the system refuses
+/// the token, such an operation ends instead of looking with the rights of the
+/// service, and what it leaves out is due. Several watchers of one process share one
+/// thread for changes, which takes the rights of each one's user in turn.
 #pragma once
 
 #include "mfc/CString.h"
@@ -188,6 +189,9 @@ public:
     /// pending. sameRunIds: null, or a std::set<unsigned __int64> in which the caller keeps the ids of the current
     /// backup run.
     bool GetSingleNotification(void* sameRunIds, QueueDatum& out);
+    /// The same, and says which file it is, so that the caller can tell whether it opens that one: a folder on the way
+    /// may be swapped for a link meanwhile. `identity` may be null.
+    bool GetSingleNotification(void* sameRunIds, QueueDatum& out, FileIdentity* identity);
     /// Treats the path as changed: the rules decide whether it becomes pending. Always true.
     bool AddSingleNotification(const wchar_t* path);
     /// Drops all that is pending.
@@ -290,7 +294,7 @@ private:
     static unsigned __stdcall _FirstRunAllDrives(void* watcher);
     static unsigned __stdcall _FirstRunSingleDrive(void* driveAndWatcher);
 
-    bool TakePending(void* sameRunIds, QueueDatum& out);
+    bool TakePending(void* sameRunIds, QueueDatum& out, FileIdentity* identity);
     PathExplanation ExplainPath(const wchar_t* path);
     int UsesBlockLevel(const wchar_t* path, unsigned __int64 size);
     bool IsIgnoredDedupPath(const wchar_t* path);
@@ -323,7 +327,7 @@ private:
     AddQueueItemResult TakeAndQueueRules(const wchar_t* xmlPath, bool deleteWhenDone,
                                          std::vector<ExcludedInfo>* excluded, int mergeOnly);
     void ExportPending(const wchar_t* path, int most, int& count);
-    bool QueueAcceptedRules(const FilterList& accepted, std::vector<ExcludedInfo>* excluded);
+    bool QueueAcceptedRules(const FilterList& accepted, std::vector<ExcludedInfo>* excluded, bool mayLook);
     void MarkExclusions(const FilterList& accepted);
     void RequestDrive(const wchar_t* path);
     void RemovePending(const CString& prefix, const std::function<bool(const CString&)>& chosen);

@@ -37,6 +37,13 @@ extern "C" ORBWATCHER4_API QueueAttachment* AllocateQueueAttachment(const wchar_
 /// Null does nothing.
 extern "C" ORBWATCHER4_API void FreeQueueAttachment(QueueAttachment* attachment);
 
+/// Which file a path led to when it was handed out, as GetFileInformationByHandle says it. Zeros when the file could
+/// not be opened for reading then.
+struct FileIdentity {
+    std::uint32_t volumeSerial = 0; ///< of the volume
+    std::uint64_t fileId = 0;       ///< of the file on it: nFileIndexHigh and nFileIndexLow
+};
+
 /// One pending file, as it is handed out.
 struct QueueDatum {
     static constexpr std::size_t PathCapacity = 1536;      ///< units, with the zero

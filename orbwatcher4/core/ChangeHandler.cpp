@@ -12,8 +12,12 @@
 #include "support/Hashes.h"
 #include "support/Impersonation.h"
 #include "support/SystemPath.h"
+#include "support/WithoutThreadToken.h"
 
 #include <shlwapi.h>
+
+#include <atomic>
+#include <optional>
 
 namespace
 {
@@ -119,11 +123,39 @@ private:
     NotificationStore::Look m_look;
 };
 
+namespace
+{
+
+// A watcher with a user's token has made a notifier act for that user. There is one notifier for all watchers of the
+// process.
+std::atomic<bool> g_notifierActs{false};
+
+// The rights that one event is handled with, whatever the notifier's are.
+class EventRights
+{
+public:
+    explicit EventRights(HANDLE token)
+    {
+        if (token)
+            m_user.emplace(token);
+        else if (g_notifierActs)
+            m_process.emplace();
+    }
+    bool Holds() const { return !m_user || m_user->Acts(); }
+
+private:
+    std::optional<ActingForUser> m_user;
+    std::optional<WithoutThreadToken> m_process;
+};
+
+} // namespace
+
 // What is cut short is found again by looking.
 template <typename Change>
 void ChangeHandler::Take(Change change) noexcept
 {
-    if (!Completes(L"Taking a change in", change))
+    const EventRights rights(m.userToken);
+    if (!rights.Holds() || !Completes(L"Taking a change in", change))
         m.due.MakeFull();
 }
 
@@ -148,7 +180,11 @@ void ChangeHandler::OnFileNameChanged(const wchar_t* oldPath, const wchar_t* new
     OnFileAdded(newPath);
 }
 
-void ChangeHandler::OnWatchStarted(DWORD, const wchar_t*) { ImpersonateUser(m.userToken); }
+void ChangeHandler::OnWatchStarted(DWORD, const wchar_t*)
+{
+    if (m.userToken && ImpersonateUser(m.userToken))
+        g_notifierActs = true;
+}
 
 void ChangeHandler::OnReadChangesError(DWORD error, const wchar_t* directory)
 {

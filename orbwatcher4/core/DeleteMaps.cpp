@@ -67,7 +67,7 @@ bool COrbWatcher::IsInDeleteMap(const wchar_t* path)
 void COrbWatcher::TrimDeleteMap()
 {
     const ActingForUser user(m->userToken);
-    if (!Completes(L"TrimDeleteMap", [this] { ReportAllVanished(); }))
+    if (!user.Acts() || !Completes(L"TrimDeleteMap", [this] { ReportAllVanished(); }))
         m->due.MakeFull();
 }
 

@@ -27,6 +27,10 @@ int COrbWatcher::ImmediateProcessDeletedFiles()
     const ActingForUser user(m->userToken);
     const CSingleLock lock(m->deletedFilesLock);
     // What was cut short goes on waiting; but what came back while its record was written was taken for unchanged.
+    if (!user.Acts()) {
+        m->deletionsWait = true;
+        return 0;
+    }
     if (!Completes(L"The processing of deletions", [&] { DeletedFiles(*m).Process(); }))
         m->due.MakeFull();
     return 0;

@@ -154,11 +154,11 @@ unsigned __stdcall COrbWatcher::_FirstRunAllDrives(void* watcher)
     const LockOrder::ThreadScope scope(FirstRunThreadName);
     SetThreadErrorMode(SEM_FAILCRITICALERRORS, nullptr);
     auto& self = *static_cast<COrbWatcher*>(watcher);
-    ImpersonateUser(self.m->userToken);
+    const ActingForUser user(self.m->userToken);
     {
         std::optional<RunningEvent> event;
         Completes(L"Telling of the first-time run", [&] { event.emplace(self.m->firstTimeHidden != 0); });
-        if (!Completes(L"The first-time run", [&] { self.EnumerateAllDrives(); }))
+        if (!user.Acts() || !Completes(L"The first-time run", [&] { self.EnumerateAllDrives(); }))
             self.m->due.MakeFull();
         const ObjectLock lock(self.m->locks, &self.m->firstTime);
         event.reset(); // before another run can begin, whose event has the same name
@@ -278,9 +278,11 @@ unsigned __stdcall COrbWatcher::_FirstRunSingleDrive(void* driveAndWatcher)
     SetThreadErrorMode(SEM_FAILCRITICALERRORS, nullptr);
     const std::unique_ptr<SingleDriveRun> run(static_cast<SingleDriveRun*>(driveAndWatcher));
     COrbWatcher& self = *run->watcher;
-    ImpersonateUser(self.m->userToken);
+    const ActingForUser user(self.m->userToken);
     bool whole = false;
     const auto look = [&] {
+        if (!user.Acts())
+            return;
         if (!self.MayBeWalked(run->root)) {
             self.LeaveDriveOut(run->root);
             whole = true;
@@ -322,6 +324,8 @@ bool COrbWatcher::EnumerateIncludedFiles(const wchar_t* drive, const wchar_t* pa
 {
     const ActingForUser user(m->userToken);
     bool whole = false;
+    if (!user.Acts())
+        return false;
     Completes(L"EnumerateIncludedFiles", [&] { whole = EnumerateDrive(drive, pattern, checkRules); });
     return whole;
 }

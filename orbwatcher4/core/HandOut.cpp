@@ -116,20 +116,71 @@ void FreeQueueAttachment(QueueAttachment* attachment)
     std::free(attachment);
 }
 
+namespace
+{
+
+// The store is left for as long as this lives.
+class LeftStore
+{
+public:
+    explicit LeftStore(ObjectLock& lock) : m_lock(lock) { m_lock.Leave(); }
+    ~LeftStore() { m_lock.Enter(); }
+    LeftStore(const LeftStore&) = delete;
+    LeftStore& operator=(const LeftStore&) = delete;
+
+private:
+    ObjectLock& m_lock;
+};
+
+// Judges the entry of the round's last step, and erases what is settled. True: it is to be given. With the store left:
+// the disk may take long to answer, and nobody else waits for that.
+bool OfferWithStoreLeft(WatcherState& state, HandOut& handOut, const NotificationStore::Entry& entry, ObjectLock& lock)
+{
+    NotificationStore::Look look(state.store, entry.path);
+    HandOut::Verdict verdict = HandOut::Verdict::Keep;
+    {
+        const LeftStore left(lock);
+        verdict = handOut.Offer(entry);
+    }
+    if (verdict == HandOut::Verdict::Keep)
+        return false;
+    bool given = verdict == HandOut::Verdict::Give;
+    if (look.WasReported()) {
+        // What was reported stays pending. A deletion is the later word; any other change is given once more.
+        const NotificationPtr now = state.store.Find(entry.path);
+        given = given && now && now->kind != NotificationKind::Deleted;
+    } else {
+        given = state.store.EraseVisited() && given; // another thread may have erased the entry
+    }
+    if (verdict == HandOut::Verdict::Give && !given)
+        handOut.TakeBack();
+    return given;
+}
+
+} // namespace
+
 // What was not judged to its end is still pending.
-bool COrbWatcher::GetSingleNotification(void* sameRunIds, QueueDatum& out)
+bool COrbWatcher::GetSingleNotification(void* sameRunIds, QueueDatum& out, FileIdentity* identity)
 {
     const COrbFuncLog guard(L"COrbWatcher::GetSingleNotification");
     std::optional<ActingForUser> user;
     if (m->userToken)
         user.emplace(m->userToken);
+    if (user && !user->Acts())
+        return false;
     bool given = false;
-    Completes(L"The hand-out", [&] { given = TakePending(sameRunIds, out); });
+    Completes(L"The hand-out", [&] { given = TakePending(sameRunIds, out, identity); });
     return given;
 }
 
-bool COrbWatcher::TakePending(void* sameRunIds, QueueDatum& out)
+bool COrbWatcher::GetSingleNotification(void* sameRunIds, QueueDatum& out)
 {
+    return GetSingleNotification(sameRunIds, out, nullptr);
+}
+
+bool COrbWatcher::TakePending(void* sameRunIds, QueueDatum& out, FileIdentity* identity)
+{
+    const CSingleLock oneAtATime(m->handOutLock);
     ObjectLock lock(m->locks, &m->store);
     if (m->store.LiveCount() == 0) {
         g_OrbLog.Log(L"No files to move to queue. Exiting.");
@@ -147,19 +198,17 @@ bool COrbWatcher::TakePending(void* sameRunIds, QueueDatum& out)
             if (deletionsProcessed)
                 continue;
             deletionsProcessed = true;
-            lock.Leave();
-            {
-                const CSingleLock deletedFiles(m->deletedFilesLock);
-                ImmediateProcessDeletedFiles();
-            }
-            lock.Enter();
+            const LeftStore left(lock);
+            const CSingleLock deletedFiles(m->deletedFilesLock);
+            ImmediateProcessDeletedFiles();
             continue;
         }
-        const HandOut::Verdict verdict = handOut.Offer(entry);
-        if (verdict != HandOut::Verdict::Keep)
-            m->store.EraseVisited();
-        if (verdict == HandOut::Verdict::Give)
+        if (OfferWithStoreLeft(*m, handOut, entry, lock)) {
+            g_OrbLog.Log(L"Adding ...  %s", entry.path.GetString());
+            if (identity)
+                *identity = handOut.Identity();
             return true;
+        }
     }
     return false;
 }
@@ -198,7 +247,8 @@ HandOut::Verdict HandOut::Offer(const NotificationStore::Entry& entry)
     FillFromNotification(entry, isNew);
     const bool directory = (attributes->attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
     m_out.size = attributes->size;
-    ReadTimes(path, directory);
+    if (!ReadTimes(path, directory))
+        return Verdict::Keep;
     if (!isNew && static_cast<std::uint64_t>(m_out.modificationTime) == datum.modificationTime)
         return Verdict::Drop; // unchanged since it was backed up
     const bool oncePerRun = m_sameRunIds && IsBackupRunning();
@@ -212,7 +262,14 @@ HandOut::Verdict HandOut::Offer(const NotificationStore::Entry& entry)
     // Last: what is cut short before it is given must not count as given in this run.
     if (oncePerRun)
         m_sameRunIds->insert(id);
+    m_counted = oncePerRun;
     return Verdict::Give;
+}
+
+void HandOut::TakeBack() noexcept
+{
+    if (m_counted)
+        m_sameRunIds->erase(m_out.id);
 }
 
 // Asked for when it matters, and once.
@@ -251,19 +308,29 @@ void HandOut::FillFromNotification(const NotificationStore::Entry& entry, bool i
     UpperCaseRoot(m_out.path);
 }
 
-void HandOut::ReadTimes(const CString& path, bool directory)
+// Returns false when another program must give the file back first.
+bool HandOut::ReadTimes(const CString& path, bool directory)
 {
     m_out.modificationTime = -1;
     m_out.creationTime = 0;
-    std::uint64_t created = 0, modified = 0;
-    if (GetFileTimes(path, directory, &created, &modified)) {
-        m_out.modificationTime = static_cast<std::int64_t>(modified);
-        m_out.creationTime = static_cast<std::int64_t>(created);
-        return;
+    m_identity = {};
+    FileTimes times;
+    switch (ReadFileTimes(path, directory, times)) {
+    case FileTimesResult::Read:
+        m_out.modificationTime = static_cast<std::int64_t>(times.modification);
+        m_out.creationTime = static_cast<std::int64_t>(times.creation);
+        m_identity = {times.volumeSerial, times.fileId};
+        return true;
+    case FileTimesResult::Held:
+        g_OrbLog.Log(L"Delaying backup of file %s, another program holds it.", path.GetString());
+        return false;
+    case FileTimesResult::Unreadable:
+        break;
     }
     g_OrbLog.Log(L"Warning: Failed to get file's modification date (inaccessible file)");
     if (directory)
         m_out.modificationTime = 0;
+    return true;
 }
 
 void HandOut::Finish(const NotificationStore::Entry& entry, bool directory, std::uint64_t id, DWORD attributes)
@@ -279,5 +346,4 @@ void HandOut::Finish(const NotificationStore::Entry& entry, bool directory, std:
     m_out.constant2 = QueueDatum::Constant2;
     m_out.ruleValue = entry.notification->ruleValue;
     m_out.id = id;
-    g_OrbLog.Log(L"Adding ...  %s", entry.path.GetString());
 }

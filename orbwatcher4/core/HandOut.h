@@ -1,5 +1,5 @@
-// Judges pending files, one after the other, for one call of the service. The
-// store is locked meanwhile.
+// Judges pending files, one after the other, for one call of the service. The store must not be locked: the disk is
+// asked.
 #pragma once
 
 #include "orbwatcher4/OrbWatcher.h"
@@ -17,12 +17,16 @@ public:
     HandOut(COrbWatcher& watcher, WatcherState& state, std::set<unsigned __int64>* sameRunIds, QueueDatum& out);
     // Give: `out` is filled.
     Verdict Offer(const NotificationStore::Entry& entry);
+    // After Give, when the file does not go out after all.
+    void TakeBack() noexcept;
+    // Of the file that was judged last; zeros when it could not be read.
+    const FileIdentity& Identity() const { return m_identity; }
 
 private:
     bool IsBackupRunning();
     std::optional<Verdict> JudgeUploaded(const CString& path);
     void FillFromNotification(const NotificationStore::Entry& entry, bool isNew);
-    void ReadTimes(const CString& path, bool directory);
+    bool ReadTimes(const CString& path, bool directory);
     void Finish(const NotificationStore::Entry& entry, bool directory, std::uint64_t id, DWORD attributes);
 
     COrbWatcher& m_watcher;
@@ -31,4 +35,6 @@ private:
     QueueDatum& m_out;
     const bool m_online;
     std::optional<bool> m_backupRunning; // nothing: nobody has asked yet
+    bool m_counted = false;              // in m_sameRunIds, by the last Offer
+    FileIdentity m_identity;
 };

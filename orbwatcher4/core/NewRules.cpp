@@ -33,10 +33,13 @@ AddQueueItemResult COrbWatcher::TakeAndQueueRules(const wchar_t* xmlPath, bool d
     AddQueueItemResult result = taken.loaded ? RulesQueued : RulesNotLoaded;
     if (!mergeOnly) {
         const ActingForUser user(m->userToken);
+        if (!user.Acts())
+            m->due.MakeFull();
         // With the filter free: a walk may take long, and so may the overlay service.
-        if (QueueAcceptedRules(taken.accepted, excluded))
+        if (QueueAcceptedRules(taken.accepted, excluded, user.Acts()))
             result = ExclusionsFound;
-        MarkExclusions(taken.accepted);
+        if (user.Acts())
+            MarkExclusions(taken.accepted);
     }
     if (deleteWhenDone && taken.merged && result != ExclusionsFound)
         DeleteFileW(xmlPath);
@@ -92,7 +95,7 @@ void COrbWatcher::AcceptRules(const FilterList& loaded, FilterList& accepted)
 }
 
 // True when there are exclusions that the caller must see.
-bool COrbWatcher::QueueAcceptedRules(const FilterList& accepted, std::vector<ExcludedInfo>* excluded)
+bool COrbWatcher::QueueAcceptedRules(const FilterList& accepted, std::vector<ExcludedInfo>* excluded, bool mayLook)
 {
     bool exclusionsMet = false;
     // The drives first: what a walk that fails leaves out is found by the enumeration that is then due.
@@ -101,7 +104,8 @@ bool COrbWatcher::QueueAcceptedRules(const FilterList& accepted, std::vector<Exc
             RequestDrive(rule->path);
     for (const FilterPtr& rule : accepted) {
         if (rule->incEx == WatcherEnum::Include) {
-            m->changeHandler.ProcessChangedFile(rule->path, true, false);
+            if (mayLook)
+                m->changeHandler.ProcessChangedFile(rule->path, true, false);
         } else if (rule->mask.IsEmpty()) {
             exclusionsMet = true;
             if (excluded)

@@ -143,7 +143,8 @@ void COrbWatcher::RemoveChildNotifications(CString directory)
 {
     const COrbFuncLog guard(L"COrbWatcher::RemoveChildNotifications");
     const ActingForUser user(m->userToken);
-    Completes(L"RemoveChildNotifications", [&] { RemovePendingOnDisk(directory); });
+    if (user.Acts())
+        Completes(L"RemoveChildNotifications", [&] { RemovePendingOnDisk(directory); });
 }
 
 // Looks at the disk, not at the store. Folders wait in a list: a tree may be deeper than a stack. Links to folders are

@@ -26,7 +26,8 @@ bool Holds(const KeySet& set, std::wstring_view text) { return set.find(PathHash
 bool COrbWatcher::AddSingleNotification(const wchar_t* path)
 {
     const ActingForUser user(m->userToken);
-    if (!Completes(L"Adding a file", [&] { m->changeHandler.ProcessChangedFile(path, false, false); }))
+    const auto add = [&] { m->changeHandler.ProcessChangedFile(path, false, false); };
+    if (!user.Acts() || !Completes(L"Adding a file", add))
         m->due.MakeFull();
     return true;
 }

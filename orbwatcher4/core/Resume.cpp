@@ -14,13 +14,22 @@ void COrbWatcher::Resume()
 {
     const ActingForUser user(m->userToken);
     m->due.BeginRun();
+    if (!user.Acts()) {
+        m->dumpWaits = true;
+        return;
+    }
     Completes(L"The replay of the dump", [this] { ReplayPending(); });
 }
 
 void COrbWatcher::ReplayWaitingDump()
 {
-    if (m->dumpWaits.exchange(false))
-        Completes(L"The replay of the dump", [this] { ReplayPending(); });
+    if (!m->dumpWaits)
+        return;
+    const ActingForUser user(m->userToken);
+    if (!user.Acts())
+        return;
+    m->dumpWaits = false;
+    Completes(L"The replay of the dump", [this] { ReplayPending(); });
 }
 
 void COrbWatcher::ReplayPending()

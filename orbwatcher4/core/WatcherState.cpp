@@ -1,5 +1,6 @@
 #include "orbwatcher4/core/WatcherState.h"
 
+#include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/core/FileFindData.h"
 #include "support/SharedAccess.h"
 
@@ -39,6 +40,13 @@ WatcherState::~WatcherState()
 }
 
 bool WatcherState::IsGone(const CString& path) const { return IsReallyGone(path) && !volumes.IsOther(path); }
+
+void ActingForUser::TellRefusal()
+{
+    const DWORD error = GetLastError();
+    g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to impersonate user");
+    g_OrbLog.Log(L"Last error: %d", error);
+}
 
 KernelHandle StartWatcherThread(unsigned(__stdcall* entry)(void*), void* argument)
 {

@@ -90,6 +90,8 @@ struct WatcherState {
     std::function<void(const CString&, const char*)> rescanListener; // constant while watching
     CEvent driveUpdated{true, true};                                 // this watcher has looked for removed drives
 
+    RankedSection handOutLock{LockRank::HandOut, L"hand-out"};
+
     RankedSection deletedFilesLock{LockRank::DeletedFiles, L"deleted files"};
     KernelHandle deletedFilesThread; // the watch thread's own
 
@@ -116,14 +118,26 @@ struct WatcherState {
 };
 
 // The calling thread acts for the user, until it gets back the token that it came
-// with.
+// with. A null token stands for the process itself: then the thread keeps the rights that it has.
+//
+// When the system refuses the token, the user's files must not be looked at: what the service may see and write, the
+// user may not. The operation ends then, and what it leaves out is due.
 class ActingForUser
 {
 public:
-    explicit ActingForUser(HANDLE token) { ImpersonateUser(token); }
+    explicit ActingForUser(HANDLE token) : m_acts(ImpersonateUser(token))
+    {
+        if (!m_acts)
+            TellRefusal();
+    }
+
+    bool Acts() const { return m_acts; }
 
 private:
+    static void TellRefusal();
+
     const CallerTokenScope m_caller;
+    const bool m_acts;
 };
 
 // Starts a thread of the watcher; null when the system refuses.
