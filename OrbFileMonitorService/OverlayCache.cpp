@@ -75,9 +75,38 @@ void OverlayCache::Drop(const LinePtr& line)
         m_line.reset();
 }
 
+bool OverlayCache::IsPausing()
+{
+    const GrowingPause::Time now = m_waiter->Now();
+    const CSingleLock lock(m_section);
+    return m_pause.IsRunning(now);
+}
+
+void OverlayCache::NoteTimeout(const LinePtr& line)
+{
+    Drop(line);
+    const GrowingPause::Time now = m_waiter->Now();
+    std::chrono::seconds pause;
+    {
+        const CSingleLock lock(m_section);
+        pause = m_pause.Fail(now);
+    }
+    if (pause.count() > 0)
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__,
+                          L"The overlay service does not answer. It is told nothing for %d s", int(pause.count()));
+}
+
+void OverlayCache::NoteAnswer()
+{
+    const CSingleLock lock(m_section);
+    m_pause.Succeed();
+}
+
 bool OverlayCache::Request(OverlayRequest kind, const wchar_t* path, std::int32_t& status)
 {
     const wchar_t* text = path ? path : L"";
+    if (IsPausing())
+        return false;
     if (CarriesPath(kind) && std::wcslen(text) >= OverlayBlock::PathUnits)
         return Failed(NotEntered, text, status, L"The path is too long for the overlay service", __LINE__);
     const LinePtr line = ConnectedLine();
@@ -85,7 +114,7 @@ bool OverlayCache::Request(OverlayRequest kind, const wchar_t* path, std::int32_
         return Failed(NotEntered, text, status,
                       L"Request failed to enter processing queue due to overlay deinitialized", __LINE__);
     if (m_waiter->Wait(line->token.Get(), TurnLimit) == WAIT_TIMEOUT) {
-        Drop(line);
+        NoteTimeout(line);
         return Failed(Entered, text, status, L"Overlay Request timedout", __LINE__);
     }
     // The turn is not given back here: the service takes it back when it sees no request.
@@ -93,10 +122,11 @@ bool OverlayCache::Request(OverlayRequest kind, const wchar_t* path, std::int32_
         return Failed(Entered, text, status, L"MemPtr deleted", __LINE__);
     if (m_waiter->Wait(m_response.Get(), AnswerLimit) == WAIT_OBJECT_0) {
         Finish(*line, kind, status);
+        NoteAnswer();
         return true;
     }
     SetEvent(line->token.Get());
-    Drop(line);
+    NoteTimeout(line);
     return Failed(Entered, text, status, L"Overlay Response timedout", __LINE__);
 }
 

@@ -77,6 +77,14 @@ public:
         m_enteredAt = GetTickCount64();
         m.enumeration.SetFolder(folder);
     }
+    // What nobody may read is no change; a passing error hides what another enumeration would find, once.
+    void ListRead(const CString& folder, std::uint32_t error) override
+    {
+        if (error == ERROR_SUCCESS)
+            m.due.Found(WithoutBackslash(folder));
+        else if (error != ERROR_ACCESS_DENIED)
+            m.due.MakeFullOnceFor(WithoutBackslash(folder));
+    }
     void Shown(std::uint32_t attributes) override { m_listed = attributes; }
     void PassedOver(const CString& path, PathOutcome why) override
     {

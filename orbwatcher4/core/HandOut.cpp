@@ -3,6 +3,7 @@
 #include "companions/indexdb/OrbIndexDB.h"
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/OrbSettings.h"
+#include "orbwatcher4/core/Classify.h"
 #include "orbwatcher4/core/Completes.h"
 #include "orbwatcher4/core/FileFindData.h"
 #include "orbwatcher4/core/WatcherState.h"
@@ -183,6 +184,7 @@ bool COrbWatcher::TakePending(void* sameRunIds, QueueDatum& out, FileIdentity* i
     const CSingleLock oneAtATime(m->handOutLock);
     ObjectLock lock(m->locks, &m->store);
     if (m->store.LiveCount() == 0) {
+        m->removalCutShort = false;
         g_OrbLog.Log(L"No files to move to queue. Exiting.");
         if (!g_shrunk.exchange(true))
             m->store.Shrink();
@@ -236,6 +238,11 @@ HandOut::Verdict HandOut::Offer(const NotificationStore::Entry& entry)
     // What another volume has under the path is not what was reported.
     if (!attributes || m.volumes.IsOther(path))
         return Verdict::Keep;
+    // Anybody can set the event that ends a removal, and keep it set.
+    if (m.removalCutShort && !IsSelected(path)) {
+        g_OrbLog.Log(L"Not backing up %s, which is not selected any more.", path.GetString());
+        return Verdict::Drop;
+    }
     Reset(m_out);
     if (m_online)
         if (const std::optional<Verdict> verdict = JudgeUploaded(path))
@@ -270,6 +277,12 @@ void HandOut::TakeBack() noexcept
 {
     if (m_counted)
         m_sameRunIds->erase(m_out.id);
+}
+
+bool HandOut::IsSelected(const CString& path)
+{
+    const InclusionType decision = Classify(m.filter, m.secondaryFilter, m.locks, path).decision;
+    return decision == Included || decision == NotApplicable;
 }
 
 // Asked for when it matters, and once.

@@ -23,6 +23,7 @@ public:
     const FileIdentity& Identity() const { return m_identity; }
 
 private:
+    bool IsSelected(const CString& path);
     bool IsBackupRunning();
     std::optional<Verdict> JudgeUploaded(const CString& path);
     void FillFromNotification(const NotificationStore::Entry& entry, bool isNew);

@@ -104,8 +104,10 @@ void COrbWatcher::RemovePending(const CString& prefix, const std::function<bool(
     const ObjectLock lock(m->locks, &m->store);
     std::vector<CString> doomed;
     m->store.ForEach([&](const CString& path, const NotificationPtr& notification) {
-        if (abort.IsSet())
+        if (abort.IsSet()) {
+            m->removalCutShort = true;
             return false;
+        }
         if (notification && BeginsNoCase(path.View(), prefix.View()) && chosen(path))
             doomed.push_back(path);
         return true;
@@ -163,8 +165,10 @@ void COrbWatcher::RemovePendingOnDisk(const CString& directory)
         if (!search)
             continue;
         do {
-            if (abort.IsSet())
+            if (abort.IsSet()) {
+                m->removalCutShort = true;
                 return;
+            }
             const std::wstring_view name = data.cFileName;
             if (name == L"." || name == L"..")
                 continue;

@@ -56,17 +56,20 @@ int COrbWatcher::IsOnlineInstantRunAllowed(const wchar_t* path)
 
 void COrbWatcher::SignalInstantRunEvent()
 {
-    HANDLE event = nullptr;
-    // The handle is left open: the event then outlives whoever made it, and no wake-up is lost with it.
+    bool signalled = false;
+    // The handle is left open: the event then outlives whoever made it, and no wake-up is lost with it. One is enough
+    // for all files.
     Completes(L"SignalInstantRunEvent", [&] {
-        const WithoutThreadToken asProcess; // the service need not have let the user in
-        event = OpenEventW(EVENT_ALL_ACCESS, FALSE,
-                           GetMainSettings().GetMainSettingsMutex(L"mutexs::GUID_ONLINE_INSTANT_RUN"));
+        const CString name = GetMainSettings().GetMainSettingsMutex(L"mutexs::GUID_ONLINE_INSTANT_RUN");
+        const CSingleLock lock(m->instantRunSection);
+        if (!m->instantRunEvent) {
+            const WithoutThreadToken asProcess; // the service need not have let the user in
+            m->instantRunEvent.Reset(OpenEventW(EVENT_ALL_ACCESS, FALSE, name));
+        }
+        signalled = m->instantRunEvent && SetEvent(m->instantRunEvent.Get());
     });
     constexpr int InstantRunLine = 2698;
-    if (event)
-        SetEvent(event);
-    else
+    if (!signalled)
         g_OrbLog.WriteLog(2, L"OrbWatcher", InstantRunLine, L"Failed to open Instant run event");
 }
 

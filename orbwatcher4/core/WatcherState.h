@@ -90,6 +90,11 @@ struct WatcherState {
     std::function<void(const CString&, const char*)> rescanListener; // constant while watching
     CEvent driveUpdated{true, true};                                 // this watcher has looked for removed drives
 
+    // A removal was told to end before its end: what it left out may not be selected any more.
+    std::atomic<bool> removalCutShort{false};
+    RankedSection instantRunSection{LockRank::Leaf, L"instant run"};
+    KernelHandle instantRunEvent; // once it could be opened; guarded by instantRunSection
+
     RankedSection handOutLock{LockRank::HandOut, L"hand-out"};
 
     RankedSection deletedFilesLock{LockRank::DeletedFiles, L"deleted files"};

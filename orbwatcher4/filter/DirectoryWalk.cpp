@@ -115,17 +115,31 @@ bool DirectoryWalk::ReadFolder(const CString& folder, bool withSubFolders)
             ReportFile(folder, data);
         return true;
     });
-    if (error) {
-        g_OrbLog.WriteLog(2, L"OrbFilter", __LINE__, L"The folder %s could not be read to its end: %d",
-                          folder.GetString(), error);
-        // A folder that goes while it is read fails in many ways.
-        const bool gone = error == ERROR_PATH_NOT_FOUND ||
-                          (m_disk.Attributes(folder) == INVALID_FILE_ATTRIBUTES && IsNotThere(GetLastError()));
-        PassOver(folder, gone ? PathOutcome::Missing : PathOutcome::Unreadable);
-    }
+    if (error)
+        TakeReadError(folder, error);
+    else if (goOn)
+        TellRead(folder, ERROR_SUCCESS);
     if (goOn && !error && !withSubFolders)
         JunctionAccess::AddFilesReported(m_filter, folder);
     return goOn;
+}
+
+void DirectoryWalk::TakeReadError(const CString& folder, DWORD error) const
+{
+    g_OrbLog.WriteLog(2, L"OrbFilter", __LINE__, L"The folder %s could not be read to its end: %d", folder.GetString(),
+                      error);
+    // A folder that goes while it is read fails in many ways.
+    const bool gone = error == ERROR_PATH_NOT_FOUND ||
+                      (m_disk.Attributes(folder) == INVALID_FILE_ATTRIBUTES && IsNotThere(GetLastError()));
+    PassOver(folder, gone ? PathOutcome::Missing : PathOutcome::Unreadable);
+    if (!gone)
+        TellRead(folder, error);
+}
+
+void DirectoryWalk::TellRead(const CString& folder, DWORD error) const
+{
+    if (m_options.observer)
+        m_options.observer->ListRead(folder, error);
 }
 
 void DirectoryWalk::ReportFile(const CString& folder, const WIN32_FIND_DATAW& data)

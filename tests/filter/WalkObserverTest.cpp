@@ -19,7 +19,10 @@ public:
         EXPECT_TRUE(passedOver.emplace(path, why).second) << Narrow(path.View()) << " was told twice";
     }
 
+    void ListRead(const CString& folder, std::uint32_t error) override { read[folder] = error; }
+
     std::vector<CString> entered;
+    std::map<CString, std::uint32_t> read;
     std::map<CString, PathOutcome> passedOver;
 };
 
@@ -86,6 +89,9 @@ TEST_F(WalkObserving, FoldersThatCannotBeReadAreToldApartFromThoseThatAreGone)
     disk.listErrors[L"C:\\a\\gone\\"] = ERROR_PATH_NOT_FOUND;
     disk.lateErrors[L"C:\\a\\torn\\"] = ERROR_CRC;
     EXPECT_TRUE(Walk());
+    EXPECT_EQ(observer.read, (std::map<CString, std::uint32_t>{{L"C:\\a\\", ERROR_SUCCESS},
+                                                               {L"C:\\a\\denied\\", ERROR_ACCESS_DENIED},
+                                                               {L"C:\\a\\torn\\", ERROR_CRC}}));
     ExpectPassedOver({{L"C:\\a\\denied\\", PathOutcome::Unreadable},
                       {L"C:\\a\\gone\\", PathOutcome::Missing},
                       {L"C:\\a\\torn\\", PathOutcome::Unreadable}});

@@ -33,6 +33,33 @@ private:
     const ImportedCall m_call{nullptr, "GetFileAttributesW", &Answer};
 };
 
+// Reading the list of one folder fails with an error, as long as it lives.
+class FolderThatFails
+{
+public:
+    FolderThatFails(const CString& folder, DWORD error)
+    {
+        s_folder = folder.GetString();
+        s_error = error;
+    }
+
+private:
+    static HANDLE WINAPI Answer(const wchar_t* pattern, FINDEX_INFO_LEVELS level, void* data, FINDEX_SEARCH_OPS search,
+                                void* filter, DWORD flags)
+    {
+        if (std::wstring_view(PlainPath(pattern)).starts_with(s_folder)) {
+            SetLastError(s_error);
+            return INVALID_HANDLE_VALUE;
+        }
+        return s_original(pattern, level, data, search, filter, flags);
+    }
+
+    static inline const auto s_original = SystemFunction<decltype(FindFirstFileExW)>("FindFirstFileExW");
+    static inline std::wstring s_folder;
+    static inline DWORD s_error = 0;
+    const ImportedCall m_call{nullptr, "FindFirstFileExW", &Answer};
+};
+
 class UnknownPaths : public LoopFixture
 {
 protected:
@@ -93,6 +120,29 @@ TEST_F(UnknownPaths, ARootThatCannotBeReachedKeepsItsEntriesWhateverTheError)
     EXPECT_FALSE(Pending(path));
     EXPECT_EQ(CIndexDB::m_mapDeletePtr.size(), 1u);
     EXPECT_FALSE(IsFullDue());
+}
+
+TEST_F(UnknownPaths, AFolderThatAnEnumerationCannotReadForNowMakesAnotherOneDueOnce)
+{
+    const CString below = Write(L"below\\b.txt");
+    {
+        const FolderThatFails denied(InTree(L"below"), ERROR_ACCESS_DENIED);
+        EXPECT_TRUE(watcher.FirstRun(L"c:\\"));
+        EXPECT_FALSE(IsFullDue());
+    }
+    {
+        const FolderThatFails busy(InTree(L"below"), ERROR_BUSY);
+        EXPECT_TRUE(watcher.FirstRun(L"c:\\"));
+        EXPECT_TRUE(IsFullDue());
+        NoteCompletion();
+        EXPECT_TRUE(watcher.FirstRun(L"c:\\"));
+        EXPECT_FALSE(IsFullDue()) << "another one would find no more";
+    }
+    EXPECT_TRUE(watcher.FirstRun(L"c:\\"));
+    EXPECT_TRUE(Pending(below));
+    const FolderThatFails busy(InTree(L"below"), ERROR_BUSY);
+    EXPECT_TRUE(watcher.FirstRun(L"c:\\"));
+    EXPECT_TRUE(IsFullDue());
 }
 
 TEST_F(UnknownPaths, WhatWasJudgedLeavesTheDeleteMap)

@@ -161,6 +161,29 @@ TEST_F(Connection, AnAnswerThatDoesNotComeGivesTheTurnBackAndDropsTheConnection)
     EXPECT_FALSE(overlay.Connect());
 }
 
+TEST_F(Connection, AServiceThatNeverAnswersIsLeftAloneForAGrowingTimeOfAMinuteAtMost)
+{
+    for (int i = 0; i < OverlayCache::MostTimeouts; ++i)
+        EXPECT_FALSE(SetInVain());
+    const auto isAsked = [&] {
+        waiter.limits.clear();
+        EXPECT_FALSE(SetInVain());
+        return !waiter.limits.empty();
+    };
+    for (const int pause : {1, 2, 4, 8, 16, 32, 60, 60}) {
+        EXPECT_FALSE(isAsked()) << "a change waited for it";
+        waiter.now += std::chrono::seconds(pause - 1);
+        EXPECT_FALSE(isAsked()) << pause;
+        waiter.now += std::chrono::seconds(1);
+        EXPECT_TRUE(isAsked()) << pause;
+    }
+    waiter.now += std::chrono::seconds(60);
+    AnswerEverything();
+    EXPECT_TRUE(Set(File, OverlayStatus::Pending));
+    EXPECT_TRUE(isAsked());
+    EXPECT_TRUE(isAsked()) << "an answer makes up for the time-outs before";
+}
+
 TEST_F(Connection, ADroppedConnectionKeepsTheResponseEventAloneAndUsesItAgain)
 {
     const OverlayNames names = service->names;

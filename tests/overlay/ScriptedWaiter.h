@@ -21,7 +21,10 @@ public:
         return step ? step(event) : WaitForSingleObject(event, 0);
     }
 
+    GrowingPause::Time Now() override { return now; }
+
     std::vector<DWORD> limits; // of every wait so far
+    GrowingPause::Time now{std::chrono::hours(100)};
     // A request that fails in its first wait must be the last one.
     Step whileWaitingForTheTurn;
     Step whileWaitingForTheAnswer;

@@ -1,0 +1,44 @@
+// When to ask again what has failed again and again: after a pause that grows. Portable. One thread at a time.
+#pragma once
+
+#include <chrono>
+
+class GrowingPause
+{
+public:
+    using Time = std::chrono::steady_clock::time_point;
+
+    // No pause before this many failures; then `first`, and twice as long each time, up to `longest`.
+    constexpr GrowingPause(int failures, std::chrono::seconds first, std::chrono::seconds longest)
+        : m_mostFailures(failures),
+          m_first(first),
+          m_longest(longest)
+    {
+    }
+
+    bool IsRunning(Time now) const { return now < m_until; }
+    // Returns the pause that begins, or 0. A failure while one runs, of what had begun before, counts for nothing. After a
+    // pause, one more failure is enough for the next one.
+    std::chrono::seconds Fail(Time now)
+    {
+        if (IsRunning(now) || ++m_failures < m_mostFailures)
+            return std::chrono::seconds(0);
+        const std::chrono::seconds pause = m_next.count() > 0 ? m_next : m_first;
+        m_until = now + pause;
+        m_next = pause * 2 < m_longest ? pause * 2 : m_longest;
+        return pause;
+    }
+    void Succeed()
+    {
+        m_failures = 0;
+        m_next = {};
+        m_until = {};
+    }
+
+private:
+    int m_mostFailures;
+    std::chrono::seconds m_first, m_longest;
+    int m_failures = 0;
+    std::chrono::seconds m_next{0}; // 0: the first one
+    Time m_until{};
+};
