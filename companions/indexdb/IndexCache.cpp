@@ -92,6 +92,11 @@ bool CIndexDB::GetCachedData(std::uint64_t id, CachedDatum& datum, int)
     return cache && cache->Find(id, datum);
 }
 
+bool CIndexDB::IsItemOf(const wchar_t* path, const CachedDatum& datum)
+{
+    return EqualNoCase(WithoutBackslash(path), datum.path.View());
+}
+
 bool CIndexDB::GetCachedData(const wchar_t* path, CachedDatum& datum)
 {
     const CSingleLock lock(m_csCache);

@@ -157,9 +157,11 @@ public:
     bool ExportToTransaction(const wchar_t* path, int kind);
 
     /// Notes, for a backup service, that the item is backed up as it is said here. The cache follows at once. False
-    /// when it cannot be written.
+    /// when it cannot be written, and when another path has the item's key: keys are hashes, and names with the key
+    /// of another path can be made. The other item stays, and this one stays new.
     bool RecordItem(const ItemDatum& item);
-    /// The same for many, in one transaction: all of them or none.
+    /// The same for many, in one transaction: all of them or none, but for those whose key another path has. These are
+    /// left out; the result is then false, though the others are recorded.
     bool RecordItems(const std::vector<ItemDatum>& items);
     /// The item is not in the index any more; also when it was not. False when it cannot be written.
     bool ForgetItem(const wchar_t* path);
@@ -176,8 +178,12 @@ public:
     static bool CacheLoaded();
     /// The look-ups find nothing until LoadCache is called again.
     static void ClearCache();
-    /// The item with this key; false when the index does not hold it. `options` is 1 for every caller here.
+    /// The item with this key; false when the index does not hold it. `options` is 1 for every caller here. Whoever has
+    /// computed the key from a path must compare the paths: IsItemOf.
     static bool GetCachedData(std::uint64_t id, CachedDatum& datum, int options = 1);
+    /// Whether the item that was found by the key of a path has that path, without regard to case and to one
+    /// trailing backslash. A name that has the key of another path can be made.
+    static bool IsItemOf(const wchar_t* path, const CachedDatum& datum);
     /// The item with this path, without regard to case and to one trailing backslash.
     static bool GetCachedData(const wchar_t* path, CachedDatum& datum);
     /// Whether the index holds anything below the folder, at any depth. Case and backslash as above.

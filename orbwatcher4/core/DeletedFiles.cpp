@@ -6,6 +6,7 @@
 #include "orbwatcher4/core/FileFindData.h"
 #include "orbwatcher4/core/WatcherState.h"
 #include "support/Backslash.h"
+#include "support/CaseFold.h"
 #include "support/Impersonation.h"
 #include "support/SystemPath.h"
 #include "support/WithoutThreadToken.h"
@@ -146,15 +147,23 @@ bool DeletedFiles::CollectEntry(const CString& path, const Notification& notific
     return true;
 }
 
-// Each item once, however many of the entries stand for it.
+// Each item once, however many of the entries stand for it. An id may also be that of another path, which somebody has
+// named the entry for: that path may well be there.
 bool DeletedFiles::IsToBeRecorded(std::uint64_t id, const CString& entry, CachedDatum& datum)
 {
-    datum.path = entry;
-    if (!CIndexDB::GetCachedData(id, datum) || (datum.flags & CachedDatum::NoDeleteRecord))
-        return false;
+    const bool indexed = CIndexDB::GetCachedData(id, datum);
+    if (!indexed || !(CIndexDB::IsItemOf(entry, datum) || BeginsNoCase(datum.path.View(), WithBackslash(entry).View())))
+        datum = CachedDatum{.path = entry};
+    else if (!(datum.flags & CachedDatum::NoDeleteRecord))
+        return IsToBeRecorded(entry, datum);
+    return false;
+}
+
+bool DeletedFiles::IsToBeRecorded(const CString& entry, const CachedDatum& datum)
+{
     if (Exists(WithoutBackslash(entry)) && !m.IsGone(datum.path))
         return false;
-    return m_recordedIds.insert(id).second;
+    return m_recordedIds.insert(datum.id).second;
 }
 
 void DeletedFiles::Undo(std::size_t records)

@@ -43,6 +43,7 @@ private:
     // Nothing when the index could not be read to its end.
     std::optional<std::vector<std::uint64_t>> IdsOf(const CString& path);
     bool IsToBeRecorded(std::uint64_t id, const CString& entry, CachedDatum& datum);
+    bool IsToBeRecorded(const CString& entry, const CachedDatum& datum);
     void Undo(std::size_t records);
     bool Write();
     bool WriteRecords(SettingsDatum& job, bool newJob);

@@ -171,6 +171,8 @@ HandOut::HandOut(COrbWatcher& watcher, WatcherState& state, std::set<unsigned __
       m_out(out),
       m_online(GetMainSettings().IsOnline())
 {
+    if (m_sameRunIds)
+        m.givenInRun.Follow(*m_sameRunIds);
 }
 
 HandOut::Verdict HandOut::Offer(const NotificationStore::Entry& entry)
@@ -193,7 +195,11 @@ HandOut::Verdict HandOut::Offer(const NotificationStore::Entry& entry)
             return *verdict;
     CachedDatum datum;
     const std::uint64_t id = CIndexDB::CalculateUuid(path);
-    const bool indexed = CIndexDB::GetCachedData(id, datum, 1);
+    bool indexed = CIndexDB::GetCachedData(id, datum, 1);
+    if (indexed && !CIndexDB::IsItemOf(path, datum)) {
+        indexed = false;
+        datum = CachedDatum();
+    }
     const bool isNew = !indexed || (datum.flags & CachedDatum::NoDeleteRecord);
     FillFromNotification(entry, isNew);
     const bool directory = (attributes->attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
@@ -202,7 +208,7 @@ HandOut::Verdict HandOut::Offer(const NotificationStore::Entry& entry)
     if (!isNew && static_cast<std::uint64_t>(m_out.modificationTime) == datum.modificationTime)
         return Verdict::Drop; // unchanged since it was backed up
     const bool oncePerRun = m_sameRunIds && IsBackupRunning();
-    if (oncePerRun && m_sameRunIds->count(id) != 0) {
+    if (oncePerRun && m_sameRunIds->count(id) != 0 && m.givenInRun.Holds(id, path.View())) {
         if (datum.flags & CachedDatum::DropSameRunChange)
             return Verdict::Drop;
         g_OrbLog.Log(L"Delaying backup of file %s due to same run.", path.GetString());
@@ -210,8 +216,10 @@ HandOut::Verdict HandOut::Offer(const NotificationStore::Entry& entry)
     }
     Finish(entry, directory, id, attributes->attributes);
     // Last: what is cut short before it is given must not count as given in this run.
-    if (oncePerRun)
+    if (oncePerRun) {
+        m.givenInRun.Insert(id, path.View());
         m_sameRunIds->insert(id);
+    }
     return Verdict::Give;
 }
 
@@ -232,7 +240,7 @@ bool HandOut::IsBackupRunning()
 std::optional<HandOut::Verdict> HandOut::JudgeUploaded(const CString& path)
 {
     std::uint64_t uploaded = 0;
-    if (!m.online->FindUploaded(PathHash64(path.View()), uploaded))
+    if (!m.online->FindUploaded(path, uploaded))
         return std::nullopt;
     if (LastWriteTime(path) == uploaded) {
         g_OrbLog.Log(L"Skipping duplicate notification for file %s.", path.GetString());

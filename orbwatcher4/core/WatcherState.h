@@ -12,6 +12,7 @@
 #include "orbwatcher4/core/ChangeHandler.h"
 #include "orbwatcher4/core/DueEnumerations.h"
 #include "orbwatcher4/core/EnumerationTally.h"
+#include "orbwatcher4/core/GivenInRun.h"
 #include "orbwatcher4/core/NotificationStore.h"
 #include "orbwatcher4/core/ObjectLockTable.h"
 #include "orbwatcher4/core/OwnFiles.h"
@@ -50,6 +51,7 @@ struct WatcherState {
     OrbFilter secondaryFilter;
     ObjectLockTable locks;
     NotificationStore store;
+    GivenInRun givenInRun;   // guarded by the store's lock
     CString completionEvent; // named event, set at the end of a first-time run
     std::shared_ptr<OnlineCallbackHandler> online;
     KeySet ignoredNames, ignoredExtensions, ignoredFolders;
