@@ -46,7 +46,7 @@ install(FILES mfc/CCriticalSection.h mfc/CEvent.h mfc/CString.h DESTINATION ${in
 install(FILES support/Handle.h support/HashMemory.h support/Hashes.h support/LockOrder.h support/PathFingerprint.h
     support/RankedSection.h
     DESTINATION ${include_dir}/support)
-install(FILES companions/indexdb/OrbIndexDB.h DESTINATION ${include_dir}/companions/indexdb)
+install(FILES companions/indexdb/CachedDatum.h companions/indexdb/OrbIndexDB.h DESTINATION ${include_dir}/companions/indexdb)
 install(FILES companions/logging/OrbLogging.h DESTINATION ${include_dir}/companions/logging)
 install(FILES companions/online/OnlineCallbackHandler.h DESTINATION ${include_dir}/companions/online)
 install(FILES companions/readerswriters/ReadersWriters.h DESTINATION ${include_dir}/companions/readerswriters)

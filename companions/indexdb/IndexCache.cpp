@@ -94,7 +94,8 @@ bool CIndexDB::GetCachedData(std::uint64_t id, CachedDatum& datum, int)
 
 bool CIndexDB::IsItemOf(const wchar_t* path, const CachedDatum& datum)
 {
-    return EqualNoCase(WithoutBackslash(path), datum.path.View());
+    const std::wstring_view asked = WithoutBackslash(path), found = datum.path.View();
+    return asked == found || EqualNoCase(asked, found); // nearly every path is asked for as it is spelled
 }
 
 bool CIndexDB::GetCachedData(const wchar_t* path, CachedDatum& datum)

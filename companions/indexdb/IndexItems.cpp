@@ -1,3 +1,4 @@
+#include "companions/indexdb/IndexFormat.h"
 #include "companions/indexdb/IndexSchema.h"
 #include "companions/indexdb/IndexState.h"
 #include "companions/logging/OrbLogging.h"
@@ -148,15 +149,9 @@ void CIndexDB::State::ReadItems(ItemCache& cache)
 {
     IndexStatement query(connection.Get(), IndexSchema::ItemsQuery(connection));
     while (query.Step()) {
-        CachedDatum datum;
-        datum.id = static_cast<std::uint64_t>(query.Integer(0));
-        datum.modificationTime = static_cast<std::uint64_t>(query.Integer(1));
-        datum.kind = static_cast<std::uint32_t>(query.Integer(2));
-        datum.flags = static_cast<std::uint32_t>(query.Integer(3));
-        datum.path = query.Text(5);
-        if (query.Integer(6) != 0)
-            datum.flags |= CachedDatum::NoDeleteRecord;
-        cache.Put(datum, query.Integer(4));
+        const std::optional<IndexFormat::ItemRow> row = IndexFormat::ReadItem(query.Get());
+        if (!row || !cache.Put(row->datum, row->delayedUntil))
+            throw IndexError{Error::Corrupt, L"it holds an item that no library has written"};
     }
 }
 

@@ -6,7 +6,7 @@
 #pragma once
 
 #include "companions/indexdb/BlockArray.h"
-#include "companions/indexdb/OrbIndexDB.h"
+#include "companions/indexdb/CachedDatum.h"
 #include "companions/indexdb/SlotTable.h"
 #include "support/HashMemory.h"
 

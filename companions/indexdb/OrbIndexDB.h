@@ -14,6 +14,7 @@
 /// reported by Open and never overwritten.
 #pragma once
 
+#include "companions/indexdb/CachedDatum.h"
 #include "mfc/CCriticalSection.h"
 #include "mfc/CString.h"
 
@@ -26,20 +27,6 @@
 #else
 #define ORBINDEXDB_API __declspec(dllimport)
 #endif
-
-/// What the cache knows of an item.
-struct CachedDatum {
-    static constexpr std::uint32_t DropSameRunChange = 4; ///< a file: a second change during a run is dropped
-    static constexpr std::uint32_t Folder = 4;            ///< the same bit on a folder's item marks the folder
-    static constexpr std::uint32_t NoDeleteRecord = 64;   ///< has one already: treated as if it were not in the index
-
-    std::uint64_t id = 0;               ///< CIndexDB::CalculateUuid of the path when it was recorded
-    std::uint64_t parentId = 0;         ///< the key of the folder; 0 without one
-    std::uint64_t modificationTime = 0; ///< FILETIME, 100-ns units
-    std::uint32_t kind = 0;             ///< 0 file, 1 folder
-    std::uint32_t flags = 0;            ///< the bits above
-    CString path;                       ///< without a trailing backslash
-};
 
 /// An item as a backup service records it.
 struct ItemDatum {
@@ -155,6 +142,16 @@ public:
     /// False, with no file left, when it could not be written; false, too, when the file exists already,
     /// unless it is empty: that is how a name is reserved.
     bool ExportToTransaction(const wchar_t* path, int kind);
+
+    /// The same for the job with this number.
+    bool ExportJob(const wchar_t* path, std::int32_t jobId);
+    /// Notes that the job is still to be exported, in the batch that is open or at once. The note stays in the index
+    /// until NoteExported, also over restarts. False when it cannot be written.
+    bool MakeExportDue(std::int32_t jobId);
+    /// The job has been exported. False when that cannot be written.
+    bool NoteExported(std::int32_t jobId);
+    /// The jobs that are still to be exported, in the order of their numbers. False when they cannot be read.
+    bool GetDueExports(std::vector<std::int32_t>& jobs);
 
     /// Notes, for a backup service, that the item is backed up as it is said here. The cache follows at once. False
     /// when it cannot be written, and when another path has the item's key: keys are hashes, and names with the key
