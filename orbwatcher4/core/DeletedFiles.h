@@ -26,6 +26,8 @@ public:
     explicit DeletedFiles(WatcherState& state) : m(state) {}
 
     void Process();
+    // Whether jobs of earlier runs are still to be exported.
+    static bool HasDueExports(const WatcherState& state);
 
 private:
     using Entries = std::map<CString, NotificationPtr>;
@@ -49,7 +51,10 @@ private:
     bool WriteRecords(SettingsDatum& job, bool newJob);
     void Tell() const;
     void QueueReturned();
-    void Export();
+    // Every job that is due. One that fails stays due, and so do those after it.
+    void ExportDue();
+    bool Export(std::int32_t jobId);
+    bool HasDestination() const;
     CString ExportPath();
     void TakeSettled();
 

@@ -83,6 +83,7 @@ struct WatcherState {
     KernelHandle driveUpdateEvent;
     std::atomic<bool> deletionsRequested{false}; // by this watcher; another may have taken the signal
     std::atomic<bool> deletionsWait{false};      // the last processing left some that a later one may settle
+    std::atomic<bool> exportsWait{false};        // jobs of deletions could not be exported
 
     RankedSection lifecycle{LockRank::Lifecycle, L"lifecycle"};
     KernelHandle watchThread, overlayThread; // guarded by lifecycle
