@@ -25,6 +25,7 @@
 #include "orbwatcher4/filter/RuleSet.h"
 #include "orbwatcher4/filter/ScanLists.h"
 #include "support/HashMemory.h"
+#include "support/PathFingerprint.h"
 
 #include <sparsehash/dense_hash_set>
 
@@ -276,9 +277,9 @@ private:
     std::shared_ptr<RuleMap> m_advancedRules; // null: none. Shared with those who were given the rules
     std::map<CString, CString> m_junctions;   // lower-cased junction ending in "\" to destination; guarded by m_lock
     ReadersWriters m_lock;
-    google::dense_hash_set<std::uint64_t, std::hash<std::uint64_t>, std::equal_to<std::uint64_t>,
-                           HashMemory<std::uint64_t>>
-        m_scanned; // keys of lower-cased paths; guarded by m_lock
+    google::dense_hash_set<PathFingerprint, std::hash<PathFingerprint>, std::equal_to<PathFingerprint>,
+                           HashMemory<PathFingerprint>>
+        m_scanned; // guarded by m_lock
     CString m_dataFile;
     CString m_autoExcludeFile;
     CString m_advancedFile;

@@ -92,6 +92,12 @@ bool CIndexDB::GetCachedData(std::uint64_t id, CachedDatum& datum, int)
     return cache && cache->Find(id, datum);
 }
 
+bool CIndexDB::IsItemOf(const wchar_t* path, const CachedDatum& datum)
+{
+    const std::wstring_view asked = WithoutBackslash(path), found = datum.path.View();
+    return asked == found || EqualNoCase(asked, found); // nearly every path is asked for as it is spelled
+}
+
 bool CIndexDB::GetCachedData(const wchar_t* path, CachedDatum& datum)
 {
     const CSingleLock lock(m_csCache);

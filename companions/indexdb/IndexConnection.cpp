@@ -1,5 +1,8 @@
 #include "companions/indexdb/IndexConnection.h"
 
+#include "companions/indexdb/IndexFiles.h"
+#include "companions/indexdb/IndexFormat.h"
+
 #include <windows.h>
 
 #include <atomic>
@@ -39,6 +42,7 @@ CIndexDB::Error ErrorOf(int status, int systemError)
         return CIndexDB::Error::ReadOnly;
     case SQLITE_CORRUPT:
     case SQLITE_NOTADB:
+    case SQLITE_TOOBIG: // longer than the library writes any
         return CIndexDB::Error::Corrupt;
     case SQLITE_FULL:
         return CIndexDB::Error::Full;
@@ -150,7 +154,7 @@ void IndexConnection::Open(const CString& path, Access access, int busyTimeoutMs
         flags |= SQLITE_OPEN_URI;
     const std::string name = access == Access::Immutable ? ImmutableUri(ToUtf8(path)) : ToUtf8(path);
     sqlite3* connection = nullptr;
-    const int status = sqlite3_open_v2(name.c_str(), &connection, flags, nullptr);
+    const int status = sqlite3_open_v2(name.c_str(), &connection, flags, IndexFiles::Name());
     m_connection.reset(connection);
     if (!connection)
         throw IndexError{CIndexDB::Error::Failed, L"out of memory"};
@@ -160,6 +164,7 @@ void IndexConnection::Open(const CString& path, Access access, int busyTimeoutMs
         throw error;
     }
     sqlite3_extended_result_codes(connection, 1);
+    IndexFormat::Restrict(connection);
     sqlite3_busy_timeout(connection, busyTimeoutMs);
 }
 

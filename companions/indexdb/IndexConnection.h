@@ -34,6 +34,7 @@ public:
     }
 
     explicit operator bool() const { return m_statement != nullptr; }
+    sqlite3_stmt* Get() const { return m_statement.get(); }
     void Close() { m_statement.reset(); }
 
     // Binds new values to the same statement, from the first parameter on.

@@ -1,3 +1,4 @@
+#include "companions/indexdb/IndexFormat.h"
 #include "companions/indexdb/IndexSchema.h"
 #include "companions/indexdb/IndexState.h"
 #include "companions/logging/OrbLogging.h"
@@ -38,40 +39,67 @@ void CheckItem(const ItemDatum& item, const CachedDatum& datum)
 bool CIndexDB::State::RecordAll(const ItemDatum* items, std::size_t count)
 {
     const CSingleLock turn(IndexCache::Turn());
-    const bool recorded = Run([&] {
-        RefuseInBatch();
-        IndexTransaction transaction(connection);
-        IndexStatement insert(connection.Get(),
-                              "INSERT OR REPLACE INTO items(id, parent, kind, modified, flags, delayed, path)"
-                              " VALUES(?, ?, ?, ?, ?, ?, ?)");
-        IndexStatement isBack(connection.Get(), "DELETE FROM gone WHERE item = ?");
-        for (std::size_t i = 0; i < count; ++i) {
-            const CachedDatum datum = CachedFrom(items[i]);
-            CheckItem(items[i], datum);
-            insert.BindAll(datum.id, datum.parentId, datum.kind, datum.modificationTime, datum.flags,
-                           items[i].delayedUntil, datum.path);
-            insert.Step();
-            isBack.BindAll(datum.id);
-            isBack.Step();
+    std::vector<const ItemDatum*> recorded;
+    if (!Run([&] { recorded = WriteItems(items, count); }))
+        return false;
+    FollowRecorded(recorded);
+    return recorded.size() == count;
+}
+
+// One name that somebody has made for the purpose must not keep the others of a batch out of the index.
+std::vector<const ItemDatum*> CIndexDB::State::WriteItems(const ItemDatum* items, std::size_t count)
+{
+    RefuseInBatch();
+    std::vector<const ItemDatum*> written;
+    IndexTransaction transaction(connection);
+    // A row gives way to the same path, in whatever case and under whatever key, but never to another path.
+    IndexStatement insert(connection.Get(),
+                          "INSERT OR REPLACE INTO items(id, parent, kind, modified, flags, delayed, path)"
+                          " VALUES(?, ?, ?, ?, ?, ?, ?) ON CONFLICT(id) DO UPDATE SET parent = excluded.parent,"
+                          " kind = excluded.kind, modified = excluded.modified, flags = excluded.flags,"
+                          " delayed = excluded.delayed, path = excluded.path WHERE path = excluded.path");
+    IndexStatement isBack(connection.Get(), "DELETE FROM gone WHERE item = ?");
+    for (const ItemDatum* item = items; item != items + count; ++item) {
+        const CachedDatum datum = CachedFrom(*item);
+        CheckItem(*item, datum);
+        insert.BindAll(datum.id, datum.parentId, datum.kind, datum.modificationTime, datum.flags, item->delayedUntil,
+                       datum.path);
+        insert.Step();
+        if (connection.Changed() == 0) {
+            RefuseKey(datum);
+            continue;
         }
-        insert.Close();
-        isBack.Close();
-        transaction.Commit();
-    });
-    if (recorded)
-        FollowRecorded(items, count);
-    return recorded;
+        isBack.BindAll(datum.id);
+        isBack.Step();
+        written.push_back(item);
+    }
+    insert.Close();
+    isBack.Close();
+    transaction.Commit();
+    return written;
+}
+
+// The file stays new, and is backed up each time: that loses nothing.
+void CIndexDB::State::RefuseKey(const CachedDatum& datum)
+{
+    IndexStatement query(connection.Get(), "SELECT path FROM items WHERE id = ?", datum.id);
+    const CString owner = query.Step() ? query.Text(0) : CString();
+    last = {Error::Failed, L"cannot record " + datum.path + L": its key belongs to " + owner};
+    g_OrbLog.WriteLog(2, logSource, __LINE__, L"Cannot record %s: its key belongs to %s. It stays new.",
+                      datum.path.GetString(), owner.GetString());
 }
 
 // Look-ups get their turn between any two items.
-void CIndexDB::State::FollowRecorded(const ItemDatum* items, std::size_t count)
+void CIndexDB::State::FollowRecorded(const std::vector<const ItemDatum*>& items)
 {
     try {
-        for (std::size_t i = 0; i < count; ++i) {
-            const CachedDatum datum = CachedFrom(items[i]);
+        for (const ItemDatum* item : items) {
+            const CachedDatum datum = CachedFrom(*item);
             const CSingleLock lock(m_csCache);
-            if (ItemCache* cache = IndexCache::For(identity))
-                cache->Put(datum, items[i].delayedUntil);
+            ItemCache* const cache = IndexCache::For(identity);
+            if (cache && !cache->Put(datum, item->delayedUntil))
+                g_OrbLog.WriteLog(2, logSource, __LINE__, L"The index cache holds another path under the key of %s.",
+                                  datum.path.GetString());
         }
     } catch (const std::bad_alloc&) {
         g_OrbLog.WriteLog(2, logSource, __LINE__, L"No memory for the index cache; it is dropped.");
@@ -121,15 +149,9 @@ void CIndexDB::State::ReadItems(ItemCache& cache)
 {
     IndexStatement query(connection.Get(), IndexSchema::ItemsQuery(connection));
     while (query.Step()) {
-        CachedDatum datum;
-        datum.id = static_cast<std::uint64_t>(query.Integer(0));
-        datum.modificationTime = static_cast<std::uint64_t>(query.Integer(1));
-        datum.kind = static_cast<std::uint32_t>(query.Integer(2));
-        datum.flags = static_cast<std::uint32_t>(query.Integer(3));
-        datum.path = query.Text(5);
-        if (query.Integer(6) != 0)
-            datum.flags |= CachedDatum::NoDeleteRecord;
-        cache.Put(datum, query.Integer(4));
+        const std::optional<IndexFormat::ItemRow> row = IndexFormat::ReadItem(query.Get());
+        if (!row || !cache.Put(row->datum, row->delayedUntil))
+            throw IndexError{Error::Corrupt, L"it holds an item that no library has written"};
     }
 }
 

@@ -3,6 +3,7 @@
 #include "companions/indexdb/TransactionExport.h"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 namespace
@@ -14,11 +15,18 @@ constexpr int maxTextLength = 259;
 
 SettingsDatum CIndexDB::State::LastJob()
 {
+    return JobOf({connection.Get(), "SELECT id, started, ended, items, flags FROM jobs ORDER BY id DESC LIMIT 1"});
+}
+
+SettingsDatum CIndexDB::State::JobOf(IndexStatement query)
+{
     SettingsDatum job;
-    IndexStatement query(connection.Get(),
-                         "SELECT id, started, ended, items, flags FROM jobs ORDER BY id DESC LIMIT 1");
     if (query.Step()) {
-        job.jobId = static_cast<std::int32_t>(query.Integer(0));
+        const std::int64_t id = query.Integer(0);
+        // There is always a next one.
+        if (id < 0 || id >= std::numeric_limits<std::int32_t>::max())
+            throw IndexError{Error::Corrupt, L"it holds a job that no library has written"};
+        job.jobId = static_cast<std::int32_t>(id);
         job.startTime = query.Integer(1);
         job.endTime = query.Integer(2);
         job.itemCount = query.Integer(3);
@@ -77,7 +85,7 @@ std::vector<ProfileDatum> CIndexDB::GetPlugins()
 {
     std::vector<ProfileDatum> plugins;
     m_state->Run([&] {
-        if (m_state->connection.Number("SELECT count(*) FROM sqlite_master WHERE type='table' AND name='plugins'") == 0)
+        if (!m_state->HasTable(L"plugins"))
             return;
         IndexStatement query(m_state->connection.Get(),
                              "SELECT id, name, virtualPath, rootPath, guiName FROM plugins ORDER BY position");
@@ -263,10 +271,58 @@ bool CIndexDB::ExportToTransaction(const wchar_t* path, int kind)
     return m_state->Run([&] {
         if (kind != 1)
             throw IndexError{Error::Failed, L"an unknown kind of transaction"};
-        m_state->RefuseInBatch();
-        const SettingsDatum job = m_state->LastJob();
-        if (job.jobId == 0)
-            throw IndexError{Error::NotFound, L"no job to export"};
-        ExportTransaction(path, job, m_state->Deletes(job.jobId));
+        m_state->Export(path, m_state->LastJob());
     });
+}
+
+bool CIndexDB::ExportJob(const wchar_t* path, std::int32_t jobId)
+{
+    return m_state->Run([&] {
+        m_state->Export(path,
+                        m_state->JobOf({m_state->connection.Get(),
+                                        "SELECT id, started, ended, items, flags FROM jobs WHERE id = ?", jobId}));
+    });
+}
+
+void CIndexDB::State::Export(const wchar_t* file, const SettingsDatum& job)
+{
+    RefuseInBatch();
+    if (job.jobId == 0)
+        throw IndexError{Error::NotFound, L"no job to export"};
+    ExportTransaction(file, job, Deletes(job.jobId));
+}
+
+bool CIndexDB::MakeExportDue(std::int32_t jobId)
+{
+    return m_state->Run([&] {
+        m_state->connection.Execute(IndexSchema::CreateUnexported);
+        m_state->connection.Execute("INSERT OR IGNORE INTO unexported(job) VALUES(?)", jobId);
+    });
+}
+
+bool CIndexDB::NoteExported(std::int32_t jobId)
+{
+    return m_state->Run([&] {
+        if (m_state->HasTable(L"unexported"))
+            m_state->connection.Execute("DELETE FROM unexported WHERE job = ?", jobId);
+    });
+}
+
+bool CIndexDB::GetDueExports(std::vector<std::int32_t>& jobs)
+{
+    jobs.clear();
+    return m_state->Run([&] {
+        if (!m_state->HasTable(L"unexported"))
+            return;
+        // A mark without its job is of no use any more.
+        IndexStatement query(m_state->connection.Get(),
+                             "SELECT job FROM unexported WHERE job IN (SELECT id FROM jobs) ORDER BY job");
+        while (query.Step())
+            jobs.push_back(static_cast<std::int32_t>(query.Integer(0)));
+    });
+}
+
+bool CIndexDB::State::HasTable(std::wstring_view name)
+{
+    return connection.Number("SELECT count(*) FROM sqlite_master WHERE type='table' AND name=?", name) != 0;
 }

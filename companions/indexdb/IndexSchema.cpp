@@ -1,9 +1,6 @@
 #include "companions/indexdb/IndexSchema.h"
 
-#include "support/CaseFold.h"
-
-#include <algorithm>
-#include <cstring>
+#include "companions/indexdb/IndexFormat.h"
 
 namespace IndexSchema
 {
@@ -39,26 +36,6 @@ const char* const statements[] = {
 // Narrow, so that marking as many items as there are touches few pages; the items' own rows are wide.
 const char* const createGone = "CREATE TABLE IF NOT EXISTS gone(item INTEGER PRIMARY KEY)";
 
-// A text inside a record of the file may begin at any byte.
-std::uint16_t UpperUnitAt(const void* units, std::size_t index)
-{
-    std::uint16_t unit;
-    std::memcpy(&unit, static_cast<const char*>(units) + index * sizeof unit, sizeof unit);
-    return UpperUnit(unit);
-}
-
-// As CompareNoCase does.
-int ComparePaths(void*, int leftBytes, const void* left, int rightBytes, const void* right)
-{
-    const std::size_t common = static_cast<std::size_t>(std::min(leftBytes, rightBytes)) / sizeof(std::uint16_t);
-    for (std::size_t i = 0; i < common; ++i) {
-        const int difference = int(UpperUnitAt(left, i)) - int(UpperUnitAt(right, i));
-        if (difference != 0)
-            return difference;
-    }
-    return leftBytes - rightBytes;
-}
-
 } // namespace
 
 const char* const CreatePlugins = "CREATE TABLE IF NOT EXISTS plugins("
@@ -69,10 +46,11 @@ const char* const CreatePlugins = "CREATE TABLE IF NOT EXISTS plugins("
                                   " rootPath TEXT NOT NULL,"
                                   " guiName TEXT NOT NULL)";
 
+const char* const CreateUnexported = "CREATE TABLE IF NOT EXISTS unexported(job INTEGER PRIMARY KEY)";
+
 void RegisterCollation(IndexConnection& connection)
 {
-    if (sqlite3_create_collation_v2(connection.Get(), "ORB_PATH", SQLITE_UTF16LE, nullptr, ComparePaths, nullptr) !=
-        SQLITE_OK)
+    if (IndexFormat::RegisterCollation(connection.Get()) != SQLITE_OK)
         throw LastErrorOf(connection.Get());
 }
 
@@ -87,9 +65,12 @@ bool IsIndex(IndexConnection& connection)
     }
     if (version > Version)
         throw IndexError{CIndexDB::Error::Newer, L"written by a newer version"};
-    constexpr const char* tables = "SELECT count(*) FROM sqlite_master WHERE name IN ('items', 'jobs', 'deletes')";
+    constexpr const char* tables =
+        "SELECT count(*) FROM sqlite_master WHERE type='table' AND name IN ('items', 'jobs', 'deletes')";
     if (version < 1 || connection.Number(tables) != 3)
         throw IndexError{CIndexDB::Error::Corrupt, L"tables are missing"};
+    if (connection.Number(IndexFormat::ForeignObjects) != 0)
+        throw IndexError{CIndexDB::Error::Corrupt, L"its schema is not that of an index"};
     return true;
 }
 
@@ -123,9 +104,8 @@ void Upgrade(IndexConnection& connection)
 const char* ItemsQuery(IndexConnection& connection)
 {
     return connection.Number("SELECT count(*) FROM sqlite_master WHERE type='table' AND name='gone'") == 0
-               ? "SELECT id, modified, kind, flags, delayed, path, 0 FROM items"
-               : "SELECT id, modified, kind, flags, delayed, path, gone.item IS NOT NULL FROM items"
-                 " LEFT JOIN gone ON gone.item = items.id";
+               ? IndexFormat::ItemsWithoutGone
+               : IndexFormat::ItemsWithGone;
 }
 
 } // namespace IndexSchema

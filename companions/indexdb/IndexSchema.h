@@ -29,5 +29,7 @@ const char* ItemsQuery(IndexConnection& connection);
 void Create(IndexConnection& connection);
 
 extern const char* const CreatePlugins;
+// Made with the first job of deletions.
+extern const char* const CreateUnexported;
 
 } // namespace IndexSchema

@@ -63,9 +63,17 @@ struct CIndexDB::State {
     void UseWriteAheadLog();
     void Close();
     SettingsDatum LastJob();
+    // The job of the first row; a zero record without one.
+    SettingsDatum JobOf(IndexStatement query);
+    void Export(const wchar_t* file, const SettingsDatum& job);
+    bool HasTable(std::wstring_view name);
     std::vector<DeleteDatum> Deletes(std::int32_t jobId);
+    // False, with the last error, when any of them could not be recorded.
     bool RecordAll(const ItemDatum* items, std::size_t count);
-    void FollowRecorded(const ItemDatum* items, std::size_t count);
+    // Returns the items that were recorded: all but those whose key another path has.
+    std::vector<const ItemDatum*> WriteItems(const ItemDatum* items, std::size_t count);
+    void RefuseKey(const CachedDatum& datum);
+    void FollowRecorded(const std::vector<const ItemDatum*>& items);
     void FollowForgotten(const CString& path);
     void FollowDeleted();
     bool OthersHaveWritten() noexcept;

@@ -4,6 +4,7 @@
 #include "support/Hashes.h"
 
 #include <algorithm>
+#include <new>
 
 namespace
 {
@@ -31,20 +32,24 @@ std::size_t NameStart(std::wstring_view path)
 
 } // namespace
 
-ItemCache::ItemCache()
+ItemCache::ItemCache(std::uint64_t mostNameUnits)
+    : m_mostNameBlocks(static_cast<std::size_t>(mostNameUnits >> blockBits))
 {
-    m_byFoldedPath.set_deleted_key(deletedKey);
     m_subtrees.set_deleted_key(deletedKey);
 }
 
-void ItemCache::Put(const CachedDatum& datum, std::int64_t delayedUntil)
+bool ItemCache::Put(const CachedDatum& datum, std::int64_t delayedUntil)
 {
     const std::wstring_view path = datum.path.View();
+    if (path.empty() || path.size() > MaxPath)
+        return false;
     if (Update(datum, delayedUntil))
-        return;
+        return true;
+    if (const Item* const sameId = ItemOfId(datum.id); sameId && !IfItHasPath(sameId, path))
+        return false;
+    Erase(datum.id);
     if (const auto samePath = FindPath(path))
         Erase(*samePath);
-    Erase(datum.id);
 
     const std::size_t nameStart = NameStart(path);
     const std::wstring_view name = path.substr(nameStart);
@@ -61,8 +66,9 @@ void ItemCache::Put(const CachedDatum& datum, std::int64_t delayedUntil)
                      true};
     EnterId(slot);
     if (!IsAscii(path))
-        m_byFoldedPath[FoldedKey(path)] = slot;
+        m_byFoldedPath.Insert(FoldedKey(path), slot, [this](Slot other) { return FoldedKeyOf(other); });
     SetDelayed(datum.id, delayedUntil);
+    return true;
 }
 
 // An item whose path stays keeps its place, so that its name is not stored again.
@@ -107,7 +113,7 @@ void ItemCache::Erase(std::uint64_t id)
     CString path;
     PathOf(item, path);
     if (!IsAscii(path.View()))
-        m_byFoldedPath.erase(FoldedKey(path.View()));
+        m_byFoldedPath.Erase(FoldedKey(path.View()), slot, [this](Slot other) { return FoldedKeyOf(other); });
     LeaveId(slot);
     m_delayed.erase(id);
     LeaveFolder(item.folder);
@@ -184,13 +190,13 @@ const ItemCache::Item* ItemCache::ItemOfPath(std::wstring_view path) const
 {
     if (const Item* item = IfItHasPath(ItemOfId(PathHash64(path)), path))
         return item;
-    if (m_byFoldedPath.empty() && IsAscii(path))
+    if (m_byFoldedPath.Size() == 0 && IsAscii(path))
         return nullptr;
     const std::uint64_t folded = FoldedKey(path);
-    const auto found = m_byFoldedPath.find(folded);
-    if (found != m_byFoldedPath.end())
-        if (const Item* item = IfItHasPath(&m_items[found->second], path))
-            return item;
+    const Slot found =
+        m_byFoldedPath.Find(folded, [&](Slot slot) { return IfItHasPath(&m_items[slot], path) != nullptr; });
+    if (found != SlotTable::None)
+        return &m_items[found];
     return IfItHasPath(ItemOfId(folded), path);
 }
 
@@ -260,6 +266,8 @@ void ItemCache::CountInAncestors(std::wstring_view path, std::uint32_t change)
 std::uint32_t ItemCache::AddName(std::wstring_view name)
 {
     if (m_names.empty() || m_namesUsed + name.size() >= blockUnits) {
+        if (m_names.size() >= m_mostNameBlocks)
+            throw std::bad_alloc();
         m_names.push_back(std::make_unique<wchar_t[]>(blockUnits));
         m_namesUsed = 0;
     }
@@ -308,6 +316,13 @@ std::uint64_t ItemCache::FoldedKey(std::wstring_view path) const
 {
     Fold(path);
     return KeyOf(PathHash64(m_folded));
+}
+
+std::uint64_t ItemCache::FoldedKeyOf(Slot slot) const
+{
+    CString path;
+    PathOf(m_items[slot], path);
+    return FoldedKey(path.View());
 }
 
 void ItemCache::DropUnusedNames()

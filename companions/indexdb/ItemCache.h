@@ -6,7 +6,7 @@
 #pragma once
 
 #include "companions/indexdb/BlockArray.h"
-#include "companions/indexdb/OrbIndexDB.h"
+#include "companions/indexdb/CachedDatum.h"
 #include "companions/indexdb/SlotTable.h"
 #include "support/HashMemory.h"
 
@@ -26,7 +26,8 @@ public:
     // The longest path the system knows.
     static constexpr std::size_t MaxPath = 32767;
 
-    ItemCache();
+    // mostNameUnits: how much room there is for names; the places of names are 32 bits wide.
+    explicit ItemCache(std::uint64_t mostNameUnits = std::uint64_t(1) << 32);
 
     std::size_t Size() const { return m_byId.Size(); }
     // How many folders the items lie in.
@@ -34,8 +35,10 @@ public:
     // How many places of its tables look-ups by id and by folder have looked at.
     std::uint64_t PlacesVisited() const { return m_byId.PlacesVisited() + m_folderNumbers.PlacesVisited(); }
 
-    // Adds the item or replaces the one of the same id; an item of the same path, in whatever case, goes.
-    void Put(const CachedDatum& datum, std::int64_t delayedUntil);
+    // Adds the item or replaces the one of the same path, in whatever case. Returns false, and changes nothing, when
+    // the id belongs to another path (ids are hashes that anybody can compute), or when the path is empty or longer
+    // than MaxPath. Throws std::bad_alloc when there is no room for the name.
+    bool Put(const CachedDatum& datum, std::int64_t delayedUntil);
     void Erase(std::uint64_t id);
     // Nothing when the item is not known.
     void SetFlags(std::uint64_t id, std::uint32_t flags);
@@ -53,9 +56,9 @@ public:
 
 private:
     using Slot = SlotTable::Slot;
-    using SlotMap = google::sparse_hash_map<std::uint64_t, Slot, std::hash<std::uint64_t>, std::equal_to<std::uint64_t>,
-                                            HashMemory<std::pair<const std::uint64_t, Slot>>>;
-    using CountMap = SlotMap; // counts instead of slots
+    using CountMap =
+        google::sparse_hash_map<std::uint64_t, std::uint32_t, std::hash<std::uint64_t>, std::equal_to<std::uint64_t>,
+                                HashMemory<std::pair<const std::uint64_t, std::uint32_t>>>;
     struct Item {
         std::uint64_t id;
         std::uint64_t modificationTime;
@@ -81,6 +84,7 @@ private:
     void Describe(const Item& item, CachedDatum& datum) const;
     void EnterId(Slot slot);
     void LeaveId(Slot slot);
+    std::uint64_t FoldedKeyOf(Slot slot) const;
     Slot TakeSlot();
     // One more item in the folder, and one less.
     std::uint32_t EnterFolder(std::wstring_view path);
@@ -98,8 +102,9 @@ private:
     void DropUnusedNames();
 
     SlotTable m_byId;
-    // Items whose id alone does not find them in every case: ids fold A to Z only.
-    SlotMap m_byFoldedPath;
+    // Items whose id alone does not find them in every case: ids fold A to Z only. By FoldedKey, which several may
+    // share.
+    SlotTable m_byFoldedPath;
     BlockArray<Item> m_items;
     std::vector<Slot> m_freeSlots;
     BlockArray<Folder> m_folders;
@@ -109,6 +114,7 @@ private:
     CountMap m_subtrees;
     SlotTable m_folderNumbers;
     std::vector<std::unique_ptr<wchar_t[]>> m_names;
+    const std::size_t m_mostNameBlocks;
     std::size_t m_namesUsed = 0; // in the last block
     std::size_t m_unusedNameUnits = 0;
     std::unordered_map<std::uint64_t, std::int64_t> m_delayed;

@@ -14,6 +14,7 @@
 /// reported by Open and never overwritten.
 #pragma once
 
+#include "companions/indexdb/CachedDatum.h"
 #include "mfc/CCriticalSection.h"
 #include "mfc/CString.h"
 
@@ -26,20 +27,6 @@
 #else
 #define ORBINDEXDB_API __declspec(dllimport)
 #endif
-
-/// What the cache knows of an item.
-struct CachedDatum {
-    static constexpr std::uint32_t DropSameRunChange = 4; ///< a file: a second change during a run is dropped
-    static constexpr std::uint32_t Folder = 4;            ///< the same bit on a folder's item marks the folder
-    static constexpr std::uint32_t NoDeleteRecord = 64;   ///< has one already: treated as if it were not in the index
-
-    std::uint64_t id = 0;               ///< CIndexDB::CalculateUuid of the path when it was recorded
-    std::uint64_t parentId = 0;         ///< the key of the folder; 0 without one
-    std::uint64_t modificationTime = 0; ///< FILETIME, 100-ns units
-    std::uint32_t kind = 0;             ///< 0 file, 1 folder
-    std::uint32_t flags = 0;            ///< the bits above
-    CString path;                       ///< without a trailing backslash
-};
 
 /// An item as a backup service records it.
 struct ItemDatum {
@@ -156,10 +143,22 @@ public:
     /// unless it is empty: that is how a name is reserved.
     bool ExportToTransaction(const wchar_t* path, int kind);
 
+    /// The same for the job with this number.
+    bool ExportJob(const wchar_t* path, std::int32_t jobId);
+    /// Notes that the job is still to be exported, in the batch that is open or at once. The note stays in the index
+    /// until NoteExported, also over restarts. False when it cannot be written.
+    bool MakeExportDue(std::int32_t jobId);
+    /// The job has been exported. False when that cannot be written.
+    bool NoteExported(std::int32_t jobId);
+    /// The jobs that are still to be exported, in the order of their numbers. False when they cannot be read.
+    bool GetDueExports(std::vector<std::int32_t>& jobs);
+
     /// Notes, for a backup service, that the item is backed up as it is said here. The cache follows at once. False
-    /// when it cannot be written.
+    /// when it cannot be written, and when another path has the item's key: keys are hashes, and names with the key
+    /// of another path can be made. The other item stays, and this one stays new.
     bool RecordItem(const ItemDatum& item);
-    /// The same for many, in one transaction: all of them or none.
+    /// The same for many, in one transaction: all of them or none, but for those whose key another path has. These are
+    /// left out; the result is then false, though the others are recorded.
     bool RecordItems(const std::vector<ItemDatum>& items);
     /// The item is not in the index any more; also when it was not. False when it cannot be written.
     bool ForgetItem(const wchar_t* path);
@@ -176,8 +175,12 @@ public:
     static bool CacheLoaded();
     /// The look-ups find nothing until LoadCache is called again.
     static void ClearCache();
-    /// The item with this key; false when the index does not hold it. `options` is 1 for every caller here.
+    /// The item with this key; false when the index does not hold it. `options` is 1 for every caller here. Whoever has
+    /// computed the key from a path must compare the paths: IsItemOf.
     static bool GetCachedData(std::uint64_t id, CachedDatum& datum, int options = 1);
+    /// Whether the item that was found by the key of a path has that path, without regard to case and to one
+    /// trailing backslash. A name that has the key of another path can be made.
+    static bool IsItemOf(const wchar_t* path, const CachedDatum& datum);
     /// The item with this path, without regard to case and to one trailing backslash.
     static bool GetCachedData(const wchar_t* path, CachedDatum& datum);
     /// Whether the index holds anything below the folder, at any depth. Case and backslash as above.

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <random>
 #include <vector>
 
 class SlotTable
@@ -52,11 +53,14 @@ private:
     static constexpr std::size_t leastPlaces = 16;
     using Places = std::vector<Slot>; // as many as a power of two
 
-    // Keys need not be well mixed.
+    // Keys need not be well mixed. Names can be chosen by their keys: a secret of the process keeps the places from
+    // being chosen, too.
     static std::size_t Home(const Places& places, std::uint64_t hash)
     {
-        hash *= 0x9E3779B97F4A7C15ull;
-        return static_cast<std::size_t>(hash ^ (hash >> 32)) & (places.size() - 1);
+        hash ^= s_secret;
+        hash = (hash ^ (hash >> 33)) * 0xFF51AFD7ED558CCDull;
+        hash = (hash ^ (hash >> 33)) * 0xC4CEB9FE1A85EC53ull;
+        return static_cast<std::size_t>(hash ^ (hash >> 33)) & (places.size() - 1);
     }
 
     template <typename Matches>
@@ -106,6 +110,8 @@ private:
         }
         m_places[gap] = None;
     }
+
+    static inline const std::uint64_t s_secret = std::uint64_t(std::random_device()()) << 32 | std::random_device()();
 
     Places m_places;
     std::size_t m_size = 0;

@@ -15,20 +15,22 @@ namespace
 class Draft
 {
 public:
-    explicit Draft(const CString& target) : m_target(target), m_path(DraftPath(target)), m_journal(m_path + L"-journal")
+    explicit Draft(const CString& target) : m_target(target)
     {
         RemoveOldDrafts(target);
-        Remove();
-        // Made here, so that it is the owner's alone; one that cannot be made is told of when it is opened.
-        OwnerAccess access;
-        FileHandle(
-            CreateFileW(m_path, GENERIC_WRITE, 0, access.Attributes(), CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
+        Make();
     }
-    ~Draft() { Remove(); }
+    ~Draft()
+    {
+        m_held.Reset();
+        DeleteFileW(m_path);
+    }
     Draft(const Draft&) = delete;
     Draft& operator=(const Draft&) = delete;
 
     const CString& Path() const { return m_path; }
+    // Nobody removes the file, or puts another one in its place, until then.
+    void LetGo() { m_held.Reset(); }
 
     void Publish(bool reserved) const
     {
@@ -41,15 +43,29 @@ public:
     }
 
 private:
-    void Remove() const
+    // A file of the draft's name is somebody else's, even one that cannot be told from a leftover: it may be a link.
+    void Make()
     {
-        DeleteFileW(m_path);
-        DeleteFileW(m_journal);
+        constexpr int mostNames = 100;
+        OwnerAccess access;
+        for (int i = 0; i < mostNames; ++i) {
+            m_path = DraftPath(m_target);
+            m_held = FileHandle(CreateFileW(m_path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                            access.Attributes(), CREATE_NEW,
+                                            FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+            if (m_held)
+                return;
+            if (GetLastError() != ERROR_FILE_EXISTS)
+                break;
+        }
+        CString text;
+        text.Format(L"the file cannot be made (error %u)", GetLastError());
+        throw IndexError{CIndexDB::Error::Failed, text};
     }
 
     CString m_target;
     CString m_path;
-    CString m_journal;
+    FileHandle m_held;
 };
 
 // True when an empty file holds the name.
@@ -58,8 +74,8 @@ bool IsReserved(const CString& path)
     WIN32_FILE_ATTRIBUTE_DATA data;
     if (!GetFileAttributesExW(path, GetFileExInfoStandard, &data))
         return false;
-    const bool folder = (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-    if (folder || data.nFileSizeLow != 0 || data.nFileSizeHigh != 0)
+    constexpr DWORD noFile = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;
+    if ((data.dwFileAttributes & noFile) || data.nFileSizeLow != 0 || data.nFileSizeHigh != 0)
         throw IndexError{CIndexDB::Error::Failed, L"the file exists already"};
     return true;
 }
@@ -67,7 +83,9 @@ bool IsReserved(const CString& path)
 void Write(const CString& path, const SettingsDatum& job, const std::vector<DeleteDatum>& deletes)
 {
     IndexConnection file;
-    file.Open(path, IndexConnection::Access::Create, 0);
+    file.Open(path, IndexConnection::Access::Write, 0);
+    // A journal beside it could be a link, too. What fails is not kept anyway.
+    file.Execute("PRAGMA journal_mode=MEMORY");
     IndexSchema::RegisterCollation(file);
     IndexSchema::Create(file);
     IndexTransaction transaction(file);
@@ -88,8 +106,9 @@ void ExportTransaction(const CString& path, const SettingsDatum& job, const std:
 {
     const bool reserved = IsReserved(path);
     try {
-        const Draft draft(path);
+        Draft draft(path);
         Write(draft.Path(), job, deletes);
+        draft.LetGo();
         draft.Publish(reserved);
     } catch (...) {
         // What was reserved for this transaction would otherwise be taken for one.

@@ -2,28 +2,46 @@
 
 #include "companions/online/Outbox.h"
 #include "companions/settings/OrbSettings.h"
+#include "support/CaseFold.h"
 #include "support/RankedSection.h"
 
-#include <unordered_map>
+#include <map>
+#include <string_view>
+
+namespace
+{
+
+struct PathBefore {
+    using is_transparent = void;
+    static std::wstring_view View(const CString& path) { return path.View(); }
+    static std::wstring_view View(const wchar_t* path) { return path; }
+    template <typename Left, typename Right>
+    bool operator()(const Left& left, const Right& right) const
+    {
+        return CompareNoCase(View(left), View(right)) < 0;
+    }
+};
+
+} // namespace
 
 struct OnlineCallbackHandler::State {
     RankedSection section{LockRank::Leaf, L"online table"};
-    std::unordered_map<std::uint64_t, std::uint64_t> uploaded; // guarded by the section
+    std::map<CString, std::uint64_t, PathBefore> uploaded; // path to modification time; guarded by the section
 };
 
 OnlineCallbackHandler::OnlineCallbackHandler() : m_state(new State) {}
 OnlineCallbackHandler::~OnlineCallbackHandler() { delete m_state; }
 
-void OnlineCallbackHandler::AddUploaded(std::uint64_t pathKey, std::uint64_t modificationTime)
+void OnlineCallbackHandler::AddUploaded(const wchar_t* path, std::uint64_t modificationTime)
 {
     const CSingleLock lock(m_state->section);
-    m_state->uploaded[pathKey] = modificationTime;
+    m_state->uploaded[path] = modificationTime;
 }
 
-void OnlineCallbackHandler::RemoveUploaded(std::uint64_t pathKey)
+void OnlineCallbackHandler::RemoveUploaded(const wchar_t* path)
 {
     const CSingleLock lock(m_state->section);
-    m_state->uploaded.erase(pathKey);
+    m_state->uploaded.erase(path);
 }
 
 void OnlineCallbackHandler::ClearUploaded()
@@ -32,10 +50,10 @@ void OnlineCallbackHandler::ClearUploaded()
     m_state->uploaded.clear();
 }
 
-bool OnlineCallbackHandler::FindUploaded(std::uint64_t pathKey, std::uint64_t& modificationTime) const
+bool OnlineCallbackHandler::FindUploaded(const wchar_t* path, std::uint64_t& modificationTime) const
 {
     const CSingleLock lock(m_state->section);
-    const auto found = m_state->uploaded.find(pathKey);
+    const auto found = m_state->uploaded.find(path);
     if (found == m_state->uploaded.end())
         return false;
     modificationTime = found->second;

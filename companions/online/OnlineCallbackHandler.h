@@ -26,15 +26,15 @@ public:
     OnlineCallbackHandler(const OnlineCallbackHandler&) = delete;
     OnlineCallbackHandler& operator=(const OnlineCallbackHandler&) = delete;
 
-    /// The uploaded files: 64-bit path key (PathHash64) to the modification time (FILETIME, 100-ns
-    /// units) that the uploaded content had.
-    void AddUploaded(std::uint64_t pathKey, std::uint64_t modificationTime);
+    /// The uploaded files: path to the modification time (FILETIME, 100-ns units) that the uploaded content had. They
+    /// are told apart by their paths, without regard to case: of keys anybody can make another name.
+    void AddUploaded(const wchar_t* path, std::uint64_t modificationTime);
     /// The file counts as not uploaded.
-    void RemoveUploaded(std::uint64_t pathKey);
+    void RemoveUploaded(const wchar_t* path);
     /// No file counts as uploaded.
     void ClearUploaded();
     /// False, with the time untouched, when the file was not uploaded.
-    bool FindUploaded(std::uint64_t pathKey, std::uint64_t& modificationTime) const;
+    bool FindUploaded(const wchar_t* path, std::uint64_t& modificationTime) const;
 
     /// The path for the next transaction, in the outbox below the data folder (created when missing).
     /// `number` receives the transaction's number, counted up over restarts; `peek` leaves the count as it

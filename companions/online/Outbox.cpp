@@ -132,8 +132,9 @@ bool Outbox::WriteNext(int number) const
     {
         const std::string text = std::to_string(number);
         OwnerAccess access;
-        const FileHandle file(CreateFileW(temporary, GENERIC_WRITE, 0, access.Attributes(), CREATE_ALWAYS,
-                                          FILE_ATTRIBUTE_NORMAL, nullptr));
+        DeleteFileW(temporary); // what an earlier process has left; a link is not followed
+        const FileHandle file(CreateFileW(temporary, GENERIC_WRITE, 0, access.Attributes(), CREATE_NEW,
+                                          FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
         DWORD written = 0;
         if (!file || !WriteFile(file.Get(), text.data(), static_cast<DWORD>(text.size()), &written, nullptr) ||
             written != text.size() || !FlushFileBuffers(file.Get()))

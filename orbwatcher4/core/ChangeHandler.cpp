@@ -248,7 +248,7 @@ bool ChangeHandler::IsHiddenSkipped(const CString& path, const Notification& not
 std::optional<PathOutcome> ChangeHandler::IsDuplicateNotification(const CString& path)
 {
     CachedDatum datum;
-    if (!CIndexDB::GetCachedData(CIndexDB::CalculateUuid(path), datum, 1) ||
+    if (!CIndexDB::GetCachedData(CIndexDB::CalculateUuid(path), datum, 1) || !CIndexDB::IsItemOf(path, datum) ||
         (datum.flags & CachedDatum::NoDeleteRecord))
         return std::nullopt;
     const bool directory = IsDirectory(path);
@@ -270,7 +270,7 @@ std::optional<PathOutcome> ChangeHandler::IsDuplicateNotification(const CString&
 bool ChangeHandler::WasUploaded(const CString& path, std::uint64_t modificationTime)
 {
     std::uint64_t uploaded = 0;
-    if (!m.online->FindUploaded(PathHash64(path.View()), uploaded) || uploaded != modificationTime)
+    if (!m.online->FindUploaded(path, uploaded) || uploaded != modificationTime)
         return false;
     g_OrbLog.Log(L"Skipping duplicate notification for file %s.", path.GetString());
     return true;

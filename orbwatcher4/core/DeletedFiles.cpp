@@ -6,6 +6,7 @@
 #include "orbwatcher4/core/FileFindData.h"
 #include "orbwatcher4/core/WatcherState.h"
 #include "support/Backslash.h"
+#include "support/CaseFold.h"
 #include "support/Impersonation.h"
 #include "support/SystemPath.h"
 #include "support/WithoutThreadToken.h"
@@ -44,7 +45,7 @@ void COrbWatcher::SetDeletionListener(std::function<void(const DeletionRecord&)>
 void DeletedFiles::Process()
 {
     CollectVanished();
-    if (m_entries.empty()) {
+    if (m_entries.empty() && !m.exportsWait) {
         m.deletionsWait = false;
         return;
     }
@@ -59,11 +60,21 @@ void DeletedFiles::Process()
         if (!Write())
             return;
         Tell();
-        Export();
     }
+    if (!m_records.empty() || m.exportsWait)
+        ExportDue();
     TakeSettled();
     QueueReturned();
-    m.deletionsWait = !all;
+    m.deletionsWait = !all || m.exportsWait;
+}
+
+bool DeletedFiles::HasDueExports(const WatcherState& state)
+{
+    const WithoutThreadToken asProcess;
+    CIndexDB index;
+    std::vector<std::int32_t> jobs;
+    index.SetDBFilePath(state.indexDB);
+    return !state.indexDB.IsEmpty() && index.Open(0, 0, 0) && index.GetDueExports(jobs) && !jobs.empty();
 }
 
 // Without the cache nobody knows what is indexed: every deletion would be skipped, and forgotten.
@@ -150,15 +161,23 @@ bool DeletedFiles::CollectEntry(const CString& path, const Notification& notific
     return true;
 }
 
-// Each item once, however many of the entries stand for it.
+// Each item once, however many of the entries stand for it. An id may also be that of another path, which somebody has
+// named the entry for: that path may well be there.
 bool DeletedFiles::IsToBeRecorded(std::uint64_t id, const CString& entry, CachedDatum& datum)
 {
-    datum.path = entry;
-    if (!CIndexDB::GetCachedData(id, datum) || (datum.flags & CachedDatum::NoDeleteRecord))
-        return false;
+    const bool indexed = CIndexDB::GetCachedData(id, datum);
+    if (!indexed || !(CIndexDB::IsItemOf(entry, datum) || BeginsNoCase(datum.path.View(), WithBackslash(entry).View())))
+        datum = CachedDatum{.path = entry};
+    else if (!(datum.flags & CachedDatum::NoDeleteRecord))
+        return IsToBeRecorded(entry, datum);
+    return false;
+}
+
+bool DeletedFiles::IsToBeRecorded(const CString& entry, const CachedDatum& datum)
+{
     if (Exists(WithoutBackslash(entry)) && !m.IsGone(datum.path))
         return false;
-    return m_recordedIds.insert(id).second;
+    return m_recordedIds.insert(datum.id).second;
 }
 
 void DeletedFiles::Undo(std::size_t records)
@@ -188,13 +207,16 @@ std::optional<std::vector<std::uint64_t>> DeletedFiles::IdsOf(const CString& pat
     return std::nullopt;
 }
 
-// During a backup the records join its job.
+// During a backup the records join its job. One that has ended is never joined, whoever says that a backup runs: what
+// was exported with it would be exported again.
 bool DeletedFiles::Write()
 {
     const WithoutThreadToken asProcess; // the maker of the backup's mutex need not have let the user in
     // Nobody else can begin a job from here on: what is the last one now stays it until the records are in it.
     const bool begun = m_index.BeginBatch() && m_index.GetLastJobData(m_lastJob);
-    const bool newJob = !COrbWatcher::IsBackupRunning();
+    const bool lastIsOpen =
+        m_lastJob.jobId != 0 && m_lastJob.endTime == 0 && !(m_lastJob.flags & SettingsDatum::Completed);
+    const bool newJob = !lastIsOpen || !COrbWatcher::IsBackupRunning();
     SettingsDatum job = m_lastJob;
     if (newJob) {
         job = SettingsDatum();
@@ -218,6 +240,9 @@ bool DeletedFiles::WriteRecords(SettingsDatum& job, bool newJob)
         if (!m_index.InsertEx(record.datum, 0, nullptr, false))
             return false;
     }
+    // In the same commit: an export that this process does not come to is made by the next one.
+    if (HasDestination() && !m_index.MakeExportDue(job.jobId))
+        return false;
     if (!newJob)
         return true;
     job.endTime = m.clock->Seconds();
@@ -245,17 +270,42 @@ void DeletedFiles::QueueReturned()
             m.changeHandler.ProcessChangedFile(record.path, false, false);
 }
 
-void DeletedFiles::Export()
+bool DeletedFiles::HasDestination() const { return GetMainSettings().IsOnline() || !m.destBackupFolderDB.IsEmpty(); }
+
+void DeletedFiles::ExportDue()
 {
     const WithoutThreadToken asProcess;
-    if (!GetMainSettings().IsOnline() && m.destBackupFolderDB.IsEmpty()) {
+    if (!HasDestination()) {
         g_OrbLog.Log(L"There is no destination to export the deletions to");
+        m.exportsWait = false;
         return;
     }
+    m.exportsWait = true; // until all of them are made
+    std::vector<std::int32_t> jobs;
+    if (!m_index.GetDueExports(jobs)) {
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Which deletions are to be exported cannot be read: %s",
+                          m_index.GetLastDbErrorText().GetString());
+        return;
+    }
+    for (const std::int32_t job : jobs)
+        if (!Export(job))
+            return;
+    m.exportsWait = false;
+}
+
+bool DeletedFiles::Export(std::int32_t jobId)
+{
     const CString path = ExportPath();
-    if (path.IsEmpty() || !m_index.ExportToTransaction(path, 1))
-        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"The deletions could not be exported to %s: %s",
-                          path.GetString(), m_index.GetLastDbErrorText().GetString());
+    if (path.IsEmpty() || !m_index.ExportJob(path, jobId)) {
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"The deletions could not be exported to %s (job %d): %s",
+                          path.GetString(), jobId, m_index.GetLastDbErrorText().GetString());
+        return false;
+    }
+    if (m_index.NoteExported(jobId))
+        return true;
+    g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"That job %d is exported could not be noted: %s", jobId,
+                      m_index.GetLastDbErrorText().GetString());
+    return false;
 }
 
 CString DeletedFiles::ExportPath()

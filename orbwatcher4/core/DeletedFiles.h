@@ -26,6 +26,8 @@ public:
     explicit DeletedFiles(WatcherState& state) : m(state) {}
 
     void Process();
+    // Whether jobs of earlier runs are still to be exported.
+    static bool HasDueExports(const WatcherState& state);
 
 private:
     using Entries = std::map<CString, NotificationPtr>;
@@ -43,12 +45,16 @@ private:
     // Nothing when the index could not be read to its end.
     std::optional<std::vector<std::uint64_t>> IdsOf(const CString& path);
     bool IsToBeRecorded(std::uint64_t id, const CString& entry, CachedDatum& datum);
+    bool IsToBeRecorded(const CString& entry, const CachedDatum& datum);
     void Undo(std::size_t records);
     bool Write();
     bool WriteRecords(SettingsDatum& job, bool newJob);
     void Tell() const;
     void QueueReturned();
-    void Export();
+    // Every job that is due. One that fails stays due, and so do those after it.
+    void ExportDue();
+    bool Export(std::int32_t jobId);
+    bool HasDestination() const;
     CString ExportPath();
     void TakeSettled();
 

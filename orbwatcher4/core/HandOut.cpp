@@ -154,7 +154,7 @@ bool OfferWithStoreLeft(WatcherState& state, HandOut& handOut, const Notificatio
         given = state.store.EraseVisited() && given; // another thread may have erased the entry
     }
     if (verdict == HandOut::Verdict::Give && !given)
-        handOut.TakeBack();
+        handOut.TakeBack(entry.path);
     return given;
 }
 
@@ -222,6 +222,8 @@ HandOut::HandOut(COrbWatcher& watcher, WatcherState& state, std::set<unsigned __
       m_out(out),
       m_online(GetMainSettings().IsOnline())
 {
+    if (m_sameRunIds)
+        m.givenInRun.Follow(*m_sameRunIds);
 }
 
 HandOut::Verdict HandOut::Offer(const NotificationStore::Entry& entry)
@@ -249,7 +251,11 @@ HandOut::Verdict HandOut::Offer(const NotificationStore::Entry& entry)
             return *verdict;
     CachedDatum datum;
     const std::uint64_t id = CIndexDB::CalculateUuid(path);
-    const bool indexed = CIndexDB::GetCachedData(id, datum, 1);
+    bool indexed = CIndexDB::GetCachedData(id, datum, 1);
+    if (indexed && !CIndexDB::IsItemOf(path, datum)) {
+        indexed = false;
+        datum = CachedDatum();
+    }
     const bool isNew = !indexed || (datum.flags & CachedDatum::NoDeleteRecord);
     FillFromNotification(entry, isNew);
     const bool directory = (attributes->attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
@@ -259,7 +265,7 @@ HandOut::Verdict HandOut::Offer(const NotificationStore::Entry& entry)
     if (!isNew && static_cast<std::uint64_t>(m_out.modificationTime) == datum.modificationTime)
         return Verdict::Drop; // unchanged since it was backed up
     const bool oncePerRun = m_sameRunIds && IsBackupRunning();
-    if (oncePerRun && m_sameRunIds->count(id) != 0) {
+    if (oncePerRun && m_sameRunIds->count(id) != 0 && m.givenInRun.Holds(id, path.View())) {
         if (datum.flags & CachedDatum::DropSameRunChange)
             return Verdict::Drop;
         g_OrbLog.Log(L"Delaying backup of file %s due to same run.", path.GetString());
@@ -267,15 +273,17 @@ HandOut::Verdict HandOut::Offer(const NotificationStore::Entry& entry)
     }
     Finish(entry, directory, id, attributes->attributes);
     // Last: what is cut short before it is given must not count as given in this run.
-    if (oncePerRun)
+    if (oncePerRun) {
+        m.givenInRun.Insert(id, path.View());
         m_sameRunIds->insert(id);
+    }
     m_counted = oncePerRun;
     return Verdict::Give;
 }
 
-void HandOut::TakeBack() noexcept
+void HandOut::TakeBack(const CString& path) noexcept
 {
-    if (m_counted)
+    if (m_counted && m.givenInRun.Erase(m_out.id, path.View()))
         m_sameRunIds->erase(m_out.id);
 }
 
@@ -302,7 +310,7 @@ bool HandOut::IsBackupRunning()
 std::optional<HandOut::Verdict> HandOut::JudgeUploaded(const CString& path)
 {
     std::uint64_t uploaded = 0;
-    if (!m.online->FindUploaded(PathHash64(path.View()), uploaded))
+    if (!m.online->FindUploaded(path, uploaded))
         return std::nullopt;
     if (LastWriteTime(path) == uploaded) {
         g_OrbLog.Log(L"Skipping duplicate notification for file %s.", path.GetString());

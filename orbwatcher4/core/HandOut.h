@@ -18,7 +18,7 @@ public:
     // Give: `out` is filled.
     Verdict Offer(const NotificationStore::Entry& entry);
     // After Give, when the file does not go out after all.
-    void TakeBack() noexcept;
+    void TakeBack(const CString& path) noexcept;
     // Of the file that was judged last; zeros when it could not be read.
     const FileIdentity& Identity() const { return m_identity; }
 

@@ -2,6 +2,7 @@
 
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/core/Completes.h"
+#include "orbwatcher4/core/DeletedFiles.h"
 #include "orbwatcher4/core/FileFindData.h"
 #include "orbwatcher4/core/WatcherState.h"
 #include "support/Impersonation.h"
@@ -76,6 +77,11 @@ void WatchLoop::Start()
     }
     LoadDriveList();
     Completes(L"Taking over rescans", [this] { TakeOverRescans(); });
+    Completes(L"Looking for exports that wait", [this] {
+        m.exportsWait = DeletedFiles::HasDueExports(m);
+        if (m.exportsWait)
+            m.deletionsWait = true;
+    });
     WatchSelectedDrives();
     m.ready.SetEvent();
 }
@@ -139,7 +145,7 @@ bool WatchLoop::Pass()
     ProcessDeletions();
     const bool signalled = IsSignalled(m.deletedFilesEvent.Get());
     if (m.deletionsRequested.exchange(false) || signalled)
-        m_deletionRequest = m_now;
+        RequestDeletions();
     if (m.stop.IsSet())
         return false;
     RemoveDrives();
@@ -270,23 +276,40 @@ void WatchLoop::RegenerateDrives()
 
 bool WatchLoop::WorkerRuns() const { return m.deletedFilesThread && !IsSignalled(m.deletedFilesThread.Get()); }
 
-// Every request pushes the processing back: it comes after more than five quiet seconds.
+void WatchLoop::RequestDeletions()
+{
+    if (m_deletionRequest <= 0)
+        m_firstRequest = m_now;
+    m_deletionRequest = m_now;
+}
+
+// Every request pushes the processing back, but not for long: whoever sets the event, or deletes files without end,
+// would put it off for ever.
+bool WatchLoop::AreDeletionsQuiet() const
+{
+    return m_now > m_deletionRequest + QuietSeconds || m_now >= m_firstRequest + LongestPause;
+}
+
+// It comes after more than five quiet seconds, or a minute after the first request.
 void WatchLoop::ProcessDeletions()
 {
     // A clock that was set back starts the wait anew.
     m_deletionRequest = std::min(m_deletionRequest, m_now);
+    m_firstRequest = std::min(m_firstRequest, m_now);
     if (m_deletionRequest <= 0) {
         ProcessWaitingDeletions();
         return;
     }
-    if (m_now <= m_deletionRequest + QuietSeconds)
+    if (!AreDeletionsQuiet())
         return;
     if (WorkerRuns()) {
         m_deletionRequest = m_now;
         return;
     }
     m.deletedFilesThread = StartWatcherThread(&COrbWatcher::_ProcessDeletedFiles, &m_watcher);
-    m_deletionRequest = m.deletedFilesThread ? 0 : m_now;
+    m_deletionRequest = 0;
+    if (!m.deletedFilesThread)
+        RequestDeletions();
     if (!m.deletedFilesThread)
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Deletions wait, no thread can be started: %d", GetLastError());
 }
@@ -300,7 +323,7 @@ void WatchLoop::ProcessWaitingDeletions()
         m_settling = {};
     else if (m_settling.IsDue(m_now)) {
         m_settling.NoteAttempt(m_now);
-        m_deletionRequest = m_now;
+        RequestDeletions();
     }
 }
 

@@ -58,7 +58,9 @@ private:
     void WatchNewRoots();
     void WatchNewRoot(const CString& root);
     void RegenerateDrives();
+    void RequestDeletions();
     void ProcessDeletions();
+    bool AreDeletionsQuiet() const;
     void ProcessWaitingDeletions();
     bool WorkerRuns() const;
     void RemoveDrives();
@@ -83,7 +85,8 @@ private:
     COrbWatcher& m_watcher;
     WatcherState& m;
     CDirectoryChangeWatcher m_engine;
-    std::int64_t m_deletionRequest = 0; // seconds since 1970; 0: none
+    std::int64_t m_deletionRequest = 0; // the last one; seconds since 1970; 0: none
+    std::int64_t m_firstRequest = 0;    // of those since deletions were processed
     std::int64_t m_now = 0;
     std::map<CString, Attempts> m_attempts;               // of the roots that are, or should be, watched
     Retry m_loading;                                      // of a selection that could not be read

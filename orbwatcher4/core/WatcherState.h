@@ -12,6 +12,7 @@
 #include "orbwatcher4/core/ChangeHandler.h"
 #include "orbwatcher4/core/DueEnumerations.h"
 #include "orbwatcher4/core/EnumerationTally.h"
+#include "orbwatcher4/core/GivenInRun.h"
 #include "orbwatcher4/core/NotificationStore.h"
 #include "orbwatcher4/core/ObjectLockTable.h"
 #include "orbwatcher4/core/OwnFiles.h"
@@ -50,6 +51,7 @@ struct WatcherState {
     OrbFilter secondaryFilter;
     ObjectLockTable locks;
     NotificationStore store;
+    GivenInRun givenInRun;   // guarded by handOutLock
     CString completionEvent; // named event, set at the end of a first-time run
     std::shared_ptr<OnlineCallbackHandler> online;
     KeySet ignoredNames, ignoredExtensions, ignoredFolders;
@@ -81,6 +83,7 @@ struct WatcherState {
     KernelHandle driveUpdateEvent;
     std::atomic<bool> deletionsRequested{false}; // by this watcher; another may have taken the signal
     std::atomic<bool> deletionsWait{false};      // the last processing left some that a later one may settle
+    std::atomic<bool> exportsWait{false};        // jobs of deletions could not be exported
 
     RankedSection lifecycle{LockRank::Lifecycle, L"lifecycle"};
     KernelHandle watchThread, overlayThread; // guarded by lifecycle

@@ -176,11 +176,6 @@ void DirectoryWalk::TakePlainFolder(CString& folder, DWORD attributes)
     JunctionAccess::Forget(m_filter, folder);
     if (!JunctionAccess::AddScanned(m_filter, folder))
         return PassOverKnown(folder, folder);
-    // A rule may spell the folder in other letters, which the set of scanned directories tells apart beyond Z.
-    if (const CString* spelling = m_options.bounds ? m_options.bounds->RootSpelling(folder) : nullptr) {
-        CString root = *spelling;
-        JunctionAccess::AddScanned(m_filter, root);
-    }
     Push(folder, attributes);
 }
 

@@ -6,7 +6,7 @@
 #include "orbwatcher4/filter/ScanBounds.h"
 #include "support/Backslash.h"
 #include "support/CaseFold.h"
-#include "support/Hashes.h"
+#include "support/PathFingerprint.h"
 
 namespace
 {
@@ -15,14 +15,14 @@ namespace
 CString JunctionKey(const CString& junction) { return WithBackslash(junction).MakeLower(); }
 
 // No directory has a star in its name.
-std::uint64_t FilesKey(const CString& folder) { return PathHash64((WithBackslash(folder) + L'*').View()); }
+PathFingerprint FilesKey(const CString& folder) { return FingerprintOf((WithBackslash(folder) + L'*').View()); }
 
 } // namespace
 
 bool OrbFilter::AddScannedDirectory(CString& dir)
 {
     dir = WithBackslash(dir);
-    const std::uint64_t key = PathHash64(dir.View());
+    const PathFingerprint key = FingerprintOf(dir.View());
     const WriteScope scope(m_lock);
     return m_scanned.insert(key).second;
 }
@@ -61,21 +61,21 @@ bool JunctionAccess::AddScanned(OrbFilter& filter, CString& folder) { return fil
 
 bool JunctionAccess::IsScanned(OrbFilter& filter, const CString& folder)
 {
-    const std::uint64_t key = PathHash64(WithBackslash(folder).View());
+    const PathFingerprint key = FingerprintOf(WithBackslash(folder).View());
     const ReadScope scope(filter.m_lock);
     return filter.m_scanned.count(key) != 0;
 }
 
 void JunctionAccess::AddFilesReported(OrbFilter& filter, const CString& folder)
 {
-    const std::uint64_t key = FilesKey(folder);
+    const PathFingerprint key = FilesKey(folder);
     const WriteScope scope(filter.m_lock);
     filter.m_scanned.insert(key);
 }
 
 bool JunctionAccess::AreFilesReported(OrbFilter& filter, const CString& folder)
 {
-    const std::uint64_t key = FilesKey(folder);
+    const PathFingerprint key = FilesKey(folder);
     const ReadScope scope(filter.m_lock);
     return filter.m_scanned.count(key) != 0;
 }

@@ -13,7 +13,7 @@
 namespace
 {
 
-constexpr std::uint64_t EmptyScannedKey = 0xFFFFFFFFFFFFFFFFull;
+constexpr PathFingerprint NoFingerprint = {~0ull, ~0ull};
 
 // All of them or, when memory runs out, none.
 void Append(RuleSet& rules, const FilterList& added, bool sort)
@@ -60,7 +60,7 @@ bool RootBefore::Compare(std::wstring_view left, std::wstring_view right)
                                         [](wchar_t x, wchar_t y) { return FoldedRootUnit(x) < FoldedRootUnit(y); });
 }
 
-OrbFilter::OrbFilter() { m_scanned.set_empty_key(EmptyScannedKey); }
+OrbFilter::OrbFilter() { m_scanned.set_empty_key(NoFingerprint); }
 
 OrbFilter::OrbFilter(const OrbFilter& other) : OrbFilter() { *this = other; }
 

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <new>
 #include <string>
 
 namespace
@@ -58,15 +59,57 @@ TEST(ItemCache, KeysAtTheEdgesOfTheirRangeAreKeys)
     EXPECT_FALSE(cache.Find(last, datum));
 }
 
-TEST(ItemCache, AnItemThatTakesOverAKeyLeavesNoTraceOfTheOther)
+TEST(ItemCache, AnItemIsNotReplacedByAnotherPathWithItsKey)
 {
     ItemCache cache;
-    cache.Put(Datum(L"C:\\\u00e4", 1), 7);
-    cache.Put(Datum(L"C:\\\u00f6", 1), 0);
+    EXPECT_TRUE(cache.Put(Datum(L"C:\\\u00e4", 1), 7));
+    EXPECT_FALSE(cache.Put(Datum(L"C:\\\u00f6", 1), 0));
     EXPECT_EQ(cache.Size(), 1u);
-    EXPECT_FALSE(cache.FindPath(L"C:\\\u00c4").has_value());
-    EXPECT_EQ(cache.FindPath(L"C:\\\u00d6"), 1u);
-    EXPECT_EQ(cache.DelayedUntil(1), 0);
+    EXPECT_EQ(cache.FindPath(L"C:\\\u00c4"), 1u);
+    EXPECT_FALSE(cache.FindPath(L"C:\\\u00d6").has_value());
+    EXPECT_EQ(cache.DelayedUntil(1), 7);
+}
+
+TEST(ItemCache, AnotherSpellingOfAPathReplacesItsItemWhateverTheKeys)
+{
+    ItemCache cache;
+    EXPECT_TRUE(cache.Put(Datum(L"C:\\a", 1), 7));
+    EXPECT_TRUE(cache.Put(Datum(L"C:\\A", 1), 0));
+    EXPECT_TRUE(cache.Put(Datum(L"C:\\\u00e4", 2), 0));
+    EXPECT_TRUE(cache.Put(Datum(L"C:\\\u00c4", 3), 0));
+    EXPECT_EQ(cache.Size(), 2u);
+    CachedDatum datum;
+    ASSERT_TRUE(cache.Find(1, datum));
+    EXPECT_EQ(datum.path, L"C:\\A");
+    EXPECT_FALSE(cache.Find(2, datum));
+    EXPECT_EQ(cache.FindPath(L"C:\\\u00e4"), 3u);
+}
+
+TEST(ItemCache, APathThatIsEmptyOrTooLongIsRefused)
+{
+    ItemCache cache;
+    EXPECT_FALSE(cache.Put(Datum(L""), 0));
+    EXPECT_FALSE(cache.Put(Datum(std::wstring(ItemCache::MaxPath + 1, L'n')), 0));
+    EXPECT_FALSE(cache.Put(Datum(L"C:\\" + std::wstring(1 << 19, L'n')), 0)) << "longer than a block of names";
+    EXPECT_TRUE(cache.Put(Datum(std::wstring(ItemCache::MaxPath, L'n')), 0));
+    EXPECT_EQ(cache.Size(), 1u);
+}
+
+TEST(ItemCache, NamesNeverTakeMoreThanTheirRoom)
+{
+    constexpr std::uint64_t room = 1 << 19; // units
+    ItemCache cache(room);
+    const auto path = [](int i) { return L"C:\\" + std::wstring(32000, L'n') + std::to_wstring(i); };
+    int held = 0;
+    const auto fill = [&] {
+        for (; held < 1000; ++held)
+            cache.Put(Datum(path(held)), 0);
+    };
+    EXPECT_THROW(fill(), std::bad_alloc);
+    EXPECT_LE(held * 32000u, room);
+    CachedDatum datum;
+    for (int i = 0; i < held; ++i)
+        EXPECT_TRUE(cache.Find(path(i), datum)) << i;
 }
 
 TEST(ItemCache, FoldersKeepTheSpellingOfEachItem)

@@ -20,17 +20,17 @@ protected:
 TEST_F(OnlineHandler, KnowsTheUploadedFilesAndTheirTimes)
 {
     std::uint64_t time = 0;
-    handler.AddUploaded(0, 10);
-    handler.AddUploaded(~0ull, 20);
-    handler.AddUploaded(~0ull, 30);
-    EXPECT_TRUE(handler.FindUploaded(0, time));
+    handler.AddUploaded(L"C:\\a", 10);
+    handler.AddUploaded(L"C:\\\u00e4", 20);
+    handler.AddUploaded(L"C:\\\u00c4", 30);
+    EXPECT_TRUE(handler.FindUploaded(L"c:\\A", time));
     EXPECT_EQ(time, 10u);
-    EXPECT_TRUE(handler.FindUploaded(~0ull, time));
+    EXPECT_TRUE(handler.FindUploaded(L"C:\\\u00e4", time));
     EXPECT_EQ(time, 30u);
-    handler.RemoveUploaded(0);
-    EXPECT_FALSE(handler.FindUploaded(0, time));
+    handler.RemoveUploaded(L"C:\\A");
+    EXPECT_FALSE(handler.FindUploaded(L"C:\\a", time));
     handler.ClearUploaded();
-    EXPECT_FALSE(handler.FindUploaded(~0ull, time));
+    EXPECT_FALSE(handler.FindUploaded(L"C:\\\u00c4", time));
 }
 
 TEST_F(OnlineHandler, CountsUpAndReserves)

@@ -264,7 +264,7 @@ TEST_F(HandOuts, OnlineAFileThatWasUploadedAsItIsIsDropped)
     const CString path = AddFile(L"a.txt");
     std::uint64_t modified = 0;
     ASSERT_TRUE(GetFileTimes(path, false, nullptr, &modified));
-    State().online->AddUploaded(PathHash64(path.View()), modified);
+    State().online->AddUploaded(path, modified);
     QueueDatum datum;
     EXPECT_FALSE(Next(datum));
     EXPECT_TRUE(log.Has(L"Skipping duplicate notification for file " + std::wstring(path) + L"."));
@@ -275,7 +275,7 @@ TEST_F(HandOuts, OnlineANewVersionOfAnUploadedFileIsDelayed)
 {
     GoOnline();
     const CString path = AddFile(L"a.txt");
-    State().online->AddUploaded(PathHash64(path.View()), 1);
+    State().online->AddUploaded(path, 1);
     QueueDatum datum;
     EXPECT_FALSE(Next(datum));
     EXPECT_TRUE(log.Has(L"Delaying new version notification for file " + std::wstring(path) + L"."));
@@ -285,7 +285,7 @@ TEST_F(HandOuts, OnlineANewVersionOfAnUploadedFileIsDelayed)
 TEST_F(HandOuts, OfflineTheUploadTableIsNotAsked)
 {
     const CString path = AddFile(L"a.txt");
-    State().online->AddUploaded(PathHash64(path.View()), 1);
+    State().online->AddUploaded(path, 1);
     QueueDatum datum;
     EXPECT_TRUE(Next(datum));
 }

@@ -1,53 +1,77 @@
-// Named objects are open to every process: what a stranger does with them.
+// Named events and mutexes are open to every process of the machine: what their signals can bring about.
 #include "companions/settings/OrbSettings.h"
-#include "tests/orbwatcher4/WatcherFixture.h"
+#include "tests/orbwatcher4/PassesFixture.h"
 
 namespace
 {
 
-class StrangersSignals : public WatcherFixture
+class Signals : public Passes
 {
 protected:
-    // Made by a stranger, under the name that the watcher asks for.
-    static KernelHandle Event(const wchar_t* name, bool set)
+    Signals()
+    {
+        SelectTree();
+        Index();
+        watcher.SetIndexDB(folder.Path(L"index.db"));
+        watcher.SetDestBackupFolderDB(folder.Path(L"destination"));
+    }
+    void DeleteIndexed(const std::wstring& name)
+    {
+        RecordWithTime(InTree(name), 1);
+        auto notification = std::make_shared<Notification>();
+        notification->kind = NotificationKind::Deleted;
+        const ObjectLock lock(State().locks, &State().store);
+        State().store.Put(InTree(name), notification);
+    }
+    static KernelHandle BackupMutex()
     {
         return KernelHandle(
-            CreateEventW(nullptr, TRUE, set ? TRUE : FALSE, GetMainSettings().GetMainSettingsMutex(name)));
+            CreateMutexW(nullptr, FALSE, GetMainSettings().GetMainSettingsMutex(L"mutexs::GUID_BACKUP_START")));
     }
-    static DWORD HandlesOfTheProcess()
-    {
-        DWORD count = 0;
-        GetProcessHandleCount(GetCurrentProcess(), &count);
-        return count;
-    }
+    std::size_t RecordsOf(std::int32_t job) { return Index().GetDeletes(job).size(); }
 };
 
-TEST_F(StrangersSignals, AnAbortEventThatIsKeptSetLeavesNoExcludedFilePending)
+TEST_F(Signals, WithoutEndPutDeletionsOffForAMinuteAtMost)
 {
-    Select(TreeItem());
-    const CString excluded = Write(L"out\\a.txt"), selected = Write(L"in\\a.txt");
-    Handler().OnFileAdded(excluded);
-    Handler().OnFileAdded(selected);
-    Select(TreeItem() +
-           Item(L"path=\"" + std::wstring(InTree(L"out")) + L"\" type=\"1\" includeSub=\"1\" exclude=\"1\""));
-    const KernelHandle abort = Event(L"mutex::GUID_ABORT_EXCLUDE", true);
-    watcher.RemoveChildNotificationsEx(InTree(L"out"));
-    watcher.RemoveChildNotifications(InTree(L"out\\"));
-    EXPECT_EQ(Drain(), std::vector<std::wstring>{std::wstring(selected)});
-    EXPECT_FALSE(Pending(excluded));
+    Start();
+    for (int second = 0; second <= 62 && !WorkerWasStarted(); second += 2) {
+        RequestDeletions();
+        PassAfter(2);
+    }
+    EXPECT_TRUE(WorkerWasStarted());
 }
 
-TEST_F(StrangersSignals, InstantRunsOfManyFilesTakeOneHandle)
+TEST_F(Signals, OfABackupThatDoesNotRunJoinNoDeletionsToAJobThatIsCompleted)
 {
-    const KernelHandle run = Event(L"mutexs::GUID_ONLINE_INSTANT_RUN", false);
-    watcher.SignalInstantRunEvent();
-    const DWORD before = HandlesOfTheProcess();
-    for (int i = 0; i < 50; ++i) {
-        ResetEvent(run.Get());
-        watcher.SignalInstantRunEvent();
-        ASSERT_TRUE(IsSignalled(run.Get()));
-    }
-    EXPECT_EQ(HandlesOfTheProcess(), before);
+    DeleteIndexed(L"a.txt");
+    watcher.ImmediateProcessDeletedFiles();
+    const KernelHandle stranger = BackupMutex();
+    DeleteIndexed(L"b.txt");
+    watcher.ImmediateProcessDeletedFiles();
+    EXPECT_EQ(RecordsOf(1), 1u);
+    EXPECT_EQ(RecordsOf(2), 1u);
+}
+
+TEST_F(Signals, OfABackupThatDoesNotRunJoinNoDeletionsToAJobThatHasEnded)
+{
+    SettingsDatum ended;
+    ended.jobId = 7;
+    ended.endTime = 1;
+    ASSERT_TRUE(Index().Insert(ended));
+    const KernelHandle stranger = BackupMutex();
+    DeleteIndexed(L"a.txt");
+    watcher.ImmediateProcessDeletedFiles();
+    EXPECT_EQ(RecordsOf(7), 0u);
+    EXPECT_EQ(RecordsOf(8), 1u);
+}
+
+TEST_F(Signals, OfABackupThatDoesNotRunLeaveDeletionsAJobWhereThereIsNone)
+{
+    const KernelHandle stranger = BackupMutex();
+    DeleteIndexed(L"a.txt");
+    watcher.ImmediateProcessDeletedFiles();
+    EXPECT_EQ(RecordsOf(1), 1u);
+    EXPECT_NE(GetFileAttributesW(folder.Path(L"destination\\Index.tdb.0")), INVALID_FILE_ATTRIBUTES);
 }
 
 } // namespace
