@@ -8,6 +8,7 @@
 #include "support/Backslash.h"
 #include "support/Impersonation.h"
 #include "support/SystemPath.h"
+#include "support/TrustedFile.h"
 
 // A replay that is cut short leaves the dump where it is.
 void COrbWatcher::Resume()
@@ -46,6 +47,9 @@ void COrbWatcher::ReplayDump()
     switch (ReadDump(DumpFilePath(), stop, [this](const CString& line) { ReplayLine(line); })) {
     case DumpRead::Broken:
         return;
+    case DumpRead::NotTrusted:
+        DistrustDump(GetLastError());
+        return;
     case DumpRead::LinesPassedOver:
         m->due.MakeFull(); // what they named is found again by looking
         break;
@@ -53,6 +57,15 @@ void COrbWatcher::ReplayDump()
         break;
     }
     RemoveDump();
+}
+
+// What it names may be invented, and what was pending may be missing: a full enumeration finds that again.
+void COrbWatcher::DistrustDump(DWORD error)
+{
+    g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"The dump %s is not replayed: %s.", DumpFilePath().GetString(),
+                      OpeningFailure(error).GetString());
+    if (m->due.MakeFull() && error != LinkMet && !SetDumpAside())
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"The dump cannot be put aside: %d", GetLastError());
 }
 
 // The dump knows no kinds: a path that is gone was, or has become, a deletion.
