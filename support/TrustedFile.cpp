@@ -126,6 +126,8 @@ CString OpeningFailure(DWORD error)
     case ERROR_INVALID_OWNER:
         return L"it belongs to another account, which may have planted it; remove it, or make the administrators its "
                L"owner (icacls PATH /setowner Administrators)";
+    case ERROR_FILE_TOO_LARGE:
+        return L"it is larger than a file of its kind may be; move it away";
     default:
         CString text;
         text.Format(L"error %u", error);

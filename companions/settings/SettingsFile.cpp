@@ -5,6 +5,14 @@
 #include "support/Handle.h"
 #include "support/TrustedFile.h"
 
+namespace
+{
+
+// Real ones have some hundred bytes; all of it is held in memory several times over.
+constexpr LONGLONG LongestFile = 64 * 1024 * 1024;
+
+} // namespace
+
 SettingsFile::ReadResult SettingsFile::Read(std::string& bytes, unsigned long& error) const
 {
     bytes.clear();
@@ -14,6 +22,11 @@ SettingsFile::ReadResult SettingsFile::Read(std::string& bytes, unsigned long& e
         error = GetLastError();
         const bool missing = error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
         return missing ? ReadResult::Missing : ReadResult::Failed;
+    }
+    LARGE_INTEGER size = {};
+    if (GetFileSizeEx(file.Get(), &size) && size.QuadPart > LongestFile) {
+        error = ERROR_FILE_TOO_LARGE;
+        return ReadResult::Failed;
     }
     char block[16 * 1024];
     for (;;) {

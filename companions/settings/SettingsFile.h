@@ -18,7 +18,8 @@ public:
 
     const CString& Path() const { return m_path; }
 
-    // Failed: somebody keeps the file to himself, it may not be read, or it is not trusted; `error` says why.
+    // Failed: somebody keeps the file to himself, it may not be read, it is not trusted, or it is larger than 64
+    // MiB; `error` says why.
     ReadResult Read(std::string& bytes, unsigned long& error) const;
     // Writes a temporary file beside, then puts it in the file's place. On failure the old file is
     // untouched, no temporary one is left, and `error` says why.
