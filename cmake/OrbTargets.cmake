@@ -15,6 +15,11 @@ if(WIN32)
     target_compile_definitions(orb_options INTERFACE
         UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00 WINVER=0x0A00)
 endif()
+if(MINGW)
+    # Addresses that cannot be foreseen, and no data that runs; not left to what the linker does by itself. It has no
+    # control flow guard.
+    target_link_options(orb_options INTERFACE LINKER:--dynamicbase,--high-entropy-va,--nxcompat)
+endif()
 if(ORB_CHECKS)
     target_compile_definitions(orb_options INTERFACE _GLIBCXX_ASSERTIONS ORB_LOCK_ORDER)
 endif()

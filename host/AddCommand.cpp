@@ -34,8 +34,8 @@ ExitCode Tell(const RulesAdded& added, const AddOptions& options, RecordWriter& 
 // By a watch that runs: it hands out what the rules select.
 ExitCode TellAnswer(const RulesAdded& added, const AddOptions& options, RecordWriter& writer)
 {
-    if (!added.answered) {
-        writer.Error(L"the running watch gave no answer; try again, or end it first", options.rules);
+    if (!added.unanswered.empty()) {
+        writer.Error(added.unanswered, options.rules);
         return ExitFailure;
     }
     ExitCode code = Tell(added, options, writer);

@@ -3,6 +3,7 @@
 #include "host/AddCommand.h"
 #include "host/CommandOptions.h"
 #include "host/Console.h"
+#include "host/DataFolderTrust.h"
 #include "host/EnumerateCommand.h"
 #include "host/EstimateCommand.h"
 #include "host/ExplainCommand.h"
@@ -105,18 +106,26 @@ std::vector<Command> AddCommands(CLI::App& app, Arguments& arguments)
     const auto add = [&](const CLI::App* command, ExitCode (*run)(const Arguments&, RecordWriter&)) {
         commands.push_back({command, [&arguments, run](RecordWriter& writer) { return run(arguments, writer); }});
     };
-    add(AddWatch(app, arguments), RunWatchWith);
-    add(AddEnumerate(app, arguments),
-        [](const Arguments& given, RecordWriter& writer) { return RunEnumerate(ServiceOptionsOf(given), writer); });
-    add(AddExplain(app, arguments), RunExplainWith);
+    // Those that go by the settings, or write beside them.
+    const auto addTrusting = [&](const CLI::App* command, ExitCode (*run)(const Arguments&, RecordWriter&)) {
+        commands.push_back({command, [&arguments, run](RecordWriter& writer) {
+                                return RequireTrustedSettings(writer) ? run(arguments, writer) : ExitFailure;
+                            }});
+    };
+    addTrusting(AddWatch(app, arguments), RunWatchWith);
+    addTrusting(AddEnumerate(app, arguments), [](const Arguments& given, RecordWriter& writer) {
+        return RunEnumerate(ServiceOptionsOf(given), writer);
+    });
+    addTrusting(AddExplain(app, arguments), RunExplainWith);
     const CLI::App* estimate = AddEstimate(app, arguments);
     commands.push_back({estimate, [&arguments, estimate](RecordWriter& writer) {
-                            return RunEstimateWith(*estimate, arguments, writer);
+                            return RequireTrustedSettings(writer) ? RunEstimateWith(*estimate, arguments, writer)
+                                                                  : ExitFailure;
                         }});
-    add(AddAdd(app, arguments), RunAddWith);
-    add(AddExport(app, arguments), RunExportWith);
-    add(AddOverlay(app, arguments),
-        [](const Arguments& given, RecordWriter& writer) { return RunOverlay(given.service, writer); });
+    addTrusting(AddAdd(app, arguments), RunAddWith);
+    addTrusting(AddExport(app, arguments), RunExportWith);
+    addTrusting(AddOverlay(app, arguments),
+                [](const Arguments& given, RecordWriter& writer) { return RunOverlay(given.service, writer); });
     add(AddInit(app, arguments),
         [](const Arguments& given, RecordWriter& writer) { return RunInit(FromUtf8(given.folder), writer); });
     add(AddDoctor(app, arguments), [](const Arguments& given, RecordWriter& writer) {

@@ -8,7 +8,7 @@ namespace
 ExitCode Tell(const PendingExported& exported, const ExportOptions& options, RecordWriter& writer)
 {
     if (!exported.failure.empty()) {
-        writer.Error(exported.failure + L"; name another --to, or make room", options.to);
+        writer.Error(exported.failure, options.to);
         return ExitFailure;
     }
     if (!exported.anyPending)

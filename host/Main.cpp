@@ -1,6 +1,7 @@
 // orbwatch: does with the library what a backup service does.
 #include "host/Commands.h"
 #include "host/Console.h"
+#include "host/OwnLibraries.h"
 #include "support/LockOrder.h"
 
 #include <CLI/CLI.hpp>
@@ -80,6 +81,10 @@ ExitCode WithLockOrder(ExitCode code)
 
 int main()
 {
+    if (!UseOwnLibrariesOnly()) {
+        std::fprintf(stderr, "orbwatch: the folders of its libraries cannot be set: error %lu\n", GetLastError());
+        return ExitFailure;
+    }
     SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX);
     FILE* data = TakeStandardOutput();
     try {

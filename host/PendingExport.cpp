@@ -12,13 +12,16 @@ using Json = nlohmann::json;
 constexpr DWORD AnswerLimit = 60000; // milliseconds
 
 // What is no answer says that there was none.
-PendingExported FromJson(const Json& answer)
+PendingExported FromJson(const WatchAnswer& given)
 {
+    if (!given.failure.empty())
+        return {false, 0, given.failure};
+    const Json& answer = given.json;
     const bool whole = answer.is_object() && answer.contains("any") && answer["any"].is_boolean() &&
                        answer.contains("count") && answer["count"].is_number_integer() && answer.contains("failure") &&
                        answer["failure"].is_string();
     if (!whole)
-        return {false, 0, L"the running watch gave no answer; try again, or end it first"};
+        return {false, 0, L"the answer of the running watch is none; end it first, or try again"};
     return {answer.value("any", false), answer.value("count", 0), FromUtf8(answer.value("failure", ""))};
 }
 
@@ -33,14 +36,14 @@ PendingExported ExportPending(COrbWatcher& watcher, const PendingExport& wanted)
     exported.anyPending = watcher.ExportFilesToXML(wanted.file.c_str(), exported.count);
     for (const LibraryMessages::Line& line : failures.Take())
         if (line.text.starts_with(L"The pending list cannot be written"))
-            exported.failure = line.text;
+            exported.failure = line.text + L"; name another --to, or make room";
     return exported;
 }
 
 std::optional<PendingExported> AskForExport(const PendingExport& wanted)
 {
     const Json request{{"ask", "export"}, {"to", ToUtf8(wanted.file)}, {"max", wanted.most}};
-    const std::optional<Json> answer = AskWatch(request, AnswerLimit);
+    const std::optional<WatchAnswer> answer = AskWatch(request, AnswerLimit);
     return answer ? std::optional(FromJson(*answer)) : std::nullopt;
 }
 

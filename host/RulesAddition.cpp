@@ -11,8 +11,18 @@ using Json = nlohmann::json;
 
 constexpr DWORD AnswerLimit = 600000; // milliseconds
 
-RulesAdded FromJson(const Json& answer)
+RulesAdded Unanswered(std::wstring why)
+{
+    RulesAdded none;
+    none.unanswered = std::move(why);
+    return none;
+}
+
+RulesAdded FromJson(const WatchAnswer& given)
 try {
+    if (!given.failure.empty())
+        return Unanswered(given.failure);
+    const Json& answer = given.json;
     RulesAdded added;
     added.result = static_cast<AddQueueItemResult>(answer.at("result").get<int>());
     for (const Json& excluded : answer.at("excluded"))
@@ -22,9 +32,7 @@ try {
         added.failures.push_back(FromUtf8(failure.get<std::string>()));
     return added;
 } catch (const Json::exception&) {
-    RulesAdded none;
-    none.answered = false;
-    return none;
+    return Unanswered(L"the answer of the running watch is none; end it first, or try again");
 }
 
 bool IsFlag(const Json& request, const char* name) { return request.contains(name) && request[name].is_boolean(); }
@@ -48,7 +56,7 @@ std::optional<RulesAdded> AskToAdd(const RulesAddition& wanted)
                        {"rules", ToUtf8(wanted.rules)},
                        {"delete", wanted.deleteWhenDone},
                        {"mergeOnly", wanted.mergeOnly}};
-    const std::optional<Json> answer = AskWatch(request, AnswerLimit);
+    const std::optional<WatchAnswer> answer = AskWatch(request, AnswerLimit);
     return answer ? std::optional(FromJson(*answer)) : std::nullopt;
 }
 

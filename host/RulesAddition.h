@@ -19,7 +19,7 @@ struct RulesAdded {
     AddQueueItemResult result = RulesNotLoaded;
     std::vector<ExcludedInfo> excluded;
     std::vector<std::wstring> failures; // rules that contradict the selection, a selection that cannot be written
-    bool answered = true;               // by the running watch
+    std::wstring unanswered;            // why the running watch gave no answer, and what to do
 };
 
 RulesAdded AddRules(COrbWatcher& watcher, const RulesAddition& wanted);

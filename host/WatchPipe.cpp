@@ -2,26 +2,22 @@
 
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/OrbSettings.h"
-#include "host/Console.h"
+#include "support/Handle.h"
+#include "support/HandleOwner.h"
 #include "support/Hashes.h"
+#include "support/OwnerAccess.h"
 
 namespace
 {
 
 using Json = nlohmann::json;
 
-constexpr double ClientLimit = 5;        // seconds that a client may keep the others from the pipe
 constexpr DWORD LongestReply = 1u << 20; // bytes
-
-// Watches of different data folders do not hear each other.
-CString PipeName()
-{
-    CString name;
-    name.Format(L"\\\\.\\pipe\\orbwatch-%016I64x", PathHash64(GetMainSettings().GetDataFolderPath().View()));
-    return name;
-}
-
-std::string Text(const Json& json) { return json.dump(-1, ' ', false, Json::error_handler_t::replace); }
+constexpr DWORD Instances = 4;           // clients at once; a silent one keeps an instance for some seconds
+constexpr DWORD ServerAccess = PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED;
+constexpr DWORD ServerMode = PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE | PIPE_REJECT_REMOTE_CLIENTS;
+// The server learns who asks, and cannot act in that name.
+constexpr DWORD ClientFlags = FILE_FLAG_OVERLAPPED | SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION;
 
 // An operation on a pipe with a limit; the bytes that it moved, or nothing.
 template <typename Operation>
@@ -43,10 +39,10 @@ std::optional<DWORD> Within(DWORD limit, HANDLE pipe, Operation operation)
 // Another one's request may take all of the time. Without a pipe the last error tells whether there is none.
 FileHandle OpenPipe(DWORD limit)
 {
-    const CString name = PipeName();
+    const CString name = WatchPipeName();
     for (const ULONGLONG end = GetTickCount64() + limit;;) {
         FileHandle pipe(
-            CreateFileW(name, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr));
+            CreateFileW(name, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, ClientFlags, nullptr));
         if (pipe || GetLastError() != ERROR_PIPE_BUSY)
             return pipe;
         const ULONGLONG now = GetTickCount64();
@@ -57,14 +53,43 @@ FileHandle OpenPipe(DWORD limit)
     }
 }
 
+// The first one is refused when there is a pipe of that name; Wine makes it all the same, and refuses more than
+// Instances.
+FileHandle MakeInstance(bool first)
+{
+    OwnerAccess access;
+    return FileHandle(CreateNamedPipeW(WatchPipeName(), ServerAccess | (first ? FILE_FLAG_FIRST_PIPE_INSTANCE : 0),
+                                       ServerMode, Instances, LongestReply, PipeInstance::LongestRequest, 0,
+                                       access.Attributes()));
+}
+
+WatchAnswer Failed(const wchar_t* why)
+{
+    WatchAnswer answer;
+    answer.failure = why;
+    return answer;
+}
+
 } // namespace
 
-std::optional<Json> AskWatch(const Json& request, DWORD limit)
+CString WatchPipeName()
 {
+    CString name;
+    name.Format(L"\\\\.\\pipe\\orbwatch-%016I64x", PathHash64(GetMainSettings().GetDataFolderPath().View()));
+    return name;
+}
+
+std::optional<WatchAnswer> AskWatch(const Json& request, DWORD limit)
+{
+    constexpr const wchar_t* none = L"the running watch gave no answer; try again, or end it first";
     const FileHandle pipe = OpenPipe(limit);
     if (!pipe)
-        return GetLastError() == ERROR_FILE_NOT_FOUND ? std::nullopt : std::optional(Json(Json::value_t::discarded));
-    const std::string text = Text(request);
+        return GetLastError() == ERROR_FILE_NOT_FOUND ? std::nullopt : std::optional(Failed(none));
+    if (!IsOwnedByTrusted(pipe.Get()))
+        return Failed(
+            L"another account has taken the place of the watch on this data folder, and nothing was asked of it; "
+            L"end its program, then try again");
+    const std::string text = PipeText(request);
     std::string answer(LongestReply, '\0');
     const auto write = [&](OVERLAPPED* io) {
         return WriteFile(pipe.Get(), text.data(), static_cast<DWORD>(text.size()), nullptr, io);
@@ -72,88 +97,26 @@ std::optional<Json> AskWatch(const Json& request, DWORD limit)
     const auto read = [&](OVERLAPPED* io) { return ReadFile(pipe.Get(), answer.data(), LongestReply, nullptr, io); };
     const bool asked = Within(limit, pipe.Get(), write).has_value();
     answer.resize(asked ? Within(limit, pipe.Get(), read).value_or(0) : 0);
-    return Json::parse(answer, nullptr, false);
+    WatchAnswer given;
+    given.json = Json::parse(answer, nullptr, false);
+    return given.json.is_discarded() ? Failed(none) : given;
 }
 
-WatchPipe::WatchPipe(Handler handler)
-    : m_handler(std::move(handler)),
-      m_pipe(CreateNamedPipeW(PipeName(), PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED | FILE_FLAG_FIRST_PIPE_INSTANCE,
-                              PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE | PIPE_REJECT_REMOTE_CLIENTS, 1, LongestReply,
-                              sizeof m_request, 0, nullptr)),
-      m_done(CreateEventW(nullptr, TRUE, FALSE, nullptr))
+WatchPipe::WatchPipe(PipeInstance::Handler handler) : m_handler(std::move(handler))
 {
-    if (m_pipe)
-        Listen();
-    else
-        g_OrbLog.Log(L"Another watch answers the requests of this data folder: %d", GetLastError());
-}
-
-// What is under way must have ended before its buffers go.
-WatchPipe::~WatchPipe()
-{
-    if (m_step == Step::Idle)
-        return;
-    CancelIo(m_pipe.Get());
-    DWORD bytes = 0;
-    GetOverlappedResult(m_pipe.Get(), &m_io, &bytes, TRUE);
-}
-
-void WatchPipe::Begin(Step step, BOOL started)
-{
-    m_step = step;
-    const DWORD error = GetLastError();
-    if (started || error == ERROR_IO_PENDING)
-        return;
-    if (error == ERROR_PIPE_CONNECTED) // between two calls
-        SetEvent(m_done.Get());
-    else
-        m_step = Step::Idle; // the next Answer begins anew
-}
-
-void WatchPipe::Listen()
-{
-    DisconnectNamedPipe(m_pipe.Get());
-    m_io = {};
-    m_io.hEvent = m_done.Get();
-    ResetEvent(m_done.Get());
-    Begin(Step::Connecting, ConnectNamedPipe(m_pipe.Get(), &m_io));
-}
-
-void WatchPipe::Read(Step step)
-{
-    ResetEvent(m_done.Get());
-    Begin(step, ReadFile(m_pipe.Get(), m_request, sizeof m_request, nullptr, &m_io));
-}
-
-void WatchPipe::Reply(DWORD bytes)
-{
-    m_reply = Text(m_handler(Json::parse(m_request, m_request + bytes, nullptr, false)));
-    m_since = Seconds(); // what the handler took is not the client's
-    ResetEvent(m_done.Get());
-    Begin(Step::Answering, WriteFile(m_pipe.Get(), m_reply.data(), static_cast<DWORD>(m_reply.size()), nullptr, &m_io));
+    for (FileHandle pipe = MakeInstance(true); pipe; pipe = MakeInstance(false)) {
+        m_instances.push_back(std::make_unique<PipeInstance>(std::move(pipe), m_handler));
+        if (m_instances.size() == Instances)
+            return;
+    }
+    g_OrbLog.Log(L"%s: %d",
+                 m_instances.empty() ? L"Another watch answers the requests of this data folder"
+                                     : L"Fewer requests are answered at once",
+                 GetLastError());
 }
 
 void WatchPipe::Answer()
 {
-    if (!m_pipe)
-        return;
-    if (m_step == Step::Idle)
-        return Listen();
-    if (!IsSignalled(m_done.Get())) {
-        if (m_step != Step::Connecting && Seconds() - m_since > ClientLimit)
-            CancelIo(m_pipe.Get());
-        return;
-    }
-    DWORD bytes = 0;
-    const bool done = m_step == Step::Connecting || GetOverlappedResult(m_pipe.Get(), &m_io, &bytes, FALSE);
-    if (m_step == Step::Connecting)
-        m_since = Seconds();
-    if (done && m_step == Step::Connecting)
-        Read(Step::Reading);
-    else if (done && m_step == Step::Reading)
-        Reply(bytes);
-    else if (done && m_step == Step::Answering)
-        Read(Step::Leaving); // ends when the client has read the answer and closes the pipe
-    else
-        Listen();
+    for (const std::unique_ptr<PipeInstance>& instance : m_instances)
+        instance->Answer();
 }

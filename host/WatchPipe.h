@@ -1,29 +1,38 @@
 // How a command reaches the watch that runs on the same data folder: a pipe that is
 // named after the folder; one request and one answer a connection, both JSON objects.
-// One thread uses an object.
+//
+// Any program can make a pipe of that name, so that the asking side looks whose it is,
+// and shows its own account only so far that the other side can tell who asks. The
+// answering side lets its own account, the system and the administrators ask. One
+// thread uses an object.
 #pragma once
 
-#include "support/Handle.h"
+#include "host/PipeInstance.h"
+#include "mfc/CString.h"
 
-#include <nlohmann/json.hpp>
-
-#include <functional>
+#include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
-// The answer of the running watch; discarded when none came within the time (milliseconds), and when the watch answers
-// others all the while, or does not let this account ask. Nothing when no watch runs.
-std::optional<nlohmann::json> AskWatch(const nlohmann::json& request, DWORD limit);
+// Watches of different data folders do not hear each other.
+CString WatchPipeName();
+
+struct WatchAnswer {
+    nlohmann::json json{nlohmann::json::value_t::discarded};
+    std::wstring failure; // why there is no answer, and what to do; empty when something has been answered
+};
+
+// The answer of the running watch; it fails when none came within the time (milliseconds), when the watch answers
+// others all the while or does not let this account ask, and when the pipe is not the watch's: nothing is asked then.
+// Nothing when no watch runs.
+std::optional<WatchAnswer> AskWatch(const nlohmann::json& request, DWORD limit);
 
 // The side of the running watch. Without a pipe, which is then in the log, it answers nobody.
 class WatchPipe
 {
 public:
-    // The handler is given whatever JSON came, and must go on.
-    using Handler = std::function<nlohmann::json(const nlohmann::json& request)>;
-
-    explicit WatchPipe(Handler handler);
-    ~WatchPipe();
+    explicit WatchPipe(PipeInstance::Handler handler);
     WatchPipe(const WatchPipe&) = delete;
     WatchPipe& operator=(const WatchPipe&) = delete;
 
@@ -31,19 +40,6 @@ public:
     void Answer();
 
 private:
-    enum class Step { Idle, Connecting, Reading, Answering, Leaving };
-
-    void Begin(Step step, BOOL started);
-    void Listen();
-    void Read(Step step);
-    void Reply(DWORD bytes);
-
-    const Handler m_handler;
-    FileHandle m_pipe;
-    KernelHandle m_done;
-    OVERLAPPED m_io{};
-    Step m_step = Step::Idle;
-    double m_since = 0; // when somebody connected, or was answered
-    char m_request[65536];
-    std::string m_reply;
+    const PipeInstance::Handler m_handler;
+    std::vector<std::unique_ptr<PipeInstance>> m_instances;
 };

@@ -341,6 +341,7 @@ private:
     void ReplayPending();
     void ReplayDump();
     void ReplayLine(const CString& line);
+    void DistrustDump(DWORD error);
     void ReplayRemoval(const CString& path);
     void DumpStore();
 

@@ -4,8 +4,10 @@
 #include "support/Handle.h"
 #include "support/SystemPath.h"
 
-#include <atomic>
+#include <array>
 #include <string_view>
+
+#include <ntsecapi.h>
 
 namespace
 {
@@ -50,9 +52,10 @@ bool IsOld(const WIN32_FIND_DATAW& file)
 
 CString DraftPath(const CString& target)
 {
-    static std::atomic<unsigned> counter{0};
     CString path;
-    path.Format(L"%s~o%x-%x.tmp", FolderOf(target).GetString(), GetCurrentProcessId(), ++counter);
+    std::array<unsigned, 2> random;
+    if (RtlGenRandom(random.data(), sizeof random))
+        path.Format(L"%s~o%08x-%08x.tmp", FolderOf(target).GetString(), random[0], random[1]);
     return path;
 }
 

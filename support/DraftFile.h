@@ -7,8 +7,9 @@
 
 #include "mfc/CString.h"
 
-// A name in the target's folder that no other thread or process uses; a file of that name is a leftover. It is short,
-// and so possible wherever the target's own name is: "~o1a2c-3.tmp".
+// A name in the target's folder that no other thread or process uses, and that nobody can foresee who might leave a
+// link of that name there: "~o1a2b3c4d-5e6f7a8b.tmp". Create it with CREATE_NEW. Empty when the system gives no random
+// number.
 CString DraftPath(const CString& target);
 
 // Removes drafts that are older than a day from the target's folder, whatever their target was. A draft that a process

@@ -44,15 +44,18 @@ CString ResolveLink(const CString& path)
 bool Flush(const CString& path)
 {
     const FileHandle file(CreateFileW(path, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
-                                      FILE_ATTRIBUTE_NORMAL, nullptr));
+                                      FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
     return file && FlushFileBuffers(file.Get());
 }
 
-bool WriteAll(const CString& path, std::string_view bytes)
+// Never a file or a link that is there already.
+FileHandle CreateDraft(const CString& path, SECURITY_ATTRIBUTES* access)
 {
-    const FileHandle file(CreateFileW(path, GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
-    if (!file)
-        return false;
+    return FileHandle(CreateFileW(path, GENERIC_WRITE, 0, access, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
+}
+
+bool WriteAll(const FileHandle& file, std::string_view bytes)
+{
     while (!bytes.empty()) {
         const auto count = static_cast<DWORD>(std::min<std::size_t>(bytes.size(), LargestWrite));
         DWORD written = 0;
@@ -142,11 +145,10 @@ bool Put(const CString& draft, const CString& target)
     return PutOnce(draft, target, REPLACEFILE_IGNORE_MERGE_ERRORS);
 }
 
-} // namespace
-
-bool ReplaceWhole(const CString& path, const std::function<bool(const CString& draft)>& write)
+// `write` makes the draft, in a file that is there and empty, and is closed after it.
+bool ReplaceAt(const CString& plain, SECURITY_ATTRIBUTES* access,
+               const std::function<bool(FileHandle& file, const CString& draft)>& write)
 {
-    const CString plain = ResolveLink(path);
     const CString target = SystemPath(plain);
     if (MustStay(target)) {
         SetLastError(ERROR_ACCESS_DENIED);
@@ -155,7 +157,12 @@ bool ReplaceWhole(const CString& path, const std::function<bool(const CString& d
     RemoveOldDrafts(plain);
     const CString draft = SystemPath(DraftPath(plain));
     const bool wasThere = IsThere(target);
-    if (write(draft) && Flush(draft) && Put(draft, target))
+    FileHandle file = CreateDraft(draft, access);
+    if (!file)
+        return false;
+    const bool written = write(file, draft);
+    file.Reset();
+    if (written && Flush(draft) && Put(draft, target))
         return true;
     const DWORD error = GetLastError();
     // The system can take the old file away before it fails; the draft is then all that is left.
@@ -165,9 +172,25 @@ bool ReplaceWhole(const CString& path, const std::function<bool(const CString& d
     return false;
 }
 
+} // namespace
+
+bool ReplaceWhole(const CString& path, const std::function<bool(const CString& draft)>& write)
+{
+    return ReplaceAt(ResolveLink(path), nullptr, [&write](FileHandle& file, const CString& draft) {
+        file.Reset(); // the writer opens it by its name
+        return write(draft);
+    });
+}
+
 bool ReplaceWhole(const CString& path, std::string_view bytes)
 {
-    return ReplaceWhole(path, [bytes](const CString& draft) { return WriteAll(draft, bytes); });
+    return ReplaceAt(ResolveLink(path), nullptr,
+                     [bytes](const FileHandle& file, const CString&) { return WriteAll(file, bytes); });
+}
+
+bool ReplaceOwn(const CString& path, std::string_view bytes, SECURITY_ATTRIBUTES* access)
+{
+    return ReplaceAt(path, access, [bytes](const FileHandle& file, const CString&) { return WriteAll(file, bytes); });
 }
 
 bool SetAside(const CString& path)

@@ -8,16 +8,23 @@
 
 #include "mfc/CString.h"
 
+#include <windows.h>
+
 #include <functional>
 #include <string_view>
 
 // `write` makes the new content under the name that it is given, beside the file; the content then takes the file's
-// place, or is removed. Returns false when that failed; GetLastError says why. A file that is marked read-only stays
-// as it is. Threads and processes do not get into each other's way; the last one wins.
+// place, or is removed. The draft is there already, empty; the writer must open that one. Returns false when that
+// failed; GetLastError says why. A file that is marked read-only stays as it is. Threads and processes do not get into
+// each other's way; the last one wins.
 bool ReplaceWhole(const CString& path, const std::function<bool(const CString& draft)>& write);
 
 // The same for content that is at hand: it is written in full and flushed before it takes the file's place.
 bool ReplaceWhole(const CString& path, std::string_view bytes);
+
+// The same for a file of the product's own in its data folder: a link is replaced and never followed, and a file that
+// is new has the access list that is given.
+bool ReplaceOwn(const CString& path, std::string_view bytes, SECURITY_ATTRIBUTES* access);
 
 // Keeps a file that is no use as it is under its name with the ending ".bad". False when it could not be moved; it is
 // then still in its place, and nothing may be written there. No file, or a folder: nothing to move.

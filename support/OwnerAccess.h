@@ -1,7 +1,7 @@
-// What a file is created with that tells of a user's files: only the user it is
+// What a file, folder or pipe of the product is created with: only the user it is
 // created for may read and write it, and the system and its administrators, who could
-// help themselves to that anyway; nothing is inherited from the folder. Where that
-// cannot be set up, the folder's own list holds.
+// help themselves to it anyway; nothing is inherited from the folder. Where that cannot
+// be set up, the folder's own list holds.
 //
 // One object serves any number of creations, and must live while they run. It is for
 // the user whom the thread impersonates when the object is made.
@@ -14,7 +14,10 @@
 class OwnerAccess
 {
 public:
-    OwnerAccess() noexcept;
+    // What all other accounts may do.
+    enum class Others { MayDoNothing, MayRead };
+
+    explicit OwnerAccess(Others others = Others::MayDoNothing) noexcept;
     OwnerAccess(const OwnerAccess&) = delete;
     OwnerAccess& operator=(const OwnerAccess&) = delete;
 
@@ -22,9 +25,9 @@ public:
     SECURITY_ATTRIBUTES* Attributes() noexcept { return m_made ? &m_attributes : nullptr; }
 
 private:
-    bool Make() noexcept;
+    bool Make(Others others) noexcept;
 
-    alignas(8) std::array<std::byte, 512> m_list; // three entries and their SIDs
+    alignas(8) std::array<std::byte, 512> m_list; // four entries and their SIDs
     SECURITY_DESCRIPTOR m_descriptor;
     SECURITY_ATTRIBUTES m_attributes = {sizeof(SECURITY_ATTRIBUTES), &m_descriptor, FALSE};
     const bool m_made;

@@ -41,6 +41,15 @@ std::wstring DirectText(std::wstring_view content)
 
 } // namespace
 
+namespace
+{
+
+// Bytes in UTF-8, units in UTF-16. A document takes several times that in memory, and whoever may write a file of rules
+// could take all of it.
+constexpr std::size_t kLongestDocument = 256 * 1024 * 1024;
+
+} // namespace
+
 CMarkup::CMarkup() : m_document(std::make_unique<Document>()) { m_document->Clear(); }
 CMarkup::~CMarkup() = default;
 CMarkup::CMarkup(CMarkup&&) noexcept = default;
@@ -52,7 +61,7 @@ bool CMarkup::Load(const wchar_t* path)
     document.Clear();
     document.flags = 0;
     CString text;
-    if (!ReadTextFile(path, text, &document.result, &document.flags))
+    if (!ReadTextFile(path, text, &document.result, &document.flags, {.longest = kLongestDocument}))
         return false;
     document.Parse(text);
     return true;

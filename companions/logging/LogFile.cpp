@@ -2,6 +2,7 @@
 
 #include "companions/settings/DataFolder.h"
 #include "support/OwnerAccess.h"
+#include "support/TrustedFile.h"
 #include "support/WithoutThreadToken.h"
 
 #include <spdlog/pattern_formatter.h>
@@ -56,9 +57,8 @@ bool LogFile::Open()
     const WithoutThreadToken asProcess;
     DataFolder::Create(m_folder);
     OwnerAccess access;
-    m_file.Reset(CreateFileW(Path(), FILE_APPEND_DATA | SYNCHRONIZE,
-                             FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, access.Attributes(), OPEN_ALWAYS,
-                             FILE_ATTRIBUTE_NORMAL, nullptr));
+    m_file = OpenTrusted(Path(), FILE_APPEND_DATA | SYNCHRONIZE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                         access.Attributes(), OPEN_ALWAYS);
     return static_cast<bool>(m_file);
 }
 

@@ -4,6 +4,7 @@
 #include "companions/settings/DataFolder.h"
 #include "support/HarmlessText.h"
 #include "support/RankedSection.h"
+#include "support/TrustedFile.h"
 
 #include <cstdarg>
 #include <cwchar>
@@ -143,7 +144,8 @@ void COrbLog::State::ToFile(const LogLine& line)
     if (wasBroken)
         return;
     CString notice;
-    notice.Format(L"The log file %s cannot be written (error %u).", file.Path().GetString(), error);
+    notice.Format(L"The log file %s cannot be written: %s.", file.Path().GetString(),
+                  OpeningFailure(error).GetString());
     ToSinks({LogLevel::Error, L"", 0, notice});
 }
 

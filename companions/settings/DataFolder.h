@@ -3,6 +3,7 @@
 #pragma once
 
 #include "mfc/CString.h"
+#include "support/OwnerAccess.h"
 
 #include <windows.h>
 
@@ -53,19 +54,21 @@ inline CString Path()
     return path.TrimRight(L'\\');
 }
 
-// Creates the folder and its parents. True when it is there in the end.
+// Creates the folder and its parents. True when it is there in the end, whoever has made it (IsTrustedFolder). What is
+// made here belongs to this account; the system and the administrators alone may write to it beside.
 inline bool Create(const CString& folder)
 {
     const auto isFolder = [](const wchar_t* path) {
         const DWORD attributes = GetFileAttributesW(path);
         return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
     };
-    if (isFolder(folder) || CreateDirectoryW(folder, nullptr))
+    OwnerAccess access(OwnerAccess::Others::MayRead);
+    if (isFolder(folder) || CreateDirectoryW(folder, access.Attributes()))
         return true;
     const int slash = folder.ReverseFind(L'\\');
     if (GetLastError() != ERROR_PATH_NOT_FOUND || slash <= 2 || !Create(folder.Left(slash)))
         return isFolder(folder);
-    return CreateDirectoryW(folder, nullptr) || isFolder(folder);
+    return CreateDirectoryW(folder, access.Attributes()) || isFolder(folder);
 }
 
 } // namespace DataFolder

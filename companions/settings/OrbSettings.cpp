@@ -9,6 +9,7 @@
 #include "support/Hashes.h"
 #include "support/ProcessTurn.h"
 #include "support/RankedSection.h"
+#include "support/TrustedFile.h"
 #include "support/WithoutThreadToken.h"
 
 #include <algorithm>
@@ -117,9 +118,10 @@ struct CSettings::State {
         Unread, // the file is there and could not be opened; tried again from time to time
     };
 
-    explicit State(const wchar_t* name) : fileName(name) {}
+    State(const wchar_t* name, OwnerAccess::Others readers) : fileName(name), others(readers) {}
 
     const CString fileName;
+    const OwnerAccess::Others others; // what they may do with the file
     RankedSection section{LockRank::Database, L"settings"};
     // All below is guarded by the section.
     SettingsTree values = SettingsTree::Object();
@@ -129,11 +131,12 @@ struct CSettings::State {
     ULONGLONG triedAt = 0;
     bool keepAside = false; // the file on disk is not what was read, and must be kept before it is replaced
 
-    SettingsFile File() const { return SettingsFile(folder + L"\\" + fileName); }
+    SettingsFile File() const { return SettingsFile(folder + L"\\" + fileName, others); }
     void Use();
     bool Load(const CString& from);
     void Take(SettingsTree read);
-    void ReadBeforeSaving();
+    bool ReadBeforeSaving(unsigned long& error);
+    bool NotWritten(unsigned long error) const;
     void KeepDamagedFile();
     CString TurnName() const;
     bool Save();
@@ -181,8 +184,8 @@ bool CSettings::State::Load(const CString& from)
         break;
     }
     if (loaded != Loaded::Unread)
-        g_OrbLog.WriteLog(2, logSource, __LINE__, L"Settings %s cannot be read (error %u).", File().Path().GetString(),
-                          error);
+        g_OrbLog.WriteLog(2, logSource, __LINE__, L"Settings %s cannot be read: %s.", File().Path().GetString(),
+                          OpeningFailure(error).GetString());
     loaded = Loaded::Unread;
     triedAt = GetTickCount64();
     keepAside = true;
@@ -206,22 +209,29 @@ void CSettings::State::KeepDamagedFile()
     keepAside = !File().KeepAsBad() && GetFileAttributesW(File().Path()) != INVALID_FILE_ATTRIBUTES;
 }
 
-// Others may have written other values since they were read here.
-void CSettings::State::ReadBeforeSaving()
+// Others may have written other values since they were read here. False when what is there must not be replaced.
+bool CSettings::State::ReadBeforeSaving(unsigned long& error)
 {
     std::string bytes;
-    unsigned long error = 0;
     const SettingsFile::ReadResult result = File().Read(bytes, error);
     if (result == SettingsFile::ReadResult::Missing)
-        return;
+        return true;
     if (result == SettingsFile::ReadResult::Failed) {
         keepAside = true;
-        return;
+        return error != LinkMet;
     }
     if (std::optional<SettingsTree> read = SettingsTree::Parse(bytes))
         Take(std::move(*read));
     else
         KeepDamagedFile();
+    return true;
+}
+
+bool CSettings::State::NotWritten(unsigned long error) const
+{
+    g_OrbLog.WriteLog(2, logSource, __LINE__, L"Settings %s cannot be written: %s.", File().Path().GetString(),
+                      OpeningFailure(error).GetString());
+    return false;
 }
 
 // Always of the whole machine: whoever writes the file must meet, whatever else they share.
@@ -244,11 +254,13 @@ bool CSettings::State::Save()
 
 bool CSettings::State::SaveInTurn()
 {
-    ReadBeforeSaving();
+    unsigned long error = ERROR_ACCESS_DENIED;
+    if (!ReadBeforeSaving(error))
+        return NotWritten(error);
+    error = ERROR_ACCESS_DENIED;
     const bool unread = keepAside;
     if (keepAside)
         keepAside = !File().KeepAsBad() && GetFileAttributesW(File().Path()) != INVALID_FILE_ATTRIBUTES;
-    unsigned long error = ERROR_ACCESS_DENIED;
     const std::string bytes = values.Text() + "\n";
     if (!keepAside && File().Replace(bytes, error)) {
         loaded = Loaded::Yes;
@@ -260,9 +272,7 @@ bool CSettings::State::SaveInTurn()
         File().TakeBackBad();
         keepAside = true;
     }
-    g_OrbLog.WriteLog(2, logSource, __LINE__, L"Settings %s cannot be written (error %u).", File().Path().GetString(),
-                      error);
-    return false;
+    return NotWritten(error);
 }
 
 const nlohmann::json* CSettings::State::Find(const wchar_t* text) const
@@ -286,7 +296,10 @@ void CSettings::State::Set(const wchar_t* key, nlohmann::json value)
     unsaved[key] = std::move(value);
 }
 
-CSettings::CSettings(const wchar_t* fileName) : m_state(new State(fileName)) {}
+CSettings::CSettings(const wchar_t* fileName, bool allMayRead)
+    : m_state(new State(fileName, allMayRead ? OwnerAccess::Others::MayRead : OwnerAccess::Others::MayDoNothing))
+{
+}
 CSettings::~CSettings() { delete m_state; }
 
 bool CSettings::Load()
@@ -362,7 +375,8 @@ CString CSettings::GetDataFolderPath() const
     return folder;
 }
 
-CMainSettings::CMainSettings() : CSettings(L"MainSettings.json") {}
+// Programs of all users find the names of the shared objects there.
+CMainSettings::CMainSettings() : CSettings(L"MainSettings.json", true) {}
 CMainSettings::~CMainSettings() = default;
 
 bool CMainSettings::IsOnline() const { return GetValue(L"Main::Online", 0) != 0; }

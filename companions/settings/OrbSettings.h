@@ -54,8 +54,9 @@ public:
     CSettings& operator=(const CSettings&) = delete;
 
 protected:
-    /// The file of this name in the data folder.
-    explicit CSettings(const wchar_t* fileName);
+    /// The file of this name in the data folder. Its own account, the system and the administrators may read it, or
+    /// all.
+    explicit CSettings(const wchar_t* fileName, bool allMayRead = false);
     virtual ~CSettings();
 
 private:

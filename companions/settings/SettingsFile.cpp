@@ -3,16 +3,30 @@
 #include "companions/settings/DataFolder.h"
 #include "support/FileReplacement.h"
 #include "support/Handle.h"
+#include "support/TrustedFile.h"
+
+namespace
+{
+
+// Real ones have some hundred bytes; all of it is held in memory several times over.
+constexpr LONGLONG LongestFile = 64 * 1024 * 1024;
+
+} // namespace
 
 SettingsFile::ReadResult SettingsFile::Read(std::string& bytes, unsigned long& error) const
 {
     bytes.clear();
-    const FileHandle file(CreateFileW(m_path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                      nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    const FileHandle file = OpenTrusted(m_path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                        nullptr, OPEN_EXISTING);
     if (!file) {
         error = GetLastError();
         const bool missing = error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
         return missing ? ReadResult::Missing : ReadResult::Failed;
+    }
+    LARGE_INTEGER size = {};
+    if (GetFileSizeEx(file.Get(), &size) && size.QuadPart > LongestFile) {
+        error = ERROR_FILE_TOO_LARGE;
+        return ReadResult::Failed;
     }
     char block[16 * 1024];
     for (;;) {
@@ -29,8 +43,10 @@ SettingsFile::ReadResult SettingsFile::Read(std::string& bytes, unsigned long& e
 
 bool SettingsFile::Replace(const std::string& bytes, unsigned long& error) const
 {
-    DataFolder::Create(m_path.Left(m_path.ReverseFind(L'\\')));
-    if (ReplaceWhole(m_path, bytes))
+    const CString folder = m_path.Left(m_path.ReverseFind(L'\\'));
+    DataFolder::Create(folder);
+    OwnerAccess access(m_others);
+    if (IsTrustedFolder(folder) && ReplaceOwn(m_path, bytes, access.Attributes()))
         return true;
     error = GetLastError();
     return false;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "mfc/CString.h"
+#include "support/OwnerAccess.h"
 
 #include <string>
 #include <utility>
@@ -12,11 +13,13 @@ class SettingsFile
 public:
     enum class ReadResult { Read, Missing, Failed };
 
-    explicit SettingsFile(CString path) : m_path(std::move(path)) {}
+    // `others`: what accounts that are not trusted may do with a file that is made anew.
+    SettingsFile(CString path, OwnerAccess::Others others) : m_path(std::move(path)), m_others(others) {}
 
     const CString& Path() const { return m_path; }
 
-    // Failed: somebody keeps the file to himself, or it may not be read; `error` says why.
+    // Failed: somebody keeps the file to himself, it may not be read, it is not trusted, or it is larger than 64
+    // MiB; `error` says why.
     ReadResult Read(std::string& bytes, unsigned long& error) const;
     // Writes a temporary file beside, then puts it in the file's place. On failure the old file is
     // untouched, no temporary one is left, and `error` says why.
@@ -28,4 +31,5 @@ public:
 
 private:
     CString m_path;
+    OwnerAccess::Others m_others;
 };

@@ -1,4 +1,5 @@
 #include "host/Console.h"
+#include "host/DataFolderTrust.h"
 #include "host/doctor/Checks.h"
 #include "support/Handle.h"
 
@@ -25,6 +26,8 @@ DWORD OpeningFails(const std::wstring& path, DWORD access)
     return file ? ERROR_SUCCESS : GetLastError();
 }
 
+std::wstring NotTrusted(const std::wstring& reason) { return L"not trusted, and not used: " + reason; }
+
 Check CheckFolder(const std::wstring& folder)
 {
     using State = Check::State;
@@ -33,6 +36,8 @@ Check CheckFolder(const std::wstring& folder)
         return {"settings", State::Ok, L"the data folder is not there yet; the first start makes it", folder};
     if (!(attributes & FILE_ATTRIBUTE_DIRECTORY))
         return {"settings", State::Failed, L"a file stands where the data folder should be; move it away", folder};
+    if (const std::wstring reason = DistrustOfFolder(folder); !reason.empty())
+        return {"settings", State::Failed, NotTrusted(reason), folder};
     if (const DWORD error = OpeningFails(folder, FILE_LIST_DIRECTORY | FILE_ADD_FILE))
         return {"settings", State::Failed,
                 L"the data folder cannot be used: " + SystemText(error) +
@@ -52,6 +57,8 @@ bool IsJsonObject(const std::wstring& path)
 Check CheckSettingsFile(const std::wstring& path)
 {
     using State = Check::State;
+    if (const std::wstring reason = DistrustOfFile(path); !reason.empty())
+        return {"settings", State::Failed, NotTrusted(reason), path};
     if (const DWORD error = OpeningFails(path, GENERIC_READ))
         return {"settings", State::Failed,
                 L"cannot be read: " + SystemText(error) + L" Does another program keep it to itself?", path};
@@ -77,6 +84,10 @@ Checks CheckSettings(const std::wstring& dataFolder)
                               L"damaged settings that were put aside; take over what is still wanted, then delete it",
                               path + L".bad"});
     }
+    const std::wstring dump = dataFolder + L"\\watcher_dump.bin";
+    if (const std::wstring reason = DistrustOfFile(dump); IsThere(dump) && !reason.empty())
+        checks.push_back({"settings", Check::State::Failed,
+                          NotTrusted(reason) + L"; the next start looks at everything instead", dump});
     return checks;
 }
 
@@ -85,6 +96,8 @@ Checks CheckLog(const std::wstring& dataFolder)
     const std::wstring path = dataFolder + L"\\OrbWatcher.log";
     if (!IsThere(path))
         return {{"log", Check::State::Ok, L"not there yet; what is logged comes here", path}};
+    if (const std::wstring reason = DistrustOfFile(path); !reason.empty())
+        return {{"log", Check::State::Failed, NotTrusted(reason), path}};
     if (const DWORD error = OpeningFails(path, FILE_APPEND_DATA))
         return {{"log", Check::State::Failed,
                  L"cannot be written: " + SystemText(error) + L" Nothing is logged until it can.", path}};

@@ -3,6 +3,7 @@
 #include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/core/DumpLines.h"
 #include "support/OwnerAccess.h"
+#include "support/TrustedFile.h"
 #include "support/WithoutThreadToken.h"
 
 CString DumpFilePath()
@@ -20,7 +21,7 @@ namespace
 FileHandle OpenDump(const CString& path, DWORD access, SECURITY_ATTRIBUTES* attributes, DWORD disposition)
 {
     const WithoutThreadToken asProcess;
-    return FileHandle(CreateFileW(path, access, 0, attributes, disposition, FILE_ATTRIBUTE_NORMAL, nullptr));
+    return OpenTrusted(path, access, 0, attributes, disposition);
 }
 
 } // namespace
@@ -29,6 +30,13 @@ bool DumpExists()
 {
     const WithoutThreadToken asProcess;
     return GetFileAttributesW(DumpFilePath()) != INVALID_FILE_ATTRIBUTES;
+}
+
+bool SetDumpAside()
+{
+    const WithoutThreadToken asProcess;
+    const CString path = DumpFilePath();
+    return MoveFileExW(path, path + L".bad", MOVEFILE_REPLACE_EXISTING);
 }
 
 void RemoveDump()
@@ -68,7 +76,7 @@ DumpRead ReadDump(const CString& path, const std::function<bool()>& stop,
 {
     const FileHandle file = OpenDump(path, GENERIC_READ, nullptr, OPEN_EXISTING);
     if (!file)
-        return DumpRead::Broken;
+        return IsDistrust(GetLastError()) ? DumpRead::NotTrusted : DumpRead::Broken;
     DumpLines lines;
     wchar_t block[4096];
     DWORD bytes = 0;

@@ -15,6 +15,8 @@
 CString DumpFilePath();
 bool DumpExists();
 void RemoveDump();
+// Keeps one that is not trusted under its name with the ending ".bad". False when it is still in its place.
+bool SetDumpAside();
 
 class DumpWriter
 {
@@ -32,8 +34,9 @@ private:
     LARGE_INTEGER m_end = {};
 };
 
-// Broken: the file could not be read to its end, or the reading was stopped.
-enum class DumpRead { Whole, LinesPassedOver, Broken };
+// Broken: the file could not be read to its end, or the reading was stopped. NotTrusted: another account may have left
+// it there (support/TrustedFile.h); nothing was read, and the last error says why.
+enum class DumpRead { Whole, LinesPassedOver, Broken, NotTrusted };
 
 // Reads the file in blocks. `stop` is asked before each unit is looked at.
 DumpRead ReadDump(const CString& path, const std::function<bool()>& stop,

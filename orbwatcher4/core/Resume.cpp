@@ -8,6 +8,34 @@
 #include "support/Backslash.h"
 #include "support/Impersonation.h"
 #include "support/SystemPath.h"
+#include "support/TrustedFile.h"
+
+namespace
+{
+
+// A full path as the store writes them: with a drive or a share, and without a device, "/", "." or "..".
+bool IsPlain(const CString& path)
+{
+    return path.View().find(L'?') == std::wstring_view::npos && SystemPath(path).View().starts_with(L"\\\\?\\");
+}
+
+// By the rules and the index alone, whatever is on the disk. To open what another account has named could tell that
+// account's server who this service is.
+bool ConcernsSelection(WatcherState& state, const CString& line)
+{
+    FilterList rules;
+    for (OrbFilter* filter : {&state.filter, &state.secondaryFilter}) {
+        const ObjectLock lock(state.locks, filter);
+        const InclusionType result = filter->CheckForInclusion(line, &rules, true, false);
+        if (result == Included || result == NotApplicable)
+            return true;
+    }
+    CachedDatum datum;
+    const CString path = WithoutBackslash(line);
+    return CIndexDB::GetCachedData(path.GetString(), datum) || CIndexDB::HasCachedItemsBelow(path);
+}
+
+} // namespace
 
 // A replay that is cut short leaves the dump where it is.
 void COrbWatcher::Resume()
@@ -55,6 +83,9 @@ void COrbWatcher::ReplayDump()
     switch (ReadDump(DumpFilePath(), stop, [this](const CString& line) { ReplayLine(line); })) {
     case DumpRead::Broken:
         return;
+    case DumpRead::NotTrusted:
+        DistrustDump(GetLastError());
+        return;
     case DumpRead::LinesPassedOver:
         m->due.MakeFull(); // what they named is found again by looking
         break;
@@ -64,12 +95,31 @@ void COrbWatcher::ReplayDump()
     RemoveDump();
 }
 
+// What it names may be invented, and what was pending may be missing: a full enumeration finds that again.
+void COrbWatcher::DistrustDump(DWORD error)
+{
+    g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"The dump %s is not replayed: %s.", DumpFilePath().GetString(),
+                      OpeningFailure(error).GetString());
+    if (m->due.MakeFull() && error != LinkMet && !SetDumpAside())
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"The dump cannot be put aside: %d", GetLastError());
+}
+
 // The dump knows no kinds: a path that is gone was, or has become, a deletion.
 void COrbWatcher::ReplayLine(const CString& line)
 {
     // Events name a folder without its backslash, and are bounded so.
     const bool folder = line.GetLength() > 3 && line[line.GetLength() - 1] == L'\\';
     const CString path = folder ? line.Left(line.GetLength() - 1) : line;
+    if (!IsPlain(path)) {
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"The dump names what is no path; it is not looked at: %s",
+                          path.GetString());
+        return;
+    }
+    if (!ConcernsSelection(*m, line)) {
+        if (!CIndexDB::CacheLoaded())
+            m->due.MakeFull(); // it may be a folder of which the index holds something
+        return;
+    }
     if (GetFileAttributesW(SystemPath(path)) != INVALID_FILE_ATTRIBUTES)
         m->changeHandler.ProcessChangedFile(path, false, false);
     else if (m->IsGone(path))

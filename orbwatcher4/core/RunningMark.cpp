@@ -2,6 +2,8 @@
 
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/DataFolder.h"
+#include "support/OwnerAccess.h"
+#include "support/TrustedFile.h"
 #include "support/WithoutThreadToken.h"
 
 #include <atomic>
@@ -15,7 +17,8 @@ std::atomic<unsigned> g_marks{0};
 // A mark that cannot be opened for any other reason may be of a crash.
 bool IsHeldOpen(const CString& path)
 {
-    return !FileHandle(CreateFileW(path, GENERIC_READ, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr)) &&
+    return !FileHandle(CreateFileW(path, GENERIC_READ, 0, nullptr, OPEN_EXISTING,
+                                   FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr)) &&
            GetLastError() == ERROR_SHARING_VIOLATION;
 }
 
@@ -29,13 +32,14 @@ void RunningMark::Set()
         return;
     const CString folder = DataFolder::Path();
     DataFolder::Create(folder);
+    OwnerAccess access;
     do {
         m_path.Format(L"%s\\watcher_running_%u_%u.bin", folder.GetString(), GetCurrentProcessId(), ++g_marks);
-        m_file.Reset(CreateFileW(m_path, GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
+        m_file = OpenTrusted(m_path, GENERIC_WRITE, 0, access.Attributes(), CREATE_NEW);
     } while (!m_file && GetLastError() == ERROR_FILE_EXISTS);
     if (!m_file)
-        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"A crash would go unnoticed, %s cannot be made: %d",
-                          m_path.GetString(), GetLastError());
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"A crash would go unnoticed, %s cannot be made: %s",
+                          m_path.GetString(), OpeningFailure(GetLastError()).GetString());
 }
 
 std::vector<CString> RunningMark::FindLeft()

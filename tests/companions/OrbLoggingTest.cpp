@@ -151,6 +151,23 @@ TEST_F(OrbLogging, AFolderThatCannotBeWrittenIsSaidOnceAndTheLinesReachTheSinks)
     EXPECT_EQ(capture.levels[1], LogLevel::Error);
 }
 
+BOOL WINAPI WriteToAFullDisk(HANDLE, const void*, DWORD, DWORD*, OVERLAPPED*)
+{
+    SetLastError(ERROR_DISK_FULL);
+    return FALSE;
+}
+
+TEST_F(OrbLogging, AFullDiskIsSaidOnceAndTheLinesReachTheSinks)
+{
+    const ImportedCall writing(L"OrbLogging.dll", "WriteFile", WriteToAFullDisk);
+    const LogCapture capture;
+    g_OrbLog.Log(L"first");
+    g_OrbLog.Log(L"second");
+    ASSERT_EQ(capture.texts.size(), 3u);
+    EXPECT_TRUE(capture.Has(L"OrbWatcher.log cannot be written: error 112."));
+    EXPECT_EQ(capture.texts.back(), L"second");
+}
+
 TEST_F(OrbLogging, AFolderThatCanBeWrittenAgainGetsLines)
 {
     temp.WriteBytes(L"data", "a file where the folder should be");

@@ -85,16 +85,17 @@ TEST_F(BadInput, ALogThatCannotBeWrittenIsToldAndStopsNothing)
     EXPECT_NE(Notes(host).find("cannot be"), std::string::npos);
 }
 
-TEST_F(BadInput, ALogOnAFullDiskIsToldAndStopsNothing)
+TEST_F(BadInput, ALogThatIsNotTrustedIsToldAndStopsNothing)
 {
-    const FileOnFullDisk log(data + L"\\OrbWatcher.log");
-    ASSERT_TRUE(log.Made());
+    folder.WriteBytes(L"elsewhere", "");
+    ASSERT_TRUE(CreateHardLinkW((data + L"\\OrbWatcher.log").c_str(), Path(L"elsewhere").c_str(), nullptr));
     HostProcess host(Watch({L"--max-events", L"1"}));
     ASSERT_FALSE(host.WaitForType("ready").empty());
     Write(L"a.txt", "x");
     EXPECT_EQ(host.Finish(), 0);
     EXPECT_EQ(OfType(host.Records(), "pending").size(), 1u);
-    EXPECT_NE(Notes(host).find("OrbWatcher.log cannot be written (error 112)"), std::string::npos) << Notes(host);
+    EXPECT_NE(Notes(host).find("OrbWatcher.log cannot be written: the file has a second name"), std::string::npos)
+        << Notes(host);
 }
 
 TEST_F(BadInput, ASelectionOfAHundredMegabytesIsReadToItsLastRule)

@@ -3,6 +3,7 @@
 #include "orbwatcher4/core/DumpFile.h"
 #include "support/SystemPath.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
+#include "tests/support/ImportedCall.h"
 
 namespace
 {
@@ -226,13 +227,20 @@ TEST_F(DumpAndResume, ADumpWaitsUntilTheSelectionCanBeRead)
     EXPECT_FALSE(DumpExists());
 }
 
+BOOL WINAPI ReadNothing(HANDLE, void*, DWORD, DWORD*, OVERLAPPED*)
+{
+    SetLastError(ERROR_CRC);
+    return FALSE;
+}
+
 TEST_F(DumpAndResume, ADumpThatCannotBeReadIsKept)
 {
-    const std::wstring dump = DumpFilePath().GetString();
-    ASSERT_TRUE(MakeLink(dump, L"/proc/self/mem")); // opens, and fails to be read from its beginning
-    watcher.Resume();
+    WriteDump(std::wstring(Write(L"a.txt")) + L"\n");
+    {
+        const ImportedCall reading(nullptr, "ReadFile", ReadNothing);
+        watcher.Resume();
+    }
     EXPECT_TRUE(DumpExists());
-    EXPECT_TRUE(RemoveLink(dump));
 }
 
 TEST_F(DumpAndResume, AFolderWith260UnitsIsCarriedOver)

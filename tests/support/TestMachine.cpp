@@ -1,5 +1,8 @@
 #include "tests/support/TestMachine.h"
 
+#include "support/Handle.h"
+#include "support/HandleOwner.h"
+
 #include <windows.h>
 
 #include <aclapi.h>
@@ -172,9 +175,13 @@ bool MakeLink(const std::wstring& path, const std::wstring& target)
 
 bool RemoveLink(const std::wstring& path) { return RunBelow(L"rm -f '" + UnixPath(path.c_str()) + L"'"); }
 
-FileOnFullDisk::FileOnFullDisk(const std::wstring& path) : m_path(path), m_made(MakeLink(path, L"/dev/full")) {}
-
-FileOnFullDisk::~FileOnFullDisk() { RemoveLink(m_path); }
+bool GiveAway(const std::wstring& path)
+{
+    RunBelow(L"chown 54321 '" + UnixPath(path.c_str()) + L"' || true");
+    const FileHandle file(CreateFileW(path.c_str(), READ_CONTROL, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                      OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+    return file && !IsOwnedByTrusted(file.Get());
+}
 
 bool AttachDrive(char letter, const wchar_t* folder)
 {

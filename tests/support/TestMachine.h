@@ -16,26 +16,13 @@ int OpenHandles();
 bool OnlyItsOwnerReads(const std::wstring& path);
 std::string Narrow(std::wstring_view text);
 
-// A file that lies on a full disk as long as the object lives: every write to it fails.
-class FileOnFullDisk
-{
-public:
-    explicit FileOnFullDisk(const std::wstring& path);
-    ~FileOnFullDisk();
-    FileOnFullDisk(const FileOnFullDisk&) = delete;
-    FileOnFullDisk& operator=(const FileOnFullDisk&) = delete;
-
-    bool Made() const { return m_made; }
-
-private:
-    const std::wstring m_path;
-    const bool m_made;
-};
-
 // Puts a link of the system below in place, to anything that the shell there can name. Both are Windows paths, unless
 // the target begins with a slash.
 bool MakeLink(const std::wstring& path, const std::wstring& target);
 bool RemoveLink(const std::wstring& path);
+// Makes another account of the system below the owner of the file or folder. False where the test's own account may
+// not.
+bool GiveAway(const std::wstring& path);
 
 // Drives of the Wine prefix can be put in and taken out while a test runs.
 // `letter` is lower-case. The folder is a Windows path.
