@@ -17,8 +17,8 @@ public:
     }
 
     bool IsRunning(Time now) const { return now < m_until; }
-    // Returns the pause that begins, or 0. A failure while one runs, of what had begun before, counts for nothing. After a
-    // pause, one more failure is enough for the next one.
+    // Returns the pause that begins, or 0. A failure while one runs, of what had begun before, counts for nothing.
+    // After a pause, one more failure is enough for the next one.
     std::chrono::seconds Fail(Time now)
     {
         if (IsRunning(now) || ++m_failures < m_mostFailures)

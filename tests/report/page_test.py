@@ -1,10 +1,12 @@
 #!/usr/bin/env python3
 """The page of an estimate, opened in a headless browser.
 
-  page_test.py REPORT.html     prints "ok NAME" or "FAILED NAME: why" for each test
+  page_test.py REPORT.html HOSTILE.html    prints "ok NAME" or "FAILED NAME: why" for each test
+  page_test.py --make-hostile-folders DIR  makes the tree of the second page
 
-The page is that of a tree with the folders docs (with deep in it) and pictures, from
-which a rule leaves the folder out. Needs chromedriver and Chromium.
+The first page is that of a tree with the folders docs (with deep in it) and pictures, from
+which a rule leaves the folder out. The second one is that of folders whose names try to be
+more than names. Needs chromedriver and Chromium.
 """
 
 import http.client
@@ -16,6 +18,15 @@ import sys
 import tempfile
 
 START_LIMIT = 60  # seconds
+HOSTILE_NAMES = [
+    "&lt;img src=x onerror=document.title=1&gt;",
+    "${document.title=1}",
+    "';document.title=1;'",
+    "`+(document.title=1)+`",
+    "javascript_document.title=1",
+    "\u202egpj.exe",
+    "\u2028document.title=1",
+]
 ARGUMENTS = [
     "--headless", "--no-sandbox", "--disable-gpu", "--disable-dev-shm-usage", "--disable-quic", "--no-first-run",
     "--disable-background-networking", "--disable-component-update", "--disable-sync", "--window-size=1200,900",
@@ -147,6 +158,22 @@ def nothing_sticks_out_of_a_small_window(browser):
     expect(browser.run("return document.querySelectorAll('#map .tile').length"), 2)
 
 
+def hostile_names_are_nothing_but_names(browser):
+    browser.call("POST", "/url", {"url": pathlib.Path(sys.argv[2]).resolve().as_uri()})
+    expect([entry["message"] for entry in browser.call("POST", "/se/log", {"type": "browser"})], [])
+    expect(browser.run("return document.title") == "1", False)
+    expect(browser.run("return document.querySelectorAll('img, iframe, a[href^=javascript]').length"), 0)
+    expect(sorted(browser.texts("#table tbody tr td:first-child")), sorted(HOSTILE_NAMES))
+    expect(sorted(browser.texts("#map .tile .name")), sorted(HOSTILE_NAMES))
+
+
+def make_hostile_folders(place):
+    for name in HOSTILE_NAMES:
+        folder = pathlib.Path(place) / name
+        folder.mkdir(parents=True)
+        (folder / "file.bin").write_bytes(bytes(1000))
+
+
 TESTS = [
     it_draws_without_errors_and_asks_no_network,
     the_tiles_fill_the_map_without_lying_over_each_other,
@@ -156,10 +183,14 @@ TESTS = [
     the_rule_that_leaves_something_out_is_named,
     it_follows_light_and_dark,
     nothing_sticks_out_of_a_small_window,
+    hostile_names_are_nothing_but_names,
 ]
 
 
 def main():
+    if sys.argv[1] == "--make-hostile-folders":
+        make_hostile_folders(sys.argv[2])
+        return 0
     page = pathlib.Path(sys.argv[1]).resolve().as_uri()
     failed = 0
     with tempfile.TemporaryDirectory(ignore_cleanup_errors=True) as profile:
