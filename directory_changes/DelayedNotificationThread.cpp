@@ -41,6 +41,7 @@ namespace
 struct Shared {
     RankedSection section{LockRank::Leaf, L"notifier"};
     std::shared_ptr<void> current; // a Thread; guarded by section
+    std::shared_ptr<void> ended;   // the Thread that has given up its place last; guarded by section
     ThreadSlot<void> own;          // on a notifier thread: its Thread
 };
 
@@ -103,7 +104,7 @@ bool CDelayedNotificationThread::Thread::EndIfUnused()
     if (users > 0)
         return false;
     if (shared.current.get() == this)
-        shared.current.reset();
+        shared.ended = std::move(shared.current);
     queue.Close();
     return true;
 }
@@ -178,6 +179,24 @@ void CDelayedNotificationThread::WaitForEnd() noexcept
     const LockOrder::WaitScope wait(ThreadName);
     const HANDLE either[] = {m_thread->handle.Get(), m_thread->used};
     WaitForMultipleObjects(2, either, FALSE, INFINITE);
+}
+
+void CDelayedNotificationThread::WaitForUnused() noexcept
+{
+    std::shared_ptr<Thread> current, ended;
+    {
+        Shared& shared = TheShared();
+        const CSingleLock lock(shared.section);
+        current = std::static_pointer_cast<Thread>(shared.current);
+        ended = std::static_pointer_cast<Thread>(shared.ended);
+    }
+    const LockOrder::WaitScope wait(ThreadName);
+    if (current && current->users == 0) {
+        const HANDLE either[] = {current->handle.Get(), current->used};
+        WaitForMultipleObjects(2, either, FALSE, INFINITE);
+    }
+    if (ended)
+        WaitForSingleObject(ended->handle.Get(), INFINITE);
 }
 
 void CDelayedNotificationThread::Close() noexcept { m_thread->queue.Close(); }

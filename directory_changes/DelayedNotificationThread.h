@@ -30,6 +30,10 @@ public:
     void WaitForEnd() noexcept override;
     void Close() noexcept override;
 
+    // Waits for the end of a thread that no user has left any more, whoever left last: the last user may have left from
+    // inside an event, where nothing can wait. Does nothing when there is no such thread. Not for notifier threads.
+    static void WaitForUnused() noexcept;
+
     // Returns the id of the thread that the next user would share; 0 when there is none.
     static DWORD CurrentThreadId();
     // Returns true on every notifier thread, also on one that ends.

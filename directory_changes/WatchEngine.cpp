@@ -1,6 +1,7 @@
 #include "directory_changes/WatchEngine.h"
 
 #include "directory_changes/ChangeIo.h"
+#include "directory_changes/DelayedNotificationThread.h"
 #include "directory_changes/EngineRun.h"
 #include "directory_changes/LastError.h"
 #include "directory_changes/MessagePump.h"
@@ -236,6 +237,9 @@ bool WatchEngine::Unwatch(WatchSelector selector) noexcept
     selector.engine = this;
     const bool took = TakeOut(selector);
     const bool waited = EndingWatches::Instance().EndAndWait(selector);
+    // A watch that was over already may have been the last one, and its notifier may not have ended yet.
+    if (!IsInsideEvent())
+        CDelayedNotificationThread::WaitForUnused();
     return took || waited;
 }
 

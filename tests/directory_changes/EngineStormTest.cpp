@@ -412,6 +412,7 @@ protected:
         // An event that destroys a replaced watcher leaves the watch whose event it is to the notifier.
         EndingWatches::Instance().EndAndWait({});
         EXPECT_TRUE(EndingWatches::Instance().IsEmpty());
+        world.watchers.front()->UnwatchAllDirectories(); // waits for a notifier that has no user any more
         for (const auto& handler : world.handlers) {
             EXPECT_EQ(handler.load()->AddRef(), 2) << "a watch still holds a handler";
             handler.load()->Release();

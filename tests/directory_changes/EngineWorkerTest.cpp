@@ -148,6 +148,7 @@ public:
     CountingWindow() : m_window(CreateWindowExW(0, L"STATIC", L"", 0, 0, 0, 0, 0, nullptr, nullptr, nullptr, nullptr))
     {
         s_count = 0;
+        s_counted.ResetEvent();
         SetWindowLongPtrW(m_window, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(&Procedure));
     }
     ~CountingWindow() { DestroyWindow(m_window); }
@@ -156,14 +157,19 @@ public:
 
     bool Post() { return PostMessageW(m_window, Counted, 0, 0) != FALSE; }
     static int Count() { return s_count; }
+    static bool WaitUntilCounted(DWORD milliseconds) { return s_counted.Lock(milliseconds); }
 
 private:
     static LRESULT CALLBACK Procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
     {
-        s_count += message == Counted;
+        if (message == Counted) {
+            ++s_count;
+            s_counted.SetEvent();
+        }
         return DefWindowProcW(window, message, wParam, lParam);
     }
     static inline int s_count = 0;
+    static inline CEvent s_counted{false, true};
     const HWND m_window;
 };
 
@@ -173,6 +179,11 @@ TEST_F(EngineWorker, WaitingForAStartDispatchesNoMessagesWaitingForAStopDoes)
     ASSERT_TRUE(window.Post());
     ASSERT_EQ(Watch(), 0u);
     EXPECT_EQ(window.Count(), 0);
+    // The stop takes as long as the message waits.
+    handler.onEvent = [&](const std::wstring& told) {
+        if (told == Stopped())
+            window.WaitUntilCounted(Long);
+    };
     Unwatch();
     EXPECT_EQ(window.Count(), 1);
 }
