@@ -21,7 +21,7 @@ struct Name {
 // From the system: in our import tables the stand-in itself may be.
 void* Original(const char* name)
 {
-    for (const wchar_t* module : {L"kernel32.dll", L"user32.dll", L"advapi32.dll", L"msvcrt.dll"})
+    for (const wchar_t* module : {L"kernel32.dll", L"user32.dll", L"advapi32.dll", L"msvcrt.dll", L"ntdll.dll"})
         if (const FARPROC function = GetProcAddress(GetModuleHandleW(module), name))
             return reinterpret_cast<void*>(function);
     return nullptr;
@@ -42,6 +42,10 @@ struct StandIn<Function, Refusal, Result(Arguments...)> {
 constexpr std::intptr_t InvalidHandle = -1;
 constexpr std::intptr_t AllBits = -1;
 
+// As the system's headers declare it, but for types of their own.
+using NtCreateFileSignature = LONG NTAPI(PHANDLE, ACCESS_MASK, void*, void*, PLARGE_INTEGER, ULONG, ULONG, ULONG, ULONG,
+                                         void*, ULONG);
+constexpr std::intptr_t TooManyOpenedFiles = static_cast<LONG>(0xC000011F);
 using CreateFileStandIn = StandIn<"CreateFileW", InvalidHandle, decltype(CreateFileW)>;
 
 FaultKind Written(const char* name, DWORD error)
@@ -63,7 +67,8 @@ FaultKind Faults::Opening()
 {
     return {"Opening",
             ERROR_TOO_MANY_OPEN_FILES,
-            {CreateFileStandIn::Entry(), StandIn<"_wfopen", 0, decltype(_wfopen)>::Entry(),
+            {CreateFileStandIn::Entry(), StandIn<"NtCreateFile", TooManyOpenedFiles, NtCreateFileSignature>::Entry(),
+             StandIn<"_wfopen", 0, decltype(_wfopen)>::Entry(),
              StandIn<"FindFirstFileW", InvalidHandle, decltype(FindFirstFileW)>::Entry(),
              StandIn<"FindFirstFileExW", InvalidHandle, decltype(FindFirstFileExW)>::Entry()}};
 }
