@@ -45,7 +45,7 @@ constexpr Sample samples[] = {
 )"},
 };
 
-// Of the characters with a meaning in XML, a path can contain only the ampersand.
+// The ampersand is the only character with a meaning in XML that a path can contain.
 std::string AsAttribute(const std::string& path)
 {
     std::string text;

@@ -50,7 +50,7 @@ struct ExcludedInfo {
     CString path;          ///< path of the rule
 };
 
-/// How much of the machine an enumeration may use. Full and Automatic: no pauses.
+/// The share of the machine that an enumeration may use. Full and Automatic: no pauses.
 enum CPUSpeedMode : int { CPUSpeedFull = 0, CPUSpeedReduced = 1, CPUSpeedAutomatic = 2, CPUSpeedLow = 3 };
 
 /// The decision on a path, and how it came about.
@@ -63,7 +63,7 @@ struct PathExplanation {
         Source source;  ///< the file that it was read from
     };
 
-    /// What decided: the rules, or a check before them.
+    /// The reason of a decision: the rules, or a check before them.
     enum class Reason { Rules, TooLong, BackupFolder, OwnFile };
 
     CString path;                         ///< as the rules saw it
@@ -155,7 +155,7 @@ public:
     void EnableBackupHiddenFiles(bool enable);
     /// Keeps the value; nothing depends on it.
     void SetBackupFrequency(DWORD frequency);
-    /// Sets how much of the machine an enumeration may use; takes effect at once, also while one runs.
+    /// Sets the share of the machine that an enumeration may use; takes effect at once, also while one runs.
     void UpdateThreadsPriority(CPUSpeedMode mode);
     /// Sets the object that knows which files were uploaded and where transactions go. It is shared. The watcher has
     /// one from the beginning; null changes nothing.

@@ -245,7 +245,7 @@ typedef struct OrbExplanationObject* OrbExplanationHandle;
 
 /** Decisions. */
 enum { ORB_INCLUDED = 0, ORB_NOT_INCLUDED = 1, ORB_EXCLUDED = 2, ORB_NOT_APPLICABLE = 3 };
-/** What decided. */
+/** Reasons of a decision. */
 enum { ORB_BY_RULES = 0, ORB_BY_LENGTH = 1, ORB_BY_BACKUP_FOLDER = 2, ORB_BY_OWN_FILE = 3 };
 /** Where a rule comes from. */
 enum { ORB_FROM_SELECTION = 0, ORB_FROM_AUTO_EXCLUSIONS = 1, ORB_FROM_ADVANCED = 2, ORB_FROM_SECONDARY = 3 };

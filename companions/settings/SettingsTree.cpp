@@ -51,7 +51,7 @@ private:
         SettingsTree& parent = *m_open.back();
         auto child = std::make_unique<SettingsTree>();
         SettingsTree& added = *child;
-        // Of two equal names, the last one counts.
+        // The last one of two equal names counts.
         if (parent.m_kind == Kind::Object)
             parent.m_members[m_name] = std::move(child);
         else

@@ -120,7 +120,7 @@ protected:
     ~PlantedLibrary() override
     {
         std::filesystem::current_path(m_before);
-        SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_DEFAULT_DIRS); // nobody can go back further
+        SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_DEFAULT_DIRS); // the process cannot go back further
     }
 
     const TempFolder folder;
