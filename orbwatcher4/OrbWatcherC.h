@@ -116,11 +116,11 @@ typedef struct OrbWatcherOptions {
 ORBWATCHER4_API OrbResult ORB_CALL OrbWatcherCreate(const OrbWatcherOptions* options, OrbWatcherHandle* watcher);
 
 /** Replays what the last run left pending, starts watching, and waits until every root of the selection has been
- * tried, at most so many milliseconds. A stopped watcher loads its selection anew. ORB_WRONG_STATE: it is watching
+ * tried, for at most `milliseconds`. A stopped watcher loads its selection anew. ORB_WRONG_STATE: it is watching
  * already. ORB_TIMED_OUT: it starts all the same, and OrbWatcherWaitReady goes on waiting.
  * ORB_SELECTION_UNREADABLE: the watcher is as it was. */
 ORBWATCHER4_API OrbResult ORB_CALL OrbWatcherStart(OrbWatcherHandle watcher, uint32_t milliseconds);
-/** Waits until every root of the selection has been tried, at most so many milliseconds. ORB_TIMED_OUT;
+/** Waits until every root of the selection has been tried, for at most `milliseconds`. ORB_TIMED_OUT;
  * ORB_WRONG_STATE: the watcher is not watching, or no longer. */
 ORBWATCHER4_API OrbResult ORB_CALL OrbWatcherWaitReady(OrbWatcherHandle watcher, uint32_t milliseconds);
 
@@ -342,11 +342,11 @@ ORBWATCHER4_API OrbResult ORB_CALL OrbEnumerationStart(OrbWatcherHandle watcher)
 /** Reports the progress of the enumerations. Cheap. ORB_BAD_SIZE. */
 ORBWATCHER4_API OrbResult ORB_CALL OrbEnumerationGetProgress(OrbWatcherHandle watcher,
                                                              OrbEnumerationProgress* progress);
-/** Waits until no enumeration is running, at most so many milliseconds. ORB_TIMED_OUT; ORB_WRONG_STATE also when
+/** Waits until no enumeration is running, for at most `milliseconds`. ORB_TIMED_OUT; ORB_WRONG_STATE also when
  * the watcher is stopped meanwhile. */
 ORBWATCHER4_API OrbResult ORB_CALL OrbEnumerationWait(OrbWatcherHandle watcher, uint32_t milliseconds);
-/** Records that a full enumeration, whoever began it, has completed, so that the next one is due in a day. Without
- * this call it is repeated. ORB_NOTHING: none has completed since the last call. */
+/** Records that a full enumeration has completed, also one that the watcher began, so that the next one is due in a
+ * day. Without this call it is repeated. ORB_NOTHING: none has completed since the last call. */
 ORBWATCHER4_API OrbResult ORB_CALL OrbEnumerationNoteCompleted(OrbWatcherHandle watcher);
 
 /* --- The size of a selection. Needs no watcher. --- */

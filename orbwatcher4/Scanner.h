@@ -37,7 +37,7 @@ public:
     /// Makes a copy that works on the same cache and has the same two events: stopping one stops the other. Waits for
     /// the scans that Start has left running in `other`. Of objects with one cache, only one may be used at a time.
     Scanner(const Scanner& other);
-    /// Ends its own scans, then copies as the constructor does.
+    /// Ends its own scans, then copies as the constructor does. Assigned to itself, it stays as it is.
     Scanner& operator=(const Scanner& other);
     /// Ends the scans that are running, and waits for them.
     ~Scanner();

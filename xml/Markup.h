@@ -74,7 +74,7 @@ public:
     // Adds one element with well-formed tags, without the white space around it, where AppendElement would add one.
     // Returns false, with nothing changed, for any other text.
     bool InsertMarkup(const wchar_t* xml);
-    // Replaces the current element by such an element; refused for the root.
+    // Replaces the current element by one element with well-formed tags; refused for the root.
     bool ReplaceElement(const wchar_t* xml);
     // Removes the current element. The sibling before it becomes the current one (none when it was the first child).
     bool RemoveElement();

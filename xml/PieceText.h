@@ -57,9 +57,9 @@ public:
     // pieces.
     std::wstring_view Range(std::uint32_t start, std::uint32_t end, std::wstring& scratch) const;
 
-    // Returns true when so many more units fit into the longest text allowed.
+    // Returns true when this many more units fit into the longest text allowed.
     bool HasRoomFor(std::size_t units) const { return units <= m_longest - m_length; }
-    // Returns true when there are addresses for so many units; Flatten makes new ones.
+    // Returns true when there are addresses for this many units; Flatten makes new ones.
     bool HasAddressesFor(std::size_t units) const;
 
     // Takes a text without making it part of the document yet; returns its address. There must be room and addresses

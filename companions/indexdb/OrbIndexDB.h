@@ -35,7 +35,7 @@ struct ItemDatum {
 
 /// A delete record of a job.
 struct DeleteDatum {
-    std::uint64_t id = 0;           ///< of the item
+    std::uint64_t id = 0;           ///< id of the item
     std::uint64_t deletionTime = 0; ///< FILETIME
     std::int32_t jobId = 0;         ///< SettingsDatum::jobId
 };
