@@ -1,4 +1,4 @@
-// What goes between the overlay service and its clients: docs/overlay-block.md.
+// The data between the overlay service and its clients: docs/overlay-block.md.
 #pragma once
 
 #include <cstddef>
@@ -15,17 +15,17 @@ constexpr std::int32_t SecondBit = 2;
 constexpr std::int32_t Pending = 4;
 constexpr std::int32_t Excluded = 8;
 constexpr std::int32_t ExcludedShortcut = 0x10;
-constexpr std::int32_t ReadStart = 0x10; // what a variable holds before a status is read into it
+constexpr std::int32_t ReadStart = 0x10; // value of a variable before a status is read into it
 } // namespace OverlayStatus
 
-// The shared memory. Whoever has the turn owns it until the request event is set; then the service does, until it
-// sets the response event.
+// The shared memory. The client that has the turn owns it until it sets the request event; then the service owns it
+// until it sets the response event.
 struct OverlayBlock {
     static constexpr std::size_t PathUnits = 1024; // with the terminating zero
 
-    std::int32_t kind; // an OverlayRequest; after a query the status that was asked for
+    std::int32_t kind; // an OverlayRequest; after a query, the status that the query returns
     char16_t path[PathUnits];
-    std::int32_t status; // to be set
+    std::int32_t status; // the status to set
 };
 
 static_assert(offsetof(OverlayBlock, path) == 4 && offsetof(OverlayBlock, status) == 2052);

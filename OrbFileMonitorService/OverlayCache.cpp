@@ -21,7 +21,7 @@ bool CarriesPath(OverlayRequest kind) { return kind == OverlayRequest::SetStatus
 
 bool IsShortcut(const wchar_t* path) { return EqualNoCase(PathFindExtensionW(path), L".lnk"); }
 
-// What has become of a request; always false.
+// Logs a failed request; always returns false.
 bool Failed(const wchar_t* format, const wchar_t* path, std::int32_t status, const wchar_t* error, int line)
 {
     g_OrbLog.Log(format, path, status);
@@ -49,7 +49,7 @@ OverlayCache::LinePtr OverlayCache::ConnectedLine()
         if (m_line)
             return m_line;
     }
-    // The settings, which know the names, come before this lock.
+    // The settings, which give the names, come before this lock in the lock order.
     const OverlayNames names = OverlayNames::OfThisInstallation();
     const CSingleLock lock(m_section);
     if (m_line)
@@ -67,7 +67,7 @@ void OverlayCache::Disconnect()
     m_line.reset();
 }
 
-// Another thread may have dropped this one already, and connected anew.
+// Another thread may already have dropped this connection and made a new one.
 void OverlayCache::Drop(const LinePtr& line)
 {
     const CSingleLock lock(m_section);
@@ -130,13 +130,13 @@ bool OverlayCache::Request(OverlayRequest kind, const wchar_t* path, std::int32_
     return Failed(Entered, text, status, L"Overlay Response timedout", __LINE__);
 }
 
-// False when another thread has dropped the connection while this one waited for its turn.
+// Returns false when another thread dropped the connection while this one waited for its turn.
 bool OverlayCache::Put(const OverlayLine& line, OverlayRequest kind, const wchar_t* path, std::int32_t status)
 {
     const CSingleLock lock(m_section);
     if (!m_line)
         return false;
-    // An answer that came too late for the request before is none to this one.
+    // A late answer to an earlier request is not the answer to this one.
     ResetEvent(m_response.Get());
     OverlayBlock& block = *line.view.Block();
     if (CarriesPath(kind)) {

@@ -1,6 +1,6 @@
 #include "OrbFileMonitorService/OverlayLine.h"
 
-// Memory is mapped in whole pages: however small the mapping of somebody else is, the block lies inside.
+// Memory is mapped in whole pages: however small another program's mapping is, the block is inside.
 static_assert(sizeof(OverlayBlock) <= 4096);
 
 bool OverlayView::Map(KernelHandle mapping)
@@ -31,7 +31,7 @@ std::shared_ptr<OverlayLine> OpenOverlayLine(const OverlayNames& names)
     line->token = OpenOverlayEvent(names.token);
     if (!line->request || !line->token)
         return nullptr;
-    // Only the service makes the block: making one for the whole machine takes a right that its clients may lack.
+    // Only the service makes the block: making one for the whole machine needs a right that its clients may lack.
     KernelHandle mapping(OpenFileMappingW(FILE_MAP_ALL_ACCESS, FALSE, names.block));
     if (!mapping || !line->view.Map(std::move(mapping)))
         return nullptr;

@@ -1,5 +1,5 @@
-// The objects of one connection to the overlay service. Shared by those who use
-// them: a connection may be dropped by one thread while another still waits.
+// The objects of one connection to the overlay service. Their users share them: one thread may drop a connection while
+// another still waits on it.
 #pragma once
 
 #include "OrbFileMonitorService/OverlayBlock.h"
@@ -8,7 +8,7 @@
 
 #include <memory>
 
-// A file mapping and all of its memory.
+// A file mapping with a view of all its memory.
 class OverlayView
 {
 public:
@@ -17,7 +17,7 @@ public:
     OverlayView(const OverlayView&) = delete;
     OverlayView& operator=(const OverlayView&) = delete;
 
-    // Takes the mapping over; false when it cannot be mapped for reading and writing.
+    // Takes the mapping over; returns false when it cannot be mapped for reading and writing.
     bool Map(KernelHandle mapping);
     OverlayBlock* Block() const { return m_block; }
 
@@ -34,7 +34,7 @@ struct OverlayLine {
     OverlayView view;
 };
 
-// Null when one of the events is missing, or when the block is: then no service runs.
+// Returns null when one of the events or the block is missing: then no service runs.
 std::shared_ptr<OverlayLine> OpenOverlayLine(const OverlayNames& names);
-// An event that the service has made; null when there is none.
+// Opens an event that the service has made; returns null when there is none.
 KernelHandle OpenOverlayEvent(const wchar_t* name);

@@ -1,4 +1,4 @@
-// How a request waits for the other side. Tests stand in for it here.
+// The wait of a request for the other side. Tests replace it.
 #pragma once
 
 #include "support/GrowingPause.h"
@@ -8,7 +8,7 @@
 class OverlayWaiter
 {
 public:
-    // As WaitForSingleObject.
+    // Waits as WaitForSingleObject does.
     virtual DWORD Wait(HANDLE event, DWORD milliseconds) = 0;
     virtual GrowingPause::Time Now() { return std::chrono::steady_clock::now(); }
 

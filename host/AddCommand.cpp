@@ -15,7 +15,7 @@ bool CanBeRead(const std::wstring& rules)
     return reader.LoadXmlFilter(rules.c_str(), false, &read, false, false);
 }
 
-// What came of it, but for what the library wrote to the log.
+// Reports the result, except what the library wrote to the log.
 ExitCode Tell(const RulesAdded& added, const AddOptions& options, RecordWriter& writer)
 {
     if (added.result == RulesNotLoaded && CanBeRead(options.rules)) {
@@ -31,7 +31,7 @@ ExitCode Tell(const RulesAdded& added, const AddOptions& options, RecordWriter& 
     return ExitDone;
 }
 
-// By a watch that runs: it hands out what the rules select.
+// Reports the result of a running watch, which hands out what the rules select.
 ExitCode TellAnswer(const RulesAdded& added, const AddOptions& options, RecordWriter& writer)
 {
     if (!added.unanswered.empty()) {
@@ -47,7 +47,7 @@ ExitCode TellAnswer(const RulesAdded& added, const AddOptions& options, RecordWr
     return code;
 }
 
-// By this process; what the rules select waits for the next watch.
+// An addition by this process; the files that the rules select are pending for the next watch.
 class Addition
 {
 public:
@@ -82,7 +82,7 @@ private:
         return code;
     }
 
-    // A look at the queue takes from it; what was seen goes back.
+    // To list the queue, files are taken from it; they are put back afterwards.
     void TellQueued()
     {
         std::vector<CString> queued;

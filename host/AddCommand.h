@@ -1,6 +1,5 @@
-// orbwatch add: new rules for a selection. They are merged into its file, and what
-// they select waits for the next watch, or is handed out by the one that runs on the
-// same data folder.
+// orbwatch add: adds new rules to a selection. They are merged into its file. The files that they select are pending
+// for the next watch, or the watch that runs on the same data folder hands them out.
 #pragma once
 
 #include "host/BackupService.h"

@@ -10,7 +10,7 @@ namespace
 
 constexpr double FirstRetryPause = 5, LongestRetryPause = 300; // seconds
 
-// What has returned may have been recorded anew by now.
+// An item that has returned may have been recorded anew by now.
 bool IsStillDeleted(const DeletionRecord& record)
 {
     CachedDatum datum;
@@ -87,16 +87,16 @@ bool BackupService::GiveOne(bool now)
 
 void BackupService::Give(const QueueDatum& datum)
 {
-    // What came back during its deletion is forgotten before it is recorded anew, not after.
+    // An item that returned during its deletion must be forgotten before it is recorded anew, not after.
     TellDeletions();
     m_writer.Pending(datum);
-    // Nobody has received it: it goes on waiting.
+    // No program received the file: it becomes pending again.
     if (!m_writer.Good()) {
         m_watcher.AddSingleNotification(datum.path);
         return;
     }
     ++m_handedOut;
-    // What could not be read could not be copied either: it stays new, and is backed up again rather than never.
+    // A file that could not be read could not be copied either: it stays new, and is backed up again rather than never.
     if (datum.modificationTime < 0) {
         if (m_unreadable.insert(datum.path).second)
             m_retryPause = 0;
@@ -108,7 +108,7 @@ void BackupService::Give(const QueueDatum& datum)
         Record(datum);
 }
 
-// No change is reported when a program lets go of a file that it had for itself alone.
+// The system reports no change when a program closes a file that it had open for itself alone.
 bool BackupService::RetryUnreadable(bool now)
 {
     if (m_unreadable.empty()) {
@@ -167,7 +167,7 @@ bool BackupService::TellDeletions()
         if (m_options.record && IsStillDeleted(record))
             deleted.push_back(record.path);
     }
-    // In one commit: a folder may have taken thousands along.
+    // All in one commit: the deletion of a folder may include thousands of items.
     if (!deleted.empty() && !m_index.ForgetItems(deleted))
         TellUnrecorded(deleted.front().GetString());
     return !deletions.empty();
@@ -196,7 +196,7 @@ std::optional<ExitCode> BackupService::OutsideEnd() const
 
 ExitCode BackupService::End(ExitCode code, bool unreadable)
 {
-    // Nobody has received their contents: they are pending for the next start.
+    // The contents of these files were not read: they are pending for the next start.
     RetryUnreadable(true);
     m_watcher.AbortWatching();
     m_stillPending = m_watcher.GetTotalFilesInMem();

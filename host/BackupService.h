@@ -1,6 +1,5 @@
-// What the commands that take pending files do as a backup service does it: a
-// watcher with its selection and index, taking and recording what it hands out,
-// and an end that keeps what is still pending. One thread.
+// Does for the commands what a backup service does with pending files: sets up a watcher with its selection and index,
+// takes and records what it hands out, and ends such that everything still pending is kept. One thread.
 #pragma once
 
 #include "companions/indexdb/OrbIndexDB.h"
@@ -22,50 +21,50 @@ struct ServiceOptions {
     std::wstring destination;
     bool hidden = false;
     bool record = false;
-    bool overlay = false; // tell the overlay service
+    bool overlay = false; // report to the overlay service
     double timeout = 0;   // seconds; 0: none
 };
 
 class BackupService
 {
 public:
-    // Both must outlive the service.
+    // Both arguments must outlive the service.
     BackupService(const ServiceOptions& options, RecordWriter& writer);
     // Ends the watcher's threads.
     ~BackupService();
     BackupService(const BackupService&) = delete;
     BackupService& operator=(const BackupService&) = delete;
 
-    // Loads the selection, opens the index and replays what the last run has left pending. Otherwise the code to end
-    // with; why has been told.
+    // Loads the selection, opens the index and replays what the last run left pending. On failure, reports it and
+    // returns the exit code.
     enum class LeftPending { IsReplayed, StaysForTheNextRun };
     std::optional<ExitCode> Open(LeftPending left = LeftPending::IsReplayed);
     COrbWatcher& Watcher() { return m_watcher; }
     FirstTimeRuns& Enumerations() { return m_enumerations; }
 
-    // Hands on one pending file; false when there is none to be had now. `now`: the watcher is asked in any case.
+    // Hands out one pending file; returns false when there is none to be had now. `now`: asks the watcher in any case.
     bool GiveOne(bool now);
-    // Puts what could not be read back among what is pending, after pauses that grow, or `now`. True when there was
-    // any.
+    // Makes files pending again that could not be read, after growing pauses or, with `now`, at once. Returns true when
+    // there were any.
     bool RetryUnreadable(bool now);
-    // Passes on deletions and rescans; true when there were any.
+    // Reports deletions and rescans. Returns true when there were any.
     bool TellEvents();
-    // True when there were any: failures of the library.
+    // Reports failures of the library. Returns true when there were any.
     bool TellMessages();
 
-    // Ctrl-C, the time limit, or nobody who reads any more.
+    // Returns the exit code after Ctrl-C, after the time limit, or when standard output cannot be written any more.
     std::optional<ExitCode> OutsideEnd() const;
     static bool Interrupted();
 
-    // Stops the watcher, keeps what is pending for the next start, and tells the rest. An orderly end (ExitDone)
-    // says what did not go well in between. `unreadable`: so does the caller.
+    // Stops the watcher, keeps what is pending for the next start, and reports the rest. For an orderly end (ExitDone),
+    // the returned code tells what failed meanwhile. `unreadable`: the caller knows of unreadable files, too.
     ExitCode End(ExitCode code, bool unreadable = false);
 
     double StartedAt() const { return m_start; }
     std::uint64_t HandedOut() const { return m_handedOut; }
     std::uint64_t Deletions() const { return m_deletions; }
     std::uint64_t Unreadable() const { return m_unreadable.size(); }
-    // After the end: what was kept.
+    // After the end: the number of entries that were kept.
     std::int64_t StillPending() const { return m_stillPending; }
 
 private:
@@ -83,10 +82,10 @@ private:
     CIndexDB m_index;
     WatcherEvents m_events;
     FirstTimeRuns m_enumerations;
-    std::unique_ptr<LibraryMessages> m_messages; // from the time that the selection is loaded
+    std::unique_ptr<LibraryMessages> m_messages; // made when the selection is loaded
     PendingQueue m_queue;
-    std::set<std::wstring> m_unreadable; // handed out unread, and not yet again
-    double m_retryAt = 0;                // when they are tried again
+    std::set<std::wstring> m_unreadable; // handed out while unreadable, and not again since
+    double m_retryAt = 0;                // time of the next try for them
     double m_retryPause = 0;             // seconds
     bool m_recordingFailed = false;
     std::uint64_t m_handedOut = 0;

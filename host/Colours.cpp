@@ -28,8 +28,8 @@ constexpr KindColour kinds[] = {{"new", "32"},     {"changed", "36"}, {"deleted"
                                 {"excluded", "2"}, {"created", "32"}, {"ok", "32"},      {"warning", "33"},
                                 {"failed", "31"},  {"looking", "33"}, {"watching", "1"}};
 
-// A console of Windows takes the sequences for colours only when it is told to. The one of Wine can be told, and shows
-// them as text all the same.
+// A console of Windows interprets colour sequences only when it is told to. Wine's console can be told, too, but shows
+// them as text.
 bool TakesColours(FILE* stream)
 {
     if (RunsUnderWine())

@@ -1,5 +1,5 @@
-// The colours of what is printed for people: only on a terminal, and not where the
-// environment asks for none (NO_COLOR with any text, or TERM=dumb). One thread.
+// The colours of output for people: only on a terminal, and not when the environment forbids them (NO_COLOR with any
+// text, or TERM=dumb). One thread.
 #pragma once
 
 #include <cstdio>
@@ -8,9 +8,9 @@
 struct OutputStream {
     FILE* file;
     bool terminal;
-    bool knowsColours; // the terminal
+    bool knowsColours; // whether the terminal does
 
-    // Makes the terminal, where there is one, take colours if it can.
+    // Describes the stream. Switches colours on in a terminal that can show them.
     static OutputStream Of(FILE* file);
 };
 
@@ -22,7 +22,7 @@ public:
     std::string Error(const std::string& text) const { return Painted("31", text); }
     std::string Warning(const std::string& text) const { return Painted("33", text); }
     std::string Dim(const std::string& text) const { return Painted("2", text); }
-    // A record's line: its first word says of which kind it is.
+    // Colours a record's line: its first word names its kind.
     std::string Line(const std::string& line) const;
 
 private:

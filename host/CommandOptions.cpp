@@ -14,10 +14,10 @@ CLI::App* AddCommand(CLI::App& app, const char* name, const char* text)
     return command;
 }
 
-// The type of the option says enough in the help: the check adds nothing to it.
+// The option's type says enough in the help, so the check adds no description.
 CLI::Validator Quiet(const CLI::Validator& check) { return check.description(""); }
 
-// Turns a word into the number that the parser reads the value from.
+// Turns a word into the number from which the parser reads the value.
 template <typename Value>
 CLI::Validator OneOf(const std::map<std::string, Value>& values)
 {
@@ -55,7 +55,7 @@ void AddSelectionOptions(CLI::App& command, Arguments& arguments)
     AddJson(command, arguments);
 }
 
-// Of commands that take or leave what waits for the next watch.
+// Adds the options of commands that take, or leave, what is pending for the next watch.
 void AddWaitingOptions(CLI::App& command, Arguments& arguments)
 {
     AddSelectionOptions(command, arguments);

@@ -1,11 +1,11 @@
-// The options of each command, as the parser and the help know them. What an option
-// wants is named by its type: FILE, FOLDER and PATH are completed by the shell as
-// paths, PROFILE as the profiles of the selection, and a|b|c as one of these words.
+// The options of each command, as the parser and the help know them. The type of an option names its value: the shell
+// completes FILE, FOLDER and PATH as paths, PROFILE as one of the selection's profiles, and a|b|c as one of these
+// words.
 #pragma once
 
 #include "host/Commands.h"
 
-// Each adds its command; `arguments` must outlive it.
+// Each function adds its command; `arguments` must outlive it.
 CLI::App* AddWatch(CLI::App& app, Arguments& arguments);
 CLI::App* AddEnumerate(CLI::App& app, Arguments& arguments);
 CLI::App* AddExplain(CLI::App& app, Arguments& arguments);

@@ -66,7 +66,7 @@ ExitCode RunAddWith(const Arguments& arguments, RecordWriter& writer)
     return RunAdd(options, writer);
 }
 
-// In the order of the command line, whichever options they came with.
+// Returns the edits in the order of the command line, whatever their options.
 std::vector<EstimateEdit> EditsOf(const CLI::App& command, const Arguments& arguments)
 {
     std::vector<EstimateEdit> edits;
@@ -106,7 +106,7 @@ std::vector<Command> AddCommands(CLI::App& app, Arguments& arguments)
     const auto add = [&](const CLI::App* command, ExitCode (*run)(const Arguments&, RecordWriter&)) {
         commands.push_back({command, [&arguments, run](RecordWriter& writer) { return run(arguments, writer); }});
     };
-    // Those that go by the settings, or write beside them.
+    // Adds a command that uses the settings, or writes beside them.
     const auto addTrusting = [&](const CLI::App* command, ExitCode (*run)(const Arguments&, RecordWriter&)) {
         commands.push_back({command, [&arguments, run](RecordWriter& writer) {
                                 return RequireTrustedSettings(writer) ? run(arguments, writer) : ExitFailure;

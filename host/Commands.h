@@ -1,4 +1,4 @@
-// What orbwatch can do: its commands, their options and help.
+// The commands of orbwatch, with their options and help.
 #pragma once
 
 #include "host/ExitCode.h"
@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-// The command line as it was typed: UTF-8 for the parser, paths turned back for the system.
+// The command line as it was typed: UTF-8 for the parser; Path converts paths for the system.
 struct Arguments {
     std::string data, autoExclude, advanced, secondary, index, destination, folder;
     std::vector<std::string> paths;
@@ -46,5 +46,5 @@ struct Command {
     std::function<ExitCode(RecordWriter&)> run;
 };
 
-// Both must outlive the commands.
+// Both arguments must outlive the commands.
 std::vector<Command> AddCommands(CLI::App& app, Arguments& arguments);

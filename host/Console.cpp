@@ -10,10 +10,10 @@
 namespace
 {
 
-// The system ends a program as soon as it has answered the closing of its console.
+// The system ends a program as soon as the program has answered the closing of its console.
 constexpr DWORD TimeToEnd = 10000; // milliseconds
 
-HANDLE g_interrupt = nullptr; // lives as long as the process: the system may call at any time
+HANDLE g_interrupt = nullptr; // lives as long as the process: the system may use it at any time
 
 BOOL WINAPI OnConsoleEvent(DWORD event)
 {

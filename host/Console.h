@@ -1,5 +1,5 @@
-// The program's streams, texts and interruption. The main thread calls these; the
-// interruption itself may come at any time.
+// The program's streams, texts and interruption. The main thread calls these functions; the interruption itself may
+// come at any time.
 #pragma once
 
 #include <windows.h>
@@ -8,26 +8,27 @@
 #include <string>
 #include <string_view>
 
-// UTF-8 and back. What is no UTF-16 (a lone surrogate) or no UTF-8 becomes U+FFFD.
+// Converts between UTF-16 and UTF-8. Units that are no UTF-16 (a lone surrogate) and bytes that are no UTF-8 become
+// U+FFFD.
 std::string ToUtf8(std::wstring_view text);
 std::wstring FromUtf8(std::string_view text);
 bool IsUtf8(std::string_view text);
 
-// Keeps standard output for data alone: whatever the libraries print there goes to standard error. Call
-// once, before anything is printed. The result is the stream for data.
+// Reserves standard output for data: everything that the libraries print there goes to standard error. Call it once,
+// before anything is printed. Returns the stream for data.
 FILE* TakeStandardOutput();
 
-// Ctrl-C and Ctrl-Break set this event, and so does the closing of the console; the program then ends by
-// itself. Programs that share no console with this one set it by its name, "Local\orbwatch-interrupt-" and
-// the process id in decimal. The first call takes the interruption over.
+// Returns an event that Ctrl-C, Ctrl-Break and the closing of the console set; the program then ends by itself.
+// Programs that share no console with this one set the event by its name: "Local\orbwatch-interrupt-" and the process
+// id in decimal. The first call starts to handle the interruption.
 HANDLE InterruptEvent();
-// Ctrl-C and Ctrl-Break end the program at once, with the code that says so: for work that leaves nothing
-// behind.
+// Lets Ctrl-C and Ctrl-Break end the program at once, with the exit code for an interruption: for work that leaves
+// nothing behind.
 void EndWhenInterrupted();
 
-// Since the system's start.
+// Returns the seconds since the system's start.
 double Seconds();
-// A path made absolute; an empty one stays empty.
+// Returns the absolute form of a path; an empty path stays empty.
 std::wstring FullPath(const std::wstring& path);
-// What the system says about an error.
+// Returns the system's text for an error.
 std::wstring SystemText(DWORD error);

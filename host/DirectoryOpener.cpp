@@ -15,8 +15,8 @@
 namespace
 {
 
-constexpr DWORD LongestTurn = 10000;   // milliseconds that another orbwatch is given to open its folders
-constexpr ULONGLONG LongestEnd = 5000; // milliseconds that forgetting may hold up the end
+constexpr DWORD LongestTurn = 10000;   // milliseconds for another orbwatch to open its folders
+constexpr ULONGLONG LongestEnd = 5000; // milliseconds that forgetting may delay the end
 
 bool Contains(const std::vector<CString>& roots, const CString& root)
 {
@@ -25,8 +25,8 @@ bool Contains(const std::vector<CString>& roots, const CString& root)
 
 bool IsDots(const std::wstring& name) { return name == L"." || name == L".."; }
 
-// The claim on a root is a mutex that lives as long as somebody watches the root, and is owned while folders are
-// opened.
+// The claim on a root is a mutex. It exists as long as an orbwatch watches the root, and an orbwatch owns it while it
+// opens folders.
 std::wstring ClaimName(const CString& root)
 {
     std::wstring name = L"Local\\orbwatch-root-";
@@ -57,7 +57,7 @@ private:
     bool m_owned;
 };
 
-// Nobody else holds the claim open.
+// Returns true when no other process has the claim open.
 bool IsTheOnlyHandle(HANDLE claim)
 {
     using Query = NTSTATUS(NTAPI*)(HANDLE, OBJECT_INFORMATION_CLASS, void*, ULONG, ULONG*);
@@ -76,8 +76,8 @@ struct BeforeNoCase {
     }
 };
 
-// One pass over the folders of a root. Each folder is forgotten once at most: forgetting it again would lose what
-// has been opened in it.
+// One pass over the folders of a root. It forgets each folder once at most: a second time would undo the opening of
+// folders in it.
 class RootPass
 {
 public:
@@ -90,7 +90,7 @@ public:
 
     void Open(const SelectionView::Folder& folder)
     {
-        // The root itself is watched.
+        // The root itself is watched already.
         for (std::size_t slash = folder.path.find(L'\\', m_rootLength + 1); slash != std::wstring::npos;
              slash = folder.path.find(L'\\', slash + 1))
             OpenOne(folder.path.substr(0, slash + 1));
@@ -110,7 +110,7 @@ private:
         }
     }
 
-    // The folder itself, and the folders that are right in it.
+    // Opens the folder; returns the folders directly in it.
     std::vector<std::wstring> OpenOne(const std::wstring& folder)
     {
         if (m_forget && m_forgotten.insert(folder).second)

@@ -3,7 +3,7 @@
 namespace
 {
 
-constexpr DWORD PollInterval = 50; // milliseconds between two looks at the run
+constexpr DWORD PollInterval = 50; // milliseconds between two looks at the enumeration
 
 class EnumerateRun
 {
@@ -14,7 +14,7 @@ public:
     {
         const ExitCode code = Enumerate();
         m_writer.EndProgress();
-        m_service.Watcher().AbortWatching(); // nothing is counted any more
+        m_service.Watcher().AbortWatching(); // nothing is counted after this
         EnumerationSummary summary;
         summary.progress = m_service.Watcher().GetEnumerationProgress();
         const std::uint64_t unread = summary.progress.Of(PathOutcome::Unreadable);
@@ -46,7 +46,8 @@ private:
         return HandOut();
     }
 
-    // Not before the run has ended: what was handed out already would be met again and come twice.
+    // Waits until the enumeration has ended: otherwise it would meet files that were handed out already, and hand them
+    // out twice.
     ExitCode HandOut()
     {
         for (;;) {

@@ -1,4 +1,4 @@
-// orbwatch enumerate: one full run over the selection, what it finds handed out.
+// orbwatch enumerate: makes one full enumeration of the selection, and hands out the files that it finds.
 #pragma once
 
 #include "host/BackupService.h"

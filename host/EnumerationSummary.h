@@ -1,4 +1,4 @@
-// What an enumeration has come to. Any thread.
+// The result of an enumeration. Any thread.
 #pragma once
 
 #include "orbwatcher4/EnumerationProgress.h"
@@ -17,6 +17,6 @@ struct EnumerationSummary {
     int exitCode = 0;
 
     nlohmann::ordered_json Fields() const;
-    // For people.
+    // Returns lines for people.
     std::string Lines() const;
 };

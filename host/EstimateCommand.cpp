@@ -74,7 +74,7 @@ private:
         return std::nullopt;
     }
 
-    // False when it was interrupted.
+    // Returns false when it was interrupted.
     bool Scan()
     {
         return Work([&] {
@@ -84,8 +84,8 @@ private:
         });
     }
 
-    // On a thread of its own, so that an interruption ends it and progress is shown meanwhile. False when it was
-    // interrupted.
+    // Works on a thread of its own, so that an interruption can end it and progress is shown meanwhile. Returns false
+    // when it was interrupted.
     bool Work(const std::function<void()>& work)
     {
         CEvent done(false, true);
@@ -97,7 +97,7 @@ private:
         DWORD end;
         while ((end = WaitForMultipleObjects(2, events, FALSE, PollInterval)) == WAIT_TIMEOUT)
             m_writer.Progress(m_scanner.GetScanProgress(), Seconds());
-        // Told again and again: a recount that begins meanwhile forgets what it was told before.
+        // Repeated, because a recount that begins meanwhile forgets an earlier request to end.
         const bool interrupted = end == WAIT_OBJECT_0;
         if (interrupted)
             do
@@ -108,7 +108,7 @@ private:
         return !interrupted;
     }
 
-    // False when the statistics are none.
+    // Returns false when the statistics file is not valid.
     bool TellMessages()
     {
         bool good = true;
@@ -122,7 +122,7 @@ private:
         return good;
     }
 
-    // The scans leave excluded folders alone; how much is in them is looked at for the table of what is left out.
+    // The scans do not enter excluded folders. This scan finds how much they hold, for the table of left-out files.
     void ScanWhatIsExcluded()
     {
         for (const PassedOverPath& passed : m_scanner.GetPassedOver())
@@ -131,7 +131,8 @@ private:
                 return;
     }
 
-    // All profiles of the stored selection, unless the command line picks some. False when it was interrupted.
+    // Counts all profiles of the stored selection, unless the command line picks some. Returns false when it was
+    // interrupted.
     bool CountSelection()
     {
         SelectionView selection(m_options.files);
@@ -147,7 +148,7 @@ private:
         return Count(L"scan");
     }
 
-    // False when it was interrupted.
+    // Returns false when it was interrupted.
     bool Apply(const EstimateEdit& edit)
     {
         if (edit.kind == EstimateEdit::Kind::Profile) {
@@ -163,7 +164,7 @@ private:
 
     void Include(const std::wstring& path)
     {
-        // The library takes a folder of which it has met anything for scanned.
+        // The library takes a folder for scanned as soon as it has met anything in it.
         if (path.ends_with(L'\\') && !IsScanned(path)) {
             if (!m_scanner.ScanPath(path.c_str(), true))
                 return;
@@ -172,14 +173,14 @@ private:
         m_scanner.AddPath(path.c_str(), true);
     }
 
-    // With all that is below it.
+    // Returns true when the path, with everything below it, is scanned.
     bool IsScanned(const std::wstring& path) const
     {
         return std::any_of(m_scanned.begin(), m_scanned.end(),
                            [&](const std::wstring& folder) { return BeginsNoCase(path, folder); });
     }
 
-    // False when it was interrupted.
+    // Returns false when it was interrupted.
     bool Count(const std::wstring& edit)
     {
         const bool whole = Work([&] {
@@ -238,7 +239,7 @@ private:
     LibraryMessages m_messages{LibraryMessages::Keep::Failures};
     Scanner m_scanner;
     EstimateReport m_report;
-    std::vector<std::wstring> m_scanned; // folders, each ending in a backslash
+    std::vector<std::wstring> m_scanned; // paths of folders, each with a trailing backslash
 };
 
 } // namespace

@@ -15,9 +15,9 @@ struct EstimateEdit {
 struct EstimateOptions {
     SelectionFiles files;
     std::wstring stats;
-    std::wstring mask;               // what folders that are included by an edit leave out
+    std::wstring mask;               // endings that folders of an including edit leave out
     std::vector<EstimateEdit> edits; // in the order of the command line
-    std::wstring report;             // a page to be written; empty: none
+    std::wstring report;             // the page to write; empty: none
 };
 
 ExitCode RunEstimate(const EstimateOptions& options, RecordWriter& writer);

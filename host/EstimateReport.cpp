@@ -17,9 +17,9 @@ namespace
 
 using Json = nlohmann::ordered_json;
 
-// A folder of less than this share of everything is shown with its neighbours as one.
+// A folder with less than this share of everything is shown with its neighbours as one.
 constexpr std::uint64_t SmallestShare = 2000;
-// And so is one that lies below more folders than this: the page's data is written and read level by level, on a stack.
+// The same holds for a folder that is deeper than this: the page's data is written and read level by level, on a stack.
 constexpr std::ptrdiff_t DeepestFolder = 200;
 
 struct Node {
@@ -28,14 +28,15 @@ struct Node {
     std::vector<Node*> folders;
 };
 
-// The folders of an estimate as a tree; those that are too small or too deep to be seen are left out.
+// The folders of an estimate as a tree, without those that are too small or too deep to be seen.
 class Tree
 {
 public:
     explicit Tree(const Estimate& estimate)
     {
         m_top.total = estimate.included;
-        // Largest first: a folder comes after those that it lies in, or beside them when it is all that they hold.
+        // Each folder comes after the folders that it is in, because the largest come first; or beside them, when it is
+        // all that they hold.
         for (const Estimate::Folder& folder : estimate.folders) {
             const std::wstring path(folder.path.View());
             if (folder.total.bytes * SmallestShare < estimate.included.bytes ||
@@ -129,7 +130,7 @@ std::wstring RuleText(InclusionType decision, const FilterPtr& rule, PathForm fo
 std::string EstimatePage(const EstimateReport& report)
 {
     std::string data = DataOf(report).dump(-1, ' ', false, Json::error_handler_t::replace);
-    // A name must not end the element that the data stands in.
+    // A name must not end the element that contains the data.
     for (std::size_t at = 0; (at = data.find('<', at)) != std::string::npos;)
         data.replace(at, 1, "\\u003c");
     std::string page = ReportPage;

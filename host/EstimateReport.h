@@ -1,5 +1,4 @@
-// The page that shows an estimate: one HTML file that needs nothing else. Any
-// thread.
+// The page that shows an estimate: one self-contained HTML file. Any thread.
 #pragma once
 
 #include "orbwatcher4/Estimate.h"
@@ -9,20 +8,20 @@
 #include <vector>
 
 struct EstimateStep {
-    std::wstring edit; // "scan" for the first one
+    std::wstring edit; // "scan" for the first step
     SizeTotal total;
 };
 
 struct EstimateReport {
-    std::wstring selection; // the file
+    std::wstring selection; // path of the selection file
     std::vector<EstimateStep> steps;
     Estimate estimate;
     std::vector<std::wstring> unreadable;
 };
 
-// What a rule says, for people.
+// RuleText describes a rule for people; PathForm is the form of the path in it.
 enum class PathForm { AsItIs, ToBePasted };
 std::wstring RuleText(InclusionType decision, const FilterPtr& rule, PathForm form = PathForm::AsItIs);
 
-// UTF-8.
+// Returns the page in UTF-8.
 std::string EstimatePage(const EstimateReport& report);

@@ -1,11 +1,11 @@
-// How orbwatch ends.
+// The exit codes of orbwatch.
 #pragma once
 
 enum ExitCode : int {
     ExitDone = 0,
     ExitFailure = 1,
     ExitUsage = 2,          // wrong usage or unreadable input
-    ExitSomeUnreadable = 3, // done, but some of what is selected could not be read; of the doctor: warnings only
+    ExitSomeUnreadable = 3, // done, but some selected files could not be read; of the doctor: warnings only
     ExitTimeLimit = 4,      // --timeout
     ExitInterrupted = 130,  // Ctrl-C
 };

@@ -16,7 +16,7 @@ bool IsAbsolute(const std::wstring& path)
     return path.starts_with(L"\\\\") || (path.size() > 2 && path[1] == L':' && path[2] == L'\\');
 }
 
-// Answers one path after the other, and tells what went wrong on the way.
+// Explains one path after the other, and reports failures.
 class Explainer
 {
 public:
@@ -24,14 +24,14 @@ public:
 
     void Explain(const std::wstring& path)
     {
-        // What is absolute is asked as it stands, as a change reports it.
+        // An absolute path is explained as it is, in the form in which a change reports it.
         const std::wstring asked = IsAbsolute(path) ? path : FullPath(path);
         m_writer.Explain(path, m_watcher.Explain(asked.c_str()));
         for (const LibraryMessages::Line& line : m_messages.Take())
             m_writer.Note(line.text);
     }
 
-    // False when a line is no text.
+    // Returns false when a line is no valid text.
     bool ExplainStandardInput();
 
 private:
@@ -40,7 +40,7 @@ private:
     LibraryMessages m_messages{LibraryMessages::Keep::Failures};
 };
 
-// A mark at the beginning, as editors write it, and Windows line ends.
+// Removes a byte order mark at the beginning, as editors write it, and Windows line ends.
 std::string_view Trimmed(std::string_view line, bool first)
 {
     if (first && line.starts_with("\xEF\xBB\xBF"))

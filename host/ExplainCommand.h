@@ -6,7 +6,7 @@
 
 struct ExplainOptions {
     SelectionFiles files;
-    std::vector<std::wstring> paths; // "-": read from standard input, one a line
+    std::vector<std::wstring> paths; // "-": reads standard input, one path a line
 };
 
 ExitCode RunExplain(const ExplainOptions& options, RecordWriter& writer);

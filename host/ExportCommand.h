@@ -1,5 +1,5 @@
-// orbwatch export: what is pending, as a list in a file. A watch that runs on the
-// same data folder is asked; otherwise it is what the last one has left.
+// orbwatch export: writes the pending files as a list in a file. Asks a watch that runs on the same data folder;
+// without one, exports what the last watch left pending.
 #pragma once
 
 #include "host/BackupService.h"

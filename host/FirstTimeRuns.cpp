@@ -27,7 +27,7 @@ bool FirstTimeRuns::Start() { return m_watcher.StartFirstTimeRun(0) != 0; }
 
 bool FirstTimeRuns::Follow()
 {
-    // Asked first: a run tells its completion before it ends.
+    // Read this first: an enumeration reports its completion before it ends.
     const bool running = m_watcher.GetEnumerationProgress().running > 0;
     if (IsSignalled(m_completed.Get())) {
         ResetEvent(m_completed.Get());

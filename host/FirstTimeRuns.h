@@ -1,8 +1,8 @@
-// What a service does about enumerations: it starts one when asked to, and writes
-// when one has completed, which is what the rule for the next one goes by.
+// A service's part in enumerations: it starts one when asked to, and notes when a full one has completed. The time of
+// that note decides when the next one is due.
 //
-// A data folder that nobody has used yet would make one due at once; here only what
-// changes from now on is wanted, unless --enumerate says otherwise. One thread.
+// In a data folder that was never used, a full enumeration would be due at once. Here only later changes are wanted,
+// unless --enumerate says otherwise. One thread.
 #pragma once
 
 #include "orbwatcher4/OrbWatcher.h"
@@ -11,14 +11,15 @@
 class FirstTimeRuns
 {
 public:
-    // Before the watcher is started.
+    // Call it before the watcher is started.
     explicit FirstTimeRuns(COrbWatcher& watcher);
 
-    // Of a data folder that nobody has used yet: no run is due.
+    // For a data folder that was never used: makes no enumeration due.
     void Prepare();
-    // False when one is going on already.
+    // Returns false when an enumeration cannot be started, for example because one is running.
     bool Start();
-    // Asked now and then. True while a run over all drives or over one is going on.
+    // Notes a completed enumeration; call it now and then. Returns true while an enumeration is running, a full one or
+    // that of one root.
     bool Follow();
 
 private:

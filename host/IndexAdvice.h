@@ -1,4 +1,4 @@
-// What to do about an index that cannot be used. Any thread.
+// Advice about an index that cannot be used. Any thread.
 #pragma once
 
 #include "companions/indexdb/OrbIndexDB.h"

@@ -13,7 +13,7 @@ struct Sample {
     const char* text;
 };
 
-// "@HOME@" becomes the folder of the user.
+// "@HOME@" is replaced by the folder of the user.
 constexpr Sample samples[] = {
     {L"selection.xml", R"(<?xml version="1.0" encoding="UTF-8"?>
 <!-- What is backed up. The deepest rule that speaks of a path wins; at the same
@@ -45,7 +45,7 @@ constexpr Sample samples[] = {
 )"},
 };
 
-// Of what XML gives a meaning to, only the ampersand can stand in a path.
+// The ampersand is the only character with a meaning in XML that a path can contain.
 std::string AsAttribute(const std::string& path)
 {
     std::string text;

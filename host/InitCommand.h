@@ -4,5 +4,5 @@
 #include "host/ExitCode.h"
 #include "host/RecordWriter.h"
 
-// Existing files are never overwritten: nothing is written then.
+// Existing files are never overwritten: if one exists, nothing is written.
 ExitCode RunInit(const std::wstring& given, RecordWriter& writer);

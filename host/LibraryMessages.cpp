@@ -5,7 +5,7 @@
 namespace
 {
 
-// More than that between two looks says nothing more.
+// Further lines between two calls of Take are dropped: they say nothing more.
 constexpr std::size_t MostKept = 10000;
 
 } // namespace

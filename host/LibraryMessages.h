@@ -1,5 +1,5 @@
-// The failures that the library writes to its log, kept until the main thread
-// tells them: whoever logs must not wait for standard error.
+// The lines that the library writes to its log, all or failures only, kept until the main thread prints them: a thread
+// that logs must not wait for standard error.
 #pragma once
 
 #include "companions/logging/OrbLogging.h"
@@ -22,7 +22,7 @@ public:
     LibraryMessages(const LibraryMessages&) = delete;
     LibraryMessages& operator=(const LibraryMessages&) = delete;
 
-    // What has come since the last call.
+    // Returns the lines since the last call.
     std::vector<Line> Take();
 
 private:

@@ -1,4 +1,4 @@
-// orbwatch: does with the library what a backup service does.
+// orbwatch: uses the library as a backup service does.
 #include "host/Commands.h"
 #include "host/Console.h"
 #include "host/OwnLibraries.h"
@@ -17,7 +17,7 @@ struct LocalDeleter {
     void operator()(wchar_t** memory) const { LocalFree(static_cast<void*>(memory)); }
 };
 
-// Without the program's name.
+// Returns the arguments in UTF-8, without the program's name.
 std::vector<std::string> CommandLine()
 {
     int count = 0;
@@ -28,7 +28,7 @@ std::vector<std::string> CommandLine()
     return arguments;
 }
 
-// With a blank behind it; empty when the line names none.
+// Returns the command's name with a blank behind it; empty when the line names none.
 std::wstring ChosenCommand(const CLI::App& app)
 {
     const auto chosen = app.get_subcommands();
@@ -38,16 +38,16 @@ std::wstring ChosenCommand(const CLI::App& app)
 ExitCode Run(FILE* data)
 {
     CLI::App app("Watches a backup selection and hands out what changed.", "orbwatch");
-    // Paths that begin with a slash are paths.
+    // Arguments that begin with a slash are paths, not options.
     app.allow_windows_style_options(false);
     app.require_subcommand(1);
     app.set_help_flag("-h,--help", "this text");
     app.set_version_flag("--version", "orbwatch " ORB_VERSION, "the version of the program");
     Arguments arguments;
     std::vector<std::string> given = CommandLine();
-    // A wrong command line is told in the form that it asks for.
+    // A wrong command line is reported in the form that the line itself asks for.
     const bool json = std::find(given.begin(), given.end(), "--json") != given.end();
-    std::reverse(given.begin(), given.end()); // the parser takes them from the back
+    std::reverse(given.begin(), given.end()); // the parser takes them from the end
     const std::vector<Command> commands = AddCommands(app, arguments);
     try {
         app.parse(std::move(given));
@@ -67,7 +67,8 @@ ExitCode Run(FILE* data)
     return ExitUsage;
 }
 
-// Locks that were taken in both orders could stop the program one day: in builds that look for that, it is a failure.
+// Locks that are taken in both orders could stop the program one day: builds with the lock check treat that as a
+// failure.
 ExitCode WithLockOrder(ExitCode code)
 {
     for (const std::wstring& report : LockOrder::Reports()) {

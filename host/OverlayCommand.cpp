@@ -80,7 +80,7 @@ private:
         return m_options.fault;
     }
 
-    // The client waits: what is to be told comes after the answer.
+    // The client is waiting, so records are printed after the answer.
     void Answer(const OverlayService::Message& message)
     {
         const std::wstring kind = std::to_wstring(message.kind);

@@ -10,7 +10,7 @@
 namespace
 {
 
-constexpr DWORD LongestTurn = 1000; // milliseconds; a client gives up much sooner
+constexpr DWORD LongestTurn = 1000; // milliseconds; a client gives up much earlier
 
 KernelHandle MakeEvent(const wchar_t* name, bool initiallySet)
 {
@@ -25,7 +25,8 @@ KernelHandle MakeBlock(const wchar_t* name)
         CreateFileMappingW(INVALID_HANDLE_VALUE, access.Attributes(), PAGE_READWRITE, 0, sizeof(OverlayBlock), name));
 }
 
-// Null when another process holds it. That one may have died in between: the mutex is this process's then.
+// Returns null when another process holds the mutex. If that process has died meanwhile, this process owns the mutex
+// now.
 KernelHandle BecomeTheOnlyService()
 {
     SharedAccess access;
@@ -47,9 +48,9 @@ bool OverlayService::Open(std::wstring& failure)
     const OverlayNames names = OverlayNames::OfThisInstallation();
     m_response = MakeEvent(names.response, false);
     m_request = MakeEvent(names.request, false);
-    // The block comes before the token: who gets the turn finds it.
+    // The block is made before the token: a client that gets the turn must find it.
     const bool mapped = m_view.Map(MakeBlock(names.block));
-    // What was asked of a service that has died is not answered any more, and its block may change any time.
+    // Requests to a service that has died are not answered any more, and its block may change at any time.
     ResetEvent(m_request.Get());
     m_token = MakeEvent(names.token, true);
     if (m_response && m_request && mapped && m_token)
@@ -66,7 +67,7 @@ bool OverlayService::WaitForRequest(HANDLE interrupt)
         const DWORD came = WaitForMultipleObjects(2, events, FALSE, LongestTurn);
         if (came != WAIT_TIMEOUT)
             return came == WAIT_OBJECT_0 + 1;
-        // Somebody may have taken the turn just now: it counts as lost when it is missing twice.
+        // A client may have taken the turn just now: the turn counts as lost when it is missing twice.
         const bool isFree = IsSignalled(m_token.Get());
         if (isFree || missed)
             GiveTurnBack();

@@ -20,7 +20,7 @@ std::wstring Spelled(const std::wstring& path)
 std::wstring PathSpelling::NameOf(const std::wstring& path, const std::wstring& folder) const
 {
     std::wstring name;
-    // The last component first, up to the folder, a drive or a share.
+    // Begins with the last component and ends at the folder, a drive or a share.
     std::wstring rest = path;
     while (rest.size() > folder.size() && rest.find(L'\\', 2) != std::wstring::npos) {
         name.insert(0, name.empty() ? Spelled(rest) : Spelled(rest) + L"\\");

@@ -1,5 +1,4 @@
-// Names of folders as the disk spells them: an estimate knows them in lower case.
-// One thread.
+// The names of folders as the disk spells them; an estimate has them in lower case. One thread.
 #pragma once
 
 #include <string>
@@ -7,7 +6,7 @@
 class PathSpelling
 {
 public:
-    // What the path adds to the one of a folder that it lies in; the whole path where that is empty. As it is given
-    // where the disk does not know it.
+    // Returns what the path adds to that of a folder that contains it; the whole path when `folder` is empty. A name
+    // that the disk does not have is returned as given.
     std::wstring NameOf(const std::wstring& path, const std::wstring& folder) const;
 };

@@ -11,7 +11,7 @@ using Json = nlohmann::json;
 
 constexpr DWORD AnswerLimit = 60000; // milliseconds
 
-// What is no answer says that there was none.
+// An answer in another form counts as a missing one.
 PendingExported FromJson(const WatchAnswer& given)
 {
     if (!given.failure.empty())
@@ -29,7 +29,7 @@ PendingExported FromJson(const WatchAnswer& given)
 
 PendingExported ExportPending(COrbWatcher& watcher, const PendingExport& wanted)
 {
-    // The watcher tells of a list that cannot be written in the log only.
+    // The watcher reports a list that cannot be written only in the log.
     LibraryMessages failures(LibraryMessages::Keep::Failures);
     PendingExported exported;
     exported.count = wanted.most;

@@ -1,11 +1,11 @@
-// What a watcher has to hand out. One thread.
+// The pending files of a watcher. One thread.
 #pragma once
 
 #include "host/Console.h"
 #include "orbwatcher4/OrbWatcher.h"
 
-// A watcher may keep what it cannot hand out now. A queue that did not change since it had nothing to give is
-// asked once a second only: each question is a line in the log.
+// A watcher may keep a file that it cannot hand out now. After it had nothing to give, an unchanged queue is asked only
+// once a second, because each question is a line in the log.
 class PendingQueue
 {
 public:
@@ -27,6 +27,6 @@ public:
 
 private:
     COrbWatcher& m_watcher;
-    std::int64_t m_keptCount = -1; // after the last time that it had nothing to give
+    std::int64_t m_keptCount = -1; // count after the last question without a result
     double m_askedAt = 0;
 };

@@ -7,7 +7,7 @@ namespace
 
 using Json = nlohmann::json;
 
-constexpr double ClientLimit = 5; // seconds that a client may take for its request, and for the answer
+constexpr double ClientLimit = 5; // seconds that a client may take to send its request, and to read the answer
 
 } // namespace
 
@@ -21,7 +21,7 @@ PipeInstance::PipeInstance(FileHandle pipe, const Handler& handler)
     Listen();
 }
 
-// What is under way must have ended before its buffers go.
+// A running operation must have ended before its buffers are destroyed.
 PipeInstance::~PipeInstance()
 {
     if (m_step == Step::Idle)
@@ -40,7 +40,7 @@ void PipeInstance::Begin(Step step, BOOL started)
     if (error == ERROR_PIPE_CONNECTED) // between two calls
         SetEvent(m_done.Get());
     else
-        m_step = Step::Idle; // the next Answer begins anew
+        m_step = Step::Idle; // the next Answer begins again
 }
 
 void PipeInstance::Listen()
@@ -61,7 +61,7 @@ void PipeInstance::Read(Step step)
 void PipeInstance::Reply(DWORD bytes)
 {
     m_reply = PipeText(m_handler(Json::parse(m_request, m_request + bytes, nullptr, false)));
-    m_since = Seconds(); // what the handler took is not the client's
+    m_since = Seconds(); // the time of the handler does not count as the client's
     ResetEvent(m_done.Get());
     Begin(Step::Answering, WriteFile(m_pipe.Get(), m_reply.data(), static_cast<DWORD>(m_reply.size()), nullptr, &m_io));
 }

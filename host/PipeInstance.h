@@ -1,6 +1,6 @@
-// One instance of the pipe of a running watch: it waits for a client, reads one
-// request, answers it, and waits for the next client. Whoever keeps silent, or does not
-// read, keeps this instance alone, and for some seconds. One thread uses an object.
+// One instance of the pipe of a running watch: waits for a client, reads one request, answers it, and waits for the
+// next client. A client that stays silent, or does not read, blocks this instance alone, and only for some seconds. One
+// thread uses an object.
 #pragma once
 
 #include "support/Handle.h"
@@ -13,19 +13,20 @@
 class PipeInstance
 {
 public:
-    // Is given whatever JSON came, and must go on.
+    // Receives whatever the client sent, a discarded value when that is no JSON, and must return an answer.
     using Handler = std::function<nlohmann::json(const nlohmann::json& request)>;
 
     static constexpr DWORD LongestRequest = 65536; // bytes
 
-    // The server's end of a pipe that is opened for overlapped operations. The handler must outlive the object.
+    // `pipe` is the server's end of a pipe that was opened for overlapped operations. The handler must outlive the
+    // object.
     PipeInstance(FileHandle pipe, const Handler& handler);
-    // Ends what is under way.
+    // Cancels a running operation.
     ~PipeInstance();
     PipeInstance(const PipeInstance&) = delete;
     PipeInstance& operator=(const PipeInstance&) = delete;
 
-    // One step further, if there is one to be done. Waits for nobody.
+    // Goes one step further if one is possible. Never waits.
     void Answer();
 
 private:
@@ -41,10 +42,10 @@ private:
     const KernelHandle m_done;
     OVERLAPPED m_io{};
     Step m_step = Step::Idle;
-    double m_since = 0; // when somebody connected, or was answered
+    double m_since = 0; // when a client connected, or was answered
     char m_request[LongestRequest];
     std::string m_reply;
 };
 
-// JSON as the pipe carries it.
+// Returns JSON in the form that the pipe carries.
 std::string PipeText(const nlohmann::json& json);

@@ -34,7 +34,7 @@ void ProgressLine::ShowAny(const Progress& progress, double now)
         return;
     if (m_begun < 0)
         m_begun = now;
-    // A line that fills the last column would begin the next one.
+    // A line that fills the last column would begin the next line.
     const std::string text = ProgressText(progress, now - m_begun, ColumnsOf(m_stream) - 1);
     Erase();
     const std::string line = m_colours.Dim(text);

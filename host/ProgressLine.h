@@ -1,5 +1,4 @@
-// One line on a terminal that shows how an enumeration goes, written over and over
-// in its place. One thread.
+// One line on a terminal that shows the progress of an enumeration and is overwritten in its place. One thread.
 #pragma once
 
 #include "host/Colours.h"
@@ -19,10 +18,10 @@ public:
     {
     }
 
-    // Nothing where there is no terminal, and at most ten times a second. `now`: as Seconds gives it.
+    // Shows the progress, at most ten times a second; does nothing without a terminal. `now`: from Seconds.
     void Show(const EnumerationProgress& progress, double now);
     void Show(const ScanProgress& progress, double now);
-    // Before anything else is printed on the terminal.
+    // Erases the line. Call it before anything else is printed on the terminal.
     void Erase();
 
 private:
@@ -32,11 +31,11 @@ private:
     FILE* const m_stream;
     const bool m_terminal;
     const Colours m_colours;
-    std::size_t m_length = 0; // of what is shown
+    std::size_t m_length = 0; // length of the shown text
     double m_begun = -1;
     double m_shown = -1;
 };
 
-// At most so many columns; a folder that is too long loses its beginning. `elapsed`: seconds.
+// Returns at most `columns` columns; a folder that is too long loses its beginning. `elapsed`: seconds.
 std::string ProgressText(const EnumerationProgress& progress, double elapsed, std::size_t columns);
 std::string ProgressText(const ScanProgress& progress, double elapsed, std::size_t columns);

@@ -13,7 +13,7 @@ namespace
 
 using Json = nlohmann::ordered_json;
 
-// A time that could not be read is null.
+// Returns null for a time that could not be read.
 Json TimeOrNull(std::int64_t time)
 {
     return time > 0 ? Json(RecordFields::TimeText(static_cast<std::uint64_t>(time))) : Json(nullptr);

@@ -1,4 +1,4 @@
-// What a record says, as JSON fields and as lines for people. Any thread.
+// The contents of records, as JSON fields and as lines for people. Any thread.
 #pragma once
 
 #include "orbwatcher4/Estimate.h"
@@ -11,17 +11,17 @@
 namespace RecordFields
 {
 
-// RFC 3339, UTC, to the millisecond. FILETIME: 100-ns units since 1601.
+// Returns a time as RFC 3339, UTC, to the millisecond. FILETIME: 100-ns units since 1601.
 std::string TimeText(std::uint64_t fileTime);
 std::string Now();
 
 nlohmann::ordered_json OfPending(const QueueDatum& datum);
 std::string PendingLine(const QueueDatum& datum);
 
-// `path` as it was asked for.
+// `path`: as it was asked for.
 nlohmann::ordered_json OfDeletion(const DeletionRecord& record);
 nlohmann::ordered_json OfExplanation(const std::wstring& path, const PathExplanation& explanation);
-// Size, number of files, and what they are.
+// Returns the size, the number of files, and `what` they are.
 std::string SizeLine(const SizeTotal& total, const std::wstring& what);
 std::string ExplanationLines(const std::wstring& path, const PathExplanation& explanation);
 

@@ -18,7 +18,7 @@ using Json = nlohmann::ordered_json;
 constexpr std::size_t MostNotesKept = 1000;
 constexpr std::size_t RowsForPeople = 15;
 
-// A word and, for some, a path.
+// An edit is a word and, for some words, a path.
 std::wstring ShownEdit(const std::wstring& edit)
 {
     for (const std::wstring_view word : {L"include ", L"exclude "})

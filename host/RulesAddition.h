@@ -1,5 +1,5 @@
-// New rules for the selection of a watcher, added by this process or by the watch that
-// runs on the same data folder. One thread.
+// Adds new rules to the selection of a watcher, by this process or by the watch that runs on the same data folder. One
+// thread.
 #pragma once
 
 #include "orbwatcher4/OrbWatcher.h"
@@ -24,11 +24,11 @@ struct RulesAdded {
 
 RulesAdded AddRules(COrbWatcher& watcher, const RulesAddition& wanted);
 
-// Asks the watch that runs on the same data folder, which hands out what the rules select. Nothing when there is none;
-// waits for an answer for ten minutes at most: the rules' folders are walked before it comes.
+// Asks the watch that runs on the same data folder, which then hands out what the rules select. Waits ten minutes at
+// most for its answer, because the rules' folders are walked before it comes. Returns nothing when no watch runs.
 std::optional<RulesAdded> AskToAdd(const RulesAddition& wanted);
 
-// The addition that is asked for; nothing when the request is no request to add rules.
+// Reads the requested addition; nothing when the request does not ask to add rules.
 std::optional<RulesAddition> AdditionOf(const nlohmann::json& request);
-// The watch's answer.
+// Makes the watch's answer.
 nlohmann::json AnswerOf(const RulesAdded& added);

@@ -15,7 +15,7 @@ namespace
 
 using Lines = std::vector<LibraryMessages::Line>;
 
-// What follows the prefix in line i; empty when the line is another one.
+// Returns the rest of line i after the prefix; empty when the line begins in another way.
 std::wstring After(const Lines& lines, std::size_t i, const std::wstring& prefix)
 {
     return i < lines.size() && lines[i].text.starts_with(prefix) ? lines[i].text.substr(prefix.size()) : L"";
@@ -26,8 +26,8 @@ bool IsGood(const SelectionFindings& findings)
     return std::none_of(findings.begin(), findings.end(), [](const SelectionFinding& one) { return one.failure; });
 }
 
-// The library logs why a file could not be read (a failure, the file, the reason), and what it passed over in
-// the files that it read.
+// The library logs why a file could not be read (a failure, the file, the reason), and what it skipped in the files
+// that it read.
 void AddLogged(const Lines& lines, SelectionFindings& findings)
 {
     for (std::size_t i = 0; i < lines.size(); ++i) {
@@ -51,7 +51,7 @@ bool IsFile(const std::wstring& path)
     return attributes != INVALID_FILE_ATTRIBUTES && !(attributes & FILE_ATTRIBUTE_DIRECTORY);
 }
 
-// A byte that is no UTF-8 would quietly make a rule mean another path.
+// A byte that is no UTF-8 would make a rule mean another path, without a message.
 bool IsReadableText(const std::wstring& path)
 {
     std::ifstream file(std::filesystem::path(path), std::ios::binary | std::ios::ate);
@@ -61,7 +61,7 @@ bool IsReadableText(const std::wstring& path)
     return bytes.starts_with("\xFF\xFE") || IsUtf8(bytes);
 }
 
-// The library passes over some of the files when they are not there.
+// The library skips some of the files when they are missing.
 SelectionFindings FindingsOfBytes(const SelectionFiles& files)
 {
     SelectionFindings findings;
@@ -75,7 +75,7 @@ SelectionFindings FindingsOfBytes(const SelectionFiles& files)
     return findings;
 }
 
-// `load` reads the files into what is to hold the rules.
+// `load` reads the files into the object that will hold the rules.
 SelectionFindings FindingsOfLoading(const SelectionFiles& files, const std::function<bool()>& load)
 {
     SelectionFindings findings = FindingsOfBytes(files);
@@ -92,7 +92,7 @@ SelectionFindings FindingsOfLoading(const SelectionFiles& files, const std::func
     return findings;
 }
 
-// True when there is no failure among them.
+// Returns true when there is no failure among them.
 bool Tell(const SelectionFindings& findings, RecordWriter& writer)
 {
     for (const SelectionFinding& finding : findings)

@@ -1,4 +1,4 @@
-// The selection that the command line names, and what is wrong with it. One thread.
+// The selection that the command line names, and the findings about it. One thread.
 #pragma once
 
 #include "host/RecordWriter.h"
@@ -14,11 +14,11 @@ struct SelectionFiles {
     std::wstring secondary;
 };
 
-// Gives the files to the watcher and loads them. False, with every failure told, when one of them is
+// Gives the files to the watcher and loads them. Returns false, with every failure reported, when one of them is
 // missing or cannot be read as a selection.
 bool LoadSelection(COrbWatcher& watcher, const SelectionFiles& files, RecordWriter& writer);
 
-// What is wrong with the files, or passed over in them.
+// A finding about the files: an error in them, or something that was skipped.
 struct SelectionFinding {
     bool failure; // the selection cannot be used
     std::wstring message;
@@ -26,26 +26,25 @@ struct SelectionFinding {
 };
 using SelectionFindings = std::vector<SelectionFinding>;
 
-// Reads them as the library does, to no end but to find out.
+// Reads the files as the library does. Validates without loading.
 SelectionFindings FindingsOf(const SelectionFiles& files);
-// The same, told. False when there was a failure.
+// Reports the findings of FindingsOf. Returns false when one is a failure.
 bool CanBeLoaded(const SelectionFiles& files, RecordWriter& writer);
 
-// What the host asks of the rules themselves.
+// The host's view of the rules.
 class SelectionView
 {
 public:
     explicit SelectionView(const SelectionFiles& files);
 
-    // Roots of the selection that are not among those that are watched, and a selection that selects
-    // nothing. False when a root that is there is not watched.
+    // Reports roots of the selection that are not watched, and a selection that selects nothing. Returns false when a
+    // present root is not watched.
     bool TellWhatIsNotWatched(const std::vector<CString>& watched, RecordWriter& writer);
 
-    // The same before an enumeration: roots that are not there now, and a selection that selects nothing.
+    // Reports, before an enumeration, roots that are absent now, and a selection that selects nothing.
     void TellWhatIsNotThere(RecordWriter& writer);
 
-    // The folders that the selection includes: with all that is in them, or themselves alone (the folders of
-    // single files).
+    // A folder that the selection includes, with everything in it, or alone (the folder of a single file).
     struct Folder {
         std::wstring path; // ends in a backslash
         bool withSubfolders;
@@ -56,17 +55,17 @@ public:
         CString path;
         bool there;
         std::size_t rules;
-        bool included; // something on it is
+        bool included; // a rule includes something on it
     };
     std::vector<Root> Roots() const;
     FilterList RulesOfPresentRoots() const;
 
-    // The profiles that its rules belong to, in order.
+    // Returns the profiles that its rules belong to, in order.
     std::vector<int> Profiles();
 
 private:
-    // With something included on it. That there is none is told.
+    // Returns the roots with something included on them. Reports it when there is none.
     std::vector<Root> SelectedRoots(RecordWriter& writer);
 
-    mutable OrbFilter m_filter; // what asks it changes nothing, and does not say so
+    mutable OrbFilter m_filter; // asking it changes nothing, but its functions are not const
 };

@@ -11,12 +11,13 @@ bool IsPlain(wchar_t unit)
 {
     constexpr std::wstring_view marks = L"\\/:._-~";
     const bool letter = (unit >= L'a' && unit <= L'z') || (unit >= L'A' && unit <= L'Z');
-    // Beyond ASCII, blanks and curved quotes: some shells take these for straight ones.
+    // Beyond ASCII, excludes blanks and curved quotes: some shells treat these as straight quotes.
     const bool foreign = unit > 0xA0 && unit != 0x3000 && !(unit >= 0x2000 && unit <= 0x202F);
     return letter || (unit >= L'0' && unit <= L'9') || foreign || marks.find(unit) != std::wstring_view::npos;
 }
 
-// A quote within, and backslashes before the closing one, are doubled up as programs take their command line apart.
+// A quote inside, and backslashes before the closing quote, are doubled in the way in which programs split their
+// command line.
 std::wstring Quoted(const std::wstring& text)
 {
     std::wstring quoted = L"\"";

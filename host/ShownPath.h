@@ -1,9 +1,9 @@
-// Paths as people see them. Any thread.
+// Paths in the form for people. Any thread.
 #pragma once
 
 #include <string>
 #include <string_view>
 
-// Returns the path on one line, harmless to a terminal (see support/HarmlessText.h), to be pasted into a command line:
-// in double quotes where a shell would take it apart.
+// Returns the path on one line, harmless to a terminal (see support/HarmlessText.h), ready to be pasted into a command
+// line: in double quotes when a shell would split it.
 std::wstring ShownPath(std::wstring_view path);

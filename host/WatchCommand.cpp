@@ -75,7 +75,7 @@ private:
                 m_last = Seconds();
                 if (m_options.maxEvents != 0 && m_service.HandedOut() >= m_options.maxEvents)
                     return ExitDone;
-                // A long queue keeps nobody from the drives that come meanwhile.
+                // A long queue must not delay drives that come, or requests.
                 if (Seconds() - m_followedAt > 1) {
                     FollowRoots();
                     m_requests.Answer();
@@ -94,7 +94,7 @@ private:
         }
     }
 
-    // What another command asks for on the pipe.
+    // Answers a request of another command on the pipe.
     nlohmann::json Answer(const nlohmann::json& request)
     {
         if (const std::optional<nlohmann::json> exported = AnswerExport(m_watcher, request))
@@ -106,7 +106,7 @@ private:
 
     RulesAdded Add(const RulesAddition& wanted)
     {
-        // Their folders are opened before they are walked, so that nothing gets lost in between.
+        // Opens the folders of the new rules before they are walked, so that no change is lost in between.
         Follow({m_options.files, SelectionFiles{wanted.rules, {}, {}, {}}});
         const RulesAdded added = AddRules(m_watcher, wanted);
         m_selection = std::make_unique<SelectionView>(m_options.files);
@@ -134,7 +134,7 @@ private:
         m_last = Seconds();
     }
 
-    // What could not be read is tried once more before the end.
+    // Tries unreadable files once more before the end.
     bool LastRetry()
     {
         if (m_options.collect || std::exchange(m_triedLast, true) || !m_service.RetryUnreadable(true))
@@ -156,7 +156,7 @@ private:
         m_last = Seconds();
     }
 
-    // While a run is going on, something may always come.
+    // During an enumeration, files may still come.
     void TellEvents()
     {
         const bool running = m_service.Enumerations().Follow();

@@ -1,11 +1,10 @@
-// orbwatch watch: starts the watcher as a backup service would and prints what it
-// hands out.
+// orbwatch watch: starts the watcher as a backup service would, and prints what it hands out.
 #pragma once
 
 #include "host/BackupService.h"
 
 struct WatchOptions : ServiceOptions {
-    bool enumerate = false;      // what is there already, too
+    bool enumerate = false;      // also hand out the files that exist already
     bool collect = false;        // hand out nothing
     std::uint64_t maxEvents = 0; // 0: no limit
     double untilQuiet = 0;       // seconds; 0: never

@@ -13,13 +13,13 @@ namespace
 using Json = nlohmann::json;
 
 constexpr DWORD LongestReply = 1u << 20; // bytes
-constexpr DWORD Instances = 4;           // clients at once; a silent one keeps an instance for some seconds
+constexpr DWORD Instances = 4;           // clients at the same time; a silent one keeps an instance for some seconds
 constexpr DWORD ServerAccess = PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED;
 constexpr DWORD ServerMode = PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE | PIPE_REJECT_REMOTE_CLIENTS;
-// The server learns who asks, and cannot act in that name.
+// The server learns the client's account, and cannot act in its name.
 constexpr DWORD ClientFlags = FILE_FLAG_OVERLAPPED | SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION;
 
-// An operation on a pipe with a limit; the bytes that it moved, or nothing.
+// Performs an operation on a pipe with a time limit. Returns the number of bytes that it moved, or nothing.
 template <typename Operation>
 std::optional<DWORD> Within(DWORD limit, HANDLE pipe, Operation operation)
 {
@@ -36,7 +36,8 @@ std::optional<DWORD> Within(DWORD limit, HANDLE pipe, Operation operation)
     return std::nullopt;
 }
 
-// Another one's request may take all of the time. Without a pipe the last error tells whether there is none.
+// Waits for a free instance: another client's request may take the whole time. Without a pipe, the last error tells
+// whether there is none.
 FileHandle OpenPipe(DWORD limit)
 {
     const CString name = WatchPipeName();
@@ -48,13 +49,13 @@ FileHandle OpenPipe(DWORD limit)
         const ULONGLONG now = GetTickCount64();
         if (now >= end)
             return pipe;
-        // A watch that ends meanwhile takes its pipe along, which the next look finds.
+        // A watch that ends meanwhile takes its pipe with it; the next try to open it finds that.
         WaitNamedPipeW(name, static_cast<DWORD>(end - now));
     }
 }
 
-// The first one is refused when there is a pipe of that name; Wine makes it all the same, and refuses more than
-// Instances.
+// The system refuses the first instance when a pipe of that name exists. Wine makes it all the same, and refuses more
+// than Instances.
 FileHandle MakeInstance(bool first)
 {
     OwnerAccess access;

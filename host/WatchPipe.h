@@ -1,10 +1,9 @@
-// How a command reaches the watch that runs on the same data folder: a pipe that is
-// named after the folder; one request and one answer a connection, both JSON objects.
+// Lets a command reach the watch that runs on the same data folder: a pipe that is named after the folder, with one
+// request and one answer a connection, both JSON objects.
 //
-// Any program can make a pipe of that name, so that the asking side looks whose it is,
-// and shows its own account only so far that the other side can tell who asks. The
-// answering side lets its own account, the system and the administrators ask. One
-// thread uses an object.
+// Any program can make a pipe of that name. The asking side therefore checks who owns the pipe, and lets the other side
+// only learn its account, not act for it. The answering side accepts its own account, the system and the
+// administrators. One thread uses an object.
 #pragma once
 
 #include "host/PipeInstance.h"
@@ -15,20 +14,20 @@
 #include <string>
 #include <vector>
 
-// Watches of different data folders do not hear each other.
+// Returns the name of the pipe; watches of different data folders have different ones.
 CString WatchPipeName();
 
 struct WatchAnswer {
     nlohmann::json json{nlohmann::json::value_t::discarded};
-    std::wstring failure; // why there is no answer, and what to do; empty when something has been answered
+    std::wstring failure; // why there is no answer, and what to do; empty when there is an answer
 };
 
-// The answer of the running watch; it fails when none came within the time (milliseconds), when the watch answers
-// others all the while or does not let this account ask, and when the pipe is not the watch's: nothing is asked then.
-// Nothing when no watch runs.
+// Asks the running watch. Fails when no answer came within `limit` milliseconds, when the watch answers other clients
+// all the time or does not accept this account, and when the pipe is not the watch's: then nothing is asked. Returns
+// nothing when no watch runs.
 std::optional<WatchAnswer> AskWatch(const nlohmann::json& request, DWORD limit);
 
-// The side of the running watch. Without a pipe, which is then in the log, it answers nobody.
+// The side of the running watch. If the pipe cannot be made, the log says so, and the watch answers no requests.
 class WatchPipe
 {
 public:
@@ -36,7 +35,7 @@ public:
     WatchPipe(const WatchPipe&) = delete;
     WatchPipe& operator=(const WatchPipe&) = delete;
 
-    // Answers who has asked since the last call; asked now and then. Waits for nobody.
+    // Answers the requests since the last call; call it now and then. Does not wait for clients.
     void Answer();
 
 private:

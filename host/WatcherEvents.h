@@ -1,5 +1,5 @@
-// What the watcher tells on its own threads, until the main thread passes it on:
-// those threads must not wait for standard output.
+// The events that the watcher reports on its own threads, kept until the main thread prints them: those threads must
+// not wait for standard output.
 #pragma once
 
 #include "orbwatcher4/OrbWatcher.h"
@@ -17,7 +17,7 @@ public:
         std::string reason;
     };
 
-    // Before the watcher is started; it must have ended before this is gone.
+    // Make the object before the watcher is started; the watcher must have ended before the object is destroyed.
     explicit WatcherEvents(COrbWatcher& watcher)
     {
         watcher.SetDeletionListener([this](const DeletionRecord& record) {
@@ -32,7 +32,7 @@ public:
     WatcherEvents(const WatcherEvents&) = delete;
     WatcherEvents& operator=(const WatcherEvents&) = delete;
 
-    // What has come since the last call.
+    // Returns the events since the last call.
     std::vector<DeletionRecord> TakeDeletions()
     {
         const std::scoped_lock lock(m_mutex);

@@ -1,4 +1,4 @@
-// Whether Wine is what the program runs on. Any thread.
+// Tells whether the program runs under Wine. Any thread.
 #pragma once
 
 #include <windows.h>

@@ -1,9 +1,9 @@
-// What Wine keeps of a folder. Its server has a record of each folder below a watched
-// one, which outlives the watch, and which keeps the name and the place that the folder
-// had when the record was made.
+// Makes Wine forget a folder. Wine's server has a record of each folder below a watched one. The record outlives the
+// watch, and keeps the name and the place that the folder had when the record was made.
 #pragma once
 
 #include <string>
 
-// A watch of its own that ends at once makes Wine forget the folder. Whoever opens it next brings a new record about.
+// Begins and ends a watch of its own on the folder, which makes Wine forget it. The next program that opens the folder
+// makes a new record.
 void MakeWineForget(const std::wstring& folder);

@@ -10,30 +10,30 @@
 class CEvent
 {
 public:
-    /// Throws std::system_error when the system refuses: who waits for an event that is none would wait for ever.
+    /// Throws std::system_error when the system refuses: a wait for an event that does not exist would never end.
     explicit CEvent(bool initiallySet = false, bool manualReset = false)
         : m_handle(CreateEventW(nullptr, manualReset, initiallySet, nullptr))
     {
         if (!m_handle)
             throw std::system_error(static_cast<int>(GetLastError()), std::system_category(), "event");
     }
-    /// Nobody may be waiting for it.
+    /// No thread may be waiting for it.
     virtual ~CEvent() { CloseHandle(m_handle); }
     CEvent(const CEvent&) = delete;
     CEvent& operator=(const CEvent&) = delete;
 
-    /// For the calls of the system; it stays with the object.
+    /// Returns the handle for the calls of the system; ownership is retained.
     operator HANDLE() const noexcept { return m_handle; }
-    /// Lets those go on who wait: all of them, or one for an auto-reset event.
+    /// Releases the waiting threads: all of them, or one for an auto-reset event.
     bool SetEvent() noexcept { return ::SetEvent(m_handle) != FALSE; }
-    /// Those who wait from now on wait.
+    /// Makes later waits wait.
     bool ResetEvent() noexcept { return ::ResetEvent(m_handle) != FALSE; }
-    /// True when the event was set within the time; an auto-reset event is then taken.
+    /// Waits until the event is set. Returns false after the time. A successful wait resets an auto-reset event.
     virtual bool Lock(DWORD milliseconds = INFINITE)
     {
         return WaitForSingleObject(m_handle, milliseconds) == WAIT_OBJECT_0;
     }
-    /// An event is not left: always true.
+    /// Does nothing, because a wait holds no event; always returns true.
     virtual bool Unlock() { return true; }
 
 private:

@@ -21,10 +21,9 @@ struct CString::Header {
 namespace
 {
 
-// The text that every empty string points at. It is never written to, never
-// freed, and its sharers are not counted, so that empty strings cost nothing.
-// Each module has one, and strings cross from module to module: it is known by
-// its capacity, not by its address.
+// The text of every empty string. It is never written to or freed, and its sharers are not counted, so that empty
+// strings cost nothing. Each module has one, and strings go from module to module: therefore its capacity identifies
+// it, not its address.
 struct EmptyBlock {
     alignas(8) std::int32_t header[3] = {0, 0, -1};
     wchar_t text[2] = {0, 0};
@@ -78,7 +77,7 @@ void CString::LetGo(wchar_t* text) noexcept
         std::free(HeaderOf(text)); // NOLINT(clang-analyzer-unix.Malloc): the empty text's capacity is below zero
 }
 
-// After this the text is this object's own and holds at least `capacity` units.
+// Makes the text this object's own, with room for at least `capacity` units.
 void CString::MakeWritable(int capacity)
 {
     const bool own = HeaderOf(m_text)->capacity >= 0 && HeaderOf(m_text)->sharers.load(std::memory_order_acquire) == 1;
@@ -86,7 +85,7 @@ void CString::MakeWritable(int capacity)
         return;
     const int length = GetLength();
     const int keep = std::min(length, capacity);
-    // Appending unit by unit stays linear.
+    // More room than needed, so that appending unit by unit stays linear.
     const bool grows = capacity > length && length > 0;
     const int room = grows && capacity < INT_MAX / 4 ? std::max(capacity, length + length / 2) : capacity;
     wchar_t* fresh = NewText(room);
@@ -170,7 +169,7 @@ CString& CString::Append(const wchar_t* text, int length)
     if (length > INT_MAX - before)
         throw std::bad_alloc();
     if (text >= m_text && text <= m_text + before) {
-        // The appended text lies inside this string, which may move.
+        // The appended text is inside this string, which may move.
         const CString copy(text, length);
         return Append(copy.m_text, length);
     }

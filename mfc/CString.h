@@ -1,10 +1,9 @@
 /// @file
-/// CString: the string in which the exported interface is written.
+/// CString: the string class of the exported interface.
 ///
-/// One pointer wide. The pointer leads to the characters; length, capacity and
-/// the count of sharers stand in front of them. Copies share until one of them
-/// is changed. Different objects may be used from different threads at once even
-/// when they share their characters; one object may not.
+/// An object is one pointer wide. The pointer leads to the characters; length, capacity and the count of sharers are in
+/// front of them. Copies share the characters until one of them is changed. Several threads may use different objects
+/// at once, even when these share their characters; one object may not be used so.
 ///
 /// Each element holds one 16-bit unit, also where wchar_t is wider.
 #pragma once
@@ -15,59 +14,60 @@
 #include <string>
 #include <string_view>
 
-/// A text of 16-bit units, with a zero behind them. What throws does so for want of memory only.
+/// A text of 16-bit units, with a zero behind them. Functions throw only when memory runs out; Format and AppendFormat
+/// also throw for a refused format.
 class CString
 {
 public:
-    /// The empty text.
+    /// Makes the empty text.
     CString() noexcept;
-    /// A copy, up to the zero; null counts as empty.
+    /// Copies the text up to the zero; null counts as empty.
     CString(const wchar_t* text);
-    /// A copy of so many units.
+    /// Copies `length` units.
     CString(const wchar_t* text, int length);
-    /// A copy of all units.
+    /// Copies all units.
     explicit CString(std::wstring_view text);
-    /// The unit, so many times.
+    /// Repeats the unit `count` times.
     explicit CString(wchar_t unit, int count = 1);
     /// Shares the text.
     CString(const CString& other) noexcept;
-    /// The other one is empty afterwards.
+    /// Takes the text over; `other` is empty afterwards.
     CString(CString&& other) noexcept;
-    /// Lets go of the text.
+    /// Releases the text.
     ~CString();
 
     /// Shares the text.
     CString& operator=(const CString& other) noexcept;
     /// Takes the text over.
     CString& operator=(CString&& other) noexcept;
-    /// A copy, up to the zero; null counts as empty.
+    /// Copies the text up to the zero; null counts as empty.
     CString& operator=(const wchar_t* text);
-    /// A copy of all units.
+    /// Copies all units.
     CString& operator=(std::wstring_view text);
 
-    /// Never null; valid until the text is changed or goes.
+    /// Returns the text; never null, valid until the text is changed or destroyed.
     operator const wchar_t*() const noexcept { return m_text; }
-    /// As the conversion.
+    /// Returns the same as the conversion.
     const wchar_t* GetString() const noexcept { return m_text; }
-    /// All units, valid as long as the pointer.
+    /// Returns all units; valid as long as the pointer.
     std::wstring_view View() const noexcept;
-    /// In units, without the zero.
+    /// Returns the length in units, without the zero.
     int GetLength() const noexcept;
-    /// True for a text of no unit.
+    /// Returns true for a text without units.
     bool IsEmpty() const noexcept { return GetLength() == 0; }
     /// Makes it the empty text.
     void Empty() noexcept;
 
-    /// One unit; the index may be the length (the terminator).
+    /// Returns one unit; the index may be the length (the terminator).
     wchar_t GetAt(int index) const noexcept { return m_text[index]; }
-    /// As GetAt.
+    /// Returns the same as GetAt.
     wchar_t operator[](int index) const noexcept { return m_text[index]; }
-    /// The index lies below the length.
+    /// Sets one unit. The index must be below the length.
     void SetAt(int index, wchar_t unit);
 
-    /// So many units more.
+    /// Appends `length` units.
     CString& Append(const wchar_t* text, int length);
-    /// Appends.
+    /// Appends a text.
     CString& operator+=(const CString& text);
     /// Appends up to the zero; nothing for null.
     CString& operator+=(const wchar_t* text);
@@ -76,51 +76,51 @@ public:
     /// Appends one unit.
     CString& operator+=(wchar_t unit);
 
-    /// The first units; all of them when there are fewer.
+    /// Returns the first units; all of them when there are fewer.
     CString Left(int count) const;
-    /// The last units; all of them when there are fewer.
+    /// Returns the last units; all of them when there are fewer.
     CString Right(int count) const;
-    /// From this position on; empty behind the end.
+    /// Returns the units from this position on; empty behind the end.
     CString Mid(int first) const;
-    /// So many units from this position on, as far as there are any.
+    /// Returns up to `count` units from this position on.
     CString Mid(int first, int count) const;
 
-    /// The first place of the unit, from `start` on. Positions are in units; -1 when there is none.
+    /// Returns the first place of the unit from `start` on. Positions are in units; -1 when there is none.
     int Find(wchar_t unit, int start = 0) const noexcept;
-    /// The first place of the whole text, from `start` on.
+    /// Returns the first place of the whole text from `start` on; -1 when there is none.
     int Find(const wchar_t* text, int start = 0) const noexcept;
-    /// The last place of the unit; -1 when there is none.
+    /// Returns the last place of the unit; -1 when there is none.
     int ReverseFind(wchar_t unit) const noexcept;
 
     /// Replaces every occurrence, exact case; returns how many there were.
     int Replace(const wchar_t* from, const wchar_t* to);
     /// Removes every occurrence of the unit; returns how many there were.
     int Remove(wchar_t unit);
-    /// Takes these units away from the end.
+    /// Removes these units from the end.
     CString& TrimRight(wchar_t unit);
-    /// Takes these units away from the beginning.
+    /// Removes these units from the beginning.
     CString& TrimLeft(wchar_t unit);
 
-    /// Changes the letters A to Z only, whatever locale the host has set.
+    /// Changes the letters A to Z only, whatever locale the program has set.
     CString& MakeLower();
     /// Changes the letters a to z only.
     CString& MakeUpper();
 
-    /// By units: below 0, 0 or above 0.
+    /// Compares by units: the result is below 0, 0 or above 0.
     int Compare(const wchar_t* other) const noexcept;
 
 #ifdef _WIN32
-    /// Microsoft wide formats: %s is wide text, %I64d a 64-bit integer.
-    /// A format that the C runtime refuses throws std::invalid_argument.
+    /// Formats with Microsoft wide formats: %s is wide text, %I64d a 64-bit integer. Throws std::invalid_argument for a
+    /// format that the C runtime refuses.
     void Format(const wchar_t* format, ...);
-    /// As Format, behind the text.
+    /// Appends formatted text, as Format makes it.
     void AppendFormat(const wchar_t* format, ...);
 #endif
 
-    /// A buffer of at least `length` units and a terminator, to be written to and
-    /// given back with ReleaseBuffer. Nothing else may be called in between.
+    /// Returns a buffer of at least `length` units and a terminator, which the caller writes to and ends with
+    /// ReleaseBuffer. No other function may be called in between.
     wchar_t* GetBuffer(int length);
-    /// -1: the text ends at the first zero.
+    /// Ends the use of the buffer. -1: the text ends at the first zero.
     void ReleaseBuffer(int length = -1);
 
 private:
@@ -138,29 +138,29 @@ private:
 
 static_assert(sizeof(CString) == sizeof(void*));
 
-/// Both, one behind the other.
+/// Returns both texts, one behind the other.
 CString operator+(const CString& left, const CString& right);
-/// Both, one behind the other.
+/// Returns both texts, one behind the other.
 CString operator+(const CString& left, const wchar_t* right);
-/// Both, one behind the other.
+/// Returns both texts, one behind the other.
 CString operator+(const wchar_t* left, const CString& right);
-/// The text and one unit.
+/// Returns the text and one unit behind it.
 CString operator+(const CString& left, wchar_t right);
 
-/// By units, exact case.
+/// Compares by units, with exact case.
 inline bool operator==(const CString& l, const CString& r) noexcept { return l.View() == r.View(); }
-/// By units, exact case.
+/// Compares by units, with exact case.
 inline bool operator==(const CString& l, const wchar_t* r) noexcept { return l.Compare(r) == 0; }
-/// By units, exact case.
+/// Compares by units, with exact case.
 inline bool operator!=(const CString& l, const CString& r) noexcept { return !(l == r); }
-/// By units, exact case.
+/// Compares by units, with exact case.
 inline bool operator!=(const CString& l, const wchar_t* r) noexcept { return !(l == r); }
-/// True when `l` comes first: by units, exact case.
+/// Returns true when `l` comes first: by units, with exact case.
 inline bool operator<(const CString& l, const CString& r) noexcept { return l.View() < r.View(); }
 
-/// So that tables take it as a key: exact case.
+/// Lets hash tables use a text as a key, with exact case.
 template <>
 struct std::hash<CString> {
-    /// The hash of its units.
+    /// Returns the hash of the units.
     std::size_t operator()(const CString& text) const noexcept { return std::hash<std::wstring_view>{}(text.View()); }
 };

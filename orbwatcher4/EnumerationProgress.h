@@ -1,5 +1,5 @@
 /// @file
-/// How an enumeration goes: what it has met, and what became of it.
+/// The progress of an enumeration: how many paths it met, by outcome.
 #pragma once
 
 #include "mfc/CString.h"
@@ -7,44 +7,44 @@
 #include <array>
 #include <cstddef>
 
-/// What becomes of a path that is there, or should be.
+/// The outcome of an enumeration for one path.
 enum class PathOutcome : int {
-    Queued,        ///< new, or changed since it was backed up
-    Waiting,       ///< was pending already
-    Unchanged,     ///< as it was backed up
-    Missing,       ///< selected by its own path and not there, or gone again
-    Unreadable,    ///< there, and the system refuses to show it
-    Hidden,        ///< skipped, like everything from here on
-    Excluded,      ///< by the user
-    AutoExcluded,  ///< by the product
-    Advanced,      ///< by an advanced rule
+    Queued,        ///< new, or changed since its backup: it became pending
+    Waiting,       ///< it was pending already
+    Unchanged,     ///< not changed since its backup
+    Missing,       ///< selected by its own path, but it does not exist, or no longer
+    Unreadable,    ///< it exists, but the system refuses to show it
+    Hidden,        ///< hidden; this outcome and all below mean "skipped"
+    Excluded,      ///< excluded by the user
+    AutoExcluded,  ///< excluded by the product
+    Advanced,      ///< excluded by an advanced rule
     NotApplicable, ///< a folder of which only the files are judged
-    NotSelected,   ///< by no rule
-    BackupFolder,  ///< lies where backups go
-    OwnFile,       ///< of the watcher's own work
-    TooLong,       ///< more than 260 units
+    NotSelected,   ///< no rule selects it
+    BackupFolder,  ///< it is in the backup folder
+    OwnFile,       ///< a file of the watcher itself
+    TooLong,       ///< the path has more than 260 units
     Delayed,       ///< its time has not come yet
-    Uploaded,      ///< a moment ago
-    SystemLink,    ///< an old name that the system keeps for programs
-    BrokenLink,    ///< leads to nothing
-    WalkedAlready, ///< under another name
-    Count,         ///< no outcome: how many there are
+    Uploaded,      ///< it was uploaded a moment ago
+    SystemLink,    ///< a link of the system: an old name, kept for programs
+    BrokenLink,    ///< a link to nothing
+    WalkedAlready, ///< it was walked under another name
+    Count,         ///< not an outcome: the number of outcomes
 };
-/// From this one on an outcome means that the path was skipped.
+/// The first outcome that means "skipped"; all later ones do, too.
 constexpr PathOutcome FirstSkipped = PathOutcome::Hidden;
-/// How many outcomes there are.
+/// The number of outcomes.
 constexpr std::size_t PathOutcomes = static_cast<std::size_t>(PathOutcome::Count);
 
-/// A moment of the enumerations of a watcher: a copy.
+/// A snapshot of the progress of a watcher's enumerations.
 struct EnumerationProgress {
-    int running = 0; ///< runs that are going on, over all drives and over single ones
-    /// Met since the run over all drives began. Each file and folder has one outcome; a folder that was queued and
-    /// cannot be read is unreadable, too.
+    int running = 0; ///< enumerations that are running, full ones and those of one root
+    /// Counts since the last full enumeration began. Each file and folder has one outcome, with one exception: a folder
+    /// that was queued and cannot be read counts as unreadable, too.
     unsigned __int64 files = 0;
-    unsigned __int64 folders = 0;                          ///< as files
-    std::array<unsigned __int64, PathOutcomes> outcomes{}; ///< how often each came; see Of
-    CString folder;                                        ///< that a walk is in
+    unsigned __int64 folders = 0;                          ///< counted like files
+    std::array<unsigned __int64, PathOutcomes> outcomes{}; ///< count of each outcome; see Of
+    CString folder;                                        ///< the folder that a walk is in
 
-    /// How many paths had this outcome.
+    /// Returns the number of paths with this outcome.
     unsigned __int64 Of(PathOutcome outcome) const { return outcomes[static_cast<std::size_t>(outcome)]; }
 };

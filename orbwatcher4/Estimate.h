@@ -1,5 +1,5 @@
 /// @file
-/// What an estimate has to say beside its totals.
+/// The details of an estimate beside its totals.
 #pragma once
 
 #include "mfc/CString.h"
@@ -8,55 +8,56 @@
 #include <cstdint>
 #include <vector>
 
-/// One file of the cache, as the selection judges it.
+/// One file of the cache, with the selection's decision on it.
 struct JudgedFile {
-    CString path;                         ///< in lower case; of what is a folder on the disk by now, with a backslash
+    CString path;                         ///< in lower case; ends in a backslash when it is a folder on the disk by now
     std::uint64_t size = 0;               ///< bytes
-    InclusionType decision = NotIncluded; ///< of the selection
-    /// That settled it: the exclusion that keeps the file out, or the first include that selects it. Null when no rule
-    /// speaks of the file, and in the backup folder.
+    InclusionType decision = NotIncluded; ///< the selection's decision
+    /// The rule that decided: the exclusion that keeps the file out, or the first include that selects it. Null when no
+    /// rule applies to the file, and for a file in the backup folder.
     FilterPtr rule;
 };
 
-/// How many files, and how large together.
+/// A number of files and their total size.
 struct SizeTotal {
-    std::uint64_t files = 0; ///< how many
-    std::uint64_t bytes = 0; ///< of all of them
+    std::uint64_t files = 0; ///< number of files
+    std::uint64_t bytes = 0; ///< total size
 
-    /// One file more, of so many bytes.
+    /// Adds one file of `size` bytes.
     void Add(std::uint64_t size) { Add({1, size}); }
-    /// These as well.
+    /// Adds both counts of `more`.
     void Add(const SizeTotal& more)
     {
         files += more.files;
         bytes += more.bytes;
     }
-    /// Both numbers.
+    /// Compares both counts.
     bool operator==(const SizeTotal&) const = default;
 };
 
-/// Every list has its largest first, and what is as large by name.
+/// The sums of an estimate. Each list begins with the largest entry; entries of equal size are in the order of their
+/// names.
 struct Estimate {
-    /// A folder with what is included in it.
+    /// A folder and the total of the included files in it.
     struct Folder {
-        CString path;    ///< in lower case, without a backslash at its end
-        SizeTotal total; ///< with all that lies below
+        CString path;    ///< in lower case, without a trailing backslash
+        SizeTotal total; ///< includes everything below the folder
     };
-    /// What is included of one extension.
+    /// The included files with one extension.
     struct Extension {
-        CString extension; ///< as in extensions of the statistics file; empty: a name without a dot
-        SizeTotal total;   ///< of the included files that end so
+        CString extension; ///< as in extensions of the statistics file; empty: names without a dot
+        SizeTotal total;   ///< total of the included files with this extension
     };
-    /// What one rule leaves out.
+    /// The files that one rule leaves out.
     struct LeftOut {
         InclusionType decision; ///< NotIncluded or Excluded
         FilterPtr rule;         ///< as in JudgedFile
-        SizeTotal total;        ///< of what the rule leaves out
+        SizeTotal total;        ///< total of the files that the rule leaves out
     };
 
-    bool whole = false;                ///< false: ended by AbortUpdate or Stop
-    SizeTotal included;                ///< of the whole selection
-    std::vector<Folder> folders;       ///< that hold something included, with all that lies below them
-    std::vector<Extension> extensions; ///< of included files
-    std::vector<LeftOut> leftOut;      ///< by decision and rule
+    bool whole = false;                ///< false: AbortUpdate or Stop ended the count, or memory ran out
+    SizeTotal included;                ///< total of the included files
+    std::vector<Folder> folders;       ///< folders with included files; each total includes everything below
+    std::vector<Extension> extensions; ///< extensions of the included files
+    std::vector<LeftOut> leftOut;      ///< files that are left out, by decision and rule
 };

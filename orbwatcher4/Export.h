@@ -1,6 +1,6 @@
 /// @file
-/// What the library exports. The objects of the library itself, when tests link
-/// them directly, neither export nor import.
+/// The import and export declarations of the library. Tests that link the library's objects directly neither export nor
+/// import.
 #pragma once
 
 #if defined(ORBWATCHER4_EXPORTS)

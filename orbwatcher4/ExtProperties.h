@@ -1,5 +1,5 @@
 /// @file
-/// What the estimator knows of a file extension.
+/// The estimator's data about a file extension.
 #pragma once
 
 #include "mfc/CString.h"
@@ -12,18 +12,18 @@
 #include <functional>
 #include <utility>
 
-/// What is known of an extension.
+/// The data about one extension.
 struct ExtProperties {
-    float ratio = 0;            ///< cost of a byte
+    float ratio = 0;            ///< cost of one byte
     std::int32_t profile = -10; ///< -10: no profile
 };
 
-/// Exact case: callers lower-case the extension beforehand.
+/// Hashes an extension with exact case: callers lower-case it beforehand.
 struct cstring_hash_cs {
-    /// The hash of its units.
+    /// Returns the hash of the units.
     std::size_t operator()(const CString& text) const { return HashWideString32(text, text.GetLength() * 2); }
 };
 
-/// Extension, lower-case with its leading dot, to what is known of it.
+/// Maps an extension, in lower case and with its leading dot, to its data.
 using ExtensionMap = google::sparse_hash_map<CString, ExtProperties, cstring_hash_cs, std::equal_to<CString>,
                                              HashMemory<std::pair<const CString, ExtProperties>>>;

@@ -1,19 +1,16 @@
 /// @file
 /// OrbFilter: the backup selection.
 ///
-/// It holds the rules, read from XML files, grouped by drive, and answers whether
-/// a path is selected. The rule maps have no lock of their own: loading and
-/// editing must not overlap checks, and checks on one object must not overlap
-/// each other (looking a drive up may add an empty entry for it). The junction
-/// cache and the set of scanned directories have one and may be used from any
-/// thread.
+/// It holds the rules, which it reads from XML files and groups by drive, and decides whether a path is selected. The
+/// rule maps have no lock of their own: loading and editing must not overlap checks, and checks on one object must not
+/// overlap each other (a check may add an empty entry for a drive). The junction cache and the set of scanned
+/// directories have a lock and may be used from any thread.
 ///
-/// No exception leaves an operation; only constructing and assigning throw
-/// std::bad_alloc. What runs out of memory is logged and has changed nothing, and
-/// its answer errs to the safe side: loading, adding, removing and walking say
-/// false; a check says that the path is included, since a backup that holds too
-/// much is no loss; a list is empty. An exception of a caller's callback ends a walk
-/// in the same way. Inside the watcher such an operation fails as a whole instead.
+/// Operations do not throw; only constructors and assignments throw std::bad_alloc. An operation that runs out of
+/// memory logs that and changes nothing. Its result errs to the safe side: loading, adding, removing and walking return
+/// false; a check returns that the path is included, because a backup that holds too much loses nothing; a list is
+/// empty. An exception of a caller's callback ends a walk in the same way. Inside the watcher such an operation fails
+/// as a whole instead.
 #pragma once
 
 #include "companions/readerswriters/ReadersWriters.h"
@@ -40,12 +37,12 @@ class CMarkup;
 class OverlayCache;
 class WalkObserver;
 
-/// Roots compare without regard to case, in every alphabet.
+/// The order of roots: without regard to case, in every alphabet.
 struct ORBWATCHER4_API RootBefore {
-    /// Any form of text is compared without making a CString of it.
+    /// Lets the maps compare any form of text without making a CString of it.
     using is_transparent = void;
     template <typename Left, typename Right>
-    /// True when `left` comes first.
+    /// Returns true when `left` comes first.
     bool operator()(const Left& left, const Right& right) const
     {
         return Compare(View(left), View(right));
@@ -58,214 +55,222 @@ private:
     static bool Compare(std::wstring_view left, std::wstring_view right);
 };
 
-/// One drive of the selection, as the watcher follows it.
+/// The watcher's state of one drive of the selection.
 struct DriveGuidInfo {
     std::int32_t serial = 0;    ///< volume serial number; 0: not recorded
     bool volumeMatches = false; ///< the volume was found mounted; later: the drive is being watched
     std::int32_t removed = 0;   ///< 1: the drive must no longer be watched
 };
-/// Keyed by root, as StripToRoot gives it. Converts to a plain map.
+/// The drives of a selection by root, as StripToRoot returns it. Converts to a plain map.
 struct DriveList : std::map<CString, DriveGuidInfo, RootBefore> {
     using std::map<CString, DriveGuidInfo, RootBefore>::map;
-    /// The same entries in the order of their units.
+    /// Returns the same entries in the order of their units.
     operator std::map<CString, DriveGuidInfo>() const { return {begin(), end()}; }
 };
 
-/// Where a store says how much it holds; GetTotalItems reports from the last two words.
+/// The words in which a store reports its size; GetTotalItems reads the last two.
 struct ItemCounters {
-    std::uint64_t reserved[7] = {};      ///< 0
+    std::uint64_t reserved[7] = {};      ///< always 0
     std::atomic<std::uint64_t> begin{0}; ///< address of the first entry
     std::atomic<std::uint64_t> end{0};   ///< address behind the last one
 };
 
-/// Rules by root, as StripToRoot gives it.
+/// The rules by root, as StripToRoot returns it.
 using RuleMap = std::map<CString, RuleSet, RootBefore>;
 
-/// The advanced rules of a filter as they were when the filter was asked for them. Any thread, no lock: an expression
-/// may take long, and nobody needs to wait for it. Copies share the rules.
+/// A snapshot of a filter's advanced rules. Any thread may use it without a lock: an expression may take long, and no
+/// other thread needs to wait for it. Copies share the rules.
 class ORBWATCHER4_API AdvancedRules
 {
 public:
-    /// No rule.
+    /// Makes an object without rules.
     AdvancedRules() = default;
 
-    /// As OrbFilter::CheckForAdvancedInclusion.
+    /// Decides as OrbFilter::CheckForAdvancedInclusion does.
     InclusionType Check(const wchar_t* path, FilterPtr* deciding = nullptr) const;
 
 private:
     friend class OrbFilter;
     explicit AdvancedRules(std::shared_ptr<const RuleMap> rules) : m_rules(std::move(rules)) {}
 
-    std::shared_ptr<const RuleMap> m_rules; // null: none. The index of each set has been made.
+    std::shared_ptr<const RuleMap> m_rules; // null: no rules. The index of each set is built already
 };
 
-/// The rules of a selection, and what they decide. One thread at a time, except as said at the top of this file.
+/// The rules of a selection and their decisions. One thread at a time, with the exceptions at the top of this file.
 class ORBWATCHER4_API OrbFilter
 {
 public:
-    /// No rule, no file.
+    /// Makes a filter without rules and files.
     OrbFilter();
-    /// The rules are shared, everything else is copied; nobody may hold the source's lock.
+    /// Copies a filter: the rules are shared, everything else is copied. No thread may hold the lock of `other`.
     OrbFilter(const OrbFilter& other);
-    /// As copying; assigned to itself it stays as it is.
+    /// Copies as the constructor does. Assigned to itself, the filter stays as it is.
     OrbFilter& operator=(const OrbFilter& other);
-    /// Lets go of the rules.
+    /// Releases its rules.
     ~OrbFilter();
 
-    /// The key of every map: the path's root in lower case (`c:\` or `\\server\share`).
+    /// Returns the key of every map: the path's root in lower case (`c:\` or `\\server\share`).
     static CString StripToRoot(const wchar_t* path);
 
-    // --- Loading. Errors go to the log; false when a file could not be read or is malformed. ---
+    // --- Loading. Failures go to the log; the result is false when a file could not be read or is malformed. ---
 
-    /// Reads up to three files; what was held before stays. A failure stops at the failing file and keeps
-    /// what came before it. The rules are in order afterwards, also after a failure.
+    /// Reads up to three files; the rules that the filter holds stay. Loading ends at the first file that fails, and
+    /// the rules of the files before it stay. Advanced rules that cannot be read are no failure. The rules are sorted
+    /// afterwards, in any case.
     bool LoadXmlFilters(const wchar_t* dataFile, const wchar_t* autoExcludeFile, const wchar_t* advancedFile);
-    /// Rules go to `out` when it is given, into this filter otherwise. autoExclude: exclusions are the
-    /// product's, not the user's. markFlag: every rule also covers hidden files (0x4000). readItemText:
-    /// keep each rule's markup.
+    /// Adds the rules of a file to `out` when it is given, otherwise to this filter. autoExclude: exclusions are the
+    /// product's, not the user's. markFlag: every rule also covers hidden files (0x4000). readItemText: keeps each
+    /// rule's markup.
     bool LoadXmlFilter(const wchar_t* file, bool autoExclude, FilterList* out, bool markFlag, bool readItemText);
     /// Adds the advanced rules of a file.
     bool LoadXmlFilterAdvanced(const wchar_t* file);
 
     // --- Editing. ---
 
-    /// Files a rule under its drive. `sort`: into order at once, else Sort is to be called before a check. Always true.
+    /// Adds a rule to its drive. `sort`: sorts at once; otherwise the caller must call Sort before a check. Returns
+    /// true unless memory runs out.
     bool AddSingleFilter(const FilterPtr& rule, bool sort);
-    /// The same for an advanced rule.
+    /// Adds an advanced rule in the same way; its Sort is SortAdvancedFilters.
     bool AddAdvancedFilter(const FilterPtr& rule, bool sort);
-    /// byValue false: that very object; true: every rule of its drive equal in type, path (case ignored),
-    /// exclude and pluginId. alsoFromXml: the data file loses the matching items, too. True when something
-    /// was removed; where the file could not be written, it is as it was and the log says so. An item that gave
-    /// two rules goes with the one that includes: its exclusion alone is no item of the file.
+    /// Removes rules. byValue false: removes this very object; true: removes every rule of its drive that is equal in
+    /// type, path (case ignored), exclude and pluginId. alsoFromXml: removes the matching items from the data file,
+    /// too. Returns true when something was removed. If the file cannot be written, it stays as it is, and the log says
+    /// so. An item that gave two rules is removed with the rule that includes: its exclusion alone is no item of the
+    /// file.
     bool RemoveSingleFilter(FilterPtr rule, bool byValue, bool alsoFromXml);
-    /// False when a rule of the same path (case ignored), type, mask and pluginId has the opposite kind.
+    /// Returns false when a rule of the same path (case ignored), type, mask and pluginId has the opposite kind.
     bool CheckRuleNoConflict(const FilterPtr& rule) const;
-    /// Puts the rules of every drive into their order.
+    /// Sorts the rules of every drive.
     void Sort();
-    /// The same for the advanced rules.
+    /// Sorts the advanced rules of every drive.
     void SortAdvancedFilters();
-    /// Rules of one profile become those of another; not the advanced ones. Always true.
+    /// Gives the rules of one profile to another one; advanced rules do not change. Always returns true.
     bool UpdateFilterProfileIDs(__int64 oldId, __int64 newId);
-    /// Files the rules of one root under another: copies whose paths are lower-cased and led to the new root.
-    /// False when there are none.
+    /// Moves the rules of one root to another, as copies with lower-case paths below the new root. Returns false when
+    /// there are none, or when both roots are the same.
     bool MoveDriveRules(const wchar_t* from, const wchar_t* to);
-    /// Empties the two rule maps only.
+    /// Empties the two rule maps; everything else stays.
     void ClearAll();
-    /// For a filter that is to be loaded in place of a held one: the include roots, and the backup folder as
-    /// long as the settings cannot be read.
+    /// Prepares a filter that will be loaded to replace `held`: takes the include roots, and the backup folder for the
+    /// case that the settings cannot be read.
     void PrepareToReplace(const OrbFilter& held);
-    /// The rules, file names and what was read with them become those of the other one; lock, caches and
-    /// links stay. Advanced rules whose file is there and could not be read stay, too.
+    /// Takes the rules, the file names and what was read with them from `other`; the lock, the caches and the links
+    /// stay. Advanced rules whose file exists and could not be read stay, too.
     void TakeRulesFrom(OrbFilter& other);
-    /// True when it holds a rule that is not an advanced one.
+    /// Returns true when the filter holds a rule that is not an advanced one.
     bool HasRules() const;
 
-    // --- Deciding. Paths compare without regard to case. ---
+    // --- Decisions. Paths compare without regard to case. ---
 
-    /// What the rules say of a path. `matched`, when given, receives those that took part, in order; `clearMatched`
-    /// empties it before. `useIndexCache`: what the index holds is included from the start, so that no exclusion
-    /// applies to it.
+    /// Returns the rules' decision on a path. `matched`, when given, receives the rules that took part, in order;
+    /// `clearMatched` empties it first. `useIndexCache`: a path that the index holds is included from the start, so
+    /// that no exclusion applies to it.
     InclusionType CheckForInclusion(const wchar_t* path, FilterList* matched, bool clearMatched, bool useIndexCache);
-    /// Returns false only when certainly nothing below the folder is selected, however deep. A folder that is not
+    /// Returns false only when certainly nothing below the folder is selected, at any depth. A folder that is not
     /// selected itself can hold selected files: a mask names endings that no folder has, and rules for deeper folders
     /// and single files may include what a shallower rule does not. The folder may be written with or without its
-    /// trailing backslash; links in the path are not followed, and the index is not asked.
+    /// trailing backslash. Links in the path are not followed, and the index is not asked.
     bool MaySelectBelow(const wchar_t* folder) const;
-    /// The backup destination is never backed up.
+    /// Returns true for a path in the backup folder, which is never backed up.
     bool IsInBackupFolder(const wchar_t* path) const;
-    /// What one advanced rule says of a path.
+    /// Returns the decision of one advanced rule on a path.
     InclusionType CheckForAdvancedInclusionEx(const wchar_t* path, FilterPtr rule);
-    /// `deciding`, when given, receives the advanced rule that decided, or null.
+    /// Returns the decision of the advanced rules on a path. `deciding`, when given, receives the rule that decided, or
+    /// null.
     InclusionType CheckForAdvancedInclusion(const wchar_t* path, FilterPtr* deciding = nullptr);
-    /// Returns the advanced rules as they are now. Later edits do not change what was returned.
+    /// Returns a snapshot of the advanced rules, which later edits do not change.
     AdvancedRules CurrentAdvancedRules() const;
-    /// True when the advanced rules are not to be asked: there are none, or `matched` selects the path explicitly.
+    /// Returns true when the advanced rules must not be asked: there are none, or `matched` selects the path
+    /// explicitly.
     bool IsSkipAdvancedFilterCheck(const wchar_t* path, FilterList matched);
-    /// True for a rule of a disaster-recovery backup.
+    /// Returns true for a rule of a disaster-recovery backup.
     bool IsDRFilter(FilterPtr rule);
-    /// Whether a rule includes something on the drive.
+    /// Returns true when a rule includes something on the drive.
     bool IsDriveIncludeRules(const wchar_t* drive);
-    /// Whether no rule includes a folder on the drive.
+    /// Returns true when no rule includes a folder on the drive.
     bool IsDriveIncludeOnlyFiles(const wchar_t* drive);
 
-    // --- Lists. A drive may be named by its root or by any path on it. ---
+    // --- Lists. The root of a drive, or any path on it, names the drive. ---
 
-    /// The drives for which there are rules.
+    /// Returns the drives that have rules.
     DriveList GenerateDriveList();
-    /// Paths of the folder rules of one kind, in order.
+    /// Returns the paths of the folder rules of one kind, in order.
     std::vector<CString> GenerateDirectoryList(const wchar_t* drive, WatcherEnum::IncEx kind);
-    /// Paths of the single-file rules of one kind, in order.
+    /// Returns the paths of the single-file rules of one kind, in order.
     std::vector<CString> GenerateFileList(const wchar_t* drive, WatcherEnum::IncEx kind);
-    /// Appends the files that are included one by one.
+    /// Appends the paths of the rules that include a single file.
     void GetExplicitFiles(const wchar_t* drive, std::vector<CString>& files);
-    /// Adds to the map which profile the endings of including rules belong to.
+    /// Adds to the map the profile of each ending that an including rule names.
     void GenerateExtensionMap(ExtensionMap& map);
-    /// The same for a map with the memory that the table takes by itself, which ends the process when there is none.
+    /// Does the same for a map with the table's own memory, which ends the process when memory runs out.
     void GenerateExtensionMap(google::sparse_hash_map<CString, ExtProperties, cstring_hash_cs>& map);
-    /// Every rule of the drive, in order.
+    /// Returns every rule of the drive, in order.
     FilterList RulesOf(const wchar_t* drive) const;
-    /// Every rule, drive by drive.
+    /// Returns every rule, drive by drive.
     FilterList AllRules() const;
-    /// The rules that carry the flag, drive by drive.
+    /// Returns the rules that carry the flag, drive by drive.
     FilterList RulesWith(std::uint32_t flag) const;
 
-    // --- Walking. Progress and finds go to the caller, with no lock held. No directory is walked twice until the
-    // set of scanned directories is emptied. What cannot be read is logged and does not end a walk. ---
+    // --- Walks. `caller` receives progress and finds, with no lock held. No directory is walked twice until the set of
+    // scanned directories is emptied. A path that cannot be read is logged and does not end a walk. ---
 
-    /// One file or folder. False when there is none, when a single file cannot be opened, and when the caller aborted.
+    /// Walks one file or folder. Returns false when it does not exist, when a single file cannot be opened, and when
+    /// `caller` aborts.
     bool ScanDirectory(const wchar_t* path, const wchar_t* pattern, bool includeHidden, SmartScanCaller* caller,
                        bool recurse, WalkObserver* observer = nullptr);
-    /// `context` is an abort event or null. False only when it was set or the caller aborted.
-    /// recurse false: what the rules of the path's drive select; true: everything below the path, with an empty set
-    /// of scanned directories. The pattern is for names of files.
+    /// Walks what the rules of the path's drive select, or, with `recurse`, everything below the path with an empty set
+    /// of scanned directories. `context` is an abort event or null. The pattern applies to names of files. Returns
+    /// false only when the event was set or `caller` aborted.
     bool SmartScanDirectory(const wchar_t* path, const wchar_t* pattern, bool includeHidden, SmartScanCaller* caller,
                             void* context, bool recurse);
-    /// The same in two steps, for rules that may be edited while the walk runs: they are read by the first one only.
+    /// Reads the rules for a walk of the drive's selection. ScanSelection then needs the rules no more, so that they
+    /// may be edited while it walks.
     ScanLists CollectScanLists(const wchar_t* drive) const;
-    /// Walks what the lists cover. The lists and the caller must stay until it returns. False only when it was aborted.
+    /// Walks what the lists cover. The lists and `caller` must live until it returns. Returns false only when it was
+    /// aborted.
     bool ScanSelection(const ScanLists& lists, const wchar_t* pattern, bool includeHidden, SmartScanCaller* caller,
                        void* context, WalkObserver* observer = nullptr);
-    /// A path that runs through a known junction is rewritten to the junction's destination.
+    /// Rewrites a path that runs through a known junction to the junction's destination.
     void UpdateJunctionDestination(CString& path);
     /// Forgets the scanned directories; the junctions stay known.
     void ClearJunctionCache();
 
-    // --- Links to other objects, which must outlive this one or be taken back with null. ---
+    // --- Links to other objects, which must outlive this one, or be replaced by null first. ---
 
-    /// Folders to which a rule for their whole drive is copied when it is added.
+    /// Sets the folders to which a rule for their whole drive is copied when it is added.
     void SetIncludeRoots(std::vector<CString> roots) { m_includeRoots = std::move(roots); }
-    /// Where GetTotalItems asks.
+    /// Sets the store whose words GetTotalItems reads.
     void SetNotificationStore(const ItemCounters* store) { m_store = store; }
-    /// The connection to the overlay service.
+    /// Sets the connection to the overlay service.
     void SetOverlayCache(OverlayCache* overlay) { m_overlay = overlay; }
-    /// The second selection of a watcher.
+    /// Sets the second selection of a watcher.
     void SetSecondaryFilter(OrbFilter* secondary) { m_secondary = secondary; }
-    /// The difference of the store's two element words as it stands, not divided; 0 without a store.
+    /// Returns the difference of the store's last two words as it stands, not divided; 0 without a store.
     unsigned __int64 GetTotalItems();
 
-    /// The file that was loaded last; empty when there was none.
+    /// Returns the file that was loaded last; empty when there was none.
     const CString& DataFile() const { return m_dataFile; }
-    /// The text of the selection file that it keeps for the product.
+    /// Returns the text that the selection file keeps for the product.
     const CString& GlobalExclude() const { return m_globalExclude; }
-    /// Where backups go; ends in a backslash. Empty when that is not set.
+    /// Returns the folder that backups go to, with a backslash at its end; empty when none is set.
     const CString& BackupFolder() const { return m_backupFolder; }
-    /// True when a rule includes something on the network.
+    /// Returns true when a rule includes something on the network.
     bool NetworkInclude() const { return m_networkInclude; }
 
 private:
     friend class AdvancedRules;
-    friend class JunctionAccess; // the walk, and tests, fill the cache through it
+    friend class JunctionAccess; // the walk and the tests fill the cache through it
 
-    // The rules of the path's drive in one of the maps, null when it has none. The path ends with a zero.
+    // Returns the rules of the path's drive in one of the maps, null when it has none. The path ends with a zero.
     static const RuleSet* RulesOfPath(const RuleMap& map, std::wstring_view path);
-    // The same, with an entry that is made when there is none.
+    // Returns the same, and adds an empty entry when there is none.
     static RuleSet& RulesForPath(RuleMap& map, std::wstring_view path);
     template <typename Map>
     static auto FindRules(Map& map, std::wstring_view path);
     const RuleMap& AdvancedMap() const;
-    // For an edit: nobody else has this map.
+    // Returns a map for an edit: no AdvancedRules object shares it.
     RuleMap& EditAdvancedMap();
-    // True when the directory was not known yet; `dir` gets its trailing backslash.
+    // Returns true when the directory was not known yet. Gives `dir` its trailing backslash.
     bool AddScannedDirectory(CString& dir);
     void RememberJunction(const CString& junction, const CString& destination);
     void HandOn(const FilterPtr& rule, FilterList* out);
@@ -274,7 +279,7 @@ private:
     bool SaveDataFile(CMarkup& document) const;
 
     RuleMap m_driveRules;
-    std::shared_ptr<RuleMap> m_advancedRules; // null: none. Shared with those who were given the rules
+    std::shared_ptr<RuleMap> m_advancedRules; // null: none. Shared with the snapshots that were returned
     std::map<CString, CString> m_junctions;   // lower-cased junction ending in "\" to destination; guarded by m_lock
     ReadersWriters m_lock;
     google::dense_hash_set<PathFingerprint, std::hash<PathFingerprint>, std::equal_to<PathFingerprint>,

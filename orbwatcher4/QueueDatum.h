@@ -1,6 +1,6 @@
 /// @file
-/// The record that is handed to the backup service: a fixed layout of 4,728
-/// bytes, shared with the caller, all fields little-endian.
+/// The record that the backup service receives: a fixed layout of 4,728 bytes, shared with the caller; all fields are
+/// little-endian.
 #pragma once
 
 #include "orbwatcher4/Export.h"
@@ -20,46 +20,46 @@ constexpr std::uint32_t Rule800 = 0x800;          ///< 0x800 of a rule, handed o
 constexpr std::uint32_t EvenWhenHidden = 0x4000;  ///< RuleFlags::EvenWhenHidden of a rule
 constexpr std::uint32_t RuleWithoutText = 0x8000; ///< a rule without a plugin's name took part
 constexpr std::uint32_t Recovery40000 = 0x40000;  ///< one bit of RuleFlags::DisasterRecovery
-constexpr std::uint32_t Recovery80000 = 0x80000;  ///< the other one
+constexpr std::uint32_t Recovery80000 = 0x80000;  ///< the other bit of it
 constexpr std::uint32_t ShowOverlay = 0x800000;   ///< its status is to be shown
 constexpr std::uint32_t DedupCandidate =
     0x4000000; ///< RuleFlags::DedupCandidate, unless SetIgnoredDedup names the file
 } // namespace QueueFlags
 
-/// Belongs to the caller of a hand-out: text that a service keeps with a record.
+/// A text that a service keeps with a record. It belongs to the caller of a hand-out.
 struct QueueAttachment {
     wchar_t* text; ///< owned, zero-terminated
 };
 
-/// The library frees an attachment that a record brings along, so that both sides must use these.
-/// AllocateQueueAttachment: null on lack of memory.
+/// Makes an attachment with a copy of the text; null when memory runs out. The library frees the attachment of a record
+/// that it fills, so that both sides must use these two functions.
 extern "C" ORBWATCHER4_API QueueAttachment* AllocateQueueAttachment(const wchar_t* text);
-/// Null does nothing.
+/// Frees an attachment. Null does nothing.
 extern "C" ORBWATCHER4_API void FreeQueueAttachment(QueueAttachment* attachment);
 
-/// Which file a path led to when it was handed out, as GetFileInformationByHandle says it. Zeros when the file could
-/// not be opened for reading then.
+/// The identity of the file that a path led to when it was handed out, as GetFileInformationByHandle reports it. Zeros
+/// when the file could not be opened for reading then.
 struct FileIdentity {
-    std::uint32_t volumeSerial = 0; ///< of the volume
-    std::uint64_t fileId = 0;       ///< of the file on it: nFileIndexHigh and nFileIndexLow
+    std::uint32_t volumeSerial = 0; ///< serial number of the volume
+    std::uint64_t fileId = 0;       ///< number of the file on it: nFileIndexHigh and nFileIndexLow
 };
 
-/// One pending file, as it is handed out.
+/// One pending file, as the watcher hands it out.
 struct QueueDatum {
     static constexpr std::size_t PathCapacity = 1536;      ///< units, with the zero
     static constexpr std::size_t FirstTextCapacity = 260;  ///< units, with the zero
     static constexpr std::size_t SecondTextCapacity = 520; ///< units, with the zero
-    static constexpr std::uint32_t Constant2 = 2;          ///< what constant2 holds
+    static constexpr std::uint32_t Constant2 = 2;          ///< the value of constant2
 
     std::uint64_t reserved0 = 0;                 ///< 0
     std::uint64_t id = 0;                        ///< 64-bit path key
     wchar_t path[PathCapacity] = {};             ///< full path, drive or server letter upper-cased
-    std::int64_t modificationTime = 0;           ///< FILETIME; a folder's creation; unreadable: -1, a folder 0
+    std::int64_t modificationTime = 0;           ///< FILETIME; of a folder its creation; unreadable: -1, a folder 0
     std::uint64_t size = 0;                      ///< bytes
     std::uint32_t reserved1 = 0;                 ///< 0
     std::uint32_t constant2 = 0;                 ///< always Constant2
     std::uint64_t reserved2 = 0;                 ///< 0
-    std::uint32_t ruleValue = 0;                 ///< jobs of the rules: the bits of all of them
+    std::uint32_t ruleValue = 0;                 ///< jobs of the rules: the bits of all rules
     std::uint32_t flags = 0;                     ///< QueueFlags
     wchar_t firstText[FirstTextCapacity] = {};   ///< rule texts, joined by ":"
     wchar_t secondText[SecondTextCapacity] = {}; ///< rule numbers, joined by ":"

@@ -1,23 +1,23 @@
 /// @file
-/// How the walks of an estimate go.
+/// The progress of the walks of an estimate.
 #pragma once
 
 #include "orbwatcher4/EnumerationProgress.h"
 
-/// A moment of the walks of an estimate: a copy.
+/// A snapshot of the progress of an estimate's walks.
 struct ScanProgress {
-    /// Counted by all walks of the object so far; what two walks have found is counted twice.
+    /// Counts of all walks of the object so far; a file that two walks find counts twice.
     unsigned __int64 files = 0;
-    unsigned __int64 bytes = 0;   ///< of these files
-    unsigned __int64 folders = 0; ///< as files
-    CString folder;               ///< that a walk is in, or was in last
-    int drives = 0;               ///< that the last Start walks
-    int drivesDone = 0;           ///< of these, how many were walked to the end
+    unsigned __int64 bytes = 0;   ///< total size of these files
+    unsigned __int64 folders = 0; ///< counted like files
+    CString folder;               ///< the folder that a walk is in, or was in last
+    int drives = 0;               ///< drives that the last Start walks
+    int drivesDone = 0;           ///< those that were walked to the end
 };
 
-/// What a walk has not gone into: a folder that is hidden, excluded or cannot be read to its end, a link that is not
-/// followed, something selected that is not there.
+/// A path that a walk did not go into: a folder that is hidden, excluded or cannot be read to its end, a link that is
+/// not followed, or a selected path that does not exist.
 struct PassedOverPath {
-    CString path;    ///< full
-    PathOutcome why; ///< Hidden, Excluded, ... Missing or Unreadable
+    CString path;    ///< full path
+    PathOutcome why; ///< the reason: Hidden, Excluded, ... Missing or Unreadable
 };

@@ -1,14 +1,12 @@
 /// @file
-/// Scanner: how large a backup selection is, before it is saved.
+/// Scanner: the size of a backup selection, before it is saved.
 ///
-/// Make one with the paths of the stored configuration, Start it once to scan
-/// every drive of it, edit the selection, and call UpdateTotals after each edit:
-/// it recounts from the cache and does not walk the disk again. One thread uses
-/// an object; Stop, AbortUpdate and what reads the state may be called from any
-/// other meanwhile. Nothing reports an error: what cannot be read adds nothing,
-/// and the log says so. No exception leaves an operation; only constructing and
-/// assigning throw std::bad_alloc. An edit that runs out of memory is logged, and may
-/// have made some of its changes; a count that does so holds what was counted.
+/// Make a scanner with the paths of the stored configuration, call Start once to scan every drive of it, edit the
+/// selection, and call UpdateTotals after each edit: it recounts from the cache and does not walk the disk again. One
+/// thread uses an object; meanwhile any other thread may call Stop, AbortUpdate and the functions that read the state.
+/// No function reports an error: what cannot be read adds nothing, and the log says so. Operations do not throw; only
+/// constructors and assignments throw std::bad_alloc. An edit that runs out of memory is logged, and may have made some
+/// of its changes; a count that runs out of memory keeps what it has counted.
 #pragma once
 
 #include "orbwatcher4/Estimate.h"
@@ -27,97 +25,99 @@
 class DriveScans;
 class ScanTally;
 
-/// How large a selection is. See the top of this file for the order of calls and for threads.
+/// The size of a selection. See the top of this file for the order of calls and for threads.
 class ORBWATCHER4_API Scanner final : public SmartScanCaller
 {
 public:
-    /// No configuration yet.
+    /// Makes a scanner without a configuration.
     Scanner();
-    /// The selection file, the product's exclusions and the statistics of extensions; see SetBasicInfo.
+    /// Makes a scanner with the selection file, the product's exclusions and the statistics of extensions; see
+    /// SetBasicInfo.
     Scanner(const wchar_t* dataXml, const wchar_t* autoExcludeXml, const wchar_t* statsXml);
-    /// A copy works on the same cache and has the same two events: stopping one stops the other. Scans that the source
-    /// has left going on are waited for. Of objects with one cache, only one may be used at a time.
+    /// Makes a copy that works on the same cache and has the same two events: stopping one stops the other. Waits for
+    /// the scans that Start has left running in `other`. Of objects with one cache, only one may be used at a time.
     Scanner(const Scanner& other);
-    /// As copying.
+    /// Ends its own scans, then copies as the constructor does. Assigned to itself, it stays as it is.
     Scanner& operator=(const Scanner& other);
-    /// Ends scans that are going on, and waits for them.
+    /// Ends the scans that are running, and waits for them.
     ~Scanner();
 
-    /// Null leaves a path as it is.
+    /// Sets the three paths. Null leaves a path as it is.
     void SetBasicInfo(const wchar_t* dataXml, const wchar_t* autoExcludeXml, const wchar_t* statsXml);
-    /// Whether AddPath goes into hidden folders. Start never does; hidden files count always.
+    /// Sets whether edits and ScanPath go into hidden folders. Start never does; hidden files always count.
     void IncludeHidden(bool include) { m_includeHidden = include; }
-    /// Kept in single precision; costs are always 0.
+    /// Sets the prices, which are kept in single precision; costs are always 0.
     void SetPrice(double first, double second);
 
-    // --- Editing the selection. A path that ends in a backslash is a folder, any other a single file. What is not in
-    // the cache yet is scanned at once, on the calling thread; a folder of which anything was met counts as cached
-    // (ScanPath fills it). A rule that is not recursive speaks of the folder itself alone: none of its files
+    // --- Editing the selection. A path that ends in a backslash is a folder, any other a single file. An edit scans a
+    // path that is not yet in the cache at once, on the calling thread; a folder counts as cached when anything of it
+    // was met (ScanPath fills it). A rule that is not recursive covers the folder itself alone: none of its files
     // counts. ---
 
     /// Includes one path.
     void AddPath(const wchar_t* path, bool recursive);
-    /// Includes several.
+    /// Includes several paths.
     void AddPath(std::vector<CString> paths, bool recursive);
     /// Excludes one path.
     void RemovePath(const wchar_t* path, bool recursive);
-    /// Excludes several.
+    /// Excludes several paths.
     void RemovePath(std::vector<CString> paths, bool recursive);
-    /// All rules of a profile, as Start has read them.
+    /// Adds all rules of a profile, as Start has read them.
     void AddProfile(int profile);
-    /// The same for several profiles.
+    /// Adds the rules of several profiles.
     void AddProfile(const std::vector<int>& profiles);
-    /// The rules of a profile go.
+    /// Removes the rules of a profile.
     void RemoveProfile(int profile);
-    /// The same for several profiles.
+    /// Removes the rules of several profiles.
     void RemoveProfile(const std::vector<int>& profiles);
-    /// The stored rules of the profile give way to these folders, with this mask.
+    /// Replaces the stored rules of the profile by includes of these folders, with this mask.
     void EditProfile(int profile, const wchar_t* mask, const std::vector<CString>& paths);
-    /// What folders that are added from now on leave out: endings, separated by ";". Empty: nothing.
+    /// Sets the endings, separated by ";", that folders leave out when they are added from now on. Empty: none.
     void SetFileFolderFilter(const wchar_t* mask);
 
     // --- Counting. ---
 
-    /// Reads the configuration and scans its drives, all at once. The totals are zero afterwards. With more than 64
-    /// drives, or when the system refuses a thread, it returns while the scans go on; whatever needs the cache next
-    /// waits for them.
+    /// Reads the configuration and scans all its drives at the same time. The totals are zero afterwards. With more
+    /// than 64 drives, or when the system refuses a thread, it returns while scans are running; the next function that
+    /// needs the cache waits for them.
     void Start();
     /// Ends the scans and a recount. No later Start scans anything.
     void Stop();
-    /// Counts what the selection includes of the cache.
+    /// Counts the cached files that the selection includes.
     void UpdateTotals();
-    /// Ends a recount; the totals stay at what it has counted.
+    /// Ends a recount; the totals keep what it has counted.
     void AbortUpdate();
-    /// Set by UpdateTotals and by edits that scan; cleared by UpdateTotals alone.
+    /// Returns a flag that UpdateTotals and edits that scan set, and that only UpdateTotals clears.
     bool IsCalculating() const { return m_calculating; }
     double GetTotalCost() const { return m_totalCost; } ///< always 0
-    /// In bytes, as the last count has it.
+    /// Returns the total size in bytes, as counted so far.
     double GetTotalSize() const { return static_cast<double>(m_totalSize.load()); }
 
-    // --- Told by the walks. ---
+    // --- Callbacks of the walks. ---
 
-    /// A file that a walk has found goes into the cache.
+    /// Adds a file that a walk has found to the cache, and to the running totals.
     void FileFoundCallback(const wchar_t* path, unsigned __int64 size) override;
-    /// Goes on.
+    /// Lets the walk go on.
     bool ProgressCallback() override { return true; }
-    /// Folders count by their files.
+    /// Does nothing: folders count by their files.
     void FolderFoundCallback(const wchar_t*) override {}
 
-    // --- Additions, for those who show an estimate to somebody. ---
+    // --- Additions, for programs that show an estimate. ---
 
-    /// Walks one folder or file whatever the cache holds of it. Stop ends it, and false says that it did.
+    /// Walks one folder or file, whatever the cache holds of it. Returns false when Stop ended the walk, or memory ran
+    /// out.
     bool ScanPath(const wchar_t* path, bool recursive);
-    /// Until the scans have ended that Start has left going on.
+    /// Waits until the scans have ended that Start has left running.
     void WaitForScans();
-    /// How the scans go. Cheap; any thread.
+    /// Returns the progress of the scans. Cheap; any thread.
     ScanProgress GetScanProgress() const;
-    /// What the scans have not gone into, and why: each path once.
+    /// Returns the paths that the scans did not go into, and why: each path once.
     std::vector<PassedOverPath> GetPassedOver() const;
-    /// What the selection says of any path, and the rule that settles it.
+    /// Returns the selection's decision on any path. `deciding`, when given, receives the rule that decided, or null.
     InclusionType Judge(const wchar_t* path, FilterPtr* deciding);
-    /// Hands on each cached file; totals stay as they are. False when AbortUpdate or Stop has ended it.
+    /// Passes each cached file to `take`; the totals do not change. Returns false when AbortUpdate or Stop ended it.
     bool ForEachFile(const std::function<void(const JudgedFile&)>& take);
-    /// Sums by folder, by extension, and by the rule that leaves something out.
+    /// Returns the sums by folder, by extension, and by the rule that leaves files out.
     Estimate GetEstimate();
 
 private:
@@ -126,10 +126,10 @@ private:
     using ProfileRates =
         google::dense_hash_map<std::int32_t, double, std::hash<std::int32_t>, std::equal_to<std::int32_t>,
                                HashMemory<std::pair<const std::int32_t, double>>>;
-    // What one path changes in the rules.
+    // The changes of the rules for one path.
     struct Edit {
         FilterList outdated;
-        bool known = false; // the very rule is there: nothing is to be done
+        bool known = false; // this very rule is there: nothing is to be done
         bool add = true;
     };
 
@@ -149,7 +149,7 @@ private:
     FSEntry AddToCache(const wchar_t* path, std::uint64_t size);
     void Count(const FSEntry& entry);
     JudgedFile JudgeEntry(const CString& path, const FSEntry& entry);
-    // Before a recount; false when it was aborted while scans were waited for.
+    // Prepares a recount. Returns false when it was aborted during the wait for scans.
     bool PrepareRecount();
     bool IsAborted() const;
 
@@ -169,10 +169,10 @@ private:
     std::atomic<unsigned __int64> m_totalSize{0}; // changed under m_totalsLock
     std::atomic<bool> m_calculating{false};
     bool m_includeHidden = false;
-    std::shared_ptr<SpinFlag> m_cacheLock; // goes with the cache
+    std::shared_ptr<SpinFlag> m_cacheLock; // shared together with the cache
     SpinFlag m_totalsLock{L"estimate's totals"};
     std::shared_ptr<CSignal> m_abortEvent;
     std::shared_ptr<CSignal> m_stopEvent;
-    std::shared_ptr<ScanTally> m_tally; // goes with the cache
+    std::shared_ptr<ScanTally> m_tally; // shared together with the cache
     std::unique_ptr<DriveScans> m_scans;
 };

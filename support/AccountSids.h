@@ -1,4 +1,4 @@
-// The security identifiers of the accounts that may use what is the product's. Any thread.
+// The security identifiers of the accounts that may use the product's objects. Any thread.
 #pragma once
 
 #include <windows.h>
@@ -10,8 +10,9 @@ struct AccountSid {
     SID* Get() noexcept { return reinterpret_cast<SID*>(bytes); }
 };
 
-// The account that the thread impersonates, or that of the process. False, with a last error, when it cannot be told.
+// Reads the account that the thread impersonates, or that of the process. Returns false, with a last error, when it
+// cannot be read.
 bool CurrentUserSid(AccountSid& user) noexcept;
-// To whom what that account makes belongs by default: of an administrator it may be the group.
+// Reads the default owner of what that account makes: for an administrator it may be the group.
 bool DefaultOwnerSid(AccountSid& owner) noexcept;
 bool WellKnownSid(WELL_KNOWN_SID_TYPE which, AccountSid& sid) noexcept;

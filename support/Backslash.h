@@ -12,7 +12,7 @@ inline CString WithoutBackslash(const CString& path)
 
 inline CString WithBackslash(const CString& path) { return EndsInBackslash(path) ? path : path + L'\\'; }
 
-// The same path with the backslash, or without it.
+// Returns the same path with the backslash if it has none, otherwise without it.
 inline CString OtherSpelling(const CString& path)
 {
     return EndsInBackslash(path) ? WithoutBackslash(path) : path + L'\\';

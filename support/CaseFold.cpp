@@ -85,7 +85,7 @@ bool EndsNoCase(std::wstring_view text, std::wstring_view suffix) noexcept
 
 std::size_t HashNoCase(std::wstring_view text) noexcept
 {
-    // The tables that use it keep no hash on disk.
+    // No table that uses this hash keeps it on disk.
     const UpperTable& table = Table();
     std::uint64_t hash = FoldedHashSeed;
     for (const wchar_t unit : text)

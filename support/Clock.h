@@ -1,4 +1,4 @@
-// The time, as a thing that tests can put another one in place of.
+// The time. Tests replace the clock by another one.
 #pragma once
 
 #include <cstdint>
@@ -7,11 +7,11 @@ class Clock
 {
 public:
     virtual ~Clock() = default;
-    // Seconds since 1970, UTC.
+    // Returns seconds since 1970, UTC.
     virtual std::int64_t Seconds() const = 0;
-    // FILETIME: 100-ns units since 1601, UTC.
+    // Returns a FILETIME: 100-ns units since 1601, UTC.
     virtual std::uint64_t FileTime() const = 0;
 };
 
-// The machine's own time. Any thread.
+// Returns the machine's clock. Any thread.
 const Clock& SystemClock();

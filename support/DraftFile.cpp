@@ -27,7 +27,7 @@ bool IsHexNumber(std::wstring_view text)
     return !text.empty() && text.find_first_not_of(L"0123456789abcdef") == text.npos;
 }
 
-// ~oHEX-HEX.tmp, or the journal that a database keeps beside it.
+// Returns true for ~oHEX-HEX.tmp, and for the journal that a database keeps beside such a file.
 bool IsDraftName(std::wstring_view name)
 {
     TakeFromEnd(name, L"-journal");

@@ -10,16 +10,16 @@
 namespace
 {
 
-// Before each further try; together what a scanner needs for a small file.
+// The pauses before each further try; together, the time that a scanner needs for a small file.
 constexpr DWORD PausesInMs[] = {10, 20, 40, 60, 80};
 constexpr DWORD LargestWrite = 1 << 20;
-// A new file has none of these by itself.
+// A new file has none of these attributes by itself.
 constexpr DWORD KeptAttributes =
     FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_ARCHIVE | FILE_ATTRIBUTE_NOT_CONTENT_INDEXED;
 
 bool IsThere(const CString& path) { return GetFileAttributesW(path) != INVALID_FILE_ATTRIBUTES; }
 
-// Replacing would succeed on some systems; a file marked read-only is meant to stay as it is, and so is a folder.
+// Some systems would replace such a file; but a file that is marked read-only must stay as it is, and so must a folder.
 bool MustStay(const CString& path)
 {
     const DWORD attributes = GetFileAttributesW(path);
@@ -27,7 +27,7 @@ bool MustStay(const CString& path)
            (attributes & (FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_DIRECTORY)) != 0;
 }
 
-// The file itself when the path is a link to it. A path that the system cannot resolve is taken as it is.
+// Returns the target when the path is a link to a file. A path that the system cannot resolve is returned as it is.
 CString ResolveLink(const CString& path)
 {
     const FileHandle file(CreateFileW(SystemPath(path), FILE_READ_ATTRIBUTES,
@@ -40,7 +40,7 @@ CString ResolveLink(const CString& path)
     return length > 0 && length < target.size() ? PlainPath(target.data()) : path;
 }
 
-// What is only in memory would be lost with the power, and the old file with it.
+// A power failure would lose a draft that is only in memory, and the old file with it.
 bool Flush(const CString& path)
 {
     const FileHandle file(CreateFileW(path, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
@@ -48,7 +48,7 @@ bool Flush(const CString& path)
     return file && FlushFileBuffers(file.Get());
 }
 
-// Never a file or a link that is there already.
+// Never opens a file or a link that exists already.
 FileHandle CreateDraft(const CString& path, SECURITY_ATTRIBUTES* access)
 {
     return FileHandle(CreateFileW(path, GENERIC_WRITE, 0, access, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
@@ -70,7 +70,7 @@ bool WriteAll(const FileHandle& file, std::string_view bytes)
     return true;
 }
 
-// The system keeps the access list by itself, and only that. Whoever may not set an owner leaves the draft's.
+// The system itself keeps the access list, and only that. If the account may not set an owner, the draft's owner stays.
 void TakeOver(const CString& target, const CString& draft)
 {
     const DWORD attributes = GetFileAttributesW(target);
@@ -82,8 +82,8 @@ void TakeOver(const CString& target, const CString& draft)
         SetFileSecurityW(draft, OWNER_SECURITY_INFORMATION, owner);
 }
 
-// A file that is held without leave to delete it cannot be replaced. Asked before, since Wine leaves an empty file
-// behind for each replacement that it refuses.
+// Returns true for a file that is open without permission to delete it: it cannot be replaced. The check comes first,
+// because Wine leaves an empty file behind for each replacement that it refuses.
 bool IsHeld(const CString& path)
 {
     const FileHandle file(CreateFileW(path, DELETE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
@@ -100,12 +100,12 @@ bool PutOnce(const CString& draft, const CString& target, DWORD flags)
     switch (GetLastError()) {
     case ERROR_FILE_NOT_FOUND:
     case ERROR_PATH_NOT_FOUND:
-        // A target that has come in the meantime is replaced by the next try.
+        // The next try replaces a target that has come in the meantime.
         return MoveFileExW(draft, target, MOVEFILE_WRITE_THROUGH);
     case ERROR_NOT_SUPPORTED:
     case ERROR_INVALID_FUNCTION:
     case ERROR_CALL_NOT_IMPLEMENTED:
-        // A file system without access lists.
+        // The file system has no access lists.
         return MoveFileExW(draft, target, MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
     default:
         return false;
@@ -141,11 +141,11 @@ bool Put(const CString& draft, const CString& target)
             return false;
         Sleep(pause);
     }
-    // On a share, a user who may change files may not be allowed to set access lists: the content counts more.
+    // On a share, a user who may change files may not be allowed to set access lists: the content is more important.
     return PutOnce(draft, target, REPLACEFILE_IGNORE_MERGE_ERRORS);
 }
 
-// `write` makes the draft, in a file that is there and empty, and is closed after it.
+// Calls `write` to make the draft in an empty file, which is closed afterwards.
 bool ReplaceAt(const CString& plain, SECURITY_ATTRIBUTES* access,
                const std::function<bool(FileHandle& file, const CString& draft)>& write)
 {
@@ -165,7 +165,7 @@ bool ReplaceAt(const CString& plain, SECURITY_ATTRIBUTES* access,
     if (written && Flush(draft) && Put(draft, target))
         return true;
     const DWORD error = GetLastError();
-    // The system can take the old file away before it fails; the draft is then all that is left.
+    // The system can remove the old file before it fails; the draft is then the only copy.
     if (!wasThere || IsThere(target))
         DeleteFileW(draft);
     SetLastError(error);
@@ -177,7 +177,7 @@ bool ReplaceAt(const CString& plain, SECURITY_ATTRIBUTES* access,
 bool ReplaceWhole(const CString& path, const std::function<bool(const CString& draft)>& write)
 {
     return ReplaceAt(ResolveLink(path), nullptr, [&write](FileHandle& file, const CString& draft) {
-        file.Reset(); // the writer opens it by its name
+        file.Reset(); // `write` opens the file by its name
         return write(draft);
     });
 }

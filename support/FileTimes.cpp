@@ -10,7 +10,7 @@ namespace
 {
 
 constexpr NTSTATUS OplockBreakInProgress = 0x00000108; // STATUS_OPLOCK_BREAK_IN_PROGRESS, a success
-// What the system says besides when it refuses because of a sharing mode that the break may change.
+// The system adds this when it refuses because of a sharing mode that the break may change.
 constexpr ULONG_PTR BreakUnderway = 9; // FILE_OPBATCH_BREAK_UNDERWAY
 
 std::uint64_t Value(const FILETIME& time) { return time.dwLowDateTime | std::uint64_t(time.dwHighDateTime) << 32; }
@@ -34,7 +34,7 @@ private:
     const bool m_made;
 };
 
-// Only the system's own call can be told not to wait for an oplock.
+// Opens the file with the system's own call: no other call can be told not to wait for an oplock.
 FileHandle OpenWithoutWaiting(const wchar_t* path, bool isDirectory, bool& held)
 {
     NtPath name(SystemPath(path));

@@ -1,4 +1,4 @@
-// Writing to a file, as a thing that tests can make fail at a chosen call.
+// Writes to a file. Tests replace it by one that fails at a chosen call.
 #pragma once
 
 #include <windows.h>
@@ -7,11 +7,11 @@ class FileWriter
 {
 public:
     virtual ~FileWriter() = default;
-    // False, or fewer bytes than asked for, when the file could not take them.
+    // Returns false, or writes fewer bytes than asked for, when the file could not take them.
     virtual bool Write(HANDLE file, const void* bytes, DWORD count, DWORD* written)
     {
         return WriteFile(file, bytes, count, written, nullptr) != FALSE;
     }
-    // False when what was written may not be on the disk.
+    // Returns false when the written bytes may not be on the disk.
     virtual bool Flush(HANDLE file) { return FlushFileBuffers(file) != FALSE; }
 };

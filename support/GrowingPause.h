@@ -1,4 +1,4 @@
-// When to ask again what has failed again and again: after a pause that grows. Portable. One thread at a time.
+// A growing pause before the next try of an operation that fails repeatedly. Portable. One thread at a time.
 #pragma once
 
 #include <chrono>
@@ -8,7 +8,8 @@ class GrowingPause
 public:
     using Time = std::chrono::steady_clock::time_point;
 
-    // No pause before this many failures; then `first`, and twice as long each time, up to `longest`.
+    // There is no pause before this many failures. Then the pause is `first`, and twice as long each time, up to
+    // `longest`.
     constexpr GrowingPause(int failures, std::chrono::seconds first, std::chrono::seconds longest)
         : m_mostFailures(failures),
           m_first(first),
@@ -17,8 +18,8 @@ public:
     }
 
     bool IsRunning(Time now) const { return now < m_until; }
-    // Returns the pause that begins, or 0. A failure while one runs, of what had begun before, counts for nothing.
-    // After a pause, one more failure is enough for the next one.
+    // Returns the pause that begins, or 0. A failure during a pause is of an operation that began before it, and does
+    // not count. After a pause, one more failure is enough for the next one.
     std::chrono::seconds Fail(Time now)
     {
         if (IsRunning(now) || ++m_failures < m_mostFailures)

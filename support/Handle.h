@@ -1,6 +1,6 @@
 /// @file
-/// Handles that close themselves. The invalid value is part of the type: files
-/// fail with INVALID_HANDLE_VALUE, everything else with null.
+/// Handles that close themselves. The type knows the invalid value: INVALID_HANDLE_VALUE for files, null for everything
+/// else.
 #pragma once
 
 #include <windows.h>
@@ -12,29 +12,30 @@ template <typename Traits>
 class BasicHandle
 {
 public:
-    /// No handle.
+    /// Holds no handle.
     BasicHandle() noexcept = default;
-    /// Takes it over.
+    /// Takes ownership of the handle.
     explicit BasicHandle(HANDLE handle) noexcept : m_handle(handle) {}
-    /// Takes it from the other one.
+    /// Takes the handle from `other`.
     BasicHandle(BasicHandle&& other) noexcept : m_handle(other.Detach()) {}
-    /// Closes its own, and takes that of the other one.
+    /// Closes its own handle, and takes the one of `other`.
     BasicHandle& operator=(BasicHandle&& other) noexcept
     {
         Reset(other.Detach());
         return *this;
     }
-    /// Closes it.
+    /// Closes the handle.
     ~BasicHandle() { Reset(); }
 
-    /// True when it holds one.
+    /// Returns true when it holds a handle.
     explicit operator bool() const noexcept { return m_handle != Traits::Invalid(); }
-    /// It stays with the object.
+    /// Returns the handle; ownership is retained.
     HANDLE Get() const noexcept { return m_handle; }
-    /// It belongs to the caller now.
+    /// Returns the handle; the caller owns it now.
     HANDLE Detach() noexcept { return std::exchange(m_handle, Traits::Invalid()); }
 
-    /// Closing keeps the thread's last error, so that a failure can be reported after it.
+    /// Closes the handle and takes the new one. Closing keeps the thread's last error, so that a failure can be
+    /// reported after it.
     void Reset(HANDLE handle = Traits::Invalid()) noexcept
     {
         const HANDLE old = std::exchange(m_handle, handle);
@@ -49,25 +50,25 @@ private:
     HANDLE m_handle = Traits::Invalid();
 };
 
-/// Processes, threads, events and whatever fails with null.
+/// Processes, threads, events and other handles whose functions fail with null.
 struct KernelHandleTraits {
-    /// The value that is no handle.
+    /// Returns the value that is no handle.
     static HANDLE Invalid() noexcept { return nullptr; }
-    /// Gives it back to the system.
+    /// Closes the handle.
     static void Close(HANDLE handle) noexcept { CloseHandle(handle); }
 };
-/// Files, and whatever fails with INVALID_HANDLE_VALUE.
+/// Files and other handles whose functions fail with INVALID_HANDLE_VALUE.
 struct FileHandleTraits {
-    /// The value that is no handle.
+    /// Returns the value that is no handle.
     static HANDLE Invalid() noexcept { return INVALID_HANDLE_VALUE; }
-    /// Gives it back to the system.
+    /// Closes the handle.
     static void Close(HANDLE handle) noexcept { CloseHandle(handle); }
 };
 /// Searches for files.
 struct FindHandleTraits {
-    /// The value that is no handle.
+    /// Returns the value that is no handle.
     static HANDLE Invalid() noexcept { return INVALID_HANDLE_VALUE; }
-    /// Gives it back to the system.
+    /// Closes the handle.
     static void Close(HANDLE handle) noexcept { FindClose(handle); }
 };
 
@@ -78,5 +79,5 @@ using FileHandle = BasicHandle<FileHandleTraits>;
 /// A search for files.
 using FindHandle = BasicHandle<FindHandleTraits>;
 
-/// True when the thread or event behind the handle is set now.
+/// Returns true when the thread or event behind the handle is set now.
 inline bool IsSignalled(HANDLE handle) noexcept { return WaitForSingleObject(handle, 0) == WAIT_OBJECT_0; }

@@ -25,7 +25,7 @@ bool IsOwnedByTrusted(HANDLE handle) noexcept
     if (!GetKernelObjectSecurity(handle, OWNER_SECURITY_INFORMATION, memory, sizeof memory, &needed) ||
         !GetSecurityDescriptorOwner(memory, &owner, &defaulted))
         return false;
-    // What belongs to nobody may be anybody's.
+    // An object without an owner may be anybody's.
     if (IsTrustedAccount(owner))
         return true;
     SetLastError(ERROR_INVALID_OWNER);

@@ -16,7 +16,7 @@ unsigned ByteAt(std::string_view text, std::size_t place) noexcept
     return place < text.size() ? static_cast<unsigned char>(text[place]) : 0;
 }
 
-// Decodes the character of up to three bytes that begins at the place. Harmful characters are no longer than that.
+// Decodes the character of up to three bytes that begins here. No harmful character is longer.
 struct Decoded {
     unsigned unit;
     std::size_t bytes;

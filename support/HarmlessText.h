@@ -1,4 +1,4 @@
-// Texts that other users have chosen, such as names of files, on their way to a terminal, a log or a program. Any
+// Makes texts that other users have chosen, such as names of files, safe for a terminal, a log or a program. Any
 // thread.
 #pragma once
 
@@ -13,6 +13,6 @@ bool IsHarmfulUnit(wchar_t unit) noexcept;
 // terminal.
 std::wstring HarmlessText(std::wstring_view text);
 
-// Escapes the harmful units of a JSON text in UTF-8 as \uXXXX. The text, which must be on one line, means the same:
-// harmful units stand in its strings only.
+// Escapes the harmful units of a JSON text in UTF-8 as \uXXXX. The text must be on one line. Its meaning stays, because
+// harmful units are in its strings only.
 std::string HarmlessJson(std::string_view json);

@@ -1,8 +1,9 @@
 /// @file
-/// Memory for the hash tables, which by themselves do not ask whether they got any, or end the process when not.
+/// Memory for the hash tables. By themselves they do not check whether they got memory, or they end the process when
+/// they got none.
 ///
-/// A table that grows stays as it was when that throws. Its clear() does not: it gives its memory back before it asks
-/// for new. Use EmptyTable.
+/// A table that grows stays as it was when the allocation throws. Its clear() does not: it frees its memory before it
+/// allocates new memory. Use EmptyTable.
 #pragma once
 
 #include <sparsehash/internal/libc_allocator_with_realloc.h>
@@ -10,26 +11,26 @@
 #include <exception>
 #include <new>
 
-/// The memory of a table, which throws where there is none.
+/// An allocator that throws when memory runs out.
 template <typename T>
 struct HashMemory : google::libc_allocator_with_realloc<T> {
-    /// Where the memory comes from.
+    /// The allocator that provides the memory.
     using Base = google::libc_allocator_with_realloc<T>;
-    /// The same for another type.
+    /// Names this allocator for another type.
     template <typename U>
     struct rebind {
-        /// That memory.
+        /// The allocator for that type.
         using other = HashMemory<U>;
     };
 
     HashMemory() = default;
     template <typename U>
-    /// It has no state.
+    /// Copies nothing: the allocator has no state.
     HashMemory(const HashMemory<U>&)
     {
     }
 
-    /// Throws std::bad_alloc.
+    /// Returns memory, or throws std::bad_alloc.
     typename Base::pointer allocate(typename Base::size_type count, typename Base::const_pointer = nullptr)
     {
         const typename Base::pointer memory = Base::allocate(count);
@@ -39,7 +40,7 @@ struct HashMemory : google::libc_allocator_with_realloc<T> {
     }
 };
 
-/// Empties a dense table, and gives its memory back where a small one can be had.
+/// Empties a dense table, and frees its memory where a small table can be allocated instead.
 template <typename Table>
 void EmptyTable(Table& table) noexcept
 {
@@ -48,6 +49,6 @@ void EmptyTable(Table& table) noexcept
         Table fresh(table);
         table.swap(fresh);
     } catch (const std::exception&) {
-        // It keeps what it has.
+        // The table keeps the memory that it has.
     }
 }

@@ -28,7 +28,7 @@ std::uint32_t FinalMix(std::uint32_t h)
     return h ^ (h >> 16);
 }
 
-// The bytes that are left after the last whole block, as one little-endian word.
+// Returns the bytes after the last whole block, as one little-endian word.
 std::uint32_t Tail(const unsigned char* bytes, std::size_t count)
 {
     std::uint32_t value = 0;
@@ -37,7 +37,7 @@ std::uint32_t Tail(const unsigned char* bytes, std::size_t count)
     return value;
 }
 
-// The units of a text as 16-bit words, whatever wchar_t is.
+// The units of a text as 16-bit words, whatever the size of wchar_t.
 class Units
 {
 public:
@@ -51,7 +51,7 @@ public:
 
 private:
     std::size_t m_count;
-    std::array<std::uint16_t, 320> m_near; // a path of the usual length needs no allocation
+    std::array<std::uint16_t, 320> m_near; // a path of usual length needs no allocation
     std::vector<std::uint16_t> m_far;
 };
 

@@ -11,7 +11,7 @@ CallerTokenScope::CallerTokenScope()
 
 CallerTokenScope::~CallerTokenScope()
 {
-    // Null takes the thread back to the rights of its process: only a thread that came with them may leave with them.
+    // Null gives the thread the rights of its process: only a thread that came with them may leave with them.
     if (m_token || m_hadNone)
         SetThreadToken(nullptr, m_token.Get());
 }

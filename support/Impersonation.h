@@ -1,11 +1,11 @@
-// Whose rights a thread works with.
+// The rights that a thread works with.
 #pragma once
 
 #include "support/Handle.h"
 
-// Gives the calling thread back the token that it came with: an exported operation works with other rights
-// on its way, but must not leave them to its caller. A token that cannot be read cannot be given back; the thread then
-// keeps the one it has, and never ends up with the rights of the process.
+// Gives the calling thread its token back at the end of the scope: an exported operation works with other rights, but
+// must not leave them to its caller. A token that cannot be read cannot be given back. The thread then keeps the token
+// that it has at the end; it never gets the rights of the process.
 class CallerTokenScope
 {
 public:
@@ -19,5 +19,5 @@ private:
     bool m_hadNone = false;
 };
 
-// Takes the user's rights for the calling thread, which keeps them. True for a null token, too.
+// Gives the calling thread the rights of the user; it keeps them. Returns true for a null token, too.
 bool ImpersonateUser(HANDLE token);

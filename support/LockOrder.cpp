@@ -45,8 +45,8 @@ std::wstring Place(const void* site)
     return path.substr(path.rfind(L'\\') + 1) + offset;
 }
 
-// The check itself. Everything is reached through virtual calls, so that all modules use the code and
-// the data of the one that made it.
+// The check itself. All calls are virtual, so that every module uses the code and the data of the module that made the
+// object.
 class Graph
 {
 public:
@@ -176,8 +176,9 @@ private:
     std::vector<std::wstring> m_reports;
 };
 
-// The first module of the process publishes its graph in a small block of shared memory that carries the
-// process's number; the others find it there. Block and graph live as long as the process.
+// Returns the check that all modules share. The first module of the process publishes its graph in a small block of
+// shared memory that has the process's number in its name; the others find it there. Block and graph live as long as
+// the process.
 Graph* Shared()
 {
     static Graph* const graph = [] {
@@ -185,7 +186,7 @@ Graph* Shared()
         _snwprintf(name, 64, L"OrbLockOrder-%lu", GetCurrentProcessId());
         const HANDLE mapping = CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 64, name);
         auto* slot = static_cast<Graph* volatile*>(MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, 64));
-        // Never destroyed, and not from the heap: a test may refuse memory before a module takes its first lock.
+        // Never destroyed, and not on the heap: a test may let allocations fail before a module takes its first lock.
         alignas(Graph) static std::byte room[sizeof(Graph)];
         auto* mine = new (room) Graph;
         const PVOID theirs = InterlockedCompareExchangePointer(reinterpret_cast<PVOID volatile*>(slot), mine, nullptr);

@@ -1,13 +1,12 @@
 /// @file
-/// The one order in which locks are taken, and the check that it is kept.
+/// The one order in which locks are taken, and the check of this order.
 ///
-/// Built with ORB_LOCK_ORDER, every RankedSection tells this check when it is
-/// entered and left; a wait for a thread counts like a lock that the waited-for
-/// thread holds all its life. The check reports the first time that
-///  - a lock of a lower rank is asked for while one of a higher rank is held, or
-///  - two locks (or more, or threads) are found to wait for each other in a circle,
-/// even if nothing ever stopped: one thread doing it both ways is enough. Without
-/// ORB_LOCK_ORDER all of it is empty.
+/// In a build with ORB_LOCK_ORDER, every RankedSection reports to this check when a thread enters and leaves it. A wait
+/// for a thread counts like a lock that the waited-for thread holds all its life. The check reports the first time that
+///  - a thread asks for a lock of a lower rank while it holds one of a higher rank, or
+///  - two locks or threads, or more, could wait for each other in a circle.
+/// No thread needs to stop for that: one thread that takes the locks both ways is enough. Without ORB_LOCK_ORDER the
+/// check is empty.
 ///
 /// All modules of a process share one check. Any thread.
 #pragma once
@@ -15,7 +14,7 @@
 #include <string>
 #include <vector>
 
-/// Outermost first. Locks of the same rank are told apart by the circle test.
+/// The ranks, the outermost first. The circle test checks locks of the same rank against each other.
 enum class LockRank : int {
     Lifecycle = 0,
     HandOut = 1,
@@ -34,23 +33,24 @@ enum class LockRank : int {
     HandlerLink = 14,
     Leaf = 15,
     Log = 16,
-    Unranked = 99, ///< judged by the circle test alone
+    Unranked = 99, ///< only the circle test applies
 };
 
 namespace LockOrder
 {
 
 #ifdef ORB_LOCK_ORDER
-/// Tells that the calling thread is about to enter the lock. `name` names the kind of lock; it must live as long as the
-/// process.
+/// Reports that the calling thread is about to enter the lock. `name` names the kind of lock; it must live as long as
+/// the process.
 void Entering(const void* lock, LockRank rank, const wchar_t* name, const void* site) noexcept;
-/// Tells that the lock is not held any more.
+/// Reports that the lock is not held any more.
 void Left(const void* lock) noexcept;
-/// What was found since the last Clear, one text each.
+/// Returns the findings since the last Clear, one text each.
 std::vector<std::wstring> Reports();
-/// Forgets what was found.
+/// Forgets the findings.
 void Clear();
-/// True inside the check itself, which has no way to go on without memory: who refuses memory leaves it alone.
+/// Returns true inside the check itself. The check cannot go on without memory: code that lets allocations fail must
+/// not do so there.
 bool IsAtWork();
 #else
 inline void Entering(const void*, LockRank, const wchar_t*, const void*) noexcept {}
@@ -60,7 +60,7 @@ inline void Clear() {}
 inline bool IsAtWork() { return false; }
 #endif
 
-/// Says that the calling thread waits for the thread that is known by this name.
+/// Reports, while it lives, that the calling thread waits for the thread with this name.
 class WaitScope
 {
 public:
@@ -74,7 +74,7 @@ public:
     WaitScope& operator=(const WaitScope&) = delete;
 };
 
-/// Says that the calling thread is the one that others wait for by this name.
+/// Reports, while it lives, that the calling thread is the one that others wait for by this name.
 using ThreadScope = WaitScope;
 
 } // namespace LockOrder

@@ -1,4 +1,4 @@
-// Reading numbers out of text.
+// Conversion of text to numbers.
 #pragma once
 
 #include <algorithm>
@@ -8,9 +8,9 @@
 #include <string>
 #include <string_view>
 
-// Leading white space, a sign, decimal digits; what follows is ignored and no digits read as 0. A number
-// that does not fit is cut to its low 32 bits, never saturated: serial numbers are written signed and
-// unsigned alike. Any thread.
+// Reads leading white space, a sign and decimal digits, and ignores what follows. Returns 0 without digits. A number
+// that does not fit is cut to its low 32 bits, not saturated: serial numbers are written signed and unsigned alike. Any
+// thread.
 inline std::int32_t ToInt32(std::wstring_view text) noexcept
 {
     std::size_t at = 0;
@@ -25,8 +25,8 @@ inline std::int32_t ToInt32(std::wstring_view text) noexcept
     return static_cast<std::int32_t>(negative ? 0u - value : value);
 }
 
-// Leading white space, a sign, digits with a point among them, an exponent; what follows is ignored, and what is no
-// number reads as 0. The decimal point is a point in every locale. One that is too large is infinite.
+// Reads leading white space, a sign, digits with a point among them and an exponent, and ignores what follows. Returns
+// 0 when there is no number, and infinity when the number is too large. The decimal point is a point in every locale.
 inline double ToDouble(std::wstring_view text)
 {
     const std::size_t begin = std::min(text.find_first_not_of(L" \t\n\v\f\r"), text.size());

@@ -1,10 +1,9 @@
-// What a file, folder or pipe of the product is created with: only the user it is
-// created for may read and write it, and the system and its administrators, who could
-// help themselves to it anyway; nothing is inherited from the folder. Where that cannot
-// be set up, the folder's own list holds.
+// The access list for a new file, folder or pipe of the product: only its user may read and write it, and the system
+// and its administrators, who could give themselves access anyway. Nothing is inherited from the folder. When the list
+// cannot be made, the folder's own list applies.
 //
-// One object serves any number of creations, and must live while they run. It is for
-// the user whom the thread impersonates when the object is made.
+// One object serves any number of creations, and must live while they run. The user is the one whom the thread
+// impersonates when the object is made.
 #pragma once
 
 #include <windows.h>
@@ -14,14 +13,14 @@
 class OwnerAccess
 {
 public:
-    // What all other accounts may do.
+    // The rights of all other accounts.
     enum class Others { MayDoNothing, MayRead };
 
     explicit OwnerAccess(Others others = Others::MayDoNothing) noexcept;
     OwnerAccess(const OwnerAccess&) = delete;
     OwnerAccess& operator=(const OwnerAccess&) = delete;
 
-    // Null when the folder's own list holds.
+    // Returns null when the folder's own list applies.
     SECURITY_ATTRIBUTES* Attributes() noexcept { return m_made ? &m_attributes : nullptr; }
 
 private:

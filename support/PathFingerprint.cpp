@@ -79,7 +79,7 @@ const Secret& OfThisProcess()
 PathFingerprint SipHash128(std::span<const std::byte> bytes, std::uint64_t firstSecret, std::uint64_t secondSecret)
 {
     SipState state(firstSecret, secondSecret);
-    std::uint64_t word = std::uint64_t(bytes.size()) << 56; // of the last word: what no whole word holds
+    std::uint64_t word = std::uint64_t(bytes.size()) << 56; // the last word: the bytes that no whole word holds
     for (; bytes.size() >= sizeof word; bytes = bytes.subspan(sizeof word)) {
         std::uint64_t whole;
         std::memcpy(&whole, bytes.data(), sizeof whole);
@@ -94,7 +94,7 @@ PathFingerprint SipHash128(std::span<const std::byte> bytes, std::uint64_t first
 PathFingerprint FingerprintOf(std::wstring_view path)
 {
     const std::uint16_t* const upper = UpperUnits();
-    std::array<std::uint16_t, 320> near; // a path of the usual length needs no allocation
+    std::array<std::uint16_t, 320> near; // a path of usual length needs no allocation
     std::vector<std::uint16_t> far;
     if (path.size() > near.size())
         far.resize(path.size());

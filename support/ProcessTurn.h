@@ -1,7 +1,6 @@
-// The turn of one process, and of one thread in it, at something that processes
-// share. It is a named mutex, and is given back by the object's end, on the
-// thread that took it. A process that ends inside gives it back, too: whoever
-// comes next must be able to go on from what it finds.
+// The turn of one process, and of one thread in it, at something that processes share: a named mutex. The destructor
+// gives it back, on the thread that took it. A process that ends with the turn gives it back, too: the next one must be
+// able to go on from what it finds.
 #pragma once
 
 #include "mfc/CString.h"
@@ -11,7 +10,7 @@
 class ProcessTurn
 {
 public:
-    // Waits for the turn, at most so long.
+    // Waits for the turn, at most this long.
     ProcessTurn(const CString& name, DWORD milliseconds)
     {
         SharedAccess everyone;
@@ -27,7 +26,7 @@ public:
     ProcessTurn(const ProcessTurn&) = delete;
     ProcessTurn& operator=(const ProcessTurn&) = delete;
 
-    // False when the time ran out, or the system refused the mutex.
+    // Returns false when the time ran out, or the system refused the mutex.
     explicit operator bool() const { return m_mine; }
 
 private:

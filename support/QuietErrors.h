@@ -1,5 +1,5 @@
-// No boxes of the system on this thread as long as the object lives: a drive without
-// a medium must not stop a service until somebody presses a key.
+// Keeps the system from showing message boxes on this thread for as long as the object lives: a drive without a medium
+// must not stop a service until a user presses a key.
 #pragma once
 
 #include <windows.h>

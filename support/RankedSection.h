@@ -17,13 +17,13 @@ public:
     {
     }
 
-    /// Tells the check, and waits until nobody else is inside.
+    /// Reports to the check, and waits until no other thread is inside.
     void Lock() override
     {
         LockOrder::Entering(this, m_rank, m_name, __builtin_return_address(0));
         CCriticalSection::Lock();
     }
-    /// Leaves it, and tells the check.
+    /// Leaves the section, and reports to the check.
     void Unlock() override
     {
         CCriticalSection::Unlock();

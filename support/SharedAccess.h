@@ -1,6 +1,5 @@
-// What a named kernel object is created with when other processes open it by its
-// name: a null access-control list. A service and a program of the signed-in user
-// run under different accounts, and the default list would keep one of them out.
+// The access for a named kernel object that other processes open by its name: a null access-control list. A service and
+// a program of the signed-in user run under different accounts, and the default list would keep one of them out.
 //
 // One object serves any number of creations, and must live while they run.
 #pragma once

@@ -10,7 +10,7 @@ constexpr std::wstring_view SharePrefix = L"\\\\?\\UNC\\";
 
 bool IsLetter(wchar_t unit) { return (unit >= L'A' && unit <= L'Z') || (unit >= L'a' && unit <= L'z'); }
 
-// A backslash at the end is allowed.
+// Returns true when no name needs the system's rewriting. A backslash at the end is allowed.
 bool NamesStandAsTheyAre(std::wstring_view names)
 {
     while (!names.empty()) {

@@ -19,7 +19,7 @@ bool Refuse(DWORD error)
 
 CString FolderOf(const CString& path) { return path.Left(path.ReverseFind(L'\\')); }
 
-// The last name of the path under which the system has opened the file; empty when it does not tell.
+// Returns the last name of the path under which the system has opened the file; empty when the system does not tell.
 std::wstring OpenedName(HANDLE file)
 {
     std::wstring path(MAX_PATH, L'\0');
@@ -38,7 +38,7 @@ bool IsLink(HANDLE file, const CString& path, const BY_HANDLE_FILE_INFORMATION& 
 {
     if (information.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT)
         return true;
-    // Wine follows links although it is asked not to. The names of the product's files have no short form.
+    // Wine follows links although it is told not to. The names of the product's files have no short form.
     const std::wstring name = OpenedName(file);
     return !name.empty() &&
            !EqualNoCase(name, path.View().substr(static_cast<std::size_t>(path.ReverseFind(L'\\') + 1)));
@@ -77,7 +77,7 @@ FileHandle OpenTrusted(const CString& path, DWORD access, DWORD share, SECURITY_
 {
     if (!IsTrustedFolder(FolderOf(path)))
         return {};
-    // Opening and creating are two calls: one call for both would make the file that a link without a target names.
+    // Opening and creating are two calls: a single call would make the file that a link without a target names.
     for (int attempt = 0;; ++attempt) {
         if (disposition != CREATE_NEW) {
             FileHandle file = OpenExisting(path, access, share);
@@ -85,11 +85,11 @@ FileHandle OpenTrusted(const CString& path, DWORD access, DWORD share, SECURITY_
                 return file;
         }
         FileHandle file = Open(path, access, share, attributes, CREATE_NEW);
-        // Another process may have made it in between.
+        // Another process may have made the file in between.
         if (file || disposition == CREATE_NEW || GetLastError() != ERROR_FILE_EXISTS)
             return file;
         if (attempt == 1) {
-            SetLastError(LinkMet); // there, and not to be found: a link without a target
+            SetLastError(LinkMet); // it exists and cannot be found: a link without a target
             return {};
         }
     }
@@ -105,7 +105,7 @@ bool IsTrustedFolder(const CString& folder)
         return false;
     if (!(information.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY))
         return Refuse(ERROR_DIRECTORY);
-    // Wine follows a link to a folder although it is asked not to, and shows it by its name alone.
+    // Wine follows a link to a folder although it is told not to, and shows the link only when asked by name.
     if ((information.dwFileAttributes | GetFileAttributesW(path)) & FILE_ATTRIBUTE_REPARSE_POINT)
         return Refuse(LinkMet);
     return IsOwnedByTrusted(opened.Get());

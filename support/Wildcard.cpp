@@ -6,7 +6,7 @@
 
 bool MatchWildcard(std::wstring_view pattern, std::wstring_view text) noexcept
 {
-    // Going back to the last star only is enough, and keeps hostile patterns cheap.
+    // It is enough to go back to the last star, which keeps hostile patterns cheap.
     constexpr auto none = std::wstring_view::npos;
     std::size_t p = 0, t = 0, star = none, resume = 0;
     while (t < text.size()) {

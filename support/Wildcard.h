@@ -6,5 +6,5 @@
 
 bool MatchWildcard(std::wstring_view pattern, std::wstring_view text) noexcept;
 
-// The ";"-separated patterns of a list, tried in turn; empty ones match nothing.
+// Tries the ";"-separated patterns of a list in turn; empty patterns match nothing.
 bool MatchAnyWildcard(std::wstring_view patterns, std::wstring_view text) noexcept;

@@ -1,8 +1,7 @@
-// Takes off the token that the calling thread impersonates somebody with, and puts
-// it back at the end of the scope.
+// Takes off the token with which the calling thread impersonates a user, and puts it back at the end of the scope.
 //
-// The files of the product belong to the account of the process; a thread that
-// acts for the signed-in user may lack the right to open them.
+// The files of the product belong to the account of the process; a thread that acts for the signed-in user may lack the
+// right to open them.
 #pragma once
 
 #include "support/Handle.h"
@@ -13,7 +12,7 @@ public:
     WithoutThreadToken() noexcept
     {
         HANDLE token = nullptr;
-        // Opened with the process's rights: the user may not even open his own.
+        // Opened with the process's rights: the user may lack the right to open even his own token.
         if (OpenThreadToken(GetCurrentThread(), TOKEN_IMPERSONATE, TRUE, &token))
             m_token.Reset(token);
         if (m_token && !RevertToSelf())

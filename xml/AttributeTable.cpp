@@ -8,12 +8,12 @@
 namespace
 {
 
-// Up to here looking at all of them is faster than any order.
+// Up to this number, a look at all of them is faster than a sorted search.
 constexpr std::size_t kFew = 16;
 
 bool IsQuote(wchar_t unit) { return unit == L'"' || unit == L'\''; }
 
-// One look for each of very many units.
+// A table, because very many units are tested.
 constexpr auto kEndsAttributeName = [] {
     std::array<bool, 128> ends = {};
     for (wchar_t unit = 0; unit < 128; ++unit)
@@ -70,8 +70,7 @@ void AttributeTable::Read(std::wstring_view head)
     SortWhenMany();
 }
 
-// Files from the field hold attributes without a value and without quotation
-// marks: these are read as far as they make sense.
+// Files from the field have attributes without a value and without quotation marks: these are read as far as possible.
 void AttributeTable::ReadOne(std::wstring_view head, std::size_t& at)
 {
     const std::size_t start = at;
@@ -122,7 +121,7 @@ void AttributeTable::SortWhenMany()
 {
     if (m_attributes.size() <= kFew)
         return;
-    // Stable, so that of twins the first in the text stays the first.
+    // A stable sort: of attributes with the same name, the first in the text stays first.
     std::ranges::stable_sort(m_attributes, {}, &Attribute::name);
     m_sorted = true;
 }

@@ -1,8 +1,7 @@
-// The attributes of one start tag, cut once and then looked up by name.
+// The attributes of one start tag, cut once and then found by name.
 //
-// A tag is read once however many attributes are asked for and in whatever
-// order. The texts stay where they are: the table holds views, which end with
-// the text. One object belongs to one thread and is used again for the next tag.
+// A tag is read once, however many attributes are asked for, in any order. The texts are not copied: the table holds
+// views, which are valid as long as the text. One object belongs to one thread and is used again for the next tag.
 #pragma once
 
 #include <cstddef>
@@ -13,24 +12,24 @@
 class AttributeTable
 {
 public:
-    // `head` is a start tag without its closing ">" or "/>".
+    // Reads a start tag without its closing ">" or "/>".
     void Read(std::wstring_view head);
     void Clear();
 
     struct Value {
-        std::wstring_view text; // as it stands there; null data when there is none
-        bool plain = true;      // it holds no "&"
+        std::wstring_view text; // as it is in the tag; null data when there is none
+        bool plain = true;      // it has no "&"
     };
 
-    // Of twins the first one counts.
+    // Returns the value of the attribute; of two attributes with the same name the first one counts.
     Value Find(std::wstring_view name) const;
 
-    // Every attribute has a quoted value, white space before it and no twin.
+    // Returns true when every attribute has a quoted value, white space before it, and a name of its own.
     bool IsWellFormed() const { return m_wellFormed && !HasTwins(); }
 
 private:
     struct Attribute {
-        std::uint32_t mark; // tells nearly all names apart without looking at the text
+        std::uint32_t mark; // tells nearly all names apart without a look at the text
         std::wstring_view name;
         Value value;
     };

@@ -8,7 +8,7 @@ namespace
 
 std::wstring_view ViewOf(const wchar_t* text) { return text ? std::wstring_view(text) : std::wstring_view(); }
 
-// What stands between a CDATA section's brackets.
+// Returns the content of a CDATA section.
 std::wstring_view CDataContent(std::wstring_view section)
 {
     constexpr std::size_t opening = 9; // <![CDATA[
@@ -16,7 +16,7 @@ std::wstring_view CDataContent(std::wstring_view section)
     return section.substr(opening, section.size() - opening - closing);
 }
 
-// The direct text in what follows a start tag.
+// Returns the element's own text from the content behind its start tag.
 std::wstring DirectText(std::wstring_view content)
 {
     std::wstring text;
@@ -44,8 +44,8 @@ std::wstring DirectText(std::wstring_view content)
 namespace
 {
 
-// Bytes in UTF-8, units in UTF-16. A document takes several times that in memory, and whoever may write a file of rules
-// could take all of it.
+// Bytes in UTF-8, units in UTF-16. A document takes several times as much memory, so that a user who may write a file
+// of rules could use up all of it.
 constexpr std::size_t kLongestDocument = 256 * 1024 * 1024;
 
 } // namespace

@@ -1,11 +1,9 @@
-// CMarkup: a small XML document, held as one string of 16-bit units with an
-// index of its elements and a cursor over it.
+// CMarkup: a small XML document, held as one string of 16-bit units with an index of its elements and a cursor.
 //
-// It reads and writes what the selection, statistics and pending-list files
-// hold. There are no namespaces, no validation and no entity declarations.
-// Nothing throws, except on lack of memory. One object belongs to one thread at
-// a time, also for the const members, which keep what they found; objects share
-// nothing. One that was moved from can only be assigned to or destroyed.
+// It reads and writes the contents of the selection, statistics and pending-list files. There are no namespaces, no
+// validation and no entity declarations. Nothing throws, except when memory runs out. One object belongs to one thread
+// at a time, also for the const members, which keep what they found; objects share nothing. An object that was moved
+// from can only be assigned to or destroyed.
 #pragma once
 
 #include "mfc/CString.h"
@@ -23,70 +21,65 @@ public:
     CMarkup(CMarkup&&) noexcept;
     CMarkup& operator=(CMarkup&&) noexcept;
 
-    // Reads and parses a file. False only when it cannot be opened; GetResult
-    // says why, the document is empty, and there is no parse error as nothing was
-    // parsed. A document with errors is there as far as it could be indexed: the
-    // elements that were open at the first error end there. A file that cannot be
-    // read whole, or is too long, is an empty document.
+    // Reads and parses a file. Returns false only when it cannot be opened: GetResult then says why, the document is
+    // empty, and there is no parse error, because nothing was parsed. A document with errors is kept as far as it could
+    // be indexed: the elements that were open at the first error end there. A file that cannot be read whole, or is too
+    // long, gives an empty document.
     bool Load(const wchar_t* path);
-    // Writes the document in the encoding it was loaded in; UTF-8 without a mark
-    // otherwise. The file is written in place. GetResult then tells of the writing.
+    // Writes the document in place, in the encoding in which it was loaded, otherwise in UTF-8 without a mark.
+    // GetResult then reports on the writing.
     bool Save(const wchar_t* path);
-    // The document as a file would hold it, in the encoding it was loaded in. False when that encoding cannot hold the
-    // text, such that reading it again would give another one.
+    // Encodes the document as a file would hold it, in the encoding in which it was loaded. Returns false when that
+    // encoding cannot hold the text, so that reading it again would give another text.
     bool Encode(std::string& bytes) const;
-    // Takes and parses a text. False when it does not parse without an error.
+    // Takes and parses a text. Returns false when it has a parse error.
     bool SetDoc(const wchar_t* text);
     bool SetDoc(const CString& text);
-    // Whole and current; good until the next edit. After edits this joins the text
-    // again, which costs the document's length.
+    // Returns the whole, current text; valid until the next edit. After edits this call joins the text again, which
+    // costs the document's length.
     const CString& GetDoc() const;
 
-    // What the last load and parse, or the last save, had to say, for people; empty
-    // when there is nothing.
+    // Returns the message for people of the last load and parse, or of the last save; empty when there is none.
     const CString& GetResult() const;
-    // The error of the last parse alone; empty when it was good.
+    // Returns the error of the last parse alone; empty when there was none.
     const CString& GetParseError() const;
 
-    // The cursor goes back to the top of the document.
+    // Moves the cursor back to the top of the document.
     void ResetPosition();
-    // The next child of the current parent with this name (exact, by unit).
+    // Moves the cursor to the next child of the current parent with this name (exact, by unit).
     bool FindElement(const wchar_t* name);
-    // Into the current element; false when there is none.
+    // Moves the cursor into the current element; returns false when there is none.
     bool EnterElement();
-    // Out of the current parent, which becomes the current element again.
+    // Moves the cursor out of the current parent, which becomes the current element again.
     bool LeaveElement();
 
-    // Decoded; empty when there is no such attribute or no current element.
+    // Returns the decoded value; empty when there is no such attribute or no current element.
     CString GetAttribute(const wchar_t* name) const;
-    // The same without a string of its own, for those who read very many; good
-    // until the next call of any kind.
+    // Returns the same without a string of its own, for callers that read very many; valid until the next call of any
+    // kind.
     std::wstring_view GetAttributeView(std::wstring_view name) const;
-    // The current element's own text and CDATA, decoded and joined.
+    // Returns the current element's own text and CDATA, decoded and joined.
     CString GetElementText() const;
-    // The current element's markup as it stands, from its first to its last unit.
+    // Returns the current element's markup as it is, from its first to its last unit.
     CString GetElementMarkup() const;
 
-    // Edits leave every other unit of the document as it is, and cost what is
-    // edited, not the document. They are refused, with nothing changed, where the
-    // document's end or an error in its tags leaves the place in doubt: in a
+    // Edits leave every other unit of the document as it is, and cost what is edited, not the document. They are
+    // refused, with nothing changed, when the document's end or an error in its tags leaves the place in doubt: in a
     // document whose tags were wrong, for a second root, and into <a //>.
 
-    // A new element after the current one (when there is none: after the last
-    // child of the current parent); it becomes the current one. An empty parent
-    // <a/> is opened up to <a>...</a>. False, too, when the name is no tag name.
+    // Adds a new element after the current one, or, when there is none, after the last child of the current parent. The
+    // new element becomes the current one. An empty parent <a/> is opened up to <a>...</a>. Also returns false when the
+    // name is no tag name.
     bool AppendElement(const wchar_t* name, const wchar_t* text = nullptr);
-    // One element with well-formed tags, placed as AppendElement does, without the
-    // white space around it. False, with nothing changed, for any other text.
+    // Adds one element with well-formed tags, without the white space around it, where AppendElement would add one.
+    // Returns false, with nothing changed, for any other text.
     bool InsertMarkup(const wchar_t* xml);
-    // The same in the place of the current element, which goes; not for the root.
+    // Replaces the current element by one element with well-formed tags; refused for the root.
     bool ReplaceElement(const wchar_t* xml);
-    // Takes the current element out. What stood before it becomes the current one
-    // (none when it was the first child).
+    // Removes the current element. The sibling before it becomes the current one (none when it was the first child).
     bool RemoveElement();
 
-    // How many units and elements were looked at or moved so far: tests of cost
-    // count this, and never time.
+    // Returns how many units and elements were looked at or moved so far. Tests of cost count this, never time.
     std::uint64_t Work() const;
 
 private:

@@ -29,7 +29,7 @@ void CMarkup::Document::Parse(const CString& doc)
     attributesOf = 0;
     std::wstring error = BuildIndex();
     complete = error.empty();
-    // What is wrong with the whole says more than what is wrong with one tag.
+    // An error of the whole document says more than an error of one tag.
     if (const std::wstring structure = StructureError(); !structure.empty())
         error = structure;
     parseError = error;
@@ -64,7 +64,7 @@ void CMarkup::Document::Flatten()
     if (text.IsFlat())
         return;
     Relocation relocated = text.Flatten();
-    // Removed elements are moved along; nothing leads to them any more.
+    // Removed elements are moved, too; no link leads to them any more.
     for (std::uint32_t number = 1; number < index.Count(); ++number) {
         ElementRecord& record = index[number];
         record.start = relocated(record.start);
@@ -77,7 +77,7 @@ void CMarkup::Document::Flatten()
 bool CMarkup::Document::HasName(std::uint32_t element, std::wstring_view name) const
 {
     const std::wstring_view found = Head(index[element]).substr(1);
-    // A name that a tag's name cannot hold would be found in what follows the name.
+    // A name with units that no tag name has would be found in the text behind the name.
     return found.starts_with(name) && (found.size() == name.size() || EndsTagName(found[name.size()])) &&
            std::none_of(name.begin(), name.end(), EndsTagName);
 }

@@ -1,7 +1,7 @@
-// What a CMarkup holds: the text, the index of its elements, the cursor.
+// The state of a CMarkup: the text, the index of its elements, the cursor.
 //
-// Private to this folder. Navigation and reading are in Markup.cpp, edits in
-// MarkupEdit.cpp, and what both need is here.
+// Private to this folder. Navigation and reading are in Markup.cpp and edits in MarkupEdit.cpp; this file has what both
+// need.
 #pragma once
 
 #include "xml/AttributeTable.h"
@@ -14,17 +14,17 @@ struct CMarkup::Document {
     struct Cursor {
         std::uint32_t parent = 0;
         std::uint32_t current = 0;
-        std::uint32_t child = 0; // where EnterElement goes on
+        std::uint32_t child = 0; // where EnterElement continues
         NodeType type = NodeType::ElementEnd;
 
         void MoveTo(std::uint32_t element);
     };
 
-    // Forgets everything but the encoding.
+    // Forgets everything except the encoding.
     void Clear();
-    // Takes a text and parses it; the result is kept as the load left it.
+    // Takes a text and parses it; the result stays as the load left it.
     void Parse(const CString& doc);
-    // Makes one text of what edits left in pieces.
+    // Makes one text of the pieces that edits left.
     void Flatten();
 
     const wchar_t* HeadOf(const ElementRecord& record) const { return text.At(record.start); }
@@ -36,18 +36,18 @@ struct CMarkup::Document {
     std::wstring BuildIndex();
     std::wstring StructureError() const;
 
-    // A new element's text, staged, becomes part of the document at the cursor,
-    // which goes to it. Its record needs no links yet.
+    // Inserts the staged text of a new element at the cursor, which moves to it. The element's record needs no links
+    // yet.
     bool CanInsert(std::size_t units);
     bool CanHoldElements(std::uint32_t parent) const;
     std::uint32_t Stage(std::wstring_view markup);
     void Insert(std::uint32_t element);
-    // Takes the element out of the text and the index; the cursor must leave it.
+    // Removes the element from the text and the index; the cursor must leave it.
     void Erase(std::uint32_t element);
     void OpenUp(std::uint32_t element);
     void PlaceInto(std::uint32_t parent, std::uint32_t staged, std::uint32_t length);
     std::uint32_t EndTagOf(const ElementRecord& record) const;
-    // The number of the one element staged there; 0 when it is not exactly one.
+    // Returns the number of the one element that is staged there; 0 when there is not exactly one.
     std::uint32_t ParseStaged(std::uint32_t staged, std::wstring_view markup);
 
     PieceText text;
@@ -56,11 +56,11 @@ struct CMarkup::Document {
     CString result;
     CString parseError;
     std::uint32_t flags = 0;
-    // False when an error stopped the index: what comes after it is not known, so
-    // nothing can be placed in relation to it.
+    // False when an error stopped the index: the rest of the document is not known, so that nothing can be placed in
+    // relation to it.
     bool complete = true;
     AttributeTable attributes;
     std::uint32_t attributesOf = 0;
-    std::wstring decoded; // the last attribute that held entities
+    std::wstring decoded; // the last attribute that had entities, decoded
     std::uint64_t work = 0;
 };

@@ -1,5 +1,5 @@
-// Edits of a CMarkup: the text changes piece by piece, the index element by
-// element, and the rest of both is not touched.
+// Edits of a CMarkup: they change the text piece by piece and the index element by element, and leave the rest of both
+// alone.
 #include "xml/Markup.h"
 
 #include "xml/MarkupDocument.h"
@@ -30,10 +30,10 @@ std::wstring_view Trimmed(std::wstring_view text)
 
 } // namespace
 
-// Room for the units, and for the end tag that an empty parent gets.
+// Returns true when there is room for the units, and for the end tag that an empty parent gets.
 bool CMarkup::Document::CanInsert(std::size_t units)
 {
-    // A second root would make a document that no longer loads.
+    // A document with a second root could not be loaded again.
     if (!complete || (!cursor.parent && index[0].firstChild) || !CanHoldElements(cursor.parent))
         return false;
     const std::size_t wanted = units + index[cursor.parent].headLength + 4;
@@ -44,7 +44,7 @@ bool CMarkup::Document::CanInsert(std::size_t units)
     return text.HasAddressesFor(wanted);
 }
 
-// <name //> cannot be opened up: the slash that is left would close it all the same.
+// <name //> cannot be opened up: the remaining slash would close it all the same.
 bool CMarkup::Document::CanHoldElements(std::uint32_t parent) const
 {
     const ElementRecord& record = index[parent];
@@ -53,7 +53,7 @@ bool CMarkup::Document::CanHoldElements(std::uint32_t parent) const
 
 std::uint32_t CMarkup::Document::Stage(std::wstring_view markup)
 {
-    // The added text may move, and with it the attributes that were found in it.
+    // The added text may move, and the attributes that were found in it with it.
     attributesOf = 0;
     return text.Stage(markup);
 }
@@ -92,7 +92,7 @@ void CMarkup::Document::Erase(std::uint32_t element)
     index.Unlink(element);
 }
 
-// <name/> becomes <name></name>.
+// Makes <name></name> of <name/>.
 void CMarkup::Document::OpenUp(std::uint32_t element)
 {
     ElementRecord& record = index[element];
@@ -105,7 +105,7 @@ void CMarkup::Document::OpenUp(std::uint32_t element)
     record.flags &= ~ElementRecord::kEmpty;
 }
 
-// An end tag was placed in one go and holds one "<" only.
+// An end tag was placed in one call and has only one "<".
 std::uint32_t CMarkup::Document::EndTagOf(const ElementRecord& record) const
 {
     std::uint32_t address = record.end - 1;
@@ -155,7 +155,7 @@ bool CMarkup::AppendElement(const wchar_t* name, const wchar_t* text)
 bool CMarkup::InsertMarkup(const wchar_t* xml)
 {
     Document& document = *m_document;
-    // A copy, as the text may lie in this document, which may move.
+    // A copy, because the text may be part of this document, which may move.
     const std::wstring markup(Trimmed(xml ? xml : L""));
     if (markup.empty() || !document.CanInsert(markup.size()))
         return false;

@@ -15,7 +15,7 @@ struct Entity {
 
 constexpr Entity kEntities[] = {{L'<', L"lt;"}, {L'&', L"amp;"}, {L'>', L"gt;"}, {L'\'', L"apos;"}, {L'"', L"quot;"}};
 constexpr std::size_t kLongestReplacement = 6;
-constexpr std::size_t kLongestReference = 7; // what follows "&#" or "&#x", with the semicolon
+constexpr std::size_t kLongestReference = 7; // units after "&#" or "&#x", with the semicolon
 
 void AppendEntity(wchar_t unit, std::wstring& out)
 {
@@ -29,7 +29,7 @@ std::wstring Escape(std::wstring_view text, std::wstring_view special)
     std::wstring out;
     out.reserve(text.size() + text.size() / 5 + 7);
     for (const wchar_t unit : text) {
-        // Four times at once, as a text with one such character tends to hold many.
+        // Reserves four times the room at once: a text with one such character usually has many.
         if (out.capacity() - out.size() < kLongestReplacement)
             out.reserve(out.capacity() * 4);
         if (special.find(unit) == std::wstring_view::npos)
@@ -40,7 +40,7 @@ std::wstring Escape(std::wstring_view text, std::wstring_view special)
     return out;
 }
 
-// A unit that stands for markup, and how much of the text it took.
+// A decoded unit, and how many units of the text it took.
 struct Decoded {
     wchar_t unit;
     std::size_t taken;
@@ -80,7 +80,7 @@ std::optional<Decoded> DecodeNumber(std::wstring_view text)
             return std::nullopt;
         value = value * base + *digit;
     }
-    // One unit is stored. A zero would end the text for every reader of it.
+    // Only one unit is stored. A zero is not, because it would end the text for every reader.
     const auto unit = static_cast<std::uint16_t>(value);
     if (unit == 0)
         return std::nullopt;

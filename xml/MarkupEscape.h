@@ -1,16 +1,15 @@
-// Entities: from a plain text to what stands in a document, and back.
+// Entities: converts a plain text to its form in a document, and back.
 //
-// Only the five names of XML itself and numeric references are known; every
-// other ampersand is an ordinary character, as files from the field hold such.
-// Any thread may call these functions; they keep nothing.
+// Only the five names of XML itself and numeric references are known. Every other ampersand is an ordinary character,
+// because files from the field have such ampersands. Any thread may call these functions; they keep no state.
 #pragma once
 
 #include <string>
 #include <string_view>
 
-// For text between tags: "<", "&" and ">" are replaced.
+// Escapes text between tags: replaces "<", "&" and ">".
 std::wstring EscapeText(std::wstring_view text);
-// For attribute values: both quotation marks are replaced as well.
+// Escapes an attribute value: replaces both quotation marks as well.
 std::wstring EscapeAttribute(std::wstring_view text);
 
 // Appends the decoded text to `out`.

@@ -61,8 +61,8 @@ bool MarkupParser::End(const MarkupNode& node)
         return false;
     }
     ElementRecord& open = m_index[m_open];
-    // The start tag's name is followed by a unit that ends names, so that only
-    // this many units need be looked at, however long that name is.
+    // A unit that ends names follows the start tag's name. So only as many units as the end tag's name has need be
+    // compared, however long the start tag's name is.
     const std::wstring_view start = m_text.substr(OffsetOf(open) + 1);
     if (!start.starts_with(name) || !EndsTagName(start[name.size()])) {
         m_error = L"End tag " + Quoted(name) + AtOffset(node.offset) + L" does not match start tag " +

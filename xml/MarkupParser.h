@@ -1,6 +1,5 @@
-// Builds the element index of a text, in one pass and without recursion: the
-// open elements are found through the records' own parents, so that the depth
-// of a document costs nothing.
+// Builds the element index of a text, in one pass and without recursion. It finds the open elements through the
+// records' own parents, so that the depth of a document costs nothing.
 #pragma once
 
 #include "xml/ElementIndex.h"
@@ -12,17 +11,16 @@
 class MarkupParser
 {
 public:
-    // The text's first unit has the address `base`.
+    // `base` is the address of the text's first unit.
     MarkupParser(std::wstring_view text, std::uint32_t base, ElementIndex& index);
 
-    // Adds the text's elements; the outermost ones get `parent`, and are linked
-    // to each other but not into the parent. Stops at the first error, with what
-    // came before it indexed.
+    // Adds the text's elements. The outermost ones get `parent`; they are linked to each other, but not into the
+    // parent. Stops at the first error; the elements before it are indexed.
     void Parse(std::uint32_t parent);
 
-    // The first of the outermost elements; 0 when there is none.
+    // Returns the first of the outermost elements; 0 when there is none.
     std::uint32_t First() const { return m_first; }
-    // For people; offsets count from the text's beginning. Empty when all is well.
+    // Returns the error for people; its offsets count from the text's beginning. Empty when there is none.
     const std::wstring& Error() const { return m_error; }
 
 private:

@@ -72,7 +72,7 @@ MarkupTokenizer::Step MarkupTokenizer::ReadStartTag(MarkupNode& node)
     return Unterminated(L"Element tag");
 }
 
-// To the closing quotation mark, or to the last unit when there is none.
+// Returns the place of the closing quotation mark, or of the last unit when there is none.
 std::size_t MarkupTokenizer::SkipQuoted(std::size_t quote) const
 {
     return std::min(m_text.find(m_text[quote], quote + 1), m_text.size() - 1);
@@ -140,8 +140,7 @@ MarkupTokenizer::Step MarkupTokenizer::ReadCData(MarkupNode& node)
     return ReadUntil(node, NodeType::CData, m_next + 9, L"]]>", L"CDATA Section");
 }
 
-// An internal subset holds declarations, each with a ">" of its own, and texts
-// in which a ">" means nothing.
+// An internal subset contains declarations, each with a ">" of its own, and texts in which a ">" has no meaning.
 MarkupTokenizer::Step MarkupTokenizer::ReadDocType(MarkupNode& node)
 {
     if (!ReadKeyword(L"DOCTYPE", L"Doctype", L"! tag"))

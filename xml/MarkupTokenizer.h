@@ -1,7 +1,7 @@
 // Cuts a text into XML constructs, one at a time, in one pass.
 //
-// It knows nothing of nesting: that is the parser's part. It holds a view only,
-// so the text must outlive it. One object belongs to one thread.
+// It does not follow nesting: the parser does that. It holds only a view, so that the text must outlive it. One object
+// belongs to one thread.
 #pragma once
 
 #include <cstddef>
@@ -22,13 +22,13 @@ enum class NodeType : std::uint16_t {
 struct MarkupNode {
     NodeType type;
     bool empty;             // <name/>
-    std::size_t offset;     // of its first unit
-    std::size_t length;     // of all of it
-    std::size_t headLength; // a start tag without its closing ">" or "/>"
+    std::size_t offset;     // place of its first unit
+    std::size_t length;     // all of its units
+    std::size_t headLength; // of a start tag: without its closing ">" or "/>"
 };
 
-// Both are asked for nearly every unit of a document, hence the bit masks: one
-// bit for each of the first 64 units.
+// IsMarkupSpace and EndsTagName are called for nearly every unit of a document, hence the bit masks: one bit for each
+// of the first 64 units.
 constexpr std::uint64_t MaskOf(std::wstring_view units)
 {
     std::uint64_t mask = 0;
@@ -44,7 +44,7 @@ constexpr std::uint64_t kSpaces = MaskOf(L" \t\n\r");
 constexpr std::uint64_t kNameEnds = kSpaces | MaskOf(L"<>=/?!");
 constexpr bool IsMarkupSpace(wchar_t unit) { return IsInMask(kSpaces, unit); }
 constexpr bool EndsTagName(wchar_t unit) { return IsInMask(kNameEnds, unit) || unit == L'\\'; }
-// The tag name that begins at `start`; empty when there is none.
+// Returns the tag name that begins at `start`; empty when there is none.
 std::wstring_view TagNameAt(std::wstring_view text, std::size_t start);
 
 class MarkupTokenizer
@@ -52,7 +52,7 @@ class MarkupTokenizer
 public:
     enum class Step { Node, End, Failed };
 
-    // Both texts are fixed parts of the message for people.
+    // `construct` is a fixed part of the message for people.
     struct Failure {
         const wchar_t* construct;
         std::size_t offset;
@@ -61,7 +61,7 @@ public:
 
     explicit MarkupTokenizer(std::wstring_view text) : m_text(text) {}
 
-    // After Failed, or End, it stays where it is.
+    // Reads the next construct. After Failed or End, every call returns the same.
     Step Next(MarkupNode& node);
     const Failure& GetFailure() const { return m_failure; }
     std::size_t Position() const { return m_next; }
@@ -74,10 +74,10 @@ private:
     Step ReadComment(MarkupNode& node);
     Step ReadCData(MarkupNode& node);
     Step ReadDocType(MarkupNode& node);
-    // Up to and with `closing`, looked for from `from`.
+    // Reads up to the end of `closing`, which is searched for from `from` on.
     Step ReadUntil(MarkupNode& node, NodeType type, std::size_t from, std::wstring_view closing,
                    const wchar_t* construct);
-    // True when the declaration continues with `keyword`; the failure is set otherwise.
+    // Returns true when the declaration continues with `keyword`; otherwise sets the failure.
     bool ReadKeyword(std::wstring_view keyword, const wchar_t* construct, const wchar_t* incorrect);
     std::size_t SkipQuoted(std::size_t quote) const;
 

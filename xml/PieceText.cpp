@@ -63,7 +63,7 @@ std::wstring_view PieceText::Range(std::uint32_t start, std::uint32_t end, std::
 
 bool PieceText::HasAddressesFor(std::size_t units) const
 {
-    // The last address is left out, so that the place behind every unit has one.
+    // The last address is not used, so that the place behind every unit has an address.
     const std::size_t taken = static_cast<std::size_t>(FirstAdded()) + m_added.size();
     return units < std::numeric_limits<std::uint32_t>::max() - taken;
 }

@@ -1,12 +1,10 @@
 // A text that takes many small edits without being moved for each of them.
 //
-// The text it was given stays as it is; what is added goes into a second buffer.
-// A list of pieces says which parts of the two make up the text, in order. Every
-// unit has an address that edits elsewhere never change: those of the given text
-// count from 0, the added ones follow after a gap of one, so that no piece spans
-// both. An edit cuts at most two pieces, found in logarithmic time; what is added
-// right behind the last addition lengthens its piece. Flatten makes one text of
-// it all, and only that gives new addresses.
+// The given text stays as it is; added text goes into a second buffer. A list of pieces says which parts of the two
+// make up the text, in order. Every unit has an address that edits elsewhere never change: the units of the given text
+// count from 0, the added ones follow after a gap of one, so that no piece spans both. An edit cuts at most two pieces,
+// which it finds in logarithmic time; text that is added right behind the last addition lengthens its piece. Flatten
+// makes one text of all pieces; only Flatten gives new addresses.
 //
 // One object belongs to one thread.
 #pragma once
@@ -21,12 +19,12 @@
 #include <string_view>
 #include <vector>
 
-// Where units stood before Flatten, and where they stand now.
+// Maps the addresses before Flatten to those after it.
 class Relocation
 {
 public:
     void Add(std::uint32_t from, std::uint32_t length, std::uint32_t to) { m_runs.push_back({from, length, to}); }
-    // 0 for a unit that was no longer part of the text.
+    // Returns 0 for a unit that was no longer part of the text.
     std::uint32_t operator()(std::uint32_t address);
 
 private:
@@ -37,7 +35,7 @@ private:
         bool Holds(std::uint32_t address) const { return address - from < length; }
     };
     std::vector<Run> m_runs; // by address
-    std::size_t m_last = 0;  // neighbours are asked for one after the other
+    std::size_t m_last = 0;  // callers ask for neighbours one after the other
 };
 
 class PieceText
@@ -47,29 +45,29 @@ public:
 
     void Reset(CString text);
     std::size_t Length() const { return m_length; }
-    // Nothing was edited since Reset or Flatten, so that addresses are offsets.
+    // Returns true when nothing was edited since Reset or Flatten; addresses are then offsets.
     bool IsFlat() const { return m_flat; }
-    // The text as given or flattened; edits do not show.
+    // Returns the text as given or flattened, without later edits.
     const CString& Base() const { return m_base; }
 
-    // The unit at an address; what follows it is contiguous as far as it was
-    // added, or given, in one go.
+    // Returns the unit at an address. The units behind it are contiguous as far as they were added, or given, in one
+    // call.
     const wchar_t* At(std::uint32_t address) const;
-    // Two places in the text, the second behind the last unit. `scratch` is used
-    // when the range is in several pieces.
+    // Returns the text between two places; `end` is behind the last unit. Uses `scratch` when the range is in several
+    // pieces.
     std::wstring_view Range(std::uint32_t start, std::uint32_t end, std::wstring& scratch) const;
 
-    // Whether so much more is within the longest text allowed.
+    // Returns true when this many more units fit into the longest text allowed.
     bool HasRoomFor(std::size_t units) const { return units <= m_longest - m_length; }
-    // Whether there are addresses left for it; Flatten gives new ones.
+    // Returns true when there are addresses for this many units; Flatten makes new ones.
     bool HasAddressesFor(std::size_t units) const;
 
-    // Takes a text without making it part of the document yet; returns its
-    // address. There must be room and addresses for it.
+    // Takes a text without making it part of the document yet; returns its address. There must be room and addresses
+    // for it.
     std::uint32_t Stage(std::wstring_view text);
-    // Forgets what was staged from this address on.
+    // Forgets the staged units from this address on.
     void Unstage(std::uint32_t address);
-    // Staged units become part of the text, each of them once.
+    // These three functions make staged units part of the text, each of them once.
     void PlaceBehind(std::uint32_t end, std::uint32_t staged, std::uint32_t length);
     void PlaceBefore(std::uint32_t address, std::uint32_t staged, std::uint32_t length);
     void PlaceLast(std::uint32_t staged, std::uint32_t length);
@@ -77,7 +75,7 @@ public:
 
     Relocation Flatten();
 
-    // Units copied and pieces passed so far: what edits cost.
+    // Returns the units copied and pieces passed so far: the cost of edits.
     std::uint64_t Work() const { return m_work; }
 
 private:
@@ -90,7 +88,7 @@ private:
 
     std::uint32_t FirstAdded() const { return static_cast<std::uint32_t>(m_base.GetLength()) + 1; }
     Pieces::iterator PieceOf(std::uint32_t address) const;
-    // Both make sure that a piece begins, or ends, there.
+    // Both functions make sure that a piece begins, or ends, there.
     Pieces::iterator CutBefore(std::uint32_t address);
     Pieces::iterator CutBehind(std::uint32_t end);
     void Place(Pieces::iterator before, std::uint32_t staged, std::uint32_t length);

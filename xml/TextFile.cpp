@@ -47,14 +47,14 @@ long long Tell(std::FILE* file) { return ftello(file); }
 File OpenUnbuffered(const wchar_t* path, const wchar_t* mode)
 {
     File file = OpenFile(path ? path : L"", mode);
-    // A full disk then shows in the write itself and not after everything was
-    // said to be well; reads and writes are in large blocks anyway.
+    // Without a buffer, a full disk shows in the write itself and not after success was reported. Reads and writes are
+    // in large blocks anyway.
     if (file)
         std::setvbuf(file.get(), nullptr, _IONBF, 0);
     return file;
 }
 
-// The size of an open file, which is then at its beginning.
+// Returns the size of an open file, and leaves the file at its beginning.
 std::optional<std::size_t> SizeOf(std::FILE* file)
 {
     if (Seek(file, 0, SEEK_END) != 0)
@@ -79,7 +79,7 @@ bool ReadAll(FileBytes& disk, std::FILE* file, void* bytes, std::size_t count)
 std::wstring UnitCount(std::size_t count) { return std::to_wstring(count) + L" wide chars"; }
 std::wstring ByteCount(std::size_t count) { return std::to_wstring(count) + L" bytes"; }
 
-// One read: the file and what is being said of it.
+// One read: the file and the message about it.
 class TextFileReader
 {
 public:
@@ -90,7 +90,7 @@ public:
     {
     }
 
-    // The text stays empty when the result says that something failed.
+    // Reads the file. The text stays empty when the message reports a failure.
     std::wstring Read(CString& text, std::uint32_t& flags)
     {
         const auto size = SizeOf(m_file);
@@ -168,11 +168,10 @@ bool WriteUnits(FileBytes& disk, std::FILE* file, std::wstring_view text)
     }
 }
 
-// Nothing when the text could not be written; errno says why.
+// Returns nothing when the text could not be written; errno says why.
 std::optional<std::wstring> WriteUtf16(FileBytes& disk, std::FILE* file, std::wstring_view text)
 {
-    // Kept as it always was: without its mark the file stays empty, and the call
-    // counts as done.
+    // Kept for compatibility: if its mark cannot be written, the file stays empty and the call counts as done.
     if (!WriteAll(disk, file, kUtf16Mark.data(), kUtf16Mark.size()))
         return L"";
     if (!WriteUnits(disk, file, text))
@@ -272,7 +271,7 @@ bool WriteTextFile(const wchar_t* path, const CString& text, CString* result, st
     FileBytes& disk = DiskOf(options);
     auto said = wanted & kTextUtf16Mark ? WriteUtf16(disk, file.get(), text.View())
                                         : WriteUtf8(disk, file.get(), text.View(), (wanted & kTextUtf8Mark) != 0);
-    // Some network shares tell only here that the text did not arrive.
+    // Some network shares report only here that the text did not arrive.
     if (std::fclose(file.release()) != 0)
         said = std::nullopt;
     Tell(result, said ? *said : ErrorText(errno));

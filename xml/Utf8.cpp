@@ -11,7 +11,7 @@ constexpr std::uint32_t kReplacement = '?';
 bool IsAscii(unsigned char byte) { return byte < 0x80; }
 bool IsSurrogate(std::uint32_t unit) { return unit >= 0xD800 && unit <= 0xDFFF; }
 
-// What a lead byte announces. A stray continuation byte counts as a lead of two.
+// The meaning of a lead byte. A stray continuation byte counts as a lead of two bytes.
 struct Lead {
     unsigned following;
     unsigned bits;
@@ -26,7 +26,7 @@ Lead LeadOf(unsigned char byte)
     return {3, byte & 0x07u};
 }
 
-// Eight bytes at once: all below 80 hex, and none of them zero.
+// Returns true for eight bytes that are all below 80 hex and not zero.
 bool IsPlainAscii(const char* bytes)
 {
     std::uint64_t word;
@@ -41,7 +41,7 @@ class Utf8Reader
 public:
     explicit Utf8Reader(std::string_view bytes) : m_next(bytes.data()), m_end(bytes.data() + bytes.size()) {}
 
-    // Eight plain characters, left where they are; null when something else comes first.
+    // Returns eight plain characters without copying them; null when another character comes first.
     const char* NextRun()
     {
         if (m_end - m_next < 8 || !IsPlainAscii(m_next))
@@ -50,7 +50,7 @@ public:
         return m_next - 8;
     }
 
-    // The next code point; 0 at the end of the text.
+    // Returns the next code point; 0 at the end of the text.
     std::uint32_t Next()
     {
         if (m_next == m_end)
@@ -65,7 +65,7 @@ public:
             if (m_next == m_end)
                 return 0;
             const auto byte = static_cast<unsigned char>(*m_next);
-            // This byte is a character of its own and is read again.
+            // This byte is a character of its own and will be read again.
             if (IsAscii(byte))
                 return kReplacement;
             code = code << 6 | (byte & 0x3Fu);
@@ -111,7 +111,7 @@ char* EncodeOne(std::uint32_t code, char* out)
     return out;
 }
 
-// The code point at `next`, which moves on past it.
+// Returns the code point at `next`, and moves `next` behind it.
 std::uint32_t NextCodePoint(std::wstring_view units, std::size_t& next)
 {
     const std::uint32_t unit = static_cast<std::uint16_t>(units[next++]);

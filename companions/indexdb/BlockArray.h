@@ -1,5 +1,5 @@
-// An array that grows without moving what is in it: large blocks, so that a look-up finds its place in two steps, the
-// first of which lies in a cache of the processor.
+// An array that grows without moving its elements. It consists of large blocks, so that a look-up finds its place in
+// two steps; the first one usually hits a cache of the processor.
 //
 // Not locked: the owner guards it, also for look-ups.
 #pragma once
@@ -16,7 +16,7 @@ public:
     T& operator[](std::size_t index) { return m_blocks[index / blockSize][index % blockSize]; }
     const T& operator[](std::size_t index) const { return m_blocks[index / blockSize][index % blockSize]; }
 
-    // One more element, as T{} is; its index. Nothing has changed when it throws std::bad_alloc.
+    // Adds one element, equal to T{}; returns its index. When std::bad_alloc is thrown, nothing has changed.
     std::size_t Add()
     {
         if (m_size == m_blocks.size() * blockSize)

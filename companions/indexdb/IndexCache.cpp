@@ -14,7 +14,7 @@ RankedSection g_deleteDRSection(LockRank::DeleteMap, L"delete map (DR)");
 DeleteMap g_deleteMap;
 DeleteMap g_deleteDRMap;
 
-// Guarded by g_cacheSection.
+// g_cacheSection guards both.
 std::unique_ptr<ItemCache> g_cache;
 FileIdentity g_cachedDatabase;
 
@@ -62,7 +62,7 @@ ItemCache* IndexCache::For(const FileIdentity& database)
 
 void IndexCache::Replace(std::unique_ptr<ItemCache> cache, const FileIdentity& database)
 {
-    // The old cache goes with the argument, after the section is left: millions of items take their time.
+    // The argument destroys the old cache, after the section is left: millions of items take time.
     const CSingleLock lock(g_cacheSection);
     g_cache.swap(cache);
     g_cachedDatabase = database;
@@ -80,7 +80,7 @@ bool CIndexDB::CacheLoaded()
 
 void CIndexDB::ClearCache()
 {
-    // A cache that is being loaded meanwhile would otherwise come back.
+    // Otherwise a cache that is being loaded meanwhile would come back.
     const CSingleLock turn(IndexCache::Turn());
     IndexCache::Replace(nullptr, {});
 }
@@ -95,7 +95,7 @@ bool CIndexDB::GetCachedData(std::uint64_t id, CachedDatum& datum, int)
 bool CIndexDB::IsItemOf(const wchar_t* path, const CachedDatum& datum)
 {
     const std::wstring_view asked = WithoutBackslash(path), found = datum.path.View();
-    return asked == found || EqualNoCase(asked, found); // nearly every path is asked for as it is spelled
+    return asked == found || EqualNoCase(asked, found); // nearly every path is asked for in its own spelling
 }
 
 bool CIndexDB::GetCachedData(const wchar_t* path, CachedDatum& datum)

@@ -1,8 +1,7 @@
-// The process's one cache of an index, and which database it belongs to.
+// The process's one cache of an index, and the database that it belongs to.
 //
-// The cache is guarded by CIndexDB::m_csCache, which look-ups enter and which is therefore held for moments only:
-// never while a database is waited for, read or written. What keeps the cache in step with the database is the turn
-// below.
+// CIndexDB::m_csCache guards the cache. Look-ups enter it, so that it is held for moments only: never while a thread
+// waits for a database, reads or writes it. The turn below keeps the cache in step with the database.
 #pragma once
 
 #include "companions/indexdb/ItemCache.h"
@@ -12,32 +11,32 @@
 #include <cstdint>
 #include <memory>
 
-// A file by what it is, not by one of its names.
+// The identity of a file, independent of its names.
 struct FileIdentity {
     std::uint32_t volume = 0;
     std::uint64_t index = 0;
 
     bool operator==(const FileIdentity&) const = default;
-    // All zero when the file cannot be opened.
+    // Returns all zeros when the file cannot be opened.
     static FileIdentity Of(const wchar_t* path);
 };
 
 namespace IndexCache
 {
 
-// Held by whoever changes items of a database or reads all of them, from before the database is asked until the
-// cache has followed: so it follows in the order of the commits, and a cache that is being read misses none. It is
-// entered before m_csCache. Look-ups do not need it.
+// A thread that changes items of a database, or reads all of them, holds this lock from before it asks the database
+// until the cache has followed. So the cache follows in the order of the commits, and a cache that is being read misses
+// none. Enter it before m_csCache. Look-ups do not need it.
 RankedSection& Turn();
 
-// Null when no cache is loaded. With m_csCache held, here and in the next one.
+// Returns the cache; null when none is loaded. Hold m_csCache, here and for the next function.
 ItemCache* Any();
-// Null also when the cache was loaded from another database.
+// Returns the cache; null also when it was loaded from another database.
 ItemCache* For(const FileIdentity& database);
-// A null cache drops the present one. Enters m_csCache.
+// Replaces the cache; a null cache drops the present one. Enters m_csCache.
 void Replace(std::unique_ptr<ItemCache> cache, const FileIdentity& database);
 
 } // namespace IndexCache
 
-// The path as the index knows it: without one trailing backslash.
+// Returns the path as the index holds it: without one trailing backslash.
 CString IndexPath(const wchar_t* path);

@@ -42,7 +42,7 @@ CIndexDB::Error ErrorOf(int status, int systemError)
         return CIndexDB::Error::ReadOnly;
     case SQLITE_CORRUPT:
     case SQLITE_NOTADB:
-    case SQLITE_TOOBIG: // longer than the library writes any
+    case SQLITE_TOOBIG: // longer than any that the library writes
         return CIndexDB::Error::Corrupt;
     case SQLITE_FULL:
         return CIndexDB::Error::Full;
@@ -62,10 +62,10 @@ std::string ToUtf8(const CString& text)
     return bytes;
 }
 
-// Signs that mean something in a URI are written by their number.
+// Escapes the characters that have a meaning in a URI.
 std::string ImmutableUri(const std::string& path)
 {
-    std::string uri = path.starts_with('\\') ? "file://" : "file:///"; // a share begins with slashes itself
+    std::string uri = path.starts_with('\\') ? "file://" : "file:///"; // a share's path begins with slashes itself
     for (const char unit : path)
         if (unit == '%' || unit == '?' || unit == '#')
             uri += unit == '%' ? "%25" : unit == '?' ? "%3f" : "%23";
@@ -108,7 +108,7 @@ bool IndexStatement::Step()
     if (status == SQLITE_DONE)
         return false;
     const IndexError error = LastErrorOf(sqlite3_db_handle(m_statement.get()));
-    // One that was refused its turn goes on waiting for it, and what others read on the connection then stays read.
+    // A statement that was refused continues to wait otherwise, and the connection then keeps reading its old view.
     Rewind();
     throw error;
 }

@@ -1,5 +1,4 @@
-// SQLite as the index library uses it: a connection and its statements, which
-// close themselves and throw IndexError.
+// SQLite as the index library uses it: a connection and its statements, which close themselves and throw IndexError.
 //
 // One thread at a time.
 #pragma once
@@ -13,13 +12,13 @@
 #include <memory>
 #include <string_view>
 
-// What is thrown inside the library; the exported operations turn it into their result.
+// The exception inside the library; the exported operations turn it into their result.
 struct IndexError {
     CIndexDB::Error error = CIndexDB::Error::Failed;
     CString text;
 };
 
-// The error that the connection's last call left.
+// Returns the error of the connection's last call.
 IndexError LastErrorOf(sqlite3* connection);
 
 class IndexStatement
@@ -46,16 +45,17 @@ public:
         (Bind(++index, values), ...);
     }
 
-    // True with a row, false at the end.
+    // Moves to the next row. Returns false at the end.
     bool Step();
-    // Ends the reading: a statement between two rows keeps its view of the database.
+    // Ends the reading: between two rows, a statement keeps its view of the database.
     void Rewind();
 
-    // The columns of the row.
+    // These functions return the columns of the row.
     std::int64_t Integer(int column) const;
     CString Text(int column) const;
 
-    // How many queries for rows the process has begun, and how many statements it has prepared.
+    // QueryCount returns how many queries for rows the process has begun, PreparedCount how many statements it has
+    // prepared.
     static std::uint64_t QueryCount();
     static std::uint64_t PreparedCount();
 
@@ -65,7 +65,7 @@ private:
     };
 
     void Prepare(sqlite3* connection, const char* sql);
-    // 64-bit keys and times keep their bits: the database only knows signed numbers.
+    // 64-bit keys and times keep their bits, because the database has only signed numbers.
     void Bind(int index, std::integral auto value) { BindInteger(index, static_cast<std::int64_t>(value)); }
     void Bind(int index, const CString& text) { BindText(index, text.View()); }
     void Bind(int index, std::wstring_view text) { BindText(index, text); }
@@ -80,10 +80,10 @@ private:
 class IndexConnection
 {
 public:
-    // Immutable: read as a file that nobody changes meanwhile, without locks.
+    // Immutable: reads the file without locks, as one that does not change meanwhile.
     enum class Access { Read, Write, Create, Immutable };
 
-    // Throws; the connection is then closed. Nothing is read from the file yet.
+    // Opens the database; does not read from the file yet. Throws; the connection is then closed.
     void Open(const CString& path, Access access, int busyTimeoutMs);
     void Close() { m_connection.reset(); }
     bool IsOpen() const { return m_connection != nullptr; }
@@ -96,7 +96,7 @@ public:
         while (statement.Step()) {
         }
     }
-    // A statement that is kept for the next time, with values of its own each time.
+    // Prepares a statement that is kept for the next call, and binds the values of this one.
     template <typename... Values>
     void Prepare(IndexStatement& kept, const char* sql, const Values&... values)
     {
@@ -112,14 +112,14 @@ public:
         }
         kept.Rewind();
     }
-    // The first column of the first row; 0 without a row.
+    // Returns the first column of the first row; 0 without a row.
     template <typename... Values>
     std::int64_t Number(const char* sql, const Values&... values)
     {
         IndexStatement statement(Get(), sql, values...);
         return statement.Step() ? statement.Integer(0) : 0;
     }
-    // How many rows the last statement changed.
+    // Returns how many rows the last statement changed.
     int Changed() const { return sqlite3_changes(Get()); }
     bool InTransaction() const { return sqlite3_get_autocommit(Get()) == 0; }
 
@@ -130,7 +130,7 @@ private:
     std::unique_ptr<sqlite3, CloseConnection> m_connection;
 };
 
-// Undoes what was not committed.
+// A transaction. Its destructor undoes what was not committed.
 class IndexTransaction
 {
 public:

@@ -17,8 +17,8 @@ std::uint64_t SizeOf(const CString& path)
     return data.nFileSizeLow | std::uint64_t(data.nFileSizeHigh) << 32;
 }
 
-// A connection makes the shared memory of a write-ahead log where it is missing, and removes both when it is the last
-// one. Without a log the file alone is the database, and can be read as one that nobody changes.
+// A connection makes the shared memory of a write-ahead log when it is missing, and the last connection removes both.
+// Without a log, the file alone is the database, and can be read as one that does not change.
 void Open(IndexConnection& connection, const CString& path)
 {
     const bool hasLog = SizeOf(path + L"-wal") != 0;

@@ -16,7 +16,7 @@ namespace
 
 constexpr const char* LayerName = "orb-owner";
 
-// The system's layer, whose files are used as they are: this one differs in how it makes them.
+// The system's layer. Its files are used as they are; this layer only makes them in another way.
 const sqlite3_vfs* g_system = nullptr;
 
 CString WidePath(std::string_view path)
@@ -35,8 +35,8 @@ bool IsLink(const CString& path)
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
 }
 
-// A link that leads to an index, or to what is no index, is opened as it is; through any other one a file would be
-// made.
+// Returns true for a link without a target, or with an empty one: opening it would make an index there. A link to a
+// file with contents, an index or not, is opened as it is.
 bool LeadsToNothing(const CString& path)
 {
     if (!IsLink(path))
@@ -48,7 +48,7 @@ bool LeadsToNothing(const CString& path)
     return !target || !GetFileSizeEx(target.Get(), &size) || size.QuadPart == 0;
 }
 
-// True when the file is there. One that was there already keeps its list.
+// Returns true when the file exists. A file that existed before keeps its access list.
 bool MakeForOwner(const CString& path)
 {
     OwnerAccess access;
@@ -58,7 +58,7 @@ bool MakeForOwner(const CString& path)
     return file || GetLastError() == ERROR_FILE_EXISTS;
 }
 
-// The shared memory that is made behind a write-ahead log, without asking this layer.
+// Prepares the shared memory of a write-ahead log, which SQLite makes without asking this layer.
 bool PrepareSharedMemory(const CString& log)
 {
     const CString memory = log.Left(log.ReverseFind(L'-')) + L"-shm";
@@ -68,14 +68,15 @@ bool PrepareSharedMemory(const CString& log)
     return true;
 }
 
-// Makes what is to be made, and takes that out of the flags. False when the file is a link that must not be followed.
+// Makes the file when it must be made, and removes that from the flags. Returns false when the file is a link that must
+// not be followed.
 bool Prepare(const CString& path, int& flags)
 {
     if (!(flags & SQLITE_OPEN_CREATE) || (flags & (SQLITE_OPEN_EXCLUSIVE | SQLITE_OPEN_DELETEONCLOSE)))
         return true;
     if (flags & SQLITE_OPEN_MAIN_DB ? LeadsToNothing(path) : IsLink(path))
         return false;
-    // Where it cannot be made, opening it with the same flags fails and says why.
+    // If it cannot be made, opening it with the same flags fails and says why.
     if (MakeForOwner(path))
         flags &= ~SQLITE_OPEN_CREATE;
     return !(flags & SQLITE_OPEN_WAL) || PrepareSharedMemory(path);

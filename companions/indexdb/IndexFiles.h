@@ -1,13 +1,15 @@
-// How SQLite makes its files: for their owner, the system and its administrators alone, and never through a link.
+// The way in which SQLite makes its files: for their owner, the system and its administrators only, and never through a
+// link.
 //
-// SQLite gives the files that it makes no access list of their own: where an index lies in a folder that others may
-// write to, they could read it, or put a link in the place of a file that is still to be made. Any thread.
+// SQLite gives no access list to the files that it makes. If other users may write to the folder of an index, they
+// could read its files, or put a link in the place of a file that SQLite is about to make. Any thread.
 #pragma once
 
 namespace IndexFiles
 {
 
-// The name of the file layer to open databases with; null, for the usual one, when it could not be registered.
+// Returns the name of the file layer for opening databases; null, which means the usual layer, when it could not be
+// registered.
 const char* Name();
 
 } // namespace IndexFiles

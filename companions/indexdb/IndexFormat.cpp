@@ -22,7 +22,7 @@ std::uint16_t UnitAt(const void* units, std::size_t index)
     return unit;
 }
 
-// As CompareNoCase does.
+// Compares as CompareNoCase does.
 int ComparePaths(void*, int leftBytes, const void* left, int rightBytes, const void* right)
 {
     const std::size_t common = static_cast<std::size_t>(std::min(leftBytes, rightBytes)) / sizeof(std::uint16_t);

@@ -1,5 +1,5 @@
-// What an index file may hold, and reading its items: of a file that anybody may have written to, also beside an
-// untouched one, as a write-ahead log.
+// The format of an index file, and the reading of its items. Any user may have written to the file, or beside an
+// untouched one, in a write-ahead log.
 //
 // Portable: a fuzz target reads any bytes through it. One thread at a time.
 #pragma once
@@ -14,19 +14,20 @@
 namespace IndexFormat
 {
 
-// No text or row that the library writes is nearly as long.
+// No text or row that the library writes is nearly so long.
 constexpr int LongestValue = 1 << 20; // bytes
 
-// Paths compare by the system's upper-case table, through the collation ORB_PATH. Returns an SQLite status.
+// Registers the collation ORB_PATH, which compares paths by the system's upper-case table. Returns an SQLite status.
 int RegisterCollation(sqlite3* connection);
 
-// Lets the file run nothing: no triggers, no views, no functions out of its schema, no values longer than LongestValue.
+// Prevents the file from running code: no triggers, no views, no functions from its schema, no values longer than
+// LongestValue.
 void Restrict(sqlite3* connection);
 
-// Counts what no index holds: views, triggers and tables that run code.
+// Counts objects that no index holds: views, triggers and tables that run code.
 extern const char* const ForeignObjects;
 
-// The items, of a file that has the table "gone" or has not.
+// The queries for the items of a file that has the table "gone", and of one that has not.
 extern const char* const ItemsWithGone;
 extern const char* const ItemsWithoutGone;
 
@@ -34,8 +35,8 @@ struct ItemRow {
     CachedDatum datum; // without the parent
     std::int64_t delayedUntil = 0;
 };
-// The row of one of these queries. Nothing when it is none that the library has written: a kind, a type or a length
-// that an item cannot have.
+// Reads the row of one of these queries. Nothing when the library has not written it: a kind, a type or a length that
+// an item cannot have.
 std::optional<ItemRow> ReadItem(sqlite3_stmt* row);
 
 } // namespace IndexFormat

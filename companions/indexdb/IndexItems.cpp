@@ -46,13 +46,13 @@ bool CIndexDB::State::RecordAll(const ItemDatum* items, std::size_t count)
     return recorded.size() == count;
 }
 
-// One name that somebody has made for the purpose must not keep the others of a batch out of the index.
+// A name that a user has made for the purpose must not keep the other items of a batch out of the index.
 std::vector<const ItemDatum*> CIndexDB::State::WriteItems(const ItemDatum* items, std::size_t count)
 {
     RefuseInBatch();
     std::vector<const ItemDatum*> written;
     IndexTransaction transaction(connection);
-    // A row gives way to the same path, in whatever case and under whatever key, but never to another path.
+    // A row is replaced by the same path, in whatever case and under whatever key, but never by another path.
     IndexStatement insert(connection.Get(),
                           "INSERT OR REPLACE INTO items(id, parent, kind, modified, flags, delayed, path)"
                           " VALUES(?, ?, ?, ?, ?, ?, ?) ON CONFLICT(id) DO UPDATE SET parent = excluded.parent,"
@@ -79,7 +79,7 @@ std::vector<const ItemDatum*> CIndexDB::State::WriteItems(const ItemDatum* items
     return written;
 }
 
-// The file stays new, and is backed up each time: that loses nothing.
+// The file stays new and is backed up each time: that loses nothing.
 void CIndexDB::State::RefuseKey(const CachedDatum& datum)
 {
     IndexStatement query(connection.Get(), "SELECT path FROM items WHERE id = ?", datum.id);
@@ -89,7 +89,7 @@ void CIndexDB::State::RefuseKey(const CachedDatum& datum)
                       datum.path.GetString(), owner.GetString());
 }
 
-// Look-ups get their turn between any two items.
+// Look-ups can enter between any two items.
 void CIndexDB::State::FollowRecorded(const std::vector<const ItemDatum*>& items)
 {
     try {
@@ -175,7 +175,7 @@ bool CIndexDB::BeginFolderChildrenRead(const wchar_t* folder)
         const CString path = IndexPath(folder);
         if (path.IsEmpty())
             throw IndexError{Error::Failed, L"no folder given"};
-        // Everything that begins with the path and a backslash; "]" is the unit after the backslash.
+        // Selects everything that begins with the path and a backslash; "]" is the unit after the backslash.
         m_state->children = IndexStatement(
             m_state->connection.Get(), "SELECT id FROM items WHERE path > ? AND path < ?", path + L"\\", path + L"]");
     });

@@ -23,7 +23,7 @@ SettingsDatum CIndexDB::State::JobOf(IndexStatement query)
     SettingsDatum job;
     if (query.Step()) {
         const std::int64_t id = query.Integer(0);
-        // There is always a next one.
+        // There must always be a next number.
         if (id < 0 || id >= std::numeric_limits<std::int32_t>::max())
             throw IndexError{Error::Corrupt, L"it holds a job that no library has written"};
         job.jobId = static_cast<std::int32_t>(id);
@@ -120,7 +120,7 @@ void CIndexDB::State::AddToBatch(const NewDelete& record)
         WriteBatch();
 }
 
-// Keys are hashes: in the order in which they come, each one would be looked for in another part of the file.
+// Sorts the records first: keys are hashes, and unsorted each one would touch another part of the file.
 void CIndexDB::State::WriteBatch()
 {
     if (batchFailed)
@@ -129,7 +129,7 @@ void CIndexDB::State::WriteBatch()
         return std::pair(left.datum.jobId, static_cast<std::int64_t>(left.datum.id)) <
                std::pair(right.datum.jobId, static_cast<std::int64_t>(right.datum.id));
     });
-    batchFailed = true; // unless all of them are written: a part is never committed
+    batchFailed = true; // until all of them are written: a part is never committed
     for (const NewDelete& record : batch)
         WriteDelete(record);
     batchFailed = false;
@@ -148,7 +148,7 @@ void CIndexDB::State::WriteDelete(const NewDelete& record)
     markedItems.push_back(datum.id);
 }
 
-// Another number means that another connection, of whatever process, has written meanwhile.
+// Another number means that another connection, of any process, has written meanwhile.
 std::int64_t CIndexDB::State::DataVersion()
 {
     connection.Prepare(readVersion, "PRAGMA data_version");
@@ -167,7 +167,8 @@ bool CIndexDB::State::OthersHaveWritten() noexcept
     }
 }
 
-// After the commit, so that a batch holds nobody's turn: between the two the item may have been recorded again.
+// Runs after the commit, so that a batch does not hold the turn. Between the two, the item may have been recorded
+// again.
 void CIndexDB::State::FollowDeleted()
 {
     const CSingleLock turn(IndexCache::Turn());
@@ -177,8 +178,8 @@ void CIndexDB::State::FollowDeleted()
     markedItems.clear();
 }
 
-// An item that is gone from the index needs nothing. Where the index does not answer, the mark that was committed
-// counts: at worst an item that was recorded again meanwhile is taken for new once more.
+// An item that is gone from the index needs nothing. If the index does not answer, the committed mark counts: at worst
+// an item that was recorded again meanwhile counts as new once more.
 void CIndexDB::State::FollowDeleted(std::uint64_t id, bool marksStand)
 {
     std::optional<std::uint32_t> flags;
@@ -197,7 +198,7 @@ void CIndexDB::State::FollowDeleted(std::uint64_t id, bool marksStand)
         cache->SetFlags(id, *flags);
 }
 
-// Nothing when the item is not there.
+// Returns nothing when the index does not hold the item.
 std::optional<std::uint32_t> CIndexDB::State::FlagsOf(std::uint64_t id)
 {
     const CSingleLock lock(section);
@@ -217,7 +218,7 @@ void CIndexDB::State::LeaveBatch()
         if (inBatch && connection.IsOpen() && connection.InTransaction())
             connection.Execute("ROLLBACK");
     } catch (...) {
-        // The error that is told is the one before; closing undoes the rest.
+        // The error before this one is reported; closing undoes the rest.
     }
     markedItems.clear();
     batch.clear();
@@ -314,7 +315,7 @@ bool CIndexDB::GetDueExports(std::vector<std::int32_t>& jobs)
     return m_state->Run([&] {
         if (!m_state->HasTable(L"unexported"))
             return;
-        // A mark without its job is of no use any more.
+        // A mark without its job has no use any more.
         IndexStatement query(m_state->connection.Get(),
                              "SELECT job FROM unexported WHERE job IN (SELECT id FROM jobs) ORDER BY job");
         while (query.Step())

@@ -7,7 +7,7 @@ namespace IndexSchema
 namespace
 {
 
-// "OrbI", in the file's header: other programs' databases are told apart by it.
+// "OrbI" in the file's header: it tells an index from other programs' databases.
 constexpr std::int64_t applicationId = 0x4F726249;
 
 // Texts are stored in UTF-16, so that a file name that is not well-formed keeps its units.
@@ -33,7 +33,7 @@ const char* const statements[] = {
     " PRIMARY KEY(job, item)) WITHOUT ROWID",
 };
 
-// Narrow, so that marking as many items as there are touches few pages; the items' own rows are wide.
+// A narrow table: marking every item touches few pages, because the items' own rows are wide.
 const char* const createGone = "CREATE TABLE IF NOT EXISTS gone(item INTEGER PRIMARY KEY)";
 
 } // namespace
@@ -76,7 +76,7 @@ bool IsIndex(IndexConnection& connection)
 
 void Create(IndexConnection& connection)
 {
-    // Has an effect on an empty file only; outside a transaction.
+    // Has an effect only on an empty file and outside a transaction.
     connection.Execute("PRAGMA encoding='UTF-16le'");
     IndexTransaction transaction(connection);
     if (IsIndex(connection))
@@ -90,7 +90,7 @@ void Create(IndexConnection& connection)
     transaction.Commit();
 }
 
-// Marks that are in the items' flags stay there until the items are recorded again.
+// Marks in the items' flags stay there until the items are recorded again.
 void Upgrade(IndexConnection& connection)
 {
     if (connection.Number("PRAGMA user_version") >= Version)

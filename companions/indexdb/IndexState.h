@@ -1,6 +1,5 @@
-// What is behind a CIndexDB: its connection, its last error, and the one way in
-// which its operations run. The operations are grouped by what they are about:
-// OrbIndexDB.cpp (the database), IndexRecords.cpp (jobs, plugins, delete records),
+// The implementation of CIndexDB: its connection, its last error, and the one way in which its operations run. The
+// operations are grouped by topic: OrbIndexDB.cpp (the database), IndexRecords.cpp (jobs, plugins, delete records),
 // IndexItems.cpp (items), IndexCache.cpp (the process's cache).
 #pragma once
 
@@ -17,8 +16,8 @@ struct CIndexDB::State {
     CString path;
     IndexConnection connection;
     // Closed before the connection.
-    IndexStatement children;                                                      // the open BeginFolderChildrenRead
-    IndexStatement insertDelete, replaceDelete, markItem, readFlags, readVersion; // prepared once, where many come
+    IndexStatement children;                                                      // of the open BeginFolderChildrenRead
+    IndexStatement insertDelete, replaceDelete, markItem, readFlags, readVersion; // prepared once, for many uses
     FileIdentity identity;
     struct NewDelete {
         DeleteDatum datum;
@@ -26,12 +25,13 @@ struct CIndexDB::State {
     };
     bool inBatch = false;
     std::vector<NewDelete> batch;           // not written yet
-    bool batchFailed = false;               // some of it could not be written
-    std::vector<std::uint64_t> markedItems; // of the batch: what the cache follows when it is committed
-    std::int64_t versionOfMarks = 0;        // of the database, while they were written: nobody else could write
+    bool batchFailed = false;               // some of the batch could not be written
+    std::vector<std::uint64_t> markedItems; // of the batch; the cache follows them after the commit
+    std::int64_t versionOfMarks = 0;        // version of the database while the marks were written: no other connection
+                                            // could write then
     IndexError last{Error::None, CString()};
 
-    // Runs an operation on the open database; what it throws becomes the last error.
+    // Runs an operation on the open database; its exception becomes the last error.
     template <typename Operation>
     bool Run(Operation operation)
     {
@@ -63,14 +63,14 @@ struct CIndexDB::State {
     void UseWriteAheadLog();
     void Close();
     SettingsDatum LastJob();
-    // The job of the first row; a zero record without one.
+    // Returns the job of the first row; a zero record without one.
     SettingsDatum JobOf(IndexStatement query);
     void Export(const wchar_t* file, const SettingsDatum& job);
     bool HasTable(std::wstring_view name);
     std::vector<DeleteDatum> Deletes(std::int32_t jobId);
-    // False, with the last error, when any of them could not be recorded.
+    // Returns false, with the last error, when any of them could not be recorded.
     bool RecordAll(const ItemDatum* items, std::size_t count);
-    // Returns the items that were recorded: all but those whose key another path has.
+    // Returns the items that were recorded: all except those whose key another path has.
     std::vector<const ItemDatum*> WriteItems(const ItemDatum* items, std::size_t count);
     void RefuseKey(const CachedDatum& datum);
     void FollowRecorded(const std::vector<const ItemDatum*>& items);
@@ -83,7 +83,7 @@ struct CIndexDB::State {
     void WriteBatch();
     void WriteDelete(const NewDelete& record);
     std::int64_t DataVersion();
-    // What was not committed is undone; the last error stays.
+    // Undoes what was not committed; the last error stays.
     void LeaveBatch();
     void ReadItems(ItemCache& cache);
     void RefuseInBatch() const;

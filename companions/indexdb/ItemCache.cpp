@@ -13,8 +13,8 @@ constexpr unsigned blockBits = 18;
 constexpr std::size_t blockUnits = std::size_t(1) << blockBits;
 static_assert(ItemCache::MaxPath <= blockUnits, "a name lies in one block");
 
-// The maps need a key that nothing has. A path whose key this would be uses its neighbour's place: what is found by a
-// key is compared anyway.
+// The maps need a key that no entry has. A path with this key uses the neighbouring key: finds by key compare the paths
+// anyway.
 constexpr std::uint64_t deletedKey = ~std::uint64_t(0);
 std::uint64_t KeyOf(std::uint64_t hash) { return hash == deletedKey ? hash - 1 : hash; }
 
@@ -23,7 +23,7 @@ bool IsAscii(std::wstring_view text)
     return std::all_of(text.begin(), text.end(), [](wchar_t unit) { return unit < 0x80; });
 }
 
-// A path that begins with its only backslash has no folder.
+// A path whose only backslash is its first unit has no folder.
 std::size_t NameStart(std::wstring_view path)
 {
     const std::size_t slash = path.rfind(L'\\');
@@ -71,7 +71,7 @@ bool ItemCache::Put(const CachedDatum& datum, std::int64_t delayedUntil)
     return true;
 }
 
-// An item whose path stays keeps its place, so that its name is not stored again.
+// An item whose path stays the same keeps its place, so that its name is not stored again.
 bool ItemCache::Update(const CachedDatum& datum, std::int64_t delayedUntil)
 {
     Item* const item = ItemOfId(datum.id);
@@ -185,7 +185,7 @@ void ItemCache::LeaveId(Slot slot)
     m_byId.Erase(m_items[slot].id, slot, [this](Slot other) { return m_items[other].id; });
 }
 
-// The id finds nearly everything; the folded forms find what differs in the case of other letters.
+// The id finds nearly every item; the folded forms find those that differ in the case of other letters.
 const ItemCache::Item* ItemCache::ItemOfPath(std::wstring_view path) const
 {
     if (const Item* item = IfItHasPath(ItemOfId(PathHash64(path)), path))
@@ -202,7 +202,7 @@ const ItemCache::Item* ItemCache::ItemOfPath(std::wstring_view path) const
 
 const ItemCache::Item* ItemCache::IfItHasPath(const Item* item, std::wstring_view path) const
 {
-    // Nearly every path is asked for as it is spelled.
+    // Nearly every path is asked for in its own spelling.
     const auto equal = [](std::wstring_view one, std::wstring_view other) {
         return one == other || EqualNoCase(one, other);
     };
@@ -237,7 +237,7 @@ std::uint32_t ItemCache::EnterFolder(std::wstring_view path)
     return number;
 }
 
-// Folders come and go for as long as the service runs: an empty one gives its path back.
+// Folders come and go for as long as the service runs, so an empty one frees its path.
 void ItemCache::LeaveFolder(std::uint32_t number)
 {
     Folder& folder = m_folders[number];
@@ -282,7 +282,8 @@ std::wstring_view ItemCache::NameOf(const Item& item) const
     return {m_names[item.name >> blockBits].get() + (item.name & (blockUnits - 1)), item.nameLength};
 }
 
-// Millions of look-ups come here: one allocation at most, none where the text before was as long, none to compare.
+// Millions of look-ups call this: it allocates once at most, not at all when the text before was as long, and never to
+// compare.
 void ItemCache::PathOf(const Item& item, CString& path) const
 {
     const std::wstring& folder = m_folders[item.folder].path;

@@ -1,6 +1,5 @@
-// The whole index in memory, compact enough for millions of items (about fifty
-// bytes each beside their names): an item's path is its folder's number and its
-// own name, and names lie side by side in large blocks.
+// The whole index in memory, compact enough for millions of items (about fifty bytes each beside their names): an
+// item's path is the number of its folder and its own name, and names are side by side in large blocks.
 //
 // Not locked: the owner guards it, also for look-ups.
 #pragma once
@@ -23,35 +22,35 @@
 class ItemCache
 {
 public:
-    // The longest path the system knows.
+    // The longest path of the system, in units.
     static constexpr std::size_t MaxPath = 32767;
 
-    // mostNameUnits: how much room there is for names; the places of names are 32 bits wide.
+    // mostNameUnits: room for names, in units; the places of names are 32 bits wide.
     explicit ItemCache(std::uint64_t mostNameUnits = std::uint64_t(1) << 32);
 
     std::size_t Size() const { return m_byId.Size(); }
-    // How many folders the items lie in.
+    // Returns how many folders the items are in.
     std::size_t Folders() const { return m_folderNumbers.Size(); }
-    // How many places of its tables look-ups by id and by folder have looked at.
+    // Returns how many places of its tables the look-ups by id and by folder have looked at.
     std::uint64_t PlacesVisited() const { return m_byId.PlacesVisited() + m_folderNumbers.PlacesVisited(); }
 
-    // Adds the item or replaces the one of the same path, in whatever case. Returns false, and changes nothing, when
+    // Adds the item, or replaces the one with the same path in whatever case. Returns false, and changes nothing, when
     // the id belongs to another path (ids are hashes that anybody can compute), or when the path is empty or longer
     // than MaxPath. Throws std::bad_alloc when there is no room for the name.
     bool Put(const CachedDatum& datum, std::int64_t delayedUntil);
     void Erase(std::uint64_t id);
-    // Nothing when the item is not known.
+    // Does nothing when the item is not known.
     void SetFlags(std::uint64_t id, std::uint32_t flags);
     void AddFlags(std::uint64_t id, std::uint32_t flags);
 
     bool Find(std::uint64_t id, CachedDatum& datum) const;
-    // The item with this path, as below.
+    // Finds the item with this path, as FindPath does.
     bool Find(std::wstring_view path, CachedDatum& datum) const;
-    // The id of the item with this path, without regard to case; no trailing backslash.
+    // Returns the id of the item with this path, without regard to case; no trailing backslash.
     std::optional<std::uint64_t> FindPath(std::wstring_view path) const;
-    // Whether an item lies below the folder, at any depth, without regard to case; no trailing backslash.
+    // Returns true when an item is below the folder, at any depth, without regard to case; no trailing backslash.
     bool HasItemsBelow(std::wstring_view folder) const;
-    // 0 when the item is not delayed or not known.
+    // Returns 0 when the item is not delayed or not known.
     std::int64_t DelayedUntil(std::uint64_t id) const;
 
 private:
@@ -86,7 +85,7 @@ private:
     void LeaveId(Slot slot);
     std::uint64_t FoldedKeyOf(Slot slot) const;
     Slot TakeSlot();
-    // One more item in the folder, and one less.
+    // EnterFolder counts one more item in the folder; LeaveFolder counts one less.
     std::uint32_t EnterFolder(std::wstring_view path);
     void LeaveFolder(std::uint32_t number);
     void CountInAncestors(std::wstring_view path, std::uint32_t change);
@@ -102,15 +101,15 @@ private:
     void DropUnusedNames();
 
     SlotTable m_byId;
-    // Items whose id alone does not find them in every case: ids fold A to Z only. By FoldedKey, which several may
+    // Items that their id alone does not always find: ids fold A to Z only. By FoldedKey, which several items may
     // share.
     SlotTable m_byFoldedPath;
     BlockArray<Item> m_items;
     std::vector<Slot> m_freeSlots;
     BlockArray<Folder> m_folders;
     std::vector<std::uint32_t> m_freeFolders;
-    // For each folder that items lie below, by the key of its folded path: how many of m_folders it is or holds. (Two
-    // folders of the same key would make HasItemsBelow say yes too often, which costs a look at the database.)
+    // For each folder with items below it, by the key of its folded path: how many of m_folders are it or in it. (Two
+    // folders with the same key would make HasItemsBelow return true too often, which costs a query of the database.)
     CountMap m_subtrees;
     SlotTable m_folderNumbers;
     std::vector<std::unique_ptr<wchar_t[]>> m_names;

@@ -28,13 +28,13 @@ void CIndexDB::State::Open(bool writable, bool exclusive, int busyTimeoutMs)
         throw IndexError{Error::Failed, L"no database file is set"};
     if (writable && IsReadOnlyFile(path))
         throw IndexError{Error::ReadOnly, L"the file is read-only"};
-    // Keeping others out takes a lock that only a writing connection can get.
+    // An exclusive connection needs a lock that only a writing connection can get.
     const Access access = writable ? Access::Create : exclusive ? Access::Write : Access::Read;
     connection.Open(path, access, busyTimeoutMs > 0 ? busyTimeoutMs : defaultBusyTimeoutMs);
     IndexSchema::RegisterCollation(connection);
     if (exclusive)
         connection.Execute("PRAGMA locking_mode=EXCLUSIVE");
-    // Keys are hashes, so that recording many items touches pages all over the file.
+    // Keys are hashes, so that recording many items touches pages in all parts of the file.
     connection.Execute("PRAGMA cache_size=-65536");
     const bool present = IndexSchema::IsIndex(connection);
     if (!present && !writable)
@@ -54,12 +54,12 @@ void CIndexDB::State::Open(bool writable, bool exclusive, int busyTimeoutMs)
     if (!writable)
         connection.Execute("PRAGMA query_only=1");
     identity = FileIdentity::Of(path);
-    // The cache would not be known for this database's, and would not follow it.
+    // Without an identity, the cache would not be recognised as this database's, and would not follow it.
     if (identity == FileIdentity{})
         throw IndexError{Error::Failed, L"the file cannot be told from others"};
 }
 
-// Readers then do not wait for the writer. Some network shares cannot do it; the database works without.
+// With the log, readers do not wait for the writer. Some network shares do not support it; the database works without.
 void CIndexDB::State::UseWriteAheadLog()
 {
     IndexStatement mode(connection.Get(), "PRAGMA journal_mode=WAL");
@@ -67,7 +67,7 @@ void CIndexDB::State::UseWriteAheadLog()
     if (got != L"wal")
         g_OrbLog.WriteLog(1, logSource, __LINE__, L"The index %s has no write-ahead log (mode %s).", path.GetString(),
                           got.GetString());
-    // The first read enters the log. From then on an exclusive connection is kept out, even while this one idles.
+    // The first read enters the log. From then on an exclusive connection cannot open, even while this one is idle.
     mode.Close();
     connection.Number("SELECT count(*) FROM sqlite_master");
 }
@@ -97,7 +97,7 @@ void CIndexDB::SetDBFilePath(const wchar_t* path)
 bool CIndexDB::Open(int writable, int exclusive, int busyTimeoutMs)
 {
     const CSingleLock lock(m_state->section);
-    // All of its files are opened here, or removed by the end: whoever the thread acts for, they are the product's.
+    // This thread opens or removes all files of the database, which belong to the product, whichever user it acts for.
     const WithoutThreadToken asProcess;
     m_state->Close();
     const bool opened = m_state->Guarded([&] { m_state->Open(writable != 0, exclusive != 0, busyTimeoutMs); });
@@ -134,7 +134,7 @@ bool CIndexDB::SetSizeLimit(std::uint64_t bytes)
     });
 }
 
-// A batch may still be undone, and neither the cache nor an exported file would know.
+// A batch may still be undone; the cache or an exported file would not follow that.
 void CIndexDB::State::RefuseInBatch() const
 {
     if (connection.InTransaction())

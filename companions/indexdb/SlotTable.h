@@ -1,5 +1,4 @@
-// Finds slots of an array by the hash of what lies in them, four bytes a place: what a slot is found by is kept in the
-// array alone.
+// Finds slots of an array by the hash of their contents, with four bytes a place. The array alone keeps the contents.
 //
 // Not locked: the owner guards it, also for look-ups.
 #pragma once
@@ -17,10 +16,10 @@ public:
     static constexpr Slot None = ~Slot(0);
 
     std::size_t Size() const { return m_size; }
-    // How many places finding and removing have looked at.
+    // Returns how many places finding and removing have looked at.
     std::uint64_t PlacesVisited() const { return m_visited; }
 
-    // The slot with this hash that `matches`, or None.
+    // Returns the slot with this hash for which `matches` returns true, or None.
     template <typename Matches>
     Slot Find(std::uint64_t hash, Matches matches) const
     {
@@ -28,7 +27,7 @@ public:
         return place == nowhere ? None : m_places[place];
     }
 
-    // `hashOf` yields the hash of what a slot holds. Nothing has changed when it throws std::bad_alloc.
+    // Adds a slot. `hashOf` returns the hash of a slot's contents. When std::bad_alloc is thrown, nothing has changed.
     template <typename HashOf>
     void Insert(std::uint64_t hash, Slot slot, HashOf hashOf)
     {
@@ -51,10 +50,10 @@ public:
 private:
     static constexpr std::size_t nowhere = ~std::size_t(0);
     static constexpr std::size_t leastPlaces = 16;
-    using Places = std::vector<Slot>; // as many as a power of two
+    using Places = std::vector<Slot>; // their number is a power of two
 
-    // Keys need not be well mixed. Names can be chosen by their keys: a secret of the process keeps the places from
-    // being chosen, too.
+    // Keys need not be well mixed. Users can choose names by their keys: a secret of the process prevents that they
+    // choose the places, too.
     static std::size_t Home(const Places& places, std::uint64_t hash)
     {
         hash ^= s_secret;
@@ -95,7 +94,7 @@ private:
         m_places.swap(larger);
     }
 
-    // What lies behind a gap moves up, unless it is at home nearer than the gap: no mark is left behind.
+    // Moves the slots behind a gap up, except those whose home is behind the gap: so no mark is left behind.
     template <typename HashOf>
     void Close(std::size_t gap, HashOf hashOf)
     {

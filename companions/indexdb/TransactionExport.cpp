@@ -11,7 +11,7 @@
 namespace
 {
 
-// The file in the making, which goes when it could not be finished.
+// The unfinished file; the destructor removes it when it could not be finished.
 class Draft
 {
 public:
@@ -29,7 +29,7 @@ public:
     Draft& operator=(const Draft&) = delete;
 
     const CString& Path() const { return m_path; }
-    // Nobody removes the file, or puts another one in its place, until then.
+    // Until this call, no other process can remove the file or put another one in its place.
     void LetGo() { m_held.Reset(); }
 
     void Publish(bool reserved) const
@@ -43,7 +43,7 @@ public:
     }
 
 private:
-    // A file of the draft's name is somebody else's, even one that cannot be told from a leftover: it may be a link.
+    // An existing file of the draft's name is not this object's, even if it looks like a leftover: it may be a link.
     void Make()
     {
         constexpr int mostNames = 100;
@@ -68,7 +68,7 @@ private:
     FileHandle m_held;
 };
 
-// True when an empty file holds the name.
+// Returns true when an empty file has the name.
 bool IsReserved(const CString& path)
 {
     WIN32_FILE_ATTRIBUTE_DATA data;
@@ -84,7 +84,7 @@ void Write(const CString& path, const SettingsDatum& job, const std::vector<Dele
 {
     IndexConnection file;
     file.Open(path, IndexConnection::Access::Write, 0);
-    // A journal beside it could be a link, too. What fails is not kept anyway.
+    // A journal beside the file could be a link, too. A draft that fails is not kept anyway.
     file.Execute("PRAGMA journal_mode=MEMORY");
     IndexSchema::RegisterCollation(file);
     IndexSchema::Create(file);
@@ -111,7 +111,7 @@ void ExportTransaction(const CString& path, const SettingsDatum& job, const std:
         draft.LetGo();
         draft.Publish(reserved);
     } catch (...) {
-        // What was reserved for this transaction would otherwise be taken for one.
+        // Otherwise the file that was reserved for this transaction would count as one.
         if (reserved)
             DeleteFileW(path);
         throw;

@@ -68,8 +68,8 @@ std::uint64_t LogFile::Size() const
     return m_file && GetFileSizeEx(m_file.Get(), &size) ? static_cast<std::uint64_t>(size.QuadPart) : 0;
 }
 
-// The size is asked of the system each time: others write to the file, too, and one that they have renamed
-// is full, which is how this process finds out.
+// Asks the system for the size each time, because other processes write to the file, too. A file that another process
+// has renamed is full: so this process notices the new one.
 void LogFile::MakeRoom(std::uint64_t coming)
 {
     const auto full = [&] {
@@ -88,7 +88,7 @@ void LogFile::MakeRoom(std::uint64_t coming)
     Open();
 }
 
-// A file that cannot be renamed grows on: that is better than losing lines.
+// A file that cannot be renamed continues to grow: that is better than losing lines.
 void LogFile::Rename()
 {
     const WithoutThreadToken asProcess;

@@ -1,10 +1,9 @@
 // The log file behind COrbLog: a sink that several processes may share.
 //
-// Each line is one append by the system, so that lines of different processes
-// do not tear each other, and a process that is killed loses none. The file is
-// opened such that another process can rename it, and whoever finds its own file
-// full looks first whether somebody else has already begun a new one. It belongs to
-// the account of the process, whomever the writing thread impersonates.
+// Each line is one append by the system: lines of different processes do not mix, and a process that is killed loses
+// none. The file is opened such that another process can rename it. A process that finds its file full first checks
+// whether another process has begun a new one. The file belongs to the account of the process, whichever user the
+// writing thread impersonates.
 //
 // One thread at a time.
 #pragma once
@@ -22,13 +21,13 @@ class LogFile : public spdlog::sinks::base_sink<spdlog::details::null_mutex>
 public:
     LogFile();
 
-    // OrbWatcher.log in this folder; the file is opened when the first line comes.
+    // Uses OrbWatcher.log in this folder; the first line opens the file.
     void SetFolder(const CString& folder);
-    // A file beyond `bytes` is renamed to OrbWatcher.1.log; `oldFiles` of these are kept.
+    // Sets the limits: a file beyond `bytes` is renamed to OrbWatcher.1.log, and `oldFiles` of these are kept.
     void SetLimits(std::uint64_t bytes, int oldFiles);
     void Close();
 
-    // Whether the last line got into the file, and why not.
+    // Returns why the last line did not get into the file; ERROR_SUCCESS when it did.
     unsigned long LastError() const { return m_error; }
     CString Path() const { return NumberedPath(0); }
 

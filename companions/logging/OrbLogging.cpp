@@ -32,7 +32,8 @@ std::wstring FormatText(const wchar_t* format, va_list arguments)
     return text;
 }
 
-// One entry is one line of the file, harmless to a terminal that shows it, whatever a file name holds.
+// Makes one line of the file from one entry. The line is harmless to a terminal that shows it, whatever a file name
+// contains.
 std::string ToUtf8Line(std::wstring text)
 {
     for (wchar_t& unit : text)
@@ -75,11 +76,11 @@ private:
 
 struct COrbLog::State {
     RankedSection section{LockRank::Log, L"log"};
-    // All below is guarded by the section.
+    // The section guards all members below.
     std::map<std::uint64_t, Sink> sinks;
     std::uint64_t lastToken = 0;
     LogFile file;
-    std::wstring named; // ORB_DATA_FOLDER as it was for the file's folder
+    std::wstring named; // ORB_DATA_FOLDER when the file's folder was set
     bool started = false;
     bool broken = false; // the last attempt at the file failed
     ULONGLONG triedAt = 0;
@@ -92,7 +93,7 @@ struct COrbLog::State {
     void FollowDataFolder();
 };
 
-// Callers log between a failed call and asking for its error, so that the thread's last error is kept.
+// Keeps the thread's last error: callers log between a failed call and the question for its error.
 void COrbLog::State::Write(LogLevel level, const wchar_t* source, int sourceLine, const wchar_t* format,
                            va_list arguments) noexcept
 {
@@ -100,7 +101,7 @@ void COrbLog::State::Write(LogLevel level, const wchar_t* source, int sourceLine
     try {
         const std::wstring text = FormatText(format, arguments);
         const CSingleLock lock(section);
-        // A sink that logs all the same would otherwise never come to an end.
+        // Without this, a sink that logs would call itself without end.
         if (!writing) {
             const WritingScope scope(writing);
             const LogLine line{level, source, sourceLine, text.c_str()};
@@ -108,7 +109,7 @@ void COrbLog::State::Write(LogLevel level, const wchar_t* source, int sourceLine
             ToFile(line);
         }
     } catch (...) {
-        // No memory for the line: the work goes on without it.
+        // There is no memory for the line: the work goes on without it.
     }
     SetLastError(lastError);
 }
@@ -119,7 +120,7 @@ void COrbLog::State::ToSinks(const LogLine& line)
         try {
             sink(line);
         } catch (...) {
-            // The other sinks and the file still get the line.
+            // The other sinks and the file still receive the line.
         }
     }
 }

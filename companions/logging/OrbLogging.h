@@ -1,11 +1,9 @@
 /// @file
 /// The product's log: UTF-8, rotated by size, in the data folder.
 ///
-/// Every operation may be called from any thread. A log that cannot be written
-/// never stops the work: the lines still reach the sinks, which are told once, and
-/// the file is tried again every few seconds. Each line is handed to the system at
-/// once, so that a process that is killed loses none; several processes may write
-/// to the same file.
+/// Any thread may call every operation. A log that cannot be written never stops the work: the lines still reach the
+/// sinks, which get one line about the failure, and the file is tried again every few seconds. Each line is given to
+/// the system at once, so that a process that is killed loses none. Several processes may write to the same file.
 ///
 /// A line is: time (UTC), process and thread, level, source and its line when given, text.
 ///
@@ -21,45 +19,46 @@
 #define ORBLOGGING_API __declspec(dllimport)
 #endif
 
-/// How much a line matters.
+/// The importance of a line.
 enum class LogLevel { Info = 0, Abort = 1, Error = 2 };
 
-/// One line as it goes to the log. The texts live only as long as the call.
+/// One line of the log. The texts are valid only during the call.
 struct LogLine {
-    LogLevel level;        ///< of the line
-    const wchar_t* source; ///< empty for Log
-    int sourceLine;        ///< 0 for Log
+    LogLevel level;        ///< level of the line
+    const wchar_t* source; ///< empty for lines of Log
+    int sourceLine;        ///< 0 for lines of Log
     const wchar_t* text;   ///< without a line end
 };
 
-/// A log: its file and its sinks. Any thread.
+/// A log with its file and its sinks. Any thread.
 class ORBLOGGING_API COrbLog
 {
 public:
-    /// The file is opened by the first line.
+    /// Makes a log; the first line opens the file.
     COrbLog();
-    /// The sinks are let go.
+    /// Releases the sinks.
     ~COrbLog();
     COrbLog(const COrbLog&) = delete;
     COrbLog& operator=(const COrbLog&) = delete;
 
-    /// A line of information.
+    /// Writes a line of information.
     void Log(const wchar_t* format, ...);
-    /// severity: 1 for aborts, 2 for failures; line: the place that the product's support knows it by.
+    /// Writes a line. severity: 1 for aborts, 2 for failures; line: the place by which the product's support knows the
+    /// line.
     void WriteLog(int severity, const wchar_t* source, int line, const wchar_t* format, ...);
 
-    /// A sink sees every line on the thread that writes it, one line at a time. It must not log.
-    /// The token takes it out again; once RemoveSink returns, the sink is not called any more.
+    /// A function that receives every line, on the thread that writes it, one line at a time. It must not log. AddSink
+    /// returns a token to remove it; once RemoveSink returns, the sink is not called any more.
     using Sink = std::function<void(const LogLine&)>;
-    /// Every line from now on goes to the sink, too. The token is for RemoveSink.
+    /// Sends every later line to the sink, too. Returns the token for RemoveSink.
     std::uint64_t AddSink(Sink sink);
-    /// Waits for a line that the sink is being shown. Not from inside a sink.
+    /// Removes the sink. Waits when the sink is being called. Do not call it from inside a sink.
     void RemoveSink(std::uint64_t token);
 
-    /// A file beyond `bytes` is renamed to OrbWatcher.1.log, and so on; `oldFiles` of these are kept.
-    /// From the start: 10 MiB and three old files.
+    /// Sets the limits: a file beyond `bytes` is renamed to OrbWatcher.1.log, and so on; `oldFiles` of these are kept.
+    /// The defaults are 10 MiB and three old files.
     void SetFileLimits(std::uint64_t bytes, int oldFiles);
-    /// Gives the file back, so that the data folder can be moved; the next line opens it again.
+    /// Closes the file, so that the data folder can be moved; the next line opens it again.
     void Close();
 
 private:
@@ -67,7 +66,7 @@ private:
     State* m_state;
 };
 
-/// Writes the entry and the end of an operation.
+/// Writes the beginning and the end of an operation.
 class ORBLOGGING_API COrbFuncLog
 {
 public:
@@ -81,5 +80,5 @@ private:
     const wchar_t* m_name;
 };
 
-/// The log of the product, for all of a process.
+/// The log of the product, one for each process.
 extern ORBLOGGING_API COrbLog g_OrbLog;

@@ -60,7 +60,7 @@ bool OnlineCallbackHandler::FindUploaded(const wchar_t* path, std::uint64_t& mod
     return true;
 }
 
-// The table's lock is not held here: settings and files come before it in the lock order.
+// The table's lock is not held here: the locks of settings and files come before it in the lock order.
 CString OnlineCallbackHandler::GetTransactionXml(int& number, bool peek, bool reserve)
 {
     return Outbox(GetMainSettings().GetDataFolderPath() + L"\\outbox").Next(number, peek, reserve);

@@ -1,8 +1,8 @@
 /// @file
-/// What the online mode tells the watcher: which files were uploaded a moment ago,
-/// and where a transaction is to be written for upload.
+/// The data that the online mode gives to the watcher: the files that were uploaded a moment ago, and the paths of
+/// transactions for upload.
 ///
-/// Every operation may be called from any thread; the table has a lock of its own.
+/// Any thread may call every operation; the table has a lock of its own.
 #pragma once
 
 #include "mfc/CString.h"
@@ -19,26 +19,26 @@
 class ONLINEHANDLER_API OnlineCallbackHandler
 {
 public:
-    /// An empty table.
+    /// Makes an object with an empty table.
     OnlineCallbackHandler();
-    /// Nothing in the outbox goes with it.
+    /// Leaves the files in the outbox as they are.
     ~OnlineCallbackHandler();
     OnlineCallbackHandler(const OnlineCallbackHandler&) = delete;
     OnlineCallbackHandler& operator=(const OnlineCallbackHandler&) = delete;
 
-    /// The uploaded files: path to the modification time (FILETIME, 100-ns units) that the uploaded content had. They
-    /// are told apart by their paths, without regard to case: of keys anybody can make another name.
+    /// Adds an uploaded file. The modification time is that of the uploaded content (FILETIME, 100-ns units). The table
+    /// compares paths, without regard to case, and not keys: any user can make another name with the same key.
     void AddUploaded(const wchar_t* path, std::uint64_t modificationTime);
-    /// The file counts as not uploaded.
+    /// Removes the file: it counts as not uploaded.
     void RemoveUploaded(const wchar_t* path);
-    /// No file counts as uploaded.
+    /// Removes all files from the table.
     void ClearUploaded();
-    /// False, with the time untouched, when the file was not uploaded.
+    /// Reads the time of an uploaded file. Returns false, with the time untouched, when the file was not uploaded.
     bool FindUploaded(const wchar_t* path, std::uint64_t& modificationTime) const;
 
-    /// The path for the next transaction, in the outbox below the data folder (created when missing).
-    /// `number` receives the transaction's number, counted up over restarts; `peek` leaves the count as it
-    /// is; `reserve` creates the file empty so that nobody else gets the same path. Empty on failure.
+    /// Returns the path for the next transaction, in the outbox below the data folder (created when missing). `number`
+    /// receives the transaction's number, which counts up over restarts. `peek` leaves the count as it is. `reserve`
+    /// creates the file empty, so that no other caller gets the same path. Empty on failure.
     CString GetTransactionXml(int& number, bool peek, bool reserve);
 
 private:

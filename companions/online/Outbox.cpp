@@ -21,17 +21,17 @@ namespace
 constexpr const wchar_t* logSource = L"OnlineHandler";
 constexpr DWORD turnTimeoutMs = 10000;
 
-// One process and thread of the installation at a time. The counter is replaced as a whole: a process that ends inside
-// leaves nothing to mend.
+// Lets one process and one thread of the installation work at a time. The counter is replaced as a whole, so that a
+// process that ends inside leaves nothing to repair.
 class Turn : public ProcessTurn
 {
-    const WithoutThreadToken m_asProcess; // the counter is the product's, whoever the thread acts for
+    const WithoutThreadToken m_asProcess; // the counter belongs to the product, whichever user the thread acts for
 
 public:
     Turn() : ProcessTurn(GetMainSettings().GetMainSettingsMutex(L"mutexs::GUID_ONLINE_OUTBOX"), turnTimeoutMs) {}
 };
 
-// A number that can have been given, written in digits alone. Nothing for a text that is damaged or foreign.
+// Returns a number that the outbox can have used, written in digits only. Nothing for a damaged or foreign text.
 template <typename Unit>
 std::optional<int> GivenNumber(std::basic_string_view<Unit> digits)
 {
@@ -46,7 +46,7 @@ std::optional<int> GivenNumber(std::basic_string_view<Unit> digits)
     return static_cast<int>(number);
 }
 
-// The number in the name of a transaction file.
+// Returns the number in the name of a transaction file.
 std::optional<int> NumberInName(std::wstring_view name)
 {
     constexpr std::wstring_view prefix = L"Transaction";
@@ -85,7 +85,7 @@ CString Outbox::Next(int& number, bool peek, bool reserve) const
     if (candidate == INT_MAX)
         return Failure(L"The outbox has no number left", m_folder);
     CString path = PathOf(candidate);
-    // The count goes up first: a number that was lost to a crash is better than one that is given twice.
+    // The count is raised first: losing a number in a crash is better than using one twice.
     if (!peek && !WriteNext(candidate + 1))
         return Failure(L"The outbox's count cannot be written", m_folder);
     if (reserve) {
@@ -112,7 +112,7 @@ int Outbox::ReadNext() const
     return next ? *next : HighestUsed() + 1;
 }
 
-// Where the count is lost or damaged, what waits for upload still shows which numbers were given.
+// When the count is lost or damaged, the files that wait for upload still show which numbers were used.
 int Outbox::HighestUsed() const
 {
     WIN32_FIND_DATAW found;
@@ -132,7 +132,7 @@ bool Outbox::WriteNext(int number) const
     {
         const std::string text = std::to_string(number);
         OwnerAccess access;
-        DeleteFileW(temporary); // what an earlier process has left; a link is not followed
+        DeleteFileW(temporary); // an earlier process may have left it; a link is not followed
         const FileHandle file(CreateFileW(temporary, GENERIC_WRITE, 0, access.Attributes(), CREATE_NEW,
                                           FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
         DWORD written = 0;

@@ -1,8 +1,7 @@
 // The folder where transactions wait for upload, and their numbers.
 //
-// A number is given once, also when several processes ask and over restarts:
-// the next one is kept in the file "next", and a named mutex of the installation
-// lets one ask at a time. Any thread.
+// Each number is used once, also when several processes ask, and after restarts: the file "next" keeps the next number,
+// and a named mutex of the installation lets one process at a time ask. Any thread.
 #pragma once
 
 #include "mfc/CString.h"
@@ -14,7 +13,7 @@ class Outbox
 public:
     explicit Outbox(CString folder) : m_folder(std::move(folder)) {}
 
-    // The path of the next transaction; empty on failure, which is logged. See
+    // Returns the path of the next transaction; empty on failure, which is logged. See
     // OnlineCallbackHandler::GetTransactionXml.
     CString Next(int& number, bool peek, bool reserve) const;
 

@@ -4,8 +4,8 @@
 
 #include <windows.h>
 
-// The lock is the state's bits and nothing else: no address, no registration. That is what lets a
-// free object be copied as raw bytes, and lets it die without a destructor.
+// The state of the lock is these bits alone: no address, no registration. So a free object may be copied as raw bytes,
+// and needs no destructor.
 static_assert(sizeof(SRWLOCK) == sizeof(void*) && alignof(SRWLOCK) == alignof(void*));
 
 namespace

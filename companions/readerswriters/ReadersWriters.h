@@ -1,9 +1,8 @@
 /// @file
-/// A reader/writer lock. Many readers at once, or one writer; neither may be
-/// entered again by a thread that is inside. An object may be copied as raw bytes
-/// while nobody is inside it; the copy is a free lock of its own.
+/// A reader/writer lock: many readers at once, or one writer. A thread that is inside must not enter it again. An
+/// object may be copied as raw bytes while no thread is inside; the copy is a free lock of its own.
 ///
-/// In the lock order it is a leaf: nobody asks for another lock inside it, but the log's.
+/// In the lock order it is a leaf: a thread inside asks for no other lock except the log's.
 #pragma once
 
 #ifdef READERSWRITERS_EXPORTS
@@ -12,32 +11,32 @@
 #define READERSWRITERS_API __declspec(dllimport)
 #endif
 
-/// The lock. Any thread; who has entered leaves it on the same thread.
+/// The lock. Any thread; the thread that entered must also leave it.
 class READERSWRITERS_API ReadersWriters
 {
 public:
     ReadersWriters() = default;
 
-    /// Waits until no writer is inside.
+    /// Enters as a reader; waits until no writer is inside.
     void StartRead();
-    /// Ends a reading that this thread has begun.
+    /// Leaves as a reader. Call it on the thread that called StartRead.
     void EndRead();
-    /// Waits until nobody is inside.
+    /// Enters as the writer; waits until no thread is inside.
     void StartWrite();
-    /// Ends the writing.
+    /// Leaves as the writer.
     void EndWrite();
 
 private:
     void* m_state = nullptr; // an SRWLOCK, which is one pointer and zero when free
 };
 
-/// Reads for as long as it lives.
+/// Holds the lock as a reader for as long as it lives.
 class ReadScope
 {
 public:
-    /// The lock must outlive it.
+    /// Enters the lock, which must outlive the object.
     explicit ReadScope(ReadersWriters& lock) : m_lock(lock) { m_lock.StartRead(); }
-    /// Ends the reading.
+    /// Leaves the lock.
     ~ReadScope() { m_lock.EndRead(); }
     ReadScope(const ReadScope&) = delete;
     ReadScope& operator=(const ReadScope&) = delete;
@@ -46,13 +45,13 @@ private:
     ReadersWriters& m_lock;
 };
 
-/// Writes for as long as it lives.
+/// Holds the lock as the writer for as long as it lives.
 class WriteScope
 {
 public:
-    /// The lock must outlive it.
+    /// Enters the lock, which must outlive the object.
     explicit WriteScope(ReadersWriters& lock) : m_lock(lock) { m_lock.StartWrite(); }
-    /// Ends the writing.
+    /// Leaves the lock.
     ~WriteScope() { m_lock.EndWrite(); }
     WriteScope(const WriteScope&) = delete;
     WriteScope& operator=(const WriteScope&) = delete;

@@ -1,5 +1,5 @@
-// Where the product keeps its data. Header only, so that the log, which the
-// settings use, needs nothing of the settings library. Any thread.
+// The place where the product keeps its data. Header only: the settings use the log, so that the log must not need the
+// settings library. Any thread.
 #pragma once
 
 #include "mfc/CString.h"
@@ -36,7 +36,7 @@ inline std::wstring ProgramData()
     return buffer;
 }
 
-// The folder as named, absolute and without a trailing backslash. It need not exist.
+// Returns the named folder, absolute and without a trailing backslash. It need not exist.
 inline CString Path()
 {
     std::wstring named = Environment(L"ORB_DATA_FOLDER");
@@ -54,8 +54,9 @@ inline CString Path()
     return path.TrimRight(L'\\');
 }
 
-// Creates the folder and its parents. True when it is there in the end, whoever has made it (IsTrustedFolder). What is
-// made here belongs to this account; the system and the administrators alone may write to it beside.
+// Creates the folder and its parents. Returns true when it exists in the end, whichever account made it (see
+// IsTrustedFolder). Folders that this call makes belong to this account; the system and the administrators may write to
+// them, too, and all others may only read.
 inline bool Create(const CString& folder)
 {
     const auto isFolder = [](const wchar_t* path) {

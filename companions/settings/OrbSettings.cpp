@@ -24,7 +24,7 @@ constexpr ULONGLONG retryAfterMs = 1000;
 constexpr DWORD longestTurnMs = 2000; // a save takes some milliseconds
 constexpr const wchar_t* logSource = L"OrbSettings";
 
-// "Section::name" is the member "name" of the group "Section".
+// The parts of a key: "Section::name" is the member "name" of the group "Section".
 struct Key {
     std::string section;
     std::string name;
@@ -38,8 +38,8 @@ struct Key {
     }
 };
 
-// The long form of the data folder, which every name of a kernel object asks for: finding it reads each folder on the
-// way there. Any thread.
+// Keeps the long form of the data folder: every name of a kernel object needs it, and finding it reads each folder on
+// the way there. Any thread.
 class LongForms
 {
 public:
@@ -48,7 +48,7 @@ public:
         const CSingleLock lock(m_section);
         if (folder != m_folder) {
             std::wstring longForm = Find(folder);
-            if (longForm.empty()) // not there yet, perhaps
+            if (longForm.empty()) // the folder may not exist yet
                 return folder.GetString();
             m_longForm = std::move(longForm);
             m_folder = folder;
@@ -67,11 +67,11 @@ private:
     }
 
     CCriticalSection m_section;
-    CString m_folder; // that was asked for last
+    CString m_folder; // the last folder that was asked for
     std::wstring m_longForm;
 };
 
-// Two processes may name one folder in different ways; all must come to one text.
+// Two processes may write one folder in different ways; both must get the same text.
 CString InstanceOfFolder(const CString& folder)
 {
     static LongForms longForms;
@@ -83,11 +83,12 @@ CString InstanceOfFolder(const CString& folder)
     return text;
 }
 
-// A service and the programs of a user meet in the names of the whole machine only.
+// A service and the programs of a user share only the names of the whole machine.
 constexpr const wchar_t* wholeMachine = L"Global\\";
 constexpr const wchar_t* oneSession = L"Local\\";
 
-// The system refuses longer names. Cut, they still differ: what is cut off goes into a hash, and case counts.
+// The system refuses longer names. A cut name ends in a hash of the whole name, so that cut names still differ; case
+// counts.
 CString KernelName(const CString& name)
 {
     constexpr int longest = MAX_PATH - 1;
@@ -101,7 +102,7 @@ CString KernelName(const CString& name)
     return name.Left(longest - ending.GetLength()) + ending;
 }
 
-// Every name that this library gives to a kernel object.
+// Returns the name that this library gives to a kernel object.
 CString SharedName(const wchar_t* space, const wchar_t* base, CString instance)
 {
     // A backslash in the name of a kernel object would name a directory of objects.
@@ -115,21 +116,21 @@ struct CSettings::State {
     enum class Loaded {
         No,
         Yes,
-        Unread, // the file is there and could not be opened; tried again from time to time
+        Unread, // the file exists and could not be opened; it is tried again from time to time
     };
 
     State(const wchar_t* name, OwnerAccess::Others readers) : fileName(name), others(readers) {}
 
     const CString fileName;
-    const OwnerAccess::Others others; // what they may do with the file
+    const OwnerAccess::Others others; // what other accounts may do with the file
     RankedSection section{LockRank::Database, L"settings"};
-    // All below is guarded by the section.
+    // The section guards all members below.
     SettingsTree values = SettingsTree::Object();
-    std::map<std::wstring, nlohmann::json> unsaved; // what was set since the file was written
+    std::map<std::wstring, nlohmann::json> unsaved; // set since the file was written
     CString folder;                                 // the data folder that `values` belongs to
     Loaded loaded = Loaded::No;
     ULONGLONG triedAt = 0;
-    bool keepAside = false; // the file on disk is not what was read, and must be kept before it is replaced
+    bool keepAside = false; // the file on disk is not the one that was read, and must be kept before it is replaced
 
     SettingsFile File() const { return SettingsFile(folder + L"\\" + fileName, others); }
     void Use();
@@ -146,8 +147,8 @@ struct CSettings::State {
     void Set(const wchar_t* key, nlohmann::json value);
 };
 
-// Every operation begins with this: the first one reads the file, and so does the first one after the
-// data folder has changed.
+// Every operation begins with this call: the first one reads the file, and so does the first one after the data folder
+// has changed.
 void CSettings::State::Use()
 {
     const CString now = DataFolder::Path();
@@ -156,7 +157,7 @@ void CSettings::State::Use()
         Load(now);
 }
 
-// A file that somebody keeps to himself for a moment changes nothing: what is known stays known.
+// A file that another program has open for itself changes nothing: the known values stay.
 bool CSettings::State::Load(const CString& from)
 {
     if (folder != from) {
@@ -192,7 +193,7 @@ bool CSettings::State::Load(const CString& from)
     return false;
 }
 
-// What was set here and not written yet stands above what was read.
+// Values that were set here and not written yet replace the values that were read.
 void CSettings::State::Take(SettingsTree read)
 {
     values = std::move(read);
@@ -209,7 +210,8 @@ void CSettings::State::KeepDamagedFile()
     keepAside = !File().KeepAsBad() && GetFileAttributesW(File().Path()) != INVALID_FILE_ATTRIBUTES;
 }
 
-// Others may have written other values since they were read here. False when what is there must not be replaced.
+// Other processes may have written other values since this one read the file. Returns false when the file on disk must
+// not be replaced.
 bool CSettings::State::ReadBeforeSaving(unsigned long& error)
 {
     std::string bytes;
@@ -234,7 +236,8 @@ bool CSettings::State::NotWritten(unsigned long error) const
     return false;
 }
 
-// Always of the whole machine: whoever writes the file must meet, whatever else they share.
+// The name is always one of the whole machine: all processes that write the file must share it, whatever else they
+// share.
 CString CSettings::State::TurnName() const
 {
     return SharedName(wholeMachine, L"mutexs::" + fileName, InstanceOfFolder(folder));
@@ -243,7 +246,7 @@ CString CSettings::State::TurnName() const
 bool CSettings::State::Save()
 {
     const WithoutThreadToken asProcess;
-    DataFolder::Create(folder); // its long form, of which the name is made, must be there
+    DataFolder::Create(folder); // the name is made of the folder's long form, so the folder must exist
     const ProcessTurn turn(TurnName(), longestTurnMs);
     if (!turn)
         g_OrbLog.WriteLog(2, logSource, __LINE__,
@@ -267,7 +270,7 @@ bool CSettings::State::SaveInTurn()
         unsaved.clear();
         return true;
     }
-    // What could not be read now may be as good as ever: it must not be gone when nothing has come in its place.
+    // The file that could not be read may be good: it must not disappear when no new file took its place.
     if (unread && !keepAside) {
         File().TakeBackBad();
         keepAside = true;
@@ -375,7 +378,7 @@ CString CSettings::GetDataFolderPath() const
     return folder;
 }
 
-// Programs of all users find the names of the shared objects there.
+// Programs of all users find the names of the shared objects in this file.
 CMainSettings::CMainSettings() : CSettings(L"MainSettings.json", true) {}
 CMainSettings::~CMainSettings() = default;
 

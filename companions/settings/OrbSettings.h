@@ -1,16 +1,15 @@
 /// @file
 /// The product's settings: three objects, one JSON file each, in the data folder.
 ///
-/// The data folder is `%ProgramData%\OrbWatcher4`, or the one that the environment
-/// variable ORB_DATA_FOLDER names at the moment of the call.
+/// The data folder is `%ProgramData%\OrbWatcher4`, or the folder that the environment variable ORB_DATA_FOLDER names
+/// when the call is made.
 ///
-/// Keys are written "Section::name". The objects live as long as the process, and
-/// each call may come from any thread. The first use reads the file, and so does
-/// the first use after the data folder has changed. The files are used with the
-/// rights of the process, whoever the thread acts for. A missing file reads as empty.
-/// An unreadable one is logged, kept beside with the ending ".bad", and reads as
-/// empty. Processes that save the same file take turns, and each keeps what the
-/// others have saved: of the same value the last one wins.
+/// Keys are written "Section::name". The objects live as long as the process, and any thread may call them. The first
+/// use reads the file, and so does the first use after the data folder has changed. The files are used with the rights
+/// of the process, whichever user the thread acts for. A missing file reads as empty. A damaged file is logged, kept
+/// with the ending ".bad", and reads as empty. A file that cannot be opened is logged and changes no value; it is tried
+/// again a second later. Processes that save the same file take turns, and each keeps the values that the others have
+/// saved; if two save the same value, the last one wins.
 #pragma once
 
 #include "mfc/CString.h"
@@ -28,34 +27,34 @@
 class ORBSETTINGS_API CSettings
 {
 public:
-    /// Reads the file again; what was set and not persisted stays above it. False when the file is unreadable: one
-    /// that cannot be opened leaves the values as they were, a damaged one leaves none.
+    /// Reads the file again; values that were set and not saved stay. Returns false when the file is unreadable: if it
+    /// cannot be opened, all values stay as they were; if it is damaged, none of its values is taken.
     virtual bool Load();
-    /// Writes the file whole: a temporary one first, then an atomic replace. Values that others have written in
-    /// the meantime are kept, unless they were set here, too. False when it could not be written; the old file is
-    /// then still there.
+    /// Writes the whole file: first a temporary one, which then replaces the file in one step. Values that other
+    /// processes have written meanwhile are kept, unless they were set here, too. Returns false when the file could not
+    /// be written; the old file is then still there.
     virtual bool Save();
 
-    /// The value as a number, cut to 32 bits; the fallback when it is not there or not a number. A text
-    /// that is a decimal number counts as one.
+    /// Returns the value as a number, cut to 32 bits, or the fallback when it does not exist or is no number. A text
+    /// that is a decimal number counts as a number.
     std::int32_t GetValue(const wchar_t* key, std::int32_t fallback) const;
-    /// The value as text into a buffer of `capacity` units with its terminator. False, with an empty
+    /// Copies the value as text, with its terminator, into a buffer of `capacity` units. Returns false, with an empty
     /// text, when there is no value or it does not fit.
     bool GetValue(const wchar_t* key, wchar_t* buffer, std::size_t capacity) const;
-    /// The value of the key from now on; on the disk after Save. The text is copied.
+    /// Sets the value of the key; Save writes it to the disk.
     void SetValue(const wchar_t* key, std::int32_t value);
-    /// The same for a text; null counts as an empty one.
+    /// Sets a text, which is copied; null counts as an empty text.
     void SetValue(const wchar_t* key, const wchar_t* value);
 
-    /// The folder that holds the product's data, without a trailing backslash; it is created when missing.
+    /// Returns the folder that holds the product's data, without a trailing backslash; creates it when it is missing.
     CString GetDataFolderPath() const;
 
     CSettings(const CSettings&) = delete;
     CSettings& operator=(const CSettings&) = delete;
 
 protected:
-    /// The file of this name in the data folder. Its own account, the system and the administrators may read it, or
-    /// all.
+    /// Makes the object for the file of this name in the data folder. The file may be read by its own account, the
+    /// system and the administrators, or, with `allMayRead`, by all accounts.
     explicit CSettings(const wchar_t* fileName, bool allMayRead = false);
     virtual ~CSettings();
 
@@ -64,16 +63,16 @@ private:
     State* m_state;
 };
 
-/// How this installation works: MainSettings.json.
+/// The settings of this installation: MainSettings.json.
 class ORBSETTINGS_API CMainSettings : public CSettings
 {
 public:
-    /// True when the product works in the online mode ("Main::Online").
+    /// Returns true when the product works in the online mode ("Main::Online").
     bool IsOnline() const;
-    /// The name of a kernel object of this installation: "Global\", so that all sessions of the machine share it, the
-    /// base, then the instance text of the settings ("Main::Instance"), so that two installations on one machine do
-    /// not collide. The setting "Main::ObjectNames" with the value "Local" keeps the names to one session. A name
-    /// that is too long for the system ends in a hash of the whole.
+    /// Returns the name of a kernel object of this installation. The name is "Global\", so that all sessions of the
+    /// machine share the object, then the base, then the instance text of the settings ("Main::Instance"), so that two
+    /// installations on one machine do not collide. The setting "Main::ObjectNames" with the value "Local" keeps the
+    /// names within one session. A name that is too long for the system ends in a hash of the whole name.
     CString GetMainSettingsMutex(const wchar_t* base) const;
 
 private:
@@ -82,7 +81,7 @@ private:
     friend ORBSETTINGS_API CMainSettings& GetMainSettings();
 };
 
-/// What the runs of the service leave for the next one: ServiceRunSettings.json.
+/// The data that a run of the service leaves for the next one: ServiceRunSettings.json.
 class ORBSETTINGS_API CServiceRunSettings : public CSettings
 {
     CServiceRunSettings();
@@ -90,10 +89,11 @@ class ORBSETTINGS_API CServiceRunSettings : public CSettings
     friend ORBSETTINGS_API CServiceRunSettings& GetServiceRunSettings();
 };
 
-/// Among the service-run settings: when the last full enumeration was complete, in seconds since 1970. 0: one is due.
+/// The key, in the service-run settings, of the time when the last full enumeration was complete, in seconds since
+/// 1970. 0: a full enumeration is due.
 inline constexpr const wchar_t* FirstTimeRunTimeKey = L"Backup::FirstTimeRunTime";
 
-/// What the user has chosen: UserConfigurations.json.
+/// The choices of the user: UserConfigurations.json.
 class ORBSETTINGS_API CUserConfigurations : public CSettings
 {
     CUserConfigurations();
@@ -101,9 +101,9 @@ class ORBSETTINGS_API CUserConfigurations : public CSettings
     friend ORBSETTINGS_API CUserConfigurations& GetUserConfigurations();
 };
 
-/// The one object of the process. Any thread.
+/// Returns the one object of the process. Any thread.
 ORBSETTINGS_API CMainSettings& GetMainSettings();
-/// The one object of the process. Any thread.
+/// Returns the one object of the process. Any thread.
 ORBSETTINGS_API CServiceRunSettings& GetServiceRunSettings();
-/// The one object of the process. Any thread.
+/// Returns the one object of the process. Any thread.
 ORBSETTINGS_API CUserConfigurations& GetUserConfigurations();

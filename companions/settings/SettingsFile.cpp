@@ -8,7 +8,7 @@
 namespace
 {
 
-// Real ones have some hundred bytes; all of it is held in memory several times over.
+// Real files have some hundred bytes; the whole content is in memory several times.
 constexpr LONGLONG LongestFile = 64 * 1024 * 1024;
 
 } // namespace

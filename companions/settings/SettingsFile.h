@@ -1,5 +1,4 @@
-// One settings file: reading it whole, replacing it whole, keeping a bad one.
-// One thread at a time.
+// One settings file: reads it whole, replaces it whole, keeps a damaged one. One thread at a time.
 #pragma once
 
 #include "mfc/CString.h"
@@ -13,20 +12,20 @@ class SettingsFile
 public:
     enum class ReadResult { Read, Missing, Failed };
 
-    // `others`: what accounts that are not trusted may do with a file that is made anew.
+    // `others`: the rights of other accounts on a file that is made anew.
     SettingsFile(CString path, OwnerAccess::Others others) : m_path(std::move(path)), m_others(others) {}
 
     const CString& Path() const { return m_path; }
 
-    // Failed: somebody keeps the file to himself, it may not be read, it is not trusted, or it is larger than 64
-    // MiB; `error` says why.
+    // Reads the file. Failed: another program has it open for itself, it may not be read, it is not trusted, or it is
+    // larger than 64 MiB; `error` says why.
     ReadResult Read(std::string& bytes, unsigned long& error) const;
-    // Writes a temporary file beside, then puts it in the file's place. On failure the old file is
-    // untouched, no temporary one is left, and `error` says why.
+    // Writes a temporary file beside the file, then replaces the file by it. On failure the old file is untouched, no
+    // temporary file is left, and `error` says why.
     bool Replace(const std::string& bytes, unsigned long& error) const;
-    // Renames the file to the same name with ".bad"; an older one of that name goes.
+    // Adds ".bad" to the name of the file; an older file of that name is replaced.
     bool KeepAsBad() const;
-    // Undoes that, unless there is another file by now.
+    // Undoes KeepAsBad, unless there is another file by now.
     void TakeBackBad() const;
 
 private:

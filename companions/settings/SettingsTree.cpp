@@ -19,7 +19,7 @@ std::string Leaf(const nlohmann::json& value)
 
 } // namespace
 
-// Receives what the parser reads. False ends the reading.
+// Receives what the parser reads. A function that returns false ends the reading.
 class SettingsTree::Builder final : public nlohmann::json_sax<nlohmann::json>
 {
 public:
@@ -31,7 +31,7 @@ public:
     bool number_unsigned(number_unsigned_t value) override { return Put(value); }
     bool number_float(number_float_t value, const string_t&) override { return Put(value); }
     bool string(string_t& value) override { return Put(std::move(value)); }
-    bool binary(binary_t&) override { return false; } // not in text
+    bool binary(binary_t&) override { return false; } // never in a text
     bool start_object(std::size_t) override { return Open(Kind::Object); }
     bool key(string_t& name) override
     {

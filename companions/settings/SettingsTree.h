@@ -1,7 +1,7 @@
-// A settings file in memory: JSON objects, arrays and single values, whatever depth others have given them.
+// A settings file in memory: JSON objects, arrays and single values, at any depth.
 //
-// The library parses and writes single values. The tree is our own because the library's needs memory to be
-// destroyed, and ends the process without it. One thread at a time.
+// The library parses and writes single values. This tree replaces the library's own, which needs memory for its
+// destruction and ends the process when there is none. One thread at a time.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -15,23 +15,23 @@
 class SettingsTree
 {
 public:
-    static constexpr int Deepest = 100; // levels; a file of ours has two
+    static constexpr int Deepest = 100; // levels; a file of the product has two
 
     SettingsTree() = default; // null
 
-    // An empty object.
+    // Makes an empty object.
     static SettingsTree Object();
-    // Nothing for damaged text, a root that is no object, or more than Deepest levels.
+    // Parses a text. Nothing for a damaged text, a root that is no object, or more than Deepest levels.
     static std::optional<SettingsTree> Parse(const std::string& text);
-    // With four blanks a level. Bytes that are no UTF-8 are replaced.
+    // Writes the tree with four blanks a level. Bytes that are no UTF-8 are replaced.
     std::string Text() const;
 
     bool IsObject() const { return m_kind == Kind::Object; }
-    // Null when this is no object or has no such member.
+    // Returns the member; null when this is no object or has no such member.
     const SettingsTree* Find(const std::string& name) const;
-    // The member, made when it is missing. Whatever this was, it is an object afterwards.
+    // Returns the member, and makes it when it is missing. This becomes an object if it was none.
     SettingsTree& Member(const std::string& name);
-    // The value of a leaf; null for objects and arrays.
+    // Returns the value of a leaf; null for objects and arrays.
     const nlohmann::json& Value() const { return m_value; }
     void SetValue(nlohmann::json value);
 

@@ -1,5 +1,5 @@
-// Scripts by which a shell completes the command line of orbwatch: commands, options,
-// their words, the profiles of the selection that is named, and paths. Any thread.
+// Scripts with which a shell completes the command line of orbwatch: commands, options, their words, the profiles of
+// the named selection, and paths. Any thread.
 #pragma once
 
 #include "host/help/CommandTree.h"

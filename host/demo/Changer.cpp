@@ -23,7 +23,7 @@ std::wstring Wide(const std::string& text)
     return wide;
 }
 
-// Paths of any length.
+// Supports paths of any length.
 std::wstring Long(const std::wstring& path) { return L"\\\\?\\" + path; }
 
 bool WriteFileText(const std::wstring& path, const std::string& text, DWORD disposition, DWORD attributes = 0)
@@ -45,7 +45,7 @@ bool MakeFolders(const std::wstring& path)
     return GetFileAttributesW(Long(path).c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
-// As editors save: a new file beside the old one takes its place.
+// Saves as editors do: a new file beside the old one takes its place.
 bool Replace(const std::wstring& path, const std::string& text)
 {
     const std::wstring fresh = path + L".saving";
@@ -53,7 +53,7 @@ bool Replace(const std::wstring& path, const std::string& text)
            MoveFileW(fresh.c_str(), path.c_str());
 }
 
-// A file whose path is longer than any that is backed up.
+// Makes a file with a path that is longer than any that is backed up.
 bool MakeDeepFile(std::wstring path)
 {
     while (path.size() < 270)
@@ -61,7 +61,7 @@ bool MakeDeepFile(std::wstring path)
     return MakeFolders(path) && WriteFileText(path + L"\\file.txt", "too deep", CREATE_ALWAYS);
 }
 
-// A folder with all that is in it.
+// Removes a folder with its contents.
 bool RemoveTree(const std::wstring& folder)
 {
     std::error_code error;

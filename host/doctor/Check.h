@@ -1,4 +1,4 @@
-// What the doctor finds out. Any thread.
+// A finding of the doctor. Any thread.
 #pragma once
 
 #include <string>
@@ -9,7 +9,7 @@ struct Check {
 
     const char* name;
     State state;
-    std::wstring text; // what is so, and what to do about it
+    std::wstring text; // the state, and what to do about it
     std::wstring path; // may be empty
 };
 

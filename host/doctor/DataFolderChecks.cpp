@@ -18,7 +18,7 @@ constexpr DWORD ForAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
 bool IsThere(const std::wstring& path) { return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES; }
 
-// Opening leaves a file as it is, whatever it is opened for. ERROR_SUCCESS when it can be opened.
+// Returns why the file cannot be opened, or ERROR_SUCCESS. Opening leaves a file as it is, whatever the access.
 DWORD OpeningFails(const std::wstring& path, DWORD access)
 {
     const FileHandle file(

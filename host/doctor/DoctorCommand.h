@@ -1,4 +1,4 @@
-// orbwatch doctor: looks at this machine and says what is wrong. It changes nothing.
+// orbwatch doctor: examines this machine and reports what is wrong. It changes nothing.
 #pragma once
 
 #include "host/ExitCode.h"

@@ -16,8 +16,8 @@ using State = Check::State;
 constexpr std::uint64_t MiB = 1024 * 1024;
 constexpr std::uint64_t LittleRoom = 1024 * MiB;
 constexpr std::uint64_t NoRoom = 16 * MiB;
-constexpr std::int64_t LeastEvents = 16384; // what the system below comes with
-constexpr std::int64_t LeastWatches = 8192; // where it is not known how many folders there are
+constexpr std::int64_t LeastEvents = 16384; // the default of the underlying system
+constexpr std::int64_t LeastWatches = 8192; // used when the number of folders is not known
 constexpr std::int64_t LeastOpenFiles = 1024;
 constexpr DWORD NoticeLimit = 5000; // milliseconds
 
@@ -43,7 +43,7 @@ Check CheckLimit(const wchar_t* name, std::int64_t wanted, const std::wstring& w
             L""};
 }
 
-// The process that answers all others holds what they open.
+// The process that serves all others holds the files that they open.
 Check CheckOpenFiles()
 {
     std::ifstream file(std::filesystem::path(L"Z:\\proc\\self\\limits"));
@@ -60,7 +60,7 @@ Check CheckOpenFiles()
     return {"limits", State::Warning, L"how many files can be open is not known", L""};
 }
 
-// A folder that is there, on the way up.
+// Returns the nearest existing folder on the way up.
 std::filesystem::path Existing(std::filesystem::path path)
 {
     std::error_code ignored;

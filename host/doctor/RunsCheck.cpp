@@ -8,8 +8,8 @@ namespace
 
 std::uint64_t Number(const FILETIME& time) { return time.dwLowDateTime | std::uint64_t(time.dwHighDateTime) << 32; }
 
-// The mark of a run that goes on is of a process that was there when the mark was made. It is not opened: who starts
-// meanwhile would find it in use and take the run for one that goes on.
+// Returns true when the process of a mark still runs: it must be older than the mark. The mark itself is not opened: a
+// watcher that starts meanwhile would find it in use and take an ended run for a running one.
 bool GoesOn(DWORD process, const FILETIME& marked)
 {
     const KernelHandle handle(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION | SYNCHRONIZE, FALSE, process));

@@ -1,6 +1,5 @@
-// A folder below the one for temporary files, which takes the log that the library
-// writes meanwhile: the data folder stays as it is. Gone, with all that is in it, at
-// the end. One thread.
+// A folder inside the one for temporary files. It receives the log that the library writes meanwhile, so that the data
+// folder stays as it is. The destructor removes it with its contents. One thread.
 #pragma once
 
 #include <string>
@@ -17,5 +16,5 @@ public:
 
 private:
     std::wstring m_path;
-    std::wstring m_dataFolder; // as the environment named it
+    std::wstring m_dataFolder; // as the environment variable named it
 };

@@ -15,7 +15,7 @@ bool IsThere(const CString& path) { return GetFileAttributesW(SystemPath(path)) 
 
 std::wstring Counted(std::size_t count, const wchar_t* what) { return std::to_wstring(count) + L" " + what; }
 
-// Of the rules that include something, and whose drive is there.
+// Checks the rules that include something on a present drive.
 void CheckPaths(const SelectionView& selection, Checks& checks)
 {
     std::vector<std::wstring> missing;

@@ -5,7 +5,7 @@
 namespace
 {
 
-constexpr std::size_t FirstColumn = 14; // as wide as the longest kind of a record, and two blanks
+constexpr std::size_t FirstColumn = 14; // the width of the longest kind of a record, and two blanks
 
 constexpr EndCode Done{ExitDone, "done"};
 constexpr EndCode Failed{ExitFailure, "failure"};
@@ -153,6 +153,6 @@ std::string FooterOf(const CommandHelp& help)
     footer += "Exit codes:\n";
     for (const EndCode& end : help.ends)
         footer += Row(std::to_string(end.code), end.meaning);
-    footer.pop_back(); // the line's end comes from the parser
+    footer.pop_back(); // the parser adds the newline
     return footer;
 }

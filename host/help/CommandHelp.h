@@ -1,5 +1,4 @@
-// What a command says of itself beside its options: examples, the records that it
-// prints, and how it ends. Any thread.
+// The help of a command beside its options: examples, the records that it prints, and how it ends. Any thread.
 #pragma once
 
 #include "host/ExitCode.h"
@@ -25,5 +24,5 @@ struct CommandHelp {
 };
 
 const CommandHelp& HelpOf(std::string_view command);
-// As it stands below the options.
+// Returns the text that follows the options.
 std::string FooterOf(const CommandHelp& help);

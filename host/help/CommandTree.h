@@ -1,5 +1,4 @@
-// The program's commands and options, as the parser knows them, for who tells of
-// them: the reference and the completions. One thread.
+// The program's commands and options, as the parser knows them, for the reference and the completions. One thread.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -8,14 +7,14 @@
 #include <vector>
 
 struct OptionNode {
-    std::string name;  // "--data"; of what stands alone its own name
-    std::string value; // what it wants ("FILE"); empty: nothing, a flag
+    std::string name;  // "--data"; for a word without an option, its own name
+    std::string value; // the kind of its value ("FILE"); empty: a flag without a value
     std::string text;
     bool alone; // a word without an option before it
     bool required;
     bool many; // takes all words up to the next option
 
-    // The words that it can be; none when they are not known beforehand.
+    // Returns the words that it can be; none when they are not known beforehand.
     std::vector<std::string> Choices() const;
     enum class Kind { Flag, Path, Folder, Choice, Profile, Text };
     Kind WantedKind() const;
@@ -27,5 +26,5 @@ struct CommandNode {
     std::vector<OptionNode> options;
 };
 
-// The program itself first. What the help hides is left out.
+// Returns the commands, the program itself first. Commands and options that the help hides are left out.
 std::vector<CommandNode> CommandTree(const CLI::App& app);

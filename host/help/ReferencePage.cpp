@@ -8,7 +8,7 @@
 namespace
 {
 
-// A bar would end the cell, also within code.
+// A bar would end the cell, even inside code.
 std::string Cell(const std::string& text)
 {
     std::string cell;
@@ -34,7 +34,7 @@ std::string OptionRows(const CommandNode& node)
     std::string rows;
     for (const OptionNode& option : node.options) {
         if (option.name == "--help" && !node.name.empty())
-            continue; // each has it
+            continue; // every command has it
         const std::string value = (option.value.empty() ? "" : " " + option.value) + (option.many ? " ..." : "");
         rows += Row(Code(option.name + value), option.text + (option.required ? "; must be given" : ""));
     }
@@ -87,6 +87,6 @@ std::string ReferencePage(const CLI::App& app)
         "<!-- Written by tools/reference from the program's own help, which is the place to change. -->\n\n";
     for (const CommandNode& node : CommandTree(app))
         page += Section(node);
-    page.pop_back(); // one line's end is enough
+    page.pop_back(); // one newline is enough
     return page;
 }

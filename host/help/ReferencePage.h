@@ -1,4 +1,4 @@
-// docs/orbwatch.md, made of the program's own help. One thread.
+// Makes docs/orbwatch.md from the program's own help. One thread.
 #pragma once
 
 #include <CLI/CLI.hpp>

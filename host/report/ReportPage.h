@@ -1,5 +1,4 @@
-// The page of an estimate (report.html), as a text. "/*DATA*/" stands where the
-// data goes.
+// The page of an estimate (report.html) as a text. "/*DATA*/" is the place for the data.
 #pragma once
 
 extern const char* const ReportPage;

@@ -1,5 +1,4 @@
-// What an access list gives to accounts other than this one, the system and the
-// administrators.
+// The rights that an access list gives to accounts other than this one, the system and the administrators.
 #pragma once
 
 #include "support/AccountSids.h"
@@ -7,10 +6,10 @@
 #include <vector>
 
 struct AccessList {
-    bool isProtected = false;        // of the folder above nothing is inherited
-    std::vector<ACCESS_MASK> others; // the rights that each of them gets
+    bool isProtected = false;        // nothing is inherited from the folder above
+    std::vector<ACCESS_MASK> others; // the rights of each of them
 
-    // None at all counts as one that is not protected.
+    // A missing list counts as one that is not protected.
     explicit AccessList(const SECURITY_ATTRIBUTES* attributes)
     {
         SECURITY_DESCRIPTOR_CONTROL control = 0;

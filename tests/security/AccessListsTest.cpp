@@ -1,4 +1,4 @@
-// Who may read what the product keeps in its data folder, on a machine with several users.
+// The access of other users of the machine to what the product keeps in its data folder.
 #include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/core/DumpFile.h"
 #include "orbwatcher4/core/RunningMark.h"

@@ -1,5 +1,5 @@
-// What belongs to another account of the machine. A test has one account only: as far
-// as a module of the product asks whose a file is, the files of one name are foreign.
+// Gives files to another account. A test has only one account: when one module of the product asks for the owner of a
+// file, all files of one name belong to another account.
 #pragma once
 
 #include "support/AccountSids.h"
@@ -10,7 +10,7 @@
 class AnotherAccount
 {
 public:
-    // `name`: the last name of their paths. Null as the module: the test program itself..
+    // `name`: the last name of their paths. A null module is the test program itself.
     AnotherAccount(const wchar_t* module, std::wstring name)
         : m_name(Name() = std::move(name)),
           m_call(module, "GetKernelObjectSecurity", &Ask)
@@ -35,7 +35,7 @@ private:
                            DWORD* needed)
     {
         if (!IsForeign(handle)) {
-            // The test program's own call may be the one that this stands in for.
+            // The test program's own call may be the one that this object replaces.
             static const auto system = reinterpret_cast<decltype(&Ask)>(
                 reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"advapi32.dll"), "GetKernelObjectSecurity")));
             return system(handle, wanted, descriptor, size, needed);

@@ -1,5 +1,5 @@
-// Lines of a dump that lead a service with the highest rights somewhere: to a server that
-// learns its identity, or to a device.
+// Lines of a dump that would lead a service with the highest rights to a server, which would learn its identity, or to
+// a device.
 #include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/core/DumpFile.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
@@ -43,7 +43,7 @@ HANDLE WINAPI NoteSearch(const wchar_t* path, WIN32_FIND_DATAW* found)
 class DumpPaths : public WatcherFixture
 {
 protected:
-    // What of these lines the system was asked about, by the part of the path that is `part`.
+    // Returns how often the system was asked about a path of these lines that contains `part`.
     std::size_t AskedFor(const std::wstring& lines, const std::wstring& part)
     {
         SelectTree();

@@ -1,4 +1,4 @@
-// Exports of deletions whose way somebody blocks, or whose files somebody has made before.
+// Exports of deletions that a user blocks, or whose files a user has made before.
 #include "companions/settings/OrbSettings.h"
 #include "tests/orbwatcher4/PassesFixture.h"
 
@@ -17,7 +17,7 @@ protected:
         watcher.SetIndexDB(folder.Path(L"index.db"));
         watcher.SetDestBackupFolderDB(destination);
     }
-    // A file takes the place of a folder above the destination: nothing can be made there.
+    // Puts a file in the place of a folder above the destination: nothing can be made there.
     void Block()
     {
         folder.WriteBytes(L"blocked", "x");
@@ -33,7 +33,7 @@ protected:
         const ObjectLock lock(State().locks, &State().store);
         State().store.Put(path, notification);
     }
-    // The jobs in the files of the destination, in the order of the files' numbers.
+    // Returns the jobs in the files of the destination, in the order of the files' numbers.
     std::vector<std::int32_t> ExportedJobs()
     {
         std::vector<std::int32_t> jobs;
@@ -93,7 +93,7 @@ TEST_F(Exports, ThatFailAreMadeAfterARestart)
     DeleteIndexed(L"a.txt");
     watcher.ImmediateProcessDeletedFiles();
     Unblock();
-    // Nothing in memory knows of them any more.
+    // The state in memory must not know of them any more.
     State().deletionsWait = false;
     COrbWatcher restarted(false);
     WatcherAccess::State(restarted).clock = &clock;
@@ -113,7 +113,8 @@ TEST_F(Exports, ThatFailAreMadeAfterARestart)
 
 TEST_F(Exports, AreNotWrittenToFilesThatSomebodyHasMadeUnderTheirNames)
 {
-    // The drafts that are named next, each held open: what is written to them can be read, or goes where a link leads.
+    // Files with names that follow from the process's number, each held open: a user could read a draft with such a
+    // name, or send it elsewhere through a link.
     ASSERT_EQ(SHCreateDirectoryExW(nullptr, destination, nullptr), ERROR_SUCCESS);
     constexpr unsigned count = 64;
     std::vector<FileHandle> planted;

@@ -42,7 +42,7 @@ TEST_F(Expressions, ThatGiveUpOnEachOfManyNamesAreNotAskedForLong)
     EXPECT_EQ(Drain().size(), std::size_t(Files)) << "nothing is kept out by a rule that does not know";
 }
 
-// Stands in for the question that precedes each match of a file.
+// Replaces the question to the system that comes before each match of a file.
 std::function<void()> g_beforeMatch;
 DWORD WINAPI AttributesBeforeMatch(const wchar_t* path)
 {

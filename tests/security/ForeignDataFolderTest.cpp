@@ -1,5 +1,4 @@
-// A data folder, or a settings file in it, that a user has made before the service came:
-// what the commands do about it.
+// Data folders and settings files that a user made before the service came: the commands must refuse them.
 #include "tests/host/HostTest.h"
 
 namespace
@@ -8,7 +7,7 @@ namespace
 class ForeignDataFolder : public HostTest
 {
 protected:
-    // Nothing would be backed up any more.
+    // With these settings nothing would be backed up any more.
     void PlantSettings() { folder.WriteBytes(L"data\\UserConfigurations.json", R"({"Backup": {"path": "C:\\"}})"); }
     void ExpectRefused(const Arguments& arguments, const std::wstring& path, const std::string& why)
     {

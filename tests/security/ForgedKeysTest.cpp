@@ -1,4 +1,4 @@
-// Names that have the key of another user's path. Whoever may name a file makes one in a moment.
+// Names that have the key of another user's path. A user who may name a file can make such a name in a moment.
 #include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/filter/Junctions.h"
 #include "support/Hashes.h"
@@ -22,7 +22,7 @@ protected:
     }
     ~ForgedKeys() override { CIndexDB::m_mapDeletePtr.clear(); }
 
-    // A name of the attacker's folder with the key of the victim's path.
+    // Returns a name in the attacker's folder with the key of the victim's path.
     std::wstring Forge(const CString& victim, std::wstring_view ending = {})
     {
         return ForgedPath(std::wstring(InTree(L"attacker\\")), victim.View(), ending);

@@ -20,7 +20,7 @@ constexpr std::array<int, 4> After = {19, 17, 15, 13};
 constexpr Words Added = {0x561CCD1B, 0x0BCAA747, 0x96CD1C35, 0x32AC3B17};
 constexpr std::size_t BlockUnits = 8;
 
-// The number that undoes a multiplication by an odd one.
+// Returns the number that undoes a multiplication by an odd number.
 constexpr std::uint32_t Inverse(std::uint32_t odd)
 {
     std::uint32_t inverse = odd;
@@ -57,7 +57,7 @@ void UndoSpread(Words& h)
 
 wchar_t Lower(wchar_t unit) { return unit >= L'A' && unit <= L'Z' ? static_cast<wchar_t>(unit + 32) : unit; }
 
-// The words of up to eight units, as the hash takes them.
+// Returns the words of up to eight units, in the form that the hash reads.
 Words WordsOf(std::wstring_view units)
 {
     Words words{};
@@ -66,7 +66,7 @@ Words WordsOf(std::wstring_view units)
     return words;
 }
 
-// The state of the hash after whole blocks.
+// Returns the state of the hash after whole blocks.
 Words StateAfter(std::wstring_view blocks)
 {
     Words h = {Seed, Seed, Seed, Seed};
@@ -80,7 +80,7 @@ Words StateAfter(std::wstring_view blocks)
     return h;
 }
 
-// The state that must stand before the ending so that the whole has the key; two words of the hash are free.
+// Returns the state before the ending that gives the whole path the key; two words of the hash are free.
 Words StateBefore(std::wstring_view ending, std::uint64_t key, std::uint32_t length, std::uint32_t third,
                   std::uint32_t fourth)
 {
@@ -96,12 +96,13 @@ Words StateBefore(std::wstring_view ending, std::uint64_t key, std::uint32_t len
     return h;
 }
 
-// The units of the block that leads from one state to the other.
+// Returns the units of the block that leads from one state to the other.
 std::wstring BlockBetween(const Words& from, const Words& to)
 {
     Words h = to;
     std::wstring units(BlockUnits, L'\0');
-    // Each lane was mixed with its neighbour as that was then: the last one with the first, already new one.
+    // Each lane was mixed with its neighbour's value at that time: the last lane with the first one, which was new
+    // already.
     for (std::size_t lane = 4; lane-- > 0;) {
         const std::uint32_t neighbour = lane == 3 ? to[0] : from[lane + 1];
         h[lane] = std::rotr((to[lane] - Added[lane]) * Inverse(5) - neighbour, After[lane]);
@@ -112,7 +113,7 @@ std::wstring BlockBetween(const Words& from, const Words& to)
     return units;
 }
 
-// Ideographs and Hangul syllables, which have no other case.
+// Returns true for ideographs and Hangul syllables, which have no other case.
 bool IsLetter(wchar_t unit)
 {
     return (unit >= 0x3400 && unit <= 0x4DB5) || (unit >= 0x4E00 && unit <= 0x9FA5) ||

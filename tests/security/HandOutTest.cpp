@@ -1,4 +1,4 @@
-// Files whose owner keeps those waiting who open them, and folders that are swapped for links.
+// Files whose owner makes other programs wait that open them, and folders that are replaced by links.
 #include "support/Handle.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 #include "tests/support/ImportedCall.h"
@@ -9,7 +9,8 @@
 namespace
 {
 
-// Runs once, in the middle of the open call of a hand-out. Returns what the system answers instead; 0: what it answers.
+// Runs once, in the middle of the open call of a hand-out. Returns the status that the system then reports; 0: the real
+// one.
 std::function<LONG()> g_atOpen;
 
 LONG NTAPI OpenedFile(PHANDLE file, ACCESS_MASK access, void* attributes, void* status, PLARGE_INTEGER size,

@@ -1,4 +1,4 @@
-// Who may read the files of the index, and what its files must not be made through.
+// The access to the files of the index, and links that these files must not be made through.
 #include "tests/companions/IndexTest.h"
 #include "tests/support/ImportedCall.h"
 #include "tests/support/TestMachine.h"
@@ -51,7 +51,7 @@ TEST_F(IndexFiles, StayForTheirOwnerAloneWhereThereIsNoWriteAheadLog)
     EXPECT_TRUE(OnlyOwnerReads(L"Index.db"));
 }
 
-// Links are told by their attributes; here a plain file has those of one.
+// The system marks links by their attributes; here it reports a plain file as a link.
 std::set<std::wstring> g_links;
 DWORD WINAPI AttributesOf(LPCWSTR path)
 {

@@ -1,5 +1,5 @@
-// Names whose keys are chosen so that a table of the index would put them all in one place: each look-up would then
-// walk over all of them, with everybody else waiting for the cache.
+// Names with keys that would put them all in one place of a table of the index: each look-up would then walk over all
+// of them, while other threads wait for the cache.
 #include "companions/indexdb/SlotTable.h"
 
 #include <gtest/gtest.h>
@@ -10,7 +10,7 @@
 namespace
 {
 
-// A key for which a table that mixes with the golden ratio alone, as many do, begins at its first place.
+// Returns a key that a table begins at its first place, if it mixes with the golden ratio alone, as many tables do.
 std::uint64_t CrowdedKey(std::uint64_t number)
 {
     constexpr std::uint64_t inverse = 0xF1DE83E19937733D; // of the golden ratio's factor 0x9E3779B97F4A7C15

@@ -1,5 +1,5 @@
-// A DLL that a user has put where a program with the highest rights may look for it, and
-// what the linker does against attacks on memory.
+// A DLL that a user has put where a program with the highest rights may search for it, and the linker's protection
+// against attacks on memory.
 #include "host/OwnLibraries.h"
 #include "tests/security/ProgramFile.h"
 #include "tests/support/TempFolder.h"
@@ -14,7 +14,7 @@
 namespace
 {
 
-// The system takes these from its own folder alone, whatever lies beside the program.
+// The system takes these from its own folder only, whatever is beside the program.
 const std::set<std::string> OfTheSystem = {"advapi32.dll", "gdi32.dll",   "kernel32.dll", "msvcrt.dll",
                                            "ntdll.dll",    "shell32.dll", "shlwapi.dll",  "user32.dll"};
 
@@ -32,7 +32,7 @@ std::string Lower(std::string text)
     return text;
 }
 
-// The program, the library, and all that these bring along; by their names.
+// The program, the library, and all libraries that they need, by name.
 class Libraries : public testing::Test
 {
 protected:
@@ -72,7 +72,7 @@ TEST_F(Libraries, LoadNoOthersWhileTheyRun)
 {
     for (const auto& [name, file] : shipped) {
         EXPECT_FALSE(file.LoadsLate()) << name;
-        // The compiler's own asks for two that the system takes from its own folder alone: advapi32 and msvcrt.
+        // The compiler's own library asks for two that the system takes from its own folder only: advapi32 and msvcrt.
         if (name == "libstdc++-6.dll")
             continue;
         for (const ProgramFile::Import& import : file.Imports())
@@ -120,7 +120,7 @@ protected:
     ~PlantedLibrary() override
     {
         std::filesystem::current_path(m_before);
-        SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_DEFAULT_DIRS); // nobody can go back further
+        SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_DEFAULT_DIRS); // the process cannot go back further
     }
 
     const TempFolder folder;

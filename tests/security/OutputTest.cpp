@@ -1,4 +1,4 @@
-// Names that steer a terminal, or show themselves as other names than they are.
+// Names that control a terminal, or look like other names.
 #include "companions/logging/OrbLogging.h"
 #include "tests/host/HostTest.h"
 

@@ -1,5 +1,4 @@
-// Programs of other users that take the place of the watch on its pipe, or keep it from
-// those who ask.
+// Programs of other users that take the place of the watch on its pipe, or block the pipe for other commands.
 #include "host/WatchPipe.h"
 #include "tests/host/HostTest.h"
 #include "tests/security/AccessList.h"
@@ -10,7 +9,7 @@
 namespace
 {
 
-// A pipe of the watch's name that belongs to another account and takes whatever is asked.
+// A pipe with the watch's name that belongs to another account and accepts any request.
 class Squatter
 {
 public:
@@ -47,7 +46,7 @@ private:
 
     std::atomic<int> m_asked = 0;
     const PipeInstance::Handler m_handler;
-    PipeInstance m_instance; // used by the thread alone
+    PipeInstance m_instance; // only the thread uses it
     const KernelHandle m_paused{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
     std::jthread m_thread;
 };

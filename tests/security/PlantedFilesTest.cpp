@@ -1,4 +1,4 @@
-// Files and links that a user has left in the data folder before the service came.
+// Files and links that a user left in the data folder before the service came.
 #include "companions/settings/DataFolder.h"
 #include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/core/DumpFile.h"
@@ -165,7 +165,7 @@ TEST_F(PlantedFiles, SettingsOfAnotherAccountArePutAsideBeforeOnesAreWritten)
     EXPECT_EQ(folder.ReadBytes(L"data\\UserConfigurations.json").find("C:"), std::string::npos);
 }
 
-// The name of a draft could once be told from the number of the process.
+// The name of a draft must not follow from the process's number.
 TEST_F(PlantedFiles, NoDraftIsWrittenThroughALinkThatForeseesItsName)
 {
     for (unsigned count = 1; count <= 64; ++count) {

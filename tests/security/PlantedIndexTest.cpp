@@ -1,4 +1,4 @@
-// Index files that somebody has written to, or has put a write-ahead log beside.
+// Index files that a user has written to, or has put a write-ahead log beside.
 #include "tests/companions/IndexTest.h"
 
 #include <cstring>
@@ -7,7 +7,7 @@
 namespace
 {
 
-// A connection that can write items, as a stranger's program can.
+// A connection that can write items, as another user's program can.
 class Stranger
 {
 public:
@@ -49,7 +49,7 @@ protected:
     {
         return "INSERT INTO items(id, parent, kind, modified, flags, delayed, path) VALUES(" + values + ")";
     }
-    // Four times a block of the cache's names.
+    // Inserts a name that is four times as long as a block of the cache's names.
     static std::string InsertOverlongName()
     {
         return InsertItem("7, 0, 0, 1, 0, 0, 'C:\\' || replace(hex(zeroblob(524288)), '0', 'n')");
@@ -91,11 +91,11 @@ TEST_F(PlantedIndex, AWriteAheadLogBesideAnUntouchedIndexIsReportedAndNotCopied)
 TEST_F(PlantedIndex, AnItemThatNoLibraryHasWrittenIsReported)
 {
     const char* const values[] = {
-        "7, 0, 2, 1, 0, 0, 'C:\\a'",   // no kind
+        "7, 0, 2, 1, 0, 0, 'C:\\a'",   // not a kind
         "7, 0, -1, 1, 0, 0, 'C:\\a'",  //
-        "7, 0, 'x', 1, 0, 0, 'C:\\a'", // no number
+        "7, 0, 'x', 1, 0, 0, 'C:\\a'", // not a number
         "7, 0, 0, 'x', 0, 0, 'C:\\a'", //
-        "7, 0, 0, 1, -1, 0, 'C:\\a'",  // more bits than there are
+        "7, 0, 0, 1, -1, 0, 'C:\\a'",  // more bits than the flags have
         "7, 0, 0, 1, 4294967296, 0, 'C:\\a'",
         "7, 0, 0, 1, 0, 1.5, 'C:\\a'",
         "7, 0, 0, 1, 0, 0, ''", // no path

@@ -1,4 +1,4 @@
-// A program or DLL as it lies on the disk, read without being loaded.
+// A program or DLL on the disk, read without being loaded.
 #pragma once
 
 #include <windows.h>
@@ -62,7 +62,7 @@ private:
         return *Raw<IMAGE_NT_HEADERS64>(static_cast<std::size_t>(Raw<IMAGE_DOS_HEADER>(0)->e_lfanew));
     }
     const IMAGE_DATA_DIRECTORY& Directory(int which) const { return Header().OptionalHeader.DataDirectory[which]; }
-    // What lies at this address of the loaded image.
+    // Returns the data at this address of the loaded image.
     template <typename Type>
     const Type* At(DWORD address) const
     {

@@ -1,5 +1,5 @@
-// A token of the user that the system refuses: the service must not go on with its own rights, which see and delete
-// more.
+// A user's token that the system refuses: the service must not go on with its own rights, because it could see and
+// delete more.
 #include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/core/DumpFile.h"
 #include "support/Handle.h"
@@ -14,11 +14,11 @@ class RefusedToken : public WatcherFixture
 {
 protected:
     RefusedToken() { SelectTree(); }
-    // An event is no token.
+    // An event is not a token.
     void Refuse() { watcher.SetUserToken(m_noToken.Get()); }
     void Grant() { watcher.SetUserToken(nullptr); }
 
-    // Whether a full enumeration has become due since this was asked last.
+    // Returns whether a full enumeration has become due since the last call.
     static bool HasBecomeDue()
     {
         CSettings& settings = GetServiceRunSettings();
@@ -119,7 +119,7 @@ TEST_F(RefusedToken, TakesNewRulesAndMakesTheirFilesDue)
     EXPECT_TRUE(HasBecomeDue());
 }
 
-// Calls something when the seconds are asked for.
+// A clock that calls a function when the seconds are asked for.
 class ClockThatCalls : public TestClock
 {
 public:
@@ -134,7 +134,7 @@ private:
     const std::function<void()> m_call;
 };
 
-// One thread tells all watchers of the process of changes.
+// One thread reports changes to all watchers of the process.
 class TwoUsers : public WatcherFixture
 {
 };
@@ -159,7 +159,7 @@ TEST_F(TwoUsers, AWatcherWithoutAUserTakesItsChangesInWithTheRightsOfTheProcess)
     bool actedFor = true;
     const ClockThatCalls calling([&] { actedFor = acts(); });
     State().clock = &calling;
-    RecordWithTime(Write(L"a.txt"), 1, 0, 5); // its delay is over long ago: the clock is asked for it
+    RecordWithTime(Write(L"a.txt"), 1, 0, 5); // its delay ended long ago: the watcher asks the clock
     Handler().OnFileModified(InTree(L"a.txt"));
     State().clock = &clock;
     EXPECT_FALSE(actedFor);

@@ -1,4 +1,4 @@
-// Named objects are open to every process: what a stranger does with them.
+// Named objects are open to every process: tests of what another user's program can do with them.
 #include "companions/settings/OrbSettings.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 
@@ -8,7 +8,7 @@ namespace
 class SharedObjects : public WatcherFixture
 {
 protected:
-    // Made by a stranger, under the name that the watcher asks for.
+    // Makes an event as another user's program would, under the name that the watcher asks for.
     static KernelHandle Event(const wchar_t* name, bool set)
     {
         return KernelHandle(

@@ -1,4 +1,4 @@
-// Named events and mutexes are open to every process of the machine: what their signals can bring about.
+// Named events and mutexes are open to every process of the machine: the tests bound what their signals can cause.
 #include "companions/settings/OrbSettings.h"
 #include "tests/orbwatcher4/PassesFixture.h"
 

@@ -1,4 +1,4 @@
-// Files of a size that would take all memory of the service that reads them.
+// Files so large that they would use up the memory of the service that reads them.
 #include "companions/settings/OrbSettings.h"
 #include "support/Handle.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
@@ -14,7 +14,7 @@ constexpr std::int64_t MiB = 1024 * 1024;
 class SizeLimits : public WatcherFixture
 {
 protected:
-    // It takes no room on the disk.
+    // The file takes no room on the disk.
     void Stretch(const wchar_t* name, std::int64_t size) const
     {
         const FileHandle file(CreateFileW(folder.Path(name), GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS, 0, nullptr));
