@@ -10,8 +10,8 @@
 /// The watcher's own threads, and the operations that take in or hand out files, look at the user's files with the
 /// rights of SetUserToken's user. A caller's thread has its own rights back when an operation returns. When the system
 /// refuses the token, such an operation ends; it does not go on with the rights of the service, and what it leaves out
-/// becomes due. Several watchers of one process share one watch thread, which takes the rights of each watcher's user
-/// in turn.
+/// becomes due. Several watchers of one process share one notifier thread, which takes the rights of each watcher's
+/// user in turn.
 #pragma once
 
 #include "mfc/CString.h"
