@@ -51,14 +51,21 @@ OverlayCache::LinePtr OverlayCache::ConnectedLine()
     }
     // The settings, which give the names, come before this lock in the lock order.
     const OverlayNames names = OverlayNames::OfThisInstallation();
-    const CSingleLock lock(m_section);
-    if (m_line)
-        return m_line;
-    if (!m_response)
-        m_response = OpenOverlayEvent(names.response);
-    if (m_response)
-        m_line = OpenOverlayLine(names);
-    return m_line;
+    const GrowingPause::Time now = m_waiter->Now();
+    {
+        const CSingleLock lock(m_section);
+        if (m_line)
+            return m_line;
+        if (!m_response)
+            m_response = OpenOverlayEvent(names.response);
+        const LinePtr line = m_response ? OpenOverlayLine(names) : nullptr;
+        if (!line || line->trusted)
+            return m_line = line;
+        m_pause.Fail(now);
+    }
+    g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__,
+                      L"The overlay block belongs to an account that is not trusted. No path is written into it");
+    return nullptr;
 }
 
 void OverlayCache::Disconnect()

@@ -2,9 +2,10 @@
 //
 // The first request connects. After any time-out the connection is dropped, and the next request connects again. A
 // request waits for the turn, which one client on the machine has at a time, puts itself into the shared block, and
-// waits for the answer: 300 ms at most for each wait. Without a service it fails at once. A service that exists and
-// does not answer gets no requests for a growing time, a minute at most; statuses that fall into this time are not sent
-// later.
+// waits for the answer: 300 ms at most for each wait. Without a service it fails at once, and so it does when the block
+// belongs to an account that is not trusted: a program of another user would learn the names of all changed files. A
+// service that exists and does not answer, or is not trusted, gets no requests for a growing time, a minute at most;
+// statuses that fall into this time are not sent later.
 //
 // Any thread may make requests. Failures go to the log.
 #pragma once

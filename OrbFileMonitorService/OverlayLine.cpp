@@ -1,5 +1,7 @@
 #include "OrbFileMonitorService/OverlayLine.h"
 
+#include "support/HandleOwner.h"
+
 // Memory is mapped in whole pages: however small another program's mapping is, the block is inside.
 static_assert(sizeof(OverlayBlock) <= 4096);
 
@@ -33,6 +35,7 @@ std::shared_ptr<OverlayLine> OpenOverlayLine(const OverlayNames& names)
         return nullptr;
     // Only the service makes the block: making one for the whole machine needs a right that its clients may lack.
     KernelHandle mapping(OpenFileMappingW(FILE_MAP_ALL_ACCESS, FALSE, names.block));
+    line->trusted = mapping && IsOwnedByTrusted(mapping.Get());
     if (!mapping || !line->view.Map(std::move(mapping)))
         return nullptr;
     return line;

@@ -32,6 +32,8 @@ struct OverlayLine {
     KernelHandle request;
     KernelHandle token;
     OverlayView view;
+    // The block belongs to an account that may learn the paths of all files (support/HandleOwner.h).
+    bool trusted = false;
 };
 
 // Returns null when one of the events or the block is missing: then no service runs.

@@ -1,22 +1,12 @@
 #include "host/DataFolderTrust.h"
 
-#include "companions/settings/DataFolder.h"
+#include "companions/settings/OrbSettings.h"
 #include "support/TrustedFile.h"
 
 namespace
 {
 
-constexpr const wchar_t* SettingsFiles[] = {L"MainSettings.json", L"ServiceRunSettings.json",
-                                            L"UserConfigurations.json"};
-
 std::wstring TextOf(DWORD error) { return IsDistrust(error) ? OpeningFailure(error).GetString() : std::wstring(); }
-
-bool TellDistrust(const std::wstring& reason, const std::wstring& path, RecordWriter& writer)
-{
-    if (!reason.empty())
-        writer.Error(L"not trusted: " + reason + L". Nothing was started", path);
-    return !reason.empty();
-}
 
 } // namespace
 
@@ -34,11 +24,9 @@ std::wstring DistrustOfFile(const std::wstring& path)
 
 bool RequireTrustedSettings(RecordWriter& writer)
 {
-    const std::wstring folder(DataFolder::Path().View());
-    if (TellDistrust(DistrustOfFolder(folder), folder, writer))
-        return false;
-    for (const wchar_t* name : SettingsFiles)
-        if (const std::wstring path = folder + L"\\" + name; TellDistrust(DistrustOfFile(path), path, writer))
-            return false;
-    return true;
+    CString path, reason;
+    if (AreSettingsTrusted(path, reason))
+        return true;
+    writer.Error(L"not trusted: " + std::wstring(reason) + L". Nothing was started", path.GetString());
+    return false;
 }

@@ -2,6 +2,7 @@
 
 #include "companions/settings/OrbSettings.h"
 #include "host/Console.h"
+#include "support/HandleOwner.h"
 #include "support/SharedAccess.h"
 
 #include <algorithm>
@@ -18,11 +19,13 @@ KernelHandle MakeEvent(const wchar_t* name, bool initiallySet)
     return KernelHandle(CreateEventW(access.Attributes(), FALSE, initiallySet, name));
 }
 
+// Returns null for a block that a program of another user has made: its clients would not use it.
 KernelHandle MakeBlock(const wchar_t* name)
 {
     SharedAccess access;
-    return KernelHandle(
+    KernelHandle block(
         CreateFileMappingW(INVALID_HANDLE_VALUE, access.Attributes(), PAGE_READWRITE, 0, sizeof(OverlayBlock), name));
+    return block && IsOwnedByTrusted(block.Get()) ? std::move(block) : KernelHandle();
 }
 
 // Returns null when another process holds the mutex. If that process has died meanwhile, this process owns the mutex
@@ -49,14 +52,16 @@ bool OverlayService::Open(std::wstring& failure)
     m_response = MakeEvent(names.response, false);
     m_request = MakeEvent(names.request, false);
     // The block is made before the token: a client that gets the turn must find it.
-    const bool mapped = m_view.Map(MakeBlock(names.block));
+    KernelHandle block = MakeBlock(names.block);
+    const bool mapped = block && m_view.Map(std::move(block));
+    const DWORD error = GetLastError();
     // Requests to a service that has died are not answered any more, and its block may change at any time.
     ResetEvent(m_request.Get());
     m_token = MakeEvent(names.token, true);
     if (m_response && m_request && mapped && m_token)
         return true;
-    failure = L"the shared objects cannot be made: " + SystemText(GetLastError()) +
-              L" Does a program with other rights hold them?";
+    failure = L"the shared objects cannot be made: " + SystemText(mapped ? GetLastError() : error) +
+              L" Does a program of another user, or with other rights, hold them?";
     return false;
 }
 

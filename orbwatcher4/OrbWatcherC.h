@@ -7,9 +7,9 @@
  * copied.
  *
  * A struct begins with its size, which the caller sets to sizeof before each call. Structs may grow at their end: the
- * library goes by the caller's size. Besides sizeof it accepts the smaller size that a struct's comment names ("May end
- * before"); any other size is refused with ORB_BAD_SIZE. Fields behind the caller's size are not touched on output, and
- * count as zero on input. Fields have their natural alignment (packing 8).
+ * library goes by the caller's size. Besides sizeof it accepts the smaller sizes that a struct's comment names ("May
+ * end before"); any other size is refused with ORB_BAD_SIZE. Fields behind the caller's size are not touched on output,
+ * and count as zero on input. Fields have their natural alignment (packing 8).
  *
  * No memory changes its owner. Output is copied to memory of the caller, which the library does not keep; when a call
  * fails, that memory stays as it was unless the call says otherwise. Handles are made and destroyed by functions; a
@@ -69,6 +69,7 @@ enum {
     ORB_PENDING_NOT_KEPT = 12,     /**< stopped, but a full enumeration is due at the next start */
     ORB_NO_MEMORY = 13,            /**< nothing was changed */
     ORB_FAILED = 14,               /**< any other failure; OrbLastFailure says which */
+    ORB_NOT_TRUSTED = 15,          /**< another account may have made the data folder, or a settings file in it */
     ORB_INDEX_LOCKED = 20,         /**< another process has locked the index; a later call may succeed */
     ORB_INDEX_READ_ONLY = 21,      /**< the index cannot be written */
     ORB_INDEX_CORRUPT = 22,        /**< the index is damaged; it is left as it is */
@@ -118,7 +119,8 @@ ORBWATCHER4_API OrbResult ORB_CALL OrbWatcherCreate(const OrbWatcherOptions* opt
 /** Replays what the last run left pending, starts watching, and waits until every root of the selection has been
  * tried, for at most `milliseconds`. A stopped watcher loads its selection anew. ORB_WRONG_STATE: it is watching
  * already. ORB_TIMED_OUT: it starts all the same, and OrbWatcherWaitReady goes on waiting.
- * ORB_SELECTION_UNREADABLE: the watcher is as it was. */
+ * ORB_SELECTION_UNREADABLE: the watcher is as it was. ORB_NOT_TRUSTED: the watcher is as it was; without its settings
+ * it could watch less than its user wants. OrbLastFailure names the file and what to do. */
 ORBWATCHER4_API OrbResult ORB_CALL OrbWatcherStart(OrbWatcherHandle watcher, uint32_t milliseconds);
 /** Waits until every root of the selection has been tried, for at most `milliseconds`. ORB_TIMED_OUT;
  * ORB_WRONG_STATE: the watcher is not watching, or no longer. */
@@ -156,7 +158,7 @@ enum {
     ORB_DEDUP_CANDIDATE = 0x4000000 /**< may be stored once for equal files */
 };
 
-/** One pending file. May end before ruleTexts. */
+/** One pending file. May end before ruleTexts, or before fileId. */
 typedef struct OrbPendingFile {
     uint32_t size;                   /**< sizeof the struct, set by the caller */
     uint32_t flags;                  /**< ORB_FILE ...; other flags of the rules are added */
@@ -170,6 +172,11 @@ typedef struct OrbPendingFile {
     wchar_t path[ORB_PATH_CAPACITY]; /**< full path */
     wchar_t ruleTexts[ORB_RULE_TEXTS_CAPACITY];     /**< texts of the rules that select it, joined by ":" */
     wchar_t ruleNumbers[ORB_RULE_NUMBERS_CAPACITY]; /**< numbers of these rules, joined by ":" */
+    uint64_t fileId;       /**< number of the file on its volume: nFileIndexHigh and nFileIndexLow of
+                                GetFileInformationByHandle. With volumeSerial it says which file was looked at: the path
+                                may lead to another one later (docs/security.md). 0 with volumeSerial 0: unreadable */
+    uint32_t volumeSerial; /**< serial number of the volume */
+    uint32_t reserved;     /**< 0 */
 } OrbPendingFile;
 
 /** Takes one pending file, which then belongs to the caller: record it as backed up (OrbIndexRecord), or put it

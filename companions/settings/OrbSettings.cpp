@@ -379,7 +379,7 @@ CString CSettings::GetDataFolderPath() const
 }
 
 // Programs of all users find the names of the shared objects in this file.
-CMainSettings::CMainSettings() : CSettings(L"MainSettings.json", true) {}
+CMainSettings::CMainSettings() : CSettings(SettingsFileNames[0], true) {}
 CMainSettings::~CMainSettings() = default;
 
 bool CMainSettings::IsOnline() const { return GetValue(L"Main::Online", 0) != 0; }
@@ -394,10 +394,10 @@ CString CMainSettings::GetMainSettingsMutex(const wchar_t* base) const
                       named ? CString(instance) : InstanceOfFolder(GetDataFolderPath()));
 }
 
-CServiceRunSettings::CServiceRunSettings() : CSettings(L"ServiceRunSettings.json") {}
+CServiceRunSettings::CServiceRunSettings() : CSettings(SettingsFileNames[1]) {}
 CServiceRunSettings::~CServiceRunSettings() = default;
 
-CUserConfigurations::CUserConfigurations() : CSettings(L"UserConfigurations.json") {}
+CUserConfigurations::CUserConfigurations() : CSettings(SettingsFileNames[2]) {}
 CUserConfigurations::~CUserConfigurations() = default;
 
 CMainSettings& GetMainSettings()

@@ -101,6 +101,15 @@ class ORBSETTINGS_API CUserConfigurations : public CSettings
     friend ORBSETTINGS_API CUserConfigurations& GetUserConfigurations();
 };
 
+/// The files of the settings, in the data folder.
+inline constexpr const wchar_t* SettingsFileNames[] = {L"MainSettings.json", L"ServiceRunSettings.json",
+                                                       L"UserConfigurations.json"};
+
+/// Returns false when the data folder, or a settings file in it, is not trusted (support/TrustedFile.h): another user
+/// may have made it first. Such settings read as empty, and a program that goes on without them could back up less than
+/// its user wants. `path`: what is not trusted; `reason`: why, and what to do. Any thread.
+ORBSETTINGS_API bool AreSettingsTrusted(CString& path, CString& reason);
+
 /// Returns the one object of the process. Any thread.
 ORBSETTINGS_API CMainSettings& GetMainSettings();
 /// Returns the one object of the process. Any thread.

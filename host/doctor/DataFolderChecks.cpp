@@ -1,7 +1,9 @@
+#include "companions/settings/OrbSettings.h"
 #include "host/Console.h"
 #include "host/DataFolderTrust.h"
 #include "host/doctor/Checks.h"
 #include "support/Handle.h"
+#include "support/HandleOwner.h"
 
 #include <nlohmann/json.hpp>
 
@@ -12,11 +14,16 @@
 namespace
 {
 
-constexpr const wchar_t* SettingsFiles[] = {L"MainSettings.json", L"ServiceRunSettings.json",
-                                            L"UserConfigurations.json"};
 constexpr DWORD ForAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
 bool IsThere(const std::wstring& path) { return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES; }
+
+bool MayOthersWriteTo(const std::wstring& folder)
+{
+    const FileHandle opened(CreateFileW(folder.c_str(), FILE_READ_ATTRIBUTES | READ_CONTROL, ForAll, nullptr,
+                                        OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+    return opened && MayOthersWrite(opened.Get());
+}
 
 // Returns why the file cannot be opened, or ERROR_SUCCESS. Opening leaves a file as it is, whatever the access.
 DWORD OpeningFails(const std::wstring& path, DWORD access)
@@ -42,6 +49,12 @@ Check CheckFolder(const std::wstring& folder)
         return {"settings", State::Failed,
                 L"the data folder cannot be used: " + SystemText(error) +
                     L" Give this account the right to write there.",
+                folder};
+    if (MayOthersWriteTo(folder))
+        return {"settings", State::Warning,
+                L"other accounts may add files to the data folder. Their files are not trusted, but can keep the "
+                L"product from its own. Let only the system, the administrators and this account write there: "
+                L"icacls PATH /inheritance:r /grant:r SYSTEM:(OI)(CI)F Administrators:(OI)(CI)F Users:(OI)(CI)RX",
                 folder};
     return {"settings", State::Ok, L"the data folder; settings are JSON files in it", folder};
 }
@@ -75,7 +88,7 @@ Check CheckSettingsFile(const std::wstring& path)
 Checks CheckSettings(const std::wstring& dataFolder)
 {
     Checks checks{CheckFolder(dataFolder)};
-    for (const wchar_t* name : SettingsFiles) {
+    for (const wchar_t* name : SettingsFileNames) {
         const std::wstring path = dataFolder + L"\\" + name;
         if (IsThere(path))
             checks.push_back(CheckSettingsFile(path));

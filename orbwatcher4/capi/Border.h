@@ -6,6 +6,7 @@
 #include "orbwatcher4/core/Completes.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstring>
 #include <exception>
@@ -53,29 +54,30 @@ Object& Required(Object* object)
     return *object;
 }
 
-// A struct that may end before its last fields has a size of its own here.
+// The sizes of earlier versions of a struct, which ended before fields of today.
 template <typename Struct>
-inline constexpr std::size_t ShorterSize = sizeof(Struct);
+inline constexpr std::array<std::size_t, 0> EarlierSizes = {};
 template <>
-inline constexpr std::size_t ShorterSize<OrbWatcherOptions> = offsetof(OrbWatcherOptions, secondaryRules);
+inline constexpr std::array EarlierSizes<OrbWatcherOptions> = {offsetof(OrbWatcherOptions, secondaryRules)};
 template <>
-inline constexpr std::size_t ShorterSize<OrbPendingFile> = offsetof(OrbPendingFile, ruleTexts);
+inline constexpr std::array EarlierSizes<OrbPendingFile> = {offsetof(OrbPendingFile, ruleTexts),
+                                                            offsetof(OrbPendingFile, fileId)};
 template <>
-inline constexpr std::size_t ShorterSize<OrbIndexOptions> = offsetof(OrbIndexOptions, sizeLimit);
+inline constexpr std::array EarlierSizes<OrbIndexOptions> = {offsetof(OrbIndexOptions, sizeLimit)};
 template <>
-inline constexpr std::size_t ShorterSize<OrbEnumerationProgress> = offsetof(OrbEnumerationProgress, folder);
+inline constexpr std::array EarlierSizes<OrbEnumerationProgress> = {offsetof(OrbEnumerationProgress, folder)};
 template <>
-inline constexpr std::size_t ShorterSize<OrbEstimateOptions> = offsetof(OrbEstimateOptions, autoExclusions);
+inline constexpr std::array EarlierSizes<OrbEstimateOptions> = {offsetof(OrbEstimateOptions, autoExclusions)};
 template <>
-inline constexpr std::size_t ShorterSize<OrbEstimateTotals> = offsetof(OrbEstimateTotals, leftOutFiles);
+inline constexpr std::array EarlierSizes<OrbEstimateTotals> = {offsetof(OrbEstimateTotals, leftOutFiles)};
 
 // Before anything is done: a caller whose struct cannot be filled must lose nothing.
 template <typename Struct>
 void RequireSize(const Struct* given)
 {
     const std::size_t size = Required(given).size;
-    // NOLINTNEXTLINE(misc-redundant-expression): a struct that has not grown yet has one size
-    if (size != sizeof(Struct) && size != ShorterSize<Struct>)
+    const auto& earlier = EarlierSizes<Struct>;
+    if (size != sizeof(Struct) && std::find(earlier.begin(), earlier.end(), size) == earlier.end())
         throw Refused{ORB_BAD_SIZE};
 }
 

@@ -13,7 +13,7 @@ static_assert(ORB_EVEN_WHEN_HIDDEN == QueueFlags::EvenWhenHidden && ORB_SHOW_OVE
 static_assert(ORB_RULE_WITHOUT_TEXT == QueueFlags::RuleWithoutText &&
               ORB_DEDUP_CANDIDATE == QueueFlags::DedupCandidate);
 
-void Give(const QueueDatum& datum, OrbPendingFile* file)
+void Give(const QueueDatum& datum, const FileIdentity& identity, OrbPendingFile* file)
 {
     OrbPendingFile filled = {};
     filled.flags = datum.flags;
@@ -26,13 +26,15 @@ void Give(const QueueDatum& datum, OrbPendingFile* file)
     PutText(filled.path, datum.path);
     PutText(filled.ruleTexts, datum.firstText);
     PutText(filled.ruleNumbers, datum.secondText);
+    filled.fileId = identity.fileId;
+    filled.volumeSerial = identity.volumeSerial;
     CopyOut(filled, file);
 }
 
 // An empty queue is not asked: each question is a line in the log.
-bool Take(COrbWatcher& watcher, QueueDatum& datum)
+bool Take(COrbWatcher& watcher, QueueDatum& datum, FileIdentity& identity)
 {
-    return watcher.GetTotalFilesInMem() != 0 && watcher.GetSingleNotification(nullptr, datum);
+    return watcher.GetTotalFilesInMem() != 0 && watcher.GetSingleNotification(nullptr, datum, &identity);
 }
 
 } // namespace
@@ -42,9 +44,10 @@ OrbResult ORB_CALL OrbPendingTake(OrbWatcherHandle watcher, OrbPendingFile* file
     return Guarded([&] {
         RequireSize(file);
         QueueDatum datum;
-        if (!Required(watcher).WhileWatching([&](COrbWatcher& running) { return Take(running, datum); }))
+        FileIdentity identity;
+        if (!Required(watcher).WhileWatching([&](COrbWatcher& running) { return Take(running, datum, identity); }))
             return ORB_NOTHING;
-        Give(datum, file);
+        Give(datum, identity, file);
         return ORB_OK;
     });
 }

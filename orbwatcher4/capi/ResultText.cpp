@@ -34,6 +34,8 @@ const wchar_t* ORB_CALL OrbResultText(OrbResult code)
         return L"out of memory";
     case ORB_FAILED:
         return L"the system has refused something; the log says what";
+    case ORB_NOT_TRUSTED:
+        return L"another account may have made the data folder, or a settings file in it";
     case ORB_INDEX_LOCKED:
         return L"the index is locked by another process";
     case ORB_INDEX_READ_ONLY:

@@ -1,5 +1,6 @@
 #include "orbwatcher4/capi/WatcherObject.h"
 
+#include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/capi/LoadedFiles.h"
 
 #include <atomic>
@@ -15,6 +16,14 @@ std::wstring NewEventName()
 {
     static std::atomic<unsigned> count = 0;
     return L"Local\\orb-enumerated-" + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(++count);
+}
+
+// Planted settings read as empty: a watcher that started all the same would say that all is well.
+void RequireTrustedSettings()
+{
+    CString path, reason;
+    if (!AreSettingsTrusted(path, reason))
+        throw Refused{ORB_NOT_TRUSTED, std::wstring(path) + L": " + std::wstring(reason)};
 }
 
 } // namespace
@@ -58,6 +67,7 @@ void OrbWatcherObject::Start()
     const std::scoped_lock lock(m_lock);
     if (m_watching)
         throw Refused{ORB_WRONG_STATE, L"the watcher is watching already"};
+    RequireTrustedSettings();
     if (!m_watcher)
         m_watcher = MakeLoaded();
     ResetEvent(m_completed.Get());

@@ -2,7 +2,7 @@
 
 #include <wchar.h>
 
-_Static_assert(sizeof(OrbPendingFile) == 4680, "a caller in another language counts on these");
+_Static_assert(sizeof(OrbPendingFile) == 4696, "a caller in another language counts on these");
 _Static_assert(offsetof(OrbPendingFile, path) == 48, "a caller in another language counts on these");
 _Static_assert(sizeof(OrbWatcherOptions) == 64, "a caller in another language counts on these");
 _Static_assert(sizeof(OrbDeletion) == 3088, "a caller in another language counts on these");

@@ -31,6 +31,30 @@ TEST_F(PendingFiles, AChangedFileIsHandedOutWithItsRule)
     EXPECT_STREQ(file.ruleNumbers, L"7");
 }
 
+TEST_F(PendingFiles, AFileIsHandedOutWithItsIdentity)
+{
+    Watch();
+    const std::wstring path = Write(L"new.txt");
+    auto file = Sized<OrbPendingFile>();
+    ASSERT_TRUE(Receives(path, &file));
+    const FileHandle opened(
+        CreateFileW(path.c_str(), FILE_READ_ATTRIBUTES, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));
+    BY_HANDLE_FILE_INFORMATION now;
+    ASSERT_TRUE(GetFileInformationByHandle(opened.Get(), &now));
+    EXPECT_EQ(file.volumeSerial, now.dwVolumeSerialNumber);
+    EXPECT_EQ(file.fileId, std::uint64_t(now.nFileIndexHigh) << 32 | now.nFileIndexLow);
+}
+
+TEST_F(PendingFiles, ARecordThatEndsBeforeTheIdentityWillDo)
+{
+    Watch();
+    const std::wstring path = Write(L"new.txt");
+    auto file = Sized<OrbPendingFile>(offsetof(OrbPendingFile, fileId));
+    file.fileId = 5;
+    ASSERT_TRUE(Receives(path, &file));
+    EXPECT_EQ(file.fileId, 5u);
+}
+
 TEST_F(PendingFiles, AnEmptyQueueHasNothing)
 {
     Watch();

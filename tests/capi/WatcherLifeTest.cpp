@@ -1,6 +1,8 @@
 // A watcher is made, started, stopped and destroyed, in every order.
 #include "tests/capi/CapiTest.h"
 
+#include <fstream>
+
 namespace
 {
 
@@ -93,6 +95,22 @@ TEST_F(WatcherLife, AStopThatCannotKeepWhatIsPendingSaysSo)
     Start();
     EXPECT_EQ(OrbWatcherStop(watcher.get()), ORB_OK);
     EXPECT_EQ(Kept(), 1u);
+}
+
+TEST_F(WatcherLife, SettingsThatAnotherAccountMayHavePlantedKeepAWatcherFromStarting)
+{
+    ASSERT_EQ(Create(Options()), ORB_OK);
+    const std::filesystem::path settings =
+        std::filesystem::path(DumpPath()).replace_filename("UserConfigurations.json");
+    std::ofstream(settings) << "{}";
+    const std::wstring second = Path(L"planted.json");
+    ASSERT_TRUE(CreateHardLinkW(second.c_str(), settings.c_str(), nullptr));
+    EXPECT_EQ(OrbWatcherStart(watcher.get(), Longest), ORB_NOT_TRUSTED);
+    EXPECT_NE(LastFailure().find(L"UserConfigurations.json: the file has a second name"), std::wstring::npos);
+    EXPECT_EQ(OrbWatcherStop(watcher.get()), ORB_WRONG_STATE);
+    ASSERT_TRUE(DeleteFileW(second.c_str()));
+    EXPECT_EQ(OrbWatcherStart(watcher.get(), Longest), ORB_OK);
+    std::filesystem::remove(settings);
 }
 
 TEST_F(WatcherLife, AMissingFileOfRulesIsRefusedByItsName)

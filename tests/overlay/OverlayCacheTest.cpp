@@ -283,8 +283,9 @@ protected:
 
 TEST_F(ForeignBlock, ASmallBlockOfSomebodyElseHoldsARequestAllTheSame)
 {
+    SharedAccess access;
     const KernelHandle small(
-        CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 16, events.names.block));
+        CreateFileMappingW(INVALID_HANDLE_VALUE, access.Attributes(), PAGE_READWRITE, 0, 16, events.names.block));
     waiter.whileWaitingForTheAnswer = [](HANDLE) { return DWORD(WAIT_OBJECT_0); };
     EXPECT_TRUE(Set(std::wstring(1023, L'x').c_str(), OverlayStatus::Pending));
 }

@@ -5,6 +5,7 @@
 #include "OrbFileMonitorService/OverlayBlock.h"
 #include "OrbFileMonitorService/OverlayLine.h"
 #include "OrbFileMonitorService/OverlayNames.h"
+#include "support/SharedAccess.h"
 
 #include <string>
 
@@ -14,8 +15,9 @@ public:
     OverlayObjects()
     {
         MakeEvents();
-        view.Map(KernelHandle(
-            CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, sizeof(OverlayBlock), names.block)));
+        SharedAccess access;
+        view.Map(KernelHandle(CreateFileMappingW(INVALID_HANDLE_VALUE, access.Attributes(), PAGE_READWRITE, 0,
+                                                 sizeof(OverlayBlock), names.block)));
     }
     struct EventsOnly {
     };

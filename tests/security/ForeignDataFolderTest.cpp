@@ -63,6 +63,23 @@ TEST_F(ForeignDataFolder, SettingsWithASecondNameAreRefusedByEachCommandThatGoes
     EXPECT_EQ(WorstState(Examined(), "second name"), "failed");
 }
 
+TEST_F(ForeignDataFolder, ToWhichOthersMayAddFilesIsToldByTheDoctor)
+{
+    const std::wstring open = Path(L"open");
+    ASSERT_TRUE(MakeFolderForAll(open));
+    SetEnvironmentVariableW(L"ORB_DATA_FOLDER", open.c_str());
+    HostProcess host({L"doctor", L"--json"});
+    host.Finish();
+    EXPECT_EQ(WorstState(host.Records(), "other accounts may add files"), "warning");
+}
+
+TEST_F(ForeignDataFolder, OfThisAccountAloneIsNoWarning)
+{
+    HostProcess host({L"doctor", L"--json"});
+    host.Finish();
+    EXPECT_EQ(WorstState(host.Records(), "other accounts may add files"), "not told");
+}
+
 TEST_F(ForeignDataFolder, ThatIsALinkIsRefused)
 {
     const std::wstring link = Path(L"link");

@@ -6,6 +6,7 @@
 #include <windows.h>
 
 #include <aclapi.h>
+#include <sddl.h>
 #include <winternl.h>
 
 #include <algorithm>
@@ -181,6 +182,18 @@ bool GiveAway(const std::wstring& path)
     const FileHandle file(CreateFileW(path.c_str(), READ_CONTROL, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                                       OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
     return file && !IsOwnedByTrusted(file.Get());
+}
+
+// The list is set afterwards: the system below may take rights away from a new folder.
+bool MakeFolderForAll(const std::wstring& path)
+{
+    PSECURITY_DESCRIPTOR forAll = nullptr;
+    if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(L"D:(A;OICI;FA;;;WD)", SDDL_REVISION_1, &forAll, nullptr))
+        return false;
+    const bool made =
+        CreateDirectoryW(path.c_str(), nullptr) && SetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, forAll);
+    LocalFree(forAll);
+    return made;
 }
 
 bool AttachDrive(char letter, const wchar_t* folder)

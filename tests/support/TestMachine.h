@@ -23,6 +23,8 @@ bool RemoveLink(const std::wstring& path);
 // Makes another account of the system below the owner of the file or folder. False where the test's own account may
 // not.
 bool GiveAway(const std::wstring& path);
+// Makes a folder in which all accounts may write, as a user's program would.
+bool MakeFolderForAll(const std::wstring& path);
 
 // Drives of the Wine prefix can be put in and taken out while a test runs.
 // `letter` is lower-case. The folder is a Windows path.
