@@ -16,8 +16,8 @@ bool OwnerAccess::Make(Others others) noexcept
     for (AccountSid* sid : {&user, &system, &administrators})
         if (!AddAccessAllowedAce(list, ACL_REVISION, FILE_ALL_ACCESS, sid->Get()))
             return false;
-    if (others == Others::MayRead &&
-        !AddAccessAllowedAce(list, ACL_REVISION, FILE_GENERIC_READ | FILE_GENERIC_EXECUTE, everyone.Get()))
+    constexpr DWORD reading = FILE_GENERIC_READ | FILE_EXECUTE; // FILE_EXECUTE lets them go through a folder
+    if (others == Others::MayRead && !AddAccessAllowedAce(list, ACL_REVISION, reading, everyone.Get()))
         return false;
     return InitializeSecurityDescriptor(&m_descriptor, SECURITY_DESCRIPTOR_REVISION) &&
            SetSecurityDescriptorDacl(&m_descriptor, TRUE, list, FALSE) &&

@@ -40,8 +40,8 @@ bool IsLink(HANDLE file, const CString& path, const BY_HANDLE_FILE_INFORMATION& 
         return true;
     // Wine follows links although it is told not to. The names of the product's files have no short form.
     const std::wstring name = OpenedName(file);
-    return !name.empty() &&
-           !EqualNoCase(name, path.View().substr(static_cast<std::size_t>(path.ReverseFind(L'\\') + 1)));
+    const std::wstring_view whole = path.View();
+    return !name.empty() && !EqualNoCase(name, whole.substr(whole.rfind(L'\\') + 1));
 }
 
 bool IsTrusted(HANDLE file, const CString& path)

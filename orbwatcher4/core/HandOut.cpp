@@ -137,7 +137,7 @@ private:
 // the disk may take long to answer, and nobody else waits for that.
 bool OfferWithStoreLeft(WatcherState& state, HandOut& handOut, const NotificationStore::Entry& entry, ObjectLock& lock)
 {
-    NotificationStore::Look look(state.store, entry.path);
+    const NotificationStore::Look look(state.store, entry.path);
     HandOut::Verdict verdict = HandOut::Verdict::Keep;
     {
         const LeftStore left(lock);
