@@ -3,6 +3,7 @@
 #include "host/Console.h"
 #include "host/EstimateReport.h"
 #include "host/LibraryMessages.h"
+#include "host/PathSpelling.h"
 #include "mfc/CEvent.h"
 #include "orbwatcher4/Scanner.h"
 #include "support/CaseFold.h"
@@ -53,6 +54,7 @@ public:
                 return ExitInterrupted;
         TellRows();
         TellWhatWasNotRead();
+        m_writer.Note(L"advanced filters are not asked; they may leave out more");
         const ExitCode code =
             WriteReport() ? (m_report.unreadable.empty() ? ExitDone : ExitSomeUnreadable) : ExitFailure;
         m_writer.Summary(m_report.estimate.included, m_report.unreadable.size(), code);
@@ -145,7 +147,7 @@ private:
         });
         if (!picked)
             m_scanner.AddProfile(selection.Profiles());
-        return Count(L"scan");
+        return Count(L"scan", L"the selection as it is");
     }
 
     // Returns false when it was interrupted.
@@ -153,13 +155,14 @@ private:
     {
         if (edit.kind == EstimateEdit::Kind::Profile) {
             m_scanner.AddProfile(edit.profile);
-            return Count(L"profile " + std::to_wstring(edit.profile));
+            const std::wstring number = std::to_wstring(edit.profile);
+            return Count(L"profile " + number, L"with profile " + number);
         }
         const bool folder = IsFolder(edit.path) && !edit.path.ends_with(L'\\');
         const std::wstring path = edit.path + (folder ? L"\\" : L"");
         const bool include = edit.kind == EstimateEdit::Kind::Include;
         return Work([&] { include ? Include(path) : m_scanner.RemovePath(path.c_str(), true); }) &&
-               Count((include ? L"include " : L"exclude ") + path);
+               Count((include ? L"include " : L"exclude ") + path, (include ? L"with " : L"without ") + path);
     }
 
     void Include(const std::wstring& path)
@@ -181,7 +184,7 @@ private:
     }
 
     // Returns false when it was interrupted.
-    bool Count(const std::wstring& edit)
+    bool Count(const std::wstring& edit, const std::wstring& words)
     {
         const bool whole = Work([&] {
             m_scanner.UpdateTotals();
@@ -189,7 +192,7 @@ private:
         });
         if (!whole)
             return false;
-        m_report.steps.push_back({edit, m_report.estimate.included});
+        m_report.steps.push_back({edit, words, m_report.estimate.included});
         m_writer.Total(m_report.steps.size() - 1, edit, m_report.estimate.included);
         return true;
     }
@@ -197,7 +200,8 @@ private:
     void TellRows()
     {
         const Estimate& estimate = m_report.estimate;
-        m_writer.FolderRows(estimate.folders);
+        PathSpelling spelling;
+        m_writer.FolderRows(estimate.folders, spelling);
         m_writer.ExtensionRows(estimate.extensions);
         for (const Estimate::LeftOut& row : estimate.leftOut)
             m_writer.LeftOut(row);
@@ -220,6 +224,7 @@ private:
         if (m_options.report.empty())
             return true;
         m_report.selection = m_options.files.data;
+        m_report.edits = m_options.edits;
         const std::string page = EstimatePage(m_report);
         const bool written = ReplaceWhole(m_options.report.c_str(), [&](const CString& draft) {
             std::ofstream file(draft.GetString(), std::ios::binary | std::ios::trunc);

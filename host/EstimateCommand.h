@@ -1,16 +1,10 @@
 // orbwatch estimate: how much a selection holds, and how edits would change that.
 #pragma once
 
+#include "host/EstimateReport.h"
 #include "host/ExitCode.h"
 #include "host/RecordWriter.h"
 #include "host/Selection.h"
-
-struct EstimateEdit {
-    enum class Kind { Include, Exclude, Profile };
-    Kind kind;
-    std::wstring path; // absolute
-    int profile = 0;
-};
 
 struct EstimateOptions {
     SelectionFiles files;

@@ -5,6 +5,8 @@
 #include "host/RecordFields.h"
 #include "host/ShownPath.h"
 #include "host/report/ReportPage.h"
+#include "support/Backslash.h"
+#include "support/CaseFold.h"
 
 #include <nlohmann/json.hpp>
 
@@ -22,9 +24,32 @@ constexpr std::uint64_t SmallestShare = 2000;
 // The same holds for a folder that is deeper than this: the page's data is written and read level by level, on a stack.
 constexpr std::ptrdiff_t DeepestFolder = 200;
 
+const char* NameOf(FileKind kind)
+{
+    switch (kind) {
+    case FileKind::Document:
+        return "documents";
+    case FileKind::Picture:
+        return "pictures";
+    case FileKind::Video:
+        return "videos";
+    case FileKind::Sound:
+        return "sound";
+    case FileKind::Archive:
+        return "archives";
+    case FileKind::Data:
+        return "mail and data";
+    case FileKind::Program:
+        return "programs";
+    default:
+        return "other";
+    }
+}
+
 struct Node {
     std::wstring path;
     SizeTotal total;
+    FileKind mostly = FileKind::Other;
     std::vector<Node*> folders;
 };
 
@@ -42,7 +67,7 @@ public:
             if (folder.total.bytes * SmallestShare < estimate.included.bytes ||
                 std::count(path.begin(), path.end(), L'\\') > DeepestFolder)
                 continue;
-            m_nodes[path] = {path, folder.total, {}};
+            m_nodes[path] = {path, folder.total, folder.mostly, {}};
         }
         for (auto& [path, node] : m_nodes)
             ParentOf(path).folders.push_back(&node);
@@ -64,7 +89,7 @@ private:
 
     Json ToJson(const Node& node, const std::wstring& name)
     {
-        Json made = {{"n", ToUtf8(name)}, {"f", node.total.files}, {"s", node.total.bytes}};
+        Json made = {{"n", ToUtf8(name)}, {"f", node.total.files}, {"s", node.total.bytes}, {"k", NameOf(node.mostly)}};
         if (node.folders.empty())
             return made;
         SizeTotal rest = node.total;
@@ -97,17 +122,21 @@ Json DataOf(const EstimateReport& report)
     data["total"] = {{"files", estimate.included.files}, {"size", estimate.included.bytes}};
     data["tree"] = Tree(estimate).ToJson();
     data["extensions"] = Json::array();
-    for (const Estimate::Extension& row : estimate.extensions)
+    for (const Estimate::Extension& row : estimate.extensions) {
         data["extensions"].push_back(Row("name", ToUtf8(row.extension.View()), row.total));
+        data["extensions"].back()["kind"] = NameOf(row.kind);
+    }
     data["leftOut"] = Json::array();
-    for (const Estimate::LeftOut& row : estimate.leftOut)
+    for (const Estimate::LeftOut& row : estimate.leftOut) {
         data["leftOut"].push_back(Row("rule", ToUtf8(RuleText(row.decision, row.rule)), row.total));
+        data["leftOut"].back()["edit"] = IsOfAnEdit(row.rule, report.edits);
+    }
     data["unreadable"] = Json::array();
     for (const std::wstring& path : report.unreadable)
         data["unreadable"].push_back(ToUtf8(path));
     data["edits"] = Json::array();
     for (const EstimateStep& step : report.steps)
-        data["edits"].push_back(Row("edit", ToUtf8(step.edit), step.total));
+        data["edits"].push_back(Row("edit", ToUtf8(step.words), step.total));
     return data;
 }
 
@@ -125,6 +154,14 @@ std::wstring RuleText(InclusionType decision, const FilterPtr& rule, PathForm fo
     if (rule->flags & RuleFlags::AutoExclude)
         text += L", automatic";
     return text;
+}
+
+bool IsOfAnEdit(const FilterPtr& rule, const std::vector<EstimateEdit>& edits)
+{
+    return rule && std::any_of(edits.begin(), edits.end(), [&](const EstimateEdit& edit) {
+               const bool makes = edit.kind == EstimateEdit::Kind::Exclude || !rule->mask.IsEmpty();
+               return makes && EqualNoCase(edit.path, WithoutBackslash(rule->path).View());
+           });
 }
 
 std::string EstimatePage(const EstimateReport& report)

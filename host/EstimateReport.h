@@ -7,13 +7,23 @@
 #include <string>
 #include <vector>
 
+// A change of the selection that the command line asks for.
+struct EstimateEdit {
+    enum class Kind { Include, Exclude, Profile };
+    Kind kind;
+    std::wstring path; // absolute
+    int profile = 0;
+};
+
 struct EstimateStep {
-    std::wstring edit; // "scan" for the first step
+    std::wstring edit;  // as RecordWriter tells it; "scan" for the first step
+    std::wstring words; // the same for the page
     SizeTotal total;
 };
 
 struct EstimateReport {
     std::wstring selection; // path of the selection file
+    std::vector<EstimateEdit> edits;
     std::vector<EstimateStep> steps;
     Estimate estimate;
     std::vector<std::wstring> unreadable;
@@ -22,6 +32,9 @@ struct EstimateReport {
 // RuleText describes a rule for people; PathForm is the form of the path in it.
 enum class PathForm { AsItIs, ToBePasted };
 std::wstring RuleText(InclusionType decision, const FilterPtr& rule, PathForm form = PathForm::AsItIs);
+
+// Returns true for a rule that an edit has made. It is in no file.
+bool IsOfAnEdit(const FilterPtr& rule, const std::vector<EstimateEdit>& edits);
 
 // Returns the page in UTF-8.
 std::string EstimatePage(const EstimateReport& report);

@@ -2,33 +2,44 @@
 
 #include "support/Handle.h"
 
-#include <algorithm>
-
 namespace
 {
 
-std::wstring Spelled(const std::wstring& path)
+std::wstring NameOnDisk(const std::wstring& path, const std::wstring& name)
 {
     WIN32_FIND_DATAW data;
-    if (FindHandle(FindFirstFileW(path.c_str(), &data)))
-        return data.cFileName;
-    return path.substr(path.rfind(L'\\') + 1);
+    return FindHandle(FindFirstFileW(path.c_str(), &data)) ? data.cFileName : name;
+}
+
+// A drive or a share, or its server.
+bool IsRoot(const std::wstring& path)
+{
+    const std::size_t slash = path.rfind(L'\\');
+    return slash == std::wstring::npos || path.find(L'\\', 2) == std::wstring::npos ||
+           (path.starts_with(L"\\\\") && path.find(L'\\', 2) == slash);
+}
+
+std::wstring SpelledRoot(std::wstring root)
+{
+    if (root.size() == 2 && root[1] == L':')
+        CharUpperBuffW(root.data(), 1);
+    return root;
 }
 
 } // namespace
 
-std::wstring PathSpelling::NameOf(const std::wstring& path, const std::wstring& folder) const
+const std::wstring& PathSpelling::Of(const std::wstring& path)
 {
-    std::wstring name;
-    // Begins with the last component and ends at the folder, a drive or a share.
-    std::wstring rest = path;
-    while (rest.size() > folder.size() && rest.find(L'\\', 2) != std::wstring::npos) {
-        name.insert(0, name.empty() ? Spelled(rest) : Spelled(rest) + L"\\");
-        rest.resize(rest.rfind(L'\\'));
-    }
-    if (rest.size() <= folder.size())
-        return name;
-    if (rest.size() == 2 && rest[1] == L':')
-        CharUpperBuffW(rest.data(), 1);
-    return name.empty() ? rest : rest + L"\\" + name;
+    if (const auto known = m_known.find(path); known != m_known.end())
+        return known->second;
+    if (IsRoot(path))
+        return m_known[path] = SpelledRoot(path);
+    const std::size_t slash = path.rfind(L'\\');
+    const std::wstring folder = Of(path.substr(0, slash));
+    return m_known[path] = folder + L"\\" + NameOnDisk(path, path.substr(slash + 1));
+}
+
+std::wstring PathSpelling::NameOf(const std::wstring& path, const std::wstring& folder)
+{
+    return folder.empty() ? Of(path) : Of(path).substr(Of(folder).size() + 1);
 }

@@ -215,10 +215,11 @@ void RecordWriter::SizeRow(const char* type, const char* label, const CString& n
             RecordFields::SizeLine(total, FromUtf8(label) + (name.IsEmpty() ? L"(none)" : ShownPath(name.View()))));
 }
 
-void RecordWriter::FolderRows(const std::vector<Estimate::Folder>& rows)
+void RecordWriter::FolderRows(const std::vector<Estimate::Folder>& rows, PathSpelling& spelling)
 {
-    for (std::size_t i = 0; i < rows.size(); ++i)
-        SizeRow("folder", "folder ", rows[i].path, rows[i].total, i < RowsForPeople);
+    const std::size_t shown = m_json ? rows.size() : std::min(rows.size(), RowsForPeople);
+    for (std::size_t i = 0; i < shown; ++i)
+        SizeRow("folder", "folder ", spelling.Of(std::wstring(rows[i].path.View())).c_str(), rows[i].total, true);
 }
 
 void RecordWriter::ExtensionRows(const std::vector<Estimate::Extension>& rows)

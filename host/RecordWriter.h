@@ -6,6 +6,7 @@
 #include "host/Colours.h"
 #include "host/EnumerationSummary.h"
 #include "host/ExitCode.h"
+#include "host/PathSpelling.h"
 #include "host/ProgressLine.h"
 #include "host/doctor/Check.h"
 #include "orbwatcher4/Estimate.h"
@@ -41,7 +42,8 @@ public:
     // For an estimate: the total after a step, rows with the largest first (for people, only the first rows), and what
     // a rule leaves out.
     void Total(std::size_t step, const std::wstring& edit, const SizeTotal& total);
-    void FolderRows(const std::vector<Estimate::Folder>& rows);
+    // `spelling` gives the folders their names on the disk.
+    void FolderRows(const std::vector<Estimate::Folder>& rows, PathSpelling& spelling);
     void ExtensionRows(const std::vector<Estimate::Extension>& rows);
     void LeftOut(const Estimate::LeftOut& row);
     void Summary(const SizeTotal& total, std::uint64_t unreadable, int exitCode);

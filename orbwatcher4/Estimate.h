@@ -5,6 +5,7 @@
 #include "mfc/CString.h"
 #include "orbwatcher4/filter/Filter.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -35,18 +36,34 @@ struct SizeTotal {
     bool operator==(const SizeTotal&) const = default;
 };
 
+/// Kinds of files, by their extension.
+enum class FileKind : std::uint8_t {
+    Other,    ///< an extension of no other kind, or none
+    Document, ///< texts, tables, slides
+    Picture,  ///< photographs and drawings
+    Video,    ///< moving pictures
+    Sound,    ///< music and recordings
+    Archive,  ///< archives and images of disks
+    Data,     ///< databases and mail
+    Program,  ///< programs and their sources
+};
+/// The number of kinds.
+inline constexpr std::size_t FileKinds = 8;
+
 /// The sums of an estimate. Each list begins with the largest entry; entries of equal size are in the order of their
 /// names.
 struct Estimate {
     /// A folder and the total of the included files in it.
     struct Folder {
-        CString path;    ///< in lower case, without a trailing backslash
-        SizeTotal total; ///< includes everything below the folder
+        CString path;                      ///< in lower case, without a trailing backslash
+        SizeTotal total;                   ///< includes everything below the folder
+        FileKind mostly = FileKind::Other; ///< the kind that takes the most room in it, everything below included
     };
     /// The included files with one extension.
     struct Extension {
-        CString extension; ///< as in extensions of the statistics file; empty: names without a dot
-        SizeTotal total;   ///< total of the included files with this extension
+        CString extension;               ///< as in extensions of the statistics file; empty: names without a dot
+        SizeTotal total;                 ///< total of the included files with this extension
+        FileKind kind = FileKind::Other; ///< the kind of these files
     };
     /// The files that one rule leaves out.
     struct LeftOut {

@@ -78,7 +78,7 @@ const CommandHelp commands[] = {
       "orbwatch estimate --data selection.xml --profile 1 --profile 2"},
      "Everything is scanned once; edits are counted one after the other, in their order, without a look at the disk "
      "for\n"
-     "what was scanned.",
+     "what was scanned. The edits change no file. Advanced filters are not asked; they may leave out more.",
      {{"total", "files and bytes of the selection (step 0), and after each edit"},
       {"folder", "files and bytes of a folder, the largest first"},
       {"extension", "files and bytes of an ending, the largest first"},

@@ -1,5 +1,7 @@
 #include "orbwatcher4/estimator/EstimateSums.h"
 
+#include "orbwatcher4/estimator/FileKinds.h"
+
 #include <algorithm>
 
 namespace
@@ -28,24 +30,40 @@ void LargestFirst(Rows& rows)
 
 } // namespace
 
+void EstimateSums::OpenFolder::Add(const OpenFolder& inner)
+{
+    total.Add(inner.total);
+    for (std::size_t kind = 0; kind < FileKinds; ++kind)
+        bytes[kind] += inner.bytes[kind];
+}
+
+// Of kinds that take the same room the first one counts, so that the answer does not depend on the order of the files.
+FileKind EstimateSums::OpenFolder::Mostly() const
+{
+    return static_cast<FileKind>(std::max_element(bytes.begin(), bytes.end()) - bytes.begin());
+}
+
 void EstimateSums::TakeFile(const JudgedFile& file)
 {
     if (file.decision != Included)
         return m_leftOut[{file.decision, file.rule}].Add(file.size);
     m_included.Add(file.size);
-    m_extensions[ExtensionOf(file.path)].Add(file.size);
-    if (!m_open.empty())
-        m_open.back().Add(file.size);
+    const CString extension = ExtensionOf(file.path);
+    m_extensions[extension].Add(file.size);
+    if (m_open.empty())
+        return;
+    m_open.back().total.Add(file.size);
+    m_open.back().bytes[static_cast<std::size_t>(KindOf(extension.View()))] += file.size;
 }
 
 void EstimateSums::EndFolder(const CString& path)
 {
-    const SizeTotal total = m_open.back();
+    const OpenFolder folder = m_open.back();
     m_open.pop_back();
     if (!m_open.empty())
-        m_open.back().Add(total);
-    if (total.files != 0)
-        m_folders.push_back({path, total});
+        m_open.back().Add(folder);
+    if (folder.total.files != 0)
+        m_folders.push_back({path, folder.total, folder.Mostly()});
 }
 
 Estimate EstimateSums::Finish(bool whole)
@@ -55,7 +73,7 @@ Estimate EstimateSums::Finish(bool whole)
     estimate.included = m_included;
     estimate.folders = std::move(m_folders);
     for (const auto& [extension, total] : m_extensions)
-        estimate.extensions.push_back({extension, total});
+        estimate.extensions.push_back({extension, total, KindOf(extension.View())});
     for (const auto& [why, total] : m_leftOut)
         estimate.leftOut.push_back({why.first, why.second, total});
     LargestFirst(estimate.folders);

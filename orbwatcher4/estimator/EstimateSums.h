@@ -4,6 +4,7 @@
 #include "orbwatcher4/Estimate.h"
 #include "orbwatcher4/estimator/FileExtension.h"
 
+#include <array>
 #include <map>
 #include <unordered_map>
 #include <utility>
@@ -20,8 +21,16 @@ public:
     Estimate Finish(bool whole);
 
 private:
+    struct OpenFolder {
+        SizeTotal total;
+        std::array<std::uint64_t, FileKinds> bytes{}; // by kind
+
+        void Add(const OpenFolder& inner);
+        FileKind Mostly() const;
+    };
+
     SizeTotal m_included;
-    std::vector<SizeTotal> m_open; // of the folders that have begun, outermost first
+    std::vector<OpenFolder> m_open; // of the folders that have begun, outermost first
     std::vector<Estimate::Folder> m_folders;
     std::unordered_map<CString, SizeTotal> m_extensions;
     std::map<std::pair<InclusionType, FilterPtr>, SizeTotal> m_leftOut;

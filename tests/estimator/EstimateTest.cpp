@@ -4,6 +4,8 @@
 #include "tests/filter/FakeDisk.h"
 #include "tests/filter/FolderRule.h"
 
+#include <map>
+
 namespace
 {
 
@@ -55,6 +57,35 @@ TEST_F(EstimateRows, ExtensionsAreSummedLargestFirst)
         rows.emplace_back(row.extension, row.total);
     EXPECT_EQ(rows,
               (Rows{{L"", {1, 9}}, {L".aaa", {1, 4}}, {L".profile", {1, 4}}, {L".zzz", {1, 4}}, {L".doc", {2, 3}}}));
+}
+
+TEST_F(EstimateRows, AFolderHasTheKindThatTakesTheMostRoomInAllOfIt)
+{
+    Add(FolderRule(L"B:\\"));
+    Find(L"B:\\a\\x.JPG", 10);
+    Find(L"B:\\a\\y.odt", 9);
+    Find(L"B:\\a\\deep\\z.pdf", 2);
+    Find(L"B:\\b\\x.jpg", 5);
+    Find(L"B:\\b\\y.odt", 5);
+    Find(L"B:\\c\\x.unknown", 100);
+    std::map<std::wstring, FileKind> kinds;
+    for (const Estimate::Folder& row : scanner.GetEstimate().folders)
+        kinds.emplace(row.path, row.mostly);
+    EXPECT_EQ(kinds.at(L"b:\\a"), FileKind::Document);
+    EXPECT_EQ(kinds.at(L"b:\\a\\deep"), FileKind::Document);
+    EXPECT_EQ(kinds.at(L"b:\\b"), FileKind::Document);
+    EXPECT_EQ(kinds.at(L"b:\\c"), FileKind::Other);
+}
+
+TEST_F(EstimateRows, AnExtensionHasItsKind)
+{
+    Add(FolderRule(L"B:\\"));
+    Find(L"B:\\x.JPG", 10);
+    Find(L"B:\\jpg", 9);
+    std::map<std::wstring, FileKind> kinds;
+    for (const Estimate::Extension& row : scanner.GetEstimate().extensions)
+        kinds.emplace(row.extension, row.kind);
+    EXPECT_EQ(kinds, (std::map<std::wstring, FileKind>{{L".jpg", FileKind::Picture}, {L"", FileKind::Other}}));
 }
 
 TEST_F(EstimateRows, WhatIsLeftOutHasItsRule)

@@ -50,11 +50,12 @@ protected:
             rows.emplace(record.at("name").get<std::string>(), SumOf(record));
         return rows;
     }
-    // As the estimate names it.
-    std::string Lower(const std::wstring& path) const
+    Json DataOfReport() const
     {
-        CString text(path.c_str());
-        return Utf8(std::wstring(text.MakeLower()));
+        const std::string page = folder.ReadBytes(L"report.html");
+        const std::string begin = "<script type=\"application/json\" id=\"data\">";
+        const std::size_t from = page.find(begin) + begin.size();
+        return Json::parse(page.substr(from, page.find("</script>", from) - from));
     }
 };
 
@@ -63,10 +64,10 @@ TEST_F(EstimateRuns, TellTheTotalTheFoldersTheKindsOfFileAndWhatIsLeftOut)
     const std::vector<Json> records = Run();
     EXPECT_EQ(Totals(records), (std::vector<Sum>{{3, 4200}}));
     const auto folders = Rows(records, "folder");
-    EXPECT_EQ(folders.at(Lower(tree)), (Sum{3, 4200}));
-    EXPECT_EQ(folders.at(Lower(InTree(L"docs"))), (Sum{2, 1200}));
-    EXPECT_EQ(folders.at(Lower(InTree(L"docs\\deep"))), (Sum{1, 200}));
-    EXPECT_FALSE(folders.contains(Lower(InTree(L"out"))));
+    EXPECT_EQ(folders.at(Utf8(tree)), (Sum{3, 4200})) << "folders are spelled as on the disk";
+    EXPECT_EQ(folders.at(Utf8(InTree(L"docs"))), (Sum{2, 1200}));
+    EXPECT_EQ(folders.at(Utf8(InTree(L"docs\\deep"))), (Sum{1, 200}));
+    EXPECT_FALSE(folders.contains(Utf8(InTree(L"out"))));
     const auto kinds = Rows(records, "extension");
     EXPECT_EQ(kinds.at(".jpg"), (Sum{1, 3000}));
     EXPECT_EQ(kinds.at(".txt"), (Sum{1, 200}));
@@ -150,9 +151,7 @@ TEST_F(EstimateRuns, WriteTheirReportAsOnePageWithTheSpellingOfTheDisk)
     const std::vector<Json> records = Run({L"--report", Path(L"report.html")});
     ASSERT_EQ(OfType(records, "created").size(), 1u);
     const std::string page = folder.ReadBytes(L"report.html");
-    const std::string begin = "<script type=\"application/json\" id=\"data\">";
-    const std::size_t from = page.find(begin) + begin.size();
-    const Json data = Json::parse(page.substr(from, page.find("</script>", from) - from));
+    const Json data = DataOfReport();
     EXPECT_EQ(data.at("total").at("size"), 4200);
     EXPECT_EQ(data.at("leftOut").at(0).at("size"), 50);
     EXPECT_EQ(data.at("extensions").size(), 3u);
@@ -166,6 +165,42 @@ TEST_F(EstimateRuns, WriteTheirReportAsOnePageWithTheSpellingOfTheDisk)
     EXPECT_EQ(parts, (std::map<std::string, int>{{"docs", 1200}, {"pictures", 3000}}));
     EXPECT_EQ(page.find("http://"), std::string::npos);
     EXPECT_EQ(page.find("https://"), std::string::npos);
+}
+
+TEST_F(EstimateRuns, TellEditsApartFromRulesInTheirReport)
+{
+    Run({L"--exclude", InTree(L"pictures"), L"--report", Path(L"report.html")});
+    const Json data = DataOfReport();
+    EXPECT_EQ(data.at("edits").at(0).at("edit"), "the selection as it is");
+    EXPECT_EQ(data.at("edits").at(1).at("edit"), Utf8(L"without " + InTree(L"pictures\\")));
+    std::map<std::string, bool> leftOut;
+    for (const Json& row : data.at("leftOut"))
+        leftOut[row.at("rule")] = row.at("edit");
+    EXPECT_EQ(leftOut, (std::map<std::string, bool>{{Utf8(L"exclude " + InTree(L"out\\")), false},
+                                                    {Utf8(L"exclude " + InTree(L"pictures\\")), true}}));
+}
+
+TEST_F(EstimateRuns, ColourTheFoldersOfTheirReportByKind)
+{
+    Run({L"--report", Path(L"report.html")});
+    const Json data = DataOfReport();
+    const Json* node = &data.at("tree");
+    while (node->at("c").size() == 1)
+        node = &node->at("c").at(0);
+    std::map<std::string, std::string> kinds;
+    for (const Json& part : node->at("c"))
+        kinds[part.at("n")] = part.at("k");
+    EXPECT_EQ(kinds, (std::map<std::string, std::string>{{"docs", "documents"}, {"pictures", "pictures"}}));
+    EXPECT_EQ(data.at("extensions").at(0).at("kind"), "pictures");
+}
+
+TEST_F(EstimateRuns, SayThatAdvancedFiltersAreNotAsked)
+{
+    HostProcess host(Command());
+    EXPECT_EQ(host.Finish(), 0);
+    const std::vector<Json> notes = OfType(host.Errors(), "note");
+    ASSERT_EQ(notes.size(), 1u);
+    EXPECT_EQ(notes[0].at("message"), "advanced filters are not asked; they may leave out more");
 }
 
 TEST_F(EstimateRuns, FailWhenTheirReportCannotBeWritten)

@@ -1,12 +1,13 @@
 #!/usr/bin/env python3
 """The page of an estimate, opened in a headless browser.
 
-  page_test.py REPORT.html HOSTILE.html    prints "ok NAME" or "FAILED NAME: why" for each test
+  page_test.py REPORT.html HOSTILE.html EDITS.html    prints "ok NAME" or "FAILED NAME: why" for each test
   page_test.py --make-hostile-folders DIR  makes the tree of the second page
 
 The first page is that of a tree with the folders docs (with deep in it) and pictures, from
 which a rule leaves the folder out. The second one is that of folders whose names try to be
-more than names. Needs chromedriver and Chromium.
+more than names. The third one is the first one after an edit that leaves out the folder
+pictures. Needs chromedriver and Chromium.
 """
 
 import http.client
@@ -142,6 +143,53 @@ def the_rule_that_leaves_something_out_is_named(browser):
     expect(rules[0].startswith("exclude ") and rules[0].endswith("out\\"), True)
 
 
+def tiles_have_the_colour_of_the_kind_that_takes_the_most_room(browser):
+    expect(browser.texts("#legend > span"), ["documents", "pictures"])
+    colours = browser.run("""return ['docs', 'pictures'].map(name => getComputedStyle(
+        document.querySelector(`#map .tile[title^='${name}']`)).backgroundColor)""")
+    expect(colours[0] != colours[1], True)
+    swatches = browser.run("""return [...document.querySelectorAll('#legend .swatch')].map(swatch =>
+        swatch.style.getPropertyValue('--hue'))""")
+    tiles = browser.run("""return ['docs', 'pictures'].map(name =>
+        document.querySelector(`#map .tile[title^='${name}']`).style.getPropertyValue('--hue'))""")
+    expect(tiles, swatches)
+
+
+def a_nested_tile_has_its_size(browser):
+    expect("deep200 B" in browser.texts("#map .tile i"), True)
+
+
+def the_bars_of_a_table_stand_below_each_other(browser):
+    for tab in (1, 2):
+        browser.click(f"#tabs button:nth-child({tab})")
+        lefts = browser.run("""return [...document.querySelectorAll('#table td .bar')].map(bar =>
+            Math.round(bar.getBoundingClientRect().left))""")
+        expect(len(lefts) > 1, True)
+        expect(len(set(lefts)), 1)
+
+
+def edits_are_in_the_headline_and_near_the_top_with_what_they_change(browser):
+    browser.call("POST", "/url", {"url": pathlib.Path(sys.argv[3]).resolve().as_uri()})
+    expect(browser.texts("h1"), ["What the selection would hold with one edit"])
+    expect(browser.texts("#edits tr:first-child td")[0], "the selection as it is")
+    edit = browser.texts("#edits tr:last-child td")
+    expect(edit[0].startswith("without ") and edit[0].endswith("pictures\\"), True)
+    expect(edit[3], "\u22122.93 KiB")
+    expect(browser.run("""return document.getElementById('edits').getBoundingClientRect().top <
+        document.getElementById('map').getBoundingClientRect().top"""), True)
+
+
+def what_an_edit_leaves_out_is_no_rule(browser):
+    browser.call("POST", "/url", {"url": pathlib.Path(sys.argv[3]).resolve().as_uri()})
+    browser.click("#tabs button:nth-child(3)")
+    rows = browser.texts("#table tbody td:first-child")
+    expect(sorted(row.startswith("edit") for row in rows), [False, True])
+
+
+def it_says_that_advanced_filters_are_not_asked(browser):
+    expect("advanced filters are not asked" in browser.texts("#about")[0], True)
+
+
 def it_follows_light_and_dark(browser):
     def background():
         return browser.run("return getComputedStyle(document.body).backgroundColor")
@@ -181,6 +229,12 @@ TESTS = [
     escape_and_the_path_lead_back,
     the_table_is_sorted_by_the_column_that_is_clicked,
     the_rule_that_leaves_something_out_is_named,
+    tiles_have_the_colour_of_the_kind_that_takes_the_most_room,
+    a_nested_tile_has_its_size,
+    the_bars_of_a_table_stand_below_each_other,
+    edits_are_in_the_headline_and_near_the_top_with_what_they_change,
+    what_an_edit_leaves_out_is_no_rule,
+    it_says_that_advanced_filters_are_not_asked,
     it_follows_light_and_dark,
     nothing_sticks_out_of_a_small_window,
     hostile_names_are_nothing_but_names,
