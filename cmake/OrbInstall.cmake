@@ -8,17 +8,23 @@ set(shipped_dlls OrbWatcher4 OrbSettings OrbIndexDB OrbLogging ReadersWriters On
 # The strings and locks in which the interfaces are written are linked into each program.
 set(shipped_archives mfc support)
 
+add_custom_target(shipped DEPENDS ${shipped_dlls} ${shipped_archives} orbwatch)
+
+# A tree in which only some programs were built, such as the benchmarks, can be installed, too. Nobody who installs needs
+# debug information, with which the DLLs are ten times as large.
+install(CODE "
+    execute_process(COMMAND \"${CMAKE_COMMAND}\" --build \"${CMAKE_BINARY_DIR}\" --target shipped
+        COMMAND_ERROR_IS_FATAL ANY)
+    set(CMAKE_INSTALL_DO_STRIP 1)")
 install(TARGETS ${shipped_dlls} orbwatch RUNTIME DESTINATION bin ARCHIVE DESTINATION lib)
 install(TARGETS ${shipped_archives} ARCHIVE DESTINATION lib/OrbWatcher4)
 install(FILES ${ORB_RUNTIME_DLLS} DESTINATION bin)
-# Those come with debug information, ten times as large as they are; CMake strips targets only.
+# CMake strips targets only.
 foreach(dll IN LISTS ORB_RUNTIME_DLLS)
     cmake_path(GET dll FILENAME name)
     install(CODE "
-        if(CMAKE_INSTALL_DO_STRIP)
-            execute_process(COMMAND \"${CMAKE_STRIP}\" \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/bin/${name}\"
-                COMMAND_ERROR_IS_FATAL ANY)
-        endif()")
+        execute_process(COMMAND \"${CMAKE_STRIP}\" \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/bin/${name}\"
+            COMMAND_ERROR_IS_FATAL ANY)")
 endforeach()
 
 # The public headers, and those that they include.
@@ -68,10 +74,8 @@ install(FILES ${CMAKE_BINARY_DIR}/OrbWatcher4Config.cmake ${CMAKE_BINARY_DIR}/Or
 install(FILES README.md CHANGELOG.md DESTINATION ${doc_dir})
 install(DIRECTORY docs/ DESTINATION ${doc_dir}/docs PATTERN Doxyfile EXCLUDE)
 install(DIRECTORY examples/ DESTINATION ${doc_dir}/examples)
-# Of what is linked in or shipped beside; tools/bootstrap --package collects them.
-if(EXISTS ${ORB_DEPS}/licences)
-    install(DIRECTORY ${ORB_DEPS}/licences/ DESTINATION ${doc_dir}/licences)
-endif()
+# Of what is linked in or shipped beside; tools/bootstrap collects them.
+install(DIRECTORY ${ORB_DEPS}/licences/ DESTINATION ${doc_dir}/licences)
 
 set(CPACK_GENERATOR ZIP)
 set(CPACK_PACKAGE_NAME OrbWatcher4)

@@ -16,7 +16,23 @@ try() {
     if "$@"; then printf 'ok %s\n' "$what"; else printf 'FAILED %s\n' "$what"; fi
 }
 
-installs() { cmake --install "$TREE" --prefix "$ROOT_DIR" --strip; }
+installs() { cmake --install "$TREE" --prefix "$ROOT_DIR"; }
+
+# Programs and DLLs, those of the compiler among them.
+has_no_debug_information() {
+    local file
+    for file in "$ROOT_DIR"/bin/*; do
+        ! x86_64-w64-mingw32-objdump -h "$file" | grep -q -F .debug_info || { printf '%s\n' "$file"; return 1; }
+    done
+}
+
+has_licences() {
+    local name
+    for name in pcre3 sqlite3 libsparsehash-dev nlohmann-json3-dev libspdlog-dev libfmt-dev libcli11-dev gcc-mingw-w64-base \
+        mingw-w64-common; do
+        [ -s "$ROOT_DIR/share/doc/OrbWatcher4/licences/$name.txt" ] || { printf '%s\n' "$name"; return 1; }
+    done
+}
 
 builds() {
     cp -R "$ROOT_DIR/share/doc/OrbWatcher4/examples/$1" "$PLACE/$1" &&
@@ -76,7 +92,8 @@ headers_stand_alone() {
 rm -rf "$PLACE" "$DRIVE"
 mkdir -p "$PLACE"
 try "installing" installs
-try "the compiler's DLLs come without debug information" test "$(stat -c %s "$ROOT_DIR/bin/libstdc++-6.dll")" -lt 5000000
+try "nothing comes with debug information" has_no_debug_information
+try "the licences of what is shipped come along" has_licences
 try "the changelog is among the pages" test -s "$ROOT_DIR/share/doc/OrbWatcher4/CHANGELOG.md"
 try "including each installed header alone" headers_stand_alone
 for example in "$ROOT_DIR"/share/doc/OrbWatcher4/examples/*/; do
