@@ -42,6 +42,13 @@ builds() {
         cmake --build "$PLACE/$1/build"
 }
 
+# The DLLs lie beside the program, as a product ships them.
+builds_go() {
+    mkdir -p "$PLACE/go/build" && cp "$ROOT_DIR"/share/doc/OrbWatcher4/examples/go/*.* "$PLACE/go" &&
+        (cd "$PLACE/go" && GOOS=windows GOARCH=amd64 CGO_ENABLED=0 GOCACHE="$BUILD/go-cache" GOFLAGS=-mod=mod \
+            go build -o build/go.exe .) && cp "$ROOT_DIR"/bin/*.dll "$PLACE/go/build"
+}
+
 # wait_for FILE PATTERN: until it is found in the file, half a minute at most.
 wait_for() {
     local try
@@ -98,7 +105,9 @@ try "the changelog is among the pages" test -s "$ROOT_DIR/share/doc/OrbWatcher4/
 try "including each installed header alone" headers_stand_alone
 for example in "$ROOT_DIR"/share/doc/OrbWatcher4/examples/*/; do
     name=$(basename "$example")
-    try "building the example $name against the installed package alone" builds "$name"
+    build=(builds "$name")
+    [ "$name" != go ] || build=(builds_go)
+    try "building the example $name against the installed package alone" "${build[@]}"
     try "running the example $name" runs "$name"
 done
 rm -rf "$DRIVE"

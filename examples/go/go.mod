@@ -1,0 +1,3 @@
+module example/go
+
+go 1.19
