@@ -1,4 +1,4 @@
-// The rules by which an event becomes a pending change.
+// Turns events into pending changes.
 #include "orbwatcher4/core/ChangeHandler.h"
 
 #include "companions/indexdb/OrbIndexDB.h"
@@ -23,8 +23,8 @@ namespace
 {
 
 constexpr int LongestEventPath = 260;
-constexpr DWORD LongestPrefixed = LongestEventPath + 8; // with the prefix of SystemPath
-constexpr std::uint32_t FolderKind = 1;                 // of an item in the index
+constexpr DWORD LongestPrefixed = LongestEventPath + 8; // room for the prefix of SystemPath
+constexpr std::uint32_t FolderKind = 1;                 // the kind of a folder's item in the index
 constexpr std::uint64_t ReplacedWithin = 20000000;      // 2 seconds in 100-ns units
 
 CString LongFormOf(const CString& path)
@@ -35,7 +35,7 @@ CString LongFormOf(const CString& path)
     return longPath;
 }
 
-// A short name is replaced by its long form; empty when that fails.
+// Replaces short names by long ones. Returns an empty path when that fails.
 CString LongForm(const CString& path)
 {
     if (path.Find(L'~') < 0)
@@ -46,7 +46,8 @@ CString LongForm(const CString& path)
     return GetFileAttributesW(form) == INVALID_FILE_ATTRIBUTES ? CString() : PlainPath(LongFormOf(form));
 }
 
-// Of what the hidden-file rule drops: a path that cannot be looked at has all attributes set.
+// Returns the outcome of a path that the rule about hidden files drops. A path that cannot be examined has all
+// attributes set, so it counts as hidden.
 PathOutcome DroppedAsHidden(const CString& path, bool gone)
 {
     if (gone)
@@ -55,7 +56,7 @@ PathOutcome DroppedAsHidden(const CString& path, bool gone)
                                                                            : PathOutcome::Hidden;
 }
 
-// A failure that says nothing of the path itself: another look may find it.
+// Returns true for a failure that does not depend on the path: another attempt may succeed.
 bool IsPassing(DWORD error)
 {
     switch (error) {
@@ -77,7 +78,7 @@ bool IsDeletion(const NotificationPtr& notification)
 
 } // namespace
 
-// One path that is judged with the store unlocked. Whatever another thread reports for it meanwhile stands.
+// The judgement of one path with the store unlocked. A change that another thread reports for the path meanwhile wins.
 class ChangeHandler::Judgement
 {
 public:
@@ -93,14 +94,14 @@ public:
     Judgement& operator=(const Judgement&) = delete;
 
     const NotificationPtr& Before() const { return m_look.Before(); }
-    // Drops what was pending.
+    // Removes the pending change.
     void Drop()
     {
         const ObjectLock lock(m.locks, &m.store);
         if (!m_look.WasReported())
             m.store.Erase(m_path);
     }
-    // False when another thread has seen the path go: that is the later word.
+    // Returns false when another thread has reported meanwhile that the path is gone.
     bool Put(const NotificationPtr& notification)
     {
         const ObjectLock lock(m.locks, &m.store);
@@ -126,11 +127,11 @@ private:
 namespace
 {
 
-// A watcher with a user's token has made a notifier act for that user. There is one notifier for all watchers of the
-// process.
+// Set when a watcher with a user's token has made the notifier act for that user. All watchers of the process share the
+// notifier.
 std::atomic<bool> g_notifierActs{false};
 
-// The rights that one event is handled with, whatever the notifier's are.
+// The rights with which one event is handled, whatever rights the notifier has.
 class EventRights
 {
 public:
@@ -150,7 +151,7 @@ private:
 
 } // namespace
 
-// What is cut short is found again by looking.
+// Runs the change. If it fails, a full enumeration becomes due.
 template <typename Change>
 void ChangeHandler::Take(Change change) noexcept
 {
@@ -188,8 +189,8 @@ void ChangeHandler::OnWatchStarted(DWORD, const wchar_t*)
 
 void ChangeHandler::OnReadChangesError(DWORD error, const wchar_t* directory)
 {
-    // Lost changes: the root must be looked at again. Any other error has ended the watch, and the watch
-    // thread, which compares what it wants watched with what is, starts it anew; changes were lost then, too.
+    // After lost changes the root must be rescanned. Any other error has ended the watch. The watch thread compares the
+    // wanted roots with the watched ones and starts it again; changes were lost then, too.
     g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Changes below %s were lost: %d", directory, error);
     Take([&] { m.due.ReportLoss(OrbFilter::StripToRoot(directory), m.clock->Seconds()); });
 }
@@ -231,7 +232,8 @@ bool ChangeHandler::IsHiddenSkipped(const CString& path, const Notification& not
     if (PathIsRootW(path))
         return false;
     ImpersonateUser(m.userToken);
-    // A list may be behind the file, that of a file with several names for long: it keeps none out.
+    // A folder's list may be older than the file, for a file with several names for a long time. So it keeps no file
+    // out.
     const bool shown = listed && !(*listed & FILE_ATTRIBUTE_HIDDEN);
     const DWORD attributes = shown ? *listed : GetFileAttributesW(SystemPath(path));
     if (attributes == INVALID_FILE_ATTRIBUTES && IsPassing(GetLastError())) {
@@ -239,7 +241,7 @@ bool ChangeHandler::IsHiddenSkipped(const CString& path, const Notification& not
                           GetLastError());
         return false;
     }
-    // A failed call returns all bits set: a vanished file counts as hidden.
+    // A failed call returns all bits set, so a file that is gone counts as hidden.
     if (!(attributes & FILE_ATTRIBUTE_HIDDEN))
         return false;
     return !m.backupHiddenFiles && !(notification.ruleFlags & QueueFlags::EvenWhenHidden);
@@ -254,7 +256,7 @@ std::optional<PathOutcome> ChangeHandler::IsDuplicateNotification(const CString&
     const bool directory = IsDirectory(path);
     std::uint64_t modified = 0;
     const bool known = GetFileTimes(path, directory, nullptr, &modified);
-    // A folder in the place of a backed-up file is news.
+    // A folder in the place of a file that was backed up is a change.
     if (directory ? datum.kind == FolderKind : known && modified == datum.modificationTime) {
         SetOverlay(path, OverlayStatus::InSync);
         return PathOutcome::Unchanged;
@@ -282,15 +284,16 @@ void ChangeHandler::DropPending(const CString& path)
     m.store.Erase(path);
 }
 
-// A file or another folder has taken the place of a folder that is gone: what was in that one is still to be looked
-// for, under the other spelling of the path, which nothing that is there now has.
+// Keeps the deletion of a folder's children when a file or another folder has taken its place. It is kept under the
+// other spelling of the path, which no existing path has.
 void ChangeHandler::KeepDeletionOfChildren(const CString& path, const NotificationPtr& pending)
 {
     if (IsDeletion(pending) && CIndexDB::HasCachedItemsBelow(path))
         m.store.Put(OtherSpelling(path), pending);
 }
 
-// A path that could not be normalised. A short name without a long form is of something that is not there.
+// Returns the outcome of a path that could not be normalized. A short name without a long form belongs to a file that
+// does not exist.
 PathOutcome ChangeHandler::DroppedAs(const CString& eventPath) const
 {
     if (m.ownFiles.Contains(eventPath))
@@ -304,7 +307,7 @@ bool ChangeHandler::IsWaiting(const CString& path) const
     return m.store.Find(path) != nullptr;
 }
 
-// The store is left before anything that asks the filters: they come before it in the lock order.
+// Asks the filters with the store unlocked: they come before it in the lock order.
 PathOutcome ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, bool expandDirectory, bool allowInstantRun,
                                               std::optional<DWORD> listed)
 {
@@ -325,8 +328,8 @@ PathOutcome ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, bool exp
         if (IsDeletion(pending) && m.IsGone(path))
             return PathOutcome::Missing;
         KeepDeletionOfChildren(path, pending);
-        // Only deletions carry a time: one that is followed at once by the file's return is a save that
-        // replaces the file.
+        // Only deletions have a time. A deletion with the file's return right after it is a save that replaces the
+        // file.
         if (pending && m.clock->FileTime() <= pending->timeStamp + ReplacedWithin) {
             m.store.Erase(path);
             lock.Leave();
@@ -342,7 +345,7 @@ PathOutcome ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, bool exp
 PathOutcome ChangeHandler::Replace(const EventPath& event, bool expandDirectory)
 {
     ProcessModified(event.path);
-    // A folder that was swapped for another has other contents.
+    // A folder that was replaced by another one has other contents.
     if (expandDirectory)
         AddDirectoryChildren(event);
     return IsWaiting(event.path) ? PathOutcome::Queued : PathOutcome::Unchanged;
@@ -357,7 +360,7 @@ PathOutcome ChangeHandler::QueueAdded(const EventPath& event, const Classified& 
     FillFromRules(*notification, classified.rules);
     if (IsHiddenSkipped(path, *notification, listed)) {
         g_OrbLog.Log(L"File: %s is Hidden and will be skipped", path.GetString());
-        // A vanished file counts as hidden; its deletion is still to be recorded.
+        // A file that is gone counts as hidden, but its deletion must be recorded.
         const bool gone = m.IsGone(path);
         if (!IsDeletion(judgement.Before()) || !gone)
             judgement.Drop();
@@ -411,7 +414,7 @@ void ChangeHandler::ProcessModified(const wchar_t* eventPath)
     {
         const ObjectLock lock(m.locks, &m.store);
         const NotificationPtr pending = m.store.Find(path);
-        // A pending addition or modification stands as it is, its time stamp included.
+        // A pending addition or modification stays as it is, with its time stamp.
         if (pending && !IsDeletion(pending))
             return m.store.NoteReport(path);
         notification = std::make_shared<Notification>();

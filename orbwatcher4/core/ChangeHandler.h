@@ -1,7 +1,7 @@
-// Turns what the change engine reports into pending changes.
+// Turns the events of the change engine into pending changes.
 //
-// The slots run on the engine's notifier thread, one event at a time; Resume and
-// AddSingleNotification come in on a service's thread through ProcessChangedFile.
+// The engine's notifier thread calls the slots, one event at a time. Resume and AddSingleNotification call
+// ProcessChangedFile on a thread of the service.
 #pragma once
 
 #include "directory_changes/DirectoryChanges.h"
@@ -26,20 +26,21 @@ public:
     void OnReadChangesError(DWORD error, const wchar_t* directory) override;
     void OnWatchStarted(DWORD error, const wchar_t* directory) override;
 
-    // A file or folder that is there (again). expandDirectory: a folder's contents, too. `listed`: its attributes,
-    // where somebody has just read them; the disk is asked otherwise, and before they keep anything out.
+    // Handles a file or folder that exists (again). expandDirectory: handles the contents of a folder, too. `listed`:
+    // the attributes that a folder's list has just shown; without them the disk is asked. The disk is also asked before
+    // listed attributes keep a path out.
     PathOutcome ProcessChangedFile(const wchar_t* path, bool expandDirectory, bool allowInstantRun,
                                    std::optional<DWORD> listed = std::nullopt);
 
-    // A path that waits for backup and cannot be looked at now, its drive being away: it goes on waiting.
+    // Keeps a pending path that cannot be examined now because its drive is away.
     void KeepUnreachable(const wchar_t* path);
 
     // The path of an event as the rules and the store see it.
     struct EventPath {
-        CString path;     // a folder that is there ends in a backslash
-        bool throughLink; // a remembered link lies on the way: `path` is where that leads
+        CString path;     // the path of an existing folder ends in a backslash
+        bool throughLink; // the event's path goes through a remembered link, and `path` is its target
     };
-    // Nothing when the event is to be dropped.
+    // Returns nothing when the event is to be dropped.
     std::optional<EventPath> NormalizeEventPath(const wchar_t* path, std::optional<DWORD> listed = std::nullopt);
 
 private:
@@ -53,7 +54,7 @@ private:
     void Take(Change change) noexcept;
     void ProcessModified(const wchar_t* path);
     void ProcessRemoved(const wchar_t* path);
-    // Nothing when the event ends here; `refusal`, when given, then says why.
+    // Returns nothing when the path is not selected; `refusal`, when given, then receives the reason.
     std::optional<Classified> ClassifyPath(const CString& path, PathOutcome* refusal = nullptr);
     PathOutcome DroppedAs(const CString& eventPath) const;
     bool IsWaiting(const CString& path) const;
@@ -62,14 +63,14 @@ private:
     void AddDirectoryChildren(const EventPath& folder);
     void AddSelectedBelow(const EventPath& folder);
     void ReadEnded(const CString& path, DWORD error);
-    // Nothing when the path must be backed up; otherwise why it need not.
+    // Returns nothing when the path must be backed up, and otherwise the reason why not.
     std::optional<PathOutcome> IsDuplicateNotification(const CString& path);
     bool WasUploaded(const CString& path, std::uint64_t modificationTime);
     void DropPending(const CString& path);
     PathOutcome Replace(const EventPath& event, bool expandDirectory);
     PathOutcome QueueAdded(const EventPath& event, const Classified& classified, bool expandDirectory,
                            std::optional<DWORD> listed, PathOutcome refusal);
-    // With the store locked.
+    // Call it with the store locked.
     void KeepDeletionOfChildren(const CString& path, const NotificationPtr& pending);
     void RecordRemoval(const CString& path, const FilterList& rules);
     void SetOverlay(const CString& path, std::int32_t status);

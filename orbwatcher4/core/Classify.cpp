@@ -10,7 +10,7 @@ PathOutcome RefusalOf(const Classification& answer)
         return PathOutcome::Advanced;
     if (answer.decision == Excluded)
         return PathOutcome::Excluded;
-    // An exclusion ends the rules' walk; without one, none has selected the path.
+    // An exclusion ends the walk over the rules. Without one, no rule has selected the path.
     const bool excluded = !answer.rules.empty() && answer.rules.back()->incEx == WatcherEnum::Exclude;
     return excluded ? PathOutcome::AutoExcluded : PathOutcome::NotSelected;
 }
@@ -28,7 +28,7 @@ Classification Classify(OrbFilter& primary, OrbFilter& secondary, ObjectLockTabl
     if (answer.ordinary != Included)
         return answer;
     {
-        // Its rules go along with the change; its opinion does not count.
+        // The change gets the texts of the secondary rules; their decision does not count.
         const ObjectLock lock(locks, &secondary);
         if (secondary.HasRules())
             secondary.CheckForInclusion(path, &answer.rules, false, false);

@@ -1,4 +1,4 @@
-// The decision over a path, as every change meets it.
+// The decision on a path, which every change needs.
 #pragma once
 
 #include "orbwatcher4/EnumerationProgress.h"
@@ -8,16 +8,16 @@
 struct Classification {
     InclusionType decision = NotIncluded;
     InclusionType ordinary = NotIncluded;
-    bool inBackupFolder = false; // which keeps it out
+    bool inBackupFolder = false; // true: it is not selected
     bool advancedAsked = false;
     InclusionType advanced = Included;
-    FilterList rules;             // of the primary filter, then of the secondary one
-    std::size_t primaryRules = 0; // how many are the primary filter's
-    FilterPtr advancedRule;       // the one that decided the advanced check, or null
+    FilterList rules;             // first those of the primary filter, then those of the secondary one
+    std::size_t primaryRules = 0; // number of the primary filter's rules in `rules`
+    FilterPtr advancedRule;       // the rule that decided the advanced check, or null
 };
 
-// Of a path that the rules do not select.
+// Returns the outcome of a path that the rules do not select.
 PathOutcome RefusalOf(const Classification& answer);
 
-// Locks each filter while it is asked, and none while regular expressions are.
+// Locks each filter while it is asked, and no filter while regular expressions are matched.
 Classification Classify(OrbFilter& primary, OrbFilter& secondary, ObjectLockTable& locks, const wchar_t* path);

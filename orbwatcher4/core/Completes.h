@@ -1,4 +1,4 @@
-// The edge of the watcher: no exception leaves an operation, or ends the process from a thread of the watcher's own.
+// The border of the watcher: no exception leaves an operation, or ends the process from a thread of the watcher.
 #pragma once
 
 #include "companions/logging/OrbLogging.h"
@@ -6,7 +6,7 @@
 
 #include <new>
 
-// Runs the operation. False when an exception, want of memory above all, has cut it short; the log then says so.
+// Runs the operation. Returns false when an exception ended it, usually because memory was exhausted; the log says so.
 template <typename Operation>
 bool Completes(const wchar_t* name, Operation&& operation) noexcept
 {

@@ -1,4 +1,4 @@
-// The paths that the index holds and nobody has seen on the disk yet.
+// The paths that the index holds and that no enumeration has met on the disk yet.
 #include "companions/indexdb/OrbIndexDB.h"
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/core/Completes.h"
@@ -22,7 +22,7 @@ DeleteMap& MapOf(bool disasterRecovery)
     return disasterRecovery ? CIndexDB::m_mapDeleteDRPtr : CIndexDB::m_mapDeletePtr;
 }
 
-// Each root is asked once.
+// Asks for each root once.
 class Roots
 {
 public:
@@ -50,10 +50,10 @@ private:
 
 void COrbWatcher::RemoveFromDeleteMap(const wchar_t* path)
 {
-    // What stays for want of memory is looked for on the disk before it is reported.
+    // An entry that stays because memory is exhausted is looked up on the disk before its deletion is reported.
     Completes(L"RemoveFromDeleteMap", [&] {
         const CSingleLock lock(SectionOf(m->useDrDeleteMap));
-        MapOf(m->useDrDeleteMap).erase(WithoutBackslash(path)); // as items are
+        MapOf(m->useDrDeleteMap).erase(WithoutBackslash(path)); // spelled as the items of the index
     });
 }
 
@@ -71,8 +71,8 @@ void COrbWatcher::TrimDeleteMap()
         m->due.MakeFull();
 }
 
-// Only below the roots of this watcher's selection: others share the map, and a letter that the rules name no more may
-// hold any volume.
+// Handles only the roots of this watcher's selection: other watchers share the map, and a drive letter that the rules
+// no longer name may hold any volume.
 void COrbWatcher::ReportAllVanished()
 {
     DriveList selected;
@@ -82,7 +82,7 @@ void COrbWatcher::ReportAllVanished()
     }
     const CSingleLock lock(SectionOf(m->useDrDeleteMap));
     Roots roots;
-    // What was judged goes. The next enumeration of its root fills the map anew.
+    // Removes the judged entries. The next enumeration of their root fills the map again.
     std::erase_if(MapOf(m->useDrDeleteMap), [&](const auto& entry) {
         return !m->stop.IsSet() && selected.contains(OrbFilter::StripToRoot(entry.first)) &&
                roots.IsReachable(entry.first) && JudgeVanished(entry.first);
@@ -94,7 +94,7 @@ void COrbWatcher::ReportAllVanished()
     }
 }
 
-// What the index holds of a path that is gone is to be deleted. False when nothing could be found out.
+// Reports the deletion of a path that the index holds and that is gone. Returns false when that could not be found out.
 bool COrbWatcher::JudgeVanished(const CString& path)
 {
     CString asked = path;
@@ -114,14 +114,14 @@ bool COrbWatcher::JudgeVanished(const CString& path)
                  path.GetString());
     m->due.Found(path);
     m->changeHandler.OnFileRemoved(path);
-    // The removal has replaced what may have been reported of a file that has just come back.
+    // The removal has replaced a change that was reported for a file that has just come back.
     if (!m->IsGone(path))
         m->changeHandler.ProcessChangedFile(path, false, false);
     return true;
 }
 
-// Neither there nor known to be gone: the run has found out nothing about it. Another run would find no more in what
-// may not be looked at; any other failure may pass.
+// Returns true when the enumeration could not find out whether the path exists, and another one might. A refused path
+// does not count, because another enumeration would be refused, too.
 bool COrbWatcher::IsUnknown(const CString& path)
 {
     if (m->volumes.IsOther(path))
@@ -139,7 +139,7 @@ bool COrbWatcher::IsUnknown(const CString& path)
     return true;
 }
 
-// Everything that the index holds on the root: what an enumeration meets is taken out again.
+// Fills the map with all items of the root. The enumeration removes those that it meets.
 void COrbWatcher::FillDeleteMap(const CString& root)
 {
     if (m->indexDB.IsEmpty())

@@ -24,10 +24,11 @@ bool Exists(const CString& path) { return GetFileAttributesW(SystemPath(path)) !
 int COrbWatcher::ImmediateProcessDeletedFiles()
 {
     const COrbFuncLog guard(L"COrbWatcher::ImmediateProcessDeletedFiles");
-    // The user may reach drives and shares that the service does not.
+    // The user may reach drives and shares that the service does not reach.
     const ActingForUser user(m->userToken);
     const CSingleLock lock(m->deletedFilesLock);
-    // What was cut short goes on waiting; but what came back while its record was written was taken for unchanged.
+    // The entries stay pending. A file that came back while its record was written counted as unchanged, so it needs a
+    // change.
     if (!user.Acts()) {
         m->deletionsWait = true;
         return 0;
@@ -49,7 +50,7 @@ void DeletedFiles::Process()
         m.deletionsWait = false;
         return;
     }
-    // Reset at the end: whatever makes this return early passes, and the deletions are processed again then.
+    // Reset at the end. The reasons for an early return may pass, and the deletions are processed again then.
     m.deletionsWait = true;
     if (!IsCacheLoaded() || !OpenIndex())
         return;
@@ -77,7 +78,7 @@ bool DeletedFiles::HasDueExports(const WatcherState& state)
     return !state.indexDB.IsEmpty() && index.Open(0, 0, 0) && index.GetDueExports(jobs) && !jobs.empty();
 }
 
-// Without the cache nobody knows what is indexed: every deletion would be skipped, and forgotten.
+// Returns false when the index is unknown. Without the cache, every deletion would be skipped and forgotten.
 bool DeletedFiles::IsCacheLoaded() const
 {
     if (CIndexDB::CacheLoaded())
@@ -86,7 +87,7 @@ bool DeletedFiles::IsCacheLoaded() const
     return false;
 }
 
-// A file that is back again stays pending, and so does what only cannot be reached.
+// Collects deletions of paths that are gone. Files that are back, and paths that cannot be reached, stay pending.
 void DeletedFiles::CollectVanished()
 {
     {
@@ -108,8 +109,8 @@ bool DeletedFiles::CanBeSettled(const CString& path) const
     return !m.volumes.IsOther(item) && (IsDirectory(item) || EndsInBackslash(path));
 }
 
-// Only now, so that nothing is lost whatever goes wrong before. Where something newer is known of the path, that stays;
-// the deletion of a folder has then moved on to the other spelling.
+// Removes the settled entries. This comes last, so that no failure before it loses one. A newer change of the path
+// stays; the deletion of a folder has moved to the other spelling then.
 void DeletedFiles::TakeSettled()
 {
     const ObjectLock lock(m.locks, &m.store);
@@ -129,7 +130,7 @@ bool DeletedFiles::OpenIndex()
     return false;
 }
 
-// False when the watcher is to stop, or the index cannot be read; the entry is then as if it had not been looked at.
+// Returns false when the watcher is to stop or the index cannot be read. The entry is then unchanged.
 bool DeletedFiles::CollectEntry(const CString& path, const Notification& notification)
 {
     const auto stopped = [&] {
@@ -161,8 +162,8 @@ bool DeletedFiles::CollectEntry(const CString& path, const Notification& notific
     return true;
 }
 
-// Each item once, however many of the entries stand for it. An id may also be that of another path, which somebody has
-// named the entry for: that path may well be there.
+// Returns true once for each item, however many entries stand for it. The id may also belong to another path with a
+// forged name, and that path may exist.
 bool DeletedFiles::IsToBeRecorded(std::uint64_t id, const CString& entry, CachedDatum& datum)
 {
     const bool indexed = CIndexDB::GetCachedData(id, datum);
@@ -189,7 +190,7 @@ void DeletedFiles::Undo(std::size_t records)
 
 std::optional<std::vector<std::uint64_t>> DeletedFiles::IdsOf(const CString& path)
 {
-    // By the path: an id tells the cases of other letters than A to Z apart.
+    // Compares by path, because ids distinguish the cases of letters beyond A to Z.
     CachedDatum datum;
     const bool indexed = CIndexDB::GetCachedData(path.GetString(), datum);
     std::vector<std::uint64_t> ids{indexed ? datum.id : CIndexDB::CalculateUuid(path)};
@@ -207,12 +208,12 @@ std::optional<std::vector<std::uint64_t>> DeletedFiles::IdsOf(const CString& pat
     return std::nullopt;
 }
 
-// During a backup the records join its job. One that has ended is never joined, whoever says that a backup runs: what
-// was exported with it would be exported again.
+// Writes the records. During a backup they join its job. A job that has ended is never joined, even if a process claims
+// that a backup is running: the records that were exported with it would be exported again.
 bool DeletedFiles::Write()
 {
-    const WithoutThreadToken asProcess; // the maker of the backup's mutex need not have let the user in
-    // Nobody else can begin a job from here on: what is the last one now stays it until the records are in it.
+    const WithoutThreadToken asProcess; // the mutex of the backup may be closed to the user
+    // From here on no other process can begin a job, so the last job stays the last until the records are in it.
     const bool begun = m_index.BeginBatch() && m_index.GetLastJobData(m_lastJob);
     const bool lastIsOpen =
         m_lastJob.jobId != 0 && m_lastJob.endTime == 0 && !(m_lastJob.flags & SettingsDatum::Completed);
@@ -240,7 +241,7 @@ bool DeletedFiles::WriteRecords(SettingsDatum& job, bool newJob)
         if (!m_index.InsertEx(record.datum, 0, nullptr, false))
             return false;
     }
-    // In the same commit: an export that this process does not come to is made by the next one.
+    // In the same commit: if this process does not make the export, the next one does.
     if (HasDestination() && !m_index.MakeExportDue(job.jobId))
         return false;
     if (!newJob)
@@ -251,7 +252,7 @@ bool DeletedFiles::WriteRecords(SettingsDatum& job, bool newJob)
     return m_index.Update(job);
 }
 
-// The export must not depend on what a listener does.
+// Calls the listener. A listener that throws must not prevent the export.
 void DeletedFiles::Tell() const
 {
     if (!m.deletionListener)
@@ -262,7 +263,7 @@ void DeletedFiles::Tell() const
     });
 }
 
-// What came back while its record was being written was taken for unchanged: it is new now.
+// A file that came back while its record was written counted as unchanged. It is new now.
 void DeletedFiles::QueueReturned()
 {
     for (const Record& record : m_records)
@@ -280,7 +281,7 @@ void DeletedFiles::ExportDue()
         m.exportsWait = false;
         return;
     }
-    m.exportsWait = true; // until all of them are made
+    m.exportsWait = true; // until all exports are made
     std::vector<std::int32_t> jobs;
     if (!m_index.GetDueExports(jobs)) {
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Which deletions are to be exported cannot be read: %s",
@@ -316,7 +317,7 @@ CString DeletedFiles::ExportPath()
     }
     const CString& folder = m.destBackupFolderDB;
     if (!IsDirectory(folder)) {
-        DeleteFileW(folder); // a plain file in its place would refuse every export
+        DeleteFileW(folder); // a plain file in the folder's place would prevent every export
         SHCreateDirectoryExW(nullptr, folder, nullptr);
     }
     CString path;

@@ -1,13 +1,11 @@
 // Turns pending deletions into delete records of the index, and exports them.
 //
-// One object does one processing, on one thread, inside the watcher's deleted-files
-// lock. What is to be written is settled first, with the cache of the index alone;
-// then it is written in one go, with no lock of the watcher held deeper than that.
-// The deletions stay pending until they are written.
+// One object does one processing, on one thread, with the watcher's lock for deleted files held. It first collects the
+// records, with the cache of the index alone. Then it writes them in one transaction, without any lock of the watcher
+// that comes later in the lock order. The deletions stay pending until they are written.
 //
-// The deletion of a folder stands for what the index holds below it, also where the
-// folder is not in the index itself. When something else has taken the folder's place
-// by now, only what is not there any more is deleted.
+// The deletion of a folder covers all items below it in the index, even if the index does not hold the folder itself.
+// If something else has taken the folder's place, only the items that are gone are deleted.
 #pragma once
 
 #include "companions/indexdb/OrbIndexDB.h"
@@ -26,7 +24,7 @@ public:
     explicit DeletedFiles(WatcherState& state) : m(state) {}
 
     void Process();
-    // Whether jobs of earlier runs are still to be exported.
+    // Returns true when jobs of earlier runs must still be exported.
     static bool HasDueExports(const WatcherState& state);
 
 private:
@@ -42,7 +40,7 @@ private:
     bool IsCacheLoaded() const;
     bool OpenIndex();
     bool CollectEntry(const CString& path, const Notification& notification);
-    // Nothing when the index could not be read to its end.
+    // Returns nothing when the index could not be read to its end.
     std::optional<std::vector<std::uint64_t>> IdsOf(const CString& path);
     bool IsToBeRecorded(std::uint64_t id, const CString& entry, CachedDatum& datum);
     bool IsToBeRecorded(const CString& entry, const CachedDatum& datum);
@@ -51,7 +49,7 @@ private:
     bool WriteRecords(SettingsDatum& job, bool newJob);
     void Tell() const;
     void QueueReturned();
-    // Every job that is due. One that fails stays due, and so do those after it.
+    // Exports every job that is due. A job that fails stays due, and so do the jobs after it.
     void ExportDue();
     bool Export(std::int32_t jobId);
     bool HasDestination() const;
@@ -59,8 +57,8 @@ private:
     void TakeSettled();
 
     WatcherState& m;
-    Entries m_entries; // what is still to be settled
-    Entries m_settled; // what the collected records stand for
+    Entries m_entries; // entries that are not settled yet
+    Entries m_settled; // entries that the collected records cover
     std::vector<Record> m_records;
     std::set<std::uint64_t> m_recordedIds;
     CIndexDB m_index;

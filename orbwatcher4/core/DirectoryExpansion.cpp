@@ -1,4 +1,4 @@
-// A new folder brings everything in it along.
+// Handles everything in a new folder.
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/core/ChangeHandler.h"
 #include "orbwatcher4/core/FileFindData.h"
@@ -17,7 +17,7 @@ namespace
 constexpr int MostRetries = 10;
 constexpr DWORD RetryPause = 10; // milliseconds
 
-// A plain flag: two threads that both come first both make the calls, which does no harm.
+// A plain flag is enough: if two threads both make the calls, it does no harm.
 std::atomic<bool> g_privilegesAsked{false};
 
 void AskForPrivilegesOnce()
@@ -41,7 +41,8 @@ FindHandle FindFirst(const CString& pattern, WIN32_FIND_DATAW& data)
 
 bool IsDots(const wchar_t* name) { return name[0] == L'.' && (name[1] == 0 || (name[1] == L'.' && name[2] == 0)); }
 
-// Of a path that ends in a backslash the attributes may be those of a link's target.
+// Returns the attributes of a link itself. For a path that ends in a backslash, the system may return those of the
+// target.
 DWORD OwnAttributes(const CString& path)
 {
     const CString folder = WithBackslash(path);
@@ -49,7 +50,7 @@ DWORD OwnAttributes(const CString& path)
     return GetFileAttributesW(SystemPath(root ? folder : folder.Left(folder.GetLength() - 1)));
 }
 
-// A link to a folder is not entered: what it leads to has a path of its own, and links may lead in circles.
+// Returns false for a link to a folder. Its target has a path of its own, and links may form circles.
 bool IsPlainFolder(DWORD attributes)
 {
     return (attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT)) == FILE_ATTRIBUTE_DIRECTORY;
@@ -57,8 +58,8 @@ bool IsPlainFolder(DWORD attributes)
 
 } // namespace
 
-// What is not reached is found by the next full enumeration. A folder behind a remembered link is not entered: the link
-// may lead to a folder above itself, and what changes where it leads is reported there.
+// Handles the contents of a folder. If it fails, a full enumeration becomes due. A folder behind a remembered link is
+// not entered: the link may lead to a folder above itself, and changes at its target are reported there.
 void ChangeHandler::AddDirectoryChildren(const EventPath& folder)
 {
     const CString& path = folder.path;
@@ -85,7 +86,7 @@ void ChangeHandler::AddDirectoryChildren(const EventPath& folder)
     ReadEnded(path, GetLastError());
 }
 
-// A folder need not be selected for what is in it to be: it may have been moved there with all of that.
+// Handles selected files below a folder that is not selected itself. It may have been moved with all of them.
 void ChangeHandler::AddSelectedBelow(const EventPath& folder)
 {
     if (!EndsInBackslash(folder.path))
@@ -99,7 +100,7 @@ void ChangeHandler::AddSelectedBelow(const EventPath& folder)
         AddDirectoryChildren(folder);
 }
 
-// A folder that the watcher may not read is none that another look would find more in.
+// Makes nothing due for a folder that the watcher may not read: another attempt would not find more.
 void ChangeHandler::ReadEnded(const CString& path, DWORD error)
 {
     if (error == ERROR_NO_MORE_FILES || error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND ||

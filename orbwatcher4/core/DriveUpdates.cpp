@@ -1,4 +1,4 @@
-// What the service knows of drives: one came under another letter, one went.
+// Handles the service's reports about drives: a drive came under another letter, or is removed.
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/core/Completes.h"
 #include "orbwatcher4/core/FileFindData.h"
@@ -29,7 +29,7 @@ void COrbWatcher::UpdateDrive(const wchar_t* drive, WatcherEnum::DriveAction act
     });
 }
 
-// The rules and what is known of the volume go along to the letter that it has now.
+// Moves the rules, and the knowledge about the volume, to its new letter.
 void COrbWatcher::MoveDrive(const CString& root)
 {
     DWORD serial = 0;
@@ -38,7 +38,7 @@ void COrbWatcher::MoveDrive(const CString& root)
         return;
     const CSingleLock drives(m->driveListLock);
     if (const auto same = m->drives.find(root); same != m->drives.end())
-        same->second.removed = 0; // it may have come back before anybody saw it go
+        same->second.removed = 0; // it may have returned before the watcher noticed that it was gone
     const auto old = std::find_if(m->drives.begin(), m->drives.end(), [&](const auto& entry) {
         return entry.second.serial == static_cast<std::int32_t>(serial) && entry.first != root;
     });
@@ -49,13 +49,13 @@ void COrbWatcher::MoveDrive(const CString& root)
         m->filter.MoveDriveRules(old->first, root);
     }
     DriveGuidInfo known = old->second;
-    known.removed = 0; // it was under the old letter
+    known.removed = 0; // it had the old letter
     m->drives[root] = known;
     m->drives.erase(old);
     m->volumes.Follow(m->drives);
 }
 
-// Returns when the watch thread has stopped watching; at once when there is none.
+// Returns when the watch thread has stopped watching the drive; at once when there is no watch thread.
 void COrbWatcher::RemoveDrive(const CString& root)
 {
     {

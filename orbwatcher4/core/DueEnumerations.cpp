@@ -11,7 +11,7 @@
 namespace
 {
 
-// Among the service-run settings: the roots that the next start must rescan; no path holds the separator.
+// The key, in the service-run settings, of the roots that the next start must rescan. No path contains the separator.
 constexpr const wchar_t* RescansDueKey = L"Backup::RescansDue";
 constexpr wchar_t Separator = L'|';
 constexpr std::size_t LongestList = 4096; // units
@@ -64,7 +64,7 @@ void DueEnumerations::ForgetLastCheck() { g_lastCheck = 0; }
 void DueEnumerations::BeginRun()
 {
     KeepFull();
-    // The marks of earlier runs stay where they cannot be looked for, and are found by a later start.
+    // If earlier marks cannot be searched for, they stay, and a later start finds them.
     Completes(L"Looking for an unclean end", [this] { NoticeUncleanEnd(); });
     Completes(L"Noting that this run has begun", [this] { m_mark.Set(); });
 }
@@ -82,7 +82,7 @@ void DueEnumerations::NoticeUncleanEnd()
 
 void DueEnumerations::EndRun(bool pendingKept)
 {
-    // No pass begins what is left.
+    // No later pass begins these rescans.
     bool handedOver = false;
     Completes(L"Handing rescans over to the next start",
               [&] { handedOver = HandOver([](const CString&) { return true; }); });
@@ -110,8 +110,8 @@ bool DueEnumerations::KeepFull() noexcept { return !m_fullUnwritten || MakeFull(
 bool DueEnumerations::WriteFull()
 {
     CServiceRunSettings& settings = GetServiceRunSettings();
-    // Many folders may be given up one after the other; once is enough, unless another process has noted a run since
-    // then. (A value that is not there is written.)
+    // Many folders may fail one after the other. Writing once is enough, unless another process has noted an
+    // enumeration since then. (A missing value is written.)
     if (m_fullWritten && settings.Load() && settings.GetValue(FirstTimeRunTimeKey, 1) == 0)
         return true;
     settings.SetValue(FirstTimeRunTimeKey, 0);
@@ -190,7 +190,7 @@ void DueEnumerations::GiveBack(const CString& root, Rescans::node_type rescan, c
         return;
     }
     const Rescan before = rescan.mapped();
-    // Reported again meanwhile: it has been due since the earlier report.
+    // It was reported again meanwhile, and is due since the earlier report.
     if (const auto result = m_rescans.insert(std::move(rescan)); !result.inserted)
         result.position->second.first = before.first;
 }
@@ -239,7 +239,7 @@ void DueEnumerations::TakeOver(const std::set<CString>& roots, std::int64_t now)
             ReportLeftOut(root, now);
     if (left.size() == before)
         return;
-    // Roots that are kept although this run has taken them are rescanned once too often, no more.
+    // A root that is kept although this run has taken it is rescanned once more; that does no harm.
     settings.SetValue(RescansDueKey, JoinRoots(left));
     settings.Save();
 }

@@ -1,10 +1,10 @@
-// Which enumerations must happen and have not happened yet, and why.
+// The enumerations that must happen and have not begun, with their reasons.
 //
-// A full one covers every root. It is kept in the settings, so that the next start makes up for it when this run
-// ends first. A rescan covers one root: after lost changes, after a return, after a run that had to leave it out.
-// Rescans are kept in memory; those that no pass begins any more are handed to the next start.
+// A full enumeration covers every root. It is noted in the settings, so that the next start makes it if this run ends
+// first. A rescan covers one root: after lost changes, after a return, or after an enumeration that had to leave the
+// root out. Rescans are kept in memory; those that no pass begins any more are handed over to the next start.
 //
-// Every part reports here what it had to give up, and asks nobody else. Any thread; needs no lock of its callers.
+// Every part of the watcher reports here when it could not handle a change. Any thread; callers need no lock.
 #pragma once
 
 #include "mfc/CString.h"
@@ -23,17 +23,17 @@
 class DueEnumerations
 {
 public:
-    // Why a root must be enumerated again, as listeners hear it.
+    // Reasons of a rescan, as listeners receive them.
     static constexpr const char* LostChanges = "lostChanges";
     static constexpr const char* DriveReturned = "driveReturned";
     static constexpr const char* WatchedAgain = "watchedAgain";
     static constexpr const char* NewDrive = "newDrive";
 
-    // Seconds without further losses before a rescan begins, and how long losses can put it off altogether.
+    // Seconds without further losses before a rescan begins, and the longest time that losses can delay it.
     static constexpr std::int64_t QuietSeconds = 5;
     static constexpr std::int64_t LongestWait = 300;
 
-    // What keeps one rescan due.
+    // The reasons that keep one rescan due.
     struct Rescan {
         std::int64_t first; // when it became due, and when it was last reported; seconds since 1970
         std::int64_t last;
@@ -43,29 +43,31 @@ public:
 
     // --- The life of a run of the watcher. ---
 
-    // From here on a crash would lose something: makes the next start notice it, and notices an earlier crash.
+    // Begins a run. From here on a crash would lose changes, so the next start must notice it. Also notices an earlier
+    // crash.
     void BeginRun();
-    // The orderly end. pendingKept: what is pending is on the disk. Otherwise the next start must find it again.
+    // Ends the run in an orderly way. pendingKept: the pending files are on the disk. Otherwise the next start must
+    // find them again.
     void EndRun(bool pendingKept);
 
     // --- The time rule. Process-wide: several watchers together check as often as one. ---
 
-    // True when fewer than 30 whole minutes have passed since the last check. A check in the future means that the
-    // clock was set back.
+    // Returns true when fewer than 30 whole minutes have passed since the last check. A check in the future means that
+    // the clock was set back.
     static bool IsCheckTooEarly(std::int64_t now);
     static void NoteCheck(std::int64_t now);
     static void ForgetLastCheck();
 
     // --- Full enumerations. ---
 
-    // False when the settings could not be written; KeepFull tries again.
+    // Returns false when the settings could not be written; KeepFull tries again.
     bool MakeFull() noexcept;
     bool KeepFull() noexcept;
-    // Makes a full enumeration due for a path about which nothing could be found out, once: the next failure on the
-    // same path changes nothing until Found has been called for it.
+    // Makes a full enumeration due for a path that could not be examined, once: the next failure with the same path
+    // changes nothing until Found has been called for it.
     void MakeFullOnceFor(const CString& path) noexcept;
     void Found(const CString& path) noexcept;
-    // A full enumeration has begun: what is given up from here on makes another one due.
+    // Notes that a full enumeration has begun. Later failures make another one due.
     void FullBegins();
     // Writes the time by which the next full enumeration is planned. Does nothing when another one became due since
     // FullBegins.
@@ -74,21 +76,21 @@ public:
 
     // --- Rescans of one root. Roots in the form of OrbFilter::StripToRoot. ---
 
-    // Throws std::bad_alloc, like all that notes a root.
+    // Throws std::bad_alloc, as all operations that note a root.
     void ReportLoss(const CString& root, std::int64_t now);
     void ReportLeftOut(const CString& root, std::int64_t now);
-    // Those whose quiet time is over. A clock that was set back starts the quiet time anew.
+    // Returns the rescans whose quiet time is over. After the clock was set back, the quiet time starts again.
     std::vector<CString> ReadyRescans(std::int64_t now);
-    // Takes the rescan out, which then begins: a loss reported later makes another one due.
+    // Removes the rescan, which the caller then begins. A loss that is reported later makes another one due.
     Rescans::node_type Take(const CString& root);
-    // The rescan could not begin. Without a node, as when nothing was lost, it is due from now on.
+    // Puts back a rescan that could not begin. Without a node, because nothing was lost, it becomes due now.
     void GiveBack(const CString& root, Rescans::node_type rescan, const char* reason, std::int64_t now);
     std::optional<Rescan> DueRescan(const CString& root) const;
 
-    // Notes in the settings which roots the next start must rescan, those that are away now. Returns true when nothing
-    // is left that only this run knows of.
+    // Notes in the settings which roots the next start must rescan: those that are away now. Returns true when no due
+    // rescan is known to this run alone.
     bool HandOver(const std::function<bool(const CString& root)>& isAway);
-    // Takes over what an earlier run has handed over for the roots of this one.
+    // Takes the rescans that an earlier run has handed over for the roots of this run.
     void TakeOver(const std::set<CString>& roots, std::int64_t now);
 
 private:
@@ -100,7 +102,7 @@ private:
     Rescans m_rescans;           // guarded by m_section
     std::set<CString> m_unknown; // paths that have made a full enumeration due; guarded by m_section
     RunningMark m_mark;
-    std::atomic<bool> m_fullDueAgain{false}; // since FullBegins
+    std::atomic<bool> m_fullDueAgain{false}; // a full one became due after FullBegins
     std::atomic<bool> m_fullWritten{false};  // due in the settings, as far as this process knows
     std::atomic<bool> m_fullUnwritten{false};
 };

@@ -1,4 +1,4 @@
-// Counts what the enumerations meet. Any thread.
+// Counts the files and folders that enumerations meet. Any thread.
 #pragma once
 
 #include "orbwatcher4/EnumerationProgress.h"
@@ -9,14 +9,14 @@
 class EnumerationTally
 {
 public:
-    // Of a new run over all drives; others that are going on count on.
+    // Resets the counts for a new full enumeration. Other running enumerations go on counting.
     void Restart();
     void CountFile(PathOutcome outcome);
     void CountFolder(PathOutcome outcome);
-    // What was met before, or not at all.
+    // Counts an outcome of a path that was counted before, or not met at all.
     void CountBeside(PathOutcome outcome);
     void SetFolder(const CString& folder);
-    // Without the number of runs.
+    // Returns the progress without the number of running enumerations.
     EnumerationProgress Read() const;
 
 private:

@@ -1,4 +1,4 @@
-// Why a path is selected or not.
+// Explains why a path is selected or not.
 #include "orbwatcher4/core/Classify.h"
 #include "orbwatcher4/core/Completes.h"
 #include "orbwatcher4/core/WatcherState.h"
@@ -17,8 +17,8 @@ Source SourceOf(const Filter& rule, bool primary)
     return rule.flags & RuleFlags::AutoExclude ? Source::AutoExclude : Source::Data;
 }
 
-// Of the rules that took part, the one that settled the ordinary decision: the exclusion that ended the
-// walk, or else the first include. -1 when neither is there (the index knew the path, or no rule speaks).
+// Returns the index of the rule that settled the ordinary decision: the exclusion that ended the walk, or otherwise the
+// first include. Returns -1 when there is neither, because the index held the path or no rule applies.
 int DecidingOrdinary(const Classification& answer)
 {
     const auto wanted = answer.ordinary == Included ? WatcherEnum::Include : WatcherEnum::Exclude;
@@ -28,7 +28,7 @@ int DecidingOrdinary(const Classification& answer)
     return -1;
 }
 
-// A short name of something that is not there has no long form; it is judged as it stands.
+// A short name of a file that does not exist has no long form; it is judged as it is.
 PathExplanation::Reason ReasonOf(WatcherState& m, const CString& path, bool handled)
 {
     if (m.ownFiles.Contains(path))

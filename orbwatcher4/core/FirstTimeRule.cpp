@@ -1,5 +1,4 @@
-// The runs that the supervisor starts: what was lost, what came back, and what
-// is due.
+// The enumerations that the watch thread starts: after losses, after returns, and when they are due.
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/core/Completes.h"
@@ -14,33 +13,34 @@ constexpr std::int64_t SecondsPerHour = 3600;
 
 } // namespace
 
-// Each root once in a quiet time, however often changes were lost. Changes that are lost while the root is being
-// enumerated are looked for after that.
+// Rescans each root once in a quiet time, however often changes were lost. Losses during the rescan make another one
+// due.
 void WatchLoop::RescanDueRoots()
 {
     const CSingleLock drives(m.driveListLock);
     for (const CString& root : m.due.ReadyRescans(m_now)) {
         if (!m.drives.contains(root))
-            m.due.Take(root); // the rules name it no more
+            m.due.Take(root); // the rules no longer name it
         else if (const auto rescan = m.due.DueRescan(root); rescan && IsPresent(root))
             RunSingleDrive(root, rescan->reason);
     }
 }
 
-// Absent drives, letters that hold another volume, and drives that are about to go are rescanned on return.
+// Returns false for an absent drive, for a letter that holds another volume, and for a drive that is being removed.
+// They are rescanned on return.
 bool WatchLoop::IsPresent(const CString& root) const
 {
     const auto drive = m.drives.find(root);
     return drive != m.drives.end() && drive->second.volumeMatches && drive->second.removed != 1;
 }
 
-// Returns false when no run could begin, above all while one over the same root goes on: the rescan stays due.
+// Returns false when no enumeration could begin, usually because one of the same root is running. The rescan stays due.
 bool WatchLoop::RunSingleDrive(const CString& root, const char* reason)
 {
     DueEnumerations::Rescans::node_type due = m.due.Take(root);
     bool started = false;
     Completes(L"The start of a run over one drive", [&] {
-        m_begun.reserve(m_begun.size() + 1); // the announcement must not fail once the run goes on
+        m_begun.reserve(m_begun.size() + 1); // the announcement must not fail once the enumeration runs
         started = m_watcher.StartSingleDriveRun(root);
     });
     if (started) {
@@ -52,7 +52,7 @@ bool WatchLoop::RunSingleDrive(const CString& root, const char* reason)
     return false;
 }
 
-// With no lock held: the listener may call the watcher.
+// Calls the listener with no lock held, because it may call the watcher.
 void WatchLoop::Announce()
 {
     for (const auto& begun : std::exchange(m_begun, {}))
@@ -89,7 +89,7 @@ bool WatchLoop::IsFirstTimeRunDue()
         if ((m_now - completed) / SecondsPerHour < interval)
             return false;
     }
-    // A rescan of what was complete once runs hidden.
+    // A rescan of a selection that was once complete runs hidden.
     m.firstTimeHidden = completed != 0;
     return true;
 }

@@ -1,4 +1,4 @@
-// Everything that is there already: the enumeration of all drives, and of one.
+// Enumerates existing files: on all drives, and on one.
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/core/Classify.h"
@@ -19,7 +19,7 @@ namespace
 
 constexpr unsigned RunFailed = 0xFFFFFFFF;
 
-// Other processes learn from it that a run is going on; it exists exactly as long.
+// An event that tells other processes that an enumeration is running. It exists as long as the enumeration.
 class RunningEvent
 {
 public:
@@ -51,12 +51,13 @@ struct SingleDriveRun {
     CString root;
 };
 
-// How long a file is still what the list of its folder showed.
+// The time for which the attributes of a folder's list count.
 constexpr ULONGLONG ListIsGoodFor = 1000; // milliseconds
 
 } // namespace
 
-// What a walk meets, as its folder's list has shown it, and what it leaves out, as the rules see it.
+// Receives the files that a walk meets, with the attributes of the folder's list, and the paths that the rules leave
+// out.
 class COrbWatcher::EnumerationWalk final : public SmartScanCaller, public WalkObserver
 {
 public:
@@ -77,7 +78,7 @@ public:
         m_enteredAt = GetTickCount64();
         m.enumeration.SetFolder(folder);
     }
-    // What nobody may read is no change; a passing error hides what another enumeration would find, once.
+    // A refused folder makes nothing due. A passing error makes another enumeration due, once.
     void ListRead(const CString& folder, std::uint32_t error) override
     {
         if (error == ERROR_SUCCESS)
@@ -90,13 +91,13 @@ public:
     {
         if (why == PathOutcome::Missing || why == PathOutcome::Unreadable)
             return m.enumeration.CountBeside(why);
-        // A walk does not tell whose exclusion it is.
+        // A walk does not report whose exclusion it is.
         const bool excluded = why == PathOutcome::Excluded;
         m.enumeration.CountFolder(excluded ? RefusalOf(Classify(m.filter, m.secondaryFilter, m.locks, path)) : why);
     }
 
 private:
-    // Of what was shown last. What was shown too long ago is to be asked for again.
+    // Returns the listed attributes of the last file; nothing when they are too old.
     std::optional<DWORD> TakeListed()
     {
         const std::optional<DWORD> listed = std::exchange(m_listed, std::nullopt);
@@ -131,8 +132,8 @@ int COrbWatcher::StartFirstTimeRun(int reload)
 int COrbWatcher::BeginFirstTimeRun(int reload)
 {
     m->due.BeginRun();
-    m->due.FullBegins(); // an earlier crash that has just been noticed is made up for by this run
-    // A run with the rules that are held is better than none, and none could be started any more.
+    m->due.FullBegins(); // this enumeration makes up for an earlier crash that was just noticed
+    // An enumeration with the present rules is better than none, and none could begin any more.
     if (reload)
         Completes(L"The reload for the first-time run", [this] { ReloadForFirstTimeRun(); });
     m->filter.ClearJunctionCache();
@@ -169,15 +170,16 @@ unsigned __stdcall COrbWatcher::_FirstRunAllDrives(void* watcher)
         if (!user.Acts() || !Completes(L"The first-time run", [&] { self.EnumerateAllDrives(); }))
             self.m->due.MakeFull();
         const ObjectLock lock(self.m->locks, &self.m->firstTime);
-        event.reset(); // before another run can begin, whose event has the same name
+        event.reset(); // before another enumeration can begin, whose event has the same name
         self.m->firstTime.running = 0;
         self.m->firstTime.succeeded = 1;
     }
     return 0;
 }
 
-// The drive as it is now counts, not as it was when the rules were loaded: walking another volume would hand its files
-// out under the paths of the recorded one, and walking a drive that is being removed would hold it.
+// Returns false when the drive does not hold the recorded volume now, whatever it held when the rules were loaded. A
+// walk over another volume would hand its files out under the recorded paths, and a walk over a drive that is being
+// removed would keep it in use.
 bool COrbWatcher::MayBeWalked(const CString& root)
 {
     {
@@ -223,7 +225,7 @@ void COrbWatcher::EnumerateAllDrives()
         FillDeleteMap(root);
         const bool whole = FirstRun(root);
         if (!m->stop.IsSet() && !MayBeWalked(root))
-            LeaveDriveOut(root); // it went, or its volume did, in the middle
+            LeaveDriveOut(root); // the drive or its volume went away meanwhile
         if (whole)
             continue;
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Error enumerating all files on disk, possible exception.");
@@ -242,7 +244,7 @@ void COrbWatcher::SignalFirstTimeCompletion()
 {
     if (m->completionEvent.IsEmpty())
         return;
-    const WithoutThreadToken asProcess; // the service need not have let the user in
+    const WithoutThreadToken asProcess; // the event may be closed to the user
     const KernelHandle event(OpenEventW(EVENT_ALL_ACCESS, FALSE, m->completionEvent));
     if (event)
         SetEvent(event.Get());
@@ -262,10 +264,11 @@ bool COrbWatcher::StartSingleDriveRun(const CString& root)
     std::erase_if(runs, [](const auto& run) { return IsSignalled(run.second.Get()); });
     if (runs.contains(root))
         return false;
-    // A directory that any run has seen is to be looked at again. One that still goes on may meet some a second time.
+    // Directories that any enumeration has seen must be walked again. One that is still running may meet some of them
+    // twice.
     m->filter.ClearJunctionCache();
     auto run = std::make_unique<SingleDriveRun>(SingleDriveRun{this, root});
-    const auto place = runs.try_emplace(root).first; // before the thread, which must be waited for
+    const auto place = runs.try_emplace(root).first; // before the thread begins, because the thread must be waited for
     ++m->firstTime.singleDriveRunsGoing;
     place->second = StartWatcherThread(&_FirstRunSingleDrive, run.get());
     if (!place->second) {
@@ -275,7 +278,7 @@ bool COrbWatcher::StartSingleDriveRun(const CString& root)
         runs.erase(place);
         return false;
     }
-    static_cast<void>(run.release()); // the thread's own
+    static_cast<void>(run.release()); // the thread owns it
     return true;
 }
 
@@ -300,7 +303,7 @@ unsigned __stdcall COrbWatcher::_FirstRunSingleDrive(void* driveAndWatcher)
         if (!self.FirstRun(run->root))
             return;
         if (!self.m->stop.IsSet() && !self.MayBeWalked(run->root))
-            self.LeaveDriveOut(run->root); // it went, or its volume did, in the middle
+            self.LeaveDriveOut(run->root); // the drive or its volume went away meanwhile
         if (!self.m->stop.IsSet())
             self.TrimDeleteMap();
         whole = true;
@@ -314,7 +317,7 @@ unsigned __stdcall COrbWatcher::_FirstRunSingleDrive(void* driveAndWatcher)
 
 EnumerationProgress COrbWatcher::GetEnumerationProgress()
 {
-    // A run that has ended has counted everything: it is asked first.
+    // Read before the counts: an enumeration that has ended has counted everything.
     const int running = m->firstTime.running + m->firstTime.singleDriveRunsGoing;
     EnumerationProgress progress;
     Completes(L"GetEnumerationProgress", [&] { progress = m->enumeration.Read(); });
@@ -359,7 +362,7 @@ bool COrbWatcher::EnumerateDrive(const wchar_t* drive, const wchar_t* pattern, b
         if (onlyFiles)
             return true;
     }
-    // The rules may be edited while the walk runs.
+    // Copied, because the rules may be edited while the walk runs.
     ScanLists lists;
     {
         const ObjectLock lock(m->locks, &m->filter);
@@ -379,7 +382,8 @@ void COrbWatcher::FolderFoundCallback(const wchar_t* path)
     m->enumeration.CountFolder(TakeFound(path, std::nullopt));
 }
 
-// What is pending is known already, unless it is a deletion: the file is there.
+// Handles a file that the walk has found. A pending change needs no second one, unless it is a deletion: the file
+// exists.
 PathOutcome COrbWatcher::TakeFound(const wchar_t* path, std::optional<DWORD> listed)
 {
     NotificationPtr pending;
@@ -390,7 +394,7 @@ PathOutcome COrbWatcher::TakeFound(const wchar_t* path, std::optional<DWORD> lis
     PathOutcome outcome = PathOutcome::Waiting;
     if (!pending || pending->kind == NotificationKind::Deleted)
         outcome = m->changeHandler.ProcessChangedFile(path, false, false, listed);
-    // A walk names what has vanished since it was listed, and rules name files that may not be there at all.
+    // A walk may report files that are gone since they were listed, and rules may name files that do not exist.
     if (IsInDeleteMap(path) && (outcome == PathOutcome::Unchanged || !m->IsGone(path))) {
         m->due.Found(WithoutBackslash(path));
         RemoveFromDeleteMap(path);

@@ -1,7 +1,7 @@
-// Which paths have been handed out in the current backup run, under the identifiers that the service keeps of it.
+// The paths that were handed out in the current backup run, by the keys that the service keeps for it.
 //
-// The service knows a path by its key alone, and a name with the key of another path can be made: it must not delay the
-// other file. Guarded by its owner.
+// The service knows a path by its key alone, and a user can make a name with the key of another path. Such a name must
+// not delay the other file. The owner guards it.
 #pragma once
 
 #include "support/PathFingerprint.h"
@@ -14,14 +14,14 @@
 class GivenInRun
 {
 public:
-    // An empty set begins another run.
+    // Begins another run when the set is empty.
     void Follow(const std::set<unsigned __int64>& ids)
     {
         if (ids.empty())
             m_paths.clear();
     }
-    // Whether the path, whose key is in the service's set, is the one that the key was put there for. A key that only
-    // the service knows of counts for every path that has it.
+    // Returns true when the path is the one for which its key was put into the service's set. A key that only the
+    // service knows counts for every path that has it.
     bool Holds(std::uint64_t id, std::wstring_view path) const
     {
         const auto [begin, end] = m_paths.equal_range(id);
@@ -31,7 +31,7 @@ public:
         return begin == end;
     }
     void Insert(std::uint64_t id, std::wstring_view path) { m_paths.emplace(id, FingerprintOf(path)); }
-    // Returns whether no path is left under the key.
+    // Returns true when no path is left with the key.
     bool Erase(std::uint64_t id, std::wstring_view path) noexcept
     {
         const auto [begin, end] = m_paths.equal_range(id);

@@ -1,4 +1,4 @@
-// Handing pending files to the backup service, one at a time.
+// Hands pending files to the backup service, one at a time.
 #include "orbwatcher4/core/HandOut.h"
 #include "companions/indexdb/OrbIndexDB.h"
 #include "companions/logging/OrbLogging.h"
@@ -24,7 +24,7 @@
 namespace
 {
 
-// Process-wide: an emptied store gives its memory back once.
+// Process-wide: an emptied store releases its memory once.
 std::atomic<bool> g_shrunk{false};
 
 template <std::size_t Capacity>
@@ -43,7 +43,7 @@ void UpperCaseRoot(wchar_t* path)
         CharUpperBuffW(path + 2, 1);
 }
 
-// Of the file itself: the list of its folder may be behind it while it is open.
+// Returns the time of the file itself. The list of its folder may be older while the file is open.
 std::uint64_t LastWriteTime(const wchar_t* path)
 {
     WIN32_FILE_ATTRIBUTE_DATA data;
@@ -57,7 +57,8 @@ struct Attributes {
     std::uint64_t size;
 };
 
-// Of a path that ends in a backslash the attributes may be those of a link's target.
+// Returns the attributes of a link itself. For a path that ends in a backslash, the system may return those of the
+// target.
 DWORD OwnAttributes(const CString& folder, DWORD found)
 {
     if (!EndsInBackslash(folder) || PathIsRootW(folder))
@@ -66,7 +67,7 @@ DWORD OwnAttributes(const CString& folder, DWORD found)
     return own == INVALID_FILE_ATTRIBUTES ? found : own;
 }
 
-// For a file in one call: whether there is one at all, and what is to be said of it.
+// Returns the attributes of the path, for a file with one call of the system; nothing when they cannot be read.
 std::optional<Attributes> ReadAttributes(const CString& path)
 {
     WIN32_FILE_ATTRIBUTE_DATA data;
@@ -77,7 +78,7 @@ std::optional<Attributes> ReadAttributes(const CString& path)
     return Attributes{data.dwFileAttributes, data.nFileSizeLow | std::uint64_t(data.nFileSizeHigh) << 32};
 }
 
-// What the folder's list says of a file that the system does not let anybody look at.
+// Returns the attributes that the folder's list shows for a file that cannot be opened at all.
 std::optional<Attributes> ListedAttributes(const CString& path)
 {
     WIN32_FIND_DATAW data;
@@ -120,7 +121,7 @@ void FreeQueueAttachment(QueueAttachment* attachment)
 namespace
 {
 
-// The store is left for as long as this lives.
+// Leaves the store's lock in its scope.
 class LeftStore
 {
 public:
@@ -133,8 +134,8 @@ private:
     ObjectLock& m_lock;
 };
 
-// Judges the entry of the round's last step, and erases what is settled. True: it is to be given. With the store left:
-// the disk may take long to answer, and nobody else waits for that.
+// Judges the entry of the last step, and erases a settled one. Returns true when it is to be handed out. The store is
+// unlocked meanwhile: the disk may need long to answer, and other threads must not wait for it.
 bool OfferWithStoreLeft(WatcherState& state, HandOut& handOut, const NotificationStore::Entry& entry, ObjectLock& lock)
 {
     const NotificationStore::Look look(state.store, entry.path);
@@ -147,7 +148,8 @@ bool OfferWithStoreLeft(WatcherState& state, HandOut& handOut, const Notificatio
         return false;
     bool given = verdict == HandOut::Verdict::Give;
     if (look.WasReported()) {
-        // What was reported stays pending. A deletion is the later word; any other change is given once more.
+        // A change that was reported meanwhile stays pending. A deletion is the later change; after any other change
+        // the file is handed out once more.
         const NotificationPtr now = state.store.Find(entry.path);
         given = given && now && now->kind != NotificationKind::Deleted;
     } else {
@@ -160,7 +162,7 @@ bool OfferWithStoreLeft(WatcherState& state, HandOut& handOut, const Notificatio
 
 } // namespace
 
-// What was not judged to its end is still pending.
+// If the judgement fails, the file stays pending.
 bool COrbWatcher::GetSingleNotification(void* sameRunIds, QueueDatum& out, FileIdentity* identity)
 {
     const COrbFuncLog guard(L"COrbWatcher::GetSingleNotification");
@@ -196,7 +198,7 @@ bool COrbWatcher::TakePending(void* sameRunIds, QueueDatum& out, FileIdentity* i
     m->store.BeginRound();
     for (NotificationStore::Entry entry; m->store.NextInRound(entry);) {
         if (entry.notification->kind == NotificationKind::Deleted) {
-            // The processing comes before the store in the lock order, and once is enough for all of them.
+            // The processing comes before the store in the lock order. Once is enough for all deletions.
             if (deletionsProcessed)
                 continue;
             deletionsProcessed = true;
@@ -234,13 +236,13 @@ HandOut::Verdict HandOut::Offer(const NotificationStore::Entry& entry)
         g_OrbLog.Log(L"Not backing up deleted file %s.", path.GetString());
         return Verdict::Drop;
     }
-    // A drive that is away takes no pending file with it.
+    // When a drive is away, its pending files stay pending.
     if (!attributes && IsReachable(path))
         attributes = ListedAttributes(path);
-    // What another volume has under the path is not what was reported.
+    // A file with this path on another volume is not the file that changed.
     if (!attributes || m.volumes.IsOther(path))
         return Verdict::Keep;
-    // Anybody can set the event that ends a removal, and keep it set.
+    // Any process can set the event that ends a removal, and keep it set.
     if (m.removalCutShort && !IsSelected(path)) {
         g_OrbLog.Log(L"Not backing up %s, which is not selected any more.", path.GetString());
         return Verdict::Drop;
@@ -272,7 +274,7 @@ HandOut::Verdict HandOut::Offer(const NotificationStore::Entry& entry)
         return Verdict::Keep;
     }
     Finish(entry, directory, id, attributes->attributes);
-    // Last: what is cut short before it is given must not count as given in this run.
+    // This comes last: a failure before the file is handed out must not count it as handed out in this run.
     if (oncePerRun) {
         m.givenInRun.Insert(id, path.View());
         m_sameRunIds->insert(id);
@@ -293,12 +295,12 @@ bool HandOut::IsSelected(const CString& path)
     return decision == Included || decision == NotApplicable;
 }
 
-// Asked for when it matters, and once.
+// Asks when it is needed, and once.
 bool HandOut::IsBackupRunning()
 {
     if (m_backupRunning)
         return *m_backupRunning;
-    // The maker of the mutex need not have let the user in.
+    // The mutex may be closed to the user.
     std::optional<WithoutThreadToken> asProcess;
     if (m.userToken)
         asProcess.emplace();
@@ -306,7 +308,7 @@ bool HandOut::IsBackupRunning()
     return *m_backupRunning;
 }
 
-// The online mode has uploaded the file a moment ago: nothing new, or something for a later version.
+// The online mode has just uploaded the file: it is unchanged, or has a later version.
 std::optional<HandOut::Verdict> HandOut::JudgeUploaded(const CString& path)
 {
     std::uint64_t uploaded = 0;
@@ -329,7 +331,7 @@ void HandOut::FillFromNotification(const NotificationStore::Entry& entry, bool i
     UpperCaseRoot(m_out.path);
 }
 
-// Returns false when another program must give the file back first.
+// Returns false when another program must release the file first.
 bool HandOut::ReadTimes(const CString& path, bool directory)
 {
     m_out.modificationTime = -1;

@@ -1,5 +1,5 @@
-// Judges pending files, one after the other, for one call of the service. The store must not be locked: the disk is
-// asked.
+// Judges pending files, one after the other, for one call of the service. Use it with the store unlocked, because it
+// asks the disk.
 #pragma once
 
 #include "orbwatcher4/OrbWatcher.h"
@@ -15,11 +15,11 @@ public:
 
     // sameRunIds may be null.
     HandOut(COrbWatcher& watcher, WatcherState& state, std::set<unsigned __int64>* sameRunIds, QueueDatum& out);
-    // Give: `out` is filled.
+    // Returns Give when `out` is filled.
     Verdict Offer(const NotificationStore::Entry& entry);
-    // After Give, when the file does not go out after all.
+    // Undoes the last Offer that returned Give, when the file is not handed out after all.
     void TakeBack(const CString& path) noexcept;
-    // Of the file that was judged last; zeros when it could not be read.
+    // Returns the identity of the file that was judged last; zeros when it could not be read.
     const FileIdentity& Identity() const { return m_identity; }
 
 private:
@@ -35,7 +35,7 @@ private:
     std::set<unsigned __int64>* const m_sameRunIds;
     QueueDatum& m_out;
     const bool m_online;
-    std::optional<bool> m_backupRunning; // nothing: nobody has asked yet
-    bool m_counted = false;              // in m_sameRunIds, by the last Offer
+    std::optional<bool> m_backupRunning; // empty until it is needed
+    bool m_counted = false;              // the last Offer has put the id into m_sameRunIds
     FileIdentity m_identity;
 };

@@ -1,4 +1,4 @@
-// Adding rules while the watcher runs.
+// Adds rules while the watcher runs.
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/core/Completes.h"
 #include "orbwatcher4/core/FileFindData.h"
@@ -20,7 +20,7 @@ AddQueueItemResult COrbWatcher::AddNewQueueItem(const wchar_t* xmlPath, bool del
         return RulesNotLoaded;
     AddQueueItemResult result = RulesNotLoaded;
     const auto take = [&] { result = TakeAndQueueRules(xmlPath, deleteWhenDone, excluded, mergeOnly); };
-    // The file of the rules is still there; what they select and was not queued is found by looking.
+    // The file of the rules still exists. If queueing fails, a full enumeration becomes due.
     if (!Completes(L"Adding rules", take))
         m->due.MakeFull();
     return result;
@@ -35,7 +35,7 @@ AddQueueItemResult COrbWatcher::TakeAndQueueRules(const wchar_t* xmlPath, bool d
         const ActingForUser user(m->userToken);
         if (!user.Acts())
             m->due.MakeFull();
-        // With the filter free: a walk may take long, and so may the overlay service.
+        // With the filter unlocked: a walk may take long, and so may the overlay service.
         if (QueueAcceptedRules(taken.accepted, excluded, user.Acts()))
             result = ExclusionsFound;
         if (user.Acts())
@@ -68,14 +68,14 @@ COrbWatcher::TakenRules COrbWatcher::TakeNewRules(const wchar_t* xmlPath)
         Completes(L"Taking new rules back", takeBack);
         throw;
     }
-    // Rules that did not get into the selection file would be gone at the next start: they are not taken at all.
+    // Rules that could not be merged into the selection file would be gone at the next start, so they are refused.
     if (!merged) {
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"New rules are refused, they cannot be merged into %s",
                           m->dataXmlPath.GetString());
         takeBack();
         return {false, false, {}};
     }
-    // In order also when nothing is queued: checks rely on it.
+    // The rules must be in order even when nothing is queued, because decisions rely on it.
     if (!taken.accepted.empty())
         m->filter.Sort();
     return taken;
@@ -94,11 +94,11 @@ void COrbWatcher::AcceptRules(const FilterList& loaded, FilterList& accepted)
         }
 }
 
-// True when there are exclusions that the caller must see.
+// Returns true when there are exclusions that the caller must see.
 bool COrbWatcher::QueueAcceptedRules(const FilterList& accepted, std::vector<ExcludedInfo>* excluded, bool mayLook)
 {
     bool exclusionsMet = false;
-    // The drives first: what a walk that fails leaves out is found by the enumeration that is then due.
+    // The drives come first: if a walk fails, the enumeration that becomes due finds the files.
     for (const FilterPtr& rule : accepted)
         if (rule->incEx == WatcherEnum::Include)
             RequestDrive(rule->path);

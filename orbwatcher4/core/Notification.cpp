@@ -31,7 +31,7 @@ void FillFromRules(Notification& notification, const FilterList& rules)
         }
         notification.ruleFlags |= rule.flags & CopiedFlags;
         notification.ruleValue |= static_cast<std::uint32_t>(rule.jobid);
-        // Once shown, an item stays shown, whatever later rules bring.
+        // Once an item is shown, no later rule hides it.
         if (!(notification.ruleFlags & RecoveryFlags))
             notification.ruleFlags |= QueueFlags::ShowOverlay;
     }

@@ -16,10 +16,10 @@ bool IsPath(const CString& text) { return !text.IsEmpty() && text.View() != L"?"
 
 std::uint32_t HashOf(const CString& path) { return static_cast<std::uint32_t>(HashNoCase(path.View())); }
 
-// Half of them are free at least.
+// At least half of the slots are free.
 std::size_t SlotsFor(std::size_t entries) { return std::max(FewestSlots, std::bit_ceil(2 * entries)); }
 
-// So full that chains of taken slots would become long.
+// Returns true when the table is so full that chains of taken slots would become long.
 bool IsFull(std::size_t taken, std::size_t slots) { return taken >= slots / 4 * 3; }
 
 void TakeSlot(std::vector<std::uint32_t>& slots, std::uint32_t hash, std::size_t place)
@@ -95,7 +95,7 @@ bool NotificationStore::Put(const CString& path, NotificationPtr notification)
     return true;
 }
 
-// For one more entry. The store stays as it was when there is no memory.
+// Makes room for one more entry. If memory is exhausted, the store stays as it was.
 void NotificationStore::MakeRoom()
 {
     if (IsFull(m_end, m_slots.size()))
@@ -104,7 +104,7 @@ void NotificationStore::MakeRoom()
         m_blocks.push_back(std::make_unique<Block>());
 }
 
-// The entries move together and keep their order. A round that goes on starts again.
+// Moves the entries together in their order. A round that has begun starts again.
 void NotificationStore::CloseGaps(std::size_t slots)
 {
     std::vector<std::uint32_t> fresh(slots);
@@ -159,7 +159,7 @@ void NotificationStore::EraseAt(std::size_t place)
     LetGoOfTheBeginning();
 }
 
-// What is drained from its beginning needs neither memory nor looks for it.
+// Frees the blocks before the beginning. Draining from the beginning needs neither memory nor look-ups for this.
 void NotificationStore::LetGoOfTheBeginning()
 {
     while (m_begin < m_end && EntryAt(m_begin).path.IsEmpty())
@@ -189,12 +189,13 @@ void NotificationStore::Shrink()
 void NotificationStore::BeginRound()
 {
     const auto live = static_cast<std::size_t>(LiveCount());
-    // Gaps are walked over each time around: many more of them than entries are not worth keeping, nor is their table.
+    // Walks pass over gaps. When there are many more gaps than entries, neither the gaps nor their table are worth
+    // keeping.
     if (m_end - m_begin - live > 3 * live + BlockPlaces || m_slots.size() > 16 * (live + BlockPlaces)) {
         try {
             CloseGaps(SlotsFor(live));
         } catch (const std::bad_alloc&) {
-            // They stay.
+            // The gaps stay.
         }
     }
     m_roundInsertions = m_insertions;

@@ -1,10 +1,8 @@
 // The pending changes, one for each path.
 //
-// Paths compare without regard to case; the first spelling is kept. A million
-// paths must stay compact: they stand side by side, in the order in which they
-// came, and a small open-addressing table of their numbers finds them. The
-// store has no lock of its own: every operation but LiveCount and Counters
-// needs the store's lock of the watcher.
+// Paths compare without regard to case; the first spelling is kept. A million paths must stay compact: the entries
+// stand side by side in the order of their arrival, and a small open-addressing table of their numbers finds them. The
+// store has no lock of its own: every operation except LiveCount and Counters needs the watcher's lock of the store.
 #pragma once
 
 #include "orbwatcher4/OrbFilter.h"
@@ -20,8 +18,8 @@ public:
         NotificationPtr notification;
     };
 
-    // Says whether anything was reported for one path while its holder judged it with the store unlocked. The path
-    // must live as long as the object. Not copied, not moved; begun and ended with the store locked.
+    // Tells whether a change of one path was reported while its owner judged the path with the store unlocked. The path
+    // must outlive the object. Begin and end it with the store locked.
     class Look
     {
     public:
@@ -30,10 +28,10 @@ public:
         Look(const Look&) = delete;
         Look& operator=(const Look&) = delete;
 
-        // What was pending when the look began.
+        // Returns the change that was pending when the object was made.
         const NotificationPtr& Before() const { return m_before; }
         bool WasReported() const { return m_reported; }
-        // Ends the look before its destructor does, which then needs no lock.
+        // Ends the observation before the destructor, which then needs no lock.
         void End() noexcept;
 
     private:
@@ -47,32 +45,32 @@ public:
     };
 
     NotificationPtr Find(const CString& path) const;
-    // A change of the path was reported, and what is pending stands as it is: looks at the path learn of it.
+    // Notes that a change of the path was reported and the pending one stays. Objects of Look for the path learn of it.
     void NoteReport(const CString& path) noexcept;
-    // Replaces what is pending for the path. "" and "?" are no paths and are refused. Notifications that say the same
-    // become one: nobody may change them any more.
+    // Replaces the pending change of the path. Refuses "" and "?", which are no paths. Equal notifications are shared,
+    // so nothing may change them afterwards.
     bool Put(const CString& path, NotificationPtr notification);
     bool Erase(const CString& path);
     void Clear();
-    // Gives the memory of a store that has been emptied back.
+    // Releases the memory of an emptied store.
     void Shrink();
 
-    // Live entries; any thread.
+    // Returns the number of entries. Any thread.
     std::int64_t LiveCount() const { return static_cast<std::int64_t>(m_counters.end - m_counters.begin); }
     const ItemCounters& Counters() const { return m_counters; }
 
-    // Walks the entries in their order from where the last walk ended, once around. Between two steps the
-    // store may be changed. A step that finds a new entry starts the round again, so that none is passed over.
+    // Walks the entries in their order, once around, from the place where the last walk ended. The store may be changed
+    // between two steps. A step that finds a new entry starts the round again, so that it misses none.
     void BeginRound();
     bool NextInRound(Entry& entry);
-    // The entry of the last step, without looking for it. False when it is gone already.
+    // Erases the entry of the last step without a look-up. Returns false when it is gone already.
     bool EraseVisited();
 
-    // In the order of the entries; the store must not be changed meanwhile. False from `visit` ends the walk.
+    // Visits the entries in their order. The store must not be changed meanwhile. Ends when `visit` returns false.
     void ForEach(const std::function<bool(const CString&, const NotificationPtr&)>& visit) const;
 
-    // What the store costs, for tests: places looked at by all walks, slots looked at by all look-ups, and the bytes
-    // that it needs beside the paths and the notifications.
+    // Costs, for tests: the places that all walks visited, the slots that all look-ups visited, and the bytes of the
+    // store beside paths and notifications.
     std::uint64_t SlotsVisited() const { return m_placesVisited; }
     std::uint64_t SlotsProbed() const { return m_slotsProbed; }
     std::size_t TableBytes() const;
@@ -80,10 +78,10 @@ public:
 private:
     static constexpr std::size_t BlockPlaces = 1024;
     static constexpr std::size_t Nowhere = ~std::size_t{0};
-    // Blocks never move, so that a store that grows needs no second copy of itself.
+    // Blocks never move, so a growing store needs no second copy of itself.
     struct Block {
         std::uint32_t hashes[BlockPlaces];
-        Entry entries[BlockPlaces]; // one without a path is a gap: it was erased
+        Entry entries[BlockPlaces]; // an entry without a path is a gap: it was erased
     };
 
     Entry& EntryAt(std::size_t place) { return m_blocks[place / BlockPlaces]->entries[place % BlockPlaces]; }
@@ -104,9 +102,9 @@ private:
     void LetGoOfTheBeginning();
     void SetLive(std::size_t live);
 
-    std::vector<std::unique_ptr<Block>> m_blocks; // null where all places are before the beginning
-    std::size_t m_begin = 0, m_end = 0; // of the places in use, gaps among them. What is before the beginning is gone
-    std::vector<std::uint32_t> m_slots; // place + 1, from where its hash says onwards; 0: free. What is gone keeps its
+    std::vector<std::unique_ptr<Block>> m_blocks; // null where all places are before m_begin
+    std::size_t m_begin = 0, m_end = 0; // of the places in use, gaps among them
+    std::vector<std::uint32_t> m_slots; // place + 1, from its hash onwards; 0: free
     std::vector<Look*> m_looks;
     SharedNotifications m_shared;
     ItemCounters m_counters;

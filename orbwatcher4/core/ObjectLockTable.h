@@ -1,8 +1,7 @@
 // Locks for objects that have none of their own, found by the object's address.
 //
-// A lock is made when it gets its rank, so that destructors need no memory to enter
-// it, or when it is first asked for, and lives as long as the table. It may be
-// entered again by the thread that is inside. Any thread.
+// A lock is made when it gets its rank, so that destructors need no memory to lock it, or when it is first requested.
+// It lives as long as the table. The thread that holds it may lock it again. Any thread.
 #pragma once
 
 #include "support/RankedSection.h"
@@ -14,11 +13,11 @@
 class ObjectLockTable
 {
 public:
-    // Where the object's lock stands in the lock order. Before its first use.
+    // Sets the place of the object's lock in the lock order. Call it before the first use.
     void SetRank(const void* object, LockRank rank, const wchar_t* name);
-    // The lock as it is now held: leaving that needs no second look at the table.
+    // Locks, and returns the lock: unlocking it needs no second look-up.
     RankedSection& Lock(const void* object);
-    // Nothing happens for an object that was never locked.
+    // Does nothing for an object that was never locked.
     void Unlock(const void* object);
 
 private:
@@ -30,11 +29,11 @@ private:
         std::unique_ptr<RankedSection> section;
     };
 
-    CCriticalSection m_section{TableSpins}; // never held while another lock is asked for
+    CCriticalSection m_section{TableSpins}; // no other lock is requested while it is held
     std::map<const void*, Entry> m_entries;
 };
 
-// Holds an object's lock for as long as it lives; may be left and entered again.
+// Holds an object's lock in its scope. It may be left and entered again.
 class ObjectLock
 {
 public:

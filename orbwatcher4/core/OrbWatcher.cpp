@@ -1,4 +1,4 @@
-// The facade: configuration and state.
+// The facade of the watcher: configuration and state.
 #include "orbwatcher4/OrbWatcher.h"
 
 #include "companions/logging/OrbLogging.h"
@@ -46,7 +46,7 @@ void COrbWatcher::Init()
     m->initialized = 1;
 }
 
-// A setting that cannot be taken for want of memory stays as it was.
+// If memory is exhausted, a setting stays as it was.
 void COrbWatcher::SetDataXmlPath(const wchar_t* path)
 {
     Completes(L"SetDataXmlPath", [&] {
@@ -129,7 +129,7 @@ void COrbWatcher::SetBackupFrequency(DWORD frequency) { m->backupFrequency = fre
 
 void COrbWatcher::UpdateThreadsPriority(CPUSpeedMode mode)
 {
-    // The throttle is the whole effect; the name is historical.
+    // The pause is the only effect; the name is historical.
     m->enumThrottleMs = mode == CPUSpeedFull || mode == CPUSpeedAutomatic ? 0 : 3;
 }
 

@@ -10,7 +10,7 @@
 namespace
 {
 
-// An ending is written with or without a star of its own.
+// Returns true for the ending of shortcuts, with or without an asterisk.
 bool NamesShortcuts(std::wstring_view ending)
 {
     const std::size_t start = ending.find_first_not_of(L'*');

@@ -1,5 +1,5 @@
-// Marks what is excluded in the overlay service, on a connection of its own: a
-// long walk must not keep the change handler from its turn. One thread.
+// Marks excluded files in the overlay service, on a connection of its own: a long walk must not delay the change
+// handler. One thread.
 #pragma once
 
 #include "OrbFileMonitorService/OverlayCache.h"
@@ -12,12 +12,12 @@ class OverlayRemover final : public SmartScanCaller
 public:
     explicit OverlayRemover(WatcherState& watcher);
 
-    // Everything below the rule's folder that one of its endings names, or everything when it has none. Shortcuts are
-    // not looked for.
+    // Marks everything below the rule's folder that has one of its endings; everything when the rule has none.
+    // Shortcuts are not searched for.
     void ScanFolder(const Filter& rule);
 
-    // Marks the path, as it is given, when the selection excludes it. The filter is asked with its lock held, the
-    // service without.
+    // Marks the path, as it is given, when the selection excludes it. Locks the filter while it is asked, and not while
+    // the service is.
     void FileFoundCallback(const wchar_t* path, unsigned __int64 size) override;
     bool ProgressCallback() override;
     void FolderFoundCallback(const wchar_t* path) override;
@@ -25,5 +25,5 @@ public:
 private:
     WatcherState& m;
     OverlayCache m_overlay;
-    OrbFilter m_scratch; // walks with caches of its own
+    OrbFilter m_scratch; // walks with caches of their own
 };

@@ -1,4 +1,4 @@
-// Marks what the automatic exclusions name, when watching starts.
+// Marks automatically excluded files in the overlay service when watching starts.
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/core/Completes.h"
 #include "orbwatcher4/core/FileFindData.h"
@@ -27,7 +27,7 @@ void MarkRule(WatcherState& watcher, const Filter& rule)
         remover.FileFoundCallback(rule.path, 0);
 }
 
-// The rules are copied: the walk may take long, and changes are judged meanwhile.
+// The rules are copied, because the walk may take long and changes are judged meanwhile.
 void MarkAutoExcluded(WatcherState& m)
 {
     FilterList rules;

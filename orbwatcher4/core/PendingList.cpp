@@ -1,4 +1,4 @@
-// What is pending, as a list in a file for the service.
+// Writes the pending files as a list for the service.
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/core/Completes.h"
 #include "orbwatcher4/core/WatcherState.h"
@@ -23,13 +23,14 @@ bool EnterRoot(CMarkup& document)
     return document.FindElement(L"root") && document.EnterElement();
 }
 
-// What is there and is no pending list is kept beside it, and a new one is begun. False when that cannot be.
+// Loads the list. An existing file that is no pending list is renamed, and a new list begins. Returns false when that
+// fails.
 bool OpenList(CMarkup& document, const wchar_t* path)
 {
     const DWORD attributes = GetFileAttributesW(path);
     const bool there = attributes != INVALID_FILE_ATTRIBUTES && !(attributes & FILE_ATTRIBUTE_DIRECTORY);
     if (there) {
-        // A list that another process holds for a moment is not taken for something else.
+        // A list that another process holds for a moment must not be renamed.
         if (!document.Load(path))
             return false;
         if (document.GetParseError().IsEmpty() && EnterRoot(document))
@@ -49,8 +50,8 @@ bool IsPair(std::wstring_view text, std::size_t at)
     return at + 1 < text.size() && text[at] <= 0xDBFF && IsSurrogate(text[at + 1]) && text[at + 1] >= 0xDC00;
 }
 
-// A file name may hold half of a pair. As it is, UTF-8 would join it with the tag behind it, and the list with all its
-// items could not be read any more.
+// A file name may contain half of a surrogate pair. Written as it is, UTF-8 would join it with the next tag, and the
+// whole list would become unreadable.
 std::wstring ItemMarkup(const CString& path)
 {
     std::wstring markup = L"<item>";
@@ -97,7 +98,7 @@ void COrbWatcher::ExportPending(const wchar_t* path, int most, int& count)
         LogFailure(L"The pending list cannot be written", path);
 }
 
-// At most so many, in the store's own order.
+// Returns at most so many, in the order of the store.
 std::vector<CString> COrbWatcher::PendingFiles(int most)
 {
     std::vector<CString> files;

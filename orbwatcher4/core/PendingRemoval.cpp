@@ -1,4 +1,4 @@
-// Taking pending files out of the store, for rules that are gone.
+// Removes pending files of rules that are gone from the store.
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/core/Completes.h"
@@ -48,13 +48,13 @@ bool IsSkipped(const CString& path, const std::set<unsigned __int64>& masks)
 
 KernelHandle OpenAbortEvent()
 {
-    const WithoutThreadToken asProcess; // the service need not have let the user in
+    const WithoutThreadToken asProcess; // the event may be closed to the user
     return KernelHandle(
         OpenEventW(EVENT_ALL_ACCESS, FALSE, GetMainSettings().GetMainSettingsMutex(L"mutex::GUID_ABORT_EXCLUDE")));
 }
 
-// The question of one removal whether it is to end. The event is opened once, and, as long as nobody has made it, again
-// whenever the system's clock has moved on: a call of the system for each entry would cost more than the removal.
+// Tells a removal whether it is to end. The event is opened once. While it does not exist, opening is tried again only
+// when the system's clock has advanced: a system call for each entry would cost more than the removal.
 class RemovalAbort
 {
 public:
@@ -72,7 +72,7 @@ private:
     ULONGLONG m_lookedAt = GetTickCount64();
 };
 
-// What a folder is, whatever leads to it: volume and number. Nothing when it cannot be opened.
+// Identifies a folder by volume and number, whatever path leads to it. Nothing when it cannot be opened.
 using FolderIdentity = std::pair<DWORD, std::uint64_t>;
 std::optional<FolderIdentity> IdentityOf(const CString& folder)
 {
@@ -97,7 +97,7 @@ bool COrbWatcher::IsAbortExcludeDelete()
     return aborted;
 }
 
-// Erases what lies below the prefix and is chosen.
+// Erases the chosen entries below the prefix.
 void COrbWatcher::RemovePending(const CString& prefix, const std::function<bool(const CString&)>& chosen)
 {
     RemovalAbort abort;
@@ -149,12 +149,13 @@ void COrbWatcher::RemoveChildNotifications(CString directory)
         Completes(L"RemoveChildNotifications", [&] { RemovePendingOnDisk(directory); });
 }
 
-// Looks at the disk, not at the store. Folders wait in a list: a tree may be deeper than a stack. Links to folders are
-// entered, as files behind them may be pending, each target once: links may lead in circles.
+// Walks the disk instead of the store. Folders wait in a list, because a tree may be deeper than the stack. Links to
+// folders are entered, because files behind them may be pending; each target is entered once, because links may form
+// circles.
 void COrbWatcher::RemovePendingOnDisk(const CString& directory)
 {
     RemovalAbort abort;
-    std::set<FolderIdentity> targets; // of links that were entered
+    std::set<FolderIdentity> targets; // targets of links that were entered
     std::vector<CString> waiting{directory};
     while (!waiting.empty()) {
         const CString folder = waiting.back();

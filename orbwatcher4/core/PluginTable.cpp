@@ -1,4 +1,4 @@
-// The index database knows the plugins of the selection.
+// Writes the plugins of the selection into the index database.
 #include "companions/indexdb/OrbIndexDB.h"
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/core/Completes.h"
@@ -22,7 +22,7 @@ CString ChildText(CMarkup& document, const wchar_t* name)
     return text;
 }
 
-// A text that the record cannot hold is left out, and the plugin stays.
+// Leaves a text out that is too long for the record; the plugin stays.
 CString Bounded(const wchar_t* what, const CString& text)
 {
     if (text.GetLength() <= ProfileDatum::LongestText)
@@ -31,7 +31,7 @@ CString Bounded(const wchar_t* what, const CString& text)
     return {};
 }
 
-// Nothing when the file cannot be read or is malformed.
+// Returns nothing when the file cannot be read or is malformed.
 std::optional<std::vector<ProfileDatum>> ReadPlugins(const CString& path)
 {
     CMarkup document;
@@ -56,7 +56,7 @@ void LogFailure(const CIndexDB& index, const wchar_t* what)
     g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"%s: %s", what, index.GetLastDbErrorText().GetString());
 }
 
-// As a whole or not at all.
+// Replaces the whole table, or nothing.
 bool Replace(CIndexDB& index, const std::vector<ProfileDatum>& plugins)
 {
     if (!index.BeginBatch() || !index.DropPluginTable() || !index.CreatePluginTable())

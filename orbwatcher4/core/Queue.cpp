@@ -1,4 +1,4 @@
-// The smaller questions around the queue.
+// Small operations of the watcher on pending files and paths.
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/core/Completes.h"
@@ -57,13 +57,12 @@ int COrbWatcher::IsOnlineInstantRunAllowed(const wchar_t* path)
 void COrbWatcher::SignalInstantRunEvent()
 {
     bool signalled = false;
-    // The handle is left open: the event then outlives whoever made it, and no wake-up is lost with it. One is enough
-    // for all files.
+    // The handle stays open: the event then outlives its maker, and no wake-up is lost. One handle serves all files.
     Completes(L"SignalInstantRunEvent", [&] {
         const CString name = GetMainSettings().GetMainSettingsMutex(L"mutexs::GUID_ONLINE_INSTANT_RUN");
         const CSingleLock lock(m->instantRunSection);
         if (!m->instantRunEvent) {
-            const WithoutThreadToken asProcess; // the service need not have let the user in
+            const WithoutThreadToken asProcess; // the event may be closed to the user
             m->instantRunEvent.Reset(OpenEventW(EVENT_ALL_ACCESS, FALSE, name));
         }
         signalled = m->instantRunEvent && SetEvent(m->instantRunEvent.Get());
@@ -82,7 +81,7 @@ bool COrbWatcher::IsIgnoredDedupPath(const wchar_t* path)
     const std::size_t dot = text.rfind(L'.');
     if (dot != std::wstring_view::npos && Holds(m->ignoredExtensions, text.substr(dot + 1)))
         return true;
-    // Each folder that the path runs through, from behind the second backslash on, and the whole path.
+    // Visits each folder on the path after the second backslash, and the whole path.
     const auto nextSlash = [&](std::size_t after) {
         return after == std::wstring_view::npos ? after : text.find(L'\\', after + 1);
     };

@@ -1,7 +1,6 @@
-// Which volume lies under each root of the selection, as far as the rules know.
+// The volume of each root of the selection, as far as the rules record it.
 //
-// Another volume under the same letter holds none of the paths, and nothing is
-// deleted because of that. Any thread.
+// If another volume has the letter, it holds none of the paths, and nothing is deleted because of that. Any thread.
 #pragma once
 
 #include "orbwatcher4/OrbFilter.h"
@@ -14,10 +13,10 @@ class RecordedVolumes
 {
 public:
     void Follow(const DriveList& drives);
-    // False also where no volume is recorded: any will do then.
+    // Returns false also when no volume is recorded: any volume is right then.
     bool IsOther(const CString& path) const;
 
 private:
     mutable RankedSection m_section{LockRank::Leaf, L"recorded volumes"};
-    std::map<CString, std::int32_t> m_serials; // roots whose volume is recorded; guarded by m_section
+    std::map<CString, std::int32_t> m_serials; // by root; guarded by m_section
 };

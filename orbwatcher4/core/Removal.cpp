@@ -1,4 +1,4 @@
-// What a removal leaves behind: a deletion that waits for processing.
+// Turns a removed path into a pending deletion.
 #include "companions/indexdb/OrbIndexDB.h"
 #include "orbwatcher4/core/ChangeHandler.h"
 #include "orbwatcher4/core/FileFindData.h"
@@ -8,7 +8,7 @@
 namespace
 {
 
-// The watch thread, here or in another process, processes deletions after a quiet time.
+// Asks the watch thread of any process to process deletions after a quiet time.
 void RequestDeletedFileProcessing()
 {
     const KernelHandle event(OpenEventW(EVENT_ALL_ACCESS, FALSE, DeletedFilesEventName));
@@ -38,7 +38,7 @@ void ChangeHandler::ProcessRemoved(const wchar_t* eventPath)
         const ObjectLock lock(m.locks, &m.secondaryFilter);
         secondary = m.secondaryFilter.CheckForInclusion(path, &rules, true, false);
     }
-    // A folder need not be selected for what is in it to be: one that is renamed takes all of it along.
+    // A folder that is not selected may contain selected files; renaming it moves all of them.
     if (primary == Included || secondary == Included || CIndexDB::HasCachedItemsBelow(mapped))
         RecordRemoval(mapped, rules);
 }
@@ -48,11 +48,11 @@ void ChangeHandler::RecordRemoval(const CString& path, const FilterList& rules)
     CachedDatum datum;
     const bool indexed = CIndexDB::GetCachedData(path.GetString(), datum);
     if (!indexed) {
-        // It was never backed up: what waits for it is gone, whether it was a file or a folder.
+        // It was never backed up, so its pending change is dropped, whether it was a file or a folder.
         DropPending(path);
         DropPending(path + L'\\');
     }
-    // Of a folder that was not backed up itself the deletion stands for what the index holds below it.
+    // The deletion of a folder that was not backed up itself stands for the items below it in the index.
     if ((!indexed || (datum.flags & CachedDatum::NoDeleteRecord)) && !CIndexDB::HasCachedItemsBelow(path))
         return;
     const ObjectLock lock(m.locks, &m.store);

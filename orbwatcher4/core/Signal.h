@@ -7,30 +7,30 @@
 
 #include <atomic>
 
-/// Manual-reset, and not set at first.
+/// A manual-reset event, initially not set.
 class CSignal : public CEvent
 {
 public:
     CSignal() : CEvent(false, true) {}
 
-    /// Lets everybody go on who waits, and says so to those who ask.
+    /// Sets the event, which releases all waiting threads, and the flag.
     bool SetEvent() noexcept
     {
         const CSingleLock lock(m_section);
         m_set = true;
         return CEvent::SetEvent();
     }
-    /// Those who wait from now on wait.
+    /// Resets both.
     bool ResetEvent() noexcept
     {
         const CSingleLock lock(m_section);
         m_set = false;
         return CEvent::ResetEvent();
     }
-    /// Whether it is set now. Cheap: no call of the system.
+    /// Returns true while it is set. Cheap: no system call.
     bool IsSet() const noexcept { return m_set; }
 
 private:
-    CCriticalSection m_section; // the flag says what the event says
+    CCriticalSection m_section; // keeps flag and event equal
     std::atomic<bool> m_set{false};
 };

@@ -31,7 +31,8 @@ unsigned __stdcall COrbWatcher::_WatchThread(void* watcher)
     return 0;
 }
 
-// Waiting on the stop signal is the pause between two passes. One that is cut short is made up for by the next.
+// Runs passes until the watcher stops. The wait for the stop signal is the pause between two passes. The next pass
+// makes up for one that failed.
 void WatchLoop::Run()
 {
     while (!Completes(L"The start of the watch", [this] { Start(); }) && !m.stop.Lock(PassInterval)) {
@@ -57,7 +58,7 @@ WatchLoop::WatchLoop(COrbWatcher& watcher, WatcherState& state) : m_watcher(watc
 
 bool WatchLoop::Retry::IsDue(std::int64_t now) const
 {
-    // No pause is longer than the longest: where one seems to be, the clock was set back.
+    // No pause is longer than the longest one. A later time means that the clock was set back.
     return at <= now || at > now + LongestPause;
 }
 
@@ -101,7 +102,7 @@ void WatchLoop::LoadDriveList()
     m.drives = ReadDriveList();
 }
 
-// The rules know the volumes as they were when the rules were loaded; what counts is what is there now.
+// Reads the volumes anew: the rules know them as they were when the rules were loaded.
 DriveList WatchLoop::ReadDriveList() const
 {
     DriveList drives;
@@ -176,7 +177,7 @@ void WatchLoop::LeaveDriveUpdates(WatcherState& state)
     SetEvent(state.driveUpdateEvent.Get());
 }
 
-// Nobody has reported what changed on the roots that should be watched and are not, and no pass comes any more.
+// Makes up for changes on roots that should be watched and are not, because no later pass begins their watches.
 void WatchLoop::NoteUnwatchedRoots()
 {
     const auto isWatched = [&](const CString& root) {
@@ -193,7 +194,7 @@ void WatchLoop::NoteUnwatchedRoots()
         m.due.MakeFull();
 }
 
-// No pass begins them any more. A rescan of a drive that is away is begun when it returns, by whichever run sees it.
+// No later pass begins these rescans. The run that sees a drive return rescans it.
 void WatchLoop::HandOverRescans()
 {
     bool handedOver = false;
@@ -205,7 +206,7 @@ void WatchLoop::HandOverRescans()
         m.due.MakeFull();
 }
 
-// Nothing is watched, and nothing that is due is used up, by rules that were never read.
+// Without loaded rules nothing is watched, and nothing that is due counts as done.
 void WatchLoop::LoadMissingSelection()
 {
     if (m.selectionLoaded || m.dataXmlPath.IsEmpty() || !m_loading.IsDue(m_now))
@@ -218,14 +219,14 @@ void WatchLoop::LoadMissingSelection()
     m_watcher.ReplayWaitingDump();
 }
 
-// New rules have named drives. The roots are copied: the engine's start waits, which nobody may do inside
-// the filter or the pending changes.
+// Watches the drives that new rules name. The roots are copied, because starting a watch waits, which is not allowed
+// with the filter's lock or that of the pending drives held.
 void WatchLoop::WatchNewRoots()
 {
     if (!m.drivesChanged)
         return;
     const CSingleLock drives(m.driveListLock);
-    // Roots that the rules name no more go, too. What changes from here on is for the next pass.
+    // Roots that the rules no longer name are removed, too. Later changes are for the next pass.
     m.drivesChanged = false;
     if (!Completes(L"Reading the drives", [this] { RegenerateDrives(); })) {
         m.drivesChanged = true;
@@ -251,13 +252,13 @@ void WatchLoop::WatchNewRoot(const CString& root)
 {
     if (root.IsEmpty() || m_engine.IsWatchingDirectory(RootOf(root)))
         return;
-    // What the new rules select was queued when they were added, and nobody has reported what changed since then. One
-    // that is away or holds another volume is watched when its own returns.
+    // The files that the new rules select were queued when the rules were added, but changes since then were not
+    // reported. A drive that is away or holds another volume is watched when its own volume returns.
     if (IsPresent(root) && Watch(root))
         RunSingleDrive(root, DueEnumerations::NewDrive);
 }
 
-// What is known of a drive stays with its root, as long as the rules expect the same volume there.
+// Keeps the knowledge about a root as long as the rules expect the same volume there.
 void WatchLoop::RegenerateDrives()
 {
     DriveList fresh = ReadDriveList();
@@ -266,7 +267,7 @@ void WatchLoop::RegenerateDrives()
         if (known == m.drives.end())
             continue;
         drive.removed = known->second.removed;
-        // A return is noticed by the pass that follows the drive.
+        // The pass that checks the drive notices its return.
         if (drive.serial == known->second.serial)
             drive.volumeMatches = known->second.volumeMatches;
     }
@@ -283,17 +284,17 @@ void WatchLoop::RequestDeletions()
     m_deletionRequest = m_now;
 }
 
-// Every request pushes the processing back, but not for long: whoever sets the event, or deletes files without end,
-// would put it off for ever.
+// Every request delays the processing, but not for long. Otherwise a process that sets the event again and again, or
+// deletes files without end, could delay it for ever.
 bool WatchLoop::AreDeletionsQuiet() const
 {
     return m_now > m_deletionRequest + QuietSeconds || m_now >= m_firstRequest + LongestPause;
 }
 
-// It comes after more than five quiet seconds, or a minute after the first request.
+// Processes after more than five quiet seconds, or a minute after the first request.
 void WatchLoop::ProcessDeletions()
 {
-    // A clock that was set back starts the wait anew.
+    // After the clock was set back, the wait starts again.
     m_deletionRequest = std::min(m_deletionRequest, m_now);
     m_firstRequest = std::min(m_firstRequest, m_now);
     if (m_deletionRequest <= 0) {
@@ -314,7 +315,7 @@ void WatchLoop::ProcessDeletions()
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Deletions wait, no thread can be started: %d", GetLastError());
 }
 
-// The index was locked, or its cache not loaded: nobody asks for these deletions again.
+// Tries again after the index was locked or its cache was not loaded: no later event requests these deletions.
 void WatchLoop::ProcessWaitingDeletions()
 {
     if (WorkerRuns())
@@ -327,7 +328,8 @@ void WatchLoop::ProcessWaitingDeletions()
     }
 }
 
-// The event only tells whoever removed a drive that it is done: another watcher may have set it.
+// Another watcher may have set the event, which only tells the caller of UpdateDrive that the drive is released. So
+// this watcher has a flag of its own.
 void WatchLoop::RemoveDrives()
 {
     {
@@ -342,7 +344,7 @@ void WatchLoop::RemoveDrives()
     SetEvent(m.driveUpdateEvent.Get());
 }
 
-// Roots that a reload has dropped, or that went to another letter with their rules.
+// Ends watches on roots that a reload has dropped, or whose rules moved to another letter.
 void WatchLoop::UnwatchStrays()
 {
     std::vector<CString> strays;
@@ -372,7 +374,7 @@ void WatchLoop::FollowDrive(const CString& root, DriveGuidInfo& drive)
         DriveLost(root, drive);
         return;
     }
-    // It is about to go; when it comes back it is followed again.
+    // The drive is being removed. It is watched again when it returns.
     if (drive.removed == 1)
         return;
     const bool watched = m_engine.IsWatchingDirectory(RootOf(root));
@@ -391,7 +393,7 @@ void WatchLoop::FollowDrive(const CString& root, DriveGuidInfo& drive)
     drive.volumeMatches = true;
     if (!root.IsEmpty() && !watched)
         Watch(root);
-    // After the watch has begun: what changes behind the run is reported.
+    // Begun after the watch, which reports changes behind the enumeration.
     RunSingleDrive(root, DueEnumerations::DriveReturned);
 }
 
@@ -427,11 +429,11 @@ bool WatchLoop::Watch(const CString& root)
     return error == ERROR_SUCCESS;
 }
 
-// A drive that should be watched and is not: its watch could not be started, or has ended with an error.
+// Watches a root again whose watch could not be started, or has ended with an error.
 void WatchLoop::WatchAgain(const CString& root)
 {
     Attempts& attempts = m_attempts[root];
-    // One that held for long has nothing to do with the failures before it.
+    // A watch that lasted long has nothing to do with earlier failures.
     if (attempts.began != 0 && m_now >= attempts.began + LongestPause)
         attempts.retry = {};
     attempts.began = 0;

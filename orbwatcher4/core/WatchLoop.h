@@ -1,10 +1,9 @@
-// The watcher's supervisor: which drives are watched, when deletions are
-// processed, when everything is enumerated again.
+// The work of the watch thread: decides which drives are watched, when deletions are processed, and when an enumeration
+// begins.
 //
-// One thread owns it: Start, then Pass once a second until it says stop, then
-// End. Nothing in here waits, apart from the engine's own start and stop, which
-// happen with no lock held but the drive list's. Listeners are called with no
-// lock held.
+// One thread uses an object: Start, then Pass once a second until it returns false, then End. Nothing waits here except
+// the start and stop of watches in the engine, which happen with no lock held but that of the drive list. Listeners are
+// called with no lock held.
 #pragma once
 
 #include "directory_changes/DirectoryChanges.h"
@@ -24,18 +23,18 @@ public:
     WatchLoop(COrbWatcher& watcher, WatcherState& state);
 
     void Start();
-    // One pass; false when the watcher is to stop.
+    // Makes one pass. Returns false when the watcher is to stop.
     bool Pass();
     void End();
-    // All of it, as the thread does.
+    // Makes all passes, as the thread does.
     void Run();
-    // Releases everybody who waits for a drive to be looked at: no loop does that any more.
+    // Releases all callers that wait until a drive is released: no watch thread will do it.
     static void LeaveDriveUpdates(WatcherState& state);
 
 private:
     friend class WatcherAccess; // tests
 
-    // When something that has failed is tried again.
+    // The time of the next attempt of an operation that has failed.
     struct Retry {
         std::int64_t at = 0;    // seconds since 1970
         std::int64_t pause = 1; // seconds until the attempt after the next one; doubled up to a minute
@@ -43,10 +42,10 @@ private:
         bool IsDue(std::int64_t now) const;
         void NoteAttempt(std::int64_t now);
     };
-    // What is known of a root that the loop has tried to watch.
+    // The state of a root that the loop has tried to watch.
     struct Attempts {
         Retry retry;
-        std::int64_t began = 0; // when its watch began; 0: it could not be started, or has ended
+        std::int64_t began = 0; // time when its watch began; 0: it could not be started, or has ended
     };
 
     void Impersonate();
@@ -85,11 +84,11 @@ private:
     COrbWatcher& m_watcher;
     WatcherState& m;
     CDirectoryChangeWatcher m_engine;
-    std::int64_t m_deletionRequest = 0; // the last one; seconds since 1970; 0: none
-    std::int64_t m_firstRequest = 0;    // of those since deletions were processed
+    std::int64_t m_deletionRequest = 0; // the last request; seconds since 1970; 0: none
+    std::int64_t m_firstRequest = 0;    // the first request since deletions were processed
     std::int64_t m_now = 0;
-    std::map<CString, Attempts> m_attempts;               // of the roots that are, or should be, watched
-    Retry m_loading;                                      // of a selection that could not be read
-    Retry m_settling;                                     // of deletions that the index could not take
-    std::vector<std::pair<CString, const char*>> m_begun; // rescans that the listener has not heard of yet
+    std::map<CString, Attempts> m_attempts;               // by root
+    Retry m_loading;                                      // for a selection that could not be read
+    Retry m_settling;                                     // for deletions that the index could not take
+    std::vector<std::pair<CString, const char*>> m_begun; // rescans that the listener has not been told of
 };

@@ -1,8 +1,7 @@
-// What a COrbWatcher consists of.
+// The parts and the state of a COrbWatcher.
 //
-// Configuration is constant while watching. The filters, the store and the
-// first-time state are guarded by `locks` under their own addresses; the other
-// locks say what they guard. Locks are taken in the order of LockRank.
+// The configuration is constant while watching. The filters, the store and the state of the enumerations are guarded by
+// `locks` under their own addresses; each other lock says what it guards. Locks are taken in the order of LockRank.
 #pragma once
 
 #include "OrbFileMonitorService/OverlayCache.h"
@@ -31,12 +30,12 @@
 using KeySet = google::dense_hash_set<std::uint64_t, std::hash<std::uint64_t>, std::equal_to<std::uint64_t>,
                                       HashMemory<std::uint64_t>>;
 
-// The enumerations; guarded by its own address in the lock table.
+// The state of the enumerations; guarded by its own address in the lock table.
 struct FirstTimeState {
     std::atomic<int> running{0};
     std::atomic<int> succeeded{0};
-    bool stopping = false; // no run begins any more
-    KernelHandle thread;   // of the run over all drives
+    bool stopping = false; // true: no enumeration begins any more
+    KernelHandle thread;   // of the enumeration of all drives
     std::map<CString, KernelHandle> singleDriveRuns;
     std::atomic<int> singleDriveRunsGoing{0};
 };
@@ -52,7 +51,7 @@ struct WatcherState {
     ObjectLockTable locks;
     NotificationStore store;
     GivenInRun givenInRun;   // guarded by handOutLock
-    CString completionEvent; // named event, set at the end of a first-time run
+    CString completionEvent; // name of an event that is set at the end of a full enumeration
     std::shared_ptr<OnlineCallbackHandler> online;
     KeySet ignoredNames, ignoredExtensions, ignoredFolders;
     OverlayCache overlayCache;
@@ -70,20 +69,22 @@ struct WatcherState {
     const bool useDrDeleteMap;
 
     CSignal watching;
-    CSignal stop; // polled by every long loop
+    CSignal stop; // all long loops check it
     CEvent ready{false, true};
     std::atomic<int> initialized{0};
-    std::atomic<bool> pendingKept{true}; // by the last dump
+    std::atomic<bool> pendingKept{true}; // the last dump was complete
     std::atomic<int> enableFirstTime{0};
     FirstTimeState firstTime;
     EnumerationTally enumeration;
 
-    // Named, and so shared with every watcher on the machine: a signal need not be meant for this one.
+    // All watchers on the machine share these named events, so a signal may be meant for another one.
     KernelHandle deletedFilesEvent;
     KernelHandle driveUpdateEvent;
-    std::atomic<bool> deletionsRequested{false}; // by this watcher; another may have taken the signal
-    std::atomic<bool> deletionsWait{false};      // the last processing left some that a later one may settle
-    std::atomic<bool> exportsWait{false};        // jobs of deletions could not be exported
+    // This watcher has requested it; another one may have consumed the event.
+    std::atomic<bool> deletionsRequested{false};
+    // Some deletions could not be settled, and a later processing may settle them.
+    std::atomic<bool> deletionsWait{false};
+    std::atomic<bool> exportsWait{false}; // jobs of deletions could not be exported
 
     RankedSection lifecycle{LockRank::Lifecycle, L"lifecycle"};
     KernelHandle watchThread, overlayThread; // guarded by lifecycle
@@ -91,17 +92,17 @@ struct WatcherState {
 
     std::function<void(const DeletionRecord&)> deletionListener;     // constant while watching
     std::function<void(const CString&, const char*)> rescanListener; // constant while watching
-    CEvent driveUpdated{true, true};                                 // this watcher has looked for removed drives
+    CEvent driveUpdated{true, true}; // set when this watcher has looked for removed drives
 
-    // A removal was told to end before its end: what it left out may not be selected any more.
+    // A removal was aborted, so entries may be pending that are no longer selected.
     std::atomic<bool> removalCutShort{false};
     RankedSection instantRunSection{LockRank::Leaf, L"instant run"};
-    KernelHandle instantRunEvent; // once it could be opened; guarded by instantRunSection
+    KernelHandle instantRunEvent; // open after the first success; guarded by instantRunSection
 
     RankedSection handOutLock{LockRank::HandOut, L"hand-out"};
 
     RankedSection deletedFilesLock{LockRank::DeletedFiles, L"deleted files"};
-    KernelHandle deletedFilesThread; // the watch thread's own
+    KernelHandle deletedFilesThread; // only the watch thread uses it
 
     RankedSection driveListLock{LockRank::DriveList, L"drive list"};
     DriveList drives;                  // guarded by driveListLock
@@ -113,23 +114,23 @@ struct WatcherState {
 
     RecordedVolumes volumes;
     DueEnumerations due;
-    // A selection was read, whole; nothing is judged by rules before. Once true it stays so until DeInit: a reload
-    // that fails leaves the rules that are held.
+    // A complete selection was loaded; before that, no path is judged by rules. Stays true until DeInit, because a
+    // failed reload keeps the loaded rules.
     std::atomic<bool> selectionLoaded{false};
-    std::atomic<bool> dumpWaits{false}; // Resume has left it for a selection that can be read
+    std::atomic<bool> dumpWaits{false}; // Resume has kept it until a selection can be read
 
     const Clock* clock = &SystemClock();
     FileWriter* writer;
 
-    // The path is not there although its drive is, and the drive holds the volume that it should.
+    // Returns true when the path does not exist, although its drive is present with the recorded volume.
     bool IsGone(const CString& path) const;
 };
 
-// The calling thread acts for the user, until it gets back the token that it came
-// with. A null token stands for the process itself: then the thread keeps the rights that it has.
+// Makes the calling thread act for the user until the end of the scope. A null token stands for the process itself; the
+// thread then keeps its rights.
 //
-// When the system refuses the token, the user's files must not be looked at: what the service may see and write, the
-// user may not. The operation ends then, and what it leaves out is due.
+// If the system refuses the token, the operation must end, because the service could see and write more than the user
+// may. The part that it leaves out is due.
 class ActingForUser
 {
 public:
@@ -148,11 +149,11 @@ private:
     const bool m_acts;
 };
 
-// Starts a thread of the watcher; null when the system refuses.
+// Starts a thread of the watcher. Returns null when the system refuses.
 KernelHandle StartWatcherThread(unsigned(__stdcall* entry)(void*), void* argument);
-// Waits for a thread without limit and closes it; `name` as the thread calls itself.
+// Waits for a thread without limit and closes it; `name` is the thread's name in the log.
 void JoinWatcherThread(KernelHandle& thread, const wchar_t* name);
-// A named event that anybody on the machine may use.
+// Creates a named event that every process on the machine may use.
 KernelHandle CreateSharedEvent(const wchar_t* name, bool manualReset, bool initiallySet);
 
 extern const wchar_t* const DeletedFilesEventName;
