@@ -27,7 +27,7 @@ public:
     // `goal`: the largest ratio of our time to the rival's that is good.
     Contest& Against(const std::string& rival, double goal, Work work);
     Contest& In(benchmark::TimeUnit unit);
-    // How many rounds, 7 when nothing is said.
+    // Sets the number of rounds; the default is 7.
     Contest& Rounds(int rounds);
     // A round does the work once: it takes long, or it cannot be done again without preparing it.
     Contest& OnceARound();

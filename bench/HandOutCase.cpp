@@ -13,7 +13,7 @@ namespace
 
 constexpr int pending = 20'000;
 
-// What each contender comes to: it shows that all have read the same.
+// The result of a contender. Equal results show that all have done the same work.
 struct Sum {
     std::size_t files = 0;
     unsigned __int64 bytes = 0;

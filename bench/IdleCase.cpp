@@ -1,4 +1,4 @@
-// What a watcher of eight drives costs while nothing changes: the part of a processor, and whatever grows.
+// The cost of a watcher of eight drives while nothing changes: the share of a processor, and everything that grows.
 //
 // ORB_IDLE_SECONDS makes it shorter than a minute.
 #include "bench/Case.h"
@@ -93,7 +93,7 @@ void Idle()
     watcher.StartWatch();
     if (!watcher.WaitUntilReady(60'000) || watcher.GetWatchedRoots().size() != drives)
         throw std::runtime_error("not all drives are watched");
-    // What the beginning brings with it, a run over all drives, is over.
+    // Wait until the first full enumeration is over.
     Sleep(3'000);
     while (watcher.IsFirstTimeEnumRunning())
         Sleep(100);

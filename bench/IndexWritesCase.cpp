@@ -49,7 +49,7 @@ public:
         Require(database.Open(1, 0, 0) && database.RecordItems(items));
     }
 
-    // One that nobody has written to yet.
+    // Makes a new database without content.
     CString MakeFresh() const
     {
         const CString path = m_folder.Path(databaseName);

@@ -1,4 +1,4 @@
-// What this process holds and held of the machine's memory, in bytes.
+// The memory that this process uses and has used at most, in bytes.
 #pragma once
 
 #include <cstdint>

@@ -67,7 +67,8 @@ private:
     const std::vector<std::uint8_t>& m_changes;
     HANDLE m_port = nullptr;
     ULONG_PTR m_key = 0;
-    // Of the pending read. The watch has been started when the case begins, and only its worker reads from then on.
+    // These describe the pending read. The watch has been started when the case begins, and only its worker reads from
+    // then on.
     void* m_buffer = nullptr;
     DWORD m_length = 0;
     OVERLAPPED* m_overlapped = nullptr;
@@ -84,7 +85,7 @@ std::vector<std::uint8_t> Changes()
     return buffer.Bytes();
 }
 
-// What counts until all have come.
+// Counts until all have arrived.
 class Arrivals
 {
 public:

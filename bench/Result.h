@@ -1,4 +1,4 @@
-// What a case found out, printed as one JSON object on a line of standard output.
+// The result of a case, printed as one JSON object on a line of standard output.
 #pragma once
 
 #include <optional>

@@ -157,7 +157,7 @@ struct Contender {
     std::size_t lost = 0;
 };
 
-// What Wine reports of a folder that was there before, it reports once the folder has been opened.
+// Wine reports changes in an existing folder only after the folder has been opened.
 void OpenFolders(const std::wstring& folder)
 {
     for (const auto& each : std::filesystem::recursive_directory_iterator(folder))
@@ -240,7 +240,7 @@ void Storm()
     const Contender &loop = contenders[1], &libuv = contenders[2];
     Require(loop.best < never, "the plain loop lost files in every round");
     PrintAgainst(loop, ours, libuv);
-    // One that never saw all of them has no time.
+    // A watch that never saw all of them has no time.
     if (libuv.best < never)
         PrintAgainst(libuv, ours, loop);
 }

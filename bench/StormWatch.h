@@ -1,4 +1,4 @@
-// Who watches a folder while another program makes files in it.
+// A watch on a folder in which another program makes files.
 #pragma once
 
 #include <cstddef>
@@ -9,7 +9,7 @@ class StormWatch
 {
 public:
     virtual ~StormWatch() = default;
-    // How many of the files have been seen so far; from any thread.
+    // Returns the number of files that have been seen so far; any thread.
     virtual std::size_t Seen() = 0;
     // Whether this one has. When nothing comes any more.
     virtual bool HasSeen(const std::wstring& path) = 0;

@@ -10,7 +10,7 @@
 namespace
 {
 
-// What each contender comes to: it shows that all have met the same.
+// The result of a contender. Equal results show that all have met the same files.
 struct Met {
     std::size_t files = 0;
     unsigned __int64 bytes = 0;

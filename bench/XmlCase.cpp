@@ -17,7 +17,7 @@ static_assert(sizeof(pugi::char_t) == sizeof(wchar_t), "the rival reads wide cha
 namespace
 {
 
-// What each contender comes to: it shows that all have read the same.
+// The result of a contender. Equal results show that all have read the same.
 struct Sum {
     std::size_t items = 0;
     std::size_t units = 0;

@@ -48,8 +48,8 @@ public:
     using PostFunction = BOOL(WINAPI*)(DWORD, UINT, WPARAM, LPARAM);
     static void SetPostFunction(PostFunction post);
 
-    // How many events may wait for the thread. A poster waits for room, and the system gathers changes meanwhile.
-    // 100,000 events of usual length take about 25 MB.
+    // The largest number of events that wait for the thread. A thread that posts more waits for room, and the system
+    // collects changes meanwhile. 100,000 events of usual length take about 25 MB.
     static constexpr std::size_t MostQueued = 100'000;
     static void SetMostQueued(std::size_t most); // for tests
     // Returns how many events wait for the thread that the next user would share.

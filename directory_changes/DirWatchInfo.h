@@ -191,10 +191,10 @@ public:
 
     // Guarded by the section of the engine: the handler counts this watch.
     bool linked = false;
-    // Of EndingWatches, guarded by its section.
+    // EndingWatches uses these, guarded by its section.
     std::shared_ptr<CDirWatchInfo> nextEnding;
     unsigned long long endingNumber = 0;
-    // Of the lease: reads in a row that brought no change.
+    // Guarded by the lease. The number of successive reads without a change.
     int uselessReads = 0;
 
 private:
@@ -229,7 +229,7 @@ private:
     bool m_leased = false;              // guarded by m_section
     bool m_packetRefused = false;       // during the lease; guarded by m_section
 
-    // Of the lease.
+    // Guarded by the lease.
     HANDLE m_directory;
     DWORD m_carry = 0;
     DWORD m_bufferSize = BufferSize;

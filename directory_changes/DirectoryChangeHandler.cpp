@@ -61,8 +61,8 @@ void CDirectoryChangeHandler::EndWatchesElsewhere(const WatchEngine* engine)
         before->Unwatch({.handler = this});
 }
 
-// The link to another watcher has ended with the last watch there. One that is there all the same belongs to watches
-// that another thread has begun since, and stays.
+// The link to another engine has ended with the last watch there. If a link to it exists, it belongs to watches that
+// another thread has begun since, and stays.
 long CDirectoryChangeHandler::LinkWatcher(std::shared_ptr<WatchEngine> engine)
 {
     const CSingleLock lock(m_section);

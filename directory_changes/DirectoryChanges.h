@@ -36,9 +36,9 @@ class CDirWatchInfo;
 class ChangeIo;
 class WatchEngine;
 
-// Hears what happens in the watched trees. Paths are full paths, valid during the call.
+// Receives the changes in watched trees. Paths are full paths, valid during the call.
 //
-// The operations are called on the notifier thread. One that throws has lost its event, and OnReadChangesError reports
+// The notifier thread calls the operations. If an operation throws, its event is lost, and OnReadChangesError reports
 // lost changes.
 //
 // Reference-counted: starts at 1 and is deleted when the count falls to 0. The engine holds one reference for each

@@ -16,7 +16,8 @@ namespace
 constexpr DWORD WaitSlice = 5000;       // milliseconds
 constexpr DWORD ClosedWaitSlice = 500;  // while the last read is waited for
 constexpr DWORD EndedNotifierPause = 5; // while the watch that the ended notifier served is still being ended
-// How long a closed directory may take to give its last read back. A handler may take its time; the system may not.
+// The time that a closed directory may take to complete its last read. A handler may take as long as it wants; the
+// system may not.
 constexpr ULONGLONG LastReadLimit = 10000;
 constexpr const wchar_t* WorkerName = L"engine worker";
 constexpr const wchar_t* NotifierName = L"notifier thread";

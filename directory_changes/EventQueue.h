@@ -44,8 +44,8 @@ public:
     void WakePosted(WakeTicket ticket) noexcept;
     // The notifier has received a wake-up: events that are added from here on ask for another one.
     void BeginDrain() noexcept;
-    // Returns null when the queue is empty; from then on the next event asks for a wake-up, whatever has become of
-    // the one before. (A message loop that a handler runs swallows wake-ups.)
+    // Returns null when the queue is empty. From then on the next event asks for a wake-up, whether or not the last
+    // wake-up has arrived. (A message loop that a handler runs swallows wake-ups.)
     DelayedEvent* Take() noexcept;
     // Refuses events from now on. Returns false, and does nothing, when events wait.
     bool CloseIfEmpty() noexcept;

@@ -5,7 +5,7 @@
 namespace
 {
 
-// Without a destructor: nothing is to be done when a thread ends that another compiler's runtime has made.
+// It has no destructor, so nothing runs at the end of a thread that another compiler's runtime has made.
 constexpr std::size_t FailureCapacity = 512;
 thread_local wchar_t t_failure[FailureCapacity];
 
@@ -19,7 +19,7 @@ OrbResult NoteFailure(OrbResult code, std::wstring_view why) noexcept
     return code;
 }
 
-// Their texts are ASCII: those of the compiler's library, and our own.
+// The texts of exceptions are ASCII: those of the compiler's library, and our own.
 OrbResult NoteFailure(OrbResult code, const std::exception& error) noexcept
 {
     const std::string_view why = error.what();

@@ -1,5 +1,5 @@
-// The border between the C functions and the classes behind them: what comes in
-// is checked, what goes out is copied, and no exception gets through. Any thread.
+// The border between the C functions and the classes behind them: input is checked, output is copied, and no exception
+// leaves. Any thread.
 #pragma once
 
 #include "orbwatcher4/OrbWatcherC.h"
@@ -16,22 +16,22 @@
 
 static_assert(sizeof(wchar_t) == 2, "the texts of the interface are UTF-16");
 
-// Thrown inside a call: how it ends. Without a reason, the text of the code is the reason.
+// Thrown inside a call to end it with a result. Without a reason, the text of the code is the reason.
 struct Refused {
     OrbResult code;
     std::wstring why = {};
 };
 
-// Of the calling thread; see OrbLastFailure.
+// These functions work on the last failure of the calling thread; see OrbLastFailure.
 void ForgetFailure() noexcept;
 OrbResult NoteFailure(OrbResult code, std::wstring_view why = {}) noexcept;
 OrbResult NoteFailure(OrbResult code, const std::exception& error) noexcept;
 
-// The body of every function that tells a result.
+// Runs the body of a function that returns a result.
 template <typename Work>
 OrbResult Guarded(Work&& work) noexcept
 {
-    const BoundaryScope inside; // what the classes throw comes here
+    const BoundaryScope inside; // exceptions of the classes end here
     ForgetFailure();
     try {
         return work();
@@ -54,7 +54,7 @@ Object& Required(Object* object)
     return *object;
 }
 
-// The sizes of earlier versions of a struct, which ended before fields of today.
+// The sizes of earlier versions of a struct, which ended before fields that were added later.
 template <typename Struct>
 inline constexpr std::array<std::size_t, 0> EarlierSizes = {};
 template <>
@@ -71,7 +71,7 @@ inline constexpr std::array EarlierSizes<OrbEstimateOptions> = {offsetof(OrbEsti
 template <>
 inline constexpr std::array EarlierSizes<OrbEstimateTotals> = {offsetof(OrbEstimateTotals, leftOutFiles)};
 
-// Before anything is done: a caller whose struct cannot be filled must lose nothing.
+// Comes before the work: if the caller's struct cannot be filled, nothing may be lost.
 template <typename Struct>
 void RequireSize(const Struct* given)
 {
@@ -81,7 +81,7 @@ void RequireSize(const Struct* given)
         throw Refused{ORB_BAD_SIZE};
 }
 
-// The caller's struct; fields that it does not have are zero.
+// Copies the caller's struct; fields that it does not have are zero.
 template <typename Struct>
 Struct CopyIn(const Struct* given)
 {
@@ -98,11 +98,11 @@ void CopyOut(Struct& filled, Struct* given)
     std::memcpy(given, &filled, given->size);
 }
 
-// A text of the caller's, which may be null or empty.
+// Copy a text of the caller. An optional text may be null or empty.
 std::wstring OptionalText(const wchar_t* text);
 std::wstring RequiredText(const wchar_t* text);
 
-// What does not fit is cut off.
+// Copies the text, and cuts it off when it is too long for the field.
 template <std::size_t Capacity>
 void PutText(wchar_t (&field)[Capacity], std::wstring_view text)
 {
@@ -111,5 +111,5 @@ void PutText(wchar_t (&field)[Capacity], std::wstring_view text)
     field[length] = 0;
 }
 
-// Into a buffer of the caller's, as the header says of OrbLastFailure.
+// Copies the text into a buffer of the caller, as OrbLastFailure describes.
 OrbResult GiveText(std::wstring_view text, wchar_t* buffer, uint32_t capacity, uint32_t* needed);

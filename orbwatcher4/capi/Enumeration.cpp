@@ -1,4 +1,4 @@
-// Runs over all drives: beginning one, and how they go.
+// Full enumerations: start and progress.
 #include "orbwatcher4/capi/WatcherObject.h"
 
 namespace
@@ -43,7 +43,7 @@ OrbResult ORB_CALL OrbEnumerationGetProgress(OrbWatcherHandle watcher, OrbEnumer
         RequireSize(progress);
         const EnumerationProgress from =
             Required(watcher).WhileWatching([](COrbWatcher& running) { return running.GetEnumerationProgress(); });
-        // Asked afterwards: a run tells its completion before it ends.
+        // Checked after the progress: an enumeration sets its event before it ends.
         Give(from, IsSignalled(watcher->Completed()), progress);
         return ORB_OK;
     });

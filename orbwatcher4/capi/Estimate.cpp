@@ -1,4 +1,4 @@
-// How much a selection holds.
+// Estimates the size of a selection.
 #include "orbwatcher4/OrbFilter.h"
 #include "orbwatcher4/Scanner.h"
 #include "orbwatcher4/capi/LoadedFiles.h"
@@ -12,7 +12,7 @@ namespace
 
 constexpr std::chrono::milliseconds CallbackInterval(50);
 
-// Those that the rules of the selection belong to.
+// Returns the plugins of the selection's rules.
 std::vector<int> PluginsOf(const std::wstring& selection, const std::wstring& autoExclusions)
 {
     OrbFilter filter;
@@ -39,7 +39,7 @@ OrbEstimateProgress ProgressOf(const Scanner& scanner)
     return progress;
 }
 
-// Scans on a thread of its own and tells of it on this one. False when the callback has ended it.
+// Scans on another thread and calls the callback on this one. Returns false when the callback has ended the scan.
 bool Scan(Scanner& scanner, const std::function<void()>& work, OrbEstimateCallback callback, void* context)
 {
     auto scan = std::async(std::launch::async, work);
@@ -47,7 +47,7 @@ bool Scan(Scanner& scanner, const std::function<void()>& work, OrbEstimateCallba
     do {
         const OrbEstimateProgress progress = ProgressOf(scanner);
         aborted = aborted || (callback && callback(context, &progress) != 0);
-        // Again and again: a recount that begins meanwhile forgets that it was told to end.
+        // Repeated, because a recount that begins meanwhile forgets an earlier request to end.
         if (aborted)
             scanner.Stop();
     } while (scan.wait_for(CallbackInterval) == std::future_status::timeout);

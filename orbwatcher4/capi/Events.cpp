@@ -1,4 +1,4 @@
-// Deletions and rescans, as the service takes them.
+// Hands deletions and rescans to the service.
 #include "orbwatcher4/capi/WatcherObject.h"
 
 OrbResult ORB_CALL OrbDeletionTake(OrbWatcherHandle watcher, OrbDeletion* deletion)

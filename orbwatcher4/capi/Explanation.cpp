@@ -1,4 +1,4 @@
-// Why a path is selected or not.
+// Explains why a path is selected or not.
 #include "orbwatcher4/capi/WatcherObject.h"
 
 struct OrbExplanationObject {

@@ -1,4 +1,4 @@
-// The index, as a service keeps it.
+// The index of a service.
 #include "companions/indexdb/OrbIndexDB.h"
 #include "orbwatcher4/capi/Border.h"
 #include "orbwatcher4/capi/SharedLock.h"
@@ -62,7 +62,7 @@ void Open(CIndexDB& database, const std::wstring& path, const OrbIndexOptions& o
     Require(database.LoadCache(), database);
 }
 
-// Out of a struct of the caller's.
+// Returns the path in a struct of the caller.
 CString PathOf(const wchar_t (&field)[ORB_PATH_CAPACITY])
 {
     const std::wstring_view path(field, wcsnlen(field, ORB_PATH_CAPACITY));
@@ -81,7 +81,7 @@ ItemDatum ItemOf(const OrbPendingFile& file)
     return item;
 }
 
-// What has returned may have been recorded anew by now.
+// Returns false for an item that was recorded again because its file came back.
 bool IsStillDeleted(std::uint64_t id)
 {
     CachedDatum datum;

@@ -1,5 +1,5 @@
-// What a watcher tells on its own threads, kept until the service takes it. Any
-// thread; the listeners only add to a list, as the watcher holds locks meanwhile.
+// The events that a watcher reports on its own threads, kept until the service takes them. Any thread. The listeners
+// only add to a list, because the watcher holds locks meanwhile.
 #pragma once
 
 #include "orbwatcher4/OrbWatcher.h"
@@ -19,7 +19,7 @@ public:
         std::wstring reason;
     };
 
-    // Before the watcher is started; it must have ended before this is gone.
+    // Call it before the watcher is started. The watcher must end before this object.
     void Follow(COrbWatcher& watcher)
     {
         watcher.SetDeletionListener([this](const DeletionRecord& record) { Keep(m_deletions, record); });
@@ -29,7 +29,7 @@ public:
         });
     }
 
-    // False when there is none.
+    // Returns false when there is none.
     bool Take(DeletionRecord& deletion) { return Take(m_deletions, deletion); }
     bool Take(Rescan& rescan) { return Take(m_rescans, rescan); }
 
@@ -37,7 +37,7 @@ private:
     template <typename Event>
     void Keep(std::deque<Event>& events, const Event& event)
     {
-        // Without memory the service is not told, but the watcher's work, in which this is, goes on.
+        // If memory is exhausted, the event is lost, but the watcher's work goes on.
         Completes(L"Telling an event", [&] {
             const std::scoped_lock lock(m_lock);
             events.push_back(event);

@@ -8,7 +8,7 @@
 namespace
 {
 
-// The failures that one thread logs, as long as the object lives.
+// Collects the failures that the calling thread logs while the object lives.
 class LoggedFailures
 {
 public:
@@ -26,7 +26,7 @@ public:
     const std::wstring& Text() const { return m_text; }
 
 private:
-    std::wstring m_text; // changed by that one thread
+    std::wstring m_text; // only that thread changes it
     const std::uint64_t m_token;
 };
 

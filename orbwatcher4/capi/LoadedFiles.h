@@ -1,4 +1,4 @@
-// Loading files of rules, with the reason when they cannot be. One thread.
+// Loads files of rules and reports why a file cannot be loaded. One thread.
 #pragma once
 
 #include "orbwatcher4/capi/Border.h"
@@ -6,9 +6,8 @@
 #include <functional>
 #include <initializer_list>
 
-// Refuses a file that is named and not there: the library would pass over some of them, and the rules in it would
-// silently not count.
+// Refuses a named file that does not exist: the library would skip it, and its rules would have no effect.
 void RequireFiles(std::initializer_list<const std::wstring*> files);
 
-// Runs `load`; when it gives false, refuses with what this thread has written to the log meanwhile.
+// Runs `load`. When it returns false, refuses with the failures that this thread has logged meanwhile.
 void RequireLoaded(const std::function<bool()>& load);

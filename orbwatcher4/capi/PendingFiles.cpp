@@ -1,4 +1,4 @@
-// Handing out what is pending, and taking it back.
+// Hands out pending files and takes them back.
 #include "orbwatcher4/capi/WatcherObject.h"
 
 namespace
@@ -31,7 +31,7 @@ void Give(const QueueDatum& datum, const FileIdentity& identity, OrbPendingFile*
     CopyOut(filled, file);
 }
 
-// An empty queue is not asked: each question is a line in the log.
+// Does not ask an empty queue, because each request writes a line to the log.
 bool Take(COrbWatcher& watcher, QueueDatum& datum, FileIdentity& identity)
 {
     return watcher.GetTotalFilesInMem() != 0 && watcher.GetSingleNotification(nullptr, datum, &identity);

@@ -1,4 +1,4 @@
-// What the codes mean, and which library it is.
+// The texts of the result codes, and the version of the library.
 #include "orbwatcher4/OrbWatcherC.h"
 
 const wchar_t* ORB_CALL OrbResultText(OrbResult code)

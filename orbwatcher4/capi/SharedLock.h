@@ -1,6 +1,5 @@
-// A lock that many may share, or one may have alone; for std::shared_lock and
-// std::scoped_lock. Any thread. The runtime's own shared_mutex and mutex take memory
-// and handles when they are first used, and never give them back.
+// A lock that many threads may share, or one may hold alone; for std::shared_lock and std::scoped_lock. Any thread. The
+// runtime's own shared_mutex and mutex allocate memory and handles at their first use and never release them.
 #pragma once
 
 #include <windows.h>
@@ -12,7 +11,7 @@ public:
     SharedLock(const SharedLock&) = delete;
     SharedLock& operator=(const SharedLock&) = delete;
 
-    // Not again by the thread that has it.
+    // The thread must not hold it already.
     void lock() { AcquireSRWLockExclusive(&m_lock); }
     void unlock() { ReleaseSRWLockExclusive(&m_lock); }
     void lock_shared() { AcquireSRWLockShared(&m_lock); }

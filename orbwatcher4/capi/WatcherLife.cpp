@@ -1,4 +1,4 @@
-// Making, starting, stopping and destroying a watcher.
+// Creates, starts, stops and destroys a watcher.
 #include "orbwatcher4/capi/WatcherObject.h"
 
 namespace

@@ -9,7 +9,7 @@
 namespace
 {
 
-constexpr ULONGLONG PollInterval = 20; // milliseconds between two looks at the watcher
+constexpr ULONGLONG PollInterval = 20; // milliseconds between two checks
 
 // The watcher opens the event by its name.
 std::wstring NewEventName()
@@ -18,7 +18,7 @@ std::wstring NewEventName()
     return L"Local\\orb-enumerated-" + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(++count);
 }
 
-// Planted settings read as empty: a watcher that started all the same would say that all is well.
+// Planted settings read as empty. A watcher that started all the same would report that all is well.
 void RequireTrustedSettings()
 {
     CString path, reason;

@@ -1,6 +1,5 @@
-// What stands behind an OrbWatcherHandle: a watcher, how it is set up, and whether
-// it is watching. Any thread: calls that use the watcher share it, and starting and
-// stopping wait for them, so that nothing is put back behind the last dump.
+// The object behind an OrbWatcherHandle: a watcher, its set-up, and whether it is watching. Any thread: calls that use
+// the watcher share it, and start and stop wait for them, so that no file is put back after the last dump.
 #pragma once
 
 #include "orbwatcher4/OrbWatcher.h"
@@ -29,17 +28,17 @@ struct OrbWatcherObject {
 public:
     // Loads the selection.
     explicit OrbWatcherObject(WatcherSetup setup);
-    // Stops.
+    // Stops the watcher.
     ~OrbWatcherObject();
     OrbWatcherObject(const OrbWatcherObject&) = delete;
     OrbWatcherObject& operator=(const OrbWatcherObject&) = delete;
 
     void Start();
-    // False when what is pending could not be kept.
+    // Returns false when the pending files could not be kept.
     bool Stop();
     bool IsPendingKept();
 
-    // Refuse in the wrong state.
+    // These refuse in the wrong state.
     template <typename Work>
     auto WhileWatching(Work&& work)
     {
@@ -56,11 +55,11 @@ public:
             throw Refused{ORB_WRONG_STATE, L"the watcher was stopped"};
         return work(*m_watcher);
     }
-    // Asks again and again, without the lock in between. False after the time.
+    // Checks the condition repeatedly, without the lock in between. Returns false when the time is over.
     bool Becomes(const std::function<bool(COrbWatcher&)>& condition, uint32_t milliseconds);
 
     KeptEvents& Events() { return m_events; }
-    // Set when a run over all drives has come to its end.
+    // Set when a full enumeration has completed.
     HANDLE Completed() const { return m_completed.Get(); }
 
 private:

@@ -22,7 +22,7 @@ HANDLE BeginThread(unsigned(__stdcall* entry)(void*), void* argument)
 
 } // namespace
 
-// What one thread works on, its own: the rules are read before it starts, so that they may be edited while it walks.
+// The data of one thread. The rules are read before the thread starts, so that they may be edited while it walks.
 struct DriveScans::Drive final : public SmartScanCaller {
     Drive(DriveScans& scans, const CString& path)
         : owner(scans),
@@ -59,8 +59,7 @@ void DriveScans::Run(HANDLE stop, const std::shared_ptr<ScanTally>& tally)
     Wait(nullptr);
     const DriveList drives = m_filter.GenerateDriveList();
     tally->BeginDrives(static_cast<int>(drives.size()));
-    // All memory is taken before the first thread begins: without some of it, threads would go on that nobody waits
-    // for.
+    // All memory is allocated before the first thread begins. If it failed later, nothing would wait for the threads.
     std::vector<KernelHandle> threads;
     threads.reserve(drives.size());
     std::vector<HANDLE> handles;
@@ -91,7 +90,7 @@ try {
     drive->tally = tally;
     KernelHandle thread(m_start(&_ScanDrive, drive.get()));
     if (thread)
-        static_cast<void>(drive.release()); // the thread's own
+        static_cast<void>(drive.release()); // the thread owns it
     else
         g_OrbLog.WriteLog(2, L"Scanner", __LINE__, L"The scan of %s could not be started: %d", root.GetString(),
                           GetLastError());
@@ -108,14 +107,14 @@ unsigned __stdcall DriveScans::_ScanDrive(void* context)
     const std::unique_ptr<Drive> drive(static_cast<Drive*>(context));
     OrbFilter& filter = drive->owner.m_filter;
     bool whole = false;
-    const BoundaryScope inside; // what the walk throws comes here
+    const BoundaryScope inside; // exceptions of the walk end here
     try {
         whole = filter.ScanSelection(drive->lists, L"*", false, drive.get(), drive->stop, drive->tally.get());
     } catch (const std::bad_alloc&) {
         g_OrbLog.WriteLog(2, L"Scanner", __LINE__, L"The scan of %s ended early: out of memory",
                           drive->root.GetString());
     }
-    // Of a walk that was ended, folders are known as walked that nobody has read: the next walk must read them.
+    // A walk that was ended has marked folders as walked that it has not read. The next walk must read them.
     if (!whole)
         filter.ClearJunctionCache();
     drive->tally->EndDrive();

@@ -1,7 +1,6 @@
-// The threads of a full scan, one a drive, all at once.
+// The threads of a full scan, one for each drive, all at once.
 //
-// One thread at a time runs and waits; Progress of the walks goes to the caller
-// on the drives' threads.
+// One thread at a time may run and wait. The walks report their progress to the caller on the threads of the drives.
 #pragma once
 
 #include "orbwatcher4/OrbFilter.h"
@@ -15,23 +14,24 @@
 class DriveScans
 {
 public:
-    // Null when no thread can be started.
+    // Returns null when no thread can be started.
     using StartThread = HANDLE (*)(unsigned(__stdcall* entry)(void*), void* argument);
 
-    // All of them must outlive the object.
+    // Filter and caller must outlive the object.
     DriveScans(OrbFilter& filter, SmartScanCaller& caller);
-    // Ends the walks that are still going on.
+    // Ends the running walks.
     ~DriveScans();
     DriveScans(const DriveScans&) = delete;
     DriveScans& operator=(const DriveScans&) = delete;
 
-    // Walks what the filter selects of each of its drives, and returns when all walks have ended. The system waits for
-    // 64 threads at most: with more, and when a thread could not be started, it returns at once, and the walks go on.
-    // `stop` is an event that ends them.
+    // Walks the selected part of each drive of the filter, and returns when all walks have ended. The system waits for
+    // 64 threads at most: with more, or when a thread could not be started, the function returns at once, and the walks
+    // continue. `stop` is an event that ends them.
     void Run(HANDLE stop, const std::shared_ptr<ScanTally>& tally);
-    // Until the walks have ended that Run has left going on. False when the event was set before; null: none.
+    // Waits for the walks that continued after Run. Returns false when the event `abort`, which may be null, was set
+    // first.
     bool Wait(HANDLE abort);
-    // The same, and ends them.
+    // Ends the walks, and waits for them.
     void End();
     bool IsEnding() const { return m_ending; }
 
@@ -40,12 +40,12 @@ public:
 private:
     struct Drive;
     static unsigned __stdcall _ScanDrive(void* context);
-    // Null, and a line in the log, when the system or the memory refused it.
+    // Returns null, and writes a line to the log, when the system or the memory refuses.
     KernelHandle StartDrive(const CString& root, HANDLE stop, const std::shared_ptr<ScanTally>& tally) noexcept;
 
     OrbFilter& m_filter;
     SmartScanCaller& m_caller;
     StartThread m_start;
     std::atomic<bool> m_ending{false};
-    std::vector<KernelHandle> m_threads; // that have not been waited for
+    std::vector<KernelHandle> m_threads; // threads to be waited for
 };

@@ -20,7 +20,7 @@ FSEntry Named(const CString& name)
     return entry;
 }
 
-// The same for all spellings that a disk takes as one name.
+// Returns the same unit for all spellings that a disk treats as one name.
 wchar_t LowerUnit(wchar_t unit)
 {
     const auto upper = static_cast<wchar_t>(UpperUnit(static_cast<std::uint16_t>(unit)));
@@ -28,12 +28,12 @@ wchar_t LowerUnit(wchar_t unit)
         return upper >= L'A' && upper <= L'Z' ? static_cast<wchar_t>(upper + (L'a' - L'A')) : upper;
     wchar_t lower = upper;
     LCMapStringEx(LOCALE_NAME_INVARIANT, LCMAP_LOWERCASE, &upper, 1, &lower, 1, nullptr, nullptr, 0);
-    // Some letters' lower case belongs to another letter as well; these stay as they are.
+    // The lower case of some letters also belongs to another letter; these letters stay as they are.
     return UpperUnit(static_cast<std::uint16_t>(lower)) == upper ? lower : upper;
 }
 
-// In lower case, without empty ones. A share's server keeps its two backslashes, without which the path put together
-// again would be no share.
+// Returns the components in lower case, without empty ones. A share's server keeps its two backslashes, without which
+// the joined path would be no share.
 std::vector<CString> ComponentsOf(const wchar_t* path)
 {
     const std::wstring_view text = path ? path : L"";
@@ -57,8 +57,9 @@ void AddChildren(const FSEntrySet& set, std::vector<FSEntrySetPtr>& children)
             children.push_back(entry.children);
 }
 
-// Sets that lie inside each other would end inside each other, on a stack that a deep tree is too long for. Without
-// memory for the list they do: who lets go of a set cannot be told of a failure.
+// Destroys nested sets one by one: destroying them inside each other would recurse, and a tree may be deeper than the
+// stack. If there is no memory for the list, they are destroyed recursively, because a destructor cannot report a
+// failure.
 void TakeApart(FSEntrySet* taken)
 {
     std::unique_ptr<FSEntrySet> set(taken);
@@ -80,7 +81,7 @@ FSEntrySetPtr CreateFolder(FSEntrySet& parent, const CString& name)
 {
     FSEntry folder = Named(name);
     folder.children = MakeEntrySet();
-    parent.erase(folder); // as a file, perhaps
+    parent.erase(folder); // it may be there as a file
     parent.insert(folder);
     return folder.children;
 }

@@ -1,6 +1,6 @@
-// The cache tree of the estimator: which files there are, and how large.
+// The cache tree of the estimator: files and their sizes.
 //
-// None of it locks. Trees of any depth may come and go: nothing here recurses.
+// Nothing here locks. Nothing here recurses, so trees may have any depth.
 #pragma once
 
 #include "orbwatcher4/estimator/FSEntry.h"
@@ -9,28 +9,28 @@
 
 FSEntrySetPtr MakeEntrySet();
 
-// The set that is to hold the last component of the path, or null: when a component is missing and `create` is false,
-// and for a path that no disk can have (without any component, or with "?" as one). With `create`, what stands in the
-// way as a file becomes a folder.
+// Returns the set for the last component of the path. Returns null when a component is missing and `create` is false,
+// and for a path that no disk can have (without a component, or with "?" as one). With `create`, a file in the way
+// becomes a folder.
 FSEntrySetPtr FindOrCreateEntrySet(const FSEntrySetPtr& root, const wchar_t* path, bool create);
 
-// The entry of a file or folder, good until the next insertion; or null.
+// Returns the entry of a file or folder, valid until the next insertion; or null.
 const FSEntry* IsPathCached(const FSEntrySetPtr& root, const wchar_t* path);
 
-// A path that is there stays as it is. What was, or would have been, inserted.
+// Returns the entry that was inserted, or would have been: an existing path stays as it is.
 FSEntry InsertFile(const FSEntrySetPtr& root, const wchar_t* path, std::uint64_t size);
 
-// Goes over a tree, each folder's entries in the order of its table. The tree must not grow meanwhile.
+// Walks a tree, the entries of each folder in the order of its table. The tree must not grow meanwhile.
 class EntryWalk
 {
 public:
     using SetPtr = std::shared_ptr<const FSEntrySet>;
-    // `parentPath`: of the folder whose set this is; null for the root.
+    // `parentPath`: path of the folder whose set this is; null for the root.
     EntryWalk(const SetPtr& set, const wchar_t* parentPath);
 
     enum class Step { File, FolderBegins, FolderEnds, Done };
     Step Next();
-    // Of the file or folder that the last step was about.
+    // Path and entry of the last step.
     const CString& Path() const { return m_path; }
     const FSEntry& File() const { return *m_file; }
 
@@ -42,7 +42,7 @@ private:
     };
     void Enter(const SetPtr& set);
 
-    std::vector<Folder> m_folders; // from the first one to the one that is being read
+    std::vector<Folder> m_folders; // from the first one to the current one
     CString m_path;
     const FSEntry* m_file = nullptr;
 };

@@ -15,7 +15,7 @@ CString NameOf(const Estimate::LeftOut& row)
     return row.rule ? row.rule->path + L'|' + row.rule->mask : CString(); // in no path
 }
 
-// Rows of one size by their names, so that the same files always give the same list.
+// Sorts rows of one size by their names, so that the same files always give the same list.
 template <typename Rows>
 void LargestFirst(Rows& rows)
 {
@@ -37,7 +37,7 @@ void EstimateSums::OpenFolder::Add(const OpenFolder& inner)
         bytes[kind] += inner.bytes[kind];
 }
 
-// Of kinds that take the same room the first one counts, so that the answer does not depend on the order of the files.
+// Among kinds of the same size the first one counts, so that the answer does not depend on the order of the files.
 FileKind EstimateSums::OpenFolder::Mostly() const
 {
     return static_cast<FileKind>(std::max_element(bytes.begin(), bytes.end()) - bytes.begin());

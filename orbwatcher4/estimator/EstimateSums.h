@@ -1,4 +1,4 @@
-// Adds an estimate up, file by file, in the order of a walk. One thread.
+// Calculates the sums of an estimate, file by file, in the order of a walk. One thread.
 #pragma once
 
 #include "orbwatcher4/Estimate.h"
@@ -15,9 +15,9 @@ class EstimateSums
 public:
     void TakeFile(const JudgedFile& file);
     void BeginFolder() { m_open.emplace_back(); }
-    // The folder that began last of those that have not ended.
+    // Ends the last folder that has begun.
     void EndFolder(const CString& path);
-    // Folders that have not ended are missing from the result.
+    // Returns the estimate. Folders that have not ended are missing.
     Estimate Finish(bool whole);
 
 private:
@@ -30,7 +30,7 @@ private:
     };
 
     SizeTotal m_included;
-    std::vector<OpenFolder> m_open; // of the folders that have begun, outermost first
+    std::vector<OpenFolder> m_open; // folders that have begun, the outermost first
     std::vector<Estimate::Folder> m_folders;
     std::unordered_map<CString, SizeTotal> m_extensions;
     std::map<std::pair<InclusionType, FilterPtr>, SizeTotal> m_leftOut;

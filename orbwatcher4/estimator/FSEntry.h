@@ -23,9 +23,9 @@ struct fs_hash_cs {
     std::size_t operator()(const FSEntry& entry) const;
 };
 
-/// What lies in a folder.
+/// The entries of a folder.
 using FSEntrySet = google::dense_hash_set<FSEntry, fs_hash_cs, std::equal_to<FSEntry>, HashMemory<FSEntry>>;
-/// Shared by copies of an estimator.
+/// A set that copies of an estimator share.
 using FSEntrySetPtr = std::shared_ptr<FSEntrySet>;
 
 /// A file or a folder.
@@ -35,7 +35,7 @@ struct FSEntry {
     std::uint64_t size = 0;         ///< in bytes, as a walk reported it; 0 for a folder
     FSEntrySetPtr children;         ///< null for a file
 
-    /// By the name, exact case.
+    /// Compares the names exactly.
     bool operator==(const FSEntry& other) const { return name == other.name; }
 };
 static_assert(sizeof(FSEntry) == 48);

@@ -4,7 +4,7 @@
 
 #include "mfc/CString.h"
 
-/// Of a path or name: from the last dot of the name to its end; empty when it has none.
+/// Returns the extension of a path or name: from the last dot of the name to its end; empty when it has none.
 inline CString ExtensionOf(const CString& path)
 {
     const int dot = path.ReverseFind(L'.');

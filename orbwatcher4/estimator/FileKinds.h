@@ -1,4 +1,4 @@
-// The kind of a file by its extension. Any thread.
+// Finds the kind of a file by its extension. Any thread.
 #pragma once
 
 #include "orbwatcher4/Estimate.h"

@@ -11,7 +11,7 @@ void ScanTally::Entering(const CString& folder)
     ++m_folders;
     const CSingleLock lock(m_lock);
     m_folder = folder;
-    // It can be read now; if not, the walk says so again.
+    // It can be read now; if not, the walk reports it again.
     m_passedOver.erase(folder);
 }
 

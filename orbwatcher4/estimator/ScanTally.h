@@ -14,21 +14,21 @@
 class ScanTally final : public WalkObserver
 {
 public:
-    /// A file of so many bytes was met.
+    /// Counts a file of so many bytes.
     void CountFile(unsigned __int64 size);
-    /// A folder was met.
+    /// Counts a folder.
     void Entering(const CString& folder) override;
-    /// It was met and not gone into.
+    /// Notes a path that was met and not entered.
     void PassedOver(const CString& path, PathOutcome why) override;
 
-    /// So many drives are walked from now on.
+    /// Begins a scan of so many drives.
     void BeginDrives(int drives);
-    /// One of them was walked to the end.
+    /// Counts a drive that was walked to its end.
     void EndDrive() { ++m_drivesDone; }
 
-    /// The counts of this moment.
+    /// Returns the present counts.
     ScanProgress Read() const;
-    /// Each path once, in order; what the last walk had to say of it.
+    /// Returns each path once, in order, with the reason of the last walk.
     std::vector<PassedOverPath> ReadPassedOver() const;
 
 private:

@@ -1,4 +1,4 @@
-// The estimator's object: how it comes, is copied and goes.
+// The estimator's object: making, copying, destroying.
 #include "orbwatcher4/Scanner.h"
 #include "orbwatcher4/filter/ApiBoundary.h"
 
@@ -55,7 +55,7 @@ Scanner& Scanner::operator=(const Scanner& other)
 
 Scanner::~Scanner()
 {
-    m_scans.reset(); // its threads work on everything else
+    m_scans.reset(); // its threads use everything else
     m_selection.ClearAll();
     m_allFilters.ClearAll();
 }
@@ -94,7 +94,7 @@ void Scanner::SetFileFolderFilter(const wchar_t* mask)
 {
     AtBoundary(L"Scanner::SetFileFolderFilter", [&] {
         m_fileFolderFilter = mask && *mask ? mask : MatchesNothing;
-        // Companions that are there keep the mask that they were made with: they belong to no stored profile.
+        // Existing companions keep the mask that they were made with, because they belong to no stored profile.
         RemoveProfile(FileFolderFilterProfile);
         SetPath(FileFolderFilterProfile, std::vector<CString>(), m_fileFolderFilter, true, true);
     });

@@ -1,4 +1,4 @@
-// Editing the selection that is estimated.
+// Edits the estimated selection.
 #include "orbwatcher4/Scanner.h"
 #include "orbwatcher4/estimator/DriveScans.h"
 #include "orbwatcher4/estimator/EntryTree.h"
@@ -73,8 +73,8 @@ void Scanner::SetPath(int profile, std::vector<CString> paths, const wchar_t* ma
     }
 }
 
-// A rule for the path or for anything whose path begins with it gives way, also where a folder's name just begins
-// alike. All rules are judged before one is removed: where the very rule is there, everything stays.
+// Plans which rules give way: each rule for the path, and for any path that begins with it, even if a folder's name
+// only begins alike. All rules are judged before one is removed: if the very rule exists already, nothing changes.
 Scanner::Edit Scanner::PlanEdit(const Filter& rule) const
 {
     Edit edit;
@@ -145,7 +145,7 @@ void Scanner::AddProfile(const std::vector<int>& profiles)
     AtBoundary(L"Scanner::AddProfile", [&] {
         for (const FilterPtr& rule : RulesOfProfiles(profiles))
             m_selection.AddSingleFilter(rule, false);
-        m_selection.Sort(); // once: sorting with each rule would take a time that grows with their square
+        m_selection.Sort(); // once: sorting after each rule would take quadratic time
     });
 }
 

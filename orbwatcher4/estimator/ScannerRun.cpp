@@ -1,4 +1,4 @@
-// Scanning: filling the cache.
+// Scans the drives and fills the cache.
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/Scanner.h"
 #include "orbwatcher4/estimator/DriveScans.h"
@@ -41,7 +41,7 @@ void Scanner::FileFoundCallback(const wchar_t* path, unsigned __int64 size)
 {
     AtBoundary(L"Scanner::FileFoundCallback", [&] {
         m_tally->CountFile(size);
-        // Also of a file that was cached already: the running totals count finds.
+        // A file that was cached already counts, too: the running totals count finds.
         Count(AddToCache(path, size));
     });
 }

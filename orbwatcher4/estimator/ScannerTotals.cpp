@@ -1,4 +1,4 @@
-// Counting what the selection includes of the cache.
+// Counts the included files of the cache.
 #include "orbwatcher4/Scanner.h"
 #include "orbwatcher4/estimator/DriveScans.h"
 #include "orbwatcher4/estimator/EntryTree.h"
@@ -18,7 +18,7 @@ bool IsFolderOnDisk(const CString& path)
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
 }
 
-// An exclusion ends the rules' walk, so that it is the last one to take part.
+// Returns the rule that decided. An exclusion ends the walk over the rules, so it is the last rule that took part.
 FilterPtr DecidingRule(InclusionType decision, const FilterList& matched)
 {
     const auto wanted = decision == Included ? WatcherEnum::Include : WatcherEnum::Exclude;
@@ -55,7 +55,7 @@ bool Scanner::PrepareRecount()
 
 void Scanner::UpdateTotals()
 {
-    // The event is reset before it shows: who sees it calculating and aborts it must not be too early.
+    // The event is reset before the calculation is visible: a caller that sees it and aborts must not come too early.
     m_abortEvent->ResetEvent();
     m_calculating = true;
     AtBoundary(L"Scanner::UpdateTotals", [&] {

@@ -19,14 +19,14 @@ public:
     SpinFlag(const SpinFlag&) = delete;
     SpinFlag& operator=(const SpinFlag&) = delete;
 
-    /// Tries until nobody else holds it. Not twice on one thread.
+    /// Waits until the flag is free, and holds it. The thread must not hold it already.
     void Acquire() noexcept
     {
         LockOrder::Entering(this, LockRank::Leaf, m_name, __builtin_return_address(0));
         for (std::int32_t expected = 0; !m_held.compare_exchange_strong(expected, 1); expected = 0) {
         }
     }
-    /// On the thread that holds it.
+    /// Releases the flag. Call it on the thread that holds it.
     void Release() noexcept
     {
         m_held.exchange(0);
@@ -38,13 +38,13 @@ private:
     const wchar_t* const m_name;
 };
 
-/// Holds a flag for as long as it lives.
+/// Holds a flag in its scope.
 class SpinScope
 {
 public:
     /// The flag must outlive it.
     explicit SpinScope(SpinFlag& flag) noexcept : m_flag(flag) { m_flag.Acquire(); }
-    /// Gives the flag back.
+    /// Releases the flag.
     ~SpinScope() { m_flag.Release(); }
     SpinScope(const SpinScope&) = delete;
     SpinScope& operator=(const SpinScope&) = delete;

@@ -10,7 +10,7 @@
 namespace
 {
 
-// Empty when the file is not there or is no XML.
+// Returns an empty document when the file is missing or is no XML.
 CMarkup LoadWhole(const wchar_t* path)
 {
     CMarkup document;
@@ -26,7 +26,7 @@ double Number(const CMarkup& document, const wchar_t* attribute)
 
 } // namespace
 
-// Costs are not estimated: nothing is made of what is looked up.
+// Costs are not estimated, so the looked-up rate has no effect.
 double Scanner::GetEntryCost(const FSEntry& entry)
 {
     if (!m_extensionMap.empty()) {
