@@ -135,16 +135,16 @@ public:
 
     // --- Editing. ---
 
-    /// Adds a rule to its drive. Its path is taken as it stands (see SystemForm). `sort`: sorts at once; otherwise the caller must call Sort before a check. Returns
-    /// true unless memory runs out.
+    /// Adds a rule to its drive. Its path is taken as it stands (see SystemForm). `sort`: sorts at once; otherwise the
+    /// caller must call Sort before a check. Returns true unless memory runs out.
     bool AddSingleFilter(const FilterPtr& rule, bool sort);
     /// Adds an advanced rule in the same way; its Sort is SortAdvancedFilters.
     bool AddAdvancedFilter(const FilterPtr& rule, bool sort);
     /// Removes rules. byValue false: removes this very object; true: removes every rule of its drive that is equal in
-    /// type, path (in the system's form, case ignored), exclude and pluginId. alsoFromXml: removes the matching items from the data file,
-    /// too. Returns true when something was removed. If the file cannot be written, it stays as it is, and the log says
-    /// so. An item that gave two rules is removed with the rule that includes: its exclusion alone is no item of the
-    /// file.
+    /// type, path (in the system's form, case ignored), exclude and pluginId. alsoFromXml: removes the matching items
+    /// from the data file, too. Returns true when something was removed. If the file cannot be written, it stays as it
+    /// is, and the log says so. An item that gave two rules is removed with the rule that includes: its exclusion alone
+    /// is no item of the file.
     bool RemoveSingleFilter(FilterPtr rule, bool byValue, bool alsoFromXml);
     /// Returns false when a rule of the same path (case ignored), type, mask and pluginId has the opposite kind.
     /// Paths are compared in the system's form.

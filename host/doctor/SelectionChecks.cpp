@@ -55,13 +55,15 @@ Check CheckDrive(const SelectionView::Root& root)
 Checks CheckSelection(const SelectionFiles& files)
 {
     Checks checks;
-    bool good = true;
-    for (const SelectionFinding& finding : FindingsOf(files)) {
-        checks.push_back(
-            {"selection", finding.failure ? State::Failed : State::Warning, finding.message, finding.path});
-        good = good && !finding.failure;
-    }
-    if (!good)
+    const SelectionFindings findings = FindingsOf(files);
+    for (const RuleFinding& finding : findings.inFiles.Kept())
+        checks.push_back({"selection", finding.kind == RuleFinding::Kind::FileUnread ? State::Failed : State::Warning,
+                          TextOf(finding), finding.file.GetString()});
+    if (findings.inFiles.More() != 0)
+        checks.push_back({"selection", State::Warning, MoreFindings(findings.inFiles.More()), files.data});
+    for (const std::wstring& text : findings.others)
+        checks.push_back({"selection", State::Warning, text, L""});
+    if (findings.inFiles.Count(RuleFinding::Kind::FileUnread) != 0)
         return checks;
     const SelectionView selection(files);
     std::size_t rules = 0;

@@ -65,11 +65,11 @@ public:
     bool ProgressCallback() override { return m_watcher.ProgressCallback(); }
     void FileFoundCallback(const wchar_t* path, unsigned __int64) override
     {
-        m.enumeration.CountFile(m_watcher.TakeFound(path, TakeListed()));
+        m.enumeration.CountFile(Told(path, m_watcher.TakeFound(path, TakeListed())));
     }
     void FolderFoundCallback(const wchar_t* path) override
     {
-        m.enumeration.CountFolder(m_watcher.TakeFound(path, TakeListed()));
+        m.enumeration.CountFolder(Told(path, m_watcher.TakeFound(path, TakeListed())));
     }
 
     void Entering(const CString& folder) override
@@ -86,8 +86,11 @@ public:
             m.due.MakeFullOnceFor(WithoutBackslash(folder));
     }
     void Shown(std::uint32_t attributes) override { m_listed = attributes; }
+    // What vanishes during the walk is no gap; what a rule names may be misspelled.
+    void SelectedMissing(const CString& path) override { m.skipped.Add(path, PathOutcome::Missing); }
     void PassedOver(const CString& path, PathOutcome why) override
     {
+        Told(path, why);
         if (why == PathOutcome::Missing || why == PathOutcome::Unreadable)
             return m.enumeration.CountBeside(why);
         // A walk does not tell whose exclusion it is.
@@ -96,6 +99,13 @@ public:
     }
 
 private:
+    PathOutcome Told(const CString& path, PathOutcome outcome)
+    {
+        if (outcome == PathOutcome::Unreadable || outcome == PathOutcome::TooLong)
+            m.skipped.Add(path, outcome);
+        return outcome;
+    }
+
     // Of what was shown last. What was shown too long ago is to be asked for again.
     std::optional<DWORD> TakeListed()
     {
@@ -119,6 +129,7 @@ int COrbWatcher::StartFirstTimeRun(int reload)
         m->enableFirstTime = 1;
         m->firstTime.running = 1;
         m->enumeration.Restart();
+        m->skipped.Restart();
     }
     int started = 0;
     if (!Completes(L"The start of the first-time run", [&] { started = BeginFirstTimeRun(reload); }))
@@ -198,6 +209,7 @@ void COrbWatcher::LeaveDriveOut(const CString& root)
     else
         g_OrbLog.Log(L"%s is away and is enumerated when it returns", root.GetString());
     m->enumeration.CountBeside(PathOutcome::Missing);
+    m->skipped.Add(root, PathOutcome::Missing);
     m->due.ReportLeftOut(root, m->clock->Seconds());
 }
 
@@ -322,6 +334,13 @@ EnumerationProgress COrbWatcher::GetEnumerationProgress()
     return progress;
 }
 
+SkippedPaths COrbWatcher::TakeSkippedPaths()
+{
+    SkippedPaths skipped;
+    Completes(L"TakeSkippedPaths", [&] { skipped = m->skipped.Take(); });
+    return skipped;
+}
+
 bool COrbWatcher::FirstRun(const wchar_t* drive)
 {
     const COrbFuncLog guard(L"COrbWatcher::FirstRun");
@@ -371,7 +390,11 @@ bool COrbWatcher::EnumerateDrive(const wchar_t* drive, const wchar_t* pattern, b
 
 void COrbWatcher::FileFoundCallback(const wchar_t* path, unsigned __int64)
 {
-    m->enumeration.CountFile(TakeFound(path, std::nullopt));
+    const PathOutcome outcome = TakeFound(path, std::nullopt);
+    // Only paths that rules name come here.
+    if (outcome == PathOutcome::Missing || outcome == PathOutcome::Unreadable || outcome == PathOutcome::TooLong)
+        m->skipped.Add(path, outcome);
+    m->enumeration.CountFile(outcome);
 }
 
 void COrbWatcher::FolderFoundCallback(const wchar_t* path)

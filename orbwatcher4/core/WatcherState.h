@@ -18,6 +18,8 @@
 #include "orbwatcher4/core/OwnFiles.h"
 #include "orbwatcher4/core/RecordedVolumes.h"
 #include "orbwatcher4/core/Signal.h"
+#include "orbwatcher4/core/SkippedPaths.h"
+#include "orbwatcher4/core/WaitingFindings.h"
 #include "support/Clock.h"
 #include "support/FileWriter.h"
 #include "support/Handle.h"
@@ -77,6 +79,8 @@ struct WatcherState {
     std::atomic<int> enableFirstTime{0};
     FirstTimeState firstTime;
     EnumerationTally enumeration;
+    SkippedPathsList skipped;
+    WaitingFindings findings;
 
     // Named, and so shared with every watcher on the machine: a signal need not be meant for this one.
     KernelHandle deletedFilesEvent;

@@ -207,7 +207,8 @@ private:
     std::wstring Ended(std::wstring_view name, bool atTheEnd)
     {
         const std::wstring_view trimmed = m_exact ? name : Trimmed(name, atTheEnd);
-        if (!NameOf(name).empty())
+        // Some systems find the trimmed name, too.
+        if (EqualNoCase(NameOf(name), name))
             return std::wstring(name);
         m_formed.doubtfulEnd = m_formed.doubtfulEnd || trimmed.empty() || IsDotOrSpace(trimmed.back());
         return std::wstring(trimmed);

@@ -329,6 +329,8 @@ TEST_F(Loading, ANameThatEndsInADotStaysWhenTheDiskHasItSo)
     };
     EXPECT_STREQ(pathOf(L"dotted."), InTree(L"dotted.\\"));
     EXPECT_STREQ(pathOf(L"undotted."), InTree(L"undotted\\"));
+    Write(L"plain\\f.txt");
+    EXPECT_STREQ(pathOf(L"plain."), InTree(L"plain\\"));
     EXPECT_TRUE(RemoveDirectoryW(dotted)); // the standard library does not find it
 }
 

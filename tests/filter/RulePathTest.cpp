@@ -120,6 +120,13 @@ TEST(RulePathForm, ANameThatEndsInADotStaysWhenTheDiskHasIt)
     EXPECT_EQ(disk.asked, (std::vector<std::wstring>{L"C:\\docs.", L"C:\\docs.\\a."}));
 }
 
+TEST(RulePathForm, ANameThatTheDiskHasWithoutItsDotIsTrimmed)
+{
+    KnownNames disk;
+    disk.names[L"C:\\docs."] = L"docs";
+    EXPECT_EQ(FormOf(L"C:\\docs.", &disk), L"C:\\docs");
+}
+
 TEST(RulePathForm, AShortNameBecomesTheLongOneThatTheDiskKnows)
 {
     KnownNames disk;
