@@ -13,22 +13,37 @@ using State = Check::State;
 
 bool IsThere(const CString& path) { return GetFileAttributesW(SystemPath(path)) != INVALID_FILE_ATTRIBUTES; }
 
+bool IsFolder(const CString& path)
+{
+    const DWORD attributes = GetFileAttributesW(SystemPath(path));
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
 std::wstring Counted(std::size_t count, const wchar_t* what) { return std::to_wstring(count) + L" " + what; }
 
 // Checks the rules that include something on a present drive.
 void CheckPaths(const SelectionView& selection, Checks& checks)
 {
-    std::vector<std::wstring> missing;
-    for (const FilterPtr& rule : selection.RulesOfPresentRoots())
-        if (rule->incEx == WatcherEnum::Include && !rule->path.IsEmpty() && !IsThere(rule->path))
+    std::vector<std::wstring> missing, folders;
+    for (const FilterPtr& rule : selection.RulesOfPresentRoots()) {
+        if (!rule->type && IsFolder(rule->path))
+            folders.emplace_back(rule->path.View());
+        else if (rule->incEx == WatcherEnum::Include && !rule->path.IsEmpty() && !IsThere(rule->path))
             missing.emplace_back(rule->path.View());
-    if (missing.empty())
-        return;
-    const std::wstring more =
-        missing.size() == 1 ? L"" : L" (and so are " + Counted(missing.size() - 1, L"more") + L")";
-    checks.push_back({"selection", State::Warning,
-                      L"included, and not there" + more + L"; is the rule spelled right? What comes later is watched",
-                      missing.front()});
+    }
+    const auto more = [](const std::vector<std::wstring>& paths) {
+        return paths.size() == 1 ? L"" : L" (and so are " + Counted(paths.size() - 1, L"more") + L")";
+    };
+    if (!missing.empty())
+        checks.push_back(
+            {"selection", State::Warning,
+             L"included, and not there" + more(missing) + L"; is the rule spelled right? What comes later is watched",
+             missing.front()});
+    if (!folders.empty())
+        checks.push_back({"selection", State::Warning,
+                          L"a folder, and its rule is for a single file" + more(folders) +
+                              L"; is type=\"1\" includeSub=\"1\" meant?",
+                          folders.front()});
 }
 
 Check CheckDrive(const SelectionView::Root& root)

@@ -391,8 +391,10 @@ bool COrbWatcher::EnumerateDrive(const wchar_t* drive, const wchar_t* pattern, b
 void COrbWatcher::FileFoundCallback(const wchar_t* path, unsigned __int64)
 {
     const PathOutcome outcome = TakeFound(path, std::nullopt);
-    // Only paths that rules name come here.
-    if (outcome == PathOutcome::Missing || outcome == PathOutcome::Unreadable || outcome == PathOutcome::TooLong)
+    // Only paths that rules name come here. A folder in the place of the file is not selected by its rule.
+    if (outcome == PathOutcome::Missing || outcome == PathOutcome::NotSelected)
+        m->skipped.Add(path, PathOutcome::Missing);
+    else if (outcome == PathOutcome::Unreadable || outcome == PathOutcome::TooLong)
         m->skipped.Add(path, outcome);
     m->enumeration.CountFile(outcome);
 }

@@ -164,7 +164,7 @@ bool FindGlobalExclude(CMarkup& document, LoadingLog& log)
             CheckElement(document, log, false);
         } else {
             log.NextItem();
-            log.Found(RuleFinding::Kind::Suspicious,
+            log.Found(RuleFinding::Kind::ItemRefused,
                       L"the item stands before GlobalExclude and is not read; GlobalExclude belongs to the top");
         }
     return true;

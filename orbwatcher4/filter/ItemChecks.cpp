@@ -251,7 +251,8 @@ std::wstring ItemChecks::OfPath(std::wstring_view written, const RulePath& forme
 std::wstring ItemChecks::OfKind(const Filter& rule)
 {
     if (!rule.type && EndsInBackslash(rule.path))
-        return L"a rule for a single file ends in a backslash, so that it applies to nothing; is type=\"1\" meant?";
+        return L"a rule for a single file ends in a backslash, so that it applies to nothing in that folder; is "
+               L"type=\"1\" meant?";
     if (!rule.type && rule.includeSub)
         return L"includeSub has no effect on a rule for a single file; is type=\"1\" meant?";
     if (rule.type && !rule.includeSub)

@@ -226,6 +226,7 @@ void RuleReader::Read(const CMarkup& item, const RuleReading& reading, RuleDrive
     rule->additionalInfo = ReadInfo(item);
     if (item.GetAttributeView(L"path"sv).empty()) {
         Say(Kind::Suspicious, L"the item has no path and is no rule");
+        CheckAttributes(item, File::Selection);
         return;
     }
     if (!ReadPath(item, drives, rule->path))

@@ -215,6 +215,13 @@ TEST_F(ReadingRules, WhatIsProbablyNotMeantIsReadAsItStandsAndSaid)
     }
 }
 
+TEST_F(ReadingRules, AnItemWhosePathHasAnotherNameIsToldTheName)
+{
+    EXPECT_TRUE(Read(L"Path='C:\\a' type='1' includeSub='1' mask='.a'").empty());
+    ASSERT_EQ(log.findings.size(), 2u);
+    EXPECT_NE(log.findings[1].second.find(L"is path meant?"), std::wstring::npos);
+}
+
 TEST_F(ReadingRules, WhatIsProbablyNotMeantInAnAdvancedFilterIsSaid)
 {
     const std::vector<std::pair<std::wstring, std::wstring>> mistakes = {

@@ -179,6 +179,17 @@ TEST_F(SelectionMistakes, OfVeryManyTheFirstOnesAreSaidAndTheRestIsCounted)
     EXPECT_TRUE(AnyHas(Warnings(), "and 200 more like these"));
 }
 
+TEST_F(SelectionMistakes, ARuleForASingleFileThatNamesAFolderIsNamed)
+{
+    Write(L"a.txt", "x");
+    WriteSelection(Item(L"path=\"" + tree + L"\""));
+    const End end = Enumerate();
+    EXPECT_EQ(end.code, 3);
+    ASSERT_EQ(OfType(end.records, "skipped").size(), 1u);
+    EXPECT_EQ(OfType(end.records, "skipped")[0].at("path"), Utf8(tree));
+    EXPECT_TRUE(AnyHas(Warnings(), Utf8(tree) + ": a folder, and its rule is for a single file"));
+}
+
 TEST_F(SelectionMistakes, AMalformedFileIsSaidWithLineAndColumn)
 {
     folder.WriteBytes(L"selection.xml", "<Data>\n  <Item>\n</Data>");
@@ -221,6 +232,7 @@ TEST_F(SelectionMistakes, WhatCannotBeReadOrIsTooLongIsNamed)
     EXPECT_EQ(skipped,
               (std::map<std::string, std::string>{{Utf8(Path(L"circle\\")), "unreadable"}, {Utf8(file), "tooLong"}}));
     EXPECT_TRUE(DeleteFileW((L"\\\\?\\" + file).c_str()));
+    RemoveLink(Path(L"circle"));
 }
 
 TEST_F(SelectionMistakes, AFolderUnderARegularExpressionIsExplainedInWords)
