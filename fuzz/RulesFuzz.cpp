@@ -24,11 +24,17 @@ class NoDrives final : public RuleDrives
 public:
     void Includes(const CString&) override {}
     void Relocate(Filter&, std::wstring_view) override {}
+    // Every second name is known, some of them as a longer one.
+    CString NameOf(const CString& path) override
+    {
+        return path.GetLength() % 2 ? CString() : CString(path.GetLength() % 4 ? L"a longer name" : L"x.");
+    }
 };
 
 class NoLog final : public RuleLog
 {
 public:
+    void Found(RuleFinding::Kind, const std::wstring& text) override { Require(!text.empty()); }
     void InfoTooLong(const CString& info) override { Require(info.GetLength() > 278); }
     void MaskTooLong() override {}
     void PatternRefused(const CString& error) override { Require(!error.IsEmpty()); }
@@ -88,7 +94,7 @@ void ReadItems(CMarkup& document, Selection& selection)
     while (document.FindElement(L"Item")) {
         FilterList rules, advanced;
         reader.Read(document, {}, drives, rules);
-        reader.ReadAdvanced(document, advanced);
+        reader.ReadAdvanced(document, drives, advanced);
         Append(selection.rules, rules);
         Append(selection.advanced, advanced);
     }

@@ -1,6 +1,7 @@
 #include "host/AddCommand.h"
 
 #include "host/RulesAddition.h"
+#include "host/Selection.h"
 #include "orbwatcher4/OrbFilter.h"
 
 namespace
@@ -8,40 +9,56 @@ namespace
 
 RulesAddition WantedOf(const AddOptions& options) { return {options.rules, options.deleteWhenDone, options.mergeOnly}; }
 
-bool CanBeRead(const std::wstring& rules)
+bool IsDone(ExitCode code) { return code == ExitDone || code == ExitSomeUnreadable; }
+
+RuleFindings FindingsOfRules(const std::wstring& rules)
 {
     OrbFilter reader;
     FilterList read;
-    return reader.LoadXmlFilter(rules.c_str(), false, &read, false, false);
+    reader.LoadXmlFilter(rules.c_str(), false, &read, false, false);
+    return reader.Findings();
+}
+
+// Why the file could not be read; empty when it could.
+std::wstring WhyUnread(const RuleFindings& findings)
+{
+    for (const RuleFinding& finding : findings.Kept())
+        if (finding.kind == RuleFinding::Kind::FileUnread)
+            return std::wstring(finding.Message().View());
+    return {};
 }
 
 // Reports the result, except what the library wrote to the log.
-ExitCode Tell(const RulesAdded& added, const AddOptions& options, RecordWriter& writer)
+ExitCode Tell(const RulesAdded& added, const RuleFindings& findings, const AddOptions& options, RecordWriter& writer)
 {
-    if (added.result == RulesNotLoaded && CanBeRead(options.rules)) {
+    const std::wstring unread = WhyUnread(findings);
+    if (added.result == RulesNotLoaded && unread.empty()) {
         writer.Error(L"the rules could not be merged into the selection, and none of them was taken", options.rules);
         return ExitFailure;
     }
     if (added.result == RulesNotLoaded) {
-        writer.Error(L"the rules are missing or cannot be read; orbwatch init FOLDER writes a sample", options.rules);
+        writer.Error(L"the rules are missing or cannot be read: " + unread + L"; orbwatch init FOLDER writes a sample",
+                     options.rules);
         return ExitUsage;
     }
+    TellFindings(findings, UnreadFiles::AreNotes, writer);
     for (const ExcludedInfo& excluded : added.excluded)
         writer.ExclusionMet(excluded);
-    return ExitDone;
+    return findings.ChangeTheSelection() ? ExitSomeUnreadable : ExitDone;
 }
 
 // Reports the result of a running watch, which hands out what the rules select.
-ExitCode TellAnswer(const RulesAdded& added, const AddOptions& options, RecordWriter& writer)
+ExitCode TellAnswer(const RulesAdded& added, const RuleFindings& findings, const AddOptions& options,
+                    RecordWriter& writer)
 {
     if (!added.unanswered.empty()) {
         writer.Error(added.unanswered, options.rules);
         return ExitFailure;
     }
-    ExitCode code = Tell(added, options, writer);
+    ExitCode code = Tell(added, findings, options, writer);
     for (const std::wstring& failure : added.failures)
         writer.Note(failure);
-    if (code == ExitDone && !added.failures.empty())
+    if (IsDone(code) && !added.failures.empty())
         code = ExitFailure;
     writer.Added(std::nullopt, added.excluded.size(), code);
     return code;
@@ -51,8 +68,9 @@ ExitCode TellAnswer(const RulesAdded& added, const AddOptions& options, RecordWr
 class Addition
 {
 public:
-    Addition(const AddOptions& options, RecordWriter& writer)
+    Addition(const AddOptions& options, const RuleFindings& findings, RecordWriter& writer)
         : m_options(options),
+          m_findings(findings),
           m_writer(writer),
           m_service(options, writer)
     {
@@ -65,7 +83,7 @@ public:
         ExitCode code = Add();
         m_failed = m_service.TellMessages() || m_failed;
         code = m_service.End(code);
-        if (code == ExitDone && m_failed)
+        if (IsDone(code) && m_failed)
             code = ExitFailure;
         m_writer.Added(m_queued, m_exclusions, code);
         return code;
@@ -76,8 +94,8 @@ private:
     {
         const RulesAdded added = AddRules(m_service.Watcher(), WantedOf(m_options));
         m_exclusions = added.excluded.size();
-        const ExitCode code = Tell(added, m_options, m_writer);
-        if (code == ExitDone)
+        const ExitCode code = Tell(added, m_findings, m_options, m_writer);
+        if (IsDone(code))
             TellQueued();
         return code;
     }
@@ -96,6 +114,7 @@ private:
     }
 
     const AddOptions& m_options;
+    const RuleFindings& m_findings;
     RecordWriter& m_writer;
     BackupService m_service;
     std::size_t m_exclusions = 0;
@@ -107,7 +126,9 @@ private:
 
 ExitCode RunAdd(const AddOptions& options, RecordWriter& writer)
 {
+    // Looked at first: the file may be deleted when its rules are taken.
+    const RuleFindings findings = FindingsOfRules(options.rules);
     if (const std::optional<RulesAdded> added = AskToAdd(WantedOf(options)))
-        return TellAnswer(*added, options, writer);
-    return Addition(options, writer).Run();
+        return TellAnswer(*added, findings, options, writer);
+    return Addition(options, findings, writer).Run();
 }

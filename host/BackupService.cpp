@@ -45,8 +45,10 @@ BackupService::~BackupService() { m_watcher.AbortWatching(); }
 
 std::optional<ExitCode> BackupService::Open(LeftPending left)
 {
-    if (!LoadSelection(m_watcher, m_options.files, m_writer))
+    const SelectionState state = LoadSelection(m_watcher, m_options.files, m_writer);
+    if (state == SelectionState::Unusable)
         return ExitUsage;
+    m_selectionPartly = state == SelectionState::Partly;
     m_messages = std::make_unique<LibraryMessages>(LibraryMessages::Keep::Failures);
     if (!OpenIndex())
         return ExitFailure;
@@ -153,6 +155,18 @@ bool BackupService::TellEvents()
         m_writer.Rescan(rescan.root, rescan.reason);
         any = true;
     }
+    return TellSkipped() || any;
+}
+
+bool BackupService::TellSkipped()
+{
+    const SkippedPaths skipped = m_watcher.TakeSkippedPaths();
+    for (const PassedOverPath& path : skipped.paths)
+        m_writer.Skipped(path);
+    if (skipped.more != 0)
+        m_writer.Note(L"the enumeration skipped more than it names: " + std::to_wstring(skipped.more));
+    const bool any = !skipped.paths.empty();
+    m_skipped = m_skipped || any;
     return any;
 }
 
@@ -176,9 +190,12 @@ bool BackupService::TellDeletions()
 bool BackupService::TellMessages()
 {
     const std::vector<LibraryMessages::Line> lines = m_messages->Take();
+    // The selection may have been read again since.
+    TellFindings(m_watcher.TakeSelectionFindings(), UnreadFiles::AreNotes, m_writer);
     for (const LibraryMessages::Line& line : lines)
-        m_writer.Note(line.text);
-    return !lines.empty();
+        if (!line.finding)
+            m_writer.Note(line.text);
+    return std::any_of(lines.begin(), lines.end(), [](const LibraryMessages::Line& line) { return !line.finding; });
 }
 
 bool BackupService::Interrupted() { return WaitForSingleObject(InterruptEvent(), 0) == WAIT_OBJECT_0; }
@@ -217,5 +234,5 @@ ExitCode BackupService::WithFailures(ExitCode code, bool unreadable) const
         return code;
     if (m_recordingFailed)
         return ExitFailure;
-    return m_unreadable.empty() && !unreadable ? ExitDone : ExitSomeUnreadable;
+    return m_unreadable.empty() && !m_skipped && !unreadable ? ExitDone : ExitSomeUnreadable;
 }

@@ -47,7 +47,7 @@ public:
     // Makes files pending again that could not be read, after growing pauses or, with `now`, at once. Returns true when
     // there were any.
     bool RetryUnreadable(bool now);
-    // Reports deletions and rescans. Returns true when there were any.
+    // Reports deletions, rescans and what enumerations skipped. Returns true when there were any.
     bool TellEvents();
     // Reports failures of the library. Returns true when there were any.
     bool TellMessages();
@@ -63,6 +63,9 @@ public:
     double StartedAt() const { return m_start; }
     std::uint64_t HandedOut() const { return m_handedOut; }
     std::uint64_t Deletions() const { return m_deletions; }
+    // Returns true when rules of the selection are missing or mean something else, because their items or values could
+    // not be read.
+    bool IsSelectionPartly() const { return m_selectionPartly; }
     std::uint64_t Unreadable() const { return m_unreadable.size(); }
     // After the end: the number of entries that were kept.
     std::int64_t StillPending() const { return m_stillPending; }
@@ -71,6 +74,7 @@ private:
     bool OpenIndex();
     std::wstring IndexFailure() const;
     bool TellDeletions();
+    bool TellSkipped();
     void Give(const QueueDatum& datum);
     void Record(const QueueDatum& datum);
     void TellUnrecorded(const wchar_t* path);
@@ -88,6 +92,8 @@ private:
     double m_retryAt = 0;                // time of the next try for them
     double m_retryPause = 0;             // seconds
     bool m_recordingFailed = false;
+    bool m_selectionPartly = false;
+    bool m_skipped = false; // an enumeration could not look at everything
     std::uint64_t m_handedOut = 0;
     std::uint64_t m_deletions = 0;
     std::int64_t m_stillPending = 0;

@@ -26,7 +26,7 @@ struct KindColour {
 };
 constexpr KindColour kinds[] = {{"new", "32"},     {"changed", "36"}, {"deleted", "35"}, {"queued", "36"},
                                 {"excluded", "2"}, {"created", "32"}, {"ok", "32"},      {"warning", "33"},
-                                {"failed", "31"},  {"looking", "33"}, {"watching", "1"}};
+                                {"failed", "31"},  {"skipped", "33"}, {"looking", "33"}, {"watching", "1"}};
 
 // A console of Windows interprets colour sequences only when it is told to. Wine's console can be told, too, but shows
 // them as text.

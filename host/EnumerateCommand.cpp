@@ -18,7 +18,7 @@ public:
         EnumerationSummary summary;
         summary.progress = m_service.Watcher().GetEnumerationProgress();
         const std::uint64_t unread = summary.progress.Of(PathOutcome::Unreadable);
-        summary.exitCode = m_service.End(code, unread != 0);
+        summary.exitCode = m_service.End(code, unread != 0 || m_service.IsSelectionPartly());
         summary.unreadable = unread + m_service.Unreadable();
         summary.deleted = m_service.Deletions();
         summary.handedOut = m_service.HandedOut();

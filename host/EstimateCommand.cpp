@@ -64,7 +64,7 @@ public:
 private:
     std::optional<ExitCode> InputFailure()
     {
-        if (!CanBeLoaded(m_options.files, m_writer))
+        if (Examine(m_options.files, m_writer) == SelectionState::Unusable)
             return ExitUsage;
         if (!m_options.stats.empty() && !FileHandle(CreateFileW(m_options.stats.c_str(), GENERIC_READ, FILE_SHARE_READ,
                                                                 nullptr, OPEN_EXISTING, 0, nullptr))) {
@@ -118,7 +118,7 @@ private:
             if (line.text.starts_with(L"There are no statistics of extensions")) {
                 m_writer.Error(line.text + L"; leave out --stats to do without", m_options.stats);
                 good = false;
-            } else {
+            } else if (!line.finding) {
                 m_writer.Note(line.text);
             }
         return good;

@@ -24,11 +24,13 @@ public:
 
     void Explain(const std::wstring& path)
     {
-        // An absolute path is explained as it is, in the form in which a change reports it.
-        const std::wstring asked = IsAbsolute(path) ? path : FullPath(path);
+        // A change reports a path in the system's form.
+        const std::wstring full = IsAbsolute(path) ? path : FullPath(path);
+        const std::wstring asked = OrbFilter::SystemForm(full.c_str()).GetString();
         m_writer.Explain(path, m_watcher.Explain(asked.c_str()));
         for (const LibraryMessages::Line& line : m_messages.Take())
-            m_writer.Note(line.text);
+            if (!line.finding)
+                m_writer.Note(line.text);
     }
 
     // Returns false when a line is no valid text.
@@ -74,7 +76,7 @@ ExitCode RunExplain(const ExplainOptions& options, RecordWriter& writer)
     EndWhenInterrupted();
     COrbWatcher watcher(false);
     watcher.Init();
-    if (!LoadSelection(watcher, options.files, writer))
+    if (LoadSelection(watcher, options.files, writer) == SelectionState::Unusable)
         return ExitUsage;
     Explainer explainer(watcher, writer);
     for (const std::wstring& path : options.paths)

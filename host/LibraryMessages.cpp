@@ -1,5 +1,7 @@
 #include "host/LibraryMessages.h"
 
+#include <algorithm>
+#include <string_view>
 #include <utility>
 
 namespace
@@ -7,6 +9,15 @@ namespace
 
 // Further lines between two calls of Take are dropped: they say nothing more.
 constexpr std::size_t MostKept = 10000;
+
+// The reader of the selection writes a line of its own for each finding, and a general one before some of them.
+bool IsFinding(const LogLine& line)
+{
+    constexpr std::wstring_view general[] = {
+        L"Failed to load Additional Info", L"Extensions is bigger than buffer -- SKIP",
+        L"Failed to create regex filter", L"Failed to load Data XML File", L"Failed to load Advanced filters XML File"};
+    return std::wstring_view(line.source) == L"Selection" || std::ranges::find(general, line.text) != std::end(general);
+}
 
 } // namespace
 
@@ -16,7 +27,7 @@ LibraryMessages::LibraryMessages(Keep keep)
               return;
           const std::scoped_lock lock(m_mutex);
           if (m_lines.size() < MostKept)
-              m_lines.push_back({line.level, line.text});
+              m_lines.push_back({line.level, line.text, IsFinding(line)});
       }))
 {
 }

@@ -14,6 +14,7 @@ public:
     struct Line {
         LogLevel level;
         std::wstring text;
+        bool finding; // about a file of the selection; OrbFilter::Findings has the same
     };
     enum class Keep { Everything, Failures };
 

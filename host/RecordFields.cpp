@@ -3,6 +3,7 @@
 #include "host/Console.h"
 #include "host/ShownPath.h"
 #include "support/HarmlessText.h"
+#include "support/SystemPath.h"
 
 #include <nlohmann/json.hpp>
 
@@ -110,6 +111,18 @@ const char* SentenceOf(PathExplanation::Reason reason)
     return "no rule speaks of it";
 }
 
+// Returns what a decision means that its name does not say; null when there is nothing to add.
+const char* MeaningOf(const PathExplanation& explanation)
+{
+    if (explanation.decision != NotApplicable)
+        return nullptr;
+    return GetFileAttributesW(SystemPath(explanation.path)) == INVALID_FILE_ATTRIBUTES
+               ? "it is not there, and a regular expression judges only files that are there"
+               : "a regular expression judges only files: the folder itself is never handed out, not even an empty "
+                 "one, "
+                 "and each file in it is judged by its own path";
+}
+
 bool Includes(const Filter& rule) { return rule.incEx == WatcherEnum::Include; }
 
 Json RuleObject(const PathExplanation::Rule& entry)
@@ -204,6 +217,7 @@ Json RecordFields::OfExplanation(const std::wstring& path, const PathExplanation
     Json rules = Json::array();
     for (const PathExplanation::Rule& rule : explanation.rules)
         rules.push_back(RuleObject(rule));
+    const char* const meaning = MeaningOf(explanation);
     return {{"path", ToUtf8(path)},
             {"decision", NameOf(explanation.decision)},
             {"reason", NameOf(explanation.reason)},
@@ -211,6 +225,7 @@ Json RecordFields::OfExplanation(const std::wstring& path, const PathExplanation
             {"advanced", explanation.advancedAsked ? Json(NameOf(explanation.advanced)) : Json(nullptr)},
             {"rules", std::move(rules)},
             {"deciding", explanation.deciding < 0 ? Json(nullptr) : Json(explanation.deciding)},
+            {"meaning", meaning ? Json(meaning) : Json(nullptr)},
             {"checkedPath", ToUtf8(explanation.path.View())}};
 }
 
@@ -223,6 +238,8 @@ std::string RecordFields::ExplanationLines(const std::wstring& path, const PathE
         lines += std::string("    ") + SentenceOf(explanation.reason) + "\n";
     if (explanation.advancedAsked)
         lines += std::string("    advanced filters: ") + NameOf(explanation.advanced) + "\n";
+    if (const char* const meaning = MeaningOf(explanation))
+        lines += std::string("    ") + meaning + "\n";
     return lines;
 }
 

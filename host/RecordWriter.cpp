@@ -105,6 +105,20 @@ void RecordWriter::Rescan(const CString& root, const std::string& reason)
         PrintLine("looking at " + ToUtf8(ShownPath(root.View())) + " again (" + reason + ")\n");
 }
 
+void RecordWriter::Skipped(const PassedOverPath& skipped)
+{
+    const char* const reason = skipped.why == PathOutcome::Missing   ? "missing"
+                               : skipped.why == PathOutcome::TooLong ? "tooLong"
+                                                                     : "unreadable";
+    const char* const words = skipped.why == PathOutcome::Missing   ? "not there"
+                              : skipped.why == PathOutcome::TooLong ? "its path is too long"
+                                                                    : "cannot be read";
+    if (m_json)
+        WriteJson(m_data, "skipped", Json{{"path", ToUtf8(skipped.path.View())}, {"reason", reason}});
+    else
+        PrintLine("skipped " + ToUtf8(ShownPath(skipped.path.View())) + ": " + words + "\n");
+}
+
 void RecordWriter::Collected(std::int64_t pending)
 {
     if (m_json)

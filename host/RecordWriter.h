@@ -35,6 +35,8 @@ public:
     void Explain(const std::wstring& path, const PathExplanation& explanation);
     void Deleted(const DeletionRecord& record);
     void Rescan(const CString& root, const std::string& reason);
+    // A path of the selection that an enumeration could not look at.
+    void Skipped(const PassedOverPath& skipped);
     // The number of pending entries, while nothing is handed out.
     void Collected(std::int64_t pending);
     void Summary(std::uint64_t handedOut, std::int64_t pending, int exitCode);

@@ -46,7 +46,8 @@ RulesAdded AddRules(COrbWatcher& watcher, const RulesAddition& wanted)
     added.result =
         watcher.AddNewQueueItem(wanted.rules.c_str(), wanted.deleteWhenDone, &added.excluded, wanted.mergeOnly);
     for (LibraryMessages::Line& line : failures.Take())
-        added.failures.push_back(std::move(line.text));
+        if (!line.finding)
+            added.failures.push_back(std::move(line.text));
     return added;
 }
 

@@ -13,37 +13,20 @@
 namespace
 {
 
-using Lines = std::vector<LibraryMessages::Line>;
+using Kind = RuleFinding::Kind;
 
-// Returns the rest of line i after the prefix; empty when the line begins in another way.
-std::wstring After(const Lines& lines, std::size_t i, const std::wstring& prefix)
+constexpr std::size_t MostNotes = 20;
+
+void AddFailure(SelectionFindings& findings, const wchar_t* text, const std::wstring& file)
 {
-    return i < lines.size() && lines[i].text.starts_with(prefix) ? lines[i].text.substr(prefix.size()) : L"";
+    RuleFinding failure;
+    failure.kind = Kind::FileUnread;
+    failure.file = file.c_str();
+    failure.text = text;
+    findings.inFiles.Add(failure);
 }
 
-bool IsGood(const SelectionFindings& findings)
-{
-    return std::none_of(findings.begin(), findings.end(), [](const SelectionFinding& one) { return one.failure; });
-}
-
-// The library logs why a file could not be read (a failure, the file, the reason), and what it skipped in the files
-// that it read.
-void AddLogged(const Lines& lines, SelectionFindings& findings)
-{
-    for (std::size_t i = 0; i < lines.size(); ++i) {
-        if (lines[i].level != LogLevel::Error)
-            continue;
-        const std::wstring file = After(lines, i + 1, L"File : ");
-        if (!file.empty()) {
-            const std::wstring reason = i + 2 < lines.size() ? lines[i + 2].text : std::wstring();
-            findings.push_back(
-                {true, L"cannot be read as a selection: " + reason + L"; orbwatch init FOLDER writes a sample", file});
-            continue;
-        }
-        const std::wstring more = After(lines, i + 1, L"#####[ERROR]##### ");
-        findings.push_back({false, lines[i].text + (more.empty() ? L"" : L": " + more), L""});
-    }
-}
+bool IsGood(const SelectionFindings& findings) { return findings.inFiles.Count(Kind::FileUnread) == 0; }
 
 bool IsFile(const std::wstring& path)
 {
@@ -67,37 +50,36 @@ SelectionFindings FindingsOfBytes(const SelectionFiles& files)
     SelectionFindings findings;
     for (const std::wstring* file : {&files.data, &files.autoExclude, &files.advanced, &files.secondary})
         if (!file->empty() && !IsFile(*file))
-            findings.push_back(
-                {true, L"the file is not there or cannot be reached; orbwatch init FOLDER writes a sample", *file});
+            AddFailure(findings, L"the file is not there or cannot be reached", *file);
         else if (!file->empty() && !IsReadableText(*file))
-            findings.push_back(
-                {true, L"cannot be read as a selection: it holds bytes that are no UTF-8; save it as UTF-8", *file});
+            AddFailure(findings, L"it holds bytes that are no UTF-8; save it as UTF-8", *file);
     return findings;
 }
 
-// `load` reads the files into the object that will hold the rules.
-SelectionFindings FindingsOfLoading(const SelectionFiles& files, const std::function<bool()>& load)
+// `load` reads the files into the object that will hold the rules, and adds what it finds.
+SelectionFindings FindingsOfLoading(const SelectionFiles& files, const std::function<bool(RuleFindings&)>& load)
 {
     SelectionFindings findings = FindingsOfBytes(files);
-    if (!findings.empty())
+    if (!IsGood(findings))
         return findings;
-    LibraryMessages messages(LibraryMessages::Keep::Everything);
-    const bool loaded = load();
-    AddLogged(messages.Take(), findings);
+    LibraryMessages messages(LibraryMessages::Keep::Failures);
+    const bool loaded = load(findings.inFiles);
+    for (const LibraryMessages::Line& line : messages.Take())
+        if (!line.finding)
+            findings.others.push_back(line.text);
     if (!loaded && IsGood(findings))
-        findings.push_back({true,
-                            L"the selection could not be loaded; what went wrong is in the log (orbwatch doctor says "
-                            L"where)",
-                            files.data});
+        AddFailure(findings, L"what went wrong is in the log (orbwatch doctor says where)", files.data);
     return findings;
 }
 
-// Returns true when there is no failure among them.
-bool Tell(const SelectionFindings& findings, RecordWriter& writer)
+SelectionState Tell(const SelectionFindings& findings, RecordWriter& writer)
 {
-    for (const SelectionFinding& finding : findings)
-        finding.failure ? writer.Error(finding.message, finding.path) : writer.Note(finding.message, finding.path);
-    return IsGood(findings);
+    TellFindings(findings.inFiles, UnreadFiles::AreErrors, writer);
+    for (const std::wstring& text : findings.others)
+        writer.Note(text);
+    if (!IsGood(findings))
+        return SelectionState::Unusable;
+    return findings.inFiles.ChangeTheSelection() ? SelectionState::Partly : SelectionState::Whole;
 }
 
 bool IsAmong(const std::vector<CString>& roots, const CString& root)
@@ -113,25 +95,60 @@ bool IsThere(const CString& root, const DriveGuidInfo& drive)
 
 } // namespace
 
-bool LoadSelection(COrbWatcher& watcher, const SelectionFiles& files, RecordWriter& writer)
+std::wstring TextOf(const RuleFinding& finding)
 {
-    const auto load = [&] {
+    const std::wstring text(finding.Message().View());
+    return finding.kind == Kind::FileUnread
+               ? L"cannot be read as a selection: " + text + L"; orbwatch init FOLDER writes a sample"
+               : text;
+}
+
+std::wstring MoreFindings(std::size_t count)
+{
+    return L"and " + std::to_wstring(count) + (count == 1 ? L" more" : L" more like these");
+}
+
+void TellFindings(const RuleFindings& findings, UnreadFiles unread, RecordWriter& writer)
+{
+    std::vector<RuleFinding> sorted = findings.Kept();
+    std::ranges::stable_sort(sorted, {}, &RuleFinding::kind);
+    std::size_t notes = 0;
+    for (const RuleFinding& finding : sorted)
+        if (finding.kind == Kind::FileUnread && unread == UnreadFiles::AreErrors)
+            writer.Error(TextOf(finding), finding.file.GetString());
+        else if (notes++ < MostNotes)
+            writer.Note(TextOf(finding), finding.file.GetString());
+    const std::size_t more = findings.More() + notes - std::min(notes, MostNotes);
+    if (more != 0)
+        writer.Note(MoreFindings(more) + L" in the selection; orbwatch doctor lists them");
+}
+
+SelectionState LoadSelection(COrbWatcher& watcher, const SelectionFiles& files, RecordWriter& writer)
+{
+    const auto load = [&](RuleFindings& findings) {
         watcher.SetDataXMLFiles(files.data.c_str(), files.autoExclude.c_str(), files.advanced.c_str());
         watcher.SetSecondaryXMLFile(files.secondary.c_str(), nullptr);
-        return watcher.LoadSelection();
+        const bool loaded = watcher.LoadSelection();
+        findings.Append(watcher.TakeSelectionFindings());
+        return loaded;
     };
     return Tell(FindingsOfLoading(files, load), writer);
 }
 
 SelectionFindings FindingsOf(const SelectionFiles& files)
 {
-    return FindingsOfLoading(files, [&] {
-        OrbFilter filter;
-        return filter.LoadXmlFilters(files.data.c_str(), files.autoExclude.c_str(), files.advanced.c_str());
+    return FindingsOfLoading(files, [&](RuleFindings& findings) {
+        OrbFilter filter, secondary;
+        const bool loaded =
+            filter.LoadXmlFilters(files.data.c_str(), files.autoExclude.c_str(), files.advanced.c_str()) &&
+            secondary.LoadXmlFilters(files.secondary.c_str(), nullptr, nullptr);
+        findings.Append(filter.Findings());
+        findings.Append(secondary.Findings());
+        return loaded;
     });
 }
 
-bool CanBeLoaded(const SelectionFiles& files, RecordWriter& writer) { return Tell(FindingsOf(files), writer); }
+SelectionState Examine(const SelectionFiles& files, RecordWriter& writer) { return Tell(FindingsOf(files), writer); }
 
 SelectionView::SelectionView(const SelectionFiles& files)
 {

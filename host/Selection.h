@@ -14,22 +14,27 @@ struct SelectionFiles {
     std::wstring secondary;
 };
 
-// Gives the files to the watcher and loads them. Returns false, with every failure reported, when one of them is
-// missing or cannot be read as a selection.
-bool LoadSelection(COrbWatcher& watcher, const SelectionFiles& files, RecordWriter& writer);
+// Partly: some rules are missing or mean something else, because items or values of the files could not be read.
+enum class SelectionState { Unusable, Partly, Whole };
 
-// A finding about the files: an error in them, or something that was skipped.
-struct SelectionFinding {
-    bool failure; // the selection cannot be used
-    std::wstring message;
-    std::wstring path; // may be empty
+// Gives the files to the watcher, loads them and reports what was found in them.
+SelectionState LoadSelection(COrbWatcher& watcher, const SelectionFiles& files, RecordWriter& writer);
+
+struct SelectionFindings {
+    RuleFindings inFiles;
+    std::vector<std::wstring> others; // failures of the library that concern none of the files
 };
-using SelectionFindings = std::vector<SelectionFinding>;
 
 // Reads the files as the library does. Validates without loading.
 SelectionFindings FindingsOf(const SelectionFiles& files);
-// Reports the findings of FindingsOf. Returns false when one is a failure.
-bool CanBeLoaded(const SelectionFiles& files, RecordWriter& writer);
+// Reports the findings of FindingsOf.
+SelectionState Examine(const SelectionFiles& files, RecordWriter& writer);
+
+// Reports files that could not be read, and the first ones of the other findings as notes.
+enum class UnreadFiles { AreErrors, AreNotes };
+void TellFindings(const RuleFindings& findings, UnreadFiles unread, RecordWriter& writer);
+std::wstring TextOf(const RuleFinding& finding);
+std::wstring MoreFindings(std::size_t count);
 
 // The host's view of the rules.
 class SelectionView

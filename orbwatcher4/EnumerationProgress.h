@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cstddef>
+#include <vector>
 
 /// The outcome of an enumeration for one path.
 enum class PathOutcome : int {
@@ -47,4 +48,19 @@ struct EnumerationProgress {
 
     /// Returns the number of paths with this outcome.
     unsigned __int64 Of(PathOutcome outcome) const { return outcomes[static_cast<std::size_t>(outcome)]; }
+};
+
+/// A path that a walk did not go into: a folder that is hidden, excluded or cannot be read to its end, a link that is
+/// not followed, or a selected path that does not exist.
+struct PassedOverPath {
+    CString path;    ///< full path
+    PathOutcome why; ///< the reason: Hidden, Excluded, ... Missing or Unreadable
+};
+
+/// The paths that enumerations could not look at although the selection includes them.
+struct SkippedPaths {
+    /// Roots, folders and files of the selection that do not exist (Missing), what the system refuses to show
+    /// (Unreadable), and what has too long a path (TooLong).
+    std::vector<PassedOverPath> paths;
+    unsigned __int64 more = 0; ///< how many there were beside those that are named
 };

@@ -19,6 +19,7 @@
 #include "orbwatcher4/ExtProperties.h"
 #include "orbwatcher4/SmartScanCaller.h"
 #include "orbwatcher4/filter/Filter.h"
+#include "orbwatcher4/filter/RuleFinding.h"
 #include "orbwatcher4/filter/RuleSet.h"
 #include "orbwatcher4/filter/ScanLists.h"
 #include "support/HashMemory.h"
@@ -124,21 +125,29 @@ public:
     bool LoadXmlFilter(const wchar_t* file, bool autoExclude, FilterList* out, bool markFlag, bool readItemText);
     /// Adds the advanced rules of a file.
     bool LoadXmlFilterAdvanced(const wchar_t* file);
+    /// Returns what the last call of one of these three functions found: files that were not read, items that are no
+    /// rules, values that were dropped, and what is probably not meant. The log has the same.
+    const RuleFindings& Findings() const { return m_findings; }
+    /// Returns the path in the form in which the system reports changes, and to which these three functions bring the
+    /// paths of rules: with its drive or share, without "/", "." and "..", and with long names. Upper and lower case
+    /// stay. A text that is no full path is returned as it is.
+    static CString SystemForm(const wchar_t* path);
 
     // --- Editing. ---
 
-    /// Adds a rule to its drive. `sort`: sorts at once; otherwise the caller must call Sort before a check. Returns
-    /// true unless memory runs out.
+    /// Adds a rule to its drive. Its path is taken as it stands (see SystemForm). `sort`: sorts at once; otherwise the
+    /// caller must call Sort before a check. Returns true unless memory runs out.
     bool AddSingleFilter(const FilterPtr& rule, bool sort);
     /// Adds an advanced rule in the same way; its Sort is SortAdvancedFilters.
     bool AddAdvancedFilter(const FilterPtr& rule, bool sort);
     /// Removes rules. byValue false: removes this very object; true: removes every rule of its drive that is equal in
-    /// type, path (case ignored), exclude and pluginId. alsoFromXml: removes the matching items from the data file,
-    /// too. Returns true when something was removed. If the file cannot be written, it stays as it is, and the log says
-    /// so. An item that gave two rules is removed with the rule that includes: its exclusion alone is no item of the
-    /// file.
+    /// type, path (in the system's form, case ignored), exclude and pluginId. alsoFromXml: removes the matching items
+    /// from the data file, too. Returns true when something was removed. If the file cannot be written, it stays as it
+    /// is, and the log says so. An item that gave two rules is removed with the rule that includes: its exclusion alone
+    /// is no item of the file.
     bool RemoveSingleFilter(FilterPtr rule, bool byValue, bool alsoFromXml);
     /// Returns false when a rule of the same path (case ignored), type, mask and pluginId has the opposite kind.
+    /// Paths are compared in the system's form.
     bool CheckRuleNoConflict(const FilterPtr& rule) const;
     /// Sorts the rules of every drive.
     void Sort();
@@ -274,6 +283,8 @@ private:
     bool AddScannedDirectory(CString& dir);
     void RememberJunction(const CString& junction, const CString& destination);
     void HandOn(const FilterPtr& rule, FilterList* out);
+    bool ReadSelection(const wchar_t* file, bool autoExclude, FilterList* out, bool markFlag, bool readItemText);
+    bool ReadAdvancedFilters(const wchar_t* file);
     void ReadBackupFolder();
     bool RemoveFromDataFile(const Filter& rule) const;
     bool SaveDataFile(CMarkup& document) const;
@@ -296,4 +307,5 @@ private:
     std::vector<CString> m_includeRoots;
     bool m_networkInclude = false;
     bool m_advancedUnread = false;
+    RuleFindings m_findings;
 };

@@ -21,6 +21,7 @@
 #include "orbwatcher4/SmartScanCaller.h"
 #include "orbwatcher4/core/Notification.h"
 #include "orbwatcher4/filter/Filter.h"
+#include "orbwatcher4/filter/RuleFinding.h"
 
 #include <windows.h>
 
@@ -119,6 +120,9 @@ public:
     /// it could not be loaded: the filter of that file then keeps the rules that it held, or, if it held none, takes
     /// those that could be read.
     bool LoadSelection();
+    /// Returns what loading the selection and adding rules have found in their files since the last call: files that
+    /// were not read, items that are no rules, and what is probably not meant. The log has the same.
+    RuleFindings TakeSelectionFindings();
     /// Waits until the watcher runs and has tried to watch every drive of the selection. Returns false after the time.
     bool WaitUntilReady(DWORD milliseconds);
     /// Returns the roots whose changes are being read, in order.
@@ -241,6 +245,9 @@ public:
     int StartFirstTimeRun(int reload);
     /// Returns the progress of the enumerations. Cheap.
     EnumerationProgress GetEnumerationProgress();
+    /// Returns the paths that enumerations could not look at since the last call. A full enumeration names each path
+    /// once, and the first 200 of them.
+    SkippedPaths TakeSkippedPaths();
     /// A service calls it when the completion event is set. Writes the time that decides when the next full enumeration
     /// is due, unless changes were lost since this one began.
     void NoteFirstTimeRunCompleted();

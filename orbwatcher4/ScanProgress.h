@@ -14,10 +14,3 @@ struct ScanProgress {
     int drives = 0;               ///< drives that the last Start walks
     int drivesDone = 0;           ///< those that were walked to the end
 };
-
-/// A path that a walk did not go into: a folder that is hidden, excluded or cannot be read to its end, a link that is
-/// not followed, or a selected path that does not exist.
-struct PassedOverPath {
-    CString path;    ///< full path
-    PathOutcome why; ///< the reason: Hidden, Excluded, ... Missing or Unreadable
-};

@@ -24,6 +24,10 @@ public:
     // Returns the value of the attribute; of two attributes with the same name the first one counts.
     Value Find(std::wstring_view name) const;
 
+    std::size_t Count() const { return m_attributes.size(); }
+    std::wstring_view NameAt(std::size_t number) const { return m_attributes[number].name; }
+    // Returns true when every attribute has a quoted value and white space before it.
+    bool IsQuoted() const { return m_wellFormed; }
     // Returns true when every attribute has a quoted value, white space before it, and a name of its own.
     bool IsWellFormed() const { return m_wellFormed && !HasTwins(); }
 

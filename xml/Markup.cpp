@@ -95,6 +95,7 @@ const CString& CMarkup::GetDoc() const
 
 const CString& CMarkup::GetResult() const { return m_document->result; }
 const CString& CMarkup::GetParseError() const { return m_document->parseError; }
+TextPlace CMarkup::GetParseErrorPlace() const { return m_document->parseErrorPlace; }
 std::uint64_t CMarkup::Work() const { return m_document->work + m_document->text.Work(); }
 
 void CMarkup::ResetPosition() { m_document->cursor = {}; }
@@ -114,6 +115,18 @@ bool CMarkup::FindElement(const wchar_t* name)
         }
     }
     return false;
+}
+
+bool CMarkup::NextElement()
+{
+    Document& document = *m_document;
+    const auto& cursor = document.cursor;
+    const std::uint32_t element =
+        cursor.current ? document.index[cursor.current].next : document.index[cursor.parent].firstChild;
+    ++document.work;
+    if (element)
+        document.cursor.MoveTo(element);
+    return element != 0;
 }
 
 bool CMarkup::EnterElement()
@@ -152,6 +165,51 @@ std::wstring_view CMarkup::GetAttributeView(std::wstring_view name) const
     document.decoded.clear();
     Unescape(value.text, document.decoded);
     return document.decoded;
+}
+
+std::vector<std::wstring_view> CMarkup::GetAttributeNames() const
+{
+    std::vector<std::wstring_view> names;
+    if (m_document->cursor.current) {
+        const AttributeTable& attributes = m_document->AttributesOf(m_document->cursor.current);
+        for (std::size_t i = 0; i < attributes.Count(); ++i)
+            names.push_back(attributes.NameAt(i));
+    }
+    return names;
+}
+
+std::size_t CMarkup::CountAttributes() const
+{
+    return m_document->cursor.current ? m_document->AttributesOf(m_document->cursor.current).Count() : 0;
+}
+
+bool CMarkup::HasQuotedAttributes() const
+{
+    return !m_document->cursor.current || m_document->AttributesOf(m_document->cursor.current).IsQuoted();
+}
+
+std::wstring_view CMarkup::GetElementName() const
+{
+    const Document& document = *m_document;
+    if (!document.cursor.current)
+        return {};
+    return TagNameAt(document.Head(document.index[document.cursor.current]), 1);
+}
+
+TextPlace CMarkup::GetElementPlace() const
+{
+    return m_document->cursor.current ? m_document->PlaceOf(m_document->cursor.current) : TextPlace();
+}
+
+bool CMarkup::HasChild(std::wstring_view name) const
+{
+    const Document& document = *m_document;
+    if (!document.cursor.current)
+        return false;
+    std::uint32_t child = document.index[document.cursor.current].firstChild;
+    while (child && !document.HasName(child, name))
+        child = document.index[child].next;
+    return child != 0;
 }
 
 CString CMarkup::GetElementText() const

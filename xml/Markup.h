@@ -7,11 +7,13 @@
 #pragma once
 
 #include "mfc/CString.h"
+#include "xml/TextPlace.h"
 
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 class CMarkup
 {
@@ -43,11 +45,15 @@ public:
     const CString& GetResult() const;
     // Returns the error of the last parse alone; empty when there was none.
     const CString& GetParseError() const;
+    // Returns where that error is; no place when there was none, or when it concerns the whole document.
+    TextPlace GetParseErrorPlace() const;
 
     // Moves the cursor back to the top of the document.
     void ResetPosition();
     // Moves the cursor to the next child of the current parent with this name (exact, by unit).
     bool FindElement(const wchar_t* name);
+    // Moves the cursor to the next child of the current parent, whatever its name.
+    bool NextElement();
     // Moves the cursor into the current element; returns false when there is none.
     bool EnterElement();
     // Moves the cursor out of the current parent, which becomes the current element again.
@@ -58,6 +64,19 @@ public:
     // Returns the same without a string of its own, for callers that read very many; valid until the next call of any
     // kind.
     std::wstring_view GetAttributeView(std::wstring_view name) const;
+    // Returns the names of the current element's attributes; of two equal ones both. Valid until the next call of any
+    // kind.
+    std::vector<std::wstring_view> GetAttributeNames() const;
+    std::size_t CountAttributes() const;
+    // Returns true when each of them has a value in quotation marks.
+    bool HasQuotedAttributes() const;
+    // Returns the current element's name; empty when there is none. Valid until the next edit.
+    std::wstring_view GetElementName() const;
+    // Returns where the current element begins; no place when there is none. Calls from front to back cost one pass
+    // over the document together.
+    TextPlace GetElementPlace() const;
+    // Returns true when the current element has a child with this name.
+    bool HasChild(std::wstring_view name) const;
     // Returns the current element's own text and CDATA, decoded and joined.
     CString GetElementText() const;
     // Returns the current element's markup as it is, from its first to its last unit.

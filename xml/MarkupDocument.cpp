@@ -18,6 +18,8 @@ void CMarkup::Document::Clear()
     cursor = {};
     result.Empty();
     parseError.Empty();
+    parseErrorPlace = {};
+    places.Reset();
     complete = true;
     attributesOf = 0;
 }
@@ -25,12 +27,14 @@ void CMarkup::Document::Clear()
 void CMarkup::Document::Parse(const CString& doc)
 {
     text.Reset(doc);
+    places.Reset();
+    parseErrorPlace = {};
     cursor = {};
     attributesOf = 0;
-    std::wstring error = BuildIndex();
+    std::wstring error = BuildIndex(parseErrorPlace);
     complete = error.empty();
     // An error of the whole document says more than an error of one tag.
-    if (const std::wstring structure = StructureError(); !structure.empty())
+    if (const std::wstring structure = StructureError(parseErrorPlace); !structure.empty())
         error = structure;
     parseError = error;
     if (!result.IsEmpty() && !error.empty())
@@ -38,7 +42,7 @@ void CMarkup::Document::Parse(const CString& doc)
     result += parseError;
 }
 
-std::wstring CMarkup::Document::BuildIndex()
+std::wstring CMarkup::Document::BuildIndex(TextPlace& place)
 {
     const std::wstring_view doc = text.Base().View();
     index.Reset(doc.size());
@@ -46,17 +50,28 @@ std::wstring CMarkup::Document::BuildIndex()
     parser.Parse(0);
     index[0].firstChild = parser.First();
     work += doc.size();
+    if (!parser.Error().empty())
+        place = places.Of(doc, parser.ErrorOffset());
     return parser.Error();
 }
 
-std::wstring CMarkup::Document::StructureError() const
+std::wstring CMarkup::Document::StructureError(TextPlace& place)
 {
     if (text.Length() == 0)
         return L"Empty document";
     const std::uint32_t root = index[0].firstChild;
     if (root == 0)
         return L"No root element";
-    return index[root].next ? L"Root element has sibling" : L"";
+    if (!index[root].next)
+        return L"";
+    place = PlaceOf(index[root].next);
+    return L"Root element has sibling";
+}
+
+TextPlace CMarkup::Document::PlaceOf(std::uint32_t element)
+{
+    Flatten();
+    return places.Of(text.Base().View(), index[element].start);
 }
 
 void CMarkup::Document::Flatten()
@@ -72,6 +87,7 @@ void CMarkup::Document::Flatten()
     }
     work += index.Count();
     attributesOf = 0;
+    places.Reset();
 }
 
 bool CMarkup::Document::HasName(std::uint32_t element, std::wstring_view name) const

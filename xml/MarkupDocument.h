@@ -32,9 +32,11 @@ struct CMarkup::Document {
     bool HasName(std::uint32_t element, std::wstring_view name) const;
     const AttributeTable& AttributesOf(std::uint32_t element);
 
-    // Parses the text into the index; returns the error of the tags.
-    std::wstring BuildIndex();
-    std::wstring StructureError() const;
+    // Parses the text into the index; returns the error of the tags, and sets `place` to where it is.
+    std::wstring BuildIndex(TextPlace& place);
+    // Sets `place` when the error has one.
+    std::wstring StructureError(TextPlace& place);
+    TextPlace PlaceOf(std::uint32_t element);
 
     // Inserts the staged text of a new element at the cursor, which moves to it. The element's record needs no links
     // yet.
@@ -55,6 +57,8 @@ struct CMarkup::Document {
     Cursor cursor;
     CString result;
     CString parseError;
+    TextPlace parseErrorPlace;
+    TextPlaces places; // of a text without edits
     std::uint32_t flags = 0;
     // False when an error stopped the index: the rest of the document is not known, so that nothing can be placed in
     // relation to it.

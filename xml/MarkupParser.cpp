@@ -33,6 +33,7 @@ void MarkupParser::Parse(std::uint32_t parent)
         Fail(m_tokenizer.GetFailure());
     } else if (m_open != m_outside) {
         const ElementRecord& open = m_index[m_open];
+        m_errorOffset = OffsetOf(open);
         m_error = L"Element " + Quoted(NameOf(open)) + AtOffset(OffsetOf(open)) + L" not ended";
     }
     CloseOpenElements(m_tokenizer.Position());
@@ -56,6 +57,7 @@ void MarkupParser::Start(const MarkupNode& node)
 bool MarkupParser::End(const MarkupNode& node)
 {
     const std::wstring_view name = TagNameAt(m_text, node.offset + 2);
+    m_errorOffset = node.offset;
     if (m_open == m_outside) {
         m_error = L"No start tag for end tag " + Quoted(name) + AtOffset(node.offset);
         return false;
@@ -76,6 +78,7 @@ bool MarkupParser::End(const MarkupNode& node)
 
 void MarkupParser::Fail(const MarkupTokenizer::Failure& failure)
 {
+    m_errorOffset = failure.offset;
     const std::wstring where = failure.construct + AtOffset(failure.offset);
     m_error = failure.unterminated ? where + L" unterminated" : L"Incorrect " + where;
 }

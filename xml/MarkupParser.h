@@ -22,6 +22,8 @@ public:
     std::uint32_t First() const { return m_first; }
     // Returns the error for people; its offsets count from the text's beginning. Empty when there is none.
     const std::wstring& Error() const { return m_error; }
+    // Returns the offset that the error names.
+    std::size_t ErrorOffset() const { return m_errorOffset; }
 
 private:
     void Start(const MarkupNode& node);
@@ -39,4 +41,5 @@ private:
     std::uint32_t m_open = 0;    // the innermost open element
     std::uint32_t m_first = 0;
     std::wstring m_error;
+    std::size_t m_errorOffset = 0;
 };

@@ -13,22 +13,37 @@ using State = Check::State;
 
 bool IsThere(const CString& path) { return GetFileAttributesW(SystemPath(path)) != INVALID_FILE_ATTRIBUTES; }
 
+bool IsFolder(const CString& path)
+{
+    const DWORD attributes = GetFileAttributesW(SystemPath(path));
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
 std::wstring Counted(std::size_t count, const wchar_t* what) { return std::to_wstring(count) + L" " + what; }
 
 // Checks the rules that include something on a present drive.
 void CheckPaths(const SelectionView& selection, Checks& checks)
 {
-    std::vector<std::wstring> missing;
-    for (const FilterPtr& rule : selection.RulesOfPresentRoots())
-        if (rule->incEx == WatcherEnum::Include && !rule->path.IsEmpty() && !IsThere(rule->path))
+    std::vector<std::wstring> missing, folders;
+    for (const FilterPtr& rule : selection.RulesOfPresentRoots()) {
+        if (!rule->type && IsFolder(rule->path))
+            folders.emplace_back(rule->path.View());
+        else if (rule->incEx == WatcherEnum::Include && !rule->path.IsEmpty() && !IsThere(rule->path))
             missing.emplace_back(rule->path.View());
-    if (missing.empty())
-        return;
-    const std::wstring more =
-        missing.size() == 1 ? L"" : L" (and so are " + Counted(missing.size() - 1, L"more") + L")";
-    checks.push_back({"selection", State::Warning,
-                      L"included, and not there" + more + L"; is the rule spelled right? What comes later is watched",
-                      missing.front()});
+    }
+    const auto more = [](const std::vector<std::wstring>& paths) {
+        return paths.size() == 1 ? L"" : L" (and so are " + Counted(paths.size() - 1, L"more") + L")";
+    };
+    if (!missing.empty())
+        checks.push_back(
+            {"selection", State::Warning,
+             L"included, and not there" + more(missing) + L"; is the rule spelled right? What comes later is watched",
+             missing.front()});
+    if (!folders.empty())
+        checks.push_back({"selection", State::Warning,
+                          L"a folder, and its rule is for a single file" + more(folders) +
+                              L"; is type=\"1\" includeSub=\"1\" meant?",
+                          folders.front()});
 }
 
 Check CheckDrive(const SelectionView::Root& root)
@@ -55,13 +70,15 @@ Check CheckDrive(const SelectionView::Root& root)
 Checks CheckSelection(const SelectionFiles& files)
 {
     Checks checks;
-    bool good = true;
-    for (const SelectionFinding& finding : FindingsOf(files)) {
-        checks.push_back(
-            {"selection", finding.failure ? State::Failed : State::Warning, finding.message, finding.path});
-        good = good && !finding.failure;
-    }
-    if (!good)
+    const SelectionFindings findings = FindingsOf(files);
+    for (const RuleFinding& finding : findings.inFiles.Kept())
+        checks.push_back({"selection", finding.kind == RuleFinding::Kind::FileUnread ? State::Failed : State::Warning,
+                          TextOf(finding), finding.file.GetString()});
+    if (findings.inFiles.More() != 0)
+        checks.push_back({"selection", State::Warning, MoreFindings(findings.inFiles.More()), files.data});
+    for (const std::wstring& text : findings.others)
+        checks.push_back({"selection", State::Warning, text, L""});
+    if (findings.inFiles.Count(RuleFinding::Kind::FileUnread) != 0)
         return checks;
     const SelectionView selection(files);
     std::size_t rules = 0;

@@ -10,13 +10,15 @@ constexpr std::size_t FirstColumn = 14; // the width of the longest kind of a re
 constexpr EndCode Done{ExitDone, "done"};
 constexpr EndCode Failed{ExitFailure, "failure"};
 constexpr EndCode Refused{ExitUsage, "wrong usage or unreadable input"};
-constexpr EndCode SomeUnread{ExitSomeUnreadable, "done, but something could not be read"};
+constexpr EndCode SomeUnread{ExitSomeUnreadable, "done, but something could not be read, or not all of the selection"};
 constexpr EndCode OutOfTime{ExitTimeLimit, "the time limit has come (--timeout)"};
 constexpr EndCode Interrupted{ExitInterrupted, "interrupted (Ctrl-C)"};
 
 constexpr RecordKind Pending{"pending", "a file or folder that waits for backup: path, size, times, the rule's text"};
 constexpr RecordKind Deleted{"deleted", "a path that the index holds and the disk does not"};
 constexpr RecordKind Rescan{"rescan", "a root that is looked at again, and why"};
+constexpr RecordKind Skipped{"skipped",
+                             "a drive, folder or file of the selection that could not be looked at, and why"};
 constexpr RecordKind Created{"created", "a file that was written"};
 
 const CommandHelp commands[] = {
@@ -42,6 +44,7 @@ const CommandHelp commands[] = {
       Pending,
       Deleted,
       Rescan,
+      Skipped,
       {"collected", "with --collect: how many files wait"},
       {"summary", "at the end: how many were handed out, how many still wait"}},
      {Done, Failed, Refused, SomeUnread, OutOfTime, Interrupted}},
@@ -51,7 +54,11 @@ const CommandHelp commands[] = {
      "terminal, standard error shows how it goes. After Ctrl-C or the time limit, what is still pending comes first "
      "at\n"
      "the next start.",
-     {Pending, Deleted, Rescan, {"summary", "at the end: what was found, new, unchanged, skipped and why, unreadable"}},
+     {Pending,
+      Deleted,
+      Rescan,
+      Skipped,
+      {"summary", "at the end: what was found, new, unchanged, skipped and why, unreadable"}},
      {Done, Failed, Refused, SomeUnread, OutOfTime, Interrupted}},
     {"explain",
      {"orbwatch explain --data selection.xml \"C:\\Users\\me\\Documents\\letter.doc\"",
@@ -67,7 +74,7 @@ const CommandHelp commands[] = {
      {{"queued", "a file or folder that the new rules select"},
       {"excluded", "an exclusion among the new rules"},
       {"summary", "at the end: how many were queued (null: a running watch took the rules), how many exclusions"}},
-     {Done, Failed, Refused}},
+     {Done, Failed, Refused, SomeUnread}},
     {"export",
      {"orbwatch export --data selection.xml --index index.db --to pending.xml --max 1000"},
      "A watch that runs on the same data folder is asked; otherwise it is what the last one has left.",

@@ -66,11 +66,11 @@ public:
     bool ProgressCallback() override { return m_watcher.ProgressCallback(); }
     void FileFoundCallback(const wchar_t* path, unsigned __int64) override
     {
-        m.enumeration.CountFile(m_watcher.TakeFound(path, TakeListed()));
+        m.enumeration.CountFile(NamedIfSkipped(path, m_watcher.TakeFound(path, TakeListed())));
     }
     void FolderFoundCallback(const wchar_t* path) override
     {
-        m.enumeration.CountFolder(m_watcher.TakeFound(path, TakeListed()));
+        m.enumeration.CountFolder(NamedIfSkipped(path, m_watcher.TakeFound(path, TakeListed())));
     }
 
     void Entering(const CString& folder) override
@@ -87,8 +87,11 @@ public:
             m.due.MakeFullOnceFor(WithoutBackslash(folder));
     }
     void Shown(std::uint32_t attributes) override { m_listed = attributes; }
+    // A file that vanishes during the walk is no gap, but a path that a rule names may be misspelled.
+    void SelectedMissing(const CString& path) override { m.skipped.Add(path, PathOutcome::Missing); }
     void PassedOver(const CString& path, PathOutcome why) override
     {
+        NamedIfSkipped(path, why);
         if (why == PathOutcome::Missing || why == PathOutcome::Unreadable)
             return m.enumeration.CountBeside(why);
         // A walk does not report whose exclusion it is.
@@ -97,6 +100,14 @@ public:
     }
 
 private:
+    // Names a path that could not be examined. Returns its outcome.
+    PathOutcome NamedIfSkipped(const CString& path, PathOutcome outcome)
+    {
+        if (outcome == PathOutcome::Unreadable || outcome == PathOutcome::TooLong)
+            m.skipped.Add(path, outcome);
+        return outcome;
+    }
+
     // Returns the listed attributes of the last file; nothing when they are too old.
     std::optional<DWORD> TakeListed()
     {
@@ -120,6 +131,7 @@ int COrbWatcher::StartFirstTimeRun(int reload)
         m->enableFirstTime = 1;
         m->firstTime.running = 1;
         m->enumeration.Restart();
+        m->skipped.Restart();
     }
     int started = 0;
     if (!Completes(L"The start of the first-time run", [&] { started = BeginFirstTimeRun(reload); }))
@@ -200,6 +212,7 @@ void COrbWatcher::LeaveDriveOut(const CString& root)
     else
         g_OrbLog.Log(L"%s is away and is enumerated when it returns", root.GetString());
     m->enumeration.CountBeside(PathOutcome::Missing);
+    m->skipped.Add(root, PathOutcome::Missing);
     m->due.ReportLeftOut(root, m->clock->Seconds());
 }
 
@@ -325,6 +338,13 @@ EnumerationProgress COrbWatcher::GetEnumerationProgress()
     return progress;
 }
 
+SkippedPaths COrbWatcher::TakeSkippedPaths()
+{
+    SkippedPaths skipped;
+    Completes(L"TakeSkippedPaths", [&] { skipped = m->skipped.Take(); });
+    return skipped;
+}
+
 bool COrbWatcher::FirstRun(const wchar_t* drive)
 {
     const COrbFuncLog guard(L"COrbWatcher::FirstRun");
@@ -374,7 +394,13 @@ bool COrbWatcher::EnumerateDrive(const wchar_t* drive, const wchar_t* pattern, b
 
 void COrbWatcher::FileFoundCallback(const wchar_t* path, unsigned __int64)
 {
-    m->enumeration.CountFile(TakeFound(path, std::nullopt));
+    const PathOutcome outcome = TakeFound(path, std::nullopt);
+    // Only paths that rules name come here. A folder in the place of the file is not selected by its rule.
+    if (outcome == PathOutcome::Missing || outcome == PathOutcome::NotSelected)
+        m->skipped.Add(path, PathOutcome::Missing);
+    else if (outcome == PathOutcome::Unreadable || outcome == PathOutcome::TooLong)
+        m->skipped.Add(path, outcome);
+    m->enumeration.CountFile(outcome);
 }
 
 void COrbWatcher::FolderFoundCallback(const wchar_t* path)

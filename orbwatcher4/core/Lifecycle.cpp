@@ -11,11 +11,13 @@ namespace
 
 // Loads aside and swaps, so that a rule that is gone from the files is gone here, too. When loading fails
 // the rules that are held stay; a filter that holds none takes what could be loaded.
-bool Reload(OrbFilter& filter, const CString& data, const CString& automatic, const wchar_t* advanced)
+bool Reload(OrbFilter& filter, const CString& data, const CString& automatic, const wchar_t* advanced,
+            WaitingFindings& findings)
 {
     OrbFilter fresh;
     fresh.PrepareToReplace(filter);
     const bool loaded = fresh.LoadXmlFilters(data, automatic, advanced);
+    findings.Add(fresh.Findings());
     if (loaded || !filter.HasRules())
         filter.TakeRulesFrom(fresh);
     return loaded;
@@ -29,6 +31,13 @@ bool COrbWatcher::LoadSelection()
     bool loaded = false;
     const bool whole = Completes(L"Loading the selection", [&] { loaded = TryLoadSelection(); });
     return whole && loaded;
+}
+
+RuleFindings COrbWatcher::TakeSelectionFindings()
+{
+    RuleFindings findings;
+    Completes(L"TakeSelectionFindings", [&] { findings = m->findings.Take(); });
+    return findings;
 }
 
 bool COrbWatcher::TryLoadSelection()
@@ -59,9 +68,10 @@ bool COrbWatcher::ReloadRules(const wchar_t* advancedOfSecondary)
         m->drivesChanged = true;
     }
     // Without a file the rules that were added stay.
-    const bool first =
-        !m->dataXmlPath.IsEmpty() && Reload(m->filter, m->dataXmlPath, m->dataXmlPath2, m->advancedFiltersPath);
-    const bool second = Reload(m->secondaryFilter, m->secondaryXmlPath, m->secondaryXmlPath2, advancedOfSecondary);
+    const bool first = !m->dataXmlPath.IsEmpty() &&
+                       Reload(m->filter, m->dataXmlPath, m->dataXmlPath2, m->advancedFiltersPath, m->findings);
+    const bool second =
+        Reload(m->secondaryFilter, m->secondaryXmlPath, m->secondaryXmlPath2, advancedOfSecondary, m->findings);
     m->filter.SetSecondaryFilter(&m->secondaryFilter);
     m->volumes.Follow(m->filter.GenerateDriveList());
     // The rules of the data file may be there although another file is missing or malformed.

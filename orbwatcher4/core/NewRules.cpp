@@ -53,6 +53,7 @@ COrbWatcher::TakenRules COrbWatcher::TakeNewRules(const wchar_t* xmlPath)
     TakenRules taken;
     FilterList loaded;
     taken.loaded = m->filter.LoadXmlFilter(xmlPath, false, &loaded, false, true);
+    m->findings.Add(m->filter.Findings());
     if (!taken.loaded)
         return taken;
     const auto takeBack = [&] {

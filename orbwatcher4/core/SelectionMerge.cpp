@@ -3,6 +3,7 @@
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/OrbWatcher.h"
 #include "orbwatcher4/core/Completes.h"
+#include "orbwatcher4/filter/DiskNames.h"
 #include "orbwatcher4/filter/DocumentFile.h"
 #include "support/Backslash.h"
 #include "support/CaseFold.h"
@@ -79,7 +80,7 @@ public:
         for (const FilterPtr& rule : rules) {
             if (rule->itemText.IsEmpty())
                 continue;
-            const auto [place, isNew] = m_places.try_emplace(WithoutBackslash(rule->path));
+            const auto [place, isNew] = m_places.try_emplace(KeyOf(rule->path));
             if (isNew)
                 m_order.push_back(&*place);
             place->second.Add(rule->itemText);
@@ -92,7 +93,7 @@ public:
     {
         bool all = true;
         while (document.FindElement(L"Item")) {
-            const auto place = m_places.find(WithoutBackslash(document.GetAttribute(L"path")));
+            const auto place = m_places.find(KeyOf(document.GetAttribute(L"path")));
             if (place == m_places.end() || place->second.IsSettled())
                 continue;
             const CString text = place->second.Replacing(document);
@@ -113,9 +114,13 @@ private:
         return merged;
     }
 
+    // The file may spell a path in another way than the rule, and write a folder's without its last backslash.
+    CString KeyOf(const CString& path) { return WithoutBackslash(ComparableRulePath(path, &m_names)); }
+
     using Places = std::unordered_map<CString, Place, HashText, EqualText>;
 
-    Places m_places; // a folder's path is written with its last backslash or without
+    DiskNames m_names;
+    Places m_places; // by KeyOf
     std::vector<Places::value_type*> m_order;
 };
 

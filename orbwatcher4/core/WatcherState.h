@@ -17,6 +17,8 @@
 #include "orbwatcher4/core/OwnFiles.h"
 #include "orbwatcher4/core/RecordedVolumes.h"
 #include "orbwatcher4/core/Signal.h"
+#include "orbwatcher4/core/SkippedPaths.h"
+#include "orbwatcher4/core/WaitingFindings.h"
 #include "support/Clock.h"
 #include "support/FileWriter.h"
 #include "support/Handle.h"
@@ -76,6 +78,8 @@ struct WatcherState {
     std::atomic<int> enableFirstTime{0};
     FirstTimeState firstTime;
     EnumerationTally enumeration;
+    SkippedPathsList skipped;
+    WaitingFindings findings;
 
     // All watchers on the machine share these named events, so a signal may be meant for another one.
     KernelHandle deletedFilesEvent;

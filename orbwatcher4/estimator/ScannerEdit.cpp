@@ -57,7 +57,8 @@ void Scanner::SetPath(int profile, const wchar_t* path, const wchar_t* mask, boo
 void Scanner::SetPath(int profile, std::vector<CString> paths, const wchar_t* mask, bool include, bool recursive)
 {
     WaitForScans();
-    for (const CString& path : paths) {
+    for (const CString& written : paths) {
+        const CString path = OrbFilter::SystemForm(written);
         const FilterPtr rule = MakeRule(profile, path, mask, include, recursive);
         const Edit edit = PlanEdit(*rule);
         if (edit.known)

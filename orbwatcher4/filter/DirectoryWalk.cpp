@@ -49,6 +49,13 @@ void DirectoryWalk::PassOver(const CString& path, PathOutcome why) const
         m_options.observer->PassedOver(path, why);
 }
 
+void DirectoryWalk::PassOverMissing(const CString& path) const
+{
+    if (m_options.observer)
+        m_options.observer->SelectedMissing(path);
+    PassOver(path, PathOutcome::Missing);
+}
+
 void DirectoryWalk::PassOverKnown(const CString& folder, const CString& destination) const
 {
     g_OrbLog.Log(L"Skipping already-scanned directory %s mapping to %s", folder.GetString(), destination.GetString());

@@ -36,6 +36,8 @@ public:
     bool IsAborted() { return m_abort.IsSet(); }
     // Tells the observer, when there is one.
     void PassOver(const CString& path, PathOutcome why) const;
+    // The same with what a rule names and is not there.
+    void PassOverMissing(const CString& path) const;
     void TakeReadError(const CString& folder, DWORD error) const;
     void TellRead(const CString& folder, DWORD error) const;
     // Whether a sub-folder with these attributes may be entered at all.

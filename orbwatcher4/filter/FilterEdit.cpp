@@ -2,6 +2,7 @@
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/OrbFilter.h"
 #include "orbwatcher4/filter/ApiBoundary.h"
+#include "orbwatcher4/filter/DiskNames.h"
 #include "orbwatcher4/filter/DocumentFile.h"
 #include "orbwatcher4/filter/VolumeTable.h"
 #include "support/Backslash.h"
@@ -10,33 +11,51 @@
 #include "xml/Markup.h"
 
 #include <algorithm>
+#include <set>
 
 namespace
 {
 
-bool SameValue(const Filter& left, const Filter& right)
+// Compares paths in the system's form with the one of a rule.
+class PathOfRule
+{
+public:
+    explicit PathOfRule(const Filter& rule) : m_path(ComparableRulePath(rule.path, &m_names)) {}
+
+    const CString& Path() const { return m_path; }
+    bool IsThatOf(const Filter& other) { return IsSame(ComparableRulePath(other.path, &m_names)); }
+    bool IsSame(const CString& formed) const { return EqualNoCase(m_path.View(), formed.View()); }
+    DiskNames& Names() { return m_names; }
+
+private:
+    DiskNames m_names;
+    const CString m_path;
+};
+
+bool SameValue(const Filter& left, const Filter& right, PathOfRule& pathOfRight)
 {
     return (left.type != 0) == (right.type != 0) && left.exclude == right.exclude && left.pluginId == right.pluginId &&
-           EqualNoCase(left.path.View(), right.path.View());
+           pathOfRight.IsThatOf(left);
 }
 
-// A folder's path may be written without its trailing backslash, and be that of a drive where the volume was.
-CString RulePathOf(const CMarkup& item, bool folder, const VolumeTable& volumes)
+// A path may be spelled in another way than the rule's, a folder's be written without its trailing backslash, and be
+// that of a drive where the volume was.
+CString RulePathOf(const CMarkup& item, bool folder, const VolumeTable& volumes, DiskNames& names)
 {
     Filter read;
-    read.path = item.GetAttribute(L"path");
+    read.path = ComparableRulePath(item.GetAttribute(L"path"), &names);
     if (folder && !read.path.IsEmpty())
         read.path = WithBackslash(read.path);
     volumes.Relocate(read, item.GetAttributeView(L"vid"));
     return read.path;
 }
 
-bool IsItemOf(const CMarkup& item, const Filter& rule, const VolumeTable& volumes)
+bool IsItemOf(const CMarkup& item, const Filter& rule, PathOfRule& path, const VolumeTable& volumes)
 {
     const bool folder = ToInt32(item.GetAttribute(L"type").View()) != 0;
     return folder == (rule.type != 0) && (ToInt32(item.GetAttribute(L"exclude").View()) == 1) == rule.exclude &&
            ToInt32(item.GetAttribute(L"pluginId").View()) == rule.pluginId &&
-           EqualNoCase(RulePathOf(item, folder, volumes).View(), rule.path.View());
+           path.IsSame(RulePathOf(item, folder, volumes, path.Names()));
 }
 
 } // namespace
@@ -46,12 +65,16 @@ bool OrbFilter::RemoveSingleFilter(FilterPtr rule, bool byValue, bool alsoFromXm
     return AtBoundary(L"OrbFilter::RemoveSingleFilter", false, [&]() -> bool {
         if (!rule)
             return false;
+        PathOfRule path(*rule);
         bool removed = false;
-        const auto drive = m_driveRules.find(StripToRoot(rule->path));
-        if (drive != m_driveRules.end())
-            removed = std::erase_if(drive->second.Edit(), [&](const FilterPtr& held) {
-                          return byValue ? SameValue(*held, *rule) : held == rule;
-                      }) > 0;
+        // A rule that was added as it stands is filed by the path that it has.
+        for (const CString& root : std::set<CString>{StripToRoot(rule->path), StripToRoot(path.Path())})
+            if (const auto drive = m_driveRules.find(root); drive != m_driveRules.end())
+                removed = std::erase_if(drive->second.Edit(),
+                                        [&](const FilterPtr& held) {
+                                            return byValue ? SameValue(*held, *rule, path) : held == rule;
+                                        }) > 0 ||
+                          removed;
         if (alsoFromXml)
             removed = AtBoundary(L"OrbFilter::RemoveSingleFilter", false, [&] { return RemoveFromDataFile(*rule); }) ||
                       removed;
@@ -70,8 +93,9 @@ bool OrbFilter::RemoveFromDataFile(const Filter& rule) const
         return false;
     bool removed = false;
     const VolumeTable volumes;
+    PathOfRule path(rule);
     while (document.FindElement(L"Item"))
-        if (IsItemOf(document, rule, volumes))
+        if (IsItemOf(document, rule, path, volumes))
             removed = document.RemoveElement() || removed;
     return removed && SaveDataFile(document);
 }
@@ -88,11 +112,11 @@ bool OrbFilter::SaveDataFile(CMarkup& document) const
 bool OrbFilter::CheckRuleNoConflict(const FilterPtr& rule) const
 {
     return AtBoundary(L"OrbFilter::CheckRuleNoConflict", false, [&]() -> bool {
-        const RuleSet* const rules = RulesOfPath(m_driveRules, rule->path.View());
+        PathOfRule path(*rule);
+        const RuleSet* const rules = RulesOfPath(m_driveRules, path.Path().View());
         return !rules || std::none_of(rules->Rules().begin(), rules->Rules().end(), [&](const FilterPtr& other) {
             return other->incEx != rule->incEx && (other->type != 0) == (rule->type != 0) &&
-                   other->pluginId == rule->pluginId && other->mask == rule->mask &&
-                   EqualNoCase(other->path.View(), rule->path.View());
+                   other->pluginId == rule->pluginId && other->mask == rule->mask && path.IsThatOf(*other);
         });
     });
 }

@@ -3,17 +3,27 @@
 #include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/OrbFilter.h"
 #include "orbwatcher4/filter/ApiBoundary.h"
+#include "orbwatcher4/filter/Contradictions.h"
+#include "orbwatcher4/filter/DiskNames.h"
+#include "orbwatcher4/filter/ItemChecks.h"
 #include "orbwatcher4/filter/RuleReader.h"
 #include "orbwatcher4/filter/VolumeTable.h"
 #include "support/Backslash.h"
+#include "support/CaseFold.h"
 #include "xml/Markup.h"
 
 #include <windows.h>
 
 #include <shlwapi.h>
 
+#include <string>
+#include <utility>
+
 namespace
 {
+
+// The source of the lines about files, items and values. They begin with the file.
+constexpr const wchar_t* FindingSource = L"Selection";
 
 template <typename... Arguments>
 void LogError(int line, const wchar_t* format, Arguments... arguments)
@@ -21,9 +31,55 @@ void LogError(int line, const wchar_t* format, Arguments... arguments)
     g_OrbLog.WriteLog(2, L"OrbFilter", line, format, arguments...);
 }
 
+// The findings of one file, in the list and in the log.
+class FileFindings
+{
+public:
+    FileFindings(const wchar_t* file, RuleFindings& findings) : m_file(file), m_findings(findings) {}
+    ~FileFindings()
+    {
+        if (m_more != 0)
+            g_OrbLog.WriteLog(2, FindingSource, __LINE__, L"%s: %I64d more findings like these are not listed",
+                              m_file.GetString(), static_cast<long long>(m_more));
+    }
+    FileFindings(const FileFindings&) = delete;
+    FileFindings& operator=(const FileFindings&) = delete;
+
+    void Add(RuleFinding::Kind kind, const TextPlace& place, std::uint32_t item, const std::wstring& text)
+    {
+        const RuleFinding finding{kind, m_file, place.line, place.column, item, CString(std::wstring_view(text))};
+        if (!m_findings.Add(finding)) {
+            ++m_more;
+            return;
+        }
+        const int severity = kind == RuleFinding::Kind::Suspicious ? 0 : 2;
+        g_OrbLog.WriteLog(severity, FindingSource, __LINE__, L"%s: %s", m_file.GetString(),
+                          finding.Message().GetString());
+    }
+
+private:
+    const CString m_file;
+    RuleFindings& m_findings;
+    std::size_t m_more = 0;
+};
+
 class LoadingLog final : public RuleLog
 {
 public:
+    LoadingLog(const CMarkup& document, FileFindings& findings) : m_document(document), m_findings(findings) {}
+
+    void NextItem() { ++m_item; }
+    std::uint32_t Item() const { return m_item; }
+
+    void Found(RuleFinding::Kind kind, const std::wstring& text) override
+    {
+        m_findings.Add(kind, m_document.GetElementPlace(), m_item, text);
+    }
+    void FoundElement(const std::wstring& text)
+    {
+        m_findings.Add(RuleFinding::Kind::Suspicious, m_document.GetElementPlace(), 0, text);
+    }
+
     void InfoTooLong(const CString& info) override
     {
         LogError(__LINE__, L"Failed to load Additional Info");
@@ -37,6 +93,11 @@ public:
         LogError(__LINE__, L"Failed to create regex filter");
         g_OrbLog.Log(L"#####[ERROR]##### Regex Error: %s", error.GetString());
     }
+
+private:
+    const CMarkup& m_document;
+    FileFindings& m_findings;
+    std::uint32_t m_item = 0;
 };
 
 // The drives of this machine.
@@ -47,21 +108,93 @@ public:
 
     void Includes(const CString& path) override { networkInclude = m_volumes.IsOnNetwork(path) || networkInclude; }
     void Relocate(Filter& rule, std::wstring_view vid) override { m_volumes.Relocate(rule, vid); }
+    CString NameOf(const CString& path) override { return m_names.NameOf(path); }
 
 private:
     VolumeTable m_volumes;
+    DiskNames m_names;
 };
 
 // Opens a file and goes into its root element. The messages say what failed.
-bool OpenRules(CMarkup& document, const wchar_t* file, const wchar_t* failure)
+bool OpenRules(CMarkup& document, const wchar_t* file, const wchar_t* failure, FileFindings& findings)
 {
     const bool loaded = document.Load(file) && document.GetParseError().IsEmpty();
     if (loaded && document.FindElement(L"Data") && document.EnterElement())
         return true;
     LogError(__LINE__, failure);
     g_OrbLog.Log(L"File : %s", file);
-    g_OrbLog.Log(L"%s", loaded ? L"The root element is not Data" : document.GetResult().GetString());
+    const CString wrongRoot = L"The root element is not Data";
+    g_OrbLog.Log(L"%s", loaded ? wrongRoot.GetString() : document.GetResult().GetString());
+    const CString& reason = loaded                               ? wrongRoot
+                            : document.GetParseError().IsEmpty() ? document.GetResult()
+                                                                 : document.GetParseError();
+    findings.Add(RuleFinding::Kind::FileUnread, document.GetParseErrorPlace(), 0, std::wstring(reason.View()));
     return false;
+}
+
+// Goes into the root element again.
+void Rewind(CMarkup& document)
+{
+    document.ResetPosition();
+    document.FindElement(L"Data");
+    document.EnterElement();
+}
+
+bool IsItem(std::wstring_view name) { return name == L"Item"; }
+
+// Says what stands beside the items and is not read.
+void CheckElement(const CMarkup& document, LoadingLog& log, bool advanced)
+{
+    const std::wstring_view name = document.GetElementName();
+    if (name == L"GlobalExclude" && !advanced)
+        log.FoundElement(L"GlobalExclude stands there again; the first one counts");
+    else if (name != L"Plugin" && name != L"GlobalExclude")
+        log.FoundElement(ItemChecks::OfElement(name));
+}
+
+// Moves to the GlobalExclude element. Items before it are not read; the cursor then stands before the first element
+// when there is none.
+bool FindGlobalExclude(CMarkup& document, LoadingLog& log)
+{
+    if (!document.FindElement(L"GlobalExclude"))
+        return false;
+    Rewind(document);
+    while (document.NextElement() && document.GetElementName() != L"GlobalExclude")
+        if (!IsItem(document.GetElementName())) {
+            CheckElement(document, log, false);
+        } else {
+            log.NextItem();
+            log.Found(RuleFinding::Kind::ItemRefused,
+                      L"the item stands before GlobalExclude and is not read; GlobalExclude belongs to the top");
+        }
+    return true;
+}
+
+constexpr const wchar_t* SecondForAllPaths =
+    L"there is another rule for all paths, and only one of them is applied: an exclusion before an inclusion, and then "
+    L"the one with the shortest mask";
+
+// The items are visited once more: their places are not kept.
+void AddContradictions(const Contradictions& contradictions, CMarkup& document, FileFindings& findings)
+{
+    const std::vector<Contradictions::Pair> pairs = contradictions.Find();
+    if (pairs.empty())
+        return;
+    Rewind(document);
+    std::uint32_t item = 0;
+    for (const Contradictions::Pair& pair : pairs) {
+        while (item < pair.included && document.NextElement())
+            item += IsItem(document.GetElementName()) ? 1 : 0;
+        findings.Add(RuleFinding::Kind::Suspicious, document.GetElementPlace(), item,
+                     L"the rule has no effect: item " + std::to_wstring(pair.excluded) + L" excludes the same");
+    }
+}
+
+void CheckChildren(const CMarkup& document, LoadingLog& log)
+{
+    if (document.HasChild(L"Item"))
+        log.Found(RuleFinding::Kind::Suspicious,
+                  L"an item inside an item is not read; is the end of the outer one missing?");
 }
 
 } // namespace
@@ -75,11 +208,12 @@ bool OrbFilter::LoadXmlFilters(const wchar_t* dataFile, const wchar_t* autoExclu
         m_dataFile = dataFile;
         m_autoExcludeFile = autoExcludeFile;
         m_advancedFile = advancedFile;
+        m_findings.Clear();
 
-        bool loaded = m_dataFile.IsEmpty() || LoadXmlFilter(m_dataFile, false, nullptr, false, false);
+        bool loaded = m_dataFile.IsEmpty() || ReadSelection(m_dataFile, false, nullptr, false, false);
         FilterList automatic;
         if (loaded && !m_autoExcludeFile.IsEmpty())
-            loaded = LoadXmlFilter(m_autoExcludeFile, true, &automatic, false, false);
+            loaded = ReadSelection(m_autoExcludeFile, true, &automatic, false, false);
         if (loaded)
             for (const FilterPtr& rule : automatic) {
                 rule->flags |= RuleFlags::AutoExclude;
@@ -87,7 +221,7 @@ bool OrbFilter::LoadXmlFilters(const wchar_t* dataFile, const wchar_t* autoExclu
             }
         m_advancedUnread = false;
         if (loaded && !m_advancedFile.IsEmpty() && PathFileExistsW(m_advancedFile)) {
-            m_advancedUnread = !LoadXmlFilterAdvanced(m_advancedFile);
+            m_advancedUnread = !ReadAdvancedFilters(m_advancedFile);
             SortAdvancedFilters();
         }
         // In order on every way out: checks rely on it.
@@ -98,21 +232,38 @@ bool OrbFilter::LoadXmlFilters(const wchar_t* dataFile, const wchar_t* autoExclu
 
 bool OrbFilter::LoadXmlFilter(const wchar_t* file, bool autoExclude, FilterList* out, bool markFlag, bool readItemText)
 {
+    m_findings.Clear();
+    return ReadSelection(file, autoExclude, out, markFlag, readItemText);
+}
+
+bool OrbFilter::ReadSelection(const wchar_t* file, bool autoExclude, FilterList* out, bool markFlag, bool readItemText)
+{
     return AtBoundary(L"OrbFilter::LoadXmlFilter", false, [&]() -> bool {
         CMarkup document;
-        if (!OpenRules(document, file, L"Failed to load Data XML File"))
+        FileFindings findings(file, m_findings);
+        if (!OpenRules(document, file, L"Failed to load Data XML File", findings))
             return false;
-        if (document.FindElement(L"GlobalExclude"))
+        LoadingLog log(document, findings);
+        if (FindGlobalExclude(document, log))
             m_globalExclude = document.GetElementText();
         MachineDrives drives;
-        LoadingLog log;
         ReadBackupFolder();
         RuleReader reader(log);
-        for (FilterList rules; document.FindElement(L"Item"); rules.clear()) {
+        Contradictions contradictions;
+        for (FilterList rules; document.NextElement(); rules.clear()) {
+            if (!IsItem(document.GetElementName())) {
+                CheckElement(document, log, false);
+                continue;
+            }
+            log.NextItem();
             reader.Read(document, {autoExclude, markFlag, readItemText}, drives, rules);
-            for (const FilterPtr& rule : rules)
+            CheckChildren(document, log);
+            for (const FilterPtr& rule : rules) {
+                contradictions.Add(rule, log.Item());
                 HandOn(rule, out);
+            }
         }
+        AddContradictions(contradictions, document, findings);
         m_networkInclude = m_networkInclude || drives.networkInclude;
         return true;
     });
@@ -141,14 +292,31 @@ void OrbFilter::HandOn(const FilterPtr& rule, FilterList* out)
 
 bool OrbFilter::LoadXmlFilterAdvanced(const wchar_t* file)
 {
+    m_findings.Clear();
+    return ReadAdvancedFilters(file);
+}
+
+bool OrbFilter::ReadAdvancedFilters(const wchar_t* file)
+{
     return AtBoundary(L"OrbFilter::LoadXmlFilterAdvanced", false, [&]() -> bool {
         CMarkup document;
-        if (!OpenRules(document, file, L"Failed to load Advanced filters XML File"))
+        FileFindings findings(file, m_findings);
+        if (!OpenRules(document, file, L"Failed to load Advanced filters XML File", findings))
             return false;
-        LoadingLog log;
+        LoadingLog log(document, findings);
+        MachineDrives drives;
         RuleReader reader(log);
-        for (FilterList rules; document.FindElement(L"Item"); rules.clear()) {
-            reader.ReadAdvanced(document, rules);
+        bool forAllPaths = false;
+        for (FilterList rules; document.NextElement(); rules.clear()) {
+            if (!IsItem(document.GetElementName())) {
+                CheckElement(document, log, true);
+                continue;
+            }
+            log.NextItem();
+            reader.ReadAdvanced(document, drives, rules);
+            CheckChildren(document, log);
+            if (!rules.empty() && EqualNoCase(rules.front()->path.View(), AllPaths) && std::exchange(forAllPaths, true))
+                log.Found(RuleFinding::Kind::Suspicious, SecondForAllPaths);
             for (const FilterPtr& rule : rules)
                 AddAdvancedFilter(rule, false);
         }

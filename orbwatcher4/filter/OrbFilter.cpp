@@ -2,6 +2,7 @@
 #include "orbwatcher4/filter/ApiBoundary.h"
 
 #include "orbwatcher4/filter/Decisions.h"
+#include "orbwatcher4/filter/DiskNames.h"
 #include "orbwatcher4/filter/PathRoot.h"
 #include "orbwatcher4/filter/VolumeTable.h"
 #include "support/Backslash.h"
@@ -86,6 +87,7 @@ OrbFilter& OrbFilter::operator=(const OrbFilter& other)
     m_includeRoots = other.m_includeRoots;
     m_networkInclude = other.m_networkInclude;
     m_advancedUnread = other.m_advancedUnread;
+    m_findings = other.m_findings;
     return *this;
 }
 
@@ -97,6 +99,15 @@ CString OrbFilter::StripToRoot(const wchar_t* path)
         if (const std::wstring_view text = path ? path : L""; IsPlainDrivePath(text))
             return CString(text.substr(0, 3)).MakeLower();
         return PathRoot(path).MakeLower();
+    });
+}
+
+CString OrbFilter::SystemForm(const wchar_t* path)
+{
+    const CString written = path;
+    return AtBoundary(L"OrbFilter::SystemForm", written, [&] {
+        DiskNames disk;
+        return ComparableRulePath(written, &disk);
     });
 }
 
@@ -215,6 +226,7 @@ void OrbFilter::TakeRulesFrom(OrbFilter& other)
     m_globalExclude = other.m_globalExclude;
     m_backupFolder = other.m_backupFolder;
     m_networkInclude = other.m_networkInclude;
+    m_findings = other.m_findings;
 }
 
 const RuleMap& OrbFilter::AdvancedMap() const

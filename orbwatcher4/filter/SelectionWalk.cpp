@@ -78,7 +78,7 @@ void SelectionWalk::PassOverStart(const CString& folder, DWORD error)
     else
         g_OrbLog.WriteLog(2, L"OrbFilter", __LINE__, L"The selected folder %s cannot be walked: %d", folder.GetString(),
                           error);
-    m_walk.PassOver(folder, gone ? PathOutcome::Missing : PathOutcome::Unreadable);
+    gone ? m_walk.PassOverMissing(folder) : m_walk.PassOver(folder, PathOutcome::Unreadable);
 }
 
 bool SelectionWalk::Run()
@@ -98,7 +98,7 @@ bool SelectionWalk::TakeFiles()
         if (size)
             continue;
         g_OrbLog.Log(L"The selected file %s is not there", file.GetString());
-        m_walk.PassOver(file, PathOutcome::Missing);
+        m_walk.PassOverMissing(file);
     }
     return true;
 }

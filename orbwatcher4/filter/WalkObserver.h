@@ -15,6 +15,8 @@ public:
     virtual void Entering(const CString& folder) = 0;
     /// A folder that the caller is not told of, or something that is not there or cannot be read.
     virtual void PassedOver(const CString& path, PathOutcome why) = 0;
+    /// A folder or file that a rule names is not there. PassedOver says the same next.
+    virtual void SelectedMissing(const CString& path) { static_cast<void>(path); }
     /// The list of an entered folder has been read: `error` is 0, or why it could not be read to its end although the
     /// folder is there.
     virtual void ListRead(const CString& folder, std::uint32_t error)

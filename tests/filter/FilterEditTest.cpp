@@ -52,6 +52,29 @@ TEST(FilterEdit, RemovingARuleFromTheDataFileLeavesTheRestAsItIs)
     EXPECT_EQ(filter.RulesOf(L"C:\\").size(), 1u);
 }
 
+TEST(FilterEdit, RulesAndItemsAreComparedInTheSystemsForm)
+{
+    const TempFolder folder;
+    folder.WriteBytes(L"d.xml", "<Data><Item path=\"C:/a/\" type=\"1\"/><Item path=\"C:\\b\\..\\A\" type=\"1\"/>"
+                                "<Item path=\"C:\\b\" type=\"1\"/></Data>");
+    OrbFilter filter;
+    ASSERT_TRUE(filter.LoadXmlFilters(folder.Path(L"d.xml"), nullptr, nullptr));
+    EXPECT_FALSE(filter.CheckRuleNoConflict(FolderRule(L"C:\\x\\..\\a\\", WatcherEnum::Exclude)));
+    EXPECT_TRUE(filter.RemoveSingleFilter(FolderRule(L"C:\\\\a\\"), true, true));
+    EXPECT_EQ(folder.ReadBytes(L"d.xml"), "<Data><Item path=\"C:\\b\" type=\"1\"/></Data>");
+    EXPECT_EQ(filter.RulesOf(L"C:\\").size(), 1u);
+}
+
+TEST(FilterEdit, ARuleThatWasAddedAsItStandsCanBeRemoved)
+{
+    OrbFilter filter;
+    const FilterPtr rule = FolderRule(L"C:/a/");
+    filter.AddSingleFilter(rule, true);
+    EXPECT_STREQ(rule->path, L"C:/a/");
+    EXPECT_TRUE(filter.RemoveSingleFilter(FolderRule(L"C:/a/"), true, false));
+    EXPECT_FALSE(filter.HasRules());
+}
+
 TEST(FilterEdit, ARuleConflictsWithAHeldOneOfTheOppositeKindAlone)
 {
     OrbFilter filter;

@@ -298,4 +298,136 @@ TEST_F(Loading, ARuleOfAShareFollowsItsVolumeToADrive)
     EXPECT_STREQ(rules[0]->path, L"E:\\data\\");
 }
 
+TEST_F(Loading, ThePathsOfEveryFileComeToTheSystemsForm)
+{
+    ASSERT_TRUE(filter.LoadXmlFilters(
+        WriteRules(L"d.xml", "<Item path=\"C:/docs/\" type=\"1\" includeSub=\"1\"/>"),
+        WriteRules(L"auto.xml", "<Item path=\"C:\\docs\\x\\..\\out\" type=\"1\" includeSub=\"1\" exclude=\"1\"/>"),
+        WriteRules(L"a.xml",
+                   "<Item path=\"\\\\?\\C:\\docs\\\" type=\"1\" includeSub=\"1\" exclude=\"1\" mask=\".tmp\"/>")));
+    EXPECT_EQ(filter.CheckForInclusion(L"C:\\docs\\a", nullptr, false, false), Included);
+    EXPECT_EQ(filter.CheckForInclusion(L"C:\\docs\\out\\a", nullptr, false, false), NotIncluded);
+    EXPECT_EQ(filter.CheckForAdvancedInclusion(L"C:\\docs\\a.tmp"), Excluded);
+    EXPECT_EQ(filter.RulesOf(L"c:\\").size(), 2u);
+    EXPECT_TRUE(filter.Findings().Kept().empty());
+}
+
+TEST_F(Loading, ASpelledPathFollowsItsVolumeWhenItsRootIsInLowerCase)
+{
+    const FilterList rules =
+        Load("<Item path=\"d:/data/\" vid=\"1330791013\"/><Item path=\"D:/data/\" vid=\"1330791013\"/>");
+    EXPECT_STREQ(rules.at(0)->path, L"E:\\data\\");
+    EXPECT_STREQ(rules.at(1)->path, L"D:\\data\\");
+}
+
+TEST_F(Loading, ANameThatEndsInADotStaysWhenTheDiskHasItSo)
+{
+    const CString dotted = L"\\\\?\\" + InTree(L"dotted.");
+    ASSERT_TRUE(CreateDirectoryW(dotted, nullptr));
+    const auto pathOf = [&](const wchar_t* name) {
+        return Load("<Item path=\"" + Narrow(InTree(name).View()) + "\" type=\"1\"/>").at(0)->path;
+    };
+    EXPECT_STREQ(pathOf(L"dotted."), InTree(L"dotted.\\"));
+    EXPECT_STREQ(pathOf(L"undotted."), InTree(L"undotted\\"));
+    Write(L"plain\\f.txt");
+    EXPECT_STREQ(pathOf(L"plain."), InTree(L"plain\\"));
+    EXPECT_TRUE(RemoveDirectoryW(dotted)); // the standard library does not find it
+}
+
+TEST_F(Loading, AnImpossiblePathIsRefusedWithItsItemAndLine)
+{
+    const CString file = WriteRules(L"d.xml", "\n<Item path=\"C:\\a\"/>\n  <Item path=\"docs\" type=\"1\"/>");
+    ASSERT_TRUE(filter.LoadXmlFilters(file, nullptr, nullptr));
+    EXPECT_EQ(filter.AllRules().size(), 1u);
+    ASSERT_EQ(filter.Findings().Kept().size(), 1u);
+    const RuleFinding& finding = filter.Findings().Kept()[0];
+    EXPECT_EQ(finding.kind, RuleFinding::Kind::ItemRefused);
+    EXPECT_STREQ(finding.file, file);
+    EXPECT_EQ(finding.line, 3u);
+    EXPECT_EQ(finding.item, 2u);
+    EXPECT_TRUE(finding.Message().View().starts_with(L"line 3, item 2: path=\"docs\" is no path of a rule: "));
+    const std::wstring line = std::wstring(file.View()) + L": " + finding.Message().GetString();
+    const std::vector<LogCapture::Line> lines = log.Lines();
+    EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [&](const LogCapture::Line& one) {
+        return one.level == LogLevel::Error && one.text == line;
+    }));
+}
+
+TEST_F(Loading, AMaskThatIsTooLongIsSaidWithItsItem)
+{
+    Load("<Item path=\"C:\\a\" mask=\"" + std::string(5120, 'm') + "\"/>");
+    ASSERT_EQ(filter.Findings().Count(RuleFinding::Kind::ValueDropped), 1u);
+    EXPECT_TRUE(filter.Findings().ChangeTheSelection());
+    EXPECT_STREQ(filter.Findings().Kept()[0].Message(),
+                 L"line 1, item 1: mask has 5120 characters, and 5119 at most are read; it is dropped, and the rule "
+                 L"applies to everything");
+}
+
+TEST_F(Loading, WhatStandsBesideTheItemsAndIsNotReadIsSaid)
+{
+    Load(
+        "<item path=\"C:\\a\"/><Item path=\"C:\\b\"/><GlobalExclude/><Item path=\"C:\\c\"><Item path=\"C:\\d\"/></Item>"
+        "<GlobalExclude/><Plugin id=\"1\"><rootPath/></Plugin><Exclude/>");
+    std::vector<std::wstring> said;
+    for (const RuleFinding& finding : filter.Findings().Kept()) {
+        EXPECT_EQ(finding.kind == RuleFinding::Kind::ItemRefused, said.size() == 1); // its rule is lost
+        said.emplace_back(finding.Message().View().substr(0, 45));
+    }
+    EXPECT_EQ(said, (std::vector<std::wstring>{L"line 1, column 7: the element \"item\" is not k",
+                                               L"line 1, item 1: the item stands before Global",
+                                               L"line 1, item 2: an item inside an item is not",
+                                               L"line 1, column 105: GlobalExclude stands ther",
+                                               L"line 1, column 156: the element \"Exclude\" is "}));
+}
+
+TEST_F(Loading, AnInclusionThatAnotherItemExcludesIsSaidWithBothItems)
+{
+    Load("<Item path=\"C:\\x\"/>\n<Item path=\"C:\\a\" type=\"1\" includeSub=\"1\" exclude=\"1\"/>\n<Other/>"
+         "<Item path=\"c:/A/\" type=\"1\" includeSub=\"1\"/>");
+    ASSERT_EQ(filter.Findings().Kept().size(), 2u); // one is the unknown element
+    EXPECT_STREQ(filter.Findings().Kept()[1].Message(),
+                 L"line 3, item 3: the rule has no effect: item 2 excludes the same");
+}
+
+TEST_F(Loading, ASecondAdvancedRuleForAllPathsIsSaid)
+{
+    ASSERT_TRUE(filter.LoadXmlFilterAdvanced(
+        WriteRules(L"a.xml", "<Item path=\"$$ALLPATHS$$\" type=\"1\" exclude=\"1\" mask=\"*.tmp\"/>"
+                             "<Item path=\"$$allpaths$$\" type=\"1\" exclude=\"1\" mask=\"*.bak\"/>")));
+    ASSERT_EQ(filter.Findings().Kept().size(), 1u);
+    EXPECT_EQ(filter.Findings().Kept()[0].item, 2u);
+}
+
+TEST_F(Loading, AMalformedFileIsAFindingWithLineAndColumn)
+{
+    folder.WriteBytes(L"bad.xml", "<Data>\n  <Item>\n</Data>");
+    ASSERT_FALSE(filter.LoadXmlFilters(folder.Path(L"bad.xml"), nullptr, nullptr));
+    ASSERT_EQ(filter.Findings().Kept().size(), 1u);
+    const RuleFinding& finding = filter.Findings().Kept()[0];
+    EXPECT_EQ(finding.kind, RuleFinding::Kind::FileUnread);
+    EXPECT_STREQ(finding.Message(), L"line 3, column 1: End tag 'Data' at offset 16 does not match start tag 'Item' at "
+                                    L"offset 9");
+    EXPECT_TRUE(log.Has(std::wstring(folder.Path(L"bad.xml").View()) + L": " + finding.Message().GetString()));
+}
+
+TEST_F(Loading, EachLoadBeginsItsFindingsAnew)
+{
+    Load("<Item/>");
+    EXPECT_EQ(filter.Findings().Kept().size(), 1u);
+    Load("<Item path=\"C:\\a\"/>");
+    EXPECT_TRUE(filter.Findings().Kept().empty());
+}
+
+TEST_F(Loading, VeryManyFindingsAreCountedAndTheFirstOnesListed)
+{
+    std::string items;
+    for (int i = 0; i < 1000; ++i)
+        items += "<Item path=\"x\"/>\n";
+    Load(items);
+    EXPECT_EQ(filter.Findings().Kept().size(), RuleFindings::MostKept);
+    EXPECT_EQ(filter.Findings().Count(RuleFinding::Kind::ItemRefused), 1000u);
+    EXPECT_EQ(filter.Findings().Kept().back().line, RuleFindings::MostKept);
+    EXPECT_TRUE(log.Has(std::wstring(folder.Path(L"d.xml").View()) + L": 900 more findings like these are not listed"));
+}
+
 } // namespace

@@ -151,11 +151,11 @@ TEST_F(Enumerate, ASelectedFolderThatCannotBeReadIsNamedAndTheCodeSaysSo)
     RemoveLink(Path(L"circle"));
 }
 
-TEST_F(Enumerate, ARootThatIsNotThereIsNamedAndIsNoError)
+TEST_F(Enumerate, ARootThatIsNotThereIsNamedAndTheCodeSaysSo)
 {
     WriteSelection(TreeItem() + Item(LR"(path="Q:\docs" type="1" includeSub="1")"));
     HostProcess host(Command());
-    EXPECT_EQ(host.Finish(), 0);
+    EXPECT_EQ(host.Finish(), 3);
     const std::vector<Json> notes = OfType(host.Errors(), "note");
     ASSERT_EQ(notes.size(), 1u);
     EXPECT_EQ(notes[0].at("path"), "q:\\");

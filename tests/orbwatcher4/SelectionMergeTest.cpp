@@ -43,6 +43,15 @@ TEST_F(SelectionMerging, AFoldersItemMayBeWrittenWithoutItsLastBackslash)
               L"<Data><Item path=\"C:\\a\"/></Data>");
 }
 
+TEST_F(SelectionMerging, ARuleFindsItsItemInWhateverSpelling)
+{
+    EXPECT_EQ(
+        Merged(L"<Data><Item path=\"C:/x/../a/\" type=\"1\"/></Data>", {Rule(L"C:\\a\\", L"<Item path=\"C:\\a\"/>")}),
+        L"<Data><Item path=\"C:\\a\"/></Data>");
+    EXPECT_EQ(Merged(L"<Data><Item path=\"C:\\a\" flags=\"4096\"/></Data>", {Rule(L"C:/a", L"<Item path=\"C:/a\"/>")}),
+              L"<Data><Item path=\"C:\\a\" flags=\"4096\"/></Data>");
+}
+
 TEST_F(SelectionMerging, ARuleWithANewPathComesBehindTheLastItem)
 {
     EXPECT_EQ(Merged(L"<Data><Item path=\"C:\\a\"/><Other/></Data>",
@@ -231,6 +240,16 @@ TEST_F(SelectionMerging, CostsWhatTheFileAndTheRulesCostTogether)
     };
     const std::uint64_t small = work(20000, 100), large = work(200000, 1000);
     EXPECT_LT(large, small * 11);
+}
+
+TEST_F(SelectionMerging, ARuleKeepsItsSpellingInTheFileAndHoldsInTheSystemsForm)
+{
+    WriteData("<Data></Data>");
+    watcher.SetDataXmlPath(data);
+    const CString rules = WriteRules(L"new.xml", "<Item path=\"C:/no such/\" type=\"1\" includeSub=\"1\"/>");
+    EXPECT_EQ(watcher.AddNewQueueItem(rules, false, nullptr, 1), RulesQueued);
+    EXPECT_EQ(DataBytes(), "<Data><Item path=\"C:/no such/\" type=\"1\" includeSub=\"1\"/></Data>");
+    EXPECT_EQ(watcher.Explain(L"C:\\no such\\f").decision, Included);
 }
 
 TEST_F(SelectionMerging, RulesThatAreAddedAreInTheSelectionFileAfterwards)
