@@ -89,6 +89,17 @@ ORBWATCHER4_API OrbResult ORB_CALL OrbLastFailure(wchar_t* buffer, uint32_t capa
 /** Returns the version of the library: major * 65536 + minor * 256 + patch. */
 ORBWATCHER4_API uint32_t ORB_CALL OrbVersion(void);
 
+/* --- The data folder: settings, log, the dump of what is pending, running marks. One for the process. --- */
+
+/** Sets the data folder for the process, before the first watcher is created. It is made when it is missing. The call
+ * sets the environment variable ORB_DATA_FOLDER of the process, which names the folder otherwise, also for processes
+ * that this one starts. Null: removes the variable, so that the folder is %ProgramData%\OrbWatcher4 again.
+ * ORB_WRONG_STATE: a watcher of this process exists; ORB_TEXT_TOO_LONG. */
+ORBWATCHER4_API OrbResult ORB_CALL OrbSetDataFolder(const wchar_t* folder);
+/** Copies the absolute path of the data folder that the process uses now, without a trailing backslash. Buffers as with
+ * OrbLastFailure. */
+ORBWATCHER4_API OrbResult ORB_CALL OrbGetDataFolder(wchar_t* buffer, uint32_t capacity, uint32_t* needed);
+
 /* --- The life of a watcher: created, watching, stopped, watching ... destroyed. --- */
 
 /** A watcher, made by OrbWatcherCreate. */
@@ -110,9 +121,11 @@ typedef struct OrbWatcherOptions {
 
 /** Loads the selection; nothing is watched yet. *watcher receives the handle, and is null after a failure. Load the
  * index (OrbIndexOpen) before OrbWatcherStart: without it the watcher cannot tell what is backed up. Malformed
- * advanced rules exclude nothing, and the log says so: too much is backed up rather than nothing. A data folder is
- * for one selection: the next watcher that starts there takes over what this one leaves pending, and drops what
- * its own rules leave out. ORB_BAD_SIZE, ORB_TEXT_TOO_LONG, ORB_SELECTION_UNREADABLE. */
+ * advanced rules exclude nothing, and the log says so: too much is backed up rather than nothing. A data folder
+ * belongs to the selection and the index of the first watcher that was started with it. A watcher of another selection
+ * or index runs, and keeps nothing there: OrbWatcherStop returns ORB_PENDING_NOT_KEPT when files are pending, and a
+ * full enumeration is due at each start. Give each selection a data folder of its own (OrbSetDataFolder).
+ * ORB_BAD_SIZE, ORB_TEXT_TOO_LONG, ORB_SELECTION_UNREADABLE. */
 ORBWATCHER4_API OrbResult ORB_CALL OrbWatcherCreate(const OrbWatcherOptions* options, OrbWatcherHandle* watcher);
 
 /** Replays what the last run left pending, starts watching, and waits until every root of the selection has been

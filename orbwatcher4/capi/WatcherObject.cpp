@@ -10,6 +10,8 @@ namespace
 
 constexpr ULONGLONG PollInterval = 20; // milliseconds between two looks at the watcher
 
+std::atomic<unsigned> g_objects{0};
+
 // The watcher opens the event by its name.
 std::wstring NewEventName()
 {
@@ -18,6 +20,11 @@ std::wstring NewEventName()
 }
 
 } // namespace
+
+OrbWatcherObject::Counted::Counted() { ++g_objects; }
+OrbWatcherObject::Counted::~Counted() { --g_objects; }
+
+unsigned OrbWatcherObject::Count() { return g_objects; }
 
 OrbWatcherObject::OrbWatcherObject(WatcherSetup setup)
     : m_setup(std::move(setup)),

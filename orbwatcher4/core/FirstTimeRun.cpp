@@ -130,7 +130,7 @@ int COrbWatcher::StartFirstTimeRun(int reload)
 
 int COrbWatcher::BeginFirstTimeRun(int reload)
 {
-    m->due.BeginRun();
+    m->due.BeginRun(m->Use());
     m->due.FullBegins(); // an earlier crash that has just been noticed is made up for by this run
     // A run with the rules that are held is better than none, and none could be started any more.
     if (reload)

@@ -121,6 +121,8 @@ struct WatcherState {
     const Clock* clock = &SystemClock();
     FileWriter* writer;
 
+    // What the data folder must belong to.
+    FolderUse Use() const { return {dataXmlPath, indexDB}; }
     // The path is not there although its drive is, and the drive holds the volume that it should.
     bool IsGone(const CString& path) const;
 };
