@@ -1,5 +1,6 @@
 #include "host/AddCommand.h"
 
+#include "host/Console.h"
 #include "host/RulesAddition.h"
 #include "orbwatcher4/OrbFilter.h"
 
@@ -36,7 +37,7 @@ ExitCode TellAnswer(const RulesAdded& added, const AddOptions& options, RecordWr
 {
     if (!added.unanswered.empty()) {
         writer.Error(added.unanswered, options.rules);
-        return ExitFailure;
+        return added.refused ? ExitUsage : ExitFailure;
     }
     ExitCode code = Tell(added, options, writer);
     for (const std::wstring& failure : added.failures)
@@ -107,7 +108,9 @@ private:
 
 ExitCode RunAdd(const AddOptions& options, RecordWriter& writer)
 {
-    if (const std::optional<RulesAdded> added = AskToAdd(WantedOf(options)))
+    if (FileIsThere(options.files.data) && TellForeignFolder(options.Use(), false, writer))
+        return ExitUsage;
+    if (const std::optional<RulesAdded> added = AskToAdd(WantedOf(options), options.Use()))
         return TellAnswer(*added, options, writer);
     return Addition(options, writer).Run();
 }

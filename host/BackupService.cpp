@@ -47,6 +47,8 @@ std::optional<ExitCode> BackupService::Open(LeftPending left)
 {
     if (!LoadSelection(m_watcher, m_options.files, m_writer))
         return ExitUsage;
+    if (!UseFolder())
+        return ExitUsage;
     m_messages = std::make_unique<LibraryMessages>(LibraryMessages::Keep::Failures);
     if (!OpenIndex())
         return ExitFailure;
@@ -57,7 +59,36 @@ std::optional<ExitCode> BackupService::Open(LeftPending left)
     m_enumerations.Prepare();
     if (left == LeftPending::IsReplayed)
         m_watcher.Resume();
+    if (left == LeftPending::IsReplayed)
+        TellUnmarked();
     return std::nullopt;
+}
+
+// What the folder belongs to is asked again once other commands are kept out.
+bool BackupService::UseFolder()
+{
+    const FolderUse use = m_options.Use();
+    const auto foreign = [&] { return !m_options.takeOver && TellForeignFolder(use, m_options.mayTakeOver, m_writer); };
+    return !foreign() && m_use.Take(m_options.command, use, m_writer) && !foreign() && TakeOver();
+}
+
+bool BackupService::TakeOver()
+{
+    if (!m_options.takeOver || ForeignFolder(m_options.Use()).empty() || TakeOverFolder(m_options.Use()))
+        return true;
+    m_writer.Error(L"the data folder cannot be taken over, its settings cannot be written; the log says why",
+                   GetMainSettings().GetDataFolderPath().GetString());
+    return false;
+}
+
+void BackupService::TellUnmarked()
+{
+    if (m_unmarked || m_watcher.IsCrashNoticed())
+        return;
+    m_unmarked = true;
+    m_writer.Error(L"no running mark can be made in the data folder: if this run is killed, what is pending is lost. "
+                   L"Can this account write there?",
+                   GetMainSettings().GetDataFolderPath().GetString());
 }
 
 bool BackupService::OpenIndex()
@@ -198,6 +229,7 @@ ExitCode BackupService::End(ExitCode code, bool unreadable)
 {
     // The contents of these files were not read: they are pending for the next start.
     RetryUnreadable(true);
+    TellUnmarked();
     m_watcher.AbortWatching();
     m_stillPending = m_watcher.GetTotalFilesInMem();
     m_watcher.DeInit();
@@ -217,5 +249,5 @@ ExitCode BackupService::WithFailures(ExitCode code, bool unreadable) const
         return code;
     if (m_recordingFailed)
         return ExitFailure;
-    return m_unreadable.empty() && !unreadable ? ExitDone : ExitSomeUnreadable;
+    return m_unreadable.empty() && !unreadable && !m_unmarked ? ExitDone : ExitSomeUnreadable;
 }

@@ -16,13 +16,14 @@
 
 // The command line as it was typed: UTF-8 for the parser; Path converts paths for the system.
 struct Arguments {
-    std::string data, autoExclude, advanced, secondary, index, destination, folder;
+    std::string data, autoExclude, advanced, secondary, index, destination, folder, dataFolder;
     std::vector<std::string> paths;
     bool json = false;
     bool hidden = false;
     bool record = false;
     bool enumerate = false;
     bool collect = false;
+    bool takeOver = false;
     std::uint64_t maxEvents = 0;
     double timeout = 0;
     double untilQuiet = 0;

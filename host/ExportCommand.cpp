@@ -1,5 +1,6 @@
 #include "host/ExportCommand.h"
 
+#include "host/Console.h"
 #include "host/PendingExport.h"
 
 namespace
@@ -9,7 +10,7 @@ ExitCode Tell(const PendingExported& exported, const ExportOptions& options, Rec
 {
     if (!exported.failure.empty()) {
         writer.Error(exported.failure, options.to);
-        return ExitFailure;
+        return exported.refused ? ExitUsage : ExitFailure;
     }
     if (!exported.anyPending)
         writer.Note(L"nothing is pending; the list is as it was", options.to);
@@ -22,7 +23,9 @@ ExitCode Tell(const PendingExported& exported, const ExportOptions& options, Rec
 ExitCode RunExport(const ExportOptions& options, RecordWriter& writer)
 {
     const PendingExport wanted{options.to, options.most};
-    if (const std::optional<PendingExported> exported = AskForExport(wanted))
+    if (FileIsThere(options.files.data) && TellForeignFolder(options.Use(), false, writer))
+        return ExitUsage;
+    if (const std::optional<PendingExported> exported = AskForExport(wanted, options.Use()))
         return Tell(*exported, options, writer);
     BackupService service(options, writer);
     if (const std::optional<ExitCode> end = service.Open())

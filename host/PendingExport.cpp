@@ -15,14 +15,14 @@ constexpr DWORD AnswerLimit = 60000; // milliseconds
 PendingExported FromJson(const WatchAnswer& given)
 {
     if (!given.failure.empty())
-        return {false, 0, given.failure};
+        return {false, 0, given.failure, given.refused};
     const Json& answer = given.json;
     const bool whole = answer.is_object() && answer.contains("any") && answer["any"].is_boolean() &&
                        answer.contains("count") && answer["count"].is_number_integer() && answer.contains("failure") &&
                        answer["failure"].is_string();
     if (!whole)
-        return {false, 0, L"the answer of the running watch is none; end it first, or try again"};
-    return {answer.value("any", false), answer.value("count", 0), FromUtf8(answer.value("failure", ""))};
+        return {false, 0, L"the answer of the running watch is none; end it first, or try again", false};
+    return {answer.value("any", false), answer.value("count", 0), FromUtf8(answer.value("failure", "")), false};
 }
 
 } // namespace
@@ -40,10 +40,10 @@ PendingExported ExportPending(COrbWatcher& watcher, const PendingExport& wanted)
     return exported;
 }
 
-std::optional<PendingExported> AskForExport(const PendingExport& wanted)
+std::optional<PendingExported> AskForExport(const PendingExport& wanted, const FolderUse& use)
 {
     const Json request{{"ask", "export"}, {"to", ToUtf8(wanted.file)}, {"max", wanted.most}};
-    const std::optional<WatchAnswer> answer = AskWatch(request, AnswerLimit);
+    const std::optional<WatchAnswer> answer = AskWatch(request, use, AnswerLimit);
     return answer ? std::optional(FromJson(*answer)) : std::nullopt;
 }
 

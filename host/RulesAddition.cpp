@@ -11,17 +11,18 @@ using Json = nlohmann::json;
 
 constexpr DWORD AnswerLimit = 600000; // milliseconds
 
-RulesAdded Unanswered(std::wstring why)
+RulesAdded Unanswered(std::wstring why, bool refused = false)
 {
     RulesAdded none;
     none.unanswered = std::move(why);
+    none.refused = refused;
     return none;
 }
 
 RulesAdded FromJson(const WatchAnswer& given)
 try {
     if (!given.failure.empty())
-        return Unanswered(given.failure);
+        return Unanswered(given.failure, given.refused);
     const Json& answer = given.json;
     RulesAdded added;
     added.result = static_cast<AddQueueItemResult>(answer.at("result").get<int>());
@@ -50,13 +51,13 @@ RulesAdded AddRules(COrbWatcher& watcher, const RulesAddition& wanted)
     return added;
 }
 
-std::optional<RulesAdded> AskToAdd(const RulesAddition& wanted)
+std::optional<RulesAdded> AskToAdd(const RulesAddition& wanted, const FolderUse& use)
 {
     const Json request{{"ask", "add"},
                        {"rules", ToUtf8(wanted.rules)},
                        {"delete", wanted.deleteWhenDone},
                        {"mergeOnly", wanted.mergeOnly}};
-    const std::optional<WatchAnswer> answer = AskWatch(request, AnswerLimit);
+    const std::optional<WatchAnswer> answer = AskWatch(request, use, AnswerLimit);
     return answer ? std::optional(FromJson(*answer)) : std::nullopt;
 }
 

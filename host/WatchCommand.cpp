@@ -97,6 +97,8 @@ private:
     // Answers a request of another command on the pipe.
     nlohmann::json Answer(const nlohmann::json& request)
     {
+        if (const std::optional<nlohmann::json> refused = RefuseOthers(request, m_options.Use()))
+            return *refused;
         if (const std::optional<nlohmann::json> exported = AnswerExport(m_watcher, request))
             return *exported;
         if (const std::optional<RulesAddition> wanted = AdditionOf(request))

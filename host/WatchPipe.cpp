@@ -2,10 +2,13 @@
 
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/OrbSettings.h"
+#include "host/Console.h"
+#include "host/ShownPath.h"
 #include "support/Handle.h"
 #include "support/HandleOwner.h"
 #include "support/Hashes.h"
 #include "support/OwnerAccess.h"
+#include "support/SameFile.h"
 
 namespace
 {
@@ -80,7 +83,25 @@ CString WatchPipeName()
     return name;
 }
 
-std::optional<WatchAnswer> AskWatch(const Json& request, DWORD limit)
+std::optional<Json> RefuseOthers(const Json& request, const FolderUse& own)
+{
+    const auto named = [&](const char* key) {
+        const bool given = request.is_object() && request.contains(key) && request[key].is_string();
+        return given ? CString(FromUtf8(request[key].get<std::string>())) : CString();
+    };
+    const FolderUse asked{named("data"), named("index")};
+    if (AreSameUse(own, asked))
+        return std::nullopt;
+    const auto text = [](const FolderUse& use) {
+        return ShownPath(use.selection.View()) + L" with the index " + ShownPath(use.index.View());
+    };
+    return Json{{"refused", ToUtf8(L"the watch that runs on this data folder has the selection " + text(own) +
+                                   L", not " + text(asked) +
+                                   L". Nothing was changed. Name that selection, or another data folder with "
+                                   L"--data-folder")}};
+}
+
+std::optional<WatchAnswer> AskWatch(Json request, const FolderUse& use, DWORD limit)
 {
     constexpr const wchar_t* none = L"the running watch gave no answer; try again, or end it first";
     const FileHandle pipe = OpenPipe(limit);
@@ -90,6 +111,8 @@ std::optional<WatchAnswer> AskWatch(const Json& request, DWORD limit)
         return Failed(
             L"another account has taken the place of the watch on this data folder, and nothing was asked of it; "
             L"end its program, then try again");
+    request["data"] = ToUtf8(AbsolutePath(use.selection).View());
+    request["index"] = ToUtf8(AbsolutePath(use.index).View());
     const std::string text = PipeText(request);
     std::string answer(LongestReply, '\0');
     const auto write = [&](OVERLAPPED* io) {
@@ -100,6 +123,11 @@ std::optional<WatchAnswer> AskWatch(const Json& request, DWORD limit)
     answer.resize(asked ? Within(limit, pipe.Get(), read).value_or(0) : 0);
     WatchAnswer given;
     given.json = Json::parse(answer, nullptr, false);
+    if (given.json.is_object() && given.json.contains("refused") && given.json["refused"].is_string()) {
+        given.failure = FromUtf8(given.json["refused"].get<std::string>());
+        given.refused = true;
+        return given;
+    }
     return given.json.is_discarded() ? Failed(none) : given;
 }
 

@@ -6,6 +6,7 @@
 // administrators. One thread uses an object.
 #pragma once
 
+#include "companions/settings/FolderUse.h"
 #include "host/PipeInstance.h"
 #include "mfc/CString.h"
 
@@ -20,12 +21,17 @@ CString WatchPipeName();
 struct WatchAnswer {
     nlohmann::json json{nlohmann::json::value_t::discarded};
     std::wstring failure; // why there is no answer, and what to do; empty when there is an answer
+    bool refused = false; // the watch has another selection or index than the request names
 };
 
-// Asks the running watch. Fails when no answer came within `limit` milliseconds, when the watch answers other clients
-// all the time or does not accept this account, and when the pipe is not the watch's: then nothing is asked. Returns
-// nothing when no watch runs.
-std::optional<WatchAnswer> AskWatch(const nlohmann::json& request, DWORD limit);
+// Asks the running watch, which answers only for the selection and the index of `use`. Fails when no answer came within
+// `limit` milliseconds, when the watch answers other clients all the time or does not accept this account, and when the
+// pipe is not the watch's: then nothing is asked. Returns nothing when no watch runs.
+std::optional<WatchAnswer> AskWatch(nlohmann::json request, const FolderUse& use, DWORD limit);
+
+// The watch's side: returns the answer to a request that names another selection or index than `own`; nothing when it
+// names the same, or none.
+std::optional<nlohmann::json> RefuseOthers(const nlohmann::json& request, const FolderUse& own);
 
 // The side of the running watch. If the pipe cannot be made, the log says so, and the watch answers no requests.
 class WatchPipe
