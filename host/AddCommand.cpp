@@ -37,7 +37,7 @@ ExitCode TellAnswer(const RulesAdded& added, const AddOptions& options, RecordWr
 {
     if (!added.unanswered.empty()) {
         writer.Error(added.unanswered, options.rules);
-        return added.refused ? ExitUsage : ExitFailure;
+        return added.unansweredCode;
     }
     ExitCode code = Tell(added, options, writer);
     for (const std::wstring& failure : added.failures)
@@ -110,7 +110,7 @@ ExitCode RunAdd(const AddOptions& options, RecordWriter& writer)
 {
     if (FileIsThere(options.files.data) && TellForeignFolder(options.Use(), false, writer))
         return ExitUsage;
-    if (const std::optional<RulesAdded> added = AskToAdd(WantedOf(options), options.Use()))
+    if (const std::optional<RulesAdded> added = AskToAdd(WantedOf(options), options.Use(), writer))
         return TellAnswer(*added, options, writer);
     return Addition(options, writer).Run();
 }

@@ -110,14 +110,20 @@ std::wstring BackupService::IndexFailure() const
 bool BackupService::GiveOne(bool now)
 {
     QueueDatum datum;
-    if (!m_queue.Take(datum, now))
-        return false;
-    Give(datum);
-    return true;
+    const bool taken = m_queue.Take(datum, now);
+    // The batch is committed as soon as nothing more comes.
+    if (!taken || m_batch.IsDue(Seconds()))
+        CommitRecords();
+    if (taken)
+        Give(datum);
+    return taken;
 }
 
 void BackupService::Give(const QueueDatum& datum)
 {
+    // Reported twice, and unchanged since its hand-out: the index does not know it yet.
+    if (m_batch.Holds(datum.path, static_cast<std::uint64_t>(datum.modificationTime)))
+        return;
     // An item that returned during its deletion must be forgotten before it is recorded anew, not after.
     TellDeletions();
     m_writer.Pending(datum);
@@ -167,14 +173,24 @@ void BackupService::Record(const QueueDatum& datum)
     item.kind = datum.flags & QueueFlags::Directory ? 1 : 0;
     item.flags = item.kind ? CachedDatum::Folder : 0;
     item.modificationTime = static_cast<std::uint64_t>(datum.modificationTime);
-    if (!m_index.RecordItem(item))
-        TellUnrecorded(datum.path);
+    m_batch.Add(item, Seconds());
 }
 
-void BackupService::TellUnrecorded(const wchar_t* path)
+void BackupService::CommitRecords()
+{
+    if (m_batch.IsEmpty())
+        return;
+    const RecordBatch::Committed committed = m_batch.Commit(m_index);
+    for (const RecordBatch::Failure& failure : committed.failures)
+        TellUnrecorded(failure.path, failure.error, failure.text);
+    m_watcher.LookAgainAfterRecording(committed.recorded);
+}
+
+void BackupService::TellUnrecorded(const wchar_t* path, CIndexDB::Error error, const CString& text)
 {
     m_recordingFailed = true;
-    m_writer.Error(L"cannot be recorded in the index: " + IndexFailure(), path);
+    m_writer.Error(L"cannot be recorded in the index: " + std::wstring(text.GetString()) + L"; " + IndexAdvice(error),
+                   path);
 }
 
 bool BackupService::TellEvents()
@@ -191,6 +207,8 @@ bool BackupService::TellEvents()
 bool BackupService::TellDeletions()
 {
     const std::vector<DeletionRecord> deletions = m_events.TakeDeletions();
+    if (!deletions.empty())
+        CommitRecords(); // what was handed out before a deletion is recorded before it
     m_deletions += deletions.size();
     std::vector<CString> deleted;
     for (const DeletionRecord& record : deletions) {
@@ -200,7 +218,7 @@ bool BackupService::TellDeletions()
     }
     // All in one commit: the deletion of a folder may include thousands of items.
     if (!deleted.empty() && !m_index.ForgetItems(deleted))
-        TellUnrecorded(deleted.front().GetString());
+        TellUnrecorded(deleted.front(), m_index.GetLastDbError(), m_index.GetLastDbErrorText());
     return !deletions.empty();
 }
 
@@ -229,6 +247,7 @@ ExitCode BackupService::End(ExitCode code, bool unreadable)
 {
     // The contents of these files were not read: they are pending for the next start.
     RetryUnreadable(true);
+    CommitRecords();
     TellUnmarked();
     m_watcher.AbortWatching();
     m_stillPending = m_watcher.GetTotalFilesInMem();

@@ -8,6 +8,7 @@
 #include "host/FirstTimeRuns.h"
 #include "host/LibraryMessages.h"
 #include "host/PendingQueue.h"
+#include "host/RecordBatch.h"
 #include "host/Selection.h"
 #include "host/WatcherEvents.h"
 
@@ -82,7 +83,8 @@ private:
     bool TellDeletions();
     void Give(const QueueDatum& datum);
     void Record(const QueueDatum& datum);
-    void TellUnrecorded(const wchar_t* path);
+    void CommitRecords();
+    void TellUnrecorded(const wchar_t* path, CIndexDB::Error error, const CString& text);
     ExitCode WithFailures(ExitCode code, bool unreadable) const;
 
     const ServiceOptions& m_options;
@@ -94,6 +96,7 @@ private:
     FirstTimeRuns m_enumerations;
     std::unique_ptr<LibraryMessages> m_messages; // made when the selection is loaded
     PendingQueue m_queue;
+    RecordBatch m_batch;                 // handed out, and not recorded yet
     std::set<std::wstring> m_unreadable; // handed out while unreadable, and not again since
     double m_retryAt = 0;                // time of the next try for them
     double m_retryPause = 0;             // seconds

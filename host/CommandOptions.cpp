@@ -154,6 +154,7 @@ CLI::App* AddExport(CLI::App& app, Arguments& arguments)
     command->add_option("--to", arguments.to, "the list (XML); what it holds already stays")
         ->type_name("FILE")
         ->required();
+    command->add_flag("--force", arguments.force, "replace a file that is no list; it is kept with the ending .bad");
     command->add_option("--max", arguments.most, "at most so many files; otherwise all")
         ->type_name("COUNT")
         ->check(Quiet(CLI::NonNegativeNumber));
@@ -184,6 +185,7 @@ CLI::App* AddEstimate(CLI::App& app, Arguments& arguments)
     AddDataFolder(*command, arguments);
     AddJson(*command, arguments);
     command->add_option("--report", arguments.report, "a page that shows it all (HTML)")->type_name("FILE");
+    command->add_flag("--force", arguments.force, "replace a file that is no report");
     return command;
 }
 

@@ -54,9 +54,10 @@ ExitCode RunExplainWith(const Arguments& arguments, RecordWriter& writer)
 
 ExitCode RunExportWith(const Arguments& arguments, RecordWriter& writer)
 {
-    ExportOptions options{ServiceOptionsOf(L"export", arguments), {}, {}};
+    ExportOptions options{ServiceOptionsOf(L"export", arguments), {}, {}, {}};
     options.to = Arguments::Path(arguments.to);
     options.most = arguments.most;
+    options.force = arguments.force;
     return RunExport(options, writer);
 }
 
@@ -92,6 +93,7 @@ ExitCode RunEstimateWith(const CLI::App& command, const Arguments& arguments, Re
     options.stats = Arguments::Path(arguments.stats);
     options.mask = FromUtf8(arguments.mask);
     options.report = Arguments::Path(arguments.report);
+    options.force = arguments.force;
     options.edits = EditsOf(command, arguments);
     return RunEstimate(options, writer);
 }

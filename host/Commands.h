@@ -31,6 +31,7 @@ struct Arguments {
     int most = std::numeric_limits<int>::max();
     bool deleteWhenDone = false;
     bool mergeOnly = false;
+    bool force = false;
     std::string stats, mask, report;
     std::vector<std::string> includes, excludes;
     std::vector<int> profiles;

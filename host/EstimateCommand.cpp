@@ -3,6 +3,7 @@
 #include "host/Console.h"
 #include "host/EstimateReport.h"
 #include "host/LibraryMessages.h"
+#include "host/OutputFiles.h"
 #include "mfc/CEvent.h"
 #include "orbwatcher4/Scanner.h"
 #include "support/CaseFold.h"
@@ -62,7 +63,7 @@ public:
 private:
     std::optional<ExitCode> InputFailure()
     {
-        if (!CanBeLoaded(m_options.files, m_writer))
+        if (!MayWriteReport() || !CanBeLoaded(m_options.files, m_writer))
             return ExitUsage;
         if (!m_options.stats.empty() && !FileHandle(CreateFileW(m_options.stats.c_str(), GENERIC_READ, FILE_SHARE_READ,
                                                                 nullptr, OPEN_EXISTING, 0, nullptr))) {
@@ -72,6 +73,18 @@ private:
             return ExitUsage;
         }
         return std::nullopt;
+    }
+
+    bool MayWriteReport() const
+    {
+        if (m_options.report.empty())
+            return true;
+        std::vector<NamedFile> inputs = FilesOf(m_options.files);
+        inputs.push_back({L"the file of statistics", m_options.stats});
+        for (NamedFile& file : FilesOfDataFolder())
+            inputs.push_back(std::move(file));
+        const Output output{m_options.report, L"--report", L"a report of orbwatch", IsEstimatePage, m_options.force};
+        return MayBeWritten(output, inputs, m_writer);
     }
 
     // Returns false when it was interrupted.
@@ -219,6 +232,8 @@ private:
     {
         if (m_options.report.empty())
             return true;
+        if (!MayWriteReport()) // the scan may have taken long
+            return false;
         m_report.selection = m_options.files.data;
         const std::string page = EstimatePage(m_report);
         const bool written = ReplaceWhole(m_options.report.c_str(), [&](const CString& draft) {

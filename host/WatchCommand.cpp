@@ -24,7 +24,7 @@ public:
           m_options(options),
           m_writer(writer),
           m_selection(std::make_unique<SelectionView>(options.files)),
-          m_opener(m_selection->IncludedFolders(), BackupService::Interrupted),
+          m_opener(m_selection->IncludedFolders(), [this] { return m_service.OutsideEnd().has_value(); }),
           m_requests([this](const nlohmann::json& request) { return Answer(request); })
     {
     }

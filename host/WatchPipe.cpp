@@ -10,6 +10,8 @@
 #include "support/OwnerAccess.h"
 #include "support/SameFile.h"
 
+#include <algorithm>
+
 namespace
 {
 
@@ -22,16 +24,59 @@ constexpr DWORD ServerMode = PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE | PIPE_RE
 // The server learns the client's account, and cannot act in its name.
 constexpr DWORD ClientFlags = FILE_FLAG_OVERLAPPED | SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION;
 
-// Performs an operation on a pipe with a time limit. Returns the number of bytes that it moved, or nothing.
+// The time that a request may take, of which every step uses a part.
+class Waiting
+{
+public:
+    explicit Waiting(const Patience& patience) : m_patience(patience), m_start(GetTickCount64()) {}
+
+    // Waits for the event, null for none, or for a while. Returns false when the time is over or Ctrl-C has come.
+    bool WaitFor(HANDLE event)
+    {
+        const HANDLE handles[] = {InterruptEvent(), event};
+        for (;;) {
+            const ULONGLONG passed = GetTickCount64() - m_start;
+            if (passed >= m_patience.limit)
+                return false;
+            TellBusy(passed);
+            const DWORD slice = static_cast<DWORD>(std::min<ULONGLONG>(LongestSlice, m_patience.limit - passed));
+            const DWORD result = WaitForMultipleObjects(event ? 2 : 1, handles, FALSE, slice);
+            m_interrupted = result == WAIT_OBJECT_0;
+            if (m_interrupted || result != WAIT_TIMEOUT)
+                return !m_interrupted;
+            if (!event)
+                return true;
+        }
+    }
+    bool Interrupted() const { return m_interrupted; }
+
+private:
+    static constexpr DWORD LongestSlice = 100; // milliseconds
+
+    void TellBusy(ULONGLONG passed)
+    {
+        if (passed < Patience::BusyAfter || !m_patience.busy || m_told)
+            return;
+        m_told = true;
+        m_patience.busy();
+    }
+
+    const Patience& m_patience;
+    const ULONGLONG m_start;
+    bool m_interrupted = false;
+    bool m_told = false;
+};
+
+// Performs an operation on a pipe. Returns the number of bytes that it moved, or nothing.
 template <typename Operation>
-std::optional<DWORD> Within(DWORD limit, HANDLE pipe, Operation operation)
+std::optional<DWORD> Within(Waiting& waiting, HANDLE pipe, Operation operation)
 {
     const KernelHandle done(CreateEventW(nullptr, TRUE, FALSE, nullptr));
     OVERLAPPED io{};
     io.hEvent = done.Get();
     DWORD bytes = 0;
     if (operation(&io) || GetLastError() == ERROR_IO_PENDING) {
-        if (WaitForSingleObject(done.Get(), limit) != WAIT_OBJECT_0)
+        if (!waiting.WaitFor(done.Get()))
             CancelIo(pipe);
         if (GetOverlappedResult(pipe, &io, &bytes, TRUE))
             return bytes;
@@ -41,19 +86,20 @@ std::optional<DWORD> Within(DWORD limit, HANDLE pipe, Operation operation)
 
 // Waits for a free instance: another client's request may take the whole time. Without a pipe, the last error tells
 // whether there is none.
-FileHandle OpenPipe(DWORD limit)
+FileHandle OpenPipe(Waiting& waiting)
 {
     const CString name = WatchPipeName();
-    for (const ULONGLONG end = GetTickCount64() + limit;;) {
+    for (;;) {
         FileHandle pipe(
             CreateFileW(name, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, ClientFlags, nullptr));
-        if (pipe || GetLastError() != ERROR_PIPE_BUSY)
-            return pipe;
-        const ULONGLONG now = GetTickCount64();
-        if (now >= end)
+        const DWORD error = GetLastError();
+        if (pipe || error != ERROR_PIPE_BUSY)
             return pipe;
         // A watch that ends meanwhile takes its pipe with it; the next try to open it finds that.
-        WaitNamedPipeW(name, static_cast<DWORD>(end - now));
+        if (!waiting.WaitFor(nullptr)) {
+            SetLastError(error);
+            return pipe;
+        }
     }
 }
 
@@ -67,11 +113,21 @@ FileHandle MakeInstance(bool first)
                                        access.Attributes()));
 }
 
-WatchAnswer Failed(const wchar_t* why)
+WatchAnswer Failed(std::wstring why, ExitCode code = ExitFailure)
 {
     WatchAnswer answer;
-    answer.failure = why;
+    answer.failure = std::move(why);
+    answer.code = code;
     return answer;
+}
+
+WatchAnswer Unanswered(const Waiting& waiting, bool asked)
+{
+    if (!waiting.Interrupted())
+        return Failed(L"the running watch gave no answer in time; try again, or end it first");
+    return Failed(asked ? L"interrupted; the running watch may still carry out what it was asked"
+                        : L"interrupted before the running watch was asked; nothing was changed",
+                  ExitInterrupted);
 }
 
 } // namespace
@@ -101,12 +157,12 @@ std::optional<Json> RefuseOthers(const Json& request, const FolderUse& own)
                                    L"--data-folder")}};
 }
 
-std::optional<WatchAnswer> AskWatch(Json request, const FolderUse& use, DWORD limit)
+std::optional<WatchAnswer> AskWatch(Json request, const FolderUse& use, const Patience& patience)
 {
-    constexpr const wchar_t* none = L"the running watch gave no answer; try again, or end it first";
-    const FileHandle pipe = OpenPipe(limit);
+    Waiting waiting(patience);
+    const FileHandle pipe = OpenPipe(waiting);
     if (!pipe)
-        return GetLastError() == ERROR_FILE_NOT_FOUND ? std::nullopt : std::optional(Failed(none));
+        return GetLastError() == ERROR_FILE_NOT_FOUND ? std::nullopt : std::optional(Unanswered(waiting, false));
     if (!IsOwnedByTrusted(pipe.Get()))
         return Failed(
             L"another account has taken the place of the watch on this data folder, and nothing was asked of it; "
@@ -119,16 +175,13 @@ std::optional<WatchAnswer> AskWatch(Json request, const FolderUse& use, DWORD li
         return WriteFile(pipe.Get(), text.data(), static_cast<DWORD>(text.size()), nullptr, io);
     };
     const auto read = [&](OVERLAPPED* io) { return ReadFile(pipe.Get(), answer.data(), LongestReply, nullptr, io); };
-    const bool asked = Within(limit, pipe.Get(), write).has_value();
-    answer.resize(asked ? Within(limit, pipe.Get(), read).value_or(0) : 0);
+    const bool asked = Within(waiting, pipe.Get(), write).has_value();
+    answer.resize(asked ? Within(waiting, pipe.Get(), read).value_or(0) : 0);
     WatchAnswer given;
     given.json = Json::parse(answer, nullptr, false);
-    if (given.json.is_object() && given.json.contains("refused") && given.json["refused"].is_string()) {
-        given.failure = FromUtf8(given.json["refused"].get<std::string>());
-        given.refused = true;
-        return given;
-    }
-    return given.json.is_discarded() ? Failed(none) : given;
+    if (given.json.is_object() && given.json.contains("refused") && given.json["refused"].is_string())
+        return Failed(FromUtf8(given.json["refused"].get<std::string>()), ExitUsage);
+    return given.json.is_discarded() ? Unanswered(waiting, asked) : given;
 }
 
 WatchPipe::WatchPipe(PipeInstance::Handler handler) : m_handler(std::move(handler))

@@ -119,6 +119,9 @@ public:
     /// Returns false when the last DeInit did not write everything, because it could not, or because the data folder
     /// belongs to another selection or index; a full enumeration is then due.
     bool IsPendingKept() const;
+    /// Looks again at paths that were recorded in the index after their hand-out. The removal of a file that the index
+    /// does not hold leaves nothing behind: what has gone between hand-out and record becomes a pending deletion here.
+    void LookAgainAfterRecording(const std::vector<CString>& paths);
     /// Returns false when the running mark could not be made in the data folder: the next start would not notice that
     /// this run was killed.
     bool IsCrashNoticed() const;
@@ -286,6 +289,9 @@ public:
     /// largest number of files to add; then how many were added. Returns false when nothing at all is pending. If the
     /// list cannot be written, only the log says so.
     bool ExportFilesToXML(const wchar_t* path, int& count);
+    /// Returns true when the file is a pending list, which ExportFilesToXML extends: XML with the document element
+    /// "root" that is empty, or holds an "item" or a "count".
+    static bool IsPendingList(const wchar_t* path);
 
 private:
     friend class ChangeHandler;

@@ -242,6 +242,16 @@ ORBWATCHER4_API OrbResult ORB_CALL OrbIndexOpen(const wchar_t* path, const OrbIn
 /** Records that a file that was taken has been backed up. ORB_FILE_UNREADABLE: the file could not be read when it
  * was taken; it stays new, so that it is backed up later rather than never. ORB_BAD_SIZE. */
 ORBWATCHER4_API OrbResult ORB_CALL OrbIndexRecord(OrbIndexHandle index, const OrbPendingFile* file);
+/** Records many files in one commit, which is much faster than one commit each: a service that collects files for some
+ * hundred milliseconds loses little. Nothing counts as recorded before the call returns; a service that is killed before
+ * takes the files again at its next start, which is a full enumeration. files: `count` structs, one after the other,
+ * all of the first one's size. results: null, or receives `count` codes: ORB_OK, ORB_FILE_UNREADABLE, or why the file
+ * could not be recorded. watcher: null, or the watcher that handed the files out: a file that has gone since then
+ * becomes a pending deletion; without it that file's deletion is found by the next full enumeration. Returns ORB_OK,
+ * or the first code that is not; the other files are recorded all the same. ORB_BAD_SIZE. ORB_WRONG_STATE: the watcher
+ * is not watching; nothing was recorded. */
+ORBWATCHER4_API OrbResult ORB_CALL OrbIndexRecordMany(OrbIndexHandle index, OrbWatcherHandle watcher,
+                                                      const OrbPendingFile* files, uint32_t count, OrbResult* results);
 /** Removes the path from the index, so that it counts as never backed up; also succeeds when the index does not
  * hold it. ORB_TEXT_TOO_LONG. */
 ORBWATCHER4_API OrbResult ORB_CALL OrbIndexForget(OrbIndexHandle index, const wchar_t* path);
