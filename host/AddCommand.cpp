@@ -1,5 +1,6 @@
 #include "host/AddCommand.h"
 
+#include "host/Console.h"
 #include "host/RulesAddition.h"
 #include "host/Selection.h"
 #include "orbwatcher4/OrbFilter.h"
@@ -53,7 +54,7 @@ ExitCode TellAnswer(const RulesAdded& added, const RuleFindings& findings, const
 {
     if (!added.unanswered.empty()) {
         writer.Error(added.unanswered, options.rules);
-        return ExitFailure;
+        return added.unansweredCode;
     }
     ExitCode code = Tell(added, findings, options, writer);
     for (const std::wstring& failure : added.failures)
@@ -126,9 +127,11 @@ private:
 
 ExitCode RunAdd(const AddOptions& options, RecordWriter& writer)
 {
-    // Looked at first: the file may be deleted when its rules are taken.
+    if (FileIsThere(options.files.data) && TellForeignFolder(options.Use(), false, writer))
+        return ExitUsage;
+    // Read first: the file may be deleted when its rules are taken.
     const RuleFindings findings = FindingsOfRules(options.rules);
-    if (const std::optional<RulesAdded> added = AskToAdd(WantedOf(options)))
+    if (const std::optional<RulesAdded> added = AskToAdd(WantedOf(options), options.Use(), writer))
         return TellAnswer(*added, findings, options, writer);
     return Addition(options, findings, writer).Run();
 }

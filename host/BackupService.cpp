@@ -49,6 +49,8 @@ std::optional<ExitCode> BackupService::Open(LeftPending left)
     if (state == SelectionState::Unusable)
         return ExitUsage;
     m_selectionPartly = state == SelectionState::Partly;
+    if (!UseFolder())
+        return ExitUsage;
     m_messages = std::make_unique<LibraryMessages>(LibraryMessages::Keep::Failures);
     if (!OpenIndex())
         return ExitFailure;
@@ -59,7 +61,36 @@ std::optional<ExitCode> BackupService::Open(LeftPending left)
     m_enumerations.Prepare();
     if (left == LeftPending::IsReplayed)
         m_watcher.Resume();
+    if (left == LeftPending::IsReplayed)
+        TellUnmarked();
     return std::nullopt;
+}
+
+// What the folder belongs to is asked again once other commands are kept out.
+bool BackupService::UseFolder()
+{
+    const FolderUse use = m_options.Use();
+    const auto foreign = [&] { return !m_options.takeOver && TellForeignFolder(use, m_options.mayTakeOver, m_writer); };
+    return !foreign() && m_use.Take(m_options.command, use, m_writer) && !foreign() && TakeOver();
+}
+
+bool BackupService::TakeOver()
+{
+    if (!m_options.takeOver || ForeignFolder(m_options.Use()).empty() || TakeOverFolder(m_options.Use()))
+        return true;
+    m_writer.Error(L"the data folder cannot be taken over, its settings cannot be written; the log says why",
+                   GetMainSettings().GetDataFolderPath().GetString());
+    return false;
+}
+
+void BackupService::TellUnmarked()
+{
+    if (m_unmarked || m_watcher.IsCrashNoticed())
+        return;
+    m_unmarked = true;
+    m_writer.Error(L"no running mark can be made in the data folder: if this run is killed, what is pending is lost. "
+                   L"Can this account write there?",
+                   GetMainSettings().GetDataFolderPath().GetString());
 }
 
 bool BackupService::OpenIndex()
@@ -81,14 +112,20 @@ std::wstring BackupService::IndexFailure() const
 bool BackupService::GiveOne(bool now)
 {
     QueueDatum datum;
-    if (!m_queue.Take(datum, now))
-        return false;
-    Give(datum);
-    return true;
+    const bool taken = m_queue.Take(datum, now);
+    // The batch is committed as soon as nothing more comes.
+    if (!taken || m_batch.IsDue(Seconds()))
+        CommitRecords();
+    if (taken)
+        Give(datum);
+    return taken;
 }
 
 void BackupService::Give(const QueueDatum& datum)
 {
+    // Reported twice, and unchanged since its hand-out: the index does not know it yet.
+    if (m_batch.Holds(datum.path, static_cast<std::uint64_t>(datum.modificationTime)))
+        return;
     // An item that returned during its deletion must be forgotten before it is recorded anew, not after.
     TellDeletions();
     m_writer.Pending(datum);
@@ -138,14 +175,24 @@ void BackupService::Record(const QueueDatum& datum)
     item.kind = datum.flags & QueueFlags::Directory ? 1 : 0;
     item.flags = item.kind ? CachedDatum::Folder : 0;
     item.modificationTime = static_cast<std::uint64_t>(datum.modificationTime);
-    if (!m_index.RecordItem(item))
-        TellUnrecorded(datum.path);
+    m_batch.Add(item, Seconds());
 }
 
-void BackupService::TellUnrecorded(const wchar_t* path)
+void BackupService::CommitRecords()
+{
+    if (m_batch.IsEmpty())
+        return;
+    const RecordBatch::Committed committed = m_batch.Commit(m_index);
+    for (const RecordBatch::Failure& failure : committed.failures)
+        TellUnrecorded(failure.path, failure.error, failure.text);
+    m_watcher.LookAgainAfterRecording(committed.recorded);
+}
+
+void BackupService::TellUnrecorded(const wchar_t* path, CIndexDB::Error error, const CString& text)
 {
     m_recordingFailed = true;
-    m_writer.Error(L"cannot be recorded in the index: " + IndexFailure(), path);
+    m_writer.Error(L"cannot be recorded in the index: " + std::wstring(text.GetString()) + L"; " + IndexAdvice(error),
+                   path);
 }
 
 bool BackupService::TellEvents()
@@ -174,6 +221,8 @@ bool BackupService::TellSkipped()
 bool BackupService::TellDeletions()
 {
     const std::vector<DeletionRecord> deletions = m_events.TakeDeletions();
+    if (!deletions.empty())
+        CommitRecords(); // what was handed out before a deletion is recorded before it
     m_deletions += deletions.size();
     std::vector<CString> deleted;
     for (const DeletionRecord& record : deletions) {
@@ -183,7 +232,7 @@ bool BackupService::TellDeletions()
     }
     // All in one commit: the deletion of a folder may include thousands of items.
     if (!deleted.empty() && !m_index.ForgetItems(deleted))
-        TellUnrecorded(deleted.front().GetString());
+        TellUnrecorded(deleted.front(), m_index.GetLastDbError(), m_index.GetLastDbErrorText());
     return !deletions.empty();
 }
 
@@ -215,6 +264,8 @@ ExitCode BackupService::End(ExitCode code, bool unreadable)
 {
     // The contents of these files were not read: they are pending for the next start.
     RetryUnreadable(true);
+    CommitRecords();
+    TellUnmarked();
     m_watcher.AbortWatching();
     m_stillPending = m_watcher.GetTotalFilesInMem();
     m_watcher.DeInit();
@@ -234,5 +285,5 @@ ExitCode BackupService::WithFailures(ExitCode code, bool unreadable) const
         return code;
     if (m_recordingFailed)
         return ExitFailure;
-    return m_unreadable.empty() && !m_skipped && !unreadable ? ExitDone : ExitSomeUnreadable;
+    return m_unreadable.empty() && !m_skipped && !unreadable && !m_unmarked ? ExitDone : ExitSomeUnreadable;
 }

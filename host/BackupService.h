@@ -3,10 +3,12 @@
 #pragma once
 
 #include "companions/indexdb/OrbIndexDB.h"
+#include "host/ExclusiveUse.h"
 #include "host/ExitCode.h"
 #include "host/FirstTimeRuns.h"
 #include "host/LibraryMessages.h"
 #include "host/PendingQueue.h"
+#include "host/RecordBatch.h"
 #include "host/Selection.h"
 #include "host/WatcherEvents.h"
 
@@ -16,13 +18,18 @@
 #include <set>
 
 struct ServiceOptions {
+    const wchar_t* command; // its name
     SelectionFiles files;
     std::wstring index;
     std::wstring destination;
     bool hidden = false;
     bool record = false;
-    bool overlay = false; // report to the overlay service
-    double timeout = 0;   // seconds; 0: none
+    bool overlay = false;     // report to the overlay service
+    double timeout = 0;       // seconds; 0: none
+    bool mayTakeOver = false; // the command has the option
+    bool takeOver = false;    // the data folder, from another selection or index
+
+    FolderUse Use() const { return {files.data.c_str(), index.c_str()}; }
 };
 
 class BackupService
@@ -35,8 +42,8 @@ public:
     BackupService(const BackupService&) = delete;
     BackupService& operator=(const BackupService&) = delete;
 
-    // Loads the selection, opens the index and replays what the last run left pending. On failure, reports it and
-    // returns the exit code.
+    // Loads the selection, keeps the data folder and the index for this command, opens the index and replays what the
+    // last run left pending. On failure, reports it and returns the exit code.
     enum class LeftPending { IsReplayed, StaysForTheNextRun };
     std::optional<ExitCode> Open(LeftPending left = LeftPending::IsReplayed);
     COrbWatcher& Watcher() { return m_watcher; }
@@ -71,29 +78,36 @@ public:
     std::int64_t StillPending() const { return m_stillPending; }
 
 private:
+    bool UseFolder();
+    bool TakeOver();
     bool OpenIndex();
+    void TellUnmarked();
     std::wstring IndexFailure() const;
     bool TellDeletions();
     bool TellSkipped();
     void Give(const QueueDatum& datum);
     void Record(const QueueDatum& datum);
-    void TellUnrecorded(const wchar_t* path);
+    void CommitRecords();
+    void TellUnrecorded(const wchar_t* path, CIndexDB::Error error, const CString& text);
     ExitCode WithFailures(ExitCode code, bool unreadable) const;
 
     const ServiceOptions& m_options;
     RecordWriter& m_writer;
+    ExclusiveUse m_use; // given back last
     COrbWatcher m_watcher{false};
     CIndexDB m_index;
     WatcherEvents m_events;
     FirstTimeRuns m_enumerations;
     std::unique_ptr<LibraryMessages> m_messages; // made when the selection is loaded
     PendingQueue m_queue;
+    RecordBatch m_batch;                 // handed out, and not recorded yet
     std::set<std::wstring> m_unreadable; // handed out while unreadable, and not again since
     double m_retryAt = 0;                // time of the next try for them
     double m_retryPause = 0;             // seconds
     bool m_recordingFailed = false;
     bool m_selectionPartly = false;
-    bool m_skipped = false; // an enumeration could not look at everything
+    bool m_skipped = false;  // an enumeration could not look at everything
+    bool m_unmarked = false; // a crash would go unnoticed
     std::uint64_t m_handedOut = 0;
     std::uint64_t m_deletions = 0;
     std::int64_t m_stillPending = 0;

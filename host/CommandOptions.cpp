@@ -39,6 +39,12 @@ void AddJson(CLI::App& command, Arguments& arguments)
     command.add_flag("--json", arguments.json, "one JSON object a line");
 }
 
+void AddDataFolder(CLI::App& command, Arguments& arguments)
+{
+    command.add_option("--data-folder", arguments.dataFolder, "the product's data folder; otherwise ORB_DATA_FOLDER")
+        ->type_name("FOLDER");
+}
+
 void AddSelection(CLI::App& command, Arguments& arguments)
 {
     command.add_option("--data", arguments.data, "the selection (XML)")->type_name("FILE");
@@ -52,6 +58,7 @@ void AddSelectionOptions(CLI::App& command, Arguments& arguments)
     command.add_option("--advanced", arguments.advanced, "the advanced filters (XML)")->type_name("FILE");
     command.add_option("--secondary", arguments.secondary, "a second selection whose rules go along (XML)")
         ->type_name("FILE");
+    AddDataFolder(command, arguments);
     AddJson(command, arguments);
 }
 
@@ -72,6 +79,8 @@ void AddServiceOptions(CLI::App& command, Arguments& arguments)
         ->type_name("FOLDER");
     command.add_flag("--hidden", arguments.hidden, "hidden files, too");
     command.add_flag("--record", arguments.record, "mark what is handed out as backed up");
+    command.add_flag("--take-over", arguments.takeOver,
+                     "use a data folder of another selection or index; everything is looked at again");
     command.add_option("--timeout", arguments.timeout, "end with code 4 after so many seconds")
         ->type_name("SECONDS")
         ->check(Quiet(CLI::PositiveNumber));
@@ -126,6 +135,7 @@ CLI::App* AddOverlay(CLI::App& app, Arguments& arguments)
 {
     using Fault = OverlayOptions::Fault;
     CLI::App* overlay = AddCommand(app, "overlay", "keep the overlay statuses of files and print each change");
+    AddDataFolder(*overlay, arguments);
     AddJson(*overlay, arguments);
     overlay->add_option("--fault", arguments.service.fault, "for trying out clients: do not answer, too late, or die")
         ->type_name("silent|late|die")
@@ -144,6 +154,7 @@ CLI::App* AddExport(CLI::App& app, Arguments& arguments)
     command->add_option("--to", arguments.to, "the list (XML); what it holds already stays")
         ->type_name("FILE")
         ->required();
+    command->add_flag("--force", arguments.force, "replace a file that is no list; it is kept with the ending .bad");
     command->add_option("--max", arguments.most, "at most so many files; otherwise all")
         ->type_name("COUNT")
         ->check(Quiet(CLI::NonNegativeNumber));
@@ -171,8 +182,10 @@ CLI::App* AddEstimate(CLI::App& app, Arguments& arguments)
     command->add_option("--profile", arguments.profiles, "edit: these profiles of the selection (numbers), not all")
         ->type_name("PROFILE");
     command->add_option("--mask", arguments.mask, "endings that edits leave out (\".tmp;.bak\")")->type_name("ENDINGS");
+    AddDataFolder(*command, arguments);
     AddJson(*command, arguments);
     command->add_option("--report", arguments.report, "a page that shows it all (HTML)")->type_name("FILE");
+    command->add_flag("--force", arguments.force, "replace a file that is no report");
     return command;
 }
 

@@ -17,9 +17,10 @@
 namespace
 {
 
-ServiceOptions ServiceOptionsOf(const Arguments& arguments)
+ServiceOptions ServiceOptionsOf(const wchar_t* command, const Arguments& arguments)
 {
     ServiceOptions options;
+    options.command = command;
     options.files = arguments.Files();
     options.index = Arguments::Path(arguments.index);
     options.destination = Arguments::Path(arguments.destination);
@@ -27,12 +28,14 @@ ServiceOptions ServiceOptionsOf(const Arguments& arguments)
     options.record = arguments.record;
     options.overlay = arguments.overlay;
     options.timeout = arguments.timeout;
+    options.takeOver = arguments.takeOver;
     return options;
 }
 
 ExitCode RunWatchWith(const Arguments& arguments, RecordWriter& writer)
 {
-    WatchOptions options{ServiceOptionsOf(arguments)};
+    WatchOptions options{ServiceOptionsOf(L"watch", arguments)};
+    options.mayTakeOver = true;
     options.enumerate = arguments.enumerate;
     options.collect = arguments.collect;
     options.maxEvents = arguments.maxEvents;
@@ -51,15 +54,16 @@ ExitCode RunExplainWith(const Arguments& arguments, RecordWriter& writer)
 
 ExitCode RunExportWith(const Arguments& arguments, RecordWriter& writer)
 {
-    ExportOptions options{ServiceOptionsOf(arguments), {}, {}};
+    ExportOptions options{ServiceOptionsOf(L"export", arguments), {}, {}, {}};
     options.to = Arguments::Path(arguments.to);
     options.most = arguments.most;
+    options.force = arguments.force;
     return RunExport(options, writer);
 }
 
 ExitCode RunAddWith(const Arguments& arguments, RecordWriter& writer)
 {
-    AddOptions options{ServiceOptionsOf(arguments), {}, {}, {}};
+    AddOptions options{ServiceOptionsOf(L"add", arguments), {}, {}, {}};
     options.rules = Arguments::Path(arguments.rules);
     options.deleteWhenDone = arguments.deleteWhenDone;
     options.mergeOnly = arguments.mergeOnly;
@@ -89,6 +93,7 @@ ExitCode RunEstimateWith(const CLI::App& command, const Arguments& arguments, Re
     options.stats = Arguments::Path(arguments.stats);
     options.mask = FromUtf8(arguments.mask);
     options.report = Arguments::Path(arguments.report);
+    options.force = arguments.force;
     options.edits = EditsOf(command, arguments);
     return RunEstimate(options, writer);
 }
@@ -114,7 +119,9 @@ std::vector<Command> AddCommands(CLI::App& app, Arguments& arguments)
     };
     addTrusting(AddWatch(app, arguments), RunWatchWith);
     addTrusting(AddEnumerate(app, arguments), [](const Arguments& given, RecordWriter& writer) {
-        return RunEnumerate(ServiceOptionsOf(given), writer);
+        ServiceOptions options = ServiceOptionsOf(L"enumerate", given);
+        options.mayTakeOver = true;
+        return RunEnumerate(options, writer);
     });
     addTrusting(AddExplain(app, arguments), RunExplainWith);
     const CLI::App* estimate = AddEstimate(app, arguments);

@@ -16,13 +16,14 @@
 
 // The command line as it was typed: UTF-8 for the parser; Path converts paths for the system.
 struct Arguments {
-    std::string data, autoExclude, advanced, secondary, index, destination, folder;
+    std::string data, autoExclude, advanced, secondary, index, destination, folder, dataFolder;
     std::vector<std::string> paths;
     bool json = false;
     bool hidden = false;
     bool record = false;
     bool enumerate = false;
     bool collect = false;
+    bool takeOver = false;
     std::uint64_t maxEvents = 0;
     double timeout = 0;
     double untilQuiet = 0;
@@ -30,6 +31,7 @@ struct Arguments {
     int most = std::numeric_limits<int>::max();
     bool deleteWhenDone = false;
     bool mergeOnly = false;
+    bool force = false;
     std::string stats, mask, report;
     std::vector<std::string> includes, excludes;
     std::vector<int> profiles;

@@ -91,6 +91,12 @@ std::wstring FullPath(const std::wstring& path)
     return full.data();
 }
 
+bool FileIsThere(const std::wstring& path)
+{
+    const DWORD attributes = GetFileAttributesW(path.c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && !(attributes & FILE_ATTRIBUTE_DIRECTORY);
+}
+
 std::wstring SystemText(DWORD error)
 {
     wchar_t text[256] = {};

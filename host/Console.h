@@ -30,5 +30,7 @@ void EndWhenInterrupted();
 double Seconds();
 // Returns the absolute form of a path; an empty path stays empty.
 std::wstring FullPath(const std::wstring& path);
+// Returns true when the path names a file that is there.
+bool FileIsThere(const std::wstring& path);
 // Returns the system's text for an error.
 std::wstring SystemText(DWORD error);

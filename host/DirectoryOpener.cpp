@@ -10,7 +10,7 @@
 #include <winternl.h>
 
 #include <algorithm>
-#include <set>
+#include <unordered_set>
 
 namespace
 {
@@ -69,15 +69,8 @@ bool IsTheOnlyHandle(HANDLE claim)
            information.HandleCount == 1;
 }
 
-struct BeforeNoCase {
-    bool operator()(const std::wstring& left, const std::wstring& right) const
-    {
-        return CompareNoCase(left, right) < 0;
-    }
-};
-
-// One pass over the folders of a root. It forgets each folder once at most: a second time would undo the opening of
-// folders in it.
+// One pass over the folders of the selection on a root. Each folder is opened once, however many rules name it or lead
+// through it. It is forgotten once at most: a second time would undo the opening of folders in it.
 class RootPass
 {
 public:
@@ -88,34 +81,57 @@ public:
     {
     }
 
+    // Wine needs the folders from the top down, so those on the way come first.
     void Open(const SelectionView::Folder& folder)
     {
         // The root itself is watched already.
-        for (std::size_t slash = folder.path.find(L'\\', m_rootLength + 1); slash != std::wstring::npos;
+        for (std::size_t slash = folder.path.find(L'\\', m_rootLength + 1); slash != std::wstring::npos && !m_stop();
              slash = folder.path.find(L'\\', slash + 1))
-            OpenOne(folder.path.substr(0, slash + 1));
+            if (slash + 1 < folder.path.size() || !folder.withSubfolders)
+                OpenAlone(folder.path.substr(0, slash + 1));
         if (folder.withSubfolders)
             OpenBelow(folder.path);
     }
 
 private:
+    struct HashOfPath {
+        std::size_t operator()(const std::wstring& path) const { return HashNoCase(path); }
+    };
+    struct SamePath {
+        bool operator()(const std::wstring& left, const std::wstring& right) const { return EqualNoCase(left, right); }
+    };
+    using Paths = std::unordered_set<std::wstring, HashOfPath, SamePath>;
+
+    // Opens the folder without a look at what is in it.
+    void OpenAlone(const std::wstring& folder)
+    {
+        if (!m_opened.insert(folder).second)
+            return;
+        if (m_forget)
+            MakeWineForget(folder);
+        WIN32_FIND_DATAW data;
+        const FindHandle search(FindFirstFileW(SystemPath((folder + L"*").c_str()), &data));
+    }
+
     void OpenBelow(const std::wstring& top)
     {
         std::vector<std::wstring> waiting{top};
         while (!waiting.empty() && !m_stop()) {
             const std::wstring folder = std::move(waiting.back());
             waiting.pop_back();
-            for (std::wstring& inside : OpenOne(folder))
+            for (std::wstring& inside : OpenWithContents(folder))
                 waiting.push_back(std::move(inside));
         }
     }
 
     // Opens the folder; returns the folders directly in it.
-    std::vector<std::wstring> OpenOne(const std::wstring& folder)
+    std::vector<std::wstring> OpenWithContents(const std::wstring& folder)
     {
-        if (m_forget && m_forgotten.insert(folder).second)
-            MakeWineForget(folder);
         std::vector<std::wstring> inside;
+        if (!m_walked.insert(folder).second)
+            return inside;
+        if (m_opened.insert(folder).second && m_forget)
+            MakeWineForget(folder);
         WIN32_FIND_DATAW data;
         const FindHandle search(FindFirstFileW(SystemPath((folder + L"*").c_str()), &data));
         if (!search)
@@ -125,17 +141,28 @@ private:
                                  !(data.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) && !IsDots(data.cFileName);
             if (entered)
                 inside.push_back(folder + data.cFileName + L"\\");
-        } while (FindNextFileW(search.Get(), &data));
+        } while (!m_stop() && FindNextFileW(search.Get(), &data));
         return inside;
     }
 
     const std::size_t m_rootLength;
     const bool m_forget;
     const std::function<bool()>& m_stop;
-    std::set<std::wstring, BeforeNoCase> m_forgotten;
+    Paths m_opened;
+    Paths m_walked; // opened, with everything in them
 };
 
 } // namespace
+
+// A folder with everything in it comes before the rules about what is in it: these then open nothing more.
+void DirectoryOpener::SortFolders()
+{
+    std::sort(m_folders.begin(), m_folders.end(),
+              [](const SelectionView::Folder& left, const SelectionView::Folder& right) {
+                  const int order = CompareNoCase(left.path, right.path);
+                  return order != 0 ? order < 0 : left.withSubfolders && !right.withSubfolders;
+              });
+}
 
 bool DirectoryOpener::Open(const std::vector<CString>& roots)
 {
@@ -154,6 +181,7 @@ bool DirectoryOpener::Open(const std::vector<CString>& roots)
 void DirectoryOpener::SetFolders(std::vector<SelectionView::Folder> folders)
 {
     m_folders = std::move(folders);
+    SortFolders();
     m_foldersChanged = true;
 }
 
@@ -186,7 +214,10 @@ void DirectoryOpener::ForgetRoot(const CString& root, HANDLE claim, const std::f
 void DirectoryOpener::PassOver(const CString& root, bool forget, const std::function<bool()>& stop) const
 {
     RootPass pass(root, forget, stop);
-    for (const SelectionView::Folder& folder : m_folders)
+    for (const SelectionView::Folder& folder : m_folders) {
+        if (stop())
+            return;
         if (BeginsNoCase(folder.path, root.View()))
             pass.Open(folder);
+    }
 }

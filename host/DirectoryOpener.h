@@ -18,11 +18,12 @@
 class DirectoryOpener
 {
 public:
-    // `stop` is called between two folders.
+    // `stop` is called between two folders, and ends the opening when it returns true.
     DirectoryOpener(std::vector<SelectionView::Folder> folders, std::function<bool()> stop)
         : m_folders(std::move(folders)),
           m_stop(std::move(stop))
     {
+        SortFolders();
     }
 
     // Replaces the folders; the next call of Open opens the new ones.
@@ -36,6 +37,7 @@ public:
     void Close();
 
 private:
+    void SortFolders();
     void OpenRoot(const CString& root);
 
     void ForgetRoot(const CString& root, HANDLE claim, const std::function<bool()>& stop) const;

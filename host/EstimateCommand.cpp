@@ -3,6 +3,7 @@
 #include "host/Console.h"
 #include "host/EstimateReport.h"
 #include "host/LibraryMessages.h"
+#include "host/OutputFiles.h"
 #include "host/PathSpelling.h"
 #include "mfc/CEvent.h"
 #include "orbwatcher4/Scanner.h"
@@ -64,7 +65,7 @@ public:
 private:
     std::optional<ExitCode> InputFailure()
     {
-        if (Examine(m_options.files, m_writer) == SelectionState::Unusable)
+        if (!MayWriteReport() || Examine(m_options.files, m_writer) == SelectionState::Unusable)
             return ExitUsage;
         if (!m_options.stats.empty() && !FileHandle(CreateFileW(m_options.stats.c_str(), GENERIC_READ, FILE_SHARE_READ,
                                                                 nullptr, OPEN_EXISTING, 0, nullptr))) {
@@ -74,6 +75,18 @@ private:
             return ExitUsage;
         }
         return std::nullopt;
+    }
+
+    bool MayWriteReport() const
+    {
+        if (m_options.report.empty())
+            return true;
+        std::vector<NamedFile> inputs = FilesOf(m_options.files);
+        inputs.push_back({L"the file of statistics", m_options.stats});
+        for (NamedFile& file : FilesOfDataFolder())
+            inputs.push_back(std::move(file));
+        const Output output{m_options.report, L"--report", L"a report of orbwatch", IsEstimatePage, m_options.force};
+        return MayBeWritten(output, inputs, m_writer);
     }
 
     // Returns false when it was interrupted.
@@ -223,6 +236,8 @@ private:
     {
         if (m_options.report.empty())
             return true;
+        if (!MayWriteReport()) // the scan may have taken long
+            return false;
         m_report.selection = m_options.files.data;
         m_report.edits = m_options.edits;
         const std::string page = EstimatePage(m_report);

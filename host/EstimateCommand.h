@@ -11,6 +11,7 @@ struct EstimateOptions {
     std::wstring stats;
     std::wstring mask;               // endings that folders of an including edit leave out
     std::vector<EstimateEdit> edits; // in the order of the command line
+    bool force = false;              // replace a file that is no report
     std::wstring report;             // the page to write; empty: none
 };
 

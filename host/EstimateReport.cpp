@@ -11,8 +11,11 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 #include <map>
 #include <memory>
+#include <string_view>
 
 namespace
 {
@@ -23,6 +26,9 @@ using Json = nlohmann::ordered_json;
 constexpr std::uint64_t SmallestShare = 2000;
 // The same holds for a folder that is deeper than this: the page's data is written and read level by level, on a stack.
 constexpr std::ptrdiff_t DeepestFolder = 200;
+
+// A page with this line may be replaced by another one.
+constexpr std::string_view Mark = "<!-- made by orbwatch estimate -->\n";
 
 const char* NameOf(FileKind kind)
 {
@@ -164,6 +170,14 @@ bool IsOfAnEdit(const FilterPtr& rule, const std::vector<EstimateEdit>& edits)
            });
 }
 
+bool IsEstimatePage(const std::wstring& path)
+{
+    std::ifstream file(std::filesystem::path(path), std::ios::binary);
+    std::string begin(256, '\0');
+    file.read(begin.data(), static_cast<std::streamsize>(begin.size()));
+    return begin.find(Mark) != std::string::npos;
+}
+
 std::string EstimatePage(const EstimateReport& report)
 {
     std::string data = DataOf(report).dump(-1, ' ', false, Json::error_handler_t::replace);
@@ -172,5 +186,6 @@ std::string EstimatePage(const EstimateReport& report)
         data.replace(at, 1, "\\u003c");
     std::string page = ReportPage;
     const std::string place = "/*DATA*/";
-    return page.replace(page.find(place), place.size(), data);
+    page.replace(page.find(place), place.size(), data);
+    return page.insert(page.find('\n') + 1, Mark);
 }

@@ -21,6 +21,9 @@ struct EstimateStep {
     SizeTotal total;
 };
 
+// Returns true when the file is a page that EstimatePage made, by the mark in its second line.
+bool IsEstimatePage(const std::wstring& path);
+
 struct EstimateReport {
     std::wstring selection; // path of the selection file
     std::vector<EstimateEdit> edits;

@@ -6,6 +6,7 @@
 
 struct ExportOptions : ServiceOptions {
     std::wstring to;
+    bool force = false; // replace a file that is no list
     int most;
 };
 

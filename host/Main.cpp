@@ -60,6 +60,8 @@ ExitCode Run(FILE* data)
         RecordWriter(data, json).Error(FromUtf8(error.what()) + L"; see orbwatch " + ChosenCommand(app) + L"--help");
         return ExitUsage;
     }
+    if (!arguments.dataFolder.empty())
+        SetEnvironmentVariableW(L"ORB_DATA_FOLDER", Arguments::Path(arguments.dataFolder).c_str());
     RecordWriter writer(data, arguments.json);
     for (const Command& command : commands)
         if (command.app->parsed())

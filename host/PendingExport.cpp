@@ -15,14 +15,14 @@ constexpr DWORD AnswerLimit = 60000; // milliseconds
 PendingExported FromJson(const WatchAnswer& given)
 {
     if (!given.failure.empty())
-        return {false, 0, given.failure};
+        return {false, 0, given.failure, given.code};
     const Json& answer = given.json;
     const bool whole = answer.is_object() && answer.contains("any") && answer["any"].is_boolean() &&
                        answer.contains("count") && answer["count"].is_number_integer() && answer.contains("failure") &&
                        answer["failure"].is_string();
     if (!whole)
-        return {false, 0, L"the answer of the running watch is none; end it first, or try again"};
-    return {answer.value("any", false), answer.value("count", 0), FromUtf8(answer.value("failure", ""))};
+        return {false, 0, L"the answer of the running watch is none; end it first, or try again", ExitFailure};
+    return {answer.value("any", false), answer.value("count", 0), FromUtf8(answer.value("failure", "")), ExitFailure};
 }
 
 } // namespace
@@ -35,15 +35,18 @@ PendingExported ExportPending(COrbWatcher& watcher, const PendingExport& wanted)
     exported.count = wanted.most;
     exported.anyPending = watcher.ExportFilesToXML(wanted.file.c_str(), exported.count);
     for (const LibraryMessages::Line& line : failures.Take())
-        if (line.text.starts_with(L"The pending list cannot be written"))
+        if (line.text.starts_with(L"The pending list cannot be "))
             exported.failure = line.text + L"; name another --to, or make room";
     return exported;
 }
 
-std::optional<PendingExported> AskForExport(const PendingExport& wanted)
+std::optional<PendingExported> AskForExport(const PendingExport& wanted, const FolderUse& use, RecordWriter& writer)
 {
     const Json request{{"ask", "export"}, {"to", ToUtf8(wanted.file)}, {"max", wanted.most}};
-    const std::optional<WatchAnswer> answer = AskWatch(request, AnswerLimit);
+    const auto busy = [&] {
+        writer.Note(L"the running watch is busy; waiting for its answer, a minute at most (Ctrl-C gives up)");
+    };
+    const std::optional<WatchAnswer> answer = AskWatch(request, use, {AnswerLimit, busy});
     return answer ? std::optional(FromJson(*answer)) : std::nullopt;
 }
 

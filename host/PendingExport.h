@@ -2,6 +2,8 @@
 // data folder. One thread.
 #pragma once
 
+#include "companions/settings/FolderUse.h"
+#include "host/RecordWriter.h"
 #include "orbwatcher4/OrbWatcher.h"
 
 #include <nlohmann/json.hpp>
@@ -15,15 +17,16 @@ struct PendingExport {
 };
 struct PendingExported {
     bool anyPending = false;
-    int count = 0;        // number of files that were added to the list
-    std::wstring failure; // why there is no list; empty when there is one, and when nothing is pending
+    int count = 0;               // number of files that were added to the list
+    std::wstring failure;        // why there is no list; empty when there is one, and when nothing is pending
+    ExitCode code = ExitFailure; // how the command ends when there is a failure
 };
 
 PendingExported ExportPending(COrbWatcher& watcher, const PendingExport& wanted);
 
 // Asks the watch that runs on the same data folder, and waits a minute at most for its answer. Returns nothing when no
 // watch runs.
-std::optional<PendingExported> AskForExport(const PendingExport& wanted);
+std::optional<PendingExported> AskForExport(const PendingExport& wanted, const FolderUse& use, RecordWriter& writer);
 
 // Makes the watch's answer; nothing when the request does not ask for an export.
 std::optional<nlohmann::json> AnswerExport(COrbWatcher& watcher, const nlohmann::json& request);

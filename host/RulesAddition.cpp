@@ -11,17 +11,18 @@ using Json = nlohmann::json;
 
 constexpr DWORD AnswerLimit = 600000; // milliseconds
 
-RulesAdded Unanswered(std::wstring why)
+RulesAdded Unanswered(std::wstring why, ExitCode code = ExitFailure)
 {
     RulesAdded none;
     none.unanswered = std::move(why);
+    none.unansweredCode = code;
     return none;
 }
 
 RulesAdded FromJson(const WatchAnswer& given)
 try {
     if (!given.failure.empty())
-        return Unanswered(given.failure);
+        return Unanswered(given.failure, given.code);
     const Json& answer = given.json;
     RulesAdded added;
     added.result = static_cast<AddQueueItemResult>(answer.at("result").get<int>());
@@ -51,13 +52,16 @@ RulesAdded AddRules(COrbWatcher& watcher, const RulesAddition& wanted)
     return added;
 }
 
-std::optional<RulesAdded> AskToAdd(const RulesAddition& wanted)
+std::optional<RulesAdded> AskToAdd(const RulesAddition& wanted, const FolderUse& use, RecordWriter& writer)
 {
     const Json request{{"ask", "add"},
                        {"rules", ToUtf8(wanted.rules)},
                        {"delete", wanted.deleteWhenDone},
                        {"mergeOnly", wanted.mergeOnly}};
-    const std::optional<WatchAnswer> answer = AskWatch(request, AnswerLimit);
+    const auto busy = [&] {
+        writer.Note(L"the running watch is busy; waiting for its answer, ten minutes at most (Ctrl-C gives up)");
+    };
+    const std::optional<WatchAnswer> answer = AskWatch(request, use, {AnswerLimit, busy});
     return answer ? std::optional(FromJson(*answer)) : std::nullopt;
 }
 

@@ -24,7 +24,7 @@ public:
           m_options(options),
           m_writer(writer),
           m_selection(std::make_unique<SelectionView>(options.files)),
-          m_opener(m_selection->IncludedFolders(), BackupService::Interrupted),
+          m_opener(m_selection->IncludedFolders(), [this] { return m_service.OutsideEnd().has_value(); }),
           m_requests([this](const nlohmann::json& request) { return Answer(request); })
     {
     }
@@ -97,6 +97,8 @@ private:
     // Answers a request of another command on the pipe.
     nlohmann::json Answer(const nlohmann::json& request)
     {
+        if (const std::optional<nlohmann::json> refused = RefuseOthers(request, m_options.Use()))
+            return *refused;
         if (const std::optional<nlohmann::json> exported = AnswerExport(m_watcher, request))
             return *exported;
         if (const std::optional<RulesAddition> wanted = AdditionOf(request))

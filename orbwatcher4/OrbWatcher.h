@@ -7,6 +7,10 @@
 /// memory runs out, a setting stays as it was, and a change that could not be taken in makes a full enumeration due.
 /// Failures of the system are logged, and the watcher goes on with what is left.
 ///
+/// A data folder belongs to the selection and the index of the first watcher that uses it; the settings remember them
+/// (docs/settings.md). A watcher of another selection or index leaves the dump and the marks in the folder alone, and
+/// keeps nothing there: its IsPendingKept is false, and a full enumeration is due at each of its starts.
+///
 /// The watcher's own threads, and the operations that take in or hand out files, look at the user's files with the
 /// rights of SetUserToken's user. A caller's thread has its own rights back when an operation returns. When the system
 /// refuses the token, such an operation ends; it does not go on with the rights of the service, and what it leaves out
@@ -113,8 +117,15 @@ public:
     int AbortWatching();
     /// Stops, writes what is pending to "watcher_dump.bin", and empties the object.
     void DeInit();
-    /// Returns false when the last DeInit could not write everything; a full enumeration is then due.
+    /// Returns false when the last DeInit did not write everything, because it could not, or because the data folder
+    /// belongs to another selection or index; a full enumeration is then due.
     bool IsPendingKept() const;
+    /// Looks again at paths that were recorded in the index after their hand-out. The removal of a file that the index
+    /// does not hold leaves nothing behind: what has gone between hand-out and record becomes a pending deletion here.
+    void LookAgainAfterRecording(const std::vector<CString>& paths);
+    /// Returns false when the running mark could not be made in the data folder: the next start would not notice that
+    /// this run was killed.
+    bool IsCrashNoticed() const;
     /// Loads the selection into both filters as StartWatch does. A running watcher then watches the new drives, and
     /// stops watching drives that no rule names any more. Returns false when there is no selection, or when a file of
     /// it could not be loaded: the filter of that file then keeps the rules that it held, or, if it held none, takes
@@ -285,6 +296,9 @@ public:
     /// largest number of files to add; then how many were added. Returns false when nothing at all is pending. If the
     /// list cannot be written, only the log says so.
     bool ExportFilesToXML(const wchar_t* path, int& count);
+    /// Returns true when the file is a pending list, which ExportFilesToXML extends: XML with the document element
+    /// "root" that is empty, or holds an "item" or a "count".
+    static bool IsPendingList(const wchar_t* path);
 
 private:
     friend class ChangeHandler;

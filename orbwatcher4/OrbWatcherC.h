@@ -90,6 +90,17 @@ ORBWATCHER4_API OrbResult ORB_CALL OrbLastFailure(wchar_t* buffer, uint32_t capa
 /** Returns the version of the library: major * 65536 + minor * 256 + patch. */
 ORBWATCHER4_API uint32_t ORB_CALL OrbVersion(void);
 
+/* --- The data folder: settings, log, the dump of what is pending, running marks. One for the process. --- */
+
+/** Sets the data folder for the process, before the first watcher is created. It is made when it is missing. The call
+ * sets the environment variable ORB_DATA_FOLDER of the process, which names the folder otherwise, also for processes
+ * that this one starts. Null: removes the variable, so that the folder is %ProgramData%\OrbWatcher4 again.
+ * ORB_WRONG_STATE: a watcher of this process exists; ORB_TEXT_TOO_LONG. */
+ORBWATCHER4_API OrbResult ORB_CALL OrbSetDataFolder(const wchar_t* folder);
+/** Copies the absolute path of the data folder that the process uses now, without a trailing backslash. Buffers as with
+ * OrbLastFailure. */
+ORBWATCHER4_API OrbResult ORB_CALL OrbGetDataFolder(wchar_t* buffer, uint32_t capacity, uint32_t* needed);
+
 /* --- The life of a watcher: created, watching, stopped, watching ... destroyed. --- */
 
 /** A watcher, made by OrbWatcherCreate. */
@@ -111,9 +122,11 @@ typedef struct OrbWatcherOptions {
 
 /** Loads the selection; nothing is watched yet. *watcher receives the handle, and is null after a failure. Load the
  * index (OrbIndexOpen) before OrbWatcherStart: without it the watcher cannot tell what is backed up. Malformed
- * advanced rules exclude nothing, and the log says so: too much is backed up rather than nothing. A data folder is
- * for one selection: the next watcher that starts there takes over what this one leaves pending, and drops what
- * its own rules leave out. ORB_BAD_SIZE, ORB_TEXT_TOO_LONG, ORB_SELECTION_UNREADABLE. */
+ * advanced rules exclude nothing, and the log says so: too much is backed up rather than nothing. A data folder
+ * belongs to the selection and the index of the first watcher that was started with it. A watcher of another selection
+ * or index runs, and keeps nothing there: OrbWatcherStop returns ORB_PENDING_NOT_KEPT when files are pending, and a
+ * full enumeration is due at each start. Give each selection a data folder of its own (OrbSetDataFolder).
+ * ORB_BAD_SIZE, ORB_TEXT_TOO_LONG, ORB_SELECTION_UNREADABLE. */
 ORBWATCHER4_API OrbResult ORB_CALL OrbWatcherCreate(const OrbWatcherOptions* options, OrbWatcherHandle* watcher);
 
 /** Replays what the last run left pending, starts watching, and waits until every root of the selection has been
@@ -236,6 +249,16 @@ ORBWATCHER4_API OrbResult ORB_CALL OrbIndexOpen(const wchar_t* path, const OrbIn
 /** Records that a file that was taken has been backed up. ORB_FILE_UNREADABLE: the file could not be read when it
  * was taken; it stays new, so that it is backed up later rather than never. ORB_BAD_SIZE. */
 ORBWATCHER4_API OrbResult ORB_CALL OrbIndexRecord(OrbIndexHandle index, const OrbPendingFile* file);
+/** Records many files in one commit, which is much faster than one commit each: a service that collects files for some
+ * hundred milliseconds loses little. Nothing counts as recorded before the call returns; a service that is killed
+ * before takes the files again at its next start, which is a full enumeration. files: `count` structs, one after the
+ * other, all of the first one's size. results: null, or receives `count` codes: ORB_OK, ORB_FILE_UNREADABLE, or why the
+ * file could not be recorded. watcher: null, or the watcher that handed the files out: a file that has gone since then
+ * becomes a pending deletion; without it that file's deletion is found by the next full enumeration. Returns ORB_OK,
+ * or the first code that is not; the other files are recorded all the same. ORB_BAD_SIZE. ORB_WRONG_STATE: the watcher
+ * is not watching; nothing was recorded. */
+ORBWATCHER4_API OrbResult ORB_CALL OrbIndexRecordMany(OrbIndexHandle index, OrbWatcherHandle watcher,
+                                                      const OrbPendingFile* files, uint32_t count, OrbResult* results);
 /** Removes the path from the index, so that it counts as never backed up; also succeeds when the index does not
  * hold it. ORB_TEXT_TOO_LONG. */
 ORBWATCHER4_API OrbResult ORB_CALL OrbIndexForget(OrbIndexHandle index, const wchar_t* path);

@@ -2,9 +2,13 @@
 #include "companions/indexdb/OrbIndexDB.h"
 #include "orbwatcher4/capi/Border.h"
 #include "orbwatcher4/capi/SharedLock.h"
+#include "orbwatcher4/capi/WatcherObject.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <memory>
 #include <mutex>
+#include <vector>
 
 struct OrbIndexObject {
     SharedLock lock;
@@ -81,6 +85,31 @@ ItemDatum ItemOf(const OrbPendingFile& file)
     return item;
 }
 
+// The caller's structs lie one behind the other, with the size that the first one has.
+std::vector<OrbPendingFile> CopyAll(const OrbPendingFile* files, uint32_t count)
+{
+    std::vector<OrbPendingFile> copies;
+    const auto* bytes = reinterpret_cast<const std::byte*>(files);
+    for (uint32_t i = 0; i < count; ++i) {
+        const auto* file = reinterpret_cast<const OrbPendingFile*>(bytes + std::size_t(i) * Required(files).size);
+        if (file->size != files->size)
+            throw Refused{ORB_BAD_SIZE};
+        copies.push_back(CopyIn(file));
+    }
+    return copies;
+}
+
+// All in one commit; when that fails, each alone, so that one file keeps no other out.
+void RecordAll(CIndexDB& database, const std::vector<ItemDatum>& items, const std::vector<std::size_t>& places,
+               std::vector<OrbResult>& results)
+{
+    if (items.empty() || database.RecordItems(items))
+        return;
+    for (std::size_t i = 0; i < items.size(); ++i)
+        if (!database.RecordItem(items[i]))
+            results[places[i]] = NoteFailure(CodeOf(database.GetLastDbError()), database.GetLastDbErrorText().View());
+}
+
 // Returns false for an item that was recorded again because its file came back.
 bool IsStillDeleted(std::uint64_t id)
 {
@@ -113,6 +142,41 @@ OrbResult ORB_CALL OrbIndexRecord(OrbIndexHandle index, const OrbPendingFile* fi
         const std::scoped_lock lock(Required(index).lock);
         Require(index->database.RecordItem(item), index->database);
         return ORB_OK;
+    });
+}
+
+OrbResult ORB_CALL OrbIndexRecordMany(OrbIndexHandle index, OrbWatcherHandle watcher, const OrbPendingFile* files,
+                                      uint32_t count, OrbResult* results)
+{
+    return Guarded([&] {
+        Required(index);
+        const std::vector<OrbPendingFile> copies = CopyAll(files, count);
+        std::vector<OrbResult> codes(count, ORB_OK);
+        std::vector<ItemDatum> items;
+        std::vector<std::size_t> places;
+        std::vector<CString> paths;
+        for (std::size_t i = 0; i < copies.size(); ++i) {
+            const ItemDatum item = ItemOf(copies[i]);
+            if (copies[i].modificationTime < 0) {
+                codes[i] = ORB_FILE_UNREADABLE;
+                continue;
+            }
+            items.push_back(item);
+            places.push_back(i);
+            paths.push_back(item.path);
+        }
+        if (watcher)
+            watcher->WhileWatching([](COrbWatcher&) {});
+        {
+            const std::scoped_lock lock(index->lock);
+            RecordAll(index->database, items, places, codes);
+        }
+        if (watcher)
+            watcher->WhileWatching([&](COrbWatcher& running) { running.LookAgainAfterRecording(paths); });
+        if (results)
+            std::copy(codes.begin(), codes.end(), results);
+        const auto failed = std::find_if(codes.begin(), codes.end(), [](OrbResult code) { return code != ORB_OK; });
+        return failed == codes.end() ? ORB_OK : NoteFailure(*failed);
     });
 }
 

@@ -11,6 +11,8 @@ namespace
 
 constexpr ULONGLONG PollInterval = 20; // milliseconds between two checks
 
+std::atomic<unsigned> g_objects{0};
+
 // The watcher opens the event by its name.
 std::wstring NewEventName()
 {
@@ -27,6 +29,11 @@ void RequireTrustedSettings()
 }
 
 } // namespace
+
+OrbWatcherObject::Counted::Counted() { ++g_objects; }
+OrbWatcherObject::Counted::~Counted() { --g_objects; }
+
+unsigned OrbWatcherObject::Count() { return g_objects; }
 
 OrbWatcherObject::OrbWatcherObject(WatcherSetup setup)
     : m_setup(std::move(setup)),

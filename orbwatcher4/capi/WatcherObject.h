@@ -33,6 +33,9 @@ public:
     OrbWatcherObject(const OrbWatcherObject&) = delete;
     OrbWatcherObject& operator=(const OrbWatcherObject&) = delete;
 
+    // How many there are in this process.
+    static unsigned Count();
+
     void Start();
     // Returns false when the pending files could not be kept.
     bool Stop();
@@ -63,9 +66,18 @@ public:
     HANDLE Completed() const { return m_completed.Get(); }
 
 private:
+    // Counts the objects, also one whose construction fails.
+    struct Counted {
+        Counted();
+        ~Counted();
+        Counted(const Counted&) = delete;
+        Counted& operator=(const Counted&) = delete;
+    };
+
     std::unique_ptr<COrbWatcher> MakeLoaded();
     bool StopLocked();
 
+    const Counted m_counted;
     const WatcherSetup m_setup;
     std::wstring m_completedName;
     KernelHandle m_completed;

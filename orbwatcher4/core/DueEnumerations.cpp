@@ -61,12 +61,31 @@ bool DueEnumerations::IsCheckTooEarly(std::int64_t now)
 void DueEnumerations::NoteCheck(std::int64_t now) { g_lastCheck = now; }
 void DueEnumerations::ForgetLastCheck() { g_lastCheck = 0; }
 
-void DueEnumerations::BeginRun()
+void DueEnumerations::BeginRun(const FolderUse& use)
 {
+    Completes(L"Finding out whose data folder this is", [&] { FindOutWhoseFolder(use); });
+    if (m_foreign)
+        return;
     KeepFull();
     // If earlier marks cannot be searched for, they stay, and a later start finds them.
     Completes(L"Looking for an unclean end", [this] { NoticeUncleanEnd(); });
     Completes(L"Noting that this run has begun", [this] { m_mark.Set(); });
+}
+
+void DueEnumerations::FindOutWhoseFolder(const FolderUse& use)
+{
+    const FolderUse owner = GetFolderUse();
+    const bool foreign = !AreSameUse(owner, use);
+    if (!foreign && (owner.selection.IsEmpty() || owner.index.IsEmpty()))
+        SetFolderUse(use); // what cannot be written is logged, and tried again at the next start
+    if (m_foreign.exchange(foreign) || !foreign)
+        return;
+    g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__,
+                      L"The data folder belongs to the selection %s with the index %s. What is pending for %s is not "
+                      L"kept there; use another data folder",
+                      owner.selection.GetString(), owner.index.GetString(), use.selection.GetString());
+    ForgetLastCheck();
+    MakeFull();
 }
 
 void DueEnumerations::NoticeUncleanEnd()
@@ -82,6 +101,8 @@ void DueEnumerations::NoticeUncleanEnd()
 
 void DueEnumerations::EndRun(bool pendingKept)
 {
+    if (m_foreign)
+        return; // a full enumeration is due at the next start anyway
     // No later pass begins these rescans.
     bool handedOver = false;
     Completes(L"Handing rescans over to the next start",
@@ -97,6 +118,10 @@ void DueEnumerations::EndRun(bool pendingKept)
 bool DueEnumerations::MakeFull() noexcept
 {
     m_fullDueAgain = true;
+    if (m_foreign) {
+        m_ownFull = 0;
+        return true;
+    }
     bool written = false;
     Completes(L"Making a full enumeration due", [&] { written = WriteFull(); });
     m_fullUnwritten = !written;
@@ -136,12 +161,29 @@ void DueEnumerations::Found(const CString& path) noexcept
         m_unknown.erase(path);
 }
 
+void DueEnumerations::KeepDueUntilCompleted()
+{
+    if (m_foreign) {
+        m_ownFull = 0;
+        return;
+    }
+    CServiceRunSettings& settings = GetServiceRunSettings();
+    settings.SetValue(FirstTimeRunTimeKey, 0);
+    settings.Save();
+}
+
 void DueEnumerations::FullBegins() { m_fullDueAgain = false; }
 
 void DueEnumerations::NoteFullCompleted(const Clock& clock)
 {
     if (m_fullDueAgain)
         return;
+    if (m_foreign) {
+        m_ownFull = clock.Seconds();
+        if (m_fullDueAgain)
+            m_ownFull = 0;
+        return;
+    }
     CServiceRunSettings& settings = GetServiceRunSettings();
     settings.SetValue(FirstTimeRunTimeKey, static_cast<std::int32_t>(clock.Seconds()));
     // A loss that was reported after the check has written its value before this one.
@@ -149,6 +191,15 @@ void DueEnumerations::NoteFullCompleted(const Clock& clock)
         settings.SetValue(FirstTimeRunTimeKey, 0);
     if (!settings.Save())
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to note that the first-time run has completed");
+}
+
+std::int64_t DueEnumerations::FullCompletedAt()
+{
+    if (m_foreign)
+        return m_ownFull;
+    CServiceRunSettings& settings = GetServiceRunSettings();
+    settings.Load();
+    return settings.GetValue(FirstTimeRunTimeKey, 0);
 }
 
 void DueEnumerations::Report(const CString& root, const char* reason, std::int64_t now)
@@ -216,7 +267,7 @@ bool DueEnumerations::HandOver(const std::function<bool(const CString& root)>& i
         }
         m_rescans.clear();
     }
-    if (away.empty())
+    if (away.empty() || m_foreign)
         return all;
     CServiceRunSettings& settings = GetServiceRunSettings();
     settings.Load();
@@ -230,6 +281,8 @@ bool DueEnumerations::HandOver(const std::function<bool(const CString& root)>& i
 
 void DueEnumerations::TakeOver(const std::set<CString>& roots, std::int64_t now)
 {
+    if (m_foreign)
+        return; // the full enumeration that is due covers them
     CServiceRunSettings& settings = GetServiceRunSettings();
     settings.Load();
     std::set<CString> left = HandedOver(settings);

@@ -4,9 +4,13 @@
 // first. A rescan covers one root: after lost changes, after a return, or after an enumeration that had to leave the
 // root out. Rescans are kept in memory; those that no pass begins any more are handed over to the next start.
 //
+// A data folder belongs to one selection and one index. A run of another one leaves everything in the folder as it is:
+// it sets no mark and keeps due enumerations in memory, and a full enumeration is due for it at each start.
+//
 // Every part of the watcher reports here when it could not handle a change. Any thread; callers need no lock.
 #pragma once
 
+#include "companions/settings/FolderUse.h"
 #include "mfc/CString.h"
 #include "orbwatcher4/core/RunningMark.h"
 #include "support/Clock.h"
@@ -44,8 +48,12 @@ public:
     // --- The life of a run of the watcher. ---
 
     // Begins a run. From here on a crash would lose changes, so the next start must notice it. Also notices an earlier
-    // crash.
-    void BeginRun();
+    // crash. `use`: the selection and the index of this run.
+    void BeginRun(const FolderUse& use = {});
+    // Returns true when the data folder belongs to another selection or index than this run.
+    bool IsFolderForeign() const { return m_foreign; }
+    // Returns false when the running mark could not be set: a crash of this run would go unnoticed.
+    bool IsCrashNoticed() const { return m_foreign || m_mark.IsSet(); }
     // Ends the run in an orderly way. pendingKept: the pending files are on the disk. Otherwise the next start must
     // find them again.
     void EndRun(bool pendingKept);
@@ -67,11 +75,16 @@ public:
     // changes nothing until Found has been called for it.
     void MakeFullOnceFor(const CString& path) noexcept;
     void Found(const CString& path) noexcept;
+    // Notes that a full enumeration begins by the time rule: it is due until NoteFullCompleted, also for the next
+    // start.
+    void KeepDueUntilCompleted();
     // Notes that a full enumeration has begun. Later failures make another one due.
     void FullBegins();
     // Writes the time by which the next full enumeration is planned. Does nothing when another one became due since
     // FullBegins.
     void NoteFullCompleted(const Clock& clock);
+    // Returns when the last full enumeration was complete, in seconds since 1970; 0: one is due.
+    std::int64_t FullCompletedAt();
     bool IsFullDueAgain() const { return m_fullDueAgain; }
 
     // --- Rescans of one root. Roots in the form of OrbFilter::StripToRoot. ---
@@ -95,6 +108,7 @@ public:
 
 private:
     bool WriteFull();
+    void FindOutWhoseFolder(const FolderUse& use);
     void NoticeUncleanEnd();
     void Report(const CString& root, const char* reason, std::int64_t now);
 
@@ -105,4 +119,6 @@ private:
     std::atomic<bool> m_fullDueAgain{false}; // a full one became due after FullBegins
     std::atomic<bool> m_fullWritten{false};  // due in the settings, as far as this process knows
     std::atomic<bool> m_fullUnwritten{false};
+    std::atomic<bool> m_foreign{false};
+    std::atomic<std::int64_t> m_ownFull{0}; // FullCompletedAt of a run in a foreign folder
 };

@@ -69,18 +69,14 @@ void WatchLoop::CheckFirstTimeRule()
     if (!IsFirstTimeRunDue() || m_watcher.IsFirstTimeEnumRunning())
         return;
     g_OrbLog.Log(L"Rescanning selections based on time rule");
-    CServiceRunSettings& settings = GetServiceRunSettings();
-    settings.SetValue(FirstTimeRunTimeKey, 0);
-    settings.Save();
+    m.due.KeepDueUntilCompleted();
     m_watcher.StartFirstTimeRun(0);
 }
 
 bool WatchLoop::IsFirstTimeRunDue()
 {
-    CServiceRunSettings& settings = GetServiceRunSettings();
-    settings.Load();
-    const std::int32_t completed = settings.GetValue(FirstTimeRunTimeKey, 0);
-    g_OrbLog.Log(L"First time Complete = %d", completed);
+    const std::int64_t completed = m.due.FullCompletedAt();
+    g_OrbLog.Log(L"First time Complete = %d", static_cast<std::int32_t>(completed));
     if (completed != 0) {
         CUserConfigurations& configuration = GetUserConfigurations();
         configuration.Load();

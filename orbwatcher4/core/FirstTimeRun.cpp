@@ -143,7 +143,7 @@ int COrbWatcher::StartFirstTimeRun(int reload)
 
 int COrbWatcher::BeginFirstTimeRun(int reload)
 {
-    m->due.BeginRun();
+    m->due.BeginRun(m->Use());
     m->due.FullBegins(); // this enumeration makes up for an earlier crash that was just noticed
     // An enumeration with the present rules is better than none, and none could begin any more.
     if (reload)

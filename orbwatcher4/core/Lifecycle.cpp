@@ -87,7 +87,7 @@ int COrbWatcher::StartWatch()
     // An earlier run is ended before the filters are locked: its threads need them to end.
     if (m->watching.IsSet() || m->watchThread || m->overlayThread)
         StopThreads();
-    m->due.BeginRun();
+    m->due.BeginRun(m->Use());
     m->watching.SetEvent();
     m->stop.ResetEvent();
     m->ready.ResetEvent();
@@ -164,6 +164,8 @@ void COrbWatcher::EndRuns()
 }
 
 bool COrbWatcher::IsPendingKept() const { return m->pendingKept; }
+
+bool COrbWatcher::IsCrashNoticed() const { return m->due.IsCrashNoticed(); }
 
 bool COrbWatcher::WaitUntilReady(DWORD milliseconds) { return m->ready.Lock(milliseconds); }
 

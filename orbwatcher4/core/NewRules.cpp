@@ -15,7 +15,7 @@ AddQueueItemResult COrbWatcher::AddNewQueueItem(const wchar_t* xmlPath, bool del
 {
     const COrbFuncLog guard(L"COrbWatcher::AddNewQueueItem");
     const CallerTokenScope token;
-    m->due.BeginRun();
+    m->due.BeginRun(m->Use());
     if (!xmlPath || !PathFileExistsW(xmlPath))
         return RulesNotLoaded;
     AddQueueItemResult result = RulesNotLoaded;

@@ -12,8 +12,8 @@
 namespace
 {
 
-constexpr const wchar_t* InDataFolder[] = {L"OrbWatcher*.log", RunningMark::FilePattern};
-constexpr const wchar_t* DatabaseEndings[] = {L"", L"-wal", L"-shm", L"-journal"};
+constexpr const wchar_t* InDataFolder[] = {L"OrbWatcher*.log", RunningMark::FilePattern, L"watcher_claim.txt"};
+constexpr const wchar_t* DatabaseEndings[] = {L"", L"-wal", L"-shm", L"-journal", L"-claim"};
 
 CString FullPath(const wchar_t* path)
 {

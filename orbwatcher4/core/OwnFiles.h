@@ -1,4 +1,4 @@
-// The files that change because the watcher runs: its log, its running mark, and the
+// The files that change because the watcher runs: its log, its running mark, the claims of commands, and the
 // databases that are written for what it hands out. To watch them would feed on itself for ever.
 #pragma once
 

@@ -4,9 +4,11 @@
 #include "orbwatcher4/core/WatcherState.h"
 #include "orbwatcher4/filter/DocumentFile.h"
 #include "support/FileReplacement.h"
+#include "support/SameFile.h"
 #include "xml/Markup.h"
 #include "xml/MarkupEscape.h"
 
+#include <algorithm>
 #include <string>
 
 namespace
@@ -21,6 +23,14 @@ bool EnterRoot(CMarkup& document)
 {
     document.ResetPosition();
     return document.FindElement(L"root") && document.EnterElement();
+}
+
+// Has at most the two tags of the root itself.
+bool IsEmptyRoot(CMarkup& document)
+{
+    document.ResetPosition();
+    const std::wstring markup(document.FindElement(L"root") ? document.GetElementMarkup().View() : L"<<<");
+    return std::count(markup.begin(), markup.end(), L'<') <= 2;
 }
 
 // Loads the list. An existing file that is no pending list is renamed, and a new list begins. Returns false when that
@@ -69,6 +79,19 @@ std::wstring ItemMarkup(const CString& path)
 
 } // namespace
 
+bool COrbWatcher::IsPendingList(const wchar_t* path)
+{
+    bool isList = false;
+    Completes(L"IsPendingList", [&] {
+        CMarkup document;
+        if (!document.Load(path) || !document.GetParseError().IsEmpty() || !EnterRoot(document))
+            return;
+        const auto has = [&](const wchar_t* element) { return EnterRoot(document) && document.FindElement(element); };
+        isList = has(L"item") || has(L"count") || IsEmptyRoot(document);
+    });
+    return isList;
+}
+
 bool COrbWatcher::ExportFilesToXML(const wchar_t* path, int& count)
 {
     const COrbFuncLog guard(L"COrbWatcher::ExportFilesToXML");
@@ -84,6 +107,10 @@ bool COrbWatcher::ExportFilesToXML(const wchar_t* path, int& count)
 
 void COrbWatcher::ExportPending(const wchar_t* path, int most, int& count)
 {
+    for (const CString& own : {m->dataXmlPath, m->dataXmlPath2, m->secondaryXmlPath, m->secondaryXmlPath2,
+                               m->advancedFiltersPath, m->indexDB, m->queueDB})
+        if (IsSameFile(own, path))
+            return LogFailure(L"The pending list cannot be written over a file of the watcher", path);
     CMarkup document;
     if (!OpenList(document, path))
         return LogFailure(L"The pending list cannot be opened, or is no such list and cannot be kept beside", path);

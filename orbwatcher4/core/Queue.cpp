@@ -4,6 +4,7 @@
 #include "orbwatcher4/core/Completes.h"
 #include "orbwatcher4/core/FileFindData.h"
 #include "orbwatcher4/core/WatcherState.h"
+#include "support/Backslash.h"
 #include "support/Hashes.h"
 #include "support/Impersonation.h"
 #include "support/Wildcard.h"
@@ -30,6 +31,18 @@ bool COrbWatcher::AddSingleNotification(const wchar_t* path)
     if (!user.Acts() || !Completes(L"Adding a file", add))
         m->due.MakeFull();
     return true;
+}
+
+void COrbWatcher::LookAgainAfterRecording(const std::vector<CString>& paths)
+{
+    const ActingForUser user(m->userToken);
+    const auto look = [&] {
+        for (const CString& path : paths)
+            if (m->IsGone(WithoutBackslash(path)))
+                m->changeHandler.OnFileRemoved(WithoutBackslash(path));
+    };
+    if (!user.Acts() || !Completes(L"Looking again at recorded files", look))
+        m->due.MakeFull();
 }
 
 void COrbWatcher::ClearNotifications()

@@ -41,7 +41,7 @@ bool ConcernsSelection(WatcherState& state, const CString& line)
 void COrbWatcher::Resume()
 {
     const ActingForUser user(m->userToken);
-    m->due.BeginRun();
+    m->due.BeginRun(m->Use());
     if (!user.Acts()) {
         m->dumpWaits = true;
         return;
@@ -77,7 +77,7 @@ void COrbWatcher::ReplayPending()
 
 void COrbWatcher::ReplayDump()
 {
-    if (!DumpExists())
+    if (m->due.IsFolderForeign() || !DumpExists())
         return;
     const auto stop = [this] { return m->stop.IsSet(); };
     switch (ReadDump(DumpFilePath(), stop, [this](const CString& line) { ReplayLine(line); })) {
@@ -142,6 +142,14 @@ void COrbWatcher::DumpStore()
     const std::int64_t count = m->store.LiveCount();
     g_OrbLog.Log(L"Dumping %d files to disk", static_cast<int>(count));
     m->pendingKept = true;
+    if (count > 0 && m->due.IsFolderForeign()) {
+        m->pendingKept = false;
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__,
+                          L"The data folder is that of another selection: %d pending files are not kept, a full "
+                          L"enumeration is due at the next start",
+                          static_cast<int>(count));
+        return;
+    }
     if (count > 0) {
         bool whole = false;
         {

@@ -55,6 +55,12 @@ std::vector<CString> RunningMark::FindLeft()
     return left;
 }
 
+bool RunningMark::IsSet() const
+{
+    const CSingleLock lock(m_section);
+    return static_cast<bool>(m_file);
+}
+
 void RunningMark::Leave()
 {
     const CSingleLock lock(m_section);

@@ -23,13 +23,14 @@ public:
     static std::vector<CString> FindLeft();
     // Removes marks that FindLeft has found.
     static void Forget(const std::vector<CString>& left);
+    bool IsSet() const;
     // The orderly end.
     void Clear();
     // The end of a run that the next start must make up for: the mark stays, and nobody holds it any more.
     void Leave();
 
 private:
-    RankedSection m_section{LockRank::Leaf, L"running mark"};
+    mutable RankedSection m_section{LockRank::Leaf, L"running mark"};
     CString m_path;    // guarded by m_section
     FileHandle m_file; // guarded by m_section
 };

@@ -126,6 +126,8 @@ struct WatcherState {
     const Clock* clock = &SystemClock();
     FileWriter* writer;
 
+    // Returns the selection and the index to which the data folder must belong.
+    FolderUse Use() const { return {dataXmlPath, indexDB}; }
     // Returns true when the path does not exist, although its drive is present with the recorded volume.
     bool IsGone(const CString& path) const;
 };

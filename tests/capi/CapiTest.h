@@ -47,12 +47,16 @@ protected:
     {
         std::filesystem::create_directories(tree);
         WriteSelection(TreeItem());
-        RemoveDump();
+        wchar_t before[1024] = {};
+        GetEnvironmentVariableW(L"ORB_DATA_FOLDER", before, 1024);
+        m_dataFolderBefore = before;
+        EXPECT_EQ(OrbSetDataFolder(Path(L"data").c_str()), ORB_OK);
     }
     ~CapiTest() override
     {
         watcher.reset();
-        RemoveDump();
+        index.reset();
+        EXPECT_EQ(OrbSetDataFolder(m_dataFolderBefore.empty() ? nullptr : m_dataFolderBefore.c_str()), ORB_OK);
     }
 
     static std::string Item(const std::wstring& attributes) { return "<Item " + Narrow(attributes) + "/>"; }
@@ -80,11 +84,6 @@ protected:
         wchar_t data[1024] = {};
         GetEnvironmentVariableW(L"ORB_DATA_FOLDER", data, 1024);
         return std::wstring(data) + L"\\watcher_dump.bin";
-    }
-    static void RemoveDump()
-    {
-        std::error_code ignored;
-        std::filesystem::remove_all(DumpPath(), ignored);
     }
 
     OrbWatcherOptions Options() const
@@ -161,4 +160,7 @@ protected:
     const std::wstring indexPath = folder.Path(L"index.db").GetString();
     OwnedIndex index;
     OwnedWatcher watcher;
+
+private:
+    std::wstring m_dataFolderBefore;
 };

@@ -66,6 +66,40 @@ TEST_F(Index, AFileThatCouldNotBeReadIsNotRecorded)
     EXPECT_EQ(OrbIndexRecord(index.get(), &file), ORB_FILE_UNREADABLE);
 }
 
+TEST_F(Index, ManyFilesAreRecordedInOneCall)
+{
+    OpenIndex();
+    std::vector<OrbPendingFile> files{Record(L"C:\\one"), Record(L"C:\\unread"), Record(L"C:\\two")};
+    files[1].modificationTime = -1;
+    OrbResult results[3] = {-1, -1, -1};
+    const auto count = static_cast<uint32_t>(files.size());
+    EXPECT_EQ(OrbIndexRecordMany(index.get(), nullptr, files.data(), count, results), ORB_FILE_UNREADABLE);
+    EXPECT_EQ(results[0], ORB_OK);
+    EXPECT_EQ(results[1], ORB_FILE_UNREADABLE);
+    EXPECT_EQ(results[2], ORB_OK);
+    files[1].modificationTime = 1;
+    EXPECT_EQ(OrbIndexRecordMany(index.get(), nullptr, files.data(), count, nullptr), ORB_OK);
+    EXPECT_EQ(OrbIndexRecordMany(index.get(), nullptr, nullptr, 0, nullptr), ORB_OK);
+    files[2].size -= 8;
+    EXPECT_EQ(OrbIndexRecordMany(index.get(), nullptr, files.data(), count, nullptr), ORB_BAD_SIZE);
+}
+
+TEST_F(Index, AFileThatHasGoneBeforeItIsRecordedBecomesADeletion)
+{
+    Watch();
+    const std::wstring path = Write(L"short.txt");
+    auto file = Sized<OrbPendingFile>();
+    ASSERT_TRUE(Receives(path, &file));
+    ASSERT_TRUE(DeleteFileW(path.c_str()));
+    ASSERT_EQ(OrbIndexRecordMany(index.get(), watcher.get(), &file, 1, nullptr), ORB_OK);
+    int64_t pending = 0;
+    ASSERT_EQ(OrbPendingCount(watcher.get(), &pending), ORB_OK);
+    EXPECT_EQ(pending, 1);
+    watcher.reset();
+    ASSERT_EQ(Create(Options()), ORB_OK);
+    EXPECT_EQ(OrbIndexRecordMany(index.get(), watcher.get(), &file, 1, nullptr), ORB_WRONG_STATE);
+}
+
 TEST_F(Index, AShorterRecordWillDo)
 {
     OpenIndex();

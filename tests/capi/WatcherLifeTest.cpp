@@ -91,7 +91,7 @@ TEST_F(WatcherLife, AStopThatCannotKeepWhatIsPendingSaysSo)
     std::filesystem::create_directories(DumpPath()); // a folder in the file's place
     EXPECT_EQ(OrbWatcherStop(watcher.get()), ORB_PENDING_NOT_KEPT);
     EXPECT_EQ(Kept(), 0u);
-    RemoveDump();
+    std::filesystem::remove_all(DumpPath());
     Start();
     EXPECT_EQ(OrbWatcherStop(watcher.get()), ORB_OK);
     EXPECT_EQ(Kept(), 1u);

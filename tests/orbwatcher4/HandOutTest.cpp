@@ -417,4 +417,20 @@ TEST_F(HandOuts, PendingDeletionsAreNotHandedOutAndDoNotKeepOthersBack)
     EXPECT_EQ(Drain(), std::vector<std::wstring>{path.GetString()});
 }
 
+TEST_F(HandOuts, AFileThatGoesBetweenHandOutAndRecordBecomesADeletion)
+{
+    SelectTree();
+    Index();
+    const CString path = Write(L"short.txt");
+    Handler().OnFileAdded(path);
+    ASSERT_EQ(Drain().size(), 1u);
+    ASSERT_TRUE(DeleteFileW(path));
+    Handler().OnFileRemoved(path); // the index does not hold it yet
+    RecordWithTime(path, 1);
+    EXPECT_FALSE(Pending(path));
+    watcher.LookAgainAfterRecording({path});
+    ASSERT_TRUE(Pending(path));
+    EXPECT_EQ(Pending(path)->kind, NotificationKind::Deleted);
+}
+
 } // namespace

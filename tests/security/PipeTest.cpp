@@ -153,7 +153,7 @@ TEST_F(Pipe, WhoeverListensCannotActAsTheOneWhoAsks)
 {
     g_flags = 0;
     const ImportedCall call(nullptr, "CreateFileW", &NoteFlags);
-    EXPECT_FALSE(AskWatch({{"ask", "nothing"}}, 1));
+    EXPECT_FALSE(AskWatch({{"ask", "nothing"}}, {}, {1, {}}));
     EXPECT_TRUE(g_flags & SECURITY_SQOS_PRESENT);
     EXPECT_EQ(g_flags & (SECURITY_IMPERSONATION | SECURITY_DELEGATION | SECURITY_IDENTIFICATION),
               DWORD(SECURITY_IDENTIFICATION));

@@ -3,7 +3,9 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <cstddef>
+#include <cstring>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -38,40 +40,57 @@ public:
     {
         std::vector<Import> imports;
         const DWORD table = Directory(IMAGE_DIRECTORY_ENTRY_IMPORT).VirtualAddress;
-        for (const auto* entry = At<IMAGE_IMPORT_DESCRIPTOR>(table); entry->Name; ++entry) {
-            Import import{At<char>(entry->Name), {}};
-            for (const auto* thunk = At<IMAGE_THUNK_DATA>(entry->OriginalFirstThunk); thunk->u1.AddressOfData; ++thunk)
-                if (!IMAGE_SNAP_BY_ORDINAL(thunk->u1.Ordinal))
-                    import.functions.emplace_back(reinterpret_cast<const char*>(
-                        At<IMAGE_IMPORT_BY_NAME>(static_cast<DWORD>(thunk->u1.AddressOfData))->Name));
-            imports.push_back(std::move(import));
+        for (std::size_t place = PlaceOf(table);; place += sizeof(IMAGE_IMPORT_DESCRIPTOR)) {
+            const auto entry = Read<IMAGE_IMPORT_DESCRIPTOR>(place);
+            if (!entry.Name)
+                return imports;
+            imports.push_back({TextAt(PlaceOf(entry.Name)), FunctionsOf(entry)});
         }
-        return imports;
     }
 
 private:
+    // Copied: in the file nothing need lie where its type may.
     template <typename Type>
-    const Type* Raw(std::size_t offset) const
+    Type Read(std::size_t place) const
     {
-        if (offset + sizeof(Type) > m_bytes.size())
+        if (place + sizeof(Type) > m_bytes.size())
             throw std::runtime_error("a program file is cut short");
-        return reinterpret_cast<const Type*>(m_bytes.data() + offset);
+        Type read;
+        std::memcpy(&read, m_bytes.data() + place, sizeof read);
+        return read;
     }
-    const IMAGE_NT_HEADERS64& Header() const
+    std::string TextAt(std::size_t place) const
     {
-        return *Raw<IMAGE_NT_HEADERS64>(static_cast<std::size_t>(Raw<IMAGE_DOS_HEADER>(0)->e_lfanew));
+        const auto begin = m_bytes.begin() + static_cast<std::ptrdiff_t>(place);
+        return {begin, std::find(begin, m_bytes.end(), '\0')};
     }
-    const IMAGE_DATA_DIRECTORY& Directory(int which) const { return Header().OptionalHeader.DataDirectory[which]; }
-    // Returns the data at this address of the loaded image.
-    template <typename Type>
-    const Type* At(DWORD address) const
+    std::size_t HeaderPlace() const { return static_cast<std::size_t>(Read<IMAGE_DOS_HEADER>(0).e_lfanew); }
+    IMAGE_NT_HEADERS64 Header() const { return Read<IMAGE_NT_HEADERS64>(HeaderPlace()); }
+    IMAGE_DATA_DIRECTORY Directory(int which) const { return Header().OptionalHeader.DataDirectory[which]; }
+    // Returns the place in the file of an address of the loaded image.
+    std::size_t PlaceOf(DWORD address) const
     {
-        const IMAGE_NT_HEADERS64& header = Header();
-        const IMAGE_SECTION_HEADER* section = IMAGE_FIRST_SECTION(&header);
-        for (WORD i = 0; i < header.FileHeader.NumberOfSections; ++i, ++section)
-            if (address >= section->VirtualAddress && address - section->VirtualAddress < section->SizeOfRawData)
-                return Raw<Type>(section->PointerToRawData + (address - section->VirtualAddress));
+        const IMAGE_NT_HEADERS64 header = Header();
+        std::size_t place =
+            HeaderPlace() + offsetof(IMAGE_NT_HEADERS64, OptionalHeader) + header.FileHeader.SizeOfOptionalHeader;
+        for (WORD i = 0; i < header.FileHeader.NumberOfSections; ++i, place += sizeof(IMAGE_SECTION_HEADER)) {
+            const auto section = Read<IMAGE_SECTION_HEADER>(place);
+            if (address >= section.VirtualAddress && address - section.VirtualAddress < section.SizeOfRawData)
+                return section.PointerToRawData + (address - section.VirtualAddress);
+        }
         throw std::runtime_error("an address lies in no section");
+    }
+    std::vector<std::string> FunctionsOf(const IMAGE_IMPORT_DESCRIPTOR& entry) const
+    {
+        std::vector<std::string> functions;
+        for (std::size_t place = PlaceOf(entry.OriginalFirstThunk);; place += sizeof(IMAGE_THUNK_DATA)) {
+            const auto thunk = Read<IMAGE_THUNK_DATA>(place);
+            if (!thunk.u1.AddressOfData)
+                return functions;
+            if (!IMAGE_SNAP_BY_ORDINAL(thunk.u1.Ordinal))
+                functions.push_back(
+                    TextAt(PlaceOf(static_cast<DWORD>(thunk.u1.AddressOfData)) + offsetof(IMAGE_IMPORT_BY_NAME, Name)));
+        }
     }
 
     std::vector<char> m_bytes;

@@ -92,7 +92,7 @@ TEST_F(TwoAccounts, APipeOfTheOtherOneIsToldNothing)
                                         nullptr));
     }
     ASSERT_TRUE(static_cast<bool>(squatter));
-    const std::optional<WatchAnswer> answer = AskWatch({{"command", "export"}}, 1000);
+    const std::optional<WatchAnswer> answer = AskWatch({{"command", "export"}}, {}, {1000, {}});
     ASSERT_TRUE(answer.has_value());
     EXPECT_NE(answer->failure, L"");
     char byte = 0;

@@ -1,0 +1,49 @@
+#include "host/OutputFiles.h"
+
+#include "companions/settings/DataFolder.h"
+#include "host/Console.h"
+#include "support/SameFile.h"
+
+std::vector<NamedFile> FilesOf(const SelectionFiles& files)
+{
+    return {{L"the selection", files.data},
+            {L"the automatic exclusions", files.autoExclude},
+            {L"the advanced filters", files.advanced},
+            {L"the second selection", files.secondary}};
+}
+
+std::vector<NamedFile> FilesOfDataFolder()
+{
+    const std::wstring folder = std::wstring(DataFolder::Path().GetString()) + L"\\";
+    std::vector<NamedFile> files{{L"the dump of what is pending", folder + L"watcher_dump.bin"},
+                                 {L"the log", folder + L"OrbWatcher.log"},
+                                 {L"the claim of a running command", folder + L"watcher_claim.txt"}};
+    for (const wchar_t* name : {L"MainSettings.json", L"ServiceRunSettings.json", L"UserConfigurations.json"})
+        files.push_back({L"a file of settings", folder + name});
+    return files;
+}
+
+std::vector<NamedFile> FilesOfIndex(const std::wstring& index)
+{
+    std::vector<NamedFile> files;
+    for (const wchar_t* ending : {L"", L"-wal", L"-shm", L"-journal", L"-claim"})
+        if (!index.empty())
+            files.push_back({L"the index", index + ending});
+    return files;
+}
+
+bool MayBeWritten(const Output& output, const std::vector<NamedFile>& inputs, RecordWriter& writer)
+{
+    for (const NamedFile& input : inputs)
+        if (IsSameFile(output.path.c_str(), input.path.c_str())) {
+            writer.Error(L"this is " + input.what + L", and nothing was written over it; name another " + output.option,
+                         output.path);
+            return false;
+        }
+    if (!FileIsThere(output.path) || output.force || output.isOwn(output.path))
+        return true;
+    writer.Error(L"the file is there, and is not " + output.ownKind + L"; nothing was written. Name another " +
+                     output.option + L", or replace it with --force",
+                 output.path);
+    return false;
+}

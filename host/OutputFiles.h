@@ -1,0 +1,34 @@
+// Checks the files that a command is about to write: no command writes over what it reads, or over a file that it did
+// not make itself. Files are compared as the system sees them, so that a link or a short name hides nothing. One
+// thread.
+#pragma once
+
+#include "host/RecordWriter.h"
+#include "host/Selection.h"
+
+#include <string>
+#include <vector>
+
+struct NamedFile {
+    std::wstring what; // "the selection"
+    std::wstring path; // may be empty: then it is none
+};
+
+// Returns the files of a selection, and those of the product in the data folder.
+std::vector<NamedFile> FilesOf(const SelectionFiles& files);
+std::vector<NamedFile> FilesOfDataFolder();
+// Returns the index, and what the database keeps beside it.
+std::vector<NamedFile> FilesOfIndex(const std::wstring& index);
+
+// `option`: the option that names the output. `ownKind`: what a file must be to be written over or extended. `isOwn`:
+// tells whether it is that.
+struct Output {
+    std::wstring path;
+    std::wstring option;
+    std::wstring ownKind;
+    bool (*isOwn)(const std::wstring& path);
+    bool force; // another file may be replaced; never an input
+};
+
+// Returns false, and reports it, when the output must not be written.
+bool MayBeWritten(const Output& output, const std::vector<NamedFile>& inputs, RecordWriter& writer);
