@@ -263,7 +263,9 @@ bool OrbFilter::ReadSelection(const wchar_t* file, bool autoExclude, FilterList*
                 HandOn(rule, out);
             }
         }
-        AddContradictions(contradictions, document, findings);
+        // Of a list of rules its holder knows what becomes of those that contradict each other.
+        if (!out)
+            AddContradictions(contradictions, document, findings);
         m_networkInclude = m_networkInclude || drives.networkInclude;
         return true;
     });

@@ -47,13 +47,14 @@ TEST_F(SelectionPage, TheSpellingsOfAPathHaveTheFormThatThePageSays)
     const std::vector<Pages::Row> rows = Pages::Table("selection.md", {"Written", "Form"});
     ASSERT_GE(rows.size(), 8u);
     for (const Pages::Row& row : rows)
-        EXPECT_EQ(Narrow(OrbFilter::SystemForm(std::filesystem::u8path(row.at(0)).wstring().c_str()).View()), row.at(1));
+        EXPECT_EQ(Narrow(OrbFilter::SystemForm(std::filesystem::u8path(row.at(0)).wstring().c_str()).View()),
+                  row.at(1));
 }
 
 TEST_F(SelectionPage, TheExamplesHaveNoFindings)
 {
-    ASSERT_TRUE(filter.LoadXmlFilters(File("selection.xml"), File("automatic-exclusions.xml"),
-                                      File("advanced-filters.xml")));
+    ASSERT_TRUE(
+        filter.LoadXmlFilters(File("selection.xml"), File("automatic-exclusions.xml"), File("advanced-filters.xml")));
     EXPECT_TRUE(filter.Findings().Kept().empty());
 }
 

@@ -69,7 +69,7 @@ protected:
     {
         std::string items = FolderItem(Tree());
         for (int i = 0; i < others; ++i)
-            items += FolderItem((L"\\\\?\\none" + std::to_wstring(i) + L"\\share").c_str());
+            items += FolderItem((L"\\\\server\\none" + std::to_wstring(i)).c_str());
         Configure(items);
     }
     // The tree alone, selected as in the configuration.

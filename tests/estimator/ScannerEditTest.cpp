@@ -19,6 +19,15 @@ TEST_F(ScannerEdit, AFolderThatIsAddedTwiceHasOneRuleAndOneCompanion)
     EXPECT_EQ(Rules(), (Texts{L"+-1 C:\\none\\a\\ ", L"--2 C:\\none\\a\\ |invalid|"}));
 }
 
+TEST_F(ScannerEdit, APathInAnotherSpellingIsTheSameFolder)
+{
+    scanner.AddPath(a, true);
+    scanner.AddPath(L"C:/none/x/../a/", true);
+    EXPECT_EQ(Rules(), (Texts{L"+-1 C:\\none\\a\\ ", L"--2 C:\\none\\a\\ |invalid|"}));
+    scanner.RemovePath(L"C:/none/a/", true);
+    EXPECT_EQ(Rules(), (Texts{L"--2 C:\\none\\a\\ |invalid|"}));
+}
+
 TEST_F(ScannerEdit, ARuleSaysAllThatOneFromAFileSays)
 {
     scanner.AddPath(a, false);

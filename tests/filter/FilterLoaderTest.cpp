@@ -382,11 +382,15 @@ TEST_F(Loading, WhatStandsBesideTheItemsAndIsNotReadIsSaid)
 
 TEST_F(Loading, AnInclusionThatAnotherItemExcludesIsSaidWithBothItems)
 {
-    Load("<Item path=\"C:\\x\"/>\n<Item path=\"C:\\a\" type=\"1\" includeSub=\"1\" exclude=\"1\"/>\n<Other/>"
-         "<Item path=\"c:/A/\" type=\"1\" includeSub=\"1\"/>");
+    const std::string items =
+        "<Item path=\"C:\\x\"/>\n<Item path=\"C:\\a\" type=\"1\" includeSub=\"1\" exclude=\"1\"/>\n<Other/>"
+        "<Item path=\"c:/A/\" type=\"1\" includeSub=\"1\"/>";
+    ASSERT_TRUE(filter.LoadXmlFilters(WriteRules(L"d.xml", items), nullptr, nullptr));
     ASSERT_EQ(filter.Findings().Kept().size(), 2u); // one is the unknown element
     EXPECT_STREQ(filter.Findings().Kept()[1].Message(),
                  L"line 3, item 3: the rule has no effect: item 2 excludes the same");
+    Load(items); // as a list, of which the watcher refuses the second rule
+    EXPECT_EQ(filter.Findings().Kept().size(), 1u);
 }
 
 TEST_F(Loading, ASecondAdvancedRuleForAllPathsIsSaid)

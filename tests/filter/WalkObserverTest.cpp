@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
+
 namespace
 {
 
@@ -19,9 +21,11 @@ public:
         EXPECT_TRUE(passedOver.emplace(path, why).second) << Narrow(path.View()) << " was told twice";
     }
 
+    void SelectedMissing(const CString& path) override { missing.insert(path); }
     void ListRead(const CString& folder, std::uint32_t error) override { read[folder] = error; }
 
     std::vector<CString> entered;
+    std::set<CString> missing; // of what the rules name
     std::map<CString, std::uint32_t> read;
     std::map<CString, PathOutcome> passedOver;
 };
@@ -95,6 +99,7 @@ TEST_F(WalkObserving, FoldersThatCannotBeReadAreToldApartFromThoseThatAreGone)
     ExpectPassedOver({{L"C:\\a\\denied\\", PathOutcome::Unreadable},
                       {L"C:\\a\\gone\\", PathOutcome::Missing},
                       {L"C:\\a\\torn\\", PathOutcome::Unreadable}});
+    EXPECT_TRUE(observer.missing.empty()); // what vanishes during a walk is named by no rule
 }
 
 TEST_F(WalkObserving, SelectedPathsThatAreNotThereAreToldApartFromThoseThatCannotBeRead)
@@ -111,6 +116,7 @@ TEST_F(WalkObserving, SelectedPathsThatAreNotThereAreToldApartFromThoseThatCanno
                       {L"C:\\file\\", PathOutcome::Missing},
                       {L"C:\\circle\\", PathOutcome::Unreadable},
                       {L"C:\\gone.txt", PathOutcome::Missing}});
+    EXPECT_EQ(observer.missing, (std::set<CString>{L"C:\\file\\", L"C:\\gone.txt", L"C:\\missing\\"}));
 }
 
 } // namespace

@@ -129,6 +129,31 @@ TEST_F(EnumerationCounts, SelectedPathsThatAreNotThereAreMissingAndNotMet)
     EXPECT_EQ(CountsOf(Run()), (Counts{{PathOutcome::Missing, 1}}));
 }
 
+TEST_F(EnumerationCounts, WhatCouldNotBeLookedAtIsNamedOnceInEachRun)
+{
+    using Paths = std::map<CString, PathOutcome>;
+    const auto taken = [&] {
+        const SkippedPaths skipped = watcher.TakeSkippedPaths();
+        EXPECT_EQ(skipped.more, 0u);
+        Paths paths;
+        for (const PassedOverPath& path : skipped.paths)
+            paths[path.path] = path.why;
+        return paths;
+    };
+    Write(L"folder\\f.txt");
+    Select(Item(L"path=\"" + std::wstring(InTree(L"gone.txt")) + L"\"") + // a drive of single files
+           Item(L"path=\"" + std::wstring(InTree(L"folder")) + L"\"") +
+           Item(L"path=\"B:\\x\" type=\"1\" includeSub=\"1\" vid=\"12345\""));
+    const Paths expected = {{InTree(L"gone.txt"), PathOutcome::Missing},
+                            {InTree(L"folder"), PathOutcome::Missing},
+                            {L"b:\\", PathOutcome::Missing}};
+    Run();
+    EXPECT_EQ(taken(), expected);
+    EXPECT_TRUE(taken().empty());
+    Run();
+    EXPECT_EQ(taken(), expected);
+}
+
 TEST_F(EnumerationCounts, TwoLinksToOneFolderAreWalkedOnce)
 {
     folder.WriteBytes(L"target\\t.txt", "x");

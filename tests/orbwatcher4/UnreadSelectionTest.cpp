@@ -123,6 +123,20 @@ TEST_F(UnreadSelection, CountsAsReadThoughAnotherFileOfItIsMalformed)
     EXPECT_TRUE(Pending(file));
 }
 
+TEST_F(UnreadSelection, SaysWhatItsFilesDoNotMeanUntilSomebodyTakesIt)
+{
+    folder.WriteBytes(L"second.xml", "<Data><Item");
+    watcher.SetDataXmlPath(WriteRules(L"data.xml", TreeItem() + "<Item path=\"docs\"/>"));
+    watcher.SetSecondaryXMLFile(folder.Path(L"second.xml"), nullptr);
+    EXPECT_FALSE(watcher.LoadSelection());
+    const RuleFindings findings = watcher.TakeSelectionFindings();
+    EXPECT_EQ(findings.Count(RuleFinding::Kind::FileUnread), 1u);
+    EXPECT_EQ(findings.Count(RuleFinding::Kind::ItemRefused), 1u);
+    EXPECT_TRUE(watcher.TakeSelectionFindings().Kept().empty());
+    watcher.AddNewQueueItem(WriteRules(L"new.xml", "<Item/>"), false, nullptr, 1);
+    EXPECT_EQ(watcher.TakeSelectionFindings().Kept().size(), 1u);
+}
+
 TEST_F(UnreadSelection, LeavesTheDumpWhereItIsThoughARuleWasAdded)
 {
     const CString dumped = Write(L"a.txt");
