@@ -16,6 +16,17 @@ bool CanBeRead(const std::wstring& rules)
     return reader.LoadXmlFilter(rules.c_str(), false, &read, false, false);
 }
 
+// The library says why it cannot read a file only in the log, and the running watch in its own.
+void TellUnreadable(const std::wstring& rules, RecordWriter& writer)
+{
+    for (const SelectionFinding& finding : FindingsOf({rules, {}, {}, {}}))
+        if (finding.failure) {
+            writer.Error(L"the rules: " + finding.message, rules);
+            return;
+        }
+    writer.Error(L"the rules are missing or cannot be read; orbwatch init FOLDER writes a sample", rules);
+}
+
 // Reports the result, except what the library wrote to the log.
 ExitCode Tell(const RulesAdded& added, const AddOptions& options, RecordWriter& writer)
 {
@@ -24,7 +35,7 @@ ExitCode Tell(const RulesAdded& added, const AddOptions& options, RecordWriter& 
         return ExitFailure;
     }
     if (added.result == RulesNotLoaded) {
-        writer.Error(L"the rules are missing or cannot be read; orbwatch init FOLDER writes a sample", options.rules);
+        TellUnreadable(options.rules, writer);
         return ExitUsage;
     }
     for (const ExcludedInfo& excluded : added.excluded)
@@ -64,6 +75,8 @@ public:
         if (const std::optional<ExitCode> end = m_service.Open(BackupService::LeftPending::StaysForTheNextRun))
             return *end;
         ExitCode code = Add();
+        if (code == ExitUsage)
+            m_service.DropMessages(); // why the rules cannot be read was reported
         m_failed = m_service.TellMessages() || m_failed;
         code = m_service.End(code);
         if (code == ExitDone && m_failed)
