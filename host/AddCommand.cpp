@@ -82,6 +82,8 @@ public:
         if (const std::optional<ExitCode> end = m_service.Open(BackupService::LeftPending::StaysForTheNextRun))
             return *end;
         ExitCode code = Add();
+        if (code == ExitUsage)
+            m_service.DropMessages(); // why the rules cannot be read was reported
         m_failed = m_service.TellMessages() || m_failed;
         code = m_service.End(code);
         if (IsDone(code) && m_failed)

@@ -2,6 +2,10 @@
 
 #include "host/help/CommandHelp.h"
 
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
 #include <map>
 
 namespace
@@ -14,8 +18,55 @@ CLI::App* AddCommand(CLI::App& app, const char* name, const char* text)
     return command;
 }
 
-// The option's type says enough in the help, so the check adds no description.
-CLI::Validator Quiet(const CLI::Validator& check) { return check.description(""); }
+// The option's type says enough in the help, so the checks add no description.
+CLI::Validator SecondsAboveZero()
+{
+    return {[](const std::string& text) -> std::string {
+                char* end = nullptr;
+                const double seconds = std::strtod(text.c_str(), &end);
+                const bool whole = !text.empty() && end == text.c_str() + text.size();
+                return whole && std::isfinite(seconds) && seconds > 0
+                           ? ""
+                           : "\"" + text + "\" is no number of seconds above 0, such as 30";
+            },
+            ""};
+}
+
+// Digits alone, and not more than the option can hold.
+CLI::Validator WholeNumber(std::uint64_t largest)
+{
+    return {[largest](const std::string& text) -> std::string {
+                std::uint64_t number = 0;
+                const char* end = text.data() + text.size();
+                const auto [stop, error] = std::from_chars(text.data(), end, number);
+                return !text.empty() && error == std::errc() && stop == end && number <= largest
+                           ? ""
+                           : "\"" + text + "\" is no whole number from 0 to " + std::to_string(largest);
+            },
+            ""};
+}
+
+CLI::Validator Word(const std::vector<std::string>& words)
+{
+    return {[words](const std::string& text) -> std::string {
+                std::string names;
+                for (const std::string& word : words) {
+                    if (word == text)
+                        return "";
+                    names += (names.empty() ? "" : ", ") + word;
+                }
+                return "\"" + text + "\" is none of " + names;
+            },
+            ""};
+}
+
+CLI::Validator NotEmpty(const std::string& type)
+{
+    return {[type](const std::string& text) -> std::string {
+                return text.empty() ? "the " + std::string(type == "FOLDER" ? "folder" : "path") + " is empty" : "";
+            },
+            ""};
+}
 
 // Turns a word into the number from which the parser reads the value.
 template <typename Value>
@@ -43,6 +94,9 @@ void AddDataFolder(CLI::App& command, Arguments& arguments)
 {
     command.add_option("--data-folder", arguments.dataFolder, "the product's data folder; otherwise ORB_DATA_FOLDER")
         ->type_name("FOLDER");
+    command.add_option("--log-level", arguments.logLevel, "what the log gets; otherwise ORB_LOG_LEVEL or the settings")
+        ->type_name("errors|all")
+        ->check(Word({"errors", "all"}));
 }
 
 void AddSelection(CLI::App& command, Arguments& arguments)
@@ -83,10 +137,18 @@ void AddServiceOptions(CLI::App& command, Arguments& arguments)
                      "use a data folder of another selection or index; everything is looked at again");
     command.add_option("--timeout", arguments.timeout, "end with code 4 after so many seconds")
         ->type_name("SECONDS")
-        ->check(Quiet(CLI::PositiveNumber));
+        ->check(SecondsAboveZero());
 }
 
 } // namespace
+
+void RefuseEmptyPaths(CLI::App& app)
+{
+    for (CLI::App* command : app.get_subcommands(nullptr))
+        for (CLI::Option* option : command->get_options())
+            if (const std::string type = option->get_type_name(); type == "FILE" || type == "FOLDER" || type == "PATH")
+                option->check(NotEmpty(type));
+}
 
 CLI::App* AddWatch(CLI::App& app, Arguments& arguments)
 {
@@ -97,10 +159,11 @@ CLI::App* AddWatch(CLI::App& app, Arguments& arguments)
         ->excludes("--record");
     watch->add_flag("--overlay", arguments.overlay, "tell the overlay service (orbwatch overlay) of each status");
     watch->add_option("--max-events", arguments.maxEvents, "end after so many pending records; 0: no limit")
-        ->type_name("COUNT");
+        ->type_name("COUNT")
+        ->check(WholeNumber(std::numeric_limits<std::uint64_t>::max()));
     watch->add_option("--until-quiet", arguments.untilQuiet, "end when nothing came for so many seconds")
         ->type_name("SECONDS")
-        ->check(Quiet(CLI::PositiveNumber));
+        ->check(SecondsAboveZero());
     return watch;
 }
 
@@ -141,9 +204,11 @@ CLI::App* AddOverlay(CLI::App& app, Arguments& arguments)
         ->type_name("silent|late|die")
         ->transform(OneOf<Fault>({{"silent", Fault::Silent}, {"late", Fault::Late}, {"die", Fault::Die}}));
     overlay->add_option("--after", arguments.service.after, "so many requests are answered before the fault")
-        ->type_name("COUNT");
+        ->type_name("COUNT")
+        ->check(WholeNumber(std::numeric_limits<int>::max()));
     overlay->add_option("--times", arguments.service.times, "so many requests meet the fault; 0: all that follow")
-        ->type_name("COUNT");
+        ->type_name("COUNT")
+        ->check(WholeNumber(std::numeric_limits<int>::max()));
     return overlay;
 }
 
@@ -157,7 +222,7 @@ CLI::App* AddExport(CLI::App& app, Arguments& arguments)
     command->add_flag("--force", arguments.force, "replace a file that is no list; it is kept with the ending .bad");
     command->add_option("--max", arguments.most, "at most so many files; otherwise all")
         ->type_name("COUNT")
-        ->check(Quiet(CLI::NonNegativeNumber));
+        ->check(WholeNumber(std::numeric_limits<int>::max()));
     return command;
 }
 
@@ -180,7 +245,8 @@ CLI::App* AddEstimate(CLI::App& app, Arguments& arguments)
     command->add_option("--include", arguments.includes, "edit: these folders and files, too")->type_name("PATH");
     command->add_option("--exclude", arguments.excludes, "edit: without these folders and files")->type_name("PATH");
     command->add_option("--profile", arguments.profiles, "edit: these profiles of the selection (numbers), not all")
-        ->type_name("PROFILE");
+        ->type_name("PROFILE")
+        ->check(WholeNumber(std::numeric_limits<int>::max()));
     command->add_option("--mask", arguments.mask, "endings that edits leave out (\".tmp;.bak\")")->type_name("ENDINGS");
     AddDataFolder(*command, arguments);
     AddJson(*command, arguments);

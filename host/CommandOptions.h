@@ -16,3 +16,6 @@ CLI::App* AddOverlay(CLI::App& app, Arguments& arguments);
 CLI::App* AddInit(CLI::App& app, Arguments& arguments);
 CLI::App* AddDoctor(CLI::App& app, Arguments& arguments);
 CLI::App* AddCompletion(CLI::App& app, Arguments& arguments);
+
+// Makes an empty path a wrong command line; call it when all commands are added.
+void RefuseEmptyPaths(CLI::App& app);

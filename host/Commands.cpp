@@ -141,6 +141,7 @@ std::vector<Command> AddCommands(CLI::App& app, Arguments& arguments)
     commands.push_back({AddCompletion(app, arguments), [&app, &arguments](RecordWriter& writer) {
                             return writer.Text(CompletionScript(arguments.shell, CommandTree(app)));
                         }});
+    RefuseEmptyPaths(app);
     const CLI::App* reference = app.add_subcommand("reference", "print docs/orbwatch.md")->group("");
     commands.push_back({reference, [&app](RecordWriter& writer) { return writer.Text(ReferencePage(app)); }});
     return commands;

@@ -16,7 +16,7 @@
 
 // The command line as it was typed: UTF-8 for the parser; Path converts paths for the system.
 struct Arguments {
-    std::string data, autoExclude, advanced, secondary, index, destination, folder, dataFolder;
+    std::string data, autoExclude, advanced, secondary, index, destination, folder, dataFolder, logLevel;
     std::vector<std::string> paths;
     bool json = false;
     bool hidden = false;

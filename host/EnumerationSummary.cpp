@@ -1,5 +1,7 @@
 #include "host/EnumerationSummary.h"
 
+#include "host/RecordFields.h"
+
 #include <nlohmann/json.hpp>
 
 #include <utility>
@@ -13,21 +15,23 @@ struct Reason {
     PathOutcome outcome;
     const char* key;
     const char* words;
+    const char* wordsOfOne = words;
 };
 constexpr Reason Reasons[] = {
     {PathOutcome::Hidden, "hidden", "hidden"},
     {PathOutcome::Excluded, "excluded", "excluded by the user"},
     {PathOutcome::AutoExcluded, "autoExcluded", "excluded automatically"},
     {PathOutcome::Advanced, "advanced", "excluded by an advanced rule"},
-    {PathOutcome::NotApplicable, "notApplicable", "folders of which only the files are judged"},
+    {PathOutcome::NotApplicable, "notApplicable", "folders of which only the files are judged",
+     "folder of which only the files are judged"},
     {PathOutcome::NotSelected, "notSelected", "not selected"},
     {PathOutcome::BackupFolder, "backupFolder", "in the backup folder"},
     {PathOutcome::OwnFile, "ownFile", "the watcher's own"},
     {PathOutcome::TooLong, "tooLong", "with too long a path"},
     {PathOutcome::Delayed, "delayed", "delayed"},
     {PathOutcome::Uploaded, "uploaded", "uploaded a moment ago"},
-    {PathOutcome::SystemLink, "systemLink", "the system's own links"},
-    {PathOutcome::BrokenLink, "brokenLink", "links to nothing"},
+    {PathOutcome::SystemLink, "systemLink", "the system's own links", "the system's own link"},
+    {PathOutcome::BrokenLink, "brokenLink", "links to nothing", "link to nothing"},
     {PathOutcome::WalkedAlready, "walkedAlready", "walked already under another name"},
 };
 static_assert(std::size(Reasons) == PathOutcomes - static_cast<std::size_t>(FirstSkipped));
@@ -40,7 +44,8 @@ std::string SkippedLine(const EnumerationProgress& progress)
         const std::uint64_t count = progress.Of(reason.outcome);
         all += count;
         if (count != 0)
-            list += (list.empty() ? ": " : ", ") + std::to_string(count) + " " + reason.words;
+            list += (list.empty() ? ": " : ", ") + std::to_string(count) + " " +
+                    (count == 1 ? reason.wordsOfOne : reason.words);
     }
     return "  skipped " + std::to_string(all) + list + "\n";
 }
@@ -70,8 +75,10 @@ Json EnumerationSummary::Fields() const
 std::string EnumerationSummary::Lines() const
 {
     const auto count = [](std::uint64_t number, const char* words) { return std::to_string(number) + words; };
-    return count(progress.files + progress.folders, " found: ") + count(progress.files, " files, ") +
-           count(progress.folders, " folders\n  ") + count(progress.Of(PathOutcome::Queued), " new, ") +
+    return count(progress.files + progress.folders, " found: ") +
+           RecordFields::Counted(progress.files, "file", "files") + ", " +
+           RecordFields::Counted(progress.folders, "folder", "folders") + "\n  " +
+           count(progress.Of(PathOutcome::Queued), " new, ") +
            count(progress.Of(PathOutcome::Unchanged), " unchanged, ") +
            count(progress.Of(PathOutcome::Waiting), " waiting already\n") + SkippedLine(progress) + "  " +
            count(unreadable, " unreadable, ") + count(progress.Of(PathOutcome::Missing), " missing, ") +

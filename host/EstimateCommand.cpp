@@ -146,6 +146,12 @@ private:
                 return;
     }
 
+    bool HasEdit(EstimateEdit::Kind kind) const
+    {
+        return std::any_of(m_options.edits.begin(), m_options.edits.end(),
+                           [kind](const EstimateEdit& edit) { return edit.kind == kind; });
+    }
+
     // Counts all profiles of the stored selection, unless the command line picks some. Returns false when it was
     // interrupted.
     bool CountSelection()
@@ -155,10 +161,9 @@ private:
             if (folder.withSubfolders)
                 m_scanned.push_back(folder.path);
         m_scanner.SetFileFolderFilter(m_options.mask.c_str());
-        const bool picked = std::any_of(m_options.edits.begin(), m_options.edits.end(), [](const EstimateEdit& edit) {
-            return edit.kind == EstimateEdit::Kind::Profile;
-        });
-        if (!picked)
+        if (!m_options.mask.empty() && !HasEdit(EstimateEdit::Kind::Include))
+            m_writer.Note(L"--mask concerns the folders of --include alone; it changes nothing here");
+        if (!HasEdit(EstimateEdit::Kind::Profile))
             m_scanner.AddProfile(selection.Profiles());
         return Count(L"scan", L"the selection as it is");
     }
@@ -171,6 +176,8 @@ private:
             const std::wstring number = std::to_wstring(edit.profile);
             return Count(L"profile " + number, L"with profile " + number);
         }
+        if (GetFileAttributesW(SystemPath(edit.path.c_str())) == INVALID_FILE_ATTRIBUTES)
+            m_writer.Note(L"not there; this edit changes nothing", edit.path);
         const bool folder = IsFolder(edit.path) && !edit.path.ends_with(L'\\');
         const std::wstring path = edit.path + (folder ? L"\\" : L"");
         const bool include = edit.kind == EstimateEdit::Kind::Include;

@@ -14,8 +14,10 @@ ExitCode Tell(const PendingExported& exported, const ExportOptions& options, Rec
         return exported.code;
     }
     if (!exported.anyPending)
-        writer.Note(L"nothing is pending; the list is as it was", options.to);
-    writer.Exported(options.to, exported.count);
+        writer.Note(FileIsThere(options.to) ? L"nothing is pending; the list is as it was"
+                                            : L"nothing is pending; no list was made",
+                    options.to);
+    writer.Exported(options.to, exported.count, exported.anyPending);
     return ExitDone;
 }
 

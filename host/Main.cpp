@@ -1,7 +1,9 @@
 // orbwatch: uses the library as a backup service does.
+#include "companions/logging/OrbLogging.h"
 #include "host/Commands.h"
 #include "host/Console.h"
 #include "host/OwnLibraries.h"
+#include "host/UsageSentence.h"
 #include "support/LockOrder.h"
 
 #include <CLI/CLI.hpp>
@@ -57,11 +59,15 @@ ExitCode Run(FILE* data)
     } catch (const CLI::CallForVersion& version) {
         return RecordWriter(data, false).Text(std::string(version.what()) + "\n");
     } catch (const CLI::ParseError& error) {
-        RecordWriter(data, json).Error(FromUtf8(error.what()) + L"; see orbwatch " + ChosenCommand(app) + L"--help");
+        RecordWriter(data, json)
+            .Error(FromUtf8(UsageSentence(app, error)) + L"; see orbwatch " + ChosenCommand(app) + L"--help");
         return ExitUsage;
     }
     if (!arguments.dataFolder.empty())
         SetEnvironmentVariableW(L"ORB_DATA_FOLDER", Arguments::Path(arguments.dataFolder).c_str());
+    if (!arguments.logLevel.empty())
+        SetEnvironmentVariableW(L"ORB_LOG_LEVEL", FromUtf8(arguments.logLevel).c_str());
+    g_OrbLog.SetLevel(arguments.logLevel == "all" ? LogLevel::Info : LogLevel::Abort);
     RecordWriter writer(data, arguments.json);
     for (const Command& command : commands)
         if (command.app->parsed())

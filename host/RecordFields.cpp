@@ -1,5 +1,6 @@
 #include "host/RecordFields.h"
 
+#include "companions/indexdb/OrbIndexDB.h"
 #include "host/Console.h"
 #include "host/ShownPath.h"
 #include "support/HarmlessText.h"
@@ -123,6 +124,12 @@ const char* MeaningOf(const PathExplanation& explanation)
                  "and each file in it is judged by its own path";
 }
 
+bool IsFolder(const DeletionRecord& record)
+{
+    CachedDatum datum;
+    return CIndexDB::GetCachedData(record.id, datum) && CIndexDB::IsItemOf(record.path, datum) && datum.kind == 1;
+}
+
 bool Includes(const Filter& rule) { return rule.incEx == WatcherEnum::Include; }
 
 Json RuleObject(const PathExplanation::Rule& entry)
@@ -209,7 +216,20 @@ std::string RecordFields::PendingLine(const QueueDatum& datum)
 
 Json RecordFields::OfDeletion(const DeletionRecord& record)
 {
-    return {{"path", ToUtf8(record.path.View())}, {"id", HexDigits(record.id)}, {"job", record.job}};
+    return {{"path", ToUtf8(DeletedPath(record))},
+            {"kind", IsFolder(record) ? "directory" : "file"},
+            {"id", HexDigits(record.id)},
+            {"job", record.job}};
+}
+
+std::wstring RecordFields::DeletedPath(const DeletionRecord& record)
+{
+    return std::wstring(record.path.View()) + (IsFolder(record) && !record.path.View().ends_with(L'\\') ? L"\\" : L"");
+}
+
+std::string RecordFields::Counted(std::uint64_t number, const char* one, const char* many)
+{
+    return std::to_string(number) + " " + (number == 1 ? one : many);
 }
 
 Json RecordFields::OfExplanation(const std::wstring& path, const PathExplanation& explanation)
@@ -220,7 +240,7 @@ Json RecordFields::OfExplanation(const std::wstring& path, const PathExplanation
     const char* const meaning = MeaningOf(explanation);
     return {{"path", ToUtf8(path)},
             {"decision", NameOf(explanation.decision)},
-            {"reason", NameOf(explanation.reason)},
+            {"reason", path.empty() ? "empty" : NameOf(explanation.reason)},
             {"ordinary", NameOf(explanation.ordinary)},
             {"advanced", explanation.advancedAsked ? Json(NameOf(explanation.advanced)) : Json(nullptr)},
             {"rules", std::move(rules)},
@@ -235,7 +255,7 @@ std::string RecordFields::ExplanationLines(const std::wstring& path, const PathE
     for (std::size_t i = 0; i < explanation.rules.size(); ++i)
         lines += RuleLine(explanation.rules[i], static_cast<int>(i) == explanation.deciding);
     if (explanation.rules.empty())
-        lines += std::string("    ") + SentenceOf(explanation.reason) + "\n";
+        lines += std::string("    ") + (path.empty() ? "the path is empty" : SentenceOf(explanation.reason)) + "\n";
     if (explanation.advancedAsked)
         lines += std::string("    advanced filters: ") + NameOf(explanation.advanced) + "\n";
     if (const char* const meaning = MeaningOf(explanation))

@@ -20,6 +20,11 @@ std::string PendingLine(const QueueDatum& datum);
 
 // `path`: as it was asked for.
 nlohmann::ordered_json OfDeletion(const DeletionRecord& record);
+// Returns the path, spelled as that of a pending item: a folder ends in a backslash. Ask before the index forgets the
+// item.
+std::wstring DeletedPath(const DeletionRecord& record);
+// Returns "1 file", "2 files".
+std::string Counted(std::uint64_t number, const char* one, const char* many);
 nlohmann::ordered_json OfExplanation(const std::wstring& path, const PathExplanation& explanation);
 // Returns the size, the number of files, and `what` they are.
 std::string SizeLine(const SizeTotal& total, const std::wstring& what);

@@ -94,7 +94,7 @@ void RecordWriter::Deleted(const DeletionRecord& record)
     if (m_json)
         WriteJson(m_data, "deleted", RecordFields::OfDeletion(record));
     else
-        PrintLine("deleted " + ToUtf8(ShownPath(record.path.View())) + "\n");
+        PrintLine("deleted " + ToUtf8(ShownPath(RecordFields::DeletedPath(record))) + "\n");
 }
 
 void RecordWriter::Rescan(const CString& root, const std::string& reason)
@@ -172,15 +172,17 @@ void RecordWriter::OverlaySummary(std::uint64_t requests, std::uint64_t paths, i
     if (m_json)
         WriteJson(m_data, "summary", Json{{"requests", requests}, {"paths", paths}, {"exit", exitCode}});
     else
-        PrintLine(std::to_string(requests) + " requests, " + std::to_string(paths) + " paths\n");
+        PrintLine(RecordFields::Counted(requests, "request", "requests") + ", " +
+                  RecordFields::Counted(paths, "path", "paths") + "\n");
 }
 
-void RecordWriter::Exported(const std::wstring& path, int count)
+void RecordWriter::Exported(const std::wstring& path, int count, bool made)
 {
     if (m_json)
         WriteJson(m_data, "exported", Json{{"path", ToUtf8(path)}, {"count", count}});
-    else
-        PrintLine("added " + std::to_string(count) + " pending files to " + ToUtf8(ShownPath(path)) + "\n");
+    else if (made)
+        PrintLine("added " + RecordFields::Counted(static_cast<std::uint64_t>(count), "pending file", "pending files") +
+                  " to " + ToUtf8(ShownPath(path)) + "\n");
 }
 
 void RecordWriter::Queued(const QueueDatum& datum)

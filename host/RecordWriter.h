@@ -54,8 +54,8 @@ public:
     void Progress(const ScanProgress& progress, double now) { m_progress.Show(progress, now); }
     void EndProgress() { m_progress.Erase(); }
     void Created(const std::wstring& path);
-    // A list of the pending files, and how many files were added to it.
-    void Exported(const std::wstring& path, int count);
+    // A list of the pending files, and how many files were added to it. `made`: false when there was nothing to list.
+    void Exported(const std::wstring& path, int count, bool made);
     // For added rules: the files that they select, and the exclusions among them. Without a number of queued files, a
     // running watch has taken the rules, and hands out their files.
     void Queued(const QueueDatum& datum);

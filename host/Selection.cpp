@@ -191,7 +191,7 @@ bool SelectionView::TellWhatIsNotWatched(const std::vector<CString>& watched, Re
             continue;
         allWatched = allWatched && !root.there;
         writer.Note(root.there ? L"cannot be watched; it is tried again"
-                               : L"not there, or another volume; it is watched when it comes",
+                               : L"the drive is not there, or holds another volume; it is watched when it comes",
                     root.path.GetString());
     }
     return allWatched;
@@ -201,7 +201,7 @@ void SelectionView::TellWhatIsNotThere(RecordWriter& writer)
 {
     for (const Root& root : SelectedRoots(writer))
         if (!root.there)
-            writer.Note(L"not there, or another volume; it is left out", root.path.GetString());
+            writer.Note(L"the drive is not there, or holds another volume; it is left out", root.path.GetString());
 }
 
 std::vector<int> SelectionView::Profiles()

@@ -80,6 +80,7 @@ struct COrbLog::State {
     std::map<std::uint64_t, Sink> sinks;
     std::uint64_t lastToken = 0;
     LogFile file;
+    LogLevel least = LogLevel::Info;
     std::wstring named; // ORB_DATA_FOLDER when the file's folder was set
     bool started = false;
     bool broken = false; // the last attempt at the file failed
@@ -106,7 +107,8 @@ void COrbLog::State::Write(LogLevel level, const wchar_t* source, int sourceLine
             const WritingScope scope(writing);
             const LogLine line{level, source, sourceLine, text.c_str()};
             ToSinks(line);
-            ToFile(line);
+            if (level >= least)
+                ToFile(line);
         }
     } catch (...) {
         // There is no memory for the line: the work goes on without it.
@@ -198,6 +200,12 @@ void COrbLog::SetFileLimits(std::uint64_t bytes, int oldFiles)
 {
     const CSingleLock lock(m_state->section);
     m_state->file.SetLimits(bytes, oldFiles);
+}
+
+void COrbLog::SetLevel(LogLevel least)
+{
+    const CSingleLock lock(m_state->section);
+    m_state->least = least;
 }
 
 void COrbLog::Close()

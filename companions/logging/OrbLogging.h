@@ -58,6 +58,9 @@ public:
     /// Sets the limits: a file beyond `bytes` is renamed to OrbWatcher.1.log, and so on; `oldFiles` of these are kept.
     /// The defaults are 10 MiB and three old files.
     void SetFileLimits(std::uint64_t bytes, int oldFiles);
+    /// Sets the least important lines that get into the file: Info is everything, and the default. Sinks get every
+    /// line.
+    void SetLevel(LogLevel least);
     /// Closes the file, so that the data folder can be moved; the next line opens it again.
     void Close();
 

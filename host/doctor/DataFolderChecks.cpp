@@ -2,6 +2,7 @@
 #include "host/Console.h"
 #include "host/DataFolderTrust.h"
 #include "host/doctor/Checks.h"
+#include "host/doctor/Probe.h"
 #include "support/Handle.h"
 #include "support/HandleOwner.h"
 
@@ -39,13 +40,19 @@ Check CheckFolder(const std::wstring& folder)
 {
     using State = Check::State;
     const DWORD attributes = GetFileAttributesW(folder.c_str());
-    if (attributes == INVALID_FILE_ATTRIBUTES)
+    if (attributes == INVALID_FILE_ATTRIBUTES) {
+        if (const DWORD error = WhyNothingCanBeMade(folder))
+            return {"settings", State::Failed,
+                    L"the data folder is not there and cannot be made: " + SystemText(error) +
+                        L" Name another one with --data-folder.",
+                    folder};
         return {"settings", State::Ok, L"the data folder is not there yet; the first start makes it", folder};
+    }
     if (!(attributes & FILE_ATTRIBUTE_DIRECTORY))
         return {"settings", State::Failed, L"a file stands where the data folder should be; move it away", folder};
     if (const std::wstring reason = DistrustOfFolder(folder); !reason.empty())
         return {"settings", State::Failed, NotTrusted(reason), folder};
-    if (const DWORD error = OpeningFails(folder, FILE_LIST_DIRECTORY | FILE_ADD_FILE))
+    if (const DWORD error = WhyNothingCanBeMade(folder))
         return {"settings", State::Failed,
                 L"the data folder cannot be used: " + SystemText(error) +
                     L" Give this account the right to write there.",

@@ -1,11 +1,21 @@
 #include "companions/indexdb/IndexExamination.h"
+#include "host/Console.h"
 #include "host/IndexAdvice.h"
 #include "host/doctor/Checks.h"
+#include "host/doctor/Probe.h"
 
 #include <windows.h>
 
 Checks CheckIndex(const std::wstring& index, std::int64_t& folders)
 {
+    const std::wstring folder = index.substr(0, index.rfind(L'\\') + 1);
+    const DWORD folderError = WhyNothingCanBeMade(folder);
+    if (GetFileAttributesW(folder.c_str()) == INVALID_FILE_ATTRIBUTES)
+        return {{"index", Check::State::Failed, L"its folder is not there; make it, or name another index", index}};
+    if (folderError != ERROR_SUCCESS)
+        return {{"index", Check::State::Failed,
+                 L"nothing can be written beside it: " + SystemText(folderError) + L" Make its folder writable.",
+                 index}};
     if (GetFileAttributesW(index.c_str()) == INVALID_FILE_ATTRIBUTES)
         return {{"index", Check::State::Warning, L"not there; the first watch makes it, and everything counts as new",
                  index}};
@@ -13,6 +23,11 @@ Checks CheckIndex(const std::wstring& index, std::int64_t& folders)
     folders = found.folders;
     if (found.error != CIndexDB::Error::None)
         return {{"index", Check::State::Failed, std::wstring(found.text.GetString()) + L"; " + IndexAdvice(found.error),
+                 index}};
+    if (const DWORD error = WhyNotWritable(index))
+        return {{"index", Check::State::Failed,
+                 L"can be read and not written: " + SystemText(error) +
+                     L" Neither backups nor deletions can be recorded in it; make it writable.",
                  index}};
     return {{"index", Check::State::Ok,
              L"whole; holds " + std::to_wstring(found.items) + L" items, " + std::to_wstring(found.folders) +

@@ -10,7 +10,9 @@ constexpr std::size_t FirstColumn = 14; // the width of the longest kind of a re
 constexpr EndCode Done{ExitDone, "done"};
 constexpr EndCode Failed{ExitFailure, "failure"};
 constexpr EndCode Refused{ExitUsage, "wrong usage or unreadable input"};
-constexpr EndCode SomeUnread{ExitSomeUnreadable, "done, but something could not be read, or not all of the selection"};
+constexpr EndCode SomeUnread{ExitSomeUnreadable,
+                             "done, but something could not be read, not all of the selection, or no "
+                             "running mark could be made"};
 constexpr EndCode OutOfTime{ExitTimeLimit, "the time limit has come (--timeout)"};
 constexpr EndCode Interrupted{ExitInterrupted, "interrupted (Ctrl-C)"};
 
@@ -30,7 +32,9 @@ const CommandHelp commands[] = {
      "with its type, its number on the stream (seq) and the time (UTC); without, lines are for people, with colours "
      "on\n"
      "a terminal unless the environment variable NO_COLOR is set (or TERM is dumb). The product's data folder is\n"
-     "%ProgramData%\\OrbWatcher4, or the one that ORB_DATA_FOLDER names.",
+     "%ProgramData%\\OrbWatcher4, or the one that ORB_DATA_FOLDER or --data-folder names. It belongs to one selection "
+     "and\n"
+     "one index, and serves one command at a time; a running watch answers the others.",
      {{"error", "what went wrong, and with which path; on standard error"},
       {"note", "something that a person should know, said once; on standard error"}},
      {Done, Failed, Refused, SomeUnread, OutOfTime, Interrupted}},
@@ -38,7 +42,8 @@ const CommandHelp commands[] = {
      {"orbwatch watch --data selection.xml --index index.db --record --json",
       "orbwatch watch --data selection.xml --index index.db --enumerate --until-quiet 5"},
      "Ctrl-C ends it, and so does the event Local\\orbwatch-interrupt-PID; what is still pending comes first at the\n"
-     "next start.",
+     "next start. With --record a file gets into the index within half a second after its record; a watch that is\n"
+     "killed before hands it out again.",
      {{"ready", "it watches from now on; the roots"},
       {"roots", "the roots that are watched now: a drive came or went"},
       Pending,
@@ -74,18 +79,20 @@ const CommandHelp commands[] = {
      {{"queued", "a file or folder that the new rules select"},
       {"excluded", "an exclusion among the new rules"},
       {"summary", "at the end: how many were queued (null: a running watch took the rules), how many exclusions"}},
-     {Done, Failed, Refused, SomeUnread}},
+     {Done, Failed, Refused, SomeUnread, Interrupted}},
     {"export",
      {"orbwatch export --data selection.xml --index index.db --to pending.xml --max 1000"},
-     "A watch that runs on the same data folder is asked; otherwise it is what the last one has left.",
+     "A watch that runs on the same data folder is asked; otherwise it is what the last one has left. A list that is\n"
+     "there is extended. A file that is no list, and one that this command reads, is not written over.",
      {{"exported", "the list, and how many files were added to it"}},
-     {Done, Failed, Refused}},
+     {Done, Failed, Refused, SomeUnread, Interrupted}},
     {"estimate",
      {"orbwatch estimate --data selection.xml --exclude C:\\Videos --report estimate.html",
       "orbwatch estimate --data selection.xml --profile 1 --profile 2"},
      "Everything is scanned once; edits are counted one after the other, in their order, without a look at the disk "
      "for\n"
-     "what was scanned. The edits change no file. Advanced filters are not asked; they may leave out more.",
+     "what was scanned. The edits change no file. Advanced filters are not asked; they may leave out more.\n"
+     "A report replaces an older report, and no other file.",
      {{"total", "files and bytes of the selection (step 0), and after each edit"},
       {"folder", "files and bytes of a folder, the largest first"},
       {"extension", "files and bytes of an ending, the largest first"},
@@ -113,7 +120,8 @@ const CommandHelp commands[] = {
      "named\n"
      "and the drives of the selection, and at the machine: whether changes are told, limits, free space. What it "
      "tries\n"
-     "out it tries in a folder of its own among the temporary files.",
+     "out it tries in a folder of its own among the temporary files, and with a file that is gone again in the data\n"
+     "folder and in the folder of the index.",
      {{"check", "what was looked at (name), its state (ok, warning or failed), and what to do about it"},
       {"summary", "at the end: how many checks were ok, warnings and failed"}},
      {Done,

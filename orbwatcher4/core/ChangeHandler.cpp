@@ -6,6 +6,7 @@
 #include "orbwatcher4/core/Classify.h"
 #include "orbwatcher4/core/Completes.h"
 #include "orbwatcher4/core/FileFindData.h"
+#include "orbwatcher4/core/SystemNames.h"
 #include "orbwatcher4/core/WatcherState.h"
 #include "support/Backslash.h"
 #include "support/FileTimes.h"
@@ -307,10 +308,23 @@ bool ChangeHandler::IsWaiting(const CString& path) const
     return m.store.Find(path) != nullptr;
 }
 
+// Returns true for a path that the system does not open by its name, and logs a selected one.
+bool ChangeHandler::LeftOutByName(const wchar_t* path)
+{
+    if (MayBeOpened(path))
+        return false;
+    if (ClassifyPath(path))
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"A file is left out, the system does not take its name: %s",
+                          path);
+    return true;
+}
+
 // Asks the filters with the store unlocked: they come before it in the lock order.
 PathOutcome ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, bool expandDirectory, bool allowInstantRun,
                                               std::optional<DWORD> listed)
 {
+    if (LeftOutByName(eventPath))
+        return PathOutcome::Unreadable;
     const std::optional<EventPath> event = NormalizeEventPath(eventPath, listed);
     if (!event)
         return DroppedAs(eventPath);
@@ -393,6 +407,8 @@ void ChangeHandler::KeepUnreachable(const wchar_t* path)
 
 void ChangeHandler::ProcessModified(const wchar_t* eventPath)
 {
+    if (LeftOutByName(eventPath))
+        return;
     const std::optional<EventPath> event = NormalizeEventPath(eventPath);
     if (!event)
         return;

@@ -56,6 +56,8 @@ private:
     void ProcessRemoved(const wchar_t* path);
     // Returns nothing when the path is not selected; `refusal`, when given, then receives the reason.
     std::optional<Classified> ClassifyPath(const CString& path, PathOutcome* refusal = nullptr);
+    // Returns true for a path that the system cannot open, whatever it is.
+    bool LeftOutByName(const wchar_t* path);
     PathOutcome DroppedAs(const CString& eventPath) const;
     bool IsWaiting(const CString& path) const;
     bool IsHiddenSkipped(const CString& path, const Notification& notification,

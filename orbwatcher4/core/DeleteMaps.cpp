@@ -46,6 +46,9 @@ private:
     std::map<CString, bool> m_reachable;
 };
 
+// An empty root stands for all roots of the selection.
+const wchar_t* NameOf(const CString& root) { return root.IsEmpty() ? L"the selection" : root.GetString(); }
+
 } // namespace
 
 void COrbWatcher::RemoveFromDeleteMap(const wchar_t* path)
@@ -147,7 +150,7 @@ void COrbWatcher::FillDeleteMap(const CString& root)
     if (!CIndexDB::CacheLoaded()) {
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__,
                           L"What disappeared from %s cannot be found, the cache of the index is not loaded",
-                          root.GetString());
+                          NameOf(root));
         m->due.MakeFull();
         return;
     }
@@ -163,7 +166,7 @@ void COrbWatcher::FillDeleteMap(const CString& root)
     const CIndexDB::Error error = index.GetLastDbError();
     if (error != CIndexDB::Error::None && error != CIndexDB::Error::NotFound) {
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"What disappeared from %s cannot be found, the index failed: %s",
-                          root.GetString(), index.GetLastDbErrorText().GetString());
+                          NameOf(root), index.GetLastDbErrorText().GetString());
         m->due.MakeFull();
     }
     const CSingleLock lock(SectionOf(m->useDrDeleteMap));

@@ -4,6 +4,7 @@
 #include "orbwatcher4/core/Classify.h"
 #include "orbwatcher4/core/Completes.h"
 #include "orbwatcher4/core/FileFindData.h"
+#include "orbwatcher4/core/SystemNames.h"
 #include "orbwatcher4/core/WatcherState.h"
 #include "orbwatcher4/filter/WalkObserver.h"
 #include "support/Backslash.h"
@@ -241,7 +242,8 @@ void COrbWatcher::EnumerateAllDrives()
             LeaveDriveOut(root); // the drive or its volume went away meanwhile
         if (whole)
             continue;
-        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Error enumerating all files on disk, possible exception.");
+        if (!m->stop.IsSet()) // a run that is told to end has not failed
+            g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Error enumerating all files on disk, possible exception.");
         m->due.ReportLeftOut(root, m->clock->Seconds());
     }
     m->filter.ClearJunctionCache();
@@ -425,7 +427,7 @@ PathOutcome COrbWatcher::TakeFound(const wchar_t* path, std::optional<DWORD> lis
         m->due.Found(WithoutBackslash(path));
         RemoveFromDeleteMap(path);
     }
-    if (outcome == PathOutcome::Unreadable)
+    if (outcome == PathOutcome::Unreadable && MayBeOpened(path)) // otherwise it was said already
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"%s cannot be looked at", path);
     return outcome;
 }

@@ -5,6 +5,7 @@
 #include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/core/Completes.h"
 #include "orbwatcher4/core/WatcherState.h"
+#include "support/CaseFold.h"
 
 #include <shlwapi.h>
 
@@ -30,8 +31,23 @@ void Fill(KeySet& set, const std::set<unsigned __int64>& keys)
 COrbWatcher::COrbWatcher(bool useDrDeleteMap) : m(std::make_unique<WatcherState>(*this, useDrDeleteMap)) {}
 COrbWatcher::~COrbWatcher() = default;
 
+namespace
+{
+
+// The environment comes before the settings: it is that of this process alone.
+void SetLogLevel()
+{
+    wchar_t level[16] = L"";
+    if (GetEnvironmentVariableW(L"ORB_LOG_LEVEL", level, 16) == 0)
+        GetMainSettings().GetValue(L"Main::LogLevel", level, 16);
+    g_OrbLog.SetLevel(EqualNoCase(level, L"all") ? LogLevel::Info : LogLevel::Abort);
+}
+
+} // namespace
+
 void COrbWatcher::Init()
 {
+    Completes(L"Setting the level of the log", SetLogLevel);
     for (CString* path : {&m->dataXmlPath, &m->dataXmlPath2, &m->queueDB, &m->indexDB, &m->destBackupFolderDB})
         path->Empty();
     m->ownFiles.SetDatabases(m->queueDB, m->indexDB);

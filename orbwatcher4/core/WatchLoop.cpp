@@ -425,7 +425,8 @@ bool WatchLoop::Watch(const CString& root)
     const DWORD error = m_engine.WatchDirectory(RootOf(root), &m.changeHandler);
     attempts.began = error == ERROR_SUCCESS ? m_now : 0;
     if (error != ERROR_SUCCESS)
-        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to watch %s: %d", root.GetString(), error);
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"The root %s cannot be watched (error %d); it is tried again",
+                          root.GetString(), error);
     return error == ERROR_SUCCESS;
 }
 

@@ -197,4 +197,28 @@ TEST_F(Doctor, LinesForPeopleBeginWithTheState)
             << line;
 }
 
+TEST_F(Doctor, AReadOnlyIndexIsAFailure)
+{
+    MakeIndex(1);
+    ASSERT_TRUE(SetFileAttributesW(index.c_str(), FILE_ATTRIBUTE_READONLY));
+    const std::vector<Json> records = ExaminedWhole(End::Badly);
+    ASSERT_TRUE(SetFileAttributesW(index.c_str(), FILE_ATTRIBUTE_NORMAL));
+    EXPECT_EQ(StateOf(records, "index", "can be read and not written"), "failed");
+}
+
+TEST_F(Doctor, ADataFolderOnADriveThatIsNotThereIsAFailure)
+{
+    const std::vector<Json> records = Examined({L"--data-folder", L"Q:\\data"}, End::Badly);
+    EXPECT_EQ(StateOf(records, "settings", "cannot be made"), "failed");
+}
+
+// Nothing can be made in this folder of the system below, whoever tries.
+TEST_F(Doctor, AFolderWhereNothingCanBeWrittenIsAFailure)
+{
+    const std::vector<Json> folderRecords = Examined({L"--data-folder", L"Z:\\proc\\sys"}, End::Badly);
+    EXPECT_EQ(StateOf(folderRecords, "settings", "the data folder cannot be used"), "failed");
+    const std::vector<Json> indexRecords = Examined({L"--index", L"Z:\\proc\\sys\\index.db"}, End::Badly);
+    EXPECT_EQ(StateOf(indexRecords, "index", "nothing can be written beside it"), "failed");
+}
+
 } // namespace

@@ -121,7 +121,7 @@ TEST_F(Enumerate, AFileThatIsGoneSinceItWasRecordedIsToldAsDeleted)
     Run({L"--record"});
     std::filesystem::remove_all(InTree(L"gone"));
     const std::vector<Json> records = Run({L"--record"});
-    EXPECT_EQ(PathsOf(records, "deleted"), InTree8({L"gone", L"gone\\a.txt"}));
+    EXPECT_EQ(PathsOf(records, "deleted"), InTree8({L"gone\\", L"gone\\a.txt"}));
     EXPECT_TRUE(PathsOf(records).empty());
     EXPECT_EQ(records.back().at("deleted"), 2);
     EXPECT_EQ(Run({L"--record"}).back().at("deleted"), 0);

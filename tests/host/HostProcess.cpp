@@ -183,6 +183,11 @@ HostProcess::Json HostProcess::WaitForError(const std::wstring& path)
     return WaitFor(m_errors, [&](const Json& record) { return record.value("path", "") == Utf8(path); });
 }
 
+HostProcess::Json HostProcess::WaitForErrorType(const std::string& type)
+{
+    return WaitFor(m_errors, [&](const Json& record) { return record.value("type", "") == type; });
+}
+
 bool HostProcess::WaitForText(const std::string& text)
 {
     std::string line;

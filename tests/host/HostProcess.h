@@ -58,6 +58,8 @@ public:
     Json WaitForPath(const std::wstring& path);
     // The same among what comes on standard error.
     Json WaitForError(const std::wstring& path);
+    // The first record of this type on standard error.
+    Json WaitForErrorType(const std::string& type);
     // A line that is this text.
     bool WaitForText(const std::string& text);
     Json WaitFor(const std::function<bool(const Json&)>& accepted) { return WaitFor(m_output, accepted); }

@@ -143,7 +143,7 @@ private:
 
 TEST_F(WatchEnd, WhatTellsOfFilesInTheDataFolderIsItsOwnersAlone)
 {
-    HostProcess host(Watch({L"--collect"}));
+    HostProcess host(Watch({L"--collect", L"--log-level", L"all"}));
     ASSERT_FALSE(host.WaitForType("ready").empty());
     Write(L"a.txt", "x");
     ASSERT_FALSE(host.WaitForType("collected").empty());

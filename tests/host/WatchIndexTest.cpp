@@ -63,7 +63,7 @@ TEST_F(WatchIndex, ADeletedFolderIsToldWithWhatTheIndexHeldBelowIt)
     ASSERT_FALSE(host->WaitForPath(Write(L"sentinel.txt", "s")).empty()); // all three are recorded now
     std::filesystem::rename(InTree(L"gone"), Path(L"elsewhere"));
     const Json folderRecord = host->WaitFor([&](const Json& record) {
-        return record.value("type", "") == "deleted" && record.value("path", "") == Utf8(InTree(L"gone"));
+        return record.value("type", "") == "deleted" && record.value("path", "") == Utf8(InTree(L"gone\\"));
     });
     ASSERT_FALSE(folderRecord.empty());
     EXPECT_EQ(folderRecord.value("id", "").size(), 16u);

@@ -176,6 +176,16 @@ bool MakeLink(const std::wstring& path, const std::wstring& target)
 
 bool RemoveLink(const std::wstring& path) { return RunBelow(L"rm -f '" + UnixPath(path.c_str()) + L"'"); }
 
+bool MakeOddName(const std::wstring& folder, const std::wstring& name)
+{
+    return RunBelow(L"touch '" + UnixPath(folder.c_str()) + L"/" + name + L"'");
+}
+
+bool RemoveOddName(const std::wstring& folder, const std::wstring& name)
+{
+    return RunBelow(L"rm -f '" + UnixPath(folder.c_str()) + L"/" + name + L"'");
+}
+
 bool GiveAway(const std::wstring& path)
 {
     RunBelow(L"chown 54321 '" + UnixPath(path.c_str()) + L"' || true");

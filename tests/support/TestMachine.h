@@ -20,6 +20,9 @@ std::string Narrow(std::wstring_view text);
 // the target begins with a slash.
 bool MakeLink(const std::wstring& path, const std::wstring& target);
 bool RemoveLink(const std::wstring& path);
+// A file with a name that this system refuses, which the system below Wine makes and removes.
+bool MakeOddName(const std::wstring& folder, const std::wstring& name);
+bool RemoveOddName(const std::wstring& folder, const std::wstring& name);
 // Makes another account of the system below the owner of the file or folder. False where the test's own account may
 // not.
 bool GiveAway(const std::wstring& path);

@@ -1,0 +1,187 @@
+// Sentences for wrong command lines, and for small counts.
+#include "support/Handle.h"
+#include "support/Hashes.h"
+#include "tests/host/HostTest.h"
+
+#include <set>
+
+namespace
+{
+
+class Usage : public HostTest
+{
+protected:
+    // The one message of a command line that is wrong.
+    static std::string Told(const Arguments& arguments)
+    {
+        HostProcess host(arguments);
+        EXPECT_EQ(host.Finish(), 2);
+        EXPECT_EQ(host.ErrorLines().size(), 1u);
+        return host.ErrorLines().empty() ? "" : host.ErrorLines().front();
+    }
+    static bool Has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+    static std::string AllErrors(const HostProcess& host)
+    {
+        std::string all;
+        for (const std::string& line : host.ErrorLines())
+            all += line + "\n";
+        return all;
+    }
+    static std::string AllOutput(const HostProcess& host)
+    {
+        std::string all;
+        for (const std::string& line : host.OutputLines())
+            all += line + "\n";
+        return all;
+    }
+    // A command for people, on the selection and the index of the test.
+    Arguments Plain(const wchar_t* command, const Arguments& more = {}) const
+    {
+        return Joined({command, L"--data", Path(L"selection.xml"), L"--index", index}, more);
+    }
+};
+
+TEST_F(Usage, ANumberThatIsNoneIsNamedWithWhatIsWanted)
+{
+    EXPECT_TRUE(Has(Told({L"watch", L"--data", L"a", L"--index", L"b", L"--timeout", L"abc"}),
+                    "\"abc\" is no number of seconds above 0"));
+    EXPECT_TRUE(Has(Told({L"watch", L"--data", L"a", L"--index", L"b", L"--timeout", L"-1"}),
+                    "\"-1\" is no number of seconds above 0"));
+    EXPECT_TRUE(
+        Has(Told({L"watch", L"--data", L"a", L"--index", L"b", L"--max-events", L"-1"}), "\"-1\" is no whole number"));
+    EXPECT_TRUE(Has(Told({L"estimate", L"--data", L"a", L"--profile", L"x"}), "\"x\" is no whole number"));
+}
+
+TEST_F(Usage, AnUnknownCommandOrOptionIsNamedWithTheNearestOne)
+{
+    EXPECT_TRUE(Has(Told({L"wach"}), "there is no command \"wach\"; did you mean watch?"));
+    EXPECT_TRUE(Has(Told({L"watch", L"--data", L"a", L"--inex", L"b"}),
+                    "orbwatch watch has no option --inex; did you mean --index?"));
+    EXPECT_TRUE(Has(Told({L"watch", L"--data", L"a", L"--index", L"b", L"--zzzzzzzz"}),
+                    "orbwatch watch has no option --zzzzzzzz; see orbwatch watch --help"));
+    EXPECT_TRUE(Has(Told({}), "a command must be named"));
+    EXPECT_TRUE(Has(Told({L"watch", L"--index", L"b", L"--data"}), "--data needs a value"));
+}
+
+TEST_F(Usage, AnEmptyPathIsCalledEmpty)
+{
+    EXPECT_TRUE(Has(Told({L"watch", L"--data", L"", L"--index", L"b"}), "--data: the path is empty"));
+    EXPECT_TRUE(Has(Told({L"doctor", L"--data-folder", L""}), "--data-folder: the folder is empty"));
+    EXPECT_TRUE(Has(Told({L"explain", L"--data", Path(L"selection.xml"), L""}), "the path is empty"));
+}
+
+TEST_F(Usage, AListThatIsNotMadeIsNotCalledExtended)
+{
+    HostProcess host(Plain(L"export", {L"--to", Path(L"list.xml")}));
+    EXPECT_EQ(host.Finish(), 0);
+    EXPECT_TRUE(host.OutputLines().empty()) << AllOutput(host);
+    EXPECT_TRUE(Has(AllErrors(host), "no list was made")) << AllErrors(host);
+}
+
+TEST_F(Usage, OneFileIsNotCalledFiles)
+{
+    Write(L"a.txt", "a");
+    HostProcess host(Plain(L"enumerate"));
+    EXPECT_EQ(host.Finish(), 0);
+    EXPECT_TRUE(Has(AllOutput(host), "2 found: 1 file, 1 folder")) << AllOutput(host);
+}
+
+TEST_F(Usage, MalformedRulesAreRefusedWithTheReason)
+{
+    folder.WriteBytes(L"new.xml", "<Data><Item");
+    HostProcess malformed(Plain(L"add", {L"--rules", Path(L"new.xml")}));
+    EXPECT_EQ(malformed.Finish(), 2);
+    EXPECT_TRUE(Has(AllErrors(malformed), "the rules: cannot be read")) << AllErrors(malformed);
+    std::filesystem::remove(Path(L"new.xml"));
+    HostProcess missing(Plain(L"add", {L"--rules", Path(L"new.xml")}));
+    EXPECT_EQ(missing.Finish(), 2);
+    EXPECT_TRUE(Has(AllErrors(missing), "the rules: the file is not there")) << AllErrors(missing);
+}
+
+TEST_F(Usage, ADeletedFolderIsSpelledLikeAPendingOne)
+{
+    Write(L"gone\\a.txt", "x");
+    const Arguments record =
+        Joined({L"enumerate", L"--json", L"--data", Path(L"selection.xml"), L"--index", index}, {L"--record"});
+    std::set<std::string> pending, deleted;
+    {
+        HostProcess host(record);
+        ASSERT_EQ(host.Finish(), 0);
+        for (const Json& one : OfType(host.Records(), "pending"))
+            if (one.at("path").get<std::string>().find("gone") != std::string::npos)
+                pending.insert(one.at("path"));
+    }
+    std::filesystem::remove_all(InTree(L"gone"));
+    HostProcess host(record);
+    ASSERT_EQ(host.Finish(), 0);
+    for (const Json& one : OfType(host.Records(), "deleted")) {
+        deleted.insert(one.at("path"));
+        EXPECT_EQ(one.at("kind"), one.at("path").get<std::string>().ends_with("a.txt") ? "file" : "directory");
+    }
+    EXPECT_EQ(deleted, pending);
+    EXPECT_EQ(deleted.size(), 2u);
+}
+
+TEST_F(Usage, AnEditThatChangesNothingIsTold)
+{
+    Write(L"a.txt", "x");
+    HostProcess host(
+        {L"estimate", L"--data", Path(L"selection.xml"), L"--exclude", InTree(L"missing"), L"--mask", L".tmp"});
+    EXPECT_EQ(host.Finish(), 0);
+    EXPECT_TRUE(Has(AllErrors(host), "missing: not there; this edit changes nothing")) << AllErrors(host);
+    EXPECT_TRUE(Has(AllErrors(host), "--mask concerns the folders of --include alone")) << AllErrors(host);
+}
+
+TEST_F(Usage, ATimeLimitIsNoPossibleException)
+{
+    for (int i = 0; i < 50; ++i)
+        Write(L"d" + std::to_wstring(i) + L"\\a.txt", "x");
+    HostProcess host(Plain(L"enumerate", {L"--timeout", L"0.001"}));
+    EXPECT_EQ(host.Finish(), 4);
+    EXPECT_FALSE(Has(AllErrors(host), "exception")) << AllErrors(host);
+}
+
+TEST_F(Usage, TheLogHoldsFailuresUnlessMoreIsAskedFor)
+{
+    HostProcess quiet(Plain(L"enumerate"));
+    EXPECT_EQ(quiet.Finish(), 0);
+    EXPECT_FALSE(std::filesystem::exists(data + L"\\OrbWatcher.log"));
+    HostProcess full(Plain(L"enumerate", {L"--log-level", L"all"}));
+    EXPECT_EQ(full.Finish(), 0);
+    EXPECT_TRUE(Has(folder.ReadBytes(L"data\\OrbWatcher.log"), "COrbWatcher::FirstRun"));
+    std::filesystem::remove(data + L"\\OrbWatcher.log");
+    folder.WriteBytes(L"data\\MainSettings.json", "{\"Main\": {\"LogLevel\": \"all\"}}");
+    HostProcess byTheSettings(Plain(L"enumerate"));
+    EXPECT_EQ(byTheSettings.Finish(), 0);
+    EXPECT_TRUE(std::filesystem::exists(data + L"\\OrbWatcher.log"));
+    EXPECT_TRUE(Has(Told({L"doctor", L"--log-level", L"loud"}), "\"loud\" is none of errors, all"));
+}
+
+TEST_F(Usage, NamesThatTheSystemRefusesAreToldAsLeftOut)
+{
+    ASSERT_TRUE(MakeOddName(tree, L"a<b.txt"));
+    Write(L"plain.txt", "x");
+    HostProcess host(Plain(L"enumerate"));
+    EXPECT_EQ(host.Finish(), 3);
+    EXPECT_TRUE(Has(AllErrors(host), "a<b.txt")) << AllErrors(host);
+    EXPECT_TRUE(Has(AllErrors(host), "is left out")) << AllErrors(host);
+    EXPECT_TRUE(Has(AllOutput(host), "plain.txt"));
+    RemoveOddName(tree, L"a<b.txt");
+}
+
+TEST_F(Usage, ABusyWatchIsWaitedForAndThatIsSaid)
+{
+    // A watch of this account that reads the request and does not answer for a while.
+    CString name;
+    name.Format(L"\\\\.\\pipe\\orbwatch-%016I64x", PathHash64(data));
+    const FileHandle pipe(CreateNamedPipeW(name, PIPE_ACCESS_DUPLEX, PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE, 1, 4096,
+                                           65536, 0, nullptr));
+    ASSERT_TRUE(pipe);
+    HostProcess host(Joined({L"export", L"--json", L"--data", Path(L"selection.xml"), L"--index", index},
+                            {L"--to", Path(L"list.xml")}));
+    EXPECT_FALSE(host.WaitForErrorType("note").empty());
+    host.Interrupt();
+    EXPECT_EQ(host.Finish(), 130);
+}
+
+} // namespace
