@@ -59,8 +59,9 @@ ExitCode Run(FILE* data)
     } catch (const CLI::CallForVersion& version) {
         return RecordWriter(data, false).Text(std::string(version.what()) + "\n");
     } catch (const CLI::ParseError& error) {
-        RecordWriter(data, json)
-            .Error(FromUtf8(UsageSentence(app, error)) + L"; see orbwatch " + ChosenCommand(app) + L"--help");
+        const std::wstring sentence = FromUtf8(UsageSentence(app, error));
+        const std::wstring help = L"see orbwatch " + ChosenCommand(app) + L"--help";
+        RecordWriter(data, json).Error(sentence + (sentence.ends_with(L'?') ? L" (" + help + L")" : L"; " + help));
         return ExitUsage;
     }
     if (!arguments.dataFolder.empty())

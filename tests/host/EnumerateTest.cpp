@@ -210,7 +210,7 @@ TEST_F(Enumerate, WithoutJsonLinesForPeopleSumUpAndAPipeSeesNoProgress)
     HostProcess host({L"enumerate", L"--data", Path(L"selection.xml"), L"--index", index});
     EXPECT_EQ(host.Finish(), 0);
     const std::vector<std::string> lines = host.OutputLines();
-    EXPECT_NE(std::find(lines.begin(), lines.end(), "2 found: 1 files, 1 folders"), lines.end());
+    EXPECT_NE(std::find(lines.begin(), lines.end(), "2 found: 1 file, 1 folder"), lines.end());
     EXPECT_EQ(lines.back(), "2 handed out, 0 still pending");
     for (const std::string& line : host.ErrorLines())
         EXPECT_EQ(line.find(" folders, "), std::string::npos) << line;

@@ -1,6 +1,7 @@
 // Sentences for wrong command lines, and for small counts.
 #include "support/Handle.h"
 #include "support/Hashes.h"
+#include "support/OwnerAccess.h"
 #include "tests/host/HostTest.h"
 
 #include <set>
@@ -174,12 +175,19 @@ TEST_F(Usage, ABusyWatchIsWaitedForAndThatIsSaid)
     // A watch of this account that reads the request and does not answer for a while.
     CString name;
     name.Format(L"\\\\.\\pipe\\orbwatch-%016I64x", PathHash64(data));
-    const FileHandle pipe(CreateNamedPipeW(name, PIPE_ACCESS_DUPLEX, PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE, 1, 4096,
-                                           65536, 0, nullptr));
+    OwnerAccess access;
+    const FileHandle pipe(CreateNamedPipeW(name, PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED,
+                                           PIPE_TYPE_MESSAGE | PIPE_READMODE_MESSAGE, 1, 4096, 65536, 0,
+                                           access.Attributes()));
     ASSERT_TRUE(pipe);
+    const KernelHandle connected(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    OVERLAPPED connecting = {};
+    connecting.hEvent = connected.Get();
+    ConnectNamedPipe(pipe.Get(), &connecting);
     HostProcess host(Joined({L"export", L"--json", L"--data", Path(L"selection.xml"), L"--index", index},
                             {L"--to", Path(L"list.xml")}));
-    EXPECT_FALSE(host.WaitForErrorType("note").empty());
+    EXPECT_EQ(WaitForSingleObject(connected.Get(), 30000), WAIT_OBJECT_0);
+    EXPECT_FALSE(host.WaitForErrorType("note").empty()) << AllErrors(host);
     host.Interrupt();
     EXPECT_EQ(host.Finish(), 130);
 }

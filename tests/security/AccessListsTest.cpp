@@ -50,6 +50,7 @@ TEST_F(AccessLists, TheLogAndTheDumpAreTheirOwnersAlone)
 {
     Select(TreeItem());
     watcher.AddSingleNotification(Write(L"a.txt"));
+    g_OrbLog.WriteLog(2, L"", 0, L"a line");
     watcher.DeInit();
     EXPECT_TRUE(OnlyItsOwnerReads(DumpFilePath().GetString()));
     EXPECT_TRUE(OnlyItsOwnerReads(InData(L"OrbWatcher.log")));

@@ -46,7 +46,7 @@ TEST_F(Output, LinesForPeopleReplaceWhatSteersATerminal)
 
 TEST_F(Output, TheLogReplacesWhatSteersATerminal)
 {
-    g_OrbLog.Log(L"%s", HostileName.c_str());
+    g_OrbLog.WriteLog(2, L"", 0, L"%s", HostileName.c_str());
     g_OrbLog.Close();
     const std::string log = folder.ReadBytes(L"data\\OrbWatcher.log");
     EXPECT_NE(log.find("fdp.exe"), std::string::npos);

@@ -60,7 +60,7 @@ TEST_F(PlantedFiles, TheLogIsNotWrittenThroughALink)
     g_OrbLog.Close();
     DeleteFileW(InData(L"OrbWatcher.log"));
     PlantLink(L"OrbWatcher.log");
-    g_OrbLog.Log(L"a line");
+    g_OrbLog.WriteLog(2, L"", 0, L"a line");
     ExpectVictimUntouched();
     EXPECT_TRUE(Heard(L"OrbWatcher.log cannot be written: it is a link"));
 }
@@ -70,7 +70,7 @@ TEST_F(PlantedFiles, TheLogIsNotWrittenThroughASecondName)
     g_OrbLog.Close();
     DeleteFileW(InData(L"OrbWatcher.log"));
     PlantHardLink(L"OrbWatcher.log");
-    g_OrbLog.Log(L"a line");
+    g_OrbLog.WriteLog(2, L"", 0, L"a line");
     ExpectVictimUntouched();
 }
 
@@ -80,7 +80,7 @@ TEST_F(PlantedFiles, TheLogIsNotMadeWhereALinkWithoutATargetLeads)
     DeleteFileW(InData(L"OrbWatcher.log"));
     PlantLink(L"OrbWatcher.log");
     DeleteFileW(victim);
-    g_OrbLog.Log(L"a line");
+    g_OrbLog.WriteLog(2, L"", 0, L"a line");
     EXPECT_FALSE(IsThere(victim));
 }
 
