@@ -81,7 +81,7 @@ std::string UsageSentence(const CLI::App& app, const CLI::ParseError& error)
         return chosen.empty() ? UnknownCommand(tree, word)
                               : "\"" + word + "\" is not expected; an option must come before it";
     }
-    const std::string text = error.what();
+    std::string text = error.what();
     if (dynamic_cast<const CLI::ArgumentMismatch*>(&error))
         return text.substr(0, text.find(':')) + " needs a value behind it";
     if (chosen.empty() && dynamic_cast<const CLI::RequiredError*>(&error))

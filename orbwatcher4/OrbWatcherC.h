@@ -94,7 +94,7 @@ ORBWATCHER4_API uint32_t ORB_CALL OrbVersion(void);
 
 /** Sets the data folder for the process, before the first watcher is created. It is made when it is missing. The call
  * sets the environment variable ORB_DATA_FOLDER of the process, which names the folder otherwise, also for processes
- * that this one starts. Null: removes the variable, so that the folder is %ProgramData%\OrbWatcher4 again.
+ * that this one starts. Null: removes the variable, so that the folder is `%ProgramData%\OrbWatcher4` again.
  * ORB_WRONG_STATE: a watcher of this process exists; ORB_TEXT_TOO_LONG. */
 ORBWATCHER4_API OrbResult ORB_CALL OrbSetDataFolder(const wchar_t* folder);
 /** Copies the absolute path of the data folder that the process uses now, without a trailing backslash. Buffers as with

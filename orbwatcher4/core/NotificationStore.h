@@ -103,8 +103,8 @@ private:
     void SetLive(std::size_t live);
 
     std::vector<std::unique_ptr<Block>> m_blocks; // null where all places are before m_begin
-    std::size_t m_begin = 0, m_end = 0; // of the places in use, gaps among them
-    std::vector<std::uint32_t> m_slots; // place + 1, from its hash onwards; 0: free
+    std::size_t m_begin = 0, m_end = 0;           // of the places in use, gaps among them
+    std::vector<std::uint32_t> m_slots;           // place + 1, from its hash onwards; 0: free
     std::vector<Look*> m_looks;
     SharedNotifications m_shared;
     ItemCounters m_counters;

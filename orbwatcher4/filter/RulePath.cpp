@@ -23,7 +23,7 @@ bool IsImpossible(wchar_t unit) { return unit < 32 || L"*?\"<>|:"sv.find(unit) !
 constexpr auto kClosely = [] {
     std::array<bool, 128> closely = {};
     std::fill(closely.begin(), closely.begin() + 32, true);
-    for (const char unit : "/*?\"<>|:~&"sv)
+    for (const wchar_t unit : L"/*?\"<>|:~&"sv)
         closely[static_cast<std::size_t>(unit)] = true;
     return closely;
 }();

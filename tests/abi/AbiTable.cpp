@@ -135,7 +135,9 @@ Json Structs()
 
 Json Functions()
 {
-    return Json::array({FUNCTION(OrbResultText),
+    return Json::array({FUNCTION(OrbSetDataFolder),
+                        FUNCTION(OrbGetDataFolder),
+                        FUNCTION(OrbResultText),
                         FUNCTION(OrbLastFailure),
                         FUNCTION(OrbVersion),
                         FUNCTION(OrbWatcherCreate),
@@ -152,6 +154,7 @@ Json Functions()
                         FUNCTION(OrbRescanTake),
                         FUNCTION(OrbIndexOpen),
                         FUNCTION(OrbIndexRecord),
+                        FUNCTION(OrbIndexRecordMany),
                         FUNCTION(OrbIndexForget),
                         FUNCTION(OrbIndexForgetDeleted),
                         FUNCTION(OrbIndexClose),

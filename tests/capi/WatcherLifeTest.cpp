@@ -102,6 +102,7 @@ TEST_F(WatcherLife, SettingsThatAnotherAccountMayHavePlantedKeepAWatcherFromStar
     ASSERT_EQ(Create(Options()), ORB_OK);
     const std::filesystem::path settings =
         std::filesystem::path(DumpPath()).replace_filename("UserConfigurations.json");
+    std::filesystem::create_directories(settings.parent_path());
     std::ofstream(settings) << "{}";
     const std::wstring second = Path(L"planted.json");
     ASSERT_TRUE(CreateHardLinkW(second.c_str(), settings.c_str(), nullptr));
