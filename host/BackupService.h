@@ -59,7 +59,11 @@ public:
     // Reports failures of the library. Returns true when there were any.
     bool TellMessages();
     // Drops failures whose reason the caller reports itself.
-    void DropMessages() { m_messages->Take(); }
+    void DropMessages()
+    {
+        m_messages->Take();
+        m_watcher.TakeSelectionFindings();
+    }
 
     // Returns the exit code after Ctrl-C, after the time limit, or when standard output cannot be written any more.
     std::optional<ExitCode> OutsideEnd() const;
