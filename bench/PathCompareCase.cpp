@@ -58,7 +58,7 @@ void FindAndCompare()
         .Ours(looking([&](const std::wstring& path, CachedDatum& datum) {
             return cache.Find(CIndexDB::CalculateUuid(path.c_str()), datum) && CIndexDB::IsItemOf(path.c_str(), datum);
         }))
-        .Against("the look-up by key alone", 1.25, looking([&](const std::wstring& path, CachedDatum& datum) {
+        .Against("the look-up by key alone", 1.5, looking([&](const std::wstring& path, CachedDatum& datum) {
                      return cache.Find(CIndexDB::CalculateUuid(path.c_str()), datum);
                  }))
         .OnceARound()
