@@ -38,8 +38,7 @@ ExitCode Tell(const RulesAdded& added, const RuleFindings& findings, const AddOp
         return ExitFailure;
     }
     if (added.result == RulesNotLoaded) {
-        writer.Error(L"the rules cannot be read: " + unread + L"; orbwatch init FOLDER writes a sample",
-                     options.rules);
+        writer.Error(L"the rules cannot be read: " + unread + L"; orbwatch init FOLDER writes a sample", options.rules);
         return ExitUsage;
     }
     TellFindings(findings, UnreadFiles::AreNotes, writer);

@@ -1,7 +1,7 @@
-// Asks of an event now and then whether it is set. One thread uses an object.
+// Checks now and then whether an event is set. One thread uses an object.
 //
-// Each question is a call of the system, which may cost more than an entry of a folder does. So only the first
-// questions all reach the system; after these it is asked whenever the clock has moved on, some sixty times a second.
+// Each check is a system call, which may cost more than an entry of a folder. So only the first checks all reach the
+// system. Later ones do when the clock has advanced, about sixty times a second.
 #pragma once
 
 #include <windows.h>
@@ -9,7 +9,7 @@
 class AbortPoll
 {
 public:
-    // Null: nobody aborts. A handle that is none aborts.
+    // With null, nothing aborts. An invalid handle aborts.
     explicit AbortPoll(HANDLE event) : m_event(event) {}
 
     bool IsSet();

@@ -7,7 +7,7 @@
 namespace
 {
 
-// A slot of the system's: the compiler's thread_local takes memory at a thread's first use, and ends the process when
+// A slot of the system: the compiler's thread_local allocates memory at a thread's first use, and ends the process when
 // there is none.
 const DWORD g_depth = TlsAlloc();
 

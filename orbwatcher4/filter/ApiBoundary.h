@@ -1,15 +1,14 @@
-// The edge of the exported classes: no exception leaves an operation.
+// The border of the exported classes: no exception leaves an operation.
 //
-// Only the outermost operation on a thread catches. Inside the library an
-// exception goes on to the operation that the caller asked for, which knows what
-// is undone or becomes due: a check inside a watcher must not answer as if all
+// Only the outermost operation on a thread catches. An exception inside the library reaches the operation that the
+// caller has called, which knows what must be undone or becomes due. A check inside a watcher must not answer as if all
 // were well. Any thread.
 #pragma once
 
 #include <exception>
 #include <new>
 
-// The thread is inside an exported operation as long as the object lives.
+// Marks that the thread is inside an exported operation, in its scope.
 class BoundaryScope
 {
 public:
@@ -24,11 +23,11 @@ private:
     const unsigned long long m_depth;
 };
 
-// Into the log, when there is memory for that.
+// Writes the failure to the log if there is memory for that.
 void LogCutShort(const wchar_t* operation, const wchar_t* why) noexcept;
 
-// Runs the body of an exported operation. An exception (want of memory above all, and whatever a callback of the caller
-// throws) is logged, and the operation returns `onFailure`.
+// Runs the body of an exported operation. An exception (usually because memory is exhausted, or because a callback of
+// the caller throws) is logged, and the operation returns `onFailure`.
 template <typename Result, typename Operation>
 Result AtBoundary(const wchar_t* name, Result onFailure, Operation&& operation)
 {

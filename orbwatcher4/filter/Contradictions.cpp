@@ -9,7 +9,7 @@ namespace
 
 std::size_t HashOf(const Filter& rule) { return HashNoCase(rule.path.View()) ^ HashNoCase(rule.mask.View()) * 31; }
 
-// An exclusion with the sub-folders leaves nothing to an inclusion without them.
+// Returns true when the exclusion leaves nothing to the inclusion: one with sub-folders leaves nothing to one without.
 bool LeavesNothingTo(const Filter& exclusion, const Filter& inclusion)
 {
     return (exclusion.type != 0) == (inclusion.type != 0) && (exclusion.includeSub || !inclusion.includeSub) &&
@@ -29,7 +29,7 @@ std::vector<Contradictions::Pair> Contradictions::Find() const
     std::vector<Pair> pairs;
     if (m_included.empty() || m_excluded.empty())
         return pairs;
-    // Of equal exclusions the first one is enough.
+    // The first of several equal exclusions is enough.
     std::unordered_map<std::size_t, const Entry*> exclusions;
     exclusions.reserve(m_excluded.size());
     for (const Entry& entry : m_excluded)

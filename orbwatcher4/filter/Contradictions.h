@@ -9,7 +9,7 @@
 class Contradictions
 {
 public:
-    // Takes notice of a rule as it was read. `item` is its number in the file.
+    // Notes a rule as it was read. `item` is its number in the file.
     void Add(const FilterPtr& rule, std::uint32_t item);
 
     struct Pair {

@@ -18,7 +18,7 @@ bool IsExclusion(const Filter& rule) { return rule.incEx == WatcherEnum::Exclude
 
 InclusionType ExclusionResult(const Filter& rule) { return rule.exclude ? Excluded : NotIncluded; }
 
-// What the order of rules looks at, as one number: the smaller one comes first.
+// Returns the keys of the rule order as one number: the smaller number comes first.
 std::uint64_t OrderOf(const Filter& rule)
 {
     const auto depth = static_cast<std::uint32_t>(Depth(rule.path.View()));
@@ -39,7 +39,7 @@ bool ComesBefore(const FilterPtr& left, const FilterPtr& right) { return OrderOf
 
 void SortRules(FilterList& rules)
 {
-    // A path's depth is counted once, not in each comparison.
+    // The depth of a path is counted once, not in each comparison.
     std::vector<std::pair<std::uint64_t, std::uint32_t>> order;
     order.reserve(rules.size());
     for (const FilterPtr& rule : rules)
@@ -55,7 +55,7 @@ void SortRules(FilterList& rules)
 namespace
 {
 
-// Without an index of them: one entry after the other.
+// Compares one entry after the other, without an index.
 std::size_t CountMatchingEntries(std::wstring_view mask, std::wstring_view path, std::size_t enough)
 {
     std::size_t matches = 0;
@@ -68,7 +68,7 @@ std::size_t CountMatchingEntries(std::wstring_view mask, std::wstring_view path,
     return matches;
 }
 
-// How many entries of the mask the path ends in; counting may end at `enough`.
+// Returns the number of the mask's entries in which the path ends. Counting may stop at `enough`.
 std::size_t CountMatchingEntries(const Filter& rule, const EndingSet* endings, std::wstring_view path,
                                  std::size_t enough)
 {
@@ -76,7 +76,7 @@ std::size_t CountMatchingEntries(const Filter& rule, const EndingSet* endings, s
                    : CountMatchingEntries(rule.mask.View(), path, enough);
 }
 
-// A path that is being judged, with what is asked of it once, when a rule needs it.
+// A path that is being judged. Its properties are read once, when a rule needs them.
 class JudgedPath
 {
 public:
@@ -105,8 +105,8 @@ private:
     std::optional<FilterRegex::Text> m_asMatched;
 };
 
-// Of a rule whose path begins the path: a single file's must be all of it, and a folder's that does not go for
-// sub-folders speaks of what lies in the folder alone.
+// Returns true when a rule whose path begins the path applies to it. A rule for a single file needs the whole path. A
+// rule for a folder without sub-folders applies to the folder's own path alone.
 bool ReachesTo(const Filter& rule, std::wstring_view path)
 {
     const std::wstring_view rulePath = rule.path.View();
@@ -124,7 +124,7 @@ InclusionType CheckRules(const RuleSet& rules, std::wstring_view path, bool incl
     for (std::uint32_t number; matches.Next(number);) {
         const FilterPtr& rule = rules.Rules()[number];
         const bool exclusion = IsExclusion(*rule);
-        // Once a deeper or equally deep include has selected the path, shallower exclusions no longer count.
+        // After a deeper or equally deep include has selected the path, shallower exclusions no longer count.
         if ((included && exclusion) || !ReachesTo(*rule, path))
             continue;
         std::size_t times = 1;
@@ -152,7 +152,7 @@ bool IsGood(const FilterRegex& regex, const JudgedPath& path, AdvancedHost& host
     return good;
 }
 
-// A match that gave up is taken as whatever lets the file in.
+// A match that gave up counts as the result that lets the file in.
 std::optional<bool> TryMatch(const Filter& rule, JudgedPath& path, AdvancedHost& host)
 {
     if (rule.regex.IsSwitchedOff())
@@ -184,7 +184,8 @@ AdvancedResult CheckAlone(const FilterPtr& rule, const EndingSet* endings, Judge
         host.EndingsMissed(path.Path(), whenMissed == Excluded);
         return {whenMissed, rule};
     }
-    // Regular expressions judge files only; a vanished path reads as all bits set and counts as a directory.
+    // Regular expressions judge only files. The attributes of a path that is gone have all bits set, so it counts as a
+    // directory.
     if (path.Attributes() & DirectoryAttribute)
         return {NotApplicable, rule};
     const std::optional<bool> matched = IsGood(rule->regex, path, host) ? TryMatch(*rule, path, host) : std::nullopt;
@@ -197,14 +198,14 @@ AdvancedResult CheckAlone(const FilterPtr& rule, const EndingSet* endings, Judge
 
 enum class Verdict { Silent, Matched, Missed, Directory };
 
-// What one rule of a drive says of a path that it applies to.
+// Judges a path by one advanced rule of a drive that applies to it.
 Verdict Judge(const Filter& rule, const EndingSet* endings, JudgedPath& path, AdvancedHost& host)
 {
     if (rule.mask.IsEmpty())
         return Verdict::Matched;
     if (!rule.isregex)
         return CountMatchingEntries(rule, endings, path.Text(), 1) > 0 ? Verdict::Matched : Verdict::Missed;
-    // An equality, unlike the bit test for a single rule: a directory with a further attribute is matched
+    // Compared for equality, unlike the bit test for a single rule: a directory with another attribute is matched
     // against the pattern like a file.
     if (path.Attributes() == DirectoryAttribute)
         return Verdict::Directory;
@@ -256,7 +257,7 @@ AdvancedResult CheckAdvancedRules(const RuleSet& rules, const RuleSet& allPaths,
 namespace
 {
 
-// Of a rule whose path begins the folder's.
+// Returns true when the rule, whose path begins the folder's, covers everything below the folder.
 bool CoversAllBelow(const Filter& rule) { return rule.type != 0 && rule.includeSub; }
 
 bool IsPlainExclusion(const Filter& rule) { return IsExclusion(rule) && rule.mask.IsEmpty(); }
@@ -266,7 +267,7 @@ struct AtOrAbove {
     bool disasterRecovery = false; // such a rule keeps the advanced rules from being asked
 };
 
-// What the rules at or above a folder say of what is below it. Deeper rules come first and win over shallower ones.
+// Collects the rules at or above a folder that cover the paths below it. Deeper rules come first and win.
 AtOrAbove IncludesAtOrAbove(const RuleSet& rules, std::wstring_view folder)
 {
     RuleIndex::Matches matches(rules.Index(), folder);

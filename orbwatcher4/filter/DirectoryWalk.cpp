@@ -18,7 +18,8 @@ bool IsFolder(DWORD attributes)
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
 }
 
-// The system's own junctions lead old names to new places: what they show is met there.
+// Returns true for a junction of the system, which gives an old name to a new place. Its contents are met in that
+// place.
 bool IsSystemJunction(DWORD attributes)
 {
     constexpr DWORD all = FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM;
@@ -135,7 +136,7 @@ void DirectoryWalk::TakeReadError(const CString& folder, DWORD error) const
 {
     g_OrbLog.WriteLog(2, L"OrbFilter", __LINE__, L"The folder %s could not be read to its end: %d", folder.GetString(),
                       error);
-    // A folder that goes while it is read fails in many ways.
+    // A folder that disappears while it is read fails in many ways.
     const bool gone = error == ERROR_PATH_NOT_FOUND ||
                       (m_disk.Attributes(folder) == INVALID_FILE_ATTRIBUTES && IsNotThere(GetLastError()));
     PassOver(folder, gone ? PathOutcome::Missing : PathOutcome::Unreadable);
@@ -192,7 +193,7 @@ void DirectoryWalk::TakeLink(const CString& link, CString& destination)
         g_OrbLog.Log(L"Skipping invalid junction point %s mapping to %s", link.GetString(), destination.GetString());
         return PassOver(link, PathOutcome::BrokenLink);
     }
-    // One that a rule names is walked by its own name, the one that the rule selects.
+    // A link that a rule names is walked by its own name, because the rule selects that name.
     if (m_options.bounds && m_options.bounds->RootSpelling(link))
         return;
     if (m_options.bounds && m_options.bounds->CoverOf(destination) == ScanBounds::Cover::Excluded)

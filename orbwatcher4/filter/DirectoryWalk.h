@@ -12,10 +12,10 @@
 class OrbFilter;
 
 struct WalkOptions {
-    CString listPattern = L"*"; // for the system: also hides sub-folders that do not match
+    CString listPattern = L"*"; // for the system; also hides sub-folders that do not match
     CString filePattern = L"*"; // for names of files alone
     bool includeHidden = false; // hidden folders; hidden files are always reported
-    HANDLE abort = nullptr;     // an event; null: nobody aborts
+    HANDLE abort = nullptr;     // an event that aborts the walk; may be null
     const ScanBounds* bounds = nullptr;
     WalkObserver* observer = nullptr;
 };
@@ -23,24 +23,25 @@ struct WalkOptions {
 class DirectoryWalk
 {
 public:
-    // All of them must outlive the walk; `caller` may be null.
+    // The arguments must outlive the walk; `caller` may be null.
     DirectoryWalk(OrbFilter& filter, ScanDisk& disk, SmartScanCaller* caller, const WalkOptions& options);
 
-    // Walks from `folder`, known or not. False when the walk was aborted; later calls must not follow.
+    // Walks from `folder`, whether it is known or not. Returns false when the walk was aborted; the caller must not
+    // continue it then.
     bool WalkTree(const CString& folder);
-    // What lies in `folder` itself.
+    // Reports the files in `folder` itself.
     bool WalkFiles(const CString& folder);
-    // Reports a file that is selected by its own path, and reports it no more when a folder brings it again.
+    // Reports a file that is selected by its own path. The walk does not report it again when it meets it in a folder.
     bool TakeFile(const CString& path, unsigned __int64 size);
 
     bool IsAborted() { return m_abort.IsSet(); }
-    // Tells the observer, when there is one.
+    // Calls the observer, if there is one.
     void PassOver(const CString& path, PathOutcome why) const;
-    // The same with what a rule names and is not there.
+    // The same for a path that a rule names and that does not exist.
     void PassOverMissing(const CString& path) const;
     void TakeReadError(const CString& folder, DWORD error) const;
     void TellRead(const CString& folder, DWORD error) const;
-    // Whether a sub-folder with these attributes may be entered at all.
+    // Returns true when a sub-folder with these attributes may be entered.
     static bool MayEnter(DWORD attributes, bool includeHidden);
 
 private:
@@ -52,7 +53,7 @@ private:
     void TakePlainFolder(CString& folder, DWORD attributes);
     void PassOverKnown(const CString& folder, const CString& destination) const;
     void TakeLink(const CString& link, CString& destination);
-    // With the attributes that the list of its parent shows, where it is met there.
+    // `attributes`: those that the list of its parent folder shows, when it was met there.
     void Push(const CString& folder, std::optional<DWORD> attributes);
     void Show(DWORD attributes) const;
     bool MatchesPattern(const wchar_t* name) const;

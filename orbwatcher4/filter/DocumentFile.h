@@ -1,11 +1,11 @@
-// Saving an XML document that the user owns.
+// Saves an XML document of the user.
 #pragma once
 
 #include "mfc/CString.h"
 
 class CMarkup;
 
-// Puts the document in the file's place, in the encoding it was loaded in, or leaves the file as it is. Returns false,
-// and GetLastError says why, when the disk refuses it or the encoding cannot hold the text. What counts as saved is
-// read as the same document again. Any thread.
+// Replaces the file by the document, in the encoding in which it was loaded, or leaves the file as it is. Returns
+// false, with a last error, when the disk refuses it or the encoding cannot hold the text. A document counts as saved
+// only if reading it gives the same document. Any thread.
 bool SaveDocument(const CMarkup& document, const CString& path);

@@ -9,7 +9,7 @@
 namespace
 {
 
-// The low bits of the product are the weak ones.
+// The low bits of the product are weak.
 std::size_t FirstPlace(std::uint64_t hash) { return static_cast<std::size_t>(hash ^ (hash >> 32)); }
 
 } // namespace
@@ -27,7 +27,7 @@ EndingSet::EndingSet(std::wstring_view mask)
     m_texts.shrink_to_fit();
 }
 
-// From the last unit to the first, the way in which paths are read. So are the texts.
+// Adds the units from the last one to the first one, in the direction in which paths are read.
 void EndingSet::Add(std::wstring_view entry)
 {
     std::uint64_t hash = FoldedHashSeed;

@@ -21,11 +21,11 @@ namespace WatcherEnum
 {
 /// The kind of a rule.
 enum IncEx : std::int32_t { Include = 0, Exclude = 1 };
-/// What is to be done with a drive: it is there again (perhaps under another letter), nothing, or it is gone.
+/// What a service reports of a drive: it is there again (perhaps with another letter), nothing, or it is removed.
 enum DriveAction : std::int32_t { DriveReappeared = 0, NoAction = 1, DriveRemoved = 2 };
 } // namespace WatcherEnum
 
-/// What a check of a path answers.
+/// The answers of a check.
 enum InclusionType : std::int32_t {
     Included = 0,      ///< to be backed up
     NotIncluded = 1,   ///< no rule selects it, or an automatic exclusion keeps it out
@@ -33,7 +33,7 @@ enum InclusionType : std::int32_t {
     NotApplicable = 3, ///< a regular expression was asked about a directory or a vanished path
 };
 
-/// The bits of Filter::flags that this library gives a meaning to.
+/// The bits of Filter::flags that have a meaning in this library.
 namespace RuleFlags
 {
 constexpr std::uint32_t Internal = 0x400;                     ///< not for lists that users see
@@ -44,7 +44,7 @@ constexpr std::uint32_t DedupCandidate = 0x04000000;          ///< also keeps a 
 constexpr std::uint32_t AutoExclude = 0x10000000;             ///< read from the automatic exclusions
 } // namespace RuleFlags
 
-/// A rule; docs/selection.md describes what it says.
+/// A rule; docs/selection.md describes its fields.
 struct ORBWATCHER4_API Filter {
     CString additionalInfo; ///< at most 278 units
     CString path;           ///< a folder rule's ends in a backslash; AllPaths in an advanced rule

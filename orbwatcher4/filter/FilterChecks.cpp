@@ -1,4 +1,4 @@
-// The checks of OrbFilter: the decisions, asked with the machine's own answers.
+// The checks of OrbFilter: the decisions, with the answers of this machine.
 #include "companions/indexdb/OrbIndexDB.h"
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/OrbFilter.h"
@@ -100,7 +100,7 @@ InclusionType OrbFilter::CheckForAdvancedInclusion(const wchar_t* path, FilterPt
 AdvancedRules OrbFilter::CurrentAdvancedRules() const
 {
     return AtBoundary(L"OrbFilter::CurrentAdvancedRules", AdvancedRules(), [&]() -> AdvancedRules {
-        // Here, where edits and other checks are kept out: looks overlap each other from now on.
+        // The indexes are made here, where neither edits nor other checks run. From now on checks may overlap.
         for (const auto& [root, rules] : AdvancedMap())
             rules.Index();
         return AdvancedRules(m_advancedRules);

@@ -1,4 +1,4 @@
-// Taking rules out of the selection, and whether a new one fits in.
+// Removes rules from the selection, and checks whether a new rule contradicts them.
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/OrbFilter.h"
 #include "orbwatcher4/filter/ApiBoundary.h"
@@ -16,7 +16,7 @@
 namespace
 {
 
-// Compares paths in the system's form with the one of a rule.
+// Compares paths in the system's form with that of a rule.
 class PathOfRule
 {
 public:
@@ -38,8 +38,8 @@ bool SameValue(const Filter& left, const Filter& right, PathOfRule& pathOfRight)
            pathOfRight.IsThatOf(left);
 }
 
-// A path may be spelled in another way than the rule's, a folder's be written without its trailing backslash, and be
-// that of a drive where the volume was.
+// Returns the path of an item as its rule has it. The item may spell it in another way, may write a folder's path
+// without the trailing backslash, and may name the drive where the volume was.
 CString RulePathOf(const CMarkup& item, bool folder, const VolumeTable& volumes, DiskNames& names)
 {
     Filter read;
@@ -67,7 +67,7 @@ bool OrbFilter::RemoveSingleFilter(FilterPtr rule, bool byValue, bool alsoFromXm
             return false;
         PathOfRule path(*rule);
         bool removed = false;
-        // A rule that was added as it stands is filed by the path that it has.
+        // A rule that was added as it stands is filed under its own path.
         for (const CString& root : std::set<CString>{StripToRoot(rule->path), StripToRoot(path.Path())})
             if (const auto drive = m_driveRules.find(root); drive != m_driveRules.end())
                 removed = std::erase_if(drive->second.Edit(),

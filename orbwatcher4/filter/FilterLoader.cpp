@@ -1,4 +1,4 @@
-// Reading the selection: data file, automatic exclusions and advanced filters.
+// Reads the selection: data file, automatic exclusions and advanced filters.
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/OrbFilter.h"
@@ -115,7 +115,7 @@ private:
     DiskNames m_names;
 };
 
-// Opens a file and goes into its root element. The messages say what failed.
+// Opens a file and enters its root element. Reports the reason when that fails.
 bool OpenRules(CMarkup& document, const wchar_t* file, const wchar_t* failure, FileFindings& findings)
 {
     const bool loaded = document.Load(file) && document.GetParseError().IsEmpty();
@@ -132,7 +132,7 @@ bool OpenRules(CMarkup& document, const wchar_t* file, const wchar_t* failure, F
     return false;
 }
 
-// Goes into the root element again.
+// Enters the root element again.
 void Rewind(CMarkup& document)
 {
     document.ResetPosition();
@@ -142,7 +142,7 @@ void Rewind(CMarkup& document)
 
 bool IsItem(std::wstring_view name) { return name == L"Item"; }
 
-// Says what stands beside the items and is not read.
+// Reports elements beside the items that are not read.
 void CheckElement(const CMarkup& document, LoadingLog& log, bool advanced)
 {
     const std::wstring_view name = document.GetElementName();
@@ -174,7 +174,7 @@ constexpr const wchar_t* SecondForAllPaths =
     L"there is another rule for all paths, and only one of them is applied: an exclusion before an inclusion, and then "
     L"the one with the shortest mask";
 
-// The items are visited once more: their places are not kept.
+// Reports the contradictions. The items are visited once more, because their places are not kept.
 void AddContradictions(const Contradictions& contradictions, CMarkup& document, FileFindings& findings)
 {
     const std::vector<Contradictions::Pair> pairs = contradictions.Find();
@@ -224,7 +224,7 @@ bool OrbFilter::LoadXmlFilters(const wchar_t* dataFile, const wchar_t* autoExclu
             m_advancedUnread = !ReadAdvancedFilters(m_advancedFile);
             SortAdvancedFilters();
         }
-        // In order on every way out: checks rely on it.
+        // The rules are sorted on every way out, because checks rely on it.
         Sort();
         return loaded;
     });
@@ -263,7 +263,7 @@ bool OrbFilter::ReadSelection(const wchar_t* file, bool autoExclude, FilterList*
                 HandOn(rule, out);
             }
         }
-        // Of a list of rules its holder knows what becomes of those that contradict each other.
+        // A caller that takes a list of rules handles contradictions itself.
         if (!out)
             AddContradictions(contradictions, document, findings);
         m_networkInclude = m_networkInclude || drives.networkInclude;
@@ -276,7 +276,7 @@ void OrbFilter::ReadBackupFolder()
     constexpr std::size_t Capacity = 2048;
     wchar_t folder[Capacity] = {};
     CUserConfigurations& configuration = GetUserConfigurations();
-    // While the settings cannot be read, the destination is where it was.
+    // While the settings cannot be read, the last destination stays.
     if (configuration.Load() || configuration.GetValue(L"Backup::path", folder, Capacity)) {
         configuration.GetValue(L"Backup::path", folder, Capacity);
         m_backupFolder = folder[0] ? WithBackslash(folder) : CString();

@@ -13,7 +13,7 @@
 namespace
 {
 
-// Patterns and texts go to the matcher as UTF-8 bytes; nothing for a text that holds a lone surrogate.
+// Converts to the UTF-8 of the matcher. Returns nothing for a text with a lone surrogate.
 std::optional<std::string> ToUtf8(const wchar_t* text)
 {
     std::u16string units;
@@ -21,7 +21,7 @@ std::optional<std::string> ToUtf8(const wchar_t* text)
         units.push_back(static_cast<char16_t>(*text));
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-    // The conversion drops a half of a pair at the end without a word.
+    // The conversion drops half of a surrogate pair at the end without an error.
     if (!units.empty() && units.back() >= 0xD800 && units.back() <= 0xDBFF)
         return std::nullopt;
     std::wstring_convert<std::codecvt_utf8_utf16<char16_t, 0x10FFFF>, char16_t> convert;
@@ -33,8 +33,9 @@ std::optional<std::string> ToUtf8(const wchar_t* text)
     }
 }
 
-// However the library was built: a hostile pattern gives up after a fraction of a second. Matching that recurses on the
-// stack needs less of it than any thread has; on the heap, very many nested steps would take longer than the others.
+// Limits matching, however the library was built: a hostile pattern gives up after a fraction of a second. Where
+// matching recurses on the stack, it needs less stack than any thread has; on the heap, very many nested steps would
+// take longer than the others.
 pcre_extra Limits()
 {
     int onStack = 0;
@@ -48,8 +49,7 @@ pcre_extra Limits()
 
 } // namespace
 
-// pcrecpp reports a match that gave up as none. So it is asked what the pattern is worth, and the library below it
-// does the matching.
+// pcrecpp reports a match that gave up as no match. So it only compiles the pattern, and the library below it matches.
 struct FilterRegex::Compiled {
     explicit Compiled(const std::string& pattern) : expression(pattern)
     {

@@ -1,8 +1,5 @@
 /// @file
 /// The compiled regular expression of a rule.
-///
-/// Copies share the compiled pattern. Matching may happen on several threads at
-/// once; compiling may not overlap anything.
 #pragma once
 
 #include "mfc/CString.h"
@@ -12,27 +9,28 @@
 #include <optional>
 #include <string>
 
-/// A pattern, or none yet.
+/// A compiled pattern, or none yet. Copies share it. Matching may run on several threads at once; compiling must not
+/// overlap anything.
 class ORBWATCHER4_API FilterRegex
 {
 public:
-    /// What became of the last pattern.
+    /// The result of the last compilation.
     enum Status : int { NoError = 0, EmptyPattern = 1, CompilationFailed = 2 };
 
-    /// No pattern.
+    /// Makes an object without a pattern.
     FilterRegex();
     /// Shares the pattern.
     FilterRegex(const FilterRegex&);
     /// Shares the pattern.
     FilterRegex& operator=(const FilterRegex&);
-    /// Lets go of the pattern.
+    /// Releases the pattern.
     ~FilterRegex();
 
-    /// A text in the form in which it is matched, for those who try many patterns on it.
+    /// A text in the form in which it is matched, for many patterns on one text.
     class Text
     {
     public:
-        /// Copies it.
+        /// Copies the text.
         explicit Text(const wchar_t* text);
 
     private:
@@ -40,27 +38,27 @@ public:
         std::optional<std::string> m_bytes; // nothing for a text that is no UTF-16
     };
 
-    /// True exactly when the status is NoError afterwards.
+    /// Compiles the pattern. Returns true exactly when the status is NoError afterwards.
     bool Compile(const wchar_t* pattern);
-    /// Unanchored. False without a good pattern, and for a text that is no UTF-16. Nothing when the matcher ran
-    /// out of steps before it knew, or is not asked for a while because it did so again and again: for one second
-    /// after three times, then for twice as long each time, up to five minutes. A thousand answers in a row make up
-    /// for that.
-    /// `switchedOff`, when given, receives how many seconds the matcher is not asked from now on; 0 at all other times.
+    /// Matches anywhere in the text. Returns false without a good pattern, and for a text that is no UTF-16. Returns
+    /// nothing when the matcher ran out of steps, or is not asked for a while because that happened repeatedly: for one
+    /// second after three times, then for twice as long each time, up to five minutes. A thousand answers in a row
+    /// reset this. `switchedOff`, which may be null, receives the number of seconds for which the matcher is not asked
+    /// from now on; otherwise 0.
     std::optional<bool> TryMatch(const Text& text, int* switchedOff = nullptr) const;
     /// The same for a text that is matched once.
     std::optional<bool> TryMatch(const wchar_t* text) const { return TryMatch(Text(text)); }
-    /// True while the matcher is not asked.
+    /// Returns true while the matcher is not asked.
     bool IsSwitchedOff() const;
-    /// The same; false also when the matcher gave up.
+    /// The same as TryMatch; returns false also when the matcher gave up.
     bool Match(const wchar_t* text) const { return TryMatch(text).value_or(false); }
-    /// NoError before the first Compile, too.
+    /// Returns the status; NoError before the first Compile, too.
     Status GetStatus() const { return m_status; }
-    /// True once a pattern that is not empty was compiled, with success or without.
+    /// Returns true after a pattern that is not empty was compiled, with success or without.
     bool Attempted() const { return m_attempted; }
-    /// Why the pattern was refused; empty when it was not.
+    /// Returns why the pattern was refused; empty when it was not.
     const CString& GetError() const { return m_error; }
-    /// As newly made.
+    /// Makes the object as it was when it was new.
     void Reset();
 
 private:

@@ -15,7 +15,8 @@ namespace
 
 CString PatternOrAll(const wchar_t* pattern) { return pattern && *pattern ? pattern : L"*"; }
 
-// What a backup may read, a walk must see; the caller's own thread keeps its rights.
+// Gives the calling thread the rights of a backup, so that a walk sees what the backup may read; the thread gets its
+// own rights back.
 class BackupRights
 {
 public:
@@ -41,8 +42,8 @@ bool ReportSingleFile(const wchar_t* path, SmartScanCaller* caller)
     return true;
 }
 
-// The folder that is walked from is entered also when it is known, and by its own name when it is a link. One whose
-// sub-folders are not walked stays open for later walks.
+// Walks from a folder. It is entered even when it is known, and by its own name when it is a link. If its sub-folders
+// are not walked, later walks may enter it again.
 bool WalkFrom(OrbFilter& filter, const CString& folder, SmartScanCaller* caller, const WalkOptions& options,
               bool recurse)
 {
@@ -56,7 +57,7 @@ bool WalkFrom(OrbFilter& filter, const CString& folder, SmartScanCaller* caller,
     return recurse ? walk.WalkTree(folder) : walk.WalkFiles(folder);
 }
 
-// A folder with everything below it, or a single file; nothing where nothing is.
+// Walks a folder with everything below it, or reports a single file; does nothing when there is none.
 bool WalkAll(OrbFilter& filter, const wchar_t* path, SmartScanCaller* caller, const WalkOptions& options)
 {
     ScanDisk disk;

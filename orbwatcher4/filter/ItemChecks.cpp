@@ -64,7 +64,7 @@ std::wstring Meant(std::wstring_view nearest)
     return nearest.empty() ? std::wstring() : L"; is " + std::wstring(nearest) + L" meant?";
 }
 
-// A long name is compared with none: it is none of the known ones.
+// A long name is not compared, because no known name is long.
 std::size_t EditsAllowed(std::wstring_view name)
 {
     return name.size() > 30 ? 0 : std::min(MostEdits, name.size() / 2) + 1;
@@ -90,7 +90,7 @@ bool MeansNo(std::wstring_view value)
 bool IsSpace(wchar_t unit) { return unit == L' ' || (unit >= L'\t' && unit <= L'\r'); }
 bool IsDigit(wchar_t unit) { return unit >= L'0' && unit <= L'9'; }
 
-// A sign and digits; what is behind them in `rest`.
+// Returns a sign with digits, and the rest of the text in `rest`.
 std::wstring_view DigitsOf(std::wstring_view value, std::wstring_view& rest)
 {
     const auto begin = std::find_if_not(value.begin(), value.end(), IsSpace);
@@ -117,7 +117,7 @@ std::wstring OfEnding(std::wstring_view ending, bool asterisksGo)
         return L"an ending of spaces alone matches no name";
     if (ending.front() == L' ' || ending.back() == L' ')
         return L"the ending " + ItemChecks::Quoted(ending) + L" begins or ends with a space, which counts";
-    // In the advanced filters an asterisk at the beginning is as good as none.
+    // In the advanced filters an asterisk at the beginning has no effect.
     const std::size_t wildcard =
         asterisksGo && ending.front() == L'*' ? ending.find_first_of(L"*?", 1) : ending.find_first_of(L"*?");
     if (wildcard != ending.npos) {
@@ -131,7 +131,7 @@ std::wstring OfEnding(std::wstring_view ending, bool asterisksGo)
                : L"the ending " + ItemChecks::Quoted(ending) + L" is one ending; several are separated by ;";
 }
 
-// An entity that XML does not know stays in the text.
+// Returns true when the text contains an entity that XML does not know.
 bool HoldsEntity(std::wstring_view path)
 {
     const std::size_t begin = path.find(L'&');

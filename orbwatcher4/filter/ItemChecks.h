@@ -1,5 +1,6 @@
-// What an item of a selection file says that is probably not meant. Each function returns a sentence for people, which
-// names the value, its effect, and what to write instead; empty when nothing is wrong. Portable, any thread.
+// Checks whether an item of a selection file probably means something else. Each function returns a sentence for
+// people, which names the value, its effect, and what to write instead; empty when nothing is wrong. Portable, any
+// thread.
 #pragma once
 
 #include "orbwatcher4/filter/Filter.h"
@@ -14,7 +15,7 @@ namespace ItemChecks
 // The file that the item is in.
 enum class In { Selection, AdvancedFilters };
 
-// Returns true for no text, and for a number that is read as it stands.
+// Returns true for an empty text, and for a number that is read as it stands.
 bool IsWholeNumber(std::wstring_view value);
 std::wstring OfNumber(std::wstring_view name, std::wstring_view value);
 // `exclude` as a number that is neither 0 nor 1.

@@ -1,4 +1,4 @@
-// What OrbFilter remembers of the directories that a walk has seen.
+// The directories and junctions that OrbFilter remembers from walks.
 #include "orbwatcher4/filter/Junctions.h"
 #include "orbwatcher4/filter/ApiBoundary.h"
 
@@ -11,10 +11,10 @@
 namespace
 {
 
-// A junction's key in the cache.
+// Returns a junction's key in the cache.
 CString JunctionKey(const CString& junction) { return WithBackslash(junction).MakeLower(); }
 
-// No directory has a star in its name.
+// Returns a key that no directory has, because no name contains an asterisk.
 PathFingerprint FilesKey(const CString& folder) { return FingerprintOf((WithBackslash(folder) + L'*').View()); }
 
 } // namespace

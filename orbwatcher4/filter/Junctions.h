@@ -1,4 +1,4 @@
-// How a walk, and a test, reaches what a filter remembers of walked directories. Any thread.
+// Gives walks and tests access to what a filter remembers of walked directories. Any thread.
 #pragma once
 
 #include "mfc/CString.h"
@@ -8,18 +8,18 @@ class OrbFilter;
 class JunctionAccess
 {
 public:
-    // True when the directory was not known yet; it gets its trailing backslash.
+    // Returns true when the directory was not known yet. Adds a trailing backslash to the path.
     static bool AddScanned(OrbFilter& filter, CString& folder);
     static bool IsScanned(OrbFilter& filter, const CString& folder);
-    // Of a directory whose sub-folders have not been walked.
+    // Notes that the files of a directory were reported, but its sub-folders were not walked.
     static void AddFilesReported(OrbFilter& filter, const CString& folder);
     static bool AreFilesReported(OrbFilter& filter, const CString& folder);
 
     static void Remember(OrbFilter& filter, const CString& junction, const CString& destination);
-    // A known junction that leads elsewhere now; one that is not known stays so.
+    // Corrects the destination of a known junction. An unknown one stays unknown.
     static void Correct(OrbFilter& filter, const CString& junction, const CString& destination);
-    // A known junction that is a plain folder now.
+    // Forgets a known junction that is a plain folder now.
     static void Forget(OrbFilter& filter, const CString& folder);
-    // What is gone, with the known junctions in it: a folder may come in their place.
+    // Forgets a path that is gone, with the known junctions below it: a folder may take their place.
     static void ForgetAll(OrbFilter& filter, const CString& path);
 };

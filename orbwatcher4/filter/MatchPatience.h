@@ -1,5 +1,5 @@
-// How long an expression that gives up again and again is not asked: a hostile pattern, or hostile names, must not cost
-// a fraction of a second for each file. Portable. Any thread.
+// Decides for how long an expression that gives up repeatedly is not asked. A hostile pattern, or hostile names, must
+// not cost a fraction of a second for each file. Portable. Any thread.
 #pragma once
 
 #include "support/GrowingPause.h"
@@ -16,15 +16,15 @@ public:
     static constexpr int AnswersToForget = 1000; // in a row; one answer between two hostile names is no improvement
     static constexpr std::chrono::seconds FirstPause{1}, LongestPause{300};
 
-    // Returns whether the expression has given up and that is not forgotten. Costs no lock.
+    // Returns true when the expression has given up recently. Needs no lock.
     bool HasGivenUp() const { return m_hasGivenUp; }
-    // Returns whether the expression is switched off at the time.
+    // Returns true when the expression is switched off at this time.
     bool IsOff(Time now) const
     {
         const std::scoped_lock lock(m_mutex);
         return m_pause.IsRunning(now);
     }
-    // The expression came to an answer.
+    // Notes that the expression has given an answer.
     void NoteAnswer()
     {
         if (!HasGivenUp())
@@ -35,7 +35,7 @@ public:
         m_hasGivenUp = false;
         m_pause.Succeed();
     }
-    // The expression gave up. Returns the pause when that switches it off, else 0.
+    // Notes that the expression has given up. Returns the pause if that switches it off, otherwise 0.
     std::chrono::seconds NoteGivenUp(Time now)
     {
         const std::scoped_lock lock(m_mutex);

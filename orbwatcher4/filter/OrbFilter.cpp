@@ -16,7 +16,7 @@ namespace
 
 constexpr PathFingerprint NoFingerprint = {~0ull, ~0ull};
 
-// All of them or, when memory runs out, none.
+// Appends all rules or, when memory is exhausted, none.
 void Append(RuleSet& rules, const FilterList& added, bool sort)
 {
     if (!sort) {
@@ -37,15 +37,15 @@ void SortAll(Map& map)
         rules.Sort();
 }
 
-// Roots are in lower case as far as A to Z go, and keep the order that they have so: shares before drives.
+// Lower-cases A to Z only, which keeps the order of the roots: shares before drives.
 std::uint16_t FoldedRootUnit(wchar_t unit)
 {
     const std::uint16_t upper = UpperUnit(static_cast<std::uint16_t>(unit));
     return upper >= L'A' && upper <= L'Z' ? static_cast<std::uint16_t>(upper + (L'a' - L'A')) : upper;
 }
 
-// A path like C:\folder names its root by its first three units. Of any other one, and where a second colon or
-// backslash makes it unclear what is the root, the shell is asked: that takes longer than deciding about the path.
+// Returns true for a path like C:\folder, whose first three units are its root. For other paths, and when a second
+// colon or backslash makes the root unclear, the shell is asked: that takes longer than a decision.
 bool IsPlainDrivePath(std::wstring_view path)
 {
     const auto isLetter = [](wchar_t unit) { return (unit | 0x20) >= L'a' && (unit | 0x20) <= L'z'; };
@@ -69,7 +69,7 @@ OrbFilter& OrbFilter::operator=(const OrbFilter& other)
 {
     if (this != &other) {
         m_driveRules = other.m_driveRules;
-        // A map of its own: the indexes of the other one's are made when they are asked for.
+        // A map of its own, because the indexes of the other map are made on demand.
         m_advancedRules = other.m_advancedRules ? std::make_shared<RuleMap>(*other.m_advancedRules) : nullptr;
         m_junctions = other.m_junctions;
     }
@@ -129,12 +129,12 @@ RuleSet& OrbFilter::RulesForPath(RuleMap& map, std::wstring_view path)
 bool OrbFilter::AddSingleFilter(const FilterPtr& rule, bool sort)
 {
     return AtBoundary(L"OrbFilter::AddSingleFilter", false, [&]() -> bool {
-        // All that can fail comes before the rule is in.
+        // Everything that can fail comes before the rule is added.
         FilterList added;
         if (!m_includeRoots.empty() && rule->incEx == WatcherEnum::Include &&
             !(rule->flags & RuleFlags::DedupCandidate)) {
             const CString root = WithBackslash(StripToRoot(rule->path));
-            // A whole-drive include also speaks for each folder of the list on that drive.
+            // An include of a whole drive also applies to each folder of the list on that drive.
             if (EqualNoCase(rule->path.View(), root.View()))
                 for (const CString& folder : m_includeRoots)
                     if (BeginsNoCase(folder.View(), root.View())) {
@@ -188,7 +188,7 @@ bool OrbFilter::MoveDriveRules(const wchar_t* from, const wchar_t* to)
         const auto found = m_driveRules.find(oldRoot);
         if (found == m_driveRules.end() || oldRoot == newRoot)
             return false;
-        // Somebody may hold the rules as they are: the moved ones are new.
+        // Another thread may use the rules as they are, so the moved ones are new.
         FilterList moved;
         for (const FilterPtr& rule : found->second.Rules()) {
             auto copy = std::make_shared<Filter>(*rule);

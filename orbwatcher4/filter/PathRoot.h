@@ -1,7 +1,7 @@
-// The root of a path as the shell sees it. Any thread.
+// Finds the root of a path as the shell does. Any thread.
 #pragma once
 
 #include "mfc/CString.h"
 
-// C:\ or \\server\share, in the path's own letters; empty when it has none.
+// Returns C:\ or \\server\share in the letters of the path; empty when it has no root.
 CString PathRoot(const wchar_t* path);

@@ -22,7 +22,7 @@ std::uint32_t Number(std::span<const std::byte> data, std::size_t offset, std::s
     return value;
 }
 
-// The substitute name; nothing where it lies outside of what follows the fixed part.
+// Returns the substitute name; nothing when it lies outside of the variable part.
 std::optional<std::wstring> SubstituteName(std::span<const std::byte> data, std::size_t names)
 {
     const std::size_t offset = names + Number(data, HeaderSize, 2);
@@ -43,7 +43,7 @@ std::optional<std::wstring> SubstituteName(std::span<const std::byte> data, std:
 
 constexpr std::wstring_view Separators = L"\\/";
 
-// Up to and with the backslash after the drive or the share.
+// Returns the drive or share with the backslash after it.
 std::wstring_view RootPart(std::wstring_view path)
 {
     const std::size_t server = path.starts_with(L"\\\\") ? path.find(L'\\', 2) : 0;
@@ -88,7 +88,7 @@ CString ResolveRelative(const CString& link, const CString& target)
 {
     const std::wstring_view root = RootPart(link.View());
     std::vector<std::wstring_view> names;
-    // One that begins with a backslash starts at the root.
+    // A target that begins with a backslash starts at the root.
     if (Separators.find(target[0]) == Separators.npos) {
         AppendNames(names, link.View().substr(root.size()));
         if (!names.empty())

@@ -1,9 +1,8 @@
-// What a reparse point says of where it leads. Portable.
+// Parses the data of a reparse point. Portable.
 //
-// The layout is REPARSE_DATA_BUFFER of the Windows Driver Kit: tag, data length and a
-// reserved word, then, in both kinds, offset and length in bytes of the substitute
-// name and of the print name, relative to the names; a symbolic link has 32 flag bits
-// before the names.
+// The layout is REPARSE_DATA_BUFFER of the Windows Driver Kit: tag, data length and a reserved word, then, in both
+// kinds, offset and length in bytes of the substitute name and of the print name, relative to the names; a symbolic
+// link has 32 flag bits before the names.
 #pragma once
 
 #include "mfc/CString.h"
@@ -20,8 +19,9 @@ struct ReparseTarget {
 
 enum class ReparseKind { Link, NoLink, Damaged };
 
-// Link: `target` is where it leads. NoLink: a tag that leads nowhere. Damaged: truncated, or a name outside the data.
+// Returns Link with the target, NoLink for a tag without a target, or Damaged when the data is truncated or a name lies
+// outside of it.
 ReparseKind ParseReparseData(std::span<const std::byte> data, ReparseTarget& target);
 
-// Where a relative link leads: `target` seen from the folder that `link` lies in. ".." ends at the root.
+// Returns the absolute target of a relative link. ".." ends at the root.
 CString ResolveRelative(const CString& link, const CString& target);

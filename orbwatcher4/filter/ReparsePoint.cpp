@@ -21,7 +21,7 @@ bool SameFolder(const CString& left, const CString& right)
     return EqualNoCase(CString(left).TrimRight(L'\\').View(), CString(right).TrimRight(L'\\').View());
 }
 
-// Some file systems have links and cannot tell their data.
+// Some file systems have links and cannot return their data.
 bool HasNoReparseData(DWORD error)
 {
     return error == ERROR_NOT_A_REPARSE_POINT || error == ERROR_NOT_SUPPORTED || error == ERROR_INVALID_FUNCTION;
@@ -32,13 +32,14 @@ ReparseResult FollowedBySystem(ScanDisk& disk, const CString& link, CString& nex
     const CString real = disk.Follow(link);
     if (real.IsEmpty())
         return ReparseResult::Unusable;
-    if (SameFolder(real, link)) // it has become a plain folder since it was listed
+    if (SameFolder(real, link)) // it has become a plain folder since the list was read
         return ReparseResult::NoLink;
     next = real;
     return ReparseResult::Leads;
 }
 
-// A volume is known by its letter, or by the first folder that it is mounted in, which is then a folder like any other.
+// Returns the path under which a volume is known: its letter, or the first folder in which it is mounted, which is then
+// a plain folder.
 ReparseResult MountedVolume(ScanDisk& disk, const CString& link, const CString& name, CString& next)
 {
     const CString mounted = disk.MountedAt(L"\\\\?\\" + name);
@@ -80,8 +81,9 @@ ReparseResult ReadLink(ScanDisk& disk, const CString& link, CString& next)
     }
 }
 
-// A target whose path runs through other links has many names, and a relative link makes a longer one each time that
-// it is met: only the name without links is met again. One on another drive is left, as the rules know it by its own.
+// Resolves the links above a target. A target behind other links has many names, and a relative link makes a longer one
+// at each meeting; only the name without links is met again. A target on another drive keeps its name, because the
+// rules use it.
 CString WithoutLinksAbove(ScanDisk& disk, const CString& path)
 {
     const CString real = disk.Follow(path);

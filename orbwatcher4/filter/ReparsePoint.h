@@ -1,4 +1,4 @@
-// Where junctions and links to folders lead.
+// Finds the destinations of junctions and links to folders.
 #pragma once
 
 #include "orbwatcher4/filter/ScanDisk.h"
@@ -9,6 +9,6 @@ enum class ReparseResult {
     Unusable, // damaged, unreadable, a circle, or a chain that is too long; the log says so
 };
 
-// Chains are followed to their end. `attributes` of the path, or 0: they are asked for. `destination` changes only
-// where the path leads somewhere.
+// Follows a chain to its end. `attributes` of the path, or 0 when they are not known. Sets `destination` only when the
+// path leads somewhere.
 ReparseResult GetReparseDestination(ScanDisk& disk, const CString& path, DWORD attributes, CString& destination);

@@ -10,9 +10,9 @@
 #include <cstdint>
 #include <vector>
 
-/// One thing that was found in a file of the selection.
+/// A finding in a file of the selection.
 struct ORBWATCHER4_API RuleFinding {
-    /// What became of the file, the item or the value.
+    /// The consequence for the file, the item or the value.
     enum class Kind {
         FileUnread,   ///< the file was not read: it gave no rule
         ItemRefused,  ///< the item is no rule
@@ -31,7 +31,7 @@ struct ORBWATCHER4_API RuleFinding {
     CString Message() const;
 };
 
-/// The findings of a load. Of each kind only the first ones are kept, and all are counted. One thread.
+/// The findings of a load. Only the first ones of each kind are kept; all are counted. One thread.
 class ORBWATCHER4_API RuleFindings
 {
 public:
@@ -40,7 +40,7 @@ public:
 
     /// Counts the finding. Returns true when it is kept.
     bool Add(const RuleFinding& finding);
-    /// Adds those of another load.
+    /// Adds the findings of another load.
     void Append(const RuleFindings& other);
     /// Forgets all.
     void Clear() { *this = {}; }
@@ -48,7 +48,7 @@ public:
     const std::vector<RuleFinding>& Kept() const { return m_kept; }
     /// Returns the number of all of a kind.
     std::size_t Count(RuleFinding::Kind kind) const { return m_counts[static_cast<std::size_t>(kind)]; }
-    /// Returns how many were found and not kept.
+    /// Returns the number of findings that were not kept.
     std::size_t More() const;
     /// Returns true when rules are missing, or mean something else, because of what could not be read.
     bool ChangeTheSelection() const;

@@ -12,7 +12,7 @@ namespace
 
 constexpr std::uint8_t afterBackslash = 1;
 constexpr std::uint8_t elsewhere = 2;
-// Up to here looking at one entry after the other is as fast.
+// Up to this number, visiting one entry after the other is as fast.
 constexpr std::ptrdiff_t fewEntries = 12;
 
 std::uint32_t TagOf(std::uint64_t hash) { return static_cast<std::uint32_t>(hash >> 32); }
@@ -34,7 +34,7 @@ RuleIndex::RuleIndex(const FilterList& rules)
     CollectEndings(rules);
 }
 
-// The key of the rule's path, which is added when it is a new one.
+// Returns the key of the rule's path; adds a new path.
 std::uint32_t RuleIndex::KeyOf(const Filter& rule)
 {
     const std::uint16_t* const upper = UpperUnits();
@@ -69,7 +69,7 @@ void RuleIndex::NoteFoldersAbove(const Filter& rule)
         if (path[at] == L'\\')
             folders.push_back(hash);
     }
-    // The folders above a known one are known, too.
+    // The folders above a known folder are known, too.
     while (!folders.empty() && m_aboveIncludes.insert(folders.back()).second)
         folders.pop_back();
 }
@@ -83,7 +83,7 @@ bool RuleIndex::IncludesBelow(std::wstring_view folder) const
     return m_aboveIncludes.contains(hash);
 }
 
-// Where the path is, or where it would be put.
+// Returns the place of the path, or the place where it would be inserted.
 std::size_t RuleIndex::PlaceOf(std::uint64_t hash, std::u16string_view folded, std::size_t& looks) const
 {
     const std::size_t mask = m_table.size() - 1;
@@ -100,7 +100,7 @@ std::size_t RuleIndex::PlaceOf(std::uint64_t hash, std::u16string_view folded, s
     }
 }
 
-// The rules of one path stand side by side, in the order of the list.
+// Puts the rules of one path side by side, in the order of the list.
 void RuleIndex::SortNumbers(const std::vector<std::uint32_t>& keys)
 {
     std::uint32_t first = 0;
@@ -127,7 +127,7 @@ void RuleIndex::NoteLengths()
     }
 }
 
-// A list of endings is often that of very many rules.
+// Very many rules often share one list of endings.
 void RuleIndex::CollectEndings(const FilterList& rules)
 {
     std::unordered_map<std::wstring_view, std::shared_ptr<const EndingSet>> known;

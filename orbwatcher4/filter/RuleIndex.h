@@ -1,13 +1,11 @@
-// Finds the rules whose path begins a path, without looking at the others.
+// Finds the rules whose path begins a path, without visiting the others.
 //
-// The rules' distinct paths stand in a hash table. A path is hashed once, unit
-// by unit, and the table is asked where a rule's path can end: behind a
-// backslash as a rule, elsewhere only at lengths that rules have. So a look
-// costs the length of the path and what it finds, however many rules there are.
+// A hash table contains the distinct paths of the rules. A path is hashed once, unit by unit, and the table is searched
+// where a rule's path can end: usually after a backslash, elsewhere only at lengths that rules have. So a search costs
+// the length of the path and the rules that it finds, however many rules there are.
 //
-// Portable. Not changed once it is made; any thread. It knows rules by their
-// numbers in the list: neither that nor the paths and masks of its rules may
-// change while it is used.
+// Portable. Immutable; any thread. It knows rules by their numbers in the list: neither the list nor the paths and
+// masks of its rules may change while it is used.
 #pragma once
 
 #include "orbwatcher4/filter/EndingSet.h"
@@ -27,8 +25,8 @@ class RuleIndex
 public:
     explicit RuleIndex(const FilterList& rules);
 
-    // The numbers of the rules whose path begins a path: without regard to case, by units and not by components.
-    // A rule for a single file comes only when its path is the whole one.
+    // The numbers of the rules whose path begins a path, without regard to case, by units and not by components. A rule
+    // for a single file is returned only when its path is the whole one.
     class Matches
     {
     public:
@@ -36,9 +34,9 @@ public:
         Matches(const Matches&) = delete;
         Matches& operator=(const Matches&) = delete;
 
-        // The next one, rising; false when there is none any more.
+        // Returns the next number in rising order; false when there is none.
         bool Next(std::uint32_t& number);
-        // How many places of the table were looked at.
+        // Returns the number of places of the table that were visited.
         std::size_t Looks() const { return m_looks; }
 
     private:

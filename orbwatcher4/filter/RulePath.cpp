@@ -207,7 +207,7 @@ private:
     std::wstring Ended(std::wstring_view name, bool atTheEnd)
     {
         const std::wstring_view trimmed = m_exact ? name : Trimmed(name, atTheEnd);
-        // Some systems find the trimmed name, too.
+        // Some systems also find the trimmed name.
         if (EqualNoCase(NameOf(name), name))
             return std::wstring(name);
         m_formed.doubtfulEnd = m_formed.doubtfulEnd || trimmed.empty() || IsDotOrSpace(trimmed.back());

@@ -11,7 +11,7 @@
 
 #include <string_view>
 
-// What forming a path asks the disk.
+// Answers the questions about the disk.
 class RulePathDisk
 {
 public:

@@ -18,7 +18,7 @@ namespace
 constexpr std::size_t LongestInfo = 278;
 constexpr std::size_t LongestMask = 5119;
 
-// The last item's text where it is the same: a large selection repeats few of them.
+// Returns the last item's text when it is the same: a large selection repeats few texts.
 const CString& Shared(CString& last, std::wstring_view text)
 {
     if (last.View() != text)
@@ -42,7 +42,7 @@ void MakeFolderPath(CString& path)
         path += L'\\';
 }
 
-// The half of a split rule that includes everything under the path.
+// Returns the half of a split rule that includes everything under the path.
 FilterPtr IncludeHalf(const Filter& rule)
 {
     auto half = std::make_shared<Filter>(rule);
@@ -53,7 +53,7 @@ FilterPtr IncludeHalf(const Filter& rule)
     return half;
 }
 
-// The other half keeps out what the mask names.
+// Turns the rule into the other half, which excludes the mask.
 void ExcludeHalf(Filter& rule, bool byTheUser)
 {
     rule.incEx = WatcherEnum::Exclude;
@@ -189,7 +189,7 @@ void RuleReader::ReadProfileMask(const CMarkup& item, Filter& rule, FilterList& 
 
 void RuleReader::CheckAttributes(const CMarkup& item, File file)
 {
-    // Where each attribute was read, and has its quotation marks, there is nothing else.
+    // If every attribute was read and has its quotation marks, there is nothing else.
     if (m_attributes == item.CountAttributes() && item.HasQuotedAttributes())
         return;
     if (!item.HasQuotedAttributes())
@@ -206,7 +206,7 @@ void RuleReader::CheckAttributes(const CMarkup& item, File file)
     }
 }
 
-// What was said of the item before is mostly the reason for its kind.
+// If the item has a finding already, that is usually the reason for its kind.
 void RuleReader::CheckKind(const Filter& rule)
 {
     if (!m_doubted && !EqualNoCase(rule.path.View(), AllPaths))

@@ -1,8 +1,8 @@
-// What an Item element of a selection file says, as rules. Portable.
+// Reads an Item element of a selection file as rules. Portable.
 //
-// A value that is too long is dropped and the rule stays. An item without a path, or with one that names neither drive
-// nor share, is no rule. A path comes into the form in which the system reports changes (RulePath.h). What is probably
-// not meant is read as it stands, and said. One document belongs to one thread.
+// A value that is too long is dropped, and the rule stays. An item without a path, or with a path that names neither
+// drive nor share, is no rule. A path is brought to the form in which the system reports changes (RulePath.h). A value
+// that is probably not meant is read as it stands and reported. One document belongs to one thread.
 #pragma once
 
 #include "orbwatcher4/filter/Filter.h"
@@ -16,11 +16,11 @@
 
 class CMarkup;
 
-// Receives what is worth a line in the log.
+// Receives findings.
 class RuleLog
 {
 public:
-    // Something about the document's current element.
+    // Reports a finding about the document's current element.
     virtual void Found(RuleFinding::Kind kind, const std::wstring& text) = 0;
     virtual void InfoTooLong(const CString& info) = 0;
     virtual void MaskTooLong() = 0;
@@ -30,14 +30,14 @@ protected:
     ~RuleLog() = default;
 };
 
-// What reading asks about the drives of the machine.
+// Answers questions about the drives of the machine.
 class RuleDrives : public RulePathDisk
 {
 public:
-    // Takes notice of a path from which something is included.
+    // Notes a path from which something is included.
     virtual void Includes(const CString& path) = 0;
-    // Changes the rule's path to where the volume with this serial number is now, and notes in the rule whether it is
-    // there.
+    // Changes the rule's path to the present place of the volume with this serial number, and notes in the rule whether
+    // the volume is there.
     virtual void Relocate(Filter& rule, std::wstring_view vid) = 0;
 
 protected:
@@ -50,7 +50,7 @@ struct RuleReading {
     bool readItemText = false; // the rules keep the item's markup
 };
 
-// Reads one item after the other. The texts that items share are kept once.
+// Reads one item after the other. Texts that items share are stored once.
 class RuleReader
 {
 public:
@@ -62,14 +62,14 @@ public:
     void ReadAdvanced(const CMarkup& item, RuleDrives& drives, FilterList& rules);
 
 private:
-    // Rules come in blocks: a large selection has very many of them, and they go together, too. Each block is larger
-    // than the one before, so that a rule that is added alone keeps no memory for others.
+    // Rules are allocated in blocks, because a large selection has very many of them. Each block is larger than the one
+    // before, so that a rule that is added alone does not hold memory for others.
     static constexpr std::size_t MostInBlock = 64;
 
     enum class File { Selection, AdvancedFilters };
 
     FilterPtr NewRule();
-    // Both count the attributes that the item has.
+    // Both count the attributes of the item that were read.
     std::wstring_view Attribute(const CMarkup& item, std::wstring_view name);
     std::int32_t Number(const CMarkup& item, std::wstring_view name);
     void Say(RuleFinding::Kind kind, const std::wstring& text);
@@ -80,7 +80,7 @@ private:
     void ReadPattern(const CMarkup& item, Filter& rule);
     bool IsSplit(const CMarkup& item, const Filter& rule);
     void ReadProfileMask(const CMarkup& item, Filter& rule, FilterList& rules);
-    // Says which attributes were not read. To be called when all others were.
+    // Reports attributes that were not read. Call it after all others were.
     void CheckAttributes(const CMarkup& item, File file);
     void CheckKind(const Filter& rule);
     CString ReadInfo(const CMarkup& item);
@@ -92,7 +92,7 @@ private:
     std::shared_ptr<Filter[]> m_block;
     std::size_t m_rulesInBlock = 0;
     std::size_t m_usedOfBlock = 0;
-    // Of the last item that had one.
+    // The texts of the last item that had one.
     CString m_info;
     CString m_mask;
     CString m_pluginName;

@@ -13,7 +13,7 @@ void RuleSet::Sort() { Decisions::SortRules(Edit()); }
 
 const RuleIndex& RuleSet::Index() const
 {
-    // Of sets without rules there may be one for all: a look at it on several threads changes nothing.
+    // All sets without rules may share one index, so that threads may look at it at once.
     if (m_rules.empty()) {
         static const RuleIndex nothing{FilterList()};
         return nothing;

@@ -18,19 +18,19 @@ class ORBWATCHER4_API RuleSet
 {
 public:
     RuleSet() = default;
-    /// These rules, in this order.
+    /// Makes a set of these rules, in this order.
     RuleSet(FilterList rules) : m_rules(std::move(rules)) {}
 
-    /// All of them, in order.
+    /// Returns all rules in order.
     const FilterList& Rules() const { return m_rules; }
-    /// True when there is none.
+    /// Returns true when there is no rule.
     bool IsEmpty() const { return m_rules.empty(); }
-    /// For an edit, which is over before the next look.
+    /// Returns the rules for an edit, which must end before the next check.
     FilterList& Edit();
-    /// Into the rule order.
+    /// Puts the rules into the rule order.
     void Sort();
 
-    /// Made anew after an edit.
+    /// Returns the index; makes it after an edit.
     const RuleIndex& Index() const;
 
 private:

@@ -1,5 +1,5 @@
-// Where a walk over a selection begins and where it stops. Paths compare without regard to case and to a backslash
-// at the end. Any thread.
+// Decides where a walk over a selection begins and ends. Paths compare without regard to case and to a backslash at the
+// end. Any thread.
 #pragma once
 
 #include "orbwatcher4/filter/ScanLists.h"
@@ -20,12 +20,12 @@ class ScanBounds
 public:
     explicit ScanBounds(const ScanLists& lists);
 
-    // An included folder of the same path does not open it: the exclusion wins.
+    // Returns true for an excluded folder, even if a rule includes the same path: the exclusion wins.
     bool IsExcluded(const CString& folder) const;
-    // What the deepest entry of the lists says about a folder: whether it is excluded, or walked from a root above.
+    // The answer of the deepest entry of the lists about a folder: excluded, or walked from a root above.
     enum class Cover { None, Walked, Excluded };
     Cover CoverOf(CString folder) const;
-    // The spelling in which a root that is walked with its sub-folders names this folder; null for any other folder.
+    // Returns the spelling of this folder as a root that is walked with its sub-folders; null for any other folder.
     const CString* RootSpelling(const CString& folder) const;
 
 private:

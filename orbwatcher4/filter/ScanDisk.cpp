@@ -14,14 +14,14 @@ namespace
 constexpr DWORD ReparseSize = 16384; // the most that a reparse point may hold
 constexpr DWORD ShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
-// Of a path that ends in a backslash the system may answer for the link's target.
+// For a path that ends in a backslash, the system may answer for the target of the link.
 CString WithoutBackslash(const CString& path)
 {
     const int last = path.GetLength() - 1;
     return last > 0 && path[last] == L'\\' && !PathIsRootW(path) ? path.Left(last) : path;
 }
 
-// Attributes are all that is asked for, so that nobody else's handle and no refusal to list is in the way.
+// Requests attributes only, so that neither another handle nor a refusal to list the folder prevents it.
 FileHandle OpenFolder(const CString& path, DWORD flags)
 {
     return FileHandle(CreateFileW(SystemPath(WithoutBackslash(path)), FILE_READ_ATTRIBUTES, ShareAll, nullptr,
@@ -50,7 +50,7 @@ std::optional<unsigned __int64> ScanDisk::FileSize(const CString& path)
 DWORD ScanDisk::List(const CString& folder, const wchar_t* pattern, const Take& take)
 {
     WIN32_FIND_DATAW data;
-    // Short names are not wanted, and much is to be read at once.
+    // Short names are not needed, and much is read at once.
     const FindHandle search(FindFirstFileExW(SystemPath(folder) + pattern, FindExInfoBasic, &data,
                                              FindExSearchNameMatch, nullptr, FIND_FIRST_EX_LARGE_FETCH));
     if (!search)

@@ -6,9 +6,9 @@
 
 #include <vector>
 
-/// What a walk covers of one drive.
+/// The part of one drive that a walk covers.
 struct ScanLists {
-    /// A folder that a walk begins with.
+    /// A folder at which a walk begins.
     struct Root {
         CString path;            ///< ends in a backslash
         bool includeSub = false; ///< false: only what lies in the folder itself

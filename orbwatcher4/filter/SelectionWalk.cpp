@@ -33,14 +33,14 @@ SelectionWalk::SelectionWalk(OrbFilter& filter, ScanDisk& disk, const ScanLists&
       m_bounds(lists),
       m_walk(filter, disk, caller, WithBounds(options, m_bounds))
 {
-    // Each is asked for on the disk, and on a dead share that takes long. A walk that was aborted goes nowhere.
+    // Each root is checked on the disk, which takes long on a dead share. An aborted walk goes nowhere.
     for (const ScanLists::Root& root : lists.roots) {
         if (m_walk.IsAborted())
             break;
         AddStart(root);
     }
-    // The widest roots come first, so that what lies inside them is met in the disk's own letters; links come after the
-    // plain folders, which are walked under the names that the rules have for them.
+    // The widest roots come first, so that the files in them are met in the disk's own letters. Links come after plain
+    // folders, which are walked under the names of the rules.
     std::stable_sort(m_starts.begin(), m_starts.end(), [](const Start& left, const Start& right) {
         return std::tuple(!left.includeSub, left.IsLink(), DepthOf(left.folder)) <
                std::tuple(!right.includeSub, right.IsLink(), DepthOf(right.folder));
@@ -109,8 +109,8 @@ bool SelectionWalk::IsWalkedAlready(const Start& start) const
         return true;
     if (!start.IsLink())
         return false;
-    // A link that leads to what no rule names is the only name by which its files are selected: it is walked although
-    // some junction has led there before.
+    // A link whose target no rule names is the only name that selects its files. It is walked even if another junction
+    // has led there before.
     return m_linkTargets.contains(start.destination) ||
            (JunctionAccess::IsScanned(m_filter, start.destination) &&
             m_bounds.CoverOf(start.destination) == ScanBounds::Cover::Walked);
@@ -125,7 +125,7 @@ bool SelectionWalk::TakeStart(Start& start)
                      start.destination.GetString());
         return true;
     }
-    JunctionAccess::Forget(m_filter, start.folder); // also a link's: it goes by its own name here
+    JunctionAccess::Forget(m_filter, start.folder); // a link, too, is walked by its own name here
     if (!start.includeSub)
         return JunctionAccess::AreFilesReported(m_filter, start.folder) || m_walk.WalkFiles(start.folder);
     if (start.IsLink())

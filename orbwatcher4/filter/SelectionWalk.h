@@ -1,4 +1,4 @@
-// Walks what a selection covers of one drive, each file once. One thread uses an object.
+// Walks the selected part of one drive, each file once. One thread uses an object.
 #pragma once
 
 #include "orbwatcher4/filter/DirectoryWalk.h"
@@ -8,11 +8,11 @@
 class SelectionWalk
 {
 public:
-    // All of them must outlive the walk; `caller` may be null. The bounds of `options` are set here.
+    // The arguments must outlive the walk; `caller` may be null. The bounds of `options` are set here.
     SelectionWalk(OrbFilter& filter, ScanDisk& disk, const ScanLists& lists, SmartScanCaller* caller,
                   WalkOptions options);
 
-    // False when it was aborted.
+    // Returns false when the walk was aborted.
     bool Run();
 
 private:

@@ -12,7 +12,7 @@
 VolumeTable::VolumeTable()
 {
     const QuietErrors quiet;
-    // Every letter is asked: the system's list of drives may lag behind one that was attached just now, and a letter
+    // Every letter is checked: the system's list of drives may lag behind a drive that was just attached, and a letter
     // without a drive fails at once.
     for (int letter = 0; letter < 26; ++letter) {
         CString root;

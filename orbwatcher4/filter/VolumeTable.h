@@ -1,7 +1,6 @@
-// What the drives of the machine are, asked once for all the rules of a file:
-// asking the system takes longer than all the rest of reading a rule.
+// The drives of the machine, read once for all rules of a file: asking the system takes longer than reading a rule.
 //
-// One thread uses an object. No error boxes of the system while it is asked.
+// One thread uses an object. The system shows no error boxes meanwhile.
 #pragma once
 
 #include "orbwatcher4/filter/Filter.h"
@@ -15,8 +14,8 @@ class VolumeTable
 public:
     VolumeTable();
 
-    // A volume that is mounted under another letter now takes the rule's path with it, and the rule remembers
-    // whether its volume is there. `vid`: the volume's serial number in decimal, or empty: any volume will do.
+    // Changes the rule's path when its volume is mounted with another letter now, and notes in the rule whether the
+    // volume is there. `vid`: the volume's serial number in decimal; empty when any volume will do.
     void Relocate(Filter& rule, std::wstring_view vid) const;
     bool IsOnNetwork(const CString& path);
 
@@ -25,6 +24,6 @@ private:
     std::map<int, bool> m_networkDrives; // by the number of the letter; -1 for a path without one
 };
 
-// Leads the path from one root to the other. It is changed only where the lower-cased old root stands in it letter
-// by letter. A drive's root ends in a backslash and a share's does not; the path has one in either case.
+// Replaces one root of the path by the other. The path changes only where it contains the lower-cased old root
+// literally. A drive's root ends in a backslash and a share's does not; the path has one in either case.
 void ChangeRoot(CString& path, const CString& from, const CString& to);
