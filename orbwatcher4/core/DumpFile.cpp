@@ -17,7 +17,7 @@ CString DumpFilePath()
 namespace
 {
 
-// The dump is the product's: the process opens it, whoever the thread acts for.
+// The dump belongs to the product: it is opened with the rights of the process, whichever user the thread acts for.
 FileHandle OpenDump(const CString& path, DWORD access, SECURITY_ATTRIBUTES* attributes, DWORD disposition)
 {
     const WithoutThreadToken asProcess;
@@ -63,7 +63,7 @@ bool DumpWriter::Write(const CString& path)
         m_end.QuadPart += size;
         return true;
     }
-    // Half a line would join with the first one of the next dump.
+    // Half a line would join with the first line of the next dump.
     SetFilePointerEx(m_file.Get(), m_end, nullptr, FILE_BEGIN);
     SetEndOfFile(m_file.Get());
     return false;

@@ -1,8 +1,7 @@
-// "watcher_dump.bin": the paths that wait for backup, carried over a restart.
+// "watcher_dump.bin": the pending paths, kept over a restart.
 //
-// UTF-16LE without a mark; each path is followed by one line feed. A dump is
-// appended to what an earlier one has left. The format is described in
-// docs/dump-file.md. One thread at a time.
+// UTF-16LE without a mark; each path is followed by one line feed. A dump is appended to an earlier one.
+// docs/dump-file.md describes the format. One thread at a time.
 #pragma once
 
 #include "mfc/CString.h"
@@ -11,11 +10,11 @@
 
 #include <functional>
 
-// Where it lies: in the data folder.
+// Returns the path of the dump in the data folder.
 CString DumpFilePath();
 bool DumpExists();
 void RemoveDump();
-// Keeps one that is not trusted under its name with the ending ".bad". False when it is still in its place.
+// Renames a dump that is not trusted, with the ending ".bad". Returns false when it is still in its place.
 bool SetDumpAside();
 
 class DumpWriter
@@ -23,9 +22,9 @@ class DumpWriter
 public:
     DumpWriter(const CString& path, FileWriter& writer);
     bool IsOpen() const { return static_cast<bool>(m_file); }
-    // False when the line could not be written whole; the file then ends with the last whole line.
+    // Returns false when the line could not be written completely; the file then ends with the last complete line.
     bool Write(const CString& path);
-    // Puts what was written on the disk itself. False when the system cannot.
+    // Writes buffered data to the disk itself. Returns false when the system cannot.
     bool Flush();
 
 private:
@@ -38,6 +37,6 @@ private:
 // it there (support/TrustedFile.h); nothing was read, and the last error says why.
 enum class DumpRead { Whole, LinesPassedOver, Broken, NotTrusted };
 
-// Reads the file in blocks. `stop` is asked before each unit is looked at.
+// Reads the file in blocks. `stop` is called before each unit.
 DumpRead ReadDump(const CString& path, const std::function<bool()>& stop,
                   const std::function<void(const CString&)>& line);

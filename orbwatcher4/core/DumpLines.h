@@ -1,4 +1,4 @@
-// Splitting the units of a dump into lines. Portable. One thread at a time.
+// Splits the units of a dump into lines. Portable. One thread at a time.
 #pragma once
 
 #include "mfc/CString.h"
@@ -11,8 +11,8 @@ class DumpLines
 public:
     static constexpr std::size_t LongestLine = 261; // units: the longest path, and a folder's backslash
 
-    // Calls `line` when the unit ends one. A last line without a line feed is never handed on, and a line
-    // that is longer than any path the watcher keeps is passed over.
+    // Calls `line` when the unit ends a line. A last line without a line feed is never passed on, and a line that is
+    // longer than any path of the watcher is skipped.
     void Feed(wchar_t unit, const std::function<void(const CString&)>& line);
     bool PassedOver() const { return m_passedOver; }
 

@@ -1,4 +1,4 @@
-// Starting and stopping the watcher's threads.
+// Starts and stops the watcher's threads.
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/core/Completes.h"
 #include "orbwatcher4/core/WatcherState.h"
@@ -9,8 +9,8 @@
 namespace
 {
 
-// Loads aside and swaps, so that a rule that is gone from the files is gone here, too. When loading fails
-// the rules that are held stay; a filter that holds none takes what could be loaded.
+// Loads into a new filter and swaps, so that a rule that is gone from the files is gone here, too. If loading fails,
+// the present rules stay; a filter without rules takes those that could be loaded.
 bool Reload(OrbFilter& filter, const CString& data, const CString& automatic, const wchar_t* advanced,
             WaitingFindings& findings)
 {
@@ -25,7 +25,8 @@ bool Reload(OrbFilter& filter, const CString& data, const CString& automatic, co
 
 } // namespace
 
-// Both filters as the files say. "Loaded" means that a selection was read, not that no error came.
+// Loads both filters from their files. Returns true when a selection was read, which is more than that no error
+// occurred.
 bool COrbWatcher::LoadSelection()
 {
     bool loaded = false;
@@ -63,18 +64,18 @@ bool COrbWatcher::ReloadRules(const wchar_t* advancedOfSecondary)
     const ObjectLock secondary(m->locks, &m->secondaryFilter);
     m->filter.SetOverlayCache(m->overlay ? &m->overlayCache : nullptr);
     if (m->watching.IsSet()) {
-        // Before anything that may fail: the watch thread then goes by whatever rules there are.
+        // Comes before everything that may fail: the watch thread then uses whatever rules there are.
         const CSingleLock pending(m->pendingDrivesLock);
         m->drivesChanged = true;
     }
-    // Without a file the rules that were added stay.
+    // Without a file, rules that were added stay.
     const bool first = !m->dataXmlPath.IsEmpty() &&
                        Reload(m->filter, m->dataXmlPath, m->dataXmlPath2, m->advancedFiltersPath, m->findings);
     const bool second =
         Reload(m->secondaryFilter, m->secondaryXmlPath, m->secondaryXmlPath2, advancedOfSecondary, m->findings);
     m->filter.SetSecondaryFilter(&m->secondaryFilter);
     m->volumes.Follow(m->filter.GenerateDriveList());
-    // The rules of the data file may be there although another file is missing or malformed.
+    // The rules of the data file may be loaded although another file is missing or malformed.
     if (first || (!m->dataXmlPath.IsEmpty() && m->filter.HasRules()))
         m->selectionLoaded = true;
     return first && second;
@@ -84,7 +85,7 @@ int COrbWatcher::StartWatch()
 {
     const COrbFuncLog guard(L"COrbWatcher::StartWatch");
     const CSingleLock lifecycle(m->lifecycle);
-    // An earlier run is ended before the filters are locked: its threads need them to end.
+    // An earlier run is ended before the filters are locked, because its threads need them to end.
     if (m->watching.IsSet() || m->watchThread || m->overlayThread)
         StopThreads();
     m->due.BeginRun(m->Use());
@@ -112,7 +113,7 @@ int COrbWatcher::StartWatch()
     return 1;
 }
 
-// The service goes on; what changes meanwhile is looked for when a watcher runs again.
+// The service continues; the next watcher that runs makes up for the changes meanwhile.
 void COrbWatcher::WatchNothing(DWORD error)
 {
     g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to start the watch thread: %d", error);
@@ -128,7 +129,7 @@ int COrbWatcher::AbortWatching()
     return 1;
 }
 
-// Every thread has ended before the signals are taken back, once.
+// The signals are reset, once, after every thread has ended.
 void COrbWatcher::StopThreads()
 {
     m->stop.SetEvent();
@@ -199,7 +200,7 @@ void COrbWatcher::DeInit()
         m->pendingKept = false;
         m->due.MakeFull();
     }
-    // The mark stays where the next start would otherwise know neither what is pending nor that it must look.
+    // The mark stays when the next start would otherwise not know what is pending, nor that it must enumerate.
     m->due.EndRun(m->pendingKept);
     Completes(L"The end", [this] {
         for (OrbFilter* filter : {&m->filter, &m->secondaryFilter}) {

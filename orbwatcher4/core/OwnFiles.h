@@ -1,5 +1,5 @@
-// The files that change because the watcher runs: its log, its running mark, the claims of commands, and the
-// databases that are written for what it hands out. To watch them would feed on itself for ever.
+// The files that change because the watcher runs: its log, its running mark, the claims of commands, and the databases
+// that are written for handed-out files. Watching them would cause endless changes.
 #pragma once
 
 #include "mfc/CString.h"
@@ -9,7 +9,7 @@
 class OwnFiles
 {
 public:
-    // The databases; what SQLite keeps beside them counts, too. Before watching; an empty path names none.
+    // Sets the databases, with the files of SQLite beside them. Call it before watching; an empty path names none.
     void SetDatabases(const CString& queue, const CString& index);
     // Any thread.
     bool Contains(const CString& path) const;

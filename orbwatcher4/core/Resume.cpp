@@ -1,4 +1,4 @@
-// Carrying what is pending over a restart.
+// Keeps pending files over a restart.
 #include "companions/indexdb/OrbIndexDB.h"
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/core/Completes.h"
@@ -13,14 +13,14 @@
 namespace
 {
 
-// A full path as the store writes them: with a drive or a share, and without a device, "/", "." or "..".
+// Returns true for a full path as the store writes it: with a drive or a share, and without a device, "/", "." or "..".
 bool IsPlain(const CString& path)
 {
     return path.View().find(L'?') == std::wstring_view::npos && SystemPath(path).View().starts_with(L"\\\\?\\");
 }
 
-// By the rules and the index alone, whatever is on the disk. To open what another account has named could tell that
-// account's server who this service is.
+// Decides by the rules and the index alone, without the disk: opening a path that another account has written could
+// tell that account's server who this service is.
 bool ConcernsSelection(WatcherState& state, const CString& line)
 {
     FilterList rules;
@@ -37,7 +37,7 @@ bool ConcernsSelection(WatcherState& state, const CString& line)
 
 } // namespace
 
-// A replay that is cut short leaves the dump where it is.
+// If the replay fails, the dump stays.
 void COrbWatcher::Resume()
 {
     const ActingForUser user(m->userToken);
@@ -62,8 +62,8 @@ void COrbWatcher::ReplayWaitingDump()
 
 void COrbWatcher::ReplayPending()
 {
-    // The replay asks both filters with the store held, so that they are entered first. Without the selection paths
-    // would be dropped, and the dump with them.
+    // The replay asks both filters with the store locked, so their locks come first. Without the selection, paths would
+    // be dropped, and the dump with them.
     const ObjectLock primary(m->locks, &m->filter);
     const ObjectLock secondary(m->locks, &m->secondaryFilter);
     if (!m->selectionLoaded && !ReloadRules()) {
@@ -87,7 +87,7 @@ void COrbWatcher::ReplayDump()
         DistrustDump(GetLastError());
         return;
     case DumpRead::LinesPassedOver:
-        m->due.MakeFull(); // what they named is found again by looking
+        m->due.MakeFull(); // the full enumeration finds the paths that were not read
         break;
     case DumpRead::Whole:
         break;
@@ -95,7 +95,7 @@ void COrbWatcher::ReplayDump()
     RemoveDump();
 }
 
-// What it names may be invented, and what was pending may be missing: a full enumeration finds that again.
+// The paths in it may be invented, and pending paths may be missing, so a full enumeration becomes due.
 void COrbWatcher::DistrustDump(DWORD error)
 {
     g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"The dump %s is not replayed: %s.", DumpFilePath().GetString(),
@@ -104,10 +104,10 @@ void COrbWatcher::DistrustDump(DWORD error)
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"The dump cannot be put aside: %d", GetLastError());
 }
 
-// The dump knows no kinds: a path that is gone was, or has become, a deletion.
+// The dump does not contain the kinds of changes: a path that is gone was deleted, then or since.
 void COrbWatcher::ReplayLine(const CString& line)
 {
-    // Events name a folder without its backslash, and are bounded so.
+    // Events name a folder without its backslash, and their length is limited.
     const bool folder = line.GetLength() > 3 && line[line.GetLength() - 1] == L'\\';
     const CString path = folder ? line.Left(line.GetLength() - 1) : line;
     if (!IsPlain(path)) {
@@ -117,7 +117,7 @@ void COrbWatcher::ReplayLine(const CString& line)
     }
     if (!ConcernsSelection(*m, line)) {
         if (!CIndexDB::CacheLoaded())
-            m->due.MakeFull(); // it may be a folder of which the index holds something
+            m->due.MakeFull(); // it may be a folder with items in the index
         return;
     }
     if (GetFileAttributesW(SystemPath(path)) != INVALID_FILE_ATTRIBUTES)
@@ -128,7 +128,7 @@ void COrbWatcher::ReplayLine(const CString& line)
         m->changeHandler.KeepUnreachable(line);
 }
 
-// Without the index nobody knows whether it was backed up: a full enumeration compares the two.
+// Without the index it is unknown whether the path was backed up, so a full enumeration becomes due.
 void COrbWatcher::ReplayRemoval(const CString& path)
 {
     if (!CIndexDB::CacheLoaded())
@@ -157,17 +157,19 @@ void COrbWatcher::DumpStore()
             if (dump.IsOpen()) {
                 whole = true;
                 m->store.ForEach([&](const CString& path, const NotificationPtr& notification) {
-                    // What is to be looked for where something else is now does not show in a list of paths.
+                    // A list of paths cannot express the deletion of a folder's children when another file has taken
+                    // its place.
                     if (notification->kind == NotificationKind::Deleted && !IsReallyGone(WithoutBackslash(path)))
                         m->due.MakeFull();
                     return whole = dump.Write(path);
                 });
             }
-            // On the disk before the running mark goes: a power cut after an orderly end must not lose both.
+            // The dump is on the disk before the running mark is removed: a power cut after an orderly end must not
+            // lose both.
             whole = whole && dump.Flush();
             m->pendingKept = whole;
             if (!whole)
-                m->due.MakeFull(); // what could not be written is found again by looking
+                m->due.MakeFull(); // the full enumeration finds the paths that could not be written
             if (!dump.IsOpen())
                 return;
         }

@@ -11,10 +11,10 @@
 namespace
 {
 
-// Of the marks that this process has made: the process's own number may have been another's before.
+// The number of marks that this process has made. The number of the process may have been that of another one before.
 std::atomic<unsigned> g_marks{0};
 
-// A mark that cannot be opened for any other reason may be of a crash.
+// A mark that cannot be opened for another reason may be that of a crash.
 bool IsHeldOpen(const CString& path)
 {
     return !FileHandle(CreateFileW(path, GENERIC_READ, 0, nullptr, OPEN_EXISTING,

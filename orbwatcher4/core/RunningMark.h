@@ -1,9 +1,8 @@
 // Tells the next start that this run did not end in an orderly way.
 //
-// What is pending is in memory only. So each watcher holds a file of its own in
-// the data folder open, which an orderly end deletes. One that nobody holds open
-// was left by a crash, a power failure, or a watcher that was destroyed without
-// DeInit. Several watchers, of several processes, may share the folder. Any thread.
+// Pending files are kept in memory only. So each watcher holds a file of its own in the data folder open, and an
+// orderly end deletes the file. A file that no process holds open was left by a crash, a power failure, or a watcher
+// that was destroyed without DeInit. Several watchers, of several processes, may share the folder. Any thread.
 #pragma once
 
 #include "mfc/CString.h"
@@ -17,16 +16,17 @@ class RunningMark
 public:
     static constexpr const wchar_t* FilePattern = L"watcher_running_*.bin";
 
-    // Nothing when it is set already. A mark that cannot be made is logged; the work goes on without.
+    // Does nothing when the mark is set already. A mark that cannot be made is logged, and the run continues without
+    // it.
     void Set();
-    // The marks of earlier runs that did not take theirs back.
+    // Returns the marks of earlier runs that did not end in an orderly way.
     static std::vector<CString> FindLeft();
     // Removes marks that FindLeft has found.
     static void Forget(const std::vector<CString>& left);
     bool IsSet() const;
-    // The orderly end.
+    // Removes the mark at an orderly end.
     void Clear();
-    // The end of a run that the next start must make up for: the mark stays, and nobody holds it any more.
+    // Releases the mark and keeps its file, so that the next start makes up for this run.
     void Leave();
 
 private:

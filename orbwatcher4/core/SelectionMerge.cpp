@@ -29,16 +29,16 @@ void LogFailure(const wchar_t* what, const CString& path)
     g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"%s: %s", what, path.GetString());
 }
 
-// What stands at one path of the selection, and what the rules make of it.
+// A path of the selection, with the rules for it.
 class Place
 {
 public:
     void Add(CString text) { m_texts.push_back(std::move(text)); }
     bool IsSettled() const { return m_texts.empty(); }
 
-    // An item of the file stands here. The markup that is to replace it; empty: it stays.
+    // Returns the markup that replaces the item at this path; empty when the item stays.
     CString Replacing(const CMarkup& item) { return Settle(true, IsProtected(item)); }
-    // There is no item here.
+    // Returns the markup for a path without an item.
     CString New() { return Settle(false, false); }
 
 private:
@@ -53,7 +53,7 @@ private:
         return item.SetDoc(text) && item.FindElement(L"Item") && IsProtected(item);
     }
 
-    // One rule after the other: each finds what the one before has left.
+    // Applies one rule after the other, each to the result of the one before.
     CString Settle(bool occupied, bool isProtected)
     {
         CString last;
@@ -71,7 +71,7 @@ private:
     std::vector<CString> m_texts; // of the rules with this path, in order
 };
 
-// All rules in one pass over the file's items, however many there are of either.
+// Merges all rules in one pass over the items of the file, however many there are of both.
 class Merging
 {
 public:
@@ -88,7 +88,8 @@ public:
         }
     }
 
-    // The cursor stands in "Data". False when the document refuses a rule; the others are in it.
+    // Merges with the cursor in "Data". Returns false when the document refuses a rule; the other rules are merged
+    // then.
     bool Into(CMarkup& document)
     {
         bool all = true;
@@ -114,7 +115,8 @@ private:
         return merged;
     }
 
-    // The file may spell a path in another way than the rule, and write a folder's without its last backslash.
+    // The file may spell a path in another way than the rule, and may write a folder's path without the trailing
+    // backslash.
     CString KeyOf(const CString& path) { return WithoutBackslash(ComparableRulePath(path, &m_names)); }
 
     using Places = std::unordered_map<CString, Place, HashText, EqualText>;

@@ -1,4 +1,4 @@
-// Putting new rules into a selection file. Any thread; one at a time for a list of rules.
+// Merges new rules into a selection file. Any thread, but one at a time for a list of rules.
 #pragma once
 
 #include "mfc/CString.h"
@@ -9,15 +9,15 @@ class CMarkup;
 namespace SelectionMerge
 {
 
-// Of rules with the same text, without regard to case, only the first one keeps it.
+// Keeps the text of only the first rule among rules with the same text, without regard to case.
 void KeepFirstTexts(const FilterList& rules);
-// Puts the text of each rule that has one in the place of the first item with its path, or behind the last item. An
-// item that is protected by its flags stays, and the rule's text is dropped. The texts are used up, unless the
-// document has no "Data".
+// Replaces the first item with the path of a rule by the rule's text, or appends the text after the last item. An item
+// that is protected by its flags stays, and the rule's text is dropped. The texts are consumed, unless the document has
+// no "Data".
 void Merge(CMarkup& document, const FilterList& rules);
-// The same with a file, which is whole at any moment. False when the rules did not get in: the log says why, and they
-// keep their texts. What is there and cannot be read is kept beside, with the ending ".bad", and an empty document
-// takes its place; what can be read and is malformed is left alone.
+// The same for a file, which is complete at any moment. Returns false when the rules were not merged: the log gives the
+// reason, and they keep their texts. A file that cannot be read is renamed with the ending ".bad", and an empty
+// document takes its place; a file that is malformed is not changed.
 bool MergeIntoFile(const CString& path, const FilterList& rules);
 
 } // namespace SelectionMerge
