@@ -1,14 +1,34 @@
 #include "host/AddCommand.h"
 
 #include "host/Console.h"
+#include "host/OutputFiles.h"
 #include "host/RulesAddition.h"
 #include "host/Selection.h"
 #include "orbwatcher4/OrbFilter.h"
+#include "support/SameFile.h"
 
 namespace
 {
 
-RulesAddition WantedOf(const AddOptions& options) { return {options.rules, options.deleteWhenDone, options.mergeOnly}; }
+// A file of which something was not understood stays, whatever the command line says: nothing else has that rule.
+RulesAddition WantedOf(const AddOptions& options, const RuleFindings& findings)
+{
+    return {options.rules, options.deleteWhenDone && findings.Kept().empty(), options.mergeOnly};
+}
+
+// The rules may be deleted when they are taken; a file of the selection must not be.
+bool AreRulesAFileOfTheirOwn(const AddOptions& options, RecordWriter& writer)
+{
+    std::vector<NamedFile> others = FilesOf(options.files);
+    for (const std::vector<NamedFile>& more : {FilesOfIndex(options.index), FilesOfDataFolder()})
+        others.insert(others.end(), more.begin(), more.end());
+    for (const NamedFile& other : others)
+        if (IsSameFile(options.rules.c_str(), other.path.c_str())) {
+            writer.Error(L"this is " + other.what + L"; name a file that holds new rules alone", options.rules);
+            return false;
+        }
+    return true;
+}
 
 bool IsDone(ExitCode code) { return code == ExitDone || code == ExitSomeUnreadable; }
 
@@ -94,7 +114,7 @@ public:
 private:
     ExitCode Add()
     {
-        const RulesAdded added = AddRules(m_service.Watcher(), WantedOf(m_options));
+        const RulesAdded added = AddRules(m_service.Watcher(), WantedOf(m_options, m_findings));
         m_exclusions = added.excluded.size();
         const ExitCode code = Tell(added, m_findings, m_options, m_writer);
         if (IsDone(code))
@@ -130,9 +150,11 @@ ExitCode RunAdd(const AddOptions& options, RecordWriter& writer)
 {
     if (FileIsThere(options.files.data) && TellForeignFolder(options.Use(), false, writer))
         return ExitUsage;
+    if (!AreRulesAFileOfTheirOwn(options, writer))
+        return ExitUsage;
     // Read first: the file may be deleted when its rules are taken.
     const RuleFindings findings = FindingsOfRules(options.rules);
-    if (const std::optional<RulesAdded> added = AskToAdd(WantedOf(options), options.Use(), writer))
+    if (const std::optional<RulesAdded> added = AskToAdd(WantedOf(options, findings), options.Use(), writer))
         return TellAnswer(*added, findings, options, writer);
     return Addition(options, findings, writer).Run();
 }

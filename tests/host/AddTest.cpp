@@ -83,6 +83,25 @@ TEST_F(Add, ExclusionsAreToldAndTheirFileStays)
     EXPECT_NE(Selection().find("out"), std::string::npos);
 }
 
+TEST_F(Add, TheSelectionItselfIsNoFileOfNewRules)
+{
+    const std::string before = Selection();
+    std::wstring spelled = Path(L"selection.xml");
+    CharUpperBuffW(spelled.data(), static_cast<DWORD>(spelled.size()));
+    HostProcess host(
+        {L"add", L"--json", L"--data", Path(L"selection.xml"), L"--index", index, L"--rules", spelled, L"--delete"});
+    EXPECT_EQ(host.Finish(), 2);
+    EXPECT_EQ(Selection(), before);
+}
+
+TEST_F(Add, AFileOfWhichSomethingIsNotUnderstoodStays)
+{
+    folder.WriteBytes(L"new.xml", "<Data><item path=\"C:\\x\\\" type=\"1\"/></Data>");
+    HostProcess host(Command({L"--delete"}));
+    host.Finish();
+    EXPECT_TRUE(std::filesystem::exists(Path(L"new.xml")));
+}
+
 TEST_F(Add, OnlyMergedTheyQueueNothing)
 {
     WriteSelection(L"new.xml", Rule(L"more"));
