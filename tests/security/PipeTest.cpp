@@ -78,8 +78,9 @@ TEST_F(Pipe, RulesThatAnotherAccountTakesAreNotAdded)
 {
     const Squatter squatter(
         {{"result", 0}, {"excluded", nlohmann::json::array()}, {"failures", nlohmann::json::array()}});
+    std::filesystem::copy_file(Path(L"selection.xml"), Path(L"new.xml"));
     HostProcess host(
-        {L"add", L"--json", L"--data", Path(L"selection.xml"), L"--index", index, L"--rules", Path(L"selection.xml")});
+        {L"add", L"--json", L"--data", Path(L"selection.xml"), L"--index", index, L"--rules", Path(L"new.xml")});
     EXPECT_EQ(host.Finish(), 1);
     EXPECT_NE(OnlyError(host).value("message", "").find("another account"), std::string::npos);
     EXPECT_EQ(squatter.Asked(), 0);
