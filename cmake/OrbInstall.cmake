@@ -10,8 +10,8 @@ set(shipped_archives mfc support)
 
 add_custom_target(shipped DEPENDS ${shipped_dlls} ${shipped_archives} orbwatch)
 
-# A tree in which only some programs were built, such as the benchmarks, can be installed, too. Nobody who installs needs
-# debug information, with which the DLLs are ten times as large.
+# A tree in which only some programs were built, such as the benchmarks, can be installed, too. An installation needs
+# no debug information, with which the DLLs are ten times as large.
 install(CODE "
     execute_process(COMMAND \"${CMAKE_COMMAND}\" --build \"${CMAKE_BINARY_DIR}\" --target shipped
         COMMAND_ERROR_IS_FATAL ANY)
@@ -74,7 +74,7 @@ install(FILES ${CMAKE_BINARY_DIR}/OrbWatcher4Config.cmake ${CMAKE_BINARY_DIR}/Or
 install(FILES README.md CHANGELOG.md DESTINATION ${doc_dir})
 install(DIRECTORY docs/ DESTINATION ${doc_dir}/docs PATTERN Doxyfile EXCLUDE)
 install(DIRECTORY examples/ DESTINATION ${doc_dir}/examples)
-# Of what is linked in or shipped beside; tools/bootstrap collects them.
+# The licences of the libraries that are linked in or shipped; tools/bootstrap collects them.
 install(DIRECTORY ${ORB_DEPS}/licences/ DESTINATION ${doc_dir}/licences)
 
 set(CPACK_GENERATOR ZIP)

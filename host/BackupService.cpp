@@ -66,7 +66,7 @@ std::optional<ExitCode> BackupService::Open(LeftPending left)
     return std::nullopt;
 }
 
-// What the folder belongs to is asked again once other commands are kept out.
+// Checked again after other commands are excluded: one of them may have taken the folder over.
 bool BackupService::UseFolder()
 {
     const FolderUse use = m_options.Use();

@@ -112,7 +112,7 @@ private:
     double m_retryPause = 0;             // seconds
     bool m_recordingFailed = false;
     bool m_selectionPartly = false;
-    bool m_skipped = false;  // an enumeration could not look at everything
+    bool m_skipped = false;  // an enumeration skipped something
     bool m_unmarked = false; // a crash would go unnoticed
     std::uint64_t m_handedOut = 0;
     std::uint64_t m_deletions = 0;

@@ -17,7 +17,7 @@ std::wstring ForeignFolder(const FolderUse& use);
 // has the option --take-over.
 bool TellForeignFolder(const FolderUse& use, bool mayTakeOver, RecordWriter& writer);
 
-// An exclusive handle on a file that says who holds it.
+// An exclusive handle on a file that names its holder.
 class Claim
 {
 public:
@@ -30,7 +30,7 @@ public:
     // Returns false when another process holds the claim. A file that cannot be made for another reason keeps nobody
     // out; the log says so.
     bool Take(const CString& path, const std::wstring& holder);
-    // Returns who holds the claim on this path; empty when nobody does, or when that cannot be read.
+    // Returns the holder of the claim on this path; empty when there is none, or when it cannot be read.
     static std::wstring HolderOf(const CString& path);
 
 private:

@@ -74,7 +74,7 @@ std::string UsageSentence(const CLI::App& app, const CLI::ParseError& error)
     const std::vector<CommandNode> tree = CommandTree(app);
     const auto chosen = app.get_subcommands();
     const CommandNode& node = NodeOf(tree, chosen.empty() ? "" : chosen.front()->get_name());
-    // What was not understood comes first: a missing option is often the one that was mistyped.
+    // An unknown word is reported first: a missing option is often the one that was mistyped.
     for (const std::string& word : app.remaining(true)) {
         if (word.starts_with("-") && word != "-" && word != "--")
             return UnknownOption(node, word);

@@ -118,10 +118,11 @@ const CommandHelp commands[] = {
      {"orbwatch doctor", "orbwatch doctor --data selection.xml --index index.db"},
      "It looks at the settings, the log and the runs of the data folder, at the index and the selection that are "
      "named\n"
-     "and the drives of the selection, and at the machine: whether changes are told, limits, free space. What it "
+     "and the drives of the selection, and at the machine: whether changes are told, limits, free space. It "
      "tries\n"
-     "out it tries in a folder of its own among the temporary files, and with a file that is gone again in the data\n"
-     "folder and in the folder of the index.",
+     "these things in a temporary folder of its own, and with a temporary file in the data folder and in the folder "
+     "of\n"
+     "the index.",
      {{"check", "what was looked at (name), its state (ok, warning or failed), and what to do about it"},
       {"summary", "at the end: how many checks were ok, warnings and failed"}},
      {Done,
