@@ -5,7 +5,6 @@
 #include "host/RulesAddition.h"
 #include "host/Selection.h"
 #include "orbwatcher4/OrbFilter.h"
-#include "support/SameFile.h"
 
 namespace
 {
@@ -22,12 +21,11 @@ bool AreRulesAFileOfTheirOwn(const AddOptions& options, RecordWriter& writer)
     std::vector<NamedFile> others = FilesOf(options.files);
     for (const std::vector<NamedFile>& more : {FilesOfIndex(options.index), FilesOfDataFolder()})
         others.insert(others.end(), more.begin(), more.end());
-    for (const NamedFile& other : others)
-        if (IsSameFile(options.rules.c_str(), other.path.c_str())) {
-            writer.Error(L"this is " + other.what + L"; name a file that holds new rules alone", options.rules);
-            return false;
-        }
-    return true;
+    const std::wstring other = NameAmong(options.rules, others);
+    if (other.empty())
+        return true;
+    writer.Error(L"this is " + other + L"; name a file that holds new rules alone", options.rules);
+    return false;
 }
 
 bool IsDone(ExitCode code) { return code == ExitDone || code == ExitSomeUnreadable; }

@@ -27,8 +27,8 @@ public:
     Claim(const Claim&) = delete;
     Claim& operator=(const Claim&) = delete;
 
-    // Returns false when another process holds the claim. A file that cannot be made for another reason keeps nobody
-    // out; the log says so.
+    // Returns false when another process holds the claim. A file that cannot be made for another reason
+    // excludes no other command; the log says so.
     bool Take(const CString& path, const std::wstring& holder);
     // Returns the holder of the claim on this path; empty when there is none, or when it cannot be read.
     static std::wstring HolderOf(const CString& path);

@@ -32,14 +32,21 @@ std::vector<NamedFile> FilesOfIndex(const std::wstring& index)
     return files;
 }
 
+std::wstring NameAmong(const std::wstring& path, const std::vector<NamedFile>& files)
+{
+    for (const NamedFile& file : files)
+        if (IsSameFile(path.c_str(), file.path.c_str()))
+            return file.what;
+    return {};
+}
+
 bool MayBeWritten(const Output& output, const std::vector<NamedFile>& inputs, RecordWriter& writer)
 {
-    for (const NamedFile& input : inputs)
-        if (IsSameFile(output.path.c_str(), input.path.c_str())) {
-            writer.Error(L"this is " + input.what + L", and nothing was written over it; name another " + output.option,
-                         output.path);
-            return false;
-        }
+    if (const std::wstring input = NameAmong(output.path, inputs); !input.empty()) {
+        writer.Error(L"this is " + input + L", and nothing was written over it; name another " + output.option,
+                     output.path);
+        return false;
+    }
     if (!FileIsThere(output.path) || output.force || output.isOwn(output.path))
         return true;
     writer.Error(L"the file is there, and is not " + output.ownKind + L"; nothing was written. Name another " +

@@ -20,6 +20,9 @@ std::vector<NamedFile> FilesOfDataFolder();
 // Returns the index, and what the database keeps beside it.
 std::vector<NamedFile> FilesOfIndex(const std::wstring& index);
 
+// Returns what the file is among these, such as "the selection", however its path is spelled; empty when it is none.
+std::wstring NameAmong(const std::wstring& path, const std::vector<NamedFile>& files);
+
 // `option`: the option that names the output. `ownKind`: what a file must be to be written over or extended. `isOwn`:
 // tells whether it is that.
 struct Output {
