@@ -1,13 +1,12 @@
 # The libraries that are linked, as targets. What a package manager installed is
 # found like what tools/bootstrap built.
-find_path(ORB_PCRE_INCLUDE pcrecpp.h REQUIRED)
-find_library(ORB_PCRE_LIBRARY NAMES pcre libpcre REQUIRED)
-find_library(ORB_PCRECPP_LIBRARY NAMES pcrecpp libpcrecpp REQUIRED)
-add_library(orb_pcre INTERFACE)
-target_include_directories(orb_pcre SYSTEM INTERFACE ${ORB_PCRE_INCLUDE})
-target_link_libraries(orb_pcre INTERFACE ${ORB_PCRECPP_LIBRARY} ${ORB_PCRE_LIBRARY})
+find_path(ORB_PCRE2_INCLUDE pcre2.h REQUIRED)
+find_library(ORB_PCRE2_LIBRARY NAMES pcre2-8 libpcre2-8 REQUIRED)
+add_library(orb_pcre2 INTERFACE)
+target_include_directories(orb_pcre2 SYSTEM INTERFACE ${ORB_PCRE2_INCLUDE})
+target_link_libraries(orb_pcre2 INTERFACE ${ORB_PCRE2_LIBRARY})
 if(WIN32)
-    target_compile_definitions(orb_pcre INTERFACE PCRE_STATIC)
+    target_compile_definitions(orb_pcre2 INTERFACE PCRE2_STATIC)
 
     find_path(ORB_SQLITE_INCLUDE sqlite3.h REQUIRED)
     find_library(ORB_SQLITE_LIBRARY NAMES sqlite3 libsqlite3 REQUIRED)

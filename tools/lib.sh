@@ -14,6 +14,10 @@ JOBS=$(nproc)
 say() { printf '%s\n' "$*" >&2; }
 die() { say "error: $*"; exit 1; }
 
+as_root() {
+    if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi
+}
+
 # Runs a command quietly; when it fails, shows the end of what it printed.
 quietly() {
     local log=$BUILD/logs/$1.log
@@ -48,8 +52,21 @@ build_tree() {
     quietly "build-$name" cmake --build "$BUILD/$name" --parallel "$JOBS" ${@:+--target "$@"}
 }
 
+# set_up [OPTION]: what tools/bootstrap installs and builds. With ORB_BUILT=1 only the Wine prefix is made, and what was
+# built elsewhere is run as it is: so the programs can be tried under a system that cannot build them.
+set_up() {
+    if [ -z "${ORB_BUILT:-}" ]; then
+        "$ROOT/tools/bootstrap" "$@"
+        return
+    fi
+    . "$ROOT/tools/prefix.sh"
+    mkdir -p "$BUILD/logs"
+    make_prefix
+}
+
 # The host program and what it needs, one build at a time.
 build_host() {
+    [ -z "${ORB_BUILT:-}" ] || return 0
     mkdir -p "$BUILD"
     exec 9>"$BUILD/.build-lock"
     flock 9

@@ -1,9 +1,7 @@
 #include "orbwatcher4/filter/FilterRegex.h"
 
 #include "orbwatcher4/filter/MatchPatience.h"
-
-#include <pcre.h>
-#include <pcrecpp.h>
+#include "pcrecpp/RE.h"
 
 #include <codecvt>
 #include <locale>
@@ -33,38 +31,12 @@ std::optional<std::string> ToUtf8(const wchar_t* text)
     }
 }
 
-// Limits matching, however the library was built: a hostile pattern gives up after a fraction of a second. Where
-// matching recurses on the stack, it needs less stack than any thread has; on the heap, very many nested steps would
-// take longer than the others.
-pcre_extra Limits()
-{
-    int onStack = 0;
-    pcre_config(PCRE_CONFIG_STACKRECURSE, &onStack);
-    pcre_extra limits = {};
-    limits.flags = PCRE_EXTRA_MATCH_LIMIT | PCRE_EXTRA_MATCH_LIMIT_RECURSION;
-    limits.match_limit = 1'000'000;
-    limits.match_limit_recursion = onStack ? 1000 : 10'000;
-    return limits;
-}
-
 } // namespace
 
-// pcrecpp reports a match that gave up as no match. So it only compiles the pattern, and the library below it matches.
 struct FilterRegex::Compiled {
-    explicit Compiled(const std::string& pattern) : expression(pattern)
-    {
-        const char* error = nullptr;
-        int offset = 0;
-        if (expression.error().empty())
-            matcher.reset(pcre_compile(pattern.c_str(), 0, &error, &offset, nullptr));
-    }
-
-    struct Free {
-        void operator()(pcre* compiled) const { pcre_free(compiled); }
-    };
+    explicit Compiled(const std::string& pattern) : expression(pattern) {}
 
     const pcrecpp::RE expression;
-    std::unique_ptr<pcre, Free> matcher;
     mutable MatchPatience patience; // copies of a rule share it
 };
 
@@ -89,11 +61,9 @@ bool FilterRegex::Compile(const wchar_t* pattern)
         return false;
     }
     const auto compiled = std::make_shared<const Compiled>(*bytes);
-    if (!compiled->matcher) {
+    if (const std::string& error = compiled->expression.error(); !error.empty()) {
         m_status = CompilationFailed;
-        m_error = CString();
-        for (const char byte : compiled->expression.error())
-            m_error += static_cast<wchar_t>(static_cast<unsigned char>(byte));
+        m_error = std::wstring(error.begin(), error.end()).c_str(); // ASCII
     }
     m_compiled = compiled;
     return m_status == NoError;
@@ -116,17 +86,15 @@ std::optional<bool> FilterRegex::TryMatch(const Text& text, int* switchedOff) co
         return false;
     if (IsSwitchedOff())
         return std::nullopt;
-    static const pcre_extra limits = Limits();
-    const int result =
-        pcre_exec(m_compiled->matcher.get(), &limits, bytes->data(), static_cast<int>(bytes->size()), 0, 0, nullptr, 0);
-    if (result < 0 && result != PCRE_ERROR_NOMATCH) {
+    const std::optional<bool> result = m_compiled->expression.DoMatch(*bytes);
+    if (!result) {
         const std::chrono::seconds pause = m_compiled->patience.NoteGivenUp(std::chrono::steady_clock::now());
         if (switchedOff)
             *switchedOff = static_cast<int>(pause.count());
         return std::nullopt;
     }
     m_compiled->patience.NoteAnswer();
-    return result >= 0;
+    return result;
 }
 
 void FilterRegex::Reset()

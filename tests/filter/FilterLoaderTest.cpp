@@ -237,7 +237,7 @@ TEST_F(Loading, AnAdvancedExpressionThatDoesNotCompileIsLoggedAndKept)
 {
     LoadAdvanced("<Item path=\"C:\\\" type=\"1\" includeSub=\"1\" exclude=\"1\" isregex=\"1\" mask=\"(\"/>");
     EXPECT_TRUE(log.Has(L"Failed to create regex filter"));
-    EXPECT_TRUE(log.Has(L"#####[ERROR]##### Regex Error: missing )"));
+    EXPECT_TRUE(log.Has(L"#####[ERROR]##### Regex Error: missing closing parenthesis"));
 }
 
 TEST_F(Loading, AnAdvancedMaskType2SplitsAnInclude)

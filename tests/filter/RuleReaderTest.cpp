@@ -118,7 +118,7 @@ TEST_F(ReadingRules, APatternThatIsNoneIsToldAndTheAdvancedRuleStays)
     const FilterList rules = ReadAdvanced(L"path='D:\\' type='1' isregex='1' mask='('");
     ASSERT_EQ(rules.size(), 1u);
     EXPECT_EQ(rules[0]->regex.GetStatus(), FilterRegex::CompilationFailed);
-    EXPECT_EQ(log.lines, std::vector<std::wstring>{L"missing )"});
+    EXPECT_EQ(log.lines, std::vector<std::wstring>{L"missing closing parenthesis"});
 }
 
 TEST_F(ReadingRules, APathInAnotherSpellingComesToTheSystemsForm)
@@ -250,7 +250,7 @@ TEST_F(ReadingRules, AValueThatIsDroppedAndChangesTheRuleIsSaidAsSuch)
     for (const auto& [kind, text] : log.findings)
         EXPECT_EQ(kind, RuleFinding::Kind::ValueDropped);
     EXPECT_NE(log.findings[0].second.find(L"the rule applies to everything"), std::wstring::npos);
-    EXPECT_NE(log.findings[2].second.find(L"missing )"), std::wstring::npos);
+    EXPECT_NE(log.findings[2].second.find(L"missing closing parenthesis"), std::wstring::npos);
 }
 
 // What a large selection costs in memory.

@@ -133,7 +133,8 @@ TEST_F(BadInput, AMalformedRegularExpressionIsToldAndItsRuleStaysSilent)
                                              L"\" type=\"1\" includeSub=\"1\" exclude=\"1\" isregex=\"1\" mask=\"(\""));
     HostProcess host(Explain({L"--advanced", advanced, Write(L"a.txt", "x")}));
     EXPECT_EQ(host.Finish(), 0);
-    EXPECT_NE(Notes(host).find("the regular expression \"(\" does not compile (missing ))"), std::string::npos)
+    EXPECT_NE(Notes(host).find("the regular expression \"(\" does not compile (missing closing parenthesis)"),
+              std::string::npos)
         << Notes(host);
     EXPECT_EQ(host.Records().at(0).at("decision"), "Included");
 }

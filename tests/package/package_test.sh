@@ -28,7 +28,7 @@ has_no_debug_information() {
 
 has_licences() {
     local name
-    for name in pcre3 sqlite3 libsparsehash-dev nlohmann-json3-dev libspdlog-dev libfmt-dev libcli11-dev gcc-mingw-w64-base \
+    for name in pcre2 sqlite3 libsparsehash-dev nlohmann-json3-dev libspdlog-dev libfmt-dev libcli11-dev gcc-mingw-w64-base \
         mingw-w64-common; do
         [ -s "$ROOT_DIR/share/doc/OrbWatcher4/licences/$name.txt" ] || { printf '%s\n' "$name"; return 1; }
     done
