@@ -93,29 +93,18 @@ void FindByPath()
         plain.emplace(asked.back(), Cached(IndexItem(number)));
     }
     std::shuffle(asked.begin(), asked.end(), std::mt19937(1));
-    const auto looking = [&](auto find) {
-        return [&, find](benchmark::State& state) {
-            for (auto _ : state) {
-                std::size_t found = 0;
-                CachedDatum datum;
-                for (const std::wstring& path : asked)
-                    found += find(path, datum);
-                if (found != items)
-                    state.SkipWithError("not all was found");
-            }
-        };
-    };
     Contest("index-lookup", {{"items", items}, {"look-ups", items}})
-        .Ours(looking(
-            [](const std::wstring& path, CachedDatum& datum) { return CIndexDB::GetCachedData(path.c_str(), datum); }))
+        .Ours(LookingUp(asked, [](const std::wstring& path,
+                                  CachedDatum& datum) { return CIndexDB::GetCachedData(path.c_str(), datum); }))
         .Against("std::unordered_map<std::wstring, CachedDatum>", 1.5,
-                 looking([&](const std::wstring& path, CachedDatum& datum) {
-                     const auto found = plain.find(path);
-                     if (found == plain.end())
-                         return false;
-                     datum = found->second;
-                     return true;
-                 }))
+                 LookingUp(asked,
+                           [&](const std::wstring& path, CachedDatum& datum) {
+                               const auto found = plain.find(path);
+                               if (found == plain.end())
+                                   return false;
+                               datum = found->second;
+                               return true;
+                           }))
         .OnceARound()
         .Run();
     CIndexDB::ClearCache();

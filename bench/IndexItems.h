@@ -3,8 +3,11 @@
 
 #include "companions/indexdb/OrbIndexDB.h"
 
+#include <benchmark/benchmark.h>
+
 #include <cstddef>
 #include <string>
+#include <vector>
 
 // The number tells the path; files of one folder have numbers side by side.
 inline std::wstring ItemPath(std::size_t number)
@@ -21,4 +24,21 @@ inline ItemDatum IndexItem(std::size_t number)
     item.path = ItemPath(number).c_str();
     item.modificationTime = 133'000'000'000'000'000ull + number;
     return item;
+}
+
+// Looks all paths up, in their order. `find(path, datum)` returns whether the path was found; each must be. `asked`
+// must outlive the result.
+template <typename Find>
+auto LookingUp(const std::vector<std::wstring>& asked, Find find)
+{
+    return [&asked, find](benchmark::State& state) {
+        for (auto _ : state) {
+            std::size_t found = 0;
+            CachedDatum datum;
+            for (const std::wstring& path : asked)
+                found += find(path, datum);
+            if (found != asked.size())
+                state.SkipWithError("not all was found");
+        }
+    };
 }

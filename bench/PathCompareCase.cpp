@@ -42,25 +42,17 @@ void FindAndCompare()
     ItemCache cache;
     Fill(cache);
     const std::vector<std::wstring> asked = PathsInAnyOrder();
-    const auto looking = [&](auto find) {
-        return [&, find](benchmark::State& state) {
-            for (auto _ : state) {
-                std::size_t found = 0;
-                CachedDatum datum;
-                for (const std::wstring& path : asked)
-                    found += find(path, datum);
-                if (found != items)
-                    state.SkipWithError("not all was found");
-            }
-        };
-    };
     Contest("path-compare", {{"items", items}})
-        .Ours(looking([&](const std::wstring& path, CachedDatum& datum) {
-            return cache.Find(CIndexDB::CalculateUuid(path.c_str()), datum) && CIndexDB::IsItemOf(path.c_str(), datum);
-        }))
-        .Against("the look-up by key alone", 1.5, looking([&](const std::wstring& path, CachedDatum& datum) {
-                     return cache.Find(CIndexDB::CalculateUuid(path.c_str()), datum);
-                 }))
+        .Ours(LookingUp(asked,
+                        [&](const std::wstring& path, CachedDatum& datum) {
+                            return cache.Find(CIndexDB::CalculateUuid(path.c_str()), datum) &&
+                                   CIndexDB::IsItemOf(path.c_str(), datum);
+                        }))
+        .Against("the look-up by key alone", 1.5,
+                 LookingUp(asked,
+                           [&](const std::wstring& path, CachedDatum& datum) {
+                               return cache.Find(CIndexDB::CalculateUuid(path.c_str()), datum);
+                           }))
         .OnceARound()
         .Run();
 }
