@@ -84,7 +84,8 @@ TEST_F(EnumerationCounts, WhatIsSkippedIsCountedByItsReason)
     Write(L"x.tmp");
     Write(L"y.bak");
     Write(L"z.old");
-    Write(std::wstring(200, L'n') + L"\\" + std::wstring(200, L'n'));
+    // The folder's path is not too long, wherever the tree is, and its file's is.
+    Write(std::wstring(240 - InTree(L"").GetLength(), L'n') + L"\\" + std::wstring(200, L'n'));
     watcher.SetDataXMLFiles(
         WriteRules(L"data.xml", TreeItem() + Exclusion(L"excluded") + Exclusion(L"", L" mask=\".tmp\"")),
         WriteRules(L"auto.xml", Exclusion(L"", L" mask=\".bak\"")),
