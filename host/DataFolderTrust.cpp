@@ -2,6 +2,7 @@
 
 #include "companions/settings/DataFolder.h"
 #include "companions/settings/OrbSettings.h"
+#include "host/Console.h"
 #include "host/LibraryMessages.h"
 #include "support/TrustedFile.h"
 
@@ -33,7 +34,8 @@ void TellDamagedSettings(RecordWriter& writer)
     const bool runRead = GetServiceRunSettings().Load();
     for (const LibraryMessages::Line& line : messages.Take())
         writer.Note(line.text);
-    if (!runRead)
+    // A damaged file was put aside. One that another program holds for a moment is read later.
+    if (!runRead && !FileIsThere(std::wstring(DataFolder::Path().GetString()) + L"\\" + SettingsFileNames[1]))
         writer.Note(L"so it is not known whose data folder this is, and what was due: the next watch takes the folder "
                     L"over and looks at everything again",
                     DataFolder::Path().GetString());

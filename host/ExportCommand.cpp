@@ -39,6 +39,8 @@ bool IsInputThere(const ExportOptions& options, RecordWriter& writer)
                      folder);
         return false;
     }
+    if (FileIsThere(options.files.data) && TellForeignFolder(options.Use(), false, writer))
+        return false;
     if (!FileIsThere(options.index)) {
         writer.Error(L"the index is not there, and none was made; name the one of the watch with --index",
                      options.index);
@@ -176,8 +178,6 @@ ExitCode ExportLeft(const ExportOptions& options, RecordWriter& writer)
 ExitCode RunExport(const ExportOptions& options, RecordWriter& writer)
 {
     if (!IsInputThere(options, writer) || !MayWriteList(options, writer))
-        return ExitUsage;
-    if (FileIsThere(options.files.data) && TellForeignFolder(options.Use(), false, writer))
         return ExitUsage;
     const auto ask = [&](const PendingExport& wanted) { return AskForExport(wanted, options.Use(), writer); };
     const std::optional<ExitCode> asked = Export(options, ask, writer);
