@@ -1,5 +1,7 @@
 #include "host/BackupService.h"
 
+#include "companions/indexdb/IndexExamination.h"
+#include "companions/logging/OrbLogging.h"
 #include "companions/settings/OrbSettings.h"
 #include "host/IndexAdvice.h"
 
@@ -21,6 +23,13 @@ bool IsGone(const std::wstring& path)
 {
     return GetFileAttributesW(path.c_str()) == INVALID_FILE_ATTRIBUTES &&
            (GetLastError() == ERROR_FILE_NOT_FOUND || GetLastError() == ERROR_PATH_NOT_FOUND);
+}
+
+bool IsMissingOrEmpty(const std::wstring& path)
+{
+    WIN32_FILE_ATTRIBUTE_DATA data;
+    return !GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &data) ||
+           (!(data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) && data.nFileSizeLow == 0 && data.nFileSizeHigh == 0);
 }
 
 std::wstring DumpPath()
@@ -54,11 +63,11 @@ std::optional<ExitCode> BackupService::Open(LeftPending left)
     m_messages = std::make_unique<LibraryMessages>(LibraryMessages::Keep::Failures);
     if (!OpenIndex())
         return ExitFailure;
+    PrepareEnumeration();
     m_watcher.SetIndexDB(m_options.index.c_str());
     m_watcher.SetDestBackupFolderDB(m_options.destination.c_str());
     m_watcher.EnableBackupHiddenFiles(m_options.hidden);
     m_watcher.SetOverlay(m_options.overlay);
-    m_enumerations.Prepare();
     if (left == LeftPending::IsReplayed)
         m_watcher.Resume();
     if (left == LeftPending::IsReplayed)
@@ -95,13 +104,48 @@ void BackupService::TellUnmarked()
 
 bool BackupService::OpenIndex()
 {
-    const bool exists = GetFileAttributesW(m_options.index.c_str()) != INVALID_FILE_ATTRIBUTES;
-    const bool writable = m_options.record || !exists;
+    m_indexIsNew = IsMissingOrEmpty(m_options.index);
+    const bool writable = m_options.record || m_indexIsNew;
     m_index.SetDBFilePath(m_options.index.c_str());
     if (m_index.Open(writable, 0, 0) && m_index.LoadCache())
         return true;
     m_writer.Error(L"the index cannot be used: " + IndexFailure(), m_options.index);
     return false;
+}
+
+// Before anything is handed out: if this command is killed, the next one still knows.
+void BackupService::PrepareEnumeration()
+{
+    m_folderIsNew = !FirstTimeRuns::WasAnyNoted();
+    const CString before = GetFolderIndexIdentity(), now = IndexIdentity(m_options.index.c_str());
+    m_indexIsOther = !m_indexIsNew && !before.IsEmpty() && !now.IsEmpty() && before != now;
+    if (m_indexIsNew || m_indexIsOther)
+        g_OrbLog.WriteLog(1, L"orbwatch", __LINE__, L"The index %s is %s: a full enumeration is due",
+                          m_options.index.c_str(), m_indexIsNew ? L"new" : L"not the one of the last run");
+    const bool due = m_indexIsNew || m_indexIsOther || m_folderIsNew || m_options.enumerate;
+    if (due && FirstTimeRuns::MakeDue() && !now.IsEmpty())
+        SetFolderIndexIdentity(now);
+}
+
+bool BackupService::TellDueEnumeration()
+{
+    TellMessages(); // the library says what it found lost or damaged
+    if (!FirstTimeRuns::IsDue())
+        return false;
+    if (m_indexIsNew)
+        m_writer.Note(L"the index is new: everything that the selection includes is handed out once", m_options.index);
+    else if (m_indexIsOther)
+        m_writer.Note(L"the index is not the one of the last run: everything that the selection includes is looked at, "
+                      L"and what this index does not hold as it is now is handed out",
+                      m_options.index);
+    else if (m_folderIsNew)
+        m_writer.Note(
+            L"no full enumeration is noted as complete here: everything that the selection includes is looked "
+            L"at, and what the index does not hold as it is now is handed out",
+            GetMainSettings().GetDataFolderPath().GetString());
+    else if (!m_options.enumerate)
+        m_writer.Note(L"a full enumeration is due: everything that the selection includes is looked at again");
+    return true;
 }
 
 std::wstring BackupService::IndexFailure() const

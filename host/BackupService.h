@@ -28,6 +28,7 @@ struct ServiceOptions {
     double timeout = 0;       // seconds; 0: none
     bool mayTakeOver = false; // the command has the option
     bool takeOver = false;    // the data folder, from another selection or index
+    bool enumerate = false;   // begin with a full enumeration
 
     FolderUse Use() const { return {files.data.c_str(), index.c_str()}; }
 };
@@ -46,6 +47,8 @@ public:
     // last run left pending. On failure, reports it and returns the exit code.
     enum class LeftPending { IsReplayed, StaysForTheNextRun };
     std::optional<ExitCode> Open(LeftPending left = LeftPending::IsReplayed);
+    // Reports why a full enumeration is due, before the watcher that makes it is started. Returns false when none is.
+    bool TellDueEnumeration();
     COrbWatcher& Watcher() { return m_watcher; }
     FirstTimeRuns& Enumerations() { return m_enumerations; }
 
@@ -87,6 +90,7 @@ private:
     bool UseFolder();
     bool TakeOver();
     bool OpenIndex();
+    void PrepareEnumeration();
     void TellUnmarked();
     std::wstring IndexFailure() const;
     bool TellDeletions();
@@ -111,6 +115,9 @@ private:
     double m_retryAt = 0;                // time of the next try for them
     double m_retryPause = 0;             // seconds
     bool m_recordingFailed = false;
+    bool m_indexIsNew = false;   // it was made by this command
+    bool m_indexIsOther = false; // than that of the last run
+    bool m_folderIsNew = false;  // no full enumeration was ever completed or due
     bool m_selectionPartly = false;
     bool m_skipped = false;  // an enumeration skipped something
     bool m_unmarked = false; // a crash would go unnoticed

@@ -33,15 +33,16 @@ CLI::Validator SecondsAboveZero()
 }
 
 // Digits alone, and not more than the option can hold.
-CLI::Validator WholeNumber(std::uint64_t largest)
+CLI::Validator WholeNumber(std::uint64_t largest, std::uint64_t least = 0)
 {
-    return {[largest](const std::string& text) -> std::string {
+    return {[largest, least](const std::string& text) -> std::string {
                 std::uint64_t number = 0;
                 const char* end = text.data() + text.size();
                 const auto [stop, error] = std::from_chars(text.data(), end, number);
-                return !text.empty() && error == std::errc() && stop == end && number <= largest
+                return !text.empty() && error == std::errc() && stop == end && number >= least && number <= largest
                            ? ""
-                           : "\"" + text + "\" is no whole number from 0 to " + std::to_string(largest);
+                           : "\"" + text + "\" is no whole number from " + std::to_string(least) + " to " +
+                                 std::to_string(largest);
             },
             ""};
 }
@@ -216,13 +217,14 @@ CLI::App* AddExport(CLI::App& app, Arguments& arguments)
 {
     CLI::App* command = AddCommand(app, "export", "write what is pending as a list");
     AddWaitingOptions(*command, arguments);
-    command->add_option("--to", arguments.to, "the list (XML); what it holds already stays")
+    command->get_option("--index")->description("the index of what is backed up");
+    command->add_option("--to", arguments.to, "the list (XML); an older list is replaced")
         ->type_name("FILE")
         ->required();
     command->add_flag("--force", arguments.force, "replace a file that is no list; it is kept with the ending .bad");
-    command->add_option("--max", arguments.most, "at most so many files; otherwise all")
+    command->add_option("--max", arguments.most, "at most so many files, 1 or more; otherwise all")
         ->type_name("COUNT")
-        ->check(WholeNumber(std::numeric_limits<int>::max()));
+        ->check(WholeNumber(std::numeric_limits<int>::max(), 1));
     return command;
 }
 

@@ -114,7 +114,8 @@ std::vector<Command> AddCommands(CLI::App& app, Arguments& arguments)
     // Adds a command that uses the settings, or writes beside them.
     const auto addTrusting = [&](const CLI::App* command, ExitCode (*run)(const Arguments&, RecordWriter&)) {
         commands.push_back({command, [&arguments, run](RecordWriter& writer) {
-                                return RequireTrustedSettings(writer) ? run(arguments, writer) : ExitFailure;
+                                const std::optional<ExitCode> refused = RefuseDataFolder(writer);
+                                return refused ? *refused : run(arguments, writer);
                             }});
     };
     addTrusting(AddWatch(app, arguments), RunWatchWith);
@@ -126,8 +127,8 @@ std::vector<Command> AddCommands(CLI::App& app, Arguments& arguments)
     addTrusting(AddExplain(app, arguments), RunExplainWith);
     const CLI::App* estimate = AddEstimate(app, arguments);
     commands.push_back({estimate, [&arguments, estimate](RecordWriter& writer) {
-                            return RequireTrustedSettings(writer) ? RunEstimateWith(*estimate, arguments, writer)
-                                                                  : ExitFailure;
+                            const std::optional<ExitCode> refused = RefuseDataFolder(writer);
+                            return refused ? *refused : RunEstimateWith(*estimate, arguments, writer);
                         }});
     addTrusting(AddAdd(app, arguments), RunAddWith);
     addTrusting(AddExport(app, arguments), RunExportWith);

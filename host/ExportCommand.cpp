@@ -1,49 +1,185 @@
 #include "host/ExportCommand.h"
 
+#include "companions/settings/DataFolder.h"
 #include "host/Console.h"
 #include "host/OutputFiles.h"
 #include "host/PendingExport.h"
+#include "host/RunningWatchers.h"
+#include "support/FileReplacement.h"
+#include "support/SystemPath.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <functional>
 
 namespace
 {
 
-ExitCode Tell(const PendingExported& exported, const ExportOptions& options, RecordWriter& writer)
+constexpr const char* EmptyList = "<root><count>0</count></root>";
+
+// Returns nothing when it cannot be asked.
+using Exporter = std::function<std::optional<PendingExported>(const PendingExport& wanted)>;
+
+bool IsFolder(const std::wstring& path)
+{
+    const DWORD attributes = GetFileAttributesW(path.c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
+}
+
+bool IsList(const std::wstring& path) { return COrbWatcher::IsPendingList(path.c_str()); }
+
+// An export only reads: a name that is misspelled must not make a new data folder or index, in which nothing is
+// pending.
+bool IsInputThere(const ExportOptions& options, RecordWriter& writer)
+{
+    const std::wstring folder = DataFolder::Path().GetString();
+    if (!IsFolder(folder)) {
+        writer.Error(L"the data folder is not there, and none was made; name the one of the watch with --data-folder",
+                     folder);
+        return false;
+    }
+    if (FileIsThere(options.files.data) && TellForeignFolder(options.Use(), false, writer))
+        return false;
+    if (!FileIsThere(options.index)) {
+        writer.Error(L"the index is not there, and none was made; name the one of the watch with --index",
+                     options.index);
+        return false;
+    }
+    return true;
+}
+
+bool MayWriteList(const ExportOptions& options, RecordWriter& writer)
+{
+    if (IsFolder(options.to)) {
+        writer.Error(L"a folder has this name; name a file with --to", options.to);
+        return false;
+    }
+    if (!IsFolder(std::filesystem::path(options.to).parent_path().wstring())) {
+        writer.Error(L"the folder of the list is not there; make it, or name another --to", options.to);
+        return false;
+    }
+    std::vector<NamedFile> inputs = FilesOf(options.files);
+    for (const std::vector<NamedFile>& files : {FilesOfIndex(options.index), FilesOfDataFolder()})
+        inputs.insert(inputs.end(), files.begin(), files.end());
+    return MayBeWritten({options.to, L"--to", L"a list of pending files", IsList, options.force}, inputs, writer);
+}
+
+bool WriteEmptyList(const std::wstring& path)
+{
+    std::ofstream file(std::filesystem::path(path), std::ios::binary);
+    file << EmptyList;
+    return static_cast<bool>(file.flush());
+}
+
+// The list that takes the place of an older one. It is made beside it, because a watcher adds to a list that is there.
+class NewList
+{
+public:
+    NewList(const ExportOptions& options, const Exporter& exporter) : m_options(options), m_exporter(exporter) {}
+
+    // Returns nothing when the exporter did not answer.
+    std::optional<PendingExported> Make()
+    {
+        const bool written =
+            ReplaceWhole(m_options.to.c_str(), [this](const CString& draft) { return Fill(PlainPath(draft)); });
+        if (!m_answered)
+            return std::nullopt;
+        if (!written && m_wanted)
+            m_exported.failure = L"the list cannot be written: " + SystemText(GetLastError()) +
+                                 L" Make room or its folder writable, or name another --to";
+        return m_exported;
+    }
+
+private:
+    // Returns false when there is nothing to put in the place of the older list.
+    bool Fill(const CString& draft)
+    {
+        DeleteFileW(draft);
+        const std::optional<PendingExported> answer = m_exporter({draft.GetString(), m_options.most});
+        m_answered = answer.has_value();
+        if (!answer)
+            return false;
+        m_exported = *answer;
+        const bool older = FileIsThere(m_options.to);
+        // While not everything is known, an older list is better than an empty one.
+        m_wanted = m_exported.failure.empty() && (m_exported.anyPending || (older && m_exported.gap.empty()));
+        if (const std::size_t at = m_exported.failure.find(draft.View()); at != std::wstring::npos)
+            m_exported.failure.replace(at, static_cast<std::size_t>(draft.GetLength()), m_options.to);
+        if (!m_wanted || (!m_exported.anyPending && !WriteEmptyList(draft.GetString())))
+            return false;
+        return !older || IsList(m_options.to) || SetAside(m_options.to.c_str());
+    }
+
+    const ExportOptions& m_options;
+    const Exporter& m_exporter;
+    PendingExported m_exported;
+    bool m_answered = true;
+    bool m_wanted = true; // a list is to be written
+};
+
+ExitCode Tell(const PendingExported& exported, bool older, const ExportOptions& options, RecordWriter& writer)
 {
     if (!exported.failure.empty()) {
         writer.Error(exported.failure, options.to);
         return exported.code;
     }
-    if (!exported.anyPending)
-        writer.Note(FileIsThere(options.to) ? L"nothing is pending; the list is as it was"
-                                            : L"nothing is pending; no list was made",
+    if (!exported.gap.empty())
+        writer.Error(L"the list is not complete: " + exported.gap, options.to);
+    if (!exported.anyPending && !exported.gap.empty())
+        writer.Note(older ? L"nothing is known to be pending; the older list stays"
+                          : L"nothing is known to be pending; no list was made",
+                    options.to);
+    else if (!exported.anyPending)
+        writer.Note(older ? L"nothing is pending; the list is empty now" : L"nothing is pending; no list was made",
                     options.to);
     writer.Exported(options.to, exported.count, exported.anyPending);
-    return ExitDone;
+    return exported.gap.empty() ? ExitDone : ExitSomeUnreadable;
 }
 
-bool MayWriteList(const ExportOptions& options, RecordWriter& writer)
+// Makes the list, and reports it. Returns nothing when the exporter did not answer.
+std::optional<ExitCode> Export(const ExportOptions& options, const Exporter& exporter, RecordWriter& writer)
 {
-    std::vector<NamedFile> inputs = FilesOf(options.files);
-    for (const std::vector<NamedFile>& files : {FilesOfIndex(options.index), FilesOfDataFolder()})
-        inputs.insert(inputs.end(), files.begin(), files.end());
-    const auto isList = [](const std::wstring& path) { return COrbWatcher::IsPendingList(path.c_str()); };
-    return MayBeWritten({options.to, L"--to", L"a list of pending files", isList, options.force}, inputs, writer);
+    const bool older = FileIsThere(options.to);
+    const std::optional<PendingExported> exported = NewList(options, exporter).Make();
+    return exported ? std::optional(Tell(*exported, older, options, writer)) : std::nullopt;
+}
+
+bool WasAnyRunKilled()
+{
+    const std::vector<MarkedRun> runs = FindRuns(DataFolder::Path().GetString());
+    return std::any_of(runs.begin(), runs.end(), [](const MarkedRun& run) { return !run.running; });
+}
+
+// Exports what the last watch has left.
+ExitCode ExportLeft(const ExportOptions& options, RecordWriter& writer)
+{
+    if (!FirstTimeRuns::WasAnyNoted()) {
+        writer.Error(L"nothing says what is pending: no watch has completed its first enumeration with this data "
+                     L"folder, or its settings are lost. Start orbwatch watch first; no list was made",
+                     DataFolder::Path().GetString());
+        return ExitSomeUnreadable;
+    }
+    const bool killed = WasAnyRunKilled();
+    BackupService service(options, writer);
+    if (const std::optional<ExitCode> end = service.Open())
+        return *end;
+    const auto exporter = [&](const PendingExport& wanted) -> std::optional<PendingExported> {
+        PendingExported exported = ExportPending(service.Watcher(), wanted);
+        if (killed)
+            exported.gap = L"the last run was killed or crashed, and what it held is not known; " + exported.gap;
+        return exported;
+    };
+    return service.End(*Export(options, exporter, writer));
 }
 
 } // namespace
 
 ExitCode RunExport(const ExportOptions& options, RecordWriter& writer)
 {
-    if (!MayWriteList(options, writer))
+    if (!IsInputThere(options, writer) || !MayWriteList(options, writer))
         return ExitUsage;
-    const PendingExport wanted{options.to, options.most};
-    if (FileIsThere(options.files.data) && TellForeignFolder(options.Use(), false, writer))
-        return ExitUsage;
-    if (const std::optional<PendingExported> exported = AskForExport(wanted, options.Use(), writer))
-        return Tell(*exported, options, writer);
-    BackupService service(options, writer);
-    if (const std::optional<ExitCode> end = service.Open())
-        return *end;
-    const ExitCode code = Tell(ExportPending(service.Watcher(), wanted), options, writer);
-    return service.End(code);
+    const auto ask = [&](const PendingExport& wanted) { return AskForExport(wanted, options.Use(), writer); };
+    const std::optional<ExitCode> asked = Export(options, ask, writer);
+    return asked ? *asked : ExportLeft(options, writer);
 }

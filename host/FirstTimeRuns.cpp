@@ -1,8 +1,16 @@
 #include "host/FirstTimeRuns.h"
 
 #include "companions/settings/OrbSettings.h"
+#include "host/Console.h"
 
-#include <ctime>
+namespace
+{
+
+// The watch thread begins a due enumeration in its first pass. If it cannot, a watch that ends by itself must still
+// end.
+constexpr double LongestWait = 30; // seconds
+
+} // namespace
 
 FirstTimeRuns::FirstTimeRuns(COrbWatcher& watcher) : m_watcher(watcher)
 {
@@ -13,25 +21,35 @@ FirstTimeRuns::FirstTimeRuns(COrbWatcher& watcher) : m_watcher(watcher)
     watcher.UpdateThreadsPriority(CPUSpeedFull);
 }
 
-void FirstTimeRuns::Prepare()
+bool FirstTimeRuns::MakeDue()
+{
+    CServiceRunSettings& settings = GetServiceRunSettings();
+    settings.SetValue(FirstTimeRunTimeKey, 0);
+    return settings.Save();
+}
+
+bool FirstTimeRuns::IsDue() { return GetServiceRunSettings().GetValue(FirstTimeRunTimeKey, 0) == 0; }
+
+bool FirstTimeRuns::WasAnyNoted()
 {
     constexpr std::int32_t never = -1;
-    CServiceRunSettings& settings = GetServiceRunSettings();
-    if (settings.GetValue(FirstTimeRunTimeKey, never) != never)
-        return;
-    settings.SetValue(FirstTimeRunTimeKey, static_cast<std::int32_t>(std::time(nullptr)));
-    settings.Save();
+    return GetServiceRunSettings().GetValue(FirstTimeRunTimeKey, never) != never;
 }
 
 bool FirstTimeRuns::Start() { return m_watcher.StartFirstTimeRun(0) != 0; }
+
+void FirstTimeRuns::Await() { m_awaitedUntil = Seconds() + LongestWait; }
 
 bool FirstTimeRuns::Follow()
 {
     // Read this first: an enumeration reports its completion before it ends.
     const bool running = m_watcher.GetEnumerationProgress().running > 0;
-    if (IsSignalled(m_completed.Get())) {
+    const bool completed = IsSignalled(m_completed.Get());
+    if (completed) {
         ResetEvent(m_completed.Get());
         m_watcher.NoteFirstTimeRunCompleted();
     }
-    return running;
+    if (running || completed)
+        m_awaitedUntil = 0;
+    return running || Seconds() < m_awaitedUntil;
 }

@@ -1,6 +1,8 @@
 #include "host/PendingExport.h"
 
+#include "companions/settings/OrbSettings.h"
 #include "host/Console.h"
+#include "host/FirstTimeRuns.h"
 #include "host/LibraryMessages.h"
 #include "host/WatchPipe.h"
 
@@ -9,20 +11,23 @@ namespace
 
 using Json = nlohmann::json;
 
-constexpr DWORD AnswerLimit = 60000; // milliseconds
+constexpr std::size_t LongestList = 4096; // units of the list of roots
+constexpr DWORD AnswerLimit = 60000;      // milliseconds
 
 // An answer in another form counts as a missing one.
 PendingExported FromJson(const WatchAnswer& given)
 {
     if (!given.failure.empty())
-        return {false, 0, given.failure, given.code};
+        return {false, 0, given.failure, given.code, {}};
     const Json& answer = given.json;
     const bool whole = answer.is_object() && answer.contains("any") && answer["any"].is_boolean() &&
                        answer.contains("count") && answer["count"].is_number_integer() && answer.contains("failure") &&
                        answer["failure"].is_string();
     if (!whole)
-        return {false, 0, L"the answer of the running watch is none; end it first, or try again", ExitFailure};
-    return {answer.value("any", false), answer.value("count", 0), FromUtf8(answer.value("failure", "")), ExitFailure};
+        return {false, 0, L"the answer of the running watch is none; end it first, or try again", ExitFailure, {}};
+    const Json gap = answer.value("gap", Json());
+    return {answer.value("any", false), answer.value("count", 0), FromUtf8(answer.value("failure", "")), ExitFailure,
+            gap.is_string() ? FromUtf8(gap.get<std::string>()) : std::wstring()};
 }
 
 } // namespace
@@ -37,7 +42,21 @@ PendingExported ExportPending(COrbWatcher& watcher, const PendingExport& wanted)
     for (const LibraryMessages::Line& line : failures.Take())
         if (line.text.starts_with(L"The pending list cannot be "))
             exported.failure = line.text + L"; name another --to, or make room";
+    exported.gap = GapOf(watcher);
     return exported;
+}
+
+std::wstring GapOf(COrbWatcher& watcher)
+{
+    if (watcher.GetEnumerationProgress().running > 0)
+        return L"an enumeration is running: more may be pending when it has ended";
+    if (FirstTimeRuns::IsDue())
+        return L"a full enumeration is due: until a watch has made it, more may be pending than is known";
+    wchar_t roots[LongestList] = L"";
+    if (GetServiceRunSettings().GetValue(RescansDueKey, roots, LongestList) && roots[0])
+        return L"an enumeration is due: until a watch has made it, more may be pending than is known on " +
+               std::wstring(roots);
+    return L"";
 }
 
 std::optional<PendingExported> AskForExport(const PendingExport& wanted, const FolderUse& use, RecordWriter& writer)
@@ -58,5 +77,8 @@ std::optional<Json> AnswerExport(COrbWatcher& watcher, const Json& request)
         return std::nullopt;
     const PendingExported exported =
         ExportPending(watcher, {FromUtf8(request["to"].get<std::string>()), request["max"].get<int>()});
-    return Json{{"any", exported.anyPending}, {"count", exported.count}, {"failure", ToUtf8(exported.failure)}};
+    return Json{{"any", exported.anyPending},
+                {"count", exported.count},
+                {"failure", ToUtf8(exported.failure)},
+                {"gap", ToUtf8(exported.gap)}};
 }

@@ -20,9 +20,14 @@ struct PendingExported {
     int count = 0;               // number of files that were added to the list
     std::wstring failure;        // why there is no list; empty when there is one, and when nothing is pending
     ExitCode code = ExitFailure; // how the command ends when there is a failure
+    std::wstring gap;            // why more may be pending than is known; empty when everything is known
 };
 
 PendingExported ExportPending(COrbWatcher& watcher, const PendingExport& wanted);
+
+// Returns why the watcher of this process may not know everything that is pending; empty when it does. Ask it after the
+// watcher has begun its run.
+std::wstring GapOf(COrbWatcher& watcher);
 
 // Asks the watch that runs on the same data folder, and waits a minute at most for its answer. Returns nothing when no
 // watch runs.

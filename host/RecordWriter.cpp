@@ -181,8 +181,9 @@ void RecordWriter::Exported(const std::wstring& path, int count, bool made)
     if (m_json)
         WriteJson(m_data, "exported", Json{{"path", ToUtf8(path)}, {"count", count}});
     else if (made)
-        PrintLine("added " + RecordFields::Counted(static_cast<std::uint64_t>(count), "pending file", "pending files") +
-                  " to " + ToUtf8(ShownPath(path)) + "\n");
+        PrintLine("listed " +
+                  RecordFields::Counted(static_cast<std::uint64_t>(count), "pending file", "pending files") + " in " +
+                  ToUtf8(ShownPath(path)) + "\n");
 }
 
 void RecordWriter::Queued(const QueueDatum& datum)

@@ -31,8 +31,11 @@ public:
 
     ExitCode Run()
     {
+        const bool due = m_service.TellDueEnumeration();
         m_watcher.StartWatch();
         const std::optional<ExitCode> early = WaitUntilReady();
+        if (due)
+            m_service.Enumerations().Await();
         ExitCode code = early ? *early : HandOut();
         m_watcher.AbortWatching();
         m_opener.Close();
@@ -58,8 +61,6 @@ private:
         m_selection->TellWhatIsNotWatched(roots, m_writer);
         m_writer.Ready(roots);
         m_last = Seconds();
-        if (m_options.enumerate)
-            m_service.Enumerations().Start();
         return std::nullopt;
     }
 

@@ -4,7 +4,6 @@
 #include "host/BackupService.h"
 
 struct WatchOptions : ServiceOptions {
-    bool enumerate = false;      // also hand out the files that exist already
     bool collect = false;        // hand out nothing
     std::uint64_t maxEvents = 0; // 0: no limit
     double untilQuiet = 0;       // seconds; 0: never

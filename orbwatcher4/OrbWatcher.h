@@ -371,6 +371,7 @@ private:
     void DistrustDump(DWORD error);
     void ReplayRemoval(const CString& path);
     void DumpStore();
+    bool WriteDump();
 
     std::unique_ptr<WatcherState> m;
 };

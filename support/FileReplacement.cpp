@@ -193,6 +193,15 @@ bool ReplaceOwn(const CString& path, std::string_view bytes, SECURITY_ATTRIBUTES
     return ReplaceAt(path, access, [bytes](const FileHandle& file, const CString&) { return WriteAll(file, bytes); });
 }
 
+CString MoveAside(const CString& path)
+{
+    constexpr int most = 99;
+    CString aside = path + L".bad";
+    for (int number = 2; number <= most && IsThere(aside); ++number)
+        aside.Format(L"%s.bad%d", path.GetString(), number);
+    return MoveFileExW(path, aside, MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) ? aside : CString();
+}
+
 bool SetAside(const CString& path)
 {
     const DWORD attributes = GetFileAttributesW(path);

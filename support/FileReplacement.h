@@ -25,6 +25,12 @@ bool ReplaceWhole(const CString& path, std::string_view bytes);
 // new file gets the access list `access`.
 bool ReplaceOwn(const CString& path, std::string_view bytes, SECURITY_ATTRIBUTES* access);
 
+// Keeps a damaged file of the product's own: renames it to its name with the ending ".bad", or, when that name is
+// taken,
+// ".bad2" to ".bad99"; only the last one is replaced. Returns the new path; empty, with a last error, when the file is
+// still in its place.
+CString MoveAside(const CString& path);
+
 // Keeps a file that cannot be used: renames it to its name with the ending ".bad". Returns false when it could not be
 // moved; it is then still in its place, and nothing may be written there. If there is no file, or a folder, there is
 // nothing to move.

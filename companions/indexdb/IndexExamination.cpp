@@ -1,6 +1,7 @@
 #include "companions/indexdb/IndexExamination.h"
 
 #include "companions/indexdb/IndexSchema.h"
+#include "support/WithoutThreadToken.h"
 
 #include <windows.h>
 
@@ -55,4 +56,16 @@ IndexExamination ExamineIndex(const wchar_t* path)
         result.text = error.text;
     }
     return result;
+}
+
+CString IndexIdentity(const wchar_t* path)
+{
+    const WithoutThreadToken asProcess;
+    try {
+        IndexConnection connection;
+        Open(connection, path);
+        return IndexSchema::IdentityOf(connection);
+    } catch (const IndexError&) {
+        return {};
+    }
 }

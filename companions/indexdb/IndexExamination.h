@@ -11,3 +11,7 @@ struct IndexExamination {
 };
 
 ORBINDEXDB_API IndexExamination ExamineIndex(const wchar_t* path);
+
+// Returns the identity of an index: a text that an index gets when it is made, and that no other index has. Empty when
+// it is not known: the index is not there or cannot be read, or no version that gives identities has written to it.
+ORBINDEXDB_API CString IndexIdentity(const wchar_t* path);

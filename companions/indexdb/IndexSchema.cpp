@@ -36,6 +36,9 @@ const char* const statements[] = {
 // A narrow table: marking every item touches few pages, because the items' own rows are wide.
 const char* const createGone = "CREATE TABLE IF NOT EXISTS gone(item INTEGER PRIMARY KEY)";
 
+// One row with a random number: it tells this database from every other one, also from a later one of the same name.
+const char* const createIdentity = "CREATE TABLE IF NOT EXISTS identity(id INTEGER PRIMARY KEY)";
+
 } // namespace
 
 const char* const CreatePlugins = "CREATE TABLE IF NOT EXISTS plugins("
@@ -99,6 +102,27 @@ void Upgrade(IndexConnection& connection)
     connection.Execute(createGone);
     connection.Execute("PRAGMA user_version=2");
     transaction.Commit();
+}
+
+void GiveIdentity(IndexConnection& connection)
+{
+    if (!IdentityOf(connection).IsEmpty())
+        return;
+    IndexTransaction transaction(connection);
+    connection.Execute(createIdentity);
+    connection.Execute("INSERT INTO identity SELECT random() WHERE NOT EXISTS(SELECT 1 FROM identity)");
+    transaction.Commit();
+}
+
+CString IdentityOf(IndexConnection& connection)
+{
+    if (connection.Number("SELECT count(*) FROM sqlite_master WHERE type='table' AND name='identity'") == 0)
+        return {};
+    IndexStatement identity(connection.Get(), "SELECT id FROM identity");
+    CString text;
+    if (identity.Step())
+        text.Format(L"%016I64x", static_cast<std::uint64_t>(identity.Integer(0)));
+    return text;
 }
 
 const char* ItemsQuery(IndexConnection& connection)

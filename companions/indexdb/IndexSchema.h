@@ -21,6 +21,10 @@ void RegisterCollation(IndexConnection& connection);
 bool IsIndex(IndexConnection& connection);
 // Adds what an older database lacks. Two processes may do so at once.
 void Upgrade(IndexConnection& connection);
+// Gives the database an identity when it has none. Two processes may do so at once.
+void GiveIdentity(IndexConnection& connection);
+// Returns the identity as 16 hexadecimal digits; empty when the database has none.
+CString IdentityOf(IndexConnection& connection);
 // Returns a query that reads the items in today's form, also from a database that was last written by an older version.
 const char* ItemsQuery(IndexConnection& connection);
 // Makes an index database of an empty file. Two processes may do so at once.

@@ -61,6 +61,7 @@ struct CIndexDB::State {
 
     void Open(bool writable, bool exclusive, int busyTimeoutMs);
     void UseWriteAheadLog();
+    void GiveIdentity();
     void Close();
     SettingsDatum LastJob();
     // Returns the job of the first row; a zero record without one.

@@ -46,6 +46,7 @@ void CIndexDB::State::Open(bool writable, bool exclusive, int busyTimeoutMs)
     if (writable) {
         IndexSchema::Upgrade(connection);
         UseWriteAheadLog();
+        GiveIdentity();
     }
     if (exclusive) {
         connection.Execute("BEGIN EXCLUSIVE");
@@ -70,6 +71,17 @@ void CIndexDB::State::UseWriteAheadLog()
     // The first read enters the log. From then on an exclusive connection cannot open, even while this one is idle.
     mode.Close();
     connection.Number("SELECT count(*) FROM sqlite_master");
+}
+
+// Without an identity, the watcher does not notice that an index was exchanged. The next opening tries again.
+void CIndexDB::State::GiveIdentity()
+{
+    try {
+        IndexSchema::GiveIdentity(connection);
+    } catch (const IndexError& failure) {
+        g_OrbLog.WriteLog(1, logSource, __LINE__, L"The index %s gets no identity: %s", path.GetString(),
+                          failure.text.GetString());
+    }
 }
 
 void CIndexDB::State::Close()

@@ -7,14 +7,12 @@
 namespace
 {
 
-constexpr const wchar_t* SelectionKey = L"Backup::Selection";
-constexpr const wchar_t* IndexKey = L"Backup::Index";
-constexpr std::size_t LongestPath = 32768; // units
+constexpr std::size_t LongestText = 32768; // units
 
-CString PathAt(const CServiceRunSettings& settings, const wchar_t* key)
+CString TextAt(const CServiceRunSettings& settings, const wchar_t* key)
 {
-    std::vector<wchar_t> path(LongestPath);
-    return settings.GetValue(key, path.data(), path.size()) ? CString(path.data()) : CString();
+    std::vector<wchar_t> text(LongestText);
+    return settings.GetValue(key, text.data(), text.size()) ? CString(text.data()) : CString();
 }
 
 bool MayBeSame(const CString& left, const CString& right)
@@ -36,7 +34,21 @@ FolderUse GetFolderUse()
 {
     CServiceRunSettings& settings = GetServiceRunSettings();
     settings.Load();
-    return {PathAt(settings, SelectionKey), PathAt(settings, IndexKey)};
+    return {TextAt(settings, SelectionKey), TextAt(settings, IndexKey)};
+}
+
+CString GetFolderIndexIdentity()
+{
+    CServiceRunSettings& settings = GetServiceRunSettings();
+    settings.Load();
+    return TextAt(settings, IndexIdentityKey);
+}
+
+bool SetFolderIndexIdentity(const CString& identity)
+{
+    CServiceRunSettings& settings = GetServiceRunSettings();
+    settings.SetValue(IndexIdentityKey, identity);
+    return settings.Save();
 }
 
 bool AreSameUse(const FolderUse& left, const FolderUse& right)
@@ -55,6 +67,7 @@ bool TakeOverFolder(const FolderUse& use)
 {
     CServiceRunSettings& settings = GetServiceRunSettings();
     Put(settings, use);
+    settings.SetValue(IndexIdentityKey, L""); // that of the earlier owner
     settings.SetValue(FirstTimeRunTimeKey, 0);
     return settings.Save();
 }

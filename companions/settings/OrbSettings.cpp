@@ -205,9 +205,11 @@ void CSettings::State::Take(SettingsTree read)
 
 void CSettings::State::KeepDamagedFile()
 {
-    g_OrbLog.WriteLog(2, logSource, __LINE__, L"Settings %s are damaged; the file is kept with the ending .bad.",
-                      File().Path().GetString());
-    keepAside = !File().KeepAsBad() && GetFileAttributesW(File().Path()) != INVALID_FILE_ATTRIBUTES;
+    const CString kept = File().KeepAsBad();
+    keepAside = kept.IsEmpty() && GetFileAttributesW(File().Path()) != INVALID_FILE_ATTRIBUTES;
+    g_OrbLog.WriteLog(2, logSource, __LINE__,
+                      L"Settings %s are damaged, and nothing in them is used; the file is kept %s",
+                      File().Path().GetString(), kept.IsEmpty() ? L"where it is" : (L"as " + kept).GetString());
 }
 
 // Other processes may have written other values since this one read the file. Returns false when the file on disk must
@@ -262,8 +264,8 @@ bool CSettings::State::SaveInTurn()
         return NotWritten(error);
     error = ERROR_ACCESS_DENIED;
     const bool unread = keepAside;
-    if (keepAside)
-        keepAside = !File().KeepAsBad() && GetFileAttributesW(File().Path()) != INVALID_FILE_ATTRIBUTES;
+    const CString kept = keepAside ? File().KeepAsBad() : CString();
+    keepAside = keepAside && kept.IsEmpty() && GetFileAttributesW(File().Path()) != INVALID_FILE_ATTRIBUTES;
     const std::string bytes = values.Text() + "\n";
     if (!keepAside && File().Replace(bytes, error)) {
         loaded = Loaded::Yes;
@@ -272,7 +274,7 @@ bool CSettings::State::SaveInTurn()
     }
     // The file that could not be read may be good: it must not disappear when no new file took its place.
     if (unread && !keepAside) {
-        File().TakeBackBad();
+        File().TakeBack(kept);
         keepAside = true;
     }
     return NotWritten(error);

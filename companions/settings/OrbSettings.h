@@ -7,9 +7,9 @@
 /// Keys are written "Section::name". The objects live as long as the process, and any thread may call them. The first
 /// use reads the file, and so does the first use after the data folder has changed. The files are used with the rights
 /// of the process, whichever user the thread acts for. A missing file reads as empty. A damaged file is logged, kept
-/// with the ending ".bad", and reads as empty. A file that cannot be opened is logged and changes no value; it is tried
-/// again a second later. Processes that save the same file take turns, and each keeps the values that the others have
-/// saved; if two save the same value, the last one wins.
+/// under a name of its own (".bad", ".bad2" ...), and reads as empty. A file that cannot be opened is logged and
+/// changes no value; it is tried again a second later. Processes that save the same file take turns, and each keeps the
+/// values that the others have saved; if two save the same value, the last one wins.
 #pragma once
 
 #include "mfc/CString.h"
@@ -92,6 +92,12 @@ class ORBSETTINGS_API CServiceRunSettings : public CSettings
 /// The key, in the service-run settings, of the time when the last full enumeration was complete, in seconds since
 /// 1970. 0: a full enumeration is due.
 inline constexpr const wchar_t* FirstTimeRunTimeKey = L"Backup::FirstTimeRunTime";
+
+/// The key, in the service-run settings, of the roots that the next start must rescan, separated by vertical bars.
+inline constexpr const wchar_t* RescansDueKey = L"Backup::RescansDue";
+
+/// The key, in the service-run settings, of what the last orderly end left as the dump (docs/dump-file.md).
+inline constexpr const wchar_t* DumpNoteKey = L"Backup::Dump";
 
 /// The choices of the user: UserConfigurations.json.
 class ORBSETTINGS_API CUserConfigurations : public CSettings

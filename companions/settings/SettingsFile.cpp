@@ -52,9 +52,6 @@ bool SettingsFile::Replace(const std::string& bytes, unsigned long& error) const
     return false;
 }
 
-void SettingsFile::TakeBackBad() const { TakeBack(m_path); }
+CString SettingsFile::KeepAsBad() const { return MoveAside(m_path); }
 
-bool SettingsFile::KeepAsBad() const
-{
-    return MoveFileExW(m_path, m_path + L".bad", MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != FALSE;
-}
+void SettingsFile::TakeBack(const CString& kept) const { MoveFileExW(kept, m_path, MOVEFILE_WRITE_THROUGH); }

@@ -23,10 +23,11 @@ public:
     // Writes a temporary file beside the file, then replaces the file by it. On failure the old file is untouched, no
     // temporary file is left, and `error` says why.
     bool Replace(const std::string& bytes, unsigned long& error) const;
-    // Adds ".bad" to the name of the file; an older file of that name is replaced.
-    bool KeepAsBad() const;
+    // Renames the file to its name with an ending of ".bad", which no older file has. Returns the new path; empty when
+    // the file is still in its place.
+    CString KeepAsBad() const;
     // Undoes KeepAsBad, unless there is another file by now.
-    void TakeBackBad() const;
+    void TakeBack(const CString& kept) const;
 
 private:
     CString m_path;

@@ -9,6 +9,11 @@
 
 // Checks whether the settings files can be read and written, and reports what they are.
 Checks CheckSettings(const std::wstring& dataFolder);
+// Checks whether what the last run left pending is still as it left it.
+Checks CheckDump(const std::wstring& dataFolder);
+// Checks to which selection and index the data folder belongs, and whether the index is still that of the last run. The
+// selection and the index that are named may be empty.
+Checks CheckOwner(const std::wstring& dataFolder, const std::wstring& selection, const std::wstring& index);
 // Checks where the product's log is, and whether it can be written.
 Checks CheckLog(const std::wstring& dataFolder);
 // Checks the runs on the data folder: those that are running, and those that did not end in an orderly way.

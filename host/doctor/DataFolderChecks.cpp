@@ -2,7 +2,9 @@
 #include "host/Console.h"
 #include "host/DataFolderTrust.h"
 #include "host/doctor/Checks.h"
+#include "host/doctor/FolderMemory.h"
 #include "host/doctor/Probe.h"
+#include "support/FileDigest.h"
 #include "support/Handle.h"
 #include "support/HandleOwner.h"
 
@@ -32,6 +34,28 @@ DWORD OpeningFails(const std::wstring& path, DWORD access)
     const FileHandle file(
         CreateFileW(path.c_str(), access, ForAll, nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
     return file ? ERROR_SUCCESS : GetLastError();
+}
+
+// Returns the files to which damaged ones were renamed: those whose names go on with ".bad".
+std::vector<std::wstring> PutAside(const std::wstring& path)
+{
+    std::vector<std::wstring> files;
+    WIN32_FIND_DATAW data;
+    const FindHandle search(FindFirstFileW((path + L".bad*").c_str(), &data));
+    for (bool more = static_cast<bool>(search); more; more = FindNextFileW(search.Get(), &data) != FALSE)
+        files.push_back(path.substr(0, path.rfind(L'\\') + 1) + data.cFileName);
+    return files;
+}
+
+// Returns the text of the digest that the settings keep of a dump.
+CString DigestOf(const std::wstring& path)
+{
+    std::ifstream file(std::filesystem::path(path), std::ios::binary);
+    FileDigest digest;
+    std::vector<char> block(64 * 1024);
+    while (file.read(block.data(), static_cast<std::streamsize>(block.size())), file.gcount() > 0)
+        digest.Add(block.data(), static_cast<std::size_t>(file.gcount()));
+    return digest.Text();
 }
 
 std::wstring NotTrusted(const std::wstring& reason) { return L"not trusted, and not used: " + reason; }
@@ -84,7 +108,9 @@ Check CheckSettingsFile(const std::wstring& path)
                 L"cannot be read: " + SystemText(error) + L" Does another program keep it to itself?", path};
     if (!IsJsonObject(path))
         return {"settings", State::Failed,
-                L"damaged: the next start keeps it with the ending .bad and begins with empty settings", path};
+                L"damaged: the next start keeps it with the ending .bad and begins with empty settings" +
+                    std::wstring(path.ends_with(SettingsFileNames[1]) ? L"; it looks at everything again" : L""),
+                path};
     if (const DWORD error = OpeningFails(path, GENERIC_WRITE))
         return {"settings", State::Failed, L"cannot be written: " + SystemText(error) + L" Make it writable.", path};
     return {"settings", State::Ok, L"can be read and written", path};
@@ -99,16 +125,34 @@ Checks CheckSettings(const std::wstring& dataFolder)
         const std::wstring path = dataFolder + L"\\" + name;
         if (IsThere(path))
             checks.push_back(CheckSettingsFile(path));
-        if (IsThere(path + L".bad"))
+        for (const std::wstring& aside : PutAside(path))
             checks.push_back({"settings", Check::State::Warning,
                               L"damaged settings that were put aside; take over what is still wanted, then delete it",
-                              path + L".bad"});
+                              aside});
     }
-    const std::wstring dump = dataFolder + L"\\watcher_dump.bin";
-    if (const std::wstring reason = DistrustOfFile(dump); IsThere(dump) && !reason.empty())
-        checks.push_back({"settings", Check::State::Failed,
-                          NotTrusted(reason) + L"; the next start looks at everything instead", dump});
     return checks;
+}
+
+Checks CheckDump(const std::wstring& dataFolder)
+{
+    using State = Check::State;
+    const std::wstring dump = dataFolder + L"\\watcher_dump.bin";
+    const std::optional<CString> left = ReadFolderMemory(dataFolder).dump;
+    const bool noneLeft = !left || *left == L"none";
+    if (!IsThere(dump) && noneLeft)
+        return {};
+    if (!IsThere(dump))
+        return {{"dump", State::Warning,
+                 L"what the last run left pending is missing; the next watch looks at everything again", dump}};
+    if (const std::wstring reason = DistrustOfFile(dump); !reason.empty())
+        return {{"dump", State::Failed, NotTrusted(reason) + L"; the next start looks at everything instead", dump}};
+    if (left && DigestOf(dump) != *left)
+        return {
+            {"dump", State::Warning,
+             L"what is pending is not as the last run left it: damaged, cut or another file. The next watch looks at "
+             L"everything again",
+             dump}};
+    return {{"dump", State::Ok, L"what the last run left pending; it comes first at the next watch", dump}};
 }
 
 Checks CheckLog(const std::wstring& dataFolder)

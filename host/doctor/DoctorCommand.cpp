@@ -48,6 +48,8 @@ ExitCode RunDoctor(const DoctorOptions& options, RecordWriter& writer)
     examination.Tell(CheckSettings(dataFolder));
     examination.Tell(CheckLog(dataFolder));
     examination.Tell(CheckRuns(dataFolder));
+    examination.Tell(CheckDump(dataFolder));
+    examination.Tell(CheckOwner(dataFolder, options.files.data, options.index));
     std::int64_t folders = 0;
     if (!options.index.empty())
         examination.Tell(CheckIndex(options.index, folders));

@@ -41,6 +41,10 @@ const CommandHelp commands[] = {
     {"watch",
      {"orbwatch watch --data selection.xml --index index.db --record --json",
       "orbwatch watch --data selection.xml --index index.db --enumerate --until-quiet 5"},
+     "With a new data folder or index, everything that the selection includes is looked at first, and what the index\n"
+     "does not hold as it is now is handed out. The same happens after a kill, and when the index is lost or another "
+     "one,\n"
+     "when the settings are damaged, or when what the last watch left pending is: a note says why.\n"
      "Ctrl-C ends it, and so does the event Local\\orbwatch-interrupt-PID; what is still pending comes first at the\n"
      "next start. With --record a file gets into the index within half a second after its record; a watch that is\n"
      "killed before hands it out again.",
@@ -82,10 +86,19 @@ const CommandHelp commands[] = {
      {Done, Failed, Refused, SomeUnread, Interrupted}},
     {"export",
      {"orbwatch export --data selection.xml --index index.db --to pending.xml --max 1000"},
-     "A watch that runs on the same data folder is asked; otherwise it is what the last one has left. A list that is\n"
-     "there is extended. A file that is no list, and one that this command reads, is not written over.",
-     {{"exported", "the list, and how many files were added to it"}},
-     {Done, Failed, Refused, SomeUnread, Interrupted}},
+     "A watch that runs on the same data folder is asked; otherwise it is what the last one has left. An older list "
+     "is\n"
+     "replaced, when nothing is pending by an empty one. A file that is no list, and one that this command reads, is\n"
+     "not written over. After a kill, and as long as an enumeration is due or running, not everything that is pending\n"
+     "is known: the list is then made of what is known, and the exit code is 3. A data folder and an index that are "
+     "not\n"
+     "there are not made.",
+     {{"exported", "the list, and how many files are in it"}},
+     {Done,
+      Failed,
+      Refused,
+      {ExitSomeUnreadable, "done, but the list is not complete, or not all of the selection could be read"},
+      Interrupted}},
     {"estimate",
      {"orbwatch estimate --data selection.xml --exclude C:\\Videos --report estimate.html",
       "orbwatch estimate --data selection.xml --profile 1 --profile 2"},

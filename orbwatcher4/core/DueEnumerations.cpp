@@ -1,5 +1,6 @@
 #include "orbwatcher4/core/DueEnumerations.h"
 
+#include "companions/indexdb/IndexExamination.h"
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/core/Completes.h"
@@ -11,8 +12,7 @@
 namespace
 {
 
-// The key, in the service-run settings, of the roots that the next start must rescan. No path contains the separator.
-constexpr const wchar_t* RescansDueKey = L"Backup::RescansDue";
+// No path contains it.
 constexpr wchar_t Separator = L'|';
 constexpr std::size_t LongestList = 4096; // units
 
@@ -66,6 +66,7 @@ void DueEnumerations::BeginRun(const FolderUse& use)
     Completes(L"Finding out whose data folder this is", [&] { FindOutWhoseFolder(use); });
     if (m_foreign)
         return;
+    Completes(L"Comparing the index with that of the last run", [&] { NoticeAnotherIndex(use.index); });
     KeepFull();
     // If earlier marks cannot be searched for, they stay, and a later start finds them.
     Completes(L"Looking for an unclean end", [this] { NoticeUncleanEnd(); });
@@ -86,6 +87,27 @@ void DueEnumerations::FindOutWhoseFolder(const FolderUse& use)
                       owner.selection.GetString(), owner.index.GetString(), use.selection.GetString());
     ForgetLastCheck();
     MakeFull();
+}
+
+// A folder that remembers no index takes this one: a service may set the time of the last enumeration itself.
+void DueEnumerations::NoticeAnotherIndex(const CString& index)
+{
+    const CString before = index.IsEmpty() ? CString() : GetFolderIndexIdentity();
+    const CString now = index.IsEmpty() ? CString() : IndexIdentity(index);
+    const bool missing = now.IsEmpty() && GetFileAttributesW(index) == INVALID_FILE_ATTRIBUTES;
+    if (before == now || (now.IsEmpty() && !missing))
+        return;
+    if (!before.IsEmpty()) {
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__,
+                          missing ? L"The index %s is lost: a full enumeration is due"
+                                  : L"The index %s is not the one of the last run: a full enumeration is due",
+                          index.GetString());
+        ForgetLastCheck();
+        if (!MakeFull())
+            return; // the next run notices it again
+    }
+    if (!missing)
+        SetFolderIndexIdentity(now);
 }
 
 void DueEnumerations::NoticeUncleanEnd()

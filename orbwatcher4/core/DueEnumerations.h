@@ -4,6 +4,9 @@
 // first. A rescan covers one root: after lost changes, after a return, or after an enumeration that had to leave the
 // root out. Rescans are kept in memory; those that no pass begins any more are handed over to the next start.
 //
+// A full enumeration compares the disk with the index. It is due again when the index is another one than that of the
+// last run: a lost index is replaced by an empty one, which would count as complete otherwise.
+//
 // A data folder belongs to one selection and one index. A run of another one leaves everything in the folder as it is:
 // it sets no mark and keeps due enumerations in memory, and a full enumeration is due for it at each start.
 //
@@ -109,6 +112,7 @@ public:
 private:
     bool WriteFull();
     void FindOutWhoseFolder(const FolderUse& use);
+    void NoticeAnotherIndex(const CString& index);
     void NoticeUncleanEnd();
     void Report(const CString& root, const char* reason, std::int64_t now);
 

@@ -2,6 +2,7 @@
 
 #include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/core/DumpLines.h"
+#include "support/FileReplacement.h"
 #include "support/OwnerAccess.h"
 #include "support/TrustedFile.h"
 #include "support/WithoutThreadToken.h"
@@ -35,8 +36,7 @@ bool DumpExists()
 bool SetDumpAside()
 {
     const WithoutThreadToken asProcess;
-    const CString path = DumpFilePath();
-    return MoveFileExW(path, path + L".bad", MOVEFILE_REPLACE_EXISTING);
+    return !MoveAside(DumpFilePath()).IsEmpty();
 }
 
 void RemoveDump()
@@ -72,7 +72,7 @@ bool DumpWriter::Write(const CString& path)
 bool DumpWriter::Flush() { return m_writer.Flush(m_file.Get()); }
 
 DumpRead ReadDump(const CString& path, const std::function<bool()>& stop,
-                  const std::function<void(const CString&)>& line)
+                  const std::function<void(const CString&)>& line, FileDigest* digest)
 {
     const FileHandle file = OpenDump(path, GENERIC_READ, nullptr, OPEN_EXISTING);
     if (!file)
@@ -80,11 +80,17 @@ DumpRead ReadDump(const CString& path, const std::function<bool()>& stop,
     DumpLines lines;
     wchar_t block[4096];
     DWORD bytes = 0;
+    bool halfUnit = false;
     for (;;) {
         if (!ReadFile(file.Get(), block, sizeof block, &bytes, nullptr))
             return DumpRead::Broken;
+        if (bytes == 0 && (halfUnit || !lines.IsAtLineEnd()))
+            return DumpRead::Cut;
         if (bytes == 0)
             return lines.PassedOver() ? DumpRead::LinesPassedOver : DumpRead::Whole;
+        if (digest)
+            digest->Add(block, bytes);
+        halfUnit = bytes % sizeof(wchar_t) != 0;
         for (DWORD i = 0; i < bytes / sizeof(wchar_t); ++i) {
             if (stop())
                 return DumpRead::Broken;

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "mfc/CString.h"
+#include "support/FileDigest.h"
 #include "support/FileWriter.h"
 #include "support/Handle.h"
 
@@ -33,10 +34,11 @@ private:
     LARGE_INTEGER m_end = {};
 };
 
-// Broken: the file could not be read to its end, or the reading was stopped. NotTrusted: another account may have left
-// it there (support/TrustedFile.h); nothing was read, and the last error says why.
-enum class DumpRead { Whole, LinesPassedOver, Broken, NotTrusted };
+// Cut: the file does not end in a whole line. Broken: the file could not be read to its end, or the reading was
+// stopped. NotTrusted: another account may have left it there (support/TrustedFile.h); nothing was read, and the last
+// error says why.
+enum class DumpRead { Whole, Cut, LinesPassedOver, Broken, NotTrusted };
 
-// Reads the file in blocks. `stop` is called before each unit.
+// Reads the file in blocks. `stop` is called before each unit. `digest` receives what was read; may be null.
 DumpRead ReadDump(const CString& path, const std::function<bool()>& stop,
-                  const std::function<void(const CString&)>& line);
+                  const std::function<void(const CString&)>& line, FileDigest* digest = nullptr);

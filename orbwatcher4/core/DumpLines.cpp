@@ -2,6 +2,7 @@
 
 void DumpLines::Feed(wchar_t unit, const std::function<void(const CString&)>& line)
 {
+    m_atLineEnd = unit == L'\n';
     if (unit != L'\n') {
         m_tooLong = m_tooLong || m_line.size() >= LongestLine;
         if (!m_tooLong)

@@ -15,9 +15,12 @@ public:
     // longer than any path of the watcher is skipped.
     void Feed(wchar_t unit, const std::function<void(const CString&)>& line);
     bool PassedOver() const { return m_passedOver; }
+    // Returns true after a line feed. No dump is empty, so that a file without any unit does not end a line.
+    bool IsAtLineEnd() const { return m_atLineEnd; }
 
 private:
     std::vector<wchar_t> m_line;
     bool m_tooLong = false;
     bool m_passedOver = false;
+    bool m_atLineEnd = false;
 };

@@ -3,6 +3,7 @@
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/core/Completes.h"
 #include "orbwatcher4/core/DumpFile.h"
+#include "orbwatcher4/core/DumpNote.h"
 #include "orbwatcher4/core/FileFindData.h"
 #include "orbwatcher4/core/WatcherState.h"
 #include "support/Backslash.h"
@@ -33,6 +34,69 @@ bool ConcernsSelection(WatcherState& state, const CString& line)
     CachedDatum datum;
     const CString path = WithoutBackslash(line);
     return CIndexDB::GetCachedData(path.GetString(), datum) || CIndexDB::HasCachedItemsBelow(path);
+}
+
+// Returns how the dump differs from what the last run left; null when it does not, or when an older version left it.
+// `digest`: of the dump; null when there is none.
+const wchar_t* WhyOther(const FileDigest* digest)
+{
+    const std::optional<CString> note = DumpNote::Read();
+    if (!note || *note == (digest ? digest->Text() : CString(DumpNote::NoDump)))
+        return nullptr;
+    if (!digest)
+        return L"it is missing";
+    if (*note == DumpNote::NoDump)
+        return L"it was put there since";
+    const std::uint64_t length = wcstoull(*note, nullptr, 10);
+    return digest->Length() < length   ? L"it is shorter"
+           : digest->Length() > length ? L"it is longer"
+                                       : L"it was changed";
+}
+
+DumpRead ReadLines(FileDigest& digest)
+{
+    return ReadDump(DumpFilePath(), [] { return false; }, [](const CString&) {}, &digest);
+}
+
+const wchar_t* WhyDamaged(DumpRead read, const FileDigest& digest)
+{
+    if (const wchar_t* other = WhyOther(&digest))
+        return other;
+    if (read == DumpRead::Cut)
+        return L"its last line is cut";
+    return read == DumpRead::LinesPassedOver ? L"a line is longer than any path" : nullptr;
+}
+
+// What can be read of a damaged dump is replayed all the same; the full enumeration finds the rest.
+void TakeForDamaged(WatcherState& state, const wchar_t* why)
+{
+    if (!why)
+        return;
+    g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__,
+                      L"The dump %s is not as the last run left it, %s: a full enumeration is due",
+                      DumpFilePath().GetString(), why);
+    DueEnumerations::ForgetLastCheck();
+    state.due.MakeFull();
+}
+
+// Without a dump, the note must not speak of one. If it cannot be written, the next start takes the dump for lost.
+void NoteThatNoneIsThere(WatcherState& state)
+{
+    TakeForDamaged(state, WhyOther(nullptr));
+    DumpNote::Write(DumpNote::NoDump);
+}
+
+// Examines an earlier dump that was not replayed. The next note covers it, so that its damage is noticed now or never.
+void CheckEarlierDump(WatcherState& state)
+{
+    if (!DumpExists())
+        return TakeForDamaged(state, WhyOther(nullptr));
+    FileDigest digest;
+    const DumpRead read = ReadLines(digest);
+    if (read == DumpRead::Broken || read == DumpRead::NotTrusted)
+        state.due.MakeFull();
+    else
+        TakeForDamaged(state, WhyDamaged(read, digest));
 }
 
 } // namespace
@@ -77,22 +141,23 @@ void COrbWatcher::ReplayPending()
 
 void COrbWatcher::ReplayDump()
 {
-    if (m->due.IsFolderForeign() || !DumpExists())
+    if (m->due.IsFolderForeign())
         return;
+    if (!DumpExists())
+        return NoteThatNoneIsThere(*m);
+    FileDigest digest;
     const auto stop = [this] { return m->stop.IsSet(); };
-    switch (ReadDump(DumpFilePath(), stop, [this](const CString& line) { ReplayLine(line); })) {
-    case DumpRead::Broken:
-        return;
-    case DumpRead::NotTrusted:
+    const auto replay = [this](const CString& line) { ReplayLine(line); };
+    const DumpRead read = ReadDump(DumpFilePath(), stop, replay, &digest);
+    if (read == DumpRead::NotTrusted)
         DistrustDump(GetLastError());
+    if (read == DumpRead::NotTrusted && !DumpExists())
+        DumpNote::Write(DumpNote::NoDump); // it was put aside
+    if (read == DumpRead::NotTrusted || read == DumpRead::Broken)
         return;
-    case DumpRead::LinesPassedOver:
-        m->due.MakeFull(); // the full enumeration finds the paths that were not read
-        break;
-    case DumpRead::Whole:
-        break;
-    }
+    TakeForDamaged(*m, WhyDamaged(read, digest));
     RemoveDump();
+    DumpNote::Write(DumpNote::NoDump);
 }
 
 // The paths in it may be invented, and pending paths may be missing, so a full enumeration becomes due.
@@ -113,6 +178,7 @@ void COrbWatcher::ReplayLine(const CString& line)
     if (!IsPlain(path)) {
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"The dump names what is no path; it is not looked at: %s",
                           path.GetString());
+        m->due.MakeFull(); // another path may have stood there
         return;
     }
     if (!ConcernsSelection(*m, line)) {
@@ -150,29 +216,42 @@ void COrbWatcher::DumpStore()
                           static_cast<int>(count));
         return;
     }
-    if (count > 0) {
-        bool whole = false;
-        {
-            DumpWriter dump(DumpFilePath(), *m->writer);
-            if (dump.IsOpen()) {
-                whole = true;
-                m->store.ForEach([&](const CString& path, const NotificationPtr& notification) {
-                    // A list of paths cannot express the deletion of a folder's children when another file has taken
-                    // its place.
-                    if (notification->kind == NotificationKind::Deleted && !IsReallyGone(WithoutBackslash(path)))
-                        m->due.MakeFull();
-                    return whole = dump.Write(path);
-                });
-            }
-            // The dump is on the disk before the running mark is removed: a power cut after an orderly end must not
-            // lose both.
-            whole = whole && dump.Flush();
-            m->pendingKept = whole;
-            if (!whole)
-                m->due.MakeFull(); // the full enumeration finds the paths that could not be written
-            if (!dump.IsOpen())
-                return;
-        }
-    }
+    if (count > 0 && !WriteDump())
+        return;
+    if (count == 0 && !m->due.IsFolderForeign() && !DumpExists())
+        NoteThatNoneIsThere(*m);
     g_OrbLog.Log(L"Watcher dump completed.");
+}
+
+// Returns false when the dump cannot be opened. If anything else fails, a full enumeration becomes due.
+bool COrbWatcher::WriteDump()
+{
+    CheckEarlierDump(*m);
+    bool whole = false;
+    {
+        DumpWriter dump(DumpFilePath(), *m->writer);
+        if (dump.IsOpen()) {
+            whole = true;
+            m->store.ForEach([&](const CString& path, const NotificationPtr& notification) {
+                // A list of paths cannot express the deletion of a folder's children when another file has taken its
+                // place.
+                if (notification->kind == NotificationKind::Deleted && !IsReallyGone(WithoutBackslash(path)))
+                    m->due.MakeFull();
+                return whole = dump.Write(path);
+            });
+        }
+        // The dump is on the disk before the running mark is removed: a power cut after an orderly end must not lose
+        // both.
+        whole = whole && dump.Flush();
+        m->pendingKept = whole;
+        if (!whole)
+            m->due.MakeFull(); // the full enumeration finds the paths that could not be written
+        if (!dump.IsOpen())
+            return false;
+    }
+    FileDigest digest;
+    const DumpRead read = ReadLines(digest);
+    if (read == DumpRead::Broken || read == DumpRead::NotTrusted || !DumpNote::Write(digest.Text()))
+        m->due.MakeFull();
+    return true;
 }

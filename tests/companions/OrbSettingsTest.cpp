@@ -136,12 +136,14 @@ TEST_F(OrbSettings, WhatTheProductDoesNotKnowIsKept)
 
 TEST_F(OrbSettings, AFileThatIsNotJsonIsKeptBesideAndReadsAsEmpty)
 {
+    std::wstring number;
     for (const char* bytes : {"{\"A\": {\"b\": 1}", "[1, 2]", "\xff\xfe{", ""}) {
         const LogCapture capture;
         temp.WriteBytes(mainFile, bytes);
         EXPECT_FALSE(settings.Load());
         EXPECT_EQ(settings.GetValue(L"A::b", 9), 9);
-        EXPECT_EQ(temp.ReadBytes(L"data\\MainSettings.json.bad"), bytes);
+        EXPECT_EQ(temp.ReadBytes((L"data\\MainSettings.json.bad" + number).c_str()), bytes);
+        number = number.empty() ? L"2" : std::to_wstring(std::stoi(number) + 1);
         EXPECT_FALSE(Exists(mainFile));
         EXPECT_TRUE(capture.Has(L"damaged"));
     }

@@ -27,6 +27,19 @@ TEST(DumpLines, OfAFolderWith260UnitsAndItsBackslashAreKeptAndLongerOnesPassedOv
     EXPECT_EQ(LinesOf(longest + L"\n" + longest + L"y\nb\n"), (std::vector<std::wstring>{longest, L"b"}));
 }
 
+TEST(DumpLines, TellWhetherTheLastOneIsWhole)
+{
+    DumpLines lines;
+    const auto ignore = [](const CString&) {};
+    EXPECT_FALSE(lines.IsAtLineEnd());
+    lines.Feed(L'a', ignore);
+    EXPECT_FALSE(lines.IsAtLineEnd());
+    lines.Feed(L'\n', ignore);
+    EXPECT_TRUE(lines.IsAtLineEnd());
+    lines.Feed(L'b', ignore);
+    EXPECT_FALSE(lines.IsAtLineEnd());
+}
+
 TEST(DumpLines, OneThatWasPassedOverIsRemembered)
 {
     DumpLines lines;

@@ -74,9 +74,8 @@ TEST_F(BadInput, DamagedSettingsAreToldAndKeptBeside)
 
 TEST_F(BadInput, ALogThatCannotBeWrittenIsToldAndStopsNothing)
 {
-    // A file stands where the data folder should be.
-    folder.WriteBytes(L"occupied", "x");
-    SetEnvironmentVariableW(L"ORB_DATA_FOLDER", Path(L"occupied").c_str());
+    // Nothing can be made in this folder of the system below, whoever tries.
+    SetEnvironmentVariableW(L"ORB_DATA_FOLDER", L"Z:\\proc\\sys");
     HostProcess host(Watch({L"--max-events", L"1"}));
     ASSERT_FALSE(host.WaitForType("ready").empty());
     Write(L"a.txt", "x");

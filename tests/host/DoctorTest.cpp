@@ -1,8 +1,6 @@
 // What the doctor finds, and that it leaves everything as it was.
 #include "tests/host/HostTest.h"
 
-#include "companions/indexdb/OrbIndexDB.h"
-
 #include <map>
 #include <sstream>
 
@@ -185,6 +183,50 @@ TEST_F(Doctor, ASelectionThatCannotBeReadAndRulesThatLeadNowhereAreTold)
     EXPECT_EQ(StateOf(records, "selection", "can be loaded; 3 rules"), "ok");
     EXPECT_EQ(StateOf(records, "selection", "included, and not there;"), "warning");
     EXPECT_EQ(StateOf(records, "drives", "q:\\"), "warning");
+}
+
+TEST_F(Doctor, WhomTheDataFolderBelongsToIsToldAndComparedWithWhatIsNamed)
+{
+    {
+        const std::unique_ptr<HostProcess> watch = StartWatch({});
+        watch->Interrupt();
+        EXPECT_EQ(watch->Finish(), 130);
+    }
+    EXPECT_EQ(StateOf(ExaminedWhole(End::Well), "owner", "belongs to the selection"), "ok");
+    EXPECT_EQ(StateOf(Examined({}, End::Well), "owner", "belongs to the selection"), "ok");
+    WriteSelection(L"other.xml", TreeItem());
+    for (const Arguments& other : {Arguments{L"--data", Path(L"other.xml")}, Arguments{L"--index", Path(L"other.db")}})
+        EXPECT_EQ(StateOf(Examined(other, End::Well), "owner", "--take-over"), "warning");
+}
+
+TEST_F(Doctor, AnIndexThatIsNotTheOneOfTheLastRunIsTold)
+{
+    {
+        const std::unique_ptr<HostProcess> watch = StartWatch({});
+        watch->Interrupt();
+        EXPECT_EQ(watch->Finish(), 130);
+    }
+    std::filesystem::remove(index);
+    EXPECT_EQ(StateOf(ExaminedWhole(End::Well), "owner", "the index of the last run is lost"), "warning");
+    MakeIndex(1);
+    EXPECT_EQ(StateOf(ExaminedWhole(End::Well), "owner", "not the one of the last run"), "warning");
+}
+
+TEST_F(Doctor, ADumpThatIsNotAsTheLastRunLeftItIsTold)
+{
+    {
+        const std::unique_ptr<HostProcess> watch = StartWatch({L"--collect"});
+        Write(L"a.txt", "a");
+        EXPECT_FALSE(watch->WaitForType("collected").empty());
+        watch->Interrupt();
+        EXPECT_EQ(watch->Finish(), 130);
+    }
+    EXPECT_EQ(StateOf(Examined({}, End::Well), "dump", "comes first at the next watch"), "ok");
+    const std::string bytes = folder.ReadBytes(L"data\\watcher_dump.bin");
+    folder.WriteBytes(L"data\\watcher_dump.bin", bytes.substr(0, bytes.size() - 2));
+    EXPECT_EQ(StateOf(Examined({}, End::Well), "dump", "not as the last run left it"), "warning");
+    std::filesystem::remove(data + L"\\watcher_dump.bin");
+    EXPECT_EQ(StateOf(Examined({}, End::Well), "dump", "is missing"), "warning");
 }
 
 TEST_F(Doctor, LinesForPeopleBeginWithTheState)

@@ -3,7 +3,7 @@
 #include "support/Hashes.h"
 #include "tests/host/HostTest.h"
 
-#include <set>
+#include <algorithm>
 
 namespace
 {
@@ -13,9 +13,10 @@ class Export : public HostTest
 protected:
     Arguments Command(const Arguments& more = {}) const
     {
-        return Joined(
-            {L"export", L"--json", L"--data", Path(L"selection.xml"), L"--index", index, L"--to", Path(L"pending.xml")},
-            more);
+        return Joined({L"export", L"--json", L"--data", Path(L"selection.xml"), L"--index", index},
+                      std::find(more.begin(), more.end(), L"--to") == more.end()
+                          ? Joined({L"--to", Path(L"pending.xml")}, more)
+                          : more);
     }
     // The number that the export told.
     int Exported(const Arguments& more = {}, int code = 0) const
@@ -56,9 +57,7 @@ TEST_F(Export, OfARunningWatchIsWhatWaitsInIt)
     EXPECT_EQ(Exported(), 2);
     EXPECT_TRUE(Lists(Utf8(InTree(L"a & b.txt"))));
     EXPECT_TRUE(Lists(Utf8(InTree(L"c.txt"))));
-    EXPECT_EQ(Exported({L"--max", L"1"}), 1);
     EXPECT_NE(List().find("<count>2</count>"), std::string::npos);
-    EXPECT_NE(List().find("<count>1</count>"), std::string::npos);
     watch->Interrupt();
     EXPECT_EQ(watch->Finish(), 130);
     EXPECT_EQ(watch->Records().back().at("pending"), 2);
@@ -73,13 +72,12 @@ TEST_F(Export, WithoutAWatchIsWhatTheLastOneLeftAndGoesOnWaiting)
     }
     EXPECT_EQ(Exported(), 2);
     EXPECT_TRUE(Lists(Utf8(InTree(L"c.txt"))));
-    EXPECT_EQ(Exported({L"--max", L"0"}), 0);
     const auto next = StartWatch({});
     EXPECT_FALSE(next->WaitForPath(InTree(L"a & b.txt")).empty());
     EXPECT_FALSE(next->WaitForPath(InTree(L"c.txt")).empty());
 }
 
-TEST_F(Export, OfNothingLeavesTheListAloneAndSaysSo)
+TEST_F(Export, OfNothingMakesNoListAndSaysSo)
 {
     HostProcess host(Command());
     EXPECT_EQ(host.Finish(), 0);
@@ -88,9 +86,92 @@ TEST_F(Export, OfNothingLeavesTheListAloneAndSaysSo)
     EXPECT_FALSE(std::filesystem::exists(Path(L"pending.xml")));
 }
 
+TEST_F(Export, AnOlderListIsReplacedByAWatchAndWithoutOne)
+{
+    {
+        const auto watch = CollectTwo();
+        EXPECT_EQ(Exported(), 2);
+        EXPECT_EQ(Exported({L"--max", L"1"}), 1);
+        EXPECT_EQ(List().find("<count>2</count>"), std::string::npos);
+        EXPECT_NE(List().find("<count>1</count>"), std::string::npos);
+        watch->Interrupt();
+        ASSERT_EQ(watch->Finish(), 130);
+    }
+    EXPECT_EQ(Exported(), 2);
+    const std::string once = List();
+    EXPECT_EQ(Exported(), 2);
+    EXPECT_EQ(List().size(), once.size());
+    {
+        const auto next = StartWatch({});
+        EXPECT_FALSE(next->WaitForPath(InTree(L"a & b.txt")).empty());
+        EXPECT_FALSE(next->WaitForPath(InTree(L"c.txt")).empty());
+        next->Interrupt();
+        ASSERT_EQ(next->Finish(), 130);
+    }
+    EXPECT_EQ(Exported(), 0);
+    EXPECT_EQ(List().find("<item>"), std::string::npos);
+}
+
+TEST_F(Export, AfterAKillSaysThatTheListIsNotCompleteUntilAWatchHasLookedAtEverything)
+{
+    {
+        const auto watch = CollectTwo();
+        EXPECT_EQ(watch->Finish(std::chrono::milliseconds(0)), -1);
+    }
+    for (const char* said : {"killed", "enumeration is due"}) {
+        HostProcess host(Command());
+        EXPECT_EQ(host.Finish(), 3);
+        EXPECT_NE(OnlyError(host).value("message", "").find(said), std::string::npos) << OnlyError(host);
+    }
+    HostProcess next(Watch({L"--collect", L"--until-quiet", L"0.5"}));
+    EXPECT_EQ(next.Finish(), 0);
+    EXPECT_EQ(Exported(), 3); // and the folder
+}
+
+TEST_F(Export, OfAFolderThatNoWatchHasUsedIsNotCompleteAndDoesNotTakeItOver)
+{
+    folder.WriteBytes(L"data\\ServiceRunSettings.json", "{}");
+    HostProcess host(Command());
+    EXPECT_EQ(host.Finish(), 3);
+    EXPECT_NE(OnlyError(host).value("message", "").find("nothing says what is pending"), std::string::npos);
+    EXPECT_EQ(folder.ReadBytes(L"data\\ServiceRunSettings.json"), "{}");
+}
+
+TEST_F(Export, AMisspelledDataFolderOrIndexIsRefusedAndNotMade)
+{
+    HostProcess wrongFolder(Command({L"--data-folder", Path(L"misspelled")}));
+    EXPECT_EQ(wrongFolder.Finish(), 2);
+    EXPECT_EQ(OnlyError(wrongFolder).value("path", ""), Utf8(Path(L"misspelled")));
+    EXPECT_FALSE(std::filesystem::exists(Path(L"misspelled")));
+    HostProcess wrongIndex({L"export", L"--json", L"--data", Path(L"selection.xml"), L"--index", Path(L"misspelled.db"),
+                            L"--to", Path(L"pending.xml")});
+    EXPECT_EQ(wrongIndex.Finish(), 2);
+    EXPECT_EQ(OnlyError(wrongIndex).value("path", ""), Utf8(Path(L"misspelled.db")));
+    EXPECT_FALSE(std::filesystem::exists(Path(L"misspelled.db")));
+}
+
+TEST_F(Export, IntoAFolderThatIsNotThereOrOverAFolderIsRefused)
+{
+    std::filesystem::create_directories(Path(L"taken"));
+    for (const wchar_t* place : {L"nowhere\\list.xml", L"taken"}) {
+        HostProcess host(Command({L"--to", Path(place)}));
+        EXPECT_EQ(host.Finish(), 2);
+        EXPECT_NE(OnlyError(host).value("message", "").find("folder"), std::string::npos);
+    }
+    EXPECT_FALSE(std::filesystem::exists(Path(L"nowhere")));
+}
+
+TEST_F(Export, OfAtMostNoFileIsWrongUsage)
+{
+    HostProcess host(Command({L"--max", L"0"}));
+    EXPECT_EQ(host.Finish(), 2);
+    EXPECT_FALSE(std::filesystem::exists(Path(L"pending.xml")));
+}
+
 TEST_F(Export, ThatCannotBeWrittenFailsWhoeverMakesIt)
 {
-    std::filesystem::create_directories(Path(L"pending.xml\\in the way"));
+    folder.WriteBytes(L"pending.xml", "<root/>");
+    ASSERT_TRUE(SetFileAttributesW(Path(L"pending.xml").c_str(), FILE_ATTRIBUTE_READONLY));
     {
         const auto watch = CollectTwo();
         HostProcess host(Command());
@@ -102,6 +183,8 @@ TEST_F(Export, ThatCannotBeWrittenFailsWhoeverMakesIt)
     HostProcess host(Command());
     EXPECT_EQ(host.Finish(), 1);
     OnlyError(host);
+    ASSERT_TRUE(SetFileAttributesW(Path(L"pending.xml").c_str(), FILE_ATTRIBUTE_NORMAL));
+    EXPECT_EQ(List(), "<root/>");
 }
 
 TEST_F(Export, OfAnUnreadableSelectionWithoutAWatchIsWrongInput)
@@ -145,12 +228,14 @@ TEST_F(Export, ManyAtOnceAreAnsweredOneAfterTheOther)
 {
     const auto watch = CollectTwo();
     std::vector<std::unique_ptr<HostProcess>> hosts;
-    for (int i = 0; i < 3; ++i)
-        hosts.push_back(std::make_unique<HostProcess>(Joined(Command(), {L"--max", std::to_wstring(i)})));
+    for (int i = 1; i <= 3; ++i)
+        hosts.push_back(std::make_unique<HostProcess>(
+            Command({L"--max", std::to_wstring(i), L"--to", Path((L"list" + std::to_wstring(i) + L".xml").c_str())})));
     for (const auto& host : hosts)
         EXPECT_EQ(host->Finish(), 0);
-    for (const char* count : {"<count>0</count>", "<count>1</count>", "<count>2</count>"})
-        EXPECT_NE(List().find(count), std::string::npos) << count;
+    EXPECT_NE(folder.ReadBytes(L"list1.xml").find("<count>1</count>"), std::string::npos);
+    EXPECT_NE(folder.ReadBytes(L"list2.xml").find("<count>2</count>"), std::string::npos);
+    EXPECT_NE(folder.ReadBytes(L"list3.xml").find("<count>2</count>"), std::string::npos);
 }
 
 } // namespace

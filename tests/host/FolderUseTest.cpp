@@ -146,12 +146,34 @@ TEST_F(DataFolderUse, TheRunningWatchItselfRefusesRulesOfAnotherSelection)
 
 TEST_F(DataFolderUse, AFolderWhereNoMarkCanBeMadeIsToldAndEndsWithThree)
 {
-    HostProcess host(Watch({L"--until-quiet", L"0.2", L"--data-folder", L"Q:\\nowhere"}));
+    // Nothing can be made in this folder of the system below, whoever tries.
+    HostProcess host(Watch({L"--until-quiet", L"0.2", L"--data-folder", L"Z:\\proc\\sys"}));
     EXPECT_EQ(host.Finish(), 3);
     bool told = false;
     for (const Json& error : OfType(host.Errors(), "error"))
         told = told || Contains(error.value("message", ""), L"no running mark can be made");
     EXPECT_TRUE(told);
+}
+
+TEST_F(DataFolderUse, ADataFolderThatIsAFileOrOnAMissingDriveIsRefusedByEveryCommand)
+{
+    const std::string selection = folder.ReadBytes(L"selection.xml");
+    WriteSelection(L"new.xml", Item(L"path=\"" + Path(L"other") + L"\" type=\"1\" includeSub=\"1\""));
+    for (const std::wstring& unusable :
+         {Path(L"selection.xml"), Path(L"selection.xml\\data"), std::wstring(L"Q:\\data")})
+        for (const Arguments& command :
+             {Command(L"watch", L"selection.xml", L"index.db", {L"--until-quiet", L"0.2"}),
+              Command(L"enumerate", L"selection.xml", L"index.db"),
+              Command(L"export", L"selection.xml", L"index.db", {L"--to", Path(L"list.xml")}),
+              Command(L"add", L"selection.xml", L"index.db", {L"--rules", Path(L"new.xml")}),
+              Arguments{L"estimate", L"--json", L"--data", Path(L"selection.xml")}, Explain({tree}),
+              Arguments{L"overlay", L"--json"}}) {
+            HostProcess host(Joined(command, {L"--data-folder", unusable}));
+            EXPECT_EQ(host.Finish(), 2) << Utf8(command[0]) << Utf8(unusable);
+            EXPECT_EQ(host.Errors().size(), 1u) << Utf8(command[0]) << Utf8(unusable);
+            EXPECT_TRUE(host.Records().empty()) << Utf8(command[0]) << Utf8(unusable);
+        }
+    EXPECT_EQ(folder.ReadBytes(L"selection.xml"), selection);
 }
 
 } // namespace

@@ -1,13 +1,15 @@
 // A data folder, a selected tree and an index of the test's own, and the commands
-// that use them.
+// that use them. Both have been in use: a watch hands out what changes from now on.
 #pragma once
 
+#include "companions/indexdb/OrbIndexDB.h"
 #include "tests/host/HostProcess.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/TestMachine.h"
 
 #include <gtest/gtest.h>
 
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -29,8 +31,24 @@ protected:
         m_dataFolderBefore = before;
         SetEnvironmentVariableW(L"ORB_DATA_FOLDER", data.c_str());
         WriteSelection(TreeItem());
+        BeInUse();
     }
     ~HostTest() override { SetEnvironmentVariableW(L"ORB_DATA_FOLDER", m_dataFolderBefore.c_str()); }
+
+    void BeInUse() const
+    {
+        folder.WriteBytes(L"data\\ServiceRunSettings.json",
+                          "{\"Backup\": {\"FirstTimeRunTime\": " + std::to_string(std::time(nullptr)) + "}}");
+        CIndexDB made;
+        made.SetDBFilePath(index.c_str());
+        EXPECT_TRUE(made.Open(1, 0, 0));
+    }
+    // From here on, both are new.
+    void ForgetUse() const
+    {
+        std::filesystem::remove(data + L"\\ServiceRunSettings.json");
+        std::filesystem::remove(index);
+    }
 
     static std::string Item(const std::wstring& attributes) { return "<Item " + Utf8(attributes) + "/>"; }
     std::string TreeItem() const

@@ -85,6 +85,7 @@ TEST_F(WatchIndex, ADeletedFolderIsToldWithWhatTheIndexHeldBelowIt)
 
 TEST_F(WatchIndex, AMissingIndexIsMadeAlsoWithoutRecord)
 {
+    std::filesystem::remove(index);
     HostProcess host(Watch({L"--until-quiet", L"0.2"}));
     EXPECT_EQ(host.Finish(), 0);
     CIndexDB made;

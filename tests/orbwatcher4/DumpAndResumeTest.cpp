@@ -29,6 +29,29 @@ protected:
         watcher.Init();
         watcher.SetDataXmlPath(folder.Path(L"data.xml"));
     }
+    void SetCompletionTime(std::int32_t time)
+    {
+        GetServiceRunSettings().Load();
+        GetServiceRunSettings().SetValue(FirstTimeRunTimeKey, time);
+        EXPECT_TRUE(GetServiceRunSettings().Save());
+    }
+    // Ends with one pending file, and selects again. The dump's bytes.
+    std::string LeaveOne()
+    {
+        SelectAgain();
+        EXPECT_TRUE(watcher.LoadSelection());
+        Handler().OnFileAdded(Write(L"a.txt"));
+        watcher.DeInit();
+        SelectAgain();
+        SetCompletionTime(12345);
+        return DumpBytes();
+    }
+    bool LogSays(const std::wstring& part)
+    {
+        const std::vector<LogCapture::Line> lines = log.Lines();
+        return std::any_of(lines.begin(), lines.end(),
+                           [&](const LogCapture::Line& line) { return line.text.find(part) != std::wstring::npos; });
+    }
     std::int32_t CompletionTime()
     {
         GetServiceRunSettings().Load();
@@ -279,6 +302,92 @@ TEST_F(DumpAndResume, ADeletionWhereSomethingElseIsNowMakesAFullEnumerationDue)
         State().store.Put(path, notification);
     }
     watcher.DeInit();
+    EXPECT_EQ(CompletionTime(), 0);
+}
+
+TEST_F(DumpAndResume, ADumpIsAcceptedAsTheOrderlyEndLeftIt)
+{
+    LeaveOne();
+    watcher.Resume();
+    EXPECT_TRUE(Pending(InTree(L"a.txt")));
+    EXPECT_EQ(CompletionTime(), 12345);
+}
+
+TEST_F(DumpAndResume, ADumpThatIsMissingShorterLongerOrOtherMakesAFullEnumerationDue)
+{
+    for (const wchar_t* how : {L"it is missing", L"it is shorter", L"it is longer", L"it was changed"}) {
+        const std::string bytes = LeaveOne();
+        if (how == std::wstring(L"it is missing"))
+            DeleteFileW(DumpFilePath());
+        else if (how == std::wstring(L"it is shorter"))
+            WriteDump(L"");
+        else if (how == std::wstring(L"it is longer"))
+            folder.WriteBytes(L"data\\watcher_dump.bin", bytes + bytes);
+        else
+            folder.WriteBytes(L"data\\watcher_dump.bin", std::string(bytes.size() - 2, 'x') + Bytes(L"\n"));
+        watcher.Resume();
+        EXPECT_EQ(CompletionTime(), 0) << Narrow(how);
+        EXPECT_TRUE(LogSays(how)) << Narrow(how);
+        watcher.Resume(); // this dump is used up
+        SetCompletionTime(12345);
+        watcher.Resume();
+        EXPECT_EQ(CompletionTime(), 12345) << Narrow(how);
+    }
+}
+
+TEST_F(DumpAndResume, ADumpThatWasPutThereAfterAnEndWithoutOneMakesAFullEnumerationDue)
+{
+    watcher.DeInit();
+    SetCompletionTime(12345);
+    WriteDump(std::wstring(Write(L"a.txt")) + L"\n");
+    SelectAgain();
+    watcher.Resume();
+    EXPECT_EQ(CompletionTime(), 0);
+}
+
+TEST_F(DumpAndResume, AnOlderDumpWithoutANoteIsAcceptedWhenItEndsProperly)
+{
+    SetCompletionTime(12345);
+    const std::wstring path(Write(L"a.txt"));
+    WriteDump(path + L"\n");
+    watcher.Resume();
+    EXPECT_TRUE(Pending(path.c_str()));
+    EXPECT_EQ(CompletionTime(), 12345);
+}
+
+TEST_F(DumpAndResume, AnOlderDumpWithoutANoteThatIsCutMakesAFullEnumerationDue)
+{
+    const std::wstring path(Write(L"a.txt"));
+    for (const std::string& bytes : {Bytes(path + L"\n" + path), Bytes(path + L"\n") + "x", std::string()}) {
+        SetCompletionTime(12345);
+        folder.WriteBytes(L"data\\ServiceRunSettings.json", R"({"Backup": {"FirstTimeRunTime": 12345}})");
+        folder.WriteBytes(L"data\\watcher_dump.bin", bytes);
+        watcher.Resume();
+        EXPECT_EQ(CompletionTime(), 0) << bytes.size();
+    }
+}
+
+TEST_F(DumpAndResume, DamageOfADumpThatWasNotReplayedIsNoticedBeforeMoreIsAddedToIt)
+{
+    const std::string bytes = LeaveOne();
+    folder.WriteBytes(L"data\\watcher_dump.bin", bytes.substr(0, bytes.size() - 2));
+    ASSERT_TRUE(watcher.LoadSelection());
+    Handler().OnFileAdded(Write(L"b.txt"));
+    watcher.DeInit();
+    EXPECT_EQ(CompletionTime(), 0);
+}
+
+TEST_F(DumpAndResume, ANoteThatCannotBeWrittenMakesTheNextStartLookAtEverything)
+{
+    State().due.BeginRun();
+    Handler().OnFileAdded(Write(L"a.txt"));
+    const CString settings = folder.Path(L"data\\ServiceRunSettings.json");
+    SetCompletionTime(12345);
+    ASSERT_TRUE(SetFileAttributesW(settings, FILE_ATTRIBUTE_READONLY));
+    watcher.DeInit();
+    ASSERT_TRUE(SetFileAttributesW(settings, FILE_ATTRIBUTE_NORMAL));
+    SelectAgain();
+    watcher.Resume();
     EXPECT_EQ(CompletionTime(), 0);
 }
 

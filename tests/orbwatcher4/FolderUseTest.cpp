@@ -152,6 +152,51 @@ TEST_F(FolderUse, TheSameFileUnderAnotherNameIsTheSameSelection)
     EXPECT_TRUE(WatcherAccess::State(next).store.Find(pending));
 }
 
+TEST_F(FolderUse, AnIndexThatIsNotTheOneOfTheLastRunMakesAFullEnumerationDue)
+{
+    watcher.Resume();
+    watcher.DeInit();
+    EXPECT_EQ(FullTime(), clock.Seconds());
+    ForgetIndex();
+    for (const wchar_t* ending : {L"", L"-wal", L"-shm"})
+        DeleteFileW(folder.Path(L"index.db") + ending);
+    Index();
+    COrbWatcher next(false);
+    next.Init();
+    Use(next, folder.Path(L"data.xml"), folder.Path(L"index.db"));
+    next.Resume();
+    EXPECT_EQ(FullTime(), 0);
+    EXPECT_TRUE(LogTells(L"The index " + std::wstring(folder.Path(L"index.db")) + L" is not the one of the last run"));
+    next.DeInit();
+    SetFullTime(static_cast<std::int32_t>(clock.Seconds()));
+    COrbWatcher later(false);
+    later.Init();
+    Use(later, folder.Path(L"data.xml"), folder.Path(L"index.db"));
+    later.Resume();
+    EXPECT_EQ(FullTime(), clock.Seconds());
+}
+
+TEST_F(FolderUse, AnIndexThatIsLostMakesAFullEnumerationDue)
+{
+    watcher.Resume();
+    watcher.DeInit();
+    ForgetIndex();
+    for (const wchar_t* ending : {L"", L"-wal", L"-shm"})
+        DeleteFileW(folder.Path(L"index.db") + ending);
+    COrbWatcher next(false);
+    next.Init();
+    Use(next, folder.Path(L"data.xml"), folder.Path(L"index.db"));
+    next.Resume();
+    EXPECT_EQ(FullTime(), 0);
+    EXPECT_TRUE(LogTells(L"The index " + std::wstring(folder.Path(L"index.db")) + L" is lost"));
+}
+
+TEST_F(FolderUse, ANewIndexInAFolderThatRemembersNoneIsLeftToTheService)
+{
+    watcher.Resume();
+    EXPECT_EQ(FullTime(), clock.Seconds());
+}
+
 TEST_F(FolderUse, AFolderThatRemembersNothingIsTakenOver)
 {
     const CString pending = LeavePending(watcher, Write(L"a.txt"));

@@ -100,6 +100,8 @@ protected:
         }
         return *m_index;
     }
+    // Closes the index; the next call of Index opens it again, or makes it.
+    void ForgetIndex() { m_index.reset(); }
     // Records a path as backed up, as it is on the disk now.
     void Record(const CString& path, std::uint32_t flags = 0)
     {
