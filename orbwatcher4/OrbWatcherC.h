@@ -381,12 +381,13 @@ ORBWATCHER4_API OrbResult ORB_CALL OrbEnumerationNoteCompleted(OrbWatcherHandle 
 
 /* --- The size of a selection. Needs no watcher. --- */
 
-/** The files of an estimate. May end before autoExclusions, which may be null or empty. */
+/** The files of an estimate. May end before autoExclusions or destination, which may be null or empty. */
 typedef struct OrbEstimateOptions {
     uint32_t size;                 /**< sizeof the struct, set by the caller */
     uint32_t reserved;             /**< 0 */
     const wchar_t* selection;      /**< the file of rules; the rules of every plugin count */
     const wchar_t* autoExclusions; /**< the product's own rules */
+    const wchar_t* destination;    /**< the folder that backups go to; nothing in it counts */
 } OrbEstimateOptions;
 
 /** The progress of an estimate. */
