@@ -21,6 +21,23 @@ bool IsFinding(const LogLine& line)
 
 } // namespace
 
+std::wstring UnreadablePathIn(const std::wstring& message)
+{
+    struct Form {
+        std::wstring_view before, behind;
+    };
+    constexpr Form forms[] = {{L"The folder ", L" could not be read to its end: "},
+                              {L"The selected folder ", L" cannot be walked: "},
+                              {L"A file is left out, the system does not take its name: ", L""}};
+    for (const auto& [before, behind] : forms)
+        if (const std::size_t end = behind.empty() ? message.size() : message.find(behind);
+            message.starts_with(before) && end != std::wstring::npos)
+            return message.substr(before.size(), end - before.size());
+    return {};
+}
+
+bool TellsOfLeftOut(const std::wstring& message) { return message.starts_with(L"Two names differ in "); }
+
 LibraryMessages::LibraryMessages(Keep keep)
     : m_token(g_OrbLog.AddSink([this, keep](const LogLine& line) {
           if (keep == Keep::Failures && line.level != LogLevel::Error)

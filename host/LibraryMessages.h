@@ -8,6 +8,11 @@
 #include <string>
 #include <vector>
 
+// Returns the path of a message that tells of an unreadable path, which a record tells, too; empty for other messages.
+std::wstring UnreadablePathIn(const std::wstring& message);
+// Returns true for a message that tells of something that is not backed up.
+bool TellsOfLeftOut(const std::wstring& message);
+
 class LibraryMessages
 {
 public:
