@@ -41,8 +41,14 @@ struct NewRules {
 NewRules ExamineRules(const std::wstring& rules)
 {
     NewRules examined{FindingsOf({rules, {}, {}, {}}).inFiles, {}};
-    if (examined.findings.Count(RuleFinding::Kind::FileUnread) == 0)
-        examined.inVain = SelectionView({rules, {}, {}, {}}).IncludedInVain(SelectionView::AbsentRoots::AreNamed);
+    if (examined.findings.Count(RuleFinding::Kind::FileUnread) != 0)
+        return examined;
+    // Rules that contradict each other are reported by the addition.
+    OrbFilter reader;
+    FilterList read;
+    reader.LoadXmlFilter(rules.c_str(), false, &read, false, false);
+    examined.findings = reader.Findings();
+    examined.inVain = SelectionView({rules, {}, {}, {}}).IncludedInVain(SelectionView::AbsentRoots::AreNamed);
     return examined;
 }
 

@@ -274,11 +274,10 @@ bool BackupService::TellMessages()
     for (const LibraryMessages::Line& line : lines) {
         if (line.finding)
             continue;
-        const std::wstring unreadable = UnreadablePathIn(line.text);
-        if (unreadable.empty())
+        if (const std::wstring refused = RefusedNameIn(line.text); !refused.empty())
+            TellSkipped({refused.c_str(), PathOutcome::Unreadable});
+        else if (!IsToldByRecord(line.text))
             m_writer.Note(line.text);
-        else if (!IsGone(unreadable))
-            TellSkipped({unreadable.c_str(), PathOutcome::Unreadable});
         m_skipped = m_skipped || TellsOfLeftOut(line.text);
     }
     return std::any_of(lines.begin(), lines.end(), [](const LibraryMessages::Line& line) { return !line.finding; });

@@ -6,15 +6,18 @@
 
 #include <windows.h>
 
+#include <string_view>
+
 namespace
 {
 
 using State = Check::State;
 
-bool HasImpossibleName(const std::wstring& path)
+bool HasImpossibleName(std::wstring_view path)
 {
-    return path.find_first_of(L"<>\"|?*", path.starts_with(L"\\\\?\\") ? 4 : 0) != std::wstring::npos ||
-           path.find(L':', 2) != std::wstring::npos;
+    if (path.starts_with(L"\\\\?\\"))
+        path.remove_prefix(4);
+    return path.find_first_of(L"<>\"|?*") != path.npos || path.find(L':', 2) != path.npos;
 }
 
 DWORD AttributesOf(const std::wstring& path) { return GetFileAttributesW(SystemPath(path.c_str())); }

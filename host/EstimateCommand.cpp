@@ -162,7 +162,7 @@ private:
             if (line.text.starts_with(L"There are no statistics of extensions")) {
                 m_writer.Error(line.text + L"; leave out --stats to do without", m_options.stats);
                 good = false;
-            } else if (!line.finding && UnreadablePathIn(line.text).empty()) {
+            } else if (!line.finding && !IsToldByRecord(line.text)) {
                 m_writer.Note(line.text);
                 m_whole = m_whole && !TellsOfLeftOut(line.text);
             }

@@ -21,19 +21,20 @@ bool IsFinding(const LogLine& line)
 
 } // namespace
 
-std::wstring UnreadablePathIn(const std::wstring& message)
+std::wstring RefusedNameIn(const std::wstring& message)
 {
-    struct Form {
-        std::wstring_view before, behind;
+    constexpr std::wstring_view before = L"A file is left out, the system does not take its name: ";
+    return message.starts_with(before) ? message.substr(before.size()) : std::wstring();
+}
+
+bool IsToldByRecord(const std::wstring& message)
+{
+    const auto isForm = [&](std::wstring_view before, std::wstring_view behind) {
+        return message.starts_with(before) && message.find(behind) != std::wstring::npos;
     };
-    constexpr Form forms[] = {{L"The folder ", L" could not be read to its end: "},
-                              {L"The selected folder ", L" cannot be walked: "},
-                              {L"A file is left out, the system does not take its name: ", L""}};
-    for (const auto& [before, behind] : forms)
-        if (const std::size_t end = behind.empty() ? message.size() : message.find(behind);
-            message.starts_with(before) && end != std::wstring::npos)
-            return message.substr(before.size(), end - before.size());
-    return {};
+    return isForm(L"The folder ", L" could not be read to its end: ") ||
+           isForm(L"The selected folder ", L" cannot be walked: ") ||
+           isForm(L"Skipping unusable junction point ", L"") || message.ends_with(L" cannot be looked at");
 }
 
 bool TellsOfLeftOut(const std::wstring& message) { return message.starts_with(L"Two names differ in "); }
