@@ -30,12 +30,26 @@ bool AreRulesAFileOfTheirOwn(const AddOptions& options, RecordWriter& writer)
 
 bool IsDone(ExitCode code) { return code == ExitDone || code == ExitSomeUnreadable; }
 
-RuleFindings FindingsOfRules(const std::wstring& rules)
+// What the new rules say, as far as the command reports it.
+struct NewRules {
+    RuleFindings findings;
+    std::vector<PassedOverPath> inVain; // included by name, and not there
+
+    bool AreWhole() const { return inVain.empty() && !findings.ChangeTheSelection(); }
+};
+
+NewRules ExamineRules(const std::wstring& rules)
 {
+    NewRules examined{FindingsOf({rules, {}, {}, {}}).inFiles, {}};
+    if (examined.findings.Count(RuleFinding::Kind::FileUnread) != 0)
+        return examined;
+    // Rules that contradict each other are reported by the addition.
     OrbFilter reader;
     FilterList read;
     reader.LoadXmlFilter(rules.c_str(), false, &read, false, false);
-    return reader.Findings();
+    examined.findings = reader.Findings();
+    examined.inVain = SelectionView({rules, {}, {}, {}}).IncludedInVain(SelectionView::AbsentRoots::AreNamed);
+    return examined;
 }
 
 // Why the file could not be read; empty when it could.
@@ -47,38 +61,51 @@ std::wstring WhyUnread(const RuleFindings& findings)
     return {};
 }
 
-// Reports the result, except what the library wrote to the log.
-ExitCode Tell(const RulesAdded& added, const RuleFindings& findings, const AddOptions& options, RecordWriter& writer)
+// A file that cannot be read adds nothing, whoever is asked. Returns false, and reports it, for such a file.
+bool AreRulesReadable(const NewRules& rules, const AddOptions& options, RecordWriter& writer)
 {
-    const std::wstring unread = WhyUnread(findings);
-    if (added.result == RulesNotLoaded && unread.empty()) {
+    const std::wstring unread = WhyUnread(rules.findings);
+    if (unread.empty())
+        return true;
+    writer.Error(L"the rules cannot be read: " + unread + L"; orbwatch init FOLDER writes a sample", options.rules);
+    writer.Added(0, 0, ExitUsage, "the rules cannot be read");
+    return false;
+}
+
+// Returns why nothing was queued; empty when the rules were taken.
+std::string WhyNothingWasQueued(const RulesAdded& added)
+{
+    return added.result == RulesNotLoaded ? "the rules could not be merged into the selection" : "";
+}
+
+// Reports the result, except what the library wrote to the log.
+ExitCode Tell(const RulesAdded& added, const NewRules& rules, const AddOptions& options, RecordWriter& writer)
+{
+    if (added.result == RulesNotLoaded) {
         writer.Error(L"the rules could not be merged into the selection, and none of them was taken", options.rules);
         return ExitFailure;
     }
-    if (added.result == RulesNotLoaded) {
-        writer.Error(L"the rules cannot be read: " + unread + L"; orbwatch init FOLDER writes a sample", options.rules);
-        return ExitUsage;
-    }
-    TellFindings(findings, UnreadFiles::AreNotes, writer);
+    TellFindings(rules.findings, UnreadFiles::AreNotes, writer);
+    for (const PassedOverPath& path : rules.inVain)
+        writer.Skipped(path);
     for (const ExcludedInfo& excluded : added.excluded)
         writer.ExclusionMet(excluded);
-    return findings.ChangeTheSelection() ? ExitSomeUnreadable : ExitDone;
+    return rules.AreWhole() ? ExitDone : ExitSomeUnreadable;
 }
 
 // Reports the result of a running watch, which hands out what the rules select.
-ExitCode TellAnswer(const RulesAdded& added, const RuleFindings& findings, const AddOptions& options,
-                    RecordWriter& writer)
+ExitCode TellAnswer(const RulesAdded& added, const NewRules& rules, const AddOptions& options, RecordWriter& writer)
 {
     if (!added.unanswered.empty()) {
         writer.Error(added.unanswered, options.rules);
         return added.unansweredCode;
     }
-    ExitCode code = Tell(added, findings, options, writer);
+    ExitCode code = Tell(added, rules, options, writer);
     for (const std::wstring& failure : added.failures)
         writer.Note(failure);
     if (IsDone(code) && !added.failures.empty())
         code = ExitFailure;
-    writer.Added(std::nullopt, added.excluded.size(), code);
+    writer.Added(std::nullopt, added.excluded.size(), code, WhyNothingWasQueued(added));
     return code;
 }
 
@@ -86,9 +113,9 @@ ExitCode TellAnswer(const RulesAdded& added, const RuleFindings& findings, const
 class Addition
 {
 public:
-    Addition(const AddOptions& options, const RuleFindings& findings, RecordWriter& writer)
+    Addition(const AddOptions& options, const NewRules& rules, RecordWriter& writer)
         : m_options(options),
-          m_findings(findings),
+          m_rules(rules),
           m_writer(writer),
           m_service(options, writer)
     {
@@ -99,22 +126,21 @@ public:
         if (const std::optional<ExitCode> end = m_service.Open(BackupService::LeftPending::StaysForTheNextRun))
             return *end;
         ExitCode code = Add();
-        if (code == ExitUsage)
-            m_service.DropMessages(); // why the rules cannot be read was reported
         m_failed = m_service.TellMessages() || m_failed;
         code = m_service.End(code);
         if (IsDone(code) && m_failed)
             code = ExitFailure;
-        m_writer.Added(m_queued, m_exclusions, code);
+        m_writer.Added(m_queued, m_exclusions, code, m_whyNot);
         return code;
     }
 
 private:
     ExitCode Add()
     {
-        const RulesAdded added = AddRules(m_service.Watcher(), WantedOf(m_options, m_findings));
+        const RulesAdded added = AddRules(m_service.Watcher(), WantedOf(m_options, m_rules.findings));
         m_exclusions = added.excluded.size();
-        const ExitCode code = Tell(added, m_findings, m_options, m_writer);
+        m_whyNot = WhyNothingWasQueued(added);
+        const ExitCode code = Tell(added, m_rules, m_options, m_writer);
         if (IsDone(code))
             TellQueued();
         return code;
@@ -134,9 +160,10 @@ private:
     }
 
     const AddOptions& m_options;
-    const RuleFindings& m_findings;
+    const NewRules& m_rules;
     RecordWriter& m_writer;
     BackupService m_service;
+    std::string m_whyNot; // nothing was queued
     std::size_t m_exclusions = 0;
     std::uint64_t m_queued = 0;
     bool m_failed = false;
@@ -151,8 +178,10 @@ ExitCode RunAdd(const AddOptions& options, RecordWriter& writer)
     if (!AreRulesAFileOfTheirOwn(options, writer))
         return ExitUsage;
     // Read first: the file may be deleted when its rules are taken.
-    const RuleFindings findings = FindingsOfRules(options.rules);
-    if (const std::optional<RulesAdded> added = AskToAdd(WantedOf(options, findings), options.Use(), writer))
-        return TellAnswer(*added, findings, options, writer);
-    return Addition(options, findings, writer).Run();
+    const NewRules rules = ExamineRules(options.rules);
+    if (!AreRulesReadable(rules, options, writer))
+        return ExitUsage;
+    if (const std::optional<RulesAdded> added = AskToAdd(WantedOf(options, rules.findings), options.Use(), writer))
+        return TellAnswer(*added, rules, options, writer);
+    return Addition(options, rules, writer).Run();
 }

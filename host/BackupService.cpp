@@ -66,6 +66,8 @@ std::optional<ExitCode> BackupService::Open(LeftPending left)
     PrepareEnumeration();
     m_watcher.SetIndexDB(m_options.index.c_str());
     m_watcher.SetDestBackupFolderDB(m_options.destination.c_str());
+    for (const std::wstring& path : m_output.Paths())
+        KeepOwnFileOut(path, L"output");
     m_watcher.EnableBackupHiddenFiles(m_options.hidden);
     m_watcher.SetOverlay(m_options.overlay);
     if (left == LeftPending::IsReplayed)
@@ -153,20 +155,40 @@ std::wstring BackupService::IndexFailure() const
     return std::wstring(m_index.GetLastDbErrorText().GetString()) + L"; " + IndexAdvice(m_index.GetLastDbError());
 }
 
+void BackupService::KeepOwnFileOut(const std::wstring& path, const std::wstring& what)
+{
+    if (std::ranges::find(m_ownFiles, path) != m_ownFiles.end())
+        return;
+    const PathExplanation explained = m_watcher.Explain(OrbFilter::SystemForm(path.c_str()));
+    if (explained.decision == Included)
+        m_writer.Note(L"this command's " + what +
+                          L" goes to a file of the selection; the file is never backed up while the command runs",
+                      explained.path.GetString());
+    m_ownFiles.push_back(path);
+    std::vector<CString> files;
+    for (const std::wstring& file : m_ownFiles)
+        files.emplace_back(file.c_str());
+    m_watcher.SetOwnFiles(files);
+}
+
 bool BackupService::GiveOne(bool now)
 {
     QueueDatum datum;
-    const bool taken = m_queue.Take(datum, now);
+    FileIdentity identity;
+    const bool taken = m_queue.Take(datum, identity, now);
     // The batch is committed as soon as nothing more comes.
     if (!taken || m_batch.IsDue(Seconds()))
         CommitRecords();
     if (taken)
-        Give(datum);
+        Give(datum, identity);
     return taken;
 }
 
-void BackupService::Give(const QueueDatum& datum)
+void BackupService::Give(const QueueDatum& datum, const FileIdentity& identity)
 {
+    // The system does not always know the path of the file that the output goes to.
+    if (m_output.Contains(datum.path, identity))
+        return KeepOwnFileOut(datum.path, L"output");
     // Reported twice, and unchanged since its hand-out: the index does not know it yet.
     if (m_batch.Holds(datum.path, static_cast<std::uint64_t>(datum.modificationTime)))
         return;
@@ -253,12 +275,20 @@ bool BackupService::TellSkipped()
 {
     const SkippedPaths skipped = m_watcher.TakeSkippedPaths();
     for (const PassedOverPath& path : skipped.paths)
-        m_writer.Skipped(path);
+        TellSkipped(path);
     if (skipped.more != 0)
         m_writer.Note(L"the enumeration skipped more than it names: " + std::to_wstring(skipped.more));
-    const bool any = !skipped.paths.empty();
-    m_skipped = m_skipped || any;
-    return any;
+    return !skipped.paths.empty();
+}
+
+void BackupService::TellSkipped(const PassedOverPath& path)
+{
+    constexpr std::size_t mostKept = 10000;
+    m_skipped = true;
+    if (m_toldSkipped.size() >= mostKept)
+        m_toldSkipped.clear();
+    if (m_toldSkipped.insert(path.path.GetString()).second)
+        m_writer.Skipped(path);
 }
 
 // A service that has dealt with a deletion forgets the item: a file that returns is a new one.
@@ -285,9 +315,15 @@ bool BackupService::TellMessages()
     const std::vector<LibraryMessages::Line> lines = m_messages->Take();
     // The selection may have been read again since.
     TellFindings(m_watcher.TakeSelectionFindings(), UnreadFiles::AreNotes, m_writer);
-    for (const LibraryMessages::Line& line : lines)
-        if (!line.finding)
+    for (const LibraryMessages::Line& line : lines) {
+        if (line.finding)
+            continue;
+        if (const std::wstring refused = RefusedNameIn(line.text); !refused.empty())
+            TellSkipped({refused.c_str(), PathOutcome::Unreadable});
+        else if (!IsToldByRecord(line.text))
             m_writer.Note(line.text);
+        m_skipped = m_skipped || TellsOfLeftOut(line.text);
+    }
     return std::any_of(lines.begin(), lines.end(), [](const LibraryMessages::Line& line) { return !line.finding; });
 }
 

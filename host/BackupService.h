@@ -7,6 +7,7 @@
 #include "host/ExitCode.h"
 #include "host/FirstTimeRuns.h"
 #include "host/LibraryMessages.h"
+#include "host/OwnOutput.h"
 #include "host/PendingQueue.h"
 #include "host/RecordBatch.h"
 #include "host/Selection.h"
@@ -52,6 +53,11 @@ public:
     COrbWatcher& Watcher() { return m_watcher; }
     FirstTimeRuns& Enumerations() { return m_enumerations; }
 
+    // Keeps a file out that the command writes, and says so if the selection includes it.
+    void KeepOwnFileOut(const std::wstring& path, const std::wstring& what);
+    // The paths of the options that no backup holds.
+    KeptOutside Outside() const { return {m_options.destination, m_options.index, m_ownFiles}; }
+
     // Hands out one pending file; returns false when there is none to be had now. `now`: asks the watcher in any case.
     bool GiveOne(bool now);
     // Makes files pending again that could not be read, after growing pauses or, with `now`, at once. Returns true when
@@ -61,12 +67,6 @@ public:
     bool TellEvents();
     // Reports failures of the library. Returns true when there were any.
     bool TellMessages();
-    // Drops failures whose reason the caller reports itself.
-    void DropMessages()
-    {
-        m_messages->Take();
-        m_watcher.TakeSelectionFindings();
-    }
 
     // Returns the exit code after Ctrl-C, after the time limit, or when standard output cannot be written any more.
     std::optional<ExitCode> OutsideEnd() const;
@@ -95,7 +95,8 @@ private:
     std::wstring IndexFailure() const;
     bool TellDeletions();
     bool TellSkipped();
-    void Give(const QueueDatum& datum);
+    void TellSkipped(const PassedOverPath& path);
+    void Give(const QueueDatum& datum, const FileIdentity& identity);
     void Record(const QueueDatum& datum);
     void CommitRecords();
     void TellUnrecorded(const wchar_t* path, CIndexDB::Error error, const CString& text);
@@ -119,8 +120,11 @@ private:
     bool m_indexIsOther = false; // than that of the last run
     bool m_folderIsNew = false;  // no full enumeration was ever completed or due
     bool m_selectionPartly = false;
-    bool m_skipped = false;  // an enumeration skipped something
-    bool m_unmarked = false; // a crash would go unnoticed
+    OwnOutput m_output;
+    std::vector<std::wstring> m_ownFiles; // what the command writes
+    bool m_skipped = false;               // something of the selection was skipped
+    std::set<std::wstring> m_toldSkipped; // paths, each is told once
+    bool m_unmarked = false;              // a crash would go unnoticed
     std::uint64_t m_handedOut = 0;
     std::uint64_t m_deletions = 0;
     std::int64_t m_stillPending = 0;

@@ -117,6 +117,20 @@ void AddSelectionOptions(CLI::App& command, Arguments& arguments)
     AddJson(command, arguments);
 }
 
+void AddDestination(CLI::App& command, Arguments& arguments)
+{
+    command.add_option("--destination", arguments.destination, "the folder that backups go to; never backed up")
+        ->type_name("FOLDER");
+}
+
+// Adds the options that name what no backup holds, for commands that need them for nothing else.
+void AddOutside(CLI::App& command, Arguments& arguments)
+{
+    command.add_option("--index", arguments.index, "the index of what is backed up, which is never backed up itself")
+        ->type_name("FILE");
+    AddDestination(command, arguments);
+}
+
 // Adds the options of commands that take, or leave, what is pending for the next watch.
 void AddWaitingOptions(CLI::App& command, Arguments& arguments)
 {
@@ -130,8 +144,7 @@ void AddWaitingOptions(CLI::App& command, Arguments& arguments)
 void AddServiceOptions(CLI::App& command, Arguments& arguments)
 {
     AddWaitingOptions(command, arguments);
-    command.add_option("--destination", arguments.destination, "the folder that backups go to; never backed up")
-        ->type_name("FOLDER");
+    AddDestination(command, arguments);
     command.add_flag("--hidden", arguments.hidden, "hidden files, too");
     command.add_flag("--record", arguments.record, "mark what is handed out as backed up");
     command.add_flag("--take-over", arguments.takeOver,
@@ -181,6 +194,7 @@ CLI::App* AddExplain(CLI::App& app, Arguments& arguments)
     CLI::App* explain = AddCommand(app, "explain", "say why paths are selected or not");
     AddSelectionOptions(*explain, arguments);
     explain->get_option("--data")->required();
+    AddOutside(*explain, arguments);
     explain->add_option("paths", arguments.paths, "paths; - reads them from standard input, UTF-8, one a line")
         ->type_name("PATH")
         ->required();
@@ -250,6 +264,7 @@ CLI::App* AddEstimate(CLI::App& app, Arguments& arguments)
         ->type_name("PROFILE")
         ->check(WholeNumber(std::numeric_limits<int>::max()));
     command->add_option("--mask", arguments.mask, "endings that edits leave out (\".tmp;.bak\")")->type_name("ENDINGS");
+    AddOutside(*command, arguments);
     AddDataFolder(*command, arguments);
     AddJson(*command, arguments);
     command->add_option("--report", arguments.report, "a page that shows it all (HTML)")->type_name("FILE");
@@ -274,5 +289,6 @@ CLI::App* AddDoctor(CLI::App& app, Arguments& arguments)
     for (const char* option : {"--auto-exclude", "--advanced", "--secondary"})
         doctor->get_option(option)->needs("--data");
     doctor->add_option("--index", arguments.index, "the index of what is backed up")->type_name("FILE");
+    AddDestination(*doctor, arguments);
     return doctor;
 }

@@ -4,11 +4,13 @@
 #include "host/CommandOptions.h"
 #include "host/Console.h"
 #include "host/DataFolderTrust.h"
+#include "host/Destination.h"
 #include "host/EnumerateCommand.h"
 #include "host/EstimateCommand.h"
 #include "host/ExplainCommand.h"
 #include "host/ExportCommand.h"
 #include "host/InitCommand.h"
+#include "host/OwnOutput.h"
 #include "host/WatchCommand.h"
 #include "host/doctor/DoctorCommand.h"
 #include "host/help/CommandHelp.h"
@@ -32,8 +34,24 @@ ServiceOptions ServiceOptionsOf(const wchar_t* command, const Arguments& argumen
     return options;
 }
 
+KeptOutside OutsideOf(const Arguments& arguments)
+{
+    KeptOutside outside;
+    outside.destination = Arguments::Path(arguments.destination);
+    outside.index = Arguments::Path(arguments.index);
+    return outside;
+}
+
+// Returns false, and reports it, when the destination can be none.
+bool IsDestinationUsable(const Arguments& arguments, RecordWriter& writer)
+{
+    return IsUsableDestination(FromUtf8(arguments.destination), writer);
+}
+
 ExitCode RunWatchWith(const Arguments& arguments, RecordWriter& writer)
 {
+    if (!IsDestinationUsable(arguments, writer))
+        return ExitUsage;
     WatchOptions options{ServiceOptionsOf(L"watch", arguments)};
     options.mayTakeOver = true;
     options.enumerate = arguments.enumerate;
@@ -45,8 +63,11 @@ ExitCode RunWatchWith(const Arguments& arguments, RecordWriter& writer)
 
 ExitCode RunExplainWith(const Arguments& arguments, RecordWriter& writer)
 {
+    if (!IsDestinationUsable(arguments, writer))
+        return ExitUsage;
     ExplainOptions options;
     options.files = arguments.Files();
+    options.outside = OutsideOf(arguments);
     for (const std::string& path : arguments.paths)
         options.paths.push_back(FromUtf8(path));
     return RunExplain(options, writer);
@@ -88,8 +109,14 @@ std::vector<EstimateEdit> EditsOf(const CLI::App& command, const Arguments& argu
 
 ExitCode RunEstimateWith(const CLI::App& command, const Arguments& arguments, RecordWriter& writer)
 {
+    if (!IsDestinationUsable(arguments, writer))
+        return ExitUsage;
     EstimateOptions options;
     options.files = arguments.Files();
+    options.outside = OutsideOf(arguments);
+    options.outside.written = OwnOutput().Paths();
+    if (!arguments.report.empty())
+        options.outside.written.push_back(Arguments::Path(arguments.report));
     options.stats = Arguments::Path(arguments.stats);
     options.mask = FromUtf8(arguments.mask);
     options.report = Arguments::Path(arguments.report);
@@ -120,6 +147,8 @@ std::vector<Command> AddCommands(CLI::App& app, Arguments& arguments)
     };
     addTrusting(AddWatch(app, arguments), RunWatchWith);
     addTrusting(AddEnumerate(app, arguments), [](const Arguments& given, RecordWriter& writer) {
+        if (!IsDestinationUsable(given, writer))
+            return ExitUsage;
         ServiceOptions options = ServiceOptionsOf(L"enumerate", given);
         options.mayTakeOver = true;
         return RunEnumerate(options, writer);
@@ -137,7 +166,7 @@ std::vector<Command> AddCommands(CLI::App& app, Arguments& arguments)
     add(AddInit(app, arguments),
         [](const Arguments& given, RecordWriter& writer) { return RunInit(FromUtf8(given.folder), writer); });
     add(AddDoctor(app, arguments), [](const Arguments& given, RecordWriter& writer) {
-        return RunDoctor({given.Files(), Arguments::Path(given.index)}, writer);
+        return RunDoctor({given.Files(), Arguments::Path(given.index), FromUtf8(given.destination)}, writer);
     });
     commands.push_back({AddCompletion(app, arguments), [&app, &arguments](RecordWriter& writer) {
                             return writer.Text(CompletionScript(arguments.shell, CommandTree(app)));

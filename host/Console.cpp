@@ -5,14 +5,13 @@
 #include <fcntl.h>
 #include <io.h>
 
-#include <vector>
-
 namespace
 {
 
 // The system ends a program as soon as the program has answered the closing of its console.
 constexpr DWORD TimeToEnd = 10000; // milliseconds
 
+HANDLE g_data = nullptr;      // standard output as it was given
 HANDLE g_interrupt = nullptr; // lives as long as the process: the system may use it at any time
 
 BOOL WINAPI OnConsoleEvent(DWORD event)
@@ -61,11 +60,14 @@ FILE* TakeStandardOutput()
     if (_isatty(_fileno(stdout)))
         SetConsoleOutputCP(CP_UTF8);
     const int data = _dup(_fileno(stdout));
+    g_data = reinterpret_cast<HANDLE>(_get_osfhandle(data));
     _dup2(_fileno(stderr), _fileno(stdout));
     _setmode(data, _O_BINARY);
     _setmode(_fileno(stderr), _O_BINARY);
     return _fdopen(data, "wb");
 }
+
+std::vector<HANDLE> StandardStreams() { return {g_data, reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stderr)))}; }
 
 HANDLE InterruptEvent()
 {
@@ -80,6 +82,13 @@ HANDLE InterruptEvent()
 void EndWhenInterrupted() { SetConsoleCtrlHandler(EndAtOnce, TRUE); }
 
 double Seconds() { return static_cast<double>(GetTickCount64()) / 1000.0; }
+
+bool IsFullPath(const std::wstring& path)
+{
+    const auto isSlash = [](wchar_t unit) { return unit == L'\\' || unit == L'/'; };
+    const bool drive = path.size() > 2 && path[1] == L':' && isSlash(path[2]);
+    return drive || (path.size() > 1 && isSlash(path[0]) && isSlash(path[1]));
+}
 
 std::wstring FullPath(const std::wstring& path)
 {

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <string>
 #include <string_view>
+#include <vector>
 
 // Converts between UTF-16 and UTF-8. Units that are no UTF-16 (a lone surrogate) and bytes that are no UTF-8 become
 // U+FFFD.
@@ -17,6 +18,8 @@ bool IsUtf8(std::string_view text);
 // Reserves standard output for data: everything that the libraries print there goes to standard error. Call it once,
 // before anything is printed. Returns the stream for data.
 FILE* TakeStandardOutput();
+// Returns the streams that the program was given for data and for errors. They stay open until the program ends.
+std::vector<HANDLE> StandardStreams();
 
 // Returns an event that Ctrl-C, Ctrl-Break and the closing of the console set; the program then ends by itself.
 // Programs that share no console with this one set the event by its name: "Local\orbwatch-interrupt-" and the process
@@ -28,6 +31,8 @@ void EndWhenInterrupted();
 
 // Returns the seconds since the system's start.
 double Seconds();
+// Returns true for a path with its drive or share, which depends on no current folder.
+bool IsFullPath(const std::wstring& path);
 // Returns the absolute form of a path; an empty path stays empty.
 std::wstring FullPath(const std::wstring& path);
 // Returns true when the path names a file that is there.

@@ -8,17 +8,23 @@ constexpr DWORD PollInterval = 50; // milliseconds between two looks at the enum
 class EnumerateRun
 {
 public:
-    EnumerateRun(BackupService& service, RecordWriter& writer) : m_service(service), m_writer(writer) {}
+    EnumerateRun(BackupService& service, const SelectionFiles& files, RecordWriter& writer)
+        : m_service(service),
+          m_files(files),
+          m_writer(writer)
+    {
+    }
 
     ExitCode Run()
     {
+        const bool leftOut = TellWhatIsLeftOut();
         const ExitCode code = Enumerate();
         m_writer.EndProgress();
         m_service.Watcher().AbortWatching(); // nothing is counted after this
         EnumerationSummary summary;
         summary.progress = m_service.Watcher().GetEnumerationProgress();
         const std::uint64_t unread = summary.progress.Of(PathOutcome::Unreadable);
-        summary.exitCode = m_service.End(code, unread != 0 || m_service.IsSelectionPartly());
+        summary.exitCode = m_service.End(code, unread != 0 || leftOut || m_service.IsSelectionPartly());
         summary.unreadable = unread + m_service.Unreadable();
         summary.deleted = m_service.Deletions();
         summary.handedOut = m_service.HandedOut();
@@ -28,6 +34,19 @@ public:
     }
 
 private:
+    // The enumeration names what is not there itself. Returns true when it leaves a part of the selection out.
+    bool TellWhatIsLeftOut()
+    {
+        SelectionView selection(m_files, m_service.Outside());
+        bool leftOut = !selection.TellWhatIsNotThere(m_writer);
+        for (const PassedOverPath& path : selection.IncludedInVain(SelectionView::AbsentRoots::AreLeftOut))
+            if (path.why != PathOutcome::Missing) {
+                m_writer.Skipped(path);
+                leftOut = true;
+            }
+        return leftOut;
+    }
+
     ExitCode Enumerate()
     {
         if (!m_service.Enumerations().Start()) {
@@ -62,6 +81,7 @@ private:
     }
 
     BackupService& m_service;
+    const SelectionFiles& m_files;
     RecordWriter& m_writer;
 };
 
@@ -72,6 +92,5 @@ ExitCode RunEnumerate(const ServiceOptions& options, RecordWriter& writer)
     BackupService service(options, writer);
     if (const std::optional<ExitCode> end = service.Open())
         return *end;
-    SelectionView(options.files).TellWhatIsNotThere(writer);
-    return EnumerateRun(service, writer).Run();
+    return EnumerateRun(service, options.files, writer).Run();
 }

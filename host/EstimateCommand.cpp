@@ -7,6 +7,7 @@
 #include "host/PathSpelling.h"
 #include "mfc/CEvent.h"
 #include "orbwatcher4/Scanner.h"
+#include "support/Backslash.h"
 #include "support/CaseFold.h"
 #include "support/FileReplacement.h"
 #include "support/Handle.h"
@@ -35,15 +36,23 @@ public:
     EstimateRun(const EstimateOptions& options, RecordWriter& writer)
         : m_options(options),
           m_writer(writer),
+          m_selection(options.files, options.outside),
           m_scanner(options.files.data.c_str(), options.files.autoExclude.c_str(),
                     options.stats.empty() ? nullptr : options.stats.c_str())
     {
+        m_scanner.SetDestination(options.outside.destination.c_str());
+        std::vector<CString> written;
+        for (const std::wstring& path : options.outside.written)
+            written.emplace_back(path.c_str());
+        m_scanner.SetOwnFiles({options.outside.index.c_str()}, written);
     }
 
     ExitCode Run()
     {
         if (const std::optional<ExitCode> end = InputFailure())
             return *end;
+        if (!AreProfilesKnown())
+            return ExitUsage;
         if (!Scan())
             return ExitInterrupted;
         if (!TellMessages())
@@ -54,10 +63,11 @@ public:
             if (!Apply(edit))
                 return ExitInterrupted;
         TellRows();
+        TellWhatIsNotCounted();
         TellWhatWasNotRead();
         m_writer.Note(L"advanced filters are not asked; they may leave out more");
-        const ExitCode code =
-            WriteReport() ? (m_report.unreadable.empty() ? ExitDone : ExitSomeUnreadable) : ExitFailure;
+        const bool whole = m_whole && m_report.unreadable.empty();
+        const ExitCode code = WriteReport() ? (whole ? ExitDone : ExitSomeUnreadable) : ExitFailure;
         m_writer.Summary(m_report.estimate.included, m_report.unreadable.size(), code);
         return m_writer.Good() ? code : ExitFailure;
     }
@@ -65,8 +75,12 @@ public:
 private:
     std::optional<ExitCode> InputFailure()
     {
-        if (!MayWriteReport() || Examine(m_options.files, m_writer) == SelectionState::Unusable)
+        if (!MayWriteReport())
             return ExitUsage;
+        const SelectionState state = Examine(m_options.files, m_writer);
+        if (state == SelectionState::Unusable)
+            return ExitUsage;
+        m_whole = state == SelectionState::Whole;
         if (!m_options.stats.empty() && !FileHandle(CreateFileW(m_options.stats.c_str(), GENERIC_READ, FILE_SHARE_READ,
                                                                 nullptr, OPEN_EXISTING, 0, nullptr))) {
             m_writer.Error(L"the statistics cannot be read: " + SystemText(GetLastError()) +
@@ -77,14 +91,31 @@ private:
         return std::nullopt;
     }
 
+    // A profile that no rule belongs to would count nothing, without a message.
+    bool AreProfilesKnown()
+    {
+        const std::vector<int> known = m_selection.Profiles();
+        std::wstring names;
+        for (const int profile : known)
+            names += (names.empty() ? L"" : L", ") + std::to_wstring(profile);
+        for (const EstimateEdit& edit : m_options.edits)
+            if (edit.kind == EstimateEdit::Kind::Profile && std::ranges::find(known, edit.profile) == known.end()) {
+                m_writer.Error(L"the selection has no profile " + std::to_wstring(edit.profile) +
+                                   (known.empty() ? L"; it has no rules" : L"; its profiles are " + names),
+                               m_options.files.data);
+                return false;
+            }
+        return true;
+    }
+
     bool MayWriteReport() const
     {
         if (m_options.report.empty())
             return true;
         std::vector<NamedFile> inputs = FilesOf(m_options.files);
         inputs.push_back({L"the file of statistics", m_options.stats});
-        for (NamedFile& file : FilesOfDataFolder())
-            inputs.push_back(std::move(file));
+        for (const std::vector<NamedFile>& more : {FilesOfIndex(m_options.outside.index), FilesOfDataFolder()})
+            inputs.insert(inputs.end(), more.begin(), more.end());
         const Output output{m_options.report, L"--report", L"a report of orbwatch", IsEstimatePage, m_options.force};
         return MayBeWritten(output, inputs, m_writer);
     }
@@ -131,8 +162,9 @@ private:
             if (line.text.starts_with(L"There are no statistics of extensions")) {
                 m_writer.Error(line.text + L"; leave out --stats to do without", m_options.stats);
                 good = false;
-            } else if (!line.finding) {
+            } else if (!line.finding && !IsToldByRecord(line.text)) {
                 m_writer.Note(line.text);
+                m_whole = m_whole && !TellsOfLeftOut(line.text);
             }
         return good;
     }
@@ -142,6 +174,7 @@ private:
     {
         for (const PassedOverPath& passed : m_scanner.GetPassedOver())
             if ((passed.why == PathOutcome::Excluded || passed.why == PathOutcome::AutoExcluded) &&
+                m_selection.WhyKeptOut(passed.path.GetString()) == KeptOut::No &&
                 !m_scanner.ScanPath(passed.path, true))
                 return;
     }
@@ -156,15 +189,14 @@ private:
     // interrupted.
     bool CountSelection()
     {
-        SelectionView selection(m_options.files);
-        for (const SelectionView::Folder& folder : selection.IncludedFolders())
+        for (const SelectionView::Folder& folder : m_selection.IncludedFolders())
             if (folder.withSubfolders)
                 m_scanned.push_back(folder.path);
         m_scanner.SetFileFolderFilter(m_options.mask.c_str());
         if (!m_options.mask.empty() && !HasEdit(EstimateEdit::Kind::Include))
             m_writer.Note(L"--mask concerns the folders of --include alone; it changes nothing here");
         if (!HasEdit(EstimateEdit::Kind::Profile))
-            m_scanner.AddProfile(selection.Profiles());
+            m_scanner.AddProfile(m_selection.Profiles());
         return Count(L"scan", L"the selection as it is");
     }
 
@@ -227,10 +259,37 @@ private:
             m_writer.LeftOut(row);
     }
 
+    // Reports what the rules include by name and nothing was counted of.
+    void TellWhatIsNotCounted()
+    {
+        m_whole = m_selection.TellWhatIsNotThere(m_writer) && m_whole;
+        m_inVain = m_selection.IncludedInVain(SelectionView::AbsentRoots::AreNamed);
+        for (const PassedOverPath& path : m_inVain) {
+            m_writer.Skipped(path);
+            m_report.notCounted.push_back(path.path.GetString() + std::wstring(L": ") +
+                                          FromUtf8(RecordWriter::WordsOf(path.why)));
+            m_whole = false;
+        }
+    }
+
+    bool IsInVain(const CString& path) const
+    {
+        return std::ranges::any_of(m_inVain, [&](const PassedOverPath& other) {
+            return EqualNoCase(WithoutBackslash(other.path).View(), WithoutBackslash(path).View());
+        });
+    }
+
     void TellWhatWasNotRead()
     {
         for (const PassedOverPath& passed : m_scanner.GetPassedOver()) {
-            if (passed.why == PathOutcome::Missing)
+            const KeptOut keptOut = m_selection.WhyKeptOut(passed.path.GetString());
+            if (passed.why == PathOutcome::Excluded && keptOut != KeptOut::No)
+                m_writer.Note(keptOut == KeptOut::Destination
+                                  ? L"not counted: the backup destination is never backed up"
+                                  : L"not counted: the product's own files are never "
+                                    L"backed up",
+                              passed.path.GetString());
+            if (passed.why == PathOutcome::Missing && !IsInVain(passed.path))
                 m_writer.Note(L"not there; it counts as empty", passed.path.GetString());
             if (passed.why != PathOutcome::Unreadable)
                 continue;
@@ -264,7 +323,10 @@ private:
     const EstimateOptions& m_options;
     RecordWriter& m_writer;
     LibraryMessages m_messages{LibraryMessages::Keep::Failures};
+    SelectionView m_selection;
     Scanner m_scanner;
+    bool m_whole = true; // nothing that the selection includes is left out
+    std::vector<PassedOverPath> m_inVain;
     EstimateReport m_report;
     std::vector<std::wstring> m_scanned; // paths of folders, each with a trailing backslash
 };

@@ -8,6 +8,7 @@
 
 struct EstimateOptions {
     SelectionFiles files;
+    KeptOutside outside;
     std::wstring stats;
     std::wstring mask;               // endings that folders of an including edit leave out
     std::vector<EstimateEdit> edits; // in the order of the command line

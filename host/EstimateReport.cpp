@@ -134,12 +134,15 @@ Json DataOf(const EstimateReport& report)
     }
     data["leftOut"] = Json::array();
     for (const Estimate::LeftOut& row : estimate.leftOut) {
-        data["leftOut"].push_back(Row("rule", ToUtf8(RuleText(row.decision, row.rule)), row.total));
+        data["leftOut"].push_back(Row("rule", ToUtf8(RuleText(row.rule)), row.total));
         data["leftOut"].back()["edit"] = IsOfAnEdit(row.rule, report.edits);
     }
     data["unreadable"] = Json::array();
     for (const std::wstring& path : report.unreadable)
         data["unreadable"].push_back(ToUtf8(path));
+    data["notCounted"] = Json::array();
+    for (const std::wstring& path : report.notCounted)
+        data["notCounted"].push_back(ToUtf8(path));
     data["edits"] = Json::array();
     for (const EstimateStep& step : report.steps)
         data["edits"].push_back(Row("edit", ToUtf8(step.words), step.total));
@@ -148,10 +151,10 @@ Json DataOf(const EstimateReport& report)
 
 } // namespace
 
-std::wstring RuleText(InclusionType decision, const FilterPtr& rule, PathForm form)
+std::wstring RuleText(const FilterPtr& rule, PathForm form)
 {
     if (!rule)
-        return decision == NotIncluded ? L"no rule includes it" : L"in the backup folder";
+        return L"no rule includes it";
     std::wstring text = rule->incEx == WatcherEnum::Exclude ? L"exclude " : L"include ";
     const std::wstring path(rule->path.View());
     text += form == PathForm::ToBePasted ? ShownPath(path) : path;

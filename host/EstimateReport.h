@@ -30,11 +30,12 @@ struct EstimateReport {
     std::vector<EstimateStep> steps;
     Estimate estimate;
     std::vector<std::wstring> unreadable;
+    std::vector<std::wstring> notCounted; // what the selection includes in vain, and why, in words
 };
 
 // RuleText describes a rule for people; PathForm is the form of the path in it.
 enum class PathForm { AsItIs, ToBePasted };
-std::wstring RuleText(InclusionType decision, const FilterPtr& rule, PathForm form = PathForm::AsItIs);
+std::wstring RuleText(const FilterPtr& rule, PathForm form = PathForm::AsItIs);
 
 // Returns true for a rule that an edit has made. It is in no file.
 bool IsOfAnEdit(const FilterPtr& rule, const std::vector<EstimateEdit>& edits);

@@ -11,29 +11,35 @@
 namespace
 {
 
-bool IsAbsolute(const std::wstring& path)
-{
-    return path.starts_with(L"\\\\") || (path.size() > 2 && path[1] == L':' && path[2] == L'\\');
-}
-
 // Explains one path after the other, and reports failures.
 class Explainer
 {
 public:
     Explainer(COrbWatcher& watcher, RecordWriter& writer) : m_watcher(watcher), m_writer(writer) {}
 
-    void Explain(const std::wstring& path)
+    // Returns false for a text that can be no path.
+    bool Explain(const std::wstring& path)
     {
+        if (path.find(L'"') != std::wstring::npos) {
+            m_writer.Error(L"this is no path: it holds a quotation mark. Leave the mark out; in a command line, leave "
+                           L"out the backslash before a closing mark, too",
+                           path);
+            return false;
+        }
         // A change reports a path in the system's form.
-        const std::wstring full = IsAbsolute(path) ? path : FullPath(path);
+        const std::wstring full = IsFullPath(path) ? path : FullPath(path);
+        if (!path.empty() && !IsFullPath(path))
+            m_writer.Note(L"this is no full path; it is taken from the folder that the command runs in, as " + full,
+                          path);
         const std::wstring asked = OrbFilter::SystemForm(full.c_str()).GetString();
         m_writer.Explain(path, m_watcher.Explain(asked.c_str()));
         for (const LibraryMessages::Line& line : m_messages.Take())
             if (!line.finding)
                 m_writer.Note(line.text);
+        return true;
     }
 
-    // Returns false when a line is no valid text.
+    // Returns false when there is no path, and when a line is none.
     bool ExplainStandardInput();
 
 private:
@@ -56,6 +62,7 @@ bool Explainer::ExplainStandardInput()
 {
     _setmode(_fileno(stdin), _O_BINARY);
     int number = 0;
+    bool any = false, good = true;
     for (std::string text; m_writer.Good() && std::getline(std::cin, text);) {
         const std::string_view line = Trimmed(text, number++ == 0);
         if (!IsUtf8(line)) {
@@ -63,10 +70,14 @@ bool Explainer::ExplainStandardInput()
                            L" of standard input is not UTF-8; save the list as UTF-8");
             return false;
         }
-        if (!line.empty())
-            Explain(FromUtf8(line));
+        if (line.empty())
+            continue;
+        any = true;
+        good = Explain(FromUtf8(line)) && good;
     }
-    return true;
+    if (!any)
+        m_writer.Error(L"standard input holds no path; write one path a line, in UTF-8");
+    return any && good;
 }
 
 } // namespace
@@ -78,11 +89,11 @@ ExitCode RunExplain(const ExplainOptions& options, RecordWriter& writer)
     watcher.Init();
     if (LoadSelection(watcher, options.files, writer) == SelectionState::Unusable)
         return ExitUsage;
+    watcher.SetDestBackupFolderDB(options.outside.destination.c_str());
+    watcher.SetIndexDB(options.outside.index.c_str());
     Explainer explainer(watcher, writer);
+    bool good = true;
     for (const std::wstring& path : options.paths)
-        if (path != L"-")
-            explainer.Explain(path);
-        else if (!explainer.ExplainStandardInput())
-            return ExitUsage;
-    return writer.Good() ? ExitDone : ExitFailure;
+        good = (path == L"-" ? explainer.ExplainStandardInput() : explainer.Explain(path)) && good;
+    return !writer.Good() ? ExitFailure : good ? ExitDone : ExitUsage;
 }

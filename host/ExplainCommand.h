@@ -6,6 +6,7 @@
 
 struct ExplainOptions {
     SelectionFiles files;
+    KeptOutside outside;
     std::vector<std::wstring> paths; // "-": reads standard input, one path a line
 };
 

@@ -21,6 +21,24 @@ bool IsFinding(const LogLine& line)
 
 } // namespace
 
+std::wstring RefusedNameIn(const std::wstring& message)
+{
+    constexpr std::wstring_view before = L"A file is left out, the system does not take its name: ";
+    return message.starts_with(before) ? message.substr(before.size()) : std::wstring();
+}
+
+bool IsToldByRecord(const std::wstring& message)
+{
+    const auto isForm = [&](std::wstring_view before, std::wstring_view behind) {
+        return message.starts_with(before) && message.find(behind) != std::wstring::npos;
+    };
+    return isForm(L"The folder ", L" could not be read to its end: ") ||
+           isForm(L"The selected folder ", L" cannot be walked: ") ||
+           isForm(L"Skipping unusable junction point ", L"") || message.ends_with(L" cannot be looked at");
+}
+
+bool TellsOfLeftOut(const std::wstring& message) { return message.starts_with(L"Two names differ in "); }
+
 LibraryMessages::LibraryMessages(Keep keep)
     : m_token(g_OrbLog.AddSink([this, keep](const LogLine& line) {
           if (keep == Keep::Failures && line.level != LogLevel::Error)

@@ -3,6 +3,7 @@
 #include "companions/settings/DataFolder.h"
 #include "host/Console.h"
 #include "support/SameFile.h"
+#include "support/SystemPath.h"
 
 std::vector<NamedFile> FilesOf(const SelectionFiles& files)
 {
@@ -40,10 +41,29 @@ std::wstring NameAmong(const std::wstring& path, const std::vector<NamedFile>& f
     return {};
 }
 
+namespace
+{
+
+// Returns true when the folder that the file is to lie in is there.
+bool IsFolderOf(const std::wstring& file)
+{
+    const std::wstring folder = file.substr(0, file.find_last_of(L'\\') + 1);
+    const DWORD attributes = GetFileAttributesW(SystemPath(folder.c_str()));
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+} // namespace
+
 bool MayBeWritten(const Output& output, const std::vector<NamedFile>& inputs, RecordWriter& writer)
 {
     if (const std::wstring input = NameAmong(output.path, inputs); !input.empty()) {
         writer.Error(L"this is " + input + L", and nothing was written over it; name another " + output.option,
+                     output.path);
+        return false;
+    }
+    if (!IsFolderOf(output.path)) {
+        writer.Error(L"its folder is not there, and nothing was written; make the folder, or name another " +
+                         output.option,
                      output.path);
         return false;
     }

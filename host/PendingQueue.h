@@ -12,13 +12,13 @@ public:
     explicit PendingQueue(COrbWatcher& watcher) : m_watcher(watcher) {}
 
     // `now`: asks in any case.
-    bool Take(QueueDatum& datum, bool now)
+    bool Take(QueueDatum& datum, FileIdentity& identity, bool now)
     {
         const std::int64_t count = m_watcher.GetTotalFilesInMem();
         if (count == 0 || (!now && count == m_keptCount && Seconds() - m_askedAt < 1))
             return false;
         m_keptCount = -1;
-        if (m_watcher.GetSingleNotification(nullptr, datum))
+        if (m_watcher.GetSingleNotification(nullptr, datum, &identity))
             return true;
         m_keptCount = m_watcher.GetTotalFilesInMem();
         m_askedAt = Seconds();

@@ -103,9 +103,9 @@ const char* SentenceOf(PathExplanation::Reason reason)
     case PathExplanation::Reason::TooLong:
         return "the path is too long to be backed up";
     case PathExplanation::Reason::BackupFolder:
-        return "it lies in the backup folder, which is never backed up";
+        return "the backup destination is never backed up";
     case PathExplanation::Reason::OwnFile:
-        return "it is written by the watcher's own work";
+        return "the product's own files are never backed up";
     case PathExplanation::Reason::Rules:
         break;
     }

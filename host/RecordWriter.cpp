@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 
 #include <string_view>
+#include <utility>
 
 namespace
 {
@@ -25,6 +26,23 @@ std::wstring ShownEdit(const std::wstring& edit)
         if (edit.starts_with(word))
             return std::wstring(word) + ShownPath(std::wstring_view(edit).substr(word.size()));
     return HarmlessText(edit);
+}
+
+// Returns the name of a reason for programs, and its words for people.
+std::pair<const char*, const char*> ReasonOf(PathOutcome skipped)
+{
+    switch (skipped) {
+    case PathOutcome::Missing:
+        return {"missing", "not there"};
+    case PathOutcome::TooLong:
+        return {"tooLong", "its path is too long"};
+    case PathOutcome::BackupFolder:
+        return {"backupFolder", "the backup destination is never backed up"};
+    case PathOutcome::OwnFile:
+        return {"ownFile", "the product's own files are never backed up"};
+    default:
+        return {"unreadable", "cannot be read"};
+    }
 }
 
 } // namespace
@@ -107,17 +125,14 @@ void RecordWriter::Rescan(const CString& root, const std::string& reason)
 
 void RecordWriter::Skipped(const PassedOverPath& skipped)
 {
-    const char* const reason = skipped.why == PathOutcome::Missing   ? "missing"
-                               : skipped.why == PathOutcome::TooLong ? "tooLong"
-                                                                     : "unreadable";
-    const char* const words = skipped.why == PathOutcome::Missing   ? "not there"
-                              : skipped.why == PathOutcome::TooLong ? "its path is too long"
-                                                                    : "cannot be read";
+    const auto [reason, words] = ReasonOf(skipped.why);
     if (m_json)
         WriteJson(m_data, "skipped", Json{{"path", ToUtf8(skipped.path.View())}, {"reason", reason}});
     else
         PrintLine("skipped " + ToUtf8(ShownPath(skipped.path.View())) + ": " + words + "\n");
 }
+
+const char* RecordWriter::WordsOf(PathOutcome skipped) { return ReasonOf(skipped).second; }
 
 void RecordWriter::Collected(std::int64_t pending)
 {
@@ -203,13 +218,16 @@ void RecordWriter::ExclusionMet(const ExcludedInfo& excluded)
         PrintLine(std::string("excluded ") + kind + " " + ToUtf8(ShownPath(excluded.path.View())) + "\n");
 }
 
-void RecordWriter::Added(std::optional<std::uint64_t> queued, std::uint64_t exclusions, int exitCode)
+void RecordWriter::Added(std::optional<std::uint64_t> queued, std::uint64_t exclusions, int exitCode,
+                         const std::string& whyNot)
 {
     if (m_json) {
         const Json count = queued ? Json(*queued) : Json(nullptr);
         WriteJson(m_data, "summary", Json{{"queued", count}, {"excluded", exclusions}, {"exit", exitCode}});
         return;
     }
+    if (!whyNot.empty())
+        return PrintLine("nothing was queued: " + whyNot + "\n");
     const std::string what = queued ? "queued " + std::to_string(*queued) : "taken by the running watch";
     PrintLine(what + ", exclusions " + std::to_string(exclusions) + "\n");
 }
@@ -247,7 +265,7 @@ void RecordWriter::ExtensionRows(const std::vector<Estimate::Extension>& rows)
 
 void RecordWriter::LeftOut(const Estimate::LeftOut& row)
 {
-    const auto rule = [&](PathForm form) { return RuleText(row.decision, row.rule, form); };
+    const auto rule = [&](PathForm form) { return RuleText(row.rule, form); };
     if (m_json)
         WriteJson(
             m_data, "leftOut",

@@ -35,8 +35,10 @@ public:
     void Explain(const std::wstring& path, const PathExplanation& explanation);
     void Deleted(const DeletionRecord& record);
     void Rescan(const CString& root, const std::string& reason);
-    // A path of the selection that an enumeration could not look at.
+    // A path of the selection that could not be looked at, or that no backup holds.
     void Skipped(const PassedOverPath& skipped);
+    // Returns why, in words.
+    static const char* WordsOf(PathOutcome skipped);
     // The number of pending entries, while nothing is handed out.
     void Collected(std::int64_t pending);
     void Summary(std::uint64_t handedOut, std::int64_t pending, int exitCode);
@@ -57,10 +59,11 @@ public:
     // A list of the pending files, and how many files were added to it. `made`: false when there was nothing to list.
     void Exported(const std::wstring& path, int count, bool made);
     // For added rules: the files that they select, and the exclusions among them. Without a number of queued files, a
-    // running watch has taken the rules, and hands out their files.
+    // running watch has taken the rules, and hands out their files. `whyNot`: the reason when no rule was taken.
     void Queued(const QueueDatum& datum);
     void ExclusionMet(const ExcludedInfo& excluded);
-    void Added(std::optional<std::uint64_t> queued, std::uint64_t exclusions, int exitCode);
+    void Added(std::optional<std::uint64_t> queued, std::uint64_t exclusions, int exitCode,
+               const std::string& whyNot = "");
     // For an overlay service.
     void OverlayReady();
     void Overlay(const std::wstring& path, std::int32_t status, const std::string& meaning);

@@ -2,13 +2,15 @@
 
 #include "host/Console.h"
 #include "host/LibraryMessages.h"
+#include "host/TextEncoding.h"
 #include "support/CaseFold.h"
+#include "support/SameFile.h"
+#include "support/SystemPath.h"
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <set>
+#include <utility>
 
 namespace
 {
@@ -16,13 +18,15 @@ namespace
 using Kind = RuleFinding::Kind;
 
 constexpr std::size_t MostNotes = 20;
+constexpr std::wstring_view WrongKind = L"the file is behind the wrong option: it holds ";
 
-void AddFailure(SelectionFindings& findings, const wchar_t* text, const std::wstring& file)
+void AddFailure(SelectionFindings& findings, const std::wstring& text, const std::wstring& file, std::uint32_t line = 0)
 {
     RuleFinding failure;
     failure.kind = Kind::FileUnread;
     failure.file = file.c_str();
-    failure.text = text;
+    failure.line = line;
+    failure.text = text.c_str();
     findings.inFiles.Add(failure);
 }
 
@@ -34,25 +38,47 @@ bool IsFile(const std::wstring& path)
     return attributes != INVALID_FILE_ATTRIBUTES && !(attributes & FILE_ATTRIBUTE_DIRECTORY);
 }
 
-// A byte that is no UTF-8 would make a rule mean another path, without a message.
-bool IsReadableText(const std::wstring& path)
+bool HoldsNoExclusion(const std::wstring& file)
 {
-    std::ifstream file(std::filesystem::path(path), std::ios::binary | std::ios::ate);
-    const std::streamoff size = file.tellg();
-    std::string bytes(size > 0 ? static_cast<std::size_t>(size) : 0, '\0');
-    file.seekg(0).read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    return bytes.starts_with("\xFF\xFE") || IsUtf8(bytes);
+    OrbFilter reader;
+    FilterList rules;
+    reader.LoadXmlFilter(file.c_str(), false, &rules, false, false);
+    return !rules.empty() && std::all_of(rules.begin(), rules.end(),
+                                         [](const FilterPtr& rule) { return rule->incEx == WatcherEnum::Include; });
+}
+
+// A file behind the wrong option would be read, and would mean something else or nothing.
+void AddWrongKinds(SelectionFindings& findings, const SelectionFiles& files)
+{
+    using FileKind = OrbFilter::FileKind;
+    const auto tell = [&](const wchar_t* what, const std::wstring& file) {
+        AddFailure(findings, std::wstring(WrongKind) + what, file);
+    };
+    const auto kindOf = [](const std::wstring& file) { return OrbFilter::KindOfFile(file.c_str()); };
+    for (const std::wstring* file : {&files.data, &files.autoExclude, &files.secondary})
+        if (!file->empty() && kindOf(*file) == FileKind::AdvancedFilters)
+            tell(L"advanced filters; give it as --advanced", *file);
+    if (!files.advanced.empty() &&
+        (kindOf(files.advanced) == FileKind::Selection || IsSameFile(files.advanced.c_str(), files.data.c_str())))
+        tell(L"a selection and no advanced filters; give it as --data", files.advanced);
+    if (!files.autoExclude.empty() && IsGood(findings) && HoldsNoExclusion(files.autoExclude))
+        tell(L"a selection and no exclusion at all; give it as --data", files.autoExclude);
 }
 
 // The library skips some of the files when they are missing.
 SelectionFindings FindingsOfBytes(const SelectionFiles& files)
 {
     SelectionFindings findings;
-    for (const std::wstring* file : {&files.data, &files.autoExclude, &files.advanced, &files.secondary})
-        if (!file->empty() && !IsFile(*file))
+    for (const std::wstring* file : {&files.data, &files.autoExclude, &files.advanced, &files.secondary}) {
+        if (file->empty())
+            continue;
+        if (!IsFile(*file))
             AddFailure(findings, L"the file is not there or cannot be reached", *file);
-        else if (!file->empty() && !IsReadableText(*file))
-            AddFailure(findings, L"it holds bytes that are no UTF-8; save it as UTF-8", *file);
+        else if (const EncodingProblem problem = EncodingProblemOf(*file); !problem.text.empty())
+            AddFailure(findings, problem.text, *file, problem.line);
+    }
+    if (IsGood(findings))
+        AddWrongKinds(findings, files);
     return findings;
 }
 
@@ -88,6 +114,25 @@ bool IsAmong(const std::vector<CString>& roots, const CString& root)
                        [&](const CString& other) { return EqualNoCase(other.View(), root.View()); });
 }
 
+bool IsMissing(const CString& path)
+{
+    if (GetFileAttributesW(SystemPath(path)) != INVALID_FILE_ATTRIBUTES)
+        return false;
+    const DWORD error = GetLastError();
+    return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND || error == ERROR_INVALID_NAME;
+}
+
+// An item with a mask gives two rules with one path.
+std::vector<PassedOverPath> WithoutTwins(std::vector<PassedOverPath> paths)
+{
+    const auto before = [](const CString& left, const CString& right) {
+        return CompareNoCase(left.View(), right.View()) < 0;
+    };
+    std::set<CString, decltype(before)> known(before);
+    std::erase_if(paths, [&](const PassedOverPath& path) { return !known.insert(path.path).second; });
+    return paths;
+}
+
 bool IsThere(const CString& root, const DriveGuidInfo& drive)
 {
     return drive.volumeMatches && GetFileAttributesW(root) != INVALID_FILE_ATTRIBUTES;
@@ -98,6 +143,8 @@ bool IsThere(const CString& root, const DriveGuidInfo& drive)
 std::wstring TextOf(const RuleFinding& finding)
 {
     const std::wstring text(finding.Message().View());
+    if (text.starts_with(WrongKind))
+        return text;
     return finding.kind == Kind::FileUnread
                ? L"cannot be read as a selection: " + text + L"; orbwatch init FOLDER writes a sample"
                : text;
@@ -150,8 +197,19 @@ SelectionFindings FindingsOf(const SelectionFiles& files)
 
 SelectionState Examine(const SelectionFiles& files, RecordWriter& writer) { return Tell(FindingsOf(files), writer); }
 
-SelectionView::SelectionView(const SelectionFiles& files)
+void KeptOutside::TellFilter(OrbFilter& filter) const
 {
+    filter.SetDestination(destination.c_str());
+    filter.SetDatabases({index.c_str()});
+    std::vector<CString> files;
+    for (const std::wstring& file : written)
+        files.emplace_back(file.c_str());
+    filter.SetOwnFiles(files);
+}
+
+SelectionView::SelectionView(const SelectionFiles& files, const KeptOutside& outside)
+{
+    outside.TellFilter(m_filter);
     m_filter.LoadXmlFilters(files.data.c_str(), files.autoExclude.c_str(), nullptr);
 }
 
@@ -179,17 +237,20 @@ std::vector<SelectionView::Root> SelectionView::SelectedRoots(RecordWriter& writ
     std::vector<Root> roots = Roots();
     std::erase_if(roots, [](const Root& root) { return !root.included; });
     if (roots.empty())
-        writer.Note(L"the selection includes nothing; orbwatch explain says why a path is left out");
+        writer.Note(
+            L"the selection includes nothing; orbwatch explain says why a path is left out, and orbwatch init FOLDER "
+            L"writes a sample");
     return roots;
 }
 
 bool SelectionView::TellWhatIsNotWatched(const std::vector<CString>& watched, RecordWriter& writer)
 {
-    bool allWatched = true;
-    for (const Root& root : SelectedRoots(writer)) {
+    const std::vector<Root> roots = SelectedRoots(writer);
+    bool allWatched = !roots.empty();
+    for (const Root& root : roots) {
         if (IsAmong(watched, root.path))
             continue;
-        allWatched = allWatched && !root.there;
+        allWatched = false;
         writer.Note(root.there ? L"cannot be watched; it is tried again"
                                : L"the drive is not there, or holds another volume; it is watched when it comes",
                     root.path.GetString());
@@ -197,11 +258,36 @@ bool SelectionView::TellWhatIsNotWatched(const std::vector<CString>& watched, Re
     return allWatched;
 }
 
-void SelectionView::TellWhatIsNotThere(RecordWriter& writer)
+bool SelectionView::TellWhatIsNotThere(RecordWriter& writer)
 {
-    for (const Root& root : SelectedRoots(writer))
-        if (!root.there)
+    const std::vector<Root> roots = SelectedRoots(writer);
+    bool allThere = !roots.empty();
+    for (const Root& root : roots)
+        if (!root.there) {
             writer.Note(L"the drive is not there, or holds another volume; it is left out", root.path.GetString());
+            allThere = false;
+        }
+    return allThere;
+}
+
+std::vector<PassedOverPath> SelectionView::IncludedInVain(AbsentRoots absent) const
+{
+    std::vector<PassedOverPath> paths;
+    for (const Root& root : Roots()) {
+        if (!root.there && root.included && absent == AbsentRoots::AreNamed)
+            paths.push_back({root.path, PathOutcome::Missing});
+        for (const FilterPtr& rule : m_filter.RulesOf(root.path)) {
+            if (rule->incEx != WatcherEnum::Include || rule->path.IsEmpty())
+                continue;
+            const KeptOut keptOut = m_filter.WhyKeptOut(rule->path);
+            if (keptOut != KeptOut::No)
+                paths.push_back(
+                    {rule->path, keptOut == KeptOut::OwnFile ? PathOutcome::OwnFile : PathOutcome::BackupFolder});
+            else if (root.there && IsMissing(rule->path))
+                paths.push_back({rule->path, PathOutcome::Missing});
+        }
+    }
+    return WithoutTwins(std::move(paths));
 }
 
 std::vector<int> SelectionView::Profiles()

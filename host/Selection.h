@@ -2,6 +2,7 @@
 #pragma once
 
 #include "host/RecordWriter.h"
+#include "orbwatcher4/EnumerationProgress.h"
 #include "orbwatcher4/OrbFilter.h"
 
 #include <string>
@@ -36,18 +37,35 @@ void TellFindings(const RuleFindings& findings, UnreadFiles unread, RecordWriter
 std::wstring TextOf(const RuleFinding& finding);
 std::wstring MoreFindings(std::size_t count);
 
+// The paths that the command line names and that no backup holds, whatever the rules say. Each may be empty.
+struct KeptOutside {
+    std::wstring destination;
+    std::wstring index;
+    std::vector<std::wstring> written; // other files that the command writes
+
+    void TellFilter(OrbFilter& filter) const;
+};
+
 // The host's view of the rules.
 class SelectionView
 {
 public:
-    explicit SelectionView(const SelectionFiles& files);
+    explicit SelectionView(const SelectionFiles& files, const KeptOutside& outside = {});
 
-    // Reports roots of the selection that are not watched, and a selection that selects nothing. Returns false when a
-    // present root is not watched.
+    // Reports roots of the selection that are not watched, and a selection that selects nothing. Returns true when
+    // every root is watched.
     bool TellWhatIsNotWatched(const std::vector<CString>& watched, RecordWriter& writer);
 
-    // Reports, before an enumeration, roots that are absent now, and a selection that selects nothing.
-    void TellWhatIsNotThere(RecordWriter& writer);
+    // Reports, before an enumeration, roots that are absent now, and a selection that selects nothing. Returns true
+    // when there is nothing to report.
+    bool TellWhatIsNotThere(RecordWriter& writer);
+
+    // Returns what the rules include by name and no backup holds: it is not there (Missing), or it is kept out
+    // (BackupFolder, OwnFile). `absentRoots`: names the roots that are not there, too.
+    enum class AbsentRoots { AreNamed, AreLeftOut };
+    std::vector<PassedOverPath> IncludedInVain(AbsentRoots absent) const;
+    // Returns why the product keeps the path out.
+    KeptOut WhyKeptOut(const std::wstring& path) const { return m_filter.WhyKeptOut(path.c_str()); }
 
     // A folder that the selection includes, with everything in it, or alone (the folder of a single file).
     struct Folder {

@@ -67,6 +67,14 @@ std::string UnknownOption(const CommandNode& node, const std::string& given)
            DidYouMean(option, names);
 }
 
+bool IsRepeated(const CLI::App& app, const std::string& name)
+{
+    const auto chosen = app.get_subcommands();
+    const CLI::App& command = chosen.empty() ? app : *chosen.front();
+    const CLI::Option* option = command.get_option_no_throw(name);
+    return option && option->count() > 1;
+}
+
 } // namespace
 
 std::string UsageSentence(const CLI::App& app, const CLI::ParseError& error)
@@ -82,8 +90,10 @@ std::string UsageSentence(const CLI::App& app, const CLI::ParseError& error)
                               : "\"" + word + "\" is not expected; an option must come before it";
     }
     std::string text = error.what();
-    if (dynamic_cast<const CLI::ArgumentMismatch*>(&error))
-        return text.substr(0, text.find(':')) + " needs a value behind it";
+    if (dynamic_cast<const CLI::ArgumentMismatch*>(&error)) {
+        const std::string option = text.substr(0, text.find(':'));
+        return option + (IsRepeated(app, option) ? " is given twice; give it once" : " needs a value behind it");
+    }
     if (chosen.empty() && dynamic_cast<const CLI::RequiredError*>(&error))
         return "a command must be named, such as watch";
     return text;

@@ -4,7 +4,9 @@
 #include "host/PendingExport.h"
 #include "host/RulesAddition.h"
 #include "host/WatchPipe.h"
+#include "support/SystemPath.h"
 
+#include <algorithm>
 #include <memory>
 #include <utility>
 
@@ -23,7 +25,7 @@ public:
           m_watcher(service.Watcher()),
           m_options(options),
           m_writer(writer),
-          m_selection(std::make_unique<SelectionView>(options.files)),
+          m_selection(std::make_unique<SelectionView>(options.files, service.Outside())),
           m_opener(m_selection->IncludedFolders(), [this] { return m_service.OutsideEnd().has_value(); }),
           m_requests([this](const nlohmann::json& request) { return Answer(request); })
     {
@@ -37,9 +39,10 @@ public:
         if (due)
             m_service.Enumerations().Await();
         ExitCode code = early ? *early : HandOut();
+        const bool leftOut = IsSomethingLeftOut();
         m_watcher.AbortWatching();
         m_opener.Close();
-        code = m_service.End(code);
+        code = m_service.End(code, leftOut);
         m_writer.Summary(m_service.HandedOut(), m_service.StillPending(), code);
         return m_writer.Good() ? code : ExitFailure;
     }
@@ -58,10 +61,30 @@ private:
         }
         const std::vector<CString> roots = m_watcher.GetWatchedRoots();
         m_opener.Open(roots);
-        m_selection->TellWhatIsNotWatched(roots, m_writer);
+        m_allWatched = m_selection->TellWhatIsNotWatched(roots, m_writer);
         m_writer.Ready(roots);
+        TellWhatIsIncludedInVain();
         m_last = Seconds();
         return std::nullopt;
+    }
+
+    // An enumeration names what is not there itself.
+    void TellWhatIsIncludedInVain()
+    {
+        m_inVain = m_selection->IncludedInVain(SelectionView::AbsentRoots::AreLeftOut);
+        for (const PassedOverPath& path : m_inVain)
+            if (path.why != PathOutcome::Missing || !m_options.enumerate)
+                m_writer.Skipped(path);
+    }
+
+    // What was not there at first, and has come, was watched.
+    bool IsSomethingLeftOut() const
+    {
+        const auto isStill = [](const PassedOverPath& path) {
+            return path.why != PathOutcome::Missing ||
+                   GetFileAttributesW(SystemPath(path.path)) == INVALID_FILE_ATTRIBUTES;
+        };
+        return !m_allWatched || m_service.IsSelectionPartly() || std::any_of(m_inVain.begin(), m_inVain.end(), isStill);
     }
 
     ExitCode HandOut()
@@ -100,6 +123,7 @@ private:
     {
         if (const std::optional<nlohmann::json> refused = RefuseOthers(request, m_options.Use()))
             return *refused;
+        KeepListOut(request);
         if (const std::optional<nlohmann::json> exported = AnswerExport(m_watcher, request))
             return *exported;
         if (const std::optional<RulesAddition> wanted = AdditionOf(request))
@@ -107,12 +131,19 @@ private:
         return {{"failure", "this is no request"}};
     }
 
+    // The list that a request is to write lists what is pending, and must not become pending by it.
+    void KeepListOut(const nlohmann::json& request)
+    {
+        if (request.is_object() && request.contains("to") && request["to"].is_string())
+            m_service.KeepOwnFileOut(FromUtf8(request["to"].get<std::string>()), L"list of pending files");
+    }
+
     RulesAdded Add(const RulesAddition& wanted)
     {
         // Opens the folders of the new rules before they are walked, so that no change is lost in between.
         Follow({m_options.files, SelectionFiles{wanted.rules, {}, {}, {}}});
         const RulesAdded added = AddRules(m_watcher, wanted);
-        m_selection = std::make_unique<SelectionView>(m_options.files);
+        m_selection = std::make_unique<SelectionView>(m_options.files, m_service.Outside());
         m_last = Seconds();
         return added;
     }
@@ -154,7 +185,7 @@ private:
         const std::vector<CString> roots = m_watcher.GetWatchedRoots();
         if (!m_opener.Open(roots))
             return;
-        m_selection->TellWhatIsNotWatched(roots, m_writer);
+        m_allWatched = m_selection->TellWhatIsNotWatched(roots, m_writer);
         m_writer.Roots(roots);
         m_last = Seconds();
     }
@@ -174,6 +205,8 @@ private:
     std::unique_ptr<SelectionView> m_selection;
     DirectoryOpener m_opener;
     WatchPipe m_requests;
+    std::vector<PassedOverPath> m_inVain; // what the selection included in vain when watching began
+    bool m_allWatched = true;
     bool m_triedLast = false;
     std::int64_t m_toldCount = 0;
     double m_last = Seconds();

@@ -21,8 +21,8 @@ enum class PathOutcome : int {
     Advanced,      ///< excluded by an advanced rule
     NotApplicable, ///< a folder of which only the files are judged
     NotSelected,   ///< no rule selects it
-    BackupFolder,  ///< it is in the backup folder
-    OwnFile,       ///< a file of the watcher itself
+    BackupFolder,  ///< it is in the backup folder or in the destination
+    OwnFile,       ///< a file of the product itself
     TooLong,       ///< the path has more than 260 units
     Delayed,       ///< its time has not come yet
     Uploaded,      ///< it was uploaded a moment ago

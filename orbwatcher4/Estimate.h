@@ -15,7 +15,7 @@ struct JudgedFile {
     std::uint64_t size = 0;               ///< bytes
     InclusionType decision = NotIncluded; ///< the selection's decision
     /// The rule that decided: the exclusion that keeps the file out, or the first include that selects it. Null when no
-    /// rule applies to the file, and for a file in the backup folder.
+    /// rule applies to the file.
     FilterPtr rule;
 };
 

@@ -19,6 +19,7 @@
 #include "orbwatcher4/ExtProperties.h"
 #include "orbwatcher4/SmartScanCaller.h"
 #include "orbwatcher4/filter/Filter.h"
+#include "orbwatcher4/filter/KeptOutPaths.h"
 #include "orbwatcher4/filter/RuleFinding.h"
 #include "orbwatcher4/filter/RuleSet.h"
 #include "orbwatcher4/filter/ScanLists.h"
@@ -123,6 +124,14 @@ public:
     /// product's, not the user's. markFlag: every rule also covers hidden files (0x4000). readItemText: keeps each
     /// rule's markup.
     bool LoadXmlFilter(const wchar_t* file, bool autoExclude, FilterList* out, bool markFlag, bool readItemText);
+    /// The kind of a file of rules, as far as only one kind holds what is in it.
+    enum class FileKind {
+        Unclear,         ///< both kinds may look like this, or the file cannot be read
+        Selection,       ///< a selection or automatic exclusions
+        AdvancedFilters, ///< advanced filters
+    };
+    /// Returns the kind of a file of rules. Reads it without keeping anything, and logs nothing.
+    static FileKind KindOfFile(const wchar_t* file);
     /// Adds the advanced rules of a file.
     bool LoadXmlFilterAdvanced(const wchar_t* file);
     /// Returns what the last call of one of these three functions found: files that were not read, items that are no
@@ -160,14 +169,29 @@ public:
     bool MoveDriveRules(const wchar_t* from, const wchar_t* to);
     /// Empties the two rule maps; everything else stays.
     void ClearAll();
-    /// Prepares a filter that will be loaded to replace `held`: takes the include roots, and the backup folder for the
-    /// case that the settings cannot be read.
+    /// Prepares a filter that will be loaded to replace `held`: takes the include roots, what is kept out, and the
+    /// backup folder for the case that the settings cannot be read.
     void PrepareToReplace(const OrbFilter& held);
-    /// Takes the rules, the file names and what was read with them from `other`; the lock, the caches and the links
-    /// stay. Advanced rules whose file exists and could not be read stay, too.
+    /// Takes the rules, the file names and what was read with them from `other`; the lock, the caches, the links, and
+    /// what was set to be kept out, stay. Advanced rules whose file exists and could not be read stay, too.
     void TakeRulesFrom(OrbFilter& other);
     /// Returns true when the filter holds a rule that is not an advanced one.
     bool HasRules() const;
+
+    // --- What the product keeps out of every selection, whatever the rules say. The backup folder of the settings and
+    // the data folder are read with the files; the rest is set here. Set it as rules are edited. Full paths; a folder
+    // or file need not exist. ---
+
+    /// Keeps out the folder that backups go to, in any spelling, with everything in it; null or empty: none.
+    void SetDestination(const wchar_t* folder);
+    /// Keeps out these databases, with the files that are kept beside them. Empty paths are none.
+    void SetDatabases(const std::vector<CString>& databases);
+    /// Keeps out other files that the calling program writes, such as the file that its output goes to.
+    void SetOwnFiles(const std::vector<CString>& files);
+    /// Keeps out what `other` keeps out, with its backup folder and data folder.
+    void KeepOutAs(const OrbFilter& other);
+    /// Returns why the product keeps the path out. Costs no lock and no allocation.
+    KeptOut WhyKeptOut(const wchar_t* path) const;
 
     // --- Decisions. Paths compare without regard to case. ---
 
@@ -180,7 +204,7 @@ public:
     /// and single files may include what a shallower rule does not. The folder may be written with or without its
     /// trailing backslash. Links in the path are not followed, and the index is not asked.
     bool MaySelectBelow(const wchar_t* folder) const;
-    /// Returns true for a path in the backup folder, which is never backed up.
+    /// Returns true for a path in the backup folder or in the destination, which are never backed up.
     bool IsInBackupFolder(const wchar_t* path) const;
     /// Returns the decision of one advanced rule on a path.
     InclusionType CheckForAdvancedInclusionEx(const wchar_t* path, FilterPtr rule);
@@ -285,7 +309,8 @@ private:
     void HandOn(const FilterPtr& rule, FilterList* out);
     bool ReadSelection(const wchar_t* file, bool autoExclude, FilterList* out, bool markFlag, bool readItemText);
     bool ReadAdvancedFilters(const wchar_t* file);
-    void ReadBackupFolder();
+    void ReadKeptOutFolders();
+    std::vector<CString> KeptOutFolders() const;
     bool RemoveFromDataFile(const Filter& rule) const;
     bool SaveDataFile(CMarkup& document) const;
 
@@ -302,7 +327,8 @@ private:
     CString m_globalExclude;
     OverlayCache* m_overlay = nullptr;
     const ItemCounters* m_store = nullptr;
-    CString m_backupFolder; // ends in "\"; empty when none is set
+    CString m_backupFolder; // of the settings; ends in "\"; empty when none is set
+    KeptOutPaths m_keptOut;
     OrbFilter* m_secondary = nullptr;
     std::vector<CString> m_includeRoots;
     bool m_networkInclude = false;

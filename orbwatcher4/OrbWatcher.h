@@ -154,8 +154,12 @@ public:
     void SetQueueDB(const wchar_t* path);
     /// Sets the index database, in which deletions are recorded.
     void SetIndexDB(const wchar_t* path);
-    /// Sets the folder to which transactions of deletions are exported.
+    /// Sets the folder that backups go to, and to which transactions of deletions are exported. Nothing in it is ever
+    /// selected. May be called at any time, by any thread. Null means none.
     void SetDestBackupFolderDB(const wchar_t* path);
+    /// Sets files that the calling program writes, such as the file that its output goes to: they are never selected.
+    /// The data folder, the index and the queue never are, either. May be called at any time, by any thread.
+    void SetOwnFiles(const std::vector<CString>& files);
     /// Sets the ";"-separated patterns of names of files that are to be backed up at once. Null changes nothing.
     void SetInstantRunExt(const wchar_t* patterns);
     /// Sets the ";"-separated patterns of names of files that are handed out as block-level backups. Null means none.
@@ -326,6 +330,7 @@ private:
     int UsesBlockLevel(const wchar_t* path, unsigned __int64 size);
     bool IsIgnoredDedupPath(const wchar_t* path);
     bool ReloadRules(const wchar_t* advancedOfSecondary = nullptr);
+    void KeepDatabasesOut();
     bool TryLoadSelection();
     void WatchNothing(DWORD error);
     bool CopyPlugins();

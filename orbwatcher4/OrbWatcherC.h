@@ -114,7 +114,7 @@ typedef struct OrbWatcherOptions {
     const wchar_t* indexDatabase;  /**< the file in which deletions are recorded */
     const wchar_t* autoExclusions; /**< the product's own rules */
     const wchar_t* advancedRules;  /**< the file of advanced filters */
-    const wchar_t* destination;    /**< the folder to which transactions of deletions are exported */
+    const wchar_t* destination;    /**< the folder that backups go to, and transactions of deletions; never selected */
     const wchar_t* secondaryRules; /**< a second file of rules; their texts are handed out with a file */
     uint32_t keepEvents;           /**< 1: deletions and rescans are kept until they are taken */
     uint32_t reserved;             /**< 0 */
@@ -345,7 +345,7 @@ enum {
     ORB_SKIPPED_ADVANCED = 8,       /**< excluded by an advanced rule */
     ORB_SKIPPED_NOT_APPLICABLE = 9, /**< a folder of which only the files are judged */
     ORB_SKIPPED_NOT_SELECTED = 10,  /**< no rule selects it */
-    ORB_SKIPPED_BACKUP_FOLDER = 11, /**< it is in the backup folder */
+    ORB_SKIPPED_BACKUP_FOLDER = 11, /**< it is in the destination of backups */
     ORB_SKIPPED_OWN_FILE = 12,      /**< a file of the watcher itself */
     ORB_SKIPPED_TOO_LONG = 13,      /**< the path has more than 260 units */
     ORB_SKIPPED_DELAYED = 14,       /**< its time has not come yet */
@@ -381,12 +381,13 @@ ORBWATCHER4_API OrbResult ORB_CALL OrbEnumerationNoteCompleted(OrbWatcherHandle 
 
 /* --- The size of a selection. Needs no watcher. --- */
 
-/** The files of an estimate. May end before autoExclusions, which may be null or empty. */
+/** The files of an estimate. May end before autoExclusions or destination, which may be null or empty. */
 typedef struct OrbEstimateOptions {
     uint32_t size;                 /**< sizeof the struct, set by the caller */
     uint32_t reserved;             /**< 0 */
     const wchar_t* selection;      /**< the file of rules; the rules of every plugin count */
     const wchar_t* autoExclusions; /**< the product's own rules */
+    const wchar_t* destination;    /**< the folder that backups go to; nothing in it counts */
 } OrbEstimateOptions;
 
 /** The progress of an estimate. */

@@ -74,6 +74,10 @@ public:
     void EditProfile(int profile, const wchar_t* mask, const std::vector<CString>& paths);
     /// Sets the endings, separated by ";", that folders leave out when they are added from now on. Empty: none.
     void SetFileFolderFilter(const wchar_t* mask);
+    /// Sets the folder that backups go to, which no scan enters. Call it before Start. Null means none.
+    void SetDestination(const wchar_t* folder);
+    /// Sets the product's databases and other files that no backup holds. Call it before Start.
+    void SetOwnFiles(const std::vector<CString>& databases, const std::vector<CString>& files);
 
     // --- Counting. ---
 

@@ -2,6 +2,7 @@
 
 #include "companions/settings/DataFolder.h"
 #include "host/Console.h"
+#include "host/Destination.h"
 #include "host/doctor/Checks.h"
 #include "host/doctor/ScratchFolder.h"
 
@@ -53,6 +54,8 @@ ExitCode RunDoctor(const DoctorOptions& options, RecordWriter& writer)
     std::int64_t folders = 0;
     if (!options.index.empty())
         examination.Tell(CheckIndex(options.index, folders));
+    if (!options.destination.empty())
+        examination.Tell({CheckDestination(options.destination)});
     if (!options.files.data.empty()) {
         examination.Tell(CheckSelection(options.files));
         examination.Tell(CheckDrives(options.files));

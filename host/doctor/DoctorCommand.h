@@ -6,8 +6,9 @@
 #include "host/Selection.h"
 
 struct DoctorOptions {
-    SelectionFiles files; // all may be empty
-    std::wstring index;   // may be empty
+    SelectionFiles files;     // all may be empty
+    std::wstring index;       // may be empty
+    std::wstring destination; // as it was written; may be empty
 };
 
 ExitCode RunDoctor(const DoctorOptions& options, RecordWriter& writer);

@@ -21,6 +21,17 @@ bool IsFolder(const CString& path)
 
 std::wstring Counted(std::size_t count, const wchar_t* what) { return std::to_wstring(count) + L" " + what; }
 
+// Names the first paths that one warning is about, and counts the others.
+void Name(const std::vector<std::wstring>& paths, const std::wstring& warning, Checks& checks)
+{
+    constexpr std::size_t mostNamed = 10;
+    for (std::size_t i = 0; i < std::min(paths.size(), mostNamed); ++i)
+        checks.push_back({"selection", State::Warning, warning, paths[i]});
+    if (paths.size() > mostNamed)
+        checks.push_back(
+            {"selection", State::Warning, L"and " + Counted(paths.size() - mostNamed, L"more: ") + warning, L""});
+}
+
 // Checks the rules that include something on a present drive.
 void CheckPaths(const SelectionView& selection, Checks& checks)
 {
@@ -31,19 +42,8 @@ void CheckPaths(const SelectionView& selection, Checks& checks)
         else if (rule->incEx == WatcherEnum::Include && !rule->path.IsEmpty() && !IsThere(rule->path))
             missing.emplace_back(rule->path.View());
     }
-    const auto more = [](const std::vector<std::wstring>& paths) {
-        return paths.size() == 1 ? L"" : L" (and so are " + Counted(paths.size() - 1, L"more") + L")";
-    };
-    if (!missing.empty())
-        checks.push_back(
-            {"selection", State::Warning,
-             L"included, and not there" + more(missing) + L"; is the rule spelled right? What comes later is watched",
-             missing.front()});
-    if (!folders.empty())
-        checks.push_back({"selection", State::Warning,
-                          L"a folder, and its rule is for a single file" + more(folders) +
-                              L"; is type=\"1\" includeSub=\"1\" meant?",
-                          folders.front()});
+    Name(missing, L"included, and not there; is the rule spelled right? What comes later is watched", checks);
+    Name(folders, L"a folder, and its rule is for a single file; is type=\"1\" includeSub=\"1\" meant?", checks);
 }
 
 Check CheckDrive(const SelectionView::Root& root)
@@ -51,7 +51,9 @@ Check CheckDrive(const SelectionView::Root& root)
     const std::wstring path(root.path.View());
     if (!root.there)
         return {"drives", State::Warning,
-                L"not there, or another volume; its rules hold when it comes: " + std::to_wstring(root.rules), path};
+                L"the drive is not there, or holds another volume; its " +
+                    Counted(root.rules, root.rules == 1 ? L"rule holds" : L"rules hold") + L" when it comes",
+                path};
     wchar_t system[MAX_PATH + 1] = {};
     DWORD serial = 0;
     if (!GetVolumeInformationW(path.c_str(), nullptr, 0, &serial, nullptr, nullptr, system, MAX_PATH + 1))

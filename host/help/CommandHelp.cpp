@@ -11,7 +11,7 @@ constexpr EndCode Done{ExitDone, "done"};
 constexpr EndCode Failed{ExitFailure, "failure"};
 constexpr EndCode Refused{ExitUsage, "wrong usage or unreadable input"};
 constexpr EndCode SomeUnread{ExitSomeUnreadable,
-                             "done, but something could not be read, not all of the selection, or no "
+                             "done, but a part of the selection was left out or could not be read, or no "
                              "running mark could be made"};
 constexpr EndCode OutOfTime{ExitTimeLimit, "the time limit has come (--timeout)"};
 constexpr EndCode Interrupted{ExitInterrupted, "interrupted (Ctrl-C)"};
@@ -82,6 +82,7 @@ const CommandHelp commands[] = {
      "next watch.",
      {{"queued", "a file or folder that the new rules select"},
       {"excluded", "an exclusion among the new rules"},
+      Skipped,
       {"summary", "at the end: how many were queued (null: a running watch took the rules), how many exclusions"}},
      {Done, Failed, Refused, SomeUnread, Interrupted}},
     {"export",
@@ -110,6 +111,7 @@ const CommandHelp commands[] = {
       {"folder", "files and bytes of a folder, the largest first"},
       {"extension", "files and bytes of an ending, the largest first"},
       {"leftOut", "files and bytes that a rule leaves out"},
+      Skipped,
       Created,
       {"summary", "at the end: files, bytes, how much could not be read"}},
      {Done, Failed, Refused, SomeUnread, Interrupted}},

@@ -67,7 +67,8 @@ inline constexpr std::array EarlierSizes<OrbIndexOptions> = {offsetof(OrbIndexOp
 template <>
 inline constexpr std::array EarlierSizes<OrbEnumerationProgress> = {offsetof(OrbEnumerationProgress, folder)};
 template <>
-inline constexpr std::array EarlierSizes<OrbEstimateOptions> = {offsetof(OrbEstimateOptions, autoExclusions)};
+inline constexpr std::array EarlierSizes<OrbEstimateOptions> = {offsetof(OrbEstimateOptions, autoExclusions),
+                                                                offsetof(OrbEstimateOptions, destination)};
 template <>
 inline constexpr std::array EarlierSizes<OrbEstimateTotals> = {offsetof(OrbEstimateTotals, leftOutFiles)};
 

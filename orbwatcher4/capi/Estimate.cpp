@@ -82,6 +82,7 @@ OrbResult ORB_CALL OrbEstimate(const OrbEstimateOptions* options, OrbEstimateCal
         const std::wstring autoExclusions = OptionalText(given.autoExclusions);
         const std::vector<int> plugins = PluginsOf(selection, autoExclusions);
         Scanner scanner(selection.c_str(), autoExclusions.c_str(), nullptr);
+        scanner.SetDestination(OptionalText(given.destination).c_str());
         Estimate estimate;
         const auto work = [&] {
             scanner.Start();

@@ -2,8 +2,8 @@
 
 PathOutcome RefusalOf(const Classification& answer)
 {
-    if (answer.inBackupFolder)
-        return PathOutcome::BackupFolder;
+    if (answer.keptOut != KeptOut::No)
+        return answer.keptOut == KeptOut::OwnFile ? PathOutcome::OwnFile : PathOutcome::BackupFolder;
     if (answer.decision == NotApplicable)
         return PathOutcome::NotApplicable;
     if (answer.advancedAsked)
@@ -21,7 +21,8 @@ Classification Classify(OrbFilter& primary, OrbFilter& secondary, ObjectLockTabl
     {
         const ObjectLock lock(locks, &primary);
         answer.ordinary = primary.CheckForInclusion(path, &answer.rules, true, false);
-        answer.inBackupFolder = answer.ordinary != Included && primary.IsInBackupFolder(path);
+        if (answer.ordinary != Included)
+            answer.keptOut = primary.WhyKeptOut(path);
     }
     answer.primaryRules = answer.rules.size();
     answer.decision = answer.ordinary;

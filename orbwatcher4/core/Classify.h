@@ -8,7 +8,7 @@
 struct Classification {
     InclusionType decision = NotIncluded;
     InclusionType ordinary = NotIncluded;
-    bool inBackupFolder = false; // true: it is not selected
+    KeptOut keptOut = KeptOut::No; // otherwise it is not selected
     bool advancedAsked = false;
     InclusionType advanced = Included;
     FilterList rules;             // first those of the primary filter, then those of the secondary one

@@ -271,7 +271,7 @@ void DeletedFiles::QueueReturned()
             m.changeHandler.ProcessChangedFile(record.path, false, false);
 }
 
-bool DeletedFiles::HasDestination() const { return GetMainSettings().IsOnline() || !m.destBackupFolderDB.IsEmpty(); }
+bool DeletedFiles::HasDestination() const { return GetMainSettings().IsOnline() || !m.DestinationFolder().IsEmpty(); }
 
 void DeletedFiles::ExportDue()
 {
@@ -315,7 +315,7 @@ CString DeletedFiles::ExportPath()
         int number = 0;
         return m.online->GetTransactionXml(number, false, true);
     }
-    const CString& folder = m.destBackupFolderDB;
+    const CString folder = m.DestinationFolder();
     if (!IsDirectory(folder)) {
         DeleteFileW(folder); // a plain file in the folder's place would prevent every export
         SHCreateDirectoryExW(nullptr, folder, nullptr);

@@ -36,7 +36,15 @@ PathExplanation::Reason ReasonOf(WatcherState& m, const CString& path, bool hand
     if (!handled && path.Find(L'~') < 0)
         return PathExplanation::Reason::TooLong;
     const ObjectLock lock(m.locks, &m.filter);
-    return m.filter.IsInBackupFolder(path) ? PathExplanation::Reason::BackupFolder : PathExplanation::Reason::Rules;
+    switch (m.filter.WhyKeptOut(path)) {
+    case KeptOut::Destination:
+        return PathExplanation::Reason::BackupFolder;
+    case KeptOut::OwnFile:
+        return PathExplanation::Reason::OwnFile;
+    case KeptOut::No:
+        break;
+    }
+    return PathExplanation::Reason::Rules;
 }
 
 } // namespace

@@ -231,6 +231,11 @@ HandOut::HandOut(COrbWatcher& watcher, WatcherState& state, std::set<unsigned __
 HandOut::Verdict HandOut::Offer(const NotificationStore::Entry& entry)
 {
     const CString& path = entry.path;
+    // It may be pending since before the destination was set.
+    if (m.IsKeptOut(path)) {
+        g_OrbLog.Log(L"Not backing up %s, which is never backed up.", path.GetString());
+        return Verdict::Drop;
+    }
     std::optional<Attributes> attributes = ReadAttributes(path);
     if (!attributes && m.IsGone(path)) {
         g_OrbLog.Log(L"Not backing up deleted file %s.", path.GetString());

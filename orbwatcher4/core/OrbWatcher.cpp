@@ -48,9 +48,11 @@ void SetLogLevel()
 void COrbWatcher::Init()
 {
     Completes(L"Setting the level of the log", SetLogLevel);
-    for (CString* path : {&m->dataXmlPath, &m->dataXmlPath2, &m->queueDB, &m->indexDB, &m->destBackupFolderDB})
+    for (CString* path : {&m->dataXmlPath, &m->dataXmlPath2, &m->queueDB, &m->indexDB})
         path->Empty();
-    m->ownFiles.SetDatabases(m->queueDB, m->indexDB);
+    SetDestBackupFolderDB(nullptr);
+    SetOwnFiles({});
+    Completes(L"Forgetting the databases", [this] { KeepDatabasesOut(); });
     m->selectionLoaded = false;
     m->enableFirstTime = 0;
     Completes(L"Init", [this] {
@@ -104,7 +106,7 @@ void COrbWatcher::SetQueueDB(const wchar_t* path)
 {
     Completes(L"SetQueueDB", [&] {
         m->queueDB = path;
-        m->ownFiles.SetDatabases(m->queueDB, m->indexDB);
+        KeepDatabasesOut();
     });
 }
 
@@ -112,13 +114,30 @@ void COrbWatcher::SetIndexDB(const wchar_t* path)
 {
     Completes(L"SetIndexDB", [&] {
         m->indexDB = path;
-        m->ownFiles.SetDatabases(m->queueDB, m->indexDB);
+        KeepDatabasesOut();
     });
 }
 
 void COrbWatcher::SetDestBackupFolderDB(const wchar_t* path)
 {
-    Completes(L"SetDestBackupFolderDB", [&] { m->destBackupFolderDB = path; });
+    Completes(L"SetDestBackupFolderDB", [&] {
+        CString folder = path;
+        m->EditFilters([&](OrbFilter& filter) { filter.SetDestination(folder); });
+        const ObjectLock lock(m->locks, &m->filter);
+        std::swap(m->destBackupFolderDB, folder);
+    });
+}
+
+void COrbWatcher::SetOwnFiles(const std::vector<CString>& files)
+{
+    Completes(L"SetOwnFiles", [&] { m->EditFilters([&](OrbFilter& filter) { filter.SetOwnFiles(files); }); });
+}
+
+void COrbWatcher::KeepDatabasesOut()
+{
+    m->ownFiles.SetDatabases(m->queueDB, m->indexDB);
+    const std::vector<CString> databases{m->queueDB, m->indexDB};
+    m->EditFilters([&](OrbFilter& filter) { filter.SetDatabases(databases); });
 }
 
 void COrbWatcher::SetInstantRunExt(const wchar_t* patterns)

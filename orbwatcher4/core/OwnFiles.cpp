@@ -2,18 +2,19 @@
 
 #include "companions/settings/DataFolder.h"
 #include "orbwatcher4/core/RunningMark.h"
+#include "orbwatcher4/filter/KeptOutPaths.h"
 #include "support/CaseFold.h"
 #include "support/Wildcard.h"
 
 #include <windows.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace
 {
 
 constexpr const wchar_t* InDataFolder[] = {L"OrbWatcher*.log", RunningMark::FilePattern, L"watcher_claim.txt"};
-constexpr const wchar_t* DatabaseEndings[] = {L"", L"-wal", L"-shm", L"-journal", L"-claim"};
 
 CString FullPath(const wchar_t* path)
 {
@@ -37,20 +38,16 @@ bool IsInDataFolder(const CString& path)
 
 void OwnFiles::SetDatabases(const CString& queue, const CString& index)
 {
-    std::vector<CString> databases;
+    std::vector<CString> files;
     for (const CString& path : {queue, index})
-        if (!path.IsEmpty())
-            databases.push_back(FullPath(path));
-    m_databases.swap(databases);
+        for (CString& file : KeptOutPaths::FilesOfDatabase(path.IsEmpty() ? path : FullPath(path)))
+            files.push_back(std::move(file));
+    m_databases.swap(files);
 }
 
 bool OwnFiles::Contains(const CString& path) const
 {
-    const auto isDatabase = [&](const CString& database) {
-        return BeginsNoCase(path.View(), database.View()) &&
-               std::any_of(std::begin(DatabaseEndings), std::end(DatabaseEndings), [&](const wchar_t* ending) {
-                   return EqualNoCase(path.View().substr(database.View().size()), ending);
-               });
-    };
-    return std::any_of(m_databases.begin(), m_databases.end(), isDatabase) || IsInDataFolder(path);
+    return std::any_of(m_databases.begin(), m_databases.end(),
+                       [&](const CString& file) { return EqualNoCase(path.View(), file.View()); }) ||
+           IsInDataFolder(path);
 }

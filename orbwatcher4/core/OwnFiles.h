@@ -1,5 +1,6 @@
 // The files that change because the watcher runs: its log, its running mark, the claims of commands, and the databases
-// that are written for handed-out files. Watching them would cause endless changes.
+// that are written for handed-out files. Watching them would cause endless changes, so their changes are dropped before
+// anything is asked or logged. The filters keep them, and the rest of the data folder, out of the selection.
 #pragma once
 
 #include "mfc/CString.h"
@@ -15,5 +16,5 @@ public:
     bool Contains(const CString& path) const;
 
 private:
-    std::vector<CString> m_databases;
+    std::vector<CString> m_databases; // and what is kept beside them
 };

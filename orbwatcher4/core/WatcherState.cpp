@@ -39,6 +39,18 @@ WatcherState::~WatcherState()
     filter.SetNotificationStore(nullptr);
 }
 
+CString WatcherState::DestinationFolder()
+{
+    const ObjectLock lock(locks, &filter);
+    return destBackupFolderDB;
+}
+
+bool WatcherState::IsKeptOut(const CString& path)
+{
+    const ObjectLock lock(locks, &filter);
+    return filter.WhyKeptOut(path) != KeptOut::No;
+}
+
 bool WatcherState::IsGone(const CString& path) const { return IsReallyGone(path) && !volumes.IsOther(path); }
 
 void ActingForUser::TellRefusal()

@@ -60,7 +60,8 @@ struct WatcherState {
     ChangeHandler changeHandler;
 
     CString dataXmlPath, secondaryXmlPath, dataXmlPath2, secondaryXmlPath2, advancedFiltersPath;
-    CString queueDB, indexDB, destBackupFolderDB, blockLevelExt, instantRunExt;
+    CString queueDB, indexDB, blockLevelExt, instantRunExt;
+    CString destBackupFolderDB; // guarded by the primary filter's lock
     OwnFiles ownFiles;
     HANDLE userToken = nullptr; // not owned
     bool backupHiddenFiles = false;
@@ -128,6 +129,19 @@ struct WatcherState {
 
     // Returns the selection and the index to which the data folder must belong.
     FolderUse Use() const { return {dataXmlPath, indexDB}; }
+    // Edits both filters, one after the other, each under its lock.
+    template <typename Edit>
+    void EditFilters(Edit edit)
+    {
+        for (OrbFilter* edited : {&filter, &secondaryFilter}) {
+            const ObjectLock lock(locks, edited);
+            edit(*edited);
+        }
+    }
+    // Returns the folder that deletions are exported to, which may be set at any time.
+    CString DestinationFolder();
+    // Returns true for a path that the product keeps out of every selection.
+    bool IsKeptOut(const CString& path);
     // Returns true when the path does not exist, although its drive is present with the recorded volume.
     bool IsGone(const CString& path) const;
 };

@@ -9,6 +9,20 @@ void Scanner::LoadXmlFilters()
 {
     m_allFilters.LoadXmlFilters(m_dataXmlPath, m_autoExcludeXmlPath, nullptr);
     m_selection.LoadXmlFilters(nullptr, m_autoExcludeXmlPath, nullptr);
+    m_selection.KeepOutAs(m_allFilters);
+}
+
+void Scanner::SetDestination(const wchar_t* folder)
+{
+    AtBoundary(L"Scanner::SetDestination", [&] { m_allFilters.SetDestination(folder); });
+}
+
+void Scanner::SetOwnFiles(const std::vector<CString>& databases, const std::vector<CString>& files)
+{
+    AtBoundary(L"Scanner::SetOwnFiles", [&] {
+        m_allFilters.SetDatabases(databases);
+        m_allFilters.SetOwnFiles(files);
+    });
 }
 
 void Scanner::Start()
@@ -40,6 +54,9 @@ void Scanner::WaitForScans()
 void Scanner::FileFoundCallback(const wchar_t* path, unsigned __int64 size)
 {
     AtBoundary(L"Scanner::FileFoundCallback", [&] {
+        // Constant while scans run.
+        if (m_allFilters.WhyKeptOut(path) != KeptOut::No)
+            return;
         m_tally->CountFile(size);
         // A file that was cached already counts, too: the running totals count finds.
         Count(AddToCache(path, size));

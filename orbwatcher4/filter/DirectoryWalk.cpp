@@ -4,9 +4,12 @@
 #include "orbwatcher4/filter/Junctions.h"
 #include "orbwatcher4/filter/ReparsePoint.h"
 #include "support/Backslash.h"
+#include "support/CaseFold.h"
 #include "support/Wildcard.h"
 
 #include <shlwapi.h>
+
+#include <algorithm>
 
 namespace
 {
@@ -110,12 +113,14 @@ bool DirectoryWalk::ReadFolder(const CString& folder, bool withSubFolders)
 {
     const bool withFiles = folder == m_root || !JunctionAccess::AreFilesReported(m_filter, folder);
     bool goOn = true;
+    m_nameHashes.clear();
     if (m_options.observer)
         m_options.observer->Entering(folder);
     const DWORD error = m_disk.List(folder, m_options.listPattern, [&](const WIN32_FIND_DATAW& data) {
         goOn = MayGoOn();
         if (!goOn || IsDots(data.cFileName))
             return goOn;
+        m_nameHashes.push_back(HashNoCase(data.cFileName));
         const bool isFolder = (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
         if (isFolder && withSubFolders)
             TakeFolder(folder + data.cFileName + L'\\', data.dwFileAttributes);
@@ -123,6 +128,8 @@ bool DirectoryWalk::ReadFolder(const CString& folder, bool withSubFolders)
             ReportFile(folder, data);
         return true;
     });
+    if (goOn)
+        TellTwins(folder);
     if (error)
         TakeReadError(folder, error);
     else if (goOn)
@@ -130,6 +137,23 @@ bool DirectoryWalk::ReadFolder(const CString& folder, bool withSubFolders)
     if (goOn && !error && !withSubFolders)
         JunctionAccess::AddFilesReported(m_filter, folder);
     return goOn;
+}
+
+void DirectoryWalk::TellTwins(const CString& folder)
+{
+    std::sort(m_nameHashes.begin(), m_nameHashes.end());
+    if (std::adjacent_find(m_nameHashes.begin(), m_nameHashes.end()) == m_nameHashes.end())
+        return;
+    FoldedSet names;
+    m_disk.List(folder, m_options.listPattern, [&](const WIN32_FIND_DATAW& data) {
+        const auto [first, isNew] = names.insert(data.cFileName);
+        if (!isNew && first->View() != data.cFileName)
+            g_OrbLog.WriteLog(2, L"OrbFilter", __LINE__,
+                              L"Two names differ in upper and lower case alone, and only one of them is backed up: "
+                              L"%s%s and %s; rename one of them",
+                              folder.GetString(), first->GetString(), data.cFileName);
+        return true;
+    });
 }
 
 void DirectoryWalk::TakeReadError(const CString& folder, DWORD error) const

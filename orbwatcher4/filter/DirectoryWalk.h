@@ -56,6 +56,8 @@ private:
     // `attributes`: those that the list of its parent folder shows, when it was met there.
     void Push(const CString& folder, std::optional<DWORD> attributes);
     void Show(DWORD attributes) const;
+    // Logs the names of the folder that differ only in letter case. The index and the store hold one item for both.
+    void TellTwins(const CString& folder);
     bool MatchesPattern(const wchar_t* name) const;
 
     OrbFilter& m_filter;
@@ -64,6 +66,7 @@ private:
     const WalkOptions m_options;
     AbortPoll m_abort;
     CString m_root;
-    std::vector<CString> m_folders; // still to be read
-    FoldedSet m_singleFiles;        // reported by TakeFile
+    std::vector<CString> m_folders;        // still to be read
+    std::vector<std::size_t> m_nameHashes; // of the names in the folder that is read, without regard to case
+    FoldedSet m_singleFiles;               // reported by TakeFile
 };

@@ -5,7 +5,6 @@
 #include "orbwatcher4/filter/ApiBoundary.h"
 #include "orbwatcher4/filter/Decisions.h"
 #include "support/Backslash.h"
-#include "support/CaseFold.h"
 #include "support/SystemPath.h"
 
 #include <windows.h>
@@ -51,10 +50,7 @@ public:
 
 } // namespace
 
-bool OrbFilter::IsInBackupFolder(const wchar_t* path) const
-{
-    return !m_backupFolder.IsEmpty() && BeginsNoCase(path, m_backupFolder.View());
-}
+bool OrbFilter::IsInBackupFolder(const wchar_t* path) const { return WhyKeptOut(path) == KeptOut::Destination; }
 
 InclusionType OrbFilter::CheckForInclusion(const wchar_t* path, FilterList* matched, bool clearMatched,
                                            bool useIndexCache)
@@ -62,7 +58,7 @@ InclusionType OrbFilter::CheckForInclusion(const wchar_t* path, FilterList* matc
     return AtBoundary(L"OrbFilter::CheckForInclusion", Included, [&]() -> InclusionType {
         if (clearMatched && matched)
             matched->clear();
-        if (IsInBackupFolder(path))
+        if (WhyKeptOut(path) != KeptOut::No)
             return NotIncluded;
         CachedDatum datum;
         const bool included = useIndexCache && CIndexDB::GetCachedData(path, datum);
@@ -75,7 +71,7 @@ bool OrbFilter::MaySelectBelow(const wchar_t* folder) const
 {
     return AtBoundary(L"OrbFilter::MaySelectBelow", true, [&]() -> bool {
         const CString path = WithBackslash(folder);
-        if (IsInBackupFolder(path))
+        if (WhyKeptOut(path) != KeptOut::No)
             return false;
         const RuleSet* const rules = RulesOfPath(m_driveRules, path.View());
         const RuleSet* const advanced = RulesOfPath(AdvancedMap(), path.View());

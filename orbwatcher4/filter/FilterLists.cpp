@@ -27,6 +27,7 @@ DriveList OrbFilter::GenerateDriveList()
             g_OrbLog.Log(L"Adding Drive: %s", root.GetString());
             if (rules.IsEmpty()) {
                 g_OrbLog.WriteLog(2, L"OrbFilter", __LINE__, L"No filters specified for drive -- SKIP");
+                g_OrbLog.WriteLog(2, L"OrbFilter", __LINE__, L"The drive without filters is %s", root.GetString());
                 continue;
             }
             const Filter& first = *rules.Rules().front();

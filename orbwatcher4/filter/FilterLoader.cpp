@@ -1,6 +1,5 @@
 // Reads the selection: data file, automatic exclusions and advanced filters.
 #include "companions/logging/OrbLogging.h"
-#include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/OrbFilter.h"
 #include "orbwatcher4/filter/ApiBoundary.h"
 #include "orbwatcher4/filter/Contradictions.h"
@@ -247,7 +246,7 @@ bool OrbFilter::ReadSelection(const wchar_t* file, bool autoExclude, FilterList*
         if (FindGlobalExclude(document, log))
             m_globalExclude = document.GetElementText();
         MachineDrives drives;
-        ReadBackupFolder();
+        ReadKeptOutFolders();
         RuleReader reader(log);
         Contradictions contradictions;
         for (FilterList rules; document.NextElement(); rules.clear()) {
@@ -269,19 +268,6 @@ bool OrbFilter::ReadSelection(const wchar_t* file, bool autoExclude, FilterList*
         m_networkInclude = m_networkInclude || drives.networkInclude;
         return true;
     });
-}
-
-void OrbFilter::ReadBackupFolder()
-{
-    constexpr std::size_t Capacity = 2048;
-    wchar_t folder[Capacity] = {};
-    CUserConfigurations& configuration = GetUserConfigurations();
-    // While the settings cannot be read, the last destination stays.
-    if (configuration.Load() || configuration.GetValue(L"Backup::path", folder, Capacity)) {
-        configuration.GetValue(L"Backup::path", folder, Capacity);
-        m_backupFolder = folder[0] ? WithBackslash(folder) : CString();
-    }
-    g_OrbLog.Log(L"Backup folder path: %s", m_backupFolder.GetString());
 }
 
 void OrbFilter::HandOn(const FilterPtr& rule, FilterList* out)

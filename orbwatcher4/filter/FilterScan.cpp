@@ -125,8 +125,13 @@ ScanLists OrbFilter::CollectScanLists(const wchar_t* drive) const
 {
     return AtBoundary(L"OrbFilter::CollectScanLists", ScanLists(), [&]() -> ScanLists {
         ScanLists lists;
+        for (const CString& folder : KeptOutFolders())
+            lists.exclusions.push_back(folder);
         for (const FilterPtr& rule : RulesOf(drive)) {
             const bool included = rule->incEx == WatcherEnum::Include;
+            // A walk may begin below an exclusion, but never below a folder that is kept out.
+            if (included && rule->type != 0 && WhyKeptOut(rule->path) != KeptOut::No)
+                continue;
             if (included && rule->type == 0)
                 lists.files.push_back(rule->path);
             else if (included)

@@ -83,6 +83,7 @@ OrbFilter& OrbFilter::operator=(const OrbFilter& other)
     m_overlay = other.m_overlay;
     m_store = other.m_store;
     m_backupFolder = other.m_backupFolder;
+    m_keptOut = other.m_keptOut;
     m_secondary = other.m_secondary;
     m_includeRoots = other.m_includeRoots;
     m_networkInclude = other.m_networkInclude;
@@ -211,12 +212,13 @@ void OrbFilter::PrepareToReplace(const OrbFilter& held)
 {
     AtBoundary(L"OrbFilter::PrepareToReplace", [&] {
         m_includeRoots = held.m_includeRoots;
-        m_backupFolder = held.m_backupFolder;
+        KeepOutAs(held);
     });
 }
 
 void OrbFilter::TakeRulesFrom(OrbFilter& other)
 {
+    m_keptOut.Take(KeptOutPaths::Source::DataFolder, other.m_keptOut);
     m_driveRules.swap(other.m_driveRules);
     if (!other.m_advancedUnread)
         m_advancedRules.swap(other.m_advancedRules);

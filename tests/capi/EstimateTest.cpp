@@ -87,6 +87,19 @@ TEST_F(Estimating, WhatTheProductExcludesIsLeftOutTooUnlessTheOptionsEndBeforeIt
     EXPECT_EQ(totals.bytes, 12u);
 }
 
+TEST_F(Estimating, NothingInTheDestinationCountsUnlessTheOptionsEndBeforeIt)
+{
+    const std::wstring destination = InTree(L"sub");
+    OrbEstimateOptions options = Options();
+    options.destination = destination.c_str();
+    auto totals = Sized<OrbEstimateTotals>();
+    ASSERT_EQ(OrbEstimate(&options, nullptr, nullptr, &totals), ORB_OK);
+    EXPECT_EQ(totals.files, 1u);
+    options.size = offsetof(OrbEstimateOptions, destination);
+    ASSERT_EQ(OrbEstimate(&options, nullptr, nullptr, &totals), ORB_OK);
+    EXPECT_EQ(totals.files, 3u);
+}
+
 TEST_F(Estimating, TheCallbackHasItsContextAndTheCallersThread)
 {
     const OrbEstimateOptions options = Options();

@@ -74,6 +74,7 @@ TEST_F(Checks, ADriveThatWasLookedUpOnceButHoldsNoRulesIsLoggedAndLeftOut)
     EXPECT_EQ(drives.size(), 1u);
     EXPECT_TRUE(log.Has(L"Adding Drive: x:\\"));
     EXPECT_TRUE(log.Has(L"No filters specified for drive -- SKIP"));
+    EXPECT_TRUE(log.Has(L"The drive without filters is x:\\"));
 }
 
 TEST_F(Checks, WithoutAdvancedRulesTheAdvancedCheckIsSkippedAndIncludes)

@@ -6,6 +6,7 @@
 #include "tests/filter/FakeDisk.h"
 #include "tests/filter/ScanRecord.h"
 #include "tests/orbwatcher4/LogCapture.h"
+#include "tests/support/TestMachine.h"
 
 #include <gtest/gtest.h>
 
@@ -32,6 +33,44 @@ protected:
     WalkOptions options;
     LogCapture log;
 };
+
+// A disk on which letter case tells names apart.
+class DiskOfTwins final : public FakeDisk
+{
+public:
+    DWORD List(const CString& folder, const wchar_t*, const Take& take) override
+    {
+        ++listed[folder];
+        for (const wchar_t* name : {L"Case.txt", L"other.txt", L"case.txt"}) {
+            WIN32_FIND_DATAW data = {};
+            wcscpy_s(data.cFileName, name);
+            if (!take(data))
+                break;
+        }
+        return 0;
+    }
+};
+
+TEST_F(SelectionWalking, NamesThatDifferInLetterCaseAloneAreLogged)
+{
+    DiskOfTwins twins;
+    twins.AddFolder(L"C:\\a");
+    Include(L"C:\\a");
+    EXPECT_TRUE(SelectionWalk(filter, twins, lists, &record, options).Run());
+    EXPECT_TRUE(log.Has(L"Two names differ in upper and lower case alone, and only one of them is backed up: "
+                        L"C:\\a\\Case.txt and case.txt; rename one of them"));
+    EXPECT_EQ(record.files.size(), 3u);
+}
+
+TEST_F(SelectionWalking, AFolderWithoutSuchNamesIsListedOnce)
+{
+    AddFolder(L"C:\\a");
+    Include(L"C:\\a");
+    EXPECT_TRUE(Walk());
+    EXPECT_EQ(disk.listed[L"C:\\a\\"], 1);
+    for (const LogCapture::Line& line : log.Lines())
+        EXPECT_FALSE(line.text.starts_with(L"Two names")) << Narrow(line.text);
+}
 
 TEST_F(SelectionWalking, OnlyTheSelectedFoldersAreWalked)
 {

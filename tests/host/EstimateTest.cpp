@@ -107,6 +107,8 @@ TEST_F(EstimateRuns, IncludeAFolderOfWhichTheSelectionHoldsAPart)
 
 TEST_F(EstimateRuns, OfPickedProfilesBeginWithNothing)
 {
+    WriteSelection(TreeItem() + Item(L"path=\"" + InTree(L"docs") + L"\" type=\"1\" includeSub=\"1\" pluginId=\"8\"") +
+                   Item(L"path=\"" + InTree(L"out") + L"\" type=\"1\" includeSub=\"1\" exclude=\"1\" pluginId=\"7\""));
     EXPECT_EQ(Totals(Run({L"--profile", L"7", L"8"})), (std::vector<Sum>{{0, 0}, {3, 4200}, {3, 4200}}));
 }
 
@@ -125,7 +127,7 @@ TEST_F(EstimateRuns, CountASelectedLinkToItselfAsUnreadable)
 TEST_F(EstimateRuns, OfADriveThatIsNotThereCountTheOthers)
 {
     WriteSelection(TreeItem() + Item(L"path=\"Y:\\away\" type=\"1\" includeSub=\"1\" pluginId=\"7\""));
-    EXPECT_EQ(Totals(Run()), (std::vector<Sum>{{4, 4250}}));
+    EXPECT_EQ(Totals(Run({}, 3)), (std::vector<Sum>{{4, 4250}}));
 }
 
 TEST_F(EstimateRuns, WithoutTheirInputAreWrongUsage)
@@ -205,9 +207,9 @@ TEST_F(EstimateRuns, SayThatAdvancedFiltersAreNotAsked)
 
 TEST_F(EstimateRuns, FailWhenTheirReportCannotBeWritten)
 {
-    HostProcess host(Command({L"--report", Path(L"no such folder\\report.html")}));
+    HostProcess host(Command({L"--report", tree}));
     EXPECT_EQ(host.Finish(), 1);
-    EXPECT_EQ(OnlyError(host).value("path", ""), Utf8(Path(L"no such folder\\report.html")));
+    EXPECT_EQ(OnlyError(host).value("path", ""), Utf8(tree));
 }
 
 TEST_F(EstimateRuns, EndWhenTheyAreInterrupted)
@@ -220,7 +222,7 @@ TEST_F(EstimateRuns, EndBetweenTheirEditsWhenTheyAreInterrupted)
 {
     // So many that they cannot all be done when the first total is seen.
     Arguments edits{L"--profile"};
-    edits.insert(edits.end(), 4000, L"8");
+    edits.insert(edits.end(), 4000, L"7");
     HostProcess host(Command(edits));
     ASSERT_FALSE(host.WaitForType("total").empty());
     host.Interrupt();

@@ -122,6 +122,20 @@ HostProcess::HostProcess(const std::vector<std::wstring>& arguments, const std::
 
 HostProcess::HostProcess(const std::vector<std::wstring>& arguments, Begin begin, const std::string& input)
 {
+    Start(arguments, begin, input, FileHandle());
+}
+
+HostProcess::HostProcess(const std::vector<std::wstring>& arguments, const OutputFile& output)
+{
+    Start(arguments, Begin::Usually, "",
+          FileHandle(
+              CreateFileW(output.path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS, 0, nullptr)));
+}
+
+// Without a file, output comes through a pipe.
+void HostProcess::Start(const std::vector<std::wstring>& arguments, Begin begin, const std::string& input,
+                        FileHandle output)
+{
     std::wstring line = Quoted(Program());
     for (const std::wstring& argument : arguments)
         line += L" " + Quoted(argument);
@@ -133,7 +147,9 @@ HostProcess::HostProcess(const std::vector<std::wstring>& arguments, Begin begin
     start.cb = sizeof start;
     start.dwFlags = STARTF_USESTDHANDLES;
     start.hStdInput = in.read.Get();
-    start.hStdOutput = out.write.Get();
+    if (output)
+        Inherit(output);
+    start.hStdOutput = output ? output.Get() : out.write.Get();
     start.hStdError = err.write.Get();
     PROCESS_INFORMATION process = {};
     if (!CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, CREATE_NEW_PROCESS_GROUP | CREATE_SUSPENDED,

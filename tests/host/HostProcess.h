@@ -48,6 +48,11 @@ public:
     // Interrupted: Ctrl-C has been pressed before it does anything.
     enum class Begin { Usually, Interrupted };
     HostProcess(const std::vector<std::wstring>& arguments, Begin begin, const std::string& input = "");
+    // Standard output goes into a new file, as a shell redirects it.
+    struct OutputFile {
+        std::wstring path;
+    };
+    HostProcess(const std::vector<std::wstring>& arguments, const OutputFile& output);
     ~HostProcess();
     HostProcess(const HostProcess&) = delete;
     HostProcess& operator=(const HostProcess&) = delete;
@@ -84,6 +89,7 @@ public:
 private:
     static Json WaitFor(LineReader& reader, const std::function<bool(const Json&)>& accepted);
 
+    void Start(const std::vector<std::wstring>& arguments, Begin begin, const std::string& input, FileHandle output);
     std::wstring InterruptName() const;
 
     KernelHandle m_process;

@@ -225,11 +225,11 @@ TEST_F(WatchEnd, AFileThatNobodyMayReadComesWithoutATimeAndTheCodeSaysSo)
     EXPECT_TRUE(HasNote(*host, "cannot be read now", Utf8(path)));
 }
 
-TEST_F(WatchEnd, ARootThatIsNotThereIsNamedAndIsNoError)
+TEST_F(WatchEnd, ARootThatIsNotThereIsNamedAndTheCodeSaysSo)
 {
     WriteSelection(TreeItem() + Item(LR"(path="Q:\docs" type="1" includeSub="1")"));
     HostProcess host(Watch({L"--until-quiet", L"0.2"}));
-    EXPECT_EQ(host.Finish(), 0);
+    EXPECT_EQ(host.Finish(), 3);
     EXPECT_TRUE(HasNote(host, "not there", "q:\\"));
     EXPECT_EQ(host.Records().front().at("roots"), Json::array({"c:\\"}));
 }
@@ -238,7 +238,7 @@ TEST_F(WatchEnd, ASelectionThatIncludesNothingIsSaidAndGoesOn)
 {
     WriteSelection(Item(L"path=\"" + tree + L"\" type=\"1\" includeSub=\"1\" exclude=\"1\""));
     HostProcess host(Watch({L"--until-quiet", L"0.2"}));
-    EXPECT_EQ(host.Finish(), 0);
+    EXPECT_EQ(host.Finish(), 3);
     EXPECT_TRUE(HasNote(host, "includes nothing", ""));
 }
 

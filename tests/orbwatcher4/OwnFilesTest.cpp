@@ -32,12 +32,32 @@ TEST_F(OwnFilesOfAWatcher, AreNoChanges)
 
 TEST_F(OwnFilesOfAWatcher, AreOnlyThoseAndNotWhatIsNamedAlike)
 {
-    for (const wchar_t* name : {L"tree\\OrbWatcher.log", L"data\\Other.log", L"tree\\index.db.bak", L"tree\\index.dbx",
-                                L"data\\UserConfigurations.json"}) {
+    for (const wchar_t* name :
+         {L"tree\\OrbWatcher.log", L"database\\Other.log", L"tree\\index.db.bak", L"tree\\index.dbx"}) {
         folder.WriteBytes(name, "{}");
         Handler().OnFileAdded(folder.Path(name));
         EXPECT_TRUE(Pending(folder.Path(name))) << Narrow(std::wstring_view(name));
     }
+}
+
+TEST_F(OwnFilesOfAWatcher, AreAllThatTheDataFolderHolds)
+{
+    for (const wchar_t* name : {L"data\\UserConfigurations.json", L"data\\watcher_dump.bin", L"data\\deeper\\x"}) {
+        folder.WriteBytes(name, "{}");
+        Handler().OnFileAdded(folder.Path(name));
+        EXPECT_FALSE(Pending(folder.Path(name))) << Narrow(std::wstring_view(name));
+        EXPECT_EQ(watcher.Explain(folder.Path(name)).reason, PathExplanation::Reason::OwnFile);
+    }
+}
+
+TEST_F(OwnFilesOfAWatcher, AreLeftOutByAnEnumeration)
+{
+    Write(L"index.db");
+    Write(L"index.db-wal");
+    folder.WriteBytes(L"data\\UserConfigurations.json", "{}");
+    ASSERT_EQ(watcher.StartFirstTimeRun(0), 1);
+    WatcherAccess::EndRuns(watcher);
+    EXPECT_EQ(watcher.GetEnumerationProgress().Of(PathOutcome::OwnFile), 3u); // the data folder counts as one
 }
 
 TEST_F(OwnFilesOfAWatcher, LeaveNoDeletionEither)

@@ -1,0 +1,13 @@
+// Examines the folder that the command line names as the destination of backups. One thread.
+#pragma once
+
+#include "host/RecordWriter.h"
+#include "host/doctor/Check.h"
+
+#include <string>
+
+// The folder need not exist, if it can be made. A drive that is not there now may come later.
+Check CheckDestination(const std::wstring& written);
+
+// Reports what is wrong with the destination; an empty one is none. Returns false when it can be no destination at all.
+bool IsUsableDestination(const std::wstring& written, RecordWriter& writer);
