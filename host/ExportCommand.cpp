@@ -96,7 +96,7 @@ private:
     bool Fill(const CString& draft)
     {
         DeleteFileW(draft);
-        const std::optional<PendingExported> answer = m_exporter({draft.GetString(), m_options.most});
+        const std::optional<PendingExported> answer = m_exporter({draft.GetString(), m_options.most, m_options.to});
         m_answered = answer.has_value();
         if (!answer)
             return false;

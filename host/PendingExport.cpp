@@ -61,7 +61,8 @@ std::wstring GapOf(COrbWatcher& watcher)
 
 std::optional<PendingExported> AskForExport(const PendingExport& wanted, const FolderUse& use, RecordWriter& writer)
 {
-    const Json request{{"ask", "export"}, {"to", ToUtf8(wanted.file)}, {"max", wanted.most}};
+    const Json request{
+        {"ask", "export"}, {"to", ToUtf8(wanted.file)}, {"place", ToUtf8(wanted.place)}, {"max", wanted.most}};
     const auto busy = [&] {
         writer.Note(L"the running watch is busy; waiting for its answer, a minute at most (Ctrl-C gives up)");
     };
@@ -76,7 +77,7 @@ std::optional<Json> AnswerExport(COrbWatcher& watcher, const Json& request)
     if (!whole)
         return std::nullopt;
     const PendingExported exported =
-        ExportPending(watcher, {FromUtf8(request["to"].get<std::string>()), request["max"].get<int>()});
+        ExportPending(watcher, {FromUtf8(request["to"].get<std::string>()), request["max"].get<int>(), {}});
     return Json{{"any", exported.anyPending},
                 {"count", exported.count},
                 {"failure", ToUtf8(exported.failure)},

@@ -11,9 +11,11 @@
 #include <optional>
 #include <string>
 
+// `file` is written. `place`: the file that it becomes afterwards, which the running watch keeps out of the selection.
 struct PendingExport {
     std::wstring file;
     int most = 0;
+    std::wstring place;
 };
 struct PendingExported {
     bool anyPending = false;

@@ -131,11 +131,12 @@ private:
         return {{"failure", "this is no request"}};
     }
 
-    // The list that a request is to write lists what is pending, and must not become pending by it.
+    // The list that a request is to write lists what is pending, and must not become pending by it. Its draft goes
+    // before anything is handed out.
     void KeepListOut(const nlohmann::json& request)
     {
-        if (request.is_object() && request.contains("to") && request["to"].is_string())
-            m_service.KeepOwnFileOut(FromUtf8(request["to"].get<std::string>()), L"list of pending files");
+        if (request.is_object() && request.contains("place") && request["place"].is_string())
+            m_service.KeepOwnFileOut(FromUtf8(request["place"].get<std::string>()), L"list of pending files");
     }
 
     RulesAdded Add(const RulesAddition& wanted)
