@@ -45,7 +45,8 @@ TEST(Embedding, EarlierSizesAreThoseBeforeTheFieldsThatWereAdded)
          std::to_string(offsetof(OrbPendingFile, ruleTexts)) + ", " + std::to_string(offsetof(OrbPendingFile, fileId))},
         {"OrbIndexOptions", std::to_string(offsetof(OrbIndexOptions, sizeLimit))},
         {"OrbEnumerationProgress", std::to_string(offsetof(OrbEnumerationProgress, folder))},
-        {"OrbEstimateOptions", std::to_string(offsetof(OrbEstimateOptions, autoExclusions))},
+        {"OrbEstimateOptions", std::to_string(offsetof(OrbEstimateOptions, autoExclusions)) + ", " +
+                                   std::to_string(offsetof(OrbEstimateOptions, destination))},
         {"OrbEstimateTotals", std::to_string(offsetof(OrbEstimateTotals, leftOutFiles))}};
     std::map<std::string, std::string> told;
     for (const Pages::Row& row : Pages::Table(PageName, {"Struct", "Bytes"}))
