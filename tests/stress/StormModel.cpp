@@ -114,8 +114,12 @@ std::vector<StormModel::Found> StormModel::ListOf(const std::wstring& folder)
     return entries;
 }
 
+// Folders that are moved into each other reach lengths that no backup takes (docs/guarantees.md).
 void StormModel::Judge(const Found& found, std::vector<std::string>& lost) const
 {
+    constexpr std::size_t longest = 260 - 1; // a folder is also looked at with a backslash
+    if (found.path.size() > longest)
+        return;
     const std::string path = Narrow(found.path), time = TimeText(found.modified);
     CachedDatum datum;
     const auto told = m_told.find(Folded(found.path));

@@ -25,7 +25,8 @@ public:
     std::uint64_t Deleted() const { return m_deleted; }
 
     // One sentence for everything that is on the disk and was not handed out or recorded as it is, and for everything
-    // that was handed out, is gone and was not recorded as deleted. The index is that of this path.
+    // that was handed out, is gone and was not recorded as deleted. Paths that are too long for a backup do not count.
+    // The index is that of this path.
     std::vector<std::string> Lost(const std::wstring& index) const;
 
 private:
