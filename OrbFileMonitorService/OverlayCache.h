@@ -56,9 +56,9 @@ private:
 
     OverlayWaiter* m_waiter = &SystemOverlayWaiter();
     RankedSection m_section{LockRank::Leaf, L"overlay connection"};
-    LinePtr m_line; // null: not connected; guarded by m_section
+    LinePtr m_line ORB_GUARDED_BY(m_section); // null: not connected
     // Opened once and kept over reconnects, because a thread may be waiting for it. Guarded by m_section until it is
     // open.
     KernelHandle m_response;
-    GrowingPause m_pause{MostTimeouts, FirstPause, LongestPause}; // guarded by m_section
+    GrowingPause m_pause ORB_GUARDED_BY(m_section){MostTimeouts, FirstPause, LongestPause};
 };

@@ -64,7 +64,7 @@ public:
     bool HasSeen(const std::wstring& path) override
     {
         WatcherState& state = WatcherAccess::State(m_watcher);
-        const ObjectLock lock(state.locks, &state.store);
+        const CSingleLock lock(state.storeLock);
         return state.store.Find(CString(std::wstring_view(path))) != nullptr;
     }
 

@@ -40,9 +40,9 @@ namespace
 // The state that all users of the process share.
 struct Shared {
     RankedSection section{LockRank::Leaf, L"notifier"};
-    std::shared_ptr<void> current; // a Thread; guarded by section
-    std::shared_ptr<void> ended;   // the Thread that has given up its place last; guarded by section
-    ThreadSlot<void> own;          // on a notifier thread: its Thread
+    std::shared_ptr<void> current ORB_GUARDED_BY(section); // a Thread
+    std::shared_ptr<void> ended ORB_GUARDED_BY(section);   // the Thread that has given up its place last
+    ThreadSlot<void> own;                                  // on a notifier thread: its Thread
 };
 
 Shared& TheShared()

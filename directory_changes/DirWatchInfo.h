@@ -201,7 +201,7 @@ private:
     void DropCarried();
     void CloseDirectory();
     void LetHandlerGo();
-    WatchStep TakeInside(WatchInput input); // inside m_section
+    WatchStep TakeInside(WatchInput input) ORB_REQUIRES(m_section);
     void OnDrained() noexcept override;
     std::shared_ptr<const void> OnIdle() noexcept override;
     void Added(const wchar_t* path) override { m_handler.OnFileAdded(path); }
@@ -225,9 +225,9 @@ private:
     std::atomic<const CDirectoryChangeHandler*> m_owner;
 
     mutable RankedSection m_section{LockRank::EngineRecord, L"engine record"};
-    RunningState m_state = StateNotSet; // guarded by m_section
-    bool m_leased = false;              // guarded by m_section
-    bool m_packetRefused = false;       // during the lease; guarded by m_section
+    RunningState m_state ORB_GUARDED_BY(m_section) = StateNotSet;
+    bool m_leased ORB_GUARDED_BY(m_section) = false;
+    bool m_packetRefused ORB_GUARDED_BY(m_section) = false; // during the lease
 
     // Guarded by the lease.
     HANDLE m_directory;

@@ -88,9 +88,9 @@ private:
 
     std::atomic<long> m_references{1};
     mutable RankedSection m_section{LockRank::HandlerLink, L"handler link"};
-    CString m_changedDirectoryName;        // guarded by m_section
-    std::shared_ptr<WatchEngine> m_engine; // of the linked watcher; guarded by m_section
-    long m_linkCount = 0;                  // directories watched there; guarded by m_section
+    CString m_changedDirectoryName ORB_GUARDED_BY(m_section);
+    std::shared_ptr<WatchEngine> m_engine ORB_GUARDED_BY(m_section); // of the linked watcher
+    long m_linkCount ORB_GUARDED_BY(m_section) = 0;                  // directories watched there
 };
 
 class CDirectoryChangeWatcher

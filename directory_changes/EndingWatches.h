@@ -57,6 +57,6 @@ private:
     unsigned long long Newest() noexcept;
 
     mutable RankedSection m_section{LockRank::EngineArray, L"ending watches"};
-    Record m_first;                 // guarded by m_section; linked by nextEnding
-    unsigned long long m_added = 0; // guarded by m_section
+    Record m_first ORB_GUARDED_BY(m_section); // linked by nextEnding
+    unsigned long long m_added ORB_GUARDED_BY(m_section) = 0;
 };

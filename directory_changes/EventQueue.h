@@ -53,13 +53,13 @@ public:
     void Close() noexcept;
 
 private:
-    void ExpectWake() noexcept; // inside m_section
+    void ExpectWake() noexcept ORB_REQUIRES(m_section);
 
     RankedSection m_section{LockRank::Leaf, L"event queue", 400};
-    EventList m_added;         // guarded by m_section
-    WakeTicket m_ticket = 0;   // guarded by m_section
-    bool m_wakePosted = false; // guarded by m_section
-    bool m_closed = false;     // guarded by m_section
-    EventList m_taken;         // of the notifier
+    EventList m_added ORB_GUARDED_BY(m_section);
+    WakeTicket m_ticket ORB_GUARDED_BY(m_section) = 0;
+    bool m_wakePosted ORB_GUARDED_BY(m_section) = false;
+    bool m_closed ORB_GUARDED_BY(m_section) = false;
+    EventList m_taken; // of the notifier
     std::atomic<std::size_t> m_count{0};
 };

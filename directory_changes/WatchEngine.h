@@ -29,7 +29,7 @@ public:
     bool IsWatching(const wchar_t* path) const noexcept;
 
     // Slots of the watches that are not ending; may be null. Guarded by the section.
-    const std::vector<Record>& Records() const { return m_records; }
+    const std::vector<Record>& Records() const ORB_UNCHECKED_LOCKS { return m_records; }
 
     // Asks the record to end; returns before it has. May be called more than once.
     static void AskToStop(const Record& record) noexcept;
@@ -47,8 +47,8 @@ private:
     DWORD BeginWatch(const Record& record, CDirectoryChangeHandler& handler);
     DWORD JoinRun(const Record& record);
     DWORD TryJoin(const Record& record, Joined& joined);
-    DWORD AddToRun(const Record& record); // inside m_section
-    void Store(const Record& record);     // inside m_section
+    DWORD AddToRun(const Record& record) ORB_REQUIRES(m_section);
+    void Store(const Record& record) ORB_REQUIRES(m_section);
     DWORD StartMonitoring(const Record& record);
     DWORD LinkHandler(const Record& record, CDirectoryChangeHandler& handler);
     bool TakeOut(const WatchSelector& selector) noexcept;
@@ -58,7 +58,7 @@ private:
     const bool m_appHasGui;
     const DWORD m_filterFlags;
     mutable RankedSection m_section{LockRank::EngineArray, L"engine array"};
-    std::vector<Record> m_records;    // guarded by m_section
-    std::shared_ptr<EngineRun> m_run; // null when nothing is watched; guarded by m_section
-    int m_endings = 0;                // calls of UnwatchAll in progress; guarded by m_section
+    std::vector<Record> m_records ORB_GUARDED_BY(m_section);
+    std::shared_ptr<EngineRun> m_run ORB_GUARDED_BY(m_section); // null when nothing is watched
+    int m_endings ORB_GUARDED_BY(m_section) = 0;                // calls of UnwatchAll in progress
 };

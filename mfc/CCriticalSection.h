@@ -4,10 +4,12 @@
 /// The thread that is in a section may enter it again.
 #pragma once
 
+#include "mfc/ThreadSafety.h"
+
 #include <windows.h>
 
 /// A critical section of the system.
-class CCriticalSection
+class ORB_LOCK CCriticalSection
 {
 public:
     /// `spinCount`: spin count before blocking.
@@ -18,34 +20,34 @@ public:
     CCriticalSection& operator=(const CCriticalSection&) = delete;
 
     /// Waits until no other thread is inside.
-    virtual void Lock() { EnterCriticalSection(&m_section); }
+    virtual void Lock() ORB_ACQUIRES() ORB_UNCHECKED_LOCKS { EnterCriticalSection(&m_section); }
     /// Leaves the section. Call it on the thread that is inside, once for each Lock.
-    virtual void Unlock() { LeaveCriticalSection(&m_section); }
+    virtual void Unlock() ORB_RELEASES() ORB_UNCHECKED_LOCKS { LeaveCriticalSection(&m_section); }
 
 private:
     CRITICAL_SECTION m_section;
 };
 
 /// Holds a section for as long as the object lives; the thread may leave and enter it again meanwhile.
-class CSingleLock
+class ORB_SCOPED_LOCK CSingleLock
 {
 public:
     /// Enters the section, which must outlive the object.
-    explicit CSingleLock(CCriticalSection& section) : m_section(section) { Lock(); }
+    explicit CSingleLock(CCriticalSection& section) ORB_ACQUIRES(section) : m_section(section) { Lock(); }
     /// Leaves the section, if it is inside.
-    ~CSingleLock() { Unlock(); }
+    ~CSingleLock() ORB_RELEASES() { Unlock(); }
     CSingleLock(const CSingleLock&) = delete;
     CSingleLock& operator=(const CSingleLock&) = delete;
 
     /// Enters the section; does nothing when it is inside.
-    void Lock()
+    void Lock() ORB_ACQUIRES() ORB_UNCHECKED_LOCKS
     {
         if (!m_inside)
             m_section.Lock();
         m_inside = true;
     }
     /// Leaves the section; does nothing when it is outside.
-    void Unlock()
+    void Unlock() ORB_RELEASES() ORB_UNCHECKED_LOCKS
     {
         if (m_inside)
             m_section.Unlock();

@@ -97,6 +97,15 @@ public:
 
     virtual bool IsInside() const { return m_inside == GetCurrentThreadId(); }
 
+    virtual void RequireHeld(const void* lock, const wchar_t* name, const void* site)
+    {
+        const Guard guard(*this);
+        const auto thread = m_threads.find(GetCurrentThreadId());
+        if (thread == m_threads.end() || std::none_of(thread->second.begin(), thread->second.end(),
+                                                      [&](const Held& held) { return held.lock == lock; }))
+            Report(L"", name, L"lock not held: \"" + Class(name) + L"\" at " + Place(site));
+    }
+
 private:
     class Guard
     {
@@ -204,6 +213,11 @@ void Entering(const void* lock, LockRank rank, const wchar_t* name, const void* 
     Shared()->Enter(lock, rank, name, site);
 }
 void Left(const void* lock) noexcept { Shared()->Leave(lock); }
+
+void RequireHeld(const void* lock, const wchar_t* name, const void* site) noexcept
+{
+    Shared()->RequireHeld(lock, name, site);
+}
 std::vector<std::wstring> Reports() { return Shared()->Reports(); }
 void Clear() { Shared()->Clear(); }
 bool IsAtWork() { return Shared()->IsInside(); }

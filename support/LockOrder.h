@@ -4,7 +4,8 @@
 /// In a build with ORB_LOCK_ORDER, every RankedSection reports to this check when a thread enters and leaves it. A wait
 /// for a thread counts like a lock that the waited-for thread holds all its life. The check reports the first time that
 ///  - a thread asks for a lock of a lower rank while it holds one of a higher rank, or
-///  - two locks or threads, or more, could wait for each other in a circle.
+///  - two locks or threads, or more, could wait for each other in a circle, or
+///  - a thread does without a lock what it may do with the lock alone.
 /// No thread needs to stop for that: one thread that takes the locks both ways is enough. Without ORB_LOCK_ORDER the
 /// check is empty.
 ///
@@ -45,6 +46,8 @@ namespace LockOrder
 void Entering(const void* lock, LockRank rank, const wchar_t* name, const void* site) noexcept;
 /// Reports that the lock is not held any more.
 void Left(const void* lock) noexcept;
+/// The calling thread must hold the lock; otherwise this is a finding.
+void RequireHeld(const void* lock, const wchar_t* name, const void* site) noexcept;
 /// Returns the findings since the last Clear, one text each.
 std::vector<std::wstring> Reports();
 /// Forgets the findings.
@@ -55,6 +58,7 @@ bool IsAtWork();
 #else
 inline void Entering(const void*, LockRank, const wchar_t*, const void*) noexcept {}
 inline void Left(const void*) noexcept {}
+inline void RequireHeld(const void*, const wchar_t*, const void*) noexcept {}
 inline std::vector<std::wstring> Reports() { return {}; }
 inline void Clear() {}
 inline bool IsAtWork() { return false; }

@@ -6,7 +6,7 @@
 #include "support/LockOrder.h"
 
 /// Enter it with CSingleLock. Any thread.
-class RankedSection : public CCriticalSection
+class ORB_LOCK RankedSection : public CCriticalSection
 {
 public:
     /// `name` names the kind of lock; it must live as long as the process.
@@ -18,17 +18,19 @@ public:
     }
 
     /// Reports to the check, and waits until no other thread is inside.
-    void Lock() override
+    void Lock() override ORB_ACQUIRES() ORB_UNCHECKED_LOCKS
     {
         LockOrder::Entering(this, m_rank, m_name, __builtin_return_address(0));
         CCriticalSection::Lock();
     }
     /// Leaves the section, and reports to the check.
-    void Unlock() override
+    void Unlock() override ORB_RELEASES() ORB_UNCHECKED_LOCKS
     {
         CCriticalSection::Unlock();
         LockOrder::Left(this);
     }
+    /// For a function that is called with the section entered: tells both checks, of the order and of clang.
+    void RequireHeld() const ORB_HOLDS() { LockOrder::RequireHeld(this, m_name, __builtin_return_address(0)); }
 
 private:
     const LockRank m_rank;

@@ -83,12 +83,10 @@ bool IsDeletion(const NotificationPtr& notification)
 class ChangeHandler::Judgement
 {
 public:
-    Judgement(WatcherState& state, const CString& path) : Judgement(state, path, ObjectLock(state.locks, &state.store))
-    {
-    }
+    Judgement(WatcherState& state, const CString& path) : Judgement(state, path, CSingleLock(state.storeLock)) {}
     ~Judgement()
     {
-        const ObjectLock lock(m.locks, &m.store);
+        const CSingleLock lock(m.storeLock);
         m_look.End();
     }
     Judgement(const Judgement&) = delete;
@@ -98,14 +96,14 @@ public:
     // Removes the pending change.
     void Drop()
     {
-        const ObjectLock lock(m.locks, &m.store);
+        const CSingleLock lock(m.storeLock);
         if (!m_look.WasReported())
             m.store.Erase(m_path);
     }
     // Returns false when another thread has reported meanwhile that the path is gone.
     bool Put(const NotificationPtr& notification)
     {
-        const ObjectLock lock(m.locks, &m.store);
+        const CSingleLock lock(m.storeLock);
         if (m_look.WasReported() && IsDeletion(m.store.Find(m_path)) && m.IsGone(m_path))
             return false;
         m.store.Put(m_path, notification);
@@ -113,7 +111,7 @@ public:
     }
 
 private:
-    Judgement(WatcherState& state, const CString& path, const ObjectLock&)
+    Judgement(WatcherState& state, const CString& path, const CSingleLock&)
         : m(state),
           m_path(path),
           m_look(state.store, path)
@@ -209,8 +207,8 @@ std::optional<ChangeHandler::EventPath> ChangeHandler::NormalizeEventPath(const 
         normal = WithBackslash(normal);
     EventPath event{normal, false};
     {
-        const ObjectLock lock(m.locks, &m.filter);
-        m.filter.UpdateJunctionDestination(event.path);
+        const CSingleLock lock(m.selection.primaryLock);
+        m.selection.primary.UpdateJunctionDestination(event.path);
     }
     event.throughLink = event.path != normal;
     return event;
@@ -218,7 +216,7 @@ std::optional<ChangeHandler::EventPath> ChangeHandler::NormalizeEventPath(const 
 
 std::optional<ChangeHandler::Classified> ChangeHandler::ClassifyPath(const CString& path, PathOutcome* refusal)
 {
-    Classification answer = Classify(m.filter, m.secondaryFilter, m.locks, path);
+    Classification answer = Classify(m.selection, path);
     if (answer.decision == Excluded)
         SetOverlay(path, OverlayStatus::Excluded);
     if (refusal)
@@ -281,7 +279,7 @@ bool ChangeHandler::WasUploaded(const CString& path, std::uint64_t modificationT
 
 void ChangeHandler::DropPending(const CString& path)
 {
-    const ObjectLock lock(m.locks, &m.store);
+    const CSingleLock lock(m.storeLock);
     m.store.Erase(path);
 }
 
@@ -289,6 +287,7 @@ void ChangeHandler::DropPending(const CString& path)
 // other spelling of the path, which no existing path has.
 void ChangeHandler::KeepDeletionOfChildren(const CString& path, const NotificationPtr& pending)
 {
+    m.storeLock.RequireHeld();
     if (IsDeletion(pending) && CIndexDB::HasCachedItemsBelow(path))
         m.store.Put(OtherSpelling(path), pending);
 }
@@ -304,7 +303,7 @@ PathOutcome ChangeHandler::DroppedAs(const CString& eventPath) const
 
 bool ChangeHandler::IsWaiting(const CString& path) const
 {
-    const ObjectLock lock(m.locks, &m.store);
+    const CSingleLock lock(m.storeLock);
     return m.store.Find(path) != nullptr;
 }
 
@@ -337,7 +336,7 @@ PathOutcome ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, bool exp
         return refusal;
     }
     {
-        ObjectLock lock(m.locks, &m.store);
+        CSingleLock lock(m.storeLock);
         const NotificationPtr pending = m.store.Find(path);
         if (IsDeletion(pending) && m.IsGone(path))
             return PathOutcome::Missing;
@@ -346,7 +345,7 @@ PathOutcome ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, bool exp
         // file.
         if (pending && m.clock->FileTime() <= pending->timeStamp + ReplacedWithin) {
             m.store.Erase(path);
-            lock.Leave();
+            lock.Unlock();
             return Replace(*event, expandDirectory);
         }
     }
@@ -401,7 +400,7 @@ void ChangeHandler::KeepUnreachable(const wchar_t* path)
         return;
     auto notification = std::make_shared<Notification>();
     FillFromRules(*notification, classified->rules);
-    const ObjectLock lock(m.locks, &m.store);
+    const CSingleLock lock(m.storeLock);
     m.store.Put(path, notification);
 }
 
@@ -417,7 +416,7 @@ void ChangeHandler::ProcessModified(const wchar_t* eventPath)
     if (!classified)
         return;
     {
-        const ObjectLock lock(m.locks, &m.store);
+        const CSingleLock lock(m.storeLock);
         const NotificationPtr pending = m.store.Find(path);
         if (IsDeletion(pending) && m.IsGone(path))
             return;
@@ -428,7 +427,7 @@ void ChangeHandler::ProcessModified(const wchar_t* eventPath)
         return judgement.Drop();
     std::shared_ptr<Notification> notification;
     {
-        const ObjectLock lock(m.locks, &m.store);
+        const CSingleLock lock(m.storeLock);
         const NotificationPtr pending = m.store.Find(path);
         // A pending addition or modification stays as it is, with its time stamp.
         if (pending && !IsDeletion(pending))

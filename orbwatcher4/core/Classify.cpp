@@ -15,14 +15,14 @@ PathOutcome RefusalOf(const Classification& answer)
     return excluded ? PathOutcome::AutoExcluded : PathOutcome::NotSelected;
 }
 
-Classification Classify(OrbFilter& primary, OrbFilter& secondary, ObjectLockTable& locks, const wchar_t* path)
+Classification Classify(Selection& selection, const wchar_t* path)
 {
     Classification answer;
     {
-        const ObjectLock lock(locks, &primary);
-        answer.ordinary = primary.CheckForInclusion(path, &answer.rules, true, false);
+        const CSingleLock lock(selection.primaryLock);
+        answer.ordinary = selection.primary.CheckForInclusion(path, &answer.rules, true, false);
         if (answer.ordinary != Included)
-            answer.keptOut = primary.WhyKeptOut(path);
+            answer.keptOut = selection.primary.WhyKeptOut(path);
     }
     answer.primaryRules = answer.rules.size();
     answer.decision = answer.ordinary;
@@ -30,16 +30,16 @@ Classification Classify(OrbFilter& primary, OrbFilter& secondary, ObjectLockTabl
         return answer;
     {
         // The change gets the texts of the secondary rules; their decision does not count.
-        const ObjectLock lock(locks, &secondary);
-        if (secondary.HasRules())
-            secondary.CheckForInclusion(path, &answer.rules, false, false);
+        const CSingleLock lock(selection.secondaryLock);
+        if (selection.secondary.HasRules())
+            selection.secondary.CheckForInclusion(path, &answer.rules, false, false);
     }
     AdvancedRules advanced;
     {
-        const ObjectLock lock(locks, &primary);
-        if (primary.IsSkipAdvancedFilterCheck(path, answer.rules))
+        const CSingleLock lock(selection.primaryLock);
+        if (selection.primary.IsSkipAdvancedFilterCheck(path, answer.rules))
             return answer;
-        advanced = primary.CurrentAdvancedRules();
+        advanced = selection.primary.CurrentAdvancedRules();
     }
     answer.advancedAsked = true;
     answer.advanced = advanced.Check(path, &answer.advancedRule);

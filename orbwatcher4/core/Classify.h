@@ -2,8 +2,7 @@
 #pragma once
 
 #include "orbwatcher4/EnumerationProgress.h"
-#include "orbwatcher4/OrbFilter.h"
-#include "orbwatcher4/core/ObjectLockTable.h"
+#include "orbwatcher4/core/Selection.h"
 
 struct Classification {
     InclusionType decision = NotIncluded;
@@ -20,4 +19,4 @@ struct Classification {
 PathOutcome RefusalOf(const Classification& answer);
 
 // Locks each filter while it is asked, and no filter while regular expressions are matched.
-Classification Classify(OrbFilter& primary, OrbFilter& secondary, ObjectLockTable& locks, const wchar_t* path);
+Classification Classify(Selection& selection, const wchar_t* path);

@@ -80,8 +80,8 @@ void COrbWatcher::ReportAllVanished()
 {
     DriveList selected;
     {
-        const ObjectLock lock(m->locks, &m->filter);
-        selected = m->filter.GenerateDriveList();
+        const CSingleLock lock(m->selection.primaryLock);
+        selected = m->selection.primary.GenerateDriveList();
     }
     const CSingleLock lock(SectionOf(m->useDrDeleteMap));
     Roots roots;
@@ -105,8 +105,8 @@ bool COrbWatcher::JudgeVanished(const CString& path)
         asked += L'\\';
     bool selected = false;
     {
-        const ObjectLock lock(m->locks, &m->filter);
-        selected = m->filter.CheckForInclusion(asked, nullptr, true, true) == Included;
+        const CSingleLock lock(m->selection.primaryLock);
+        selected = m->selection.primary.CheckForInclusion(asked, nullptr, true, true) == Included;
     }
     if (!selected)
         return true;

@@ -91,7 +91,7 @@ bool DeletedFiles::IsCacheLoaded() const
 void DeletedFiles::CollectVanished()
 {
     {
-        const ObjectLock lock(m.locks, &m.store);
+        const CSingleLock lock(m.storeLock);
         m.store.ForEach([&](const CString& path, const NotificationPtr& notification) {
             if (notification->kind == NotificationKind::Deleted)
                 m_entries.emplace(path, notification);
@@ -113,7 +113,7 @@ bool DeletedFiles::CanBeSettled(const CString& path) const
 // stays; the deletion of a folder has moved to the other spelling then.
 void DeletedFiles::TakeSettled()
 {
-    const ObjectLock lock(m.locks, &m.store);
+    const CSingleLock lock(m.storeLock);
     for (const auto& [path, notification] : m_settled)
         for (const CString& spelling : {path, OtherSpelling(path)})
             if (m.store.Find(spelling) == notification)

@@ -93,8 +93,8 @@ void ChangeHandler::AddSelectedBelow(const EventPath& folder)
         return;
     bool maySelect = false;
     {
-        const ObjectLock lock(m.locks, &m.filter);
-        maySelect = m.filter.MaySelectBelow(folder.path);
+        const CSingleLock lock(m.selection.primaryLock);
+        maySelect = m.selection.primary.MaySelectBelow(folder.path);
     }
     if (maySelect)
         AddDirectoryChildren(folder);

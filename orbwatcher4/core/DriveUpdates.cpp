@@ -45,8 +45,8 @@ void COrbWatcher::MoveDrive(const CString& root)
     if (old == m->drives.end())
         return;
     {
-        const ObjectLock lock(m->locks, &m->filter);
-        m->filter.MoveDriveRules(old->first, root);
+        const CSingleLock lock(m->selection.primaryLock);
+        m->selection.primary.MoveDriveRules(old->first, root);
     }
     DriveGuidInfo known = old->second;
     known.removed = 0; // it had the old letter
@@ -79,8 +79,8 @@ bool COrbWatcher::GetWatchedDrives(CString& out)
     Completes(L"GetWatchedDrives", [&] {
         CString letters;
         {
-            const ObjectLock lock(m->locks, &m->filter);
-            for (const auto& [root, drive] : m->filter.GenerateDriveList())
+            const CSingleLock lock(m->selection.primaryLock);
+            for (const auto& [root, drive] : m->selection.primary.GenerateDriveList())
                 if (root.GetLength() > 2 && root[1] == L':')
                     letters += static_cast<wchar_t>(towupper(root[0]));
         }

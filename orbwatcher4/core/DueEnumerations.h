@@ -117,8 +117,8 @@ private:
     void Report(const CString& root, const char* reason, std::int64_t now);
 
     mutable RankedSection m_section{LockRank::Leaf, L"due enumerations"};
-    Rescans m_rescans;           // guarded by m_section
-    std::set<CString> m_unknown; // paths that have made a full enumeration due; guarded by m_section
+    Rescans m_rescans ORB_GUARDED_BY(m_section);
+    std::set<CString> m_unknown ORB_GUARDED_BY(m_section); // paths that have made a full enumeration due
     RunningMark m_mark;
     std::atomic<bool> m_fullDueAgain{false}; // a full one became due after FullBegins
     std::atomic<bool> m_fullWritten{false};  // due in the settings, as far as this process knows

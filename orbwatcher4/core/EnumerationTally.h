@@ -26,5 +26,5 @@ private:
     Counter m_folders{0};
     std::array<Counter, PathOutcomes> m_outcomes{};
     mutable RankedSection m_lock{LockRank::Leaf, L"enumeration's folder"};
-    CString m_folder; // guarded by m_lock
+    CString m_folder ORB_GUARDED_BY(m_lock);
 };

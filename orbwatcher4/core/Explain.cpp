@@ -35,8 +35,8 @@ PathExplanation::Reason ReasonOf(WatcherState& m, const CString& path, bool hand
         return PathExplanation::Reason::OwnFile;
     if (!handled && path.Find(L'~') < 0)
         return PathExplanation::Reason::TooLong;
-    const ObjectLock lock(m.locks, &m.filter);
-    switch (m.filter.WhyKeptOut(path)) {
+    const CSingleLock lock(m.selection.primaryLock);
+    switch (m.selection.primary.WhyKeptOut(path)) {
     case KeptOut::Destination:
         return PathExplanation::Reason::BackupFolder;
     case KeptOut::OwnFile:
@@ -64,7 +64,7 @@ PathExplanation COrbWatcher::ExplainPath(const wchar_t* path)
     explanation.reason = ReasonOf(*m, explanation.path, normal.has_value());
     if (explanation.reason != PathExplanation::Reason::Rules)
         return explanation;
-    const Classification answer = Classify(m->filter, m->secondaryFilter, m->locks, explanation.path);
+    const Classification answer = Classify(m->selection, explanation.path);
     explanation.decision = answer.decision;
     explanation.ordinary = answer.ordinary;
     explanation.advancedAsked = answer.advancedAsked;

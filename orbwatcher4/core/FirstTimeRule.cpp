@@ -30,6 +30,7 @@ void WatchLoop::RescanDueRoots()
 // They are rescanned on return.
 bool WatchLoop::IsPresent(const CString& root) const
 {
+    m.driveListLock.RequireHeld();
     const auto drive = m.drives.find(root);
     return drive != m.drives.end() && drive->second.volumeMatches && drive->second.removed != 1;
 }
@@ -62,7 +63,7 @@ void WatchLoop::Announce()
 
 void WatchLoop::CheckFirstTimeRule()
 {
-    const ObjectLock lock(m.locks, &m.filter);
+    const CSingleLock lock(m.selection.primaryLock);
     if (!m.selectionLoaded || m_watcher.IsFirstTimeEnumRunning() || DueEnumerations::IsCheckTooEarly(m_now))
         return;
     DueEnumerations::NoteCheck(m_now);

@@ -97,7 +97,7 @@ public:
             return m.enumeration.CountBeside(why);
         // A walk does not report whose exclusion it is.
         const bool excluded = why == PathOutcome::Excluded;
-        m.enumeration.CountFolder(excluded ? RefusalOf(Classify(m.filter, m.secondaryFilter, m.locks, path)) : why);
+        m.enumeration.CountFolder(excluded ? RefusalOf(Classify(m.selection, path)) : why);
     }
 
 private:
@@ -126,7 +126,7 @@ int COrbWatcher::StartFirstTimeRun(int reload)
 {
     const COrbFuncLog guard(L"COrbWatcher::StartFirstTimeRun");
     {
-        const ObjectLock lock(m->locks, &m->firstTime);
+        const CSingleLock lock(m->firstTime.lock);
         if (m->firstTime.running || m->firstTime.stopping)
             return 0;
         m->enableFirstTime = 1;
@@ -149,8 +149,8 @@ int COrbWatcher::BeginFirstTimeRun(int reload)
     // An enumeration with the present rules is better than none, and none could begin any more.
     if (reload)
         Completes(L"The reload for the first-time run", [this] { ReloadForFirstTimeRun(); });
-    m->filter.ClearJunctionCache();
-    const ObjectLock lock(m->locks, &m->firstTime);
+    m->selection.PrimaryWalks().ClearJunctionCache();
+    const CSingleLock lock(m->firstTime.lock);
     if (!m->firstTime.stopping) {
         m->firstTime.thread = StartWatcherThread(&_FirstRunAllDrives, this);
         if (m->firstTime.thread)
@@ -162,9 +162,9 @@ int COrbWatcher::BeginFirstTimeRun(int reload)
 
 void COrbWatcher::ReloadForFirstTimeRun()
 {
-    const ObjectLock primary(m->locks, &m->filter);
-    const ObjectLock secondary(m->locks, &m->secondaryFilter);
-    m->filter.SetNotificationStore(&m->store.Counters());
+    const CSingleLock primary(m->selection.primaryLock);
+    const CSingleLock secondary(m->selection.secondaryLock);
+    m->selection.primary.SetNotificationStore(&m->PendingCounters());
     ReloadRules(m->advancedFiltersPath);
     QueueRootsToWatch();
     FillPluginTable();
@@ -182,7 +182,7 @@ unsigned __stdcall COrbWatcher::_FirstRunAllDrives(void* watcher)
         Completes(L"Telling of the first-time run", [&] { event.emplace(self.m->firstTimeHidden != 0); });
         if (!user.Acts() || !Completes(L"The first-time run", [&] { self.EnumerateAllDrives(); }))
             self.m->due.MakeFull();
-        const ObjectLock lock(self.m->locks, &self.m->firstTime);
+        const CSingleLock lock(self.m->firstTime.lock);
         event.reset(); // before another enumeration can begin, whose event has the same name
         self.m->firstTime.running = 0;
         self.m->firstTime.succeeded = 1;
@@ -226,8 +226,8 @@ void COrbWatcher::EnumerateAllDrives()
     }
     DriveList drives;
     {
-        const ObjectLock lock(m->locks, &m->filter);
-        drives = m->filter.GenerateDriveList();
+        const CSingleLock lock(m->selection.primaryLock);
+        drives = m->selection.primary.GenerateDriveList();
     }
     for (const auto& [root, drive] : drives) {
         if (m->stop.IsSet())
@@ -246,7 +246,7 @@ void COrbWatcher::EnumerateAllDrives()
             g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Error enumerating all files on disk, possible exception.");
         m->due.ReportLeftOut(root, m->clock->Seconds());
     }
-    m->filter.ClearJunctionCache();
+    m->selection.PrimaryWalks().ClearJunctionCache();
     if (!m->stop.IsSet())
         TrimDeleteMap();
     if (m->stop.IsSet())
@@ -272,7 +272,7 @@ void COrbWatcher::NoteFirstTimeRunCompleted()
 
 bool COrbWatcher::StartSingleDriveRun(const CString& root)
 {
-    const ObjectLock lock(m->locks, &m->firstTime);
+    const CSingleLock lock(m->firstTime.lock);
     if (m->firstTime.stopping)
         return false;
     auto& runs = m->firstTime.singleDriveRuns;
@@ -281,7 +281,7 @@ bool COrbWatcher::StartSingleDriveRun(const CString& root)
         return false;
     // Directories that any enumeration has seen must be walked again. One that is still running may meet some of them
     // twice.
-    m->filter.ClearJunctionCache();
+    m->selection.PrimaryWalks().ClearJunctionCache();
     auto run = std::make_unique<SingleDriveRun>(SingleDriveRun{this, root});
     const auto place = runs.try_emplace(root).first; // before the thread begins, because the thread must be waited for
     ++m->firstTime.singleDriveRunsGoing;
@@ -369,12 +369,12 @@ bool COrbWatcher::EnumerateDrive(const wchar_t* drive, const wchar_t* pattern, b
         std::vector<CString> files;
         bool onlyFiles = false;
         {
-            const ObjectLock lock(m->locks, &m->filter);
-            if (!m->filter.IsDriveIncludeRules(drive))
+            const CSingleLock lock(m->selection.primaryLock);
+            if (!m->selection.primary.IsDriveIncludeRules(drive))
                 return true;
-            onlyFiles = m->filter.IsDriveIncludeOnlyFiles(drive);
+            onlyFiles = m->selection.primary.IsDriveIncludeOnlyFiles(drive);
             if (onlyFiles)
-                m->filter.GetExplicitFiles(drive, files);
+                m->selection.primary.GetExplicitFiles(drive, files);
         }
         for (const CString& file : files) {
             if (m->stop.IsSet())
@@ -387,11 +387,12 @@ bool COrbWatcher::EnumerateDrive(const wchar_t* drive, const wchar_t* pattern, b
     // Copied, because the rules may be edited while the walk runs.
     ScanLists lists;
     {
-        const ObjectLock lock(m->locks, &m->filter);
-        lists = m->filter.CollectScanLists(drive);
+        const CSingleLock lock(m->selection.primaryLock);
+        lists = m->selection.primary.CollectScanLists(drive);
     }
     EnumerationWalk walk(*this);
-    return m->filter.ScanSelection(lists, pattern, m->backupHiddenFiles, &walk, static_cast<HANDLE>(m->stop), &walk);
+    return m->selection.PrimaryWalks().ScanSelection(lists, pattern, m->backupHiddenFiles, &walk,
+                                                     static_cast<HANDLE>(m->stop), &walk);
 }
 
 void COrbWatcher::FileFoundCallback(const wchar_t* path, unsigned __int64)
@@ -416,7 +417,7 @@ PathOutcome COrbWatcher::TakeFound(const wchar_t* path, std::optional<DWORD> lis
 {
     NotificationPtr pending;
     {
-        const ObjectLock lock(m->locks, &m->store);
+        const CSingleLock lock(m->storeLock);
         pending = m->store.Find(path);
     }
     PathOutcome outcome = PathOutcome::Waiting;

@@ -125,18 +125,20 @@ namespace
 class LeftStore
 {
 public:
-    explicit LeftStore(ObjectLock& lock) : m_lock(lock) { m_lock.Leave(); }
-    ~LeftStore() { m_lock.Enter(); }
+    explicit LeftStore(CSingleLock& lock) : m_lock(lock) { m_lock.Unlock(); }
+    ~LeftStore() { m_lock.Lock(); }
     LeftStore(const LeftStore&) = delete;
     LeftStore& operator=(const LeftStore&) = delete;
 
 private:
-    ObjectLock& m_lock;
+    CSingleLock& m_lock;
 };
 
 // Judges the entry of the last step, and erases a settled one. Returns true when it is to be handed out. The store is
-// unlocked meanwhile: the disk may need long to answer, and other threads must not wait for it.
-bool OfferWithStoreLeft(WatcherState& state, HandOut& handOut, const NotificationStore::Entry& entry, ObjectLock& lock)
+// unlocked meanwhile: the disk may need long to answer, and other threads must not wait for it. (`lock` is that of the
+// store, which clang cannot know.)
+bool OfferWithStoreLeft(WatcherState& state, HandOut& handOut, const NotificationStore::Entry& entry,
+                        CSingleLock& lock) ORB_UNCHECKED_LOCKS
 {
     const NotificationStore::Look look(state.store, entry.path);
     HandOut::Verdict verdict = HandOut::Verdict::Keep;
@@ -184,7 +186,7 @@ bool COrbWatcher::GetSingleNotification(void* sameRunIds, QueueDatum& out)
 bool COrbWatcher::TakePending(void* sameRunIds, QueueDatum& out, FileIdentity* identity)
 {
     const CSingleLock oneAtATime(m->handOutLock);
-    ObjectLock lock(m->locks, &m->store);
+    CSingleLock lock(m->storeLock);
     if (m->store.LiveCount() == 0) {
         m->removalCutShort = false;
         g_OrbLog.Log(L"No files to move to queue. Exiting.");
@@ -271,6 +273,7 @@ HandOut::Verdict HandOut::Offer(const NotificationStore::Entry& entry)
         return Verdict::Keep;
     if (!isNew && static_cast<std::uint64_t>(m_out.modificationTime) == datum.modificationTime)
         return Verdict::Drop; // unchanged since it was backed up
+    m.handOutLock.RequireHeld();
     const bool oncePerRun = m_sameRunIds && IsBackupRunning();
     if (oncePerRun && m_sameRunIds->count(id) != 0 && m.givenInRun.Holds(id, path.View())) {
         if (datum.flags & CachedDatum::DropSameRunChange)
@@ -290,13 +293,14 @@ HandOut::Verdict HandOut::Offer(const NotificationStore::Entry& entry)
 
 void HandOut::TakeBack(const CString& path) noexcept
 {
+    m.handOutLock.RequireHeld();
     if (m_counted && m.givenInRun.Erase(m_out.id, path.View()))
         m_sameRunIds->erase(m_out.id);
 }
 
 bool HandOut::IsSelected(const CString& path)
 {
-    const InclusionType decision = Classify(m.filter, m.secondaryFilter, m.locks, path).decision;
+    const InclusionType decision = Classify(m.selection, path).decision;
     return decision == Included || decision == NotApplicable;
 }
 

@@ -52,31 +52,31 @@ void COrbWatcher::QueueRootsToWatch()
 {
     if (!m->watching.IsSet())
         return;
-    const ObjectLock lock(m->locks, &m->filter);
-    for (const auto& [root, drive] : m->filter.GenerateDriveList())
+    const CSingleLock lock(m->selection.primaryLock);
+    for (const auto& [root, drive] : m->selection.primary.GenerateDriveList())
         RequestDrive(root);
 }
 
 bool COrbWatcher::ReloadRules(const wchar_t* advancedOfSecondary)
 {
     const WithoutThreadToken asProcess; // the service has named the files
-    const ObjectLock primary(m->locks, &m->filter);
-    const ObjectLock secondary(m->locks, &m->secondaryFilter);
-    m->filter.SetOverlayCache(m->overlay ? &m->overlayCache : nullptr);
+    const CSingleLock primary(m->selection.primaryLock);
+    const CSingleLock secondary(m->selection.secondaryLock);
+    m->selection.primary.SetOverlayCache(m->overlay ? &m->overlayCache : nullptr);
     if (m->watching.IsSet()) {
         // Comes before everything that may fail: the watch thread then uses whatever rules there are.
         const CSingleLock pending(m->pendingDrivesLock);
         m->drivesChanged = true;
     }
     // Without a file, rules that were added stay.
-    const bool first = !m->dataXmlPath.IsEmpty() &&
-                       Reload(m->filter, m->dataXmlPath, m->dataXmlPath2, m->advancedFiltersPath, m->findings);
+    const bool first = !m->dataXmlPath.IsEmpty() && Reload(m->selection.primary, m->dataXmlPath, m->dataXmlPath2,
+                                                           m->advancedFiltersPath, m->findings);
     const bool second =
-        Reload(m->secondaryFilter, m->secondaryXmlPath, m->secondaryXmlPath2, advancedOfSecondary, m->findings);
-    m->filter.SetSecondaryFilter(&m->secondaryFilter);
-    m->volumes.Follow(m->filter.GenerateDriveList());
+        Reload(m->selection.secondary, m->secondaryXmlPath, m->secondaryXmlPath2, advancedOfSecondary, m->findings);
+    m->selection.primary.SetSecondaryFilter(&m->selection.secondary);
+    m->volumes.Follow(m->selection.primary.GenerateDriveList());
     // The rules of the data file may be loaded although another file is missing or malformed.
-    if (first || (!m->dataXmlPath.IsEmpty() && m->filter.HasRules()))
+    if (first || (!m->dataXmlPath.IsEmpty() && m->selection.primary.HasRules()))
         m->selectionLoaded = true;
     return first && second;
 }
@@ -93,8 +93,8 @@ int COrbWatcher::StartWatch()
     m->stop.ResetEvent();
     m->ready.ResetEvent();
     const auto load = [this] {
-        const ObjectLock primary(m->locks, &m->filter);
-        const ObjectLock secondary(m->locks, &m->secondaryFilter);
+        const CSingleLock primary(m->selection.primaryLock);
+        const CSingleLock secondary(m->selection.secondaryLock);
         if (!ReloadRules())
             g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"The selection could not be read whole: %s",
                               m->dataXmlPath.GetString());
@@ -132,9 +132,10 @@ int COrbWatcher::AbortWatching()
 // The signals are reset, once, after every thread has ended.
 void COrbWatcher::StopThreads()
 {
+    m->lifecycle.RequireHeld();
     m->stop.SetEvent();
     {
-        const ObjectLock lock(m->locks, &m->firstTime);
+        const CSingleLock lock(m->firstTime.lock);
         m->firstTime.stopping = true;
     }
     JoinWatcherThread(m->watchThread, WatchThreadName);
@@ -142,7 +143,7 @@ void COrbWatcher::StopThreads()
     EndRuns();
     JoinWatcherThread(m->deletedFilesThread, DeletedFilesThreadName);
     {
-        const ObjectLock lock(m->locks, &m->firstTime);
+        const CSingleLock lock(m->firstTime.lock);
         m->firstTime.stopping = false;
     }
     m->ready.ResetEvent();
@@ -155,7 +156,7 @@ void COrbWatcher::EndRuns()
     KernelHandle thread;
     std::map<CString, KernelHandle> singleDriveRuns;
     {
-        const ObjectLock lock(m->locks, &m->firstTime);
+        const CSingleLock lock(m->firstTime.lock);
         thread = std::move(m->firstTime.thread);
         singleDriveRuns.swap(m->firstTime.singleDriveRuns);
     }
@@ -182,8 +183,9 @@ std::vector<CString> COrbWatcher::GetWatchedRoots()
 
 bool COrbWatcher::IsAnyThreadRunning()
 {
+    m->lifecycle.RequireHeld();
     const auto runs = [](const KernelHandle& thread) { return thread && !IsSignalled(thread.Get()); };
-    const ObjectLock lock(m->locks, &m->firstTime);
+    const CSingleLock lock(m->firstTime.lock);
     return runs(m->watchThread) || runs(m->overlayThread) || runs(m->firstTime.thread) ||
            std::any_of(m->firstTime.singleDriveRuns.begin(), m->firstTime.singleDriveRuns.end(),
                        [&](const auto& run) { return runs(run.second); });
@@ -203,10 +205,10 @@ void COrbWatcher::DeInit()
     // The mark stays when the next start would otherwise not know what is pending, nor that it must enumerate.
     m->due.EndRun(m->pendingKept);
     Completes(L"The end", [this] {
-        for (OrbFilter* filter : {&m->filter, &m->secondaryFilter}) {
-            const ObjectLock lock(m->locks, filter);
-            filter->ClearAll();
-        }
+        const CSingleLock primary(m->selection.primaryLock);
+        const CSingleLock secondary(m->selection.secondaryLock);
+        m->selection.primary.ClearAll();
+        m->selection.secondary.ClearAll();
         m->selectionLoaded = false;
     });
     m->initialized = 0;

@@ -49,17 +49,18 @@ AddQueueItemResult COrbWatcher::TakeAndQueueRules(const wchar_t* xmlPath, bool d
 COrbWatcher::TakenRules COrbWatcher::TakeNewRules(const wchar_t* xmlPath)
 {
     const WithoutThreadToken asProcess; // the service has named the files
-    const ObjectLock lock(m->locks, &m->filter);
+    const CSingleLock lock(m->selection.primaryLock);
     TakenRules taken;
     FilterList loaded;
-    taken.loaded = m->filter.LoadXmlFilter(xmlPath, false, &loaded, false, true);
-    m->findings.Add(m->filter.Findings());
+    taken.loaded = m->selection.primary.LoadXmlFilter(xmlPath, false, &loaded, false, true);
+    m->findings.Add(m->selection.primary.Findings());
     if (!taken.loaded)
         return taken;
     const auto takeBack = [&] {
+        m->selection.primaryLock.RequireHeld();
         for (const FilterPtr& rule : taken.accepted)
-            m->filter.RemoveSingleFilter(rule, false, false);
-        m->filter.Sort();
+            m->selection.primary.RemoveSingleFilter(rule, false, false);
+        m->selection.primary.Sort();
     };
     bool merged = false;
     try {
@@ -78,16 +79,17 @@ COrbWatcher::TakenRules COrbWatcher::TakeNewRules(const wchar_t* xmlPath)
     }
     // The rules must be in order even when nothing is queued, because decisions rely on it.
     if (!taken.accepted.empty())
-        m->filter.Sort();
+        m->selection.primary.Sort();
     return taken;
 }
 
 void COrbWatcher::AcceptRules(const FilterList& loaded, FilterList& accepted)
 {
+    m->selection.primaryLock.RequireHeld();
     accepted.reserve(loaded.size());
     for (const FilterPtr& rule : loaded)
-        if (m->filter.CheckRuleNoConflict(rule)) {
-            m->filter.AddSingleFilter(rule, false);
+        if (m->selection.primary.CheckRuleNoConflict(rule)) {
+            m->selection.primary.AddSingleFilter(rule, false);
             accepted.push_back(rule);
         } else {
             g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"A rule contradicts the selection and is left out: %s",

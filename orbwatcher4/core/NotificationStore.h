@@ -2,7 +2,7 @@
 //
 // Paths compare without regard to case; the first spelling is kept. A million paths must stay compact: the entries
 // stand side by side in the order of their arrival, and a small open-addressing table of their numbers finds them. The
-// store has no lock of its own: every operation except LiveCount and Counters needs the watcher's lock of the store.
+// store has no lock of its own; LiveCount and Counters need none.
 #pragma once
 
 #include "orbwatcher4/OrbFilter.h"

@@ -56,7 +56,7 @@ void COrbWatcher::Init()
     m->selectionLoaded = false;
     m->enableFirstTime = 0;
     Completes(L"Init", [this] {
-        const ObjectLock lock(m->locks, &m->firstTime);
+        const CSingleLock lock(m->firstTime.lock);
         m->firstTime.running = 0;
     });
     m->firstTime.succeeded = 0;
@@ -122,22 +122,22 @@ void COrbWatcher::SetDestBackupFolderDB(const wchar_t* path)
 {
     Completes(L"SetDestBackupFolderDB", [&] {
         CString folder = path;
-        m->EditFilters([&](OrbFilter& filter) { filter.SetDestination(folder); });
-        const ObjectLock lock(m->locks, &m->filter);
+        m->selection.Edit([&](OrbFilter& filter) { filter.SetDestination(folder); });
+        const CSingleLock lock(m->selection.primaryLock);
         std::swap(m->destBackupFolderDB, folder);
     });
 }
 
 void COrbWatcher::SetOwnFiles(const std::vector<CString>& files)
 {
-    Completes(L"SetOwnFiles", [&] { m->EditFilters([&](OrbFilter& filter) { filter.SetOwnFiles(files); }); });
+    Completes(L"SetOwnFiles", [&] { m->selection.Edit([&](OrbFilter& filter) { filter.SetOwnFiles(files); }); });
 }
 
 void COrbWatcher::KeepDatabasesOut()
 {
     m->ownFiles.SetDatabases(m->queueDB, m->indexDB);
     const std::vector<CString> databases{m->queueDB, m->indexDB};
-    m->EditFilters([&](OrbFilter& filter) { filter.SetDatabases(databases); });
+    m->selection.Edit([&](OrbFilter& filter) { filter.SetDatabases(databases); });
 }
 
 void COrbWatcher::SetInstantRunExt(const wchar_t* patterns)
@@ -194,7 +194,7 @@ int COrbWatcher::IsEnableFirstTime() { return m->enableFirstTime; }
 int COrbWatcher::IsFirstTimeEnumRunning() { return m->firstTimeHidden ? 0 : m->firstTime.running.load(); }
 int COrbWatcher::IsFirstTimeFinshedsuccessfully() { return m->firstTime.succeeded; }
 bool COrbWatcher::IsBackupHiddenFiles() { return m->backupHiddenFiles; }
-__int64 COrbWatcher::GetTotalFilesInMem() { return m->store.LiveCount(); }
+__int64 COrbWatcher::GetTotalFilesInMem() { return m->PendingCount(); }
 
 int COrbWatcher::IsBackupRunning()
 {

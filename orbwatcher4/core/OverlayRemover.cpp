@@ -48,8 +48,8 @@ void OverlayRemover::FileFoundCallback(const wchar_t* path, unsigned __int64)
 {
     const CString asked = IsDirectory(path) ? WithBackslash(path) : CString(path);
     {
-        const ObjectLock lock(m.locks, &m.filter);
-        if (m.filter.CheckForInclusion(asked, nullptr, true, false) != Excluded)
+        const CSingleLock lock(m.selection.primaryLock);
+        if (m.selection.primary.CheckForInclusion(asked, nullptr, true, false) != Excluded)
             return;
     }
     std::int32_t status = OverlayStatus::Excluded;

@@ -32,8 +32,8 @@ void MarkAutoExcluded(WatcherState& m)
 {
     FilterList rules;
     {
-        const ObjectLock lock(m.locks, &m.filter);
-        rules = m.filter.RulesWith(RuleFlags::AutoExclude);
+        const CSingleLock lock(m.selection.primaryLock);
+        rules = m.selection.primary.RulesWith(RuleFlags::AutoExclude);
     }
     for (const FilterPtr& rule : rules) {
         if (m.stop.IsSet())

@@ -97,7 +97,7 @@ bool COrbWatcher::ExportFilesToXML(const wchar_t* path, int& count)
     const COrbFuncLog guard(L"COrbWatcher::ExportFilesToXML");
     const int most = count;
     count = 0;
-    if (m->store.LiveCount() == 0) {
+    if (m->PendingCount() == 0) {
         g_OrbLog.Log(L"No files to export to pending list. Exiting.");
         return false;
     }
@@ -129,7 +129,7 @@ void COrbWatcher::ExportPending(const wchar_t* path, int most, int& count)
 std::vector<CString> COrbWatcher::PendingFiles(int most)
 {
     std::vector<CString> files;
-    const ObjectLock lock(m->locks, &m->store);
+    const CSingleLock lock(m->storeLock);
     m->store.ForEach([&](const CString& path, const NotificationPtr& notification) {
         if (static_cast<int>(files.size()) >= most)
             return false;

@@ -101,7 +101,7 @@ bool COrbWatcher::IsAbortExcludeDelete()
 void COrbWatcher::RemovePending(const CString& prefix, const std::function<bool(const CString&)>& chosen)
 {
     RemovalAbort abort;
-    const ObjectLock lock(m->locks, &m->store);
+    const CSingleLock lock(m->storeLock);
     std::vector<CString> doomed;
     m->store.ForEach([&](const CString& path, const NotificationPtr& notification) {
         if (abort.IsSet()) {
@@ -189,10 +189,10 @@ void COrbWatcher::RemovePendingOnDisk(const CString& directory)
 void COrbWatcher::RemovePendingFile(CString path)
 {
     {
-        const ObjectLock lock(m->locks, &m->filter);
-        m->filter.UpdateJunctionDestination(path);
+        const CSingleLock lock(m->selection.primaryLock);
+        m->selection.primary.UpdateJunctionDestination(path);
     }
-    const ObjectLock lock(m->locks, &m->store);
+    const CSingleLock lock(m->storeLock);
     if (!m->store.Find(path))
         return;
     g_OrbLog.Log(L"Removing: %s", path.GetString());

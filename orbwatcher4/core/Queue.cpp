@@ -48,7 +48,7 @@ void COrbWatcher::LookAgainAfterRecording(const std::vector<CString>& paths)
 void COrbWatcher::ClearNotifications()
 {
     Completes(L"ClearNotifications", [this] {
-        const ObjectLock lock(m->locks, &m->store);
+        const CSingleLock lock(m->storeLock);
         m->store.Clear();
     });
 }

@@ -18,5 +18,5 @@ public:
 
 private:
     mutable RankedSection m_section{LockRank::Leaf, L"recorded volumes"};
-    std::map<CString, std::int32_t> m_serials; // by root; guarded by m_section
+    std::map<CString, std::int32_t> m_serials ORB_GUARDED_BY(m_section); // by root
 };

@@ -27,16 +27,16 @@ void ChangeHandler::ProcessRemoved(const wchar_t* eventPath)
     FilterList rules;
     InclusionType primary, secondary;
     {
-        const ObjectLock lock(m.locks, &m.filter);
-        m.filter.UpdateJunctionDestination(mapped);
-        JunctionAccess::ForgetAll(m.filter, path);
-        primary = m.filter.CheckForInclusion(path, &rules, true, true);
+        const CSingleLock lock(m.selection.primaryLock);
+        m.selection.primary.UpdateJunctionDestination(mapped);
+        JunctionAccess::ForgetAll(m.selection.primary, path);
+        primary = m.selection.primary.CheckForInclusion(path, &rules, true, true);
     }
     if (IsDirectory(path) && mapped[mapped.GetLength() - 1] != L'\\')
         mapped += L'\\';
     {
-        const ObjectLock lock(m.locks, &m.secondaryFilter);
-        secondary = m.secondaryFilter.CheckForInclusion(path, &rules, true, false);
+        const CSingleLock lock(m.selection.secondaryLock);
+        secondary = m.selection.secondary.CheckForInclusion(path, &rules, true, false);
     }
     // A folder that is not selected may contain selected files; renaming it moves all of them.
     if (primary == Included || secondary == Included || CIndexDB::HasCachedItemsBelow(mapped))
@@ -55,7 +55,7 @@ void ChangeHandler::RecordRemoval(const CString& path, const FilterList& rules)
     // The deletion of a folder that was not backed up itself stands for the items below it in the index.
     if ((!indexed || (datum.flags & CachedDatum::NoDeleteRecord)) && !CIndexDB::HasCachedItemsBelow(path))
         return;
-    const ObjectLock lock(m.locks, &m.store);
+    const CSingleLock lock(m.storeLock);
     auto notification = std::make_shared<Notification>();
     notification->kind = NotificationKind::Deleted;
     notification->timeStamp = m.clock->FileTime();

@@ -25,10 +25,18 @@ bool IsPlain(const CString& path)
 bool ConcernsSelection(WatcherState& state, const CString& line)
 {
     FilterList rules;
-    for (OrbFilter* filter : {&state.filter, &state.secondaryFilter}) {
-        const ObjectLock lock(state.locks, filter);
-        const InclusionType result = filter->CheckForInclusion(line, &rules, true, false);
-        if (result == Included || result == NotApplicable)
+    const auto concerns = [&](OrbFilter& filter) {
+        const InclusionType result = filter.CheckForInclusion(line, &rules, true, false);
+        return result == Included || result == NotApplicable;
+    };
+    {
+        const CSingleLock lock(state.selection.primaryLock);
+        if (concerns(state.selection.primary))
+            return true;
+    }
+    {
+        const CSingleLock lock(state.selection.secondaryLock);
+        if (concerns(state.selection.secondary))
             return true;
     }
     CachedDatum datum;
@@ -128,14 +136,14 @@ void COrbWatcher::ReplayPending()
 {
     // The replay asks both filters with the store locked, so their locks come first. Without the selection, paths would
     // be dropped, and the dump with them.
-    const ObjectLock primary(m->locks, &m->filter);
-    const ObjectLock secondary(m->locks, &m->secondaryFilter);
+    const CSingleLock primary(m->selection.primaryLock);
+    const CSingleLock secondary(m->selection.secondaryLock);
     if (!m->selectionLoaded && !ReloadRules()) {
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"The dump waits until the selection can be read");
         m->dumpWaits = true;
         return;
     }
-    const ObjectLock store(m->locks, &m->store);
+    const CSingleLock store(m->storeLock);
     ReplayDump();
 }
 
@@ -204,7 +212,7 @@ void COrbWatcher::ReplayRemoval(const CString& path)
 
 void COrbWatcher::DumpStore()
 {
-    const ObjectLock lock(m->locks, &m->store);
+    const CSingleLock lock(m->storeLock);
     const std::int64_t count = m->store.LiveCount();
     g_OrbLog.Log(L"Dumping %d files to disk", static_cast<int>(count));
     m->pendingKept = true;
@@ -226,6 +234,7 @@ void COrbWatcher::DumpStore()
 // Returns false when the dump cannot be opened. If anything else fails, a full enumeration becomes due.
 bool COrbWatcher::WriteDump()
 {
+    m->storeLock.RequireHeld();
     CheckEarlierDump(*m);
     bool whole = false;
     {

@@ -31,6 +31,6 @@ public:
 
 private:
     mutable RankedSection m_section{LockRank::Leaf, L"running mark"};
-    CString m_path;    // guarded by m_section
-    FileHandle m_file; // guarded by m_section
+    CString m_path ORB_GUARDED_BY(m_section);
+    FileHandle m_file ORB_GUARDED_BY(m_section);
 };

@@ -20,6 +20,6 @@ public:
 
 private:
     RankedSection m_lock{LockRank::Leaf, L"skipped paths"};
-    std::set<CString> m_named; // guarded by m_lock
-    SkippedPaths m_waiting;    // guarded by m_lock
+    std::set<CString> m_named ORB_GUARDED_BY(m_lock);
+    SkippedPaths m_waiting ORB_GUARDED_BY(m_lock);
 };

@@ -23,5 +23,5 @@ public:
 
 private:
     RankedSection m_lock{LockRank::Leaf, L"findings of the selection"};
-    RuleFindings m_findings; // guarded by m_lock
+    RuleFindings m_findings ORB_GUARDED_BY(m_lock);
 };

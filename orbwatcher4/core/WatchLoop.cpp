@@ -73,8 +73,8 @@ void WatchLoop::Start()
     m_now = m.clock->Seconds();
     Impersonate();
     {
-        const ObjectLock lock(m.locks, &m.filter);
-        m.filter.SetNotificationStore(&m.store.Counters());
+        const CSingleLock lock(m.selection.primaryLock);
+        m.selection.primary.SetNotificationStore(&m.PendingCounters());
     }
     LoadDriveList();
     Completes(L"Taking over rescans", [this] { TakeOverRescans(); });
@@ -107,8 +107,8 @@ DriveList WatchLoop::ReadDriveList() const
 {
     DriveList drives;
     {
-        const ObjectLock lock(m.locks, &m.filter);
-        drives = m.filter.GenerateDriveList();
+        const CSingleLock lock(m.selection.primaryLock);
+        drives = m.selection.primary.GenerateDriveList();
     }
     for (auto& [root, drive] : drives)
         drive.volumeMatches = IsReachable(RootOf(root)) && !IsOtherVolume(root, drive);
@@ -261,6 +261,7 @@ void WatchLoop::WatchNewRoot(const CString& root)
 // Keeps the knowledge about a root as long as the rules expect the same volume there.
 void WatchLoop::RegenerateDrives()
 {
+    m.driveListLock.RequireHeld();
     DriveList fresh = ReadDriveList();
     for (auto& [root, drive] : fresh) {
         const auto known = m.drives.find(root);
@@ -347,6 +348,7 @@ void WatchLoop::RemoveDrives()
 // Ends watches on roots that a reload has dropped, or whose rules moved to another letter.
 void WatchLoop::UnwatchStrays()
 {
+    m.driveListLock.RequireHeld();
     std::vector<CString> strays;
     for (const auto& [root, attempts] : m_attempts)
         if (!m.drives.contains(root))
@@ -450,6 +452,7 @@ void WatchLoop::Unwatch(const CString& root)
 
 void WatchLoop::NoteWatchedRoots()
 {
+    m.driveListLock.RequireHeld();
     m.watchedRoots.clear();
     for (const auto& [root, drive] : m.drives)
         if (m_engine.IsWatchingDirectory(RootOf(root)))

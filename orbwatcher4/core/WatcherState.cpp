@@ -24,10 +24,6 @@ WatcherState::WatcherState(COrbWatcher& watcher, bool useDr)
 {
     for (KeySet* set : {&ignoredNames, &ignoredExtensions, &ignoredFolders})
         set->set_empty_key(0xFFFFFFFFFFFFFFFFull);
-    locks.SetRank(&filter, LockRank::PrimaryFilter, L"primary filter");
-    locks.SetRank(&secondaryFilter, LockRank::SecondaryFilter, L"secondary filter");
-    locks.SetRank(&store, LockRank::Store, L"store");
-    locks.SetRank(&firstTime, LockRank::FirstTime, L"first-time state");
     deletedFilesEvent = CreateSharedEvent(DeletedFilesEventName, false, false);
     driveUpdateEvent = CreateSharedEvent(DriveUpdateEventName, true, true);
     SetEvent(driveUpdateEvent.Get());
@@ -35,20 +31,20 @@ WatcherState::WatcherState(COrbWatcher& watcher, bool useDr)
 
 WatcherState::~WatcherState()
 {
-    const ObjectLock lock(locks, &filter);
-    filter.SetNotificationStore(nullptr);
+    const CSingleLock lock(selection.primaryLock);
+    selection.primary.SetNotificationStore(nullptr);
 }
 
 CString WatcherState::DestinationFolder()
 {
-    const ObjectLock lock(locks, &filter);
+    const CSingleLock lock(selection.primaryLock);
     return destBackupFolderDB;
 }
 
 bool WatcherState::IsKeptOut(const CString& path)
 {
-    const ObjectLock lock(locks, &filter);
-    return filter.WhyKeptOut(path) != KeptOut::No;
+    const CSingleLock lock(selection.primaryLock);
+    return selection.primary.WhyKeptOut(path) != KeptOut::No;
 }
 
 bool WatcherState::IsGone(const CString& path) const { return IsReallyGone(path) && !volumes.IsOther(path); }

@@ -1,21 +1,20 @@
 // The parts and the state of a COrbWatcher.
 //
-// The configuration is constant while watching. The filters, the store and the state of the enumerations are guarded by
-// `locks` under their own addresses; each other lock says what it guards. Locks are taken in the order of LockRank.
+// The configuration is constant while watching. Each lock stands beside the data that it guards. Locks are taken in the
+// order of LockRank.
 #pragma once
 
 #include "OrbFileMonitorService/OverlayCache.h"
 #include "companions/online/OnlineCallbackHandler.h"
-#include "orbwatcher4/OrbFilter.h"
 #include "orbwatcher4/OrbWatcher.h"
 #include "orbwatcher4/core/ChangeHandler.h"
 #include "orbwatcher4/core/DueEnumerations.h"
 #include "orbwatcher4/core/EnumerationTally.h"
 #include "orbwatcher4/core/GivenInRun.h"
 #include "orbwatcher4/core/NotificationStore.h"
-#include "orbwatcher4/core/ObjectLockTable.h"
 #include "orbwatcher4/core/OwnFiles.h"
 #include "orbwatcher4/core/RecordedVolumes.h"
+#include "orbwatcher4/core/Selection.h"
 #include "orbwatcher4/core/Signal.h"
 #include "orbwatcher4/core/SkippedPaths.h"
 #include "orbwatcher4/core/WaitingFindings.h"
@@ -32,13 +31,14 @@
 using KeySet = google::dense_hash_set<std::uint64_t, std::hash<std::uint64_t>, std::equal_to<std::uint64_t>,
                                       HashMemory<std::uint64_t>>;
 
-// The state of the enumerations; guarded by its own address in the lock table.
+// The state of the enumerations.
 struct FirstTimeState {
+    RankedSection lock{LockRank::FirstTime, L"first-time state", ShortWaitSpins};
     std::atomic<int> running{0};
     std::atomic<int> succeeded{0};
-    bool stopping = false; // true: no enumeration begins any more
-    KernelHandle thread;   // of the enumeration of all drives
-    std::map<CString, KernelHandle> singleDriveRuns;
+    bool stopping ORB_GUARDED_BY(lock) = false; // true: no enumeration begins any more
+    KernelHandle thread ORB_GUARDED_BY(lock);   // of the enumeration of all drives
+    std::map<CString, KernelHandle> singleDriveRuns ORB_GUARDED_BY(lock);
     std::atomic<int> singleDriveRunsGoing{0};
 };
 
@@ -48,11 +48,11 @@ struct WatcherState {
     WatcherState(const WatcherState&) = delete;
     WatcherState& operator=(const WatcherState&) = delete;
 
-    OrbFilter filter;
-    OrbFilter secondaryFilter;
-    ObjectLockTable locks;
-    NotificationStore store;
-    GivenInRun givenInRun;   // guarded by handOutLock
+    Selection selection;
+    RankedSection storeLock{LockRank::Store, L"store", ShortWaitSpins};
+    NotificationStore store ORB_GUARDED_BY(storeLock);
+    RankedSection handOutLock{LockRank::HandOut, L"hand-out"};
+    GivenInRun givenInRun ORB_GUARDED_BY(handOutLock);
     CString completionEvent; // name of an event that is set at the end of a full enumeration
     std::shared_ptr<OnlineCallbackHandler> online;
     KeySet ignoredNames, ignoredExtensions, ignoredFolders;
@@ -61,7 +61,7 @@ struct WatcherState {
 
     CString dataXmlPath, secondaryXmlPath, dataXmlPath2, secondaryXmlPath2, advancedFiltersPath;
     CString queueDB, indexDB, blockLevelExt, instantRunExt;
-    CString destBackupFolderDB; // guarded by the primary filter's lock
+    CString destBackupFolderDB ORB_GUARDED_BY(selection.primaryLock);
     OwnFiles ownFiles;
     HANDLE userToken = nullptr; // not owned
     bool backupHiddenFiles = false;
@@ -92,7 +92,7 @@ struct WatcherState {
     std::atomic<bool> exportsWait{false}; // jobs of deletions could not be exported
 
     RankedSection lifecycle{LockRank::Lifecycle, L"lifecycle"};
-    KernelHandle watchThread, overlayThread; // guarded by lifecycle
+    KernelHandle watchThread ORB_GUARDED_BY(lifecycle), overlayThread ORB_GUARDED_BY(lifecycle);
     std::atomic<bool> watchThreadRuns{false};
 
     std::function<void(const DeletionRecord&)> deletionListener;     // constant while watching
@@ -102,20 +102,18 @@ struct WatcherState {
     // A removal was aborted, so entries may be pending that are no longer selected.
     std::atomic<bool> removalCutShort{false};
     RankedSection instantRunSection{LockRank::Leaf, L"instant run"};
-    KernelHandle instantRunEvent; // open after the first success; guarded by instantRunSection
-
-    RankedSection handOutLock{LockRank::HandOut, L"hand-out"};
+    KernelHandle instantRunEvent ORB_GUARDED_BY(instantRunSection); // open after the first success
 
     RankedSection deletedFilesLock{LockRank::DeletedFiles, L"deleted files"};
     KernelHandle deletedFilesThread; // only the watch thread uses it
 
     RankedSection driveListLock{LockRank::DriveList, L"drive list"};
-    DriveList drives;                  // guarded by driveListLock
-    std::vector<CString> watchedRoots; // guarded by driveListLock
+    DriveList drives ORB_GUARDED_BY(driveListLock);
+    std::vector<CString> watchedRoots ORB_GUARDED_BY(driveListLock);
 
     RankedSection pendingDrivesLock{LockRank::PendingDrives, L"pending drives"};
-    std::set<CString> driveChanges;         // roots to be watched; guarded by pendingDrivesLock
-    std::atomic<bool> drivesChanged{false}; // set and cleared inside pendingDrivesLock
+    std::set<CString> driveChanges ORB_GUARDED_BY(pendingDrivesLock); // roots to be watched
+    std::atomic<bool> drivesChanged{false};                           // set and cleared inside pendingDrivesLock
 
     RecordedVolumes volumes;
     DueEnumerations due;
@@ -127,17 +125,11 @@ struct WatcherState {
     const Clock* clock = &SystemClock();
     FileWriter* writer;
 
+    // Any thread, with or without the lock of the store.
+    std::int64_t PendingCount() const ORB_UNCHECKED_LOCKS { return store.LiveCount(); }
+    const ItemCounters& PendingCounters() const ORB_UNCHECKED_LOCKS { return store.Counters(); }
     // Returns the selection and the index to which the data folder must belong.
     FolderUse Use() const { return {dataXmlPath, indexDB}; }
-    // Edits both filters, one after the other, each under its lock.
-    template <typename Edit>
-    void EditFilters(Edit edit)
-    {
-        for (OrbFilter* edited : {&filter, &secondaryFilter}) {
-            const ObjectLock lock(locks, edited);
-            edit(*edited);
-        }
-    }
     // Returns the folder that deletions are exported to, which may be set at any time.
     CString DestinationFolder();
     // Returns true for a path that the product keeps out of every selection.

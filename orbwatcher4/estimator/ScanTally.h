@@ -38,6 +38,6 @@ private:
     std::atomic<int> m_drives{0};
     std::atomic<int> m_drivesDone{0};
     mutable RankedSection m_lock{LockRank::Leaf, L"estimate's passed-over paths"};
-    CString m_folder;                            // guarded by m_lock
-    std::map<CString, PathOutcome> m_passedOver; // guarded by m_lock
+    CString m_folder ORB_GUARDED_BY(m_lock);
+    std::map<CString, PathOutcome> m_passedOver ORB_GUARDED_BY(m_lock);
 };

@@ -12,7 +12,7 @@ protected:
     {
         watcher.ClearNotifications();
         {
-            const ObjectLock lock(State().locks, &State().store);
+            const CSingleLock lock(State().storeLock);
             State().store.Put(path, std::make_shared<Notification>());
         }
         int count = 100;

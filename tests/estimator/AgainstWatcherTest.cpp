@@ -123,7 +123,7 @@ TEST_F(AgainstWatcher, TheyDifferInHiddenFilesAdvancedRulesAndOverlongPathsAlone
             ++differ["overlong"];
         else if (attributes & FILE_ATTRIBUTE_HIDDEN)
             ++differ["hidden"];
-        else if (State().filter.CheckForAdvancedInclusion(file) != Included)
+        else if (State().selection.primary.CheckForAdvancedInclusion(file) != Included)
             ++differ["advanced"];
         else
             ADD_FAILURE() << Narrow(path) << " is estimated and not queued";

@@ -72,8 +72,8 @@ bool FaultyWatcher::AreLocksFree()
     std::thread visitor([&] {
         const CSingleLock lifecycle(State().lifecycle), deletedFiles(State().deletedFilesLock);
         const CSingleLock map(CIndexDB::m_csMapDelete), drives(State().driveListLock);
-        const ObjectLock primary(State().locks, &State().filter), secondary(State().locks, &State().secondaryFilter);
-        const ObjectLock store(State().locks, &State().store), firstTime(State().locks, &State().firstTime);
+        const CSingleLock primary(State().selection.primaryLock), secondary(State().selection.secondaryLock);
+        const CSingleLock store(State().storeLock), firstTime(State().firstTime.lock);
         const CSingleLock pending(State().pendingDrivesLock);
         const CSingleLock cache(CIndexDB::m_csCache);
         GetServiceRunSettings().GetValue(FirstTimeRunTimeKey, 0);
@@ -112,7 +112,7 @@ void FaultyWatcher::MarkDeleted(const CString& path)
     auto notification = std::make_shared<Notification>();
     notification->kind = NotificationKind::Deleted;
     notification->timeStamp = clock.FileTime();
-    const ObjectLock lock(State().locks, &State().store);
+    const CSingleLock lock(State().storeLock);
     State().store.Put(path, notification);
 }
 
@@ -151,7 +151,7 @@ bool FaultyWatcher::HasErrorInLog()
 std::vector<CString> FaultyWatcher::PendingPaths()
 {
     std::vector<CString> paths;
-    const ObjectLock lock(State().locks, &State().store);
+    const CSingleLock lock(State().storeLock);
     State().store.ForEach([&](const CString& path, const NotificationPtr&) {
         paths.push_back(path);
         return true;

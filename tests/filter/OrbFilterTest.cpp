@@ -97,7 +97,8 @@ TEST(OrbFilter, ACopyHasMapsOfItsOwnThatShareTheirRules)
     CString path(L"C:\\x");
     copy.UpdateJunctionDestination(path); // the copied lock is free
     copy = *&copy;
-    filter = filter;
+    const OrbFilter& itself = filter;
+    filter = itself;
     EXPECT_EQ(filter.RulesOf(L"C:\\"), FilterList{rule});
 }
 

@@ -34,7 +34,7 @@ protected:
         auto notification = std::make_shared<Notification>();
         notification->kind = NotificationKind::Deleted;
         notification->timeStamp = clock.FileTime();
-        const ObjectLock lock(State().locks, &State().store);
+        const CSingleLock lock(State().storeLock);
         State().store.Put(path, notification);
     }
     SettingsDatum LastJob()
@@ -427,7 +427,7 @@ TEST_F(DeleteMaps, ReportWhatIsSelectedAndGone)
         RecordWithTime(path, 1);
         Add(path);
     }
-    State().filter.AddSingleFilter(std::make_shared<Filter>(), true);
+    State().selection.primary.AddSingleFilter(std::make_shared<Filter>(), true);
     watcher.TrimDeleteMap();
     EXPECT_TRUE(Pending(gone));
     EXPECT_FALSE(Pending(there));

@@ -241,7 +241,7 @@ TEST_F(DumpAndResume, ADumpWaitsUntilTheSelectionCanBeRead)
     const std::string selection = folder.ReadBytes(L"data.xml");
     folder.WriteBytes(L"data.xml", "<Data><Item");
     SelectAgain();
-    State().filter.ClearAll();
+    State().selection.primary.ClearAll();
     watcher.Resume();
     EXPECT_TRUE(DumpExists());
     folder.WriteBytes(L"data.xml", selection);
@@ -298,7 +298,7 @@ TEST_F(DumpAndResume, ADeletionWhereSomethingElseIsNowMakesAFullEnumerationDue)
     notification->kind = NotificationKind::Deleted;
     const CString path = Write(L"once a folder");
     {
-        const ObjectLock lock(State().locks, &State().store);
+        const CSingleLock lock(State().storeLock);
         State().store.Put(path, notification);
     }
     watcher.DeInit();

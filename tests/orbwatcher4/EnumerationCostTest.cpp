@@ -40,7 +40,7 @@ protected:
     int CallsOfARun(ULONGLONG step)
     {
         watcher.ClearNotifications();
-        State().filter.ClearJunctionCache();
+        State().selection.primary.ClearJunctionCache();
         g_asked = 0;
         g_step = step;
         const ImportedCall attributes(nullptr, "GetFileAttributesW", CountedAttributes);

@@ -170,7 +170,7 @@ TEST_F(EnumerationCounts, ARunOverOneDriveIsGoingOnUntilItHasEnded)
 {
     SelectTree();
     {
-        const ObjectLock filter(State().locks, &State().filter); // it cannot get by
+        const CSingleLock filter(State().selection.primaryLock); // it cannot get by
         ASSERT_TRUE(WatcherAccess::StartSingleDriveRun(watcher, L"c:\\"));
         EXPECT_EQ(watcher.GetEnumerationProgress().running, 1);
         EXPECT_EQ(watcher.IsFirstTimeEnumRunning(), 0);
@@ -185,7 +185,7 @@ TEST_F(EnumerationCounts, ARunIsGoingOnAlsoWhenItIsHidden)
     SelectTree();
     watcher.SetFirstTimeWatcherHide(1);
     {
-        const ObjectLock filter(State().locks, &State().filter); // it cannot get by
+        const CSingleLock filter(State().selection.primaryLock); // it cannot get by
         ASSERT_EQ(watcher.StartFirstTimeRun(0), 1);
         EXPECT_EQ(watcher.GetEnumerationProgress().running, 1);
     }

@@ -183,26 +183,4 @@ TEST_F(Facade, TotalItemsAreTheRawDistanceOfTheStoresTwoWordsAndZeroWithoutAStor
     EXPECT_EQ(filter.GetTotalItems(), 0u);
 }
 
-TEST_F(Facade, AnObjectsLockIsHeldUntilItWasLeftAsOftenAsItWasEntered)
-{
-    ObjectLockTable table;
-    const int object = 0;
-    table.Unlock(&object); // an unknown one: nothing happens
-    CEvent entered(false, true);
-    std::thread other;
-    {
-        const ObjectLock outer(table, &object);
-        {
-            const ObjectLock inner(table, &object);
-        }
-        other = std::thread([&] {
-            const ObjectLock lock(table, &object);
-            entered.SetEvent();
-        });
-        EXPECT_FALSE(entered.Lock(50)) << "left once, entered twice";
-    }
-    EXPECT_TRUE(entered.Lock(20000));
-    other.join();
-}
-
 } // namespace

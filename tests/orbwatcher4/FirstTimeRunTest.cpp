@@ -73,14 +73,14 @@ TEST_F(FirstTimeRun, IsRefusedWhileOneIsGoingOn)
 {
     SelectTree();
     {
-        const ObjectLock lock(State().locks, &State().firstTime);
+        const CSingleLock lock(State().firstTime.lock);
         State().firstTime.running = 1;
     }
     EXPECT_EQ(watcher.StartFirstTimeRun(0), 0);
     EXPECT_EQ(watcher.IsFirstTimeEnumRunning(), 1);
     watcher.SetFirstTimeWatcherHide(1);
     EXPECT_EQ(watcher.IsFirstTimeEnumRunning(), 0);
-    const ObjectLock lock(State().locks, &State().firstTime);
+    const CSingleLock lock(State().firstTime.lock);
     State().firstTime.running = 0;
 }
 
@@ -114,7 +114,7 @@ TEST_F(FirstTimeRun, ReportsAFileThatIsThereThoughItsDeletionIsPending)
     auto deletion = std::make_shared<Notification>();
     deletion->kind = NotificationKind::Deleted;
     {
-        const ObjectLock lock(State().locks, &State().store);
+        const CSingleLock lock(State().storeLock);
         State().store.Put(path, deletion);
     }
     Run();
@@ -276,10 +276,10 @@ TEST_F(FirstTimeRun, WithAReloadGivesTheSecondarySelectionTheAdvancedRules)
     watcher.SetAdvancedFiltersPath(advanced);
     watcher.SetSecondaryXMLFile(WriteRules(L"second.xml", TreeItem()), nullptr);
     SelectTree();
-    EXPECT_EQ(State().secondaryFilter.CheckForAdvancedInclusion(path), Included);
-    EXPECT_EQ(State().filter.CheckForAdvancedInclusion(path), Excluded);
+    EXPECT_EQ(State().selection.secondary.CheckForAdvancedInclusion(path), Included);
+    EXPECT_EQ(State().selection.primary.CheckForAdvancedInclusion(path), Excluded);
     Run(1);
-    EXPECT_EQ(State().secondaryFilter.CheckForAdvancedInclusion(path), Excluded);
+    EXPECT_EQ(State().selection.secondary.CheckForAdvancedInclusion(path), Excluded);
 }
 
 TEST_F(FirstTimeRun, IsEndedByAnAbort)
@@ -297,7 +297,7 @@ TEST_F(FirstTimeRun, OfOneDriveLooksEverywhereAgainAlsoWhileAnotherRunGoesOn)
 {
     SelectTree();
     CString seen = tree; // by the other run, before the change
-    JunctionAccess::AddScanned(State().filter, seen);
+    JunctionAccess::AddScanned(State().selection.primary, seen);
     State().firstTime.running = 1;
     const CString late = Write(L"late.txt");
     ASSERT_TRUE(WatcherAccess::StartSingleDriveRun(watcher, L"c:\\"));
@@ -354,10 +354,10 @@ TEST_F(DriveUpdates, AVolumeThatCameUnderAnotherLetterTakesItsRulesAlong)
         State().drives = {{L"q:\\", {1330791013, true, 1}}};
     }
     watcher.UpdateDrive(L"E:\\", WatcherEnum::NoAction);
-    EXPECT_TRUE(State().filter.RulesOf(L"e:\\").empty());
+    EXPECT_TRUE(State().selection.primary.RulesOf(L"e:\\").empty());
     watcher.UpdateDrive(L"E:\\", WatcherEnum::DriveReappeared);
-    ASSERT_EQ(State().filter.RulesOf(L"e:\\").size(), 1u);
-    EXPECT_STREQ(State().filter.RulesOf(L"e:\\")[0]->path, L"e:\\data\\");
+    ASSERT_EQ(State().selection.primary.RulesOf(L"e:\\").size(), 1u);
+    EXPECT_STREQ(State().selection.primary.RulesOf(L"e:\\")[0]->path, L"e:\\data\\");
     const CSingleLock lock(State().driveListLock);
     ASSERT_EQ(State().drives.size(), 1u);
     EXPECT_EQ(State().drives[L"e:\\"].serial, 1330791013);

@@ -183,7 +183,7 @@ TEST_F(HandOuts, AFileThatIsGoneIsDroppedWithItsMessage)
 TEST_F(HandOuts, AFileOnADriveThatIsAwayIsKept)
 {
     {
-        const ObjectLock lock(State().locks, &State().store);
+        const CSingleLock lock(State().storeLock);
         State().store.Put(L"Y:\\docs\\a.txt", std::make_shared<Notification>());
     }
     QueueDatum datum;

@@ -50,7 +50,7 @@ protected:
         });
         {
             // The walk waits at the first file that it reports.
-            const ObjectLock held(State().locks, &State().store);
+            const CSingleLock held(State().storeLock);
             ASSERT_EQ(watcher.StartFirstTimeRun(0), 1);
             EXPECT_TRUE(walking.Lock(20000));
             then();

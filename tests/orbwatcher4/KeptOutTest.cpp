@@ -123,7 +123,7 @@ TEST_F(KeptOutOfAWatch, TheSecondSelectionDoesNotBringTheDestinationBack)
     ASSERT_TRUE(watcher.LoadSelection());
     watcher.SetDestBackupFolderDB(InTree(L"Backup"));
     const CString path = Write(L"Backup\\a.txt");
-    EXPECT_EQ(State().secondaryFilter.CheckForInclusion(path, nullptr, true, false), NotIncluded);
+    EXPECT_EQ(State().selection.secondary.CheckForInclusion(path, nullptr, true, false), NotIncluded);
 }
 
 TEST_F(KeptOutOfAWatch, FilesThatTheProgramWritesAreItsOwn)

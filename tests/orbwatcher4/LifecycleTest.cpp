@@ -45,10 +45,10 @@ TEST_F(Lifecycle, AReloadKeepsTheBackupFolderWhileTheSettingsCannotBeRead)
 TEST_F(Lifecycle, AReloadForgetsWhatIsGoneFromTheFileBesideTheRules)
 {
     Select("<GlobalExclude>old</GlobalExclude>" + Item(L"path=\"\\\\server\\share\\a\" type=\"1\""));
-    EXPECT_TRUE(State().filter.NetworkInclude());
+    EXPECT_TRUE(State().selection.primary.NetworkInclude());
     SelectTree();
-    EXPECT_FALSE(State().filter.NetworkInclude());
-    EXPECT_TRUE(State().filter.GlobalExclude().IsEmpty());
+    EXPECT_FALSE(State().selection.primary.NetworkInclude());
+    EXPECT_TRUE(State().selection.primary.GlobalExclude().IsEmpty());
 }
 
 TEST_F(Lifecycle, AReloadWhoseAdvancedFileCannotBeReadKeepsTheAdvancedRules)
@@ -105,7 +105,7 @@ TEST_F(Lifecycle, DeInitEmptiesFiltersAndStore)
     SelectTree();
     Handler().OnFileAdded(Write(L"a.txt"));
     watcher.DeInit();
-    EXPECT_FALSE(State().filter.HasRules());
+    EXPECT_FALSE(State().selection.primary.HasRules());
     EXPECT_EQ(watcher.GetTotalFilesInMem(), 0);
 }
 

@@ -17,7 +17,7 @@ protected:
         auto notification = std::make_shared<Notification>();
         notification->kind = kind;
         notification->ruleFlags = flags;
-        const ObjectLock lock(State().locks, &State().store);
+        const CSingleLock lock(State().storeLock);
         State().store.Put(path, notification);
     }
     int Export(int most)

@@ -17,13 +17,13 @@ protected:
     }
     void Put(const CString& path)
     {
-        const ObjectLock lock(State().locks, &State().store);
+        const CSingleLock lock(State().storeLock);
         State().store.Put(path, std::make_shared<Notification>());
     }
     std::set<std::wstring> Left()
     {
         std::set<std::wstring> left;
-        const ObjectLock lock(State().locks, &State().store);
+        const CSingleLock lock(State().storeLock);
         State().store.ForEach([&](const CString& path, const NotificationPtr&) {
             left.insert(path.Mid(InTree(L"").GetLength()).GetString());
             return true;

@@ -284,13 +284,13 @@ TEST_F(Passes, LostChangesDuringTheEnumerationOfTheirRootAreTakenUpAfterIt)
     Start();
     Handler().OnReadChangesError(ERROR_NOTIFY_ENUM_DIR, L"c:\\");
     {
-        const ObjectLock lock(State().locks, &State().firstTime);
+        const CSingleLock lock(State().firstTime.lock);
         State().firstTime.singleDriveRuns[L"c:\\"].Reset(CreateEventW(nullptr, TRUE, FALSE, nullptr)); // goes on
     }
     PassAfter(10);
     EXPECT_TRUE(rescans.empty());
     {
-        const ObjectLock lock(State().locks, &State().firstTime);
+        const CSingleLock lock(State().firstTime.lock);
         SetEvent(State().firstTime.singleDriveRuns[L"c:\\"].Get());
     }
     PassAfter(1);

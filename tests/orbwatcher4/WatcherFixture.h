@@ -76,7 +76,7 @@ protected:
 
     NotificationPtr Pending(const CString& path)
     {
-        const ObjectLock lock(State().locks, &State().store);
+        const CSingleLock lock(State().storeLock);
         return State().store.Find(path);
     }
     // Every path that is handed out now, in the order of hand-out.

@@ -325,7 +325,7 @@ protected:
         case 7:
             return HoldFile();
         case 8:
-            JunctionAccess::Remember(State().filter, folder.Path(L"tree\\up"), folder.Path(L"tree"));
+            JunctionAccess::Remember(State().selection.primary, folder.Path(L"tree\\up"), folder.Path(L"tree"));
             return;
         case 9:
             watcher.ImmediateProcessDeletedFiles();

@@ -225,7 +225,7 @@ public:
     explicit FilterProbe(WatcherState& state) : m(state) {}
     DWORD Wait(HANDLE event, DWORD) override
     {
-        attempts.push_back(std::async(std::launch::async, [this] { const ObjectLock lock(m.locks, &m.filter); }));
+        attempts.push_back(std::async(std::launch::async, [this] { const CSingleLock lock(m.selection.primaryLock); }));
         if (attempts.back().wait_for(std::chrono::seconds(10)) != std::future_status::ready)
             ++refused;
         return WaitForSingleObject(event, 30000);

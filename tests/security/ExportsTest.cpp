@@ -30,7 +30,7 @@ protected:
         RecordWithTime(path, 1);
         auto notification = std::make_shared<Notification>();
         notification->kind = NotificationKind::Deleted;
-        const ObjectLock lock(State().locks, &State().store);
+        const CSingleLock lock(State().storeLock);
         State().store.Put(path, notification);
     }
     // Returns the jobs in the files of the destination, in the order of the files' numbers.

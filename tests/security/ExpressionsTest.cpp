@@ -61,12 +61,12 @@ TEST_F(Expressions, AreMatchedWithTheFilterFree)
     bool free = false;
     g_beforeMatch = [&] {
         other = std::thread([&] {
-            const ObjectLock lock(State().locks, &State().filter);
+            const CSingleLock lock(State().selection.primaryLock);
             taken.SetEvent();
         });
         free = taken.Lock(5000);
     };
-    Classify(State().filter, State().secondaryFilter, State().locks, path);
+    Classify(State().selection, path);
     ASSERT_TRUE(other.joinable()) << "no pattern was asked";
     other.join();
     EXPECT_TRUE(free);
@@ -76,11 +76,11 @@ TEST_F(Expressions, TheRulesThatWereGivenOutStayWhatTheyWere)
 {
     SelectWith("txt$");
     const CString path = Write(L"a.txt");
-    const AdvancedRules before = State().filter.CurrentAdvancedRules();
-    State().filter.ClearAll();
+    const AdvancedRules before = State().selection.primary.CurrentAdvancedRules();
+    State().selection.primary.ClearAll();
     EXPECT_EQ(before.Check(path), Excluded);
-    EXPECT_EQ(State().filter.CheckForAdvancedInclusion(path), Included);
-    State().filter = OrbFilter();
+    EXPECT_EQ(State().selection.primary.CheckForAdvancedInclusion(path), Included);
+    State().selection.primary = OrbFilter();
     EXPECT_EQ(before.Check(path), Excluded);
 }
 

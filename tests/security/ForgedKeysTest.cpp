@@ -49,7 +49,7 @@ protected:
     {
         auto notification = std::make_shared<Notification>();
         notification->kind = NotificationKind::Deleted;
-        const ObjectLock lock(State().locks, &State().store);
+        const CSingleLock lock(State().storeLock);
         State().store.Put(path, notification);
     }
     bool WasHandedOut(const CString& path)
@@ -175,9 +175,10 @@ TEST_F(ForgedKeys, OfAFolderWhoseFilesWereReportedKeepNoFilesOutOfAnEnumeration)
 {
     const CString victim = InTree(L"victim");
     const std::wstring forged = Forge(victim + L"\\*", L"\\*");
-    JunctionAccess::AddFilesReported(State().filter, CString(forged.substr(0, forged.size() - 2)));
-    EXPECT_FALSE(JunctionAccess::AreFilesReported(State().filter, victim));
-    EXPECT_TRUE(JunctionAccess::AreFilesReported(State().filter, CString(forged.substr(0, forged.size() - 2))));
+    JunctionAccess::AddFilesReported(State().selection.primary, CString(forged.substr(0, forged.size() - 2)));
+    EXPECT_FALSE(JunctionAccess::AreFilesReported(State().selection.primary, victim));
+    EXPECT_TRUE(
+        JunctionAccess::AreFilesReported(State().selection.primary, CString(forged.substr(0, forged.size() - 2))));
 }
 
 } // namespace

@@ -109,7 +109,7 @@ TEST_F(HostileHandOut, ADeletionThatIsReportedWhileTheFileIsOpenIsTheLastWord)
         std::thread([&] {
             const auto deletion = std::make_shared<Notification>();
             deletion->kind = NotificationKind::Deleted;
-            const ObjectLock lock(State().locks, &State().store);
+            const CSingleLock lock(State().storeLock);
             State().store.Put(path, deletion);
         }).join();
         return 0;

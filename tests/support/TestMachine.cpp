@@ -107,7 +107,7 @@ bool HeapsAreWhole()
 
 int OpenHandles()
 {
-    constexpr auto extendedHandles = static_cast<SYSTEM_INFORMATION_CLASS>(64);
+    const auto extendedHandles = static_cast<SYSTEM_INFORMATION_CLASS>(64);
     constexpr auto tooSmall = static_cast<NTSTATUS>(0xC0000004);
     struct Entry {
         void* object;
