@@ -9,7 +9,8 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LES
 endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL Clang)
     # The standard library of GCC 12 calls what it has declared deprecated, in its stable sort.
-    target_compile_options(orb_options INTERFACE -Wno-deprecated-declarations)
+    target_compile_options(orb_options INTERFACE -Wno-deprecated-declarations
+        $<$<NOT:$<BOOL:$<TARGET_PROPERTY:ORB_OWN_THREAD>>>:-Wthread-safety>)
 endif()
 if(WIN32)
     target_compile_definitions(orb_options INTERFACE
@@ -66,14 +67,20 @@ function(orb_test name)
     endif()
     add_executable(${name} ${A_SOURCES})
     target_link_libraries(${name} PRIVATE orb_test_main ${A_LIBS})
+    # Tests look at what no other thread uses.
+    set_target_properties(${name} PROPERTIES ORB_OWN_THREAD ON)
     set_property(GLOBAL APPEND PROPERTY ORB_TEST_PROGRAMS ${name})
     add_test(NAME ${name} COMMAND ${name})
 endfunction()
 
 # The compiler's runtime DLLs stand beside the programs, which share them.
 if(WIN32 AND CMAKE_CROSSCOMPILING)
+    set(target)
+    if(CMAKE_CXX_COMPILER_TARGET)
+        set(target --target=${CMAKE_CXX_COMPILER_TARGET})
+    endif()
     foreach(dll libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll)
-        execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${dll}
+        execute_process(COMMAND ${CMAKE_CXX_COMPILER} ${target} -print-file-name=${dll}
             OUTPUT_VARIABLE path OUTPUT_STRIP_TRAILING_WHITESPACE)
         file(COPY ${path} DESTINATION ${CMAKE_BINARY_DIR}/bin FOLLOW_SYMLINK_CHAIN)
         list(APPEND ORB_RUNTIME_DLLS ${CMAKE_BINARY_DIR}/bin/${dll})
