@@ -33,6 +33,13 @@ bool DumpExists()
     return GetFileAttributesW(DumpFilePath()) != INVALID_FILE_ATTRIBUTES;
 }
 
+bool IsDumpAFolder()
+{
+    const WithoutThreadToken asProcess;
+    const DWORD attributes = GetFileAttributesW(DumpFilePath());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
+}
+
 bool SetDumpAside()
 {
     const WithoutThreadToken asProcess;

@@ -13,7 +13,8 @@
 
 // Returns the path of the dump in the data folder.
 CString DumpFilePath();
-bool DumpExists();
+bool DumpExists(); // also when a folder stands in its place
+bool IsDumpAFolder();
 void RemoveDump();
 // Renames a dump that is not trusted, with the ending ".bad". Returns false when it is still in its place.
 bool SetDumpAside();

@@ -94,6 +94,14 @@ void NoteThatNoneIsThere(WatcherState& state)
     DumpNote::Write(DumpNote::NoDump);
 }
 
+// No start could read it, and no end could write a dump in its place.
+void TakeFolderAway(WatcherState& state)
+{
+    TakeForDamaged(state, L"a folder stands in its place");
+    if (SetDumpAside())
+        DumpNote::Write(DumpNote::NoDump);
+}
+
 // Examines an earlier dump that was not replayed. The next note covers it, so that its damage is noticed now or never.
 void CheckEarlierDump(WatcherState& state)
 {
@@ -153,6 +161,8 @@ void COrbWatcher::ReplayDump()
         return;
     if (!DumpExists())
         return NoteThatNoneIsThere(*m);
+    if (IsDumpAFolder())
+        return TakeFolderAway(*m);
     FileDigest digest;
     const auto stop = [this] { return m->stop.IsSet(); };
     const auto replay = [this](const CString& line) { ReplayLine(line); };

@@ -335,6 +335,19 @@ TEST_F(DumpAndResume, ADumpThatIsMissingShorterLongerOrOtherMakesAFullEnumeratio
     }
 }
 
+TEST_F(DumpAndResume, AFolderInThePlaceOfTheDumpIsPutAsideAndMakesAFullEnumerationDue)
+{
+    LeaveOne();
+    ASSERT_TRUE(DeleteFileW(DumpFilePath()) && CreateDirectoryW(DumpFilePath(), nullptr));
+    watcher.Resume();
+    EXPECT_EQ(CompletionTime(), 0);
+    EXPECT_TRUE(LogSays(L"a folder stands in its place"));
+    EXPECT_FALSE(DumpExists());
+    SetCompletionTime(12345);
+    watcher.Resume();
+    EXPECT_EQ(CompletionTime(), 12345);
+}
+
 TEST_F(DumpAndResume, ADumpThatWasPutThereAfterAnEndWithoutOneMakesAFullEnumerationDue)
 {
     watcher.DeInit();
