@@ -330,7 +330,7 @@ private:
     int UsesBlockLevel(const wchar_t* path, unsigned __int64 size);
     bool IsIgnoredDedupPath(const wchar_t* path);
     bool ReloadRules(const wchar_t* advancedOfSecondary = nullptr);
-    void KeepDatabasesOut();
+    void TakeDatabases(CString queue, CString index);
     bool TryLoadSelection();
     void WatchNothing(DWORD error);
     bool CopyPlugins();

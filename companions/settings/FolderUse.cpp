@@ -68,6 +68,7 @@ bool TakeOverFolder(const FolderUse& use)
     CServiceRunSettings& settings = GetServiceRunSettings();
     Put(settings, use);
     settings.SetValue(IndexIdentityKey, L""); // that of the earlier owner
+    settings.SetValue(SelectionNoteKey, L"");
     settings.SetValue(FirstTimeRunTimeKey, 0);
     return settings.Save();
 }

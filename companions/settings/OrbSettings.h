@@ -97,6 +97,8 @@ inline constexpr const wchar_t* FirstTimeRunTimeKey = L"Backup::FirstTimeRunTime
 inline constexpr const wchar_t* RescansDueKey = L"Backup::RescansDue";
 
 /// The key, in the service-run settings, of what the last orderly end left as the dump (docs/dump-file.md).
+/// The key, in the service-run settings, of what stands for the content of the selection.
+inline constexpr const wchar_t* SelectionNoteKey = L"Backup::SelectionContent";
 inline constexpr const wchar_t* DumpNoteKey = L"Backup::Dump";
 
 /// The choices of the user: UserConfigurations.json.

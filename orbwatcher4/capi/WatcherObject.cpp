@@ -2,8 +2,10 @@
 
 #include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/capi/LoadedFiles.h"
+#include "orbwatcher4/core/WatcherState.h"
 
 #include <atomic>
+#include <new>
 #include <utility>
 
 namespace
@@ -63,10 +65,27 @@ std::unique_ptr<COrbWatcher> OrbWatcherObject::MakeLoaded()
     watcher->SetDestBackupFolderDB(m_setup.destination.c_str());
     watcher->EnableBackupHiddenFiles(m_setup.hiddenFiles);
     watcher->SetFirstTimeCompletionEvent(m_completedName.c_str());
+    RequireSettings(*watcher);
     if (m_setup.keepEvents)
         m_events.Follow(*watcher);
     RequireLoaded([&] { return watcher->TryLoadSelection(); });
     return watcher;
+}
+
+// A setting for which there was no memory has stayed as it was.
+void OrbWatcherObject::RequireSettings(COrbWatcher& watcher) const
+{
+    WatcherState& state = *watcher.m;
+    const std::pair<CString, std::wstring> settings[] = {{state.dataXmlPath, m_setup.selection},
+                                                         {state.dataXmlPath2, m_setup.autoExclusions},
+                                                         {state.advancedFiltersPath, m_setup.advancedRules},
+                                                         {state.secondaryXmlPath, m_setup.secondaryRules},
+                                                         {state.indexDB, m_setup.indexDatabase},
+                                                         {state.DestinationFolder(), m_setup.destination},
+                                                         {state.completionEvent, m_completedName}};
+    for (const auto& [taken, given] : settings)
+        if (taken.View() != given)
+            throw std::bad_alloc();
 }
 
 void OrbWatcherObject::Start()

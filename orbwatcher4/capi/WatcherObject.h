@@ -75,6 +75,7 @@ private:
     };
 
     std::unique_ptr<COrbWatcher> MakeLoaded();
+    void RequireSettings(COrbWatcher& watcher) const;
     bool StopLocked();
 
     const Counted m_counted;

@@ -4,6 +4,7 @@
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/core/Completes.h"
+#include "orbwatcher4/core/SelectionNote.h"
 
 #include <windows.h>
 
@@ -108,6 +109,29 @@ void DueEnumerations::NoticeAnotherIndex(const CString& index)
     }
     if (!missing)
         SetFolderIndexIdentity(now);
+}
+
+void DueEnumerations::NoticeAnotherSelection(const CString& content)
+{
+    if (m_foreign || content.IsEmpty())
+        return;
+    const CString before = SelectionNote::Read();
+    if (before == content)
+        return;
+    if (!before.IsEmpty()) {
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__,
+                          L"The selection is not as it was when it was last looked at: a full enumeration is due");
+        ForgetLastCheck();
+        if (!MakeFull())
+            return; // the next run notices it again
+    }
+    SelectionNote::Write(content);
+}
+
+void DueEnumerations::NoteNewRules(const CString& before, const CString& now)
+{
+    if (!m_foreign && !before.IsEmpty() && before == SelectionNote::Read())
+        SelectionNote::Write(now);
 }
 
 void DueEnumerations::NoticeUncleanEnd()

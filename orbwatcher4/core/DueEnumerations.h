@@ -53,6 +53,11 @@ public:
     // Begins a run. From here on a crash would lose changes, so the next start must notice it. Also notices an earlier
     // crash. `use`: the selection and the index of this run.
     void BeginRun(const FolderUse& use = {});
+    // Compares the content of the selection (SelectionNote) with that of the last run. A full enumeration is due when
+    // it is another one: what the selection includes now may never have been looked at. An empty text is not compared.
+    void NoticeAnotherSelection(const CString& content);
+    // The content has become another one by new rules, whose files are queued.
+    void NoteNewRules(const CString& before, const CString& now);
     // Returns true when the data folder belongs to another selection or index than this run.
     bool IsFolderForeign() const { return m_foreign; }
     // Returns false when the running mark could not be set: a crash of this run would go unnoticed.

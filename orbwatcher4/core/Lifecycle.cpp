@@ -1,6 +1,7 @@
 // Starts and stops the watcher's threads.
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/core/Completes.h"
+#include "orbwatcher4/core/SelectionNote.h"
 #include "orbwatcher4/core/WatcherState.h"
 #include "support/WithoutThreadToken.h"
 
@@ -102,6 +103,8 @@ int COrbWatcher::StartWatch()
     };
     if (!Completes(L"Loading the selection", load))
         m->due.MakeFull();
+    Completes(L"Comparing the selection with that of the last run",
+              [this] { m->due.NoticeAnotherSelection(SelectionNote::Of(m->SelectionFiles())); });
     if (m->overlay)
         m->overlayThread = StartWatcherThread(&_FirstTimeAutoExOverlayUpdater, this);
     if (m->overlay && !m->overlayThread)

@@ -4,6 +4,7 @@
 #include "orbwatcher4/core/FileFindData.h"
 #include "orbwatcher4/core/OverlayRemover.h"
 #include "orbwatcher4/core/SelectionMerge.h"
+#include "orbwatcher4/core/SelectionNote.h"
 #include "orbwatcher4/core/WatcherState.h"
 #include "support/Impersonation.h"
 #include "support/WithoutThreadToken.h"
@@ -29,7 +30,9 @@ AddQueueItemResult COrbWatcher::AddNewQueueItem(const wchar_t* xmlPath, bool del
 AddQueueItemResult COrbWatcher::TakeAndQueueRules(const wchar_t* xmlPath, bool deleteWhenDone,
                                                   std::vector<ExcludedInfo>* excluded, int mergeOnly)
 {
+    const CString before = SelectionNote::Of(m->SelectionFiles());
     const TakenRules taken = TakeNewRules(xmlPath);
+    const CString now = SelectionNote::Of(m->SelectionFiles());
     AddQueueItemResult result = taken.loaded ? RulesQueued : RulesNotLoaded;
     if (!mergeOnly) {
         const ActingForUser user(m->userToken);
@@ -40,6 +43,8 @@ AddQueueItemResult COrbWatcher::TakeAndQueueRules(const wchar_t* xmlPath, bool d
             result = ExclusionsFound;
         if (user.Acts())
             MarkExclusions(taken.accepted);
+        if (user.Acts() && taken.merged)
+            m->due.NoteNewRules(before, now);
     }
     if (deleteWhenDone && taken.merged && result != ExclusionsFound)
         DeleteFileW(xmlPath);

@@ -52,7 +52,7 @@ void COrbWatcher::Init()
         path->Empty();
     SetDestBackupFolderDB(nullptr);
     SetOwnFiles({});
-    Completes(L"Forgetting the databases", [this] { KeepDatabasesOut(); });
+    Completes(L"Forgetting the databases", [this] { TakeDatabases({}, {}); });
     m->selectionLoaded = false;
     m->enableFirstTime = 0;
     Completes(L"Init", [this] {
@@ -104,18 +104,12 @@ void COrbWatcher::SetSecondaryXMLFile(const wchar_t* secondary, const wchar_t* s
 
 void COrbWatcher::SetQueueDB(const wchar_t* path)
 {
-    Completes(L"SetQueueDB", [&] {
-        m->queueDB = path;
-        KeepDatabasesOut();
-    });
+    Completes(L"SetQueueDB", [&] { TakeDatabases(path, m->indexDB); });
 }
 
 void COrbWatcher::SetIndexDB(const wchar_t* path)
 {
-    Completes(L"SetIndexDB", [&] {
-        m->indexDB = path;
-        KeepDatabasesOut();
-    });
+    Completes(L"SetIndexDB", [&] { TakeDatabases(m->queueDB, path); });
 }
 
 void COrbWatcher::SetDestBackupFolderDB(const wchar_t* path)
@@ -133,11 +127,14 @@ void COrbWatcher::SetOwnFiles(const std::vector<CString>& files)
     Completes(L"SetOwnFiles", [&] { m->selection.Edit([&](OrbFilter& filter) { filter.SetOwnFiles(files); }); });
 }
 
-void COrbWatcher::KeepDatabasesOut()
+// Takes them last: a setting is whole, or stays as it was.
+void COrbWatcher::TakeDatabases(CString queue, CString index)
 {
-    m->ownFiles.SetDatabases(m->queueDB, m->indexDB);
-    const std::vector<CString> databases{m->queueDB, m->indexDB};
+    m->ownFiles.SetDatabases(queue, index);
+    const std::vector<CString> databases{queue, index};
     m->selection.Edit([&](OrbFilter& filter) { filter.SetDatabases(databases); });
+    std::swap(m->queueDB, queue);
+    std::swap(m->indexDB, index);
 }
 
 void COrbWatcher::SetInstantRunExt(const wchar_t* patterns)

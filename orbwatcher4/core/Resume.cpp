@@ -94,6 +94,13 @@ void NoteThatNoneIsThere(WatcherState& state)
     DumpNote::Write(DumpNote::NoDump);
 }
 
+bool NoteTheDump()
+{
+    FileDigest digest;
+    const DumpRead read = ReadLines(digest);
+    return read != DumpRead::Broken && read != DumpRead::NotTrusted && DumpNote::Write(digest.Text());
+}
+
 // No start could read it, and no end could write a dump in its place.
 void TakeFolderAway(WatcherState& state)
 {
@@ -268,9 +275,10 @@ bool COrbWatcher::WriteDump()
         if (!dump.IsOpen())
             return false;
     }
-    FileDigest digest;
-    const DumpRead read = ReadLines(digest);
-    if (read == DumpRead::Broken || read == DumpRead::NotTrusted || !DumpNote::Write(digest.Text()))
+    // The dump is whole, whether it can be noted or not.
+    bool noted = false;
+    Completes(L"Noting the dump", [&] { noted = NoteTheDump(); });
+    if (!noted)
         m->due.MakeFull();
     return true;
 }

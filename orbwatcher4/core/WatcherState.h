@@ -130,6 +130,8 @@ struct WatcherState {
     const ItemCounters& PendingCounters() const ORB_UNCHECKED_LOCKS { return store.Counters(); }
     // Returns the selection and the index to which the data folder must belong.
     FolderUse Use() const { return {dataXmlPath, indexDB}; }
+    // Returns the files that decide which paths are selected.
+    std::vector<CString> SelectionFiles() const { return {dataXmlPath, dataXmlPath2, advancedFiltersPath}; }
     // Returns the folder that deletions are exported to, which may be set at any time.
     CString DestinationFolder();
     // Returns true for a path that the product keeps out of every selection.

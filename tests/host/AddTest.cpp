@@ -24,11 +24,14 @@ protected:
     {
         return Item(L"path=\"" + Path(name) + L"\" type=\"1\" includeSub=\"1\"" + more);
     }
+    // Each path comes once, except those of a watch: a file that is made and written is handed out twice when the
+    // hand-out falls between both.
     static std::set<std::string> PathsOf(const std::vector<Json>& records, const char* type)
     {
         std::set<std::string> paths;
         for (const Json& record : OfType(records, type))
-            EXPECT_TRUE(paths.insert(record.at("path").get<std::string>()).second) << record;
+            EXPECT_TRUE(paths.insert(record.at("path").get<std::string>()).second || type == std::string("pending"))
+                << record;
         return paths;
     }
     std::string Selection() const { return folder.ReadBytes(L"selection.xml"); }

@@ -172,6 +172,17 @@ TEST_F(LostState, AnAdditionThatMakesTheIndexLeavesTheFirstEnumerationToTheWatch
     EXPECT_TRUE(HoldsAll(HandedOut(), {one}));
 }
 
+TEST_F(LostState, WhatAnEditedSelectionIncludesNowIsHandedOut)
+{
+    RecordTwo();
+    folder.WriteBytes(L"more\\there already.txt", "m");
+    WriteSelection(TreeItem() + Item(L"path=\"" + Path(L"more") + L"\" type=\"1\" includeSub=\"1\""));
+    EXPECT_TRUE(HoldsAll(HandedOut({L"--record"}), {Utf8(Path(L"more\\there already.txt"))})) << notes;
+    EXPECT_TRUE(IsSaid("The selection is not as it was when it was last looked at")) << notes;
+    EXPECT_TRUE(HandedOut({L"--record"}).empty());
+    EXPECT_FALSE(IsSaid("The selection is not as it was")) << notes;
+}
+
 TEST_F(LostState, AnUndamagedDumpMakesNothingDue)
 {
     RecordTwo();
