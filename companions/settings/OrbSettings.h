@@ -96,9 +96,10 @@ inline constexpr const wchar_t* FirstTimeRunTimeKey = L"Backup::FirstTimeRunTime
 /// The key, in the service-run settings, of the roots that the next start must rescan, separated by vertical bars.
 inline constexpr const wchar_t* RescansDueKey = L"Backup::RescansDue";
 
-/// The key, in the service-run settings, of what the last orderly end left as the dump (docs/dump-file.md).
-/// The key, in the service-run settings, of what stands for the content of the selection.
+/// The key, in the service-run settings, of what stands for the content of the selection (docs/settings.md).
 inline constexpr const wchar_t* SelectionNoteKey = L"Backup::SelectionContent";
+
+/// The key, in the service-run settings, of what the last orderly end left as the dump (docs/dump-file.md).
 inline constexpr const wchar_t* DumpNoteKey = L"Backup::Dump";
 
 /// The choices of the user: UserConfigurations.json.
