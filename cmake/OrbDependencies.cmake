@@ -1,5 +1,5 @@
-# The libraries that are linked, as targets. What a package manager installed is
-# found like what tools/bootstrap built.
+# The libraries that are linked, as targets. They are found whether a
+# package manager installed them or tools/bootstrap built them.
 find_path(ORB_PCRE2_INCLUDE pcre2.h REQUIRED)
 find_library(ORB_PCRE2_LIBRARY NAMES pcre2-8 libpcre2-8 REQUIRED)
 add_library(orb_pcre2 INTERFACE)

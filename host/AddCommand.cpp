@@ -30,7 +30,7 @@ bool AreRulesAFileOfTheirOwn(const AddOptions& options, RecordWriter& writer)
 
 bool IsDone(ExitCode code) { return code == ExitDone || code == ExitSomeUnreadable; }
 
-// What the new rules say, as far as the command reports it.
+// The new rules, as far as the command reports them.
 struct NewRules {
     RuleFindings findings;
     std::vector<PassedOverPath> inVain; // included by name, and not there

@@ -34,7 +34,7 @@ void TellDamagedSettings(RecordWriter& writer)
     const bool runRead = GetServiceRunSettings().Load();
     for (const LibraryMessages::Line& line : messages.Take())
         writer.Note(line.text);
-    // A damaged file was put aside. One that another program holds for a moment is read later.
+    // A damaged file was put aside. A file that another program holds for a moment is read later.
     if (!runRead && !FileIsThere(std::wstring(DataFolder::Path().GetString()) + L"\\" + SettingsFileNames[1]))
         writer.Note(L"so it is not known whose data folder this is, and what was due: the next watch takes the folder "
                     L"over and looks at everything again",

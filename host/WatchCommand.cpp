@@ -77,7 +77,7 @@ private:
                 m_writer.Skipped(path);
     }
 
-    // What was not there at first, and has come, was watched.
+    // A path that was not there at first, and has come, was watched.
     bool IsSomethingLeftOut() const
     {
         const auto isStill = [](const PassedOverPath& path) {

@@ -1,5 +1,5 @@
-// What the service-run settings of a data folder say, read without the library: the library's own settings are those of
-// the doctor's folder meanwhile (ScratchFolder). One thread.
+// The service-run settings of a data folder, read without the library: the library's own settings are those of the
+// doctor's folder meanwhile (ScratchFolder). One thread.
 #pragma once
 
 #include "companions/settings/FolderUse.h"

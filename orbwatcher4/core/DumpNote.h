@@ -1,5 +1,5 @@
-// What the service-run settings remember of the dump: what an orderly end has left (docs/dump-file.md). A dump that is
-// missing, cut, extended or another one is told from that. Any thread.
+// The note of the dump in the service-run settings: what an orderly end has left (docs/dump-file.md). It shows whether
+// the dump is missing, cut, extended or another one. Any thread.
 #pragma once
 
 #include "mfc/CString.h"

@@ -279,8 +279,8 @@ bool COrbWatcher::StartSingleDriveRun(const CString& root)
     std::erase_if(runs, [](const auto& run) { return IsSignalled(run.second.Get()); });
     if (runs.contains(root))
         return false;
-    // Directories that any enumeration has seen must be walked again. One that is still running may meet some of them
-    // twice.
+    // Directories that any enumeration has seen must be walked again. An enumeration that is still running may meet
+    // some of them twice.
     m->selection.PrimaryWalks().ClearJunctionCache();
     auto run = std::make_unique<SingleDriveRun>(SingleDriveRun{this, root});
     const auto place = runs.try_emplace(root).first; // before the thread begins, because the thread must be waited for

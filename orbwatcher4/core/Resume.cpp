@@ -75,7 +75,7 @@ const wchar_t* WhyDamaged(DumpRead read, const FileDigest& digest)
     return read == DumpRead::LinesPassedOver ? L"a line is longer than any path" : nullptr;
 }
 
-// What can be read of a damaged dump is replayed all the same; the full enumeration finds the rest.
+// The readable lines of a damaged dump are replayed all the same; the full enumeration finds the rest.
 void TakeForDamaged(WatcherState& state, const wchar_t* why)
 {
     if (!why)

@@ -15,9 +15,9 @@ void KeepFirstTexts(const FilterList& rules);
 // that is protected by its flags stays, and the rule's text is dropped. The texts are consumed, unless the document has
 // no "Data".
 void Merge(CMarkup& document, const FilterList& rules);
-// The same for a file, which is complete at any moment. Returns false when the rules were not merged: the log gives the
-// reason, and they keep their texts. A file that cannot be read is renamed with the ending ".bad", and an empty
-// document takes its place; a file that is malformed is not changed.
+// Does the same with a file, which is complete at any moment. Returns false when the rules were not merged: the log
+// gives the reason, and they keep their texts. A file that cannot be read is renamed with the ending ".bad", and an
+// empty document takes its place; a file that is malformed is not changed.
 bool MergeIntoFile(const CString& path, const FilterList& rules);
 
 } // namespace SelectionMerge

@@ -1,4 +1,4 @@
-// What the service-run settings remember of the selection: the content of its files, for which a full enumeration was
+// The note of the selection in the service-run settings: the content of its files, for which a full enumeration was
 // made or is due. A selection that was edited since may include what no watch has looked at. Any thread.
 #pragma once
 
