@@ -16,16 +16,6 @@ constexpr const wchar_t* FolderClaim = L"\\watcher_claim.txt";
 constexpr const wchar_t* IndexClaim = L"-claim"; // after the name of the index
 constexpr DWORD LongestHolder = 4096;            // bytes
 
-std::wstring Named(const FolderUse& use)
-{
-    std::wstring text;
-    if (!use.selection.IsEmpty())
-        text = L"the selection " + ShownPath(use.selection.View());
-    if (!use.index.IsEmpty())
-        text += (text.empty() ? L"the index " : L" with the index ") + ShownPath(use.index.View());
-    return text;
-}
-
 std::wstring InUse(const wchar_t* what, const CString& claim)
 {
     const std::wstring holder = Claim::HolderOf(claim);
@@ -43,12 +33,22 @@ DWORD RunningWatcher(const std::wstring& folder)
 
 } // namespace
 
+std::wstring NamedUse(const FolderUse& use)
+{
+    std::wstring text;
+    if (!use.selection.IsEmpty())
+        text = L"the selection " + ShownPath(use.selection.View());
+    if (!use.index.IsEmpty())
+        text += (text.empty() ? L"the index " : L" with the index ") + ShownPath(use.index.View());
+    return text;
+}
+
 std::wstring ForeignFolder(const FolderUse& use)
 {
     const FolderUse owner = GetFolderUse();
     if (AreSameUse(owner, use))
         return L"";
-    return L"the data folder belongs to " + Named(owner) + L", not to " + Named(use);
+    return L"the data folder belongs to " + NamedUse(owner) + L", not to " + NamedUse(use);
 }
 
 bool TellForeignFolder(const FolderUse& use, bool mayTakeOver, RecordWriter& writer)
@@ -109,7 +109,7 @@ bool ExclusiveUse::Take(const std::wstring& command, const FolderUse& use, Recor
     const CString folder = DataFolder::Path();
     DataFolder::Create(folder);
     const std::wstring holder = L"orbwatch " + command + L" (process " + std::to_wstring(GetCurrentProcessId()) +
-                                L") for " + Named({AbsolutePath(use.selection), AbsolutePath(use.index)});
+                                L") for " + NamedUse({AbsolutePath(use.selection), AbsolutePath(use.index)});
     const CString ofFolder = folder + FolderClaim, ofIndex = AbsolutePath(use.index) + IndexClaim;
     if (!m_folder.Take(ofFolder, holder)) {
         writer.Error(InUse(L"the data folder", ofFolder) +

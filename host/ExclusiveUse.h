@@ -10,6 +10,9 @@
 
 #include <string>
 
+// Returns the known ones of both files, in words: "the selection A with the index B".
+std::wstring NamedUse(const FolderUse& use);
+
 // Returns why a command with this selection and index must not use the data folder: it belongs to others. Empty when it
 // may.
 std::wstring ForeignFolder(const FolderUse& use);

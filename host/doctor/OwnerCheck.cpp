@@ -1,5 +1,5 @@
 #include "companions/indexdb/IndexExamination.h"
-#include "host/ShownPath.h"
+#include "host/ExclusiveUse.h"
 #include "host/doctor/Checks.h"
 #include "host/doctor/FolderMemory.h"
 
@@ -9,16 +9,6 @@ namespace
 {
 
 using State = Check::State;
-
-std::wstring Named(const FolderUse& owner)
-{
-    std::wstring text;
-    if (!owner.selection.IsEmpty())
-        text = L"the selection " + ShownPath(owner.selection.View());
-    if (!owner.index.IsEmpty())
-        text += (text.empty() ? L"the index " : L" with the index ") + ShownPath(owner.index.View());
-    return text;
-}
 
 // Returns the finding about an index that is lost or was exchanged; an empty text when it is the one of the last run.
 std::wstring OtherIndex(const FolderMemory& memory)
@@ -39,7 +29,7 @@ std::wstring OtherIndex(const FolderMemory& memory)
 Checks CheckOwner(const std::wstring& dataFolder, const std::wstring& selection, const std::wstring& index)
 {
     const FolderMemory memory = ReadFolderMemory(dataFolder);
-    const std::wstring owner = Named(memory.owner);
+    const std::wstring owner = NamedUse(memory.owner);
     if (owner.empty())
         return {{"owner", State::Ok, L"belongs to no selection yet; the first watch makes it its own", dataFolder}};
     Checks checks;

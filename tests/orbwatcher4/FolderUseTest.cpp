@@ -50,6 +50,12 @@ protected:
         return folder.Path(L"other") + L"\\" + name;
     }
     CString Other() const { return m_other; }
+    void LoseIndex()
+    {
+        ForgetIndex();
+        for (const wchar_t* ending : {L"", L"-wal", L"-shm"})
+            DeleteFileW(folder.Path(L"index.db") + ending);
+    }
     bool LogTells(const std::wstring& beginning) const
     {
         const std::vector<LogCapture::Line> lines = log.Lines();
@@ -157,9 +163,7 @@ TEST_F(FolderUse, AnIndexThatIsNotTheOneOfTheLastRunMakesAFullEnumerationDue)
     watcher.Resume();
     watcher.DeInit();
     EXPECT_EQ(FullTime(), clock.Seconds());
-    ForgetIndex();
-    for (const wchar_t* ending : {L"", L"-wal", L"-shm"})
-        DeleteFileW(folder.Path(L"index.db") + ending);
+    LoseIndex();
     Index();
     COrbWatcher next(false);
     next.Init();
@@ -180,9 +184,7 @@ TEST_F(FolderUse, AnIndexThatIsLostMakesAFullEnumerationDue)
 {
     watcher.Resume();
     watcher.DeInit();
-    ForgetIndex();
-    for (const wchar_t* ending : {L"", L"-wal", L"-shm"})
-        DeleteFileW(folder.Path(L"index.db") + ending);
+    LoseIndex();
     COrbWatcher next(false);
     next.Init();
     Use(next, folder.Path(L"data.xml"), folder.Path(L"index.db"));
