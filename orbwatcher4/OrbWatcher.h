@@ -328,7 +328,6 @@ private:
     bool TakePending(void* sameRunIds, QueueDatum& out, FileIdentity* identity);
     PathExplanation ExplainPath(const wchar_t* path);
     int UsesBlockLevel(const wchar_t* path, unsigned __int64 size);
-    bool IsIgnoredDedupPath(const wchar_t* path);
     bool ReloadRules(const wchar_t* advancedOfSecondary = nullptr);
     void TakeDatabases(CString queue, CString index);
     bool TryLoadSelection();

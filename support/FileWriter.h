@@ -15,3 +15,10 @@ public:
     // Returns false when the written bytes may not be on the disk.
     virtual bool Flush(HANDLE file) { return FlushFileBuffers(file) != FALSE; }
 };
+
+// Returns the writer of the machine. Any thread.
+inline FileWriter& SystemFileWriter()
+{
+    static FileWriter writer;
+    return writer;
+}

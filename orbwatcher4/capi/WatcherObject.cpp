@@ -76,13 +76,11 @@ std::unique_ptr<COrbWatcher> OrbWatcherObject::MakeLoaded()
 void OrbWatcherObject::RequireSettings(COrbWatcher& watcher) const
 {
     WatcherState& state = *watcher.m;
-    const std::pair<CString, std::wstring> settings[] = {{state.dataXmlPath, m_setup.selection},
-                                                         {state.dataXmlPath2, m_setup.autoExclusions},
-                                                         {state.advancedFiltersPath, m_setup.advancedRules},
-                                                         {state.secondaryXmlPath, m_setup.secondaryRules},
-                                                         {state.indexDB, m_setup.indexDatabase},
-                                                         {state.DestinationFolder(), m_setup.destination},
-                                                         {state.completionEvent, m_completedName}};
+    const std::pair<CString, std::wstring> settings[] = {
+        {state.config.files.data, m_setup.selection},         {state.config.files.autoExclude, m_setup.autoExclusions},
+        {state.config.files.advanced, m_setup.advancedRules}, {state.config.files.secondary, m_setup.secondaryRules},
+        {state.config.indexDatabase, m_setup.indexDatabase},  {state.DestinationFolder(), m_setup.destination},
+        {state.config.completionEvent, m_completedName}};
     for (const auto& [taken, given] : settings)
         if (taken.View() != given)
             throw std::bad_alloc();

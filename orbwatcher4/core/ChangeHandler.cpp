@@ -154,7 +154,7 @@ private:
 template <typename Change>
 void ChangeHandler::Take(Change change) noexcept
 {
-    const EventRights rights(m.userToken);
+    const EventRights rights(m.config.userToken);
     if (!rights.Holds() || !Completes(L"Taking a change in", change))
         m.due.MakeFull();
 }
@@ -182,7 +182,7 @@ void ChangeHandler::OnFileNameChanged(const wchar_t* oldPath, const wchar_t* new
 
 void ChangeHandler::OnWatchStarted(DWORD, const wchar_t*)
 {
-    if (m.userToken && ImpersonateUser(m.userToken))
+    if (m.config.userToken && ImpersonateUser(m.config.userToken))
         g_notifierActs = true;
 }
 
@@ -191,7 +191,7 @@ void ChangeHandler::OnReadChangesError(DWORD error, const wchar_t* directory)
     // After lost changes the root must be rescanned. Any other error has ended the watch. The watch thread compares the
     // wanted roots with the watched ones and starts it again; changes were lost then, too.
     g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Changes below %s were lost: %d", directory, error);
-    Take([&] { m.due.ReportLoss(OrbFilter::StripToRoot(directory), m.clock->Seconds()); });
+    Take([&] { m.due.ReportLoss(OrbFilter::StripToRoot(directory), m.config.clock->Seconds()); });
 }
 
 std::optional<ChangeHandler::EventPath> ChangeHandler::NormalizeEventPath(const wchar_t* path,
@@ -230,7 +230,7 @@ bool ChangeHandler::IsHiddenSkipped(const CString& path, const Notification& not
 {
     if (PathIsRootW(path))
         return false;
-    ImpersonateUser(m.userToken);
+    ImpersonateUser(m.config.userToken);
     // A folder's list may be older than the file, for a file with several names for a long time. So it keeps no file
     // out.
     const bool shown = listed && !(*listed & FILE_ATTRIBUTE_HIDDEN);
@@ -243,7 +243,7 @@ bool ChangeHandler::IsHiddenSkipped(const CString& path, const Notification& not
     // A failed call returns all bits set, so a file that is gone counts as hidden.
     if (!(attributes & FILE_ATTRIBUTE_HIDDEN))
         return false;
-    return !m.backupHiddenFiles && !(notification.ruleFlags & QueueFlags::EvenWhenHidden);
+    return !m.config.hiddenFiles && !(notification.ruleFlags & QueueFlags::EvenWhenHidden);
 }
 
 std::optional<PathOutcome> ChangeHandler::IsDuplicateNotification(const CString& path)
@@ -261,7 +261,7 @@ std::optional<PathOutcome> ChangeHandler::IsDuplicateNotification(const CString&
         return PathOutcome::Unchanged;
     }
     std::int64_t until = 0;
-    if (CIndexDB::IsDelayedItemWatcher(path, until) && until > m.clock->Seconds())
+    if (CIndexDB::IsDelayedItemWatcher(path, until) && until > m.config.clock->Seconds())
         return PathOutcome::Delayed;
     if (known && WasUploaded(path, modified))
         return PathOutcome::Uploaded;
@@ -271,7 +271,7 @@ std::optional<PathOutcome> ChangeHandler::IsDuplicateNotification(const CString&
 bool ChangeHandler::WasUploaded(const CString& path, std::uint64_t modificationTime)
 {
     std::uint64_t uploaded = 0;
-    if (!m.online->FindUploaded(path, uploaded) || uploaded != modificationTime)
+    if (!m.config.online->FindUploaded(path, uploaded) || uploaded != modificationTime)
         return false;
     g_OrbLog.Log(L"Skipping duplicate notification for file %s.", path.GetString());
     return true;
@@ -343,7 +343,7 @@ PathOutcome ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, bool exp
         KeepDeletionOfChildren(path, pending);
         // Only deletions have a time. A deletion with the file's return right after it is a save that replaces the
         // file.
-        if (pending && m.clock->FileTime() <= pending->timeStamp + ReplacedWithin) {
+        if (pending && m.config.clock->FileTime() <= pending->timeStamp + ReplacedWithin) {
             m.store.Erase(path);
             lock.Unlock();
             return Replace(*event, expandDirectory);
@@ -388,7 +388,7 @@ PathOutcome ChangeHandler::QueueAdded(const EventPath& event, const Classified& 
     }
     if (!judgement.Put(notification))
         return PathOutcome::Missing;
-    if (m.overlay && (notification->ruleFlags & QueueFlags::ShowOverlay))
+    if (m.config.overlay && (notification->ruleFlags & QueueFlags::ShowOverlay))
         SetOverlay(IsDirectory(path) ? WithBackslash(path) : path, OverlayStatus::Pending);
     return PathOutcome::Queued;
 }
@@ -447,13 +447,13 @@ void ChangeHandler::ProcessModified(const wchar_t* eventPath)
 
 void ChangeHandler::SetOverlay(const CString& path, std::int32_t status)
 {
-    if (m.overlay)
+    if (m.config.overlay)
         m.overlayCache.Request(OverlayRequest::SetStatus, path, status);
 }
 
 void ChangeHandler::MarkModifiedInOverlay(const CString& path)
 {
-    if (!m.overlay)
+    if (!m.config.overlay)
         return;
     std::int32_t status = OverlayStatus::ReadStart;
     m.overlayCache.Request(OverlayRequest::GetStatus, path, status);

@@ -55,21 +55,21 @@ void COrbWatcher::RemoveFromDeleteMap(const wchar_t* path)
 {
     // An entry that stays because memory is exhausted is looked up on the disk before its deletion is reported.
     Completes(L"RemoveFromDeleteMap", [&] {
-        const CSingleLock lock(SectionOf(m->useDrDeleteMap));
-        MapOf(m->useDrDeleteMap).erase(WithoutBackslash(path)); // spelled as the items of the index
+        const CSingleLock lock(SectionOf(m->config.useDrDeleteMap));
+        MapOf(m->config.useDrDeleteMap).erase(WithoutBackslash(path)); // spelled as the items of the index
     });
 }
 
 bool COrbWatcher::IsInDeleteMap(const wchar_t* path)
 {
-    const CSingleLock lock(SectionOf(m->useDrDeleteMap));
-    const DeleteMap& map = MapOf(m->useDrDeleteMap);
+    const CSingleLock lock(SectionOf(m->config.useDrDeleteMap));
+    const DeleteMap& map = MapOf(m->config.useDrDeleteMap);
     return !map.empty() && map.contains(WithoutBackslash(path));
 }
 
 void COrbWatcher::TrimDeleteMap()
 {
-    const ActingForUser user(m->userToken);
+    const ActingForUser user(m->config.userToken);
     if (!user.Acts() || !Completes(L"TrimDeleteMap", [this] { ReportAllVanished(); }))
         m->due.MakeFull();
 }
@@ -83,17 +83,17 @@ void COrbWatcher::ReportAllVanished()
         const CSingleLock lock(m->selection.primaryLock);
         selected = m->selection.primary.GenerateDriveList();
     }
-    const CSingleLock lock(SectionOf(m->useDrDeleteMap));
+    const CSingleLock lock(SectionOf(m->config.useDrDeleteMap));
     Roots roots;
     // Removes the judged entries. The next enumeration of their root fills the map again.
-    std::erase_if(MapOf(m->useDrDeleteMap), [&](const auto& entry) {
+    std::erase_if(MapOf(m->config.useDrDeleteMap), [&](const auto& entry) {
         return !m->stop.IsSet() && selected.contains(OrbFilter::StripToRoot(entry.first)) &&
                roots.IsReachable(entry.first) && JudgeVanished(entry.first);
     });
     for (const CString& root : roots.Unreachable()) {
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"What disappeared from %s is looked for when it can be reached",
                           root.GetString());
-        m->due.ReportLeftOut(OrbFilter::StripToRoot(root), m->clock->Seconds());
+        m->due.ReportLeftOut(OrbFilter::StripToRoot(root), m->config.clock->Seconds());
     }
 }
 
@@ -112,8 +112,8 @@ bool COrbWatcher::JudgeVanished(const CString& path)
         return true;
     if (!m->IsGone(path))
         return !IsUnknown(path);
-    g_OrbLog.Log(m->useDrDeleteMap ? L"Removing deleted file from DR backup: %s"
-                                   : L"Removing deleted file from data backup: %s",
+    g_OrbLog.Log(m->config.useDrDeleteMap ? L"Removing deleted file from DR backup: %s"
+                                          : L"Removing deleted file from data backup: %s",
                  path.GetString());
     m->due.Found(path);
     m->changeHandler.OnFileRemoved(path);
@@ -145,7 +145,7 @@ bool COrbWatcher::IsUnknown(const CString& path)
 // Fills the map with all items of the root. The enumeration removes those that it meets.
 void COrbWatcher::FillDeleteMap(const CString& root)
 {
-    if (m->indexDB.IsEmpty())
+    if (m->config.indexDatabase.IsEmpty())
         return;
     if (!CIndexDB::CacheLoaded()) {
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__,
@@ -155,7 +155,7 @@ void COrbWatcher::FillDeleteMap(const CString& root)
         return;
     }
     CIndexDB index;
-    index.SetDBFilePath(m->indexDB);
+    index.SetDBFilePath(m->config.indexDatabase);
     DeleteMap found;
     if (index.Open(0, 0, 0) && index.BeginFolderChildrenRead(root))
         for (std::uint64_t id = 0; index.ReadRow(id);) {
@@ -169,6 +169,6 @@ void COrbWatcher::FillDeleteMap(const CString& root)
                           NameOf(root), index.GetLastDbErrorText().GetString());
         m->due.MakeFull();
     }
-    const CSingleLock lock(SectionOf(m->useDrDeleteMap));
-    MapOf(m->useDrDeleteMap).merge(found);
+    const CSingleLock lock(SectionOf(m->config.useDrDeleteMap));
+    MapOf(m->config.useDrDeleteMap).merge(found);
 }

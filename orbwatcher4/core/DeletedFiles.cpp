@@ -25,7 +25,7 @@ int COrbWatcher::ImmediateProcessDeletedFiles()
 {
     const COrbFuncLog guard(L"COrbWatcher::ImmediateProcessDeletedFiles");
     // The user may reach drives and shares that the service does not reach.
-    const ActingForUser user(m->userToken);
+    const ActingForUser user(m->config.userToken);
     const CSingleLock lock(m->deletedFilesLock);
     // The entries stay pending. A file that came back while its record was written counted as unchanged, so it needs a
     // change.
@@ -74,8 +74,8 @@ bool DeletedFiles::HasDueExports(const WatcherState& state)
     const WithoutThreadToken asProcess;
     CIndexDB index;
     std::vector<std::int32_t> jobs;
-    index.SetDBFilePath(state.indexDB);
-    return !state.indexDB.IsEmpty() && index.Open(0, 0, 0) && index.GetDueExports(jobs) && !jobs.empty();
+    index.SetDBFilePath(state.config.indexDatabase);
+    return !state.config.indexDatabase.IsEmpty() && index.Open(0, 0, 0) && index.GetDueExports(jobs) && !jobs.empty();
 }
 
 // Returns false when the index is unknown. Without the cache, every deletion would be skipped and forgotten.
@@ -122,7 +122,7 @@ void DeletedFiles::TakeSettled()
 
 bool DeletedFiles::OpenIndex()
 {
-    m_index.SetDBFilePath(m.indexDB);
+    m_index.SetDBFilePath(m.config.indexDatabase);
     if (m_index.Open(1, 0, 0) && m_index.GetLastJobData(m_lastJob))
         return true;
     g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Deletions wait, the index cannot be used: %s",
@@ -222,7 +222,7 @@ bool DeletedFiles::Write()
     if (newJob) {
         job = SettingsDatum();
         job.jobId = m_lastJob.jobId + 1;
-        job.startTime = m.clock->Seconds();
+        job.startTime = m.config.clock->Seconds();
     }
     if (!begun || !WriteRecords(job, newJob) || !m_index.CommitBatch()) {
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Deletions wait, they could not be written: %s",
@@ -246,7 +246,7 @@ bool DeletedFiles::WriteRecords(SettingsDatum& job, bool newJob)
         return false;
     if (!newJob)
         return true;
-    job.endTime = m.clock->Seconds();
+    job.endTime = m.config.clock->Seconds();
     job.itemCount = static_cast<std::int64_t>(m_records.size());
     job.flags |= SettingsDatum::Completed;
     return m_index.Update(job);
@@ -313,7 +313,7 @@ CString DeletedFiles::ExportPath()
 {
     if (GetMainSettings().IsOnline()) {
         int number = 0;
-        return m.online->GetTransactionXml(number, false, true);
+        return m.config.online->GetTransactionXml(number, false, true);
     }
     const CString folder = m.DestinationFolder();
     if (!IsDirectory(folder)) {

@@ -144,7 +144,7 @@ int COrbWatcher::StartFirstTimeRun(int reload)
 
 int COrbWatcher::BeginFirstTimeRun(int reload)
 {
-    m->due.BeginRun(m->Use());
+    m->due.BeginRun(m->config.Use());
     m->due.FullBegins(); // this enumeration makes up for an earlier crash that was just noticed
     // An enumeration with the present rules is better than none, and none could begin any more.
     if (reload)
@@ -165,7 +165,7 @@ void COrbWatcher::ReloadForFirstTimeRun()
     const CSingleLock primary(m->selection.primaryLock);
     const CSingleLock secondary(m->selection.secondaryLock);
     m->selection.primary.SetNotificationStore(&m->PendingCounters());
-    ReloadRules(m->advancedFiltersPath);
+    ReloadRules(m->config.files.advanced);
     QueueRootsToWatch();
     FillPluginTable();
 }
@@ -176,7 +176,7 @@ unsigned __stdcall COrbWatcher::_FirstRunAllDrives(void* watcher)
     const LockOrder::ThreadScope scope(FirstRunThreadName);
     SetThreadErrorMode(SEM_FAILCRITICALERRORS, nullptr);
     auto& self = *static_cast<COrbWatcher*>(watcher);
-    const ActingForUser user(self.m->userToken);
+    const ActingForUser user(self.m->config.userToken);
     {
         std::optional<RunningEvent> event;
         Completes(L"Telling of the first-time run", [&] { event.emplace(self.m->firstTimeHidden != 0); });
@@ -214,7 +214,7 @@ void COrbWatcher::LeaveDriveOut(const CString& root)
         g_OrbLog.Log(L"%s is away and is enumerated when it returns", root.GetString());
     m->enumeration.CountBeside(PathOutcome::Missing);
     m->skipped.Add(root, PathOutcome::Missing);
-    m->due.ReportLeftOut(root, m->clock->Seconds());
+    m->due.ReportLeftOut(root, m->config.clock->Seconds());
 }
 
 void COrbWatcher::EnumerateAllDrives()
@@ -244,7 +244,7 @@ void COrbWatcher::EnumerateAllDrives()
             continue;
         if (!m->stop.IsSet()) // a run that is told to end has not failed
             g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Error enumerating all files on disk, possible exception.");
-        m->due.ReportLeftOut(root, m->clock->Seconds());
+        m->due.ReportLeftOut(root, m->config.clock->Seconds());
     }
     m->selection.PrimaryWalks().ClearJunctionCache();
     if (!m->stop.IsSet())
@@ -257,17 +257,17 @@ void COrbWatcher::EnumerateAllDrives()
 
 void COrbWatcher::SignalFirstTimeCompletion()
 {
-    if (m->completionEvent.IsEmpty())
+    if (m->config.completionEvent.IsEmpty())
         return;
     const WithoutThreadToken asProcess; // the event may be closed to the user
-    const KernelHandle event(OpenEventW(EVENT_ALL_ACCESS, FALSE, m->completionEvent));
+    const KernelHandle event(OpenEventW(EVENT_ALL_ACCESS, FALSE, m->config.completionEvent));
     if (event)
         SetEvent(event.Get());
 }
 
 void COrbWatcher::NoteFirstTimeRunCompleted()
 {
-    Completes(L"Noting a completed enumeration", [this] { m->due.NoteFullCompleted(*m->clock); });
+    Completes(L"Noting a completed enumeration", [this] { m->due.NoteFullCompleted(*m->config.clock); });
 }
 
 bool COrbWatcher::StartSingleDriveRun(const CString& root)
@@ -304,7 +304,7 @@ unsigned __stdcall COrbWatcher::_FirstRunSingleDrive(void* driveAndWatcher)
     SetThreadErrorMode(SEM_FAILCRITICALERRORS, nullptr);
     const std::unique_ptr<SingleDriveRun> run(static_cast<SingleDriveRun*>(driveAndWatcher));
     COrbWatcher& self = *run->watcher;
-    const ActingForUser user(self.m->userToken);
+    const ActingForUser user(self.m->config.userToken);
     bool whole = false;
     const auto look = [&] {
         if (!user.Acts())
@@ -355,7 +355,7 @@ bool COrbWatcher::FirstRun(const wchar_t* drive)
 
 bool COrbWatcher::EnumerateIncludedFiles(const wchar_t* drive, const wchar_t* pattern, bool checkRules)
 {
-    const ActingForUser user(m->userToken);
+    const ActingForUser user(m->config.userToken);
     bool whole = false;
     if (!user.Acts())
         return false;
@@ -391,7 +391,7 @@ bool COrbWatcher::EnumerateDrive(const wchar_t* drive, const wchar_t* pattern, b
         lists = m->selection.primary.CollectScanLists(drive);
     }
     EnumerationWalk walk(*this);
-    return m->selection.PrimaryWalks().ScanSelection(lists, pattern, m->backupHiddenFiles, &walk,
+    return m->selection.PrimaryWalks().ScanSelection(lists, pattern, m->config.hiddenFiles, &walk,
                                                      static_cast<HANDLE>(m->stop), &walk);
 }
 

@@ -169,8 +169,8 @@ bool COrbWatcher::GetSingleNotification(void* sameRunIds, QueueDatum& out, FileI
 {
     const COrbFuncLog guard(L"COrbWatcher::GetSingleNotification");
     std::optional<ActingForUser> user;
-    if (m->userToken)
-        user.emplace(m->userToken);
+    if (m->config.userToken)
+        user.emplace(m->config.userToken);
     if (user && !user->Acts())
         return false;
     bool given = false;
@@ -311,7 +311,7 @@ bool HandOut::IsBackupRunning()
         return *m_backupRunning;
     // The mutex may be closed to the user.
     std::optional<WithoutThreadToken> asProcess;
-    if (m.userToken)
+    if (m.config.userToken)
         asProcess.emplace();
     m_backupRunning = COrbWatcher::IsBackupRunning() != 0;
     return *m_backupRunning;
@@ -321,7 +321,7 @@ bool HandOut::IsBackupRunning()
 std::optional<HandOut::Verdict> HandOut::JudgeUploaded(const CString& path)
 {
     std::uint64_t uploaded = 0;
-    if (!m.online->FindUploaded(path, uploaded))
+    if (!m.config.online->FindUploaded(path, uploaded))
         return std::nullopt;
     if (LastWriteTime(path) == uploaded) {
         g_OrbLog.Log(L"Skipping duplicate notification for file %s.", path.GetString());
@@ -372,7 +372,7 @@ void HandOut::Finish(const NotificationStore::Entry& entry, bool directory, std:
     else
         m_out.flags |=
             QueueFlags::File | (m_watcher.UsesBlockLevel(entry.path, m_out.size) ? QueueFlags::BlockLevel : 0);
-    if ((m_out.flags & QueueFlags::DedupCandidate) && m_watcher.IsIgnoredDedupPath(entry.path))
+    if ((m_out.flags & QueueFlags::DedupCandidate) && m.config.notForDedup.Contains(entry.path))
         m_out.flags &= ~QueueFlags::DedupCandidate;
     m_out.attributes = attributes;
     m_out.constant2 = QueueDatum::Constant2;

@@ -63,21 +63,22 @@ bool COrbWatcher::ReloadRules(const wchar_t* advancedOfSecondary)
     const WithoutThreadToken asProcess; // the service has named the files
     const CSingleLock primary(m->selection.primaryLock);
     const CSingleLock secondary(m->selection.secondaryLock);
-    m->selection.primary.SetOverlayCache(m->overlay ? &m->overlayCache : nullptr);
+    m->selection.primary.SetOverlayCache(m->config.overlay ? &m->overlayCache : nullptr);
     if (m->watching.IsSet()) {
         // Comes before everything that may fail: the watch thread then uses whatever rules there are.
         const CSingleLock pending(m->pendingDrivesLock);
         m->drivesChanged = true;
     }
     // Without a file, rules that were added stay.
-    const bool first = !m->dataXmlPath.IsEmpty() && Reload(m->selection.primary, m->dataXmlPath, m->dataXmlPath2,
-                                                           m->advancedFiltersPath, m->findings);
-    const bool second =
-        Reload(m->selection.secondary, m->secondaryXmlPath, m->secondaryXmlPath2, advancedOfSecondary, m->findings);
+    const bool first =
+        !m->config.files.data.IsEmpty() && Reload(m->selection.primary, m->config.files.data,
+                                                  m->config.files.autoExclude, m->config.files.advanced, m->findings);
+    const bool second = Reload(m->selection.secondary, m->config.files.secondary, m->config.files.secondaryAutoExclude,
+                               advancedOfSecondary, m->findings);
     m->selection.primary.SetSecondaryFilter(&m->selection.secondary);
     m->volumes.Follow(m->selection.primary.GenerateDriveList());
     // The rules of the data file may be loaded although another file is missing or malformed.
-    if (first || (!m->dataXmlPath.IsEmpty() && m->selection.primary.HasRules()))
+    if (first || (!m->config.files.data.IsEmpty() && m->selection.primary.HasRules()))
         m->selectionLoaded = true;
     return first && second;
 }
@@ -89,7 +90,7 @@ int COrbWatcher::StartWatch()
     // An earlier run is ended before the filters are locked, because its threads need them to end.
     if (m->watching.IsSet() || m->watchThread || m->overlayThread)
         StopThreads();
-    m->due.BeginRun(m->Use());
+    m->due.BeginRun(m->config.Use());
     m->watching.SetEvent();
     m->stop.ResetEvent();
     m->ready.ResetEvent();
@@ -98,16 +99,16 @@ int COrbWatcher::StartWatch()
         const CSingleLock secondary(m->selection.secondaryLock);
         if (!ReloadRules())
             g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"The selection could not be read whole: %s",
-                              m->dataXmlPath.GetString());
+                              m->config.files.data.GetString());
         FillPluginTable();
     };
     if (!Completes(L"Loading the selection", load))
         m->due.MakeFull();
     Completes(L"Comparing the selection with that of the last run",
-              [this] { m->due.NoticeAnotherSelection(SelectionNote::Of(m->SelectionFiles())); });
-    if (m->overlay)
+              [this] { m->due.NoticeAnotherSelection(SelectionNote::Of(m->config.files.OfTheSelection())); });
+    if (m->config.overlay)
         m->overlayThread = StartWatcherThread(&_FirstTimeAutoExOverlayUpdater, this);
-    if (m->overlay && !m->overlayThread)
+    if (m->config.overlay && !m->overlayThread)
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to start the overlay thread: %d", GetLastError());
     m->watchThreadRuns = true;
     m->watchThread = StartWatcherThread(&_WatchThread, this);

@@ -16,7 +16,7 @@ AddQueueItemResult COrbWatcher::AddNewQueueItem(const wchar_t* xmlPath, bool del
 {
     const COrbFuncLog guard(L"COrbWatcher::AddNewQueueItem");
     const CallerTokenScope token;
-    m->due.BeginRun(m->Use());
+    m->due.BeginRun(m->config.Use());
     if (!xmlPath || !PathFileExistsW(xmlPath))
         return RulesNotLoaded;
     AddQueueItemResult result = RulesNotLoaded;
@@ -30,12 +30,12 @@ AddQueueItemResult COrbWatcher::AddNewQueueItem(const wchar_t* xmlPath, bool del
 AddQueueItemResult COrbWatcher::TakeAndQueueRules(const wchar_t* xmlPath, bool deleteWhenDone,
                                                   std::vector<ExcludedInfo>* excluded, int mergeOnly)
 {
-    const CString before = SelectionNote::Of(m->SelectionFiles());
+    const CString before = SelectionNote::Of(m->config.files.OfTheSelection());
     const TakenRules taken = TakeNewRules(xmlPath);
-    const CString now = SelectionNote::Of(m->SelectionFiles());
+    const CString now = SelectionNote::Of(m->config.files.OfTheSelection());
     AddQueueItemResult result = taken.loaded ? RulesQueued : RulesNotLoaded;
     if (!mergeOnly) {
-        const ActingForUser user(m->userToken);
+        const ActingForUser user(m->config.userToken);
         if (!user.Acts())
             m->due.MakeFull();
         // With the filter unlocked: a walk may take long, and so may the overlay service.
@@ -70,7 +70,7 @@ COrbWatcher::TakenRules COrbWatcher::TakeNewRules(const wchar_t* xmlPath)
     bool merged = false;
     try {
         AcceptRules(loaded, taken.accepted);
-        merged = m->dataXmlPath.IsEmpty() || SelectionMerge::MergeIntoFile(m->dataXmlPath, taken.accepted);
+        merged = m->config.files.data.IsEmpty() || SelectionMerge::MergeIntoFile(m->config.files.data, taken.accepted);
     } catch (...) {
         Completes(L"Taking new rules back", takeBack);
         throw;
@@ -78,7 +78,7 @@ COrbWatcher::TakenRules COrbWatcher::TakeNewRules(const wchar_t* xmlPath)
     // Rules that could not be merged into the selection file would be gone at the next start, so they are refused.
     if (!merged) {
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"New rules are refused, they cannot be merged into %s",
-                          m->dataXmlPath.GetString());
+                          m->config.files.data.GetString());
         takeBack();
         return {false, false, {}};
     }
@@ -125,7 +125,7 @@ bool COrbWatcher::QueueAcceptedRules(const FilterList& accepted, std::vector<Exc
 
 void COrbWatcher::MarkExclusions(const FilterList& accepted)
 {
-    if (!m->overlay)
+    if (!m->config.overlay)
         return;
     for (const FilterPtr& rule : accepted) {
         if (rule->incEx == WatcherEnum::Include)

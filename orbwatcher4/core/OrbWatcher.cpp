@@ -18,14 +18,6 @@ bool HasText(const wchar_t* text) { return text && *text; }
 bool IsThere(const wchar_t* path) { return HasText(path) && PathFileExistsW(path); }
 CString IfThere(const wchar_t* path) { return IsThere(path) ? CString(path) : CString(); }
 
-void Fill(KeySet& set, const std::set<unsigned __int64>& keys)
-{
-    EmptyTable(set);
-    for (const std::uint64_t key : keys)
-        if (key != 0xFFFFFFFFFFFFFFFFull)
-            set.insert(key);
-}
-
 } // namespace
 
 COrbWatcher::COrbWatcher(bool useDrDeleteMap) : m(std::make_unique<WatcherState>(*this, useDrDeleteMap)) {}
@@ -48,7 +40,8 @@ void SetLogLevel()
 void COrbWatcher::Init()
 {
     Completes(L"Setting the level of the log", SetLogLevel);
-    for (CString* path : {&m->dataXmlPath, &m->dataXmlPath2, &m->queueDB, &m->indexDB})
+    for (CString* path :
+         {&m->config.files.data, &m->config.files.autoExclude, &m->config.queueDatabase, &m->config.indexDatabase})
         path->Empty();
     SetDestBackupFolderDB(nullptr);
     SetOwnFiles({});
@@ -69,7 +62,7 @@ void COrbWatcher::SetDataXmlPath(const wchar_t* path)
 {
     Completes(L"SetDataXmlPath", [&] {
         if (IsThere(path))
-            m->dataXmlPath = path;
+            m->config.files.data = path;
     });
 }
 
@@ -77,18 +70,18 @@ void COrbWatcher::SetAdvancedFiltersPath(const wchar_t* path)
 {
     Completes(L"SetAdvancedFiltersPath", [&] {
         if (IsThere(path))
-            m->advancedFiltersPath = path;
+            m->config.files.advanced = path;
     });
 }
 
 void COrbWatcher::SetDataXMLFiles(const wchar_t* data, const wchar_t* data2, const wchar_t* advanced)
 {
     Completes(L"SetDataXMLFiles", [&] {
-        CString first = HasText(data) ? CString(data) : m->dataXmlPath;
+        CString first = HasText(data) ? CString(data) : m->config.files.data;
         CString second = IfThere(data2), third = IfThere(advanced);
-        std::swap(m->dataXmlPath, first);
-        std::swap(m->dataXmlPath2, second);
-        std::swap(m->advancedFiltersPath, third);
+        std::swap(m->config.files.data, first);
+        std::swap(m->config.files.autoExclude, second);
+        std::swap(m->config.files.advanced, third);
     });
 }
 
@@ -97,19 +90,19 @@ void COrbWatcher::SetSecondaryXMLFile(const wchar_t* secondary, const wchar_t* s
     Completes(L"SetSecondaryXMLFile", [&] {
         CString first = HasText(secondary) ? CString(secondary) : CString();
         CString second = IfThere(secondaryExtra);
-        std::swap(m->secondaryXmlPath, first);
-        std::swap(m->secondaryXmlPath2, second);
+        std::swap(m->config.files.secondary, first);
+        std::swap(m->config.files.secondaryAutoExclude, second);
     });
 }
 
 void COrbWatcher::SetQueueDB(const wchar_t* path)
 {
-    Completes(L"SetQueueDB", [&] { TakeDatabases(path, m->indexDB); });
+    Completes(L"SetQueueDB", [&] { TakeDatabases(path, m->config.indexDatabase); });
 }
 
 void COrbWatcher::SetIndexDB(const wchar_t* path)
 {
-    Completes(L"SetIndexDB", [&] { TakeDatabases(m->queueDB, path); });
+    Completes(L"SetIndexDB", [&] { TakeDatabases(m->config.queueDatabase, path); });
 }
 
 void COrbWatcher::SetDestBackupFolderDB(const wchar_t* path)
@@ -133,31 +126,31 @@ void COrbWatcher::TakeDatabases(CString queue, CString index)
     m->ownFiles.SetDatabases(queue, index);
     const std::vector<CString> databases{queue, index};
     m->selection.Edit([&](OrbFilter& filter) { filter.SetDatabases(databases); });
-    std::swap(m->queueDB, queue);
-    std::swap(m->indexDB, index);
+    std::swap(m->config.queueDatabase, queue);
+    std::swap(m->config.indexDatabase, index);
 }
 
 void COrbWatcher::SetInstantRunExt(const wchar_t* patterns)
 {
     if (patterns)
-        Completes(L"SetInstantRunExt", [&] { m->instantRunExt = CString(patterns).MakeLower(); });
+        Completes(L"SetInstantRunExt", [&] { m->config.instantRunNames = CString(patterns).MakeLower(); });
 }
 
 void COrbWatcher::SetBlockLevelExt(const wchar_t* patterns)
 {
-    Completes(L"SetBlockLevelExt", [&] { m->blockLevelExt = CString(patterns).MakeLower(); });
+    Completes(L"SetBlockLevelExt", [&] { m->config.blockLevelNames = CString(patterns).MakeLower(); });
 }
 
 void COrbWatcher::SetOverlay(bool on)
 {
     g_OrbLog.Log(L"Overlay : %d", static_cast<int>(on));
-    m->overlay = on;
+    m->config.overlay = on;
 }
 
-void COrbWatcher::SetUserToken(HANDLE token) { m->userToken = token; }
+void COrbWatcher::SetUserToken(HANDLE token) { m->config.userToken = token; }
 void COrbWatcher::SetFirstTimeWatcherHide(int hidden) { m->firstTimeHidden = hidden; }
-void COrbWatcher::EnableBackupHiddenFiles(bool enable) { m->backupHiddenFiles = enable; }
-void COrbWatcher::SetBackupFrequency(DWORD frequency) { m->backupFrequency = frequency; }
+void COrbWatcher::EnableBackupHiddenFiles(bool enable) { m->config.hiddenFiles = enable; }
+void COrbWatcher::SetBackupFrequency(DWORD frequency) { m->config.backupFrequency = frequency; }
 
 void COrbWatcher::UpdateThreadsPriority(CPUSpeedMode mode)
 {
@@ -168,29 +161,25 @@ void COrbWatcher::UpdateThreadsPriority(CPUSpeedMode mode)
 void COrbWatcher::SetOnlineHandler(std::shared_ptr<OnlineCallbackHandler> handler)
 {
     if (handler)
-        m->online = std::move(handler);
+        m->config.online = std::move(handler);
 }
 
 void COrbWatcher::SetFirstTimeCompletionEvent(const wchar_t* name)
 {
-    Completes(L"SetFirstTimeCompletionEvent", [&] { m->completionEvent = name; });
+    Completes(L"SetFirstTimeCompletionEvent", [&] { m->config.completionEvent = name; });
 }
 
 void COrbWatcher::SetIgnoredDedup(const std::set<unsigned __int64>& names, const std::set<unsigned __int64>& extensions,
                                   const std::set<unsigned __int64>& folders)
 {
-    Completes(L"SetIgnoredDedup", [&] {
-        Fill(m->ignoredNames, names);
-        Fill(m->ignoredExtensions, extensions);
-        Fill(m->ignoredFolders, folders);
-    });
+    Completes(L"SetIgnoredDedup", [&] { m->config.notForDedup.Set(names, extensions, folders); });
 }
 
 int COrbWatcher::IsInitilized() { return m->initialized; }
 int COrbWatcher::IsEnableFirstTime() { return m->enableFirstTime; }
 int COrbWatcher::IsFirstTimeEnumRunning() { return m->firstTimeHidden ? 0 : m->firstTime.running.load(); }
 int COrbWatcher::IsFirstTimeFinshedsuccessfully() { return m->firstTime.succeeded; }
-bool COrbWatcher::IsBackupHiddenFiles() { return m->backupHiddenFiles; }
+bool COrbWatcher::IsBackupHiddenFiles() { return m->config.hiddenFiles; }
 __int64 COrbWatcher::GetTotalFilesInMem() { return m->PendingCount(); }
 
 int COrbWatcher::IsBackupRunning()

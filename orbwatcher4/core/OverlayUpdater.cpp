@@ -50,7 +50,7 @@ unsigned __stdcall COrbWatcher::_FirstTimeAutoExOverlayUpdater(void* watcher)
     const LockOrder::ThreadScope scope(OverlayThreadName);
     SetThreadErrorMode(SEM_FAILCRITICALERRORS, nullptr);
     WatcherState& m = *static_cast<COrbWatcher*>(watcher)->m;
-    ImpersonateOrTell(m.userToken);
+    ImpersonateOrTell(m.config.userToken);
     Completes(L"The overlay thread", [&] { MarkAutoExcluded(m); });
     return 0;
 }

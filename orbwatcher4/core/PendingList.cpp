@@ -107,8 +107,9 @@ bool COrbWatcher::ExportFilesToXML(const wchar_t* path, int& count)
 
 void COrbWatcher::ExportPending(const wchar_t* path, int most, int& count)
 {
-    for (const CString& own : {m->dataXmlPath, m->dataXmlPath2, m->secondaryXmlPath, m->secondaryXmlPath2,
-                               m->advancedFiltersPath, m->indexDB, m->queueDB})
+    for (const CString& own : {m->config.files.data, m->config.files.autoExclude, m->config.files.secondary,
+                               m->config.files.secondaryAutoExclude, m->config.files.advanced, m->config.indexDatabase,
+                               m->config.queueDatabase})
         if (IsSameFile(own, path))
             return LogFailure(L"The pending list cannot be written over a file of the watcher", path);
     CMarkup document;

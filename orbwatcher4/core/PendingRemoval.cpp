@@ -144,7 +144,7 @@ void COrbWatcher::ForceRemoveItemNotifications(const wchar_t* path, bool addBack
 void COrbWatcher::RemoveChildNotifications(CString directory)
 {
     const COrbFuncLog guard(L"COrbWatcher::RemoveChildNotifications");
-    const ActingForUser user(m->userToken);
+    const ActingForUser user(m->config.userToken);
     if (user.Acts())
         Completes(L"RemoveChildNotifications", [&] { RemovePendingOnDisk(directory); });
 }

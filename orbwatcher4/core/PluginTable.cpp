@@ -79,13 +79,13 @@ bool COrbWatcher::FillPluginTable()
 
 bool COrbWatcher::CopyPlugins()
 {
-    const std::optional<std::vector<ProfileDatum>> plugins = ReadPlugins(m->dataXmlPath);
+    const std::optional<std::vector<ProfileDatum>> plugins = ReadPlugins(m->config.files.data);
     if (!plugins) {
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to load Data XML File");
         return false;
     }
     CIndexDB index;
-    index.SetDBFilePath(m->indexDB);
+    index.SetDBFilePath(m->config.indexDatabase);
     if (!index.Open(1, 0, 0))
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to open Index DB");
     else if (!Replace(index, *plugins))

@@ -58,7 +58,7 @@ void ChangeHandler::RecordRemoval(const CString& path, const FilterList& rules)
     const CSingleLock lock(m.storeLock);
     auto notification = std::make_shared<Notification>();
     notification->kind = NotificationKind::Deleted;
-    notification->timeStamp = m.clock->FileTime();
+    notification->timeStamp = m.config.clock->FileTime();
     FillFromRules(*notification, rules);
     m.store.Put(path, notification);
     m.deletionsRequested = true;

@@ -127,8 +127,8 @@ void CheckEarlierDump(WatcherState& state)
 // If the replay fails, the dump stays.
 void COrbWatcher::Resume()
 {
-    const ActingForUser user(m->userToken);
-    m->due.BeginRun(m->Use());
+    const ActingForUser user(m->config.userToken);
+    m->due.BeginRun(m->config.Use());
     if (!user.Acts()) {
         m->dumpWaits = true;
         return;
@@ -140,7 +140,7 @@ void COrbWatcher::ReplayWaitingDump()
 {
     if (!m->dumpWaits)
         return;
-    const ActingForUser user(m->userToken);
+    const ActingForUser user(m->config.userToken);
     if (!user.Acts())
         return;
     m->dumpWaits = false;
@@ -255,7 +255,7 @@ bool COrbWatcher::WriteDump()
     CheckEarlierDump(*m);
     bool whole = false;
     {
-        DumpWriter dump(DumpFilePath(), *m->writer);
+        DumpWriter dump(DumpFilePath(), *m->config.writer);
         if (dump.IsOpen()) {
             whole = true;
             m->store.ForEach([&](const CString& path, const NotificationPtr& notification) {

@@ -70,7 +70,7 @@ void WatchLoop::Retry::NoteAttempt(std::int64_t now)
 
 void WatchLoop::Start()
 {
-    m_now = m.clock->Seconds();
+    m_now = m.config.clock->Seconds();
     Impersonate();
     {
         const CSingleLock lock(m.selection.primaryLock);
@@ -89,7 +89,7 @@ void WatchLoop::Start()
 
 void WatchLoop::Impersonate()
 {
-    if (ImpersonateUser(m.userToken))
+    if (ImpersonateUser(m.config.userToken))
         return;
     const DWORD error = GetLastError();
     g_OrbLog.WriteLog(2, L"OrbWatcher", ImpersonationLine, L"Failed to impersonate user");
@@ -140,7 +140,7 @@ void WatchLoop::WatchSelectedDrives()
 
 bool WatchLoop::Pass()
 {
-    m_now = m.clock->Seconds();
+    m_now = m.config.clock->Seconds();
     LoadMissingSelection();
     WatchNewRoots();
     ProcessDeletions();
@@ -209,7 +209,7 @@ void WatchLoop::HandOverRescans()
 // Without loaded rules nothing is watched, and nothing that is due counts as done.
 void WatchLoop::LoadMissingSelection()
 {
-    if (m.selectionLoaded || m.dataXmlPath.IsEmpty() || !m_loading.IsDue(m_now))
+    if (m.selectionLoaded || m.config.files.data.IsEmpty() || !m_loading.IsDue(m_now))
         return;
     m_loading.NoteAttempt(m_now);
     m_watcher.LoadSelection();

@@ -9,21 +9,8 @@
 const wchar_t* const DeletedFilesEventName = L"F214AB94-4789-451a-ADDC-981BBFE6B59B";
 const wchar_t* const DriveUpdateEventName = L"9D86C4E4-CF9D-49BC-B07E-5CDE45FF0083";
 
-namespace
+WatcherState::WatcherState(COrbWatcher& watcher, bool useDr) : config(useDr), changeHandler(watcher, *this)
 {
-
-FileWriter g_writer;
-
-} // namespace
-
-WatcherState::WatcherState(COrbWatcher& watcher, bool useDr)
-    : online(std::make_shared<OnlineCallbackHandler>()),
-      changeHandler(watcher, *this),
-      useDrDeleteMap(useDr),
-      writer(&g_writer)
-{
-    for (KeySet* set : {&ignoredNames, &ignoredExtensions, &ignoredFolders})
-        set->set_empty_key(0xFFFFFFFFFFFFFFFFull);
     deletedFilesEvent = CreateSharedEvent(DeletedFilesEventName, false, false);
     driveUpdateEvent = CreateSharedEvent(DriveUpdateEventName, true, true);
     SetEvent(driveUpdateEvent.Get());

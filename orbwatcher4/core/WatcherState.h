@@ -1,13 +1,13 @@
 // The parts and the state of a COrbWatcher.
 //
-// The configuration is constant while watching. Each lock stands beside the data that it guards. Locks are taken in the
+// Each lock stands beside the data that it guards. Locks are taken in the
 // order of LockRank.
 #pragma once
 
 #include "OrbFileMonitorService/OverlayCache.h"
-#include "companions/online/OnlineCallbackHandler.h"
 #include "orbwatcher4/OrbWatcher.h"
 #include "orbwatcher4/core/ChangeHandler.h"
+#include "orbwatcher4/core/Config.h"
 #include "orbwatcher4/core/DueEnumerations.h"
 #include "orbwatcher4/core/EnumerationTally.h"
 #include "orbwatcher4/core/GivenInRun.h"
@@ -18,18 +18,10 @@
 #include "orbwatcher4/core/Signal.h"
 #include "orbwatcher4/core/SkippedPaths.h"
 #include "orbwatcher4/core/WaitingFindings.h"
-#include "support/Clock.h"
-#include "support/FileWriter.h"
 #include "support/Handle.h"
-#include "support/HashMemory.h"
 #include "support/Impersonation.h"
 
-#include <sparsehash/dense_hash_set>
-
 #include <atomic>
-
-using KeySet = google::dense_hash_set<std::uint64_t, std::hash<std::uint64_t>, std::equal_to<std::uint64_t>,
-                                      HashMemory<std::uint64_t>>;
 
 // The state of the enumerations.
 struct FirstTimeState {
@@ -48,28 +40,19 @@ struct WatcherState {
     WatcherState(const WatcherState&) = delete;
     WatcherState& operator=(const WatcherState&) = delete;
 
+    Config config;
     Selection selection;
     RankedSection storeLock{LockRank::Store, L"store", ShortWaitSpins};
     NotificationStore store ORB_GUARDED_BY(storeLock);
     RankedSection handOutLock{LockRank::HandOut, L"hand-out"};
     GivenInRun givenInRun ORB_GUARDED_BY(handOutLock);
-    CString completionEvent; // name of an event that is set at the end of a full enumeration
-    std::shared_ptr<OnlineCallbackHandler> online;
-    KeySet ignoredNames, ignoredExtensions, ignoredFolders;
     OverlayCache overlayCache;
     ChangeHandler changeHandler;
 
-    CString dataXmlPath, secondaryXmlPath, dataXmlPath2, secondaryXmlPath2, advancedFiltersPath;
-    CString queueDB, indexDB, blockLevelExt, instantRunExt;
     CString destBackupFolderDB ORB_GUARDED_BY(selection.primaryLock);
     OwnFiles ownFiles;
-    HANDLE userToken = nullptr; // not owned
-    bool backupHiddenFiles = false;
-    DWORD backupFrequency = 0;
     std::atomic<DWORD> enumThrottleMs{3};
     std::atomic<int> firstTimeHidden{0};
-    bool overlay = false;
-    const bool useDrDeleteMap;
 
     CSignal watching;
     CSignal stop; // all long loops check it
@@ -122,16 +105,9 @@ struct WatcherState {
     std::atomic<bool> selectionLoaded{false};
     std::atomic<bool> dumpWaits{false}; // Resume has kept it until a selection can be read
 
-    const Clock* clock = &SystemClock();
-    FileWriter* writer;
-
     // Any thread, with or without the lock of the store.
     std::int64_t PendingCount() const ORB_UNCHECKED_LOCKS { return store.LiveCount(); }
     const ItemCounters& PendingCounters() const ORB_UNCHECKED_LOCKS { return store.Counters(); }
-    // Returns the selection and the index to which the data folder must belong.
-    FolderUse Use() const { return {dataXmlPath, indexDB}; }
-    // Returns the files that decide which paths are selected.
-    std::vector<CString> SelectionFiles() const { return {dataXmlPath, dataXmlPath2, advancedFiltersPath}; }
     // Returns the folder that deletions are exported to, which may be set at any time.
     CString DestinationFolder();
     // Returns true for a path that the product keeps out of every selection.

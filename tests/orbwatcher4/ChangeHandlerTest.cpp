@@ -365,7 +365,7 @@ TEST_F(Changes, AnIndexedFileThatWasUploadedAsItIsIsADuplicate)
     RecordWithTime(path, 1);
     std::uint64_t modified = 0;
     ASSERT_TRUE(GetFileTimes(path, false, nullptr, &modified));
-    State().online->AddUploaded(path, modified);
+    State().config.online->AddUploaded(path, modified);
     Handler().OnFileModified(path);
     EXPECT_FALSE(Pending(path));
     EXPECT_TRUE(log.Has(L"Skipping duplicate notification for file " + std::wstring(path) + L"."));

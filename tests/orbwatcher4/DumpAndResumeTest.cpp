@@ -187,7 +187,7 @@ TEST_F(DumpAndResume, ADumpThatIsNotOnTheDiskItselfMakesAFullEnumerationDue)
 {
     Handler().OnFileAdded(Write(L"a.txt"));
     WriterThatCannotFlush writer;
-    State().writer = &writer;
+    State().config.writer = &writer;
     State().due.BeginRun();
     watcher.DeInit();
     EXPECT_EQ(writer.flushed, 1);
@@ -216,7 +216,7 @@ TEST_F(DumpAndResume, AShortWriteIsCutBackToTheLastWholeLineAndMakesAFullEnumera
     for (const wchar_t* name : {L"a.txt", L"b.txt", L"c.txt"})
         Handler().OnFileAdded(Write(name));
     WriterThatFailsAt writer(2);
-    State().writer = &writer;
+    State().config.writer = &writer;
     watcher.DeInit();
     const std::string bytes = DumpBytes();
     ASSERT_GE(bytes.size(), 2u);

@@ -67,7 +67,7 @@ TEST_F(EnumerationCounts, WhatTheIndexKnowsIsUnchangedDelayedOrUploaded)
     RecordWithTime(uploaded, 1);
     std::uint64_t modified = 0;
     ASSERT_TRUE(GetFileTimes(uploaded, false, nullptr, &modified));
-    State().online->AddUploaded(uploaded, modified);
+    State().config.online->AddUploaded(uploaded, modified);
     SelectTree();
     EXPECT_EQ(CountsOf(Run()), (Counts{{PathOutcome::Queued, 2}, // the tree itself is new
                                        {PathOutcome::Unchanged, 1},

@@ -19,7 +19,7 @@ TEST_F(Facade, ADataPathThatDoesNotExistLeavesTheOldOne)
     watcher.SetDataXmlPath(data);
     watcher.SetDataXmlPath(folder.Path(L"missing.xml"));
     watcher.SetDataXmlPath(L"");
-    EXPECT_EQ(State().dataXmlPath, data);
+    EXPECT_EQ(State().config.files.data, data);
 }
 
 TEST_F(Facade, AnAdvancedPathThatDoesNotExistLeavesTheOldOne)
@@ -27,28 +27,28 @@ TEST_F(Facade, AnAdvancedPathThatDoesNotExistLeavesTheOldOne)
     const CString advanced = WriteRules(L"advanced.xml", "");
     watcher.SetAdvancedFiltersPath(advanced);
     watcher.SetAdvancedFiltersPath(folder.Path(L"missing.xml"));
-    EXPECT_EQ(State().advancedFiltersPath, advanced);
+    EXPECT_EQ(State().config.files.advanced, advanced);
 }
 
 TEST_F(Facade, SetDataXMLFilesEmptiesTheSecondAndTheAdvancedPathWhenTheyDoNotExist)
 {
     const CString file = WriteRules(L"file.xml", "");
     watcher.SetDataXMLFiles(L"X:\\not there.xml", file, file);
-    EXPECT_STREQ(State().dataXmlPath, L"X:\\not there.xml"); // taken without a look
-    EXPECT_EQ(State().dataXmlPath2, file);
+    EXPECT_STREQ(State().config.files.data, L"X:\\not there.xml"); // taken without a look
+    EXPECT_EQ(State().config.files.autoExclude, file);
     watcher.SetDataXMLFiles(L"", folder.Path(L"missing.xml"), folder.Path(L"missing.xml"));
-    EXPECT_STREQ(State().dataXmlPath, L"X:\\not there.xml");
-    EXPECT_TRUE(State().dataXmlPath2.IsEmpty());
-    EXPECT_TRUE(State().advancedFiltersPath.IsEmpty());
+    EXPECT_STREQ(State().config.files.data, L"X:\\not there.xml");
+    EXPECT_TRUE(State().config.files.autoExclude.IsEmpty());
+    EXPECT_TRUE(State().config.files.advanced.IsEmpty());
 }
 
 TEST_F(Facade, SetSecondaryXMLFileTakesTheFirstUnseenAndTheSecondOnlyWhenItExists)
 {
     watcher.SetSecondaryXMLFile(L"X:\\a.xml", L"X:\\b.xml");
-    EXPECT_STREQ(State().secondaryXmlPath, L"X:\\a.xml");
-    EXPECT_TRUE(State().secondaryXmlPath2.IsEmpty());
+    EXPECT_STREQ(State().config.files.secondary, L"X:\\a.xml");
+    EXPECT_TRUE(State().config.files.secondaryAutoExclude.IsEmpty());
     watcher.SetSecondaryXMLFile(L"", nullptr);
-    EXPECT_TRUE(State().secondaryXmlPath.IsEmpty());
+    EXPECT_TRUE(State().config.files.secondary.IsEmpty());
 }
 
 TEST_F(Facade, InitKeepsTheSecondaryPathsTheAdvancedPathAndTheExtensionLists)
@@ -64,13 +64,14 @@ TEST_F(Facade, InitKeepsTheSecondaryPathsTheAdvancedPathAndTheExtensionLists)
     watcher.SetFirstTimeWatcherHide(1);
     watcher.Init();
     for (const CString* path :
-         {&State().dataXmlPath, &State().dataXmlPath2, &State().queueDB, &State().indexDB, &State().destBackupFolderDB})
+         {&State().config.files.data, &State().config.files.autoExclude, &State().config.queueDatabase,
+          &State().config.indexDatabase, &State().destBackupFolderDB})
         EXPECT_TRUE(path->IsEmpty());
-    EXPECT_EQ(State().secondaryXmlPath, file);
-    EXPECT_EQ(State().secondaryXmlPath2, file);
-    EXPECT_EQ(State().advancedFiltersPath, file);
-    EXPECT_STREQ(State().instantRunExt, L"*.doc");
-    EXPECT_STREQ(State().blockLevelExt, L"*.pst");
+    EXPECT_EQ(State().config.files.secondary, file);
+    EXPECT_EQ(State().config.files.secondaryAutoExclude, file);
+    EXPECT_EQ(State().config.files.advanced, file);
+    EXPECT_STREQ(State().config.instantRunNames, L"*.doc");
+    EXPECT_STREQ(State().config.blockLevelNames, L"*.pst");
     EXPECT_EQ(State().firstTimeHidden, 0);
     EXPECT_EQ(watcher.IsInitilized(), 1);
 }
@@ -79,7 +80,7 @@ TEST_F(Facade, ANullInstantRunListLeavesTheOldOne)
 {
     watcher.SetInstantRunExt(L"*.doc");
     watcher.SetInstantRunExt(nullptr);
-    EXPECT_STREQ(State().instantRunExt, L"*.doc");
+    EXPECT_STREQ(State().config.instantRunNames, L"*.doc");
 }
 
 TEST_F(Facade, SpeedModesZeroAndTwoTakeTheThrottleAwayAndAllOthersSetThreeMilliseconds)

@@ -21,7 +21,7 @@ protected:
 
     void Use(COrbWatcher& user, const CString& selection, const CString& index)
     {
-        WatcherAccess::State(user).clock = &clock;
+        WatcherAccess::State(user).config.clock = &clock;
         user.SetDataXmlPath(selection);
         user.SetIndexDB(index);
     }

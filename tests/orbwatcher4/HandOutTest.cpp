@@ -264,7 +264,7 @@ TEST_F(HandOuts, OnlineAFileThatWasUploadedAsItIsIsDropped)
     const CString path = AddFile(L"a.txt");
     std::uint64_t modified = 0;
     ASSERT_TRUE(GetFileTimes(path, false, nullptr, &modified));
-    State().online->AddUploaded(path, modified);
+    State().config.online->AddUploaded(path, modified);
     QueueDatum datum;
     EXPECT_FALSE(Next(datum));
     EXPECT_TRUE(log.Has(L"Skipping duplicate notification for file " + std::wstring(path) + L"."));
@@ -275,7 +275,7 @@ TEST_F(HandOuts, OnlineANewVersionOfAnUploadedFileIsDelayed)
 {
     GoOnline();
     const CString path = AddFile(L"a.txt");
-    State().online->AddUploaded(path, 1);
+    State().config.online->AddUploaded(path, 1);
     QueueDatum datum;
     EXPECT_FALSE(Next(datum));
     EXPECT_TRUE(log.Has(L"Delaying new version notification for file " + std::wstring(path) + L"."));
@@ -285,7 +285,7 @@ TEST_F(HandOuts, OnlineANewVersionOfAnUploadedFileIsDelayed)
 TEST_F(HandOuts, OfflineTheUploadTableIsNotAsked)
 {
     const CString path = AddFile(L"a.txt");
-    State().online->AddUploaded(path, 1);
+    State().config.online->AddUploaded(path, 1);
     QueueDatum datum;
     EXPECT_TRUE(Next(datum));
 }
@@ -353,7 +353,7 @@ TEST_F(HandOuts, ADedupCandidateLosesItsMarkInAnIgnoredFolder)
 TEST_F(HandOuts, IgnoredDedupTriesNameExtensionAndFoldersFromTheSecondBackslashOn)
 {
     const wchar_t* path = L"C:\\Users\\Alice\\Docs\\File.TXT";
-    const auto ignored = [&] { return WatcherAccess::IsIgnoredDedupPath(watcher, path); };
+    const auto ignored = [&] { return State().config.notForDedup.Contains(path); };
     const auto only = [&](const wchar_t* folderKey) { watcher.SetIgnoredDedup({}, {}, {PathHash64(folderKey)}); };
     EXPECT_FALSE(ignored());
     watcher.SetIgnoredDedup({PathHash64(L"file.txt")}, {}, {});

@@ -333,7 +333,7 @@ TEST_F(Passes, ADeletionIsProcessedThoughAnotherWatcherTakesTheSignal)
 {
     SelectTree();
     COrbWatcher other(false);
-    WatcherAccess::State(other).clock = &clock;
+    WatcherAccess::State(other).config.clock = &clock;
     WatchLoop theirs(other, WatcherAccess::State(other));
     theirs.Start();
     Start();

@@ -37,9 +37,5 @@ public:
         return watcher.StartSingleDriveRun(root);
     }
     static bool Progress(COrbWatcher& watcher) { return watcher.ProgressCallback(); }
-    static bool IsIgnoredDedupPath(COrbWatcher& watcher, const wchar_t* path)
-    {
-        return watcher.IsIgnoredDedupPath(path);
-    }
     static int UsesBlockLevel(COrbWatcher& watcher, const wchar_t* path) { return watcher.UsesBlockLevel(path, 0); }
 };

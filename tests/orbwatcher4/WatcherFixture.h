@@ -30,7 +30,7 @@ protected:
         DueEnumerations::ForgetLastCheck();
         // Shared with every process on the machine: what others have left is taken back.
         ResetEvent(State().deletedFilesEvent.Get());
-        State().clock = &clock;
+        State().config.clock = &clock;
         watcher.Init();
     }
     ~WatcherFixture() override

@@ -96,7 +96,7 @@ TEST_F(Exports, ThatFailAreMadeAfterARestart)
     // The state in memory must not know of them any more.
     State().deletionsWait = false;
     COrbWatcher restarted(false);
-    WatcherAccess::State(restarted).clock = &clock;
+    WatcherAccess::State(restarted).config.clock = &clock;
     restarted.Init();
     restarted.SetIndexDB(folder.Path(L"index.db"));
     restarted.SetDestBackupFolderDB(destination);

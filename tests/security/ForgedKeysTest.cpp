@@ -132,7 +132,7 @@ TEST_F(ForgedKeys, OfAnUploadedFileDoNotKeepTheVictimBack)
     GetMainSettings().SetValue(L"Main::Online", 1);
     const CString victim = Write(L"victim.txt"), forged = Forge(victim).c_str();
     ASSERT_TRUE(Index().RecordItem(Item(victim, 1)));
-    State().online->AddUploaded(forged, Modified(victim));
+    State().config.online->AddUploaded(forged, Modified(victim));
     Handler().OnFileModified(victim);
     EXPECT_TRUE(Pending(victim));
     EXPECT_TRUE(WasHandedOut(victim));

@@ -158,10 +158,10 @@ TEST_F(TwoUsers, AWatcherWithoutAUserTakesItsChangesInWithTheRightsOfTheProcess)
     ASSERT_TRUE(acts());
     bool actedFor = true;
     const ClockThatCalls calling([&] { actedFor = acts(); });
-    State().clock = &calling;
+    State().config.clock = &calling;
     RecordWithTime(Write(L"a.txt"), 1, 0, 5); // its delay ended long ago: the watcher asks the clock
     Handler().OnFileModified(InTree(L"a.txt"));
-    State().clock = &clock;
+    State().config.clock = &clock;
     EXPECT_FALSE(actedFor);
     EXPECT_TRUE(acts()) << "the other watcher's user comes back";
     RevertToSelf();
