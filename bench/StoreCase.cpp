@@ -3,7 +3,7 @@
 #include "bench/Contest.h"
 #include "bench/MemoryUse.h"
 #include "orbwatcher4/QueueDatum.h"
-#include "orbwatcher4/core/NotificationStore.h"
+#include "orbwatcher4/core/pending/NotificationStore.h"
 #include "support/CaseFold.h"
 
 #include <stdexcept>

@@ -63,9 +63,8 @@ public:
     std::size_t Seen() override { return static_cast<std::size_t>(m_watcher.GetTotalFilesInMem()); }
     bool HasSeen(const std::wstring& path) override
     {
-        WatcherState& state = WatcherAccess::State(m_watcher);
-        const CSingleLock lock(state.storeLock);
-        return state.store.Find(CString(std::wstring_view(path))) != nullptr;
+        WatcherParts& state = WatcherAccess::Parts(m_watcher);
+        return state.pending.Find(CString(std::wstring_view(path))) != nullptr;
     }
 
 private:

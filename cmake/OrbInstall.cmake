@@ -1,4 +1,4 @@
-# What "cmake --install" puts where, and the ZIP that CPack makes of it: the DLLs with those of the compiler that they
+# Says where "cmake --install" puts each file, and the ZIP that CPack makes of it: the DLLs with those of the compiler that they
 # need, headers, import libraries, a CMake package, the host program, the documentation and the licences.
 set(include_dir include/OrbWatcher4)
 set(package_dir lib/cmake/OrbWatcher4)
@@ -29,6 +29,8 @@ endforeach()
 
 # The public headers, and those that they include.
 install(FILES
+    orbwatcher4/AddedRules.h
+    orbwatcher4/DeletionRecord.h
     orbwatcher4/EnumerationProgress.h
     orbwatcher4/Estimate.h
     orbwatcher4/Export.h
@@ -36,12 +38,14 @@ install(FILES
     orbwatcher4/OrbFilter.h
     orbwatcher4/OrbWatcher.h
     orbwatcher4/OrbWatcherC.h
+    orbwatcher4/PathExplanation.h
     orbwatcher4/QueueDatum.h
     orbwatcher4/ScanProgress.h
     orbwatcher4/Scanner.h
     orbwatcher4/SmartScanCaller.h
     DESTINATION ${include_dir}/orbwatcher4)
-install(FILES orbwatcher4/core/Notification.h orbwatcher4/core/Signal.h DESTINATION ${include_dir}/orbwatcher4/core)
+install(FILES orbwatcher4/core/pending/Notification.h DESTINATION ${include_dir}/orbwatcher4/core/pending)
+install(FILES orbwatcher4/core/environment/Signal.h DESTINATION ${include_dir}/orbwatcher4/core/environment)
 install(FILES orbwatcher4/estimator/FSEntry.h orbwatcher4/estimator/ScanTally.h orbwatcher4/estimator/SpinFlag.h
     orbwatcher4/estimator/FileExtension.h
     DESTINATION ${include_dir}/orbwatcher4/estimator)

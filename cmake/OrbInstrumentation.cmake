@@ -1,4 +1,4 @@
-# What tools/check builds in beside the checks of every test run.
+# The checks that tools/check builds in beside those of every test run.
 set(flags)
 if(ORB_SANITIZE STREQUAL "address")
     set(flags -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)

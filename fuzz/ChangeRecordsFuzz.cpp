@@ -49,7 +49,7 @@ public:
         std::copy_n(data, size, m_bytes.begin() + static_cast<std::ptrdiff_t>(before.size()));
     }
 
-    // What is carried over.
+    // The bytes that are carried over.
     std::vector<std::uint8_t> Decode(Sink& sink)
     {
         const std::size_t carry = DecodeChanges(m_bytes.data(), m_size, Directory, sink);

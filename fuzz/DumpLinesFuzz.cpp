@@ -2,7 +2,7 @@
 // however the units are handed over, without the ones that no path can be.
 #include "fuzz/FuzzInput.h"
 
-#include "orbwatcher4/core/DumpLines.h"
+#include "orbwatcher4/core/pending/DumpLines.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,4 +1,4 @@
-// What the targets share: the input as text, and what must hold.
+// The parts that the targets share: the input as text, and a check.
 #pragma once
 
 #include "xml/Utf8.h"

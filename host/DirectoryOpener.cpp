@@ -3,6 +3,7 @@
 #include "host/Wine.h"
 #include "host/WineFolder.h"
 #include "support/CaseFold.h"
+#include "support/Dots.h"
 #include "support/Handle.h"
 #include "support/SharedAccess.h"
 #include "support/SystemPath.h"
@@ -22,8 +23,6 @@ bool Contains(const std::vector<CString>& roots, const CString& root)
 {
     return std::find(roots.begin(), roots.end(), root) != roots.end();
 }
-
-bool IsDots(const std::wstring& name) { return name == L"." || name == L".."; }
 
 // The claim on a root is a mutex. It exists as long as an orbwatch watches the root, and an orbwatch owns it while it
 // opens folders.

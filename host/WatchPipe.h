@@ -26,7 +26,7 @@ struct WatchAnswer {
     ExitCode code = ExitFailure; // how the command ends when there is no answer
 };
 
-// How long a command waits for the running watch. Ctrl-C ends the waiting.
+// The time that a command waits for the running watch. Ctrl-C ends the waiting.
 struct Patience {
     DWORD limit;                // milliseconds for everything
     std::function<void()> busy; // called once, when there is no answer after BusyAfter; may be empty

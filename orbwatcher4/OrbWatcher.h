@@ -19,11 +19,14 @@
 #pragma once
 
 #include "mfc/CString.h"
+#include "orbwatcher4/AddedRules.h"
+#include "orbwatcher4/DeletionRecord.h"
 #include "orbwatcher4/EnumerationProgress.h"
 #include "orbwatcher4/Export.h"
+#include "orbwatcher4/PathExplanation.h"
 #include "orbwatcher4/QueueDatum.h"
 #include "orbwatcher4/SmartScanCaller.h"
-#include "orbwatcher4/core/Notification.h"
+#include "orbwatcher4/core/pending/Notification.h"
 #include "orbwatcher4/filter/Filter.h"
 #include "orbwatcher4/filter/RuleFinding.h"
 
@@ -36,57 +39,11 @@
 #include <vector>
 
 class CMarkup;
-class ChangeHandler;
-class HandOut;
 class OnlineCallbackHandler;
-class WatchLoop;
-struct WatcherState;
-
-/// The result of adding new rules.
-enum AddQueueItemResult : int {
-    RulesQueued = 0,     ///< the rules are held, and the files that they select are pending
-    RulesNotLoaded = 1,  ///< the file is missing or could not be loaded, or its rules could not be merged
-    ExclusionsFound = 2, ///< some of the rules are exclusions that the caller must see
-};
-
-/// A new rule that excludes something.
-struct ExcludedInfo {
-    std::int32_t kind = 0; ///< 1 folder, 0 file
-    CString path;          ///< path of the rule
-};
+struct WatcherParts;
 
 /// The share of the machine that an enumeration may use. Full and Automatic: no pauses.
 enum CPUSpeedMode : int { CPUSpeedFull = 0, CPUSpeedReduced = 1, CPUSpeedAutomatic = 2, CPUSpeedLow = 3 };
-
-/// The decision on a path, and how it came about.
-struct PathExplanation {
-    /// The file that a rule comes from.
-    enum class Source { Data, AutoExclude, Advanced, Secondary };
-    /// A rule that took part.
-    struct Rule {
-        FilterPtr rule; ///< shared with the watcher; not to be changed
-        Source source;  ///< the file that it was read from
-    };
-
-    /// The reason of a decision: the rules, or a check before them.
-    enum class Reason { Rules, TooLong, BackupFolder, OwnFile };
-
-    CString path;                         ///< as the rules saw it
-    Reason reason = Reason::Rules;        ///< what decided
-    InclusionType decision = NotIncluded; ///< the decision that a change of the path would get
-    InclusionType ordinary = NotIncluded; ///< the decision without the advanced rules
-    bool advancedAsked = false;           ///< whether the advanced rules were asked
-    InclusionType advanced = Included;    ///< their decision; only valid when they were asked
-    std::vector<Rule> rules;              ///< the rules that took part, in order
-    int deciding = -1;                    ///< index into rules; -1: no rule decided
-};
-
-/// A delete record that was written into the index.
-struct DeletionRecord {
-    CString path;            ///< path of the item, without a trailing backslash
-    unsigned __int64 id = 0; ///< id of the item
-    __int32 job = 0;         ///< number of the job
-};
 
 /// A watcher. See the top of this file for the order of calls and for threads.
 class ORBWATCHER4_API COrbWatcher final : private SmartScanCaller
@@ -305,77 +262,12 @@ public:
     static bool IsPendingList(const wchar_t* path);
 
 private:
-    friend class ChangeHandler;
-    friend class HandOut;
-    friend class WatchLoop;
     friend struct OrbWatcherObject; // the C functions, which report exceptions as codes
     friend class WatcherAccess;     // tests
 
     void FileFoundCallback(const wchar_t* path, unsigned __int64 size) override;
     bool ProgressCallback() override;
     void FolderFoundCallback(const wchar_t* path) override;
-    class EnumerationWalk;
-    // `listed`: the attributes, when a folder that shows them has just been read.
-    PathOutcome TakeFound(const wchar_t* path, std::optional<DWORD> listed);
-    bool IsInDeleteMap(const wchar_t* path);
 
-    static unsigned __stdcall _WatchThread(void* watcher);
-    static unsigned __stdcall _FirstTimeAutoExOverlayUpdater(void* watcher);
-    static unsigned __stdcall _ProcessDeletedFiles(void* watcher);
-    static unsigned __stdcall _FirstRunAllDrives(void* watcher);
-    static unsigned __stdcall _FirstRunSingleDrive(void* driveAndWatcher);
-
-    bool TakePending(void* sameRunIds, QueueDatum& out, FileIdentity* identity);
-    PathExplanation ExplainPath(const wchar_t* path);
-    int UsesBlockLevel(const wchar_t* path, unsigned __int64 size);
-    bool ReloadRules(const wchar_t* advancedOfSecondary = nullptr);
-    void TakeDatabases(CString queue, CString index);
-    bool TryLoadSelection();
-    void WatchNothing(DWORD error);
-    bool CopyPlugins();
-    void QueueRootsToWatch();
-    int BeginFirstTimeRun(int reload);
-    void ReloadForFirstTimeRun();
-    bool EnumerateDrive(const wchar_t* drive, const wchar_t* pattern, bool checkRules);
-    bool MayBeWalked(const CString& root);
-    void LeaveDriveOut(const CString& root);
-    void EnumerateAllDrives();
-    void SignalFirstTimeCompletion();
-    bool StartSingleDriveRun(const CString& root);
-    void EndRuns();
-    bool IsAnyThreadRunning();
-    std::vector<CString> PendingFiles(int most);
-    void MoveDrive(const CString& root);
-    void RemoveDrive(const CString& root);
-    void StopThreads();
-    struct TakenRules {
-        bool loaded = false;
-        bool merged = true; // whether the rules are in the selection file
-        FilterList accepted;
-    };
-    TakenRules TakeNewRules(const wchar_t* xmlPath);
-    void AcceptRules(const FilterList& loaded, FilterList& accepted);
-    AddQueueItemResult TakeAndQueueRules(const wchar_t* xmlPath, bool deleteWhenDone,
-                                         std::vector<ExcludedInfo>* excluded, int mergeOnly);
-    void ExportPending(const wchar_t* path, int most, int& count);
-    bool QueueAcceptedRules(const FilterList& accepted, std::vector<ExcludedInfo>* excluded, bool mayLook);
-    void MarkExclusions(const FilterList& accepted);
-    void RequestDrive(const wchar_t* path);
-    void RemovePending(const CString& prefix, const std::function<bool(const CString&)>& chosen);
-    void RemovePendingOnDisk(const CString& directory);
-    void RemovePendingFile(CString path);
-    void ReportAllVanished();
-    bool JudgeVanished(const CString& path);
-    bool IsUnknown(const CString& path);
-    void FillDeleteMap(const CString& root);
-    void ReplayWaitingDump();
-    void ReplayPending();
-    void ReplayDump();
-    void ReplayLine(const CString& line);
-    void DistrustDump(DWORD error);
-    void ReplayRemoval(const CString& path);
-    void DumpStore();
-    bool WriteDump();
-
-    std::unique_ptr<WatcherState> m;
+    std::unique_ptr<WatcherParts> m;
 };

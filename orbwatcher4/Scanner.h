@@ -12,7 +12,7 @@
 #include "orbwatcher4/Estimate.h"
 #include "orbwatcher4/OrbFilter.h"
 #include "orbwatcher4/ScanProgress.h"
-#include "orbwatcher4/core/Signal.h"
+#include "orbwatcher4/core/environment/Signal.h"
 #include "orbwatcher4/estimator/FSEntry.h"
 #include "orbwatcher4/estimator/SpinFlag.h"
 #include "support/HashMemory.h"

@@ -1,4 +1,4 @@
-// What PCRE accepted and PCRE2 refuses, rewritten: the expressions of a selection stay valid.
+// Rewrites expressions that PCRE accepted and PCRE2 refuses: the expressions of a selection stay valid.
 #pragma once
 
 #include <string>

@@ -1,4 +1,5 @@
-// What one match needs beside the pattern: room for the result, the limits, and a stack for the compiled machine code.
+// The memory that one match needs beside the pattern: room for the result, the limits, and a stack for the compiled
+// machine code.
 #pragma once
 
 #define PCRE2_CODE_UNIT_WIDTH 8

@@ -20,7 +20,7 @@ struct FileTimes {
 };
 
 // Reads everything through one open handle. `times` is untouched unless the result is Read. Never waits for another
-// program: otherwise a user who holds an oplock on one of his files (FSCTL_REQUEST_OPLOCK) would stop every thread that
+// program: otherwise a user with an oplock on one of his files (FSCTL_REQUEST_OPLOCK) would stop every thread that
 // opens it. Any thread.
 FileTimesResult ReadFileTimes(const wchar_t* path, bool isDirectory, FileTimes& times);
 

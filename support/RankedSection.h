@@ -5,6 +5,9 @@
 #include "mfc/CCriticalSection.h"
 #include "support/LockOrder.h"
 
+/// The spin count of a section that is held for a short time, and entered for every change.
+constexpr DWORD ShortWaitSpins = 500;
+
 /// Enter it with CSingleLock. Any thread.
 class ORB_LOCK RankedSection : public CCriticalSection
 {

@@ -10,7 +10,7 @@ PREFIX=${ORB_WINEPREFIX:-$BUILD/wine}
 WINE=/usr/lib/wine/wine64
 JOBS=$(nproc)
 
-# What a command says of its own work goes to standard error: standard output is for results.
+# A command reports its progress on standard error: standard output is for results.
 say() { printf '%s\n' "$*" >&2; }
 die() { say "error: $*"; exit 1; }
 

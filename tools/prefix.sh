@@ -1,12 +1,12 @@
 # The private Wine prefix: several drives, a share, and no display. Sourced after lib.sh.
 
-# A prefix that somebody else has made is used as it is.
+# A prefix that was made elsewhere is used as it is.
 make_prefix() {
     if [ "$PREFIX" != "$BUILD/wine" ] && [ -f "$PREFIX/system.reg" ]; then return; fi
     wine_env
     if [ ! -f "$PREFIX/.ready" ]; then
         say "making the Wine prefix"
-        # What an interrupted set-up has left of our own one is not worth keeping.
+        # Our own prefix is made anew when its set-up was interrupted.
         [ "$PREFIX" != "$BUILD/wine" ] || rm -rf "$PREFIX"
         mkdir -p "$PREFIX"
         quietly wineboot timeout 180 "$WINE" wineboot.exe -i

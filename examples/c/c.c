@@ -40,7 +40,7 @@ static void BackUp(OrbIndexHandle index, const OrbPendingFile* file)
     /* Copy file->path here; what cannot be copied is put back with OrbPendingPutBack. */
     Tell(L"changed: ", file->path);
     OrbResult result = OrbIndexRecord(index, file);
-    /* What cannot be read now stays new, so that it is backed up later rather than never. */
+    /* A file that cannot be read now stays new, so that it is backed up later rather than never. */
     if (result != ORB_OK && result != ORB_FILE_UNREADABLE)
         TellFailure(file->path);
 }

@@ -26,7 +26,7 @@ BOOL WINAPI EndByCtrlC(DWORD) { return SetEvent(g_end); }
 // The service runs on: what fails is tried again when the file changes the next time.
 void BackUp(CIndexDB& index, const QueueDatum& file)
 {
-    // Copy file.path here. What cannot be read now stays new, so that it is backed up later rather than never.
+    // Copy file.path here. A file that cannot be read now stays new, so that it is backed up later rather than never.
     std::wprintf(L"changed: %ls\n", file.path);
     std::fflush(stdout);
     if (file.modificationTime < 0)
@@ -40,7 +40,7 @@ void BackUp(CIndexDB& index, const QueueDatum& file)
         std::fwprintf(stderr, L"not recorded: %ls: %ls\n", file.path, index.GetLastDbErrorText().GetString());
 }
 
-// The watcher looks at everything by itself, until the service has noted that it is done; then once a day.
+// The watcher makes a full enumeration by itself, until the service has noted that it is done; then once a day.
 void NoteEnumeration(COrbWatcher& watcher)
 {
     if (WaitForSingleObject(g_enumerated, 0) != WAIT_OBJECT_0)

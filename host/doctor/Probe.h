@@ -9,5 +9,5 @@
 // one can. ERROR_PATH_NOT_FOUND: no folder above it is there, and neither is its drive.
 DWORD WhyNothingCanBeMade(const std::wstring& folder);
 
-// Returns why the file that is there cannot be opened for writing; ERROR_SUCCESS when it can. It stays as it is.
+// Returns why the file that is there cannot be opened for writing; ERROR_SUCCESS when it can. The file is not changed.
 DWORD WhyNotWritable(const std::wstring& path);

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "orbwatcher4/OrbWatcherC.h"
-#include "orbwatcher4/core/Completes.h"
+#include "orbwatcher4/core/environment/Completes.h"
 
 #include <algorithm>
 #include <array>

@@ -4,7 +4,7 @@
 
 #include "orbwatcher4/OrbWatcher.h"
 #include "orbwatcher4/capi/SharedLock.h"
-#include "orbwatcher4/core/Completes.h"
+#include "orbwatcher4/core/environment/Completes.h"
 
 #include <deque>
 #include <mutex>

@@ -2,7 +2,7 @@
 
 #include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/capi/LoadedFiles.h"
-#include "orbwatcher4/core/WatcherState.h"
+#include "orbwatcher4/core/WatcherParts.h"
 
 #include <atomic>
 #include <new>
@@ -68,18 +68,18 @@ std::unique_ptr<COrbWatcher> OrbWatcherObject::MakeLoaded()
     RequireSettings(*watcher);
     if (m_setup.keepEvents)
         m_events.Follow(*watcher);
-    RequireLoaded([&] { return watcher->TryLoadSelection(); });
+    RequireLoaded([&] { return watcher->m->LoadSelection(); });
     return watcher;
 }
 
 // A setting for which there was no memory has stayed as it was.
 void OrbWatcherObject::RequireSettings(COrbWatcher& watcher) const
 {
-    WatcherState& state = *watcher.m;
+    WatcherParts& state = *watcher.m;
     const std::pair<CString, std::wstring> settings[] = {
         {state.config.files.data, m_setup.selection},         {state.config.files.autoExclude, m_setup.autoExclusions},
         {state.config.files.advanced, m_setup.advancedRules}, {state.config.files.secondary, m_setup.secondaryRules},
-        {state.config.indexDatabase, m_setup.indexDatabase},  {state.DestinationFolder(), m_setup.destination},
+        {state.config.indexDatabase, m_setup.indexDatabase},  {state.selection.Destination(), m_setup.destination},
         {state.config.completionEvent, m_completedName}};
     for (const auto& [taken, given] : settings)
         if (taken.View() != given)

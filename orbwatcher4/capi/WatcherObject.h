@@ -33,7 +33,7 @@ public:
     OrbWatcherObject(const OrbWatcherObject&) = delete;
     OrbWatcherObject& operator=(const OrbWatcherObject&) = delete;
 
-    // How many there are in this process.
+    // Returns the number of objects in this process.
     static unsigned Count();
 
     void Start();

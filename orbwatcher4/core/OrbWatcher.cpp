@@ -1,205 +1,300 @@
-// The facade of the watcher: configuration and state.
+// The facade of the watcher: passes calls on to its parts.
 #include "orbwatcher4/OrbWatcher.h"
 
 #include "companions/logging/OrbLogging.h"
-#include "companions/settings/OrbSettings.h"
-#include "orbwatcher4/core/Completes.h"
-#include "orbwatcher4/core/WatcherState.h"
-#include "support/CaseFold.h"
+#include "orbwatcher4/core/WatcherParts.h"
+#include "orbwatcher4/core/environment/ActingForUser.h"
+#include "orbwatcher4/core/environment/BackupRunning.h"
+#include "orbwatcher4/core/environment/Completes.h"
+#include "orbwatcher4/core/intake/Explain.h"
+#include "orbwatcher4/core/intake/RuleAddition.h"
+#include "orbwatcher4/core/pending/PendingList.h"
+#include "orbwatcher4/core/pending/PendingRemoval.h"
+#include "orbwatcher4/core/selection/PluginTable.h"
+#include "orbwatcher4/core/selection/SelectionMerge.h"
+#include "support/Backslash.h"
 
-#include <shlwapi.h>
-
+#include <cwctype>
 #include <utility>
 
-namespace
-{
-
-bool HasText(const wchar_t* text) { return text && *text; }
-bool IsThere(const wchar_t* path) { return HasText(path) && PathFileExistsW(path); }
-CString IfThere(const wchar_t* path) { return IsThere(path) ? CString(path) : CString(); }
-
-} // namespace
-
-COrbWatcher::COrbWatcher(bool useDrDeleteMap) : m(std::make_unique<WatcherState>(*this, useDrDeleteMap)) {}
+COrbWatcher::COrbWatcher(bool useDrDeleteMap) : m(std::make_unique<WatcherParts>(useDrDeleteMap)) {}
 COrbWatcher::~COrbWatcher() = default;
 
-namespace
-{
+// --- Life. ---
 
-// The environment comes before the settings: it is that of this process alone.
-void SetLogLevel()
+void COrbWatcher::Resume()
 {
-    wchar_t level[16] = L"";
-    if (GetEnvironmentVariableW(L"ORB_LOG_LEVEL", level, 16) == 0)
-        GetMainSettings().GetValue(L"Main::LogLevel", level, 16);
-    g_OrbLog.SetLevel(EqualNoCase(level, L"all") ? LogLevel::Info : LogLevel::Abort);
+    m->due.BeginRun(m->config.Use());
+    m->intake.replay.Start();
 }
 
-} // namespace
-
-void COrbWatcher::Init()
+int COrbWatcher::StartWatch()
 {
-    Completes(L"Setting the level of the log", SetLogLevel);
-    for (CString* path :
-         {&m->config.files.data, &m->config.files.autoExclude, &m->config.queueDatabase, &m->config.indexDatabase})
-        path->Empty();
-    SetDestBackupFolderDB(nullptr);
-    SetOwnFiles({});
-    Completes(L"Forgetting the databases", [this] { TakeDatabases({}, {}); });
-    m->selectionLoaded = false;
-    m->enableFirstTime = 0;
-    Completes(L"Init", [this] {
-        const CSingleLock lock(m->firstTime.lock);
-        m->firstTime.running = 0;
-    });
-    m->firstTime.succeeded = 0;
-    m->firstTimeHidden = 0;
-    m->initialized = 1;
+    const COrbFuncLog guard(L"COrbWatcher::StartWatch");
+    m->Start();
+    return 1;
 }
 
-// If memory is exhausted, a setting stays as it was.
-void COrbWatcher::SetDataXmlPath(const wchar_t* path)
+int COrbWatcher::AbortWatching()
 {
-    Completes(L"SetDataXmlPath", [&] {
-        if (IsThere(path))
-            m->config.files.data = path;
-    });
+    const COrbFuncLog guard(L"COrbWatcher::AbortWatching");
+    m->Stop();
+    return 1;
 }
 
-void COrbWatcher::SetAdvancedFiltersPath(const wchar_t* path)
+void COrbWatcher::DeInit() { m->End(); }
+bool COrbWatcher::IsPendingKept() const { return m->dump.IsKept(); }
+bool COrbWatcher::IsCrashNoticed() const { return m->due.IsCrashNoticed(); }
+bool COrbWatcher::WaitUntilReady(DWORD milliseconds) { return m->supervisor.WaitUntilReady(milliseconds); }
+
+// Returns true when a selection was read, which is more than that no error occurred.
+bool COrbWatcher::LoadSelection()
 {
-    Completes(L"SetAdvancedFiltersPath", [&] {
-        if (IsThere(path))
-            m->config.files.advanced = path;
-    });
+    bool loaded = false;
+    const bool whole = Completes(L"Loading the selection", [&] { loaded = m->LoadSelection(); });
+    return whole && loaded;
 }
 
-void COrbWatcher::SetDataXMLFiles(const wchar_t* data, const wchar_t* data2, const wchar_t* advanced)
+RuleFindings COrbWatcher::TakeSelectionFindings()
 {
-    Completes(L"SetDataXMLFiles", [&] {
-        CString first = HasText(data) ? CString(data) : m->config.files.data;
-        CString second = IfThere(data2), third = IfThere(advanced);
-        std::swap(m->config.files.data, first);
-        std::swap(m->config.files.autoExclude, second);
-        std::swap(m->config.files.advanced, third);
-    });
+    RuleFindings findings;
+    Completes(L"TakeSelectionFindings", [&] { findings = m->selection.findings.Take(); });
+    return findings;
 }
 
-void COrbWatcher::SetSecondaryXMLFile(const wchar_t* secondary, const wchar_t* secondaryExtra)
+std::vector<CString> COrbWatcher::GetWatchedRoots()
 {
-    Completes(L"SetSecondaryXMLFile", [&] {
-        CString first = HasText(secondary) ? CString(secondary) : CString();
-        CString second = IfThere(secondaryExtra);
-        std::swap(m->config.files.secondary, first);
-        std::swap(m->config.files.secondaryAutoExclude, second);
-    });
+    std::vector<CString> roots;
+    Completes(L"GetWatchedRoots", [&] { roots = m->drives.WatchedRoots(); });
+    return roots;
 }
 
-void COrbWatcher::SetQueueDB(const wchar_t* path)
-{
-    Completes(L"SetQueueDB", [&] { TakeDatabases(path, m->config.indexDatabase); });
-}
+// --- State. ---
 
-void COrbWatcher::SetIndexDB(const wchar_t* path)
-{
-    Completes(L"SetIndexDB", [&] { TakeDatabases(m->config.queueDatabase, path); });
-}
-
-void COrbWatcher::SetDestBackupFolderDB(const wchar_t* path)
-{
-    Completes(L"SetDestBackupFolderDB", [&] {
-        CString folder = path;
-        m->selection.Edit([&](OrbFilter& filter) { filter.SetDestination(folder); });
-        const CSingleLock lock(m->selection.primaryLock);
-        std::swap(m->destBackupFolderDB, folder);
-    });
-}
-
-void COrbWatcher::SetOwnFiles(const std::vector<CString>& files)
-{
-    Completes(L"SetOwnFiles", [&] { m->selection.Edit([&](OrbFilter& filter) { filter.SetOwnFiles(files); }); });
-}
-
-// Takes them last: a setting is whole, or stays as it was.
-void COrbWatcher::TakeDatabases(CString queue, CString index)
-{
-    m->ownFiles.SetDatabases(queue, index);
-    const std::vector<CString> databases{queue, index};
-    m->selection.Edit([&](OrbFilter& filter) { filter.SetDatabases(databases); });
-    std::swap(m->config.queueDatabase, queue);
-    std::swap(m->config.indexDatabase, index);
-}
-
-void COrbWatcher::SetInstantRunExt(const wchar_t* patterns)
-{
-    if (patterns)
-        Completes(L"SetInstantRunExt", [&] { m->config.instantRunNames = CString(patterns).MakeLower(); });
-}
-
-void COrbWatcher::SetBlockLevelExt(const wchar_t* patterns)
-{
-    Completes(L"SetBlockLevelExt", [&] { m->config.blockLevelNames = CString(patterns).MakeLower(); });
-}
-
-void COrbWatcher::SetOverlay(bool on)
-{
-    g_OrbLog.Log(L"Overlay : %d", static_cast<int>(on));
-    m->config.overlay = on;
-}
-
-void COrbWatcher::SetUserToken(HANDLE token) { m->config.userToken = token; }
-void COrbWatcher::SetFirstTimeWatcherHide(int hidden) { m->firstTimeHidden = hidden; }
-void COrbWatcher::EnableBackupHiddenFiles(bool enable) { m->config.hiddenFiles = enable; }
-void COrbWatcher::SetBackupFrequency(DWORD frequency) { m->config.backupFrequency = frequency; }
-
-void COrbWatcher::UpdateThreadsPriority(CPUSpeedMode mode)
-{
-    // The pause is the only effect; the name is historical.
-    m->enumThrottleMs = mode == CPUSpeedFull || mode == CPUSpeedAutomatic ? 0 : 3;
-}
-
-void COrbWatcher::SetOnlineHandler(std::shared_ptr<OnlineCallbackHandler> handler)
-{
-    if (handler)
-        m->config.online = std::move(handler);
-}
-
-void COrbWatcher::SetFirstTimeCompletionEvent(const wchar_t* name)
-{
-    Completes(L"SetFirstTimeCompletionEvent", [&] { m->config.completionEvent = name; });
-}
-
-void COrbWatcher::SetIgnoredDedup(const std::set<unsigned __int64>& names, const std::set<unsigned __int64>& extensions,
-                                  const std::set<unsigned __int64>& folders)
-{
-    Completes(L"SetIgnoredDedup", [&] { m->config.notForDedup.Set(names, extensions, folders); });
-}
-
-int COrbWatcher::IsInitilized() { return m->initialized; }
-int COrbWatcher::IsEnableFirstTime() { return m->enableFirstTime; }
-int COrbWatcher::IsFirstTimeEnumRunning() { return m->firstTimeHidden ? 0 : m->firstTime.running.load(); }
-int COrbWatcher::IsFirstTimeFinshedsuccessfully() { return m->firstTime.succeeded; }
+int COrbWatcher::IsInitilized() { return m->lifecycle.initialized; }
+int COrbWatcher::IsEnableFirstTime() { return m->enumerator.WasEverStarted(); }
+int COrbWatcher::IsFirstTimeEnumRunning() { return m->enumerator.IsShownAsRunning(); }
+int COrbWatcher::IsFirstTimeFinshedsuccessfully() { return m->enumerator.HasCompleted(); }
 bool COrbWatcher::IsBackupHiddenFiles() { return m->config.hiddenFiles; }
-__int64 COrbWatcher::GetTotalFilesInMem() { return m->PendingCount(); }
+__int64 COrbWatcher::GetTotalFilesInMem() { return m->pending.Count(); }
 
 int COrbWatcher::IsBackupRunning()
 {
-    constexpr DWORD BackupMutexAccess = 0x1F0003; // as services that make the mutex expect it to be opened
     bool running = false;
-    Completes(L"IsBackupRunning", [&] {
-        const CString name = GetMainSettings().GetMainSettingsMutex(L"mutexs::GUID_BACKUP_START");
-        running = static_cast<bool>(KernelHandle(OpenMutexW(BackupMutexAccess, FALSE, name)));
-    });
-    return running ? 1 : 0;
+    Completes(L"IsBackupRunning", [&] { running = ::IsBackupRunning(); });
+    return running;
 }
 
-bool COrbWatcher::ProgressCallback()
+PathExplanation COrbWatcher::Explain(const wchar_t* path)
 {
-    if (const DWORD pause = m->enumThrottleMs)
-        Sleep(pause);
-    if (!m->stop.IsSet())
-        return true;
-    constexpr int ProgressLine = 2198;
-    g_OrbLog.WriteLog(1, L"OrbWatcher", ProgressLine, L"Used Aborted, stop enumeration");
-    return false;
+    PathExplanation explanation;
+    Completes(L"Explain", [&] { explanation = ExplainPath(m->intake.handler, m->selection, path); });
+    return explanation;
+}
+
+// --- Pending files. ---
+
+bool COrbWatcher::GetSingleNotification(void* sameRunIds, QueueDatum& out)
+{
+    return GetSingleNotification(sameRunIds, out, nullptr);
+}
+
+bool COrbWatcher::GetSingleNotification(void* sameRunIds, QueueDatum& out, FileIdentity* identity)
+{
+    const COrbFuncLog guard(L"COrbWatcher::GetSingleNotification");
+    return m->handOut.Take(static_cast<std::set<std::uint64_t>*>(sameRunIds), out, identity);
+}
+
+bool COrbWatcher::AddSingleNotification(const wchar_t* path)
+{
+    const ActingForUser user(m->config.userToken);
+    const auto add = [&] { m->intake.handler.ProcessChangedFile(path, false, false); };
+    if (!user.Acts() || !Completes(L"Adding a file", add))
+        m->due.MakeFull();
+    return true;
+}
+
+void COrbWatcher::LookAgainAfterRecording(const std::vector<CString>& paths)
+{
+    const ActingForUser user(m->config.userToken);
+    const auto look = [&] {
+        for (const CString& path : paths)
+            if (m->selection.IsGone(WithoutBackslash(path)))
+                m->intake.handler.OnFileRemoved(WithoutBackslash(path));
+    };
+    if (!user.Acts() || !Completes(L"Looking again at recorded files", look))
+        m->due.MakeFull();
+}
+
+void COrbWatcher::ClearNotifications()
+{
+    Completes(L"ClearNotifications", [this] { m->pending.Clear(); });
+}
+
+AddQueueItemResult COrbWatcher::AddNewQueueItem(const wchar_t* xmlPath, bool deleteWhenDone,
+                                                std::vector<ExcludedInfo>* excluded, int mergeOnly)
+{
+    const COrbFuncLog guard(L"COrbWatcher::AddNewQueueItem");
+    return m->intake.addition.Add(xmlPath, deleteWhenDone, excluded, mergeOnly != 0);
+}
+
+int COrbWatcher::IsOnlineInstantRunAllowed(const wchar_t* path)
+{
+    return m->intake.handler.Instant().IsWantedFor(path);
+}
+void COrbWatcher::SignalInstantRunEvent() { m->intake.handler.Instant().Signal(); }
+
+bool COrbWatcher::ExportFilesToXML(const wchar_t* path, int& count)
+{
+    const COrbFuncLog guard(L"COrbWatcher::ExportFilesToXML");
+    const int most = std::exchange(count, 0);
+    if (m->pending.Count() == 0) {
+        g_OrbLog.Log(L"No files to export to pending list. Exiting.");
+        return false;
+    }
+    Completes(L"The export of the pending list", [&] { PendingList::Add(m->pending, m->config, path, most, count); });
+    return true;
+}
+
+bool COrbWatcher::IsPendingList(const wchar_t* path)
+{
+    bool isList = false;
+    Completes(L"IsPendingList", [&] { isList = PendingList::IsList(path); });
+    return isList;
+}
+
+// --- Deleted files. ---
+
+int COrbWatcher::ImmediateProcessDeletedFiles()
+{
+    m->deletions.ProcessNow();
+    return 0;
+}
+
+void COrbWatcher::SetDeletionListener(std::function<void(const DeletionRecord&)> listener)
+{
+    m->deletions.SetListener(std::move(listener));
+}
+
+bool COrbWatcher::IsAbortExcludeDelete()
+{
+    bool aborted = false;
+    Completes(L"IsAbortExcludeDelete", [&] { aborted = PendingRemoval::IsAborted(); });
+    return aborted;
+}
+
+void COrbWatcher::RemoveChildNotificationsEx(CString directory)
+{
+    const COrbFuncLog guard(L"COrbWatcher::RemoveChildNotificationsEx");
+    g_OrbLog.Log(L"Scaning notifications for matching paths %s", directory.GetString());
+    Completes(L"RemoveChildNotificationsEx",
+              [&] { PendingRemoval::RemoveBelow(m->pending, WithBackslash(directory)); });
+}
+
+void COrbWatcher::ForceRemoveItemNotifications(const wchar_t* path, bool addBackslash,
+                                               const std::set<unsigned __int64>& removedMasks,
+                                               const std::set<unsigned __int64>& skippedMasks)
+{
+    const COrbFuncLog guard(L"COrbWatcher::ForceRemoveItemNotifications");
+    g_OrbLog.Log(L"Scaning notifications for matching paths %s", path);
+    Completes(L"ForceRemoveItemNotifications", [&] {
+        const CString prefix = addBackslash ? WithBackslash(path) : CString(path);
+        PendingRemoval::RemoveByMasks(m->pending, prefix, removedMasks, skippedMasks);
+    });
+}
+
+void COrbWatcher::RemoveChildNotifications(CString directory)
+{
+    const COrbFuncLog guard(L"COrbWatcher::RemoveChildNotifications");
+    const ActingForUser user(m->config.userToken);
+    if (user.Acts())
+        Completes(L"RemoveChildNotifications",
+                  [&] { PendingRemoval::RemoveOnDisk(m->selection, m->pending, directory); });
+}
+
+void COrbWatcher::TrimDeleteMap() { m->enumerator.Found().Unmet().ReportAll(); }
+void COrbWatcher::RemoveFromDeleteMap(const wchar_t* path) { m->enumerator.Found().Unmet().Remove(path); }
+
+// --- First-time run and drives. ---
+
+int COrbWatcher::StartFirstTimeRun(int reload) { return m->enumerator.Start(reload != 0); }
+EnumerationProgress COrbWatcher::GetEnumerationProgress() { return m->enumerator.Progress(); }
+
+SkippedPaths COrbWatcher::TakeSkippedPaths()
+{
+    SkippedPaths skipped;
+    Completes(L"TakeSkippedPaths", [&] { skipped = m->enumerator.Found().Skipped().Take(); });
+    return skipped;
+}
+
+void COrbWatcher::NoteFirstTimeRunCompleted() { m->enumerator.NoteCompleted(); }
+bool COrbWatcher::FirstRun(const wchar_t* drive) { return m->enumerator.EnumerateSelected(drive); }
+
+bool COrbWatcher::EnumerateIncludedFiles(const wchar_t* drive, const wchar_t* pattern, bool checkRules)
+{
+    return m->enumerator.Enumerate(drive, pattern, checkRules);
+}
+
+void COrbWatcher::UpdateDrive(const wchar_t* drive, WatcherEnum::DriveAction action)
+{
+    Completes(L"The update of a drive", [&] {
+        const CString root = CString(drive).MakeLower();
+        if (action == WatcherEnum::DriveReappeared)
+            m->drives.Move(root);
+        else if (action == WatcherEnum::DriveRemoved)
+            m->drives.Remove(root);
+    });
+}
+
+bool COrbWatcher::GetWatchedDrives(CString& out)
+{
+    Completes(L"GetWatchedDrives", [&] {
+        CString letters;
+        for (const auto& [root, drive] : m->selection.Drives())
+            if (root.GetLength() > 2 && root[1] == L':')
+                letters += static_cast<wchar_t>(towupper(root[0]));
+        out += letters;
+    });
+    return true;
+}
+
+void COrbWatcher::SetRescanListener(std::function<void(const CString& root, const char* reason)> listener)
+{
+    m->supervisor.SetRescanListener(std::move(listener));
+}
+
+// --- Plugin table and merging. ---
+
+bool COrbWatcher::FillPluginTable()
+{
+    const COrbFuncLog guard(L"COrbWatcher::FillPluginTable");
+    bool loaded = false;
+    Completes(L"FillPluginTable", [&] { loaded = ::FillPluginTable(m->config); });
+    return loaded;
+}
+
+void COrbWatcher::CleanAddedFilters(FilterList& filters)
+{
+    Completes(L"CleanAddedFilters", [&] { SelectionMerge::KeepFirstTexts(filters); });
+}
+
+void COrbWatcher::XMLMerge(const wchar_t* path, FilterList& filters)
+{
+    Completes(L"XMLMerge", [&] { SelectionMerge::MergeIntoFile(path, filters); });
+}
+
+void COrbWatcher::XMLMerge(CMarkup& document, FilterList& filters)
+{
+    Completes(L"XMLMerge", [&] { SelectionMerge::Merge(document, filters); });
+}
+
+// --- Reports of a walk. ---
+
+void COrbWatcher::FileFoundCallback(const wchar_t* path, unsigned __int64) { m->enumerator.Found().TakeNamed(path); }
+bool COrbWatcher::ProgressCallback() { return m->enumerator.Found().GoOn(); }
+
+void COrbWatcher::FolderFoundCallback(const wchar_t* path)
+{
+    FoundFiles& found = m->enumerator.Found();
+    found.Tally().CountFolder(found.Take(path, std::nullopt));
 }

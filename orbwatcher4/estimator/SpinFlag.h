@@ -1,8 +1,8 @@
 /// @file
 /// A lock for the few instructions around one table entry or one sum.
 ///
-/// Who finds it held tries again at once: nobody holds it while waiting for
-/// anything. Nothing else may be locked inside. Any thread.
+/// A thread that finds it held tries again at once: no thread waits while it holds it. Nothing else may be locked
+/// inside. Any thread.
 #pragma once
 
 #include "support/LockOrder.h"

@@ -5,6 +5,7 @@
 #include "orbwatcher4/filter/ReparsePoint.h"
 #include "support/Backslash.h"
 #include "support/CaseFold.h"
+#include "support/Dots.h"
 #include "support/Wildcard.h"
 
 #include <shlwapi.h>
@@ -13,8 +14,6 @@
 
 namespace
 {
-
-bool IsDots(const wchar_t* name) { return name[0] == L'.' && (name[1] == 0 || (name[1] == L'.' && name[2] == 0)); }
 
 bool IsFolder(DWORD attributes)
 {

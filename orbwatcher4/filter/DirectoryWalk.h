@@ -37,7 +37,7 @@ public:
     bool IsAborted() { return m_abort.IsSet(); }
     // Calls the observer, if there is one.
     void PassOver(const CString& path, PathOutcome why) const;
-    // The same for a path that a rule names and that does not exist.
+    // Reports a path that a rule names and that does not exist.
     void PassOverMissing(const CString& path) const;
     void TakeReadError(const CString& folder, DWORD error) const;
     void TellRead(const CString& folder, DWORD error) const;

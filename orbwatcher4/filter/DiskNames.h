@@ -1,5 +1,5 @@
-// What the drives of this machine call the names of a rule's path. Shares are not asked: one that is gone takes long to
-// answer, and asking would tell its server who this service is. No error boxes. One thread.
+// The names of a rule's path, as the drives of this machine spell them. Shares are not asked: one that is gone takes
+// long to answer, and asking would tell its server who this service is. No error boxes. One thread.
 #pragma once
 
 #include "orbwatcher4/filter/RulePath.h"

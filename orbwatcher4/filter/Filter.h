@@ -21,7 +21,7 @@ namespace WatcherEnum
 {
 /// The kind of a rule.
 enum IncEx : std::int32_t { Include = 0, Exclude = 1 };
-/// What a service reports of a drive: it is there again (perhaps with another letter), nothing, or it is removed.
+/// A service's report about a drive: it is there again (perhaps with another letter), nothing, or it is removed.
 enum DriveAction : std::int32_t { DriveReappeared = 0, NoAction = 1, DriveRemoved = 2 };
 } // namespace WatcherEnum
 

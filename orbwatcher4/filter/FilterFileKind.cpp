@@ -7,7 +7,7 @@
 namespace
 {
 
-// What the items of a file have shown so far.
+// The kinds of items that a file has shown so far.
 struct Shown {
     bool selection = false;
     bool advanced = false;

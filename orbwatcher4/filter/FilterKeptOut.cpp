@@ -1,4 +1,4 @@
-// What OrbFilter keeps out of the selection, whatever the rules say.
+// The paths that OrbFilter keeps out of the selection, whatever the rules say.
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/DataFolder.h"
 #include "companions/settings/OrbSettings.h"

@@ -46,7 +46,7 @@ public:
     /// reset this. `switchedOff`, which may be null, receives the number of seconds for which the matcher is not asked
     /// from now on; otherwise 0.
     std::optional<bool> TryMatch(const Text& text, int* switchedOff = nullptr) const;
-    /// The same for a text that is matched once.
+    /// Does the same for a text that is matched once.
     std::optional<bool> TryMatch(const wchar_t* text) const { return TryMatch(Text(text)); }
     /// Returns true while the matcher is not asked.
     bool IsSwitchedOff() const;

@@ -40,7 +40,7 @@ public:
         std::size_t Looks() const { return m_looks; }
 
     private:
-        // What is left of one path's rules.
+        // The rules of one path that are left.
         struct Run {
             const std::uint32_t* next;
             const std::uint32_t* end;

@@ -1,4 +1,4 @@
-// What is refused before anything is done, and how failures are told.
+// Wrong arguments are refused before anything is done, and failures are reported.
 #include "tests/capi/CapiTest.h"
 
 #include <set>

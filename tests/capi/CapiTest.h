@@ -15,7 +15,7 @@
 #include <string>
 #include <type_traits>
 
-// Long enough for any machine; nobody waits for its end.
+// Long enough for any machine; no test waits for its end.
 constexpr uint32_t Longest = 20000; // milliseconds
 
 template <typename Handle, void(ORB_CALL* Destroy)(Handle)>

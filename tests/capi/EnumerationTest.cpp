@@ -75,7 +75,7 @@ TEST_F(Enumeration, WhileARunGoesOnAnotherOneIsRefusedAndAWaitTimesOut)
     Watch();
     const ImportedCall reads(L"OrbWatcher4.dll", "FindFirstFileExW", ReadWhenAllowed);
     ResetEvent(g_mayRead);
-    // One that the watcher has begun by itself will do.
+    // An enumeration that the watcher has begun by itself is enough.
     const OrbResult begun = OrbEnumerationStart(watcher.get());
     EXPECT_TRUE(begun == ORB_OK || begun == ORB_BUSY);
     EXPECT_EQ(OrbEnumerationStart(watcher.get()), ORB_BUSY);

@@ -1,4 +1,4 @@
-// How much a selection holds, through the C function.
+// The size of a selection, through the C function.
 #include "tests/capi/CapiTest.h"
 
 #include <cstring>

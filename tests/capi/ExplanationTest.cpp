@@ -97,7 +97,7 @@ TEST_F(Explanation, ItIsGivenWhileWatchingAndRefusedAfterTheStop)
     ASSERT_EQ(OrbWatcherStart(watcher.get(), Longest), ORB_OK);
     EXPECT_EQ(Explain(Write(L"b.txt")).decision, ORB_INCLUDED);
     ASSERT_EQ(OrbWatcherStop(watcher.get()), ORB_OK);
-    // What was made before stays as it is.
+    // An earlier explanation stays as it is.
     auto answer = Sized<OrbExplanation>();
     EXPECT_EQ(OrbExplanationGet(explained.get(), &answer), ORB_OK);
     EXPECT_EQ(answer.decision, ORB_INCLUDED);

@@ -1,4 +1,4 @@
-/* What FromC.c, which is compiled as C, does with the interface. */
+/* The calls of FromC.c, which is compiled as C. */
 #ifndef TESTS_CAPI_FROMC_H
 #define TESTS_CAPI_FROMC_H
 

@@ -1,4 +1,4 @@
-// What is pending is handed out, counted and put back.
+// Pending files are handed out, counted and put back.
 #include "tests/capi/CapiTest.h"
 
 #include <cstring>
@@ -106,7 +106,7 @@ TEST_F(PendingFiles, ARecordOfAnUnknownSizeTakesNothing)
     EXPECT_TRUE(Receives(path));
 }
 
-// What the threads hold when a put-back is refused is theirs; all else must be there after the next start.
+// A thread keeps the file that it could not put back; all others must be there after the next start.
 TEST_F(PendingFiles, AStopWhileOthersTakeAndPutBackLosesNothing)
 {
     Watch();

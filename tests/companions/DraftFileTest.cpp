@@ -1,4 +1,4 @@
-// What processes that were killed leave beside the files they wrote.
+// The files that killed processes leave beside those that they wrote.
 #include "support/DraftFile.h"
 
 #include "companions/settings/OrbSettings.h"

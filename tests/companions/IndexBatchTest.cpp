@@ -89,7 +89,7 @@ TEST_F(IndexBatch, OfTheRecordsOfOneItemTheFirstCountsUnlessALaterOneReplacesIt)
     EXPECT_EQ(deletes[1].deletionTime, 10u);
 }
 
-// What is written goes to the log first, a page at a time.
+// The database writes to its log first, a page at a time.
 TEST_F(IndexBatch, RecordsOfManyItemsTouchFewPages)
 {
     constexpr int count = 20'000;

@@ -1,4 +1,4 @@
-// Who waits for whom between the cache of the index and its database.
+// The order in which the cache of the index and its database wait for each other.
 #include "tests/companions/IndexTest.h"
 
 #include <functional>
@@ -25,7 +25,7 @@ protected:
         return CIndexDB::GetCachedData(path, datum);
     }
 
-    // What another thread brings about; false when it never does.
+    // Waits for a condition that another thread brings about; false when it never does.
     static bool ComesTrue(const std::function<bool()>& condition)
     {
         const ULONGLONG end = GetTickCount64() + longEnoughMs;

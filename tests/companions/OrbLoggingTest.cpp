@@ -265,7 +265,7 @@ TEST_F(OrbLogging, AThreadsTokenIsTakenOffForAScopeAndPutBack)
     EXPECT_FALSE(Impersonates());
 }
 
-// How the log called the system: how often, and how often as somebody else.
+// Counts the log's calls of the system, and those of them under another account.
 struct Calls {
     int all = 0;
     int impersonating = 0;

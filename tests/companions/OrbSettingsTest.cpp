@@ -434,7 +434,7 @@ TEST_F(SavingAtOnce, TheTurnOfAProcessThatEndedInsideIsTaken)
     EXPECT_FALSE(log.Has(L"are written although"));
 }
 
-// --- A thread that acts for somebody else. ---
+// --- A thread that acts for another account. ---
 
 int g_calls, g_impersonating;
 
@@ -467,7 +467,7 @@ TEST_F(OrbSettings, AThreadThatActsForSomebodyElseUsesTheFilesAsTheProcess)
     settings.SetValue(L"Main::Online", 1);
     EXPECT_TRUE(settings.Save() && settings.Load());
     const int before = g_impersonating;
-    CountCall(); // still as somebody else
+    CountCall(); // still as the other account
     RevertToSelf();
     EXPECT_EQ(before, 0);
     EXPECT_EQ(g_impersonating, 1);

@@ -19,7 +19,7 @@ class Dispatch : public testing::Test
 protected:
     RecordingHandler real;
 
-    // What reaches the real handler when this event is dispatched.
+    // Returns the calls of the real handler when this event is dispatched.
     bool Passes(CDelayedDirectoryChangeHandler& delayed, EventCode code, const wchar_t* first,
                 const wchar_t* second = L"", DWORD offset = 0)
     {
@@ -160,7 +160,7 @@ TEST_F(Dispatch, TheHiddenWindowDeliversWhileItsThreadWaits)
         EXPECT_STREQ(name, L"DelayedWnd");
         one.OnFileAdded(L"C:\\a");
         two.OnFileModified(L"C:\\b");
-        EXPECT_TRUE(real.Events().empty()); // nobody has dispatched messages yet
+        EXPECT_TRUE(real.Events().empty()); // no thread has dispatched messages yet
         one.OnWatchStopped(L"C:\\");
         EXPECT_EQ(real.Events(), (std::vector<std::wstring>{L"+C:\\a", L"*C:\\b", L"stopped C:\\"}));
     }

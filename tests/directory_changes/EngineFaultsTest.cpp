@@ -1,4 +1,4 @@
-// What the system does in bad moments, put in by hand.
+// Failures of the system in bad moments, put in by hand.
 #include "tests/directory_changes/FaultFixture.h"
 #include "tests/directory_changes/NotifierSeams.h"
 

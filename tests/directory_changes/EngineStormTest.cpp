@@ -57,7 +57,7 @@ BOOL WINAPI PostThatIsRefusedNowAndThen(DWORD thread, UINT message, WPARAM wPara
     return PostThreadMessageW(thread, message, wParam, lParam);
 }
 
-// What stands in for the system below one watcher.
+// A simulated system below one watcher.
 class StormIo final : public FakeIo
 {
 public:
@@ -90,7 +90,7 @@ private:
 
 struct World;
 
-// What is known of a handler, for longer than the handler lives.
+// The knowledge about a handler, which outlives the handler.
 struct Fate {
     std::recursive_mutex beginning; // held by an event that begins a watch
     bool mayBegin = true;           // guarded by beginning
@@ -185,7 +185,7 @@ struct World {
     std::deque<std::array<std::max_align_t, sizeof(StormHandler) / 8>> places; // guarded by mutex
     std::array<std::shared_ptr<CDirectoryChangeWatcher>, Watchers> watchers;   // guarded by mutex
     std::array<StormIo*, Watchers> currentIos{};                               // guarded by mutex
-    // Whoever takes a handler out may use and destroy it.
+    // The thread that takes a handler out may use and destroy it.
     std::array<std::atomic<StormHandler*>, Threads * HandlersAThread> handlers{};
     std::atomic<int> lateEvents{0}, events{0}, begun{0}, destroyedInside{0};
     std::atomic<bool> calm{false}; // events do nothing more

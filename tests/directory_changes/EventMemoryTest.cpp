@@ -1,4 +1,4 @@
-// How often the road of a change asks for memory.
+// Counts the allocations on the way of a change.
 #include "directory_changes/ChangeRecords.h"
 #include "directory_changes/DelayedEvent.h"
 #include "tests/directory_changes/RecordBuffer.h"

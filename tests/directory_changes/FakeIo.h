@@ -31,11 +31,11 @@ public:
     std::atomic<DWORD> longestRead{0x100000};
     std::atomic<int> reads{0};
 
-    // Of the packets for watches.
+    // Counts the packets for watches.
     std::atomic<bool> refusePackets{false};
     std::atomic<int> posted{0}, refused{0};
     std::atomic<ULONG_PTR> lastKey{0};
-    // A packet as the directory with that key would bring it, whatever has become of it.
+    // A packet as the directory with that key would bring it, even when it is closed.
     void PostLate(ULONG_PTR key, OVERLAPPED* overlapped) { ChangeIo::PostPacket(m_port, 8, key, overlapped); }
     // The packets that end the worker. The next one is refused after this call, which comes once.
     std::atomic<int> endPackets{0};
@@ -168,7 +168,7 @@ public:
     // The pending read completes with these bytes; none: the system had to drop changes.
     void Complete(const Bytes& bytes) { Finish(Last(), bytes, bytes.empty() ? Overflow : Success); }
     void Fail() { Finish(Last(), {}, Failed); }
-    // The same for one of the directories whose read is pending; for none when there is none.
+    // Does the same for one of the directories whose read is pending, if there is one.
     void CompleteOne(unsigned pick, const Bytes& bytes)
     {
         Finish(Pending(pick), bytes, bytes.empty() ? Overflow : Success);
@@ -176,7 +176,7 @@ public:
     void FailOne(unsigned pick) { Finish(Pending(pick), {}, Failed); }
 
 private:
-    // What the system writes into an OVERLAPPED.
+    // The values that the system writes into an OVERLAPPED.
     static constexpr ULONG_PTR Success = 0, Waiting = 0x103, Cleanup = 0x10B, Overflow = 0x10C, Failed = 0xC0000001;
 
     static constexpr ULONG_PTR WakeUp = ~ULONG_PTR(0); // a key that no watch has

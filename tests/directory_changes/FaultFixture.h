@@ -11,7 +11,7 @@
 #include <thread>
 #include <vector>
 
-// For what comes at once unless something is wrong.
+// The time limit for events that come at once unless something is wrong.
 constexpr DWORD Long = 20000;
 
 class FaultFixture : public testing::Test

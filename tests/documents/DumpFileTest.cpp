@@ -1,6 +1,6 @@
 // The page of the dump file.
-#include "orbwatcher4/core/DumpFile.h"
-#include "orbwatcher4/core/DumpLines.h"
+#include "orbwatcher4/core/pending/DumpFile.h"
+#include "orbwatcher4/core/pending/DumpLines.h"
 #include "support/FileWriter.h"
 #include "tests/documents/Page.h"
 #include "tests/support/TempFolder.h"

@@ -1,4 +1,4 @@
-// What all pages have in common.
+// Checks that concern all pages.
 #include "tests/documents/Page.h"
 
 #include <gtest/gtest.h>

@@ -48,7 +48,7 @@ private:
     }
 };
 
-// What stands in backticks and looks like a source, a file of tests or a test.
+// Returns the words in backticks that look like a source, a file of tests or a test.
 bool IsThere(const Sources& sources, const std::string& word)
 {
     static const std::regex source(R"([\w/]+\.(?:cpp|h|sh|py))"), testFile(R"([A-Z]\w*Test)"),

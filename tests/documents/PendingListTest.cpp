@@ -12,8 +12,7 @@ protected:
     {
         watcher.ClearNotifications();
         {
-            const CSingleLock lock(State().storeLock);
-            State().store.Put(path, std::make_shared<Notification>());
+            Parts().pending.Put(path, std::make_shared<Notification>());
         }
         int count = 100;
         EXPECT_TRUE(watcher.ExportFilesToXML(folder.Path(L"pending.xml"), count));

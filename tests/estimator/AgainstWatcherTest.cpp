@@ -49,7 +49,7 @@ protected:
     std::set<std::wstring> QueuedFiles()
     {
         EXPECT_EQ(watcher.StartFirstTimeRun(0), 1);
-        WatcherAccess::EndRuns(watcher);
+        WatcherAccess::Parts(watcher).enumerator.EndRuns();
         std::set<std::wstring> files;
         for (const std::wstring& path : Drain())
             if (!(GetFileAttributesW(path.c_str()) & FILE_ATTRIBUTE_DIRECTORY))
@@ -123,7 +123,7 @@ TEST_F(AgainstWatcher, TheyDifferInHiddenFilesAdvancedRulesAndOverlongPathsAlone
             ++differ["overlong"];
         else if (attributes & FILE_ATTRIBUTE_HIDDEN)
             ++differ["hidden"];
-        else if (State().selection.primary.CheckForAdvancedInclusion(file) != Included)
+        else if (Parts().selection.primary.CheckForAdvancedInclusion(file) != Included)
             ++differ["advanced"];
         else
             ADD_FAILURE() << Narrow(path) << " is estimated and not queued";

@@ -1,4 +1,4 @@
-// What an estimate says beside its totals: sums, reasons, progress.
+// The parts of an estimate beside its totals: sums, reasons, progress.
 #include "orbwatcher4/filter/DirectoryWalk.h"
 #include "tests/estimator/ScannerFixture.h"
 #include "tests/filter/FakeDisk.h"
@@ -188,7 +188,7 @@ TEST_F(EstimateRows, EveryWayOfScanningListsWhatItPassesOver)
     Write(L"hidden\\a.txt", 3);
     ASSERT_TRUE(SetFileAttributesW(Tree(L"hidden"), FILE_ATTRIBUTE_HIDDEN));
     const CString circle = folder.Path(L"circle");
-    ASSERT_TRUE(MakeLink(circle.GetString(), circle.GetString())); // nobody gets into it
+    ASSERT_TRUE(MakeLink(circle.GetString(), circle.GetString())); // no account can open it
     const auto passedOver = [&] {
         std::map<std::wstring, PathOutcome> paths;
         for (const PassedOverPath& path : scanner.GetPassedOver())

@@ -32,7 +32,7 @@ public:
     static void LoadExtensions(Scanner& scanner) { scanner.LoadExtensionsMap(); }
     static void LoadProfiles(Scanner& scanner) { scanner.LoadProfileStats(); }
     static double Cost(Scanner& scanner, const FSEntry& entry) { return scanner.GetEntryCost(entry); }
-    // A recount without what comes before it.
+    // A recount without the scan before it.
     static void Recount(Scanner& scanner) { scanner.UpdateTotals(scanner.m_entryCache, nullptr); }
     static void SetStartThread(Scanner& scanner, DriveScans::StartThread start)
     {
@@ -72,7 +72,7 @@ protected:
         scanner.UpdateTotals();
         return static_cast<std::uint64_t>(scanner.GetTotalSize());
     }
-    // What is cached and included, with sizes; paths relative to the tree and in lower case.
+    // Returns the cached and included files with sizes; paths are relative to the tree and in lower case.
     std::map<std::wstring, std::uint64_t> IncludedFiles()
     {
         std::map<std::wstring, std::uint64_t> files;

@@ -11,7 +11,7 @@ namespace
 class Totals : public ScannerFixture
 {
 protected:
-    // Of a drive that is not there: nothing is asked of the disk but whether there is a folder.
+    // A selection on a drive that is not there: the disk is only asked whether there is a folder.
     void Find(const std::wstring& name, std::uint64_t size = 1)
     {
         scanner.FileFoundCallback((L"B:\\" + name).c_str(), size);

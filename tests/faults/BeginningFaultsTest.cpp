@@ -1,4 +1,5 @@
-// What the beginning of a watch and the return of a drive are refused: it is told, and another try works.
+// The system refuses the beginning of a watch, or the return of a drive: the failure is reported, and another try
+// works.
 #include "directory_changes/DirectoryChanges.h"
 #include "tests/faults/FaultyWatcher.h"
 

@@ -24,7 +24,7 @@ protected:
         NoteEnumerationDone();
         InitAgain();
         ASSERT_TRUE(watcher.LoadSelection());
-        State().due.BeginRun();
+        Parts().due.BeginRun();
     }
     void Take()
     {

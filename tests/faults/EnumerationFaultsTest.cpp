@@ -28,11 +28,11 @@ protected:
     void Run()
     {
         watcher.StartFirstTimeRun(1);
-        WatcherAccess::EndRuns(watcher);
+        WatcherAccess::Parts(watcher).enumerator.EndRuns();
     }
     bool IsDisturbanceTold()
     {
-        return State().due.IsFullDueAgain() || State().due.DueRescan(L"c:\\") || HasErrorInLog() ||
+        return Parts().due.IsFullDueAgain() || Parts().due.DueRescan(L"c:\\") || HasErrorInLog() ||
                watcher.GetEnumerationProgress().Of(PathOutcome::Unreadable) > 0;
     }
     void Check()
@@ -42,7 +42,7 @@ protected:
             EXPECT_TRUE(Pending(path) || IsDisturbanceTold()) << Narrow(path.View());
         Prepare();
         EXPECT_EQ(watcher.StartFirstTimeRun(0), 1);
-        WatcherAccess::EndRuns(watcher);
+        WatcherAccess::Parts(watcher).enumerator.EndRuns();
         for (const CString& path : {fresh, changed, gone})
             EXPECT_TRUE(Pending(path)) << Narrow(path.View());
     }

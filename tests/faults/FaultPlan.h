@@ -22,7 +22,7 @@ struct FaultKind {
     std::string name; // a word, as part of a test's name
     DWORD error;      // what the system says
     std::vector<FaultyCall> calls;
-    // Of what the test itself needs all the time, only some threads get none: its own, or the others.
+    // The threads that are refused; the test itself may need the call all the time.
     enum class Threads { All, Own, Others } threads = Threads::All;
 };
 

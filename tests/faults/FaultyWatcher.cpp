@@ -8,7 +8,7 @@ namespace
 
 // More calls than any of the operations makes on its tiny tree.
 constexpr int MostCalls = 20000;
-constexpr DWORD Long = 20000; // for what comes at once unless something is wrong
+constexpr DWORD Long = 20000; // for events that come at once unless something is wrong
 
 // Memory is asked for thousands of times, much alike: each of the first ones is tried, then ever fewer.
 int Next(const FaultKind& kind, int call)
@@ -70,12 +70,7 @@ bool FaultyWatcher::AreLocksFree()
 {
     CEvent done(false, true);
     std::thread visitor([&] {
-        const CSingleLock lifecycle(State().lifecycle), deletedFiles(State().deletedFilesLock);
-        const CSingleLock map(CIndexDB::m_csMapDelete), drives(State().driveListLock);
-        const CSingleLock primary(State().selection.primaryLock), secondary(State().selection.secondaryLock);
-        const CSingleLock store(State().storeLock), firstTime(State().firstTime.lock);
-        const CSingleLock pending(State().pendingDrivesLock);
-        const CSingleLock cache(CIndexDB::m_csCache);
+        WatcherAccess::VisitLocks(watcher);
         GetServiceRunSettings().GetValue(FirstTimeRunTimeKey, 0);
         done.SetEvent();
     });
@@ -112,8 +107,7 @@ void FaultyWatcher::MarkDeleted(const CString& path)
     auto notification = std::make_shared<Notification>();
     notification->kind = NotificationKind::Deleted;
     notification->timeStamp = clock.FileTime();
-    const CSingleLock lock(State().storeLock);
-    State().store.Put(path, notification);
+    Parts().pending.Put(path, notification);
 }
 
 void FaultyWatcher::WriteDump(const std::vector<CString>& paths)
@@ -151,8 +145,8 @@ bool FaultyWatcher::HasErrorInLog()
 std::vector<CString> FaultyWatcher::PendingPaths()
 {
     std::vector<CString> paths;
-    const CSingleLock lock(State().storeLock);
-    State().store.ForEach([&](const CString& path, const NotificationPtr&) {
+    const PendingStore::Locked store(Parts().pending);
+    store->ForEach([&](const CString& path, const NotificationPtr&) {
         paths.push_back(path);
         return true;
     });

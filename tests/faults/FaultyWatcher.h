@@ -3,7 +3,7 @@
 #pragma once
 
 #include "companions/settings/OrbSettings.h"
-#include "orbwatcher4/core/DumpFile.h"
+#include "orbwatcher4/core/pending/DumpFile.h"
 #include "tests/faults/FaultPlan.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 
@@ -23,7 +23,7 @@ protected:
 
     ~FaultyWatcher() override
     {
-        // What was started in a test has an orderly end, so that the next one finds no mark of it.
+        // Ends the runs of a test in an orderly way, so that the next test finds no mark of them.
         watcher.AbortWatching();
         watcher.DeInit();
     }
@@ -31,10 +31,10 @@ protected:
     // With each fault once, and with all calls refused from some call on.
     void TryFaults(const Operation& operation);
 
-    // Has the service's note that all is enumerated; only what is lost makes an enumeration due again.
+    // Notes that all is enumerated; from then on only a loss makes an enumeration due.
     void NoteEnumerationDone();
     bool IsEnumerationDue();
-    // Whatever ends a run, the next one knows of the path, or looks at everything.
+    // However a run ends, the next one knows of the path, or makes a full enumeration.
     bool IsKeptForNextRun(const CString& path);
     void MarkDeleted(const CString& path);
     // As the last run has left it.

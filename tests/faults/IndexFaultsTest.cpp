@@ -1,4 +1,4 @@
-// What the index library says of an operation is what became of it.
+// The index library reports the result that an operation had.
 #include "tests/faults/FaultyWatcher.h"
 
 #include <optional>

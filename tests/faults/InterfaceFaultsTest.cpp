@@ -13,7 +13,7 @@ namespace
 template <typename Handle, void(ORB_CALL* Destroy)(Handle)>
 using Owned = std::unique_ptr<std::remove_pointer_t<Handle>, std::integral_constant<decltype(Destroy), Destroy>>;
 
-// Of the text the test itself needs no memory either.
+// Compares the text without asking for memory.
 bool LastFailureIs(const wchar_t* expected)
 {
     wchar_t text[512] = {};
@@ -94,7 +94,7 @@ protected:
         Note(OrbEstimate(&wanted, nullptr, nullptr, &totals));
     }
 
-    static constexpr uint32_t Longest = 20000; // milliseconds; nobody waits for its end
+    static constexpr uint32_t Longest = 20000; // milliseconds; no test waits for its end
 
     const CString selection = folder.Path(L"data.xml");
     const CString database = folder.Path(L"faulty.db");

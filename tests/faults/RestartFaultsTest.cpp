@@ -1,4 +1,4 @@
-// What is pending is carried over a restart, or is found again by looking at everything.
+// Pending files are carried over a restart, or are found again by a full enumeration.
 #include "tests/faults/FaultyWatcher.h"
 
 namespace
@@ -27,7 +27,7 @@ protected:
     {
         Begin();
         ASSERT_TRUE(watcher.LoadSelection());
-        State().due.BeginRun();
+        Parts().due.BeginRun();
         Handler().OnFileAdded(added);
         Handler().OnFileModified(changed);
         Handler().OnFileRemoved(gone);

@@ -32,7 +32,7 @@ protected:
         const bool merged = folder.ReadBytes(L"data.xml").find("tree") != std::string::npos;
         // Rules that cannot be read are removed all the same; the log tells of it.
         EXPECT_TRUE(merged || GetFileAttributesW(rules) != INVALID_FILE_ATTRIBUTES || HasErrorInLog());
-        // One that cannot be opened is kept beside.
+        // A file that cannot be opened is kept beside.
         EXPECT_TRUE(IsWhole(folder.Path(L"data.xml")) || IsWhole(folder.Path(L"data.xml.bad")));
         watcher.DeInit();
         EXPECT_TRUE(IsKeptForNextRun(file) || !merged);

@@ -1,8 +1,8 @@
 // A root that could not be watched is watched again, and what changed meanwhile is looked for.
-#include "orbwatcher4/core/Completes.h"
+#include "orbwatcher4/core/environment/Completes.h"
 #include "tests/faults/FaultyWatcher.h"
 
-#include <optional>
+#include <memory>
 
 namespace
 {
@@ -25,7 +25,7 @@ protected:
         GetServiceRunSettings().SetValue(FirstTimeRunTimeKey, static_cast<std::int32_t>(clock.Seconds()));
         InitAgain();
         ASSERT_TRUE(watcher.LoadSelection());
-        m_loop.emplace(watcher, State());
+        m_loop.reset(new WatchLoop(WatcherAccess::Loop(watcher)));
         rescans = 0;
         ready = false;
     }
@@ -46,10 +46,10 @@ protected:
         EXPECT_TRUE(atOnce || !ready || rescans > 0);
         EXPECT_TRUE(atOnce || HasErrorInLog() || GetParam().name == "Memory");
         m_loop->End();
-        WatcherAccess::EndRuns(watcher);
+        WatcherAccess::Parts(watcher).enumerator.EndRuns();
     }
 
-    std::optional<WatchLoop> m_loop;
+    std::unique_ptr<WatchLoop> m_loop;
     int rescans = 0;
     bool ready = false;
 };

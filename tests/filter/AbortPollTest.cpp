@@ -1,4 +1,4 @@
-// How often a walk asks the system whether it is to end.
+// Counts how often a walk asks the system whether it is to end.
 #include "orbwatcher4/filter/AbortPoll.h"
 
 #include "support/Handle.h"

@@ -326,7 +326,7 @@ TEST(AdvancedDecisions, AnItemThatWasSelectedByItselfOrForRecoverySkipsThem)
     EXPECT_TRUE(Decisions::SelectedExplicitly({recovery}));
 }
 
-// What a check of fifty expressions needs of the machine and of the matcher.
+// Counts the allocations and matches of a check of fifty expressions.
 TEST(AdvancedDecisions, AskForAttributesOnceAndCompileNothingHoweverManyExpressionsThereAre)
 {
     FilterList expressions;

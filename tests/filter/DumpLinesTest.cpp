@@ -1,4 +1,4 @@
-#include "orbwatcher4/core/DumpLines.h"
+#include "orbwatcher4/core/pending/DumpLines.h"
 
 #include <gtest/gtest.h>
 

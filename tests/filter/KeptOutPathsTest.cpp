@@ -1,4 +1,4 @@
-// What the product keeps out of every selection.
+// The paths that the product keeps out of every selection.
 #include "orbwatcher4/filter/KeptOutPaths.h"
 
 #include <gtest/gtest.h>

@@ -124,7 +124,7 @@ TEST(MaySelectBelow, KnowsTheFoldersAboveTenThousandRules)
     EXPECT_FALSE(index.IncludesBelow(L"C:\\users\\someone else\\"));
 }
 
-// What is asked of advanced rules here: nothing is there, and nobody listens.
+// A host of advanced rules for which no file exists, and which reports nothing.
 class NothingThere final : public Decisions::AdvancedHost
 {
 public:

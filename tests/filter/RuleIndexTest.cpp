@@ -94,7 +94,7 @@ TEST(RuleIndex, FindsThemInAVeryLongPath)
     EXPECT_EQ(Found(index, start + std::wstring(30000, L'y')), (Numbers{0, 1}));
 }
 
-// What a look costs: the places of the table that it looks at, and the rules that come of it.
+// The costs of a look-up: the places of the table that it visits, and the rules that it returns.
 TEST(RuleIndex, LooksAtNoMoreAmongTenThousandRulesThanAmongTen)
 {
     const auto looksAmong = [](int rules) {

@@ -44,8 +44,8 @@ private:
     std::mt19937 m_random;
 };
 
-// What a name of three dots alone means differs between versions of the system, and so does a second separator right
-// behind a share.
+// Versions of the system differ in the meaning of a name of three dots alone, and of a second separator right behind a
+// share.
 bool IsUnclear(const std::wstring& path)
 {
     const bool share = path[1] != L':';

@@ -253,7 +253,7 @@ TEST_F(ReadingRules, AValueThatIsDroppedAndChangesTheRuleIsSaidAsSuch)
     EXPECT_NE(log.findings[2].second.find(L"missing closing parenthesis"), std::wstring::npos);
 }
 
-// What a large selection costs in memory.
+// The memory of a large selection.
 TEST_F(ReadingRules, RulesShareTheTextsThatTheirItemsRepeatAndTheirMemory)
 {
     const wchar_t* const item =

@@ -146,7 +146,7 @@ namespace
 
 enum class Verdict { Silent, Matched, Missed, Directory };
 
-// What one rule of a drive says of a path that it applies to.
+// The decision of one rule of a drive on a path that it applies to.
 Verdict Judge(const Filter& rule, const wchar_t* path, AdvancedHost& host)
 {
     if (rule.mask.IsEmpty())

@@ -28,7 +28,7 @@ public:
             count += times;
         return count;
     }
-    // How often each thing was reported.
+    // Counts how often each item was reported.
     std::map<std::wstring, int> files, folders;
     std::map<std::wstring, std::uint64_t> sizes;
     std::function<void()> onFile;

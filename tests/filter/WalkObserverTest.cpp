@@ -1,4 +1,4 @@
-// What a walk tells of the things that it leaves out, on a disk in memory.
+// The reports of a walk on the items that it leaves out, on a disk in memory.
 #include "orbwatcher4/OrbFilter.h"
 #include "orbwatcher4/filter/SelectionWalk.h"
 #include "tests/filter/FakeDisk.h"

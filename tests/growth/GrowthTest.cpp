@@ -1,4 +1,4 @@
-// What is done over and over again leaves nothing behind.
+// Operations that are repeated leave nothing behind.
 //
 // A fifth of the full numbers, unless ORB_GROWTH_SHARE names another share: 1 is all.
 #include "OrbFileMonitorService/OverlayCache.h"
@@ -17,7 +17,7 @@
 namespace
 {
 
-// What the C runtime, the log and the system's own caches may take meanwhile.
+// The bytes that the C runtime, the log and the system's own caches may take meanwhile.
 constexpr int HandleSlack = 4;
 constexpr std::size_t ByteSlack = 16 * 1024;
 
@@ -133,7 +133,7 @@ TEST_F(Growth, WhatIsMadeThroughTheCFunctionsLeavesNothingBehind)
 TEST_F(Growth, ReconnectingTheOverlayLeavesNothingBehind)
 {
     const OverlayObjects service;
-    ScriptedWaiter waiter; // nobody answers, which drops the connection at once
+    ScriptedWaiter waiter; // no service answers, which drops the connection at once
     OverlayCache overlay{waiter};
     ExpectFlat("reconnects of the overlay", 10000, [&] {
         std::int32_t status = OverlayStatus::Pending;

@@ -1,4 +1,4 @@
-// What this process holds: handles, threads, and bytes in its heaps.
+// The holdings of this process: handles, threads, and bytes in its heaps.
 #pragma once
 
 #include "support/Handle.h"

@@ -1,4 +1,4 @@
-// What is wrong with the input, and how that is told.
+// Mistakes in the input, and their messages.
 #include "tests/host/HostTest.h"
 
 namespace

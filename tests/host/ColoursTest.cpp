@@ -31,7 +31,7 @@ private:
 class ColoursOfRecords : public HostTest
 {
 protected:
-    // What is printed where the streams are what `stream` says.
+    // Returns the output of a process whose streams are of this kind.
     std::pair<std::string, std::string> Printed(bool terminal, bool json)
     {
         const Closed data(Path(L"data.txt")), errors(Path(L"errors.txt"));

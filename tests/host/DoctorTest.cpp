@@ -1,4 +1,4 @@
-// What the doctor finds, and that it leaves everything as it was.
+// The findings of the doctor, which leaves everything as it was.
 #include "tests/host/HostTest.h"
 
 #include <map>

@@ -137,7 +137,7 @@ TEST_F(Enumerate, AFileThatNobodyMayReadIsUnreadableAndTheCodeSaysSo)
 
 TEST_F(Enumerate, ASelectedFolderThatCannotBeReadIsNamedAndTheCodeSaysSo)
 {
-    ASSERT_TRUE(MakeLink(Path(L"circle"), Path(L"circle"))); // nobody gets into it
+    ASSERT_TRUE(MakeLink(Path(L"circle"), Path(L"circle"))); // no account can open it
     Write(L"a.txt", "x");
     WriteSelection(TreeItem() + Item(L"path=\"" + Path(L"circle") + L"\" type=\"1\" includeSub=\"1\""));
     HostProcess host(Command());

@@ -1,4 +1,4 @@
-// How much a selection holds.
+// The size of a selection.
 #include "tests/host/HostTest.h"
 
 #include <map>

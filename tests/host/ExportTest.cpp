@@ -1,4 +1,4 @@
-// What is pending, as a list in a file.
+// The pending files, as a list in a file.
 #include "support/Handle.h"
 #include "support/Hashes.h"
 #include "tests/host/HostTest.h"
@@ -34,7 +34,7 @@ protected:
         EXPECT_FALSE(host->WaitFor([](const Json& record) { return record.value("pending", 0) == 2; }).empty());
         return host;
     }
-    // Of the watch of the data folder.
+    // The running watch of the data folder.
     CString Pipe() const
     {
         CString name;
@@ -213,7 +213,7 @@ TEST_F(Export, WhatIsNoRequestIsRefusedAndTheWatchGoesOn)
     EXPECT_EQ(watch->Finish(), 130);
 }
 
-// It could not be told from none at all, and what waits in it would be left out.
+// The command could not tell it from a missing one, and would leave out the files that wait in it.
 TEST_F(Export, OfAWatchThatCannotBeAskedFails)
 {
     const FileHandle watch(

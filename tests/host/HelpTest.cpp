@@ -1,4 +1,4 @@
-// What the program says of itself.
+// The program's help.
 #include "orbwatcher4/OrbWatcherC.h"
 #include "tests/host/HostTest.h"
 
@@ -10,7 +10,7 @@ namespace
 class Help : public HostTest
 {
 protected:
-    // What it prints to standard output, with nothing beside it.
+    // Returns its standard output; standard error must be empty.
     static std::vector<std::string> LinesOf(const Arguments& arguments)
     {
         HostProcess host(arguments);
@@ -38,7 +38,7 @@ TEST_F(Help, TheVersionIsThatOfTheLibrary)
     EXPECT_EQ(LinesOf({L"--version"}), std::vector<std::string>{expected});
 }
 
-// What --help lists below "Subcommands:".
+// Returns the names that --help lists below "Subcommands:".
 std::vector<std::wstring> Help::Commands()
 {
     const std::vector<std::string> lines = LinesOf({L"--help"});

@@ -57,11 +57,11 @@ public:
     HostProcess(const HostProcess&) = delete;
     HostProcess& operator=(const HostProcess&) = delete;
 
-    // The first record of this type, or of this path; an empty object after the time. What is no JSON is passed
+    // The first record of this type, or of this path; an empty object after the time. Lines that are no JSON are passed
     // over.
     Json WaitForType(const std::string& type);
     Json WaitForPath(const std::wstring& path);
-    // The same among what comes on standard error.
+    // Does the same for standard error.
     Json WaitForError(const std::wstring& path);
     // The first record of this type on standard error.
     Json WaitForErrorType(const std::string& type);
@@ -80,7 +80,7 @@ public:
 
     // After Finish. Records: every line must be JSON, or this throws.
     std::vector<Json> Records() const;
-    // Those that came whole so far. At any time.
+    // Returns the records that have come whole so far. At any time.
     std::vector<Json> WholeRecords() const;
     std::vector<Json> Errors() const;
     std::vector<std::string> OutputLines() const { return m_output.Lines(); }

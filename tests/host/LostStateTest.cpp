@@ -1,5 +1,4 @@
-// What a watch does when the index, the settings or what the last one left pending is lost or damaged: it looks at
-// everything, and says why.
+// A watch whose index, settings or dump is lost or damaged makes a full enumeration, and says why.
 #include "tests/host/HostTest.h"
 
 #include "companions/indexdb/OrbIndexDB.h"

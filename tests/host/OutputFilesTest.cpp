@@ -1,4 +1,4 @@
-// What a command writes never takes the place of what it reads, nor of a file that it did not make.
+// A command never writes over a file that it reads, nor over one that it did not make.
 #include "tests/host/HostTest.h"
 
 namespace

@@ -1,4 +1,4 @@
-// What is handed out with --record gets into the index in few commits.
+// Files that are handed out with --record get into the index in few commits.
 #include "companions/indexdb/OrbIndexDB.h"
 #include "host/RecordBatch.h"
 #include "tests/host/HostTest.h"

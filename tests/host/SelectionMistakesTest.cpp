@@ -217,7 +217,7 @@ TEST_F(SelectionMistakes, WhatIsSelectedAndNotThereIsNamedWithTheRest)
 
 TEST_F(SelectionMistakes, WhatCannotBeReadOrIsTooLongIsNamed)
 {
-    ASSERT_TRUE(MakeLink(Path(L"circle"), Path(L"circle"))); // nobody gets into it
+    ASSERT_TRUE(MakeLink(Path(L"circle"), Path(L"circle"))); // no account can open it
     const std::wstring deep = InTree(std::wstring(200, L'd'));
     const std::wstring file = deep + L"\\" + std::wstring(100, L'f');
     ASSERT_TRUE(CreateDirectoryW(tree.c_str(), nullptr) || GetLastError() == ERROR_ALREADY_EXISTS);

@@ -42,7 +42,7 @@ TEST_F(WatchIndex, WithRecordAnUnchangedFileIsDroppedAndAChangedOneIsNoLongerNew
     const auto host = StartWatch({L"--record"});
     std::filesystem::rename(inTree, Path(L"a.txt"));
     std::filesystem::rename(Path(L"a.txt"), inTree);
-    // What comes after it has come; so it would have come, too.
+    // A later record has come; so it would have come, too.
     ASSERT_FALSE(host->WaitForPath(Write(L"sentinel.txt", "s")).empty());
     for (const Json& record : OfType(host->Records(), "pending"))
         EXPECT_NE(record.at("path"), Utf8(inTree));

@@ -1,4 +1,4 @@
-// What a watch prints of each file.
+// The records of a watch for each file.
 #include "tests/host/HostTest.h"
 
 #include <regex>

@@ -365,7 +365,7 @@ TEST_F(Changes, AnIndexedFileThatWasUploadedAsItIsIsADuplicate)
     RecordWithTime(path, 1);
     std::uint64_t modified = 0;
     ASSERT_TRUE(GetFileTimes(path, false, nullptr, &modified));
-    State().config.online->AddUploaded(path, modified);
+    Parts().config.online->AddUploaded(path, modified);
     Handler().OnFileModified(path);
     EXPECT_FALSE(Pending(path));
     EXPECT_TRUE(log.Has(L"Skipping duplicate notification for file " + std::wstring(path) + L"."));
@@ -443,7 +443,7 @@ TEST_F(Changes, LostChangesMarkTheRootOnce)
 {
     Handler().OnReadChangesError(ERROR_NOTIFY_ENUM_DIR, L"C:\\");
     Handler().OnReadChangesError(ERROR_NOTIFY_ENUM_DIR, L"c:\\");
-    EXPECT_TRUE(State().due.DueRescan(L"c:\\"));
+    EXPECT_TRUE(Parts().due.DueRescan(L"c:\\"));
 }
 
 TEST_F(Changes, AStopDuringAnExpansionMakesTheNextFullEnumerationDue)
@@ -453,9 +453,9 @@ TEST_F(Changes, AStopDuringAnExpansionMakesTheNextFullEnumerationDue)
     settings.SetValue(L"Backup::FirstTimeRunTime", 12345);
     settings.Save();
     Write(L"new\\f.txt");
-    State().stop.SetEvent();
+    Parts().stop.SetEvent();
     Handler().OnFileAdded(InTree(L"new"));
-    State().stop.ResetEvent();
+    Parts().stop.ResetEvent();
     EXPECT_FALSE(Pending(InTree(L"new\\f.txt")));
     settings.Load();
     EXPECT_EQ(settings.GetValue(L"Backup::FirstTimeRunTime", -1), 0);

@@ -28,7 +28,7 @@ class ConcurrentChanges : public WatcherFixture
 {
 protected:
     ConcurrentChanges() { SelectTree(); }
-    ~ConcurrentChanges() override { State().config.clock = &clock; }
+    ~ConcurrentChanges() override { Parts().config.clock = &clock; }
 };
 
 TEST_F(ConcurrentChanges, ADeletionThatIsSeenInTheMiddleOfAnAdditionStands)
@@ -41,7 +41,7 @@ TEST_F(ConcurrentChanges, ADeletionThatIsSeenInTheMiddleOfAnAdditionStands)
             Handler().OnFileRemoved(path);
         }).join();
     });
-    State().config.clock = &calling;
+    Parts().config.clock = &calling;
     watcher.AddSingleNotification(path);
     ASSERT_TRUE(Pending(path));
     EXPECT_EQ(Pending(path)->kind, NotificationKind::Deleted);
@@ -69,9 +69,9 @@ TEST_F(ConcurrentChanges, AChangeThatIsReportedWhileTheFileIsTakenForUnchangedSt
                 RecordWithTime(path, modified - 1, 0, clock.Seconds() + 1000);
             }).join();
         });
-        State().config.clock = &calling;
+        Parts().config.clock = &calling;
         watcher.AddSingleNotification(path);
-        State().config.clock = &clock;
+        Parts().config.clock = &clock;
         EXPECT_TRUE(Pending(path)) << pendingBefore;
     }
 }
@@ -109,8 +109,8 @@ TEST_F(ConcurrentChanges, NamingAFileThatVanishedAMomentAgoLeavesItsDeletionAlso
 
 TEST_F(ConcurrentChanges, ALossWhileACompletionIsNotedIsNotForgotten)
 {
-    const ClockThatCalls calling([&] { State().due.MakeFull(); });
-    State().config.clock = &calling;
+    const ClockThatCalls calling([&] { Parts().due.MakeFull(); });
+    Parts().config.clock = &calling;
     watcher.NoteFirstTimeRunCompleted();
     GetServiceRunSettings().Load();
     EXPECT_EQ(GetServiceRunSettings().GetValue(L"Backup::FirstTimeRunTime", -1), 0);

@@ -34,8 +34,7 @@ protected:
         auto notification = std::make_shared<Notification>();
         notification->kind = NotificationKind::Deleted;
         notification->timeStamp = clock.FileTime();
-        const CSingleLock lock(State().storeLock);
-        State().store.Put(path, notification);
+        Parts().pending.Put(path, notification);
     }
     SettingsDatum LastJob()
     {
@@ -377,9 +376,9 @@ TEST_F(Deletions, WaitWithoutAnIndex)
 TEST_F(Deletions, WaitWhenTheWatcherStops)
 {
     const CString path = DeleteIndexed(L"a.txt");
-    State().stop.SetEvent();
+    Parts().stop.SetEvent();
     watcher.ImmediateProcessDeletedFiles();
-    State().stop.ResetEvent();
+    Parts().stop.ResetEvent();
     EXPECT_TRUE(Pending(path));
     EXPECT_TRUE(log.Has(L"Used Aborted, stop Filling Que"));
 }
@@ -427,7 +426,7 @@ TEST_F(DeleteMaps, ReportWhatIsSelectedAndGone)
         RecordWithTime(path, 1);
         Add(path);
     }
-    State().selection.primary.AddSingleFilter(std::make_shared<Filter>(), true);
+    Parts().selection.primary.AddSingleFilter(std::make_shared<Filter>(), true);
     watcher.TrimDeleteMap();
     EXPECT_TRUE(Pending(gone));
     EXPECT_FALSE(Pending(there));
@@ -439,9 +438,9 @@ TEST_F(DeleteMaps, AStopLeavesTheRest)
 {
     RecordWithTime(InTree(L"gone.txt"), 1);
     Add(InTree(L"gone.txt"));
-    State().stop.SetEvent();
+    Parts().stop.SetEvent();
     watcher.TrimDeleteMap();
-    State().stop.ResetEvent();
+    Parts().stop.ResetEvent();
     EXPECT_FALSE(Pending(InTree(L"gone.txt")));
 }
 

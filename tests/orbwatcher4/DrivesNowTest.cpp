@@ -57,7 +57,7 @@ protected:
     void Enumerate()
     {
         ASSERT_EQ(watcher.StartFirstTimeRun(0), 1);
-        WatcherAccess::EndRuns(watcher);
+        WatcherAccess::Parts(watcher).enumerator.EndRuns();
     }
     bool FileIsPending() { return Pending(L"G:\\drives-now\\a.txt") != nullptr; }
     bool SaidThatGWasSkipped()
@@ -108,8 +108,8 @@ TEST_F(DrivesNow, ADriveThatIsBeingRemovedIsNotWalked)
     SelectOnG();
     Start();
     {
-        const CSingleLock lock(State().driveListLock);
-        State().drives[L"g:\\"].removed = 1;
+        const CSingleLock lock(Parts().drives.lock);
+        Parts().drives.list[L"g:\\"].removed = 1;
     }
     Enumerate();
     EXPECT_FALSE(FileIsPending());
@@ -128,7 +128,7 @@ TEST_F(DrivesNow, ADriveThatWasLeftOutIsEnumeratedOnceItsVolumeIsBack)
     }
     PassAfter(6);
     EXPECT_EQ(rescans, std::vector<std::string>{"driveReturned"});
-    WatcherAccess::EndRuns(watcher);
+    WatcherAccess::Parts(watcher).enumerator.EndRuns();
     EXPECT_TRUE(FileIsPending());
 }
 

@@ -1,6 +1,6 @@
-// What is pending survives a restart.
+// Pending files survive a restart.
 #include "companions/settings/OrbSettings.h"
-#include "orbwatcher4/core/DumpFile.h"
+#include "orbwatcher4/core/pending/DumpFile.h"
 #include "support/SystemPath.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 #include "tests/support/ImportedCall.h"
@@ -105,11 +105,11 @@ TEST_F(DumpAndResume, AStoppedReplayKeepsTheDumpAndTheNextOneReplaysItAll)
 {
     const CString path = Write(L"a.txt");
     WriteDump(std::wstring(path) + L"\n");
-    State().stop.SetEvent();
+    Parts().stop.SetEvent();
     watcher.Resume();
     EXPECT_TRUE(DumpExists());
     EXPECT_FALSE(Pending(path));
-    State().stop.ResetEvent();
+    Parts().stop.ResetEvent();
     watcher.Resume();
     EXPECT_TRUE(Pending(path));
     EXPECT_FALSE(DumpExists());
@@ -187,8 +187,8 @@ TEST_F(DumpAndResume, ADumpThatIsNotOnTheDiskItselfMakesAFullEnumerationDue)
 {
     Handler().OnFileAdded(Write(L"a.txt"));
     WriterThatCannotFlush writer;
-    State().config.writer = &writer;
-    State().due.BeginRun();
+    Parts().config.writer = &writer;
+    Parts().due.BeginRun();
     watcher.DeInit();
     EXPECT_EQ(writer.flushed, 1);
     EXPECT_FALSE(watcher.IsPendingKept());
@@ -216,7 +216,7 @@ TEST_F(DumpAndResume, AShortWriteIsCutBackToTheLastWholeLineAndMakesAFullEnumera
     for (const wchar_t* name : {L"a.txt", L"b.txt", L"c.txt"})
         Handler().OnFileAdded(Write(name));
     WriterThatFailsAt writer(2);
-    State().config.writer = &writer;
+    Parts().config.writer = &writer;
     watcher.DeInit();
     const std::string bytes = DumpBytes();
     ASSERT_GE(bytes.size(), 2u);
@@ -241,7 +241,7 @@ TEST_F(DumpAndResume, ADumpWaitsUntilTheSelectionCanBeRead)
     const std::string selection = folder.ReadBytes(L"data.xml");
     folder.WriteBytes(L"data.xml", "<Data><Item");
     SelectAgain();
-    State().selection.primary.ClearAll();
+    Parts().selection.primary.ClearAll();
     watcher.Resume();
     EXPECT_TRUE(DumpExists());
     folder.WriteBytes(L"data.xml", selection);
@@ -298,8 +298,7 @@ TEST_F(DumpAndResume, ADeletionWhereSomethingElseIsNowMakesAFullEnumerationDue)
     notification->kind = NotificationKind::Deleted;
     const CString path = Write(L"once a folder");
     {
-        const CSingleLock lock(State().storeLock);
-        State().store.Put(path, notification);
+        Parts().pending.Put(path, notification);
     }
     watcher.DeInit();
     EXPECT_EQ(CompletionTime(), 0);
@@ -392,7 +391,7 @@ TEST_F(DumpAndResume, DamageOfADumpThatWasNotReplayedIsNoticedBeforeMoreIsAddedT
 
 TEST_F(DumpAndResume, ANoteThatCannotBeWrittenMakesTheNextStartLookAtEverything)
 {
-    State().due.BeginRun();
+    Parts().due.BeginRun();
     Handler().OnFileAdded(Write(L"a.txt"));
     const CString settings = folder.Path(L"data\\ServiceRunSettings.json");
     SetCompletionTime(12345);

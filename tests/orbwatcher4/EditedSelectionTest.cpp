@@ -1,6 +1,6 @@
 // A selection that was edited between two watches: what it includes now has never been looked at.
 #include "companions/settings/OrbSettings.h"
-#include "orbwatcher4/core/SelectionNote.h"
+#include "orbwatcher4/core/due/SelectionNote.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 
 namespace

@@ -1,4 +1,4 @@
-// What an enumeration asks of the system for each file that it meets.
+// The calls of the system that an enumeration makes for each file.
 #include "tests/orbwatcher4/WatcherFixture.h"
 #include "tests/support/ImportedCall.h"
 
@@ -40,7 +40,7 @@ protected:
     int CallsOfARun(ULONGLONG step)
     {
         watcher.ClearNotifications();
-        State().selection.primary.ClearJunctionCache();
+        Parts().selection.primary.ClearJunctionCache();
         g_asked = 0;
         g_step = step;
         const ImportedCall attributes(nullptr, "GetFileAttributesW", CountedAttributes);

@@ -1,4 +1,4 @@
-// What an enumeration believes of a folder's list, which may be behind the files: that of a file with several names
+// How far an enumeration trusts a folder's list, which may be behind the files: that of a file with several names
 // for as long as it is not opened by this one.
 #include "tests/orbwatcher4/WatcherFixture.h"
 #include "tests/support/ImportedCall.h"

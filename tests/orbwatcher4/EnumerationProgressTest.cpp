@@ -14,10 +14,10 @@ protected:
     EnumerationProgress Run()
     {
         EXPECT_EQ(watcher.StartFirstTimeRun(0), 1);
-        WatcherAccess::EndRuns(watcher);
+        WatcherAccess::Parts(watcher).enumerator.EndRuns();
         return watcher.GetEnumerationProgress();
     }
-    // Of the outcomes, those that came, with their counts.
+    // Returns the outcomes that came, with their counts.
     using Counts = std::map<PathOutcome, unsigned __int64>;
     static Counts CountsOf(const EnumerationProgress& progress)
     {
@@ -67,7 +67,7 @@ TEST_F(EnumerationCounts, WhatTheIndexKnowsIsUnchangedDelayedOrUploaded)
     RecordWithTime(uploaded, 1);
     std::uint64_t modified = 0;
     ASSERT_TRUE(GetFileTimes(uploaded, false, nullptr, &modified));
-    State().config.online->AddUploaded(uploaded, modified);
+    Parts().config.online->AddUploaded(uploaded, modified);
     SelectTree();
     EXPECT_EQ(CountsOf(Run()), (Counts{{PathOutcome::Queued, 2}, // the tree itself is new
                                        {PathOutcome::Unchanged, 1},
@@ -170,12 +170,12 @@ TEST_F(EnumerationCounts, ARunOverOneDriveIsGoingOnUntilItHasEnded)
 {
     SelectTree();
     {
-        const CSingleLock filter(State().selection.primaryLock); // it cannot get by
-        ASSERT_TRUE(WatcherAccess::StartSingleDriveRun(watcher, L"c:\\"));
+        const CSingleLock filter(Parts().selection.primaryLock); // it cannot get by
+        ASSERT_TRUE(WatcherAccess::Parts(watcher).enumerator.StartOn(L"c:\\"));
         EXPECT_EQ(watcher.GetEnumerationProgress().running, 1);
         EXPECT_EQ(watcher.IsFirstTimeEnumRunning(), 0);
     }
-    WatcherAccess::EndRuns(watcher);
+    WatcherAccess::Parts(watcher).enumerator.EndRuns();
     EXPECT_EQ(watcher.GetEnumerationProgress().running, 0);
     EXPECT_EQ(watcher.GetEnumerationProgress().folders, 1u);
 }
@@ -185,11 +185,11 @@ TEST_F(EnumerationCounts, ARunIsGoingOnAlsoWhenItIsHidden)
     SelectTree();
     watcher.SetFirstTimeWatcherHide(1);
     {
-        const CSingleLock filter(State().selection.primaryLock); // it cannot get by
+        const CSingleLock filter(Parts().selection.primaryLock); // it cannot get by
         ASSERT_EQ(watcher.StartFirstTimeRun(0), 1);
         EXPECT_EQ(watcher.GetEnumerationProgress().running, 1);
     }
-    WatcherAccess::EndRuns(watcher);
+    WatcherAccess::Parts(watcher).enumerator.EndRuns();
     EXPECT_EQ(watcher.GetEnumerationProgress().running, 0);
 }
 

@@ -19,7 +19,7 @@ TEST_F(Facade, ADataPathThatDoesNotExistLeavesTheOldOne)
     watcher.SetDataXmlPath(data);
     watcher.SetDataXmlPath(folder.Path(L"missing.xml"));
     watcher.SetDataXmlPath(L"");
-    EXPECT_EQ(State().config.files.data, data);
+    EXPECT_EQ(Parts().config.files.data, data);
 }
 
 TEST_F(Facade, AnAdvancedPathThatDoesNotExistLeavesTheOldOne)
@@ -27,28 +27,28 @@ TEST_F(Facade, AnAdvancedPathThatDoesNotExistLeavesTheOldOne)
     const CString advanced = WriteRules(L"advanced.xml", "");
     watcher.SetAdvancedFiltersPath(advanced);
     watcher.SetAdvancedFiltersPath(folder.Path(L"missing.xml"));
-    EXPECT_EQ(State().config.files.advanced, advanced);
+    EXPECT_EQ(Parts().config.files.advanced, advanced);
 }
 
 TEST_F(Facade, SetDataXMLFilesEmptiesTheSecondAndTheAdvancedPathWhenTheyDoNotExist)
 {
     const CString file = WriteRules(L"file.xml", "");
     watcher.SetDataXMLFiles(L"X:\\not there.xml", file, file);
-    EXPECT_STREQ(State().config.files.data, L"X:\\not there.xml"); // taken without a look
-    EXPECT_EQ(State().config.files.autoExclude, file);
+    EXPECT_STREQ(Parts().config.files.data, L"X:\\not there.xml"); // taken without a look
+    EXPECT_EQ(Parts().config.files.autoExclude, file);
     watcher.SetDataXMLFiles(L"", folder.Path(L"missing.xml"), folder.Path(L"missing.xml"));
-    EXPECT_STREQ(State().config.files.data, L"X:\\not there.xml");
-    EXPECT_TRUE(State().config.files.autoExclude.IsEmpty());
-    EXPECT_TRUE(State().config.files.advanced.IsEmpty());
+    EXPECT_STREQ(Parts().config.files.data, L"X:\\not there.xml");
+    EXPECT_TRUE(Parts().config.files.autoExclude.IsEmpty());
+    EXPECT_TRUE(Parts().config.files.advanced.IsEmpty());
 }
 
 TEST_F(Facade, SetSecondaryXMLFileTakesTheFirstUnseenAndTheSecondOnlyWhenItExists)
 {
     watcher.SetSecondaryXMLFile(L"X:\\a.xml", L"X:\\b.xml");
-    EXPECT_STREQ(State().config.files.secondary, L"X:\\a.xml");
-    EXPECT_TRUE(State().config.files.secondaryAutoExclude.IsEmpty());
+    EXPECT_STREQ(Parts().config.files.secondary, L"X:\\a.xml");
+    EXPECT_TRUE(Parts().config.files.secondaryAutoExclude.IsEmpty());
     watcher.SetSecondaryXMLFile(L"", nullptr);
-    EXPECT_TRUE(State().config.files.secondary.IsEmpty());
+    EXPECT_TRUE(Parts().config.files.secondary.IsEmpty());
 }
 
 TEST_F(Facade, InitKeepsTheSecondaryPathsTheAdvancedPathAndTheExtensionLists)
@@ -63,16 +63,16 @@ TEST_F(Facade, InitKeepsTheSecondaryPathsTheAdvancedPathAndTheExtensionLists)
     watcher.SetBlockLevelExt(L"*.PST");
     watcher.SetFirstTimeWatcherHide(1);
     watcher.Init();
-    for (const CString* path :
-         {&State().config.files.data, &State().config.files.autoExclude, &State().config.queueDatabase,
-          &State().config.indexDatabase, &State().destBackupFolderDB})
+    for (const CString* path : {&Parts().config.files.data, &Parts().config.files.autoExclude,
+                                &Parts().config.queueDatabase, &Parts().config.indexDatabase})
         EXPECT_TRUE(path->IsEmpty());
-    EXPECT_EQ(State().config.files.secondary, file);
-    EXPECT_EQ(State().config.files.secondaryAutoExclude, file);
-    EXPECT_EQ(State().config.files.advanced, file);
-    EXPECT_STREQ(State().config.instantRunNames, L"*.doc");
-    EXPECT_STREQ(State().config.blockLevelNames, L"*.pst");
-    EXPECT_EQ(State().firstTimeHidden, 0);
+    EXPECT_TRUE(Parts().selection.Destination().IsEmpty());
+    EXPECT_EQ(Parts().config.files.secondary, file);
+    EXPECT_EQ(Parts().config.files.secondaryAutoExclude, file);
+    EXPECT_EQ(Parts().config.files.advanced, file);
+    EXPECT_STREQ(Parts().config.instantRunNames, L"*.doc");
+    EXPECT_STREQ(Parts().config.blockLevelNames, L"*.pst");
+    EXPECT_EQ(WatcherAccess::Hidden(watcher), 0);
     EXPECT_EQ(watcher.IsInitilized(), 1);
 }
 
@@ -80,7 +80,7 @@ TEST_F(Facade, ANullInstantRunListLeavesTheOldOne)
 {
     watcher.SetInstantRunExt(L"*.doc");
     watcher.SetInstantRunExt(nullptr);
-    EXPECT_STREQ(State().config.instantRunNames, L"*.doc");
+    EXPECT_STREQ(Parts().config.instantRunNames, L"*.doc");
 }
 
 TEST_F(Facade, SpeedModesZeroAndTwoTakeTheThrottleAwayAndAllOthersSetThreeMilliseconds)
@@ -89,17 +89,17 @@ TEST_F(Facade, SpeedModesZeroAndTwoTakeTheThrottleAwayAndAllOthersSetThreeMillis
     const DWORD throttles[] = {3, 0, 3, 0, 3};
     for (int i = 0; i < 5; ++i) {
         watcher.UpdateThreadsPriority(static_cast<CPUSpeedMode>(modes[i]));
-        EXPECT_EQ(State().enumThrottleMs, throttles[i]) << modes[i];
+        EXPECT_EQ(WatcherAccess::Pause(watcher), throttles[i]) << modes[i];
     }
 }
 
 TEST_F(Facade, AHiddenFirstTimeRunReportsThatNoneIsRunning)
 {
-    State().firstTime.running = 1;
+    WatcherAccess::SetRunning(watcher, true);
     EXPECT_EQ(watcher.IsFirstTimeEnumRunning(), 1);
     watcher.SetFirstTimeWatcherHide(1);
     EXPECT_EQ(watcher.IsFirstTimeEnumRunning(), 0);
-    State().firstTime.running = 0;
+    WatcherAccess::SetRunning(watcher, false);
 }
 
 TEST_F(Facade, SettingTheOverlayIsLogged)
@@ -160,10 +160,10 @@ TEST_F(Facade, SharedEventsAreOpenToEveryAccount)
 TEST_F(Facade, ProgressStopsOnceTheStopSignalIsSet)
 {
     watcher.UpdateThreadsPriority(CPUSpeedFull);
-    EXPECT_TRUE(WatcherAccess::Progress(watcher));
-    State().stop.SetEvent();
-    EXPECT_FALSE(WatcherAccess::Progress(watcher));
-    State().stop.ResetEvent();
+    EXPECT_TRUE(Parts().enumerator.Found().GoOn());
+    Parts().stop.SetEvent();
+    EXPECT_FALSE(Parts().enumerator.Found().GoOn());
+    Parts().stop.ResetEvent();
     bool found = false;
     for (const LogCapture::Line& line : log.Lines())
         found = found || (line.text == L"Used Aborted, stop enumeration" && line.level == LogLevel::Abort &&

@@ -1,5 +1,5 @@
 // Directory entries, and what it means that there is none.
-#include "orbwatcher4/core/FileFindData.h"
+#include "orbwatcher4/core/environment/FileFindData.h"
 #include "tests/orbwatcher4/LogCapture.h"
 #include "tests/support/TempFolder.h"
 

@@ -36,7 +36,7 @@ protected:
     void Run(int reload = 0)
     {
         ASSERT_EQ(watcher.StartFirstTimeRun(reload), 1);
-        WatcherAccess::EndRuns(watcher);
+        WatcherAccess::Parts(watcher).enumerator.EndRuns();
     }
     std::string FileItem(const CString& path) { return Item(L"path=\"" + std::wstring(path) + L"\""); }
 };
@@ -72,16 +72,12 @@ TEST_F(FirstTimeRun, OfADriveWithSingleFilesOnlyReportsThoseOnceAndReadsNoFolder
 TEST_F(FirstTimeRun, IsRefusedWhileOneIsGoingOn)
 {
     SelectTree();
-    {
-        const CSingleLock lock(State().firstTime.lock);
-        State().firstTime.running = 1;
-    }
+    WatcherAccess::SetRunning(watcher, true);
     EXPECT_EQ(watcher.StartFirstTimeRun(0), 0);
     EXPECT_EQ(watcher.IsFirstTimeEnumRunning(), 1);
     watcher.SetFirstTimeWatcherHide(1);
     EXPECT_EQ(watcher.IsFirstTimeEnumRunning(), 0);
-    const CSingleLock lock(State().firstTime.lock);
-    State().firstTime.running = 0;
+    WatcherAccess::SetRunning(watcher, false);
 }
 
 TEST_F(FirstTimeRun, PassesOverADriveWhoseVolumeIsAnother)
@@ -114,8 +110,7 @@ TEST_F(FirstTimeRun, ReportsAFileThatIsThereThoughItsDeletionIsPending)
     auto deletion = std::make_shared<Notification>();
     deletion->kind = NotificationKind::Deleted;
     {
-        const CSingleLock lock(State().storeLock);
-        State().store.Put(path, deletion);
+        Parts().pending.Put(path, deletion);
     }
     Run();
     ASSERT_TRUE(Pending(path));
@@ -159,9 +154,9 @@ TEST_F(FirstTimeRun, ThatCannotReadTheIndexSaysSoAndMakesAnotherOneDue)
 
 TEST_F(FirstTimeRun, IsMadeDueAgainWhereAnotherProcessHasNotedOneSinceThen)
 {
-    ASSERT_TRUE(State().due.MakeFull());
+    ASSERT_TRUE(Parts().due.MakeFull());
     folder.WriteBytes(L"data\\ServiceRunSettings.json", R"({"Backup":{"FirstTimeRunTime":12345}})");
-    ASSERT_TRUE(State().due.MakeFull());
+    ASSERT_TRUE(Parts().due.MakeFull());
     GetServiceRunSettings().Load();
     EXPECT_EQ(GetServiceRunSettings().GetValue(L"Backup::FirstTimeRunTime", -1), 0);
 }
@@ -179,7 +174,7 @@ TEST_F(FirstTimeRun, OfADisasterRecoveryWatcherGoesByTheMapOfItsOwn)
     ASSERT_TRUE(recovery.LoadSelection());
     CIndexDB::m_mapDeletePtr[there] = 1; // another watcher's
     ASSERT_EQ(recovery.StartFirstTimeRun(0), 1);
-    WatcherAccess::EndRuns(recovery);
+    WatcherAccess::Parts(recovery).enumerator.EndRuns();
     EXPECT_TRUE(log.Has(L"Removing deleted file from DR backup: " + std::wstring(gone)));
     EXPECT_EQ(CIndexDB::m_mapDeletePtr.size(), 1u);
     EXPECT_TRUE(CIndexDB::m_mapDeleteDRPtr.empty());
@@ -203,9 +198,9 @@ TEST_F(FirstTimeRun, ThatIsAbortedReportsNothingAsRemovedAndClosesItsEvent)
     SelectTree();
     RecordWithTime(InTree(L"gone.txt"), 1);
     CIndexDB::m_mapDeletePtr[InTree(L"gone.txt")] = 1;
-    State().stop.SetEvent();
+    Parts().stop.SetEvent();
     Run();
-    State().stop.ResetEvent();
+    Parts().stop.ResetEvent();
     EXPECT_FALSE(Pending(InTree(L"gone.txt")));
     EXPECT_TRUE(log.Has(L"Close first time event handle"));
     const CString name = GetMainSettings().GetMainSettingsMutex(L"mutexs::GUID_FIRSTTIME_RUNNING");
@@ -219,9 +214,9 @@ TEST_F(FirstTimeRun, SignalsItsCompletionUnlessItWasAborted)
     const wchar_t* name = L"orbwatcher4-test-first-time-completed";
     const KernelHandle completed(CreateEventW(nullptr, TRUE, FALSE, name));
     watcher.SetFirstTimeCompletionEvent(name);
-    State().stop.SetEvent();
+    Parts().stop.SetEvent();
     Run();
-    State().stop.ResetEvent();
+    Parts().stop.ResetEvent();
     EXPECT_FALSE(IsSignalled(completed.Get()));
     EXPECT_EQ(watcher.IsFirstTimeFinshedsuccessfully(), 1);
     EXPECT_EQ(watcher.IsFirstTimeEnumRunning(), 0);
@@ -237,7 +232,7 @@ TEST_F(FirstTimeRun, ItsCompletionIsNotedUnlessSomethingWasLostMeanwhile)
     const auto noted = [] { return GetServiceRunSettings().GetValue(L"Backup::FirstTimeRunTime", -1); };
     EXPECT_EQ(noted(), static_cast<std::int32_t>(clock.Seconds()));
     Run();
-    State().due.MakeFull();
+    Parts().due.MakeFull();
     watcher.NoteFirstTimeRunCompleted();
     EXPECT_EQ(noted(), 0);
 }
@@ -276,10 +271,10 @@ TEST_F(FirstTimeRun, WithAReloadGivesTheSecondarySelectionTheAdvancedRules)
     watcher.SetAdvancedFiltersPath(advanced);
     watcher.SetSecondaryXMLFile(WriteRules(L"second.xml", TreeItem()), nullptr);
     SelectTree();
-    EXPECT_EQ(State().selection.secondary.CheckForAdvancedInclusion(path), Included);
-    EXPECT_EQ(State().selection.primary.CheckForAdvancedInclusion(path), Excluded);
+    EXPECT_EQ(Parts().selection.secondary.CheckForAdvancedInclusion(path), Included);
+    EXPECT_EQ(Parts().selection.primary.CheckForAdvancedInclusion(path), Excluded);
     Run(1);
-    EXPECT_EQ(State().selection.secondary.CheckForAdvancedInclusion(path), Excluded);
+    EXPECT_EQ(Parts().selection.secondary.CheckForAdvancedInclusion(path), Excluded);
 }
 
 TEST_F(FirstTimeRun, IsEndedByAnAbort)
@@ -297,12 +292,12 @@ TEST_F(FirstTimeRun, OfOneDriveLooksEverywhereAgainAlsoWhileAnotherRunGoesOn)
 {
     SelectTree();
     CString seen = tree; // by the other run, before the change
-    JunctionAccess::AddScanned(State().selection.primary, seen);
-    State().firstTime.running = 1;
+    JunctionAccess::AddScanned(Parts().selection.primary, seen);
+    WatcherAccess::SetRunning(watcher, true);
     const CString late = Write(L"late.txt");
-    ASSERT_TRUE(WatcherAccess::StartSingleDriveRun(watcher, L"c:\\"));
-    WatcherAccess::EndRuns(watcher);
-    State().firstTime.running = 0;
+    ASSERT_TRUE(WatcherAccess::Parts(watcher).enumerator.StartOn(L"c:\\"));
+    WatcherAccess::Parts(watcher).enumerator.EndRuns();
+    WatcherAccess::SetRunning(watcher, false);
     EXPECT_TRUE(Pending(late));
 }
 
@@ -350,18 +345,18 @@ TEST_F(DriveUpdates, AVolumeThatCameUnderAnotherLetterTakesItsRulesAlong)
     // Drive E: was Q: when its rules were made.
     Select(Item(L"path=\"q:\\data\" type=\"1\" includeSub=\"1\""));
     {
-        const CSingleLock lock(State().driveListLock);
-        State().drives = {{L"q:\\", {1330791013, true, 1}}};
+        const CSingleLock lock(Parts().drives.lock);
+        Parts().drives.list = {{L"q:\\", {1330791013, true, 1}}};
     }
     watcher.UpdateDrive(L"E:\\", WatcherEnum::NoAction);
-    EXPECT_TRUE(State().selection.primary.RulesOf(L"e:\\").empty());
+    EXPECT_TRUE(Parts().selection.primary.RulesOf(L"e:\\").empty());
     watcher.UpdateDrive(L"E:\\", WatcherEnum::DriveReappeared);
-    ASSERT_EQ(State().selection.primary.RulesOf(L"e:\\").size(), 1u);
-    EXPECT_STREQ(State().selection.primary.RulesOf(L"e:\\")[0]->path, L"e:\\data\\");
-    const CSingleLock lock(State().driveListLock);
-    ASSERT_EQ(State().drives.size(), 1u);
-    EXPECT_EQ(State().drives[L"e:\\"].serial, 1330791013);
-    EXPECT_EQ(State().drives[L"e:\\"].removed, 0);
+    ASSERT_EQ(Parts().selection.primary.RulesOf(L"e:\\").size(), 1u);
+    EXPECT_STREQ(Parts().selection.primary.RulesOf(L"e:\\")[0]->path, L"e:\\data\\");
+    const CSingleLock lock(Parts().drives.lock);
+    ASSERT_EQ(Parts().drives.list.size(), 1u);
+    EXPECT_EQ(Parts().drives.list[L"e:\\"].serial, 1330791013);
+    EXPECT_EQ(Parts().drives.list[L"e:\\"].removed, 0);
 }
 
 TEST_F(DriveUpdates, ARemovedDriveIsNoLongerWatchedWhenTheCallReturns)
@@ -377,12 +372,12 @@ TEST_F(DriveUpdates, ARemovedDriveIsNoLongerWatchedWhenTheCallReturns)
 TEST_F(DriveUpdates, RemovingADriveWithoutAWatchThreadReturnsAtOnce)
 {
     {
-        const CSingleLock lock(State().driveListLock);
-        State().drives = {{L"e:\\", {0, true, 0}}};
+        const CSingleLock lock(Parts().drives.lock);
+        Parts().drives.list = {{L"e:\\", {0, true, 0}}};
     }
     watcher.UpdateDrive(L"e:\\", WatcherEnum::DriveRemoved);
-    const CSingleLock lock(State().driveListLock);
-    EXPECT_EQ(State().drives[L"e:\\"].removed, 1);
+    const CSingleLock lock(Parts().drives.lock);
+    EXPECT_EQ(Parts().drives.list[L"e:\\"].removed, 1);
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 // A data folder that belongs to another selection, or to another index.
 #include "companions/settings/OrbSettings.h"
-#include "orbwatcher4/core/DumpFile.h"
+#include "orbwatcher4/core/pending/DumpFile.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 
 namespace
@@ -21,7 +21,7 @@ protected:
 
     void Use(COrbWatcher& user, const CString& selection, const CString& index)
     {
-        WatcherAccess::State(user).config.clock = &clock;
+        WatcherAccess::Parts(user).config.clock = &clock;
         user.SetDataXmlPath(selection);
         user.SetIndexDB(index);
     }
@@ -81,7 +81,7 @@ TEST_F(FolderUse, WhatIsPendingForOneSelectionOutlivesAWatcherOfAnother)
     Use(next, folder.Path(L"data.xml"), folder.Path(L"index.db"));
     next.Resume();
     EXPECT_EQ(next.GetTotalFilesInMem(), 1);
-    EXPECT_TRUE(WatcherAccess::State(next).store.Find(pending));
+    EXPECT_TRUE(WatcherAccess::Parts(next).pending.Find(pending));
 }
 
 TEST_F(FolderUse, WhatIsPendingForOneIndexOutlivesAWatcherOfAnother)
@@ -117,10 +117,10 @@ TEST_F(FolderUse, AWatcherOfAnotherSelectionHasAFullEnumerationDueAtEachStart)
         Use(other, Other(), folder.Path(L"index.db"));
         other.Resume();
         ASSERT_TRUE(other.LoadSelection());
-        EXPECT_EQ(WatcherAccess::State(other).due.FullCompletedAt(), 0);
-        WatcherAccess::State(other).due.FullBegins();
+        EXPECT_EQ(WatcherAccess::Parts(other).due.FullCompletedAt(), 0);
+        WatcherAccess::Parts(other).due.FullBegins();
         other.NoteFirstTimeRunCompleted();
-        EXPECT_EQ(WatcherAccess::State(other).due.FullCompletedAt(), clock.Seconds());
+        EXPECT_EQ(WatcherAccess::Parts(other).due.FullCompletedAt(), clock.Seconds());
         other.DeInit();
     }
     EXPECT_EQ(FullTime(), clock.Seconds());
@@ -139,7 +139,7 @@ TEST_F(FolderUse, WhatAnotherSelectionHasMadeDueIsNotUsedUp)
     other.Init();
     Use(other, Other(), folder.Path(L"index.db"));
     other.Resume();
-    WatcherAccess::State(other).due.FullBegins();
+    WatcherAccess::Parts(other).due.FullBegins();
     other.NoteFirstTimeRunCompleted();
     other.DeInit();
     watcher.Init();
@@ -155,7 +155,7 @@ TEST_F(FolderUse, TheSameFileUnderAnotherNameIsTheSameSelection)
     next.Init();
     Use(next, CString(folder.Path(L"tree")) + L"\\..\\DATA.XML", folder.Path(L"INDEX.DB"));
     next.Resume();
-    EXPECT_TRUE(WatcherAccess::State(next).store.Find(pending));
+    EXPECT_TRUE(WatcherAccess::Parts(next).pending.Find(pending));
 }
 
 TEST_F(FolderUse, AnIndexThatIsNotTheOneOfTheLastRunMakesAFullEnumerationDue)
@@ -207,7 +207,7 @@ TEST_F(FolderUse, AFolderThatRemembersNothingIsTakenOver)
     next.Init();
     Use(next, folder.Path(L"data.xml"), folder.Path(L"other.db"));
     next.Resume();
-    EXPECT_TRUE(WatcherAccess::State(next).store.Find(pending));
+    EXPECT_TRUE(WatcherAccess::Parts(next).pending.Find(pending));
     EXPECT_NE(folder.ReadBytes(L"data\\ServiceRunSettings.json").find("other.db"), std::string::npos);
 }
 

@@ -1,4 +1,4 @@
-// What handing a file out asks of the system.
+// The calls of the system that the hand-out of a file makes.
 #include "tests/orbwatcher4/WatcherFixture.h"
 #include "tests/support/ImportedCall.h"
 

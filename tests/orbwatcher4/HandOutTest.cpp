@@ -1,6 +1,7 @@
 // Handing pending files out, on real files.
 #include "companions/online/OnlineCallbackHandler.h"
 #include "companions/settings/OrbSettings.h"
+#include "orbwatcher4/core/environment/NamePatterns.h"
 #include "support/Hashes.h"
 #include "support/SystemPath.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
@@ -148,12 +149,12 @@ TEST_F(HandOuts, AnEmptyStoreGivesItsMemoryBackEachTimeItWasFilledAgain)
     QueueDatum datum;
     for (int round = 0; round < 2; ++round) {
         for (int i = 0; i < 2000; ++i)
-            State().store.Put(InTree(L"gone" + std::to_wstring(i)), std::make_shared<Notification>());
+            WatcherAccess::Store(watcher).Put(InTree(L"gone" + std::to_wstring(i)), std::make_shared<Notification>());
         EXPECT_FALSE(Next(datum)); // drops them all
-        ASSERT_EQ(State().store.LiveCount(), 0);
-        EXPECT_GT(State().store.TableBytes(), 0u);
+        ASSERT_EQ(WatcherAccess::Store(watcher).LiveCount(), 0);
+        EXPECT_GT(WatcherAccess::Store(watcher).TableBytes(), 0u);
         EXPECT_FALSE(Next(datum)); // finds it empty
-        EXPECT_EQ(State().store.TableBytes(), 0u) << round;
+        EXPECT_EQ(WatcherAccess::Store(watcher).TableBytes(), 0u) << round;
     }
 }
 
@@ -183,8 +184,7 @@ TEST_F(HandOuts, AFileThatIsGoneIsDroppedWithItsMessage)
 TEST_F(HandOuts, AFileOnADriveThatIsAwayIsKept)
 {
     {
-        const CSingleLock lock(State().storeLock);
-        State().store.Put(L"Y:\\docs\\a.txt", std::make_shared<Notification>());
+        Parts().pending.Put(L"Y:\\docs\\a.txt", std::make_shared<Notification>());
     }
     QueueDatum datum;
     EXPECT_FALSE(Next(datum));
@@ -264,7 +264,7 @@ TEST_F(HandOuts, OnlineAFileThatWasUploadedAsItIsIsDropped)
     const CString path = AddFile(L"a.txt");
     std::uint64_t modified = 0;
     ASSERT_TRUE(GetFileTimes(path, false, nullptr, &modified));
-    State().config.online->AddUploaded(path, modified);
+    Parts().config.online->AddUploaded(path, modified);
     QueueDatum datum;
     EXPECT_FALSE(Next(datum));
     EXPECT_TRUE(log.Has(L"Skipping duplicate notification for file " + std::wstring(path) + L"."));
@@ -275,7 +275,7 @@ TEST_F(HandOuts, OnlineANewVersionOfAnUploadedFileIsDelayed)
 {
     GoOnline();
     const CString path = AddFile(L"a.txt");
-    State().config.online->AddUploaded(path, 1);
+    Parts().config.online->AddUploaded(path, 1);
     QueueDatum datum;
     EXPECT_FALSE(Next(datum));
     EXPECT_TRUE(log.Has(L"Delaying new version notification for file " + std::wstring(path) + L"."));
@@ -285,7 +285,7 @@ TEST_F(HandOuts, OnlineANewVersionOfAnUploadedFileIsDelayed)
 TEST_F(HandOuts, OfflineTheUploadTableIsNotAsked)
 {
     const CString path = AddFile(L"a.txt");
-    State().config.online->AddUploaded(path, 1);
+    Parts().config.online->AddUploaded(path, 1);
     QueueDatum datum;
     EXPECT_TRUE(Next(datum));
 }
@@ -333,8 +333,8 @@ TEST_F(HandOuts, AFileOfTheBlockLevelListIsMarkedAndAFolderOfThatNameIsNot)
     Handler().OnFileAdded(MakeFolder(L"folder.pst"));
     ASSERT_TRUE(Next(datum));
     EXPECT_FALSE(datum.flags & 0x80);
-    EXPECT_FALSE(WatcherAccess::UsesBlockLevel(watcher, InTree(L"data12.bin")));
-    EXPECT_TRUE(WatcherAccess::UsesBlockLevel(watcher, InTree(L"DATA1.bin")));
+    EXPECT_FALSE(MatchesNamePatterns(InTree(L"data12.bin"), Parts().config.blockLevelNames));
+    EXPECT_TRUE(MatchesNamePatterns(InTree(L"DATA1.bin"), Parts().config.blockLevelNames));
 }
 
 TEST_F(HandOuts, ADedupCandidateLosesItsMarkInAnIgnoredFolder)
@@ -353,7 +353,7 @@ TEST_F(HandOuts, ADedupCandidateLosesItsMarkInAnIgnoredFolder)
 TEST_F(HandOuts, IgnoredDedupTriesNameExtensionAndFoldersFromTheSecondBackslashOn)
 {
     const wchar_t* path = L"C:\\Users\\Alice\\Docs\\File.TXT";
-    const auto ignored = [&] { return State().config.notForDedup.Contains(path); };
+    const auto ignored = [&] { return Parts().config.notForDedup.Contains(path); };
     const auto only = [&](const wchar_t* folderKey) { watcher.SetIgnoredDedup({}, {}, {PathHash64(folderKey)}); };
     EXPECT_FALSE(ignored());
     watcher.SetIgnoredDedup({PathHash64(L"file.txt")}, {}, {});
@@ -402,9 +402,9 @@ TEST_F(HandOuts, DrainingManyFilesLooksAtEachSlotAboutOnce)
     constexpr int Count = 300;
     for (int i = 0; i < Count; ++i)
         AddFile((L"f" + std::to_wstring(i)).c_str());
-    const std::uint64_t before = State().store.SlotsVisited();
+    const std::uint64_t before = WatcherAccess::Store(watcher).SlotsVisited();
     EXPECT_EQ(Drain().size(), std::size_t(Count));
-    EXPECT_LE(State().store.SlotsVisited() - before, std::uint64_t(Count) * 8 + 64);
+    EXPECT_LE(WatcherAccess::Store(watcher).SlotsVisited() - before, std::uint64_t(Count) * 8 + 64);
 }
 
 TEST_F(HandOuts, PendingDeletionsAreNotHandedOutAndDoNotKeepOthersBack)

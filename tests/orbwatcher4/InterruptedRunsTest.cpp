@@ -50,13 +50,13 @@ protected:
         });
         {
             // The walk waits at the first file that it reports.
-            const CSingleLock held(State().storeLock);
+            const PendingStore::Locked held(Parts().pending);
             ASSERT_EQ(watcher.StartFirstTimeRun(0), 1);
             EXPECT_TRUE(walking.Lock(20000));
             then();
         }
         g_OrbLog.RemoveSink(sink);
-        WatcherAccess::EndRuns(watcher);
+        WatcherAccess::Parts(watcher).enumerator.EndRuns();
     }
     bool IsEnumerationDue()
     {
@@ -89,8 +89,8 @@ TEST_F(InterruptedRuns, AStopEndsAWalkAtTheNextEntryAndMakesAnotherOneDue)
     for (int i = 0; i < 200; ++i)
         Write(std::to_wstring(i));
     SelectTree();
-    RunUntilTheFirstFile([&] { State().stop.SetEvent(); });
-    State().stop.ResetEvent();
+    RunUntilTheFirstFile([&] { Parts().stop.SetEvent(); });
+    Parts().stop.ResetEvent();
     EXPECT_LE(watcher.GetTotalFilesInMem(), 1);
     EXPECT_TRUE(IsEnumerationDue());
 }
@@ -108,11 +108,11 @@ TEST_F(InterruptedRuns, AStopInTheMiddleOfAProcessingKeepsEveryDeletion)
     // The log is asked for each item: in the middle of them comes the stop.
     const std::uint64_t sink = g_OrbLog.AddSink([&](const LogLine& line) {
         if (std::wstring_view(line.text) == L"New deleted item" && ++skipped == 1000)
-            State().stop.SetEvent();
+            Parts().stop.SetEvent();
     });
     watcher.ImmediateProcessDeletedFiles();
     g_OrbLog.RemoveSink(sink);
-    State().stop.ResetEvent();
+    Parts().stop.ResetEvent();
     EXPECT_EQ(skipped, 1000);
     ASSERT_TRUE(Pending(InTree(L"d")));
     watcher.ImmediateProcessDeletedFiles();
@@ -155,12 +155,12 @@ TEST_F(InterruptedRuns, AStopWhileOneDrivesDeletionsAreReportedMakesAFullEnumera
     SelectTree();
     const std::uint64_t sink = g_OrbLog.AddSink([&](const LogLine& line) {
         if (std::wstring_view(line.text).starts_with(L"Removing deleted file from data backup"))
-            State().stop.SetEvent();
+            Parts().stop.SetEvent();
     });
-    ASSERT_TRUE(WatcherAccess::StartSingleDriveRun(watcher, L"c:\\"));
-    WatcherAccess::EndRuns(watcher);
+    ASSERT_TRUE(WatcherAccess::Parts(watcher).enumerator.StartOn(L"c:\\"));
+    WatcherAccess::Parts(watcher).enumerator.EndRuns();
     g_OrbLog.RemoveSink(sink);
-    State().stop.ResetEvent();
+    Parts().stop.ResetEvent();
     EXPECT_EQ(watcher.GetTotalFilesInMem(), 2); // the tree and one deletion
     EXPECT_TRUE(IsEnumerationDue());
 }

@@ -15,7 +15,7 @@ protected:
     EnumerationProgress Run()
     {
         EXPECT_EQ(watcher.StartFirstTimeRun(0), 1);
-        WatcherAccess::EndRuns(watcher);
+        WatcherAccess::Parts(watcher).enumerator.EndRuns();
         return watcher.GetEnumerationProgress();
     }
     PathExplanation::Reason ReasonOf(const CString& path) { return watcher.Explain(path).reason; }
@@ -123,7 +123,7 @@ TEST_F(KeptOutOfAWatch, TheSecondSelectionDoesNotBringTheDestinationBack)
     ASSERT_TRUE(watcher.LoadSelection());
     watcher.SetDestBackupFolderDB(InTree(L"Backup"));
     const CString path = Write(L"Backup\\a.txt");
-    EXPECT_EQ(State().selection.secondary.CheckForInclusion(path, nullptr, true, false), NotIncluded);
+    EXPECT_EQ(Parts().selection.secondary.CheckForInclusion(path, nullptr, true, false), NotIncluded);
 }
 
 TEST_F(KeptOutOfAWatch, FilesThatTheProgramWritesAreItsOwn)

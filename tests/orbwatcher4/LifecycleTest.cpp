@@ -25,7 +25,7 @@ TEST_F(Lifecycle, DeInitStopsAWatcherThatRuns)
     watcher.StartWatch();
     EXPECT_TRUE(watcher.WaitUntilReady(20000));
     watcher.DeInit();
-    EXPECT_FALSE(State().watchThread);
+    EXPECT_FALSE(Parts().supervisor.IsStarted());
     EXPECT_TRUE(watcher.GetWatchedRoots().empty());
 }
 
@@ -45,10 +45,10 @@ TEST_F(Lifecycle, AReloadKeepsTheBackupFolderWhileTheSettingsCannotBeRead)
 TEST_F(Lifecycle, AReloadForgetsWhatIsGoneFromTheFileBesideTheRules)
 {
     Select("<GlobalExclude>old</GlobalExclude>" + Item(L"path=\"\\\\server\\share\\a\" type=\"1\""));
-    EXPECT_TRUE(State().selection.primary.NetworkInclude());
+    EXPECT_TRUE(Parts().selection.primary.NetworkInclude());
     SelectTree();
-    EXPECT_FALSE(State().selection.primary.NetworkInclude());
-    EXPECT_TRUE(State().selection.primary.GlobalExclude().IsEmpty());
+    EXPECT_FALSE(Parts().selection.primary.NetworkInclude());
+    EXPECT_TRUE(Parts().selection.primary.GlobalExclude().IsEmpty());
 }
 
 TEST_F(Lifecycle, AReloadWhoseAdvancedFileCannotBeReadKeepsTheAdvancedRules)
@@ -68,7 +68,7 @@ TEST_F(Lifecycle, AReloadWhoseAdvancedFileCannotBeReadKeepsTheAdvancedRules)
 TEST_F(Lifecycle, StoppingAWatcherThatNeverStartedDoesNothingHarmful)
 {
     EXPECT_EQ(watcher.AbortWatching(), 1);
-    EXPECT_FALSE(State().stop.IsSet());
+    EXPECT_FALSE(Parts().stop.IsSet());
 }
 
 TEST_F(Lifecycle, StartingWhileWatchingStopsTheOldRunFirst)
@@ -77,9 +77,9 @@ TEST_F(Lifecycle, StartingWhileWatchingStopsTheOldRunFirst)
     watcher.StartWatch();
     EXPECT_EQ(watcher.StartWatch(), 1);
     EXPECT_TRUE(watcher.WaitUntilReady(20000));
-    EXPECT_FALSE(State().stop.IsSet());
+    EXPECT_FALSE(Parts().stop.IsSet());
     watcher.AbortWatching();
-    EXPECT_FALSE(State().watching.IsSet());
+    EXPECT_FALSE(Parts().selection.requestedRoots.IsWatching());
 }
 
 TEST_F(Lifecycle, AReloadTakesRulesAwayThatAreGoneFromTheFile)
@@ -105,7 +105,7 @@ TEST_F(Lifecycle, DeInitEmptiesFiltersAndStore)
     SelectTree();
     Handler().OnFileAdded(Write(L"a.txt"));
     watcher.DeInit();
-    EXPECT_FALSE(State().selection.primary.HasRules());
+    EXPECT_FALSE(Parts().selection.primary.HasRules());
     EXPECT_EQ(watcher.GetTotalFilesInMem(), 0);
 }
 

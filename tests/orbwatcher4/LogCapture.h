@@ -34,7 +34,7 @@ public:
         const std::scoped_lock lock(m_mutex);
         return m_lines;
     }
-    // How many lines are exactly this text.
+    // Returns the number of lines that are exactly this text.
     int Count(const std::wstring& text) const
     {
         const std::vector<Line> lines = Lines();

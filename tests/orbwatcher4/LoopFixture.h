@@ -4,7 +4,7 @@
 #include "companions/settings/OrbSettings.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 
-#include <optional>
+#include <memory>
 
 class LoopFixture : public WatcherFixture
 {
@@ -21,7 +21,7 @@ protected:
 
     WatchLoop& Start()
     {
-        m_loop.emplace(watcher, State());
+        m_loop.reset(new WatchLoop(WatcherAccess::Loop(watcher)));
         m_loop->Start();
         return *m_loop;
     }
@@ -41,5 +41,5 @@ protected:
     std::vector<std::string> rescans; // why roots were enumerated again
 
 private:
-    std::optional<WatchLoop> m_loop;
+    std::unique_ptr<WatchLoop> m_loop;
 };

@@ -1,4 +1,4 @@
-#include "orbwatcher4/core/NotificationStore.h"
+#include "orbwatcher4/core/pending/NotificationStore.h"
 
 #include <gtest/gtest.h>
 
@@ -265,7 +265,7 @@ TEST(NotificationStore, ARoundThatLosesItsBeginningComesUponNothingTwice)
     EXPECT_EQ(seen.size(), 3000u);
 }
 
-// What a plain table of the same paths would hold, after the same steps.
+// A plain table of the same paths, after the same steps.
 TEST(NotificationStore, HoldsWhatAPlainTableHoldsWhateverIsDoneToIt)
 {
     NotificationStore store;

@@ -1,4 +1,4 @@
-// What changes because the watcher runs.
+// The files that change because the watcher runs.
 #include "tests/orbwatcher4/WatcherFixture.h"
 
 namespace
@@ -56,7 +56,7 @@ TEST_F(OwnFilesOfAWatcher, AreLeftOutByAnEnumeration)
     Write(L"index.db-wal");
     folder.WriteBytes(L"data\\UserConfigurations.json", "{}");
     ASSERT_EQ(watcher.StartFirstTimeRun(0), 1);
-    WatcherAccess::EndRuns(watcher);
+    WatcherAccess::Parts(watcher).enumerator.EndRuns();
     EXPECT_EQ(watcher.GetEnumerationProgress().Of(PathOutcome::OwnFile), 3u); // the data folder counts as one
 }
 

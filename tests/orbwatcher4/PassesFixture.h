@@ -17,8 +17,8 @@ protected:
             DetachDrive(letter);
     }
 
-    void RequestDeletions() { SetEvent(State().deletedFilesEvent.Get()); }
-    bool WorkerWasStarted() { return static_cast<bool>(State().deletedFilesThread); }
+    void RequestDeletions() { SetEvent(WatcherAccess::DeletionsEvent(watcher)); }
+    bool WorkerWasStarted() { return static_cast<bool>(WatcherAccess::DeletionsThread(watcher)); }
 
     std::wstring Attach(char letter, const wchar_t* name, unsigned serial)
     {

@@ -17,8 +17,7 @@ protected:
         auto notification = std::make_shared<Notification>();
         notification->kind = kind;
         notification->ruleFlags = flags;
-        const CSingleLock lock(State().storeLock);
-        State().store.Put(path, notification);
+        Parts().pending.Put(path, notification);
     }
     int Export(int most)
     {

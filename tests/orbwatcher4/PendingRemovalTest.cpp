@@ -15,16 +15,12 @@ protected:
         for (const wchar_t* name : {L"d\\a.TXT", L"d\\b.doc", L"d\\e\\c.txt", L"dd.txt"})
             Put(Write(name));
     }
-    void Put(const CString& path)
-    {
-        const CSingleLock lock(State().storeLock);
-        State().store.Put(path, std::make_shared<Notification>());
-    }
+    void Put(const CString& path) { Parts().pending.Put(path, std::make_shared<Notification>()); }
     std::set<std::wstring> Left()
     {
         std::set<std::wstring> left;
-        const CSingleLock lock(State().storeLock);
-        State().store.ForEach([&](const CString& path, const NotificationPtr&) {
+        const PendingStore::Locked store(Parts().pending);
+        store->ForEach([&](const CString& path, const NotificationPtr&) {
             left.insert(path.Mid(InTree(L"").GetLength()).GetString());
             return true;
         });

@@ -87,8 +87,8 @@ TEST_F(ReturnedDrives, OneThatComesUnderAnotherLetterIsWatchedThere)
     Select(Item(L"path=\"q:\\docs\" type=\"1\" includeSub=\"1\""));
     Start();
     {
-        const CSingleLock lock(State().driveListLock);
-        State().drives = {{L"q:\\", {1330791015, true, 1}}}; // removed by the service a moment ago
+        const CSingleLock lock(Parts().drives.lock);
+        Parts().drives.list = {{L"q:\\", {1330791015, true, 1}}}; // removed by the service a moment ago
     }
     watcher.UpdateDrive(L"G:\\", WatcherEnum::DriveReappeared);
     PassAfter(1);
@@ -102,10 +102,10 @@ TEST_F(ReturnedDrives, OneThatAReloadNamesWhileItIsAwayIsWatchedWhenItComes)
     DetachG();
     Select(Item(L"path=\"Y:\\nowhere\" type=\"1\" vid=\"5\""));
     Start();
-    State().watching.SetEvent();
+    Parts().selection.requestedRoots.SetWatching(true);
     Select(RuleOnG());
     PassAfter(1);
-    State().watching.ResetEvent();
+    Parts().selection.requestedRoots.SetWatching(false);
     AttachG();
     PassAfter(1);
     EXPECT_TRUE(WatchesG());
@@ -125,15 +125,15 @@ TEST_F(ReturnedDrives, ADriveWithAnotherVolumeThatAReloadNamesIsFollowed)
 {
     Select(Item(L"path=\"Y:\\nowhere\" type=\"1\" vid=\"5\""));
     Start();
-    State().watching.SetEvent();
+    Parts().selection.requestedRoots.SetWatching(true);
     Select(Item(L"path=\"G:\\docs\" type=\"1\" vid=\"12345\""));
     PassAfter(1);
-    State().watching.ResetEvent();
+    Parts().selection.requestedRoots.SetWatching(false);
     EXPECT_FALSE(WatchesG());
     {
-        const CSingleLock lock(State().driveListLock);
-        ASSERT_TRUE(State().drives.contains(L"g:\\"));
-        State().drives[L"g:\\"].serial = 1330791015; // the right one has come
+        const CSingleLock lock(Parts().drives.lock);
+        ASSERT_TRUE(Parts().drives.list.contains(L"g:\\"));
+        Parts().drives.list[L"g:\\"].serial = 1330791015; // the right one has come
     }
     PassAfter(1);
     EXPECT_TRUE(WatchesG());
@@ -144,8 +144,8 @@ TEST_F(ReturnedDrives, ChangesThatWereLostAreNotLookedForOnAnotherVolumeButWhenT
     Select(RuleOnG());
     WatchLoop& loop = Start();
     const auto setSerial = [&](std::int32_t serial) {
-        const CSingleLock lock(State().driveListLock);
-        State().drives[L"g:\\"].serial = serial;
+        const CSingleLock lock(Parts().drives.lock);
+        Parts().drives.list[L"g:\\"].serial = serial;
     };
     setSerial(0x7777);
     WatcherAccess::EndWatch(loop, L"g:\\");
@@ -155,7 +155,7 @@ TEST_F(ReturnedDrives, ChangesThatWereLostAreNotLookedForOnAnotherVolumeButWhenT
     EXPECT_TRUE(rescans.empty());
     setSerial(1330791015);
     PassAfter(1);
-    WatcherAccess::EndRuns(watcher);
+    WatcherAccess::Parts(watcher).enumerator.EndRuns();
     PassAfter(6);
     EXPECT_EQ(rescans, std::vector<std::string>{"driveReturned"});
 }

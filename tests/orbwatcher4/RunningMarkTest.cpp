@@ -43,18 +43,18 @@ TEST_F(UncleanEnd, MakesAFullEnumerationDueAtTheNextStart)
 {
     EndInDisorder();
     EXPECT_FALSE(IsEnumerationDue());
-    State().due.BeginRun();
+    Parts().due.BeginRun();
     EXPECT_TRUE(IsEnumerationDue());
     EXPECT_EQ(Marks(), 1u);
 }
 
 TEST_F(UncleanEnd, IsNotWhatAnOrderlyEndIs)
 {
-    State().due.BeginRun();
+    Parts().due.BeginRun();
     EXPECT_EQ(Marks(), 1u);
     watcher.DeInit();
     EXPECT_EQ(Marks(), 0u);
-    State().due.BeginRun();
+    Parts().due.BeginRun();
     EXPECT_FALSE(IsEnumerationDue());
 }
 
@@ -62,8 +62,8 @@ TEST_F(UncleanEnd, IsNotWhatAnotherWatcherThatStillRunsIs)
 {
     COrbWatcher other(false);
     other.Init();
-    WatcherAccess::State(other).due.BeginRun();
-    State().due.BeginRun();
+    WatcherAccess::Parts(other).due.BeginRun();
+    Parts().due.BeginRun();
     EXPECT_FALSE(IsEnumerationDue());
     EXPECT_EQ(Marks(), 2u);
 }
@@ -81,7 +81,7 @@ TEST_F(UncleanEnd, ThatAnEnumerationNoticesItselfIsMadeUpForByThatOne)
     watcher.UpdateThreadsPriority(CPUSpeedFull);
     EndInDisorder();
     ASSERT_EQ(watcher.StartFirstTimeRun(0), 1);
-    WatcherAccess::EndRuns(watcher);
+    WatcherAccess::Parts(watcher).enumerator.EndRuns();
     EXPECT_TRUE(IsEnumerationDue());
     watcher.NoteFirstTimeRunCompleted();
     EXPECT_FALSE(IsEnumerationDue());
@@ -92,17 +92,17 @@ TEST_F(UncleanEnd, IsToldAgainUntilTheEnumerationIsNotedAsDue)
     EndInDisorder();
     const CString settings = folder.Path(L"data\\ServiceRunSettings.json");
     ASSERT_TRUE(SetFileAttributesW(settings, FILE_ATTRIBUTE_READONLY));
-    State().due.BeginRun();
+    Parts().due.BeginRun();
     ASSERT_TRUE(SetFileAttributesW(settings, FILE_ATTRIBUTE_NORMAL));
     EXPECT_EQ(Marks(), 2u);
-    State().due.BeginRun();
+    Parts().due.BeginRun();
     EXPECT_EQ(Marks(), 1u);
     EXPECT_TRUE(IsEnumerationDue());
 }
 
 TEST_F(UncleanEnd, LeavesItsMarkWhereWhatIsPendingCannotBeKept)
 {
-    State().due.BeginRun();
+    Parts().due.BeginRun();
     ASSERT_TRUE(CreateDirectoryW(folder.Path(L"data\\watcher_dump.bin"), nullptr));
     ASSERT_TRUE(watcher.LoadSelection());
     Handler().OnFileAdded(Write(L"a.txt"));

@@ -1,5 +1,5 @@
 // New rules are written into the selection file.
-#include "orbwatcher4/core/SelectionMerge.h"
+#include "orbwatcher4/core/selection/SelectionMerge.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 #include "xml/Markup.h"
 
@@ -154,7 +154,7 @@ TEST_F(SelectionMerging, AMalformedFileStaysAsItIs)
     EXPECT_TRUE(log.Has(L"Rules could not be merged, the selection is malformed: " + std::wstring(data)));
 }
 
-// Opened by somebody who lets nobody read it, though it may be moved.
+// Another process has it open, and shares it for moving alone.
 FileHandle Withheld(const CString& path)
 {
     return FileHandle(

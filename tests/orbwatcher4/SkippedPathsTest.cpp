@@ -1,4 +1,4 @@
-#include "orbwatcher4/core/SkippedPaths.h"
+#include "orbwatcher4/core/rescan/SkippedPaths.h"
 
 #include <gtest/gtest.h>
 

@@ -86,7 +86,7 @@ protected:
 
     bool Enumerate()
     {
-        State().selection.primary.ClearJunctionCache(); // as each enumeration of its own does
+        Parts().selection.primary.ClearJunctionCache(); // as each enumeration of its own does
         return watcher.FirstRun(L"c:\\");
     }
 

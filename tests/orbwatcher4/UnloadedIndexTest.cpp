@@ -46,12 +46,12 @@ TEST_F(UnloadedIndex, IsAskedForAgainWithoutAnotherDeletion)
     Start();
     PassAfter(1);
     PassAfter(6);
-    WaitForSingleObject(State().deletedFilesThread.Get(), 20000);
+    WaitForSingleObject(WatcherAccess::DeletionsThread(watcher).Get(), 20000);
     EXPECT_TRUE(Pending(gone));
     ASSERT_TRUE(Index().LoadCache());
     PassAfter(60); // the longest pause: asked for
     PassAfter(6);
-    WaitForSingleObject(State().deletedFilesThread.Get(), 20000);
+    WaitForSingleObject(WatcherAccess::DeletionsThread(watcher).Get(), 20000);
     EXPECT_FALSE(Pending(gone));
 }
 
@@ -59,7 +59,7 @@ TEST_F(UnloadedIndex, LeavesAFullEnumerationDue)
 {
     CIndexDB::ClearCache();
     ASSERT_EQ(watcher.StartFirstTimeRun(0), 1);
-    WatcherAccess::EndRuns(watcher);
+    WatcherAccess::Parts(watcher).enumerator.EndRuns();
     watcher.NoteFirstTimeRunCompleted();
     GetServiceRunSettings().Load();
     EXPECT_EQ(GetServiceRunSettings().GetValue(L"Backup::FirstTimeRunTime", -1), 0);

@@ -1,6 +1,6 @@
 // A selection that cannot be read: nothing is judged by rules that are not there, and nothing that is due is used up.
 #include "companions/settings/OrbSettings.h"
-#include "orbwatcher4/core/DumpFile.h"
+#include "orbwatcher4/core/pending/DumpFile.h"
 #include "tests/orbwatcher4/LoopFixture.h"
 
 namespace
@@ -30,7 +30,7 @@ protected:
     void Enumerate()
     {
         ASSERT_EQ(watcher.StartFirstTimeRun(0), 1);
-        WatcherAccess::EndRuns(watcher);
+        WatcherAccess::Parts(watcher).enumerator.EndRuns();
     }
 };
 
@@ -38,7 +38,7 @@ TEST_F(UnreadSelection, IsReadAgainUntilItCanBeAndThenWatched)
 {
     BreakSelection();
     EXPECT_FALSE(watcher.LoadSelection());
-    State().watching.SetEvent();
+    Parts().selection.requestedRoots.SetWatching(true);
     Start();
     PassAfter(1);
     EXPECT_TRUE(watcher.GetWatchedRoots().empty());
@@ -46,7 +46,7 @@ TEST_F(UnreadSelection, IsReadAgainUntilItCanBeAndThenWatched)
     PassAfter(60); // the longest pause
     EXPECT_EQ(watcher.GetWatchedRoots(), std::vector<CString>{L"c:\\"});
     EXPECT_EQ(rescans, std::vector<std::string>{"newDrive"});
-    State().watching.ResetEvent();
+    Parts().selection.requestedRoots.SetWatching(false);
 }
 
 TEST_F(UnreadSelection, UsesUpNoEnumerationThatIsDue)

@@ -63,7 +63,7 @@ TEST_F(UserAccount, DeletionsAreLookedForWithTheRightsOfTheUser)
     Start();
     PassAfter(1);
     PassAfter(6);
-    WaitForSingleObject(State().deletedFilesThread.Get(), 20000);
+    WaitForSingleObject(WatcherAccess::DeletionsThread(watcher).Get(), 20000);
     EXPECT_EQ(told, 1);
     EXPECT_TRUE(actedForUser);
 }
@@ -114,7 +114,7 @@ TEST_F(UserAccount, TheOwnFilesOfTheProductAreUsedWithTheRightsOfTheProcess)
     const OwnFileCalls own(folder.Path(L"data"));
     Handler().OnFileAdded(path);
     ASSERT_TRUE(ImpersonateLoggedOnUser(Token()));
-    State().due.BeginRun();
+    Parts().due.BeginRun();
     watcher.DeInit(); // writes the dump
     watcher.SetDataXmlPath(folder.Path(L"data.xml"));
     watcher.Resume(); // reads and deletes it

@@ -10,7 +10,7 @@ class WatchEndToEnd : public WatcherFixture
 protected:
     void StartAndWait()
     {
-        State().config.clock = &SystemClock();
+        Parts().config.clock = &SystemClock();
         watcher.StartWatch();
         ASSERT_TRUE(watcher.WaitUntilReady(20000));
         ASSERT_FALSE(watcher.GetWatchedRoots().empty());

@@ -1,5 +1,5 @@
 // The supervisor, one pass at a time, with a clock that the test moves.
-#include "orbwatcher4/core/FileFindData.h"
+#include "orbwatcher4/core/environment/FileFindData.h"
 #include "tests/orbwatcher4/PassesFixture.h"
 
 namespace
@@ -57,20 +57,20 @@ TEST_F(Passes, WhileAWorkerRunsDueProcessingIsPutOffByFiveSecondsAtATime)
     SelectTree();
     Start();
     CEvent release(false, true);
-    State().deletedFilesThread = KernelHandle(CreateThread(
+    WatcherAccess::DeletionsThread(watcher) = KernelHandle(CreateThread(
         nullptr, 0, [](void* event) -> DWORD { return WaitForSingleObject(event, 20000); },
         static_cast<HANDLE>(release), 0, nullptr));
-    const HANDLE running = State().deletedFilesThread.Get();
+    const HANDLE running = WatcherAccess::DeletionsThread(watcher).Get();
     RequestDeletions();
     PassAfter(0);
     PassAfter(6);
-    EXPECT_EQ(State().deletedFilesThread.Get(), running);
+    EXPECT_EQ(WatcherAccess::DeletionsThread(watcher).Get(), running);
     release.SetEvent();
     WaitForSingleObject(running, 20000);
     PassAfter(5); // put off to now + 5: not yet
-    EXPECT_EQ(State().deletedFilesThread.Get(), running);
+    EXPECT_EQ(WatcherAccess::DeletionsThread(watcher).Get(), running);
     PassAfter(1);
-    EXPECT_FALSE(IsSignalled(running) && State().deletedFilesThread.Get() == running);
+    EXPECT_FALSE(IsSignalled(running) && WatcherAccess::DeletionsThread(watcher).Get() == running);
 }
 
 // Drive G: of the prefix and its serial. Wine keeps a drive's serial as it found it at its own start, whatever
@@ -87,17 +87,17 @@ TEST_F(Passes, ADriveThatIsUnpluggedLosesItsWatchAndIsWatchedAgainWhenItsVolumeR
     PassAfter(1);
     EXPECT_FALSE(Watches(L"g:\\"));
     {
-        const CSingleLock lock(State().driveListLock);
-        EXPECT_FALSE(State().drives[L"g:\\"].volumeMatches);
+        const CSingleLock lock(Parts().drives.lock);
+        EXPECT_FALSE(Parts().drives.list[L"g:\\"].volumeMatches);
     }
     ASSERT_TRUE(AttachDrive('g', volume.c_str()));
     PassAfter(1);
     EXPECT_TRUE(Watches(L"g:\\"));
     {
-        const CSingleLock lock(State().driveListLock);
-        EXPECT_TRUE(State().drives[L"g:\\"].volumeMatches);
+        const CSingleLock lock(Parts().drives.lock);
+        EXPECT_TRUE(Parts().drives.list[L"g:\\"].volumeMatches);
     }
-    // What changed while it was away is looked for.
+    // Changes while it was away are looked for.
     EXPECT_EQ(rescans, std::vector<std::string>{"driveReturned"});
 }
 
@@ -130,12 +130,12 @@ TEST_F(Passes, ANewRuleOnAnotherDriveIsWatchedFromTheNextPassOn)
     std::filesystem::create_directories(L"R:\\docs");
     const CString rules = WriteRules(L"new.xml", DriveRule(L"R:\\docs"));
     EXPECT_EQ(watcher.AddNewQueueItem(rules, false, nullptr, 0), RulesQueued);
-    EXPECT_TRUE(State().drivesChanged);
+    EXPECT_TRUE(Parts().selection.requestedRoots.AreThereAny());
     PassAfter(1);
-    EXPECT_FALSE(State().drivesChanged);
+    EXPECT_FALSE(Parts().selection.requestedRoots.AreThereAny());
     EXPECT_TRUE(Watches(L"r:\\"));
     EXPECT_TRUE(Watches(L"c:\\"));
-    // What changed between the addition and the watch is looked for.
+    // Changes between the addition and the watch are looked for.
     EXPECT_EQ(rescans, std::vector<std::string>{"newDrive"});
 }
 
@@ -166,13 +166,13 @@ TEST_F(Passes, ADriveMarkedAsRemovedIsNotWatchedAnyMoreAndTheHandshakeIsAnswered
     Select(DriveRule(L"R:\\docs"));
     Start();
     {
-        const CSingleLock lock(State().driveListLock);
-        State().drives[L"r:\\"].removed = 1;
-        ResetEvent(State().driveUpdateEvent.Get());
+        const CSingleLock lock(Parts().drives.lock);
+        Parts().drives.list[L"r:\\"].removed = 1;
+        ResetEvent(WatcherAccess::ReleasedEvent(watcher));
     }
     PassAfter(1);
     EXPECT_FALSE(Watches(L"r:\\"));
-    EXPECT_TRUE(IsSignalled(State().driveUpdateEvent.Get()));
+    EXPECT_TRUE(IsSignalled(WatcherAccess::ReleasedEvent(watcher)));
     PassAfter(1);
     EXPECT_FALSE(Watches(L"r:\\"));
 }
@@ -181,18 +181,18 @@ TEST_F(Passes, TheEndAnswersAnOpenDriveUpdate)
 {
     SelectTree();
     WatchLoop& loop = Start();
-    ResetEvent(State().driveUpdateEvent.Get());
+    ResetEvent(WatcherAccess::ReleasedEvent(watcher));
     loop.End();
-    EXPECT_TRUE(IsSignalled(State().driveUpdateEvent.Get()));
+    EXPECT_TRUE(IsSignalled(WatcherAccess::ReleasedEvent(watcher)));
 }
 
 TEST_F(Passes, AStopSignalEndsThePasses)
 {
     SelectTree();
     WatchLoop& loop = Start();
-    State().stop.SetEvent();
+    Parts().stop.SetEvent();
     EXPECT_FALSE(loop.Pass());
-    State().stop.ResetEvent();
+    Parts().stop.ResetEvent();
 }
 
 constexpr const wchar_t* TimeRuleMessage = L"Rescanning selections based on time rule";
@@ -207,17 +207,17 @@ TEST_F(Passes, ARunThatNeverCompletedIsStartedInTheFirstPassAndAgainEveryThirtyM
     PassAfter(1);
     EXPECT_EQ(log.Count(L"First time Complete = 0"), 1);
     EXPECT_EQ(log.Count(TimeRuleMessage), 1);
-    EXPECT_EQ(State().firstTimeHidden, 0);
-    WatcherAccess::EndRuns(watcher);
+    EXPECT_EQ(WatcherAccess::Hidden(watcher), 0);
+    WatcherAccess::Parts(watcher).enumerator.EndRuns();
     EXPECT_TRUE(Pending(file));
     watcher.ClearNotifications();
     PassAfter(30 * 60 - 1); // 29 whole minutes
     EXPECT_EQ(log.Count(TimeRuleMessage), 1);
-    WatcherAccess::EndRuns(watcher);
+    WatcherAccess::Parts(watcher).enumerator.EndRuns();
     EXPECT_FALSE(Pending(file));
     PassAfter(1);
     EXPECT_EQ(log.Count(TimeRuleMessage), 2);
-    WatcherAccess::EndRuns(watcher);
+    WatcherAccess::Parts(watcher).enumerator.EndRuns();
     EXPECT_TRUE(Pending(file));
 }
 
@@ -227,10 +227,10 @@ TEST_F(Passes, ACompletedRunIsRepeatedHiddenAfterTwentyFourWholeHoursByDefault)
     Start();
     PassAfter(24 * 3600 - 1);
     EXPECT_EQ(log.Count(TimeRuleMessage), 0);
-    EXPECT_EQ(State().firstTimeHidden, 0);
+    EXPECT_EQ(WatcherAccess::Hidden(watcher), 0);
     PassAfter(1800);
     EXPECT_EQ(log.Count(TimeRuleMessage), 1);
-    EXPECT_EQ(State().firstTimeHidden, 1);
+    EXPECT_EQ(WatcherAccess::Hidden(watcher), 1);
     GetServiceRunSettings().Load();
     EXPECT_EQ(GetServiceRunSettings().GetValue(L"Backup::FirstTimeRunTime", -1), 0);
 }
@@ -241,12 +241,12 @@ TEST_F(Passes, AHiddenRunThatStillGoesOnWhenARunIsDueIsShownAndNoOtherOneStarted
     GetServiceRunSettings().Save();
     SelectTree();
     Start();
-    State().firstTimeHidden = 1;
-    State().firstTime.running = 1;
+    Parts().enumerator.Hide(1);
+    WatcherAccess::SetRunning(watcher, true);
     PassAfter(1);
     EXPECT_EQ(watcher.IsFirstTimeEnumRunning(), 1);
     EXPECT_EQ(log.Count(TimeRuleMessage), 0);
-    State().firstTime.running = 0;
+    WatcherAccess::SetRunning(watcher, false);
 }
 
 TEST_F(Passes, TheIntervalOfTheUserConfigurationCounts)
@@ -274,7 +274,7 @@ TEST_F(Passes, LostChangesAreTakenUpOnceForEachRoot)
     EXPECT_EQ(rescans, std::vector<std::string>{"lostChanges"});
     PassAfter(100);
     EXPECT_EQ(rescans.size(), 1u);
-    WatcherAccess::EndRuns(watcher);
+    WatcherAccess::Parts(watcher).enumerator.EndRuns();
     EXPECT_EQ(log.Count(L"COrbWatcher::FirstRun: begin"), 1);
 }
 
@@ -283,16 +283,10 @@ TEST_F(Passes, LostChangesDuringTheEnumerationOfTheirRootAreTakenUpAfterIt)
     SelectTree();
     Start();
     Handler().OnReadChangesError(ERROR_NOTIFY_ENUM_DIR, L"c:\\");
-    {
-        const CSingleLock lock(State().firstTime.lock);
-        State().firstTime.singleDriveRuns[L"c:\\"].Reset(CreateEventW(nullptr, TRUE, FALSE, nullptr)); // goes on
-    }
+    WatcherAccess::RootThread(watcher, L"c:\\").Reset(CreateEventW(nullptr, TRUE, FALSE, nullptr)); // goes on
     PassAfter(10);
     EXPECT_TRUE(rescans.empty());
-    {
-        const CSingleLock lock(State().firstTime.lock);
-        SetEvent(State().firstTime.singleDriveRuns[L"c:\\"].Get());
-    }
+    SetEvent(WatcherAccess::RootThread(watcher, L"c:\\").Get());
     PassAfter(1);
     EXPECT_EQ(rescans, std::vector<std::string>{"lostChanges"});
 }
@@ -322,10 +316,10 @@ TEST_F(Passes, LostChangesThatNoPassTakesUpAnyMoreMakeAFullEnumerationDue)
     SelectTree();
     WatchLoop& loop = Start();
     Handler().OnReadChangesError(ERROR_NOTIFY_ENUM_DIR, L"c:\\");
-    State().stop.SetEvent();
+    Parts().stop.SetEvent();
     EXPECT_FALSE(loop.Pass());
     loop.End();
-    State().stop.ResetEvent();
+    Parts().stop.ResetEvent();
     EXPECT_EQ(GetServiceRunSettings().GetValue(L"Backup::FirstTimeRunTime", -1), 0);
 }
 
@@ -333,8 +327,8 @@ TEST_F(Passes, ADeletionIsProcessedThoughAnotherWatcherTakesTheSignal)
 {
     SelectTree();
     COrbWatcher other(false);
-    WatcherAccess::State(other).config.clock = &clock;
-    WatchLoop theirs(other, WatcherAccess::State(other));
+    WatcherAccess::Parts(other).config.clock = &clock;
+    WatchLoop theirs = WatcherAccess::Loop(other);
     theirs.Start();
     Start();
     const CString path = Write(L"a.txt");
@@ -369,8 +363,8 @@ TEST_F(Passes, AnotherVolumeUnderTheLetterOfAWatchThatEndedIsIgnored)
     Select(DriveRule(L"R:\\docs"));
     WatchLoop& loop = Start();
     {
-        const CSingleLock lock(State().driveListLock);
-        State().drives[L"r:\\"].serial = 0x7777;
+        const CSingleLock lock(Parts().drives.lock);
+        Parts().drives.list[L"r:\\"].serial = 0x7777;
     }
     WatcherAccess::EndWatch(loop, L"r:\\");
     PassAfter(1);
@@ -384,8 +378,8 @@ TEST_F(Passes, EveryRemovedDriveIsUnwatchedWhateverTheEventSays)
     Select(DriveRule(L"R:\\docs") + DriveRule(L"S:\\docs"));
     Start();
     {
-        const CSingleLock lock(State().driveListLock);
-        State().drives[L"r:\\"].removed = State().drives[L"s:\\"].removed = 1;
+        const CSingleLock lock(Parts().drives.lock);
+        Parts().drives.list[L"r:\\"].removed = Parts().drives.list[L"s:\\"].removed = 1;
     }
     PassAfter(1);
     EXPECT_TRUE(watcher.GetWatchedRoots().empty());
@@ -396,10 +390,10 @@ TEST_F(Passes, ADriveThatAReloadBringsIsWatchedFromTheNextPassOn)
     Attach('r', L"here", 0x11112222);
     SelectTree();
     Start();
-    State().watching.SetEvent();
+    Parts().selection.requestedRoots.SetWatching(true);
     Select(TreeItem() + DriveRule(L"R:\\docs"));
     PassAfter(1);
-    State().watching.ResetEvent();
+    Parts().selection.requestedRoots.SetWatching(false);
     EXPECT_TRUE(Watches(L"r:\\"));
 }
 

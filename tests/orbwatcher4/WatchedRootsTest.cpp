@@ -50,7 +50,7 @@ TEST_F(WatchedRoots, AWatchThatEndsSoonAfterEachBeginningIsBegunAgainAfterPauses
     for (int second = 0; second < 120; ++second) {
         WatcherAccess::EndWatch(loop, L"c:\\");
         PassAfter(1);
-        WatcherAccess::EndRuns(watcher);
+        WatcherAccess::Parts(watcher).enumerator.EndRuns();
     }
     EXPECT_EQ(rescans.size(), 6u); // after pauses of 1, 2, 4, 8, 16 and 32 seconds
     PassAfter(60);
@@ -78,10 +78,10 @@ TEST_F(WatchedRoots, ARootThatAReloadDropsIsNotWatchedAnyMore)
     Select(TreeItem() + DriveRule(L"R:\\docs"));
     WatchLoop& loop = Start();
     ASSERT_TRUE(WatcherAccess::IsWatching(loop, L"r:\\"));
-    State().watching.SetEvent();
+    Parts().selection.requestedRoots.SetWatching(true);
     SelectTree();
     PassAfter(1);
-    State().watching.ResetEvent();
+    Parts().selection.requestedRoots.SetWatching(false);
     EXPECT_FALSE(WatcherAccess::IsWatching(loop, L"r:\\"));
     EXPECT_FALSE(Watches(L"r:\\"));
     EXPECT_TRUE(Watches(L"c:\\"));
@@ -92,10 +92,10 @@ TEST_F(WatchedRoots, ARootOfWhichAReloadExpectsAnotherVolumeIsNotWatchedAnyMore)
     Select(DriveRule(L"G:\\docs"));
     WatchLoop& loop = Start();
     ASSERT_TRUE(WatcherAccess::IsWatching(loop, L"g:\\"));
-    State().watching.SetEvent();
+    Parts().selection.requestedRoots.SetWatching(true);
     Select(DriveRule(L"G:\\docs", L"286335522")); // not that of G:
     PassAfter(1);
-    State().watching.ResetEvent();
+    Parts().selection.requestedRoots.SetWatching(false);
     EXPECT_FALSE(WatcherAccess::IsWatching(loop, L"g:\\"));
 }
 
@@ -105,13 +105,13 @@ TEST_F(WatchedRoots, ARescanOfARootThatTheRulesNameNoMoreIsDropped)
     Select(TreeItem() + DriveRule(L"R:\\docs"));
     Start();
     Handler().OnReadChangesError(ERROR_NOTIFY_ENUM_DIR, L"r:\\");
-    State().watching.SetEvent();
+    Parts().selection.requestedRoots.SetWatching(true);
     SelectTree();
     for (int pass = 0; pass < 3; ++pass)
         PassAfter(6);
-    State().watching.ResetEvent();
+    Parts().selection.requestedRoots.SetWatching(false);
     EXPECT_TRUE(rescans.empty());
-    EXPECT_FALSE(State().due.DueRescan(L"r:\\"));
+    EXPECT_FALSE(Parts().due.DueRescan(L"r:\\"));
 }
 
 TEST_F(WatchedRoots, ARootWhoseRulesWentToAnotherLetterIsNotWatchedAnyMore)
@@ -121,8 +121,8 @@ TEST_F(WatchedRoots, ARootWhoseRulesWentToAnotherLetterIsNotWatchedAnyMore)
     WatchLoop& loop = Start();
     ASSERT_TRUE(WatcherAccess::IsWatching(loop, L"r:\\"));
     {
-        const CSingleLock lock(State().driveListLock);
-        State().drives[L"r:\\"].serial = static_cast<std::int32_t>(1330791015); // that of G:
+        const CSingleLock lock(Parts().drives.lock);
+        Parts().drives.list[L"r:\\"].serial = static_cast<std::int32_t>(1330791015); // that of G:
     }
     watcher.UpdateDrive(L"G:\\", WatcherEnum::DriveReappeared);
     PassAfter(1);
@@ -136,8 +136,8 @@ TEST_F(WatchedRoots, ANewRuleOnADriveThatIsBeingRemovedDoesNotWatchItAgain)
     Select(DriveRule(L"R:\\docs"));
     WatchLoop& loop = Start();
     {
-        const CSingleLock lock(State().driveListLock);
-        State().drives[L"r:\\"].removed = 1;
+        const CSingleLock lock(Parts().drives.lock);
+        Parts().drives.list[L"r:\\"].removed = 1;
     }
     PassAfter(1);
     const CString rules = WriteRules(L"new.xml", DriveRule(L"R:\\more"));

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "companions/indexdb/OrbIndexDB.h"
-#include "orbwatcher4/core/WatchLoop.h"
+#include "orbwatcher4/core/drives/WatchLoop.h"
 #include "support/FileTimes.h"
 #include "tests/orbwatcher4/LogCapture.h"
 #include "tests/orbwatcher4/TestClock.h"
@@ -29,8 +29,8 @@ protected:
         CIndexDB::ClearCache();
         DueEnumerations::ForgetLastCheck();
         // Shared with every process on the machine: what others have left is taken back.
-        ResetEvent(State().deletedFilesEvent.Get());
-        State().config.clock = &clock;
+        ResetEvent(WatcherAccess::DeletionsEvent(watcher));
+        Parts().config.clock = &clock;
         watcher.Init();
     }
     ~WatcherFixture() override
@@ -41,7 +41,7 @@ protected:
         SetEnvironmentVariableW(L"ORB_DATA_FOLDER", m_dataFolderBefore.c_str());
     }
 
-    WatcherState& State() { return WatcherAccess::State(watcher); }
+    WatcherParts& Parts() { return WatcherAccess::Parts(watcher); }
     ChangeHandler& Handler() { return WatcherAccess::Handler(watcher); }
 
     // The attributes of an Item element.
@@ -74,11 +74,7 @@ protected:
     }
     CString InTree(const std::wstring& name) { return tree + L"\\" + name.c_str(); }
 
-    NotificationPtr Pending(const CString& path)
-    {
-        const CSingleLock lock(State().storeLock);
-        return State().store.Find(path);
-    }
+    NotificationPtr Pending(const CString& path) { return Parts().pending.Find(path); }
     // Every path that is handed out now, in the order of hand-out.
     std::vector<std::wstring> Drain()
     {

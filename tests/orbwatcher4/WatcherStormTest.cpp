@@ -5,7 +5,7 @@
 // The test makes each change and tells the handler of it by the rules of Windows, so that nothing depends on when the
 // system tells. Which kinds of events happen at all is drawn for each storm: what enumerates anew would hide what was
 // missed before it. ORB_WATCHER_STORM_STEPS makes them longer, ORB_WATCHER_STORM_SEED other ones.
-#include "orbwatcher4/core/FileFindData.h"
+#include "orbwatcher4/core/environment/FileFindData.h"
 #include "orbwatcher4/filter/Junctions.h"
 #include "tests/orbwatcher4/LoopFixture.h"
 #include "tests/support/FromEnvironment.h"
@@ -95,7 +95,7 @@ protected:
         watcher.SetDeletionListener([this](const DeletionRecord& record) { m_deleted.push_back(record.path); });
         watcher.Resume();
         EXPECT_TRUE(watcher.LoadSelection());
-        State().watching.SetEvent();
+        Parts().selection.requestedRoots.SetWatching(true);
         Start();
     }
 
@@ -242,10 +242,10 @@ protected:
     }
     void EnumerateAnew(int reload)
     {
-        WatcherAccess::EndRuns(watcher);
+        WatcherAccess::Parts(watcher).enumerator.EndRuns();
         EXPECT_EQ(watcher.StartFirstTimeRun(reload), 1);
         if (Number(2))
-            WatcherAccess::EndRuns(watcher);
+            WatcherAccess::Parts(watcher).enumerator.EndRuns();
     }
     void EditSelection()
     {
@@ -280,7 +280,7 @@ protected:
     {
         m_held.clear();
         // The system tells of a drive that goes; a swap between two looks at one file would tell nothing.
-        WatcherAccess::EndRuns(watcher);
+        WatcherAccess::Parts(watcher).enumerator.EndRuns();
         EXPECT_TRUE(DetachDrive('r'));
         PassAfter(1);
         m_volume = volume;
@@ -294,9 +294,9 @@ protected:
     }
     void Restart()
     {
-        WatcherAccess::EndRuns(watcher);
+        WatcherAccess::Parts(watcher).enumerator.EndRuns();
         End();
-        State().watching.ResetEvent();
+        Parts().selection.requestedRoots.SetWatching(false);
         watcher.DeInit();
         EXPECT_TRUE(watcher.IsPendingKept());
         watcher.Init();
@@ -325,7 +325,7 @@ protected:
         case 7:
             return HoldFile();
         case 8:
-            JunctionAccess::Remember(State().selection.primary, folder.Path(L"tree\\up"), folder.Path(L"tree"));
+            JunctionAccess::Remember(Parts().selection.primary, folder.Path(L"tree\\up"), folder.Path(L"tree"));
             return;
         case 9:
             watcher.ImmediateProcessDeletedFiles();
@@ -352,9 +352,9 @@ protected:
                 watcher.AddSingleNotification(path);
             for (const int seconds : {7, 7, 1800}) { // losses, deletions, and what the time rule starts
                 PassAfter(seconds);
-                WatcherAccess::EndRuns(watcher);
-                if (State().deletedFilesThread)
-                    WaitForSingleObject(State().deletedFilesThread.Get(), 60000);
+                WatcherAccess::Parts(watcher).enumerator.EndRuns();
+                if (WatcherAccess::DeletionsThread(watcher))
+                    WaitForSingleObject(WatcherAccess::DeletionsThread(watcher).Get(), 60000);
             }
             watcher.NoteFirstTimeRunCompleted();
             HandOutSome(100000);

@@ -31,7 +31,7 @@ protected:
     {
         return overlay.Request(OverlayRequest::SetStatus, path, status);
     }
-    // A request that nobody answers.
+    // A request that no service answers.
     bool SetInVain()
     {
         waiter.whileWaitingForTheAnswer = nullptr;

@@ -1,4 +1,4 @@
-// The four objects as a service makes them, with nobody behind them: the test plays
+// The four objects as a service makes them, without a service: the test plays
 // the service, on its own thread.
 #pragma once
 

@@ -8,7 +8,7 @@
 #include <functional>
 #include <vector>
 
-// Waits that nobody scripts end at once: with the event when it is set, else as timed out.
+// Waits without a script end at once: with the event when it is set, else as timed out.
 class ScriptedWaiter final : public OverlayWaiter
 {
 public:
@@ -30,7 +30,7 @@ public:
     Step whileWaitingForTheAnswer;
 };
 
-// Waits for real. A patient one gives a busy machine the time that it needs; one that is not expects nobody to answer.
+// Waits for real. A patient one gives a busy machine the time that it needs; the other one expects no answer.
 class RealWaiter final : public OverlayWaiter
 {
 public:

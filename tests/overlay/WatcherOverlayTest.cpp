@@ -1,5 +1,6 @@
-// What a watcher tells the overlay service.
-#include "orbwatcher4/core/OverlayRemover.h"
+// The requests of a watcher to the overlay service.
+#include "orbwatcher4/core/environment/WatcherThread.h"
+#include "orbwatcher4/core/overlay/OverlayRemover.h"
 #include "tests/host/HostProcess.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 #include "tests/overlay/ScriptedWaiter.h"
@@ -15,7 +16,7 @@ class WatcherOverlays : public WatcherFixture
 protected:
     WatcherOverlays()
     {
-        State().overlayCache.WaitWith(waiter);
+        Parts().overlay.WaitWith(waiter);
         watcher.SetOverlay(true);
     }
     ~WatcherOverlays() override { service->Interrupt(); }
@@ -222,7 +223,7 @@ TEST_F(NewExclusions, MergingAloneMarksNothing)
 class FilterProbe final : public OverlayWaiter
 {
 public:
-    explicit FilterProbe(WatcherState& state) : m(state) {}
+    explicit FilterProbe(WatcherParts& state) : m(state) {}
     DWORD Wait(HANDLE event, DWORD) override
     {
         attempts.push_back(std::async(std::launch::async, [this] { const CSingleLock lock(m.selection.primaryLock); }));
@@ -234,13 +235,13 @@ public:
     int refused = 0;
 
 private:
-    WatcherState& m;
+    WatcherParts& m;
 };
 
 TEST_F(NewExclusions, TheSelectionIsFreeWhileTheServiceIsWaitedFor)
 {
-    FilterProbe probe(State());
-    State().overlayCache.WaitWith(probe);
+    FilterProbe probe(Parts());
+    Parts().overlay.WaitWith(probe);
     Write(L"out\\a.txt");
     EXPECT_EQ(Add(Exclusion(InTree(L"out"))), ExclusionsFound);
     EXPECT_GE(probe.attempts.size(), 2u);
@@ -252,7 +253,7 @@ TEST_F(WatcherOverlays, AFoundFolderIsSentAsItIsNamed)
     Start();
     const CString out = MakeFolder(L"out");
     SelectAllBut(out);
-    OverlayRemover remover(State());
+    OverlayRemover remover(Parts().selection, Parts().overlay, Parts().stop);
     remover.FileFoundCallback(out, 0);
     remover.FolderFoundCallback(out);
     remover.FileFoundCallback(Write(L"stays.txt"), 0);
@@ -273,7 +274,7 @@ TEST_F(AutomaticExclusions, WhatTheyNameAndTheUserExcludesIsMarked)
     Write(L"out\\b.txt");
     Write(L"c.tmp"); // kept out by the product alone
     SelectWithAutomatic(UserSelection(), Automatic(L" mask=\".tmp\""));
-    WatcherAccess::UpdateOverlays(watcher);
+    Parts().overlayUpdater.Run();
     EXPECT_EQ(AllTold(), (std::vector{As(InTree(L"out\\"), 8), As(out, 8)}));
 }
 
@@ -281,7 +282,7 @@ TEST_F(AutomaticExclusions, AFolderWithoutAMaskIsWalkedWhole)
 {
     const CString file = Write(L"out\\a.txt");
     SelectWithAutomatic(UserSelection(), Exclusion(InTree(L"out")));
-    WatcherAccess::UpdateOverlays(watcher);
+    Parts().overlayUpdater.Run();
     EXPECT_EQ(AllTold(), (std::vector{As(InTree(L"out\\"), 8), As(file, 8)}));
 }
 
@@ -289,7 +290,7 @@ TEST_F(AutomaticExclusions, WhatIsNoFolderIsMarkedUnderItsOwnPath)
 {
     SelectWithAutomatic(UserSelection(),
                         Exclusion(InTree(L"out\\gone"), L" type=\"1\" includeSub=\"1\" mask=\".tmp\""));
-    WatcherAccess::UpdateOverlays(watcher);
+    Parts().overlayUpdater.Run();
     EXPECT_EQ(AllTold(), (std::vector{As(InTree(L"out\\gone\\"), 8)}));
 }
 
@@ -298,7 +299,7 @@ TEST_F(AutomaticExclusions, ShortcutsAreNotLookedFor)
     Write(L"out\\a.lnk");
     for (const wchar_t* mask : {L".lnk", L"*.LNK", L";"}) {
         SelectWithAutomatic(UserSelection(), Automatic(L" mask=\"" + std::wstring(mask) + L"\""));
-        WatcherAccess::UpdateOverlays(watcher);
+        Parts().overlayUpdater.Run();
     }
     EXPECT_TRUE(AllTold().empty());
 }
@@ -307,7 +308,7 @@ TEST_F(AutomaticExclusions, RulesOfTheUserAreNotWalked)
 {
     Write(L"out\\a.txt");
     SelectWithAutomatic(UserSelection(), "");
-    WatcherAccess::UpdateOverlays(watcher);
+    Parts().overlayUpdater.Run();
     EXPECT_TRUE(AllTold().empty());
 }
 
@@ -317,8 +318,8 @@ TEST_F(AutomaticExclusions, AStopEndsTheWalk)
     SelectWithAutomatic(UserSelection(),
                         Automatic(L" mask=\".tmp\"") +
                             Exclusion(InTree(L"out\\gone"), L" type=\"1\" includeSub=\"1\" mask=\".tmp\""));
-    State().stop.SetEvent();
-    WatcherAccess::UpdateOverlays(watcher);
+    Parts().stop.SetEvent();
+    Parts().overlayUpdater.Run();
     EXPECT_TRUE(AllTold().empty());
 }
 
@@ -327,7 +328,7 @@ TEST_F(AutomaticExclusions, AUserWhoCannotBeImpersonatedIsLoggedAndTheWorkGoesOn
     const CString out = Write(L"out\\a.tmp");
     SelectWithAutomatic(UserSelection(), Automatic(L" mask=\".tmp\""));
     watcher.SetUserToken(INVALID_HANDLE_VALUE);
-    WatcherAccess::UpdateOverlays(watcher);
+    Parts().overlayUpdater.Run();
     EXPECT_EQ(log.Count(L"Failed to impersonate user"), 1);
     EXPECT_EQ(AllTold(), (std::vector{As(InTree(L"out\\"), 8), As(out, 8)}));
 }
@@ -343,7 +344,7 @@ TEST_F(AutomaticExclusions, TheyAreMarkedWhenWatchingStartsAndStartsAgain)
     watcher.StartWatch(); // the thread of the first start is known still
     EXPECT_EQ(service->WaitForPath(out.GetString())["status"], 8);
     watcher.AbortWatching();
-    EXPECT_FALSE(State().overlayThread);
+    EXPECT_FALSE(Parts().overlayUpdater.IsStarted());
 }
 
 TEST_F(AutomaticExclusions, NoThreadRunsWhileOverlaysAreOff)
@@ -351,16 +352,16 @@ TEST_F(AutomaticExclusions, NoThreadRunsWhileOverlaysAreOff)
     watcher.SetOverlay(false);
     watcher.SetDataXmlPath(WriteRules(L"data.xml", TreeItem()));
     watcher.StartWatch();
-    EXPECT_FALSE(State().overlayThread);
+    EXPECT_FALSE(Parts().overlayUpdater.IsStarted());
 }
 
-unsigned __stdcall RunUntilStopped(void* state) { return static_cast<WatcherState*>(state)->stop.Lock(30000) ? 0 : 1; }
+unsigned __stdcall RunUntilStopped(void* state) { return static_cast<WatcherParts*>(state)->stop.Lock(30000) ? 0 : 1; }
 
 TEST_F(AutomaticExclusions, DeInitEndsAThreadThatRunsAlone)
 {
-    State().overlayThread = StartWatcherThread(&RunUntilStopped, &State());
+    WatcherAccess::OverlayThread(watcher) = StartWatcherThread(&RunUntilStopped, &Parts());
     watcher.DeInit();
-    EXPECT_FALSE(State().overlayThread);
+    EXPECT_FALSE(Parts().overlayUpdater.IsStarted());
 }
 
 } // namespace

@@ -8,7 +8,7 @@ TOUR=$PREFIX/drives/e/tour
 # block LANGUAGE: the lines of the README's first block of this language.
 block() { sed -n "/^\`\`\`$1\$/,/^\`\`\`\$/p" "$ROOT/README.md" | sed '1d;$d'; }
 
-# The drives of the README are those of the prefix that is made here; somebody else's may lie elsewhere.
+# The drives of the README are those of the prefix that is made here; another prefix may have them elsewhere.
 commands() { block sh | sed "s|build/wine/drives/e|$PREFIX/drives/e|g"; }
 
 rm -rf "$TOUR"

@@ -1,7 +1,7 @@
 // The access of other users of the machine to what the product keeps in its data folder.
 #include "companions/settings/OrbSettings.h"
-#include "orbwatcher4/core/DumpFile.h"
-#include "orbwatcher4/core/RunningMark.h"
+#include "orbwatcher4/core/due/RunningMark.h"
+#include "orbwatcher4/core/pending/DumpFile.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 
 namespace

@@ -1,7 +1,7 @@
 // Lines of a dump that would lead a service with the highest rights to a server, which would learn its identity, or to
 // a device.
 #include "companions/settings/OrbSettings.h"
-#include "orbwatcher4/core/DumpFile.h"
+#include "orbwatcher4/core/pending/DumpFile.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 #include "tests/support/ImportedCall.h"
 

@@ -30,8 +30,7 @@ protected:
         RecordWithTime(path, 1);
         auto notification = std::make_shared<Notification>();
         notification->kind = NotificationKind::Deleted;
-        const CSingleLock lock(State().storeLock);
-        State().store.Put(path, notification);
+        Parts().pending.Put(path, notification);
     }
     // Returns the jobs in the files of the destination, in the order of the files' numbers.
     std::vector<std::int32_t> ExportedJobs()
@@ -53,7 +52,7 @@ protected:
     void FinishWorker()
     {
         ASSERT_TRUE(WorkerWasStarted());
-        EXPECT_EQ(WaitForSingleObject(State().deletedFilesThread.Get(), 20000), WAIT_OBJECT_0);
+        EXPECT_EQ(WaitForSingleObject(WatcherAccess::DeletionsThread(watcher).Get(), 20000), WAIT_OBJECT_0);
     }
 
     const CString destination = folder.Path(L"destination");
@@ -94,13 +93,13 @@ TEST_F(Exports, ThatFailAreMadeAfterARestart)
     watcher.ImmediateProcessDeletedFiles();
     Unblock();
     // The state in memory must not know of them any more.
-    State().deletionsWait = false;
+    WatcherAccess::ForgetUnsettledDeletions(watcher);
     COrbWatcher restarted(false);
-    WatcherAccess::State(restarted).config.clock = &clock;
+    WatcherAccess::Parts(restarted).config.clock = &clock;
     restarted.Init();
     restarted.SetIndexDB(folder.Path(L"index.db"));
     restarted.SetDestBackupFolderDB(destination);
-    WatchLoop loop(restarted, WatcherAccess::State(restarted));
+    WatchLoop loop = WatcherAccess::Loop(restarted);
     loop.Start();
     for (const std::int64_t seconds : {1, 6}) {
         clock.Advance(seconds);

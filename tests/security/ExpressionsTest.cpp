@@ -1,5 +1,5 @@
 // Names of files that keep a regular expression busy, and patterns that any name keeps busy.
-#include "orbwatcher4/core/Classify.h"
+#include "orbwatcher4/core/selection/Classify.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 #include "tests/support/ImportedCall.h"
 
@@ -61,12 +61,12 @@ TEST_F(Expressions, AreMatchedWithTheFilterFree)
     bool free = false;
     g_beforeMatch = [&] {
         other = std::thread([&] {
-            const CSingleLock lock(State().selection.primaryLock);
+            const CSingleLock lock(Parts().selection.primaryLock);
             taken.SetEvent();
         });
         free = taken.Lock(5000);
     };
-    Classify(State().selection, path);
+    Classify(Parts().selection, path);
     ASSERT_TRUE(other.joinable()) << "no pattern was asked";
     other.join();
     EXPECT_TRUE(free);
@@ -76,11 +76,11 @@ TEST_F(Expressions, TheRulesThatWereGivenOutStayWhatTheyWere)
 {
     SelectWith("txt$");
     const CString path = Write(L"a.txt");
-    const AdvancedRules before = State().selection.primary.CurrentAdvancedRules();
-    State().selection.primary.ClearAll();
+    const AdvancedRules before = Parts().selection.primary.CurrentAdvancedRules();
+    Parts().selection.primary.ClearAll();
     EXPECT_EQ(before.Check(path), Excluded);
-    EXPECT_EQ(State().selection.primary.CheckForAdvancedInclusion(path), Included);
-    State().selection.primary = OrbFilter();
+    EXPECT_EQ(Parts().selection.primary.CheckForAdvancedInclusion(path), Included);
+    Parts().selection.primary = OrbFilter();
     EXPECT_EQ(before.Check(path), Excluded);
 }
 

@@ -49,8 +49,7 @@ protected:
     {
         auto notification = std::make_shared<Notification>();
         notification->kind = NotificationKind::Deleted;
-        const CSingleLock lock(State().storeLock);
-        State().store.Put(path, notification);
+        Parts().pending.Put(path, notification);
     }
     bool WasHandedOut(const CString& path)
     {
@@ -132,7 +131,7 @@ TEST_F(ForgedKeys, OfAnUploadedFileDoNotKeepTheVictimBack)
     GetMainSettings().SetValue(L"Main::Online", 1);
     const CString victim = Write(L"victim.txt"), forged = Forge(victim).c_str();
     ASSERT_TRUE(Index().RecordItem(Item(victim, 1)));
-    State().config.online->AddUploaded(forged, Modified(victim));
+    Parts().config.online->AddUploaded(forged, Modified(victim));
     Handler().OnFileModified(victim);
     EXPECT_TRUE(Pending(victim));
     EXPECT_TRUE(WasHandedOut(victim));
@@ -166,7 +165,7 @@ TEST_F(ForgedKeys, OfAFolderKeepNoOtherFolderOutOfAnEnumeration)
     const CString victim = Write(L"victim\\in.txt");
     const CString forged = WriteAt(Forge(InTree(L"victim\\"), L"\\") + L"in.txt");
     ASSERT_EQ(watcher.StartFirstTimeRun(0), 1);
-    WatcherAccess::EndRuns(watcher);
+    WatcherAccess::Parts(watcher).enumerator.EndRuns();
     EXPECT_TRUE(Pending(victim));
     EXPECT_TRUE(Pending(forged));
 }
@@ -175,10 +174,10 @@ TEST_F(ForgedKeys, OfAFolderWhoseFilesWereReportedKeepNoFilesOutOfAnEnumeration)
 {
     const CString victim = InTree(L"victim");
     const std::wstring forged = Forge(victim + L"\\*", L"\\*");
-    JunctionAccess::AddFilesReported(State().selection.primary, CString(forged.substr(0, forged.size() - 2)));
-    EXPECT_FALSE(JunctionAccess::AreFilesReported(State().selection.primary, victim));
+    JunctionAccess::AddFilesReported(Parts().selection.primary, CString(forged.substr(0, forged.size() - 2)));
+    EXPECT_FALSE(JunctionAccess::AreFilesReported(Parts().selection.primary, victim));
     EXPECT_TRUE(
-        JunctionAccess::AreFilesReported(State().selection.primary, CString(forged.substr(0, forged.size() - 2))));
+        JunctionAccess::AreFilesReported(Parts().selection.primary, CString(forged.substr(0, forged.size() - 2))));
 }
 
 } // namespace

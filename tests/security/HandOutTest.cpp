@@ -109,8 +109,7 @@ TEST_F(HostileHandOut, ADeletionThatIsReportedWhileTheFileIsOpenIsTheLastWord)
         std::thread([&] {
             const auto deletion = std::make_shared<Notification>();
             deletion->kind = NotificationKind::Deleted;
-            const CSingleLock lock(State().storeLock);
-            State().store.Put(path, deletion);
+            Parts().pending.Put(path, deletion);
         }).join();
         return 0;
     };

@@ -1,7 +1,7 @@
 // Files and links that a user left in the data folder before the service came.
 #include "companions/settings/DataFolder.h"
 #include "companions/settings/OrbSettings.h"
-#include "orbwatcher4/core/DumpFile.h"
+#include "orbwatcher4/core/pending/DumpFile.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 #include "tests/security/AccessList.h"
 #include "tests/security/AnotherAccount.h"

@@ -1,7 +1,7 @@
 // A user's token that the system refuses: the service must not go on with its own rights, because it could see and
 // delete more.
 #include "companions/settings/OrbSettings.h"
-#include "orbwatcher4/core/DumpFile.h"
+#include "orbwatcher4/core/pending/DumpFile.h"
 #include "support/Handle.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 
@@ -53,7 +53,7 @@ TEST_F(RefusedToken, MakesAnEnumerationDueInPlaceOfEachChange)
     Handler().OnFileAdded(path);
     EXPECT_FALSE(Pending(path)) << "nobody knows what the user may see";
     EXPECT_TRUE(HasBecomeDue());
-    State().due.FullBegins();
+    Parts().due.FullBegins();
     watcher.AddSingleNotification(path);
     EXPECT_FALSE(Pending(path));
     EXPECT_TRUE(HasBecomeDue());
@@ -93,7 +93,7 @@ TEST_F(RefusedToken, LeavesTheDumpWhereItIs)
 {
     const CString path = Write(L"a.txt");
     Handler().OnFileAdded(path);
-    State().due.BeginRun();
+    Parts().due.BeginRun();
     watcher.DeInit();
     watcher.SetDataXmlPath(folder.Path(L"data.xml"));
     Refuse();
@@ -158,10 +158,10 @@ TEST_F(TwoUsers, AWatcherWithoutAUserTakesItsChangesInWithTheRightsOfTheProcess)
     ASSERT_TRUE(acts());
     bool actedFor = true;
     const ClockThatCalls calling([&] { actedFor = acts(); });
-    State().config.clock = &calling;
+    Parts().config.clock = &calling;
     RecordWithTime(Write(L"a.txt"), 1, 0, 5); // its delay ended long ago: the watcher asks the clock
     Handler().OnFileModified(InTree(L"a.txt"));
-    State().config.clock = &clock;
+    Parts().config.clock = &clock;
     EXPECT_FALSE(actedFor);
     EXPECT_TRUE(acts()) << "the other watcher's user comes back";
     RevertToSelf();

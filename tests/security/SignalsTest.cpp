@@ -20,8 +20,7 @@ protected:
         RecordWithTime(InTree(name), 1);
         auto notification = std::make_shared<Notification>();
         notification->kind = NotificationKind::Deleted;
-        const CSingleLock lock(State().storeLock);
-        State().store.Put(InTree(name), notification);
+        Parts().pending.Put(InTree(name), notification);
     }
     static KernelHandle BackupMutex()
     {

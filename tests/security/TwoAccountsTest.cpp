@@ -3,7 +3,7 @@
 #include "OrbFileMonitorService/OverlayCache.h"
 #include "companions/settings/OrbSettings.h"
 #include "host/WatchPipe.h"
-#include "orbwatcher4/core/DumpFile.h"
+#include "orbwatcher4/core/pending/DumpFile.h"
 #include "support/TrustedFile.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 #include "tests/overlay/OverlayObjects.h"

@@ -17,12 +17,12 @@
 class FolderMove
 {
 public:
-    // Nobody else may change anything meanwhile. Another volume, too, but then nothing is moved.
+    // No other thread may change anything meanwhile. Another volume, too, but then nothing is moved.
     bool Move(const std::filesystem::path& from, const std::filesystem::path& to)
     {
         if (!MoveFileW(from.c_str(), to.c_str()))
             return false;
-        // What the server has not yet read of the folders' events is gone once it has forgotten them.
+        // Events of the folders that the server has not yet read are lost once it has forgotten the folders.
         WaitUntilReported();
         Rename(to);
         return true;

@@ -74,7 +74,7 @@ protected:
         HostProcess host(arguments);
         Kill(host, Number(milliseconds));
     }
-    // What happened while it ran is pending then, told, recorded, or none of these.
+    // A change while it ran is then pending, reported, recorded, or none of these.
     void KillAfterRecords()
     {
         const auto host = StartWatch({L"--record"});

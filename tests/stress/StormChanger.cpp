@@ -145,7 +145,7 @@ private:
         name[0] = name[0] == L'f' ? L'F' : L'f';
         return MoveFileW(path.c_str(), (path.parent_path() / name).c_str());
     }
-    // What others put in meanwhile stays, and the folders above it.
+    // Files that others put in meanwhile stay, with the folders above them.
     static bool RemoveTree(const fs::path& folder)
     {
         WIN32_FIND_DATAW found;

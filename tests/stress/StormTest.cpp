@@ -49,7 +49,7 @@ private:
     std::vector<KernelHandle> m_processes;
 };
 
-// What happens to the watch while things change.
+// The disturbances of the watch while things change.
 enum class Event { StoppedAndStarted, StartedWithAnEnumeration, Killed, DriveGoesAndComes, RulesAdded };
 
 class Storm : public HostTest
@@ -82,8 +82,8 @@ protected:
         std::filesystem::remove_all(onG, ignored);
     }
 
-    // Some hundred changes of each of three processes, at once. The drive's folder is also changed where it lies, as a
-    // drive is that somebody has taken along.
+    // Some hundred changes of each of three processes, at once. The drive's folder is also changed where it lies, like
+    // a drive that was used on another machine.
     void StartChanging(unsigned seed)
     {
         for (unsigned i = 0; i < 3; ++i) {
@@ -162,7 +162,7 @@ protected:
         m_seen = 0;
         Start(more);
     }
-    // The next watch finds out by itself that it must look at everything.
+    // The next watch finds out by itself that a full enumeration is due.
     void KillAndStart()
     {
         m_host->KillAfter(std::chrono::milliseconds(0));
@@ -217,7 +217,7 @@ protected:
     }
 
     void EndChanging() { m_changers.Wait(); }
-    // What is pending comes, and deletions after their quiet time.
+    // Pending files come, and deletions after their quiet time.
     void Drain()
     {
         m_host = std::make_unique<HostProcess>(Watch({L"--record", L"--until-quiet", L"8"}));
@@ -259,7 +259,7 @@ TEST_F(Storm, NothingIsMissedAndNothingIsStuck)
     std::mt19937 random(seed);
     std::vector<Event> events{Event::StoppedAndStarted, Event::StartedWithAnEnumeration, Event::Killed,
                               Event::DriveGoesAndComes, Event::RulesAdded};
-    // What was there before is none of the storm.
+    // Files that were there before do not belong to the storm.
     Start({L"--enumerate"});
     for (unsigned round = 0; round < rounds && !HasFailure(); ++round) {
         // Each event once before any comes again.

@@ -1,4 +1,4 @@
-// Whose turn it is among the processes of a storm. Changes are made side by side, each
+// The turns of the processes of a storm. Changes are made side by side, each
 // under a share of the turn; what nothing may change under takes the whole of it. No
 // wait is longer than its limit.
 #pragma once

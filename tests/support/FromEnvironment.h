@@ -3,7 +3,7 @@
 
 #include <cstdlib>
 
-// What is no number above 0 counts as not given.
+// A text that is no number above 0 counts as not given.
 inline unsigned FromEnvironment(const char* name, unsigned otherwise)
 {
     const char* const text = std::getenv(name);

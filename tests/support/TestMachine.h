@@ -1,4 +1,4 @@
-// What a test program does to the machine it runs on.
+// The changes that a test program makes to its machine.
 #pragma once
 
 #include <string>
@@ -12,7 +12,7 @@ void LeaveTestProcess();
 bool HeapsAreWhole();
 // The handles that this process holds open. (Wine answers 0 to GetProcessHandleCount.)
 int OpenHandles();
-// Nobody but this user, the system and its administrators may read the file.
+// Returns true when only this user, the system and its administrators may read the file.
 bool OnlyItsOwnerReads(const std::wstring& path);
 std::string Narrow(std::wstring_view text);
 

@@ -13,7 +13,7 @@
 namespace
 {
 
-// What is printed to standard output meanwhile.
+// Returns the standard output of an operation.
 template <typename Action>
 std::string Printed(Action action)
 {
@@ -41,7 +41,7 @@ TEST(Privileges, AThreadWithoutATokenEndsUpImpersonatingTheProcess)
     RevertToSelf();
 }
 
-// What the token says of a privilege; nothing when it does not have it.
+// Returns the token's attributes of a privilege; nothing when it does not have it.
 bool IsEnabled(HANDLE token, const wchar_t* name)
 {
     LUID luid;

@@ -1,4 +1,4 @@
-// What things cost, counted in units and elements looked at or moved.
+// The costs of operations, counted in units and elements that are visited or moved.
 #include "xml/Markup.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// Where errors and elements are, for messages, and the attributes that nobody asks for by name.
+// Where errors and elements are, for messages, and the attributes that no caller asks for by name.
 #include "xml/Markup.h"
 
 #include <gtest/gtest.h>

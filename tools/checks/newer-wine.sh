@@ -24,7 +24,7 @@ make_system() {
     touch "$PLACE/ready"
 }
 
-# inside COMMAND...: with the project at its own path. What is mounted goes with the command.
+# inside COMMAND...: with the project at its own path. The mounts end with the command.
 inside() {
     mkdir -p "$SYSTEM$ROOT"
     unshare --mount --propagation private bash -c '

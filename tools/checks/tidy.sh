@@ -1,6 +1,6 @@
-# What clang-tidy finds in the library, in what belongs to it and in orbwatch: .clang-tidy says what it is asked, and why
-# it is not asked more. Its compiler also warns of what ours does not see. Tests and benchmarks are left out: with them it
-# would take twice as long.
+# The findings of clang-tidy in the library and in orbwatch. .clang-tidy names its checks, and says why others are left out.
+# Its compiler also warns of what ours does not see. Tests and benchmarks are left out: with them it would take twice as
+# long.
 configure_windows checks -DCMAKE_BUILD_TYPE=Checks
 mapfile -t sources < <(python3 "$ROOT/tools/checks/tidy_commands.py" "$ROOT" "$BUILD/checks" "$BUILD/tidy" |
     grep -E "${TIDY_FILES:-.}")
@@ -13,7 +13,7 @@ tidy_sources() {
         --extra-arg=--target=x86_64-w64-mingw32 --extra-arg=-Wno-unknown-warning-option --extra-arg=-Wno-error
 }
 
-# What a header has is found wherever it is included.
+# A finding in a header is printed for each source that includes it.
 log=$BUILD/logs/tidy.log
 mkdir -p "$BUILD/logs"
 if ! tidy_sources >"$log" 2>"$BUILD/logs/tidy-errors.log"; then

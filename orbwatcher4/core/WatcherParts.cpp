@@ -1,0 +1,92 @@
+#include "orbwatcher4/core/WatcherParts.h"
+
+#include "companions/logging/OrbLogging.h"
+#include "orbwatcher4/core/due/SelectionNote.h"
+#include "orbwatcher4/core/environment/Completes.h"
+#include "orbwatcher4/core/selection/PluginTable.h"
+
+WatcherParts::WatcherParts(bool useDrDeleteMap)
+    : config(useDrDeleteMap),
+      deletions({config, stop, selection, pending, intake.handler}, due),
+      handOut(config, selection, pending, [this] { deletions.ProcessNow(); }),
+      enumerator({config, stop, due, selection, overlay, pending, intake.handler},
+                 [this](const CString& root) { return drives.IsBeingRemoved(root); }),
+      supervisor({config, stop, due, selection, overlay, pending, intake.handler, intake.replay, deletions, enumerator,
+                  drives})
+{
+}
+
+bool WatcherParts::LoadSelection()
+{
+    const bool loaded = selection.Load(overlay.ForFilter());
+    selection.RequestItsRoots();
+    return loaded;
+}
+
+void WatcherParts::Start()
+{
+    const CSingleLock oneAtATime(lifecycle.lock);
+    // An earlier run is ended before the filters are locked, because its threads need them to end.
+    if (selection.requestedRoots.IsWatching() || supervisor.IsStarted() || overlayUpdater.IsStarted())
+        StopThreads();
+    due.BeginRun(config.Use());
+    selection.requestedRoots.SetWatching(true);
+    stop.ResetEvent();
+    const auto load = [this] {
+        const CSingleLock primary(selection.primaryLock);
+        const CSingleLock secondary(selection.secondaryLock);
+        if (!selection.Load(overlay.ForFilter()))
+            g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"The selection could not be read whole: %s",
+                              config.files.data.GetString());
+        Completes(L"FillPluginTable", [this] { FillPluginTable(config); });
+    };
+    if (!Completes(L"Loading the selection", load))
+        due.MakeFull();
+    Completes(L"Comparing the selection with that of the last run",
+              [this] { due.NoticeAnotherSelection(SelectionNote::Of(config.files.OfTheSelection())); });
+    overlayUpdater.Start();
+    supervisor.Start();
+}
+
+void WatcherParts::Stop()
+{
+    const CSingleLock oneAtATime(lifecycle.lock);
+    StopThreads();
+}
+
+// The signals are reset, once, after every thread has ended.
+void WatcherParts::StopThreads()
+{
+    lifecycle.lock.RequireHeld();
+    stop.SetEvent();
+    enumerator.Refuse();
+    supervisor.Join();
+    overlayUpdater.Join();
+    enumerator.EndRuns();
+    deletions.Join();
+    enumerator.Allow();
+    supervisor.ForgetReady();
+    stop.ResetEvent();
+    selection.requestedRoots.SetWatching(false);
+}
+
+bool WatcherParts::IsAnyThreadRunning() const
+{
+    lifecycle.lock.RequireHeld();
+    return supervisor.IsRunning() || overlayUpdater.IsRunning() || enumerator.IsAnyThreadRunning();
+}
+
+void WatcherParts::End()
+{
+    {
+        const CSingleLock oneAtATime(lifecycle.lock);
+        if (IsAnyThreadRunning())
+            StopThreads();
+    }
+    dump.Write();
+    // The mark stays when the next start would otherwise not know what is pending, nor that it must enumerate.
+    due.EndRun(dump.IsKept());
+    Completes(L"The end", [this] { selection.Clear(); });
+    lifecycle.initialized = 0;
+    Completes(L"ClearNotifications", [this] { pending.Clear(); });
+}

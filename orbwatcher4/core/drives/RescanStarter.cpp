@@ -1,0 +1,90 @@
+#include "orbwatcher4/core/drives/RescanStarter.h"
+
+#include "companions/logging/OrbLogging.h"
+#include "companions/settings/OrbSettings.h"
+#include "orbwatcher4/core/environment/Completes.h"
+
+namespace
+{
+
+constexpr std::int32_t DefaultScanInterval = 24; // hours
+constexpr std::int64_t SecondsPerHour = 3600;
+
+} // namespace
+
+RescanStarter::RescanStarter(DueEnumerations& due, Selection& selection, Enumerator& enumerator, Drives& drives,
+                             const RescanListener& listener)
+    : m_due(due),
+      m_selection(selection),
+      m_enumerator(enumerator),
+      m_drives(drives),
+      m_listener(listener)
+{
+}
+
+// Rescans each root once in a quiet time, however often changes were lost. Losses during the rescan make another one
+// due.
+void RescanStarter::StartReady(std::int64_t now)
+{
+    const CSingleLock drives(m_drives.lock);
+    for (const CString& root : m_due.ReadyRescans(now)) {
+        if (!m_drives.list.contains(root))
+            m_due.Take(root); // the rules no longer name it
+        else if (const auto rescan = m_due.DueRescan(root); rescan && m_drives.IsPresent(root))
+            Start(root, rescan->reason, now);
+    }
+}
+
+bool RescanStarter::Start(const CString& root, const char* reason, std::int64_t now)
+{
+    DueEnumerations::Rescans::node_type due = m_due.Take(root);
+    bool started = false;
+    Completes(L"The start of a run over one drive", [&] {
+        m_begun.reserve(m_begun.size() + 1); // the announcement must not fail once the enumeration runs
+        started = m_enumerator.StartOn(root);
+    });
+    if (started) {
+        m_begun.emplace_back(root, reason);
+        return true;
+    }
+    if (!Completes(L"Keeping a rescan due", [&] { m_due.GiveBack(root, std::move(due), reason, now); }))
+        m_due.MakeFull();
+    return false;
+}
+
+void RescanStarter::Announce()
+{
+    for (const auto& begun : std::exchange(m_begun, {}))
+        if (m_listener)
+            Completes(L"The listener of rescans", [&] { m_listener(begun.first, begun.second); });
+}
+
+void RescanStarter::StartFullByTime(std::int64_t now)
+{
+    const CSingleLock lock(m_selection.primaryLock);
+    if (!m_selection.loaded || m_enumerator.IsShownAsRunning() || DueEnumerations::IsCheckTooEarly(now))
+        return;
+    DueEnumerations::NoteCheck(now);
+    if (!IsFullDue(now) || m_enumerator.IsShownAsRunning())
+        return;
+    g_OrbLog.Log(L"Rescanning selections based on time rule");
+    m_due.KeepDueUntilCompleted();
+    m_enumerator.Start(false);
+}
+
+bool RescanStarter::IsFullDue(std::int64_t now)
+{
+    const std::int64_t completed = m_due.FullCompletedAt();
+    g_OrbLog.Log(L"First time Complete = %d", static_cast<std::int32_t>(completed));
+    if (completed != 0) {
+        CUserConfigurations& configuration = GetUserConfigurations();
+        configuration.Load();
+        const std::int32_t interval =
+            configuration.GetValue(L"AppConfig::NetworkScanIntervalInHours", DefaultScanInterval);
+        if ((now - completed) / SecondsPerHour < interval)
+            return false;
+    }
+    // A rescan of a selection that was once complete runs hidden.
+    m_enumerator.Hide(completed != 0);
+    return true;
+}

@@ -1,0 +1,344 @@
+#include "orbwatcher4/core/due/DueEnumerations.h"
+
+#include "companions/indexdb/IndexExamination.h"
+#include "companions/logging/OrbLogging.h"
+#include "companions/settings/OrbSettings.h"
+#include "orbwatcher4/core/due/SelectionNote.h"
+#include "orbwatcher4/core/environment/Completes.h"
+
+#include <windows.h>
+
+#include <algorithm>
+
+namespace
+{
+
+// No path contains it.
+constexpr wchar_t Separator = L'|';
+constexpr std::size_t LongestList = 4096; // units
+
+constexpr std::int64_t MinutesBetweenChecks = 30;
+
+std::atomic<std::int64_t> g_lastCheck{0}; // seconds since 1970
+
+std::set<CString> SplitRoots(const CString& list)
+{
+    std::set<CString> roots;
+    for (int from = 0; from < list.GetLength();) {
+        int to = list.Find(Separator, from);
+        if (to < 0)
+            to = list.GetLength();
+        if (to > from)
+            roots.insert(list.Mid(from, to - from));
+        from = to + 1;
+    }
+    return roots;
+}
+
+CString JoinRoots(const std::set<CString>& roots)
+{
+    CString list;
+    for (const CString& root : roots) {
+        if (!list.IsEmpty())
+            list += Separator;
+        list += root;
+    }
+    return list;
+}
+
+std::set<CString> HandedOver(const CServiceRunSettings& settings)
+{
+    std::vector<wchar_t> list(LongestList);
+    return settings.GetValue(RescansDueKey, list.data(), list.size()) ? SplitRoots(list.data()) : std::set<CString>();
+}
+
+} // namespace
+
+bool DueEnumerations::IsCheckTooEarly(std::int64_t now)
+{
+    return now >= g_lastCheck && (now - g_lastCheck) / 60 < MinutesBetweenChecks;
+}
+
+void DueEnumerations::NoteCheck(std::int64_t now) { g_lastCheck = now; }
+void DueEnumerations::ForgetLastCheck() { g_lastCheck = 0; }
+
+void DueEnumerations::BeginRun(const FolderUse& use)
+{
+    Completes(L"Finding out whose data folder this is", [&] { FindOutWhoseFolder(use); });
+    if (m_foreign)
+        return;
+    Completes(L"Comparing the index with that of the last run", [&] { NoticeAnotherIndex(use.index); });
+    KeepFull();
+    // If earlier marks cannot be searched for, they stay, and a later start finds them.
+    Completes(L"Looking for an unclean end", [this] { NoticeUncleanEnd(); });
+    Completes(L"Noting that this run has begun", [this] { m_mark.Set(); });
+}
+
+void DueEnumerations::FindOutWhoseFolder(const FolderUse& use)
+{
+    const FolderUse owner = GetFolderUse();
+    const bool foreign = !AreSameUse(owner, use);
+    if (!foreign && (owner.selection.IsEmpty() || owner.index.IsEmpty()))
+        SetFolderUse(use); // what cannot be written is logged, and tried again at the next start
+    if (m_foreign.exchange(foreign) || !foreign)
+        return;
+    g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__,
+                      L"The data folder belongs to the selection %s with the index %s. What is pending for %s is not "
+                      L"kept there; use another data folder",
+                      owner.selection.GetString(), owner.index.GetString(), use.selection.GetString());
+    ForgetLastCheck();
+    MakeFull();
+}
+
+// A folder that remembers no index takes this one: a service may set the time of the last enumeration itself.
+void DueEnumerations::NoticeAnotherIndex(const CString& index)
+{
+    const CString before = index.IsEmpty() ? CString() : GetFolderIndexIdentity();
+    const CString now = index.IsEmpty() ? CString() : IndexIdentity(index);
+    const bool missing = now.IsEmpty() && GetFileAttributesW(index) == INVALID_FILE_ATTRIBUTES;
+    if (before == now || (now.IsEmpty() && !missing))
+        return;
+    if (!before.IsEmpty()) {
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__,
+                          missing ? L"The index %s is lost: a full enumeration is due"
+                                  : L"The index %s is not the one of the last run: a full enumeration is due",
+                          index.GetString());
+        ForgetLastCheck();
+        if (!MakeFull())
+            return; // the next run notices it again
+    }
+    if (!missing)
+        SetFolderIndexIdentity(now);
+}
+
+void DueEnumerations::NoticeAnotherSelection(const CString& content)
+{
+    if (m_foreign || content.IsEmpty())
+        return;
+    const CString before = SelectionNote::Read();
+    if (before == content)
+        return;
+    if (!before.IsEmpty()) {
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__,
+                          L"The selection is not as it was when it was last looked at: a full enumeration is due");
+        ForgetLastCheck();
+        if (!MakeFull())
+            return; // the next run notices it again
+    }
+    SelectionNote::Write(content);
+}
+
+void DueEnumerations::NoteNewRules(const CString& before, const CString& now)
+{
+    if (!m_foreign && !before.IsEmpty() && before == SelectionNote::Read())
+        SelectionNote::Write(now);
+}
+
+void DueEnumerations::NoticeUncleanEnd()
+{
+    const std::vector<CString> left = RunningMark::FindLeft();
+    if (left.empty())
+        return;
+    g_OrbLog.WriteLog(1, L"OrbWatcher", __LINE__, L"The last run did not end in an orderly way");
+    ForgetLastCheck();
+    if (MakeFull())
+        RunningMark::Forget(left);
+}
+
+void DueEnumerations::EndRun(bool pendingKept)
+{
+    if (m_foreign)
+        return; // a full enumeration is due at the next start anyway
+    // No later pass begins these rescans.
+    bool handedOver = false;
+    Completes(L"Handing rescans over to the next start",
+              [&] { handedOver = HandOver([](const CString&) { return true; }); });
+    if (!handedOver)
+        MakeFull();
+    if (KeepFull() && pendingKept)
+        m_mark.Clear();
+    else
+        m_mark.Leave();
+}
+
+bool DueEnumerations::MakeFull() noexcept
+{
+    m_fullDueAgain = true;
+    if (m_foreign) {
+        m_ownFull = 0;
+        return true;
+    }
+    bool written = false;
+    Completes(L"Making a full enumeration due", [&] { written = WriteFull(); });
+    m_fullUnwritten = !written;
+    if (!written)
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to make a full enumeration due");
+    return written;
+}
+
+bool DueEnumerations::KeepFull() noexcept { return !m_fullUnwritten || MakeFull(); }
+
+bool DueEnumerations::WriteFull()
+{
+    CServiceRunSettings& settings = GetServiceRunSettings();
+    // Many folders may fail one after the other. Writing once is enough, unless another process has noted an
+    // enumeration since then. (A missing value is written.)
+    if (m_fullWritten && settings.Load() && settings.GetValue(FirstTimeRunTimeKey, 1) == 0)
+        return true;
+    settings.SetValue(FirstTimeRunTimeKey, 0);
+    return m_fullWritten = settings.Save();
+}
+
+void DueEnumerations::MakeFullOnceFor(const CString& path) noexcept
+{
+    bool isNew = true;
+    Completes(L"Noting an unknown path", [&] {
+        const CSingleLock lock(m_section);
+        isNew = m_unknown.insert(path).second;
+    });
+    if (isNew)
+        MakeFull();
+}
+
+void DueEnumerations::Found(const CString& path) noexcept
+{
+    const CSingleLock lock(m_section);
+    if (!m_unknown.empty())
+        m_unknown.erase(path);
+}
+
+void DueEnumerations::KeepDueUntilCompleted()
+{
+    if (m_foreign) {
+        m_ownFull = 0;
+        return;
+    }
+    CServiceRunSettings& settings = GetServiceRunSettings();
+    settings.SetValue(FirstTimeRunTimeKey, 0);
+    settings.Save();
+}
+
+void DueEnumerations::FullBegins() { m_fullDueAgain = false; }
+
+void DueEnumerations::NoteFullCompleted(const Clock& clock)
+{
+    if (m_fullDueAgain)
+        return;
+    if (m_foreign) {
+        m_ownFull = clock.Seconds();
+        if (m_fullDueAgain)
+            m_ownFull = 0;
+        return;
+    }
+    CServiceRunSettings& settings = GetServiceRunSettings();
+    settings.SetValue(FirstTimeRunTimeKey, static_cast<std::int32_t>(clock.Seconds()));
+    // A loss that was reported after the check has written its value before this one.
+    if (m_fullDueAgain)
+        settings.SetValue(FirstTimeRunTimeKey, 0);
+    if (!settings.Save())
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to note that the first-time run has completed");
+}
+
+std::int64_t DueEnumerations::FullCompletedAt()
+{
+    if (m_foreign)
+        return m_ownFull;
+    CServiceRunSettings& settings = GetServiceRunSettings();
+    settings.Load();
+    return settings.GetValue(FirstTimeRunTimeKey, 0);
+}
+
+void DueEnumerations::Report(const CString& root, const char* reason, std::int64_t now)
+{
+    const CSingleLock lock(m_section);
+    const auto [place, isNew] = m_rescans.try_emplace(root, Rescan{now, now, reason});
+    if (!isNew)
+        place->second.last = now;
+}
+
+void DueEnumerations::ReportLoss(const CString& root, std::int64_t now) { Report(root, LostChanges, now); }
+
+void DueEnumerations::ReportLeftOut(const CString& root, std::int64_t now) { Report(root, DriveReturned, now); }
+
+std::vector<CString> DueEnumerations::ReadyRescans(std::int64_t now)
+{
+    std::vector<CString> ready;
+    const CSingleLock lock(m_section);
+    for (auto& [root, rescan] : m_rescans) {
+        rescan.last = std::min(rescan.last, now);
+        rescan.first = std::min(rescan.first, now);
+        if (now > rescan.last + QuietSeconds || now >= rescan.first + LongestWait)
+            ready.push_back(root);
+    }
+    return ready;
+}
+
+DueEnumerations::Rescans::node_type DueEnumerations::Take(const CString& root)
+{
+    const CSingleLock lock(m_section);
+    return m_rescans.extract(root);
+}
+
+void DueEnumerations::GiveBack(const CString& root, Rescans::node_type rescan, const char* reason, std::int64_t now)
+{
+    const CSingleLock lock(m_section);
+    if (!rescan) {
+        m_rescans.try_emplace(root, Rescan{now, now, reason});
+        return;
+    }
+    const Rescan before = rescan.mapped();
+    // It was reported again meanwhile, and is due since the earlier report.
+    if (const auto result = m_rescans.insert(std::move(rescan)); !result.inserted)
+        result.position->second.first = before.first;
+}
+
+std::optional<DueEnumerations::Rescan> DueEnumerations::DueRescan(const CString& root) const
+{
+    const CSingleLock lock(m_section);
+    const auto found = m_rescans.find(root);
+    return found == m_rescans.end() ? std::nullopt : std::optional<Rescan>(found->second);
+}
+
+bool DueEnumerations::HandOver(const std::function<bool(const CString& root)>& isAway)
+{
+    std::set<CString> away;
+    bool all = true;
+    {
+        const CSingleLock lock(m_section);
+        for (const auto& [root, rescan] : m_rescans) {
+            if (isAway(root))
+                away.insert(root);
+            else
+                all = false;
+        }
+        m_rescans.clear();
+    }
+    if (away.empty() || m_foreign)
+        return all;
+    CServiceRunSettings& settings = GetServiceRunSettings();
+    settings.Load();
+    away.merge(HandedOver(settings));
+    const CString list = JoinRoots(away);
+    if (static_cast<std::size_t>(list.GetLength()) >= LongestList)
+        return false;
+    settings.SetValue(RescansDueKey, list);
+    return settings.Save() && all;
+}
+
+void DueEnumerations::TakeOver(const std::set<CString>& roots, std::int64_t now)
+{
+    if (m_foreign)
+        return; // the full enumeration that is due covers them
+    CServiceRunSettings& settings = GetServiceRunSettings();
+    settings.Load();
+    std::set<CString> left = HandedOver(settings);
+    const std::size_t before = left.size();
+    for (const CString& root : roots)
+        if (left.erase(root) != 0)
+            ReportLeftOut(root, now);
+    if (left.size() == before)
+        return;
+    // A root that is kept although this run has taken it is rescanned once more; that does no harm.
+    settings.SetValue(RescansDueKey, JoinRoots(left));
+    settings.Save();
+}

@@ -1,0 +1,133 @@
+// The enumerations that must happen and have not begun, with their reasons.
+//
+// A full enumeration covers every root. It is noted in the settings, so that the next start makes it if this run ends
+// first. A rescan covers one root: after lost changes, after a return, or after an enumeration that had to leave the
+// root out. Rescans are kept in memory; those that no pass begins any more are handed over to the next start.
+//
+// A full enumeration compares the disk with the index. It is due again when the index is another one than that of the
+// last run: a lost index is replaced by an empty one, which would count as complete otherwise.
+//
+// A data folder belongs to one selection and one index. A run of another one leaves everything in the folder as it is:
+// it sets no mark and keeps due enumerations in memory, and a full enumeration is due for it at each start.
+//
+// Every part of the watcher reports here when it could not handle a change. Any thread; callers need no lock.
+#pragma once
+
+#include "companions/settings/FolderUse.h"
+#include "mfc/CString.h"
+#include "orbwatcher4/core/due/RunningMark.h"
+#include "support/Clock.h"
+#include "support/RankedSection.h"
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <set>
+#include <vector>
+
+class DueEnumerations
+{
+public:
+    // Reasons of a rescan, as listeners receive them.
+    static constexpr const char* LostChanges = "lostChanges";
+    static constexpr const char* DriveReturned = "driveReturned";
+    static constexpr const char* WatchedAgain = "watchedAgain";
+    static constexpr const char* NewDrive = "newDrive";
+
+    // Seconds without further losses before a rescan begins, and the longest time that losses can delay it.
+    static constexpr std::int64_t QuietSeconds = 5;
+    static constexpr std::int64_t LongestWait = 300;
+
+    // The reasons that keep one rescan due.
+    struct Rescan {
+        std::int64_t first; // when it became due, and when it was last reported; seconds since 1970
+        std::int64_t last;
+        const char* reason;
+    };
+    using Rescans = std::map<CString, Rescan>;
+
+    // --- The life of a run of the watcher. ---
+
+    // Begins a run. From here on a crash would lose changes, so the next start must notice it. Also notices an earlier
+    // crash. `use`: the selection and the index of this run.
+    void BeginRun(const FolderUse& use = {});
+    // Compares the content of the selection (SelectionNote) with that of the last run. A full enumeration is due when
+    // it is another one: what the selection includes now may never have been looked at. An empty text is not compared.
+    void NoticeAnotherSelection(const CString& content);
+    // The content has become another one by new rules, whose files are queued.
+    void NoteNewRules(const CString& before, const CString& now);
+    // Returns true when the data folder belongs to another selection or index than this run.
+    bool IsFolderForeign() const { return m_foreign; }
+    // Returns false when the running mark could not be set: a crash of this run would go unnoticed.
+    bool IsCrashNoticed() const { return m_foreign || m_mark.IsSet(); }
+    // Ends the run in an orderly way. pendingKept: the pending files are on the disk. Otherwise the next start must
+    // find them again.
+    void EndRun(bool pendingKept);
+
+    // --- The time rule. Process-wide: several watchers together check as often as one. ---
+
+    // Returns true when fewer than 30 whole minutes have passed since the last check. A check in the future means that
+    // the clock was set back.
+    static bool IsCheckTooEarly(std::int64_t now);
+    static void NoteCheck(std::int64_t now);
+    static void ForgetLastCheck();
+
+    // --- Full enumerations. ---
+
+    // Returns false when the settings could not be written; KeepFull tries again.
+    bool MakeFull() noexcept;
+    bool KeepFull() noexcept;
+    // Makes a full enumeration due for a path that could not be examined, once: the next failure with the same path
+    // changes nothing until Found has been called for it.
+    void MakeFullOnceFor(const CString& path) noexcept;
+    void Found(const CString& path) noexcept;
+    // Notes that a full enumeration begins by the time rule: it is due until NoteFullCompleted, also for the next
+    // start.
+    void KeepDueUntilCompleted();
+    // Notes that a full enumeration has begun. Later failures make another one due.
+    void FullBegins();
+    // Writes the time by which the next full enumeration is planned. Does nothing when another one became due since
+    // FullBegins.
+    void NoteFullCompleted(const Clock& clock);
+    // Returns when the last full enumeration was complete, in seconds since 1970; 0: one is due.
+    std::int64_t FullCompletedAt();
+    bool IsFullDueAgain() const { return m_fullDueAgain; }
+
+    // --- Rescans of one root. Roots in the form of OrbFilter::StripToRoot. ---
+
+    // Throws std::bad_alloc, as all operations that note a root.
+    void ReportLoss(const CString& root, std::int64_t now);
+    void ReportLeftOut(const CString& root, std::int64_t now);
+    // Returns the rescans whose quiet time is over. After the clock was set back, the quiet time starts again.
+    std::vector<CString> ReadyRescans(std::int64_t now);
+    // Removes the rescan, which the caller then begins. A loss that is reported later makes another one due.
+    Rescans::node_type Take(const CString& root);
+    // Puts back a rescan that could not begin. Without a node, because nothing was lost, it becomes due now.
+    void GiveBack(const CString& root, Rescans::node_type rescan, const char* reason, std::int64_t now);
+    std::optional<Rescan> DueRescan(const CString& root) const;
+
+    // Notes in the settings which roots the next start must rescan: those that are away now. Returns true when no due
+    // rescan is known to this run alone.
+    bool HandOver(const std::function<bool(const CString& root)>& isAway);
+    // Takes the rescans that an earlier run has handed over for the roots of this run.
+    void TakeOver(const std::set<CString>& roots, std::int64_t now);
+
+private:
+    bool WriteFull();
+    void FindOutWhoseFolder(const FolderUse& use);
+    void NoticeAnotherIndex(const CString& index);
+    void NoticeUncleanEnd();
+    void Report(const CString& root, const char* reason, std::int64_t now);
+
+    mutable RankedSection m_section{LockRank::Leaf, L"due enumerations"};
+    Rescans m_rescans ORB_GUARDED_BY(m_section);
+    std::set<CString> m_unknown ORB_GUARDED_BY(m_section); // paths that have made a full enumeration due
+    RunningMark m_mark;
+    std::atomic<bool> m_fullDueAgain{false}; // a full one became due after FullBegins
+    std::atomic<bool> m_fullWritten{false};  // due in the settings, as far as this process knows
+    std::atomic<bool> m_fullUnwritten{false};
+    std::atomic<bool> m_foreign{false};
+    std::atomic<std::int64_t> m_ownFull{0}; // FullCompletedAt of a run in a foreign folder
+};

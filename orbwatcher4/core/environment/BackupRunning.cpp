@@ -1,0 +1,11 @@
+#include "orbwatcher4/core/environment/BackupRunning.h"
+
+#include "companions/settings/OrbSettings.h"
+#include "support/Handle.h"
+
+bool IsBackupRunning()
+{
+    constexpr DWORD backupMutexAccess = 0x1F0003; // as services that make the mutex expect it to be opened
+    const CString name = GetMainSettings().GetMainSettingsMutex(L"mutexs::GUID_BACKUP_START");
+    return static_cast<bool>(KernelHandle(OpenMutexW(backupMutexAccess, FALSE, name)));
+}

@@ -1,0 +1,6 @@
+// Whether a backup runs on this machine.
+#pragma once
+
+// Returns true while a backup service holds its mutex. Asks with the rights of the thread, and whoever owns the mutex.
+// Throws std::bad_alloc.
+bool IsBackupRunning();

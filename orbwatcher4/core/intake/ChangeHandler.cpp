@@ -1,0 +1,432 @@
+// Turns events into pending changes.
+#include "orbwatcher4/core/intake/ChangeHandler.h"
+
+#include "companions/indexdb/OrbIndexDB.h"
+#include "companions/logging/OrbLogging.h"
+#include "orbwatcher4/QueueDatum.h"
+#include "orbwatcher4/core/environment/ActingForUser.h"
+#include "orbwatcher4/core/environment/Completes.h"
+#include "orbwatcher4/core/environment/FileFindData.h"
+#include "orbwatcher4/core/environment/SystemNames.h"
+#include "orbwatcher4/core/selection/Classify.h"
+#include "support/Backslash.h"
+#include "support/FileTimes.h"
+#include "support/SystemPath.h"
+#include "support/WithoutThreadToken.h"
+
+#include <shlwapi.h>
+
+#include <atomic>
+#include <optional>
+
+namespace
+{
+
+constexpr int LongestEventPath = 260;
+constexpr DWORD LongestPrefixed = LongestEventPath + 8; // room for the prefix of SystemPath
+constexpr std::uint32_t FolderKind = 1;                 // the kind of a folder's item in the index
+constexpr std::uint64_t ReplacedWithin = 20000000;      // 2 seconds in 100-ns units
+
+CString LongFormOf(const CString& path)
+{
+    CString longPath;
+    const DWORD length = GetLongPathNameW(path, longPath.GetBuffer(LongestPrefixed), LongestPrefixed);
+    longPath.ReleaseBuffer(length <= LongestPrefixed ? static_cast<int>(length) : 0);
+    return longPath;
+}
+
+// Replaces short names by long ones. Returns an empty path when that fails.
+CString LongForm(const CString& path)
+{
+    if (path.Find(L'~') < 0)
+        return path;
+    if (const CString longPath = LongFormOf(path); !longPath.IsEmpty())
+        return longPath;
+    const CString form = SystemPath(path);
+    return GetFileAttributesW(form) == INVALID_FILE_ATTRIBUTES ? CString() : PlainPath(LongFormOf(form));
+}
+
+// Returns the outcome of a path that the rule about hidden files drops. A path that cannot be examined has all
+// attributes set, so it counts as hidden.
+PathOutcome DroppedAsHidden(const CString& path, bool gone)
+{
+    if (gone)
+        return PathOutcome::Missing;
+    return GetFileAttributesW(SystemPath(path)) == INVALID_FILE_ATTRIBUTES ? PathOutcome::Unreadable
+                                                                           : PathOutcome::Hidden;
+}
+
+// Returns true for a failure that does not depend on the path: another attempt may succeed.
+bool IsPassing(DWORD error)
+{
+    switch (error) {
+    case ERROR_FILE_NOT_FOUND:
+    case ERROR_PATH_NOT_FOUND:
+    case ERROR_INVALID_NAME:
+    case ERROR_ACCESS_DENIED:
+    case ERROR_CANT_RESOLVE_FILENAME:
+        return false;
+    default:
+        return true;
+    }
+}
+
+bool IsDeletion(const NotificationPtr& notification)
+{
+    return notification && notification->kind == NotificationKind::Deleted;
+}
+
+} // namespace
+
+// The judgement of one path with the store unlocked. A change that another thread reports for the path meanwhile wins.
+class ChangeHandler::Judgement
+{
+public:
+    Judgement(const IntakeParts& parts, const CString& path)
+        : Judgement(parts, path, PendingStore::Locked(parts.pending))
+    {
+    }
+    ~Judgement()
+    {
+        const PendingStore::Locked store(m.pending);
+        m_look.End();
+    }
+    Judgement(const Judgement&) = delete;
+    Judgement& operator=(const Judgement&) = delete;
+
+    const NotificationPtr& Before() const { return m_look.Before(); }
+    // Removes the pending change.
+    void Drop()
+    {
+        const PendingStore::Locked store(m.pending);
+        if (!m_look.WasReported())
+            store->Erase(m_path);
+    }
+    // Returns false when another thread has reported meanwhile that the path is gone.
+    bool Put(const NotificationPtr& notification)
+    {
+        const PendingStore::Locked store(m.pending);
+        if (m_look.WasReported() && IsDeletion(store->Find(m_path)) && m.selection.IsGone(m_path))
+            return false;
+        store->Put(m_path, notification);
+        return true;
+    }
+
+private:
+    Judgement(const IntakeParts& parts, const CString& path, const PendingStore::Locked& store)
+        : m(parts),
+          m_path(path),
+          m_look(*store, path)
+    {
+    }
+
+    const IntakeParts& m;
+    const CString& m_path;
+    NotificationStore::Look m_look;
+};
+
+namespace
+{
+
+// Set when a watcher with a user's token has made the notifier act for that user. All watchers of the process share the
+// notifier.
+std::atomic<bool> g_notifierActs{false};
+
+// The rights with which one event is handled, whatever rights the notifier has.
+class EventRights
+{
+public:
+    explicit EventRights(HANDLE token)
+    {
+        if (token)
+            m_user.emplace(token);
+        else if (g_notifierActs)
+            m_process.emplace();
+    }
+    bool Holds() const { return !m_user || m_user->Acts(); }
+
+private:
+    std::optional<ActingForUser> m_user;
+    std::optional<WithoutThreadToken> m_process;
+};
+
+} // namespace
+
+// Runs the change. If it fails, a full enumeration becomes due.
+template <typename Change>
+void ChangeHandler::Take(Change change) noexcept
+{
+    const EventRights rights(m.config.userToken);
+    if (!rights.Holds() || !Completes(L"Taking a change in", change))
+        m.due.MakeFull();
+}
+
+void ChangeHandler::OnFileAdded(const wchar_t* path)
+{
+    Take([&] { ProcessChangedFile(path, true, true); });
+}
+
+void ChangeHandler::OnFileModified(const wchar_t* path)
+{
+    Take([&] { ProcessModified(path); });
+}
+
+void ChangeHandler::OnFileRemoved(const wchar_t* path)
+{
+    Take([&] { ProcessRemoved(path); });
+}
+
+void ChangeHandler::OnFileNameChanged(const wchar_t* oldPath, const wchar_t* newPath)
+{
+    OnFileRemoved(oldPath);
+    OnFileAdded(newPath);
+}
+
+void ChangeHandler::OnWatchStarted(DWORD, const wchar_t*)
+{
+    if (m.config.userToken && ImpersonateUser(m.config.userToken))
+        g_notifierActs = true;
+}
+
+void ChangeHandler::OnReadChangesError(DWORD error, const wchar_t* directory)
+{
+    // After lost changes the root must be rescanned. Any other error has ended the watch. The watch thread compares the
+    // wanted roots with the watched ones and starts it again; changes were lost then, too.
+    g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Changes below %s were lost: %d", directory, error);
+    Take([&] { m.due.ReportLoss(OrbFilter::StripToRoot(directory), m.config.clock->Seconds()); });
+}
+
+std::optional<ChangeHandler::EventPath> ChangeHandler::NormalizeEventPath(const wchar_t* path,
+                                                                          std::optional<DWORD> listed)
+{
+    const CString given(path);
+    if (given.IsEmpty() || given.GetLength() > LongestEventPath || m_ownFiles.Contains(given))
+        return std::nullopt;
+    CString normal = LongForm(given);
+    if (normal.IsEmpty() || normal.GetLength() > LongestEventPath)
+        return std::nullopt;
+    if (listed ? (*listed & FILE_ATTRIBUTE_DIRECTORY) != 0 : IsDirectory(normal))
+        normal = WithBackslash(normal);
+    EventPath event{normal, false};
+    m.selection.FollowLinks(event.path);
+    event.throughLink = event.path != normal;
+    return event;
+}
+
+std::optional<ChangeHandler::Classified> ChangeHandler::ClassifyPath(const CString& path, PathOutcome* refusal)
+{
+    Classification answer = Classify(m.selection, path);
+    if (answer.decision == Excluded)
+        m.overlay.Set(path, OverlayStatus::Excluded);
+    if (refusal)
+        *refusal = RefusalOf(answer);
+    if (answer.decision != Included && answer.decision != NotApplicable)
+        return std::nullopt;
+    return Classified{answer.decision, std::move(answer.rules)};
+}
+
+bool ChangeHandler::IsHiddenSkipped(const CString& path, const Notification& notification, std::optional<DWORD> listed)
+{
+    if (PathIsRootW(path))
+        return false;
+    ImpersonateUser(m.config.userToken);
+    // A folder's list may be older than the file, for a file with several names for a long time. So it keeps no file
+    // out.
+    const bool shown = listed && !(*listed & FILE_ATTRIBUTE_HIDDEN);
+    const DWORD attributes = shown ? *listed : GetFileAttributesW(SystemPath(path));
+    if (attributes == INVALID_FILE_ATTRIBUTES && IsPassing(GetLastError())) {
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"%s cannot be looked at now: %d", path.GetString(),
+                          GetLastError());
+        return false;
+    }
+    // A failed call returns all bits set, so a file that is gone counts as hidden.
+    if (!(attributes & FILE_ATTRIBUTE_HIDDEN))
+        return false;
+    return !m.config.hiddenFiles && !(notification.ruleFlags & QueueFlags::EvenWhenHidden);
+}
+
+std::optional<PathOutcome> ChangeHandler::IsDuplicateNotification(const CString& path)
+{
+    CachedDatum datum;
+    if (!CIndexDB::GetCachedData(CIndexDB::CalculateUuid(path), datum, 1) || !CIndexDB::IsItemOf(path, datum) ||
+        (datum.flags & CachedDatum::NoDeleteRecord))
+        return std::nullopt;
+    const bool directory = IsDirectory(path);
+    std::uint64_t modified = 0;
+    const bool known = GetFileTimes(path, directory, nullptr, &modified);
+    // A folder in the place of a file that was backed up is a change.
+    if (directory ? datum.kind == FolderKind : known && modified == datum.modificationTime) {
+        m.overlay.Set(path, OverlayStatus::InSync);
+        return PathOutcome::Unchanged;
+    }
+    std::int64_t until = 0;
+    if (CIndexDB::IsDelayedItemWatcher(path, until) && until > m.config.clock->Seconds())
+        return PathOutcome::Delayed;
+    if (known && WasUploaded(path, modified))
+        return PathOutcome::Uploaded;
+    return std::nullopt;
+}
+
+bool ChangeHandler::WasUploaded(const CString& path, std::uint64_t modificationTime)
+{
+    std::uint64_t uploaded = 0;
+    if (!m.config.online->FindUploaded(path, uploaded) || uploaded != modificationTime)
+        return false;
+    g_OrbLog.Log(L"Skipping duplicate notification for file %s.", path.GetString());
+    return true;
+}
+
+// Keeps the deletion of a folder's children when a file or another folder has taken its place. It is kept under the
+// other spelling of the path, which no existing path has.
+void ChangeHandler::KeepDeletionOfChildren(PendingStore::Locked& store, const CString& path,
+                                           const NotificationPtr& pending)
+{
+    if (IsDeletion(pending) && CIndexDB::HasCachedItemsBelow(path))
+        store->Put(OtherSpelling(path), pending);
+}
+
+// Returns the outcome of a path that could not be normalized. A short name without a long form belongs to a file that
+// does not exist.
+PathOutcome ChangeHandler::DroppedAs(const CString& eventPath) const
+{
+    if (m_ownFiles.Contains(eventPath))
+        return PathOutcome::OwnFile;
+    return eventPath.Find(L'~') >= 0 && IsReallyGone(eventPath) ? PathOutcome::Missing : PathOutcome::TooLong;
+}
+
+// Returns true for a path that the system does not open by its name, and logs a selected one.
+bool ChangeHandler::LeftOutByName(const wchar_t* path)
+{
+    if (MayBeOpened(path))
+        return false;
+    if (ClassifyPath(path))
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"A file is left out, the system does not take its name: %s",
+                          path);
+    return true;
+}
+
+// Asks the filters with the store unlocked: they come before it in the lock order.
+PathOutcome ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, bool expandDirectory, bool allowInstantRun,
+                                              std::optional<DWORD> listed)
+{
+    if (LeftOutByName(eventPath))
+        return PathOutcome::Unreadable;
+    const std::optional<EventPath> event = NormalizeEventPath(eventPath, listed);
+    if (!event)
+        return DroppedAs(eventPath);
+    const CString& path = event->path;
+    PathOutcome refusal = PathOutcome::NotSelected;
+    const std::optional<Classified> classified = ClassifyPath(path, &refusal);
+    if (!classified) {
+        if (expandDirectory)
+            AddSelectedBelow(*event);
+        return refusal;
+    }
+    {
+        PendingStore::Locked store(m.pending);
+        const NotificationPtr pending = store->Find(path);
+        if (IsDeletion(pending) && m.selection.IsGone(path))
+            return PathOutcome::Missing;
+        KeepDeletionOfChildren(store, path, pending);
+        // Only deletions have a time. A deletion with the file's return right after it is a save that replaces the
+        // file.
+        if (pending && m.config.clock->FileTime() <= pending->timeStamp + ReplacedWithin) {
+            store->Erase(path);
+            store.Leave();
+            return Replace(*event, expandDirectory);
+        }
+    }
+    const PathOutcome outcome = QueueAdded(*event, *classified, expandDirectory, listed, refusal);
+    if (outcome == PathOutcome::Queued && allowInstantRun && m_instantRun.IsWantedFor(path))
+        m_instantRun.Signal();
+    return outcome;
+}
+
+PathOutcome ChangeHandler::Replace(const EventPath& event, bool expandDirectory)
+{
+    ProcessModified(event.path);
+    // A folder that was replaced by another one has other contents.
+    if (expandDirectory)
+        AddDirectoryChildren(event);
+    return m.pending.Find(event.path) ? PathOutcome::Queued : PathOutcome::Unchanged;
+}
+
+PathOutcome ChangeHandler::QueueAdded(const EventPath& event, const Classified& classified, bool expandDirectory,
+                                      std::optional<DWORD> listed, PathOutcome refusal)
+{
+    const CString& path = event.path;
+    Judgement judgement(m, path);
+    auto notification = std::make_shared<Notification>();
+    FillFromRules(*notification, classified.rules);
+    if (IsHiddenSkipped(path, *notification, listed)) {
+        g_OrbLog.Log(L"File: %s is Hidden and will be skipped", path.GetString());
+        // A file that is gone counts as hidden, but its deletion must be recorded.
+        const bool gone = m.selection.IsGone(path);
+        if (!IsDeletion(judgement.Before()) || !gone)
+            judgement.Drop();
+        return DroppedAsHidden(path, gone);
+    }
+    if (expandDirectory)
+        AddDirectoryChildren(event);
+    const std::optional<PathOutcome> duplicate = IsDuplicateNotification(path);
+    if (duplicate || classified.result == NotApplicable) {
+        judgement.Drop();
+        return duplicate.value_or(refusal);
+    }
+    if (!judgement.Put(notification))
+        return PathOutcome::Missing;
+    if (m.overlay.AreWanted() && (notification->ruleFlags & QueueFlags::ShowOverlay))
+        m.overlay.Set(IsDirectory(path) ? WithBackslash(path) : path, OverlayStatus::Pending);
+    return PathOutcome::Queued;
+}
+
+void ChangeHandler::KeepUnreachable(const wchar_t* path)
+{
+    const std::optional<Classified> classified = ClassifyPath(path);
+    if (!classified)
+        return;
+    auto notification = std::make_shared<Notification>();
+    FillFromRules(*notification, classified->rules);
+    m.pending.Put(path, notification);
+}
+
+void ChangeHandler::ProcessModified(const wchar_t* eventPath)
+{
+    if (LeftOutByName(eventPath))
+        return;
+    const std::optional<EventPath> event = NormalizeEventPath(eventPath);
+    if (!event)
+        return;
+    const CString& path = event->path;
+    const std::optional<Classified> classified = ClassifyPath(path);
+    if (!classified)
+        return;
+    {
+        PendingStore::Locked store(m.pending);
+        const NotificationPtr pending = store->Find(path);
+        if (IsDeletion(pending) && m.selection.IsGone(path))
+            return;
+        KeepDeletionOfChildren(store, path, pending);
+    }
+    Judgement judgement(m, path);
+    if (IsDuplicateNotification(path) || classified->result == NotApplicable)
+        return judgement.Drop();
+    std::shared_ptr<Notification> notification;
+    {
+        PendingStore::Locked store(m.pending);
+        const NotificationPtr pending = store->Find(path);
+        // A pending addition or modification stays as it is, with its time stamp.
+        if (pending && !IsDeletion(pending))
+            return store->NoteReport(path);
+        notification = std::make_shared<Notification>();
+        notification->kind = NotificationKind::Modified;
+        FillFromRules(*notification, classified->rules);
+        if (IsHiddenSkipped(path, *notification)) {
+            store->Erase(path);
+            return;
+        }
+        store->Put(path, notification);
+    }
+    if (notification->ruleFlags & QueueFlags::ShowOverlay)
+        m.overlay.MarkModified(path);
+}

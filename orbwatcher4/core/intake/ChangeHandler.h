@@ -1,0 +1,80 @@
+// Turns the events of the change engine into pending changes.
+//
+// The engine's notifier thread calls the slots, one event at a time. Resume and AddSingleNotification call
+// ProcessChangedFile on a thread of the service.
+#pragma once
+
+#include "directory_changes/DirectoryChanges.h"
+#include "orbwatcher4/EnumerationProgress.h"
+#include "orbwatcher4/core/intake/InstantRun.h"
+#include "orbwatcher4/core/intake/IntakeParts.h"
+#include "orbwatcher4/core/intake/OwnFiles.h"
+
+#include <optional>
+
+class ChangeHandler : public CDirectoryChangeHandler
+{
+public:
+    explicit ChangeHandler(const IntakeParts& parts) : m(parts), m_instantRun(parts.config) {}
+
+    OwnFiles& Own() { return m_ownFiles; }
+    InstantRun& Instant() { return m_instantRun; }
+
+    void OnFileAdded(const wchar_t* path) override;
+    void OnFileRemoved(const wchar_t* path) override;
+    void OnFileNameChanged(const wchar_t* oldPath, const wchar_t* newPath) override;
+    void OnFileModified(const wchar_t* path) override;
+    void OnReadChangesError(DWORD error, const wchar_t* directory) override;
+    void OnWatchStarted(DWORD error, const wchar_t* directory) override;
+
+    // Handles a file or folder that exists (again). expandDirectory: handles the contents of a folder, too. `listed`:
+    // the attributes that a folder's list has just shown; without them the disk is asked. The disk is also asked before
+    // listed attributes keep a path out.
+    PathOutcome ProcessChangedFile(const wchar_t* path, bool expandDirectory, bool allowInstantRun,
+                                   std::optional<DWORD> listed = std::nullopt);
+
+    // Keeps a pending path that cannot be examined now because its drive is away.
+    void KeepUnreachable(const wchar_t* path);
+
+    // The path of an event as the rules and the store see it.
+    struct EventPath {
+        CString path;     // the path of an existing folder ends in a backslash
+        bool throughLink; // the event's path goes through a remembered link, and `path` is its target
+    };
+    // Returns nothing when the event is to be dropped.
+    std::optional<EventPath> NormalizeEventPath(const wchar_t* path, std::optional<DWORD> listed = std::nullopt);
+
+private:
+    struct Classified {
+        InclusionType result;
+        FilterList rules;
+    };
+    class Judgement;
+
+    template <typename Change>
+    void Take(Change change) noexcept;
+    void ProcessModified(const wchar_t* path);
+    void ProcessRemoved(const wchar_t* path);
+    // Returns nothing when the path is not selected; `refusal`, when given, then receives the reason.
+    std::optional<Classified> ClassifyPath(const CString& path, PathOutcome* refusal = nullptr);
+    // Returns true for a path that the system cannot open, whatever it is.
+    bool LeftOutByName(const wchar_t* path);
+    PathOutcome DroppedAs(const CString& eventPath) const;
+    bool IsHiddenSkipped(const CString& path, const Notification& notification,
+                         std::optional<DWORD> listed = std::nullopt);
+    void AddDirectoryChildren(const EventPath& folder);
+    void AddSelectedBelow(const EventPath& folder);
+    void ReadEnded(const CString& path, DWORD error);
+    // Returns nothing when the path must be backed up, and otherwise the reason why not.
+    std::optional<PathOutcome> IsDuplicateNotification(const CString& path);
+    bool WasUploaded(const CString& path, std::uint64_t modificationTime);
+    PathOutcome Replace(const EventPath& event, bool expandDirectory);
+    PathOutcome QueueAdded(const EventPath& event, const Classified& classified, bool expandDirectory,
+                           std::optional<DWORD> listed, PathOutcome refusal);
+    void KeepDeletionOfChildren(PendingStore::Locked& store, const CString& path, const NotificationPtr& pending);
+    void RecordRemoval(const CString& path, const FilterList& rules);
+
+    const IntakeParts m;
+    OwnFiles m_ownFiles;
+    InstantRun m_instantRun;
+};

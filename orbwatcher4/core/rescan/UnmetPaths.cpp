@@ -1,0 +1,170 @@
+#include "orbwatcher4/core/rescan/UnmetPaths.h"
+
+#include "companions/indexdb/OrbIndexDB.h"
+#include "companions/logging/OrbLogging.h"
+#include "orbwatcher4/core/environment/ActingForUser.h"
+#include "orbwatcher4/core/environment/Completes.h"
+#include "orbwatcher4/core/environment/FileFindData.h"
+#include "support/Backslash.h"
+#include "support/SystemPath.h"
+
+#include <map>
+
+namespace
+{
+
+CCriticalSection& SectionOf(bool disasterRecovery)
+{
+    return disasterRecovery ? CIndexDB::m_csMapDeleteDR : CIndexDB::m_csMapDelete;
+}
+
+DeleteMap& MapOf(bool disasterRecovery)
+{
+    return disasterRecovery ? CIndexDB::m_mapDeleteDRPtr : CIndexDB::m_mapDeletePtr;
+}
+
+// Asks for each root once.
+class Roots
+{
+public:
+    bool IsReachable(const CString& path)
+    {
+        const auto [root, isNew] = m_reachable.try_emplace(RootOf(path));
+        if (isNew)
+            root->second = GetFileAttributesW(root->first) != INVALID_FILE_ATTRIBUTES;
+        return root->second;
+    }
+    std::vector<CString> Unreachable() const
+    {
+        std::vector<CString> roots;
+        for (const auto& [root, reachable] : m_reachable)
+            if (!reachable)
+                roots.push_back(root);
+        return roots;
+    }
+
+private:
+    std::map<CString, bool> m_reachable;
+};
+
+// An empty root stands for all roots of the selection.
+const wchar_t* NameOf(const CString& root) { return root.IsEmpty() ? L"the selection" : root.GetString(); }
+
+} // namespace
+
+void UnmetPaths::Remove(const wchar_t* path) noexcept
+{
+    Completes(L"RemoveFromDeleteMap", [&] {
+        const CSingleLock lock(SectionOf(m.config.useDrDeleteMap));
+        MapOf(m.config.useDrDeleteMap).erase(WithoutBackslash(path)); // spelled as the items of the index
+    });
+}
+
+bool UnmetPaths::Contains(const wchar_t* path) const
+{
+    const CSingleLock lock(SectionOf(m.config.useDrDeleteMap));
+    const DeleteMap& map = MapOf(m.config.useDrDeleteMap);
+    return !map.empty() && map.contains(WithoutBackslash(path));
+}
+
+void UnmetPaths::ReportAll()
+{
+    const ActingForUser user(m.config.userToken);
+    if (!user.Acts() || !Completes(L"TrimDeleteMap", [this] { ReportSelected(); }))
+        m.due.MakeFull();
+}
+
+// Handles only the roots of this watcher's selection: other watchers share the map, and a drive letter that the rules
+// no longer name may hold any volume.
+void UnmetPaths::ReportSelected()
+{
+    const DriveList selected = m.selection.Drives();
+    const CSingleLock lock(SectionOf(m.config.useDrDeleteMap));
+    Roots roots;
+    // Removes the judged entries. The next enumeration of their root fills the map again.
+    std::erase_if(MapOf(m.config.useDrDeleteMap), [&](const auto& entry) {
+        return !m.stop.IsSet() && selected.contains(OrbFilter::StripToRoot(entry.first)) &&
+               roots.IsReachable(entry.first) && Judge(entry.first);
+    });
+    for (const CString& root : roots.Unreachable()) {
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"What disappeared from %s is looked for when it can be reached",
+                          root.GetString());
+        m.due.ReportLeftOut(OrbFilter::StripToRoot(root), m.config.clock->Seconds());
+    }
+}
+
+// Reports the deletion of a path that the index holds and that is gone. Returns false when that could not be found out.
+bool UnmetPaths::Judge(const CString& path)
+{
+    CString asked = path;
+    if (IsDirectory(path))
+        asked += L'\\';
+    bool selected = false;
+    {
+        const CSingleLock lock(m.selection.primaryLock);
+        selected = m.selection.primary.CheckForInclusion(asked, nullptr, true, true) == Included;
+    }
+    if (!selected)
+        return true;
+    if (!m.selection.IsGone(path))
+        return !IsUnknown(path);
+    g_OrbLog.Log(m.config.useDrDeleteMap ? L"Removing deleted file from DR backup: %s"
+                                         : L"Removing deleted file from data backup: %s",
+                 path.GetString());
+    m.due.Found(path);
+    m.handler.OnFileRemoved(path);
+    // The removal has replaced a change that was reported for a file that has just come back.
+    if (!m.selection.IsGone(path))
+        m.handler.ProcessChangedFile(path, false, false);
+    return true;
+}
+
+// Returns true when the enumeration could not find out whether the path exists, and another one might. A refused path
+// does not count, because another enumeration would be refused, too.
+bool UnmetPaths::IsUnknown(const CString& path)
+{
+    if (m.selection.volumes.IsOther(path))
+        return true;
+    if (GetFileAttributesW(SystemPath(path)) != INVALID_FILE_ATTRIBUTES) {
+        m.due.Found(path);
+        return false;
+    }
+    const DWORD error = GetLastError();
+    g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Whether %s was deleted cannot be found out: %d", path.GetString(),
+                      error);
+    m_tally.CountBeside(PathOutcome::Unreadable);
+    if (error != ERROR_ACCESS_DENIED)
+        m.due.MakeFullOnceFor(path);
+    return true;
+}
+
+// Fills the map with all items of the root. The enumeration removes those that it meets.
+void UnmetPaths::Fill(const CString& root)
+{
+    if (m.config.indexDatabase.IsEmpty())
+        return;
+    if (!CIndexDB::CacheLoaded()) {
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__,
+                          L"What disappeared from %s cannot be found, the cache of the index is not loaded",
+                          NameOf(root));
+        m.due.MakeFull();
+        return;
+    }
+    CIndexDB index;
+    index.SetDBFilePath(m.config.indexDatabase);
+    DeleteMap found;
+    if (index.Open(0, 0, 0) && index.BeginFolderChildrenRead(root))
+        for (std::uint64_t id = 0; index.ReadRow(id);) {
+            CachedDatum datum;
+            if (CIndexDB::GetCachedData(id, datum) && !(datum.flags & CachedDatum::NoDeleteRecord))
+                found.emplace(datum.path, id);
+        }
+    const CIndexDB::Error error = index.GetLastDbError();
+    if (error != CIndexDB::Error::None && error != CIndexDB::Error::NotFound) {
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"What disappeared from %s cannot be found, the index failed: %s",
+                          NameOf(root), index.GetLastDbErrorText().GetString());
+        m.due.MakeFull();
+    }
+    const CSingleLock lock(SectionOf(m.config.useDrDeleteMap));
+    MapOf(m.config.useDrDeleteMap).merge(found);
+}

@@ -1,0 +1,28 @@
+#include "orbwatcher4/core/selection/RecordedVolumes.h"
+
+#include "orbwatcher4/core/environment/FileFindData.h"
+
+void RecordedVolumes::Follow(const DriveList& drives)
+{
+    std::map<CString, std::int32_t> serials;
+    for (const auto& [root, drive] : drives)
+        if (drive.serial != 0)
+            serials.emplace(root, drive.serial);
+    const CSingleLock lock(m_section);
+    m_serials.swap(serials);
+}
+
+bool RecordedVolumes::IsOther(const CString& path) const
+{
+    std::int32_t recorded = 0;
+    {
+        const CSingleLock lock(m_section);
+        const auto found = m_serials.find(OrbFilter::StripToRoot(path));
+        if (found == m_serials.end())
+            return false;
+        recorded = found->second;
+    }
+    DWORD serial = 0;
+    return !GetVolumeInformationW(RootOf(path), nullptr, 0, &serial, nullptr, nullptr, nullptr, 0) ||
+           static_cast<std::int32_t>(serial) != recorded;
+}

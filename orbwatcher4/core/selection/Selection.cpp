@@ -1,0 +1,106 @@
+#include "orbwatcher4/core/selection/Selection.h"
+
+#include "orbwatcher4/core/environment/FileFindData.h"
+#include "support/WithoutThreadToken.h"
+
+#include <utility>
+
+namespace
+{
+
+// Loads into a new filter and swaps, so that a rule that is gone from the files is gone here, too. If loading fails,
+// the present rules stay; a filter without rules takes those that could be loaded.
+bool Reload(OrbFilter& filter, const CString& data, const CString& automatic, const wchar_t* advanced,
+            WaitingFindings& findings)
+{
+    OrbFilter fresh;
+    fresh.PrepareToReplace(filter);
+    const bool whole = fresh.LoadXmlFilters(data, automatic, advanced);
+    findings.Add(fresh.Findings());
+    if (whole || !filter.HasRules())
+        filter.TakeRulesFrom(fresh);
+    return whole;
+}
+
+} // namespace
+
+Selection::~Selection() { CountWith(nullptr); }
+
+bool Selection::Load(OverlayCache* overlay, const wchar_t* advancedOfSecondary)
+{
+    const WithoutThreadToken asProcess; // the service has named the files
+    const SelectionFiles& files = config.files;
+    const CSingleLock first(primaryLock);
+    const CSingleLock second(secondaryLock);
+    primary.SetOverlayCache(overlay);
+    // Comes before everything that may fail: the watch thread then uses whatever rules there are.
+    requestedRoots.NoteOtherRules();
+    // Without a file, rules that were added stay.
+    const bool primaryWhole =
+        !files.data.IsEmpty() && Reload(primary, files.data, files.autoExclude, files.advanced, findings);
+    const bool secondaryWhole =
+        Reload(secondary, files.secondary, files.secondaryAutoExclude, advancedOfSecondary, findings);
+    primary.SetSecondaryFilter(&secondary);
+    volumes.Follow(primary.GenerateDriveList());
+    // The rules of the data file may be loaded although another file is missing or malformed.
+    if (primaryWhole || (!files.data.IsEmpty() && primary.HasRules()))
+        loaded = true;
+    return primaryWhole && secondaryWhole;
+}
+
+void Selection::RequestItsRoots()
+{
+    if (!requestedRoots.IsWatching())
+        return;
+    for (const auto& [root, drive] : Drives())
+        requestedRoots.Request(root);
+}
+
+void Selection::Clear()
+{
+    const CSingleLock first(primaryLock);
+    const CSingleLock second(secondaryLock);
+    primary.ClearAll();
+    secondary.ClearAll();
+    loaded = false;
+}
+
+void Selection::SetDestination(const wchar_t* path)
+{
+    CString folder = path;
+    Edit([&](OrbFilter& filter) { filter.SetDestination(folder); });
+    const CSingleLock lock(primaryLock);
+    std::swap(destination, folder);
+}
+
+CString Selection::Destination()
+{
+    const CSingleLock lock(primaryLock);
+    return destination;
+}
+
+DriveList Selection::Drives()
+{
+    const CSingleLock lock(primaryLock);
+    return primary.GenerateDriveList();
+}
+
+bool Selection::IsKeptOut(const CString& path)
+{
+    const CSingleLock lock(primaryLock);
+    return primary.WhyKeptOut(path) != KeptOut::No;
+}
+
+bool Selection::IsGone(const CString& path) const { return IsReallyGone(path) && !volumes.IsOther(path); }
+
+void Selection::FollowLinks(CString& path)
+{
+    const CSingleLock lock(primaryLock);
+    primary.UpdateJunctionDestination(path);
+}
+
+void Selection::CountWith(const ItemCounters* counters)
+{
+    const CSingleLock lock(primaryLock);
+    primary.SetNotificationStore(counters);
+}
