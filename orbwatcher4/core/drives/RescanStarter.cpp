@@ -61,7 +61,6 @@ void RescanStarter::Announce()
 
 void RescanStarter::StartFullByTime(std::int64_t now)
 {
-    const CSingleLock lock(m_selection.primaryLock);
     if (!m_selection.loaded || m_enumerator.IsShownAsRunning() || DueEnumerations::IsCheckTooEarly(now))
         return;
     DueEnumerations::NoteCheck(now);

@@ -71,6 +71,16 @@ bool IsPassing(DWORD error)
     }
 }
 
+// Returns true for the version that the online mode has just uploaded.
+bool WasUploaded(const Config& config, const CString& path, std::uint64_t modificationTime)
+{
+    std::uint64_t uploaded = 0;
+    if (!config.online->FindUploaded(path, uploaded) || uploaded != modificationTime)
+        return false;
+    g_OrbLog.Log(L"Skipping duplicate notification for file %s.", path.GetString());
+    return true;
+}
+
 bool IsDeletion(const NotificationPtr& notification)
 {
     return notification && notification->kind == NotificationKind::Deleted;
@@ -102,12 +112,29 @@ public:
         if (!m_look.WasReported())
             store->Erase(m_path);
     }
+    // Returns true when an addition or a modification is pending; it stays as it is, with its time stamp.
+    bool IsReportOnly()
+    {
+        const PendingStore::Locked store(m.pending);
+        const NotificationPtr pending = store->Find(m_path);
+        const bool stays = pending && !IsDeletion(pending);
+        if (stays)
+            store->NoteReport(m_path);
+        return stays;
+    }
     // Returns false when another thread has reported meanwhile that the path is gone.
     bool Put(const NotificationPtr& notification)
     {
-        const PendingStore::Locked store(m.pending);
-        if (m_look.WasReported() && IsDeletion(store->Find(m_path)) && m.selection.IsGone(m_path))
-            return false;
+        PendingStore::Locked store(m.pending);
+        if (const NotificationPtr now = store->Find(m_path); m_look.WasReported() && IsDeletion(now)) {
+            bool gone = false;
+            {
+                const PendingStore::Left left(store);
+                gone = m.selection.IsGone(m_path);
+            }
+            if (gone && store->Find(m_path) == now)
+                return false;
+        }
         store->Put(m_path, notification);
         return true;
     }
@@ -205,9 +232,10 @@ std::optional<ChangeHandler::EventPath> ChangeHandler::NormalizeEventPath(const 
     CString normal = LongForm(given);
     if (normal.IsEmpty() || normal.GetLength() > LongestEventPath)
         return std::nullopt;
-    if (listed ? (*listed & FILE_ATTRIBUTE_DIRECTORY) != 0 : IsDirectory(normal))
+    const FileFacts facts = listed ? FileFacts::Listed(*listed) : FileFacts::Of(normal);
+    if (facts.IsFolder())
         normal = WithBackslash(normal);
-    EventPath event{normal, false};
+    EventPath event{normal, false, facts};
     m.selection.FollowLinks(event.path);
     event.throughLink = event.path != normal;
     return event;
@@ -225,33 +253,50 @@ std::optional<ChangeHandler::Classified> ChangeHandler::ClassifyPath(const CStri
     return Classified{answer.decision, std::move(answer.rules)};
 }
 
-bool ChangeHandler::IsHiddenSkipped(const CString& path, const Notification& notification, std::optional<DWORD> listed)
+bool ChangeHandler::IsHiddenSkipped(const EventPath& event, const Notification& notification)
 {
-    if (PathIsRootW(path))
+    if (PathIsRootW(event.path))
         return false;
     ImpersonateUser(m.config.userToken);
     // A folder's list may be older than the file, for a file with several names for a long time. So it keeps no file
-    // out.
-    const bool shown = listed && !(*listed & FILE_ATTRIBUTE_HIDDEN);
-    const DWORD attributes = shown ? *listed : GetFileAttributesW(SystemPath(path));
-    if (attributes == INVALID_FILE_ATTRIBUTES && IsPassing(GetLastError())) {
-        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"%s cannot be looked at now: %d", path.GetString(),
-                          GetLastError());
+    // out. A link and the folder that it leads to have attributes of their own.
+    const bool again = event.facts.AreListed() ? event.facts.IsHidden() : event.facts.IsLink() || event.throughLink;
+    const FileFacts facts = again ? FileFacts::Of(event.path) : event.facts;
+    if (!facts.AreKnown() && IsPassing(facts.Error())) {
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"%s cannot be looked at now: %d", event.path.GetString(),
+                          facts.Error());
         return false;
     }
-    // A failed call returns all bits set, so a file that is gone counts as hidden.
-    if (!(attributes & FILE_ATTRIBUTE_HIDDEN))
-        return false;
-    return !m.config.hiddenFiles && !(notification.ruleFlags & QueueFlags::EvenWhenHidden);
+    return facts.IsHidden() && !m.config.hiddenFiles && !(notification.ruleFlags & QueueFlags::EvenWhenHidden);
 }
 
-std::optional<PathOutcome> ChangeHandler::IsDuplicateNotification(const CString& path)
+// Calls `change` with the store locked, and with the pending change of the path. Returns false, without the call, when
+// a deletion is pending and the path is gone. The disk is asked with the store unlocked, after the deletion was found:
+// the event may be older.
+template <typename Change>
+bool ChangeHandler::ChangeUnlessGone(const CString& path, Change change)
 {
+    for (;;) {
+        const NotificationPtr pending = m.pending.Find(path);
+        if (IsDeletion(pending) && m.selection.IsGone(path))
+            return false;
+        PendingStore::Locked store(m.pending);
+        if (store->Find(path) != pending)
+            continue; // another thread has reported the path meanwhile
+        change(store, pending);
+        return true;
+    }
+}
+
+std::optional<PathOutcome> ChangeHandler::IsDuplicateNotification(const EventPath& event)
+{
+    const CString& path = event.path;
     CachedDatum datum;
     if (!CIndexDB::GetCachedData(CIndexDB::CalculateUuid(path), datum, 1) || !CIndexDB::IsItemOf(path, datum) ||
         (datum.flags & CachedDatum::NoDeleteRecord))
         return std::nullopt;
-    const bool directory = IsDirectory(path);
+    // Another item may have taken the place of the one that the list has shown.
+    const bool directory = event.facts.AreListed() ? IsDirectory(path) : event.facts.IsFolder();
     std::uint64_t modified = 0;
     const bool known = GetFileTimes(path, directory, nullptr, &modified);
     // A folder in the place of a file that was backed up is a change.
@@ -262,18 +307,9 @@ std::optional<PathOutcome> ChangeHandler::IsDuplicateNotification(const CString&
     std::int64_t until = 0;
     if (CIndexDB::IsDelayedItemWatcher(path, until) && until > m.config.clock->Seconds())
         return PathOutcome::Delayed;
-    if (known && WasUploaded(path, modified))
+    if (known && WasUploaded(m.config, path, modified))
         return PathOutcome::Uploaded;
     return std::nullopt;
-}
-
-bool ChangeHandler::WasUploaded(const CString& path, std::uint64_t modificationTime)
-{
-    std::uint64_t uploaded = 0;
-    if (!m.config.online->FindUploaded(path, uploaded) || uploaded != modificationTime)
-        return false;
-    g_OrbLog.Log(L"Skipping duplicate notification for file %s.", path.GetString());
-    return true;
 }
 
 // Keeps the deletion of a folder's children when a file or another folder has taken its place. It is kept under the
@@ -322,21 +358,19 @@ PathOutcome ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, bool exp
             AddSelectedBelow(*event);
         return refusal;
     }
-    {
-        PendingStore::Locked store(m.pending);
-        const NotificationPtr pending = store->Find(path);
-        if (IsDeletion(pending) && m.selection.IsGone(path))
-            return PathOutcome::Missing;
+    // Only deletions have a time. A deletion with the file's return right after it is a save that replaces the file.
+    bool replaced = false;
+    const auto take = [&](PendingStore::Locked& store, const NotificationPtr& pending) {
         KeepDeletionOfChildren(store, path, pending);
-        // Only deletions have a time. A deletion with the file's return right after it is a save that replaces the
-        // file.
-        if (pending && m.config.clock->FileTime() <= pending->timeStamp + ReplacedWithin) {
+        replaced = pending && m.config.clock->FileTime() <= pending->timeStamp + ReplacedWithin;
+        if (replaced)
             store->Erase(path);
-            store.Leave();
-            return Replace(*event, expandDirectory);
-        }
-    }
-    const PathOutcome outcome = QueueAdded(*event, *classified, expandDirectory, listed, refusal);
+    };
+    if (!ChangeUnlessGone(path, take))
+        return PathOutcome::Missing;
+    if (replaced)
+        return Replace(*event, expandDirectory);
+    const PathOutcome outcome = QueueAdded(*event, *classified, expandDirectory, refusal);
     if (outcome == PathOutcome::Queued && allowInstantRun && m_instantRun.IsWantedFor(path))
         m_instantRun.Signal();
     return outcome;
@@ -352,13 +386,13 @@ PathOutcome ChangeHandler::Replace(const EventPath& event, bool expandDirectory)
 }
 
 PathOutcome ChangeHandler::QueueAdded(const EventPath& event, const Classified& classified, bool expandDirectory,
-                                      std::optional<DWORD> listed, PathOutcome refusal)
+                                      PathOutcome refusal)
 {
     const CString& path = event.path;
     Judgement judgement(m, path);
     auto notification = std::make_shared<Notification>();
     FillFromRules(*notification, classified.rules);
-    if (IsHiddenSkipped(path, *notification, listed)) {
+    if (IsHiddenSkipped(event, *notification)) {
         g_OrbLog.Log(L"File: %s is Hidden and will be skipped", path.GetString());
         // A file that is gone counts as hidden, but its deletion must be recorded.
         const bool gone = m.selection.IsGone(path);
@@ -368,7 +402,7 @@ PathOutcome ChangeHandler::QueueAdded(const EventPath& event, const Classified& 
     }
     if (expandDirectory)
         AddDirectoryChildren(event);
-    const std::optional<PathOutcome> duplicate = IsDuplicateNotification(path);
+    const std::optional<PathOutcome> duplicate = IsDuplicateNotification(event);
     if (duplicate || classified.result == NotApplicable) {
         judgement.Drop();
         return duplicate.value_or(refusal);
@@ -376,7 +410,7 @@ PathOutcome ChangeHandler::QueueAdded(const EventPath& event, const Classified& 
     if (!judgement.Put(notification))
         return PathOutcome::Missing;
     if (m.overlay.AreWanted() && (notification->ruleFlags & QueueFlags::ShowOverlay))
-        m.overlay.Set(IsDirectory(path) ? WithBackslash(path) : path, OverlayStatus::Pending);
+        m.overlay.Set(event.facts.IsFolder() ? WithBackslash(path) : path, OverlayStatus::Pending);
     return PathOutcome::Queued;
 }
 
@@ -401,32 +435,23 @@ void ChangeHandler::ProcessModified(const wchar_t* eventPath)
     const std::optional<Classified> classified = ClassifyPath(path);
     if (!classified)
         return;
-    {
-        PendingStore::Locked store(m.pending);
-        const NotificationPtr pending = store->Find(path);
-        if (IsDeletion(pending) && m.selection.IsGone(path))
-            return;
+    const auto keep = [&](PendingStore::Locked& store, const NotificationPtr& pending) {
         KeepDeletionOfChildren(store, path, pending);
-    }
+    };
+    if (!ChangeUnlessGone(path, keep))
+        return;
     Judgement judgement(m, path);
-    if (IsDuplicateNotification(path) || classified->result == NotApplicable)
+    if (IsDuplicateNotification(*event) || classified->result == NotApplicable)
         return judgement.Drop();
-    std::shared_ptr<Notification> notification;
-    {
-        PendingStore::Locked store(m.pending);
-        const NotificationPtr pending = store->Find(path);
-        // A pending addition or modification stays as it is, with its time stamp.
-        if (pending && !IsDeletion(pending))
-            return store->NoteReport(path);
-        notification = std::make_shared<Notification>();
-        notification->kind = NotificationKind::Modified;
-        FillFromRules(*notification, classified->rules);
-        if (IsHiddenSkipped(path, *notification)) {
-            store->Erase(path);
-            return;
-        }
-        store->Put(path, notification);
-    }
+    if (judgement.IsReportOnly())
+        return;
+    const auto notification = std::make_shared<Notification>();
+    notification->kind = NotificationKind::Modified;
+    FillFromRules(*notification, classified->rules);
+    if (IsHiddenSkipped(*event, *notification))
+        return judgement.Drop();
+    if (!judgement.Put(notification))
+        return;
     if (notification->ruleFlags & QueueFlags::ShowOverlay)
         m.overlay.MarkModified(path);
 }

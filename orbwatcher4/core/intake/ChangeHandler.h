@@ -6,6 +6,7 @@
 
 #include "directory_changes/DirectoryChanges.h"
 #include "orbwatcher4/EnumerationProgress.h"
+#include "orbwatcher4/core/intake/FileFacts.h"
 #include "orbwatcher4/core/intake/InstantRun.h"
 #include "orbwatcher4/core/intake/IntakeParts.h"
 #include "orbwatcher4/core/intake/OwnFiles.h"
@@ -40,6 +41,7 @@ public:
     struct EventPath {
         CString path;     // the path of an existing folder ends in a backslash
         bool throughLink; // the event's path goes through a remembered link, and `path` is its target
+        FileFacts facts;  // of the event's path
     };
     // Returns nothing when the event is to be dropped.
     std::optional<EventPath> NormalizeEventPath(const wchar_t* path, std::optional<DWORD> listed = std::nullopt);
@@ -60,17 +62,17 @@ private:
     // Returns true for a path that the system cannot open, whatever it is.
     bool LeftOutByName(const wchar_t* path);
     PathOutcome DroppedAs(const CString& eventPath) const;
-    bool IsHiddenSkipped(const CString& path, const Notification& notification,
-                         std::optional<DWORD> listed = std::nullopt);
+    bool IsHiddenSkipped(const EventPath& event, const Notification& notification);
+    template <typename Change>
+    bool ChangeUnlessGone(const CString& path, Change change);
     void AddDirectoryChildren(const EventPath& folder);
     void AddSelectedBelow(const EventPath& folder);
     void ReadEnded(const CString& path, DWORD error);
     // Returns nothing when the path must be backed up, and otherwise the reason why not.
-    std::optional<PathOutcome> IsDuplicateNotification(const CString& path);
-    bool WasUploaded(const CString& path, std::uint64_t modificationTime);
+    std::optional<PathOutcome> IsDuplicateNotification(const EventPath& event);
     PathOutcome Replace(const EventPath& event, bool expandDirectory);
     PathOutcome QueueAdded(const EventPath& event, const Classified& classified, bool expandDirectory,
-                           std::optional<DWORD> listed, PathOutcome refusal);
+                           PathOutcome refusal);
     void KeepDeletionOfChildren(PendingStore::Locked& store, const CString& path, const NotificationPtr& pending);
     void RecordRemoval(const CString& path, const FilterList& rules);
 
