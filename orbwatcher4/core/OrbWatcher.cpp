@@ -108,7 +108,7 @@ bool COrbWatcher::GetSingleNotification(void* sameRunIds, QueueDatum& out, FileI
 bool COrbWatcher::AddSingleNotification(const wchar_t* path)
 {
     const ActingForUser user(m->config.userToken);
-    const auto add = [&] { m->intake.handler.ProcessChangedFile(path, false, false); };
+    const auto add = [&] { m->intake.handler.ProcessChangedFile(path, Arrival::Found); };
     if (!user.Acts() || !Completes(L"Adding a file", add))
         m->due.MakeFull();
     return true;

@@ -245,7 +245,7 @@ void DeletionPass::QueueReturned()
 {
     for (const Record& record : m_records)
         if (Exists(record.path))
-            m.handler.ProcessChangedFile(record.path, false, false);
+            m.handler.ProcessChangedFile(record.path, Arrival::Found);
 }
 
 bool DeletionPass::HasDestination() const

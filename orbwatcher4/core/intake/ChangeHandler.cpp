@@ -190,7 +190,7 @@ void ChangeHandler::Take(Change change) noexcept
 
 void ChangeHandler::OnFileAdded(const wchar_t* path)
 {
-    Take([&] { ProcessChangedFile(path, true, true); });
+    Take([&] { ProcessChangedFile(path, Arrival::Event); });
 }
 
 void ChangeHandler::OnFileModified(const wchar_t* path)
@@ -342,9 +342,9 @@ bool ChangeHandler::LeftOutByName(const wchar_t* path)
 }
 
 // Asks the filters with the store unlocked: they come before it in the lock order.
-PathOutcome ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, bool expandDirectory, bool allowInstantRun,
-                                              std::optional<DWORD> listed)
+PathOutcome ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, Arrival arrival, std::optional<DWORD> listed)
 {
+    const bool expandDirectory = arrival != Arrival::Found;
     if (LeftOutByName(eventPath))
         return PathOutcome::Unreadable;
     const std::optional<EventPath> event = NormalizeEventPath(eventPath, listed);
@@ -371,7 +371,7 @@ PathOutcome ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, bool exp
     if (replaced)
         return Replace(*event, expandDirectory);
     const PathOutcome outcome = QueueAdded(*event, *classified, expandDirectory, refusal);
-    if (outcome == PathOutcome::Queued && allowInstantRun && m_instantRun.IsWantedFor(path))
+    if (outcome == PathOutcome::Queued && arrival == Arrival::Event && m_instantRun.IsWantedFor(path))
         m_instantRun.Signal();
     return outcome;
 }

@@ -13,6 +13,10 @@
 
 #include <optional>
 
+// How a path has come to the watcher. The contents of a folder are handled with it when an event or a new rule names
+// it; a walk or a replay names them itself. Only an event may wake the service for a backup at once.
+enum class Arrival { Found, Event, Rule };
+
 class ChangeHandler : public CDirectoryChangeHandler
 {
 public:
@@ -28,11 +32,9 @@ public:
     void OnReadChangesError(DWORD error, const wchar_t* directory) override;
     void OnWatchStarted(DWORD error, const wchar_t* directory) override;
 
-    // Handles a file or folder that exists (again). expandDirectory: handles the contents of a folder, too. `listed`:
-    // the attributes that a folder's list has just shown; without them the disk is asked. The disk is also asked before
-    // listed attributes keep a path out.
-    PathOutcome ProcessChangedFile(const wchar_t* path, bool expandDirectory, bool allowInstantRun,
-                                   std::optional<DWORD> listed = std::nullopt);
+    // Handles a file or folder that exists (again). `listed`: the attributes that a folder's list has just shown;
+    // without them the disk is asked. The disk is also asked before listed attributes keep a path out.
+    PathOutcome ProcessChangedFile(const wchar_t* path, Arrival arrival, std::optional<DWORD> listed = std::nullopt);
 
     // Keeps a pending path that cannot be examined now because its drive is away.
     void KeepUnreachable(const wchar_t* path);

@@ -95,7 +95,7 @@ void Replay::TakeLine(const CString& line)
         return;
     }
     if (GetFileAttributesW(SystemPath(path)) != INVALID_FILE_ATTRIBUTES)
-        m_handler.ProcessChangedFile(path, false, false);
+        m_handler.ProcessChangedFile(path, Arrival::Found);
     else if (m.selection.IsGone(path))
         TakeRemoval(path);
     else

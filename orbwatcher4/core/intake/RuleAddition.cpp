@@ -59,7 +59,7 @@ bool RuleAddition::QueueAccepted(const FilterList& accepted, std::vector<Exclude
     for (const FilterPtr& rule : accepted) {
         if (rule->incEx == WatcherEnum::Include) {
             if (mayLook)
-                m_handler.ProcessChangedFile(rule->path, true, false);
+                m_handler.ProcessChangedFile(rule->path, Arrival::Rule);
         } else if (rule->mask.IsEmpty()) {
             exclusionsMet = true;
             if (excluded)

@@ -31,7 +31,7 @@ PathOutcome FoundFiles::Take(const wchar_t* path, std::optional<DWORD> listed)
     const NotificationPtr pending = m.pending.Find(path);
     PathOutcome outcome = PathOutcome::Waiting;
     if (!pending || pending->kind == NotificationKind::Deleted)
-        outcome = m.handler.ProcessChangedFile(path, false, false, listed);
+        outcome = m.handler.ProcessChangedFile(path, Arrival::Found, listed);
     // A walk may report files that are gone since they were listed, and rules may name files that do not exist.
     if (m_unmet.Contains(path) && (outcome == PathOutcome::Unchanged || !m.selection.IsGone(path))) {
         m.due.Found(WithoutBackslash(path));

@@ -115,7 +115,7 @@ bool UnmetPaths::Judge(const CString& path)
     m.handler.OnFileRemoved(path);
     // The removal has replaced a change that was reported for a file that has just come back.
     if (!m.selection.IsGone(path))
-        m.handler.ProcessChangedFile(path, false, false);
+        m.handler.ProcessChangedFile(path, Arrival::Found);
     return true;
 }
 
