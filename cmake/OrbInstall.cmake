@@ -50,7 +50,7 @@ install(FILES orbwatcher4/estimator/FSEntry.h orbwatcher4/estimator/ScanTally.h 
     orbwatcher4/estimator/FileExtension.h
     DESTINATION ${include_dir}/orbwatcher4/estimator)
 install(FILES orbwatcher4/filter/Filter.h orbwatcher4/filter/FilterRegex.h orbwatcher4/filter/RuleFinding.h
-    orbwatcher4/filter/KeptOutPaths.h orbwatcher4/filter/RuleSet.h orbwatcher4/filter/ScanLists.h orbwatcher4/filter/WalkObserver.h
+    orbwatcher4/filter/KeptOutPaths.h orbwatcher4/filter/RuleSet.h orbwatcher4/filter/ScanLists.h orbwatcher4/filter/WalkMemory.h orbwatcher4/filter/WalkObserver.h
     DESTINATION ${include_dir}/orbwatcher4/filter)
 install(FILES mfc/CCriticalSection.h mfc/CEvent.h mfc/CString.h mfc/ThreadSafety.h DESTINATION ${include_dir}/mfc)
 install(FILES support/Handle.h support/HashMemory.h support/Hashes.h support/LockOrder.h support/PathFingerprint.h

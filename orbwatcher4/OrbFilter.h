@@ -3,8 +3,8 @@
 ///
 /// It holds the rules, which it reads from XML files and groups by drive, and decides whether a path is selected. The
 /// rule maps have no lock of their own: loading and editing must not overlap checks, and checks on one object must not
-/// overlap each other (a check may add an empty entry for a drive). The junction cache and the set of scanned
-/// directories have a lock and may be used from any thread.
+/// overlap each other (a check may add an empty entry for a drive). The memory of walks (WalkMemory) has a lock of its
+/// own and may be used from any thread.
 ///
 /// Operations do not throw; only constructors and assignments throw std::bad_alloc. An operation that runs out of
 /// memory logs that and changes nothing. Its result errs to the safe side: loading, adding, removing and walking return
@@ -13,7 +13,6 @@
 /// as a whole instead.
 #pragma once
 
-#include "companions/readerswriters/ReadersWriters.h"
 #include "mfc/CString.h"
 #include "orbwatcher4/Export.h"
 #include "orbwatcher4/ExtProperties.h"
@@ -23,10 +22,7 @@
 #include "orbwatcher4/filter/RuleFinding.h"
 #include "orbwatcher4/filter/RuleSet.h"
 #include "orbwatcher4/filter/ScanLists.h"
-#include "support/HashMemory.h"
-#include "support/PathFingerprint.h"
-
-#include <sparsehash/dense_hash_set>
+#include "orbwatcher4/filter/WalkMemory.h"
 
 #include <atomic>
 #include <cstdint>
@@ -292,7 +288,7 @@ public:
 
 private:
     friend class AdvancedRules;
-    friend class JunctionAccess; // the walk and the tests fill the cache through it
+    friend class FilterAccess; // the watcher and tests
 
     // Returns the rules of the path's drive in one of the maps, null when it has none. The path ends with a zero.
     static const RuleSet* RulesOfPath(const RuleMap& map, std::wstring_view path);
@@ -303,9 +299,6 @@ private:
     const RuleMap& AdvancedMap() const;
     // Returns a map for an edit: no AdvancedRules object shares it.
     RuleMap& EditAdvancedMap();
-    // Returns true when the directory was not known yet. Gives `dir` its trailing backslash.
-    bool AddScannedDirectory(CString& dir);
-    void RememberJunction(const CString& junction, const CString& destination);
     void HandOn(const FilterPtr& rule, FilterList* out);
     bool ReadSelection(const wchar_t* file, bool autoExclude, FilterList* out, bool markFlag, bool readItemText);
     bool ReadAdvancedFilters(const wchar_t* file);
@@ -316,11 +309,7 @@ private:
 
     RuleMap m_driveRules;
     std::shared_ptr<RuleMap> m_advancedRules; // null: none. Shared with the snapshots that were returned
-    std::map<CString, CString> m_junctions;   // lower-cased junction ending in "\" to destination; guarded by m_lock
-    ReadersWriters m_lock;
-    google::dense_hash_set<PathFingerprint, std::hash<PathFingerprint>, std::equal_to<PathFingerprint>,
-                           HashMemory<PathFingerprint>>
-        m_scanned; // guarded by m_lock
+    WalkMemory m_memory;
     CString m_dataFile;
     CString m_autoExcludeFile;
     CString m_advancedFile;

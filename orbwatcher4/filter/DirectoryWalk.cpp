@@ -1,7 +1,6 @@
 #include "orbwatcher4/filter/DirectoryWalk.h"
 
 #include "companions/logging/OrbLogging.h"
-#include "orbwatcher4/filter/Junctions.h"
 #include "orbwatcher4/filter/ReparsePoint.h"
 #include "support/Backslash.h"
 #include "support/CaseFold.h"
@@ -32,8 +31,8 @@ bool IsNotThere(DWORD error) { return error == ERROR_FILE_NOT_FOUND || error == 
 
 } // namespace
 
-DirectoryWalk::DirectoryWalk(OrbFilter& filter, ScanDisk& disk, SmartScanCaller* caller, const WalkOptions& options)
-    : m_filter(filter),
+DirectoryWalk::DirectoryWalk(WalkMemory& memory, ScanDisk& disk, SmartScanCaller* caller, const WalkOptions& options)
+    : m_memory(memory),
       m_disk(disk),
       m_caller(caller),
       m_options(options),
@@ -110,7 +109,7 @@ bool DirectoryWalk::MayGoOn() { return !IsAborted() && (!m_caller || m_caller->P
 
 bool DirectoryWalk::ReadFolder(const CString& folder, bool withSubFolders)
 {
-    const bool withFiles = folder == m_root || !JunctionAccess::AreFilesReported(m_filter, folder);
+    const bool withFiles = folder == m_root || !m_memory.AreFilesReported(folder);
     bool goOn = true;
     m_nameHashes.clear();
     if (m_options.observer)
@@ -134,7 +133,7 @@ bool DirectoryWalk::ReadFolder(const CString& folder, bool withSubFolders)
     else if (goOn)
         TellRead(folder, ERROR_SUCCESS);
     if (goOn && !error && !withSubFolders)
-        JunctionAccess::AddFilesReported(m_filter, folder);
+        m_memory.AddFilesReported(folder);
     return goOn;
 }
 
@@ -204,8 +203,8 @@ void DirectoryWalk::TakeFolder(CString folder, DWORD attributes)
 
 void DirectoryWalk::TakePlainFolder(CString& folder, DWORD attributes)
 {
-    JunctionAccess::Forget(m_filter, folder);
-    if (!JunctionAccess::AddScanned(m_filter, folder))
+    m_memory.Forget(folder);
+    if (!m_memory.AddScanned(folder))
         return PassOverKnown(folder, folder);
     Push(folder, attributes);
 }
@@ -221,18 +220,18 @@ void DirectoryWalk::TakeLink(const CString& link, CString& destination)
         return;
     if (m_options.bounds && m_options.bounds->CoverOf(destination) == ScanBounds::Cover::Excluded)
         return PassOver(link, PathOutcome::Excluded);
-    if (!JunctionAccess::AddScanned(m_filter, destination)) {
-        JunctionAccess::Correct(m_filter, link, destination);
+    if (!m_memory.AddScanned(destination)) {
+        m_memory.Correct(link, destination);
         return PassOverKnown(link, destination);
     }
-    JunctionAccess::Remember(m_filter, link, destination);
+    m_memory.Remember(link, destination);
     Push(destination, std::nullopt);
 }
 
 void DirectoryWalk::Push(const CString& folder, std::optional<DWORD> attributes)
 {
     m_folders.push_back(folder);
-    if (!m_caller || JunctionAccess::AreFilesReported(m_filter, folder))
+    if (!m_caller || m_memory.AreFilesReported(folder))
         return;
     if (attributes)
         Show(*attributes);

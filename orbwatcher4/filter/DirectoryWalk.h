@@ -5,11 +5,10 @@
 #include "orbwatcher4/filter/AbortPoll.h"
 #include "orbwatcher4/filter/ScanBounds.h"
 #include "orbwatcher4/filter/ScanDisk.h"
+#include "orbwatcher4/filter/WalkMemory.h"
 #include "orbwatcher4/filter/WalkObserver.h"
 
 #include <vector>
-
-class OrbFilter;
 
 struct WalkOptions {
     CString listPattern = L"*"; // for the system; also hides sub-folders that do not match
@@ -24,7 +23,7 @@ class DirectoryWalk
 {
 public:
     // The arguments must outlive the walk; `caller` may be null.
-    DirectoryWalk(OrbFilter& filter, ScanDisk& disk, SmartScanCaller* caller, const WalkOptions& options);
+    DirectoryWalk(WalkMemory& memory, ScanDisk& disk, SmartScanCaller* caller, const WalkOptions& options);
 
     // Walks from `folder`, whether it is known or not. Returns false when the walk was aborted; the caller must not
     // continue it then.
@@ -60,7 +59,7 @@ private:
     void TellTwins(const CString& folder);
     bool MatchesPattern(const wchar_t* name) const;
 
-    OrbFilter& m_filter;
+    WalkMemory& m_memory;
     ScanDisk& m_disk;
     SmartScanCaller* const m_caller;
     const WalkOptions m_options;

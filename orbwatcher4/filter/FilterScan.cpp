@@ -2,7 +2,6 @@
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/OrbFilter.h"
 #include "orbwatcher4/filter/ApiBoundary.h"
-#include "orbwatcher4/filter/Junctions.h"
 #include "orbwatcher4/filter/ReparsePoint.h"
 #include "orbwatcher4/filter/SelectionWalk.h"
 #include "support/Handle.h"
@@ -44,21 +43,21 @@ bool ReportSingleFile(const wchar_t* path, SmartScanCaller* caller)
 
 // Walks from a folder. It is entered even when it is known, and by its own name when it is a link. If its sub-folders
 // are not walked, later walks may enter it again.
-bool WalkFrom(OrbFilter& filter, const CString& folder, SmartScanCaller* caller, const WalkOptions& options,
+bool WalkFrom(WalkMemory& memory, const CString& folder, SmartScanCaller* caller, const WalkOptions& options,
               bool recurse)
 {
     ScanDisk disk;
     CString destination = folder;
     if (GetReparseDestination(disk, folder, 0, destination) == ReparseResult::NoLink)
-        JunctionAccess::Forget(filter, folder);
+        memory.Forget(folder);
     if (recurse)
-        JunctionAccess::AddScanned(filter, destination);
-    DirectoryWalk walk(filter, disk, caller, options);
+        memory.AddScanned(destination);
+    DirectoryWalk walk(memory, disk, caller, options);
     return recurse ? walk.WalkTree(folder) : walk.WalkFiles(folder);
 }
 
 // Walks a folder with everything below it, or reports a single file; does nothing when there is none.
-bool WalkAll(OrbFilter& filter, const wchar_t* path, SmartScanCaller* caller, const WalkOptions& options)
+bool WalkAll(WalkMemory& memory, const wchar_t* path, SmartScanCaller* caller, const WalkOptions& options)
 {
     ScanDisk disk;
     const DWORD attributes = disk.Attributes(path);
@@ -67,8 +66,8 @@ bool WalkAll(OrbFilter& filter, const wchar_t* path, SmartScanCaller* caller, co
         return true;
     }
     if (attributes & FILE_ATTRIBUTE_DIRECTORY)
-        return WalkFrom(filter, path, caller, options, true);
-    return DirectoryWalk(filter, disk, caller, options).TakeFile(path, disk.FileSize(path).value_or(0));
+        return WalkFrom(memory, path, caller, options, true);
+    return DirectoryWalk(memory, disk, caller, options).TakeFile(path, disk.FileSize(path).value_or(0));
 }
 
 } // namespace
@@ -86,7 +85,7 @@ bool OrbFilter::ScanDirectory(const wchar_t* path, const wchar_t* pattern, bool 
         options.listPattern = PatternOrAll(pattern);
         options.includeHidden = includeHidden;
         options.observer = observer;
-        return WalkFrom(*this, path, caller, options, recurse);
+        return WalkFrom(m_memory, path, caller, options, recurse);
     });
 }
 
@@ -97,12 +96,12 @@ bool OrbFilter::SmartScanDirectory(const wchar_t* path, const wchar_t* pattern, 
         if (!recurse)
             return ScanSelection(CollectScanLists(path), pattern, includeHidden, caller, context);
         const BackupRights rights;
-        ClearJunctionCache();
+        m_memory.ForgetScanned();
         WalkOptions options;
         options.filePattern = PatternOrAll(pattern);
         options.includeHidden = includeHidden;
         options.abort = context;
-        return WalkAll(*this, path, caller, options);
+        return WalkAll(m_memory, path, caller, options);
     });
 }
 
@@ -117,8 +116,18 @@ bool OrbFilter::ScanSelection(const ScanLists& lists, const wchar_t* pattern, bo
         options.abort = context;
         options.observer = observer;
         ScanDisk disk;
-        return SelectionWalk(*this, disk, lists, caller, options).Run();
+        return SelectionWalk(m_memory, disk, lists, caller, options).Run();
     });
+}
+
+void OrbFilter::UpdateJunctionDestination(CString& path)
+{
+    AtBoundary(L"OrbFilter::UpdateJunctionDestination", [&] { m_memory.Follow(path); });
+}
+
+void OrbFilter::ClearJunctionCache()
+{
+    AtBoundary(L"OrbFilter::ClearJunctionCache", [&] { m_memory.ForgetScanned(); });
 }
 
 ScanLists OrbFilter::CollectScanLists(const wchar_t* drive) const

@@ -9,12 +9,9 @@
 #include "support/CaseFold.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace
 {
-
-constexpr PathFingerprint NoFingerprint = {~0ull, ~0ull};
 
 // Appends all rules or, when memory is exhausted, none.
 void Append(RuleSet& rules, const FilterList& added, bool sort)
@@ -61,7 +58,7 @@ bool RootBefore::Compare(std::wstring_view left, std::wstring_view right)
                                         [](wchar_t x, wchar_t y) { return FoldedRootUnit(x) < FoldedRootUnit(y); });
 }
 
-OrbFilter::OrbFilter() { m_scanned.set_empty_key(NoFingerprint); }
+OrbFilter::OrbFilter() = default;
 
 OrbFilter::OrbFilter(const OrbFilter& other) : OrbFilter() { *this = other; }
 
@@ -71,11 +68,8 @@ OrbFilter& OrbFilter::operator=(const OrbFilter& other)
         m_driveRules = other.m_driveRules;
         // A map of its own, because the indexes of the other map are made on demand.
         m_advancedRules = other.m_advancedRules ? std::make_shared<RuleMap>(*other.m_advancedRules) : nullptr;
-        m_junctions = other.m_junctions;
     }
-    // The lock's state is copied as raw bytes: free in the source, free in the copy.
-    std::memcpy(static_cast<void*>(&m_lock), static_cast<const void*>(&other.m_lock), sizeof m_lock);
-    m_scanned = other.m_scanned;
+    m_memory = other.m_memory;
     m_dataFile = other.m_dataFile;
     m_autoExcludeFile = other.m_autoExcludeFile;
     m_advancedFile = other.m_advancedFile;

@@ -1,7 +1,6 @@
 #include "orbwatcher4/filter/SelectionWalk.h"
 
 #include "companions/logging/OrbLogging.h"
-#include "orbwatcher4/filter/Junctions.h"
 #include "orbwatcher4/filter/ReparsePoint.h"
 #include "support/Backslash.h"
 
@@ -25,13 +24,13 @@ auto DepthOf(const CString& folder)
 
 } // namespace
 
-SelectionWalk::SelectionWalk(OrbFilter& filter, ScanDisk& disk, const ScanLists& lists, SmartScanCaller* caller,
+SelectionWalk::SelectionWalk(WalkMemory& memory, ScanDisk& disk, const ScanLists& lists, SmartScanCaller* caller,
                              WalkOptions options)
-    : m_filter(filter),
+    : m_memory(memory),
       m_disk(disk),
       m_lists(lists),
       m_bounds(lists),
-      m_walk(filter, disk, caller, WithBounds(options, m_bounds))
+      m_walk(memory, disk, caller, WithBounds(options, m_bounds))
 {
     // Each root is checked on the disk, which takes long on a dead share. An aborted walk goes nowhere.
     for (const ScanLists::Root& root : lists.roots) {
@@ -105,15 +104,14 @@ bool SelectionWalk::TakeFiles()
 
 bool SelectionWalk::IsWalkedAlready(const Start& start) const
 {
-    if (JunctionAccess::IsScanned(m_filter, start.folder))
+    if (m_memory.IsScanned(start.folder))
         return true;
     if (!start.IsLink())
         return false;
     // A link whose target no rule names is the only name that selects its files. It is walked even if another junction
     // has led there before.
     return m_linkTargets.contains(start.destination) ||
-           (JunctionAccess::IsScanned(m_filter, start.destination) &&
-            m_bounds.CoverOf(start.destination) == ScanBounds::Cover::Walked);
+           (m_memory.IsScanned(start.destination) && m_bounds.CoverOf(start.destination) == ScanBounds::Cover::Walked);
 }
 
 bool SelectionWalk::TakeStart(Start& start)
@@ -125,12 +123,12 @@ bool SelectionWalk::TakeStart(Start& start)
                      start.destination.GetString());
         return true;
     }
-    JunctionAccess::Forget(m_filter, start.folder); // a link, too, is walked by its own name here
+    m_memory.Forget(start.folder); // a link, too, is walked by its own name here
     if (!start.includeSub)
-        return JunctionAccess::AreFilesReported(m_filter, start.folder) || m_walk.WalkFiles(start.folder);
+        return m_memory.AreFilesReported(start.folder) || m_walk.WalkFiles(start.folder);
     if (start.IsLink())
         m_linkTargets.insert(start.destination);
-    JunctionAccess::AddScanned(m_filter, start.folder);
-    JunctionAccess::AddScanned(m_filter, start.destination);
+    m_memory.AddScanned(start.folder);
+    m_memory.AddScanned(start.destination);
     return m_walk.WalkTree(start.folder);
 }

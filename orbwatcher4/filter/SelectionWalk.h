@@ -9,7 +9,7 @@ class SelectionWalk
 {
 public:
     // The arguments must outlive the walk; `caller` may be null. The bounds of `options` are set here.
-    SelectionWalk(OrbFilter& filter, ScanDisk& disk, const ScanLists& lists, SmartScanCaller* caller,
+    SelectionWalk(WalkMemory& memory, ScanDisk& disk, const ScanLists& lists, SmartScanCaller* caller,
                   WalkOptions options);
 
     // Returns false when the walk was aborted.
@@ -29,7 +29,7 @@ private:
     bool TakeStart(Start& start);
     bool IsWalkedAlready(const Start& start) const;
 
-    OrbFilter& m_filter;
+    WalkMemory& m_memory;
     ScanDisk& m_disk;
     const ScanLists& m_lists;
     const ScanBounds m_bounds;

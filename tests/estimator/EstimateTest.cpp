@@ -1,5 +1,6 @@
 // The parts of an estimate beside its totals: sums, reasons, progress.
 #include "orbwatcher4/filter/DirectoryWalk.h"
+#include "orbwatcher4/filter/FilterAccess.h"
 #include "tests/estimator/ScannerFixture.h"
 #include "tests/filter/FakeDisk.h"
 #include "tests/filter/FolderRule.h"
@@ -168,7 +169,7 @@ TEST(ScanTallies, WhatCannotBeReadIsListedOnceUntilItCanBe)
         Scanner caller;
         WalkOptions options;
         options.observer = &tally;
-        EXPECT_TRUE(DirectoryWalk(filter, disk, &caller, options).WalkTree(L"C:\\a"));
+        EXPECT_TRUE(DirectoryWalk(FilterAccess::MemoryOf(filter), disk, &caller, options).WalkTree(L"C:\\a"));
         std::map<std::wstring, PathOutcome> paths;
         for (const PassedOverPath& path : tally.ReadPassedOver())
             paths[std::wstring(path.path)] = path.why;

@@ -1,6 +1,6 @@
 // The walks of the filter over real folders.
 #include "orbwatcher4/OrbFilter.h"
-#include "orbwatcher4/filter/Junctions.h"
+#include "orbwatcher4/filter/FilterAccess.h"
 #include "orbwatcher4/filter/WalkObserver.h"
 #include "support/Handle.h"
 #include "support/SystemPath.h"

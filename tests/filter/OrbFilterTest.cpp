@@ -1,6 +1,6 @@
 // The rule set itself.
 #include "orbwatcher4/OrbFilter.h"
-#include "orbwatcher4/filter/Junctions.h"
+#include "orbwatcher4/filter/FilterAccess.h"
 #include "tests/filter/FolderRule.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 #include "tests/support/ImportedCall.h"
@@ -108,9 +108,9 @@ void Fill(OrbFilter& filter, const TempFolder& folder)
     folder.WriteBytes(L"d.xml", "<Data><GlobalExclude>g</GlobalExclude>"
                                 "<Item path=\"\\\\server\\share\\a\"/></Data>");
     filter.SetIncludeRoots({L"C:\\One\\"});
-    JunctionAccess::Remember(filter, L"C:\\j", L"D:\\t");
+    FilterAccess::MemoryOf(filter).Remember(L"C:\\j", L"D:\\t");
     CString scanned(L"C:\\scanned");
-    EXPECT_TRUE(JunctionAccess::AddScanned(filter, scanned));
+    EXPECT_TRUE(FilterAccess::MemoryOf(filter).AddScanned(scanned));
     EXPECT_TRUE(filter.LoadXmlFilters(folder.Path(L"d.xml"), nullptr, nullptr));
 }
 
@@ -122,7 +122,7 @@ void ExpectEverythingButRules(OrbFilter& filter, const TempFolder& folder)
     CString path(L"c:\\J\\x"), scanned(L"c:\\SCANNED\\");
     filter.UpdateJunctionDestination(path);
     EXPECT_STREQ(path, L"D:\\t\\x");
-    EXPECT_FALSE(JunctionAccess::AddScanned(filter, scanned));
+    EXPECT_FALSE(FilterAccess::MemoryOf(filter).AddScanned(scanned));
     filter.AddSingleFilter(FolderRule(L"C:\\"), false);
     EXPECT_EQ(filter.RulesOf(L"C:\\").size(), 2u); // the include root has its copy
 }
@@ -221,8 +221,8 @@ TEST(OrbFilter, ProfileIdsChangeInTheDriveRulesOnly)
 TEST(Junctions, OnlyTheFirstMatchingKeyIsAppliedInKeyOrder)
 {
     OrbFilter filter;
-    JunctionAccess::Remember(filter, L"C:\\Link\\Deeper", L"E:\\deep");
-    JunctionAccess::Remember(filter, L"C:\\Link", L"D:\\target");
+    FilterAccess::MemoryOf(filter).Remember(L"C:\\Link\\Deeper", L"E:\\deep");
+    FilterAccess::MemoryOf(filter).Remember(L"C:\\Link", L"D:\\target");
     CString path(L"c:\\LINK\\Deeper\\f.txt");
     filter.UpdateJunctionDestination(path);
     EXPECT_STREQ(path, L"D:\\target\\Deeper\\f.txt");
@@ -234,8 +234,8 @@ TEST(Junctions, OnlyTheFirstMatchingKeyIsAppliedInKeyOrder)
 TEST(Junctions, KeysAreOrderedInLowerCase)
 {
     OrbFilter filter;
-    JunctionAccess::Remember(filter, L"C:\\B\\X", L"E:\\second");
-    JunctionAccess::Remember(filter, L"c:\\b", L"D:\\first");
+    FilterAccess::MemoryOf(filter).Remember(L"C:\\B\\X", L"E:\\second");
+    FilterAccess::MemoryOf(filter).Remember(L"c:\\b", L"D:\\first");
     CString path(L"C:\\b\\x\\f.txt");
     filter.UpdateJunctionDestination(path);
     EXPECT_STREQ(path, L"D:\\first\\x\\f.txt");
@@ -245,12 +245,12 @@ TEST(Junctions, AFolderIsNewOnceWhateverItsCaseUntilTheSetIsEmptied)
 {
     OrbFilter filter;
     CString folder(L"C:\\Docs"), again(L"c:\\DOCS\\");
-    EXPECT_TRUE(JunctionAccess::AddScanned(filter, folder));
+    EXPECT_TRUE(FilterAccess::MemoryOf(filter).AddScanned(folder));
     EXPECT_STREQ(folder, L"C:\\Docs\\");
-    EXPECT_FALSE(JunctionAccess::AddScanned(filter, again));
-    JunctionAccess::Remember(filter, L"C:\\j", L"D:\\t");
+    EXPECT_FALSE(FilterAccess::MemoryOf(filter).AddScanned(again));
+    FilterAccess::MemoryOf(filter).Remember(L"C:\\j", L"D:\\t");
     filter.ClearJunctionCache();
-    EXPECT_TRUE(JunctionAccess::AddScanned(filter, folder));
+    EXPECT_TRUE(FilterAccess::MemoryOf(filter).AddScanned(folder));
     CString path(L"C:\\j\\x");
     filter.UpdateJunctionDestination(path); // the junctions stay known
     EXPECT_STREQ(path, L"D:\\t\\x");

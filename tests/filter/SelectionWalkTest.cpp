@@ -1,7 +1,7 @@
 // Walking a selection, on a disk in memory.
 #include "orbwatcher4/filter/SelectionWalk.h"
 #include "orbwatcher4/OrbFilter.h"
-#include "orbwatcher4/filter/Junctions.h"
+#include "orbwatcher4/filter/FilterAccess.h"
 #include "support/Handle.h"
 #include "tests/filter/FakeDisk.h"
 #include "tests/filter/ScanRecord.h"
@@ -16,7 +16,7 @@ namespace
 class SelectionWalking : public testing::Test
 {
 protected:
-    bool Walk() { return SelectionWalk(filter, disk, lists, &record, options).Run(); }
+    bool Walk() { return SelectionWalk(FilterAccess::MemoryOf(filter), disk, lists, &record, options).Run(); }
     void Include(const wchar_t* path, bool includeSub = true) { lists.roots.push_back({path, includeSub}); }
     void Exclude(const wchar_t* path) { lists.exclusions.push_back(path); }
     // A folder with one file in it.
@@ -56,7 +56,7 @@ TEST_F(SelectionWalking, NamesThatDifferInLetterCaseAloneAreLogged)
     DiskOfTwins twins;
     twins.AddFolder(L"C:\\a");
     Include(L"C:\\a");
-    EXPECT_TRUE(SelectionWalk(filter, twins, lists, &record, options).Run());
+    EXPECT_TRUE(SelectionWalk(FilterAccess::MemoryOf(filter), twins, lists, &record, options).Run());
     EXPECT_TRUE(log.Has(L"Two names differ in upper and lower case alone, and only one of them is backed up: "
                         L"C:\\a\\Case.txt and case.txt; rename one of them"));
     EXPECT_EQ(record.files.size(), 3u);
@@ -270,8 +270,8 @@ TEST_F(SelectionWalking, ASelectedLinkInASelectedFolderKeepsItsOwnName)
     AddFolder(L"C:\\a");
     AddFolder(L"C:\\t");
     disk.AddJunction(L"C:\\a\\link", L"C:\\t");
-    disk.AddFile(L"C:\\a\\link\\f");                            // as the system shows it
-    JunctionAccess::Remember(filter, L"C:\\a\\link", L"C:\\t"); // before it was selected
+    disk.AddFile(L"C:\\a\\link\\f");                                   // as the system shows it
+    FilterAccess::MemoryOf(filter).Remember(L"C:\\a\\link", L"C:\\t"); // before it was selected
     Include(L"C:\\a");
     Include(L"C:\\a\\LINK");
     EXPECT_TRUE(Walk());
@@ -297,7 +297,7 @@ TEST_F(SelectionWalking, AJunctionThatHasBecomeAPlainFolderIsForgotten)
 {
     AddFolder(L"C:\\a");
     AddFolder(L"C:\\a\\was");
-    JunctionAccess::Remember(filter, L"C:\\A\\was", L"D:\\old");
+    FilterAccess::MemoryOf(filter).Remember(L"C:\\A\\was", L"D:\\old");
     Include(L"C:\\a");
     EXPECT_TRUE(Walk());
     CString path(L"C:\\a\\was\\f");
@@ -308,7 +308,7 @@ TEST_F(SelectionWalking, AJunctionThatHasBecomeAPlainFolderIsForgotten)
 TEST_F(SelectionWalking, ASelectedFolderThatWasAJunctionIsForgotten)
 {
     for (const bool includeSub : {false, true}) {
-        JunctionAccess::Remember(filter, L"C:\\a", L"D:\\old");
+        FilterAccess::MemoryOf(filter).Remember(L"C:\\a", L"D:\\old");
         AddFolder(L"C:\\a");
         lists.roots = {{L"C:\\a", includeSub}};
         EXPECT_TRUE(Walk());
@@ -322,7 +322,7 @@ TEST_F(SelectionWalking, AKnownJunctionThatLeadsElsewhereNowIsCorrectedAlsoWhenI
 {
     AddFolder(L"C:\\a");
     disk.AddJunction(L"C:\\a\\j", L"C:\\a");
-    JunctionAccess::Remember(filter, L"C:\\a\\j", L"D:\\old");
+    FilterAccess::MemoryOf(filter).Remember(L"C:\\a\\j", L"D:\\old");
     Include(L"C:\\a");
     EXPECT_TRUE(Walk());
     CString path(L"C:\\a\\j\\f");
@@ -360,7 +360,7 @@ TEST_F(SelectionWalking, TheAbortEventEndsTheWalkBeforeTheNextEntry)
     EXPECT_EQ(record.FilesReported(), 1);
     filter.ClearJunctionCache();
     ScanRecord nothing;
-    EXPECT_FALSE(SelectionWalk(filter, disk, lists, &nothing, options).Run());
+    EXPECT_FALSE(SelectionWalk(FilterAccess::MemoryOf(filter), disk, lists, &nothing, options).Run());
     EXPECT_EQ(nothing.asked, 0);
     EXPECT_TRUE(nothing.folders.empty());
 }
@@ -451,7 +451,7 @@ TEST_F(SelectionWalking, AnAbortIsHeededBetweenTheRootsThatAreAskedFor)
     options.abort = abort.Get();
     for (int number = 0; number < 100; ++number)
         Include((L"C:\\" + std::to_wstring(number)).c_str());
-    EXPECT_FALSE(SelectionWalk(filter, share, lists, &record, options).Run());
+    EXPECT_FALSE(SelectionWalk(FilterAccess::MemoryOf(filter), share, lists, &record, options).Run());
     EXPECT_LE(share.asked, 3);
 }
 
@@ -462,7 +462,7 @@ TEST_F(SelectionWalking, AnAbortIsHeededBetweenSingleFiles)
     options.abort = abort.Get();
     for (int number = 0; number < 100; ++number)
         lists.files.push_back((L"C:\\" + std::to_wstring(number)).c_str());
-    EXPECT_FALSE(SelectionWalk(filter, share, lists, &record, options).Run());
+    EXPECT_FALSE(SelectionWalk(FilterAccess::MemoryOf(filter), share, lists, &record, options).Run());
     EXPECT_LE(share.asked, 3);
 }
 

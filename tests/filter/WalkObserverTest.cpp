@@ -1,5 +1,6 @@
 // The reports of a walk on the items that it leaves out, on a disk in memory.
 #include "orbwatcher4/OrbFilter.h"
+#include "orbwatcher4/filter/FilterAccess.h"
 #include "orbwatcher4/filter/SelectionWalk.h"
 #include "tests/filter/FakeDisk.h"
 #include "tests/filter/ScanRecord.h"
@@ -39,7 +40,7 @@ protected:
         disk.AddFolder(L"C:\\a");
         lists.roots.push_back({L"C:\\a", true});
     }
-    bool Walk() { return SelectionWalk(filter, disk, lists, &record, options).Run(); }
+    bool Walk() { return SelectionWalk(FilterAccess::MemoryOf(filter), disk, lists, &record, options).Run(); }
     void ExpectPassedOver(const std::map<CString, PathOutcome>& expected) { EXPECT_EQ(observer.passedOver, expected); }
 
     OrbFilter filter;

@@ -1,6 +1,6 @@
 // The contents of a new folder.
 #include "companions/settings/OrbSettings.h"
-#include "orbwatcher4/filter/Junctions.h"
+#include "orbwatcher4/filter/FilterAccess.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 
 namespace
@@ -40,7 +40,7 @@ TEST_F(Expansion, ARememberedLinkToAFolderAboveItselfEnds)
     const CString plain = Write(L"new\\plain.txt");
     const CString link = InTree(L"new\\link");
     ASSERT_TRUE(MakeLink(link.GetString(), InTree(L"new").GetString()));
-    JunctionAccess::Remember(Parts().selection.primary, link, InTree(L"new"));
+    FilterAccess::MemoryOf(Parts().selection.primary).Remember(link, InTree(L"new"));
     int events = 0;
     const std::uint64_t sink = g_OrbLog.AddSink([&](const LogLine&) {
         if (++events > 10000) // each level of a recursion writes lines
@@ -81,7 +81,7 @@ TEST_F(Expansion, AFolderInThePlaceOfABackedUpFileIsTaken)
 TEST_F(Expansion, AFolderInThePlaceOfARemovedJunctionIsTakenByItsOwnName)
 {
     for (const wchar_t* removed : {L"d\\j", L"d"}) {
-        JunctionAccess::Remember(Parts().selection.primary, InTree(L"d\\j"), InTree(L"elsewhere"));
+        FilterAccess::MemoryOf(Parts().selection.primary).Remember(InTree(L"d\\j"), InTree(L"elsewhere"));
         Handler().OnFileRemoved(InTree(removed));
         const CString file = Write(L"d\\j\\f.txt");
         Handler().OnFileAdded(InTree(removed));
@@ -170,7 +170,7 @@ TEST_F(MaskedExpansion, ARememberedLinkToAFolderAboveIsNotEnteredThereEither)
     Select(Masked(L".doc"));
     const CString document = Write(L"new\\a.doc"), link = InTree(L"new\\link");
     ASSERT_TRUE(MakeLink(link.GetString(), InTree(L"new").GetString()));
-    JunctionAccess::Remember(Parts().selection.primary, link, InTree(L"new"));
+    FilterAccess::MemoryOf(Parts().selection.primary).Remember(link, InTree(L"new"));
     Handler().OnFileAdded(InTree(L"new"));
     EXPECT_TRUE(Pending(document));
     EXPECT_EQ(watcher.GetTotalFilesInMem(), 1);

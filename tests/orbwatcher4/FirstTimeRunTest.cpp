@@ -1,6 +1,6 @@
 // Enumerating what is there already.
 #include "companions/settings/OrbSettings.h"
-#include "orbwatcher4/filter/Junctions.h"
+#include "orbwatcher4/filter/FilterAccess.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 #include "tests/support/ImportedCall.h"
 
@@ -292,7 +292,7 @@ TEST_F(FirstTimeRun, OfOneDriveLooksEverywhereAgainAlsoWhileAnotherRunGoesOn)
 {
     SelectTree();
     CString seen = tree; // by the other run, before the change
-    JunctionAccess::AddScanned(Parts().selection.primary, seen);
+    FilterAccess::MemoryOf(Parts().selection.primary).AddScanned(seen);
     WatcherAccess::SetRunning(watcher, true);
     const CString late = Write(L"late.txt");
     ASSERT_TRUE(WatcherAccess::Parts(watcher).enumerator.StartOn(L"c:\\"));

@@ -6,7 +6,7 @@
 // system tells. Which kinds of events happen at all is drawn for each storm: what enumerates anew would hide what was
 // missed before it. ORB_WATCHER_STORM_STEPS makes them longer, ORB_WATCHER_STORM_SEED other ones.
 #include "orbwatcher4/core/environment/FileFindData.h"
-#include "orbwatcher4/filter/Junctions.h"
+#include "orbwatcher4/filter/FilterAccess.h"
 #include "tests/orbwatcher4/LoopFixture.h"
 #include "tests/support/FromEnvironment.h"
 #include "tests/support/ImportedCall.h"
@@ -325,7 +325,7 @@ protected:
         case 7:
             return HoldFile();
         case 8:
-            JunctionAccess::Remember(Parts().selection.primary, folder.Path(L"tree\\up"), folder.Path(L"tree"));
+            FilterAccess::MemoryOf(Parts().selection.primary).Remember(folder.Path(L"tree\\up"), folder.Path(L"tree"));
             return;
         case 9:
             watcher.ImmediateProcessDeletedFiles();

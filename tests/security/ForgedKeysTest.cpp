@@ -1,6 +1,6 @@
 // Names that have the key of another user's path. A user who may name a file can make such a name in a moment.
 #include "companions/settings/OrbSettings.h"
-#include "orbwatcher4/filter/Junctions.h"
+#include "orbwatcher4/filter/FilterAccess.h"
 #include "support/Hashes.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 #include "tests/security/ForgedPath.h"
@@ -174,10 +174,10 @@ TEST_F(ForgedKeys, OfAFolderWhoseFilesWereReportedKeepNoFilesOutOfAnEnumeration)
 {
     const CString victim = InTree(L"victim");
     const std::wstring forged = Forge(victim + L"\\*", L"\\*");
-    JunctionAccess::AddFilesReported(Parts().selection.primary, CString(forged.substr(0, forged.size() - 2)));
-    EXPECT_FALSE(JunctionAccess::AreFilesReported(Parts().selection.primary, victim));
-    EXPECT_TRUE(
-        JunctionAccess::AreFilesReported(Parts().selection.primary, CString(forged.substr(0, forged.size() - 2))));
+    FilterAccess::MemoryOf(Parts().selection.primary).AddFilesReported(CString(forged.substr(0, forged.size() - 2)));
+    EXPECT_FALSE(FilterAccess::MemoryOf(Parts().selection.primary).AreFilesReported(victim));
+    EXPECT_TRUE(FilterAccess::MemoryOf(Parts().selection.primary)
+                    .AreFilesReported(CString(forged.substr(0, forged.size() - 2))));
 }
 
 } // namespace

@@ -2,7 +2,7 @@
 #include "companions/indexdb/OrbIndexDB.h"
 #include "orbwatcher4/core/environment/FileFindData.h"
 #include "orbwatcher4/core/intake/ChangeHandler.h"
-#include "orbwatcher4/filter/Junctions.h"
+#include "orbwatcher4/filter/FilterAccess.h"
 
 void ChangeHandler::ProcessRemoved(const wchar_t* eventPath)
 {
@@ -15,7 +15,7 @@ void ChangeHandler::ProcessRemoved(const wchar_t* eventPath)
     {
         const CSingleLock lock(m.selection.primaryLock);
         m.selection.primary.UpdateJunctionDestination(mapped);
-        JunctionAccess::ForgetAll(m.selection.primary, path);
+        FilterAccess::MemoryOf(m.selection.primary).ForgetAll(path);
         primary = m.selection.primary.CheckForInclusion(path, &rules, true, true);
     }
     if (IsDirectory(path) && mapped[mapped.GetLength() - 1] != L'\\')
