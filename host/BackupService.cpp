@@ -165,10 +165,7 @@ void BackupService::KeepOwnFileOut(const std::wstring& path, const std::wstring&
                           L" goes to a file of the selection; the file is never backed up while the command runs",
                       explained.path.GetString());
     m_ownFiles.push_back(path);
-    std::vector<CString> files;
-    for (const std::wstring& file : m_ownFiles)
-        files.emplace_back(file.c_str());
-    m_watcher.SetOwnFiles(files);
+    m_watcher.SetOwnFiles({m_ownFiles.begin(), m_ownFiles.end()});
 }
 
 bool BackupService::GiveOne(bool now)

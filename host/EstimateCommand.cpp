@@ -41,10 +41,8 @@ public:
                     options.stats.empty() ? nullptr : options.stats.c_str())
     {
         m_scanner.SetDestination(options.outside.destination.c_str());
-        std::vector<CString> written;
-        for (const std::wstring& path : options.outside.written)
-            written.emplace_back(path.c_str());
-        m_scanner.SetOwnFiles({options.outside.index.c_str()}, written);
+        const std::vector<std::wstring>& written = options.outside.written;
+        m_scanner.SetOwnFiles({options.outside.index.c_str()}, {written.begin(), written.end()});
     }
 
     ExitCode Run()

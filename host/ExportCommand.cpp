@@ -170,7 +170,7 @@ ExitCode ExportLeft(const ExportOptions& options, RecordWriter& writer)
             exported.gap = L"the last run was killed or crashed, and what it held is not known; " + exported.gap;
         return exported;
     };
-    return service.End(*Export(options, exporter, writer));
+    return service.End(Export(options, exporter, writer).value_or(ExitSomeUnreadable)); // it always answers
 }
 
 } // namespace

@@ -23,6 +23,7 @@ std::uint64_t NumberOf(HANDLE file)
     using Query = NTSTATUS(NTAPI*)(HANDLE, IO_STATUS_BLOCK*, void*, ULONG, ULONG);
     constexpr ULONG internalInformation = 6;
     const auto query = reinterpret_cast<Query>(
+        // NOLINTNEXTLINE(bugprone-casting-through-void): what the system gives is not of the type that it says
         reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "NtQueryInformationFile")));
     IO_STATUS_BLOCK status = {};
     std::uint64_t number = 0;

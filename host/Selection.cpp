@@ -142,7 +142,7 @@ bool IsThere(const CString& root, const DriveGuidInfo& drive)
 
 std::wstring TextOf(const RuleFinding& finding)
 {
-    const std::wstring text(finding.Message().View());
+    std::wstring text(finding.Message().View());
     if (text.starts_with(WrongKind))
         return text;
     return finding.kind == Kind::FileUnread
@@ -201,10 +201,7 @@ void KeptOutside::TellFilter(OrbFilter& filter) const
 {
     filter.SetDestination(destination.c_str());
     filter.SetDatabases({index.c_str()});
-    std::vector<CString> files;
-    for (const std::wstring& file : written)
-        files.emplace_back(file.c_str());
-    filter.SetOwnFiles(files);
+    filter.SetOwnFiles({written.begin(), written.end()});
 }
 
 SelectionView::SelectionView(const SelectionFiles& files, const KeptOutside& outside)

@@ -57,6 +57,7 @@ void OrbFilter::SetOwnFiles(const std::vector<CString>& files)
 {
     AtBoundary(L"OrbFilter::SetOwnFiles", [&] {
         std::vector<CString> formed;
+        formed.reserve(files.size());
         for (const CString& file : files)
             formed.push_back(FormOf(file));
         m_keptOut.SetFiles(Source::Outputs, formed, KeptOut::OwnFile);

@@ -34,6 +34,7 @@ void KeptOutPaths::SetFolder(Source source, const CString& folder, KeptOut why)
 void KeptOutPaths::SetFiles(Source source, const std::vector<CString>& files, KeptOut why)
 {
     std::vector<Entry> entries;
+    entries.reserve(files.size());
     for (const CString& file : files)
         entries.push_back({source, why, file, false});
     Replace(source, entries);

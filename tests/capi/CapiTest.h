@@ -1,8 +1,8 @@
 // A selected tree and an index of the test's own, and the C functions on them.
 #pragma once
 
-#include "orbwatcher4/OrbWatcherC.h"
 #include "support/Handle.h"
+#include "tests/capi/OwnedHandles.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/TestMachine.h"
 
@@ -11,18 +11,10 @@
 #include <windows.h>
 
 #include <filesystem>
-#include <memory>
 #include <string>
-#include <type_traits>
 
 // Long enough for any machine; no test waits for its end.
 constexpr uint32_t Longest = 20000; // milliseconds
-
-template <typename Handle, void(ORB_CALL* Destroy)(Handle)>
-using Owned = std::unique_ptr<std::remove_pointer_t<Handle>, std::integral_constant<decltype(Destroy), Destroy>>;
-using OwnedWatcher = Owned<OrbWatcherHandle, OrbWatcherDestroy>;
-using OwnedIndex = Owned<OrbIndexHandle, OrbIndexClose>;
-using OwnedExplanation = Owned<OrbExplanationHandle, OrbExplanationDestroy>;
 
 // A struct with its size set and everything else zero.
 template <typename Struct>

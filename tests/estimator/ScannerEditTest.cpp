@@ -148,7 +148,7 @@ TEST_F(ScannerEdit, ProfilesAreSharedOutOfTheStoredConfiguration)
     EXPECT_EQ(held, ScannerAccess::AllFilters(scanner).RulesOf(L"B:\\")) << "the very rules, in their order";
     scanner.RemoveProfile(1);
     EXPECT_EQ(Rules(L"B:\\"), (Texts{L"+2 B:\\two\\ "}));
-    scanner.RemoveProfile({2});
+    scanner.RemoveProfile(std::vector<int>{2});
     EXPECT_TRUE(Rules(L"B:\\").empty());
 }
 

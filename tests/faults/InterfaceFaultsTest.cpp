@@ -1,17 +1,13 @@
 // A C function that gets no memory says so and has done nothing, and the next call works.
 #include "orbwatcher4/capi/Border.h"
+#include "tests/capi/OwnedHandles.h"
 #include "tests/faults/FaultyWatcher.h"
 
 #include <filesystem>
-#include <memory>
 #include <stdexcept>
-#include <type_traits>
 
 namespace
 {
-
-template <typename Handle, void(ORB_CALL* Destroy)(Handle)>
-using Owned = std::unique_ptr<std::remove_pointer_t<Handle>, std::integral_constant<decltype(Destroy), Destroy>>;
 
 // Compares the text without asking for memory.
 bool LastFailureIs(const wchar_t* expected)
@@ -101,9 +97,9 @@ protected:
     CString file;
     OrbWatcherOptions options = {};
     OrbEstimateTotals totals = {};
-    Owned<OrbIndexHandle, OrbIndexClose> index;
-    Owned<OrbWatcherHandle, OrbWatcherDestroy> object;
-    Owned<OrbExplanationHandle, OrbExplanationDestroy> explanation;
+    OwnedIndex index;
+    OwnedWatcher object;
+    OwnedExplanation explanation;
     OrbResult result = ORB_OK;
     bool toldWhy = true;
 };
