@@ -81,8 +81,7 @@ bool WatchLoop::IsFirstTimeRunDue()
     if (completed != 0) {
         CUserConfigurations& configuration = GetUserConfigurations();
         configuration.Load();
-        const std::int32_t interval =
-            configuration.GetValue(L"AppConfig::NetworkScanIntervalInHours", DefaultScanInterval);
+        const std::int32_t interval = configuration.GetValue(ScanIntervalKey, DefaultScanInterval);
         if ((m_now - completed) / SecondsPerHour < interval)
             return false;
     }

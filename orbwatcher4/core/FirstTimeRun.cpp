@@ -4,6 +4,7 @@
 #include "orbwatcher4/core/Classify.h"
 #include "orbwatcher4/core/Completes.h"
 #include "orbwatcher4/core/FileFindData.h"
+#include "orbwatcher4/core/SelectionNote.h"
 #include "orbwatcher4/core/SystemNames.h"
 #include "orbwatcher4/core/WatcherState.h"
 #include "orbwatcher4/filter/WalkObserver.h"
@@ -145,6 +146,10 @@ int COrbWatcher::StartFirstTimeRun(int reload)
 int COrbWatcher::BeginFirstTimeRun(int reload)
 {
     m->due.BeginRun(m->Use());
+    // A run that watches has noticed it at its start.
+    if (!m->watching.IsSet())
+        Completes(L"Reading the content of the selection",
+                  [this] { m->NoticeSelection(SelectionNote::Of(m->SelectionFiles())); });
     m->due.FullBegins(); // this enumeration makes up for an earlier crash that was just noticed
     // An enumeration with the present rules is better than none, and none could begin any more.
     if (reload)

@@ -93,6 +93,8 @@ int COrbWatcher::StartWatch()
     m->watching.SetEvent();
     m->stop.ResetEvent();
     m->ready.ResetEvent();
+    CString content; // before the files are loaded: a later edit is noticed by the next run
+    Completes(L"Reading the content of the selection", [&] { content = SelectionNote::Of(m->SelectionFiles()); });
     const auto load = [this] {
         const CSingleLock primary(m->selection.primaryLock);
         const CSingleLock secondary(m->selection.secondaryLock);
@@ -103,8 +105,7 @@ int COrbWatcher::StartWatch()
     };
     if (!Completes(L"Loading the selection", load))
         m->due.MakeFull();
-    Completes(L"Comparing the selection with that of the last run",
-              [this] { m->due.NoticeAnotherSelection(SelectionNote::Of(m->SelectionFiles())); });
+    m->NoticeSelection(content);
     if (m->overlay)
         m->overlayThread = StartWatcherThread(&_FirstTimeAutoExOverlayUpdater, this);
     if (m->overlay && !m->overlayThread)

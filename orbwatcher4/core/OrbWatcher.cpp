@@ -120,6 +120,10 @@ void COrbWatcher::SetDestBackupFolderDB(const wchar_t* path)
         const CSingleLock lock(m->selection.primaryLock);
         std::swap(m->destBackupFolderDB, folder);
     });
+    // What lies in the earlier one is kept out no more, and was never looked at.
+    if (m->watching.IsSet())
+        Completes(L"Comparing the destination with the earlier one",
+                  [&] { m->due.NoticeOtherDestinations(m->Destinations()); });
 }
 
 void COrbWatcher::SetOwnFiles(const std::vector<CString>& files)

@@ -1,6 +1,7 @@
 // Keeps pending files over a restart.
 #include "companions/indexdb/OrbIndexDB.h"
 #include "companions/logging/OrbLogging.h"
+#include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/core/Completes.h"
 #include "orbwatcher4/core/DumpFile.h"
 #include "orbwatcher4/core/DumpNote.h"
@@ -84,7 +85,7 @@ void TakeForDamaged(WatcherState& state, const wchar_t* why)
                       L"The dump %s is not as the last run left it, %s: a full enumeration is due",
                       DumpFilePath().GetString(), why);
     DueEnumerations::ForgetLastCheck();
-    state.due.MakeFull();
+    state.due.MakeFull(FullDue::Dump);
 }
 
 // Without a dump, the note must not speak of one. If it cannot be written, the next start takes the dump for lost.
@@ -181,8 +182,16 @@ void COrbWatcher::ReplayDump()
     if (read == DumpRead::NotTrusted || read == DumpRead::Broken)
         return;
     TakeForDamaged(*m, WhyDamaged(read, digest));
-    RemoveDump();
-    DumpNote::Write(DumpNote::NoDump);
+    if (RemoveDump()) {
+        DumpNote::Write(DumpNote::NoDump);
+        return;
+    }
+    // The next start replays it once more, which hands files out twice and loses none.
+    g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__,
+                      L"The dump %s cannot be removed: error %u. It is replayed again at each start; remove it, or let "
+                      L"this account do so",
+                      DumpFilePath().GetString(), GetLastError());
+    DumpNote::Write(digest.Text());
 }
 
 // The paths in it may be invented, and pending paths may be missing, so a full enumeration becomes due.
@@ -190,7 +199,7 @@ void COrbWatcher::DistrustDump(DWORD error)
 {
     g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"The dump %s is not replayed: %s.", DumpFilePath().GetString(),
                       OpeningFailure(error).GetString());
-    if (m->due.MakeFull() && error != LinkMet && !SetDumpAside())
+    if (m->due.MakeFull(FullDue::Dump) && error != LinkMet && !SetDumpAside())
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"The dump cannot be put aside: %d", GetLastError());
 }
 

@@ -123,7 +123,8 @@ void WatchLoop::TakeOverRescans()
         for (const auto& [root, drive] : m.drives)
             roots.insert(root);
     }
-    m.due.TakeOver(roots, m_now);
+    m.due.TakeOver(roots, m.selectionLoaded ? DueEnumerations::Roots::AreAll : DueEnumerations::Roots::MayBeMore,
+                   m_now);
 }
 
 void WatchLoop::WatchSelectedDrives()

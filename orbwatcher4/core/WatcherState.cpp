@@ -1,7 +1,9 @@
 #include "orbwatcher4/core/WatcherState.h"
 
 #include "companions/logging/OrbLogging.h"
+#include "orbwatcher4/core/Completes.h"
 #include "orbwatcher4/core/FileFindData.h"
+#include "support/Backslash.h"
 #include "support/SharedAccess.h"
 
 #include <process.h>
@@ -39,6 +41,24 @@ CString WatcherState::DestinationFolder()
 {
     const CSingleLock lock(selection.primaryLock);
     return destBackupFolderDB;
+}
+
+std::set<CString> WatcherState::Destinations()
+{
+    const CSingleLock lock(selection.primaryLock);
+    std::set<CString> folders;
+    for (const CString& folder : {selection.primary.BackupFolder(), OrbFilter::SystemForm(destBackupFolderDB)})
+        if (!folder.IsEmpty())
+            folders.insert(WithBackslash(folder));
+    return folders;
+}
+
+void WatcherState::NoticeSelection(const CString& content)
+{
+    Completes(L"Comparing the selection with that of the last run", [&] {
+        due.NoticeAnotherSelection(content);
+        due.NoticeOtherDestinations(Destinations());
+    });
 }
 
 bool WatcherState::IsKeptOut(const CString& path)

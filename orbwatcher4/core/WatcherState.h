@@ -134,6 +134,10 @@ struct WatcherState {
     std::vector<CString> SelectionFiles() const { return {dataXmlPath, dataXmlPath2, advancedFiltersPath}; }
     // Returns the folder that deletions are exported to, which may be set at any time.
     CString DestinationFolder();
+    // Returns the folders that are kept out because backups go there, each with a backslash at its end.
+    std::set<CString> Destinations();
+    // Compares the selection and the destinations with those of the last run. `content`: see SelectionNote::Of.
+    void NoticeSelection(const CString& content);
     // Returns true for a path that the product keeps out of every selection.
     bool IsKeptOut(const CString& path);
     // Returns true when the path does not exist, although its drive is present with the recorded volume.
