@@ -3,6 +3,7 @@
 #include "companions/indexdb/IndexExamination.h"
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/OrbSettings.h"
+#include "host/Console.h"
 #include "host/IndexAdvice.h"
 
 #include <algorithm>
@@ -25,12 +26,7 @@ bool IsGone(const std::wstring& path)
            (GetLastError() == ERROR_FILE_NOT_FOUND || GetLastError() == ERROR_PATH_NOT_FOUND);
 }
 
-bool IsMissingOrEmpty(const std::wstring& path)
-{
-    WIN32_FILE_ATTRIBUTE_DATA data;
-    return !GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &data) ||
-           (!(data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) && data.nFileSizeLow == 0 && data.nFileSizeHigh == 0);
-}
+bool IsMissing(const std::wstring& path) { return GetFileAttributesW(path.c_str()) == INVALID_FILE_ATTRIBUTES; }
 
 std::wstring DumpPath()
 {
@@ -106,8 +102,11 @@ void BackupService::TellUnmarked()
 
 bool BackupService::OpenIndex()
 {
-    m_indexIsNew = IsMissingOrEmpty(m_options.index);
-    const bool writable = m_options.record || m_indexIsNew;
+    if (IsEmptyFile(m_options.index))
+        m_indexWas = IndexWas::Empty;
+    else if (IsMissing(m_options.index))
+        m_indexWas = GetFolderIndexIdentity().IsEmpty() ? IndexWas::None : IndexWas::Lost;
+    const bool writable = m_options.record || m_indexWas != IndexWas::Whole;
     m_index.SetDBFilePath(m_options.index.c_str());
     if (m_index.Open(writable, 0, 0) && m_index.LoadCache())
         return true;
@@ -120,13 +119,34 @@ void BackupService::PrepareEnumeration()
 {
     m_folderIsNew = !FirstTimeRuns::WasAnyNoted();
     const CString before = GetFolderIndexIdentity(), now = IndexIdentity(m_options.index.c_str());
-    m_indexIsOther = !m_indexIsNew && !before.IsEmpty() && !now.IsEmpty() && before != now;
-    if (m_indexIsNew || m_indexIsOther)
-        g_OrbLog.WriteLog(1, L"orbwatch", __LINE__, L"The index %s is %s: a full enumeration is due",
-                          m_options.index.c_str(), m_indexIsNew ? L"new" : L"not the one of the last run");
-    const bool due = m_indexIsNew || m_indexIsOther || m_folderIsNew || m_options.enumerate;
-    if (due && FirstTimeRuns::MakeDue() && !now.IsEmpty())
+    if (m_indexWas == IndexWas::Whole && !before.IsEmpty() && !now.IsEmpty() && before != now)
+        m_indexWas = IndexWas::Other;
+    if (const std::wstring index = WordsOfIndex(); !index.empty())
+        g_OrbLog.WriteLog(1, L"orbwatch", __LINE__, L"%s: %s, and a full enumeration is due", m_options.index.c_str(),
+                          index.c_str());
+    const bool indexIsOther = m_indexWas != IndexWas::Whole;
+    const bool due = indexIsOther || m_folderIsNew || m_options.enumerate;
+    const bool lost = indexIsOther && m_indexWas != IndexWas::None;
+    if (due && FirstTimeRuns::MakeDue(lost ? FullDue::Index : nullptr) && !now.IsEmpty())
         SetFolderIndexIdentity(now);
+}
+
+// Returns what is wrong with the index, in words; empty when it is that of the last run.
+std::wstring BackupService::WordsOfIndex() const
+{
+    switch (m_indexWas) {
+    case IndexWas::Whole:
+        break;
+    case IndexWas::None:
+        return L"the index is new";
+    case IndexWas::Empty:
+        return L"the index was an empty file, and was made anew";
+    case IndexWas::Lost:
+        return L"the index of the last run is lost, and an empty one was made";
+    case IndexWas::Other:
+        return L"the index is not the one of the last run";
+    }
+    return L"";
 }
 
 bool BackupService::TellDueEnumeration()
@@ -134,12 +154,12 @@ bool BackupService::TellDueEnumeration()
     TellMessages(); // the library says what it found lost or damaged
     if (!FirstTimeRuns::IsDue())
         return false;
-    if (m_indexIsNew)
-        m_writer.Note(L"the index is new: everything that the selection includes is handed out once", m_options.index);
-    else if (m_indexIsOther)
-        m_writer.Note(L"the index is not the one of the last run: everything that the selection includes is looked at, "
-                      L"and what this index does not hold as it is now is handed out",
+    if (m_indexWas == IndexWas::Other)
+        m_writer.Note(WordsOfIndex() + L": everything that the selection includes is looked at, and what this index "
+                                       L"does not hold as it is now is handed out",
                       m_options.index);
+    else if (m_indexWas != IndexWas::Whole)
+        m_writer.Note(WordsOfIndex() + L": everything that the selection includes is handed out once", m_options.index);
     else if (m_folderIsNew)
         m_writer.Note(
             L"no full enumeration is noted as complete here: everything that the selection includes is looked "
@@ -317,11 +337,20 @@ bool BackupService::TellMessages()
             continue;
         if (const std::wstring refused = RefusedNameIn(line.text); !refused.empty())
             TellSkipped({refused.c_str(), PathOutcome::Unreadable});
+        else if (TellsOfUnkept(line.text))
+            TellUnkept(line.text);
         else if (!IsToldByRecord(line.text))
             m_writer.Note(line.text);
         m_skipped = m_skipped || TellsOfLeftOut(line.text);
     }
     return std::any_of(lines.begin(), lines.end(), [](const LibraryMessages::Line& line) { return !line.finding; });
+}
+
+// Each save tries again.
+void BackupService::TellUnkept(const std::wstring& message)
+{
+    if (m_unkept.insert(message).second)
+        m_writer.Note(message);
 }
 
 bool BackupService::Interrupted() { return WaitForSingleObject(InterruptEvent(), 0) == WAIT_OBJECT_0; }
@@ -362,5 +391,6 @@ ExitCode BackupService::WithFailures(ExitCode code, bool unreadable) const
         return code;
     if (m_recordingFailed)
         return ExitFailure;
-    return m_unreadable.empty() && !m_skipped && !unreadable && !m_unmarked ? ExitDone : ExitSomeUnreadable;
+    return m_unreadable.empty() && !m_skipped && !unreadable && !m_unmarked && m_unkept.empty() ? ExitDone
+                                                                                                : ExitSomeUnreadable;
 }

@@ -91,7 +91,9 @@ private:
     bool TakeOver();
     bool OpenIndex();
     void PrepareEnumeration();
+    std::wstring WordsOfIndex() const;
     void TellUnmarked();
+    void TellUnkept(const std::wstring& message);
     std::wstring IndexFailure() const;
     bool TellDeletions();
     bool TellSkipped();
@@ -116,14 +118,15 @@ private:
     double m_retryAt = 0;                // time of the next try for them
     double m_retryPause = 0;             // seconds
     bool m_recordingFailed = false;
-    bool m_indexIsNew = false;   // it was made by this command
-    bool m_indexIsOther = false; // than that of the last run
-    bool m_folderIsNew = false;  // no full enumeration was ever completed or due
+    // What this command found in the place of the index. All but Whole and Other were made anew.
+    enum class IndexWas { Whole, None, Empty, Lost, Other } m_indexWas = IndexWas::Whole;
+    bool m_folderIsNew = false; // no full enumeration was ever completed or due
     bool m_selectionPartly = false;
     OwnOutput m_output;
     std::vector<std::wstring> m_ownFiles; // what the command writes
     bool m_skipped = false;               // something of the selection was skipped
     std::set<std::wstring> m_toldSkipped; // paths, each is told once
+    std::set<std::wstring> m_unkept;      // messages about files of the data folder that could not be written
     bool m_unmarked = false;              // a crash would go unnoticed
     std::uint64_t m_handedOut = 0;
     std::uint64_t m_deletions = 0;

@@ -37,5 +37,7 @@ bool IsFullPath(const std::wstring& path);
 std::wstring FullPath(const std::wstring& path);
 // Returns true when the path names a file that is there.
 bool FileIsThere(const std::wstring& path);
+// Returns true when the file is there and holds no byte.
+bool IsEmptyFile(const std::wstring& path);
 // Returns the system's text for an error.
 std::wstring SystemText(DWORD error);

@@ -3,6 +3,7 @@
 #include "companions/settings/DataFolder.h"
 #include "companions/settings/OrbSettings.h"
 #include "host/Console.h"
+#include "host/Destination.h"
 #include "host/LibraryMessages.h"
 #include "support/TrustedFile.h"
 
@@ -70,5 +71,6 @@ std::optional<ExitCode> RefuseDataFolder(RecordWriter& writer)
         return ExitFailure;
     }
     TellDamagedSettings(writer);
+    TellDestinationSetting(writer);
     return std::nullopt;
 }

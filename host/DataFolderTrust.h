@@ -15,5 +15,6 @@ std::wstring DistrustOfFile(const std::wstring& path);
 
 // Returns how a command ends that cannot use the data folder, and reports why: it is a file, its drive is not there, or
 // it or a settings file in it is not trusted. A command that went on without the settings could back up less than the
-// user wants, without a word. Otherwise reports settings that are damaged and cannot be read.
+// user wants, without a word. Otherwise reports settings that are damaged and cannot be read, and a
+// destination in them that is probably not meant.
 std::optional<ExitCode> RefuseDataFolder(RecordWriter& writer);

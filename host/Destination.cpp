@@ -1,5 +1,6 @@
 #include "host/Destination.h"
 
+#include "companions/settings/OrbSettings.h"
 #include "host/Console.h"
 #include "orbwatcher4/OrbFilter.h"
 #include "support/SystemPath.h"
@@ -7,11 +8,14 @@
 #include <windows.h>
 
 #include <string_view>
+#include <vector>
 
 namespace
 {
 
 using State = Check::State;
+
+constexpr const wchar_t* NotThere = L"not there; is it spelled right? What will be in it is never backed up";
 
 bool HasImpossibleName(std::wstring_view path)
 {
@@ -50,9 +54,36 @@ Check CheckDestination(const std::wstring& written)
                        L"\"" + written +
                            L"\" is no full path and depends on the folder that the command runs in; write "
                            L"the destination with its drive");
-    return finding(State::Ok, AttributesOf(full) == INVALID_FILE_ATTRIBUTES
-                                  ? L"not there yet; what will be in it is never backed up"
-                                  : L"there; what is in it is never backed up");
+    if (AttributesOf(full) == INVALID_FILE_ATTRIBUTES)
+        return finding(State::Warning, NotThere);
+    return finding(State::Ok, L"there; what is in it is never backed up");
+}
+
+std::optional<Check> CheckDestinationSetting(const std::wstring& written)
+{
+    if (written.empty())
+        return std::nullopt;
+    const auto warning = [](const std::wstring& text, const std::wstring& path) {
+        return Check{"settings", State::Warning, text, path};
+    };
+    const std::wstring form = OrbFilter::SystemForm(written.c_str()).GetString();
+    if (!IsFullPath(form) || form.starts_with(L"\\\\?\\") || form.starts_with(L"\\\\.\\"))
+        return warning(L"Backup::path \"" + written +
+                           L"\" is no full path, and nothing is kept out by it; write the destination with its drive "
+                           L"or share, as in D:\\Backup",
+                       L"");
+    if (AttributesOf(form) == INVALID_FILE_ATTRIBUTES)
+        return warning(L"the destination of the setting Backup::path: " + std::wstring(NotThere), form);
+    return std::nullopt;
+}
+
+void TellDestinationSetting(RecordWriter& writer)
+{
+    std::vector<wchar_t> written(2048); // the library reads no longer one
+    if (!GetUserConfigurations().GetValue(DestinationKey, written.data(), written.size()))
+        return;
+    if (const std::optional<Check> check = CheckDestinationSetting(written.data()))
+        writer.Note(check->text, check->path);
 }
 
 bool IsUsableDestination(const std::wstring& written, RecordWriter& writer)

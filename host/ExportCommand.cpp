@@ -5,6 +5,7 @@
 #include "host/OutputFiles.h"
 #include "host/PendingExport.h"
 #include "host/RunningWatchers.h"
+#include "support/DigestOfFiles.h"
 #include "support/FileReplacement.h"
 #include "support/SystemPath.h"
 
@@ -151,6 +152,23 @@ bool WasAnyRunKilled()
     return std::any_of(runs.begin(), runs.end(), [](const MarkedRun& run) { return !run.running; });
 }
 
+std::vector<CString> RootsOf(const SelectionFiles& files)
+{
+    std::vector<CString> roots;
+    for (const SelectionView::Root& root : SelectionView(files).Roots())
+        roots.push_back(root.path);
+    return roots;
+}
+
+// Returns true when the next watch finds another selection than the last one.
+bool IsSelectionEdited(const SelectionFiles& files)
+{
+    wchar_t before[256] = L"";
+    GetServiceRunSettings().GetValue(SelectionNoteKey, before, std::size(before));
+    const CString now = DigestOfFiles({files.data.c_str(), files.autoExclude.c_str(), files.advanced.c_str()});
+    return before[0] && !now.IsEmpty() && now != before;
+}
+
 // Exports what the last watch has left.
 ExitCode ExportLeft(const ExportOptions& options, RecordWriter& writer)
 {
@@ -164,8 +182,14 @@ ExitCode ExportLeft(const ExportOptions& options, RecordWriter& writer)
     BackupService service(options, writer);
     if (const std::optional<ExitCode> end = service.Open())
         return *end;
-    const auto exporter = [&](const PendingExport& wanted) -> std::optional<PendingExported> {
+    const std::vector<CString> roots = RootsOf(options.files);
+    const bool edited = IsSelectionEdited(options.files);
+    const auto exporter = [&](PendingExport wanted) -> std::optional<PendingExported> {
+        wanted.roots = roots;
         PendingExported exported = ExportPending(service.Watcher(), wanted);
+        if (edited && exported.gap.empty())
+            exported.gap = L"the selection was edited since a watch has looked at it: what it includes now may be "
+                           L"missing";
         if (killed)
             exported.gap = L"the last run was killed or crashed, and what it held is not known; " + exported.gap;
         return exported;

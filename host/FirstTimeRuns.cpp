@@ -21,9 +21,11 @@ FirstTimeRuns::FirstTimeRuns(COrbWatcher& watcher) : m_watcher(watcher)
     watcher.UpdateThreadsPriority(CPUSpeedFull);
 }
 
-bool FirstTimeRuns::MakeDue()
+bool FirstTimeRuns::MakeDue(const wchar_t* reason)
 {
     CServiceRunSettings& settings = GetServiceRunSettings();
+    if (reason)
+        settings.SetValue(FullDueReasonKey, reason);
     settings.SetValue(FirstTimeRunTimeKey, 0);
     return settings.Save();
 }

@@ -14,9 +14,9 @@ public:
     // Call it before the watcher is started.
     explicit FirstTimeRuns(COrbWatcher& watcher);
 
-    // Makes a full enumeration due, which a watch then makes at its start. Returns false when that cannot be written:
-    // it is then due for this process alone.
-    static bool MakeDue();
+    // Makes a full enumeration due, which a watch then makes at its start. `reason`: one of FullDue, or null. Returns
+    // false when that cannot be written: it is then due for this process alone.
+    static bool MakeDue(const wchar_t* reason);
     // Returns true when a full enumeration is due.
     static bool IsDue();
     // Returns true when a full enumeration was completed for this data folder, or is noted as due.

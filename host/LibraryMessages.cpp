@@ -32,12 +32,22 @@ bool IsToldByRecord(const std::wstring& message)
     const auto isForm = [&](std::wstring_view before, std::wstring_view behind) {
         return message.starts_with(before) && message.find(behind) != std::wstring::npos;
     };
-    return isForm(L"The folder ", L" could not be read to its end: ") ||
+    // Every command tells of a destination that is none when it begins.
+    return isForm(L"The setting Backup::path ", L" names no folder") ||
+           isForm(L"The folder ", L" could not be read to its end: ") ||
            isForm(L"The selected folder ", L" cannot be walked: ") ||
            isForm(L"Skipping unusable junction point ", L"") || message.ends_with(L" cannot be looked at");
 }
 
 bool TellsOfLeftOut(const std::wstring& message) { return message.starts_with(L"Two names differ in "); }
+
+bool TellsOfUnkept(const std::wstring& message)
+{
+    const auto isForm = [&](std::wstring_view before, std::wstring_view behind) {
+        return message.starts_with(before) && message.find(behind) != std::wstring::npos;
+    };
+    return isForm(L"Settings ", L" cannot be written: ") || isForm(L"The dump ", L" cannot be removed: ");
+}
 
 LibraryMessages::LibraryMessages(Keep keep)
     : m_token(g_OrbLog.AddSink([this, keep](const LogLine& line) {

@@ -11,10 +11,13 @@
 // Returns the path of a selected file whose name the system does not take, when the message tells of one. An
 // enumeration tells the same by a record, and a change does not.
 std::wstring RefusedNameIn(const std::wstring& message);
-// Returns true for a message about a path that a walk could not read, which a record tells, too.
+// Returns true for a message about a path that a walk could not read, or about the destination of the settings, which a
+// record tells, too.
 bool IsToldByRecord(const std::wstring& message);
 // Returns true for a message that tells of something that is not backed up.
 bool TellsOfLeftOut(const std::wstring& message);
+// Returns true for a message about a file of the data folder that could not be written or removed.
+bool TellsOfUnkept(const std::wstring& message);
 
 class LibraryMessages
 {

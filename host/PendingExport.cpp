@@ -5,6 +5,11 @@
 #include "host/FirstTimeRuns.h"
 #include "host/LibraryMessages.h"
 #include "host/WatchPipe.h"
+#include "support/BarList.h"
+#include "support/CaseFold.h"
+
+#include <algorithm>
+#include <set>
 
 namespace
 {
@@ -13,6 +18,12 @@ using Json = nlohmann::json;
 
 constexpr std::size_t LongestList = 4096; // units of the list of roots
 constexpr DWORD AnswerLimit = 60000;      // milliseconds
+
+bool IsAmong(const std::vector<CString>& roots, const CString& root)
+{
+    return std::any_of(roots.begin(), roots.end(),
+                       [&](const CString& other) { return EqualNoCase(other.View(), root.View()); });
+}
 
 // An answer in another form counts as a missing one.
 PendingExported FromJson(const WatchAnswer& given)
@@ -42,21 +53,25 @@ PendingExported ExportPending(COrbWatcher& watcher, const PendingExport& wanted)
     for (const LibraryMessages::Line& line : failures.Take())
         if (line.text.starts_with(L"The pending list cannot be "))
             exported.failure = line.text + L"; name another --to, or make room";
-    exported.gap = GapOf(watcher);
+    exported.gap = GapOf(watcher, wanted.roots);
     return exported;
 }
 
-std::wstring GapOf(COrbWatcher& watcher)
+std::wstring GapOf(COrbWatcher& watcher, const std::optional<std::vector<CString>>& selected)
 {
     if (watcher.GetEnumerationProgress().running > 0)
         return L"an enumeration is running: more may be pending when it has ended";
     if (FirstTimeRuns::IsDue())
         return L"a full enumeration is due: until a watch has made it, more may be pending than is known";
-    wchar_t roots[LongestList] = L"";
-    if (GetServiceRunSettings().GetValue(RescansDueKey, roots, LongestList) && roots[0])
-        return L"an enumeration is due: until a watch has made it, more may be pending than is known on " +
-               std::wstring(roots);
-    return L"";
+    std::vector<wchar_t> list(LongestList);
+    GetServiceRunSettings().GetValue(RescansDueKey, list.data(), list.size());
+    std::set<CString> roots = SplitAtBars(list.data());
+    if (selected)
+        std::erase_if(roots, [&](const CString& root) { return !IsAmong(*selected, root); });
+    if (roots.empty())
+        return L"";
+    return L"an enumeration is due: until a watch has made it, more may be pending than is known on " +
+           std::wstring(JoinWithBars(roots).View());
 }
 
 std::optional<PendingExported> AskForExport(const PendingExport& wanted, const FolderUse& use, RecordWriter& writer)

@@ -16,6 +16,8 @@ struct PendingExport {
     std::wstring file;
     int most = 0;
     std::wstring place;
+    // The roots that the selection has, when they are known: only rescans of these are missing in the list.
+    std::optional<std::vector<CString>> roots = std::nullopt;
 };
 struct PendingExported {
     bool anyPending = false;
@@ -28,8 +30,8 @@ struct PendingExported {
 PendingExported ExportPending(COrbWatcher& watcher, const PendingExport& wanted);
 
 // Returns why the watcher of this process may not know everything that is pending; empty when it does. Ask it after the
-// watcher has begun its run.
-std::wstring GapOf(COrbWatcher& watcher);
+// watcher has begun its run. `roots`: see PendingExport.
+std::wstring GapOf(COrbWatcher& watcher, const std::optional<std::vector<CString>>& roots);
 
 // Asks the watch that runs on the same data folder, and waits a minute at most for its answer. Returns nothing when no
 // watch runs.

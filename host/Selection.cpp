@@ -91,7 +91,7 @@ SelectionFindings FindingsOfLoading(const SelectionFiles& files, const std::func
     LibraryMessages messages(LibraryMessages::Keep::Failures);
     const bool loaded = load(findings.inFiles);
     for (const LibraryMessages::Line& line : messages.Take())
-        if (!line.finding)
+        if (!line.finding && !IsToldByRecord(line.text))
             findings.others.push_back(line.text);
     if (!loaded && IsGood(findings))
         AddFailure(findings, L"what went wrong is in the log (orbwatch doctor says where)", files.data);
@@ -205,9 +205,60 @@ void KeptOutside::TellFilter(OrbFilter& filter) const
 }
 
 SelectionView::SelectionView(const SelectionFiles& files, const KeptOutside& outside)
+    : m_keptOut(outside.folders),
+      m_hasSecondary(!files.secondary.empty())
 {
     outside.TellFilter(m_filter);
     m_filter.LoadXmlFilters(files.data.c_str(), files.autoExclude.c_str(), nullptr);
+}
+
+KeptOut SelectionView::WhyKeptOut(const std::wstring& path) const
+{
+    for (const KeptOutside::Folder& folder : m_keptOut)
+        if (BeginsNoCase(path, folder.path))
+            return folder.why;
+    return m_filter.WhyKeptOut(path.c_str());
+}
+
+std::wstring SelectionView::WhyInVain(const Filter& rule) const
+{
+    const std::wstring path = rule.path.GetString();
+    switch (WhyKeptOut(path)) {
+    case KeptOut::Destination:
+        return path + L" is in the backup destination";
+    case KeptOut::OwnFile:
+        return path + L" is the product's own";
+    case KeptOut::No:
+        break;
+    }
+    const bool selected = m_filter.CheckForInclusion(rule.path, nullptr, false, false) == Included ||
+                          (rule.type != 0 && m_filter.MaySelectBelow(rule.path));
+    return selected ? std::wstring() : path + L" is excluded by another rule";
+}
+
+std::wstring SelectionView::WhyNothing() const
+{
+    constexpr std::size_t mostNamed = 3;
+    constexpr const wchar_t* nothing = L"the selection includes nothing";
+    constexpr const wchar_t* advice = L"; orbwatch explain says why a path is left out";
+    std::vector<std::wstring> reasons;
+    for (const FilterPtr& rule : m_filter.AllRules()) {
+        if (rule->incEx != WatcherEnum::Include || rule->path.IsEmpty())
+            continue;
+        std::wstring reason = WhyInVain(*rule);
+        if (reason.empty() || m_hasSecondary)
+            return L"";
+        if (std::ranges::find(reasons, reason) == reasons.end())
+            reasons.push_back(std::move(reason));
+    }
+    if (reasons.empty())
+        return std::wstring(nothing) + advice + L", and orbwatch init FOLDER writes a sample";
+    std::wstring text = nothing;
+    for (std::size_t i = 0; i < std::min(reasons.size(), mostNamed); ++i)
+        text += (i == 0 ? L": " : L"; ") + reasons[i];
+    if (reasons.size() > mostNamed)
+        text += L"; and " + std::to_wstring(reasons.size() - mostNamed) + L" more";
+    return text + advice;
 }
 
 std::vector<SelectionView::Root> SelectionView::Roots() const
@@ -233,10 +284,10 @@ std::vector<SelectionView::Root> SelectionView::SelectedRoots(RecordWriter& writ
 {
     std::vector<Root> roots = Roots();
     std::erase_if(roots, [](const Root& root) { return !root.included; });
-    if (roots.empty())
-        writer.Note(
-            L"the selection includes nothing; orbwatch explain says why a path is left out, and orbwatch init FOLDER "
-            L"writes a sample");
+    if (const std::wstring nothing = WhyNothing(); !nothing.empty()) {
+        writer.Note(nothing);
+        roots.clear();
+    }
     return roots;
 }
 
@@ -276,7 +327,7 @@ std::vector<PassedOverPath> SelectionView::IncludedInVain(AbsentRoots absent) co
         for (const FilterPtr& rule : m_filter.RulesOf(root.path)) {
             if (rule->incEx != WatcherEnum::Include || rule->path.IsEmpty())
                 continue;
-            const KeptOut keptOut = m_filter.WhyKeptOut(rule->path);
+            const KeptOut keptOut = WhyKeptOut(rule->path.GetString());
             if (keptOut != KeptOut::No)
                 paths.push_back(
                     {rule->path, keptOut == KeptOut::OwnFile ? PathOutcome::OwnFile : PathOutcome::BackupFolder});

@@ -42,6 +42,12 @@ struct KeptOutside {
     std::wstring destination;
     std::wstring index;
     std::vector<std::wstring> written; // other files that the command writes
+    // Other folders, for a process whose own settings are not those of the selection.
+    struct Folder {
+        std::wstring path; // ends in a backslash
+        KeptOut why;
+    };
+    std::vector<Folder> folders = {};
 
     void TellFilter(OrbFilter& filter) const;
 };
@@ -65,7 +71,11 @@ public:
     enum class AbsentRoots { AreNamed, AreLeftOut };
     std::vector<PassedOverPath> IncludedInVain(AbsentRoots absent) const;
     // Returns why the product keeps the path out.
-    KeptOut WhyKeptOut(const std::wstring& path) const { return m_filter.WhyKeptOut(path.c_str()); }
+    KeptOut WhyKeptOut(const std::wstring& path) const;
+
+    // Returns why nothing that its rules include is left: "the selection includes nothing: ...". Empty when something
+    // is left.
+    std::wstring WhyNothing() const;
 
     // A folder that the selection includes, with everything in it, or alone (the folder of a single file).
     struct Folder {
@@ -87,8 +97,12 @@ public:
     std::vector<int> Profiles();
 
 private:
+    // Returns why nothing of what the rule includes is left; empty when something is.
+    std::wstring WhyInVain(const Filter& rule) const;
     // Returns the roots with something included on them. Reports it when there is none.
     std::vector<Root> SelectedRoots(RecordWriter& writer);
 
+    const std::vector<KeptOutside::Folder> m_keptOut;
+    const bool m_hasSecondary;  // whose rules may include more
     mutable OrbFilter m_filter; // asking it changes nothing, but its functions are not const
 };

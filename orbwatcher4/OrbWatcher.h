@@ -112,7 +112,8 @@ public:
     /// Sets the index database, in which deletions are recorded.
     void SetIndexDB(const wchar_t* path);
     /// Sets the folder that backups go to, and to which transactions of deletions are exported. Nothing in it is ever
-    /// selected. May be called at any time, by any thread. Null means none.
+    /// selected. May be called at any time, by any thread. Null means none. When an earlier destination is none any
+    /// more, also since the last run, a full enumeration becomes due, which finds the files in it.
     void SetDestBackupFolderDB(const wchar_t* path);
     /// Sets files that the calling program writes, such as the file that its output goes to: they are never selected.
     /// The data folder, the index and the queue never are, either. May be called at any time, by any thread.

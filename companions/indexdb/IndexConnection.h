@@ -81,7 +81,9 @@ class IndexConnection
 {
 public:
     // Immutable: reads the file without locks, as one that does not change meanwhile.
-    enum class Access { Read, Write, Create, Immutable };
+    // ReadAlone: reads the file and its write-ahead log with shared memory of its own, which is no file, and keeps
+    // other connections out.
+    enum class Access { Read, Write, Create, Immutable, ReadAlone };
 
     // Opens the database; does not read from the file yet. Throws; the connection is then closed.
     void Open(const CString& path, Access access, int busyTimeoutMs);

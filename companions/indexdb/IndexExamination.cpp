@@ -19,14 +19,14 @@ std::uint64_t SizeOf(const CString& path)
 }
 
 // A connection makes the shared memory of a write-ahead log when it is missing, and the last connection removes both.
-// Without a log, the file alone is the database, and can be read as one that does not change.
+// Without that memory nobody uses the log, and it can be read alone. Without a log, the file alone is the database, and
+// can be read as one that does not change.
 void Open(IndexConnection& connection, const CString& path)
 {
     const bool hasLog = SizeOf(path + L"-wal") != 0;
-    if (hasLog && GetFileAttributesW(path + L"-shm") == INVALID_FILE_ATTRIBUTES)
-        throw IndexError{CIndexDB::Error::Failed,
-                         L"its write-ahead log has lost its shared memory; the next start puts that right"};
-    connection.Open(path, hasLog ? IndexConnection::Access::Read : IndexConnection::Access::Immutable, BusyTimeoutMs);
+    const bool hasMemory = GetFileAttributesW(path + L"-shm") != INVALID_FILE_ATTRIBUTES;
+    using Access = IndexConnection::Access;
+    connection.Open(path, !hasLog ? Access::Immutable : hasMemory ? Access::Read : Access::ReadAlone, BusyTimeoutMs);
     sqlite3_db_config(connection.Get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
 }
 

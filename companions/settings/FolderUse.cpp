@@ -69,6 +69,8 @@ bool TakeOverFolder(const FolderUse& use)
     Put(settings, use);
     settings.SetValue(IndexIdentityKey, L""); // that of the earlier owner
     settings.SetValue(SelectionNoteKey, L"");
+    settings.SetValue(DestinationsNoteKey, L"");
+    settings.SetValue(FullDueReasonKey, L"");
     settings.SetValue(FirstTimeRunTimeKey, 0);
     return settings.Save();
 }

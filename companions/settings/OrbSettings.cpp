@@ -181,6 +181,10 @@ bool CSettings::State::Load(const CString& from)
             KeepDamagedFile();
         return good;
     }
+    case SettingsFile::ReadResult::Folder:
+        Take(SettingsTree::Object());
+        KeepDamagedFile();
+        return false;
     case SettingsFile::ReadResult::Failed:
         break;
     }
@@ -205,10 +209,13 @@ void CSettings::State::Take(SettingsTree read)
 
 void CSettings::State::KeepDamagedFile()
 {
+    const DWORD attributes = GetFileAttributesW(File().Path());
+    const bool folder = attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
     const CString kept = File().KeepAsBad();
     keepAside = kept.IsEmpty() && GetFileAttributesW(File().Path()) != INVALID_FILE_ATTRIBUTES;
     g_OrbLog.WriteLog(2, logSource, __LINE__,
-                      L"Settings %s are damaged, and nothing in them is used; the file is kept %s",
+                      folder ? L"Settings %s are a folder, and nothing is read from it; the folder is kept %s"
+                             : L"Settings %s are damaged, and nothing in them is used; the file is kept %s",
                       File().Path().GetString(), kept.IsEmpty() ? L"where it is" : (L"as " + kept).GetString());
 }
 
@@ -224,7 +231,10 @@ bool CSettings::State::ReadBeforeSaving(unsigned long& error)
         keepAside = true;
         return error != LinkMet;
     }
-    if (std::optional<SettingsTree> read = SettingsTree::Parse(bytes))
+    std::optional<SettingsTree> read;
+    if (result == SettingsFile::ReadResult::Read)
+        read = SettingsTree::Parse(bytes);
+    if (read)
         Take(std::move(*read));
     else
         KeepDamagedFile();

@@ -93,11 +93,31 @@ class ORBSETTINGS_API CServiceRunSettings : public CSettings
 /// 1970. 0: a full enumeration is due.
 inline constexpr const wchar_t* FirstTimeRunTimeKey = L"Backup::FirstTimeRunTime";
 
+/// The key, in the service-run settings, of why a full enumeration is due: one of FullDue; empty when it is not known.
+/// It has no meaning while none is due.
+inline constexpr const wchar_t* FullDueReasonKey = L"Backup::FullDueReason";
+
+/// The reasons for which a full enumeration is due. After the first three, something was lost.
+namespace FullDue
+{
+inline constexpr const wchar_t* Killed = L"killed";           ///< the last run did not end in an orderly way
+inline constexpr const wchar_t* Dump = L"dump";               ///< what the last run left pending is lost or damaged
+inline constexpr const wchar_t* Index = L"index";             ///< the index is lost, or another one
+inline constexpr const wchar_t* Selection = L"selection";     ///< the selection was edited
+inline constexpr const wchar_t* Destination = L"destination"; ///< a destination is none any more
+inline constexpr const wchar_t* Root = L"root";               ///< a root that was to be rescanned has another name
+inline constexpr const wchar_t* Time = L"time";               ///< the one that the time rule began is not complete
+} // namespace FullDue
+
 /// The key, in the service-run settings, of the roots that the next start must rescan, separated by vertical bars.
 inline constexpr const wchar_t* RescansDueKey = L"Backup::RescansDue";
 
 /// The key, in the service-run settings, of what stands for the content of the selection (docs/settings.md).
 inline constexpr const wchar_t* SelectionNoteKey = L"Backup::SelectionContent";
+
+/// The key, in the service-run settings, of the destinations that were kept out of the selection when it was last
+/// looked at, separated by vertical bars.
+inline constexpr const wchar_t* DestinationsNoteKey = L"Backup::Destinations";
 
 /// The key, in the service-run settings, of what the last orderly end left as the dump (docs/dump-file.md).
 inline constexpr const wchar_t* DumpNoteKey = L"Backup::Dump";
@@ -109,6 +129,11 @@ class ORBSETTINGS_API CUserConfigurations : public CSettings
     ~CUserConfigurations() override;
     friend ORBSETTINGS_API CUserConfigurations& GetUserConfigurations();
 };
+
+/// The keys, in the user configurations, of the folder that backups go to, and of the hours from one full enumeration
+/// to the next.
+inline constexpr const wchar_t* DestinationKey = L"Backup::path";
+inline constexpr const wchar_t* ScanIntervalKey = L"AppConfig::NetworkScanIntervalInHours"; ///< see DestinationKey
 
 /// The files of the settings, in the data folder.
 inline constexpr const wchar_t* SettingsFileNames[] = {L"MainSettings.json", L"ServiceRunSettings.json",

@@ -13,6 +13,14 @@ constexpr LONGLONG LongestFile = 64 * 1024 * 1024;
 
 } // namespace
 
+// A link to a folder stays where it is (LinkMet), and so does everything in a folder that is not trusted.
+bool SettingsFile::IsFolderInItsPlace() const
+{
+    const DWORD attributes = GetFileAttributesW(m_path);
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) &&
+           !(attributes & FILE_ATTRIBUTE_REPARSE_POINT) && IsTrustedFolder(m_path.Left(m_path.ReverseFind(L'\\')));
+}
+
 SettingsFile::ReadResult SettingsFile::Read(std::string& bytes, unsigned long& error) const
 {
     bytes.clear();
@@ -20,6 +28,8 @@ SettingsFile::ReadResult SettingsFile::Read(std::string& bytes, unsigned long& e
                                         nullptr, OPEN_EXISTING);
     if (!file) {
         error = GetLastError();
+        if (IsFolderInItsPlace())
+            return ReadResult::Folder;
         const bool missing = error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
         return missing ? ReadResult::Missing : ReadResult::Failed;
     }

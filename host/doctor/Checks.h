@@ -4,11 +4,15 @@
 
 #include "host/Selection.h"
 #include "host/doctor/Check.h"
+#include "host/doctor/DoctorCommand.h"
 
 #include <cstdint>
+#include <set>
 
 // Checks whether the settings files can be read and written, and reports what they are.
 Checks CheckSettings(const std::wstring& dataFolder);
+// Reports values of the settings that mean something else than they probably should.
+Checks CheckSettingsValues(const std::wstring& dataFolder);
 // Checks whether what the last run left pending is still as it left it.
 Checks CheckDump(const std::wstring& dataFolder);
 // Checks to which selection and index the data folder belongs, and whether the index is still that of the last run. The
@@ -19,8 +23,13 @@ Checks CheckLog(const std::wstring& dataFolder);
 // Checks the runs on the data folder: those that are running, and those that did not end in an orderly way.
 Checks CheckRuns(const std::wstring& dataFolder);
 
-// These two functions check the files of a selection, its rules, and the drives that it names.
-Checks CheckSelection(const SelectionFiles& files);
+// Reports enumerations that are due, and why: a warning when something was lost before. `destinations`: the present
+// ones, each with a backslash at its end.
+Checks CheckDue(const std::wstring& dataFolder, const DoctorOptions& options, const std::set<CString>& destinations);
+
+// These two functions check the files of a selection, its rules, and the drives that it names. `outside`: what no
+// backup holds, whatever the rules say.
+Checks CheckSelection(const SelectionFiles& files, const KeptOutside& outside);
 Checks CheckDrives(const SelectionFiles& files);
 
 // `folders` receives how many folders the index knows; 0 when that is not known.

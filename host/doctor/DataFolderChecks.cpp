@@ -4,15 +4,9 @@
 #include "host/doctor/Checks.h"
 #include "host/doctor/FolderMemory.h"
 #include "host/doctor/Probe.h"
-#include "support/FileDigest.h"
+#include "support/DigestOfFiles.h"
 #include "support/Handle.h"
 #include "support/HandleOwner.h"
-
-#include <nlohmann/json.hpp>
-
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 
 namespace
 {
@@ -20,6 +14,12 @@ namespace
 constexpr DWORD ForAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
 bool IsThere(const std::wstring& path) { return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES; }
+
+bool IsFolder(const std::wstring& path)
+{
+    const DWORD attributes = GetFileAttributesW(path.c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
+}
 
 bool MayOthersWriteTo(const std::wstring& folder)
 {
@@ -45,17 +45,6 @@ std::vector<std::wstring> PutAside(const std::wstring& path)
     for (bool more = static_cast<bool>(search); more; more = FindNextFileW(search.Get(), &data) != FALSE)
         files.push_back(path.substr(0, path.rfind(L'\\') + 1) + data.cFileName);
     return files;
-}
-
-// Returns the text of the digest that the settings keep of a dump.
-CString DigestOf(const std::wstring& path)
-{
-    std::ifstream file(std::filesystem::path(path), std::ios::binary);
-    FileDigest digest;
-    std::vector<char> block(64 * 1024);
-    while (file.read(block.data(), static_cast<std::streamsize>(block.size())), file.gcount() > 0)
-        digest.Add(block.data(), static_cast<std::size_t>(file.gcount()));
-    return digest.Text();
 }
 
 std::wstring NotTrusted(const std::wstring& reason) { return L"not trusted, and not used: " + reason; }
@@ -90,29 +79,34 @@ Check CheckFolder(const std::wstring& folder)
     return {"settings", State::Ok, L"the data folder; settings are JSON files in it", folder};
 }
 
-bool IsJsonObject(const std::wstring& path)
-{
-    const std::ifstream file(std::filesystem::path(path), std::ios::binary);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return nlohmann::json::parse(text.str(), nullptr, false).is_object();
-}
-
-Check CheckSettingsFile(const std::wstring& path)
+// The library itself writes the service-run settings alone.
+Check CheckSettingsFile(const std::wstring& dataFolder, const wchar_t* name)
 {
     using State = Check::State;
+    const bool isOfRuns = std::wstring_view(name) == SettingsFileNames[1];
+    const std::wstring path = dataFolder + L"\\" + name;
+    const std::wstring consequence = isOfRuns ? L"; it looks at everything again" : L"";
     if (const std::wstring reason = DistrustOfFile(path); !reason.empty())
         return {"settings", State::Failed, NotTrusted(reason), path};
+    if (IsFolder(path))
+        return {"settings", State::Failed,
+                L"a folder stands in its place: the next start keeps it with the ending .bad and begins with empty "
+                L"settings" +
+                    consequence,
+                path};
     if (const DWORD error = OpeningFails(path, GENERIC_READ))
         return {"settings", State::Failed,
                 L"cannot be read: " + SystemText(error) + L" Does another program keep it to itself?", path};
-    if (!IsJsonObject(path))
+    if (!ReadSettingsFile(dataFolder, name).is_object())
         return {"settings", State::Failed,
-                L"damaged: the next start keeps it with the ending .bad and begins with empty settings" +
-                    std::wstring(path.ends_with(SettingsFileNames[1]) ? L"; it looks at everything again" : L""),
+                L"damaged: the next start keeps it with the ending .bad and begins with empty settings" + consequence,
                 path};
-    if (const DWORD error = OpeningFails(path, GENERIC_WRITE))
-        return {"settings", State::Failed, L"cannot be written: " + SystemText(error) + L" Make it writable.", path};
+    if (const DWORD error = WhyNotWritable(path))
+        return {"settings", isOfRuns ? State::Failed : State::Warning,
+                L"cannot be written: " + SystemText(error) +
+                    (isOfRuns ? L" What a watch notes there is lost; make it writable."
+                              : L" Whoever changes these settings cannot; make it writable."),
+                path};
     return {"settings", State::Ok, L"can be read and written", path};
 }
 
@@ -124,7 +118,7 @@ Checks CheckSettings(const std::wstring& dataFolder)
     for (const wchar_t* name : SettingsFileNames) {
         const std::wstring path = dataFolder + L"\\" + name;
         if (IsThere(path))
-            checks.push_back(CheckSettingsFile(path));
+            checks.push_back(CheckSettingsFile(dataFolder, name));
         for (const std::wstring& aside : PutAside(path))
             checks.push_back({"settings", Check::State::Warning,
                               L"damaged settings that were put aside; take over what is still wanted, then delete it",
@@ -146,7 +140,7 @@ Checks CheckDump(const std::wstring& dataFolder)
                  L"what the last run left pending is missing; the next watch looks at everything again", dump}};
     if (const std::wstring reason = DistrustOfFile(dump); !reason.empty())
         return {{"dump", State::Failed, NotTrusted(reason) + L"; the next start looks at everything instead", dump}};
-    if (left && DigestOf(dump) != *left)
+    if (left && DigestOfFile(dump.c_str()) != *left)
         return {
             {"dump", State::Warning,
              L"what is pending is not as the last run left it: damaged, cut or another file. The next watch looks at "

@@ -1,6 +1,8 @@
 #include "host/doctor/FolderMemory.h"
 
+#include "companions/settings/SettingsValue.h"
 #include "host/Console.h"
+#include "support/BarList.h"
 
 #include <nlohmann/json.hpp>
 
@@ -13,16 +15,22 @@ namespace
 
 using Json = nlohmann::json;
 
-Json ReadSettings(const std::wstring& path)
+std::optional<CString> TextOf(const Json& value)
 {
-    const std::ifstream file(std::filesystem::path(path), std::ios::binary);
+    return value.is_string() ? std::optional<CString>(FromUtf8(value.get<std::string>()).c_str()) : std::nullopt;
+}
+
+} // namespace
+
+Json ReadSettingsFile(const std::wstring& dataFolder, const wchar_t* name)
+{
+    const std::ifstream file(std::filesystem::path(dataFolder + L"\\" + name), std::ios::binary);
     std::ostringstream text;
     text << file.rdbuf();
     return Json::parse(text.str(), nullptr, false);
 }
 
-// Returns the member "name" of the section, for a key "section::name".
-Json ValueOf(const Json& settings, std::wstring_view key)
+Json SettingOf(const Json& settings, std::wstring_view key)
 {
     const std::size_t colons = key.find(L"::");
     const std::string section = ToUtf8(key.substr(0, colons)), name = ToUtf8(key.substr(colons + 2));
@@ -31,21 +39,18 @@ Json ValueOf(const Json& settings, std::wstring_view key)
     return there ? settings[section][name] : Json();
 }
 
-std::optional<CString> TextOf(const Json& value)
-{
-    return value.is_string() ? std::optional<CString>(FromUtf8(value.get<std::string>()).c_str()) : std::nullopt;
-}
-
-} // namespace
-
 FolderMemory ReadFolderMemory(const std::wstring& dataFolder)
 {
-    const Json settings = ReadSettings(dataFolder + L"\\" + SettingsFileNames[1]);
-    const auto text = [&](const wchar_t* key) { return TextOf(ValueOf(settings, key)); };
+    const Json settings = ReadSettingsFile(dataFolder, SettingsFileNames[1]);
+    const auto text = [&](const wchar_t* key) { return TextOf(SettingOf(settings, key)); };
     FolderMemory memory;
     memory.owner = {text(SelectionKey).value_or(CString()), text(IndexKey).value_or(CString())};
     memory.indexIdentity = text(IndexIdentityKey).value_or(CString());
     memory.dump = text(DumpNoteKey);
-    memory.fullIsDue = ValueOf(settings, FirstTimeRunTimeKey) == 0;
+    memory.fullCompleted = SettingsValue::AsNumber(SettingOf(settings, FirstTimeRunTimeKey));
+    memory.dueReason = text(FullDueReasonKey).value_or(CString());
+    memory.selectionContent = text(SelectionNoteKey).value_or(CString());
+    memory.destinations = SplitAtBars(text(DestinationsNoteKey).value_or(CString()));
+    memory.rescans = SplitAtBars(text(RescansDueKey).value_or(CString()));
     return memory;
 }

@@ -19,6 +19,9 @@ Checks CheckIndex(const std::wstring& index, std::int64_t& folders)
     if (GetFileAttributesW(index.c_str()) == INVALID_FILE_ATTRIBUTES)
         return {{"index", Check::State::Warning, L"not there; the first watch makes it, and everything counts as new",
                  index}};
+    if (IsEmptyFile(index))
+        return {{"index", Check::State::Warning,
+                 L"an empty file; the next watch makes the index anew, and everything counts as new", index}};
     const IndexExamination found = ExamineIndex(index.c_str());
     folders = found.folders;
     if (found.error != CIndexDB::Error::None)

@@ -1,6 +1,5 @@
 #include "host/RunningWatchers.h"
 #include "host/doctor/Checks.h"
-#include "host/doctor/FolderMemory.h"
 
 namespace
 {
@@ -23,7 +22,5 @@ Checks CheckRuns(const std::wstring& dataFolder)
         checks.push_back(CheckRun(run));
     if (checks.empty())
         checks.push_back({"runs", Check::State::Ok, L"no watcher runs on this data folder, and none was killed", L""});
-    if (ReadFolderMemory(dataFolder).fullIsDue)
-        checks.push_back({"runs", Check::State::Ok, L"a full enumeration is due; the next watch makes it", L""});
     return checks;
 }

@@ -42,6 +42,15 @@ void CheckPaths(const SelectionView& selection, Checks& checks)
         else if (rule->incEx == WatcherEnum::Include && !rule->path.IsEmpty() && !IsThere(rule->path))
             missing.emplace_back(rule->path.View());
     }
+    std::vector<std::wstring> destination, own;
+    for (const PassedOverPath& path : selection.IncludedInVain(SelectionView::AbsentRoots::AreLeftOut)) {
+        if (path.why == PathOutcome::BackupFolder)
+            destination.emplace_back(path.path.View());
+        else if (path.why == PathOutcome::OwnFile)
+            own.emplace_back(path.path.View());
+    }
+    Name(destination, L"included, and never backed up: it is in the backup destination", checks);
+    Name(own, L"included, and never backed up: it is the product's own", checks);
     Name(missing, L"included, and not there; is the rule spelled right? What comes later is watched", checks);
     Name(folders, L"a folder, and its rule is for a single file; is type=\"1\" includeSub=\"1\" meant?", checks);
 }
@@ -69,7 +78,7 @@ Check CheckDrive(const SelectionView::Root& root)
 
 } // namespace
 
-Checks CheckSelection(const SelectionFiles& files)
+Checks CheckSelection(const SelectionFiles& files, const KeptOutside& outside)
 {
     Checks checks;
     const SelectionFindings findings = FindingsOf(files);
@@ -82,14 +91,16 @@ Checks CheckSelection(const SelectionFiles& files)
         checks.push_back({"selection", State::Warning, text, L""});
     if (findings.inFiles.Count(RuleFinding::Kind::FileUnread) != 0)
         return checks;
-    const SelectionView selection(files);
+    const SelectionView selection(files, outside);
     std::size_t rules = 0;
     for (const SelectionView::Root& root : selection.Roots())
         rules += root.rules;
-    checks.push_back({"selection", rules == 0 ? State::Warning : State::Ok,
-                      L"can be loaded; " + Counted(rules, rules == 1 ? L"rule" : L"rules") +
-                          (rules == 0 ? L": nothing is backed up, orbwatch init FOLDER writes a sample" : L""),
-                      files.data});
+    const std::wstring loaded = L"can be loaded; " + Counted(rules, rules == 1 ? L"rule" : L"rules");
+    const std::wstring nothing = selection.WhyNothing();
+    if (!nothing.empty())
+        checks.push_back({"selection", State::Warning, loaded + L", but " + nothing, files.data});
+    else
+        checks.push_back({"selection", State::Ok, loaded, files.data});
     CheckPaths(selection, checks);
     return checks;
 }

@@ -12,7 +12,7 @@ constexpr EndCode Failed{ExitFailure, "failure"};
 constexpr EndCode Refused{ExitUsage, "wrong usage or unreadable input"};
 constexpr EndCode SomeUnread{ExitSomeUnreadable,
                              "done, but a part of the selection was left out or could not be read, or no "
-                             "running mark could be made"};
+                             "running mark could be made, or settings or the dump could not be written"};
 constexpr EndCode OutOfTime{ExitTimeLimit, "the time limit has come (--timeout)"};
 constexpr EndCode Interrupted{ExitInterrupted, "interrupted (Ctrl-C)"};
 
@@ -137,7 +137,8 @@ const CommandHelp commands[] = {
      "tries\n"
      "these things in a temporary folder of its own, and with a temporary file in the data folder and in the folder "
      "of\n"
-     "the index.",
+     "the index. An enumeration that is due is told with its reason. It is a warning when it makes up for something\n"
+     "that was lost (a killed watch, the dump, the index), and otherwise ok: the next watch makes it anyway.",
      {{"check", "what was looked at (name), its state (ok, warning or failed), and what to do about it"},
       {"summary", "at the end: how many checks were ok, warnings and failed"}},
      {Done,

@@ -3,6 +3,7 @@
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/core/due/SelectionNote.h"
 #include "orbwatcher4/core/environment/Completes.h"
+#include "orbwatcher4/core/rescan/SelectionNotice.h"
 #include "orbwatcher4/core/selection/PluginTable.h"
 
 WatcherParts::WatcherParts(bool useDrDeleteMap)
@@ -32,6 +33,9 @@ void WatcherParts::Start()
     due.BeginRun(config.Use());
     selection.requestedRoots.SetWatching(true);
     stop.ResetEvent();
+    CString content;
+    Completes(L"Reading the content of the selection",
+              [&] { content = SelectionNote::Of(config.files.OfTheSelection()); });
     const auto load = [this] {
         const CSingleLock primary(selection.primaryLock);
         const CSingleLock secondary(selection.secondaryLock);
@@ -42,8 +46,7 @@ void WatcherParts::Start()
     };
     if (!Completes(L"Loading the selection", load))
         due.MakeFull();
-    Completes(L"Comparing the selection with that of the last run",
-              [this] { due.NoticeAnotherSelection(SelectionNote::Of(config.files.OfTheSelection())); });
+    NoticeSelection(due, selection, content);
     overlayUpdater.Start();
     supervisor.Start();
 }

@@ -104,6 +104,10 @@ void COrbWatcher::SetIndexDB(const wchar_t* path)
 void COrbWatcher::SetDestBackupFolderDB(const wchar_t* path)
 {
     Completes(L"SetDestBackupFolderDB", [&] { m->selection.SetDestination(path); });
+    // What lies in the earlier one is kept out no more, and was never looked at.
+    if (m->selection.requestedRoots.IsWatching())
+        Completes(L"Comparing the destination with the earlier one",
+                  [this] { m->due.NoticeOtherDestinations(m->selection.KeptOutDestinations()); });
 }
 
 void COrbWatcher::SetOwnFiles(const std::vector<CString>& files)

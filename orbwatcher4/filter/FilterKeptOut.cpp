@@ -7,6 +7,7 @@
 #include "orbwatcher4/filter/DiskNames.h"
 #include "support/Backslash.h"
 #include "support/CaseFold.h"
+#include "support/RankedSection.h"
 
 #include <windows.h>
 
@@ -32,6 +33,33 @@ CString FormOf(const CString& path)
     const DWORD length = GetFullPathNameW(path, size, full.GetBuffer(static_cast<int>(size)), nullptr);
     full.ReleaseBuffer(static_cast<int>(length < size ? length : 0));
     return ComparableRulePath(full, &disk);
+}
+
+// Returns true when the text is another one than that of the last call: the settings are read with every file of rules,
+// and the log need not repeat what is wrong with them.
+bool IsNews(const CString& text)
+{
+    static RankedSection section{LockRank::Leaf, L"refused destination"};
+    static CString last;
+    const CSingleLock lock(section);
+    return std::exchange(last, text) != text;
+}
+
+// Returns the folder of the settings in the form in which paths are judged, with a backslash at its end. A text that is
+// no full path names no folder: nobody can say which current folder was meant.
+CString FormOfSetting(const CString& written)
+{
+    DiskNames disk;
+    const RulePath formed = FormRulePath(written.View(), &disk);
+    const bool refused = !written.IsEmpty() && formed.refusal != RulePath::Refusal::None;
+    const bool isNews = IsNews(refused ? written : CString());
+    if (!refused)
+        return written.IsEmpty() ? written : WithBackslash(formed.text);
+    if (isNews)
+        g_OrbLog.WriteLog(2, L"OrbFilter", __LINE__,
+                          L"The setting Backup::path \"%s\" names no folder, and nothing is kept out by it: %s",
+                          written.GetString(), WhyRefused(formed.refusal));
+    return {};
 }
 
 } // namespace
@@ -99,9 +127,9 @@ void OrbFilter::ReadKeptOutFolders()
     wchar_t folder[Capacity] = {};
     CUserConfigurations& configuration = GetUserConfigurations();
     // While the settings cannot be read, the last destination stays.
-    if (configuration.Load() || configuration.GetValue(L"Backup::path", folder, Capacity)) {
-        configuration.GetValue(L"Backup::path", folder, Capacity);
-        m_backupFolder = folder[0] ? WithBackslash(folder) : CString();
+    if (configuration.Load() || configuration.GetValue(DestinationKey, folder, Capacity)) {
+        configuration.GetValue(DestinationKey, folder, Capacity);
+        m_backupFolder = FormOfSetting(folder);
     }
     g_OrbLog.Log(L"Backup folder path: %s", m_backupFolder.GetString());
 }

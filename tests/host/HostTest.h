@@ -102,6 +102,14 @@ protected:
                 found.push_back(record);
         return found;
     }
+    // Returns whether the program said this on standard error.
+    static bool IsSaid(const HostProcess& host, const std::string& part)
+    {
+        for (const Json& record : host.Errors())
+            if (record.value("message", "").find(part) != std::string::npos)
+                return true;
+        return false;
+    }
     // The one failure that the program told: its message, and the path when there is one.
     static Json OnlyError(const HostProcess& host)
     {

@@ -101,7 +101,7 @@ TEST_F(LostState, ADeletedIndexMakesEverythingNewAgain)
     const std::set<std::string> two = RecordTwo();
     RemoveIndex();
     EXPECT_TRUE(HoldsAll(HandedOut({L"--record"}), two));
-    EXPECT_TRUE(IsSaid("the index is new"));
+    EXPECT_TRUE(IsSaid("the index of the last run is lost"));
     EXPECT_TRUE(HandedOut({L"--record"}).empty());
 }
 
@@ -111,7 +111,7 @@ TEST_F(LostState, AnEmptyFileInThePlaceOfTheIndexMakesEverythingNewAgain)
     RemoveIndex();
     folder.WriteBytes(L"index.db", "");
     EXPECT_TRUE(HoldsAll(HandedOut({L"--record"}), two));
-    EXPECT_TRUE(IsSaid("the index is new"));
+    EXPECT_TRUE(IsSaid("the index was an empty file"));
 }
 
 TEST_F(LostState, AnotherIndexInThePlaceOfTheIndexMakesEverythingNewAgain)
@@ -133,7 +133,7 @@ TEST_F(LostState, AWatchThatOnlyCollectsLeavesWhatALostIndexMakesNewForTheNextOn
     const std::set<std::string> two = RecordTwo();
     RemoveIndex();
     HandedOut({L"--collect"});
-    EXPECT_TRUE(IsSaid("the index is new"));
+    EXPECT_TRUE(IsSaid("the index of the last run is lost"));
     EXPECT_TRUE(HoldsAll(HandedOut({L"--record"}), two));
 }
 
@@ -180,6 +180,74 @@ TEST_F(LostState, WhatAnEditedSelectionIncludesNowIsHandedOut)
     EXPECT_TRUE(IsSaid("The selection is not as it was when it was last looked at")) << notes;
     EXPECT_TRUE(HandedOut({L"--record"}).empty());
     EXPECT_FALSE(IsSaid("The selection is not as it was")) << notes;
+}
+
+TEST_F(LostState, WhatLayInADestinationThatIsNoneAnyMoreIsHandedOut)
+{
+    const std::string below = Utf8(Write(L"wrong\\a.txt", "a"));
+    EXPECT_FALSE(HoldsAll(HandedOut({L"--enumerate", L"--record", L"--destination", InTree(L"wrong")}), {below}));
+    EXPECT_TRUE(HoldsAll(HandedOut({L"--record"}), {below}));
+    EXPECT_TRUE(IsSaid("is no destination any more")) << notes;
+    EXPECT_TRUE(HandedOut({L"--record"}).empty());
+    EXPECT_EQ(notes, "");
+}
+
+TEST_F(LostState, WhatLayInTheDestinationOfTheSettingsIsHandedOutWhenTheyAreCorrected)
+{
+    const std::string below = Utf8(Write(L"wrong\\a.txt", "a"));
+    std::filesystem::create_directories(InTree(L"right"));
+    const auto set = [&](const wchar_t* name) {
+        folder.WriteBytes(L"data\\UserConfigurations.json", Json{{"Backup", {{"path", Utf8(InTree(name))}}}}.dump());
+    };
+    set(L"wrong");
+    EXPECT_FALSE(HoldsAll(HandedOut({L"--enumerate", L"--record"}), {below}));
+    set(L"right");
+    EXPECT_TRUE(HoldsAll(HandedOut({L"--record"}), {below}));
+    EXPECT_TRUE(IsSaid("is no destination any more")) << notes;
+}
+
+TEST_F(LostState, WhatAnEnumerationLeftOutForItsDestinationIsHandedOutByTheFirstWatch)
+{
+    ForgetUse();
+    const std::string below = Utf8(Write(L"wrong\\a.txt", "a"));
+    HostProcess enumeration({L"enumerate", L"--json", L"--data", Path(L"selection.xml"), L"--index", index, L"--record",
+                             L"--destination", InTree(L"wrong")});
+    EXPECT_EQ(enumeration.Finish(), 0);
+    EXPECT_TRUE(HoldsAll(HandedOut({L"--record"}), {below}));
+}
+
+TEST_F(LostState, ADestinationThatKeepsMoreOutMakesNothingDue)
+{
+    RecordTwo();
+    std::filesystem::create_directories(InTree(L"wrong\\deeper"));
+    HandedOut({L"--record", L"--destination", InTree(L"wrong\\deeper")});
+    HandedOut({L"--record", L"--destination", InTree(L"wrong")});
+    EXPECT_FALSE(IsSaid("destination")) << notes;
+}
+
+TEST_F(LostState, ARootThatLeftTheSelectionIsDueNoMoreAndIsLookedAtWhenItReturns)
+{
+    RecordTwo();
+    Json settings = Json::parse(folder.ReadBytes(L"data\\ServiceRunSettings.json"));
+    settings["Backup"]["RescansDue"] = "g:\\";
+    folder.WriteBytes(L"data\\ServiceRunSettings.json", settings.dump());
+    const auto exported = [&] {
+        HostProcess host(
+            {L"export", L"--json", L"--data", Path(L"selection.xml"), L"--index", index, L"--to", Path(L"list.xml")});
+        return host.Finish();
+    };
+    EXPECT_EQ(exported(), 0);
+    HandedOut({L"--record"});
+    settings = Json::parse(folder.ReadBytes(L"data\\ServiceRunSettings.json"));
+    EXPECT_EQ(settings["Backup"]["RescansDue"], "");
+    EXPECT_NE(settings["Backup"]["FirstTimeRunTime"], 0);
+    EXPECT_EQ(exported(), 0);
+    const std::wstring there = PrefixFolder(L"drives/g") + L"\\left and returned";
+    std::filesystem::create_directories(there);
+    std::ofstream(std::filesystem::path(there + L"\\a.txt")) << "x";
+    WriteSelection(TreeItem() + Item(L"path=\"G:\\left and returned\" type=\"1\" includeSub=\"1\""));
+    EXPECT_TRUE(HoldsAll(HandedOut({L"--record"}), {"g:\\left and returned\\a.txt"})) << notes;
+    std::filesystem::remove_all(there);
 }
 
 TEST_F(LostState, AnUndamagedDumpMakesNothingDue)

@@ -59,6 +59,53 @@ protected:
     }
 };
 
+// The system refuses to delete a dump.
+class DumpThatStays
+{
+    static BOOL WINAPI Refuse(const wchar_t* path)
+    {
+        if (!std::wstring_view(path).ends_with(L"watcher_dump.bin"))
+            return s_original(path);
+        SetLastError(ERROR_ACCESS_DENIED);
+        return FALSE;
+    }
+
+    static inline const auto s_original = SystemFunction<decltype(DeleteFileW)>("DeleteFileW");
+    const ImportedCall m_call{nullptr, "DeleteFileW", &Refuse};
+};
+
+TEST_F(DumpAndResume, ADumpThatCannotBeRemovedIsReplayedAgainAndIsNotTakenForAnother)
+{
+    LeaveOne();
+    const DumpThatStays stays;
+    for (int start = 0; start < 2; ++start) {
+        EXPECT_TRUE(watcher.LoadSelection());
+        watcher.Resume();
+        EXPECT_EQ(watcher.GetTotalFilesInMem(), 1);
+        EXPECT_TRUE(LogSays(L"cannot be removed: error 5"));
+        EXPECT_FALSE(LogSays(L"is not as the last run left it"));
+        EXPECT_EQ(CompletionTime(), 12345);
+        Drain();
+    }
+}
+
+TEST_F(DumpAndResume, AReadOnlyDumpIsExtendedAndRemovedLikeAnother)
+{
+    LeaveOne();
+    const CString dump = DumpFilePath();
+    ASSERT_TRUE(SetFileAttributesW(dump, FILE_ATTRIBUTE_READONLY));
+    EXPECT_TRUE(watcher.LoadSelection());
+    Handler().OnFileAdded(Write(L"b.txt"));
+    watcher.DeInit();
+    EXPECT_TRUE(watcher.IsPendingKept());
+    SelectAgain();
+    SetFileAttributesW(dump, FILE_ATTRIBUTE_READONLY);
+    EXPECT_TRUE(watcher.LoadSelection());
+    watcher.Resume();
+    EXPECT_EQ(watcher.GetTotalFilesInMem(), 2);
+    EXPECT_FALSE(DumpExists());
+}
+
 TEST_F(DumpAndResume, AnEmptyStoreCreatesNoFileButSaysThatItIsDone)
 {
     watcher.DeInit();

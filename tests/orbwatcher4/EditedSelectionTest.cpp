@@ -73,6 +73,41 @@ TEST_F(EditedSelection, StaysOneWhenTheWatcherExtendsItToo)
     EXPECT_EQ(WatchOnce(), 0);
 }
 
+TEST_F(EditedSelection, IsAlsoOneWhoseDestinationIsNoneAnyMore)
+{
+    watcher.SetDestBackupFolderDB(InTree(L"Backup\\deeper"));
+    EXPECT_EQ(WatchOnce(), Complete);
+    watcher.SetDestBackupFolderDB(InTree(L"bACKUP"));
+    EXPECT_EQ(WatchOnce(), Complete);
+    watcher.SetDestBackupFolderDB(nullptr);
+    EXPECT_EQ(WatchOnce(), 0);
+    EXPECT_TRUE(log.Has(L"" + std::wstring(InTree(L"bACKUP\\")) +
+                        L" is no destination any more, and what lies in it was never looked at: a full enumeration is "
+                        L"due"));
+    EXPECT_EQ(WatchOnce(), Complete);
+}
+
+TEST_F(EditedSelection, IsNoticedAtOnceWhenItsDestinationIsTakenAwayDuringAWatch)
+{
+    watcher.SetDestBackupFolderDB(InTree(L"Backup"));
+    EXPECT_EQ(WatchOnce(), Complete);
+    watcher.StartWatch();
+    ASSERT_TRUE(watcher.WaitUntilReady(20000));
+    DueEnumerations::NoteCheck(clock.Seconds() + 1000000);
+    watcher.SetDestBackupFolderDB(nullptr);
+    GetServiceRunSettings().Load();
+    EXPECT_EQ(GetServiceRunSettings().GetValue(FirstTimeRunTimeKey, -1), 0);
+}
+
+TEST_F(EditedSelection, ThatAnEnumerationHasLookedAtIsComparedByTheFirstWatch)
+{
+    watcher.UpdateThreadsPriority(CPUSpeedFull);
+    ASSERT_EQ(watcher.StartFirstTimeRun(0), 1);
+    WatcherAccess::Parts(watcher).enumerator.EndRuns();
+    Select(TreeItem() + Other());
+    EXPECT_EQ(WatchOnce(), 0);
+}
+
 TEST_F(EditedSelection, ThatCannotBeReadIsNotCompared)
 {
     EXPECT_EQ(WatchOnce(), Complete);

@@ -78,8 +78,7 @@ bool RescanStarter::IsFullDue(std::int64_t now)
     if (completed != 0) {
         CUserConfigurations& configuration = GetUserConfigurations();
         configuration.Load();
-        const std::int32_t interval =
-            configuration.GetValue(L"AppConfig::NetworkScanIntervalInHours", DefaultScanInterval);
+        const std::int32_t interval = configuration.GetValue(ScanIntervalKey, DefaultScanInterval);
         if ((now - completed) / SecondsPerHour < interval)
             return false;
     }

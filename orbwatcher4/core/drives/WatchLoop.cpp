@@ -75,7 +75,8 @@ void WatchLoop::TakeOverRescans()
         for (const auto& [root, drive] : m.drives.list)
             roots.insert(root);
     }
-    m.due.TakeOver(roots, m_now);
+    m.due.TakeOver(roots, m.selection.loaded ? DueEnumerations::Roots::AreAll : DueEnumerations::Roots::MayBeMore,
+                   m_now);
 }
 
 void WatchLoop::WatchSelectedDrives()

@@ -5,6 +5,8 @@
 #include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/core/due/SelectionNote.h"
 #include "orbwatcher4/core/environment/Completes.h"
+#include "support/BarList.h"
+#include "support/CaseFold.h"
 
 #include <windows.h>
 
@@ -13,43 +15,40 @@
 namespace
 {
 
-// No path contains it.
-constexpr wchar_t Separator = L'|';
 constexpr std::size_t LongestList = 4096; // units
 
 constexpr std::int64_t MinutesBetweenChecks = 30;
 
 std::atomic<std::int64_t> g_lastCheck{0}; // seconds since 1970
 
-std::set<CString> SplitRoots(const CString& list)
-{
-    std::set<CString> roots;
-    for (int from = 0; from < list.GetLength();) {
-        int to = list.Find(Separator, from);
-        if (to < 0)
-            to = list.GetLength();
-        if (to > from)
-            roots.insert(list.Mid(from, to - from));
-        from = to + 1;
-    }
-    return roots;
-}
-
-CString JoinRoots(const std::set<CString>& roots)
-{
-    CString list;
-    for (const CString& root : roots) {
-        if (!list.IsEmpty())
-            list += Separator;
-        list += root;
-    }
-    return list;
-}
-
 std::set<CString> HandedOver(const CServiceRunSettings& settings)
 {
     std::vector<wchar_t> list(LongestList);
-    return settings.GetValue(RescansDueKey, list.data(), list.size()) ? SplitRoots(list.data()) : std::set<CString>();
+    return settings.GetValue(RescansDueKey, list.data(), list.size()) ? SplitAtBars(list.data()) : std::set<CString>();
+}
+
+CString NotedReason(const CServiceRunSettings& settings)
+{
+    wchar_t reason[32] = L"";
+    return settings.GetValue(FullDueReasonKey, reason, std::size(reason)) ? CString(reason) : CString();
+}
+
+void NoteReason(CServiceRunSettings& settings, const wchar_t* reason)
+{
+    if (reason || !NotedReason(settings).IsEmpty())
+        settings.SetValue(FullDueReasonKey, reason);
+}
+
+bool TellsOfLoss(const CString& reason)
+{
+    return reason == FullDue::Killed || reason == FullDue::Dump || reason == FullDue::Index;
+}
+
+// Returns true when something in the folder is not kept out by the present destinations.
+bool HoldsMoreThan(const std::set<CString>& present, const CString& folder)
+{
+    return std::none_of(present.begin(), present.end(),
+                        [&](const CString& other) { return BeginsNoCase(folder.View(), other.View()); });
 }
 
 } // namespace
@@ -104,7 +103,7 @@ void DueEnumerations::NoticeAnotherIndex(const CString& index)
                                   : L"The index %s is not the one of the last run: a full enumeration is due",
                           index.GetString());
         ForgetLastCheck();
-        if (!MakeFull())
+        if (!MakeFull(FullDue::Index))
             return; // the next run notices it again
     }
     if (!missing)
@@ -122,10 +121,35 @@ void DueEnumerations::NoticeAnotherSelection(const CString& content)
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__,
                           L"The selection is not as it was when it was last looked at: a full enumeration is due");
         ForgetLastCheck();
-        if (!MakeFull())
+        if (!MakeFull(FullDue::Selection))
             return; // the next run notices it again
     }
     SelectionNote::Write(content);
+}
+
+void DueEnumerations::NoticeOtherDestinations(const std::set<CString>& folders)
+{
+    if (m_foreign)
+        return;
+    const std::set<CString> before = SelectionNote::ReadDestinations();
+    if (before == folders)
+        return;
+    bool due = false;
+    for (const CString& folder : before) {
+        if (!HoldsMoreThan(folders, folder))
+            continue;
+        due = true;
+        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__,
+                          L"%s is no destination any more, and what lies in it was never looked at: a full enumeration "
+                          L"is due",
+                          folder.GetString());
+    }
+    if (due) {
+        ForgetLastCheck();
+        if (!MakeFull(FullDue::Destination))
+            return; // the next run notices it again
+    }
+    SelectionNote::WriteDestinations(folders);
 }
 
 void DueEnumerations::NoteNewRules(const CString& before, const CString& now)
@@ -141,7 +165,7 @@ void DueEnumerations::NoticeUncleanEnd()
         return;
     g_OrbLog.WriteLog(1, L"OrbWatcher", __LINE__, L"The last run did not end in an orderly way");
     ForgetLastCheck();
-    if (MakeFull())
+    if (MakeFull(FullDue::Killed))
         RunningMark::Forget(left);
 }
 
@@ -161,7 +185,7 @@ void DueEnumerations::EndRun(bool pendingKept)
         m_mark.Leave();
 }
 
-bool DueEnumerations::MakeFull() noexcept
+bool DueEnumerations::MakeFull(const wchar_t* reason) noexcept
 {
     m_fullDueAgain = true;
     if (m_foreign) {
@@ -169,7 +193,7 @@ bool DueEnumerations::MakeFull() noexcept
         return true;
     }
     bool written = false;
-    Completes(L"Making a full enumeration due", [&] { written = WriteFull(); });
+    Completes(L"Making a full enumeration due", [&] { written = WriteFull(reason); });
     m_fullUnwritten = !written;
     if (!written)
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to make a full enumeration due");
@@ -178,14 +202,19 @@ bool DueEnumerations::MakeFull() noexcept
 
 bool DueEnumerations::KeepFull() noexcept { return !m_fullUnwritten || MakeFull(); }
 
-bool DueEnumerations::WriteFull()
+bool DueEnumerations::WriteFull(const wchar_t* reason)
 {
     CServiceRunSettings& settings = GetServiceRunSettings();
+    const bool read = settings.Load();
+    const bool due = settings.GetValue(FirstTimeRunTimeKey, 1) == 0;
     // Many folders may fail one after the other. Writing once is enough, unless another process has noted an
     // enumeration since then. (A missing value is written.)
-    if (m_fullWritten && settings.Load() && settings.GetValue(FirstTimeRunTimeKey, 1) == 0)
+    if (m_fullWritten && read && due && !reason)
         return true;
     settings.SetValue(FirstTimeRunTimeKey, 0);
+    // A loss is told until an enumeration has made up for it.
+    if (!due || (reason && !TellsOfLoss(NotedReason(settings))))
+        NoteReason(settings, reason);
     return m_fullWritten = settings.Save();
 }
 
@@ -214,6 +243,9 @@ void DueEnumerations::KeepDueUntilCompleted()
         return;
     }
     CServiceRunSettings& settings = GetServiceRunSettings();
+    settings.Load();
+    if (settings.GetValue(FirstTimeRunTimeKey, 0) != 0)
+        NoteReason(settings, FullDue::Time);
     settings.SetValue(FirstTimeRunTimeKey, 0);
     settings.Save();
 }
@@ -232,6 +264,7 @@ void DueEnumerations::NoteFullCompleted(const Clock& clock)
     }
     CServiceRunSettings& settings = GetServiceRunSettings();
     settings.SetValue(FirstTimeRunTimeKey, static_cast<std::int32_t>(clock.Seconds()));
+    NoteReason(settings, nullptr);
     // A loss that was reported after the check has written its value before this one.
     if (m_fullDueAgain)
         settings.SetValue(FirstTimeRunTimeKey, 0);
@@ -318,14 +351,14 @@ bool DueEnumerations::HandOver(const std::function<bool(const CString& root)>& i
     CServiceRunSettings& settings = GetServiceRunSettings();
     settings.Load();
     away.merge(HandedOver(settings));
-    const CString list = JoinRoots(away);
+    const CString list = JoinWithBars(away);
     if (static_cast<std::size_t>(list.GetLength()) >= LongestList)
         return false;
     settings.SetValue(RescansDueKey, list);
     return settings.Save() && all;
 }
 
-void DueEnumerations::TakeOver(const std::set<CString>& roots, std::int64_t now)
+void DueEnumerations::TakeOver(const std::set<CString>& roots, Roots known, std::int64_t now)
 {
     if (m_foreign)
         return; // the full enumeration that is due covers them
@@ -336,9 +369,14 @@ void DueEnumerations::TakeOver(const std::set<CString>& roots, std::int64_t now)
     for (const CString& root : roots)
         if (left.erase(root) != 0)
             ReportLeftOut(root, now);
+    if (!left.empty() && known == Roots::AreAll) {
+        ForgetLastCheck();
+        if (MakeFull(FullDue::Root))
+            left.clear();
+    }
     if (left.size() == before)
         return;
     // A root that is kept although this run has taken it is rescanned once more; that does no harm.
-    settings.SetValue(RescansDueKey, JoinRoots(left));
+    settings.SetValue(RescansDueKey, JoinWithBars(left));
     settings.Save();
 }

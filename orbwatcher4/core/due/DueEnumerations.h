@@ -56,6 +56,9 @@ public:
     // Compares the content of the selection (SelectionNote) with that of the last run. A full enumeration is due when
     // it is another one: what the selection includes now may never have been looked at. An empty text is not compared.
     void NoticeAnotherSelection(const CString& content);
+    // Compares the destinations that are kept out with those of the last run. A full enumeration is due when one of
+    // them is none any more: what lies in it was never looked at. Each folder ends in a backslash.
+    void NoticeOtherDestinations(const std::set<CString>& folders);
     // The content has become another one by new rules, whose files are queued.
     void NoteNewRules(const CString& before, const CString& now);
     // Returns true when the data folder belongs to another selection or index than this run.
@@ -76,8 +79,9 @@ public:
 
     // --- Full enumerations. ---
 
-    // Returns false when the settings could not be written; KeepFull tries again.
-    bool MakeFull() noexcept;
+    // Returns false when the settings could not be written; KeepFull tries again. `reason`: one of FullDue, which the
+    // settings keep; null when there is none of them.
+    bool MakeFull(const wchar_t* reason = nullptr) noexcept;
     bool KeepFull() noexcept;
     // Makes a full enumeration due for a path that could not be examined, once: the next failure with the same path
     // changes nothing until Found has been called for it.
@@ -111,11 +115,14 @@ public:
     // Notes in the settings which roots the next start must rescan: those that are away now. Returns true when no due
     // rescan is known to this run alone.
     bool HandOver(const std::function<bool(const CString& root)>& isAway);
-    // Takes the rescans that an earlier run has handed over for the roots of this run.
-    void TakeOver(const std::set<CString>& roots, std::int64_t now);
+    // Takes the rescans that an earlier run has handed over for the roots of this run. When these are all roots that
+    // the selection has, a full enumeration becomes due instead of rescans for others: their rules are gone, or their
+    // volume has another letter now.
+    enum class Roots { AreAll, MayBeMore };
+    void TakeOver(const std::set<CString>& roots, Roots known, std::int64_t now);
 
 private:
-    bool WriteFull();
+    bool WriteFull(const wchar_t* reason);
     void FindOutWhoseFolder(const FolderUse& use);
     void NoticeAnotherIndex(const CString& index);
     void NoticeUncleanEnd();

@@ -1,6 +1,7 @@
 #include "orbwatcher4/core/pending/Dump.h"
 
 #include "companions/logging/OrbLogging.h"
+#include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/core/environment/Completes.h"
 #include "orbwatcher4/core/environment/FileFindData.h"
 #include "orbwatcher4/core/pending/DumpFile.h"
@@ -51,7 +52,7 @@ void TakeForDamaged(DueEnumerations& due, const wchar_t* why)
                       L"The dump %s is not as the last run left it, %s: a full enumeration is due",
                       DumpFilePath().GetString(), why);
     DueEnumerations::ForgetLastCheck();
-    due.MakeFull();
+    due.MakeFull(FullDue::Dump);
 }
 
 // Without a dump, the note must not speak of one. If it cannot be written, the next start takes the dump for lost.
@@ -94,7 +95,7 @@ void Distrust(DueEnumerations& due, DWORD error)
 {
     g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"The dump %s is not replayed: %s.", DumpFilePath().GetString(),
                       OpeningFailure(error).GetString());
-    if (due.MakeFull() && error != LinkMet && !SetDumpAside())
+    if (due.MakeFull(FullDue::Dump) && error != LinkMet && !SetDumpAside())
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"The dump cannot be put aside: %d", GetLastError());
 }
 
@@ -117,8 +118,16 @@ void Dump::Replay(const std::function<bool()>& stop, const std::function<void(co
     if (read == DumpRead::NotTrusted || read == DumpRead::Broken)
         return;
     TakeForDamaged(m_due, WhyDamaged(read, digest));
-    RemoveDump();
-    DumpNote::Write(DumpNote::NoDump);
+    if (RemoveDump()) {
+        DumpNote::Write(DumpNote::NoDump);
+        return;
+    }
+    // The next start replays it once more, which hands files out twice and loses none.
+    g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__,
+                      L"The dump %s cannot be removed: error %u. It is replayed again at each start; remove it, or let "
+                      L"this account do so",
+                      DumpFilePath().GetString(), GetLastError());
+    DumpNote::Write(digest.Text());
 }
 
 void Dump::Write()

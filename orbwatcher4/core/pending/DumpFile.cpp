@@ -25,6 +25,27 @@ FileHandle OpenDump(const CString& path, DWORD access, SECURITY_ATTRIBUTES* attr
     return OpenTrusted(path, access, 0, attributes, disposition);
 }
 
+// Somebody has marked the dump read-only. It is the product's own file all the same.
+void MakeWritable(const CString& path)
+{
+    constexpr DWORD others = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;
+    const DWORD attributes = GetFileAttributesW(path);
+    if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) && !(attributes & others))
+        SetFileAttributesW(path, attributes & ~DWORD(FILE_ATTRIBUTE_READONLY));
+}
+
+FileHandle OpenForWriting(const CString& path)
+{
+    FileHandle file = OpenDump(path, GENERIC_WRITE, OwnerAccess().Attributes(), OPEN_ALWAYS);
+    if (file || GetLastError() != ERROR_ACCESS_DENIED)
+        return file;
+    {
+        const WithoutThreadToken asProcess;
+        MakeWritable(path);
+    }
+    return OpenDump(path, GENERIC_WRITE, OwnerAccess().Attributes(), OPEN_ALWAYS);
+}
+
 } // namespace
 
 bool DumpExists()
@@ -46,15 +67,15 @@ bool SetDumpAside()
     return !MoveAside(DumpFilePath()).IsEmpty();
 }
 
-void RemoveDump()
+bool RemoveDump()
 {
     const WithoutThreadToken asProcess;
-    DeleteFileW(DumpFilePath());
+    const CString path = DumpFilePath();
+    MakeWritable(path);
+    return DeleteFileW(path) || GetLastError() == ERROR_FILE_NOT_FOUND;
 }
 
-DumpWriter::DumpWriter(const CString& path, FileWriter& writer)
-    : m_file(OpenDump(path, GENERIC_WRITE, OwnerAccess().Attributes(), OPEN_ALWAYS)),
-      m_writer(writer)
+DumpWriter::DumpWriter(const CString& path, FileWriter& writer) : m_file(OpenForWriting(path)), m_writer(writer)
 {
     if (IsOpen() && !SetFilePointerEx(m_file.Get(), {}, &m_end, FILE_END))
         m_file.Reset();

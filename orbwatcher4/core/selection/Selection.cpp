@@ -1,6 +1,7 @@
 #include "orbwatcher4/core/selection/Selection.h"
 
 #include "orbwatcher4/core/environment/FileFindData.h"
+#include "support/Backslash.h"
 #include "support/WithoutThreadToken.h"
 
 #include <utility>
@@ -77,6 +78,16 @@ CString Selection::Destination()
 {
     const CSingleLock lock(primaryLock);
     return destination;
+}
+
+std::set<CString> Selection::KeptOutDestinations()
+{
+    const CSingleLock lock(primaryLock);
+    std::set<CString> folders;
+    for (const CString& folder : {primary.BackupFolder(), OrbFilter::SystemForm(destination)})
+        if (!folder.IsEmpty())
+            folders.insert(WithBackslash(folder));
+    return folders;
 }
 
 DriveList Selection::Drives()

@@ -29,6 +29,8 @@ struct Selection {
     // Sets the folder that backups go to, which may be set at any time. Nothing in it is selected.
     void SetDestination(const wchar_t* folder);
     CString Destination();
+    // Returns the folders that are kept out because backups go there, each with a backslash at its end.
+    std::set<CString> KeptOutDestinations();
 
     // Returns the drives that the rules name.
     DriveList Drives();

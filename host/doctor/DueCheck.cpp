@@ -1,0 +1,113 @@
+#include "companions/settings/OrbSettings.h"
+#include "companions/settings/SettingsValue.h"
+#include "host/Console.h"
+#include "host/doctor/Checks.h"
+#include "host/doctor/FolderMemory.h"
+#include "support/CaseFold.h"
+#include "support/DigestOfFiles.h"
+
+#include <algorithm>
+#include <ctime>
+
+namespace
+{
+
+using State = Check::State;
+
+constexpr std::int64_t SecondsPerHour = 3600;
+constexpr std::int32_t UsualInterval = 24; // hours
+
+Check FullIsDue(State state, const std::wstring& why)
+{
+    return {"due", state, L"a full enumeration is due, which the next watch makes: " + why, L""};
+}
+
+// Returns the finding about an enumeration that the settings note as due.
+Check NotedAsDue(const CString& reason)
+{
+    if (reason == FullDue::Killed)
+        return FullIsDue(State::Warning, L"a watch was killed or crashed, and what it held is not known");
+    if (reason == FullDue::Dump)
+        return FullIsDue(State::Warning, L"what a watch left pending was lost or damaged");
+    if (reason == FullDue::Index)
+        return FullIsDue(State::Warning, L"the index of an earlier watch was lost or exchanged");
+    if (reason == FullDue::Selection)
+        return FullIsDue(State::Ok, L"the selection was edited");
+    if (reason == FullDue::Destination)
+        return FullIsDue(State::Ok, L"a folder is no destination any more");
+    if (reason == FullDue::Root)
+        return FullIsDue(State::Ok, L"a drive that was to be looked at again has left the selection");
+    if (reason == FullDue::Time)
+        return FullIsDue(State::Ok, L"the one that its time had begun was not completed");
+    return FullIsDue(State::Ok, L"none was completed since it was asked for or needed");
+}
+
+// Returns why the next watch finds by itself that an enumeration is due; empty when it does not.
+std::wstring WhyNoticed(const FolderMemory& memory, const DoctorOptions& options, const std::set<CString>& destinations)
+{
+    if (options.files.data.empty())
+        return L"";
+    const CString content =
+        DigestOfFiles({options.files.data.c_str(), options.files.autoExclude.c_str(), options.files.advanced.c_str()});
+    if (!memory.selectionContent.IsEmpty() && !content.IsEmpty() && content != memory.selectionContent)
+        return L"the selection is not as it was when it was last looked at";
+    for (const CString& before : memory.destinations) {
+        const bool covered = std::any_of(destinations.begin(), destinations.end(), [&](const CString& folder) {
+            return BeginsNoCase(before.View(), folder.View());
+        });
+        if (!covered)
+            return std::wstring(before.View()) + L" is no destination any more, and was never looked at";
+    }
+    return L"";
+}
+
+// Returns the hours since the last full enumeration when its time has come again; empty otherwise.
+std::wstring WhyByTime(std::int64_t completed, const std::wstring& dataFolder)
+{
+    const nlohmann::json settings = ReadSettingsFile(dataFolder, SettingsFileNames[2]);
+    const std::int32_t interval = SettingsValue::AsNumber(SettingOf(settings, ScanIntervalKey)).value_or(UsualInterval);
+    const std::int64_t hours = (std::time(nullptr) - completed) / SecondsPerHour;
+    return hours < interval ? L"" : L"the last one was complete " + std::to_wstring(hours) + L" hours ago";
+}
+
+// Roots that the selection has left are looked at when they return to it.
+Checks RescansOf(const FolderMemory& memory, const SelectionFiles& files)
+{
+    std::vector<SelectionView::Root> roots;
+    if (!files.data.empty())
+        roots = SelectionView(files).Roots();
+    Checks checks;
+    for (const CString& root : memory.rescans) {
+        const bool named = std::any_of(roots.begin(), roots.end(), [&](const SelectionView::Root& one) {
+            return EqualNoCase(one.path.View(), root.View());
+        });
+        if (named || files.data.empty())
+            checks.push_back({"due", State::Ok,
+                              L"an enumeration is due, because it was away or changes on it were lost; the watch that "
+                              L"finds it there makes it",
+                              root.GetString()});
+    }
+    return checks;
+}
+
+} // namespace
+
+Checks CheckDue(const std::wstring& dataFolder, const DoctorOptions& options, const std::set<CString>& destinations)
+{
+    if (FileIsThere(dataFolder + L"\\" + SettingsFileNames[1]) &&
+        !ReadSettingsFile(dataFolder, SettingsFileNames[1]).is_object())
+        return {}; // the check of the settings says what follows
+    const FolderMemory memory = ReadFolderMemory(dataFolder);
+    Checks checks;
+    if (!memory.fullCompleted)
+        checks.push_back(FullIsDue(State::Ok, L"none was made with this data folder yet"));
+    else if (*memory.fullCompleted == 0)
+        checks.push_back(NotedAsDue(memory.dueReason));
+    else if (const std::wstring why = WhyNoticed(memory, options, destinations); !why.empty())
+        checks.push_back(FullIsDue(State::Ok, why));
+    else if (const std::wstring time = WhyByTime(*memory.fullCompleted, dataFolder); !time.empty())
+        checks.push_back(FullIsDue(State::Ok, time));
+    for (const Check& rescan : RescansOf(memory, options.files))
+        checks.push_back(rescan);
+    return checks;
+}

@@ -1,0 +1,71 @@
+// An index that is empty, lost, or without the files that are kept beside it: the doctor and a watch say the same.
+#include "tests/host/DoctorFixture.h"
+
+namespace
+{
+
+class IndexState : public Doctor
+{
+protected:
+    // A watch that ends in an orderly way, and what it said.
+    std::string Notes(const Arguments& more = {}) const
+    {
+        HostProcess host(Watch(Joined({L"--until-quiet", L"0.2", L"--record"}, more)));
+        EXPECT_EQ(host.Finish(), 0);
+        std::string notes;
+        for (const Json& note : host.Errors())
+            notes += note.value("message", "") + "\n";
+        return notes;
+    }
+    static bool Has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+    void RemoveIndex() const
+    {
+        for (const wchar_t* ending : {L"", L"-wal", L"-shm"})
+            std::filesystem::remove(index + ending);
+    }
+};
+
+TEST_F(IndexState, AnEmptyFileIsStartedAnewWithTheSameWordsFromBoth)
+{
+    Notes();
+    RemoveIndex();
+    folder.WriteBytes(L"index.db", "");
+    EXPECT_EQ(StateOf(ExaminedWhole(End::Well), "index", "an empty file"), "warning");
+    EXPECT_TRUE(Has(Notes(), "the index was an empty file"));
+    EXPECT_FALSE(Has(Notes(), "the index"));
+}
+
+TEST_F(IndexState, ALostIndexIsNotCalledNew)
+{
+    Notes();
+    RemoveIndex();
+    EXPECT_EQ(StateOf(ExaminedWhole(End::Well), "owner", "the index of the last run is lost"), "warning");
+    const std::string notes = Notes();
+    EXPECT_TRUE(Has(notes, "the index of the last run is lost")) << notes;
+    EXPECT_FALSE(Has(notes, "is new")) << notes;
+}
+
+// Without its shared memory, the log is read as the next start reads it.
+TEST_F(IndexState, LostSharedMemoryIsMadeAgainAndIsNoFailure)
+{
+    MakeIndex(3);
+    {
+        CIndexDB database;
+        database.SetDBFilePath(index.c_str());
+        ASSERT_TRUE(database.Open(1, 0, 0));
+        ItemDatum item;
+        item.path = L"C:\\in the log";
+        ASSERT_TRUE(database.RecordItem(item));
+        std::filesystem::copy_file(index + L"-wal", Path(L"kept-wal"));
+        std::filesystem::copy_file(index, Path(L"kept"));
+    }
+    std::filesystem::remove(index + L"-shm");
+    std::filesystem::copy_file(Path(L"kept"), index, std::filesystem::copy_options::overwrite_existing);
+    std::filesystem::copy_file(Path(L"kept-wal"), index + L"-wal", std::filesystem::copy_options::overwrite_existing);
+    const auto before = Everything();
+    EXPECT_EQ(StateOf(ExaminedWhole(End::Well), "index", "holds 4 items"), "ok");
+    EXPECT_EQ(Everything(), before);
+    EXPECT_FALSE(Has(Notes(), "the index"));
+}
+
+} // namespace
