@@ -117,12 +117,9 @@ TEST_F(KeptOutOfCommands, ADestinationThatCanBeNoneIsRefusedBeforeAnythingIsDone
 
 TEST_F(KeptOutOfCommands, ADestinationThatIsProbablyNotMeantIsNamed)
 {
-    for (const auto& [destination, words] :
-         {std::pair{L"relative", "is no full path"}, std::pair{L"Q:\\Backup", "is not there"}}) {
-        HostProcess host(Command(L"enumerate", {L"--destination", destination}));
-        EXPECT_EQ(host.Finish(), 0);
-        EXPECT_TRUE(AnyHas(host.Errors(), words)) << words;
-    }
+    HostProcess host(Command(L"enumerate", {L"--destination", L"Q:\\Backup"}));
+    EXPECT_EQ(host.Finish(), 0);
+    EXPECT_TRUE(AnyHas(host.Errors(), "is not there"));
     HostProcess silent(Command(L"enumerate", {L"--destination", Path(L"is made\\later")}));
     EXPECT_EQ(silent.Finish(), 0);
     EXPECT_TRUE(silent.Errors().empty());
@@ -140,7 +137,7 @@ TEST_F(KeptOutOfCommands, TheDoctorLooksAtTheDestination)
         return std::string();
     };
     EXPECT_EQ(state(InTree(L"file")), "failed");
-    EXPECT_EQ(state(L"relative"), "warning");
+    EXPECT_EQ(state(L"relative"), "failed");
     EXPECT_EQ(state(L"Q:\\Backup"), "warning");
     EXPECT_EQ(state(Path(L"later")), "ok");
 }
