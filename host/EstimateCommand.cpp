@@ -267,7 +267,7 @@ private:
         for (const PassedOverPath& path : m_inVain) {
             m_writer.Skipped(path);
             m_report.notCounted.push_back(path.path.GetString() + std::wstring(L": ") +
-                                          FromUtf8(RecordWriter::WordsOf(path.why)));
+                                          FromUtf8(RecordWriter::WordsOf(path)));
             m_whole = false;
         }
     }
