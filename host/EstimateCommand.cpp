@@ -208,8 +208,10 @@ private:
             const std::wstring number = std::to_wstring(edit.profile);
             return Count(L"profile " + number, L"with profile " + number);
         }
-        if (GetFileAttributesW(SystemPath(edit.path.c_str())) == INVALID_FILE_ATTRIBUTES)
+        if (GetFileAttributesW(SystemPath(edit.path.c_str())) == INVALID_FILE_ATTRIBUTES) {
             m_writer.Note(L"not there; this edit changes nothing", edit.path);
+            m_whole = false;
+        }
         const bool folder = IsFolder(edit.path) && !edit.path.ends_with(L'\\');
         const std::wstring path = edit.path + (folder ? L"\\" : L"");
         const bool include = edit.kind == EstimateEdit::Kind::Include;
