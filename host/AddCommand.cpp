@@ -85,7 +85,7 @@ ExitCode Tell(const RulesAdded& added, const NewRules& rules, const AddOptions& 
         writer.Error(L"the rules could not be merged into the selection, and none of them was taken", options.rules);
         return ExitFailure;
     }
-    TellFindings(rules.findings, UnreadFiles::AreNotes, writer);
+    TellFindings(rules.findings, {options.rules, {}, {}, {}}, UnreadFiles::AreNotes, writer);
     for (const PassedOverPath& path : rules.inVain)
         writer.Skipped(path);
     for (const ExcludedInfo& excluded : added.excluded)

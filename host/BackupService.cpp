@@ -331,7 +331,7 @@ bool BackupService::TellMessages()
 {
     const std::vector<LibraryMessages::Line> lines = m_messages->Take();
     // The selection may have been read again since.
-    TellFindings(m_watcher.TakeSelectionFindings(), UnreadFiles::AreNotes, m_writer);
+    TellFindings(m_watcher.TakeSelectionFindings(), m_options.files, UnreadFiles::AreNotes, m_writer);
     for (const LibraryMessages::Line& line : lines) {
         if (line.finding)
             continue;

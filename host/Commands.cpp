@@ -10,6 +10,7 @@
 #include "host/ExplainCommand.h"
 #include "host/ExportCommand.h"
 #include "host/InitCommand.h"
+#include "host/InputFiles.h"
 #include "host/OwnOutput.h"
 #include "host/WatchCommand.h"
 #include "host/doctor/DoctorCommand.h"
@@ -40,6 +41,30 @@ KeptOutside OutsideOf(const Arguments& arguments)
     outside.destination = Arguments::Path(arguments.destination);
     outside.index = Arguments::Path(arguments.index);
     return outside;
+}
+
+// Returns false, and reports it, when a file that the command line names can be none of its kind.
+bool AreInputsUsable(const Arguments& arguments, RecordWriter& writer)
+{
+    const SelectionFiles files = arguments.Files();
+    const std::wstring index = Arguments::Path(arguments.index);
+    return AreNoFolders({{L"--data", L"the selection", files.data},
+                         {L"--auto-exclude", L"the automatic exclusions", files.autoExclude},
+                         {L"--advanced", L"the advanced filters", files.advanced},
+                         {L"--secondary", L"the second selection", files.secondary},
+                         {L"--rules", L"the new rules", Arguments::Path(arguments.rules)},
+                         {L"--stats", L"the statistics", Arguments::Path(arguments.stats)},
+                         {L"--index", L"the index", index}},
+                        writer) &&
+           MayBeIndex(index, FilesOf(files), writer);
+}
+
+// Returns why a command that uses the settings, or writes beside them, does not run; nothing when it may.
+std::optional<ExitCode> Refused(const Arguments& arguments, RecordWriter& writer)
+{
+    if (const std::optional<ExitCode> refused = RefuseDataFolder(writer))
+        return refused;
+    return AreInputsUsable(arguments, writer) ? std::nullopt : std::optional(ExitUsage);
 }
 
 // Returns false, and reports it, when the destination can be none.
@@ -141,7 +166,7 @@ std::vector<Command> AddCommands(CLI::App& app, Arguments& arguments)
     // Adds a command that uses the settings, or writes beside them.
     const auto addTrusting = [&](const CLI::App* command, ExitCode (*run)(const Arguments&, RecordWriter&)) {
         commands.push_back({command, [&arguments, run](RecordWriter& writer) {
-                                const std::optional<ExitCode> refused = RefuseDataFolder(writer);
+                                const std::optional<ExitCode> refused = Refused(arguments, writer);
                                 return refused ? *refused : run(arguments, writer);
                             }});
     };
@@ -156,7 +181,7 @@ std::vector<Command> AddCommands(CLI::App& app, Arguments& arguments)
     addTrusting(AddExplain(app, arguments), RunExplainWith);
     const CLI::App* estimate = AddEstimate(app, arguments);
     commands.push_back({estimate, [&arguments, estimate](RecordWriter& writer) {
-                            const std::optional<ExitCode> refused = RefuseDataFolder(writer);
+                            const std::optional<ExitCode> refused = Refused(arguments, writer);
                             return refused ? *refused : RunEstimateWith(*estimate, arguments, writer);
                         }});
     addTrusting(AddAdd(app, arguments), RunAddWith);

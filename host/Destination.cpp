@@ -2,12 +2,12 @@
 
 #include "companions/settings/OrbSettings.h"
 #include "host/Console.h"
+#include "host/PathNames.h"
 #include "orbwatcher4/OrbFilter.h"
 #include "support/SystemPath.h"
 
 #include <windows.h>
 
-#include <string_view>
 #include <vector>
 
 namespace
@@ -17,23 +17,7 @@ using State = Check::State;
 
 constexpr const wchar_t* NotThere = L"not there; is it spelled right? What will be in it is never backed up";
 
-bool HasImpossibleName(std::wstring_view path)
-{
-    if (path.starts_with(L"\\\\?\\"))
-        path.remove_prefix(4);
-    return path.find_first_of(L"<>\"|?*") != path.npos || path.find(L':', 2) != path.npos;
-}
-
 DWORD AttributesOf(const std::wstring& path) { return GetFileAttributesW(SystemPath(path.c_str())); }
-
-// Returns the file that stands where the destination needs a folder; empty when there is none.
-std::wstring FileInTheWay(std::wstring path)
-{
-    while (!path.empty() && AttributesOf(path) == INVALID_FILE_ATTRIBUTES)
-        path.resize(path.find_last_of(L'\\') == std::wstring::npos ? 0 : path.find_last_of(L'\\'));
-    const bool file = !path.empty() && !(AttributesOf(path) & FILE_ATTRIBUTE_DIRECTORY);
-    return file ? path : L"";
-}
 
 } // namespace
 
@@ -41,19 +25,19 @@ Check CheckDestination(const std::wstring& written)
 {
     const std::wstring full = FullPath(written);
     const auto finding = [&](State state, const std::wstring& text) { return Check{"destination", state, text, full}; };
-    if (HasImpossibleName(written))
+    if (ImpossibleUnitIn(written))
         return finding(State::Failed, L"this can be no folder: a name in it holds one of < > : \" | ? *");
+    // The paths that it is compared with are full ones, and a later command may run in another folder.
+    if (!IsFullPath(written))
+        return finding(State::Failed, L"\"" + written +
+                                          L"\" is no full path and depends on the folder that the command runs in; "
+                                          L"write it with its drive or share");
     const CString root = OrbFilter::StripToRoot(full.c_str());
     if (AttributesOf(root.GetString()) == INVALID_FILE_ATTRIBUTES)
         return finding(State::Warning, std::wstring(L"its drive or share, ") + root.GetString() +
                                            L", is not there; is the destination spelled right?");
     if (const std::wstring file = FileInTheWay(full); !file.empty())
         return finding(State::Failed, L"no folder can be there, because " + file + L" is a file");
-    if (!IsFullPath(written))
-        return finding(State::Warning,
-                       L"\"" + written +
-                           L"\" is no full path and depends on the folder that the command runs in; write "
-                           L"the destination with its drive");
     if (AttributesOf(full) == INVALID_FILE_ATTRIBUTES)
         return finding(State::Warning, NotThere);
     return finding(State::Ok, L"there; what is in it is never backed up");

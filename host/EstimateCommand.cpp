@@ -206,8 +206,10 @@ private:
             const std::wstring number = std::to_wstring(edit.profile);
             return Count(L"profile " + number, L"with profile " + number);
         }
-        if (GetFileAttributesW(SystemPath(edit.path.c_str())) == INVALID_FILE_ATTRIBUTES)
+        if (GetFileAttributesW(SystemPath(edit.path.c_str())) == INVALID_FILE_ATTRIBUTES) {
             m_writer.Note(L"not there; this edit changes nothing", edit.path);
+            m_whole = false;
+        }
         const bool folder = IsFolder(edit.path) && !edit.path.ends_with(L'\\');
         const std::wstring path = edit.path + (folder ? L"\\" : L"");
         const bool include = edit.kind == EstimateEdit::Kind::Include;
@@ -265,7 +267,7 @@ private:
         for (const PassedOverPath& path : m_inVain) {
             m_writer.Skipped(path);
             m_report.notCounted.push_back(path.path.GetString() + std::wstring(L": ") +
-                                          FromUtf8(RecordWriter::WordsOf(path.why)));
+                                          FromUtf8(RecordWriter::WordsOf(path)));
             m_whole = false;
         }
     }

@@ -2,6 +2,7 @@
 
 #include "host/Console.h"
 #include "host/LibraryMessages.h"
+#include "host/PathNames.h"
 
 #include <fcntl.h>
 #include <io.h>
@@ -10,6 +11,24 @@
 
 namespace
 {
+
+// Returns why no file can have the path, which may be relative; empty when one can. `full`: its absolute form.
+std::wstring WhyNoPath(const std::wstring& path, const std::wstring& full)
+{
+    if (path.find_first_not_of(L' ') == std::wstring::npos)
+        return L"it holds nothing but spaces";
+    if (full.starts_with(L"\\\\.\\") || (!IsFullPath(path) && !DeviceNameIn(path).empty()))
+        return L"it names a device, and a device is never backed up; write the path of a file, with its drive";
+    if (const wchar_t unit = ImpossibleUnitIn(path))
+        return std::wstring(L"no name holds ") + unit + L"; a path has no wildcards";
+    return {};
+}
+
+std::wstring FolderOf(const std::wstring& path)
+{
+    const std::size_t slash = path.find_last_of(L"\\/");
+    return slash == std::wstring::npos ? std::wstring() : path.substr(0, slash);
+}
 
 // Explains one path after the other, and reports failures.
 class Explainer
@@ -28,15 +47,29 @@ public:
         }
         // A change reports a path in the system's form.
         const std::wstring full = IsFullPath(path) ? path : FullPath(path);
+        if (const std::wstring why = WhyNoPath(path, full); !why.empty()) {
+            m_writer.Error(L"this is no path of a file: " + why, path);
+            return false;
+        }
         if (!path.empty() && !IsFullPath(path))
             m_writer.Note(L"this is no full path; it is taken from the folder that the command runs in, as " + full,
                           path);
         const std::wstring asked = OrbFilter::SystemForm(full.c_str()).GetString();
+        TellWhatIsInTheWay(path, asked);
         m_writer.Explain(path, m_watcher.Explain(asked.c_str()));
         for (const LibraryMessages::Line& line : m_messages.Take())
             if (!line.finding)
                 m_writer.Note(line.text);
         return true;
+    }
+
+    // Reports why nothing can be there at the moment; the rules are explained all the same.
+    void TellWhatIsInTheWay(const std::wstring& path, const std::wstring& asked)
+    {
+        if (const std::wstring file = FileInTheWay(FolderOf(asked)); !file.empty())
+            m_writer.Note(L"nothing can be there now: " + file + L" is a file", path);
+        if (const std::wstring device = DeviceNameIn(path); !device.empty())
+            m_writer.Note(device + L" is a name that Windows keeps for a device; hardly a file can have it", path);
     }
 
     // Returns false when there is no path, and when a line is none.

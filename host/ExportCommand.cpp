@@ -134,6 +134,10 @@ ExitCode Tell(const PendingExported& exported, bool older, const ExportOptions& 
     else if (!exported.anyPending)
         writer.Note(older ? L"nothing is pending; the list is empty now" : L"nothing is pending; no list was made",
                     options.to);
+    if (exported.more != 0)
+        writer.Note(L"the list ends after " + std::to_wstring(exported.count) + L" (--max); " +
+                        std::to_wstring(exported.more) + (exported.more == 1 ? L" more waits" : L" more wait"),
+                    options.to);
     writer.Exported(options.to, exported.count, exported.anyPending);
     return exported.gap.empty() ? ExitDone : ExitSomeUnreadable;
 }
@@ -169,10 +173,13 @@ bool IsSelectionEdited(const SelectionFiles& files)
     return before[0] && !now.IsEmpty() && now != before;
 }
 
+bool IsAnythingLeft() { return FileIsThere(std::wstring(DataFolder::Path().GetString()) + L"\\watcher_dump.bin"); }
+
 // Exports what the last watch has left.
 ExitCode ExportLeft(const ExportOptions& options, RecordWriter& writer)
 {
-    if (!FirstTimeRuns::WasAnyNoted()) {
+    // A dump without settings is what a watch has left, and the rest is not known.
+    if (!FirstTimeRuns::WasAnyNoted() && !IsAnythingLeft()) {
         writer.Error(L"nothing says what is pending: no watch has completed its first enumeration with this data "
                      L"folder, or its settings are lost. Start orbwatch watch first; no list was made",
                      DataFolder::Path().GetString());

@@ -1,6 +1,7 @@
 #include "host/InitCommand.h"
 
 #include "host/Console.h"
+#include "orbwatcher4/OrbFilter.h"
 #include "support/Handle.h"
 
 #include <shlobj.h>
@@ -81,6 +82,13 @@ bool WriteNew(const std::wstring& path, const std::string& text)
 ExitCode RunInit(const std::wstring& given, RecordWriter& writer)
 {
     const std::wstring folder = FullPath(given);
+    const CString root = OrbFilter::StripToRoot(folder.c_str());
+    if (GetFileAttributesW(root) == INVALID_FILE_ATTRIBUTES) {
+        writer.Error(L"its drive or share, " + folder.substr(0, static_cast<std::size_t>(root.GetLength())) +
+                         L", is not there, and nothing was written; name another folder",
+                     folder);
+        return ExitUsage;
+    }
     const int made = SHCreateDirectoryExW(nullptr, folder.c_str(), nullptr);
     const DWORD attributes = GetFileAttributesW(folder.c_str());
     if (attributes == INVALID_FILE_ATTRIBUTES || !(attributes & FILE_ATTRIBUTE_DIRECTORY)) {

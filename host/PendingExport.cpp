@@ -11,6 +11,8 @@
 #include <algorithm>
 #include <set>
 
+#include <algorithm>
+
 namespace
 {
 
@@ -29,15 +31,20 @@ bool IsAmong(const std::vector<CString>& roots, const CString& root)
 PendingExported FromJson(const WatchAnswer& given)
 {
     if (!given.failure.empty())
-        return {false, 0, given.failure, given.code, {}};
+        return {false, 0, given.failure, given.code, 0, {}};
     const Json& answer = given.json;
     const bool whole = answer.is_object() && answer.contains("any") && answer["any"].is_boolean() &&
                        answer.contains("count") && answer["count"].is_number_integer() && answer.contains("failure") &&
                        answer["failure"].is_string();
     if (!whole)
-        return {false, 0, L"the answer of the running watch is none; end it first, or try again", ExitFailure, {}};
+        return {false, 0, L"the answer of the running watch is none; end it first, or try again", ExitFailure, 0, {}};
     const Json gap = answer.value("gap", Json());
-    return {answer.value("any", false), answer.value("count", 0), FromUtf8(answer.value("failure", "")), ExitFailure,
+    const Json more = answer.value("more", Json());
+    return {answer.value("any", false),
+            answer.value("count", 0),
+            FromUtf8(answer.value("failure", "")),
+            ExitFailure,
+            more.is_number_integer() ? more.get<std::int64_t>() : 0,
             gap.is_string() ? FromUtf8(gap.get<std::string>()) : std::wstring()};
 }
 
@@ -50,6 +57,8 @@ PendingExported ExportPending(COrbWatcher& watcher, const PendingExport& wanted)
     PendingExported exported;
     exported.count = wanted.most;
     exported.anyPending = watcher.ExportFilesToXML(wanted.file.c_str(), exported.count);
+    if (exported.count >= wanted.most)
+        exported.more = std::max<std::int64_t>(watcher.GetTotalFilesInMem() - exported.count, 0);
     for (const LibraryMessages::Line& line : failures.Take())
         if (line.text.starts_with(L"The pending list cannot be "))
             exported.failure = line.text + L"; name another --to, or make room";
@@ -95,6 +104,7 @@ std::optional<Json> AnswerExport(COrbWatcher& watcher, const Json& request)
         ExportPending(watcher, {FromUtf8(request["to"].get<std::string>()), request["max"].get<int>(), {}});
     return Json{{"any", exported.anyPending},
                 {"count", exported.count},
+                {"more", exported.more},
                 {"failure", ToUtf8(exported.failure)},
                 {"gap", ToUtf8(exported.gap)}};
 }

@@ -24,6 +24,7 @@ struct PendingExported {
     int count = 0;               // number of files that were added to the list
     std::wstring failure;        // why there is no list; empty when there is one, and when nothing is pending
     ExitCode code = ExitFailure; // how the command ends when there is a failure
+    std::int64_t more = 0;       // how many pending files and deletions the list had no room for
     std::wstring gap;            // why more may be pending than is known; empty when everything is known
 };
 

@@ -4,7 +4,9 @@
 #include "host/EstimateReport.h"
 #include "host/RecordFields.h"
 #include "host/ShownPath.h"
+#include "support/Backslash.h"
 #include "support/HarmlessText.h"
+#include "support/SystemPath.h"
 
 #include <nlohmann/json.hpp>
 
@@ -28,12 +30,26 @@ std::wstring ShownEdit(const std::wstring& edit)
     return HarmlessText(edit);
 }
 
-// Returns the name of a reason for programs, and its words for people.
-std::pair<const char*, const char*> ReasonOf(PathOutcome skipped)
+// Something of the other kind may be there: a folder that is there was wanted as a file. The root of a drive is missing
+// when another volume is there.
+std::pair<const char*, const char*> ReasonOfMissing(const CString& path)
 {
-    switch (skipped) {
-    case PathOutcome::Missing:
+    const bool root = path.GetLength() <= 3;
+    const DWORD attributes = root ? INVALID_FILE_ATTRIBUTES : GetFileAttributesW(SystemPath(WithoutBackslash(path)));
+    if (attributes == INVALID_FILE_ATTRIBUTES)
         return {"missing", "not there"};
+    if (attributes & FILE_ATTRIBUTE_DIRECTORY)
+        return {"isFolder", "a folder is there, and its rule is for a single file"};
+    return EndsInBackslash(path) ? std::pair("isFile", "a file is there, and its rule is for a folder")
+                                 : std::pair("missing", "not there");
+}
+
+// Returns the name of a reason for programs, and its words for people.
+std::pair<const char*, const char*> ReasonOf(const PassedOverPath& skipped)
+{
+    switch (skipped.why) {
+    case PathOutcome::Missing:
+        return ReasonOfMissing(skipped.path);
     case PathOutcome::TooLong:
         return {"tooLong", "its path is too long"};
     case PathOutcome::BackupFolder:
@@ -125,14 +141,14 @@ void RecordWriter::Rescan(const CString& root, const std::string& reason)
 
 void RecordWriter::Skipped(const PassedOverPath& skipped)
 {
-    const auto [reason, words] = ReasonOf(skipped.why);
+    const auto [reason, words] = ReasonOf(skipped);
     if (m_json)
         WriteJson(m_data, "skipped", Json{{"path", ToUtf8(skipped.path.View())}, {"reason", reason}});
     else
         PrintLine("skipped " + ToUtf8(ShownPath(skipped.path.View())) + ": " + words + "\n");
 }
 
-const char* RecordWriter::WordsOf(PathOutcome skipped) { return ReasonOf(skipped).second; }
+const char* RecordWriter::WordsOf(const PassedOverPath& skipped) { return ReasonOf(skipped).second; }
 
 void RecordWriter::Collected(std::int64_t pending)
 {

@@ -38,7 +38,7 @@ public:
     // A path of the selection that could not be looked at, or that no backup holds.
     void Skipped(const PassedOverPath& skipped);
     // Returns why, in words.
-    static const char* WordsOf(PathOutcome skipped);
+    static const char* WordsOf(const PassedOverPath& skipped);
     // The number of pending entries, while nothing is handed out.
     void Collected(std::int64_t pending);
     void Summary(std::uint64_t handedOut, std::int64_t pending, int exitCode);

@@ -32,10 +32,28 @@ void AddFailure(SelectionFindings& findings, const std::wstring& text, const std
 
 bool IsGood(const SelectionFindings& findings) { return findings.inFiles.Count(Kind::FileUnread) == 0; }
 
-bool IsFile(const std::wstring& path)
+// Returns why there is no file at this path; empty when there is one.
+std::wstring WhyNoFile(const std::wstring& path)
 {
     const DWORD attributes = GetFileAttributesW(path.c_str());
-    return attributes != INVALID_FILE_ATTRIBUTES && !(attributes & FILE_ATTRIBUTE_DIRECTORY);
+    if (attributes != INVALID_FILE_ATTRIBUTES)
+        return attributes & FILE_ATTRIBUTE_DIRECTORY ? L"it is a folder, not a file" : L"";
+    const DWORD error = GetLastError();
+    return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND
+               ? L"the file is not there"
+               : L"the file cannot be reached: " + SystemText(error);
+}
+
+// Returns the kind that a file has by its option.
+std::wstring KindOf(const CString& file, const SelectionFiles& files)
+{
+    const auto is = [&](const std::wstring& path) { return path == file.View(); };
+    if (is(files.data))
+        return L"a selection";
+    return is(files.autoExclude) ? L"automatic exclusions"
+           : is(files.advanced)  ? L"advanced filters"
+           : is(files.secondary) ? L"a second selection"
+                                 : L"a selection";
 }
 
 bool HoldsNoExclusion(const std::wstring& file)
@@ -72,8 +90,8 @@ SelectionFindings FindingsOfBytes(const SelectionFiles& files)
     for (const std::wstring* file : {&files.data, &files.autoExclude, &files.advanced, &files.secondary}) {
         if (file->empty())
             continue;
-        if (!IsFile(*file))
-            AddFailure(findings, L"the file is not there or cannot be reached", *file);
+        if (const std::wstring why = WhyNoFile(*file); !why.empty())
+            AddFailure(findings, why, *file);
         else if (const EncodingProblem problem = EncodingProblemOf(*file); !problem.text.empty())
             AddFailure(findings, problem.text, *file, problem.line);
     }
@@ -98,14 +116,27 @@ SelectionFindings FindingsOfLoading(const SelectionFiles& files, const std::func
     return findings;
 }
 
-SelectionState Tell(const SelectionFindings& findings, RecordWriter& writer)
+SelectionState Tell(const SelectionFindings& findings, const SelectionFiles& files, RecordWriter& writer)
 {
-    TellFindings(findings.inFiles, UnreadFiles::AreErrors, writer);
+    TellFindings(findings.inFiles, files, UnreadFiles::AreErrors, writer);
     for (const std::wstring& text : findings.others)
         writer.Note(text);
     if (!IsGood(findings))
         return SelectionState::Unusable;
     return findings.inFiles.ChangeTheSelection() ? SelectionState::Partly : SelectionState::Whole;
+}
+
+// Returns the findings that are told: of too many, those with the gravest consequences. They stay in their order.
+std::vector<const RuleFinding*> FirstByKind(const std::vector<RuleFinding>& findings)
+{
+    std::vector<const RuleFinding*> first;
+    for (const RuleFinding& finding : findings)
+        first.push_back(&finding);
+    std::ranges::stable_sort(first, {}, &RuleFinding::kind);
+    const auto unread = std::ranges::count(first, Kind::FileUnread, &RuleFinding::kind);
+    first.resize(std::min(first.size(), static_cast<std::size_t>(unread) + MostNotes));
+    std::ranges::sort(first); // all are in one array
+    return first;
 }
 
 bool IsAmong(const std::vector<CString>& roots, const CString& root)
@@ -114,12 +145,16 @@ bool IsAmong(const std::vector<CString>& roots, const CString& root)
                        [&](const CString& other) { return EqualNoCase(other.View(), root.View()); });
 }
 
-bool IsMissing(const CString& path)
+// Returns true when the file or folder that the rule names is not there, or something of the other kind is.
+bool IsMissing(const Filter& rule)
 {
-    if (GetFileAttributesW(SystemPath(path)) != INVALID_FILE_ATTRIBUTES)
-        return false;
+    const bool folder = rule.type != 0;
+    const DWORD attributes = GetFileAttributesW(SystemPath(rule.path));
+    if (attributes != INVALID_FILE_ATTRIBUTES)
+        return folder != ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0);
     const DWORD error = GetLastError();
-    return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND || error == ERROR_INVALID_NAME;
+    return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND || error == ERROR_INVALID_NAME ||
+           error == ERROR_DIRECTORY; // a file stands there
 }
 
 // An item with a mask gives two rules with one path.
@@ -140,14 +175,14 @@ bool IsThere(const CString& root, const DriveGuidInfo& drive)
 
 } // namespace
 
-std::wstring TextOf(const RuleFinding& finding)
+std::wstring TextOf(const RuleFinding& finding, const SelectionFiles& files)
 {
     std::wstring text(finding.Message().View());
     if (text.starts_with(WrongKind))
         return text;
-    return finding.kind == Kind::FileUnread
-               ? L"cannot be read as a selection: " + text + L"; orbwatch init FOLDER writes a sample"
-               : text;
+    return finding.kind == Kind::FileUnread ? L"cannot be read as " + KindOf(finding.file, files) + L": " + text +
+                                                  L"; orbwatch init FOLDER writes a sample"
+                                            : text;
 }
 
 std::wstring MoreFindings(std::size_t count)
@@ -155,17 +190,15 @@ std::wstring MoreFindings(std::size_t count)
     return L"and " + std::to_wstring(count) + (count == 1 ? L" more" : L" more like these");
 }
 
-void TellFindings(const RuleFindings& findings, UnreadFiles unread, RecordWriter& writer)
+void TellFindings(const RuleFindings& findings, const SelectionFiles& files, UnreadFiles unread, RecordWriter& writer)
 {
-    std::vector<RuleFinding> sorted = findings.Kept();
-    std::ranges::stable_sort(sorted, {}, &RuleFinding::kind);
-    std::size_t notes = 0;
-    for (const RuleFinding& finding : sorted)
-        if (finding.kind == Kind::FileUnread && unread == UnreadFiles::AreErrors)
-            writer.Error(TextOf(finding), finding.file.GetString());
-        else if (notes++ < MostNotes)
-            writer.Note(TextOf(finding), finding.file.GetString());
-    const std::size_t more = findings.More() + notes - std::min(notes, MostNotes);
+    const std::vector<const RuleFinding*> told = FirstByKind(findings.Kept());
+    for (const RuleFinding* finding : told)
+        if (finding->kind == Kind::FileUnread && unread == UnreadFiles::AreErrors)
+            writer.Error(TextOf(*finding, files), finding->file.GetString());
+        else
+            writer.Note(TextOf(*finding, files), finding->file.GetString());
+    const std::size_t more = findings.More() + findings.Kept().size() - told.size();
     if (more != 0)
         writer.Note(MoreFindings(more) + L" in the selection; orbwatch doctor lists them");
 }
@@ -179,7 +212,7 @@ SelectionState LoadSelection(COrbWatcher& watcher, const SelectionFiles& files, 
         findings.Append(watcher.TakeSelectionFindings());
         return loaded;
     };
-    return Tell(FindingsOfLoading(files, load), writer);
+    return Tell(FindingsOfLoading(files, load), files, writer);
 }
 
 SelectionFindings FindingsOf(const SelectionFiles& files)
@@ -195,7 +228,10 @@ SelectionFindings FindingsOf(const SelectionFiles& files)
     });
 }
 
-SelectionState Examine(const SelectionFiles& files, RecordWriter& writer) { return Tell(FindingsOf(files), writer); }
+SelectionState Examine(const SelectionFiles& files, RecordWriter& writer)
+{
+    return Tell(FindingsOf(files), files, writer);
+}
 
 void KeptOutside::TellFilter(OrbFilter& filter) const
 {
@@ -331,7 +367,7 @@ std::vector<PassedOverPath> SelectionView::IncludedInVain(AbsentRoots absent) co
             if (keptOut != KeptOut::No)
                 paths.push_back(
                     {rule->path, keptOut == KeptOut::OwnFile ? PathOutcome::OwnFile : PathOutcome::BackupFolder});
-            else if (root.there && IsMissing(rule->path))
+            else if (root.there && IsMissing(*rule))
                 paths.push_back({rule->path, PathOutcome::Missing});
         }
     }

@@ -31,10 +31,11 @@ SelectionFindings FindingsOf(const SelectionFiles& files);
 // Reports the findings of FindingsOf.
 SelectionState Examine(const SelectionFiles& files, RecordWriter& writer);
 
-// Reports files that could not be read, and the first ones of the other findings as notes.
+// Reports files that could not be read, each as what `files` names it, and the first ones of the other findings as
+// notes.
 enum class UnreadFiles { AreErrors, AreNotes };
-void TellFindings(const RuleFindings& findings, UnreadFiles unread, RecordWriter& writer);
-std::wstring TextOf(const RuleFinding& finding);
+void TellFindings(const RuleFindings& findings, const SelectionFiles& files, UnreadFiles unread, RecordWriter& writer);
+std::wstring TextOf(const RuleFinding& finding, const SelectionFiles& files);
 std::wstring MoreFindings(std::size_t count);
 
 // The paths that the command line names and that no backup holds, whatever the rules say. Each may be empty.

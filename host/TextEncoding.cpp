@@ -48,6 +48,10 @@ EncodingProblem EncodingProblemOf(const std::wstring& path)
 {
     using namespace std::string_view_literals;
     const std::string bytes = BytesOf(path);
+    // Before UTF-16, whose mark begins in the same way.
+    for (const std::string_view begin : {"\xFF\xFE\0\0"sv, "\0\0\xFE\xFF"sv, "<\0\0\0"sv, "\0\0\0<"sv})
+        if (bytes.starts_with(begin))
+            return {L"UTF-32 is not supported; save it as UTF-8"};
     if (bytes.starts_with("\xFF\xFE"))
         return {};
     if (bytes.starts_with("\xFE\xFF"))

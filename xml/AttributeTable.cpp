@@ -114,7 +114,7 @@ AttributeTable::Value AttributeTable::ReadValue(std::wstring_view head, std::siz
     const std::wstring_view text = head.substr(start, at - start);
     if (quote && at < head.size())
         ++at;
-    return {text, plain};
+    return {text, plain, quote != 0};
 }
 
 void AttributeTable::SortWhenMany()

@@ -19,6 +19,7 @@ public:
     struct Value {
         std::wstring_view text; // as it is in the tag; null data when there is none
         bool plain = true;      // it has no "&"
+        bool quoted = false;    // it has quotation marks
     };
 
     // Returns the value of the attribute; of two attributes with the same name the first one counts.
@@ -26,6 +27,7 @@ public:
 
     std::size_t Count() const { return m_attributes.size(); }
     std::wstring_view NameAt(std::size_t number) const { return m_attributes[number].name; }
+    const Value& ValueAt(std::size_t number) const { return m_attributes[number].value; }
     // Returns true when every attribute has a quoted value and white space before it.
     bool IsQuoted() const { return m_wellFormed; }
     // Returns true when every attribute has a quoted value, white space before it, and a name of its own.

@@ -183,6 +183,34 @@ std::size_t CMarkup::CountAttributes() const
     return m_document->cursor.current ? m_document->AttributesOf(m_document->cursor.current).Count() : 0;
 }
 
+bool CMarkup::IsAttributeQuoted(std::wstring_view name) const
+{
+    return m_document->cursor.current && m_document->AttributesOf(m_document->cursor.current).Find(name).quoted;
+}
+
+std::vector<std::wstring_view> CMarkup::GetAmpersandAttributes() const
+{
+    std::vector<std::wstring_view> names;
+    if (!m_document->cursor.current)
+        return names;
+    const AttributeTable& attributes = m_document->AttributesOf(m_document->cursor.current);
+    for (std::size_t i = 0; i < attributes.Count(); ++i)
+        if (!attributes.ValueAt(i).plain && HasPlainAmpersand(attributes.ValueAt(i).text))
+            names.push_back(attributes.NameAt(i));
+    return names;
+}
+
+std::vector<CMarkup::StrayText> CMarkup::GetStrayTexts() const
+{
+    std::vector<StrayText> texts;
+    if (!m_document->text.IsFlat())
+        return texts;
+    TextPlaces places;
+    for (const std::size_t offset : m_document->strayTexts)
+        texts.push_back(m_document->StrayTextAt(offset, places));
+    return texts;
+}
+
 bool CMarkup::HasQuotedAttributes() const
 {
     return !m_document->cursor.current || m_document->AttributesOf(m_document->cursor.current).IsQuoted();

@@ -68,6 +68,11 @@ public:
     // kind.
     std::vector<std::wstring_view> GetAttributeNames() const;
     std::size_t CountAttributes() const;
+    // Returns true when the current element's first attribute with this name has a value in quotation marks.
+    bool IsAttributeQuoted(std::wstring_view name) const;
+    // Returns the names of the current element's attributes whose value has an ampersand that stays as it is, because
+    // nothing known begins with it. Valid until the next call of any kind.
+    std::vector<std::wstring_view> GetAmpersandAttributes() const;
     // Returns true when each of them has a value in quotation marks.
     bool HasQuotedAttributes() const;
     // Returns the current element's name; empty when there is none. Valid until the next edit.
@@ -75,6 +80,17 @@ public:
     // Returns where the current element begins; no place when there is none. Calls from front to back cost one pass
     // over the document together.
     TextPlace GetElementPlace() const;
+    // A text, other than white space, outside of the root or directly in it. Files of this kind have no such text.
+    struct StrayText {
+        enum class Where { BeforeRoot, InRoot, BehindRoot };
+
+        TextPlace place;
+        std::wstring_view line; // its first line
+        Where where;
+    };
+    // Returns the stray texts of a document without edits, in their order; none after an edit. Valid until the next
+    // edit.
+    std::vector<StrayText> GetStrayTexts() const;
     // Returns true when the current element has a child with this name.
     bool HasChild(std::wstring_view name) const;
     // Returns the current element's own text and CDATA, decoded and joined.

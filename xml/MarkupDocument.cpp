@@ -20,6 +20,7 @@ void CMarkup::Document::Clear()
     parseError.Empty();
     parseErrorPlace = {};
     places.Reset();
+    strayTexts.clear();
     complete = true;
     attributesOf = 0;
 }
@@ -49,6 +50,7 @@ std::wstring CMarkup::Document::BuildIndex(TextPlace& place)
     MarkupParser parser(doc, 0, index);
     parser.Parse(0);
     index[0].firstChild = parser.First();
+    strayTexts = parser.StrayTexts();
     work += doc.size();
     if (!parser.Error().empty())
         place = places.Of(doc, parser.ErrorOffset());
@@ -88,6 +90,24 @@ void CMarkup::Document::Flatten()
     work += index.Count();
     attributesOf = 0;
     places.Reset();
+    strayTexts.clear();
+}
+
+CMarkup::StrayText CMarkup::Document::StrayTextAt(std::size_t offset, TextPlaces& from)
+{
+    const std::wstring_view doc = text.Base().View();
+    while (offset < doc.size() && IsMarkupSpace(doc[offset]))
+        ++offset;
+    std::wstring_view line = doc.substr(offset, doc.find_first_of(L"\r\n", offset) - offset);
+    if (!line.starts_with(L"<![CDATA["))
+        line = line.substr(0, line.find(L'<'));
+    while (!line.empty() && IsMarkupSpace(line.back()))
+        line.remove_suffix(1);
+    const ElementRecord& root = index[index[0].firstChild];
+    const auto where = offset < root.start ? StrayText::Where::BeforeRoot
+                       : offset < root.end ? StrayText::Where::InRoot
+                                           : StrayText::Where::BehindRoot;
+    return {from.Of(doc, offset), line, where};
 }
 
 bool CMarkup::Document::HasName(std::uint32_t element, std::wstring_view name) const

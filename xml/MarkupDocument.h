@@ -37,6 +37,8 @@ struct CMarkup::Document {
     // Sets `place` when the error has one.
     std::wstring StructureError(TextPlace& place);
     TextPlace PlaceOf(std::uint32_t element);
+    // Returns where the text at this offset stands, and its first line.
+    StrayText StrayTextAt(std::size_t offset, TextPlaces& from);
 
     // Inserts the staged text of a new element at the cursor, which moves to it. The element's record needs no links
     // yet.
@@ -58,7 +60,8 @@ struct CMarkup::Document {
     CString result;
     CString parseError;
     TextPlace parseErrorPlace;
-    TextPlaces places; // of a text without edits
+    TextPlaces places;                   // of a text without edits
+    std::vector<std::size_t> strayTexts; // offsets; none after an edit
     std::uint32_t flags = 0;
     // False when an error stopped the index: the rest of the document is not known, so that nothing can be placed in
     // relation to it.

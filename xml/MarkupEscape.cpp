@@ -87,10 +87,23 @@ std::optional<Decoded> DecodeNumber(std::wstring_view text)
     return Decoded{static_cast<wchar_t>(unit), start + length + 1};
 }
 
+std::optional<Decoded> DecodeEntity(std::wstring_view text)
+{
+    return text.starts_with(L"&#") ? DecodeNumber(text) : DecodeName(text);
+}
+
 } // namespace
 
 std::wstring EscapeText(std::wstring_view text) { return Escape(text, L"<&>"); }
 std::wstring EscapeAttribute(std::wstring_view text) { return Escape(text, L"<&>'\""); }
+
+bool HasPlainAmpersand(std::wstring_view text)
+{
+    for (std::size_t at; (at = text.find(L'&')) != std::wstring_view::npos; text.remove_prefix(at + 1))
+        if (!DecodeEntity(text.substr(at)))
+            return true;
+    return false;
+}
 
 void Unescape(std::wstring_view text, std::wstring& out)
 {
@@ -100,7 +113,7 @@ void Unescape(std::wstring_view text, std::wstring& out)
         text.remove_prefix(plain);
         if (text.empty())
             return;
-        const auto decoded = text.starts_with(L"&#") ? DecodeNumber(text) : DecodeName(text);
+        const auto decoded = DecodeEntity(text);
         out += decoded ? decoded->unit : L'&';
         text.remove_prefix(decoded ? decoded->taken : 1);
     }

@@ -12,5 +12,8 @@ std::wstring EscapeText(std::wstring_view text);
 // Escapes an attribute value: replaces both quotation marks as well.
 std::wstring EscapeAttribute(std::wstring_view text);
 
+// Returns true when the text has an ampersand that begins nothing known, and so stays as it is.
+bool HasPlainAmpersand(std::wstring_view text);
+
 // Appends the decoded text to `out`.
 void Unescape(std::wstring_view text, std::wstring& out);

@@ -27,6 +27,8 @@ void MarkupParser::Parse(std::uint32_t parent)
         } else if (node.type == NodeType::ElementEnd && !End(node)) {
             CloseOpenElements(node.offset);
             return;
+        } else if (IsStray(node)) {
+            m_strayTexts.push_back(node.offset);
         }
     }
     if (step == MarkupTokenizer::Step::Failed) {
@@ -52,6 +54,12 @@ void MarkupParser::Start(const MarkupNode& node)
     m_index.LinkLast(m_open == m_outside ? m_first : m_index[m_open].firstChild, number);
     if (!node.empty)
         m_open = number;
+}
+
+bool MarkupParser::IsStray(const MarkupNode& node) const
+{
+    return (node.type == NodeType::Text || node.type == NodeType::CData) &&
+           (m_open == m_outside || m_index[m_open].parent == m_outside);
 }
 
 bool MarkupParser::End(const MarkupNode& node)

@@ -7,6 +7,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 class MarkupParser
 {
@@ -20,6 +21,10 @@ public:
 
     // Returns the first of the outermost elements; 0 when there is none.
     std::uint32_t First() const { return m_first; }
+    // Returns the offsets of the texts, other than white space, that stand beside the outermost elements or directly in
+    // one of them.
+    const std::vector<std::size_t>& StrayTexts() const { return m_strayTexts; }
+
     // Returns the error for people; its offsets count from the text's beginning. Empty when there is none.
     const std::wstring& Error() const { return m_error; }
     // Returns the offset that the error names.
@@ -28,6 +33,7 @@ public:
 private:
     void Start(const MarkupNode& node);
     bool End(const MarkupNode& node);
+    bool IsStray(const MarkupNode& node) const;
     void Fail(const MarkupTokenizer::Failure& failure);
     void CloseOpenElements(std::size_t stop);
     std::wstring NameOf(const ElementRecord& record) const;
@@ -40,6 +46,7 @@ private:
     std::uint32_t m_outside = 0; // the parent of the outermost elements
     std::uint32_t m_open = 0;    // the innermost open element
     std::uint32_t m_first = 0;
+    std::vector<std::size_t> m_strayTexts;
     std::wstring m_error;
     std::size_t m_errorOffset = 0;
 };

@@ -84,7 +84,7 @@ Checks CheckSelection(const SelectionFiles& files, const KeptOutside& outside)
     const SelectionFindings findings = FindingsOf(files);
     for (const RuleFinding& finding : findings.inFiles.Kept())
         checks.push_back({"selection", finding.kind == RuleFinding::Kind::FileUnread ? State::Failed : State::Warning,
-                          TextOf(finding), finding.file.GetString()});
+                          TextOf(finding, files), finding.file.GetString()});
     if (findings.inFiles.More() != 0)
         checks.push_back({"selection", State::Warning, MoreFindings(findings.inFiles.More()), files.data});
     for (const std::wstring& text : findings.others)

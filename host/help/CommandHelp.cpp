@@ -34,7 +34,12 @@ const CommandHelp commands[] = {
      "a terminal unless the environment variable NO_COLOR is set (or TERM is dumb). The product's data folder is\n"
      "%ProgramData%\\OrbWatcher4, or the one that ORB_DATA_FOLDER or --data-folder names. It belongs to one selection "
      "and\n"
-     "one index, and serves one command at a time; a running watch answers the others.",
+     "one index, and serves one command at a time; a running watch answers the others.\n"
+     "Files and folders may be named from the folder that the command runs in, but for --destination: it needs a full\n"
+     "path, with its drive or share. Output that goes to a file is itself a changed file when the selection includes "
+     "it.\n"
+     "orbwatch leaves out the file that its own output goes to (>), but not one that another program writes (| tee):\n"
+     "write that one elsewhere.",
      {{"error", "what went wrong, and with which path; on standard error"},
       {"note", "something that a person should know, said once; on standard error"}},
      {Done, Failed, Refused, SomeUnread, OutOfTime, Interrupted}},
@@ -72,7 +77,8 @@ const CommandHelp commands[] = {
     {"explain",
      {"orbwatch explain --data selection.xml \"C:\\Users\\me\\Documents\\letter.doc\"",
       "orbwatch explain --data selection.xml --json - <paths.txt"},
-     "The path need not exist. The rule that decides is marked with >.",
+     "The path need not exist. The rule that decides is marked with >. A text that no file can have as its path is an\n"
+     "error (2), and the other paths are explained: a device (CON), a wildcard, or nothing but spaces.",
      {{"explain", "a path: the decision, the rules that speak of it, and which of them decides"}},
      {Done, {ExitFailure, "standard output cannot be written"}, Refused, Interrupted}},
     {"add",
@@ -93,7 +99,10 @@ const CommandHelp commands[] = {
      "not written over. After a kill, and as long as an enumeration is due or running, not everything that is pending\n"
      "is known: the list is then made of what is known, and the exit code is 3. A data folder and an index that are "
      "not\n"
-     "there are not made.",
+     "there are not made. When the settings are lost or damaged, the list is made of what the last watch has left, "
+     "and\n"
+     "the exit code is 3. When --max leaves something out, a note says how many more wait (with the deletions that\n"
+     "wait), and the exit code stays 0: the list is as it was asked for.",
      {{"exported", "the list, and how many files are in it"}},
      {Done,
       Failed,
@@ -105,7 +114,8 @@ const CommandHelp commands[] = {
       "orbwatch estimate --data selection.xml --profile 1 --profile 2"},
      "Everything is scanned once; edits are counted one after the other, in their order, without a look at the disk "
      "for\n"
-     "what was scanned. The edits change no file. Advanced filters are not asked; they may leave out more.\n"
+     "what was scanned. An edit of a path that is not there changes nothing: a note names it, and the exit code is 3.\n"
+     "The edits change no file. Advanced filters are not asked; they may leave out more.\n"
      "A report replaces an older report, and no other file.",
      {{"total", "files and bytes of the selection (step 0), and after each edit"},
       {"folder", "files and bytes of a folder, the largest first"},

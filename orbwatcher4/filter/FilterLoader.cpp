@@ -34,9 +34,16 @@ void LogError(int line, const wchar_t* format, Arguments... arguments)
 class FileFindings
 {
 public:
-    FileFindings(const wchar_t* file, RuleFindings& findings) : m_file(file), m_findings(findings) {}
+    FileFindings(const wchar_t* file, RuleFindings& findings)
+        : m_file(file),
+          m_findings(findings),
+          m_before(findings.Kept().size())
+    {
+    }
+    // Some were found on a second way through the file.
     ~FileFindings()
     {
+        m_findings.SortByLine(m_before);
         if (m_more != 0)
             g_OrbLog.WriteLog(2, FindingSource, __LINE__, L"%s: %I64d more findings like these are not listed",
                               m_file.GetString(), static_cast<long long>(m_more));
@@ -59,6 +66,7 @@ public:
 private:
     const CString m_file;
     RuleFindings& m_findings;
+    const std::size_t m_before; // number of those of other files
     std::size_t m_more = 0;
 };
 
@@ -189,6 +197,21 @@ void AddContradictions(const Contradictions& contradictions, CMarkup& document, 
     }
 }
 
+const wchar_t* WordsOf(CMarkup::StrayText::Where where)
+{
+    using Where = CMarkup::StrayText::Where;
+    return where == Where::InRoot       ? L"text outside of the items is not read: "
+           : where == Where::BehindRoot ? L"text behind the end of Data is not read: "
+                                        : L"text before Data is not read: ";
+}
+
+// A tag whose first character is missing is text, and so is what an editor has left behind the end.
+void AddStrayTexts(const CMarkup& document, FileFindings& findings)
+{
+    for (const CMarkup::StrayText& text : document.GetStrayTexts())
+        findings.Add(RuleFinding::Kind::Suspicious, text.place, 0, WordsOf(text.where) + ItemChecks::Quoted(text.line));
+}
+
 void CheckChildren(const CMarkup& document, LoadingLog& log)
 {
     if (document.HasChild(L"Item"))
@@ -265,6 +288,7 @@ bool OrbFilter::ReadSelection(const wchar_t* file, bool autoExclude, FilterList*
         // A caller that takes a list of rules handles contradictions itself.
         if (!out)
             AddContradictions(contradictions, document, findings);
+        AddStrayTexts(document, findings);
         m_networkInclude = m_networkInclude || drives.networkInclude;
         return true;
     });
@@ -308,6 +332,7 @@ bool OrbFilter::ReadAdvancedFilters(const wchar_t* file)
             for (const FilterPtr& rule : rules)
                 AddAdvancedFilter(rule, false);
         }
+        AddStrayTexts(document, findings);
         return true;
     });
 }

@@ -88,6 +88,7 @@ bool MeansNo(std::wstring_view value)
 }
 
 bool IsSpace(wchar_t unit) { return unit == L' ' || (unit >= L'\t' && unit <= L'\r'); }
+bool IsLetter(wchar_t unit) { return (unit >= L'a' && unit <= L'z') || (unit >= L'A' && unit <= L'Z'); }
 bool IsDigit(wchar_t unit) { return unit >= L'0' && unit <= L'9'; }
 
 // Returns a sign with digits, and the rest of the text in `rest`.
@@ -111,7 +112,30 @@ bool FitsIn32Bits(std::wstring_view digits, bool negative)
     return true;
 }
 
-std::wstring OfEnding(std::wstring_view ending, bool asterisksGo)
+// Returns the list that a mask with wildcards and other separators probably means; empty when there is none.
+std::wstring MeantEndings(std::wstring_view mask)
+{
+    std::wstring meant;
+    while (!mask.empty()) {
+        std::wstring_view ending = mask.substr(0, mask.find_first_of(L";,|"));
+        mask.remove_prefix(std::min(ending.size() + 1, mask.size()));
+        ending.remove_prefix(ending.find_last_of(L"*?") + 1); // nothing when there is none
+        ending.remove_prefix(std::min(ending.find_first_not_of(L' '), ending.size()));
+        ending = ending.substr(0, ending.find_last_not_of(L' ') + 1);
+        if (!ending.empty())
+            meant += (meant.empty() ? L"" : L";") + std::wstring(ending);
+    }
+    return meant;
+}
+
+std::wstring EndingsMeant(std::wstring_view mask)
+{
+    const std::wstring meant = MeantEndings(mask);
+    return meant.empty() ? std::wstring() : L"; is " + ItemChecks::Quoted(meant) + L" meant?";
+}
+
+// `mask`: the list that the ending is in.
+std::wstring OfEnding(std::wstring_view ending, std::wstring_view mask, bool asterisksGo)
 {
     if (ending.find_first_not_of(L' ') == ending.npos)
         return L"an ending of spaces alone matches no name";
@@ -120,26 +144,14 @@ std::wstring OfEnding(std::wstring_view ending, bool asterisksGo)
     // In the advanced filters an asterisk at the beginning has no effect.
     const std::size_t wildcard =
         asterisksGo && ending.front() == L'*' ? ending.find_first_of(L"*?", 1) : ending.find_first_of(L"*?");
-    if (wildcard != ending.npos) {
-        const std::size_t plain = ending.find_last_of(L"*?") + 1;
+    const bool separated = ending.find_first_of(L",|") != ending.npos;
+    const wchar_t* const separator = separated ? L"; several are separated by \";\"" : L"";
+    if (wildcard != ending.npos)
         return L"the ending " + ItemChecks::Quoted(ending) + L" holds a wildcard, and there are none: " +
                (asterisksGo ? L"asterisks are removed, and a question mark is itself" : L"it matches no name") +
-               (plain < ending.size() ? L"; is " + ItemChecks::Quoted(ending.substr(plain)) + L" meant?" : L"");
-    }
-    return ending.find_first_of(L",|") == ending.npos
-               ? L""
-               : L"the ending " + ItemChecks::Quoted(ending) + L" is one ending; several are separated by ;";
-}
-
-// Returns true when the text contains an entity that XML does not know.
-bool HoldsEntity(std::wstring_view path)
-{
-    const std::size_t begin = path.find(L'&');
-    if (begin == path.npos)
-        return false;
-    const std::size_t end =
-        path.find_first_not_of(L"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789#", begin + 1);
-    return end != path.npos && end > begin + 1 && path[end] == L';';
+               separator + EndingsMeant(mask);
+    return separated ? L"the ending " + ItemChecks::Quoted(ending) + L" is one ending" + separator + EndingsMeant(mask)
+                     : L"";
 }
 
 } // namespace
@@ -175,6 +187,34 @@ std::wstring ItemChecks::OfNumber(std::wstring_view name, std::wstring_view valu
     if (std::all_of(rest.begin(), rest.end(), IsSpace))
         return Assigned(name, value) + L" does not fit into 32 bits" + counts;
     return Assigned(name, value) + L" has text behind its number" + counts;
+}
+
+std::wstring ItemChecks::OfNoValue(std::wstring_view name, bool quoted, std::wstring_view effect)
+{
+    return std::wstring(name) + (quoted ? L"=\"\"" : L"=") + L" has no value" + std::wstring(effect);
+}
+
+std::wstring ItemChecks::OfUnquoted(std::wstring_view name, std::wstring_view value)
+{
+    const std::size_t equals = value.find(L'=');
+    const bool isNext = equals != value.npos && equals != 0 &&
+                        std::all_of(value.begin(), value.begin() + static_cast<std::ptrdiff_t>(equals), IsLetter);
+    return isNext ? std::wstring(name) + L"= has no value: what stands behind it, " +
+                        std::wstring(value.substr(0, LongestQuoted)) + L", was taken for it"
+                  : L"";
+}
+
+std::wstring ItemChecks::OfAmpersand(std::wstring_view name)
+{
+    return L"the value of " + Quoted(name) +
+           L" holds an ampersand, and behind it what XML does not know; it stays as it is written. An ampersand is "
+           L"written as &amp;";
+}
+
+std::wstring ItemChecks::OfVolume(std::wstring_view vid)
+{
+    return Assigned(L"vid", vid) + L" is the number of no drive that is there; what the rules say of this volume is "
+                                   L"left out until it comes";
 }
 
 std::wstring ItemChecks::OfExclude(std::wstring_view value)
@@ -226,7 +266,7 @@ std::wstring ItemChecks::OfMask(std::wstring_view mask, In file)
         if (ending.empty())
             continue;
         any = true;
-        if (std::wstring text = OfEnding(ending, file == In::AdvancedFilters); !text.empty())
+        if (std::wstring text = OfEnding(ending, mask, file == In::AdvancedFilters); !text.empty())
             return text;
     }
     return any || mask.empty() ? L""
@@ -239,8 +279,6 @@ std::wstring ItemChecks::OfPath(std::wstring_view written, const RulePath& forme
     if (formed.impossibleName)
         return path + L" holds a character that no name has, so that the rule applies to nothing; a path has no "
                       L"wildcards, endings belong into the mask";
-    if (HoldsEntity(written))
-        return path + L" holds a name for a character that XML does not know; it stays as it is written";
     if (formed.unknownShortName)
         return path + L" holds what looks like a short name, and the disk does not know it; write the long one";
     if (formed.doubtfulEnd)

@@ -18,6 +18,14 @@ enum class In { Selection, AdvancedFilters };
 // Returns true for an empty text, and for a number that is read as it stands.
 bool IsWholeNumber(std::wstring_view value);
 std::wstring OfNumber(std::wstring_view name, std::wstring_view value);
+// An attribute without a value, and the effect of that. `quoted`: it has quotation marks.
+std::wstring OfNoValue(std::wstring_view name, bool quoted, std::wstring_view effect);
+// A value without quotation marks; tells when it is the next attribute.
+std::wstring OfUnquoted(std::wstring_view name, std::wstring_view value);
+// An attribute with an ampersand that begins nothing known.
+std::wstring OfAmpersand(std::wstring_view name);
+// The serial number of a volume that no drive has now.
+std::wstring OfVolume(std::wstring_view vid);
 // `exclude` as a number that is neither 0 nor 1.
 std::wstring OfExclude(std::wstring_view value);
 // An attribute that is not read in this file.

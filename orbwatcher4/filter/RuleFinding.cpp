@@ -1,7 +1,9 @@
 #include "orbwatcher4/filter/RuleFinding.h"
 
+#include <algorithm>
 #include <numeric>
 #include <string>
+#include <utility>
 
 CString RuleFinding::Message() const
 {
@@ -32,6 +34,14 @@ void RuleFindings::Append(const RuleFindings& other)
         Add(finding);
     for (std::size_t kind = 0; kind < Kinds; ++kind)
         m_counts[kind] = before[kind] + other.m_counts[kind];
+}
+
+void RuleFindings::SortByLine(std::size_t first)
+{
+    const auto from = m_kept.begin() + static_cast<std::ptrdiff_t>(first);
+    std::stable_sort(from, m_kept.end(), [](const RuleFinding& left, const RuleFinding& right) {
+        return std::pair(left.line, left.column) < std::pair(right.line, right.column);
+    });
 }
 
 std::size_t RuleFindings::More() const

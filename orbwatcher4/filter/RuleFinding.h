@@ -44,7 +44,9 @@ public:
     void Append(const RuleFindings& other);
     /// Forgets all.
     void Clear() { *this = {}; }
-    /// Returns the kept ones, in the order in which they were found.
+    /// Puts the kept ones into the order of their lines, from this one on: they are those of one file.
+    void SortByLine(std::size_t first);
+    /// Returns the kept ones: one file after the other, each in the order of its lines.
     const std::vector<RuleFinding>& Kept() const { return m_kept; }
     /// Returns the number of all of a kind.
     std::size_t Count(RuleFinding::Kind kind) const { return m_counts[static_cast<std::size_t>(kind)]; }

@@ -60,6 +60,12 @@ void ExcludeHalf(Filter& rule, bool byTheUser)
     rule.exclude = byTheUser;
 }
 
+// Other numbers are left empty on purpose.
+bool IsForgottenWhenEmpty(std::wstring_view name)
+{
+    return name == L"exclude"sv || name == L"type"sv || name == L"includeSub"sv;
+}
+
 std::wstring TooLong(const wchar_t* name, std::size_t length, std::size_t longest)
 {
     return std::wstring(name) + L" has " + std::to_wstring(length) + L" characters, and " + std::to_wstring(longest) +
@@ -97,6 +103,8 @@ std::wstring_view RuleReader::Attribute(const CMarkup& item, std::wstring_view n
 std::int32_t RuleReader::Number(const CMarkup& item, std::wstring_view name)
 {
     const std::wstring_view text = Attribute(item, name);
+    if (text.data() && text.empty() && IsForgottenWhenEmpty(name))
+        SayNoValue(item, name, L" and counts as 0");
     if (!ItemChecks::IsWholeNumber(text))
         Say(Kind::Suspicious, ItemChecks::OfNumber(name, text));
     return ToInt32(text);
@@ -110,10 +118,39 @@ void RuleReader::Say(Kind kind, const std::wstring& text)
     m_log.Found(kind, text);
 }
 
+void RuleReader::SayNoValue(const CMarkup& item, std::wstring_view name, std::wstring_view effect)
+{
+    m_forgotten = true;
+    Say(Kind::Suspicious, ItemChecks::OfNoValue(name, item.IsAttributeQuoted(name), effect));
+}
+
+void RuleReader::CheckUnquoted(const CMarkup& item)
+{
+    if (item.HasQuotedAttributes())
+        return;
+    std::vector<std::wstring> names;
+    for (const std::wstring_view name : item.GetAttributeNames())
+        names.emplace_back(name);
+    for (const std::wstring& name : names)
+        if (!item.IsAttributeQuoted(name))
+            if (const std::wstring text = ItemChecks::OfUnquoted(name, item.GetAttributeView(name)); !text.empty()) {
+                m_forgotten = true;
+                Say(Kind::Suspicious, text);
+            }
+}
+
+void RuleReader::CheckVolume(const Filter& rule, std::wstring_view vid)
+{
+    // 0 identifies no volume.
+    if (!vid.empty() && rule.vid != 0 && !rule.volumeFound && m_absentVolumes.insert(rule.vid).second)
+        Say(Kind::Suspicious, ItemChecks::OfVolume(vid));
+}
+
 void RuleReader::ReadKind(const CMarkup& item, Filter& rule)
 {
     m_attributes = 0;
-    m_doubted = false;
+    m_doubted = m_forgotten = false;
+    CheckUnquoted(item);
     const std::int32_t exclude = Number(item, L"exclude"sv);
     if (exclude != 0 && exclude != 1)
         Say(Kind::Suspicious, ItemChecks::OfExclude(item.GetAttributeView(L"exclude"sv)));
@@ -155,6 +192,8 @@ CString RuleReader::ReadInfo(const CMarkup& item)
 CString RuleReader::ReadMask(const CMarkup& item)
 {
     const std::wstring_view mask = Attribute(item, L"mask"sv);
+    if (mask.data() && mask.empty())
+        SayNoValue(item, L"mask"sv, L", and the rule applies to everything");
     if (mask.size() <= LongestMask)
         return Shared(m_mask, mask);
     m_log.MaskTooLong();
@@ -189,10 +228,12 @@ void RuleReader::ReadProfileMask(const CMarkup& item, Filter& rule, FilterList& 
 
 void RuleReader::CheckAttributes(const CMarkup& item, File file)
 {
+    for (const std::wstring_view name : item.GetAmpersandAttributes())
+        Say(Kind::Suspicious, ItemChecks::OfAmpersand(name));
     // If every attribute was read and has its quotation marks, there is nothing else.
     if (m_attributes == item.CountAttributes() && item.HasQuotedAttributes())
         return;
-    if (!item.HasQuotedAttributes())
+    if (!item.HasQuotedAttributes() && !m_forgotten)
         Say(Kind::Suspicious, L"an attribute has no value in quotation marks; it is read up to the next space");
     std::vector<std::wstring> names;
     for (const std::wstring_view name : item.GetAttributeNames())
@@ -224,8 +265,11 @@ void RuleReader::Read(const CMarkup& item, const RuleReading& reading, RuleDrive
     rule->pluginId = Number(item, L"pluginId"sv);
     rule->pluginName = Shared(m_pluginName, Attribute(item, L"pluginName"sv));
     rule->additionalInfo = ReadInfo(item);
-    if (item.GetAttributeView(L"path"sv).empty()) {
-        Say(Kind::Suspicious, L"the item has no path and is no rule");
+    if (const std::wstring_view path = item.GetAttributeView(L"path"sv); path.empty()) {
+        if (path.data())
+            SayNoValue(item, L"path"sv, L", and the item is no rule");
+        else
+            Say(Kind::Suspicious, L"the item has no path and is no rule");
         CheckAttributes(item, File::Selection);
         return;
     }
@@ -239,6 +283,7 @@ void RuleReader::Read(const CMarkup& item, const RuleReading& reading, RuleDrive
     if (!ItemChecks::IsWholeNumber(vid))
         Say(Kind::Suspicious, ItemChecks::OfNumber(L"vid"sv, vid));
     drives.Relocate(*rule, vid);
+    CheckVolume(*rule, vid);
     rule->mask = ReadMask(item);
     Say(Kind::Suspicious, ItemChecks::OfMask(rule->mask.View(), ItemChecks::In::Selection));
 
@@ -258,7 +303,10 @@ bool RuleReader::ReadAdvancedPath(const CMarkup& item, RuleDrives& drives, Filte
 {
     const std::wstring_view path = item.GetAttributeView(L"path"sv);
     if (path.empty()) {
-        Say(Kind::Suspicious, L"the item has no path and applies to no drive");
+        if (path.data())
+            SayNoValue(item, L"path"sv, L", and the item applies to no drive");
+        else
+            Say(Kind::Suspicious, L"the item has no path and applies to no drive");
         return true;
     }
     if (EqualNoCase(path, AllPaths)) {

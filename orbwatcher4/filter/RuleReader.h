@@ -11,6 +11,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -73,6 +74,11 @@ private:
     std::wstring_view Attribute(const CMarkup& item, std::wstring_view name);
     std::int32_t Number(const CMarkup& item, std::wstring_view name);
     void Say(RuleFinding::Kind kind, const std::wstring& text);
+    // Reports that the attribute has no value.
+    void SayNoValue(const CMarkup& item, std::wstring_view name, std::wstring_view effect);
+    // Reports values that were forgotten, so that the next attribute was taken for them.
+    void CheckUnquoted(const CMarkup& item);
+    void CheckVolume(const Filter& rule, std::wstring_view vid);
     void ReadKind(const CMarkup& item, Filter& rule);
     // Returns false when the item is no rule.
     bool ReadPath(const CMarkup& item, RuleDrives& drives, CString& path);
@@ -87,8 +93,10 @@ private:
     CString ReadMask(const CMarkup& item);
 
     RuleLog& m_log;
-    std::size_t m_attributes = 0; // of the item, as far as they were read
-    bool m_doubted = false;       // something was said of the item
+    std::size_t m_attributes = 0;           // of the item, as far as they were read
+    bool m_doubted = false;                 // something was said of the item
+    bool m_forgotten = false;               // it was said that a value is missing
+    std::set<std::int32_t> m_absentVolumes; // each is said once
     std::shared_ptr<Filter[]> m_block;
     std::size_t m_rulesInBlock = 0;
     std::size_t m_usedOfBlock = 0;

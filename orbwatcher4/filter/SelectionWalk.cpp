@@ -71,7 +71,9 @@ void SelectionWalk::AddStart(const ScanLists::Root& root)
 
 void SelectionWalk::PassOverStart(const CString& folder, DWORD error)
 {
-    const bool gone = error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND || error == ERROR_INVALID_NAME;
+    // Windows also says ERROR_DIRECTORY when a file stands there.
+    const bool gone = error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND || error == ERROR_INVALID_NAME ||
+                      error == ERROR_DIRECTORY;
     if (gone)
         g_OrbLog.Log(L"The selected folder %s is not there: %d", folder.GetString(), error);
     else

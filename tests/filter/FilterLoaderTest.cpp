@@ -380,6 +380,19 @@ TEST_F(Loading, WhatStandsBesideTheItemsAndIsNotReadIsSaid)
                                                L"line 1, column 156: the element \"Exclude\" is "}));
 }
 
+TEST_F(Loading, TextThatIsNoItemIsSaidWithItsPlaceInBothKindsOfFiles)
+{
+    const CString file = WriteRules(L"d.xml", "\nItem path=\"C:\\a\"/>\n<Item path=\"C:\\b\" flags=\"x\"/>");
+    Load("\nItem path=\"C:\\a\"/>\n<Item path=\"C:\\b\" flags=\"x\"/>");
+    ASSERT_EQ(filter.Findings().Kept().size(), 2u);
+    EXPECT_STREQ(filter.Findings().Kept()[0].Message(),
+                 L"line 2, column 1: text outside of the items is not read: \"Item path=\"C:\\a\"/>\"");
+    EXPECT_EQ(filter.Findings().Kept()[1].item, 1u);
+    ASSERT_TRUE(filter.LoadXmlFilterAdvanced(file));
+    EXPECT_EQ(filter.Findings().Kept()[0].line, 2u);
+    EXPECT_FALSE(filter.Findings().ChangeTheSelection());
+}
+
 TEST_F(Loading, AnInclusionThatAnotherItemExcludesIsSaidWithBothItems)
 {
     const std::string items =

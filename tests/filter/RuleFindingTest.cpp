@@ -34,6 +34,23 @@ TEST(FindingsOfRules, OfEachKindTheFirstOnesAreKeptAndAllAreCounted)
     EXPECT_TRUE(findings.ChangeTheSelection());
 }
 
+TEST(FindingsOfRules, ThoseOfOneFileComeInTheOrderOfTheirLines)
+{
+    RuleFindings findings;
+    const auto add = [&](std::uint32_t line, std::uint32_t column) {
+        findings.Add({Kind::Suspicious, L"f", line, column, 0, L"x"});
+    };
+    add(9, 1); // of the file before
+    add(7, 1);
+    add(3, 8);
+    add(3, 2);
+    findings.SortByLine(1);
+    std::vector<std::uint32_t> lines;
+    for (const RuleFinding& finding : findings.Kept())
+        lines.push_back(finding.line * 10 + finding.column);
+    EXPECT_EQ(lines, (std::vector<std::uint32_t>{91, 32, 38, 71}));
+}
+
 TEST(FindingsOfRules, ThoseOfTwoLoadsAreCountedTogether)
 {
     RuleFindings first, second;

@@ -24,6 +24,8 @@ public:
     void Relocate(Filter& rule, std::wstring_view wanted) override
     {
         vid = wanted;
+        rule.vid = wanted == L"404" ? 404 : 0;
+        rule.volumeFound = wanted != L"404";
         rule.path.Replace(L"D:", L"E:");
     }
 };
@@ -185,8 +187,18 @@ TEST_F(ReadingRules, WhatIsProbablyNotMeantIsReadAsItStandsAndSaid)
         {L"path='C:\\a' vid='12AB'", L"vid=\"12AB\" has text behind its number and counts as 12"},
         {L"path='C:\\a' mask='*.odt'",
          L"the ending \"*.odt\" holds a wildcard, and there are none: it matches no name; is \".odt\" meant?"},
-        {L"path='C:\\a' mask='.odt,.txt'", L"several are separated by ;"},
+        {L"path='C:\\a' mask='.odt,.txt'", L"several are separated by \";\""},
         {L"path='C:\\a' mask='.odt; .txt'", L"\" .txt\" begins or ends with a space"},
+        {L"path='C:\\a' mask='*.odt,*.txt'", L"several are separated by \";\"; is \".odt;.txt\" meant?"},
+        {L"path='C:\\a' mask='.tmp;*.odt| *.txt'", L"is \".tmp;.odt;.txt\" meant?"},
+        {L"path='C:\\a' mask='*'", L"it matches no name"},
+        {L"path='C:\\a' mask=''", L"mask=\"\" has no value, and the rule applies to everything"},
+        {L"path='C:\\a' mask=", L"mask= has no value, and the rule applies to everything"},
+        {L"path='C:\\a' type=''", L"type=\"\" has no value and counts as 0"},
+        {L"path='' type='1' includeSub='1'", L"path=\"\" has no value, and the item is no rule"},
+        {L"path='C:\\a' pluginName= jobid='3'", L"pluginName= has no value: what stands behind it, jobid='3', was"},
+        {L"path='C:\\R&D'", L"the value of \"path\" holds an ampersand"},
+        {L"path='C:\\a' vid='404'", L"vid=\"404\" is the number of no drive that is there"},
         {L"path='C:\\a' mask=';'", L"names no ending"},
         {L"path='C:\\a' PRMask='*.log'", L"\"*.log\" holds a wildcard"},
         {L"path='C:\\a' PRMask='.log' exclude='1'", L"exclude=\"1\" has no effect"},
@@ -213,6 +225,19 @@ TEST_F(ReadingRules, WhatIsProbablyNotMeantIsReadAsItStandsAndSaid)
         EXPECT_EQ(kind, RuleFinding::Kind::Suspicious);
         EXPECT_NE(said.find(text), std::wstring::npos) << std::string(said.begin(), said.end());
     }
+}
+
+TEST_F(ReadingRules, AVolumeThatNoDriveHasIsSaidOnce)
+{
+    Read(L"path='C:\\a' vid='404'");
+    Read(L"path='C:\\b' vid='404'");
+    EXPECT_EQ(log.findings.size(), 1u);
+}
+
+TEST_F(ReadingRules, AValueThatIsLeftEmptyOnPurposeHasNoFinding)
+{
+    Read(L"path='C:\\a' vid='' flags='' masktype='' pluginId='' pluginName='' jobid='' additionalInfo='' PRMask=''");
+    EXPECT_TRUE(log.findings.empty());
 }
 
 TEST_F(ReadingRules, AnItemWhosePathHasAnotherNameIsToldTheName)

@@ -161,6 +161,46 @@ TEST_F(Export, IntoAFolderThatIsNotThereOrOverAFolderIsRefused)
     EXPECT_FALSE(std::filesystem::exists(Path(L"nowhere")));
 }
 
+TEST_F(Export, OfAtMostSoManySaysHowManyMoreWaitWhoeverMakesIt)
+{
+    const auto note = [&](const Arguments& more) {
+        HostProcess host(Command(more));
+        EXPECT_EQ(host.Finish(), 0);
+        const std::vector<Json> notes = OfType(host.Errors(), "note");
+        return notes.empty() ? std::string() : notes[0].at("message").get<std::string>();
+    };
+    {
+        const auto watch = CollectTwo();
+        EXPECT_NE(note({L"--max", L"1"}).find("1 more waits"), std::string::npos);
+        EXPECT_EQ(note({L"--max", L"2"}), "");
+        watch->Interrupt();
+        ASSERT_EQ(watch->Finish(), 130);
+    }
+    EXPECT_NE(note({L"--max", L"1"}).find("1 more waits"), std::string::npos);
+    EXPECT_EQ(note({}), "");
+}
+
+TEST_F(Export, WithDamagedSettingsIsMadeOfWhatIsLeftAndNothingIsLost)
+{
+    {
+        const auto watch = CollectTwo();
+        watch->Interrupt();
+        ASSERT_EQ(watch->Finish(), 130);
+    }
+    folder.WriteBytes(L"data\\ServiceRunSettings.json", "{");
+    for (int i = 0; i < 2; ++i) {
+        HostProcess host(Command());
+        EXPECT_EQ(host.Finish(), 3);
+        EXPECT_NE(OnlyError(host).value("message", "").find("the list is not complete: a full enumeration is due"),
+                  std::string::npos)
+            << OnlyError(host);
+        EXPECT_TRUE(Lists(Utf8(InTree(L"c.txt"))));
+    }
+    const auto next = StartWatch({});
+    EXPECT_FALSE(next->WaitForPath(InTree(L"a & b.txt")).empty());
+    EXPECT_FALSE(next->WaitForPath(InTree(L"c.txt")).empty());
+}
+
 TEST_F(Export, OfAtMostNoFileIsWrongUsage)
 {
     HostProcess host(Command({L"--max", L"0"}));

@@ -125,14 +125,17 @@ TEST_F(Usage, ADeletedFolderIsSpelledLikeAPendingOne)
     EXPECT_EQ(deleted.size(), 2u);
 }
 
-TEST_F(Usage, AnEditThatChangesNothingIsTold)
+TEST_F(Usage, AnEditThatNamesNothingIsToldAndTheCodeSaysSo)
 {
     Write(L"a.txt", "x");
     HostProcess host(
         {L"estimate", L"--data", Path(L"selection.xml"), L"--exclude", InTree(L"missing"), L"--mask", L".tmp"});
-    EXPECT_EQ(host.Finish(), 0);
+    EXPECT_EQ(host.Finish(), 3);
     EXPECT_TRUE(Has(AllErrors(host), "missing: not there; this edit changes nothing")) << AllErrors(host);
     EXPECT_TRUE(Has(AllErrors(host), "--mask concerns the folders of --include alone")) << AllErrors(host);
+    HostProcess include({L"estimate", L"--data", Path(L"selection.xml"), L"--include", InTree(L"missing")});
+    EXPECT_EQ(include.Finish(), 3);
+    EXPECT_TRUE(Has(AllErrors(include), "missing: not there; this edit changes nothing")) << AllErrors(include);
 }
 
 TEST_F(Usage, ATimeLimitIsNoPossibleException)

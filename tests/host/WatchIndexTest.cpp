@@ -10,10 +10,10 @@ namespace
 class WatchIndex : public HostTest
 {
 protected:
-    void ExpectRefused(const Arguments& more, const std::string& reason)
+    void ExpectRefused(const Arguments& more, const std::string& reason, int code = 1)
     {
         HostProcess host(Watch(more));
-        EXPECT_EQ(host.Finish(), 1);
+        EXPECT_EQ(host.Finish(), code);
         const Json error = OnlyError(host);
         EXPECT_NE(error.value("message", "").find(reason), std::string::npos) << error;
         EXPECT_EQ(error.value("path", ""), Utf8(index));
@@ -97,7 +97,7 @@ TEST_F(WatchIndex, WhatIsNoDatabaseIsRefusedAndLeftAsItIs)
 {
     const std::string text(4096, 'x');
     folder.WriteBytes(L"index.db", text);
-    ExpectRefused({L"--record"}, "not a database");
+    ExpectRefused({L"--record"}, "this is no index", 2);
     EXPECT_EQ(folder.ReadBytes(L"index.db"), text);
 }
 

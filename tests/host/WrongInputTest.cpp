@@ -80,6 +80,40 @@ TEST_F(WrongInput, APathWithAQuotationMarkIsNoPathAndTheOthersAreExplained)
     EXPECT_TRUE(Has(Refused(Explain({L"-"}), "\"C:\\a\"\n"), "quotation mark"));
 }
 
+TEST_F(WrongInput, ATextThatNoFileCanHaveAsItsPathIsNoneAndSaysWhy)
+{
+    const std::pair<std::wstring, std::string> tried[] = {
+        {L" ", "it holds nothing but spaces"},   {InTree(L"a?.txt"), "no name holds ?"},
+        {InTree(L"*.txt"), "no name holds *"},   {InTree(L"a|b\\c"), "no name holds |"},
+        {InTree(L"a.txt:b"), "no name holds :"}, {L"CON", "it names a device"},
+        {L"nul", "it names a device"},           {L"\\\\.\\C:", "it names a device"},
+    };
+    for (const auto& [path, words] : tried) {
+        HostProcess host(Explain({path, tree}));
+        EXPECT_EQ(host.Finish(), 2) << Utf8(path);
+        const std::string message = OnlyError(host).value("message", "");
+        EXPECT_TRUE(message.starts_with("this is no path of a file: " + words)) << Utf8(path) << message;
+        EXPECT_EQ(host.Records().size(), 1u) << Utf8(path); // the other one is explained
+    }
+}
+
+TEST_F(WrongInput, APathThatNothingCanHaveNowIsExplainedAndThatIsSaid)
+{
+    const std::wstring file = Write(L"a.txt", "x");
+    const std::pair<std::wstring, std::string> tried[] = {
+        {file + L"\\below\\it", "nothing can be there now: " + Utf8(file) + " is a file"},
+        {InTree(L"aux.txt"), "aux.txt is a name that Windows keeps for a device"},
+    };
+    for (const auto& [path, words] : tried) {
+        HostProcess host(Explain({path}));
+        EXPECT_EQ(host.Finish(), 0) << Utf8(path);
+        const std::vector<Json> notes = OfType(host.Errors(), "note");
+        ASSERT_EQ(notes.size(), 1u) << Utf8(path);
+        EXPECT_TRUE(Has(notes[0].at("message"), words)) << notes[0];
+        EXPECT_EQ(host.Records().size(), 1u);
+    }
+}
+
 TEST_F(WrongInput, ARelativePathIsSaidWithWhatItIsTakenFor)
 {
     HostProcess host(Explain({L"letter.odt"}));

@@ -74,8 +74,53 @@ TEST(MarkupPlaces, TheAttributesOfAnElementCanBeListed)
     EXPECT_EQ(markup.CountAttributes(), 3u);
     EXPECT_EQ(markup.GetAttributeNames(), (std::vector<std::wstring_view>{L"one", L"two", L"one"}));
     EXPECT_TRUE(markup.HasQuotedAttributes());
-    ASSERT_TRUE(markup.SetDoc(L"<a one=1/>") && markup.NextElement());
+    ASSERT_TRUE(markup.SetDoc(L"<a one=1 two='2'/>") && markup.NextElement());
     EXPECT_FALSE(markup.HasQuotedAttributes());
+    EXPECT_FALSE(markup.IsAttributeQuoted(L"one"));
+    EXPECT_TRUE(markup.IsAttributeQuoted(L"two"));
+}
+
+TEST(MarkupPlaces, AnAmpersandThatStaysAsItIsIsFoundByItsAttribute)
+{
+    CMarkup markup;
+    ASSERT_TRUE(markup.SetDoc(L"<a one='R&amp;D &#65;' two='R&D' three='plain' four='&uuml;'/>"));
+    EXPECT_TRUE(markup.GetAmpersandAttributes().empty());
+    ASSERT_TRUE(markup.NextElement());
+    EXPECT_EQ(markup.GetAmpersandAttributes(), (std::vector<std::wstring_view>{L"two", L"four"}));
+    EXPECT_EQ(markup.GetAttribute(L"two"), L"R&D");
+}
+
+TEST(MarkupPlaces, TextsBesideTheElementsOfTheRootAreFoundAndNoOthers)
+{
+    using Where = CMarkup::StrayText::Where;
+    CMarkup markup;
+    ASSERT_TRUE(
+        markup.SetDoc(L"first\n<a> \n <b>own</b>\n  second \nline<c/><!-- no --><![CDATA[third]]></a>\n\n fourth\n"));
+    const std::vector<CMarkup::StrayText> texts = markup.GetStrayTexts();
+    ASSERT_EQ(texts.size(), 4u);
+    EXPECT_EQ(texts[0].place, (TextPlace{1, 1}));
+    EXPECT_EQ(texts[0].line, L"first");
+    EXPECT_EQ(texts[0].where, Where::BeforeRoot);
+    EXPECT_EQ(texts[1].place, (TextPlace{4, 3}));
+    EXPECT_EQ(texts[1].line, L"second");
+    EXPECT_EQ(texts[1].where, Where::InRoot);
+    EXPECT_EQ(texts[2].line.substr(0, 14), L"<![CDATA[third");
+    EXPECT_EQ(texts[3].place, (TextPlace{7, 2}));
+    EXPECT_EQ(texts[3].line, L"fourth");
+    EXPECT_EQ(texts[3].where, Where::BehindRoot);
+}
+
+TEST(MarkupPlaces, ADocumentWithoutStrayTextsOrWithEditsHasNone)
+{
+    CMarkup markup;
+    ASSERT_TRUE(markup.SetDoc(L"\n<a>\n<b>own<c/>text</b>\n</a>\n"));
+    EXPECT_TRUE(markup.GetStrayTexts().empty());
+    ASSERT_TRUE(markup.SetDoc(L"<a>stray<b/></a>"));
+    EXPECT_EQ(markup.GetStrayTexts().size(), 1u);
+    ASSERT_TRUE(markup.FindElement(L"a") && markup.EnterElement() && markup.AppendElement(L"c"));
+    EXPECT_TRUE(markup.GetStrayTexts().empty());
+    markup.GetDoc(); // joins the text again
+    EXPECT_TRUE(markup.GetStrayTexts().empty());
 }
 
 } // namespace

@@ -1,0 +1,63 @@
+#include "host/InputFiles.h"
+
+#include "support/Handle.h"
+#include "support/SystemPath.h"
+
+#include <windows.h>
+
+#include <string_view>
+
+namespace
+{
+
+using namespace std::string_view_literals;
+
+constexpr std::string_view IndexBegin = "SQLite format 3\0"sv;
+
+bool IsFolder(const std::wstring& path)
+{
+    const DWORD attributes = GetFileAttributesW(SystemPath(path.c_str()));
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
+}
+
+// A file that cannot be read is not judged here: opening it as an index says why.
+bool BeginsAsIndex(const std::wstring& path)
+{
+    constexpr DWORD forAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+    const FileHandle file(
+        CreateFileW(SystemPath(path.c_str()), GENERIC_READ, forAll, nullptr, OPEN_EXISTING, 0, nullptr));
+    std::string begin(IndexBegin.size(), '\0');
+    DWORD bytes = 0;
+    if (!file || !ReadFile(file.Get(), begin.data(), static_cast<DWORD>(begin.size()), &bytes, nullptr) || bytes == 0)
+        return true;
+    return std::string_view(begin.data(), bytes) == IndexBegin;
+}
+
+} // namespace
+
+bool AreNoFolders(const std::vector<OptionFile>& files, RecordWriter& writer)
+{
+    for (const OptionFile& file : files)
+        if (!file.path.empty() && IsFolder(file.path)) {
+            writer.Error(std::wstring(L"this is a folder, not a file; name ") + file.what + L" with " + file.option,
+                         file.path);
+            return false;
+        }
+    return true;
+}
+
+bool MayBeIndex(const std::wstring& index, const std::vector<NamedFile>& others, RecordWriter& writer)
+{
+    if (index.empty())
+        return true;
+    if (const std::wstring other = NameAmong(index, others); !other.empty()) {
+        writer.Error(L"this is " + other + L", and no index; name the index with --index", index);
+        return false;
+    }
+    if (BeginsAsIndex(index))
+        return true;
+    writer.Error(L"this is no index, it does not begin as one. Nothing was changed; name the index with --index. If it "
+                 L"was the index once, it is damaged: move it away to start anew, and everything counts as new",
+                 index);
+    return false;
+}
