@@ -118,7 +118,7 @@ private:
     double m_retryAt = 0;                // time of the next try for them
     double m_retryPause = 0;             // seconds
     bool m_recordingFailed = false;
-    // What this command found in the place of the index. All but Whole and Other were made anew.
+    // The state in which this command found the index. All but Whole and Other were made anew.
     enum class IndexWas { Whole, None, Empty, Lost, Other } m_indexWas = IndexWas::Whole;
     bool m_folderIsNew = false; // no full enumeration was ever completed or due
     bool m_selectionPartly = false;

@@ -15,8 +15,8 @@ struct OptionFile {
     std::wstring path;
 };
 
-// Returns false, and reports the first one, when a folder stands where a file should be. What is not there may be
-// right: the command itself knows.
+// Returns false, and reports the first one, when a folder stands where a file should be. A missing file may be right:
+// the command itself decides that.
 bool AreNoFolders(const std::vector<OptionFile>& files, RecordWriter& writer);
 
 // Returns false, and reports it, when the file is one of the others, or is there and does not begin as an index. An

@@ -1,4 +1,4 @@
-// What the text of a path says, beside the disk: names that no file can have, and files where a folder would be needed.
+// Examines the names of a path: those that no file can have, and files where a folder would be needed.
 // Any thread.
 #pragma once
 

@@ -19,8 +19,8 @@ std::uint64_t SizeOf(const CString& path)
 }
 
 // A connection makes the shared memory of a write-ahead log when it is missing, and the last connection removes both.
-// Without that memory nobody uses the log, and it can be read alone. Without a log, the file alone is the database, and
-// can be read as one that does not change.
+// Without that memory no process uses the log, and it can be read alone. Without a log, the file alone is the database,
+// and can be read as one that does not change.
 void Open(IndexConnection& connection, const CString& path)
 {
     const bool hasLog = SizeOf(path + L"-wal") != 0;

@@ -104,7 +104,7 @@ void COrbWatcher::SetIndexDB(const wchar_t* path)
 void COrbWatcher::SetDestBackupFolderDB(const wchar_t* path)
 {
     Completes(L"SetDestBackupFolderDB", [&] { m->selection.SetDestination(path); });
-    // What lies in the earlier one is kept out no more, and was never looked at.
+    // The contents of the earlier one are kept out no more, and were never looked at.
     if (m->selection.requestedRoots.IsWatching())
         Completes(L"Comparing the destination with the earlier one",
                   [this] { m->due.NoticeOtherDestinations(m->selection.KeptOutDestinations()); });

@@ -46,7 +46,7 @@ bool IsNews(const CString& text)
 }
 
 // Returns the folder of the settings in the form in which paths are judged, with a backslash at its end. A text that is
-// no full path names no folder: nobody can say which current folder was meant.
+// no full path names no folder: the current folder of its writer is not known.
 CString FormOfSetting(const CString& written)
 {
     DiskNames disk;

@@ -1,4 +1,4 @@
-// What the doctor says of a selection of which nothing is left, and that the other commands say the same.
+// A selection of which nothing is left: the doctor and the other commands say so, and why.
 #include "tests/host/DoctorFixture.h"
 
 namespace

@@ -1,4 +1,4 @@
-// What a selection probably means, where its text says something else.
+// Hints at what a selection probably means, where its text says something else.
 #include "tests/host/HostTest.h"
 
 namespace
@@ -7,7 +7,7 @@ namespace
 class SelectionHints : public HostTest
 {
 protected:
-    // What an enumeration of the selection noted about the file, in this order.
+    // Returns the notes of an enumeration about the file, in their order.
     std::vector<std::string> Notes(const std::string& bytes, int code = 0)
     {
         folder.WriteBytes(L"selection.xml", bytes);

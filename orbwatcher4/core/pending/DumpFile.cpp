@@ -25,7 +25,7 @@ FileHandle OpenDump(const CString& path, DWORD access, SECURITY_ATTRIBUTES* attr
     return OpenTrusted(path, access, 0, attributes, disposition);
 }
 
-// Somebody has marked the dump read-only. It is the product's own file all the same.
+// The dump is marked read-only. It is the product's own file all the same.
 void MakeWritable(const CString& path)
 {
     constexpr DWORD others = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;

@@ -15,7 +15,8 @@
 CString DumpFilePath();
 bool DumpExists(); // also when a folder stands in its place
 bool IsDumpAFolder();
-// Returns false, with a last error, when the dump is still in its place. One that is marked read-only is removed, too.
+// Returns false, with a last error, when the dump is still in its place. A dump that is marked read-only is removed,
+// too.
 bool RemoveDump();
 // Renames a dump that is not trusted, with the ending ".bad". Returns false when it is still in its place.
 bool SetDumpAside();
