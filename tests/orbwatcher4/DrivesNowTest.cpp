@@ -35,6 +35,7 @@ protected:
     ~DrivesNow() override
     {
         End();
+        WatcherAccess::Parts(watcher).enumerator.EndRuns(); // a walk uses the folder
         if (m_isAway)
             AttachG();
         std::filesystem::remove_all(m_folder);

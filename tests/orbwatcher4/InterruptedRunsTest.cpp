@@ -2,6 +2,8 @@
 #include "companions/settings/OrbSettings.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 
+#include <thread>
+
 namespace
 {
 
@@ -49,11 +51,19 @@ protected:
                 walking.SetEvent();
         });
         {
-            // The walk waits at the first file that it reports.
-            const PendingStore::Locked held(Parts().pending);
-            ASSERT_EQ(watcher.StartFirstTimeRun(0), 1);
+            // The walk waits at the first file that it reports. Its start asks the filters, which come before the store
+            // in the lock order, so another thread holds the store.
+            CEvent held(false, true), release(false, true);
+            std::jthread holder([&] {
+                const PendingStore::Locked store(Parts().pending);
+                held.SetEvent();
+                release.Lock(20000);
+            });
+            EXPECT_TRUE(held.Lock(20000));
+            EXPECT_EQ(watcher.StartFirstTimeRun(0), 1);
             EXPECT_TRUE(walking.Lock(20000));
             then();
+            release.SetEvent();
         }
         g_OrbLog.RemoveSink(sink);
         WatcherAccess::Parts(watcher).enumerator.EndRuns();
