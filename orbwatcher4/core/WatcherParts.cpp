@@ -3,7 +3,6 @@
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/core/due/SelectionNote.h"
 #include "orbwatcher4/core/environment/Completes.h"
-#include "orbwatcher4/core/rescan/SelectionNotice.h"
 #include "orbwatcher4/core/selection/PluginTable.h"
 
 WatcherParts::WatcherParts(bool useDrDeleteMap)
@@ -33,7 +32,7 @@ void WatcherParts::Start()
     due.BeginRun(config.Use());
     selection.requestedRoots.SetWatching(true);
     stop.ResetEvent();
-    CString content;
+    CString content; // read before the files are loaded: the next run notices a later edit
     Completes(L"Reading the content of the selection",
               [&] { content = SelectionNote::Of(config.files.OfTheSelection()); });
     const auto load = [this] {
@@ -46,7 +45,10 @@ void WatcherParts::Start()
     };
     if (!Completes(L"Loading the selection", load))
         due.MakeFull();
-    NoticeSelection(due, selection, content);
+    Completes(L"Comparing the selection with that of the last run", [&] {
+        due.NoticeAnotherSelection(content);
+        due.NoticeOtherDestinations(selection.KeptOutDestinations());
+    });
     overlayUpdater.Start();
     supervisor.Start();
 }

@@ -59,9 +59,10 @@ TEST_F(IndexState, LostSharedMemoryIsMadeAgainAndIsNoFailure)
         std::filesystem::copy_file(index + L"-wal", Path(L"kept-wal"));
         std::filesystem::copy_file(index, Path(L"kept"));
     }
-    std::filesystem::remove(index + L"-shm");
-    std::filesystem::copy_file(Path(L"kept"), index, std::filesystem::copy_options::overwrite_existing);
-    std::filesystem::copy_file(Path(L"kept-wal"), index + L"-wal", std::filesystem::copy_options::overwrite_existing);
+    for (const wchar_t* ending : {L"", L"-wal", L"-shm"})
+        std::filesystem::remove(index + ending);
+    std::filesystem::copy_file(Path(L"kept"), index);
+    std::filesystem::copy_file(Path(L"kept-wal"), index + L"-wal");
     const auto before = Everything();
     EXPECT_EQ(StateOf(ExaminedWhole(End::Well), "index", "holds 4 items"), "ok");
     EXPECT_EQ(Everything(), before);

@@ -152,6 +152,16 @@ void DueEnumerations::NoticeOtherDestinations(const std::set<CString>& folders)
     SelectionNote::WriteDestinations(folders);
 }
 
+void DueEnumerations::NoteLookedAt(const CString& content, const std::set<CString>& folders)
+{
+    if (m_foreign)
+        return;
+    if (!content.IsEmpty() && content != SelectionNote::Read())
+        SelectionNote::Write(content);
+    if (folders != SelectionNote::ReadDestinations())
+        SelectionNote::WriteDestinations(folders);
+}
+
 void DueEnumerations::NoteNewRules(const CString& before, const CString& now)
 {
     if (!m_foreign && !before.IsEmpty() && before == SelectionNote::Read())

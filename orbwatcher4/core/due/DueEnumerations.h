@@ -59,6 +59,8 @@ public:
     // Compares the destinations that are kept out with those of the last run. A full enumeration is due when one of
     // them is none any more: what lies in it was never looked at. Each folder ends in a backslash.
     void NoticeOtherDestinations(const std::set<CString>& folders);
+    // Notes the selection and the destinations of a full enumeration that begins now, and looks at whatever they hold.
+    void NoteLookedAt(const CString& content, const std::set<CString>& folders);
     // The content has become another one by new rules, whose files are queued.
     void NoteNewRules(const CString& before, const CString& now);
     // Returns true when the data folder belongs to another selection or index than this run.

@@ -8,7 +8,6 @@
 #include "orbwatcher4/core/environment/WatcherThread.h"
 #include "orbwatcher4/core/rescan/EnumerationWalk.h"
 #include "orbwatcher4/core/rescan/RunningEvent.h"
-#include "orbwatcher4/core/rescan/SelectionNotice.h"
 #include "orbwatcher4/core/selection/PluginTable.h"
 #include "support/WithoutThreadToken.h"
 
@@ -85,10 +84,11 @@ bool Enumerator::Start(bool reload)
 bool Enumerator::BeginFull(bool reload)
 {
     m.due.BeginRun(m.config.Use());
-    // A run that watches has noticed it at its start.
+    // A watch has compared them with those of the last run at its start.
     if (!m.selection.requestedRoots.IsWatching())
-        Completes(L"Reading the content of the selection",
-                  [this] { NoticeSelection(m.due, m.selection, SelectionNote::Of(m.config.files.OfTheSelection())); });
+        Completes(L"Noting the selection", [this] {
+            m.due.NoteLookedAt(SelectionNote::Of(m.config.files.OfTheSelection()), m.selection.KeptOutDestinations());
+        });
     m.due.FullBegins(); // this enumeration makes up for an earlier crash that was just noticed
     // An enumeration with the present rules is better than none, and none could begin any more.
     if (reload)
