@@ -146,7 +146,7 @@ void IndexStatement::Check(int status) const
 
 void IndexConnection::Open(const CString& path, Access access, int busyTimeoutMs)
 {
-    const bool reads = access != Access::Write && access != Access::Create;
+    const bool reads = access == Access::Read || access == Access::Immutable;
     int flags = reads ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
     if (access == Access::Create)
         flags |= SQLITE_OPEN_CREATE;
@@ -154,9 +154,7 @@ void IndexConnection::Open(const CString& path, Access access, int busyTimeoutMs
         flags |= SQLITE_OPEN_URI;
     const std::string name = access == Access::Immutable ? ImmutableUri(ToUtf8(path)) : ToUtf8(path);
     sqlite3* connection = nullptr;
-    // The layer of the index would make the file of the shared memory.
-    const char* const layer = access == Access::ReadAlone ? nullptr : IndexFiles::Name();
-    const int status = sqlite3_open_v2(name.c_str(), &connection, flags, layer);
+    const int status = sqlite3_open_v2(name.c_str(), &connection, flags, IndexFiles::Name());
     m_connection.reset(connection);
     if (!connection)
         throw IndexError{CIndexDB::Error::Failed, L"out of memory"};
@@ -168,8 +166,6 @@ void IndexConnection::Open(const CString& path, Access access, int busyTimeoutMs
     sqlite3_extended_result_codes(connection, 1);
     IndexFormat::Restrict(connection);
     sqlite3_busy_timeout(connection, busyTimeoutMs);
-    if (access == Access::ReadAlone)
-        Execute("PRAGMA locking_mode=EXCLUSIVE");
 }
 
 IndexTransaction::~IndexTransaction()

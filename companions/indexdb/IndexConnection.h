@@ -81,9 +81,7 @@ class IndexConnection
 {
 public:
     // Immutable: reads the file without locks, as one that does not change meanwhile.
-    // ReadAlone: reads the file and its write-ahead log with shared memory of its own, which is no file, and keeps
-    // other connections out.
-    enum class Access { Read, Write, Create, Immutable, ReadAlone };
+    enum class Access { Read, Write, Create, Immutable };
 
     // Opens the database; does not read from the file yet. Throws; the connection is then closed.
     void Open(const CString& path, Access access, int busyTimeoutMs);

@@ -18,20 +18,28 @@ std::uint64_t SizeOf(const CString& path)
     return data.nFileSizeLow | std::uint64_t(data.nFileSizeHigh) << 32;
 }
 
+bool HasLog(const CString& path) { return SizeOf(path + L"-wal") != 0; }
+bool LacksMemory(const CString& path)
+{
+    return HasLog(path) && GetFileAttributesW(path + L"-shm") == INVALID_FILE_ATTRIBUTES;
+}
+
 // A connection makes the shared memory of a write-ahead log when it is missing, and the last connection removes both.
-// Without that memory no process uses the log, and it can be read alone. Without a log, the file alone is the database,
-// and can be read as one that does not change.
+// Without a log, the file alone is the database, and can be read as one that does not change.
 void Open(IndexConnection& connection, const CString& path)
 {
-    const bool hasLog = SizeOf(path + L"-wal") != 0;
-    const bool hasMemory = GetFileAttributesW(path + L"-shm") != INVALID_FILE_ATTRIBUTES;
     using Access = IndexConnection::Access;
-    connection.Open(path, !hasLog ? Access::Immutable : hasMemory ? Access::Read : Access::ReadAlone, BusyTimeoutMs);
+    if (LacksMemory(path))
+        throw IndexError{CIndexDB::Error::Failed, L"its write-ahead log has lost its shared memory"};
+    connection.Open(path, HasLog(path) ? Access::Read : Access::Immutable, BusyTimeoutMs);
     sqlite3_db_config(connection.Get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
 }
 
 void Examine(const CString& path, IndexExamination& result)
 {
+    result.lacksMemory = LacksMemory(path);
+    if (result.lacksMemory)
+        return;
     IndexConnection connection;
     Open(connection, path);
     IndexSchema::RegisterCollation(connection);

@@ -6,6 +6,8 @@
 struct IndexExamination {
     CIndexDB::Error error = CIndexDB::Error::None;
     CString text; // the failure, or the first damage that was found
+    // The write-ahead log has lost its shared memory, which the next connection makes again. Nothing was read.
+    bool lacksMemory = false;
     std::int64_t items = 0;
     std::int64_t folders = 0; // number of folders of the items
 };

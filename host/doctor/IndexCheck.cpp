@@ -32,6 +32,12 @@ Checks CheckIndex(const std::wstring& index, std::int64_t& folders)
                  L"can be read and not written: " + SystemText(error) +
                      L" Neither backups nor deletions can be recorded in it; make it writable.",
                  index}};
+    if (found.lacksMemory)
+        return {
+            {"index", Check::State::Ok,
+             L"its write-ahead log has lost its shared memory; the next start makes that again, and nothing is lost. "
+             L"The items were not counted",
+             index}};
     return {{"index", Check::State::Ok,
              L"whole; holds " + std::to_wstring(found.items) + L" items, " + std::to_wstring(found.folders) +
                  L" of them folders",

@@ -54,8 +54,7 @@ TEST_P(FaultyChange, IsNotLost)
     TryFaults({"changes taken in", [this] { Prepare(); }, [this] { Take(); }, [this] { Check(); }});
 }
 
-INSTANTIATE_TEST_SUITE_P(, FaultyChange,
-                         testing::Values(Faults::Opening(), Faults::Reading(), Faults::Posting(), Faults::Memory()),
+INSTANTIATE_TEST_SUITE_P(, FaultyChange, testing::Values(Faults::Opening(), Faults::Reading(), Faults::Memory()),
                          [](const auto& info) { return info.param.name; });
 
 } // namespace
