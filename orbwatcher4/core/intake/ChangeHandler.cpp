@@ -125,16 +125,10 @@ public:
     // Returns false when another thread has reported meanwhile that the path is gone.
     bool Put(const NotificationPtr& notification)
     {
-        PendingStore::Locked store(m.pending);
-        if (const NotificationPtr now = store->Find(m_path); m_look.WasReported() && IsDeletion(now)) {
-            bool gone = false;
-            {
-                const PendingStore::Left left(store);
-                gone = m.selection.IsGone(m_path);
-            }
-            if (gone && store->Find(m_path) == now)
-                return false;
-        }
+        const PendingStore::Locked store(m.pending);
+        // The disk is asked with the store locked: a deletion that is reported meanwhile must not be overwritten.
+        if (m_look.WasReported() && IsDeletion(store->Find(m_path)) && m.selection.IsGone(m_path))
+            return false;
         store->Put(m_path, notification);
         return true;
     }
@@ -259,8 +253,8 @@ bool ChangeHandler::IsHiddenSkipped(const EventPath& event, const Notification& 
         return false;
     ImpersonateUser(m.config.userToken);
     // A folder's list may be older than the file, for a file with several names for a long time. So it keeps no file
-    // out. A link and the folder that it leads to have attributes of their own.
-    const bool again = event.facts.AreListed() ? event.facts.IsHidden() : event.facts.IsLink() || event.throughLink;
+    // out. Facts from before the judgement began do not count: the file may be gone since.
+    const bool again = !event.facts.AreListed() || event.facts.IsHidden();
     const FileFacts facts = again ? FileFacts::Of(event.path) : event.facts;
     if (!facts.AreKnown() && IsPassing(facts.Error())) {
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"%s cannot be looked at now: %d", event.path.GetString(),
@@ -295,8 +289,8 @@ std::optional<PathOutcome> ChangeHandler::IsDuplicateNotification(const EventPat
     if (!CIndexDB::GetCachedData(CIndexDB::CalculateUuid(path), datum, 1) || !CIndexDB::IsItemOf(path, datum) ||
         (datum.flags & CachedDatum::NoDeleteRecord))
         return std::nullopt;
-    // Another item may have taken the place of the one that the list has shown.
-    const bool directory = event.facts.AreListed() ? IsDirectory(path) : event.facts.IsFolder();
+    // Another item may have taken the place of the one that the event has shown.
+    const bool directory = IsDirectory(path);
     std::uint64_t modified = 0;
     const bool known = GetFileTimes(path, directory, nullptr, &modified);
     // A folder in the place of a file that was backed up is a change.
@@ -448,8 +442,11 @@ void ChangeHandler::ProcessModified(const wchar_t* eventPath)
     const auto notification = std::make_shared<Notification>();
     notification->kind = NotificationKind::Modified;
     FillFromRules(*notification, classified->rules);
-    if (IsHiddenSkipped(*event, *notification))
-        return judgement.Drop();
+    if (IsHiddenSkipped(*event, *notification)) {
+        if (!IsDeletion(judgement.Before()) || !m.selection.IsGone(path))
+            judgement.Drop();
+        return;
+    }
     if (!judgement.Put(notification))
         return;
     if (notification->ruleFlags & QueueFlags::ShowOverlay)

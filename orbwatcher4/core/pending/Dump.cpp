@@ -122,11 +122,12 @@ void Dump::Replay(const std::function<bool()>& stop, const std::function<void(co
         DumpNote::Write(DumpNote::NoDump);
         return;
     }
+    const DWORD error = GetLastError();
     // The next start replays it once more, which hands files out twice and loses none.
     g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__,
                       L"The dump %s cannot be removed: error %u. It is replayed again at each start; remove it, or let "
                       L"this account do so",
-                      DumpFilePath().GetString(), GetLastError());
+                      DumpFilePath().GetString(), error);
     DumpNote::Write(digest.Text());
 }
 

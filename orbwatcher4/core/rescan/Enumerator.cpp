@@ -84,23 +84,28 @@ bool Enumerator::Start(bool reload)
 bool Enumerator::BeginFull(bool reload)
 {
     m.due.BeginRun(m.config.Use());
-    // A watch has compared them with those of the last run at its start.
-    if (!m.selection.requestedRoots.IsWatching())
-        Completes(L"Noting the selection", [this] {
-            m.due.NoteLookedAt(SelectionNote::Of(m.config.files.OfTheSelection()), m.selection.KeptOutDestinations());
-        });
     m.due.FullBegins(); // this enumeration makes up for an earlier crash that was just noticed
     // An enumeration with the present rules is better than none, and none could begin any more.
     if (reload)
         Completes(L"The reload for the first-time run", [this] { ReloadSelection(m); });
     m.selection.PrimaryWalks().ClearJunctionCache();
-    const CSingleLock lock(m_lock);
-    if (m_refusing)
-        return false;
-    m_thread = StartWatcherThread(&RunAll, this);
-    if (!m_thread)
-        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to start the first-time run: %d", GetLastError());
-    return static_cast<bool>(m_thread);
+    // A watch has compared them with those of the last run at its start.
+    CString content;
+    if (!m.selection.requestedRoots.IsWatching())
+        content = SelectionNote::Of(m.config.files.OfTheSelection());
+    {
+        const CSingleLock lock(m_lock);
+        if (m_refusing)
+            return false;
+        m_thread = StartWatcherThread(&RunAll, this);
+        if (!m_thread) {
+            g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to start the first-time run: %d", GetLastError());
+            return false;
+        }
+    }
+    if (!content.IsEmpty())
+        Completes(L"Noting the selection", [&] { m.due.NoteLookedAt(content, m.selection.KeptOutDestinations()); });
+    return true;
 }
 
 unsigned __stdcall Enumerator::RunAll(void* enumerator)
