@@ -104,13 +104,33 @@ public:
     Judgement(const Judgement&) = delete;
     Judgement& operator=(const Judgement&) = delete;
 
-    const NotificationPtr& Before() const { return m_look.Before(); }
+    // Calls `change` with the store locked and with the pending change. Returns false, without the call, when a
+    // deletion is pending and the path is gone: the event may be older.
+    template <typename Change>
+    bool Begin(Change change)
+    {
+        PendingStore::Locked store(m.pending);
+        if (!MayExist(store))
+            return false;
+        change(store, store->Find(m_path));
+        return true;
+    }
     // Removes the pending change.
     void Drop()
     {
         const PendingStore::Locked store(m.pending);
-        if (!m_look.WasReported())
+        if (m_answered == m_look.Reports())
             store->Erase(m_path);
+    }
+    // Removes the pending change of a hidden path. A path that is gone counts as hidden, but its deletion stays.
+    // Returns whether the path is gone.
+    bool DropHidden()
+    {
+        const bool wasDeleted = IsDeletion(m.pending.Find(m_path));
+        const bool gone = m.selection.IsGone(m_path);
+        if (!wasDeleted || !gone)
+            Drop();
+        return gone;
     }
     // Returns true when an addition or a modification is pending; it stays as it is, with its time stamp.
     bool IsReportOnly()
@@ -125,15 +145,16 @@ public:
     // Returns false when another thread has reported meanwhile that the path is gone.
     bool Put(const NotificationPtr& notification)
     {
-        const PendingStore::Locked store(m.pending);
-        // The disk is asked with the store locked: a deletion that is reported meanwhile must not be overwritten.
-        if (m_look.WasReported() && IsDeletion(store->Find(m_path)) && m.selection.IsGone(m_path))
+        PendingStore::Locked store(m.pending);
+        if (!MayExist(store))
             return false;
         store->Put(m_path, notification);
         return true;
     }
 
 private:
+    static constexpr std::uint64_t Unanswered = ~std::uint64_t{0};
+
     Judgement(const IntakeParts& parts, const CString& path, const PendingStore::Locked& store)
         : m(parts),
           m_path(path),
@@ -141,9 +162,25 @@ private:
     {
     }
 
+    // Returns false when a deletion is pending and the path is gone. The disk is asked with the store unlocked, and
+    // once more for each deletion that is reported meanwhile.
+    bool MayExist(PendingStore::Locked& store)
+    {
+        while (m_answered != m_look.Reports()) {
+            m_answered = m_look.Reports();
+            if (!IsDeletion(store->Find(m_path)))
+                return true;
+            const PendingStore::Left left(store);
+            if (m.selection.IsGone(m_path))
+                return false;
+        }
+        return true;
+    }
+
     const IntakeParts& m;
     const CString& m_path;
     NotificationStore::Look m_look;
+    std::uint64_t m_answered = Unanswered; // the reports that the judgement has taken into account
 };
 
 namespace
@@ -264,24 +301,6 @@ bool ChangeHandler::IsHiddenSkipped(const EventPath& event, const Notification& 
     return facts.IsHidden() && !m.config.hiddenFiles && !(notification.ruleFlags & QueueFlags::EvenWhenHidden);
 }
 
-// Calls `change` with the store locked, and with the pending change of the path. Returns false, without the call, when
-// a deletion is pending and the path is gone. The disk is asked with the store unlocked, after the deletion was found:
-// the event may be older.
-template <typename Change>
-bool ChangeHandler::ChangeUnlessGone(const CString& path, Change change)
-{
-    for (;;) {
-        const NotificationPtr pending = m.pending.Find(path);
-        if (IsDeletion(pending) && m.selection.IsGone(path))
-            return false;
-        PendingStore::Locked store(m.pending);
-        if (store->Find(path) != pending)
-            continue; // another thread has reported the path meanwhile
-        change(store, pending);
-        return true;
-    }
-}
-
 std::optional<PathOutcome> ChangeHandler::IsDuplicateNotification(const EventPath& event)
 {
     const CString& path = event.path;
@@ -360,11 +379,12 @@ PathOutcome ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, Arrival 
         if (replaced)
             store->Erase(path);
     };
-    if (!ChangeUnlessGone(path, take))
+    Judgement judgement(m, path);
+    if (!judgement.Begin(take))
         return PathOutcome::Missing;
     if (replaced)
         return Replace(*event, expandDirectory);
-    const PathOutcome outcome = QueueAdded(*event, *classified, expandDirectory, refusal);
+    const PathOutcome outcome = QueueAdded(*event, *classified, expandDirectory, refusal, judgement);
     if (outcome == PathOutcome::Queued && arrival == Arrival::Event && m_instantRun.IsWantedFor(path))
         m_instantRun.Signal();
     return outcome;
@@ -380,19 +400,14 @@ PathOutcome ChangeHandler::Replace(const EventPath& event, bool expandDirectory)
 }
 
 PathOutcome ChangeHandler::QueueAdded(const EventPath& event, const Classified& classified, bool expandDirectory,
-                                      PathOutcome refusal)
+                                      PathOutcome refusal, Judgement& judgement)
 {
     const CString& path = event.path;
-    Judgement judgement(m, path);
     auto notification = std::make_shared<Notification>();
     FillFromRules(*notification, classified.rules);
     if (IsHiddenSkipped(event, *notification)) {
         g_OrbLog.Log(L"File: %s is Hidden and will be skipped", path.GetString());
-        // A file that is gone counts as hidden, but its deletion must be recorded.
-        const bool gone = m.selection.IsGone(path);
-        if (!IsDeletion(judgement.Before()) || !gone)
-            judgement.Drop();
-        return DroppedAsHidden(path, gone);
+        return DroppedAsHidden(path, judgement.DropHidden());
     }
     if (expandDirectory)
         AddDirectoryChildren(event);
@@ -432,9 +447,9 @@ void ChangeHandler::ProcessModified(const wchar_t* eventPath)
     const auto keep = [&](PendingStore::Locked& store, const NotificationPtr& pending) {
         KeepDeletionOfChildren(store, path, pending);
     };
-    if (!ChangeUnlessGone(path, keep))
-        return;
     Judgement judgement(m, path);
+    if (!judgement.Begin(keep))
+        return;
     if (IsDuplicateNotification(*event) || classified->result == NotApplicable)
         return judgement.Drop();
     if (judgement.IsReportOnly())
@@ -443,8 +458,7 @@ void ChangeHandler::ProcessModified(const wchar_t* eventPath)
     notification->kind = NotificationKind::Modified;
     FillFromRules(*notification, classified->rules);
     if (IsHiddenSkipped(*event, *notification)) {
-        if (!IsDeletion(judgement.Before()) || !m.selection.IsGone(path))
-            judgement.Drop();
+        judgement.DropHidden();
         return;
     }
     if (!judgement.Put(notification))

@@ -65,8 +65,6 @@ private:
     bool LeftOutByName(const wchar_t* path);
     PathOutcome DroppedAs(const CString& eventPath) const;
     bool IsHiddenSkipped(const EventPath& event, const Notification& notification);
-    template <typename Change>
-    bool ChangeUnlessGone(const CString& path, Change change);
     void AddDirectoryChildren(const EventPath& folder);
     void AddSelectedBelow(const EventPath& folder);
     void ReadEnded(const CString& path, DWORD error);
@@ -74,7 +72,7 @@ private:
     std::optional<PathOutcome> IsDuplicateNotification(const EventPath& event);
     PathOutcome Replace(const EventPath& event, bool expandDirectory);
     PathOutcome QueueAdded(const EventPath& event, const Classified& classified, bool expandDirectory,
-                           PathOutcome refusal);
+                           PathOutcome refusal, Judgement& judgement);
     void KeepDeletionOfChildren(PendingStore::Locked& store, const CString& path, const NotificationPtr& pending);
     void RecordRemoval(const CString& path, const FilterList& rules);
 

@@ -26,7 +26,7 @@ bool Offer(PendingStore::Locked& store, HandOutJudge& judge, const NotificationS
     if (verdict == HandOutJudge::Verdict::Keep)
         return false;
     bool given = verdict == HandOutJudge::Verdict::Give;
-    if (look.WasReported()) {
+    if (look.Reports() != 0) {
         // A change that was reported meanwhile stays pending. A deletion is the later change; after any other change
         // the file is handed out once more.
         const NotificationPtr now = store->Find(entry.path);

@@ -51,8 +51,7 @@ std::size_t NotificationStore::PlaceOf(const CString& path, std::uint32_t hash) 
 
 NotificationStore::Look::Look(NotificationStore& store, const CString& path)
     : m_store(store),
-      m_path(path),
-      m_before(store.Find(path))
+      m_path(path)
 {
     store.m_looks.push_back(this);
 }
@@ -66,7 +65,7 @@ void NotificationStore::Look::End() noexcept
 void NotificationStore::NoteReport(const CString& path) noexcept
 {
     for (Look* look : m_looks)
-        look->m_reported = look->m_reported || EqualNoCase(look->m_path.View(), path.View());
+        look->m_reports += EqualNoCase(look->m_path.View(), path.View());
 }
 
 NotificationPtr NotificationStore::Find(const CString& path) const

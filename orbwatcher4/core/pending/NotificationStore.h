@@ -18,7 +18,7 @@ public:
         NotificationPtr notification;
     };
 
-    // Tells whether a change of one path was reported while its owner judged the path with the store unlocked. The path
+    // Tells of the changes of one path that are reported while its owner judged the path with the store unlocked. The path
     // must outlive the object. Begin and end it with the store locked.
     class Look
     {
@@ -28,9 +28,8 @@ public:
         Look(const Look&) = delete;
         Look& operator=(const Look&) = delete;
 
-        // Returns the change that was pending when the object was made.
-        const NotificationPtr& Before() const { return m_before; }
-        bool WasReported() const { return m_reported; }
+        // Returns how many changes of the path were reported since the object was made.
+        std::uint64_t Reports() const { return m_reports; }
         // Ends the observation before the destructor, which then needs no lock.
         void End() noexcept;
 
@@ -39,8 +38,7 @@ public:
 
         NotificationStore& m_store;
         const CString& m_path;
-        const NotificationPtr m_before;
-        bool m_reported = false;
+        std::uint64_t m_reports = 0;
         bool m_ended = false;
     };
 
