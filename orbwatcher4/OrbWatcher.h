@@ -26,7 +26,6 @@
 #include "orbwatcher4/PathExplanation.h"
 #include "orbwatcher4/QueueDatum.h"
 #include "orbwatcher4/SmartScanCaller.h"
-#include "orbwatcher4/core/pending/Notification.h"
 #include "orbwatcher4/filter/Filter.h"
 #include "orbwatcher4/filter/RuleFinding.h"
 
@@ -34,7 +33,6 @@
 
 #include <functional>
 #include <memory>
-#include <optional>
 #include <set>
 #include <vector>
 
@@ -52,7 +50,7 @@ public:
     /// useDrDeleteMap: works with the index's map of deleted paths for disaster-recovery backups. Throws
     /// std::system_error or std::bad_alloc when the system has no resources left.
     explicit COrbWatcher(bool useDrDeleteMap);
-    /// The watcher must have been stopped.
+    /// Ends every thread that the watcher started. What is pending is only kept when DeInit was called before.
     ~COrbWatcher();
     COrbWatcher(const COrbWatcher&) = delete;
     COrbWatcher& operator=(const COrbWatcher&) = delete;

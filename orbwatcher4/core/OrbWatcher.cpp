@@ -37,7 +37,6 @@ int COrbWatcher::StartWatch()
 
 int COrbWatcher::AbortWatching()
 {
-    const COrbFuncLog guard(L"COrbWatcher::AbortWatching");
     m->Stop();
     return 1;
 }
@@ -78,12 +77,7 @@ int COrbWatcher::IsFirstTimeFinshedsuccessfully() { return m->enumerator.HasComp
 bool COrbWatcher::IsBackupHiddenFiles() { return m->config.hiddenFiles; }
 __int64 COrbWatcher::GetTotalFilesInMem() { return m->pending.Count(); }
 
-int COrbWatcher::IsBackupRunning()
-{
-    bool running = false;
-    Completes(L"IsBackupRunning", [&] { running = ::IsBackupRunning(); });
-    return running;
-}
+int COrbWatcher::IsBackupRunning() { return ::IsBackupRunning(); }
 
 PathExplanation COrbWatcher::Explain(const wchar_t* path)
 {
@@ -228,11 +222,11 @@ SkippedPaths COrbWatcher::TakeSkippedPaths()
 }
 
 void COrbWatcher::NoteFirstTimeRunCompleted() { m->enumerator.NoteCompleted(); }
-bool COrbWatcher::FirstRun(const wchar_t* drive) { return m->enumerator.EnumerateSelected(drive); }
+bool COrbWatcher::FirstRun(const wchar_t* drive) { return m->enumerator.Roots().EnumerateSelected(drive); }
 
 bool COrbWatcher::EnumerateIncludedFiles(const wchar_t* drive, const wchar_t* pattern, bool checkRules)
 {
-    return m->enumerator.Enumerate(drive, pattern, checkRules);
+    return m->enumerator.Roots().Enumerate(drive, pattern, checkRules);
 }
 
 void COrbWatcher::UpdateDrive(const wchar_t* drive, WatcherEnum::DriveAction action)
@@ -267,7 +261,6 @@ void COrbWatcher::SetRescanListener(std::function<void(const CString& root, cons
 
 bool COrbWatcher::FillPluginTable()
 {
-    const COrbFuncLog guard(L"COrbWatcher::FillPluginTable");
     bool loaded = false;
     Completes(L"FillPluginTable", [&] { loaded = ::FillPluginTable(m->config); });
     return loaded;

@@ -1,7 +1,6 @@
 #include "orbwatcher4/core/WatcherParts.h"
 
 #include "companions/logging/OrbLogging.h"
-#include "orbwatcher4/core/due/SelectionNote.h"
 #include "orbwatcher4/core/environment/Completes.h"
 #include "orbwatcher4/core/selection/PluginTable.h"
 
@@ -32,9 +31,6 @@ void WatcherParts::Start()
     due.BeginRun(config.Use());
     selection.requestedRoots.SetWatching(true);
     stop.ResetEvent();
-    CString content; // read before the files are loaded: the next run notices a later edit
-    Completes(L"Reading the content of the selection",
-              [&] { content = SelectionNote::Of(config.files.OfTheSelection()); });
     const auto load = [this] {
         const CSingleLock primary(selection.primaryLock);
         const CSingleLock secondary(selection.secondaryLock);
@@ -45,8 +41,8 @@ void WatcherParts::Start()
     };
     if (!Completes(L"Loading the selection", load))
         due.MakeFull();
-    Completes(L"Comparing the selection with that of the last run", [&] {
-        due.NoticeAnotherSelection(content);
+    Completes(L"Comparing the selection with that of the last run", [this] {
+        due.NoticeAnotherSelection(selection.Content());
         due.NoticeOtherDestinations(selection.KeptOutDestinations());
     });
     overlayUpdater.Start();
@@ -62,6 +58,7 @@ void WatcherParts::Stop()
 // The signals are reset, once, after every thread has ended.
 void WatcherParts::StopThreads()
 {
+    const COrbFuncLog guard(L"COrbWatcher::AbortWatching");
     lifecycle.lock.RequireHeld();
     stop.SetEvent();
     enumerator.Refuse();

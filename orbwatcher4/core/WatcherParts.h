@@ -3,6 +3,7 @@
 #pragma once
 
 #include "orbwatcher4/core/drives/Supervisor.h"
+#include "orbwatcher4/core/due/DueEnumerations.h"
 #include "orbwatcher4/core/intake/Intake.h"
 #include "orbwatcher4/core/overlay/OverlayUpdater.h"
 #include "orbwatcher4/core/pending/HandOut.h"

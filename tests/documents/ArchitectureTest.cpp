@@ -43,8 +43,9 @@ std::vector<std::string> FoldersOf(const std::filesystem::path& file)
 }
 
 // From folder to folder, or between two sub-folders of the library. Nothing within one.
-Arrow ArrowOf(const std::vector<std::string>& from, const std::vector<std::string>& to)
+Arrow ArrowOf(const std::vector<std::string>& from, const std::filesystem::path& named)
 {
+    const std::vector<std::string> to = FoldersOf(named);
     if (to.empty())
         return {};
     if (from[0] != to[0])
@@ -54,13 +55,13 @@ Arrow ArrowOf(const std::vector<std::string>& from, const std::vector<std::strin
 }
 
 // Between two parts of the watcher; "watcher" stands for the files that no part has.
-Arrow ArrowOfParts(const std::vector<std::string>& from, const std::vector<std::string>& to)
+Arrow ArrowOfParts(const std::vector<std::string>& from, const std::filesystem::path& named)
 {
     const auto part = [](const std::vector<std::string>& folders) {
         const bool core = folders.size() > 1 && folders[0] == "orbwatcher4" && folders[1] == "core";
         return core ? (folders.size() > 2 ? folders[2] : "watcher") : std::string();
     };
-    const Arrow arrow{part(from), part(to)};
+    const Arrow arrow{part(from), part(FoldersOf(named))};
     return arrow.first.empty() || arrow.second.empty() || arrow.first == arrow.second ? Arrow{} : arrow;
 }
 
@@ -73,7 +74,7 @@ void CollectIncludes(const std::filesystem::path& root, const std::filesystem::p
     for (std::string line; std::getline(source, line);)
         if (line.starts_with(Include)) {
             const std::filesystem::path named = line.substr(Include.size(), line.rfind('"') - Include.size());
-            const Arrow arrow = between(FoldersOf(std::filesystem::relative(file, root)), FoldersOf(named));
+            const Arrow arrow = between(FoldersOf(std::filesystem::relative(file, root)), named);
             if (!arrow.first.empty())
                 arrows.insert(arrow);
         }
@@ -121,6 +122,10 @@ TEST(ArchitecturePage, NoPartOfTheWatcherKnowsTheFacade)
 {
     for (const Arrow& arrow : IncludesIn({"orbwatcher4/core"}, ArrowOfParts))
         EXPECT_NE(arrow.second, "watcher") << arrow.first;
+    const auto facade = [](const std::vector<std::string>& from, const std::filesystem::path& named) {
+        return from.size() > 2 && named == "orbwatcher4/OrbWatcher.h" ? Arrow{from.back(), named.string()} : Arrow{};
+    };
+    EXPECT_EQ(IncludesIn({"orbwatcher4/core"}, facade), std::set<Arrow>{});
 }
 
 TEST(ArchitecturePage, TheLocksAreThoseOfTheirHeaderInTheirOrder)

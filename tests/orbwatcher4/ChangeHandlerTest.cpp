@@ -443,7 +443,7 @@ TEST_F(Changes, LostChangesMarkTheRootOnce)
 {
     Handler().OnReadChangesError(ERROR_NOTIFY_ENUM_DIR, L"C:\\");
     Handler().OnReadChangesError(ERROR_NOTIFY_ENUM_DIR, L"c:\\");
-    EXPECT_TRUE(Parts().due.DueRescan(L"c:\\"));
+    EXPECT_TRUE(Parts().due.Rescans().Find(L"c:\\"));
 }
 
 TEST_F(Changes, AStopDuringAnExpansionMakesTheNextFullEnumerationDue)

@@ -1,6 +1,7 @@
 // A selection that was edited between two watches: what it includes now has never been looked at.
 #include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/core/due/SelectionNote.h"
+#include "orbwatcher4/core/due/TimeRule.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 
 namespace
@@ -23,7 +24,7 @@ protected:
         CServiceRunSettings& settings = GetServiceRunSettings();
         settings.SetValue(FirstTimeRunTimeKey, Complete);
         EXPECT_TRUE(settings.Save());
-        DueEnumerations::NoteCheck(clock.Seconds()); // none begins by the time
+        TimeRule::NoteCheck(clock.Seconds()); // none begins by the time
         watcher.StartWatch();
         EXPECT_TRUE(watcher.WaitUntilReady(20000));
         watcher.AbortWatching();
@@ -93,7 +94,7 @@ TEST_F(EditedSelection, IsNoticedAtOnceWhenItsDestinationIsTakenAwayDuringAWatch
     EXPECT_EQ(WatchOnce(), Complete);
     watcher.StartWatch();
     ASSERT_TRUE(watcher.WaitUntilReady(20000));
-    DueEnumerations::NoteCheck(clock.Seconds() + 1000000);
+    TimeRule::NoteCheck(clock.Seconds() + 1000000);
     watcher.SetDestBackupFolderDB(nullptr);
     GetServiceRunSettings().Load();
     EXPECT_EQ(GetServiceRunSettings().GetValue(FirstTimeRunTimeKey, -1), 0);
@@ -105,6 +106,15 @@ TEST_F(EditedSelection, ThatAnEnumerationHasLookedAtIsComparedByTheFirstWatch)
     ASSERT_EQ(watcher.StartFirstTimeRun(0), 1);
     WatcherAccess::Parts(watcher).enumerator.EndRuns();
     Select(TreeItem() + Other());
+    EXPECT_EQ(WatchOnce(), 0);
+}
+
+TEST_F(EditedSelection, IsNoticedWhenItWasEditedBetweenItsLoadAndAnEnumeration)
+{
+    WriteRules(L"data.xml", TreeItem() + Other());
+    watcher.UpdateThreadsPriority(CPUSpeedFull);
+    ASSERT_EQ(watcher.StartFirstTimeRun(0), 1);
+    WatcherAccess::Parts(watcher).enumerator.EndRuns();
     EXPECT_EQ(WatchOnce(), 0);
 }
 

@@ -111,7 +111,7 @@ TEST_F(WatchedRoots, ARescanOfARootThatTheRulesNameNoMoreIsDropped)
         PassAfter(6);
     Parts().selection.requestedRoots.SetWatching(false);
     EXPECT_TRUE(rescans.empty());
-    EXPECT_FALSE(Parts().due.DueRescan(L"r:\\"));
+    EXPECT_FALSE(Parts().due.Rescans().Find(L"r:\\"));
 }
 
 TEST_F(WatchedRoots, ARootWhoseRulesWentToAnotherLetterIsNotWatchedAnyMore)

@@ -51,7 +51,7 @@ public:
 
     static void SetRunning(COrbWatcher& watcher, bool running) { Parts(watcher).enumerator.m_running = running; }
     static int Hidden(COrbWatcher& watcher) { return Parts(watcher).enumerator.m_hidden; }
-    static DWORD Pause(COrbWatcher& watcher) { return Parts(watcher).enumerator.m_found.m_pause; }
+    static DWORD Pause(COrbWatcher& watcher) { return Parts(watcher).enumerator.Found().m_pause; }
     // The thread of the enumeration of one root.
     static KernelHandle& RootThread(COrbWatcher& watcher, const wchar_t* root) ORB_UNCHECKED_LOCKS
     {

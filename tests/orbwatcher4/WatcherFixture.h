@@ -3,6 +3,7 @@
 
 #include "companions/indexdb/OrbIndexDB.h"
 #include "orbwatcher4/core/drives/WatchLoop.h"
+#include "orbwatcher4/core/due/TimeRule.h"
 #include "support/FileTimes.h"
 #include "tests/orbwatcher4/LogCapture.h"
 #include "tests/orbwatcher4/TestClock.h"
@@ -27,7 +28,7 @@ protected:
         m_dataFolderBefore = before;
         SetEnvironmentVariableW(L"ORB_DATA_FOLDER", folder.Path(L"data"));
         CIndexDB::ClearCache();
-        DueEnumerations::ForgetLastCheck();
+        TimeRule::ForgetLastCheck();
         // Shared with every process on the machine: what others have left is taken back.
         ResetEvent(WatcherAccess::DeletionsEvent(watcher));
         Parts().config.clock = &clock;

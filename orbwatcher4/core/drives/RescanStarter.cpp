@@ -2,6 +2,7 @@
 
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/OrbSettings.h"
+#include "orbwatcher4/core/due/TimeRule.h"
 #include "orbwatcher4/core/environment/Completes.h"
 
 namespace
@@ -27,17 +28,17 @@ RescanStarter::RescanStarter(DueEnumerations& due, Selection& selection, Enumera
 void RescanStarter::StartReady(std::int64_t now)
 {
     const CSingleLock drives(m_drives.lock);
-    for (const CString& root : m_due.ReadyRescans(now)) {
+    for (const CString& root : m_due.Rescans().Ready(now)) {
         if (!m_drives.list.contains(root))
-            m_due.Take(root); // the rules no longer name it
-        else if (const auto rescan = m_due.DueRescan(root); rescan && m_drives.IsPresent(root))
+            m_due.Rescans().Take(root); // the rules no longer name it
+        else if (const auto rescan = m_due.Rescans().Find(root); rescan && m_drives.IsPresent(root))
             Start(root, rescan->reason, now);
     }
 }
 
 bool RescanStarter::Start(const CString& root, const char* reason, std::int64_t now)
 {
-    DueEnumerations::Rescans::node_type due = m_due.Take(root);
+    DueRescans::Rescans::node_type due = m_due.Rescans().Take(root);
     bool started = false;
     Completes(L"The start of a run over one drive", [&] {
         m_begun.reserve(m_begun.size() + 1); // the announcement must not fail once the enumeration runs
@@ -47,7 +48,7 @@ bool RescanStarter::Start(const CString& root, const char* reason, std::int64_t 
         m_begun.emplace_back(root, reason);
         return true;
     }
-    if (!Completes(L"Keeping a rescan due", [&] { m_due.GiveBack(root, std::move(due), reason, now); }))
+    if (!Completes(L"Keeping a rescan due", [&] { m_due.Rescans().GiveBack(root, std::move(due), reason, now); }))
         m_due.MakeFull();
     return false;
 }
@@ -61,9 +62,9 @@ void RescanStarter::Announce()
 
 void RescanStarter::StartFullByTime(std::int64_t now)
 {
-    if (!m_selection.loaded || m_enumerator.IsShownAsRunning() || DueEnumerations::IsCheckTooEarly(now))
+    if (!m_selection.loaded || m_enumerator.IsShownAsRunning() || TimeRule::IsCheckTooEarly(now))
         return;
-    DueEnumerations::NoteCheck(now);
+    TimeRule::NoteCheck(now);
     if (!IsFullDue(now) || m_enumerator.IsShownAsRunning())
         return;
     g_OrbLog.Log(L"Rescanning selections based on time rule");

@@ -37,6 +37,6 @@ private:
     };
 
     CDirectoryChangeHandler& m_handler;
-    mutable CDirectoryChangeWatcher m_engine; // its questions are not const
+    CDirectoryChangeWatcher m_engine;
     std::map<CString, Attempts> m_attempts;
 };

@@ -187,7 +187,7 @@ void WatchLoop::WatchNewRoot(const CString& root)
     // The files that the new rules select were queued when the rules were added, but changes since then were not
     // reported. A drive that is away or holds another volume is watched when its own volume returns.
     if (m.drives.IsPresent(root) && m_watches.Begin(root, m_now))
-        m_rescans.Start(root, DueEnumerations::NewDrive, m_now);
+        m_rescans.Start(root, DueRescans::NewDrive, m_now);
 }
 
 // Keeps the knowledge about a root as long as the rules expect the same volume there.
@@ -259,14 +259,14 @@ void WatchLoop::FollowDrive(const CString& root, DriveGuidInfo& drive)
     }
     if (drive.volumeMatches) {
         if (m_watches.BeginAgain(root, m_now))
-            m_rescans.Start(root, DueEnumerations::WatchedAgain, m_now);
+            m_rescans.Start(root, DueRescans::WatchedAgain, m_now);
         return;
     }
     drive.volumeMatches = true;
     if (!root.IsEmpty() && !watched)
         m_watches.Begin(root, m_now);
     // Begun after the watch, which reports changes behind the enumeration.
-    m_rescans.Start(root, DueEnumerations::DriveReturned, m_now);
+    m_rescans.Start(root, DueRescans::DriveReturned, m_now);
 }
 
 void WatchLoop::DriveLost(const CString& root, DriveGuidInfo& drive)

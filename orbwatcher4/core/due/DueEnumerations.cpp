@@ -4,9 +4,11 @@
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/core/due/SelectionNote.h"
+#include "orbwatcher4/core/due/TimeRule.h"
 #include "orbwatcher4/core/environment/Completes.h"
 #include "support/BarList.h"
 #include "support/CaseFold.h"
+#include "support/WithoutThreadToken.h"
 
 #include <windows.h>
 
@@ -16,10 +18,6 @@ namespace
 {
 
 constexpr std::size_t LongestList = 4096; // units
-
-constexpr std::int64_t MinutesBetweenChecks = 30;
-
-std::atomic<std::int64_t> g_lastCheck{0}; // seconds since 1970
 
 std::set<CString> HandedOver(const CServiceRunSettings& settings)
 {
@@ -53,16 +51,9 @@ bool HoldsMoreThan(const std::set<CString>& present, const CString& folder)
 
 } // namespace
 
-bool DueEnumerations::IsCheckTooEarly(std::int64_t now)
-{
-    return now >= g_lastCheck && (now - g_lastCheck) / 60 < MinutesBetweenChecks;
-}
-
-void DueEnumerations::NoteCheck(std::int64_t now) { g_lastCheck = now; }
-void DueEnumerations::ForgetLastCheck() { g_lastCheck = 0; }
-
 void DueEnumerations::BeginRun(const FolderUse& use)
 {
+    const WithoutThreadToken asProcess; // the data folder and the index are the service's
     Completes(L"Finding out whose data folder this is", [&] { FindOutWhoseFolder(use); });
     if (m_foreign)
         return;
@@ -85,7 +76,7 @@ void DueEnumerations::FindOutWhoseFolder(const FolderUse& use)
                       L"The data folder belongs to the selection %s with the index %s. What is pending for %s is not "
                       L"kept there; use another data folder",
                       owner.selection.GetString(), owner.index.GetString(), use.selection.GetString());
-    ForgetLastCheck();
+    TimeRule::ForgetLastCheck();
     MakeFull();
 }
 
@@ -102,7 +93,7 @@ void DueEnumerations::NoticeAnotherIndex(const CString& index)
                           missing ? L"The index %s is lost: a full enumeration is due"
                                   : L"The index %s is not the one of the last run: a full enumeration is due",
                           index.GetString());
-        ForgetLastCheck();
+        TimeRule::ForgetLastCheck();
         if (!MakeFull(FullDue::Index))
             return; // the next run notices it again
     }
@@ -120,7 +111,7 @@ void DueEnumerations::NoticeAnotherSelection(const CString& content)
     if (!before.IsEmpty()) {
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__,
                           L"The selection is not as it was when it was last looked at: a full enumeration is due");
-        ForgetLastCheck();
+        TimeRule::ForgetLastCheck();
         if (!MakeFull(FullDue::Selection))
             return; // the next run notices it again
     }
@@ -145,7 +136,7 @@ void DueEnumerations::NoticeOtherDestinations(const std::set<CString>& folders)
                           folder.GetString());
     }
     if (due) {
-        ForgetLastCheck();
+        TimeRule::ForgetLastCheck();
         if (!MakeFull(FullDue::Destination))
             return; // the next run notices it again
     }
@@ -174,7 +165,7 @@ void DueEnumerations::NoticeUncleanEnd()
     if (left.empty())
         return;
     g_OrbLog.WriteLog(1, L"OrbWatcher", __LINE__, L"The last run did not end in an orderly way");
-    ForgetLastCheck();
+    TimeRule::ForgetLastCheck();
     if (MakeFull(FullDue::Killed))
         RunningMark::Forget(left);
 }
@@ -291,71 +282,9 @@ std::int64_t DueEnumerations::FullCompletedAt()
     return settings.GetValue(FirstTimeRunTimeKey, 0);
 }
 
-void DueEnumerations::Report(const CString& root, const char* reason, std::int64_t now)
-{
-    const CSingleLock lock(m_section);
-    const auto [place, isNew] = m_rescans.try_emplace(root, Rescan{now, now, reason});
-    if (!isNew)
-        place->second.last = now;
-}
-
-void DueEnumerations::ReportLoss(const CString& root, std::int64_t now) { Report(root, LostChanges, now); }
-
-void DueEnumerations::ReportLeftOut(const CString& root, std::int64_t now) { Report(root, DriveReturned, now); }
-
-std::vector<CString> DueEnumerations::ReadyRescans(std::int64_t now)
-{
-    std::vector<CString> ready;
-    const CSingleLock lock(m_section);
-    for (auto& [root, rescan] : m_rescans) {
-        rescan.last = std::min(rescan.last, now);
-        rescan.first = std::min(rescan.first, now);
-        if (now > rescan.last + QuietSeconds || now >= rescan.first + LongestWait)
-            ready.push_back(root);
-    }
-    return ready;
-}
-
-DueEnumerations::Rescans::node_type DueEnumerations::Take(const CString& root)
-{
-    const CSingleLock lock(m_section);
-    return m_rescans.extract(root);
-}
-
-void DueEnumerations::GiveBack(const CString& root, Rescans::node_type rescan, const char* reason, std::int64_t now)
-{
-    const CSingleLock lock(m_section);
-    if (!rescan) {
-        m_rescans.try_emplace(root, Rescan{now, now, reason});
-        return;
-    }
-    const Rescan before = rescan.mapped();
-    // It was reported again meanwhile, and is due since the earlier report.
-    if (const auto result = m_rescans.insert(std::move(rescan)); !result.inserted)
-        result.position->second.first = before.first;
-}
-
-std::optional<DueEnumerations::Rescan> DueEnumerations::DueRescan(const CString& root) const
-{
-    const CSingleLock lock(m_section);
-    const auto found = m_rescans.find(root);
-    return found == m_rescans.end() ? std::nullopt : std::optional<Rescan>(found->second);
-}
-
 bool DueEnumerations::HandOver(const std::function<bool(const CString& root)>& isAway)
 {
-    std::set<CString> away;
-    bool all = true;
-    {
-        const CSingleLock lock(m_section);
-        for (const auto& [root, rescan] : m_rescans) {
-            if (isAway(root))
-                away.insert(root);
-            else
-                all = false;
-        }
-        m_rescans.clear();
-    }
+    auto [away, all] = m_rescans.RemoveAll(isAway);
     if (away.empty() || m_foreign)
         return all;
     CServiceRunSettings& settings = GetServiceRunSettings();
@@ -378,9 +307,9 @@ void DueEnumerations::TakeOver(const std::set<CString>& roots, Roots known, std:
     const std::size_t before = left.size();
     for (const CString& root : roots)
         if (left.erase(root) != 0)
-            ReportLeftOut(root, now);
+            m_rescans.Report(root, DueRescans::DriveReturned, now);
     if (!left.empty() && known == Roots::AreAll) {
-        ForgetLastCheck();
+        TimeRule::ForgetLastCheck();
         if (MakeFull(FullDue::Root))
             left.clear();
     }

@@ -1,8 +1,7 @@
 // The enumerations that must happen and have not begun, with their reasons.
 //
 // A full enumeration covers every root. It is noted in the settings, so that the next start makes it if this run ends
-// first. A rescan covers one root: after lost changes, after a return, or after an enumeration that had to leave the
-// root out. Rescans are kept in memory; those that no pass begins any more are handed over to the next start.
+// first. A rescan covers one root (DueRescans); those that no pass begins any more are handed over to the next start.
 //
 // A full enumeration compares the disk with the index. It is due again when the index is another one than that of the
 // last run: a lost index is replaced by an empty one, which would count as complete otherwise.
@@ -15,6 +14,7 @@
 
 #include "companions/settings/FolderUse.h"
 #include "mfc/CString.h"
+#include "orbwatcher4/core/due/DueRescans.h"
 #include "orbwatcher4/core/due/RunningMark.h"
 #include "support/Clock.h"
 #include "support/RankedSection.h"
@@ -22,39 +22,19 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
-#include <map>
-#include <optional>
 #include <set>
-#include <vector>
 
 class DueEnumerations
 {
 public:
-    // Reasons of a rescan, as listeners receive them.
-    static constexpr const char* LostChanges = "lostChanges";
-    static constexpr const char* DriveReturned = "driveReturned";
-    static constexpr const char* WatchedAgain = "watchedAgain";
-    static constexpr const char* NewDrive = "newDrive";
-
-    // Seconds without further losses before a rescan begins, and the longest time that losses can delay it.
-    static constexpr std::int64_t QuietSeconds = 5;
-    static constexpr std::int64_t LongestWait = 300;
-
-    // The reasons that keep one rescan due.
-    struct Rescan {
-        std::int64_t first; // when it became due, and when it was last reported; seconds since 1970
-        std::int64_t last;
-        const char* reason;
-    };
-    using Rescans = std::map<CString, Rescan>;
-
     // --- The life of a run of the watcher. ---
 
     // Begins a run. From here on a crash would lose changes, so the next start must notice it. Also notices an earlier
     // crash. `use`: the selection and the index of this run.
     void BeginRun(const FolderUse& use = {});
-    // Compares the content of the selection (SelectionNote) with that of the last run. A full enumeration is due when
-    // it is another one: what the selection includes now may never have been looked at. An empty text is not compared.
+    // Compares the content of the selection (Selection::Content) with that of the last run. A full enumeration is due
+    // when it is another one: what the selection includes now may never have been looked at. An empty text is not
+    // compared.
     void NoticeAnotherSelection(const CString& content);
     // Compares the destinations that are kept out with those of the last run. A full enumeration is due when one of
     // them is none any more: what lies in it was never looked at. Each folder ends in a backslash.
@@ -70,14 +50,6 @@ public:
     // Ends the run in an orderly way. pendingKept: the pending files are on the disk. Otherwise the next start must
     // find them again.
     void EndRun(bool pendingKept);
-
-    // --- The time rule. Process-wide: several watchers together check as often as one. ---
-
-    // Returns true when fewer than 30 whole minutes have passed since the last check. A check in the future means that
-    // the clock was set back.
-    static bool IsCheckTooEarly(std::int64_t now);
-    static void NoteCheck(std::int64_t now);
-    static void ForgetLastCheck();
 
     // --- Full enumerations. ---
 
@@ -101,19 +73,9 @@ public:
     std::int64_t FullCompletedAt();
     bool IsFullDueAgain() const { return m_fullDueAgain; }
 
-    // --- Rescans of one root. Roots in the form of OrbFilter::StripToRoot. ---
+    // --- Rescans of one root. ---
 
-    // Throws std::bad_alloc, as all operations that note a root.
-    void ReportLoss(const CString& root, std::int64_t now);
-    void ReportLeftOut(const CString& root, std::int64_t now);
-    // Returns the rescans whose quiet time is over. After the clock was set back, the quiet time starts again.
-    std::vector<CString> ReadyRescans(std::int64_t now);
-    // Removes the rescan, which the caller then begins. A loss that is reported later makes another one due.
-    Rescans::node_type Take(const CString& root);
-    // Puts back a rescan that could not begin. Without a node, because nothing was lost, it becomes due now.
-    void GiveBack(const CString& root, Rescans::node_type rescan, const char* reason, std::int64_t now);
-    std::optional<Rescan> DueRescan(const CString& root) const;
-
+    DueRescans& Rescans() { return m_rescans; }
     // Notes in the settings which roots the next start must rescan: those that are away now. Returns true when no due
     // rescan is known to this run alone.
     bool HandOver(const std::function<bool(const CString& root)>& isAway);
@@ -128,10 +90,9 @@ private:
     void FindOutWhoseFolder(const FolderUse& use);
     void NoticeAnotherIndex(const CString& index);
     void NoticeUncleanEnd();
-    void Report(const CString& root, const char* reason, std::int64_t now);
 
+    DueRescans m_rescans;
     mutable RankedSection m_section{LockRank::Leaf, L"due enumerations"};
-    Rescans m_rescans ORB_GUARDED_BY(m_section);
     std::set<CString> m_unknown ORB_GUARDED_BY(m_section); // paths that have made a full enumeration due
     RunningMark m_mark;
     std::atomic<bool> m_fullDueAgain{false}; // a full one became due after FullBegins

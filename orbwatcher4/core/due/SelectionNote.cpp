@@ -2,7 +2,8 @@
 
 #include "companions/settings/OrbSettings.h"
 #include "support/BarList.h"
-#include "support/DigestOfFiles.h"
+
+#include <vector>
 
 namespace
 {
@@ -26,8 +27,6 @@ bool Put(const wchar_t* key, const CString& text)
 }
 
 } // namespace
-
-CString SelectionNote::Of(const std::vector<CString>& files) { return DigestOfFiles(files); }
 
 CString SelectionNote::Read() { return TextAt(SelectionNoteKey, LongestNote); }
 bool SelectionNote::Write(const CString& text) { return Put(SelectionNoteKey, text); }

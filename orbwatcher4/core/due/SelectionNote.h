@@ -1,19 +1,15 @@
-// The note of the selection in the service-run settings: the content of its files, and the destinations that were kept
-// out of it, for which a full enumeration was made or is due. A selection that was edited since, or a folder that is no
-// destination any more, may hold what no watch has looked at. Any thread.
+// The note of the selection in the service-run settings: its content (Selection::Content), and the destinations that
+// were kept out of it, for which a full enumeration was made or is due. A selection that was edited since, or a folder
+// that is no destination any more, may hold what no watch has looked at. Any thread.
 #pragma once
 
 #include "mfc/CString.h"
 
 #include <set>
-#include <vector>
 
 namespace SelectionNote
 {
 
-// Returns a text that stands for the content of the files, in their order; paths may be empty. Empty when the first
-// file cannot be read.
-CString Of(const std::vector<CString>& files);
 // Returns the text that is remembered; empty when none is.
 CString Read();
 // Remembers the text. Returns false when the settings could not be written.

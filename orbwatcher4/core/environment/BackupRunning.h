@@ -2,5 +2,5 @@
 #pragma once
 
 // Returns true while a backup service holds its mutex. Asks with the rights of the thread, and whoever owns the mutex.
-// Throws std::bad_alloc.
-bool IsBackupRunning();
+// Returns false also when memory has run out.
+bool IsBackupRunning() noexcept;

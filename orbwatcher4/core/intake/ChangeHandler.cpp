@@ -86,6 +86,23 @@ bool IsDeletion(const NotificationPtr& notification)
     return notification && notification->kind == NotificationKind::Deleted;
 }
 
+// Keeps the deletion of a folder's children when a file or another folder has taken its place. It is kept under the
+// other spelling of the path, which no existing path has.
+void KeepDeletionOfChildren(PendingStore::Locked& store, const CString& path, const NotificationPtr& pending)
+{
+    if (IsDeletion(pending) && CIndexDB::HasCachedItemsBelow(path))
+        store->Put(OtherSpelling(path), pending);
+}
+
+// Returns the outcome of a path that could not be normalized. A short name without a long form belongs to a file that
+// does not exist.
+PathOutcome DroppedAs(const OwnFiles& ownFiles, const CString& eventPath)
+{
+    if (ownFiles.Contains(eventPath))
+        return PathOutcome::OwnFile;
+    return eventPath.Find(L'~') >= 0 && IsReallyGone(eventPath) ? PathOutcome::Missing : PathOutcome::TooLong;
+}
+
 } // namespace
 
 // The judgement of one path with the store unlocked. A change that another thread reports for the path meanwhile wins.
@@ -251,7 +268,9 @@ void ChangeHandler::OnReadChangesError(DWORD error, const wchar_t* directory)
     // After lost changes the root must be rescanned. Any other error has ended the watch. The watch thread compares the
     // wanted roots with the watched ones and starts it again; changes were lost then, too.
     g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Changes below %s were lost: %d", directory, error);
-    Take([&] { m.due.ReportLoss(OrbFilter::StripToRoot(directory), m.config.clock->Seconds()); });
+    Take([&] {
+        m.due.Rescans().Report(OrbFilter::StripToRoot(directory), DueRescans::LostChanges, m.config.clock->Seconds());
+    });
 }
 
 std::optional<ChangeHandler::EventPath> ChangeHandler::NormalizeEventPath(const wchar_t* path,
@@ -325,24 +344,6 @@ std::optional<PathOutcome> ChangeHandler::IsDuplicateNotification(const EventPat
     return std::nullopt;
 }
 
-// Keeps the deletion of a folder's children when a file or another folder has taken its place. It is kept under the
-// other spelling of the path, which no existing path has.
-void ChangeHandler::KeepDeletionOfChildren(PendingStore::Locked& store, const CString& path,
-                                           const NotificationPtr& pending)
-{
-    if (IsDeletion(pending) && CIndexDB::HasCachedItemsBelow(path))
-        store->Put(OtherSpelling(path), pending);
-}
-
-// Returns the outcome of a path that could not be normalized. A short name without a long form belongs to a file that
-// does not exist.
-PathOutcome ChangeHandler::DroppedAs(const CString& eventPath) const
-{
-    if (m_ownFiles.Contains(eventPath))
-        return PathOutcome::OwnFile;
-    return eventPath.Find(L'~') >= 0 && IsReallyGone(eventPath) ? PathOutcome::Missing : PathOutcome::TooLong;
-}
-
 // Returns true for a path that the system does not open by its name, and logs a selected one.
 bool ChangeHandler::LeftOutByName(const wchar_t* path)
 {
@@ -362,7 +363,7 @@ PathOutcome ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, Arrival 
         return PathOutcome::Unreadable;
     const std::optional<EventPath> event = NormalizeEventPath(eventPath, listed);
     if (!event)
-        return DroppedAs(eventPath);
+        return DroppedAs(m_ownFiles, eventPath);
     const CString& path = event->path;
     PathOutcome refusal = PathOutcome::NotSelected;
     const std::optional<Classified> classified = ClassifyPath(path, &refusal);

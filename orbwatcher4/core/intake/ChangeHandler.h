@@ -1,7 +1,7 @@
 // Turns the events of the change engine into pending changes.
 //
-// The engine's notifier thread calls the slots, one event at a time. Resume and AddSingleNotification call
-// ProcessChangedFile on a thread of the service.
+// The engine's notifier thread calls the slots, one event at a time. Enumerations, the processing of deletions and the
+// operations of a service name paths on their own threads, at any time.
 #pragma once
 
 #include "directory_changes/DirectoryChanges.h"
@@ -63,7 +63,6 @@ private:
     std::optional<Classified> ClassifyPath(const CString& path, PathOutcome* refusal = nullptr);
     // Returns true for a path that the system cannot open, whatever it is.
     bool LeftOutByName(const wchar_t* path);
-    PathOutcome DroppedAs(const CString& eventPath) const;
     bool IsHiddenSkipped(const EventPath& event, const Notification& notification);
     void AddDirectoryChildren(const EventPath& folder);
     void AddSelectedBelow(const EventPath& folder);
@@ -73,7 +72,6 @@ private:
     PathOutcome Replace(const EventPath& event, bool expandDirectory);
     PathOutcome QueueAdded(const EventPath& event, const Classified& classified, bool expandDirectory,
                            PathOutcome refusal, Judgement& judgement);
-    void KeepDeletionOfChildren(PendingStore::Locked& store, const CString& path, const NotificationPtr& pending);
     void RecordRemoval(const CString& path, const FilterList& rules);
 
     const IntakeParts m;

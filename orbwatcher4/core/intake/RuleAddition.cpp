@@ -1,12 +1,12 @@
 #include "orbwatcher4/core/intake/RuleAddition.h"
 
 #include "companions/logging/OrbLogging.h"
-#include "orbwatcher4/core/due/SelectionNote.h"
 #include "orbwatcher4/core/environment/ActingForUser.h"
 #include "orbwatcher4/core/environment/Completes.h"
 #include "orbwatcher4/core/environment/FileFindData.h"
 #include "orbwatcher4/core/overlay/OverlayRemover.h"
 #include "orbwatcher4/core/selection/NewRules.h"
+#include "support/DigestOfFiles.h"
 
 #include <shlwapi.h>
 
@@ -27,9 +27,10 @@ AddQueueItemResult RuleAddition::Add(const wchar_t* xmlPath, bool deleteWhenDone
 AddQueueItemResult RuleAddition::TakeAndQueue(const wchar_t* xmlPath, bool deleteWhenDone,
                                               std::vector<ExcludedInfo>* excluded, bool mergeOnly)
 {
-    const CString before = SelectionNote::Of(m.config.files.OfTheSelection());
+    const CString before = DigestOfFiles(m.config.files.OfTheSelection());
     const TakenRules taken = TakeNewRules(m.selection, xmlPath);
-    const CString now = SelectionNote::Of(m.config.files.OfTheSelection());
+    const CString now = DigestOfFiles(m.config.files.OfTheSelection());
+    m.selection.NoteMerged(before, now);
     AddQueueItemResult result = taken.loaded ? RulesQueued : RulesNotLoaded;
     if (!mergeOnly) {
         const ActingForUser user(m.config.userToken);

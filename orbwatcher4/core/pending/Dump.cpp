@@ -2,6 +2,7 @@
 
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/OrbSettings.h"
+#include "orbwatcher4/core/due/TimeRule.h"
 #include "orbwatcher4/core/environment/Completes.h"
 #include "orbwatcher4/core/environment/FileFindData.h"
 #include "orbwatcher4/core/pending/DumpFile.h"
@@ -51,7 +52,7 @@ void TakeForDamaged(DueEnumerations& due, const wchar_t* why)
     g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__,
                       L"The dump %s is not as the last run left it, %s: a full enumeration is due",
                       DumpFilePath().GetString(), why);
-    DueEnumerations::ForgetLastCheck();
+    TimeRule::ForgetLastCheck();
     due.MakeFull(FullDue::Dump);
 }
 

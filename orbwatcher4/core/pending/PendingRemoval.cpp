@@ -127,7 +127,6 @@ bool PendingRemoval::IsAborted()
 
 void PendingRemoval::RemoveBelow(PendingStore& pending, const CString& prefix)
 {
-    g_OrbLog.Log(L"Scaning notifications for matching paths %s", prefix.GetString());
     EraseBelow(pending, prefix, [](const CString&) { return true; });
 }
 
@@ -135,7 +134,6 @@ void PendingRemoval::RemoveByMasks(PendingStore& pending, const CString& prefix,
                                    const std::set<std::uint64_t>& removedMasks,
                                    const std::set<std::uint64_t>& skippedMasks)
 {
-    g_OrbLog.Log(L"Scaning notifications for matching paths %s", prefix.GetString());
     EraseBelow(pending, prefix, [&](const CString& path) {
         if (!removedMasks.empty())
             return IsRemoved(path, removedMasks);

@@ -1,6 +1,7 @@
 // The parts that enumerations need. All of them outlive the enumerator.
 #pragma once
 
+#include "orbwatcher4/core/due/DueEnumerations.h"
 #include "orbwatcher4/core/intake/ChangeHandler.h"
 
 struct EnumerationParts {

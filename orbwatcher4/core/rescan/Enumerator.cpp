@@ -1,15 +1,11 @@
 #include "orbwatcher4/core/rescan/Enumerator.h"
 
 #include "companions/logging/OrbLogging.h"
-#include "orbwatcher4/core/due/SelectionNote.h"
 #include "orbwatcher4/core/environment/ActingForUser.h"
 #include "orbwatcher4/core/environment/Completes.h"
-#include "orbwatcher4/core/environment/FileFindData.h"
 #include "orbwatcher4/core/environment/WatcherThread.h"
-#include "orbwatcher4/core/rescan/EnumerationWalk.h"
 #include "orbwatcher4/core/rescan/RunningEvent.h"
 #include "orbwatcher4/core/selection/PluginTable.h"
-#include "support/WithoutThreadToken.h"
 
 #include <algorithm>
 #include <utility>
@@ -34,22 +30,11 @@ void ReloadSelection(const EnumerationParts& m)
     Completes(L"FillPluginTable", [&] { FillPluginTable(m.config); });
 }
 
-void SignalCompletion(const CString& name)
-{
-    if (name.IsEmpty())
-        return;
-    const WithoutThreadToken asProcess; // the event may be closed to the user
-    const KernelHandle event(OpenEventW(EVENT_ALL_ACCESS, FALSE, name));
-    if (event)
-        SetEvent(event.Get());
-}
-
 } // namespace
 
 Enumerator::Enumerator(const EnumerationParts& parts, std::function<bool(const CString& root)> isBeingRemoved)
     : m(parts),
-      m_isBeingRemoved(std::move(isBeingRemoved)),
-      m_found(parts)
+      m_roots(parts, std::move(isBeingRemoved))
 {
 }
 
@@ -70,14 +55,15 @@ bool Enumerator::Start(bool reload)
             return false;
         m_everStarted = true;
         m_running = true;
-        m_found.Tally().Restart();
-        m_found.Skipped().Restart();
+        m_roots.Found().Tally().Restart();
+        m_roots.Found().Skipped().Restart();
     }
     bool started = false;
-    if (!Completes(L"The start of the first-time run", [&] { started = BeginFull(reload); }))
+    Completes(L"The start of the first-time run", [&] { started = BeginFull(reload); });
+    if (!started) {
         m.due.MakeFull();
-    if (!started)
         m_running = false;
+    }
     return started;
 }
 
@@ -89,10 +75,6 @@ bool Enumerator::BeginFull(bool reload)
     if (reload)
         Completes(L"The reload for the first-time run", [this] { ReloadSelection(m); });
     m.selection.PrimaryWalks().ClearJunctionCache();
-    // A watch has compared them with those of the last run at its start.
-    CString content;
-    if (!m.selection.requestedRoots.IsWatching())
-        content = SelectionNote::Of(m.config.files.OfTheSelection());
     {
         const CSingleLock lock(m_lock);
         if (m_refusing)
@@ -103,8 +85,10 @@ bool Enumerator::BeginFull(bool reload)
             return false;
         }
     }
-    if (!content.IsEmpty())
-        Completes(L"Noting the selection", [&] { m.due.NoteLookedAt(content, m.selection.KeptOutDestinations()); });
+    // A watch has compared them with those of the last run at its start.
+    if (!m.selection.requestedRoots.IsWatching())
+        Completes(L"Noting the selection",
+                  [this] { m.due.NoteLookedAt(m.selection.Content(), m.selection.KeptOutDestinations()); });
     return true;
 }
 
@@ -116,67 +100,13 @@ unsigned __stdcall Enumerator::RunAll(void* enumerator)
     const ActingForUser user(self.m.config.userToken);
     std::optional<RunningEvent> event;
     Completes(L"Telling of the first-time run", [&] { event.emplace(self.m_hidden != 0); });
-    if (!user.Acts() || !Completes(L"The first-time run", [&] { self.EnumerateAllDrives(); }))
+    if (!user.Acts() || !Completes(L"The first-time run", [&] { self.m_roots.EnumerateAll(); }))
         self.m.due.MakeFull();
     const CSingleLock lock(self.m_lock);
     event.reset(); // before another enumeration can begin, whose event has the same name
     self.m_running = false;
     self.m_completed = true;
     return 0;
-}
-
-// Returns false when the drive does not hold the recorded volume now, whatever it held when the rules were loaded. A
-// walk over another volume would hand its files out under the recorded paths, and a walk over a drive that is being
-// removed would keep it in use.
-bool Enumerator::MayBeWalked(const CString& root) const
-{
-    return !m_isBeingRemoved(root) && IsReachable(root) && !m.selection.volumes.IsOther(root);
-}
-
-void Enumerator::LeaveOut(const CString& root)
-{
-    if (IsReachable(root))
-        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__,
-                          L"Initial scan started, but VolumeID doesn't match drive %s. Scan for this drive skipped.",
-                          root.GetString());
-    else
-        g_OrbLog.Log(L"%s is away and is enumerated when it returns", root.GetString());
-    m_found.Tally().CountBeside(PathOutcome::Missing);
-    m_found.Skipped().Add(root, PathOutcome::Missing);
-    m.due.ReportLeftOut(root, m.config.clock->Seconds());
-}
-
-void Enumerator::EnumerateAllDrives()
-{
-    if (!m.selection.loaded) {
-        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"The enumeration waits until the selection can be read");
-        m.due.MakeFull();
-        return;
-    }
-    for (const auto& [root, drive] : m.selection.Drives()) {
-        if (m.stop.IsSet())
-            break;
-        if (!MayBeWalked(root)) {
-            LeaveOut(root);
-            continue;
-        }
-        m_found.Unmet().Fill(root);
-        const bool whole = EnumerateSelected(root);
-        if (!m.stop.IsSet() && !MayBeWalked(root))
-            LeaveOut(root); // the drive or its volume went away meanwhile
-        if (whole)
-            continue;
-        if (!m.stop.IsSet()) // a run that is told to end has not failed
-            g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Error enumerating all files on disk, possible exception.");
-        m.due.ReportLeftOut(root, m.config.clock->Seconds());
-    }
-    m.selection.PrimaryWalks().ClearJunctionCache();
-    if (!m.stop.IsSet())
-        m_found.Unmet().ReportAll();
-    if (m.stop.IsSet())
-        m.due.MakeFull();
-    else
-        SignalCompletion(m.config.completionEvent);
 }
 
 void Enumerator::NoteCompleted() noexcept
@@ -218,28 +148,11 @@ unsigned __stdcall Enumerator::RunOne(void* driveAndEnumerator)
     Enumerator& self = *run->enumerator;
     const ActingForUser user(self.m.config.userToken);
     bool whole = false;
-    Completes(L"The run over one drive", [&] { whole = user.Acts() && self.EnumerateOne(run->root); });
+    Completes(L"The run over one drive", [&] { whole = user.Acts() && self.m_roots.EnumerateOne(run->root); });
     if (!whole || self.m.stop.IsSet())
         self.m.due.MakeFull();
     --self.m_rootsRunning;
     return whole ? 0 : RunFailed;
-}
-
-// Returns false when it was aborted.
-bool Enumerator::EnumerateOne(const CString& root)
-{
-    if (!MayBeWalked(root)) {
-        LeaveOut(root);
-        return true;
-    }
-    m_found.Unmet().Fill(root);
-    if (!EnumerateSelected(root))
-        return false;
-    if (!m.stop.IsSet() && !MayBeWalked(root))
-        LeaveOut(root); // the drive or its volume went away meanwhile
-    if (!m.stop.IsSet())
-        m_found.Unmet().ReportAll();
-    return true;
 }
 
 void Enumerator::Refuse()
@@ -281,54 +194,7 @@ EnumerationProgress Enumerator::Progress() const noexcept
     // Read before the counts: an enumeration that has ended has counted everything.
     const int running = (m_running ? 1 : 0) + m_rootsRunning;
     EnumerationProgress progress;
-    Completes(L"GetEnumerationProgress", [&] { progress = m_found.Tally().Read(); });
+    Completes(L"GetEnumerationProgress", [&] { progress = m_roots.Found().Tally().Read(); });
     progress.running = running;
     return progress;
-}
-
-bool Enumerator::EnumerateSelected(const wchar_t* drive) noexcept
-{
-    const COrbFuncLog guard(L"COrbWatcher::FirstRun");
-    return Enumerate(drive, L"*", true);
-}
-
-bool Enumerator::Enumerate(const wchar_t* drive, const wchar_t* pattern, bool checkRules) noexcept
-{
-    const ActingForUser user(m.config.userToken);
-    bool whole = false;
-    if (user.Acts())
-        Completes(L"EnumerateIncludedFiles", [&] { whole = EnumerateDrive(drive, pattern, checkRules); });
-    return whole;
-}
-
-bool Enumerator::EnumerateDrive(const wchar_t* drive, const wchar_t* pattern, bool checkRules)
-{
-    if (checkRules) {
-        std::vector<CString> files;
-        bool onlyFiles = false;
-        {
-            const CSingleLock lock(m.selection.primaryLock);
-            if (!m.selection.primary.IsDriveIncludeRules(drive))
-                return true;
-            onlyFiles = m.selection.primary.IsDriveIncludeOnlyFiles(drive);
-            if (onlyFiles)
-                m.selection.primary.GetExplicitFiles(drive, files);
-        }
-        for (const CString& file : files) {
-            if (m.stop.IsSet())
-                return false;
-            m_found.TakeNamed(file);
-        }
-        if (onlyFiles)
-            return true;
-    }
-    // Copied, because the rules may be edited while the walk runs.
-    ScanLists lists;
-    {
-        const CSingleLock lock(m.selection.primaryLock);
-        lists = m.selection.primary.CollectScanLists(drive);
-    }
-    EnumerationWalk walk(m_found);
-    return m.selection.PrimaryWalks().ScanSelection(lists, pattern, m.config.hiddenFiles, &walk,
-                                                    static_cast<HANDLE>(m.stop), &walk);
 }

@@ -1,12 +1,11 @@
-// Enumerates existing files: on all drives, and on one. Owns the threads that do it.
+// The threads that enumerate existing files: of all drives, and of one root.
 //
 // At most one full enumeration runs at a time, and one of each root beside it. Any thread.
 #pragma once
 
-#include "orbwatcher4/core/rescan/FoundFiles.h"
+#include "orbwatcher4/core/rescan/RootEnumeration.h"
 #include "support/Handle.h"
 
-#include <functional>
 #include <map>
 
 class Enumerator
@@ -33,11 +32,6 @@ public:
     void EndRuns();
     bool IsAnyThreadRunning() const;
 
-    // Enumerates what the rules of the drive include, or, without checkRules, all of it, on the calling thread and with
-    // the rights of the user. Returns false when that was aborted.
-    bool Enumerate(const wchar_t* drive, const wchar_t* pattern, bool checkRules) noexcept;
-    bool EnumerateSelected(const wchar_t* drive) noexcept;
-
     // A service has seen the end of a full enumeration.
     void NoteCompleted() noexcept;
     // Hidden enumerations are not reported as running.
@@ -46,7 +40,8 @@ public:
     bool WasEverStarted() const { return m_everStarted; }
     bool HasCompleted() const { return m_completed; }
     EnumerationProgress Progress() const noexcept;
-    FoundFiles& Found() { return m_found; }
+    RootEnumeration& Roots() { return m_roots; }
+    FoundFiles& Found() { return m_roots.Found(); }
 
 private:
     friend class WatcherAccess; // tests
@@ -55,15 +50,9 @@ private:
     static unsigned __stdcall RunOne(void* driveAndEnumerator);
 
     bool BeginFull(bool reload);
-    void EnumerateAllDrives();
-    bool EnumerateOne(const CString& root);
-    bool EnumerateDrive(const wchar_t* drive, const wchar_t* pattern, bool checkRules);
-    bool MayBeWalked(const CString& root) const;
-    void LeaveOut(const CString& root);
 
     const EnumerationParts m;
-    const std::function<bool(const CString& root)> m_isBeingRemoved;
-    FoundFiles m_found;
+    RootEnumeration m_roots;
     mutable RankedSection m_lock{LockRank::FirstTime, L"first-time state", ShortWaitSpins};
     bool m_refusing ORB_GUARDED_BY(m_lock) = false;
     KernelHandle m_thread ORB_GUARDED_BY(m_lock); // of the full enumeration

@@ -89,7 +89,7 @@ void UnmetPaths::ReportSelected()
     for (const CString& root : roots.Unreachable()) {
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"What disappeared from %s is looked for when it can be reached",
                           root.GetString());
-        m.due.ReportLeftOut(OrbFilter::StripToRoot(root), m.config.clock->Seconds());
+        m.due.Rescans().Report(OrbFilter::StripToRoot(root), DueRescans::DriveReturned, m.config.clock->Seconds());
     }
 }
 

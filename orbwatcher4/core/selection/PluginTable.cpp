@@ -70,6 +70,7 @@ bool Replace(CIndexDB& index, const std::vector<ProfileDatum>& plugins)
 
 bool FillPluginTable(const Config& config)
 {
+    const COrbFuncLog guard(L"COrbWatcher::FillPluginTable");
     const std::optional<std::vector<ProfileDatum>> plugins = ReadPlugins(config.files.data);
     if (!plugins) {
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Failed to load Data XML File");

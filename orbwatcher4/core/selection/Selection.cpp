@@ -2,6 +2,7 @@
 
 #include "orbwatcher4/core/environment/FileFindData.h"
 #include "support/Backslash.h"
+#include "support/DigestOfFiles.h"
 #include "support/WithoutThreadToken.h"
 
 #include <utility>
@@ -36,17 +37,34 @@ bool Selection::Load(OverlayCache* overlay, const wchar_t* advancedOfSecondary)
     primary.SetOverlayCache(overlay);
     // Comes before everything that may fail: the watch thread then uses whatever rules there are.
     requestedRoots.NoteOtherRules();
+    CString read = DigestOfFiles(files.OfTheSelection()); // comes first: a later edit is then noticed
+    const bool hadRules = primary.HasRules();
     // Without a file, rules that were added stay.
     const bool primaryWhole =
         !files.data.IsEmpty() && Reload(primary, files.data, files.autoExclude, files.advanced, findings);
     const bool secondaryWhole =
         Reload(secondary, files.secondary, files.secondaryAutoExclude, advancedOfSecondary, findings);
     primary.SetSecondaryFilter(&secondary);
+    if (primaryWhole || !hadRules)
+        std::swap(content, read);
     volumes.Follow(primary.GenerateDriveList());
     // The rules of the data file may be loaded although another file is missing or malformed.
     if (primaryWhole || (!files.data.IsEmpty() && primary.HasRules()))
         loaded = true;
     return primaryWhole && secondaryWhole;
+}
+
+CString Selection::Content()
+{
+    const CSingleLock lock(primaryLock);
+    return content;
+}
+
+void Selection::NoteMerged(const CString& before, const CString& now)
+{
+    const CSingleLock lock(primaryLock);
+    if (content == before)
+        content = now;
 }
 
 void Selection::RequestItsRoots()
@@ -63,6 +81,7 @@ void Selection::Clear()
     const CSingleLock second(secondaryLock);
     primary.ClearAll();
     secondary.ClearAll();
+    content.Empty();
     loaded = false;
 }
 

@@ -1,7 +1,7 @@
 // The selection of a watcher: both filters, each with its lock, and the drives that their rules name.
 //
-// Any thread. Every change of a path asks here, so the locks are held for a short time, and never while the disk or
-// another process is asked.
+// Any thread. Every change of a path asks here: a question holds a lock for a short time, and asks the disk without it.
+// Only loading rules and merging new ones hold the locks while files are read and written.
 #pragma once
 
 #include "OrbFileMonitorService/OverlayCache.h"
@@ -22,6 +22,11 @@ struct Selection {
     // true when both were read whole. Otherwise a filter keeps the rules that it held, or, if it held none, takes those
     // that could be read.
     bool Load(OverlayCache* overlay, const wchar_t* advancedOfSecondary = nullptr);
+    // Returns a text that stands for the content of the files of the primary filter, from before the present rules were
+    // read from them. Empty when there are no rules, or when their main file could not be read.
+    CString Content();
+    // Notes that rules were merged into the files, which had the first content before, and have the second one now.
+    void NoteMerged(const CString& before, const CString& now);
     // Requests the roots of all rules, when the watcher is watching.
     void RequestItsRoots();
     // Empties both filters.
@@ -63,6 +68,7 @@ struct Selection {
     OrbFilter primary ORB_GUARDED_BY(primaryLock);
     OrbFilter secondary ORB_GUARDED_BY(secondaryLock);
     CString destination ORB_GUARDED_BY(primaryLock);
+    CString content ORB_GUARDED_BY(primaryLock);
     RecordedVolumes volumes;
     RequestedRoots requestedRoots;
     WaitingFindings findings;
