@@ -4,9 +4,10 @@
 // Portable. Immutable; any thread.
 #pragma once
 
+#include "orbwatcher4/filter/FoldedTexts.h"
+
 #include <cstddef>
 #include <cstdint>
-#include <string>
 #include <string_view>
 #include <vector>
 
@@ -26,18 +27,7 @@ public:
     std::size_t MemoryHeld() const;
 
 private:
-    struct Ending {
-        std::uint32_t text; // place in m_texts
-        std::uint32_t length;
-        std::uint32_t count; // number of times that the mask contains it; 0: a free place
-    };
-
-    void Add(std::wstring_view entry);
-    Ending& PlaceOf(std::uint64_t hash, std::u16string_view folded);
-    const Ending* Find(std::uint64_t hash, std::u16string_view folded, std::size_t* looks) const;
-    bool IsAt(const Ending& ending, std::u16string_view folded) const;
-
-    std::u16string m_texts;        // case-folded, side by side
-    std::vector<Ending> m_table;   // open addressing; its size is a power of two
-    std::vector<bool> m_hasLength; // by length: true when an ending has this length
+    FoldedTexts m_endings;               // from the last unit to the first one, as paths are read
+    std::vector<std::uint32_t> m_counts; // number of times that the mask contains the ending, by its number
+    std::vector<bool> m_hasLength;       // by length: true when an ending has this length
 };

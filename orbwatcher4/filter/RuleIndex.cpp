@@ -1,10 +1,6 @@
 #include "orbwatcher4/filter/RuleIndex.h"
 
-#include "support/CaseFold.h"
-
 #include <algorithm>
-#include <bit>
-#include <limits>
 #include <unordered_map>
 
 namespace
@@ -15,13 +11,10 @@ constexpr std::uint8_t elsewhere = 2;
 // Up to this number, visiting one entry after the other is as fast.
 constexpr std::ptrdiff_t fewEntries = 12;
 
-std::uint32_t TagOf(std::uint64_t hash) { return static_cast<std::uint32_t>(hash >> 32); }
-
 } // namespace
 
-RuleIndex::RuleIndex(const FilterList& rules)
+RuleIndex::RuleIndex(const FilterList& rules) : m_paths(rules.size())
 {
-    m_table.resize(std::bit_ceil(2 * rules.size() + 1));
     std::vector<std::uint32_t> keys;
     keys.reserve(rules.size());
     for (const FilterPtr& rule : rules) {
@@ -34,28 +27,16 @@ RuleIndex::RuleIndex(const FilterList& rules)
     CollectEndings(rules);
 }
 
-// Returns the key of the rule's path; adds a new path.
+// Returns the number of the rule's path; adds a new path.
 std::uint32_t RuleIndex::KeyOf(const Filter& rule)
 {
-    const std::uint16_t* const upper = UpperUnits();
-    const std::size_t start = m_texts.size();
-    std::uint64_t hash = FoldedHashSeed;
-    for (const wchar_t unit : rule.path.View()) {
-        m_texts += upper[static_cast<std::uint16_t>(unit)];
-        hash = MixFolded(hash, m_texts.back());
-    }
-    std::size_t looks = 0;
-    Place& place = m_table[PlaceOf(hash, std::u16string_view(m_texts).substr(start), looks)];
-    if (place.key == 0) {
-        m_keys.push_back({start, static_cast<std::uint32_t>(m_texts.size() - start), 0, 0, false});
-        place = {TagOf(hash), static_cast<std::uint32_t>(m_keys.size())};
-    } else {
-        m_texts.resize(start);
-    }
-    Key& key = m_keys[place.key - 1];
+    const std::uint32_t number = m_paths.Add(rule.path.View());
+    if (number == m_keys.size())
+        m_keys.emplace_back();
+    Key& key = m_keys[number];
     ++key.count;
     key.begins = key.begins || rule.type != 0;
-    return place.key - 1;
+    return number;
 }
 
 void RuleIndex::NoteFoldersAbove(const Filter& rule)
@@ -83,23 +64,6 @@ bool RuleIndex::IncludesBelow(std::wstring_view folder) const
     return m_aboveIncludes.contains(hash);
 }
 
-// Returns the place of the path, or the place where it would be inserted.
-std::size_t RuleIndex::PlaceOf(std::uint64_t hash, std::u16string_view folded, std::size_t& looks) const
-{
-    const std::size_t mask = m_table.size() - 1;
-    for (std::size_t at = (hash ^ TagOf(hash)) & mask;; at = (at + 1) & mask) {
-        const Place& place = m_table[at];
-        ++looks;
-        if (place.key == 0)
-            return at;
-        if (place.tag != TagOf(hash))
-            continue;
-        const Key& key = m_keys[place.key - 1];
-        if (key.length == folded.size() && std::u16string_view(m_texts).substr(key.text, key.length) == folded)
-            return at;
-    }
-}
-
 // Puts the rules of one path side by side, in the order of the list.
 void RuleIndex::SortNumbers(const std::vector<std::uint32_t>& keys)
 {
@@ -118,12 +82,12 @@ void RuleIndex::SortNumbers(const std::vector<std::uint32_t>& keys)
 
 void RuleIndex::NoteLengths()
 {
-    for (const Key& key : m_keys) {
-        if (m_ends.size() <= key.length)
-            m_ends.resize(key.length + 1);
-        if (key.begins)
-            m_ends[key.length] |=
-                key.length > 0 && m_texts[key.text + key.length - 1] == u'\\' ? afterBackslash : elsewhere;
+    for (std::uint32_t number = 0; number < m_keys.size(); ++number) {
+        const std::u16string_view path = m_paths.Text(number);
+        if (m_ends.size() <= path.size())
+            m_ends.resize(path.size() + 1);
+        if (m_keys[number].begins)
+            m_ends[path.size()] |= path.ends_with(u'\\') ? afterBackslash : elsewhere;
     }
 }
 
@@ -184,10 +148,10 @@ void RuleIndex::Matches::Find(std::wstring_view path, char16_t* folded)
 
 void RuleIndex::Matches::Take(std::u16string_view folded, std::uint64_t hash)
 {
-    const Place& place = m_index.m_table[m_index.PlaceOf(hash, folded, m_looks)];
-    if (place.key == 0)
+    const std::uint32_t number = m_index.m_paths.Find(folded, hash, m_looks);
+    if (number == FoldedTexts::None)
         return;
-    const Key& key = m_index.m_keys[place.key - 1];
+    const Key& key = m_index.m_keys[number];
     const std::uint32_t* const first = m_index.m_numbers.data() + key.first;
     if (m_count == m_few.size())
         m_many.assign(m_few.begin(), m_few.end());

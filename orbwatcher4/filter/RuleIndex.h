@@ -10,11 +10,11 @@
 
 #include "orbwatcher4/filter/EndingSet.h"
 #include "orbwatcher4/filter/Filter.h"
+#include "orbwatcher4/filter/FoldedTexts.h"
 
 #include <array>
 #include <cstdint>
 #include <memory>
-#include <string>
 #include <string_view>
 #include <unordered_set>
 #include <utility>
@@ -65,16 +65,11 @@ public:
     const EndingSet* EndingsOf(std::uint32_t number) const;
 
 private:
+    // The rules of one path.
     struct Key {
-        std::size_t text; // place in m_texts
-        std::uint32_t length;
-        std::uint32_t first; // place in m_numbers
-        std::uint32_t count;
-        bool begins; // also longer paths: it is the path of a folder's rule
-    };
-    struct Place {
-        std::uint32_t tag; // the upper half of the hash
-        std::uint32_t key; // 0: free; counted from 1
+        std::uint32_t first = 0; // place in m_numbers
+        std::uint32_t count = 0;
+        bool begins = false; // also longer paths: it is the path of a folder's rule
     };
 
     std::uint32_t KeyOf(const Filter& rule);
@@ -82,12 +77,10 @@ private:
     void SortNumbers(const std::vector<std::uint32_t>& keys);
     void NoteLengths();
     void CollectEndings(const FilterList& rules);
-    std::size_t PlaceOf(std::uint64_t hash, std::u16string_view folded, std::size_t& looks) const;
     bool MayEndAt(std::wstring_view path, std::size_t length) const;
 
-    std::u16string m_texts; // the distinct paths, folded, side by side
-    std::vector<Key> m_keys;
-    std::vector<Place> m_table; // open addressing; its size is a power of two
+    FoldedTexts m_paths;
+    std::vector<Key> m_keys; // by number of the path
     std::vector<std::uint32_t> m_numbers;
     std::unordered_set<std::uint64_t> m_aboveIncludes; // hashes of the folders above the paths of including rules
     // By length: bit 0, a folder's path of that length ends in a backslash; bit 1, in something else.
