@@ -68,7 +68,7 @@ void TryFile(std::string_view bytes)
     const CString again = scratch.Read(flagsAgain);
     Require(flagsAgain == flags);
     const std::wstring_view units = read.View();
-    if ((flags & kTextUtf16Mark) || std::none_of(units.begin(), units.end(), IsSurrogate))
+    if ((flags & TextUtf16Mark) || std::none_of(units.begin(), units.end(), IsSurrogate))
         Require(again == read);
     scratch.Write(again, flags);
     Require(scratch.Read(flagsAgain) == again);

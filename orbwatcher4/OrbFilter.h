@@ -53,10 +53,10 @@ private:
     static bool Compare(std::wstring_view left, std::wstring_view right);
 };
 
-/// The watcher's state of one drive of the selection.
+/// One drive of the selection.
 struct DriveGuidInfo {
     std::int32_t serial = 0;    ///< volume serial number; 0: not recorded
-    bool volumeMatches = false; ///< the volume was found mounted; later: the drive is being watched
+    bool volumeMatches = false; ///< the volume was found mounted when the list was made
     std::int32_t removed = 0;   ///< 1: the drive must no longer be watched
 };
 /// The drives of a selection by root, as StripToRoot returns it. Converts to a plain map.

@@ -12,7 +12,7 @@
 namespace
 {
 
-constexpr std::uint64_t dayOfFileTime = 24ull * 60 * 60 * 10'000'000;
+constexpr std::uint64_t DayOfFileTime = 24ull * 60 * 60 * 10'000'000;
 
 bool TakeFromEnd(std::wstring_view& text, std::wstring_view ending)
 {
@@ -45,7 +45,7 @@ bool IsOld(const WIN32_FIND_DATAW& file)
     const FILETIME& time = file.ftLastWriteTime;
     const std::uint64_t written = time.dwLowDateTime | std::uint64_t(time.dwHighDateTime) << 32;
     const std::uint64_t now = SystemClock().FileTime();
-    return written < now && now - written > dayOfFileTime;
+    return written < now && now - written > DayOfFileTime;
 }
 
 } // namespace

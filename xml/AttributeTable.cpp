@@ -9,12 +9,12 @@ namespace
 {
 
 // Up to this number, a look at all of them is faster than a sorted search.
-constexpr std::size_t kFew = 16;
+constexpr std::size_t Few = 16;
 
 bool IsQuote(wchar_t unit) { return unit == L'"' || unit == L'\''; }
 
 // A table, because very many units are tested.
-constexpr auto kEndsAttributeName = [] {
+constexpr auto EndsAttributeName = [] {
     std::array<bool, 128> ends = {};
     for (wchar_t unit = 0; unit < 128; ++unit)
         ends[unit] = EndsTagName(unit) || unit == L'"' || unit == L'\'';
@@ -26,7 +26,7 @@ std::size_t EndOfName(std::wstring_view text, std::size_t start)
     const wchar_t* unit = text.data() + start;
     const wchar_t* const end = text.data() + text.size();
     while (unit != end &&
-           (static_cast<std::uint32_t>(*unit) >= 128 || !kEndsAttributeName[static_cast<std::size_t>(*unit)]))
+           (static_cast<std::uint32_t>(*unit) >= 128 || !EndsAttributeName[static_cast<std::size_t>(*unit)]))
         ++unit;
     return static_cast<std::size_t>(unit - text.data());
 }
@@ -119,7 +119,7 @@ AttributeTable::Value AttributeTable::ReadValue(std::wstring_view head, std::siz
 
 void AttributeTable::SortWhenMany()
 {
-    if (m_attributes.size() <= kFew)
+    if (m_attributes.size() <= Few)
         return;
     // A stable sort: of attributes with the same name, the first in the text stays first.
     std::ranges::stable_sort(m_attributes, {}, &Attribute::name);

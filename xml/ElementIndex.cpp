@@ -2,15 +2,15 @@
 
 namespace
 {
-constexpr std::size_t kPageRecords = 65536;
+constexpr std::size_t PageRecords = 65536;
 }
 
-void ElementIndex::AddPage() { m_pages.push_back(std::make_unique_for_overwrite<ElementRecord[]>(kPageRecords)); }
+void ElementIndex::AddPage() { m_pages.push_back(std::make_unique_for_overwrite<ElementRecord[]>(PageRecords)); }
 
 void ElementIndex::Reset(std::size_t textLength)
 {
     const std::size_t expected = textLength / 64 + 8;
-    const std::size_t pages = (expected + kPageRecords - 1) / kPageRecords;
+    const std::size_t pages = (expected + PageRecords - 1) / PageRecords;
     if (m_pages.size() > pages)
         m_pages.resize(pages);
     while (m_pages.size() < pages)

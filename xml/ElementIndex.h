@@ -12,8 +12,8 @@
 // Places are addresses of a PieceText. The head is the start tag without its closing ">" or "/>": it stays in one
 // piece, whatever edits are made.
 struct ElementRecord {
-    static constexpr std::uint32_t kEmpty = 1;    // <name/>
-    static constexpr std::uint32_t kNotEnded = 2; // an error in the text came before the end tag
+    static constexpr std::uint32_t Empty = 1;    // <name/>
+    static constexpr std::uint32_t NotEnded = 2; // an error in the text came before the end tag
 
     std::uint32_t start;
     std::uint32_t headLength;

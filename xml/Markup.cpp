@@ -46,7 +46,7 @@ namespace
 
 // Bytes in UTF-8, units in UTF-16. A document takes several times as much memory, so that a user who may write a file
 // of rules could use up all of it.
-constexpr std::size_t kLongestDocument = 256 * 1024 * 1024;
+constexpr std::size_t LongestDocument = 256 * 1024 * 1024;
 
 } // namespace
 
@@ -61,7 +61,7 @@ bool CMarkup::Load(const wchar_t* path)
     document.Clear();
     document.flags = 0;
     CString text;
-    if (!ReadTextFile(path, text, &document.result, &document.flags, {.longest = kLongestDocument}))
+    if (!ReadTextFile(path, text, &document.result, &document.flags, {.longest = LongestDocument}))
         return false;
     document.Parse(text);
     return true;
@@ -246,7 +246,7 @@ CString CMarkup::GetElementText() const
     if (!document.cursor.current)
         return {};
     const ElementRecord& record = document.index[document.cursor.current];
-    if (record.flags & ElementRecord::kEmpty)
+    if (record.flags & ElementRecord::Empty)
         return {};
     std::wstring scratch;
     const std::wstring_view markup = document.text.Range(record.start, record.end, scratch);

@@ -48,7 +48,7 @@ bool CMarkup::Document::CanInsert(std::size_t units)
 bool CMarkup::Document::CanHoldElements(std::uint32_t parent) const
 {
     const ElementRecord& record = index[parent];
-    return !(record.flags & ElementRecord::kEmpty) || !Head(record).ends_with(L'/');
+    return !(record.flags & ElementRecord::Empty) || !Head(record).ends_with(L'/');
 }
 
 std::uint32_t CMarkup::Document::Stage(std::wstring_view markup)
@@ -81,7 +81,7 @@ void CMarkup::Document::PlaceInto(std::uint32_t parent, std::uint32_t staged, st
         text.PlaceLast(staged, length);
         return;
     }
-    if (index[parent].flags & ElementRecord::kEmpty)
+    if (index[parent].flags & ElementRecord::Empty)
         OpenUp(parent);
     text.PlaceBefore(EndTagOf(index[parent]), staged, length);
 }
@@ -102,7 +102,7 @@ void CMarkup::Document::OpenUp(std::uint32_t element)
     text.PlaceBehind(record.end, staged, length);
     text.Remove(record.end - 2, record.end);
     record.end = staged + length;
-    record.flags &= ~ElementRecord::kEmpty;
+    record.flags &= ~ElementRecord::Empty;
 }
 
 // An end tag was placed in one call and has only one "<".
@@ -147,7 +147,7 @@ bool CMarkup::AppendElement(const wchar_t* name, const wchar_t* text)
     record.start = document.Stage(markup);
     record.headLength = static_cast<std::uint32_t>(tag.size() + 1);
     record.end = static_cast<std::uint32_t>(record.start + markup.size());
-    record.flags = data.empty() ? ElementRecord::kEmpty : 0;
+    record.flags = data.empty() ? ElementRecord::Empty : 0;
     document.Insert(document.index.Add(record));
     return true;
 }

@@ -13,13 +13,13 @@ struct Entity {
     std::wstring_view name; // with the semicolon
 };
 
-constexpr Entity kEntities[] = {{L'<', L"lt;"}, {L'&', L"amp;"}, {L'>', L"gt;"}, {L'\'', L"apos;"}, {L'"', L"quot;"}};
-constexpr std::size_t kLongestReplacement = 6;
-constexpr std::size_t kLongestReference = 7; // units after "&#" or "&#x", with the semicolon
+constexpr Entity Entities[] = {{L'<', L"lt;"}, {L'&', L"amp;"}, {L'>', L"gt;"}, {L'\'', L"apos;"}, {L'"', L"quot;"}};
+constexpr std::size_t LongestReplacement = 6;
+constexpr std::size_t LongestReference = 7; // units after "&#" or "&#x", with the semicolon
 
 void AppendEntity(wchar_t unit, std::wstring& out)
 {
-    for (const Entity& entity : kEntities)
+    for (const Entity& entity : Entities)
         if (entity.unit == unit)
             out.append(1, L'&').append(entity.name);
 }
@@ -30,7 +30,7 @@ std::wstring Escape(std::wstring_view text, std::wstring_view special)
     out.reserve(text.size() + text.size() / 5 + 7);
     for (const wchar_t unit : text) {
         // Reserves four times the room at once: a text with one such character usually has many.
-        if (out.capacity() - out.size() < kLongestReplacement)
+        if (out.capacity() - out.size() < LongestReplacement)
             out.reserve(out.capacity() * 4);
         if (special.find(unit) == std::wstring_view::npos)
             out += unit;
@@ -48,7 +48,7 @@ struct Decoded {
 
 std::optional<Decoded> DecodeName(std::wstring_view text)
 {
-    for (const Entity& entity : kEntities)
+    for (const Entity& entity : Entities)
         if (text.substr(1).starts_with(entity.name))
             return Decoded{entity.unit, 1 + entity.name.size()};
     return std::nullopt;
@@ -70,7 +70,7 @@ std::optional<Decoded> DecodeNumber(std::wstring_view text)
     const bool hexadecimal = text.starts_with(L"&#x");
     const unsigned base = hexadecimal ? 16 : 10;
     const std::size_t start = hexadecimal ? 3 : 2;
-    const std::size_t length = text.substr(start, kLongestReference).find(L';');
+    const std::size_t length = text.substr(start, LongestReference).find(L';');
     if (length == std::wstring_view::npos || length == 0)
         return std::nullopt;
     std::uint32_t value = 0;

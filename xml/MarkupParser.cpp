@@ -48,7 +48,7 @@ void MarkupParser::Start(const MarkupNode& node)
     record.start = start;
     record.headLength = static_cast<std::uint32_t>(node.headLength);
     record.end = static_cast<std::uint32_t>(start + node.length);
-    record.flags = node.empty ? ElementRecord::kEmpty : 0;
+    record.flags = node.empty ? ElementRecord::Empty : 0;
     record.parent = m_open;
     const std::uint32_t number = m_index.Add(record);
     m_index.LinkLast(m_open == m_outside ? m_first : m_index[m_open].firstChild, number);
@@ -95,7 +95,7 @@ void MarkupParser::CloseOpenElements(std::size_t stop)
 {
     for (; m_open != m_outside; m_open = m_index[m_open].parent) {
         m_index[m_open].end = static_cast<std::uint32_t>(m_base + stop);
-        m_index[m_open].flags |= ElementRecord::kNotEnded;
+        m_index[m_open].flags |= ElementRecord::NotEnded;
     }
 }
 

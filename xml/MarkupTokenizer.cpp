@@ -5,7 +5,7 @@
 namespace
 {
 
-constexpr std::size_t kNowhere = std::wstring_view::npos;
+constexpr std::size_t Nowhere = std::wstring_view::npos;
 constexpr const wchar_t* kNameCharacter = L"tag name character";
 
 } // namespace
@@ -151,7 +151,7 @@ MarkupTokenizer::Step MarkupTokenizer::ReadDocType(MarkupNode& node)
         if (rest.starts_with(L"<!--") || rest.starts_with(L"<?")) {
             const bool comment = rest[1] == L'!';
             const std::size_t end = rest.find(comment ? L"-->" : L"?>", comment ? 4 : 2);
-            if (end == kNowhere)
+            if (end == Nowhere)
                 break;
             at += end + (comment ? 2 : 1);
         } else if (rest[0] == L'"' || rest[0] == L'\'') {
@@ -169,7 +169,7 @@ MarkupTokenizer::Step MarkupTokenizer::ReadUntil(MarkupNode& node, NodeType type
                                                  std::wstring_view closing, const wchar_t* construct)
 {
     const std::size_t end = m_text.find(closing, from);
-    return end == kNowhere ? Unterminated(construct) : Take(node, type, end + closing.size());
+    return end == Nowhere ? Unterminated(construct) : Take(node, type, end + closing.size());
 }
 
 MarkupTokenizer::Step MarkupTokenizer::Take(MarkupNode& node, NodeType type, std::size_t end)

@@ -40,10 +40,10 @@ constexpr bool IsInMask(std::uint64_t mask, wchar_t unit)
 {
     return static_cast<std::uint32_t>(unit) < 64 && (mask >> unit & 1);
 }
-constexpr std::uint64_t kSpaces = MaskOf(L" \t\n\r");
-constexpr std::uint64_t kNameEnds = kSpaces | MaskOf(L"<>=/?!");
-constexpr bool IsMarkupSpace(wchar_t unit) { return IsInMask(kSpaces, unit); }
-constexpr bool EndsTagName(wchar_t unit) { return IsInMask(kNameEnds, unit) || unit == L'\\'; }
+constexpr std::uint64_t Spaces = MaskOf(L" \t\n\r");
+constexpr std::uint64_t NameEnds = Spaces | MaskOf(L"<>=/?!");
+constexpr bool IsMarkupSpace(wchar_t unit) { return IsInMask(Spaces, unit); }
+constexpr bool EndsTagName(wchar_t unit) { return IsInMask(NameEnds, unit) || unit == L'\\'; }
 // Returns the tag name that begins at `start`; empty when there is none.
 std::wstring_view TagNameAt(std::wstring_view text, std::size_t start);
 

@@ -41,7 +41,7 @@ private:
 class PieceText
 {
 public:
-    explicit PieceText(std::size_t longest = kLongestText) : m_longest(longest) { Reset({}); }
+    explicit PieceText(std::size_t longest = LongestText) : m_longest(longest) { Reset({}); }
 
     void Reset(CString text);
     std::size_t Length() const { return m_length; }

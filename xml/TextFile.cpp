@@ -15,8 +15,8 @@
 namespace
 {
 
-constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
-constexpr std::string_view kUtf16Mark = "\xFF\xFE";
+constexpr std::string_view Utf8Mark = "\xEF\xBB\xBF";
+constexpr std::string_view Utf16Mark = "\xFF\xFE";
 constexpr const wchar_t* kUtf8Prefix = L"UTF-8 BOM + ";
 constexpr const wchar_t* kUtf16Prefix = L"UTF-16LE BOM + ";
 
@@ -99,15 +99,15 @@ public:
         if (!size || !ReadAll(m_disk, m_file, first, head))
             return ErrorText(errno);
         const std::string_view begin(first, head);
-        if (begin == kUtf8Mark) {
-            flags |= kTextUtf8Mark;
-            return ReadUtf8(text, kUtf8Prefix, kUtf8Mark.size(), *size);
+        if (begin == Utf8Mark) {
+            flags |= TextUtf8Mark;
+            return ReadUtf8(text, kUtf8Prefix, Utf8Mark.size(), *size);
         }
-        if (begin.starts_with(kUtf16Mark)) {
-            flags |= kTextUtf16Mark;
+        if (begin.starts_with(Utf16Mark)) {
+            flags |= TextUtf16Mark;
             return ReadUtf16(text, *size);
         }
-        flags &= ~(kTextUtf16Mark | kTextUtf8Mark);
+        flags &= ~(TextUtf16Mark | TextUtf8Mark);
         return ReadUtf8(text, L"", 0, *size);
     }
 
@@ -129,11 +129,11 @@ private:
 
     std::wstring ReadUtf16(CString& text, std::size_t size)
     {
-        const std::size_t units = (size - kUtf16Mark.size()) / 2;
+        const std::size_t units = (size - Utf16Mark.size()) / 2;
         if (units > m_longest)
             return TooLong(size);
         const auto raw = std::make_unique_for_overwrite<std::uint16_t[]>(units);
-        if (Seek(m_file, static_cast<long long>(kUtf16Mark.size()), SEEK_SET) != 0 ||
+        if (Seek(m_file, static_cast<long long>(Utf16Mark.size()), SEEK_SET) != 0 ||
             !ReadAll(m_disk, m_file, raw.get(), units * 2))
             return ErrorText(errno);
         std::copy_n(raw.get(), units, text.GetBuffer(static_cast<int>(units)));
@@ -172,7 +172,7 @@ bool WriteUnits(FileBytes& disk, std::FILE* file, std::wstring_view text)
 std::optional<std::wstring> WriteUtf16(FileBytes& disk, std::FILE* file, std::wstring_view text)
 {
     // Kept for compatibility: if its mark cannot be written, the file stays empty and the call counts as done.
-    if (!WriteAll(disk, file, kUtf16Mark.data(), kUtf16Mark.size()))
+    if (!WriteAll(disk, file, Utf16Mark.data(), Utf16Mark.size()))
         return L"";
     if (!WriteUnits(disk, file, text))
         return std::nullopt;
@@ -181,7 +181,7 @@ std::optional<std::wstring> WriteUtf16(FileBytes& disk, std::FILE* file, std::ws
 
 std::optional<std::wstring> WriteUtf8(FileBytes& disk, std::FILE* file, std::wstring_view text, bool mark)
 {
-    const bool marked = mark && WriteAll(disk, file, kUtf8Mark.data(), kUtf8Mark.size());
+    const bool marked = mark && WriteAll(disk, file, Utf8Mark.data(), Utf8Mark.size());
     const std::string bytes = EncodeUtf8(text);
     if (!WriteAll(disk, file, bytes.data(), bytes.size()))
         return std::nullopt;
@@ -190,7 +190,7 @@ std::optional<std::wstring> WriteUtf8(FileBytes& disk, std::FILE* file, std::wst
 
 std::string Utf16Bytes(std::wstring_view text)
 {
-    std::string bytes(kUtf16Mark);
+    std::string bytes(Utf16Mark);
     bytes.reserve(bytes.size() + 2 * text.size());
     for (const wchar_t unit : text) {
         bytes += static_cast<char>(unit & 0xFF);
@@ -249,14 +249,14 @@ bool ReadTextFile(const wchar_t* path, CString& text, CString* result, std::uint
 
 bool EncodeText(const CString& text, std::uint32_t flags, std::string& bytes)
 {
-    if (flags & kTextUtf16Mark) {
+    if (flags & TextUtf16Mark) {
         bytes = Utf16Bytes(text.View());
         return true;
     }
     const std::string encoded = EncodeUtf8(text.View());
-    const bool marked = (flags & kTextUtf8Mark) != 0;
-    bytes = marked ? std::string(kUtf8Mark) + encoded : encoded;
-    return DecodesTo(encoded, text.View()) && (marked || !encoded.starts_with(kUtf8Mark));
+    const bool marked = (flags & TextUtf8Mark) != 0;
+    bytes = marked ? std::string(Utf8Mark) + encoded : encoded;
+    return DecodesTo(encoded, text.View()) && (marked || !encoded.starts_with(Utf8Mark));
 }
 
 bool WriteTextFile(const wchar_t* path, const CString& text, CString* result, std::uint32_t* flags,
@@ -269,8 +269,8 @@ bool WriteTextFile(const wchar_t* path, const CString& text, CString* result, st
         return false;
     }
     FileBytes& disk = DiskOf(options);
-    auto said = wanted & kTextUtf16Mark ? WriteUtf16(disk, file.get(), text.View())
-                                        : WriteUtf8(disk, file.get(), text.View(), (wanted & kTextUtf8Mark) != 0);
+    auto said = wanted & TextUtf16Mark ? WriteUtf16(disk, file.get(), text.View())
+                                       : WriteUtf8(disk, file.get(), text.View(), (wanted & TextUtf8Mark) != 0);
     // Some network shares report only here that the text did not arrive.
     if (std::fclose(file.release()) != 0)
         said = std::nullopt;

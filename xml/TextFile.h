@@ -13,11 +13,11 @@
 #include <string>
 
 // The bits of the flags word; other bits are passed through. A file with neither bit is UTF-8 without a mark.
-constexpr std::uint32_t kTextUtf16Mark = 1;
-constexpr std::uint32_t kTextUtf8Mark = 4;
+constexpr std::uint32_t TextUtf16Mark = 1;
+constexpr std::uint32_t TextUtf8Mark = 4;
 
 // A text that is longer than a CString can hold is refused.
-constexpr std::size_t kLongestText = INT_MAX / sizeof(wchar_t) - 64;
+constexpr std::size_t LongestText = INT_MAX / sizeof(wchar_t) - 64;
 
 // Moves the bytes. Tests replace it by a disk that fails.
 class FileBytes
@@ -30,7 +30,7 @@ public:
 };
 
 struct TextFileOptions {
-    std::size_t longest = kLongestText;
+    std::size_t longest = LongestText;
     FileBytes* bytes = nullptr; // null: the real one
 };
 

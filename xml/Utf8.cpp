@@ -6,7 +6,7 @@
 namespace
 {
 
-constexpr std::uint32_t kReplacement = '?';
+constexpr std::uint32_t Replacement = '?';
 
 bool IsAscii(unsigned char byte) { return byte < 0x80; }
 bool IsSurrogate(std::uint32_t unit) { return unit >= 0xD800 && unit <= 0xDFFF; }
@@ -59,7 +59,7 @@ public:
         if (IsAscii(first))
             return first;
         if (first >= 0xF8)
-            return kReplacement;
+            return Replacement;
         auto [following, code] = LeadOf(first);
         for (; following; --following) {
             if (m_next == m_end)
@@ -67,7 +67,7 @@ public:
             const auto byte = static_cast<unsigned char>(*m_next);
             // This byte is a character of its own and will be read again.
             if (IsAscii(byte))
-                return kReplacement;
+                return Replacement;
             code = code << 6 | (byte & 0x3Fu);
             ++m_next;
         }
@@ -118,7 +118,7 @@ std::uint32_t NextCodePoint(std::wstring_view units, std::size_t& next)
     if (!IsSurrogate(unit))
         return unit;
     if (next == units.size())
-        return kReplacement;
+        return Replacement;
     const std::uint32_t partner = static_cast<std::uint16_t>(units[next++]);
     return ((partner & 0x3FF) | (unit & 0x3FF) << 10) + 0x10000;
 }

@@ -9,7 +9,7 @@
 namespace
 {
 
-constexpr int maxTextLength = 259;
+constexpr int MaxTextLength = 259;
 
 } // namespace
 
@@ -73,7 +73,7 @@ bool CIndexDB::Insert(const ProfileDatum& plugin)
 {
     return m_state->Run([&] {
         for (const CString* text : {&plugin.name, &plugin.virtualPath, &plugin.rootPath, &plugin.guiName})
-            if (text->GetLength() > maxTextLength)
+            if (text->GetLength() > MaxTextLength)
                 throw IndexError{Error::Failed, L"a text of the plugin is too long"};
         m_state->connection.Execute(
             "INSERT INTO plugins(id, name, virtualPath, rootPath, guiName) VALUES(?, ?, ?, ?, ?)", plugin.id,

@@ -8,7 +8,7 @@ namespace
 {
 
 // "OrbI" in the file's header: it tells an index from other programs' databases.
-constexpr std::int64_t applicationId = 0x4F726249;
+constexpr std::int64_t ApplicationId = 0x4F726249;
 
 // Texts are stored in UTF-16, so that a file name that is not well-formed keeps its units.
 const char* const statements[] = {
@@ -61,7 +61,7 @@ bool IsIndex(IndexConnection& connection)
 {
     const std::int64_t version = connection.Number("PRAGMA user_version");
     const std::int64_t owner = connection.Number("PRAGMA application_id");
-    if (owner != applicationId) {
+    if (owner != ApplicationId) {
         if (version == 0 && owner == 0 && connection.Number("SELECT count(*) FROM sqlite_master") == 0)
             return false;
         throw IndexError{CIndexDB::Error::Corrupt, L"the database of another program"};

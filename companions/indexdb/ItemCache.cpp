@@ -9,14 +9,14 @@
 namespace
 {
 
-constexpr unsigned blockBits = 18;
-constexpr std::size_t blockUnits = std::size_t(1) << blockBits;
-static_assert(ItemCache::MaxPath <= blockUnits, "a name lies in one block");
+constexpr unsigned BlockBits = 18;
+constexpr std::size_t BlockUnits = std::size_t(1) << BlockBits;
+static_assert(ItemCache::MaxPath <= BlockUnits, "a name lies in one block");
 
 // The maps need a key that no entry has. A path with this key uses the neighbouring key: finds by key compare the paths
 // anyway.
-constexpr std::uint64_t deletedKey = ~std::uint64_t(0);
-std::uint64_t KeyOf(std::uint64_t hash) { return hash == deletedKey ? hash - 1 : hash; }
+constexpr std::uint64_t DeletedKey = ~std::uint64_t(0);
+std::uint64_t KeyOf(std::uint64_t hash) { return hash == DeletedKey ? hash - 1 : hash; }
 
 bool IsAscii(std::wstring_view text)
 {
@@ -33,9 +33,9 @@ std::size_t NameStart(std::wstring_view path)
 } // namespace
 
 ItemCache::ItemCache(std::uint64_t mostNameUnits)
-    : m_mostNameBlocks(static_cast<std::size_t>(mostNameUnits >> blockBits))
+    : m_mostNameBlocks(static_cast<std::size_t>(mostNameUnits >> BlockBits))
 {
-    m_subtrees.set_deleted_key(deletedKey);
+    m_subtrees.set_deleted_key(DeletedKey);
 }
 
 bool ItemCache::Put(const CachedDatum& datum, std::int64_t delayedUntil)
@@ -120,7 +120,7 @@ void ItemCache::Erase(std::uint64_t id)
     item.used = false;
     m_freeSlots.push_back(slot);
     m_unusedNameUnits += item.nameLength;
-    if (m_unusedNameUnits > 4 * blockUnits && m_unusedNameUnits > m_names.size() * blockUnits / 2)
+    if (m_unusedNameUnits > 4 * BlockUnits && m_unusedNameUnits > m_names.size() * BlockUnits / 2)
         DropUnusedNames();
 }
 
@@ -265,13 +265,13 @@ void ItemCache::CountInAncestors(std::wstring_view path, std::uint32_t change)
 
 std::uint32_t ItemCache::AddName(std::wstring_view name)
 {
-    if (m_names.empty() || m_namesUsed + name.size() >= blockUnits) {
+    if (m_names.empty() || m_namesUsed + name.size() >= BlockUnits) {
         if (m_names.size() >= m_mostNameBlocks)
             throw std::bad_alloc();
-        m_names.push_back(std::make_unique<wchar_t[]>(blockUnits));
+        m_names.push_back(std::make_unique<wchar_t[]>(BlockUnits));
         m_namesUsed = 0;
     }
-    const std::size_t place = (m_names.size() - 1) * blockUnits + m_namesUsed;
+    const std::size_t place = (m_names.size() - 1) * BlockUnits + m_namesUsed;
     std::copy(name.begin(), name.end(), m_names.back().get() + m_namesUsed);
     m_namesUsed += name.size();
     return static_cast<std::uint32_t>(place);
@@ -279,7 +279,7 @@ std::uint32_t ItemCache::AddName(std::wstring_view name)
 
 std::wstring_view ItemCache::NameOf(const Item& item) const
 {
-    return {m_names[item.name >> blockBits].get() + (item.name & (blockUnits - 1)), item.nameLength};
+    return {m_names[item.name >> BlockBits].get() + (item.name & (BlockUnits - 1)), item.nameLength};
 }
 
 // Millions of look-ups call this: it allocates once at most, not at all when the text before was as long, and never to
@@ -333,5 +333,5 @@ void ItemCache::DropUnusedNames()
     m_unusedNameUnits = 0;
     for (std::size_t slot = 0; slot < m_items.Size(); ++slot)
         if (Item& item = m_items[slot]; item.used)
-            item.name = AddName({old[item.name >> blockBits].get() + (item.name & (blockUnits - 1)), item.nameLength});
+            item.name = AddName({old[item.name >> BlockBits].get() + (item.name & (BlockUnits - 1)), item.nameLength});
 }

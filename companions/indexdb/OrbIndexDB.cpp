@@ -11,7 +11,7 @@ namespace
 {
 
 constexpr const wchar_t* logSource = L"OrbIndexDB";
-constexpr int defaultBusyTimeoutMs = 2000;
+constexpr int DefaultBusyTimeoutMs = 2000;
 
 bool IsReadOnlyFile(const CString& path)
 {
@@ -30,7 +30,7 @@ void CIndexDB::State::Open(bool writable, bool exclusive, int busyTimeoutMs)
         throw IndexError{Error::ReadOnly, L"the file is read-only"};
     // An exclusive connection needs a lock that only a writing connection can get.
     const Access access = writable ? Access::Create : exclusive ? Access::Write : Access::Read;
-    connection.Open(path, access, busyTimeoutMs > 0 ? busyTimeoutMs : defaultBusyTimeoutMs);
+    connection.Open(path, access, busyTimeoutMs > 0 ? busyTimeoutMs : DefaultBusyTimeoutMs);
     IndexSchema::RegisterCollation(connection);
     if (exclusive)
         connection.Execute("PRAGMA locking_mode=EXCLUSIVE");

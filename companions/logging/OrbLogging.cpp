@@ -14,7 +14,7 @@
 namespace
 {
 
-constexpr ULONGLONG retryAfterMs = 5000;
+constexpr ULONGLONG RetryAfterMs = 5000;
 
 std::wstring FormatText(const wchar_t* format, va_list arguments)
 {
@@ -130,7 +130,7 @@ void COrbLog::State::ToSinks(const LogLine& line)
 void COrbLog::State::ToFile(const LogLine& line)
 {
     FollowDataFolder();
-    if (broken && GetTickCount64() - triedAt < retryAfterMs)
+    if (broken && GetTickCount64() - triedAt < RetryAfterMs)
         return;
     std::wstring text = line.text;
     if (line.sourceLine != 0)

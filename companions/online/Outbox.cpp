@@ -19,7 +19,7 @@ namespace
 {
 
 constexpr const wchar_t* logSource = L"OnlineHandler";
-constexpr DWORD turnTimeoutMs = 10000;
+constexpr DWORD TurnTimeoutMs = 10000;
 
 // Lets one process and one thread of the installation work at a time. The counter is replaced as a whole, so that a
 // process that ends inside leaves nothing to repair.
@@ -28,7 +28,7 @@ class Turn : public ProcessTurn
     const WithoutThreadToken m_asProcess; // the counter belongs to the product, whichever user the thread acts for
 
 public:
-    Turn() : ProcessTurn(GetMainSettings().GetMainSettingsMutex(L"mutexs::GUID_ONLINE_OUTBOX"), turnTimeoutMs) {}
+    Turn() : ProcessTurn(GetMainSettings().GetMainSettingsMutex(L"mutexs::GUID_ONLINE_OUTBOX"), TurnTimeoutMs) {}
 };
 
 // Returns a number that the outbox can have used, written in digits only. Nothing for a damaged or foreign text.

@@ -20,8 +20,8 @@
 namespace
 {
 
-constexpr ULONGLONG retryAfterMs = 1000;
-constexpr DWORD longestTurnMs = 2000; // a save takes some milliseconds
+constexpr ULONGLONG RetryAfterMs = 1000;
+constexpr DWORD LongestTurnMs = 2000; // a save takes some milliseconds
 constexpr const wchar_t* logSource = L"OrbSettings";
 
 // The parts of a key: "Section::name" is the member "name" of the group "Section".
@@ -152,7 +152,7 @@ struct CSettings::State {
 void CSettings::State::Use()
 {
     const CString now = DataFolder::Path();
-    const bool another = loaded == Loaded::Unread && GetTickCount64() - triedAt >= retryAfterMs;
+    const bool another = loaded == Loaded::Unread && GetTickCount64() - triedAt >= RetryAfterMs;
     if (loaded == Loaded::No || folder != now || another)
         Load(now);
 }
@@ -259,7 +259,7 @@ bool CSettings::State::Save()
 {
     const WithoutThreadToken asProcess;
     DataFolder::Create(folder); // the name is made of the folder's long form, so the folder must exist
-    const ProcessTurn turn(TurnName(), longestTurnMs);
+    const ProcessTurn turn(TurnName(), LongestTurnMs);
     if (!turn)
         g_OrbLog.WriteLog(2, logSource, __LINE__,
                           L"Settings %s are written although another process may be writing them (error %u).",

@@ -11,13 +11,13 @@ namespace SettingsValue
 namespace
 {
 
-constexpr double twoTo32 = 4294967296.0;
+constexpr double TwoTo32 = 4294967296.0;
 
 std::int32_t Cut(double value)
 {
     if (!std::isfinite(value))
         return 0;
-    const double low = std::fmod(std::trunc(value), twoTo32); // between -2^32 and 2^32
+    const double low = std::fmod(std::trunc(value), TwoTo32); // between -2^32 and 2^32
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(static_cast<std::int64_t>(low)));
 }
 

@@ -6,10 +6,10 @@
 namespace
 {
 
-constexpr std::uint8_t afterBackslash = 1;
-constexpr std::uint8_t elsewhere = 2;
+constexpr std::uint8_t AfterBackslash = 1;
+constexpr std::uint8_t Elsewhere = 2;
 // Up to this number, visiting one entry after the other is as fast.
-constexpr std::ptrdiff_t fewEntries = 12;
+constexpr std::ptrdiff_t FewEntries = 12;
 
 } // namespace
 
@@ -87,7 +87,7 @@ void RuleIndex::NoteLengths()
         if (m_ends.size() <= path.size())
             m_ends.resize(path.size() + 1);
         if (m_keys[number].begins)
-            m_ends[path.size()] |= path.ends_with(u'\\') ? afterBackslash : elsewhere;
+            m_ends[path.size()] |= path.ends_with(u'\\') ? AfterBackslash : Elsewhere;
     }
 }
 
@@ -97,7 +97,7 @@ void RuleIndex::CollectEndings(const FilterList& rules)
     std::unordered_map<std::wstring_view, std::shared_ptr<const EndingSet>> known;
     for (std::uint32_t number = 0; number < rules.size(); ++number) {
         const std::wstring_view mask = rules[number]->mask.View();
-        if (rules[number]->isregex || std::count(mask.begin(), mask.end(), L';') < fewEntries)
+        if (rules[number]->isregex || std::count(mask.begin(), mask.end(), L';') < FewEntries)
             continue;
         auto& endings = known[mask];
         if (!endings)
@@ -117,7 +117,7 @@ bool RuleIndex::MayEndAt(std::wstring_view path, std::size_t length) const
     if (length == path.size())
         return true;
     const bool behindBackslash = length > 0 && path[length - 1] == L'\\';
-    return (m_ends[length] & (behindBackslash ? afterBackslash : elsewhere)) != 0;
+    return (m_ends[length] & (behindBackslash ? AfterBackslash : Elsewhere)) != 0;
 }
 
 RuleIndex::Matches::Matches(const RuleIndex& index, std::wstring_view path) : m_index(index)

@@ -20,7 +20,7 @@ bool IsDotOrSpace(wchar_t unit) { return unit == L'.' || unit == L' '; }
 bool IsImpossible(wchar_t unit) { return unit < 32 || L"*?\"<>|:"sv.find(unit) != std::wstring_view::npos; }
 
 // Units that ask for a closer look at the path.
-constexpr auto kClosely = [] {
+constexpr auto Closely = [] {
     std::array<bool, 128> closely = {};
     std::fill(closely.begin(), closely.begin() + 32, true);
     for (const wchar_t unit : L"/*?\"<>|:~&"sv)
@@ -34,7 +34,7 @@ bool ArePlainNames(std::wstring_view names)
     for (const wchar_t unit : names) {
         if (unit == L'\\' && (before == L'\\' || IsDotOrSpace(before)))
             return false;
-        if (static_cast<std::uint32_t>(unit) < kClosely.size() && kClosely[static_cast<std::size_t>(unit)])
+        if (static_cast<std::uint32_t>(unit) < Closely.size() && Closely[static_cast<std::size_t>(unit)])
             return false;
         before = unit;
     }

@@ -110,7 +110,7 @@ TEST_F(DrivesNow, ADriveThatIsBeingRemovedIsNotWalked)
     Start();
     {
         const CSingleLock lock(Parts().drives.lock);
-        Parts().drives.list[L"g:\\"].removed = 1;
+        Parts().drives.list[L"g:\\"].state = Drive::State::BeingRemoved;
     }
     Enumerate();
     EXPECT_FALSE(FileIsPending());

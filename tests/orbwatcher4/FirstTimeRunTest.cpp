@@ -346,7 +346,7 @@ TEST_F(DriveUpdates, AVolumeThatCameUnderAnotherLetterTakesItsRulesAlong)
     Select(Item(L"path=\"q:\\data\" type=\"1\" includeSub=\"1\""));
     {
         const CSingleLock lock(Parts().drives.lock);
-        Parts().drives.list = {{L"q:\\", {1330791013, true, 1}}};
+        Parts().drives.list = {{L"q:\\", {1330791013, Drive::State::BeingRemoved}}};
     }
     watcher.UpdateDrive(L"E:\\", WatcherEnum::NoAction);
     EXPECT_TRUE(Parts().selection.primary.RulesOf(L"e:\\").empty());
@@ -356,7 +356,7 @@ TEST_F(DriveUpdates, AVolumeThatCameUnderAnotherLetterTakesItsRulesAlong)
     const CSingleLock lock(Parts().drives.lock);
     ASSERT_EQ(Parts().drives.list.size(), 1u);
     EXPECT_EQ(Parts().drives.list[L"e:\\"].serial, 1330791013);
-    EXPECT_EQ(Parts().drives.list[L"e:\\"].removed, 0);
+    EXPECT_NE(Parts().drives.list[L"e:\\"].state, Drive::State::BeingRemoved);
 }
 
 TEST_F(DriveUpdates, ARemovedDriveIsNoLongerWatchedWhenTheCallReturns)
@@ -373,11 +373,11 @@ TEST_F(DriveUpdates, RemovingADriveWithoutAWatchThreadReturnsAtOnce)
 {
     {
         const CSingleLock lock(Parts().drives.lock);
-        Parts().drives.list = {{L"e:\\", {0, true, 0}}};
+        Parts().drives.list = {{L"e:\\", {0, Drive::State::Present}}};
     }
     watcher.UpdateDrive(L"e:\\", WatcherEnum::DriveRemoved);
     const CSingleLock lock(Parts().drives.lock);
-    EXPECT_EQ(Parts().drives.list[L"e:\\"].removed, 1);
+    EXPECT_EQ(Parts().drives.list[L"e:\\"].state, Drive::State::BeingRemoved);
 }
 
 } // namespace

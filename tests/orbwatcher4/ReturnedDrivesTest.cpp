@@ -88,7 +88,8 @@ TEST_F(ReturnedDrives, OneThatComesUnderAnotherLetterIsWatchedThere)
     Start();
     {
         const CSingleLock lock(Parts().drives.lock);
-        Parts().drives.list = {{L"q:\\", {1330791015, true, 1}}}; // removed by the service a moment ago
+        Parts().drives.list = {
+            {L"q:\\", {1330791015, Drive::State::BeingRemoved}}}; // removed by the service a moment ago
     }
     watcher.UpdateDrive(L"G:\\", WatcherEnum::DriveReappeared);
     PassAfter(1);

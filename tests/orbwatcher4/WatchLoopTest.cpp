@@ -88,14 +88,14 @@ TEST_F(Passes, ADriveThatIsUnpluggedLosesItsWatchAndIsWatchedAgainWhenItsVolumeR
     EXPECT_FALSE(Watches(L"g:\\"));
     {
         const CSingleLock lock(Parts().drives.lock);
-        EXPECT_FALSE(Parts().drives.list[L"g:\\"].volumeMatches);
+        EXPECT_EQ(Parts().drives.list[L"g:\\"].state, Drive::State::Away);
     }
     ASSERT_TRUE(AttachDrive('g', volume.c_str()));
     PassAfter(1);
     EXPECT_TRUE(Watches(L"g:\\"));
     {
         const CSingleLock lock(Parts().drives.lock);
-        EXPECT_TRUE(Parts().drives.list[L"g:\\"].volumeMatches);
+        EXPECT_EQ(Parts().drives.list[L"g:\\"].state, Drive::State::Present);
     }
     // Changes while it was away are looked for.
     EXPECT_EQ(rescans, std::vector<std::string>{"driveReturned"});
@@ -167,7 +167,7 @@ TEST_F(Passes, ADriveMarkedAsRemovedIsNotWatchedAnyMoreAndTheHandshakeIsAnswered
     Start();
     {
         const CSingleLock lock(Parts().drives.lock);
-        Parts().drives.list[L"r:\\"].removed = 1;
+        Parts().drives.list[L"r:\\"].state = Drive::State::BeingRemoved;
         ResetEvent(WatcherAccess::ReleasedEvent(watcher));
     }
     PassAfter(1);
@@ -379,7 +379,7 @@ TEST_F(Passes, EveryRemovedDriveIsUnwatchedWhateverTheEventSays)
     Start();
     {
         const CSingleLock lock(Parts().drives.lock);
-        Parts().drives.list[L"r:\\"].removed = Parts().drives.list[L"s:\\"].removed = 1;
+        Parts().drives.list[L"r:\\"].state = Parts().drives.list[L"s:\\"].state = Drive::State::BeingRemoved;
     }
     PassAfter(1);
     EXPECT_TRUE(watcher.GetWatchedRoots().empty());

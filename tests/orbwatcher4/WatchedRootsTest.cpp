@@ -137,7 +137,7 @@ TEST_F(WatchedRoots, ANewRuleOnADriveThatIsBeingRemovedDoesNotWatchItAgain)
     WatchLoop& loop = Start();
     {
         const CSingleLock lock(Parts().drives.lock);
-        Parts().drives.list[L"r:\\"].removed = 1;
+        Parts().drives.list[L"r:\\"].state = Drive::State::BeingRemoved;
     }
     PassAfter(1);
     const CString rules = WriteRules(L"new.xml", DriveRule(L"R:\\more"));

@@ -92,7 +92,7 @@ TEST_F(TextFileTest, ResultAndFlagsMayBeLeftOut)
 
 TEST_F(TextFileTest, ReadsUtf8WithoutMark)
 {
-    m_flags = kTextUtf16Mark | kTextUtf8Mark | 0x100;
+    m_flags = TextUtf16Mark | TextUtf8Mark | 0x100;
     EXPECT_TRUE(Read("<\xC3\xA4/>"));
     EXPECT_STREQ(m_text, L"<\xE4/>");
     EXPECT_STREQ(m_result, L"5 bytes to 4 wide chars");
@@ -104,7 +104,7 @@ TEST_F(TextFileTest, ReadsUtf8WithMark)
     EXPECT_TRUE(Read("\xEF\xBB\xBF<\xC3\xA4/>"));
     EXPECT_STREQ(m_text, L"<\xE4/>");
     EXPECT_STREQ(m_result, L"UTF-8 BOM + 5 bytes to 4 wide chars");
-    EXPECT_EQ(m_flags, kTextUtf8Mark);
+    EXPECT_EQ(m_flags, TextUtf8Mark);
 }
 
 TEST_F(TextFileTest, ReadsUtf16WithMark)
@@ -112,7 +112,7 @@ TEST_F(TextFileTest, ReadsUtf16WithMark)
     EXPECT_TRUE(Read("\xFF\xFE<\0\xAC\x20\x00\xD8>\0"s));
     EXPECT_EQ(m_text.View(), (std::wstring{L'<', 0x20AC, 0xD800, L'>'}));
     EXPECT_STREQ(m_result, L"UTF-16LE BOM + 4 wide chars");
-    EXPECT_EQ(m_flags, kTextUtf16Mark);
+    EXPECT_EQ(m_flags, TextUtf16Mark);
 }
 
 TEST_F(TextFileTest, LastOddByteOfUtf16IsLeftOut)
@@ -128,7 +128,7 @@ TEST_F(TextFileTest, TheUtf16MarkAloneIsAnEmptyText)
     EXPECT_TRUE(Read("\xFF\xFE"));
     EXPECT_TRUE(m_text.IsEmpty());
     EXPECT_STREQ(m_result, L"UTF-16LE BOM + 0 wide chars");
-    EXPECT_EQ(m_flags, kTextUtf16Mark);
+    EXPECT_EQ(m_flags, TextUtf16Mark);
 }
 
 TEST_F(TextFileTest, TheUtf8MarkAloneIsAnEmptyText)
@@ -136,7 +136,7 @@ TEST_F(TextFileTest, TheUtf8MarkAloneIsAnEmptyText)
     EXPECT_TRUE(Read("\xEF\xBB\xBF"));
     EXPECT_TRUE(m_text.IsEmpty());
     EXPECT_STREQ(m_result, L"UTF-8 BOM + 0 bytes to 0 wide chars");
-    EXPECT_EQ(m_flags, kTextUtf8Mark);
+    EXPECT_EQ(m_flags, TextUtf8Mark);
 }
 
 TEST_F(TextFileTest, FilesShorterThanAMarkHaveNone)
@@ -209,21 +209,21 @@ TEST_F(TextFileTest, WritesUtf8WithoutMark)
 
 TEST_F(TextFileTest, WritesUtf8WithMark)
 {
-    EXPECT_TRUE(Write(L"<\xE4/>", kTextUtf8Mark));
+    EXPECT_TRUE(Write(L"<\xE4/>", TextUtf8Mark));
     EXPECT_EQ(Written(), "\xEF\xBB\xBF<\xC3\xA4/>");
     EXPECT_STREQ(m_result, L"4 wide chars to UTF-8 BOM + 5 bytes");
 }
 
 TEST_F(TextFileTest, WritesUtf16UnitsAsTheyAre)
 {
-    EXPECT_TRUE(Write(CString(std::wstring_view(std::wstring{L'<', 0x20AC, 0xD800, L'>'})), kTextUtf16Mark));
+    EXPECT_TRUE(Write(CString(std::wstring_view(std::wstring{L'<', 0x20AC, 0xD800, L'>'})), TextUtf16Mark));
     EXPECT_EQ(Written(), "\xFF\xFE<\0\xAC\x20\x00\xD8>\0"s);
     EXPECT_STREQ(m_result, L"UTF-16LE BOM + 4 wide chars");
 }
 
 TEST_F(TextFileTest, WithBothBitsUtf16Wins)
 {
-    EXPECT_TRUE(Write(L"a", kTextUtf16Mark | kTextUtf8Mark));
+    EXPECT_TRUE(Write(L"a", TextUtf16Mark | TextUtf8Mark));
     EXPECT_EQ(Written(), "\xFF\xFE"
                          "a\0"s);
 }
@@ -250,7 +250,7 @@ TEST_F(TextFileTest, FileThatCannotBeCreatedGivesTheSystemsErrorText)
 
 TEST_F(TextFileTest, FailedWriteOfTheTextIsReported)
 {
-    for (const std::uint32_t flags : {0u, kTextUtf8Mark, kTextUtf16Mark}) {
+    for (const std::uint32_t flags : {0u, TextUtf8Mark, TextUtf16Mark}) {
         FailingBytes disk(flags ? 2 : 1);
         TextFileOptions options;
         options.bytes = &disk;
@@ -264,7 +264,7 @@ TEST_F(TextFileTest, FailedUtf16MarkLeavesAnEmptyFileAndCountsAsDone)
     FailingBytes disk(1);
     TextFileOptions options;
     options.bytes = &disk;
-    EXPECT_TRUE(Write(L"a", kTextUtf16Mark, options));
+    EXPECT_TRUE(Write(L"a", TextUtf16Mark, options));
     EXPECT_EQ(Written(), "");
     EXPECT_TRUE(m_result.IsEmpty());
 }
@@ -274,7 +274,7 @@ TEST_F(TextFileTest, FailedUtf8MarkIsLeftOutOfTheResult)
     FailingBytes disk(1);
     TextFileOptions options;
     options.bytes = &disk;
-    EXPECT_TRUE(Write(L"a", kTextUtf8Mark, options));
+    EXPECT_TRUE(Write(L"a", TextUtf8Mark, options));
     EXPECT_EQ(Written(), "a");
     EXPECT_STREQ(m_result, L"1 wide chars to 1 bytes");
 }
@@ -285,10 +285,10 @@ TEST(EncodeText, GivesTheBytesThatAreRead)
     std::string bytes;
     ASSERT_TRUE(EncodeText(text, 0, bytes));
     EXPECT_EQ(bytes, "a\xC3\xA4\xF0\x9F\x98\x80");
-    ASSERT_TRUE(EncodeText(L"a", kTextUtf8Mark, bytes));
+    ASSERT_TRUE(EncodeText(L"a", TextUtf8Mark, bytes));
     EXPECT_EQ(bytes, "\xEF\xBB\xBF"
                      "a");
-    ASSERT_TRUE(EncodeText(L"a\u00E4", kTextUtf16Mark, bytes));
+    ASSERT_TRUE(EncodeText(L"a\u00E4", TextUtf16Mark, bytes));
     EXPECT_EQ(bytes, std::string("\xFF\xFE"
                                  "a\0\xE4\0",
                                  6));
@@ -300,10 +300,10 @@ TEST(EncodeText, RefusesWhatWouldBeReadAsAnotherText)
     const wchar_t halfAtTheEnd[] = {L'a', 0xD800, 0};
     std::string bytes;
     EXPECT_FALSE(EncodeText(half, 0, bytes));
-    EXPECT_FALSE(EncodeText(halfAtTheEnd, kTextUtf8Mark, bytes));
+    EXPECT_FALSE(EncodeText(halfAtTheEnd, TextUtf8Mark, bytes));
     EXPECT_FALSE(EncodeText(L"\uFEFFa", 0, bytes));
     EXPECT_FALSE(EncodeText(CString(std::wstring_view(L"a\0b", 3)), 0, bytes));
-    EXPECT_TRUE(EncodeText(half, kTextUtf16Mark, bytes));
+    EXPECT_TRUE(EncodeText(half, TextUtf16Mark, bytes));
 }
 
 } // namespace

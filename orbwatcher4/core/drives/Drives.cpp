@@ -11,6 +11,13 @@ namespace
 
 constexpr DWORD EndCheckInterval = 1000; // milliseconds
 
+// A drive that is not to be removed any more counts as present; the next pass looks whether it is.
+void LetStay(Drive& drive)
+{
+    if (drive.state == Drive::State::BeingRemoved)
+        drive.state = Drive::State::Present;
+}
+
 } // namespace
 
 Drives::Drives(Selection& selection)
@@ -28,7 +35,7 @@ void Drives::Move(const CString& root)
         return;
     const CSingleLock drives(lock);
     if (const auto same = list.find(root); same != list.end())
-        same->second.removed = 0; // it may have returned before the watcher noticed that it was gone
+        LetStay(same->second); // it may have returned before the watcher noticed that it was gone
     const auto old = std::find_if(list.begin(), list.end(), [&](const auto& entry) {
         return entry.second.serial == static_cast<std::int32_t>(serial) && entry.first != root;
     });
@@ -38,9 +45,8 @@ void Drives::Move(const CString& root)
         const CSingleLock filter(m_selection.primaryLock);
         m_selection.primary.MoveDriveRules(old->first, root);
     }
-    DriveGuidInfo known = old->second;
-    known.removed = 0; // it had the old letter
-    list[root] = known;
+    LetStay(old->second);
+    list[root] = old->second;
     list.erase(old);
     m_selection.volumes.Follow(list);
 }
@@ -52,7 +58,7 @@ void Drives::Remove(const CString& root)
         const auto found = list.find(root);
         if (found == list.end())
             return;
-        found->second.removed = 1;
+        found->second.state = Drive::State::BeingRemoved;
         if (!m_followed)
             return;
         m_released.ResetEvent();
@@ -67,14 +73,14 @@ bool Drives::IsBeingRemoved(const CString& root) const
 {
     const CSingleLock drives(lock);
     const auto known = list.find(root);
-    return known != list.end() && known->second.removed == 1;
+    return known != list.end() && known->second.state == Drive::State::BeingRemoved;
 }
 
 bool Drives::IsPresent(const CString& root) const
 {
     lock.RequireHeld();
     const auto drive = list.find(root);
-    return drive != list.end() && drive->second.volumeMatches && drive->second.removed != 1;
+    return drive != list.end() && drive->second.state == Drive::State::Present;
 }
 
 std::vector<CString> Drives::WatchedRoots() const

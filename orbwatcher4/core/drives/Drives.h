@@ -10,7 +10,19 @@
 #include "mfc/CEvent.h"
 
 #include <atomic>
+#include <map>
 #include <vector>
+
+// A drive of the selection.
+struct Drive {
+    enum class State {
+        Away,         // it is not there, or its letter holds another volume
+        Present,      // its volume is there: it is watched, or is tried again
+        BeingRemoved, // it is let go, until it is gone or the service reports its return
+    };
+    std::int32_t serial = 0; // of the volume that the rules expect; 0: any
+    State state = State::Away;
+};
 
 class Drives
 {
@@ -35,7 +47,7 @@ public:
     void NoteReleased();
 
     mutable RankedSection lock{LockRank::DriveList, L"drive list"};
-    DriveList list ORB_GUARDED_BY(lock);
+    std::map<CString, Drive, RootBefore> list ORB_GUARDED_BY(lock);
     std::vector<CString> watchedRoots ORB_GUARDED_BY(lock);
 
 private:

@@ -7,22 +7,25 @@
 #include "orbwatcher4/core/selection/PluginTable.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace
 {
 
+using State = Drive::State;
+
 constexpr DWORD PassInterval = 1000; // milliseconds
 
 // Returns true when the root holds another volume than the rules expect.
-bool IsOtherVolume(const CString& root, const DriveGuidInfo& drive)
+bool IsOtherVolume(const CString& root, std::int32_t expected)
 {
-    if (drive.serial == 0)
+    if (expected == 0)
         return false;
     DWORD serial = 0;
     wchar_t name[MAX_PATH];
     if (!GetVolumeInformationW(RootOf(root), name, MAX_PATH, &serial, nullptr, nullptr, nullptr, 0))
         return true;
-    return static_cast<std::int32_t>(serial) != drive.serial;
+    return static_cast<std::int32_t>(serial) != expected;
 }
 
 } // namespace
@@ -59,11 +62,13 @@ void WatchLoop::LoadDriveList()
 }
 
 // Reads the volumes anew: the rules know them as they were when the rules were loaded.
-DriveList WatchLoop::ReadDriveList() const
+decltype(Drives::list) WatchLoop::ReadDriveList() const
 {
-    DriveList drives = m.selection.Drives();
-    for (auto& [root, drive] : drives)
-        drive.volumeMatches = IsReachable(RootOf(root)) && !IsOtherVolume(root, drive);
+    decltype(Drives::list) drives;
+    for (const auto& [root, known] : m.selection.Drives()) {
+        const bool present = IsReachable(RootOf(root)) && !IsOtherVolume(root, known.serial);
+        drives[root] = {known.serial, present ? State::Present : State::Away};
+    }
     return drives;
 }
 
@@ -85,7 +90,7 @@ void WatchLoop::WatchSelectedDrives()
     for (const auto& [root, drive] : m.drives.list) {
         if (m.stop.IsSet())
             break;
-        if (drive.volumeMatches)
+        if (drive.state == State::Present)
             m_watches.Begin(root, m_now);
     }
     NoteWatchedRoots();
@@ -194,15 +199,14 @@ void WatchLoop::WatchNewRoot(const CString& root)
 void WatchLoop::RegenerateDrives()
 {
     m.drives.lock.RequireHeld();
-    DriveList fresh = ReadDriveList();
+    auto fresh = ReadDriveList();
     for (auto& [root, drive] : fresh) {
         const auto known = m.drives.list.find(root);
         if (known == m.drives.list.end())
             continue;
-        drive.removed = known->second.removed;
         // The pass that checks the drive notices its return.
-        if (drive.serial == known->second.serial)
-            drive.volumeMatches = known->second.volumeMatches;
+        if (drive.serial == known->second.serial || known->second.state == State::BeingRemoved)
+            drive.state = known->second.state;
     }
     m.drives.list = std::move(fresh);
     m.selection.volumes.Follow(m.drives.list);
@@ -212,7 +216,7 @@ void WatchLoop::RemoveDrives()
 {
     const CSingleLock lock(m.drives.lock);
     for (const auto& [root, drive] : m.drives.list)
-        if (drive.removed == 1 && m_watches.IsWatched(root))
+        if (drive.state == State::BeingRemoved && m_watches.IsWatched(root))
             m_watches.End(root);
     UnwatchStrays();
     NoteWatchedRoots();
@@ -239,43 +243,40 @@ void WatchLoop::FollowDrives()
     NoteWatchedRoots();
 }
 
-void WatchLoop::FollowDrive(const CString& root, DriveGuidInfo& drive)
+void WatchLoop::FollowDrive(const CString& root, Drive& drive)
 {
     if (GetFileAttributesW(RootOf(root)) == INVALID_FILE_ATTRIBUTES) {
         DriveLost(root, drive);
         return;
     }
     // The drive is being removed. It is watched again when it returns.
-    if (drive.removed == 1)
+    if (drive.state == State::BeingRemoved)
         return;
     const bool watched = m_watches.IsWatched(root);
-    if (drive.volumeMatches && watched)
+    if (drive.state == State::Present && watched)
         return;
-    if (IsOtherVolume(root, drive)) {
-        drive.volumeMatches = false;
+    if (IsOtherVolume(root, drive.serial)) {
+        drive.state = State::Away;
         if (watched)
             m_watches.End(root);
         return;
     }
-    if (drive.volumeMatches) {
+    if (drive.state == State::Present) {
         if (m_watches.BeginAgain(root, m_now))
             m_rescans.Start(root, DueRescans::WatchedAgain, m_now);
         return;
     }
-    drive.volumeMatches = true;
+    drive.state = State::Present;
     if (!root.IsEmpty() && !watched)
         m_watches.Begin(root, m_now);
     // Begun after the watch, which reports changes behind the enumeration.
     m_rescans.Start(root, DueRescans::DriveReturned, m_now);
 }
 
-void WatchLoop::DriveLost(const CString& root, DriveGuidInfo& drive)
+void WatchLoop::DriveLost(const CString& root, Drive& drive)
 {
-    drive.removed = 0;
-    if (!drive.volumeMatches)
-        return;
-    drive.volumeMatches = false;
-    m_watches.Forget(root);
+    if (std::exchange(drive.state, State::Away) != State::Away)
+        m_watches.Forget(root);
 }
 
 void WatchLoop::NoteWatchedRoots()

@@ -50,7 +50,7 @@ private:
     friend class WatcherAccess; // tests
 
     void LoadDriveList();
-    DriveList ReadDriveList() const;
+    decltype(Drives::list) ReadDriveList() const;
     void TakeOverRescans();
     void WatchSelectedDrives();
     void LoadMissingSelection();
@@ -60,8 +60,8 @@ private:
     void RemoveDrives();
     void UnwatchStrays();
     void FollowDrives();
-    void FollowDrive(const CString& root, DriveGuidInfo& drive);
-    void DriveLost(const CString& root, DriveGuidInfo& drive);
+    void FollowDrive(const CString& root, Drive& drive);
+    void DriveLost(const CString& root, Drive& drive);
     void NoteUnwatchedRoots();
     void HandOverRescans();
     void NoteWatchedRoots();

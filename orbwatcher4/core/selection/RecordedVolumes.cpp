@@ -2,16 +2,6 @@
 
 #include "orbwatcher4/core/environment/FileFindData.h"
 
-void RecordedVolumes::Follow(const DriveList& drives)
-{
-    std::map<CString, std::int32_t> serials;
-    for (const auto& [root, drive] : drives)
-        if (drive.serial != 0)
-            serials.emplace(root, drive.serial);
-    const CSingleLock lock(m_section);
-    m_serials.swap(serials);
-}
-
 bool RecordedVolumes::IsOther(const CString& path) const
 {
     std::int32_t recorded = 0;

@@ -12,7 +12,17 @@
 class RecordedVolumes
 {
 public:
-    void Follow(const DriveList& drives);
+    // drives: a map of records with a serial number, by root.
+    template <typename List>
+    void Follow(const List& drives)
+    {
+        std::map<CString, std::int32_t> serials;
+        for (const auto& [root, drive] : drives)
+            if (drive.serial != 0)
+                serials.emplace(root, drive.serial);
+        const CSingleLock lock(m_section);
+        m_serials.swap(serials);
+    }
     // Returns false also when no volume is recorded: any volume is right then.
     bool IsOther(const CString& path) const;
 
