@@ -2,6 +2,7 @@
 
 #include "companions/indexdb/IndexFiles.h"
 #include "companions/indexdb/IndexFormat.h"
+#include "support/Utf8Text.h"
 
 #include <windows.h>
 
@@ -52,14 +53,6 @@ CIndexDB::Error ErrorOf(int status, int systemError)
     default:
         return CIndexDB::Error::Failed;
     }
-}
-
-std::string ToUtf8(const CString& text)
-{
-    const int count = WideCharToMultiByte(CP_UTF8, 0, text, text.GetLength(), nullptr, 0, nullptr, nullptr);
-    std::string bytes(static_cast<std::size_t>(count), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text, text.GetLength(), bytes.data(), count, nullptr, nullptr);
-    return bytes;
 }
 
 // Escapes the characters that have a meaning in a URI.
@@ -152,7 +145,7 @@ void IndexConnection::Open(const CString& path, Access access, int busyTimeoutMs
         flags |= SQLITE_OPEN_CREATE;
     if (access == Access::Immutable)
         flags |= SQLITE_OPEN_URI;
-    const std::string name = access == Access::Immutable ? ImmutableUri(ToUtf8(path)) : ToUtf8(path);
+    const std::string name = access == Access::Immutable ? ImmutableUri(ToUtf8(path.View())) : ToUtf8(path.View());
     sqlite3* connection = nullptr;
     const int status = sqlite3_open_v2(name.c_str(), &connection, flags, IndexFiles::Name());
     m_connection.reset(connection);

@@ -5,6 +5,7 @@
 #include "support/HarmlessText.h"
 #include "support/RankedSection.h"
 #include "support/TrustedFile.h"
+#include "support/Utf8Text.h"
 
 #include <cstdarg>
 #include <cwchar>
@@ -39,12 +40,7 @@ std::string ToUtf8Line(std::wstring text)
     for (wchar_t& unit : text)
         if (unit == L'\r' || unit == L'\n')
             unit = L' ';
-    text = HarmlessText(text);
-    const int units = static_cast<int>(text.size());
-    const int bytes = WideCharToMultiByte(CP_UTF8, 0, text.data(), units, nullptr, 0, nullptr, nullptr);
-    std::string line(static_cast<std::size_t>(bytes), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text.data(), units, line.data(), bytes, nullptr, nullptr);
-    return line;
+    return ToUtf8(HarmlessText(text));
 }
 
 spdlog::level::level_enum SpdlogLevel(LogLevel level)

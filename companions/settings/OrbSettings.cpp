@@ -10,6 +10,7 @@
 #include "support/ProcessTurn.h"
 #include "support/RankedSection.h"
 #include "support/TrustedFile.h"
+#include "support/Utf8Text.h"
 #include "support/WithoutThreadToken.h"
 
 #include <algorithm>
@@ -33,8 +34,8 @@ struct Key {
     {
         const std::size_t colons = key.find(L"::");
         if (colons != std::wstring_view::npos)
-            section = SettingsValue::ToUtf8(key.substr(0, colons));
-        name = SettingsValue::ToUtf8(colons == std::wstring_view::npos ? key : key.substr(colons + 2));
+            section = ToUtf8(key.substr(0, colons));
+        name = ToUtf8(colons == std::wstring_view::npos ? key : key.substr(colons + 2));
     }
 };
 
@@ -377,7 +378,7 @@ void CSettings::SetValue(const wchar_t* key, const wchar_t* value)
 {
     const CSingleLock lock(m_state->section);
     m_state->Use();
-    m_state->Set(key, SettingsValue::ToUtf8(value ? value : L""));
+    m_state->Set(key, ToUtf8(value ? value : L""));
 }
 
 CString CSettings::GetDataFolderPath() const

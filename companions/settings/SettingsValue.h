@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <string_view>
 
 namespace SettingsValue
 {
@@ -15,9 +14,5 @@ namespace SettingsValue
 std::optional<std::int32_t> AsNumber(const nlohmann::json& value);
 // Returns a text; nothing for lists and groups.
 std::optional<std::wstring> AsText(const nlohmann::json& value);
-
-// Converts to UTF-8. A lone surrogate becomes U+FFFD, because it has no form in UTF-8.
-std::string ToUtf8(std::wstring_view text);
-std::wstring FromUtf8(std::string_view bytes);
 
 } // namespace SettingsValue
