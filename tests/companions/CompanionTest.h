@@ -3,12 +3,14 @@
 
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/DataFolder.h"
+#include "tests/support/Said.h"
 #include "tests/support/TempFolder.h"
 
 #include <gtest/gtest.h>
 
 #include <windows.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -52,12 +54,12 @@ public:
     LogCapture(const LogCapture&) = delete;
     LogCapture& operator=(const LogCapture&) = delete;
 
-    bool Has(const wchar_t* part) const
+    // Returns whether a line contains the part.
+    testing::AssertionResult Has(const wchar_t* part) const
     {
-        for (const std::wstring& text : texts)
-            if (text.find(part) != std::wstring::npos)
-                return true;
-        return false;
+        return SaidInLog(std::any_of(texts.begin(), texts.end(),
+                                     [&](const std::wstring& text) { return text.find(part) != std::wstring::npos; }),
+                         texts);
     }
 
     std::vector<std::wstring> texts;

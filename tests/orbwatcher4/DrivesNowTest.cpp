@@ -61,7 +61,7 @@ protected:
         WatcherAccess::Parts(watcher).enumerator.EndRuns();
     }
     bool FileIsPending() { return Pending(L"G:\\drives-now\\a.txt") != nullptr; }
-    bool SaidThatGWasSkipped()
+    testing::AssertionResult SaidThatGWasSkipped()
     {
         return log.Has(L"Initial scan started, but VolumeID doesn't match drive g:\\. Scan for this drive skipped.");
     }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "companions/logging/OrbLogging.h"
+#include "tests/support/Said.h"
 
 #include <algorithm>
 #include <mutex>
@@ -41,7 +42,14 @@ public:
         return static_cast<int>(
             std::count_if(lines.begin(), lines.end(), [&](const Line& line) { return line.text == text; }));
     }
-    bool Has(const std::wstring& text) const { return Count(text) > 0; }
+    // Returns whether a line is exactly this text.
+    testing::AssertionResult Has(const std::wstring& text) const
+    {
+        std::vector<std::wstring> texts;
+        for (const Line& line : Lines())
+            texts.push_back(line.text);
+        return SaidInLog(std::find(texts.begin(), texts.end(), text) != texts.end(), texts);
+    }
     void Clear()
     {
         const std::scoped_lock lock(m_mutex);
