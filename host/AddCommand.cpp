@@ -4,6 +4,7 @@
 #include "host/OutputFiles.h"
 #include "host/RulesAddition.h"
 #include "host/Selection.h"
+#include "host/records/AddRecords.h"
 #include "orbwatcher4/OrbFilter.h"
 
 namespace
@@ -68,7 +69,7 @@ bool AreRulesReadable(const NewRules& rules, const AddOptions& options, RecordWr
     if (unread.empty())
         return true;
     writer.Error(L"the rules cannot be read: " + unread + L"; orbwatch init FOLDER writes a sample", options.rules);
-    writer.Added(0, 0, ExitUsage, "the rules cannot be read");
+    writer.Write(AddSummaryRecord{0, 0, ExitUsage, "the rules cannot be read"});
     return false;
 }
 
@@ -87,9 +88,9 @@ ExitCode Tell(const RulesAdded& added, const NewRules& rules, const AddOptions& 
     }
     TellFindings(rules.findings, {options.rules, {}, {}, {}}, UnreadFiles::AreNotes, writer);
     for (const PassedOverPath& path : rules.inVain)
-        writer.Skipped(path);
+        writer.Write(SkippedRecord{path});
     for (const ExcludedInfo& excluded : added.excluded)
-        writer.ExclusionMet(excluded);
+        writer.Write(ExcludedRecord{excluded});
     return rules.AreWhole() ? ExitDone : ExitSomeUnreadable;
 }
 
@@ -105,7 +106,7 @@ ExitCode TellAnswer(const RulesAdded& added, const NewRules& rules, const AddOpt
         writer.Note(failure);
     if (IsDone(code) && !added.failures.empty())
         code = ExitFailure;
-    writer.Added(std::nullopt, added.excluded.size(), code, WhyNothingWasQueued(added));
+    writer.Write(AddSummaryRecord{std::nullopt, added.excluded.size(), code, WhyNothingWasQueued(added)});
     return code;
 }
 
@@ -130,7 +131,7 @@ public:
         code = m_service.End(code);
         if (IsDone(code) && m_failed)
             code = ExitFailure;
-        m_writer.Added(m_queued, m_exclusions, code, m_whyNot);
+        m_writer.Write(AddSummaryRecord{m_queued, m_exclusions, code, m_whyNot});
         return code;
     }
 
@@ -151,7 +152,7 @@ private:
     {
         std::vector<CString> queued;
         for (QueueDatum datum; m_service.Watcher().GetSingleNotification(nullptr, datum);) {
-            m_writer.Queued(datum);
+            m_writer.Write(QueuedRecord{datum});
             queued.emplace_back(datum.path);
         }
         for (const CString& path : queued)

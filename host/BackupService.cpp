@@ -5,6 +5,7 @@
 #include "companions/settings/OrbSettings.h"
 #include "host/Console.h"
 #include "host/IndexAdvice.h"
+#include "host/records/FileRecords.h"
 
 #include <algorithm>
 
@@ -211,7 +212,7 @@ void BackupService::Give(const QueueDatum& datum, const FileIdentity& identity)
         return;
     // An item that returned during its deletion must be forgotten before it is recorded anew, not after.
     TellDeletions();
-    m_writer.Pending(datum);
+    m_writer.Write(PendingRecord{datum});
     // No program received the file: it becomes pending again.
     if (!m_writer.Good()) {
         m_watcher.AddSingleNotification(datum.path);
@@ -282,7 +283,7 @@ bool BackupService::TellEvents()
 {
     bool any = TellDeletions();
     for (const WatcherEvents::Rescan& rescan : m_events.TakeRescans()) {
-        m_writer.Rescan(rescan.root, rescan.reason);
+        m_writer.Write(RescanRecord{rescan.root, rescan.reason});
         any = true;
     }
     return TellSkipped() || any;
@@ -305,7 +306,7 @@ void BackupService::TellSkipped(const PassedOverPath& path)
     if (m_toldSkipped.size() >= mostKept)
         m_toldSkipped.clear();
     if (m_toldSkipped.insert(path.path.GetString()).second)
-        m_writer.Skipped(path);
+        m_writer.Write(SkippedRecord{path});
 }
 
 // A service that has dealt with a deletion forgets the item: a file that returns is a new one.
@@ -317,7 +318,7 @@ bool BackupService::TellDeletions()
     m_deletions += deletions.size();
     std::vector<CString> deleted;
     for (const DeletionRecord& record : deletions) {
-        m_writer.Deleted(record);
+        m_writer.Write(DeletedRecord{record});
         if (m_options.record && IsStillDeleted(record))
             deleted.push_back(record.path);
     }

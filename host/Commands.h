@@ -3,9 +3,9 @@
 
 #include "host/ExitCode.h"
 #include "host/OverlayCommand.h"
-#include "host/RecordWriter.h"
 #include "host/Selection.h"
 #include "host/completion/Completion.h"
+#include "host/records/RecordWriter.h"
 
 #include <CLI/CLI.hpp>
 

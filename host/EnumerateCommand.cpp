@@ -1,5 +1,8 @@
 #include "host/EnumerateCommand.h"
 
+#include "host/records/EnumerationRecords.h"
+#include "host/records/FileRecords.h"
+
 namespace
 {
 
@@ -21,7 +24,7 @@ public:
         const ExitCode code = Enumerate();
         m_writer.EndProgress();
         m_service.Watcher().AbortWatching(); // nothing is counted after this
-        EnumerationSummary summary;
+        EnumerationSummaryRecord summary;
         summary.progress = m_service.Watcher().GetEnumerationProgress();
         const std::uint64_t unread = summary.progress.Of(PathOutcome::Unreadable);
         summary.exitCode = m_service.End(code, unread != 0 || leftOut || m_service.IsSelectionPartly());
@@ -29,7 +32,7 @@ public:
         summary.deleted = m_service.Deletions();
         summary.handedOut = m_service.HandedOut();
         summary.pending = m_service.StillPending();
-        m_writer.Summary(summary);
+        m_writer.Write(summary);
         return m_writer.Good() ? static_cast<ExitCode>(summary.exitCode) : ExitFailure;
     }
 
@@ -41,7 +44,7 @@ private:
         bool leftOut = !selection.TellWhatIsNotThere(m_writer);
         for (const PassedOverPath& path : selection.IncludedInVain(SelectionView::AbsentRoots::AreLeftOut))
             if (path.why != PathOutcome::Missing) {
-                m_writer.Skipped(path);
+                m_writer.Write(SkippedRecord{path});
                 leftOut = true;
             }
         return leftOut;

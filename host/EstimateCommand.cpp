@@ -5,6 +5,8 @@
 #include "host/LibraryMessages.h"
 #include "host/OutputFiles.h"
 #include "host/PathSpelling.h"
+#include "host/records/EstimateRecords.h"
+#include "host/records/FileRecords.h"
 #include "mfc/CEvent.h"
 #include "orbwatcher4/Scanner.h"
 #include "support/Backslash.h"
@@ -66,7 +68,7 @@ public:
         m_writer.Note(L"advanced filters are not asked; they may leave out more");
         const bool whole = m_whole && m_report.unreadable.empty();
         const ExitCode code = WriteReport() ? (whole ? ExitDone : ExitSomeUnreadable) : ExitFailure;
-        m_writer.Summary(m_report.estimate.included, m_report.unreadable.size(), code);
+        m_writer.Write(EstimateSummaryRecord{m_report.estimate.included, m_report.unreadable.size(), code});
         return m_writer.Good() ? code : ExitFailure;
     }
 
@@ -245,7 +247,7 @@ private:
         if (!whole)
             return false;
         m_report.steps.push_back({edit, words, m_report.estimate.included});
-        m_writer.Total(m_report.steps.size() - 1, edit, m_report.estimate.included);
+        m_writer.Write(TotalRecord{m_report.steps.size() - 1, edit, m_report.estimate.included});
         return true;
     }
 
@@ -253,10 +255,14 @@ private:
     {
         const Estimate& estimate = m_report.estimate;
         PathSpelling spelling;
-        m_writer.FolderRows(estimate.folders, spelling);
-        m_writer.ExtensionRows(estimate.extensions);
-        for (const Estimate::LeftOut& row : estimate.leftOut)
-            m_writer.LeftOut(row);
+        std::size_t row = 0;
+        for (const Estimate::Folder& folder : estimate.folders)
+            m_writer.Write(FolderRecord{folder, row++, spelling});
+        row = 0;
+        for (const Estimate::Extension& extension : estimate.extensions)
+            m_writer.Write(ExtensionRecord{extension, row++});
+        for (const Estimate::LeftOut& leftOut : estimate.leftOut)
+            m_writer.Write(LeftOutRecord{leftOut});
     }
 
     // Reports what the rules include by name and nothing was counted of.
@@ -265,9 +271,9 @@ private:
         m_whole = m_selection.TellWhatIsNotThere(m_writer) && m_whole;
         m_inVain = m_selection.IncludedInVain(SelectionView::AbsentRoots::AreNamed);
         for (const PassedOverPath& path : m_inVain) {
-            m_writer.Skipped(path);
+            m_writer.Write(SkippedRecord{path});
             m_report.notCounted.push_back(path.path.GetString() + std::wstring(L": ") +
-                                          FromUtf8(RecordWriter::WordsOf(path)));
+                                          FromUtf8(SkippedRecord{path}.Words()));
             m_whole = false;
         }
     }
@@ -313,7 +319,7 @@ private:
             return static_cast<bool>(file.flush());
         });
         if (written)
-            m_writer.Created(m_options.report);
+            m_writer.Write(CreatedRecord{m_options.report});
         else
             m_writer.Error(L"the page cannot be written: " + SystemText(GetLastError()) + L" Name another --report.",
                            m_options.report);

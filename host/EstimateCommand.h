@@ -3,8 +3,8 @@
 
 #include "host/EstimateReport.h"
 #include "host/ExitCode.h"
-#include "host/RecordWriter.h"
 #include "host/Selection.h"
+#include "host/records/RecordWriter.h"
 
 struct EstimateOptions {
     SelectionFiles files;

@@ -3,6 +3,7 @@
 #include "host/Console.h"
 #include "host/LibraryMessages.h"
 #include "host/PathNames.h"
+#include "host/records/ExplainRecord.h"
 
 #include <fcntl.h>
 #include <io.h>
@@ -56,7 +57,7 @@ public:
                           path);
         const std::wstring asked = OrbFilter::SystemForm(full.c_str()).GetString();
         TellWhatIsInTheWay(path, asked);
-        m_writer.Explain(path, m_watcher.Explain(asked.c_str()));
+        m_writer.Write(ExplainRecord{path, m_watcher.Explain(asked.c_str())});
         for (const LibraryMessages::Line& line : m_messages.Take())
             if (!line.finding)
                 m_writer.Note(line.text);

@@ -5,6 +5,7 @@
 #include "host/OutputFiles.h"
 #include "host/PendingExport.h"
 #include "host/RunningWatchers.h"
+#include "host/records/ExportRecords.h"
 #include "support/DigestOfFiles.h"
 #include "support/FileReplacement.h"
 #include "support/SystemPath.h"
@@ -138,7 +139,7 @@ ExitCode Tell(const PendingExported& exported, bool older, const ExportOptions& 
         writer.Note(L"the list ends after " + std::to_wstring(exported.count) + L" (--max); " +
                         std::to_wstring(exported.more) + (exported.more == 1 ? L" more waits" : L" more wait"),
                     options.to);
-    writer.Exported(options.to, exported.count, exported.anyPending);
+    writer.Write(ExportedRecord{options.to, exported.count, exported.anyPending});
     return exported.gap.empty() ? ExitDone : ExitSomeUnreadable;
 }
 

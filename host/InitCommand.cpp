@@ -1,6 +1,7 @@
 #include "host/InitCommand.h"
 
 #include "host/Console.h"
+#include "host/records/FileRecords.h"
 #include "orbwatcher4/OrbFilter.h"
 #include "support/Handle.h"
 
@@ -108,7 +109,7 @@ ExitCode RunInit(const std::wstring& given, RecordWriter& writer)
             writer.Error(L"the file cannot be written: " + SystemText(GetLastError()) + L" Name another folder.", path);
             return ExitFailure;
         }
-        writer.Created(path);
+        writer.Write(CreatedRecord{path});
     }
     return ExitDone;
 }

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "host/OutputFiles.h"
-#include "host/RecordWriter.h"
+#include "host/records/RecordWriter.h"
 
 #include <string>
 #include <vector>

@@ -3,8 +3,8 @@
 // thread.
 #pragma once
 
-#include "host/RecordWriter.h"
 #include "host/Selection.h"
+#include "host/records/RecordWriter.h"
 
 #include <string>
 #include <vector>

@@ -2,6 +2,7 @@
 
 #include "host/Console.h"
 #include "host/OverlayService.h"
+#include "host/records/OverlayRecords.h"
 #include "support/CaseFold.h"
 
 #include <map>
@@ -48,10 +49,10 @@ public:
 
     ExitCode Run()
     {
-        m_writer.OverlayReady();
+        m_writer.Write(OverlayReadyRecord{});
         while (m_writer.Good() && m_service.WaitForRequest(InterruptEvent()))
             Serve();
-        m_writer.OverlaySummary(m_requests, m_statuses.size(), ExitInterrupted);
+        m_writer.Write(OverlaySummaryRecord{m_requests, m_statuses.size(), ExitInterrupted});
         return m_writer.Good() ? ExitInterrupted : ExitFailure;
     }
 
@@ -107,7 +108,7 @@ private:
         if (!isNew && known->second == status)
             return;
         known->second = status;
-        m_writer.Overlay(path, status, MeaningOf(status));
+        m_writer.Write(OverlayRecord{path, status, MeaningOf(status)});
     }
 
     const OverlayOptions& m_options;

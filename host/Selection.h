@@ -1,9 +1,10 @@
 // The selection that the command line names, and the findings about it. One thread.
 #pragma once
 
-#include "host/RecordWriter.h"
+#include "host/records/RecordWriter.h"
 #include "orbwatcher4/EnumerationProgress.h"
 #include "orbwatcher4/OrbFilter.h"
+#include "orbwatcher4/OrbWatcher.h"
 
 #include <string>
 #include <vector>

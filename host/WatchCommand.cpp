@@ -4,6 +4,8 @@
 #include "host/PendingExport.h"
 #include "host/RulesAddition.h"
 #include "host/WatchPipe.h"
+#include "host/records/FileRecords.h"
+#include "host/records/WatchRecords.h"
 #include "support/SystemPath.h"
 
 #include <algorithm>
@@ -43,7 +45,7 @@ public:
         m_watcher.AbortWatching();
         m_opener.Close();
         code = m_service.End(code, leftOut);
-        m_writer.Summary(m_service.HandedOut(), m_service.StillPending(), code);
+        m_writer.Write(WatchSummaryRecord{m_service.HandedOut(), m_service.StillPending(), code});
         return m_writer.Good() ? code : ExitFailure;
     }
 
@@ -62,7 +64,7 @@ private:
         const std::vector<CString> roots = m_watcher.GetWatchedRoots();
         m_opener.Open(roots);
         m_allWatched = m_selection->TellWhatIsNotWatched(roots, m_writer);
-        m_writer.Ready(roots);
+        m_writer.Write(WatchReadyRecord{{roots}});
         TellWhatIsIncludedInVain();
         m_last = Seconds();
         return std::nullopt;
@@ -74,7 +76,7 @@ private:
         m_inVain = m_selection->IncludedInVain(SelectionView::AbsentRoots::AreLeftOut);
         for (const PassedOverPath& path : m_inVain)
             if (path.why != PathOutcome::Missing || !m_options.enumerate)
-                m_writer.Skipped(path);
+                m_writer.Write(SkippedRecord{path});
     }
 
     // A path that was not there at first, and has come, was watched.
@@ -165,7 +167,7 @@ private:
         if (count == m_toldCount)
             return;
         m_toldCount = count;
-        m_writer.Collected(count);
+        m_writer.Write(CollectedRecord{count});
         m_last = Seconds();
     }
 
@@ -187,7 +189,7 @@ private:
         if (!m_opener.Open(roots))
             return;
         m_allWatched = m_selection->TellWhatIsNotWatched(roots, m_writer);
-        m_writer.Roots(roots);
+        m_writer.Write(RootsRecord{roots});
         m_last = Seconds();
     }
 

@@ -7,6 +7,7 @@
 #include "host/doctor/Checks.h"
 #include "host/doctor/FolderMemory.h"
 #include "host/doctor/ScratchFolder.h"
+#include "host/records/DoctorRecords.h"
 #include "support/Backslash.h"
 
 #include <windows.h>
@@ -26,7 +27,7 @@ public:
     void Tell(const Checks& checks)
     {
         for (const Check& check : checks) {
-            m_writer.Finding(check);
+            m_writer.Write(CheckRecord{check});
             ++m_counts[static_cast<std::size_t>(check.state)];
         }
     }
@@ -34,7 +35,7 @@ public:
     {
         const std::size_t warnings = Of(Check::State::Warning), failures = Of(Check::State::Failed);
         const ExitCode code = failures != 0 ? ExitFailure : warnings != 0 ? ExitSomeUnreadable : ExitDone;
-        m_writer.Findings(Of(Check::State::Ok), warnings, failures, code);
+        m_writer.Write(DoctorSummaryRecord{Of(Check::State::Ok), warnings, failures, code});
         return m_writer.Good() ? code : ExitFailure;
     }
 

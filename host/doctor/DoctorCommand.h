@@ -2,8 +2,8 @@
 #pragma once
 
 #include "host/ExitCode.h"
-#include "host/RecordWriter.h"
 #include "host/Selection.h"
+#include "host/records/RecordWriter.h"
 
 struct DoctorOptions {
     SelectionFiles files;     // all may be empty

@@ -1,5 +1,16 @@
 #include "host/help/CommandHelp.h"
 
+#include "host/records/AddRecords.h"
+#include "host/records/DoctorRecords.h"
+#include "host/records/EnumerationRecords.h"
+#include "host/records/EstimateRecords.h"
+#include "host/records/ExplainRecord.h"
+#include "host/records/ExportRecords.h"
+#include "host/records/FileRecords.h"
+#include "host/records/OverlayRecords.h"
+#include "host/records/RecordWriter.h"
+#include "host/records/WatchRecords.h"
+
 #include <stdexcept>
 
 namespace
@@ -15,13 +26,6 @@ constexpr EndCode SomeUnread{ExitSomeUnreadable,
                              "running mark could be made, or settings or the dump could not be written"};
 constexpr EndCode OutOfTime{ExitTimeLimit, "the time limit has come (--timeout)"};
 constexpr EndCode Interrupted{ExitInterrupted, "interrupted (Ctrl-C)"};
-
-constexpr RecordKind Pending{"pending", "a file or folder that waits for backup: path, size, times, the rule's text"};
-constexpr RecordKind Deleted{"deleted", "a path that the index holds and the disk does not"};
-constexpr RecordKind Rescan{"rescan", "a root that is looked at again, and why"};
-constexpr RecordKind Skipped{"skipped",
-                             "a drive, folder or file of the selection that could not be looked at, and why"};
-constexpr RecordKind Created{"created", "a file that was written"};
 
 const CommandHelp commands[] = {
     {"",
@@ -40,8 +44,7 @@ const CommandHelp commands[] = {
      "it.\n"
      "orbwatch leaves out the file that its own output goes to (>), but not one that another program writes (| tee):\n"
      "write that one elsewhere.",
-     {{"error", "what went wrong, and with which path; on standard error"},
-      {"note", "something that a person should know, said once; on standard error"}},
+     {RecordWriter::ErrorKind, RecordWriter::NoteKind},
      {Done, Failed, Refused, SomeUnread, OutOfTime, Interrupted}},
     {"watch",
      {"orbwatch watch --data selection.xml --index index.db --record --json",
@@ -53,14 +56,8 @@ const CommandHelp commands[] = {
      "Ctrl-C ends it, and so does the event Local\\orbwatch-interrupt-PID; what is still pending comes first at the\n"
      "next start. With --record a file gets into the index within half a second after its record; a watch that is\n"
      "killed before hands it out again.",
-     {{"ready", "it watches from now on; the roots"},
-      {"roots", "the roots that are watched now: a drive came or went"},
-      Pending,
-      Deleted,
-      Rescan,
-      Skipped,
-      {"collected", "with --collect: how many files wait"},
-      {"summary", "at the end: how many were handed out, how many still wait"}},
+     {WatchReadyRecord::Kind, RootsRecord::Kind, PendingRecord::Kind, DeletedRecord::Kind, RescanRecord::Kind,
+      SkippedRecord::Kind, CollectedRecord::Kind, WatchSummaryRecord::Kind},
      {Done, Failed, Refused, SomeUnread, OutOfTime, Interrupted}},
     {"enumerate",
      {"orbwatch enumerate --data selection.xml --index index.db --record --json"},
@@ -68,28 +65,22 @@ const CommandHelp commands[] = {
      "terminal, standard error shows how it goes. After Ctrl-C or the time limit, what is still pending comes first "
      "at\n"
      "the next start.",
-     {Pending,
-      Deleted,
-      Rescan,
-      Skipped,
-      {"summary", "at the end: what was found, new, unchanged, skipped and why, unreadable"}},
+     {PendingRecord::Kind, DeletedRecord::Kind, RescanRecord::Kind, SkippedRecord::Kind,
+      EnumerationSummaryRecord::Kind},
      {Done, Failed, Refused, SomeUnread, OutOfTime, Interrupted}},
     {"explain",
      {"orbwatch explain --data selection.xml \"C:\\Users\\me\\Documents\\letter.doc\"",
       "orbwatch explain --data selection.xml --json - <paths.txt"},
      "The path need not exist. The rule that decides is marked with >. A text that no file can have as its path is an\n"
      "error (2), and the other paths are explained: a device (CON), a wildcard, or nothing but spaces.",
-     {{"explain", "a path: the decision, the rules that speak of it, and which of them decides"}},
+     {ExplainRecord::Kind},
      {Done, {ExitFailure, "standard output cannot be written"}, Refused, Interrupted}},
     {"add",
      {"orbwatch add --data selection.xml --index index.db --rules new.xml"},
      "A watch that runs on the same data folder takes the rules at once; otherwise what they select comes first at "
      "the\n"
      "next watch.",
-     {{"queued", "a file or folder that the new rules select"},
-      {"excluded", "an exclusion among the new rules"},
-      Skipped,
-      {"summary", "at the end: how many were queued (null: a running watch took the rules), how many exclusions"}},
+     {QueuedRecord::Kind, ExcludedRecord::Kind, SkippedRecord::Kind, AddSummaryRecord::Kind},
      {Done, Failed, Refused, SomeUnread, Interrupted}},
     {"export",
      {"orbwatch export --data selection.xml --index index.db --to pending.xml --max 1000"},
@@ -103,7 +94,7 @@ const CommandHelp commands[] = {
      "and\n"
      "the exit code is 3. When --max leaves something out, a note says how many more wait (with the deletions that\n"
      "wait), and the exit code stays 0: the list is as it was asked for.",
-     {{"exported", "the list, and how many files are in it"}},
+     {ExportedRecord::Kind},
      {Done,
       Failed,
       Refused,
@@ -117,27 +108,20 @@ const CommandHelp commands[] = {
      "what was scanned. An edit of a path that is not there changes nothing: a note names it, and the exit code is 3.\n"
      "The edits change no file. Advanced filters are not asked; they may leave out more.\n"
      "A report replaces an older report, and no other file.",
-     {{"total", "files and bytes of the selection (step 0), and after each edit"},
-      {"folder", "files and bytes of a folder, the largest first"},
-      {"extension", "files and bytes of an ending, the largest first"},
-      {"leftOut", "files and bytes that a rule leaves out"},
-      Skipped,
-      Created,
-      {"summary", "at the end: files, bytes, how much could not be read"}},
+     {TotalRecord::Kind, FolderRecord::Kind, ExtensionRecord::Kind, LeftOutRecord::Kind, SkippedRecord::Kind,
+      CreatedRecord::Kind, EstimateSummaryRecord::Kind},
      {Done, Failed, Refused, SomeUnread, Interrupted}},
     {"overlay",
      {"orbwatch overlay --json", "orbwatch overlay --fault late --after 10 --times 3"},
      "It stands in for the service that draws status icons, with \"orbwatch watch --overlay\" beside it on the same "
      "data\n"
      "folder. Ctrl-C ends it.",
-     {{"ready", "it answers from now on"},
-      {"overlay", "a path has a new status"},
-      {"summary", "at the end: how many requests came, how many paths have a status"}},
+     {OverlayReadyRecord::Kind, OverlayRecord::Kind, OverlaySummaryRecord::Kind},
      {Failed, Refused, Interrupted}},
     {"init",
      {"orbwatch init C:\\selection"},
      "Files that are there already are never overwritten: then nothing is written.",
-     {Created},
+     {CreatedRecord::Kind},
      {Done, Failed, Refused}},
     {"doctor",
      {"orbwatch doctor", "orbwatch doctor --data selection.xml --index index.db"},
@@ -149,8 +133,7 @@ const CommandHelp commands[] = {
      "of\n"
      "the index. An enumeration that is due is told with its reason. It is a warning when it makes up for something\n"
      "that was lost (a killed watch, the dump, the index), and otherwise ok: the next watch makes it anyway.",
-     {{"check", "what was looked at (name), its state (ok, warning or failed), and what to do about it"},
-      {"summary", "at the end: how many checks were ok, warnings and failed"}},
+     {CheckRecord::Kind, DoctorSummaryRecord::Kind},
      {Done,
       {ExitFailure, "a check failed"},
       Refused,

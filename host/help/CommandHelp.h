@@ -2,15 +2,12 @@
 #pragma once
 
 #include "host/ExitCode.h"
+#include "host/records/RecordKind.h"
 
 #include <string>
 #include <string_view>
 #include <vector>
 
-struct RecordKind {
-    const char* name;
-    const char* meaning;
-};
 struct EndCode {
     ExitCode code;
     const char* meaning;

@@ -1,15 +1,9 @@
-#include "host/EnumerationSummary.h"
-
-#include "host/RecordFields.h"
-
-#include <nlohmann/json.hpp>
+#include "host/records/EnumerationRecords.h"
 
 #include <utility>
 
 namespace
 {
-
-using Json = nlohmann::ordered_json;
 
 struct Reason {
     PathOutcome outcome;
@@ -52,9 +46,9 @@ std::string SkippedLine(const EnumerationProgress& progress)
 
 } // namespace
 
-Json EnumerationSummary::Fields() const
+RecordFields EnumerationSummaryRecord::Fields() const
 {
-    Json skipped = Json::object();
+    RecordFields skipped = RecordFields::object();
     for (const Reason& reason : Reasons)
         skipped[reason.key] = progress.Of(reason.outcome);
     return {{"found", progress.files + progress.folders},
@@ -72,16 +66,15 @@ Json EnumerationSummary::Fields() const
             {"exit", exitCode}};
 }
 
-std::string EnumerationSummary::Lines() const
+std::string EnumerationSummaryRecord::Line() const
 {
     const auto count = [](std::uint64_t number, const char* words) { return std::to_string(number) + words; };
-    return count(progress.files + progress.folders, " found: ") +
-           RecordFields::Counted(progress.files, "file", "files") + ", " +
-           RecordFields::Counted(progress.folders, "folder", "folders") + "\n  " +
+    return count(progress.files + progress.folders, " found: ") + RecordText::Counted(progress.files, "file", "files") +
+           ", " + RecordText::Counted(progress.folders, "folder", "folders") + "\n  " +
            count(progress.Of(PathOutcome::Queued), " new, ") +
            count(progress.Of(PathOutcome::Unchanged), " unchanged, ") +
            count(progress.Of(PathOutcome::Waiting), " waiting already\n") + SkippedLine(progress) + "  " +
            count(unreadable, " unreadable, ") + count(progress.Of(PathOutcome::Missing), " missing, ") +
            count(deleted, " deleted\n") + count(handedOut, " handed out, ") + std::to_string(pending) +
-           " still pending\n";
+           " still pending";
 }
