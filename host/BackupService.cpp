@@ -62,7 +62,7 @@ std::optional<ExitCode> BackupService::Open(LeftPending left)
         return ExitFailure;
     PrepareEnumeration();
     m_watcher.SetIndexDB(m_options.index.c_str());
-    m_watcher.SetDestBackupFolderDB(m_options.destination.c_str());
+    m_watcher.SetDestBackupFolderDB(FullPath(m_options.destination).c_str());
     for (const std::wstring& path : m_output.Paths())
         KeepOwnFileOut(path, L"output");
     m_watcher.EnableBackupHiddenFiles(m_options.hidden);

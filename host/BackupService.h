@@ -20,9 +20,9 @@
 
 struct ServiceOptions {
     const wchar_t* command; // its name
-    SelectionFiles files;
-    std::wstring index;
-    std::wstring destination;
+    SelectionFiles files = {};
+    std::wstring index = {};
+    std::wstring destination = {}; // as it was written
     bool hidden = false;
     bool record = false;
     bool overlay = false;     // report to the overlay service
@@ -56,7 +56,7 @@ public:
     // Keeps a file out that the command writes, and says so if the selection includes it.
     void KeepOwnFileOut(const std::wstring& path, const std::wstring& what);
     // The paths of the options that no backup holds.
-    KeptOutside Outside() const { return {m_options.destination, m_options.index, m_ownFiles}; }
+    KeptOutside Outside() const { return {FullPath(m_options.destination), m_options.index, m_ownFiles}; }
 
     // Hands out one pending file; returns false when there is none to be had now. `now`: asks the watcher in any case.
     bool GiveOne(bool now);

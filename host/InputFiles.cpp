@@ -1,5 +1,7 @@
 #include "host/InputFiles.h"
 
+#include "host/DataFolderTrust.h"
+#include "host/Destination.h"
 #include "support/Handle.h"
 #include "support/SystemPath.h"
 
@@ -33,8 +35,7 @@ bool BeginsAsIndex(const std::wstring& path)
     return std::string_view(begin.data(), bytes) == IndexBegin;
 }
 
-} // namespace
-
+// Returns false, and reports the first one, when a folder stands where a file should be.
 bool AreNoFolders(const std::vector<OptionFile>& files, RecordWriter& writer)
 {
     for (const OptionFile& file : files)
@@ -46,6 +47,8 @@ bool AreNoFolders(const std::vector<OptionFile>& files, RecordWriter& writer)
     return true;
 }
 
+// Returns false, and reports it, when the file is one of the others, or is there and does not begin as an index. An
+// empty file becomes an index.
 bool MayBeIndex(const std::wstring& index, const std::vector<NamedFile>& others, RecordWriter& writer)
 {
     if (index.empty())
@@ -60,4 +63,22 @@ bool MayBeIndex(const std::wstring& index, const std::vector<NamedFile>& others,
                  L"was the index once, it is damaged: move it away to start anew, and everything counts as new",
                  index);
     return false;
+}
+
+} // namespace
+
+std::optional<ExitCode> RefuseInputs(const Inputs& inputs, RecordWriter& writer)
+{
+    if (const std::optional<ExitCode> refused = RefuseDataFolder(writer))
+        return refused;
+    const SelectionFiles& selection = inputs.selection;
+    std::vector<OptionFile> files{{L"--data", L"the selection", selection.data},
+                                  {L"--auto-exclude", L"the automatic exclusions", selection.autoExclude},
+                                  {L"--advanced", L"the advanced filters", selection.advanced},
+                                  {L"--secondary", L"the second selection", selection.secondary}};
+    files.insert(files.end(), inputs.others.begin(), inputs.others.end());
+    files.push_back({L"--index", L"the index", inputs.index});
+    const bool usable = AreNoFolders(files, writer) && MayBeIndex(inputs.index, FilesOf(selection), writer) &&
+                        IsUsableDestination(inputs.destination, writer);
+    return usable ? std::nullopt : std::optional(ExitUsage);
 }

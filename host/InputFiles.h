@@ -5,6 +5,7 @@
 #include "host/OutputFiles.h"
 #include "host/records/RecordWriter.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,10 +16,16 @@ struct OptionFile {
     std::wstring path;
 };
 
-// Returns false, and reports the first one, when a folder stands where a file should be. A missing file may be right:
-// the command itself decides that.
-bool AreNoFolders(const std::vector<OptionFile>& files, RecordWriter& writer);
+// What the command line names.
+struct Inputs {
+    SelectionFiles selection = {};
+    std::vector<OptionFile> others = {};
+    std::wstring index = {};
+    std::wstring destination = {}; // as it was written
+};
 
-// Returns false, and reports it, when the file is one of the others, or is there and does not begin as an index. An
-// empty file becomes an index.
-bool MayBeIndex(const std::wstring& index, const std::vector<NamedFile>& others, RecordWriter& writer);
+// Returns how a command ends that uses the settings, or writes beside them, and must not run; nothing when it may. The
+// data folder must be one (DataFolderTrust.h), no folder may stand where a file should be, the index must begin as one
+// when it is there and not empty, and the destination must be possible. A missing file may be right: the command itself
+// decides that.
+std::optional<ExitCode> RefuseInputs(const Inputs& inputs, RecordWriter& writer);

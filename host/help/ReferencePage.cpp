@@ -1,6 +1,5 @@
 #include "host/help/ReferencePage.h"
 
-#include "host/help/CommandHelp.h"
 #include "host/help/CommandTree.h"
 
 #include <cctype>
@@ -71,22 +70,23 @@ std::string Sentence(std::string text)
     return text.ends_with('.') ? text : text + ".";
 }
 
-std::string Section(const CommandNode& node)
+std::string Section(const CommandNode& node, const CommandHelp& help)
 {
-    const CommandHelp& help = HelpOf(node.name);
     const std::string title = node.name.empty() ? "# orbwatch" : "## orbwatch " + node.name;
-    return title + "\n\n" + Sentence(node.text) + "\n\n" + Examples(help) + help.text + "\n\n" +
+    return title + "\n\n" + Sentence(node.text) + "\n\n" + Examples(help) + (help.text + 1) + "\n\n" +
            Table("option", OptionRows(node)) + Table("record", RecordRows(help)) + Table("exit code", EndRows(help));
 }
 
 } // namespace
 
-std::string ReferencePage(const CLI::App& app)
+std::string ReferencePage(const CLI::App& app, const std::vector<CommandHelp>& helps)
 {
     std::string page =
         "<!-- Written by tools/reference from the program's own help, which is the place to change. -->\n\n";
     for (const CommandNode& node : CommandTree(app))
-        page += Section(node);
+        for (const CommandHelp& help : helps)
+            if (help.name == node.name)
+                page += Section(node, help);
     page.pop_back(); // one newline is enough
     return page;
 }

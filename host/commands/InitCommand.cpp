@@ -1,4 +1,4 @@
-#include "host/InitCommand.h"
+#include "host/commands/InitCommand.h"
 
 #include "host/Console.h"
 #include "host/records/FileRecords.h"
@@ -78,38 +78,66 @@ bool WriteNew(const std::wstring& path, const std::string& text)
            written == text.size();
 }
 
+class InitCommand : public Command
+{
+public:
+    CommandHelp Help() const override
+    {
+        return {.name = "init",
+                .summary = "write a small, commented sample selection",
+                .examples = {"orbwatch init C:\\selection"},
+                .text = R"(
+Files that are there already are never overwritten: then nothing is written.)",
+                .records = {CreatedRecord::Kind},
+                .ends = {EndDone, EndFailed, EndRefused}};
+    }
+    ExitCode Run(RecordWriter& writer) override
+    {
+        const std::wstring folder = FullPath(m_folder);
+        const CString root = OrbFilter::StripToRoot(folder.c_str());
+        if (GetFileAttributesW(root) == INVALID_FILE_ATTRIBUTES) {
+            writer.Error(L"its drive or share, " + folder.substr(0, static_cast<std::size_t>(root.GetLength())) +
+                             L", is not there, and nothing was written; name another folder",
+                         folder);
+            return ExitUsage;
+        }
+        const int made = SHCreateDirectoryExW(nullptr, folder.c_str(), nullptr);
+        const DWORD attributes = GetFileAttributesW(folder.c_str());
+        if (attributes == INVALID_FILE_ATTRIBUTES || !(attributes & FILE_ATTRIBUTE_DIRECTORY)) {
+            writer.Error(L"the folder cannot be created: " + SystemText(static_cast<DWORD>(made)) +
+                             L" Name another one.",
+                         folder);
+            return ExitFailure;
+        }
+        for (const Sample& sample : samples)
+            if (const std::wstring path = folder + L"\\" + sample.name;
+                GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES) {
+                writer.Error(L"the file is there already; nothing was written. Name another folder, or remove it",
+                             path);
+                return ExitFailure;
+            }
+        for (const Sample& sample : samples) {
+            const std::wstring path = folder + L"\\" + sample.name;
+            if (!WriteNew(path, WithHome(sample.text))) {
+                writer.Error(L"the file cannot be written: " + SystemText(GetLastError()) + L" Name another folder.",
+                             path);
+                return ExitFailure;
+            }
+            writer.Write(CreatedRecord{path});
+        }
+        return ExitDone;
+    }
+
+private:
+    void DeclareOptions(CLI::App& app) override
+    {
+        AddFolder(app, "folder", m_folder, "where; made when missing")->required();
+        m_general.AddJsonTo(app);
+    }
+
+    std::wstring m_folder;
+};
+
 } // namespace
 
-ExitCode RunInit(const std::wstring& given, RecordWriter& writer)
-{
-    const std::wstring folder = FullPath(given);
-    const CString root = OrbFilter::StripToRoot(folder.c_str());
-    if (GetFileAttributesW(root) == INVALID_FILE_ATTRIBUTES) {
-        writer.Error(L"its drive or share, " + folder.substr(0, static_cast<std::size_t>(root.GetLength())) +
-                         L", is not there, and nothing was written; name another folder",
-                     folder);
-        return ExitUsage;
-    }
-    const int made = SHCreateDirectoryExW(nullptr, folder.c_str(), nullptr);
-    const DWORD attributes = GetFileAttributesW(folder.c_str());
-    if (attributes == INVALID_FILE_ATTRIBUTES || !(attributes & FILE_ATTRIBUTE_DIRECTORY)) {
-        writer.Error(L"the folder cannot be created: " + SystemText(static_cast<DWORD>(made)) + L" Name another one.",
-                     folder);
-        return ExitFailure;
-    }
-    for (const Sample& sample : samples)
-        if (const std::wstring path = folder + L"\\" + sample.name;
-            GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES) {
-            writer.Error(L"the file is there already; nothing was written. Name another folder, or remove it", path);
-            return ExitFailure;
-        }
-    for (const Sample& sample : samples) {
-        const std::wstring path = folder + L"\\" + sample.name;
-        if (!WriteNew(path, WithHome(sample.text))) {
-            writer.Error(L"the file cannot be written: " + SystemText(GetLastError()) + L" Name another folder.", path);
-            return ExitFailure;
-        }
-        writer.Write(CreatedRecord{path});
-    }
-    return ExitDone;
-}
+std::unique_ptr<Command> MakeInitCommand() { return std::make_unique<InitCommand>(); }

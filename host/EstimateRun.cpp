@@ -1,14 +1,13 @@
-#include "host/EstimateCommand.h"
+#include "host/EstimateRun.h"
 
 #include "host/Console.h"
 #include "host/EstimateReport.h"
+#include "host/EstimateScan.h"
 #include "host/LibraryMessages.h"
 #include "host/OutputFiles.h"
 #include "host/PathSpelling.h"
 #include "host/records/EstimateRecords.h"
 #include "host/records/FileRecords.h"
-#include "mfc/CEvent.h"
-#include "orbwatcher4/Scanner.h"
 #include "support/Backslash.h"
 #include "support/CaseFold.h"
 #include "support/FileReplacement.h"
@@ -17,14 +16,10 @@
 
 #include <algorithm>
 #include <fstream>
-#include <functional>
 #include <optional>
-#include <thread>
 
 namespace
 {
-
-constexpr DWORD PollInterval = 50; // milliseconds between two looks at the scan
 
 bool IsFolder(const std::wstring& path)
 {
@@ -39,12 +34,8 @@ public:
         : m_options(options),
           m_writer(writer),
           m_selection(options.files, options.outside),
-          m_scanner(options.files.data.c_str(), options.files.autoExclude.c_str(),
-                    options.stats.empty() ? nullptr : options.stats.c_str())
+          m_scan(options.files, options.outside, options.stats, m_selection, writer)
     {
-        m_scanner.SetDestination(options.outside.destination.c_str());
-        const std::vector<std::wstring>& written = options.outside.written;
-        m_scanner.SetOwnFiles({options.outside.index.c_str()}, {written.begin(), written.end()});
     }
 
     ExitCode Run()
@@ -53,7 +44,7 @@ public:
             return *end;
         if (!AreProfilesKnown())
             return ExitUsage;
-        if (!Scan())
+        if (!m_scan.ScanAll())
             return ExitInterrupted;
         if (!TellMessages())
             return ExitUsage;
@@ -120,40 +111,6 @@ private:
         return MayBeWritten(output, inputs, m_writer);
     }
 
-    // Returns false when it was interrupted.
-    bool Scan()
-    {
-        return Work([&] {
-            m_scanner.Start();
-            m_scanner.WaitForScans();
-            ScanWhatIsExcluded();
-        });
-    }
-
-    // Works on a thread of its own, so that an interruption can end it and progress is shown meanwhile. Returns false
-    // when it was interrupted.
-    bool Work(const std::function<void()>& work)
-    {
-        CEvent done(false, true);
-        const HANDLE events[] = {InterruptEvent(), done};
-        std::thread thread([&] {
-            work();
-            done.SetEvent();
-        });
-        DWORD end;
-        while ((end = WaitForMultipleObjects(2, events, FALSE, PollInterval)) == WAIT_TIMEOUT)
-            m_writer.Progress(m_scanner.GetScanProgress(), Seconds());
-        // Repeated, because a recount that begins meanwhile forgets an earlier request to end.
-        const bool interrupted = end == WAIT_OBJECT_0;
-        if (interrupted)
-            do
-                m_scanner.Stop();
-            while (WaitForSingleObject(done, PollInterval) == WAIT_TIMEOUT);
-        thread.join();
-        m_writer.EndProgress();
-        return !interrupted;
-    }
-
     // Returns false when the statistics file is not valid.
     bool TellMessages()
     {
@@ -169,16 +126,6 @@ private:
         return good;
     }
 
-    // The scans do not enter excluded folders. This scan finds how much they hold, for the table of left-out files.
-    void ScanWhatIsExcluded()
-    {
-        for (const PassedOverPath& passed : m_scanner.GetPassedOver())
-            if ((passed.why == PathOutcome::Excluded || passed.why == PathOutcome::AutoExcluded) &&
-                m_selection.WhyKeptOut(passed.path.GetString()) == KeptOut::No &&
-                !m_scanner.ScanPath(passed.path, true))
-                return;
-    }
-
     bool HasEdit(EstimateEdit::Kind kind) const
     {
         return std::any_of(m_options.edits.begin(), m_options.edits.end(),
@@ -189,14 +136,11 @@ private:
     // interrupted.
     bool CountSelection()
     {
-        for (const SelectionView::Folder& folder : m_selection.IncludedFolders())
-            if (folder.withSubfolders)
-                m_scanned.push_back(folder.path);
-        m_scanner.SetFileFolderFilter(m_options.mask.c_str());
+        m_scan.SetMask(m_options.mask);
         if (!m_options.mask.empty() && !HasEdit(EstimateEdit::Kind::Include))
             m_writer.Note(L"--mask concerns the folders of --include alone; it changes nothing here");
         if (!HasEdit(EstimateEdit::Kind::Profile))
-            m_scanner.AddProfile(m_selection.Profiles());
+            m_scan.AddProfile(m_selection.Profiles());
         return Count(L"scan", L"the selection as it is");
     }
 
@@ -204,7 +148,7 @@ private:
     bool Apply(const EstimateEdit& edit)
     {
         if (edit.kind == EstimateEdit::Kind::Profile) {
-            m_scanner.AddProfile(edit.profile);
+            m_scan.AddProfile(edit.profile);
             const std::wstring number = std::to_wstring(edit.profile);
             return Count(L"profile " + number, L"with profile " + number);
         }
@@ -215,36 +159,14 @@ private:
         const bool folder = IsFolder(edit.path) && !edit.path.ends_with(L'\\');
         const std::wstring path = edit.path + (folder ? L"\\" : L"");
         const bool include = edit.kind == EstimateEdit::Kind::Include;
-        return Work([&] { include ? Include(path) : m_scanner.RemovePath(path.c_str(), true); }) &&
+        return (include ? m_scan.Include(path) : m_scan.Exclude(path)) &&
                Count((include ? L"include " : L"exclude ") + path, (include ? L"with " : L"without ") + path);
-    }
-
-    void Include(const std::wstring& path)
-    {
-        // The library takes a folder for scanned as soon as it has met anything in it.
-        if (path.ends_with(L'\\') && !IsScanned(path)) {
-            if (!m_scanner.ScanPath(path.c_str(), true))
-                return;
-            m_scanned.push_back(path);
-        }
-        m_scanner.AddPath(path.c_str(), true);
-    }
-
-    // Returns true when the path, with everything below it, is scanned.
-    bool IsScanned(const std::wstring& path) const
-    {
-        return std::any_of(m_scanned.begin(), m_scanned.end(),
-                           [&](const std::wstring& folder) { return BeginsNoCase(path, folder); });
     }
 
     // Returns false when it was interrupted.
     bool Count(const std::wstring& edit, const std::wstring& words)
     {
-        const bool whole = Work([&] {
-            m_scanner.UpdateTotals();
-            m_report.estimate = m_scanner.GetEstimate();
-        });
-        if (!whole)
+        if (!m_scan.Count(m_report.estimate))
             return false;
         m_report.steps.push_back({edit, words, m_report.estimate.included});
         m_writer.Write(TotalRecord{m_report.steps.size() - 1, edit, m_report.estimate.included});
@@ -287,7 +209,7 @@ private:
 
     void TellWhatWasNotRead()
     {
-        for (const PassedOverPath& passed : m_scanner.GetPassedOver()) {
+        for (const PassedOverPath& passed : m_scan.PassedOver()) {
             const KeptOut keptOut = m_selection.WhyKeptOut(passed.path.GetString());
             if (passed.why == PathOutcome::Excluded && keptOut != KeptOut::No)
                 m_writer.Note(keptOut == KeptOut::Destination
@@ -330,11 +252,10 @@ private:
     RecordWriter& m_writer;
     LibraryMessages m_messages{LibraryMessages::Keep::Failures};
     SelectionView m_selection;
-    Scanner m_scanner;
+    EstimateScan m_scan;
     bool m_whole = true; // nothing that the selection includes is left out
     std::vector<PassedOverPath> m_inVain;
     EstimateReport m_report;
-    std::vector<std::wstring> m_scanned; // paths of folders, each with a trailing backslash
 };
 
 } // namespace

@@ -1,8 +1,7 @@
-// orbwatch estimate: how much a selection holds, and how edits would change that.
+// An estimate of orbwatch: scans what a selection holds, counts it after each edit, and reports it. One thread.
 #pragma once
 
 #include "host/EstimateReport.h"
-#include "host/ExitCode.h"
 #include "host/Selection.h"
 #include "host/records/RecordWriter.h"
 

@@ -1,6 +1,7 @@
-#include "host/ExplainCommand.h"
+#include "host/commands/ExplainCommand.h"
 
 #include "host/Console.h"
+#include "host/InputFiles.h"
 #include "host/LibraryMessages.h"
 #include "host/PathNames.h"
 #include "host/records/ExplainRecord.h"
@@ -114,20 +115,55 @@ bool Explainer::ExplainStandardInput()
     return any && good;
 }
 
+class ExplainCommand : public Command
+{
+public:
+    CommandHelp Help() const override
+    {
+        return {.name = "explain",
+                .summary = "say why paths are selected or not",
+                .examples = {"orbwatch explain --data selection.xml \"C:\\Users\\me\\Documents\\letter.doc\"",
+                             "orbwatch explain --data selection.xml --json - <paths.txt"},
+                .text = R"(
+The path need not exist. The rule that decides is marked with >. A text that no file can have as its path is an
+error (2), and the other paths are explained: a device (CON), a wildcard, or nothing but spaces.)",
+                .records = {ExplainRecord::Kind},
+                .ends = {EndDone, EndUnwritten, EndRefused, EndInterrupted}};
+    }
+    std::optional<ExitCode> Refused(RecordWriter& writer) const override
+    {
+        return RefuseInputs({m_files, {}, m_index, m_destination}, writer);
+    }
+    ExitCode Run(RecordWriter& writer) override
+    {
+        EndWhenInterrupted();
+        COrbWatcher watcher(false);
+        watcher.Init();
+        if (LoadSelection(watcher, m_files, writer) == SelectionState::Unusable)
+            return ExitUsage;
+        watcher.SetDestBackupFolderDB(FullPath(m_destination).c_str());
+        watcher.SetIndexDB(m_index.c_str());
+        Explainer explainer(watcher, writer);
+        bool good = true;
+        for (const std::wstring& path : m_paths)
+            good = (path == L"-" ? explainer.ExplainStandardInput() : explainer.Explain(path)) && good;
+        return !writer.Good() ? ExitFailure : good ? ExitDone : ExitUsage;
+    }
+
+private:
+    void DeclareOptions(CLI::App& app) override
+    {
+        AddSelectionAndFilters(app, m_files)->required();
+        m_general.AddTo(app);
+        AddOutside(app, m_index, m_destination);
+        AddPaths(app, "paths", m_paths, "paths; - reads them from standard input, UTF-8, one a line")->required();
+    }
+
+    SelectionFiles m_files;
+    std::wstring m_index, m_destination;
+    std::vector<std::wstring> m_paths; // "-": reads standard input, one path a line
+};
+
 } // namespace
 
-ExitCode RunExplain(const ExplainOptions& options, RecordWriter& writer)
-{
-    EndWhenInterrupted();
-    COrbWatcher watcher(false);
-    watcher.Init();
-    if (LoadSelection(watcher, options.files, writer) == SelectionState::Unusable)
-        return ExitUsage;
-    watcher.SetDestBackupFolderDB(options.outside.destination.c_str());
-    watcher.SetIndexDB(options.outside.index.c_str());
-    Explainer explainer(watcher, writer);
-    bool good = true;
-    for (const std::wstring& path : options.paths)
-        good = (path == L"-" ? explainer.ExplainStandardInput() : explainer.Explain(path)) && good;
-    return !writer.Good() ? ExitFailure : good ? ExitDone : ExitUsage;
-}
+std::unique_ptr<Command> MakeExplainCommand() { return std::make_unique<ExplainCommand>(); }

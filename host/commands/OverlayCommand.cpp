@@ -1,6 +1,7 @@
-#include "host/OverlayCommand.h"
+#include "host/commands/OverlayCommand.h"
 
 #include "host/Console.h"
+#include "host/InputFiles.h"
 #include "host/OverlayService.h"
 #include "host/records/OverlayRecords.h"
 #include "support/CaseFold.h"
@@ -9,6 +10,18 @@
 
 namespace
 {
+
+struct OverlayOptions {
+    enum class Fault {
+        None,
+        Silent, // takes requests and does not answer
+        Late,   // answers after the client has given up
+        Die,    // dies while it handles a request
+    };
+    Fault fault = Fault::None;
+    std::uint64_t after = 0; // requests that are answered before the fault
+    std::uint64_t times = 0; // requests with the fault; 0: all that follow
+};
 
 using Fault = OverlayOptions::Fault;
 
@@ -118,16 +131,47 @@ private:
     std::uint64_t m_requests = 0;
 };
 
+class OverlayCommand : public Command
+{
+public:
+    CommandHelp Help() const override
+    {
+        return {.name = "overlay",
+                .summary = "keep the overlay statuses of files and print each change",
+                .examples = {"orbwatch overlay --json", "orbwatch overlay --fault late --after 10 --times 3"},
+                .text = R"(
+It stands in for the service that draws status icons, with "orbwatch watch --overlay" beside it on the same data
+folder. Ctrl-C ends it.)",
+                .records = {OverlayReadyRecord::Kind, OverlayRecord::Kind, OverlaySummaryRecord::Kind},
+                .ends = {EndFailed, EndRefused, EndInterrupted}};
+    }
+    std::optional<ExitCode> Refused(RecordWriter& writer) const override { return RefuseInputs({}, writer); }
+    ExitCode Run(RecordWriter& writer) override
+    {
+        InterruptEvent();
+        OverlayService service;
+        std::wstring failure;
+        if (!service.Open(failure)) {
+            writer.Error(failure);
+            return ExitFailure;
+        }
+        return OverlayRun(m_options, service, writer).Run();
+    }
+
+private:
+    void DeclareOptions(CLI::App& app) override
+    {
+        m_general.AddTo(app);
+        AddChoice<Fault>(app, "--fault", m_options.fault, "silent|late|die",
+                         "for trying out clients: do not answer, too late, or die",
+                         {{"silent", Fault::Silent}, {"late", Fault::Late}, {"die", Fault::Die}});
+        AddCount(app, "--after", m_options.after, "so many requests are answered before the fault");
+        AddCount(app, "--times", m_options.times, "so many requests meet the fault; 0: all that follow");
+    }
+
+    OverlayOptions m_options;
+};
+
 } // namespace
 
-ExitCode RunOverlay(const OverlayOptions& options, RecordWriter& writer)
-{
-    InterruptEvent();
-    OverlayService service;
-    std::wstring failure;
-    if (!service.Open(failure)) {
-        writer.Error(failure);
-        return ExitFailure;
-    }
-    return OverlayRun(options, service, writer).Run();
-}
+std::unique_ptr<Command> MakeOverlayCommand() { return std::make_unique<OverlayCommand>(); }

@@ -1,6 +1,8 @@
-#include "host/AddCommand.h"
+#include "host/commands/AddCommand.h"
 
+#include "host/BackupService.h"
 #include "host/Console.h"
+#include "host/InputFiles.h"
 #include "host/OutputFiles.h"
 #include "host/RulesAddition.h"
 #include "host/Selection.h"
@@ -9,6 +11,12 @@
 
 namespace
 {
+
+struct AddOptions : ServiceOptions {
+    std::wstring rules = {};
+    bool deleteWhenDone = false;
+    bool mergeOnly = false;
+};
 
 // A file of which something was not understood stays, whatever the command line says: nothing else has that rule.
 RulesAddition WantedOf(const AddOptions& options, const RuleFindings& findings)
@@ -170,19 +178,53 @@ private:
     bool m_failed = false;
 };
 
+class AddCommand : public Command
+{
+public:
+    CommandHelp Help() const override
+    {
+        return {.name = "add",
+                .summary = "merge new rules into a selection and queue what they select",
+                .examples = {"orbwatch add --data selection.xml --index index.db --rules new.xml"},
+                .text = R"(
+A watch that runs on the same data folder takes the rules at once; otherwise what they select comes first at the
+next watch.)",
+                .records = {QueuedRecord::Kind, ExcludedRecord::Kind, SkippedRecord::Kind, AddSummaryRecord::Kind},
+                .ends = {EndDone, EndFailed, EndRefused, EndSomeUnread, EndInterrupted}};
+    }
+    std::optional<ExitCode> Refused(RecordWriter& writer) const override
+    {
+        return RefuseInputs({m_options.files, {{L"--rules", L"the new rules", m_options.rules}}, m_options.index},
+                            writer);
+    }
+    ExitCode Run(RecordWriter& writer) override
+    {
+        if (FileIsThere(m_options.files.data) && TellForeignFolder(m_options.Use(), false, writer))
+            return ExitUsage;
+        if (!AreRulesAFileOfTheirOwn(m_options, writer))
+            return ExitUsage;
+        // Read first: the file may be deleted when its rules are taken.
+        const NewRules rules = ExamineRules(m_options.rules);
+        if (!AreRulesReadable(rules, m_options, writer))
+            return ExitUsage;
+        if (const std::optional<RulesAdded> added =
+                AskToAdd(WantedOf(m_options, rules.findings), m_options.Use(), writer))
+            return TellAnswer(*added, rules, m_options, writer);
+        return Addition(m_options, rules, writer).Run();
+    }
+
+private:
+    void DeclareOptions(CLI::App& app) override
+    {
+        AddWaiting(app, m_options, m_general);
+        AddFile(app, "--rules", m_options.rules, "the new rules (XML)")->required();
+        app.add_flag("--merge-only", m_options.mergeOnly, "queue nothing");
+        app.add_flag("--delete", m_options.deleteWhenDone, "delete the rules' file unless it holds exclusions");
+    }
+
+    AddOptions m_options{{.command = L"add"}};
+};
+
 } // namespace
 
-ExitCode RunAdd(const AddOptions& options, RecordWriter& writer)
-{
-    if (FileIsThere(options.files.data) && TellForeignFolder(options.Use(), false, writer))
-        return ExitUsage;
-    if (!AreRulesAFileOfTheirOwn(options, writer))
-        return ExitUsage;
-    // Read first: the file may be deleted when its rules are taken.
-    const NewRules rules = ExamineRules(options.rules);
-    if (!AreRulesReadable(rules, options, writer))
-        return ExitUsage;
-    if (const std::optional<RulesAdded> added = AskToAdd(WantedOf(options, rules.findings), options.Use(), writer))
-        return TellAnswer(*added, rules, options, writer);
-    return Addition(options, rules, writer).Run();
-}
+std::unique_ptr<Command> MakeAddCommand() { return std::make_unique<AddCommand>(); }

@@ -1,7 +1,9 @@
-#include "host/ExportCommand.h"
+#include "host/commands/ExportCommand.h"
 
 #include "companions/settings/DataFolder.h"
+#include "host/BackupService.h"
 #include "host/Console.h"
+#include "host/InputFiles.h"
 #include "host/OutputFiles.h"
 #include "host/PendingExport.h"
 #include "host/RunningWatchers.h"
@@ -17,6 +19,12 @@
 
 namespace
 {
+
+struct ExportOptions : ServiceOptions {
+    std::wstring to = {};
+    bool force = false; // replace a file that is no list
+    int most = std::numeric_limits<int>::max();
+};
 
 constexpr const char* EmptyList = "<root><count>0</count></root>";
 
@@ -205,13 +213,55 @@ ExitCode ExportLeft(const ExportOptions& options, RecordWriter& writer)
     return service.End(Export(options, exporter, writer).value_or(ExitSomeUnreadable)); // it always answers
 }
 
+class ExportCommand : public Command
+{
+public:
+    CommandHelp Help() const override
+    {
+        return {.name = "export",
+                .summary = "write what is pending as a list",
+                .examples = {"orbwatch export --data selection.xml --index index.db --to pending.xml --max 1000"},
+                .text = R"(
+A watch that runs on the same data folder is asked; otherwise it is what the last one has left. An older list is
+replaced, when nothing is pending by an empty one. A file that is no list, and one that this command reads, is
+not written over. After a kill, and as long as an enumeration is due or running, not everything that is pending
+is known: the list is then made of what is known, and the exit code is 3. A data folder and an index that are not
+there are not made. When the settings are lost or damaged, the list is made of what the last watch has left, and
+the exit code is 3. When --max leaves something out, a note says how many more wait (with the deletions that
+wait), and the exit code stays 0: the list is as it was asked for.)",
+                .records = {ExportedRecord::Kind},
+                .ends = {EndDone,
+                         EndFailed,
+                         EndRefused,
+                         {ExitSomeUnreadable,
+                          "done, but the list is not complete, or not all of the selection could be read"},
+                         EndInterrupted}};
+    }
+    std::optional<ExitCode> Refused(RecordWriter& writer) const override
+    {
+        return RefuseInputs({m_options.files, {}, m_options.index}, writer);
+    }
+    ExitCode Run(RecordWriter& writer) override
+    {
+        if (!IsInputThere(m_options, writer) || !MayWriteList(m_options, writer))
+            return ExitUsage;
+        const auto ask = [&](const PendingExport& wanted) { return AskForExport(wanted, m_options.Use(), writer); };
+        const std::optional<ExitCode> asked = Export(m_options, ask, writer);
+        return asked ? *asked : ExportLeft(m_options, writer);
+    }
+
+private:
+    void DeclareOptions(CLI::App& app) override
+    {
+        AddWaiting(app, m_options, m_general, "the index of what is backed up");
+        AddFile(app, "--to", m_options.to, "the list (XML); an older list is replaced")->required();
+        app.add_flag("--force", m_options.force, "replace a file that is no list; it is kept with the ending .bad");
+        AddCount(app, "--max", m_options.most, "at most so many files, 1 or more; otherwise all", 1);
+    }
+
+    ExportOptions m_options{{.command = L"export"}};
+};
+
 } // namespace
 
-ExitCode RunExport(const ExportOptions& options, RecordWriter& writer)
-{
-    if (!IsInputThere(options, writer) || !MayWriteList(options, writer))
-        return ExitUsage;
-    const auto ask = [&](const PendingExport& wanted) { return AskForExport(wanted, options.Use(), writer); };
-    const std::optional<ExitCode> asked = Export(options, ask, writer);
-    return asked ? *asked : ExportLeft(options, writer);
-}
+std::unique_ptr<Command> MakeExportCommand() { return std::make_unique<ExportCommand>(); }

@@ -2,12 +2,6 @@
 // for the next watch, or the watch that runs on the same data folder hands them out.
 #pragma once
 
-#include "host/BackupService.h"
+#include "host/commands/Command.h"
 
-struct AddOptions : ServiceOptions {
-    std::wstring rules;
-    bool deleteWhenDone;
-    bool mergeOnly;
-};
-
-ExitCode RunAdd(const AddOptions& options, RecordWriter& writer);
+std::unique_ptr<Command> MakeAddCommand();

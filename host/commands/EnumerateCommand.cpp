@@ -1,5 +1,7 @@
-#include "host/EnumerateCommand.h"
+#include "host/commands/EnumerateCommand.h"
 
+#include "host/BackupService.h"
+#include "host/InputFiles.h"
 #include "host/records/EnumerationRecords.h"
 #include "host/records/FileRecords.h"
 
@@ -88,12 +90,40 @@ private:
     RecordWriter& m_writer;
 };
 
+class EnumerateCommand : public Command
+{
+public:
+    CommandHelp Help() const override
+    {
+        return {.name = "enumerate",
+                .summary = "look at the whole selection once and print each file that waits for backup",
+                .examples = {"orbwatch enumerate --data selection.xml --index index.db --record --json"},
+                .text = R"(
+What the index holds and the disk does not comes as deleted. The last record sums up what was found. On a
+terminal, standard error shows how it goes. After Ctrl-C or the time limit, what is still pending comes first at
+the next start.)",
+                .records = {PendingRecord::Kind, DeletedRecord::Kind, RescanRecord::Kind, SkippedRecord::Kind,
+                            EnumerationSummaryRecord::Kind},
+                .ends = {EndDone, EndFailed, EndRefused, EndSomeUnread, EndOutOfTime, EndInterrupted}};
+    }
+    std::optional<ExitCode> Refused(RecordWriter& writer) const override
+    {
+        return RefuseInputs({m_options.files, {}, m_options.index, m_options.destination}, writer);
+    }
+    ExitCode Run(RecordWriter& writer) override
+    {
+        BackupService service(m_options, writer);
+        if (const std::optional<ExitCode> end = service.Open())
+            return *end;
+        return EnumerateRun(service, m_options.files, writer).Run();
+    }
+
+private:
+    void DeclareOptions(CLI::App& app) override { AddService(app, m_options, m_general); }
+
+    ServiceOptions m_options{.command = L"enumerate"};
+};
+
 } // namespace
 
-ExitCode RunEnumerate(const ServiceOptions& options, RecordWriter& writer)
-{
-    BackupService service(options, writer);
-    if (const std::optional<ExitCode> end = service.Open())
-        return *end;
-    return EnumerateRun(service, options.files, writer).Run();
-}
+std::unique_ptr<Command> MakeEnumerateCommand() { return std::make_unique<EnumerateCommand>(); }

@@ -1,4 +1,4 @@
-#include "host/WatchCommand.h"
+#include "host/WatchRun.h"
 
 #include "host/DirectoryOpener.h"
 #include "host/PendingExport.h"

@@ -1,4 +1,4 @@
-// orbwatch watch: starts the watcher as a backup service would, and prints what it hands out.
+// A watch of orbwatch: starts the watcher as a backup service would, hands out, and answers other commands. One thread.
 #pragma once
 
 #include "host/BackupService.h"

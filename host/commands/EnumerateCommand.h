@@ -1,6 +1,6 @@
 // orbwatch enumerate: makes one full enumeration of the selection, and hands out the files that it finds.
 #pragma once
 
-#include "host/BackupService.h"
+#include "host/commands/Command.h"
 
-ExitCode RunEnumerate(const ServiceOptions& options, RecordWriter& writer);
+std::unique_ptr<Command> MakeEnumerateCommand();
