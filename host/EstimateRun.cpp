@@ -21,12 +21,6 @@
 namespace
 {
 
-bool IsFolder(const std::wstring& path)
-{
-    const DWORD attributes = GetFileAttributesW(SystemPath(path.c_str()));
-    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-}
-
 class EstimateRun
 {
 public:
@@ -103,10 +97,8 @@ private:
     {
         if (m_options.report.empty())
             return true;
-        std::vector<NamedFile> inputs = FilesOf(m_options.files);
+        std::vector<NamedFile> inputs = FilesThatStay(m_options.files, m_options.outside.index);
         inputs.push_back({L"the file of statistics", m_options.stats});
-        for (const std::vector<NamedFile>& more : {FilesOfIndex(m_options.outside.index), FilesOfDataFolder()})
-            inputs.insert(inputs.end(), more.begin(), more.end());
         const Output output{m_options.report, L"--report", L"a report of orbwatch", IsEstimatePage, m_options.force};
         return MayBeWritten(output, inputs, m_writer);
     }
@@ -156,7 +148,7 @@ private:
             m_writer.Note(L"not there; this edit changes nothing", edit.path);
             m_whole = false;
         }
-        const bool folder = IsFolder(edit.path) && !edit.path.ends_with(L'\\');
+        const bool folder = FolderIsThere(SystemPath(edit.path.c_str()).GetString()) && !edit.path.ends_with(L'\\');
         const std::wstring path = edit.path + (folder ? L"\\" : L"");
         const bool include = edit.kind == EstimateEdit::Kind::Include;
         return (include ? m_scan.Include(path) : m_scan.Exclude(path)) &&

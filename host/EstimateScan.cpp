@@ -7,13 +7,6 @@
 #include <algorithm>
 #include <thread>
 
-namespace
-{
-
-constexpr DWORD PollInterval = 50; // milliseconds between two looks at the scan
-
-} // namespace
-
 EstimateScan::EstimateScan(const SelectionFiles& files, const KeptOutside& outside, const std::wstring& stats,
                            SelectionView& selection, RecordWriter& writer)
     : m_writer(writer),
@@ -38,6 +31,7 @@ bool EstimateScan::ScanAll()
 
 bool EstimateScan::Work(const std::function<void()>& work)
 {
+    constexpr DWORD pollInterval = 50; // milliseconds between two looks at the scan
     CEvent done(false, true);
     const HANDLE events[] = {InterruptEvent(), done};
     std::thread thread([&] {
@@ -45,14 +39,14 @@ bool EstimateScan::Work(const std::function<void()>& work)
         done.SetEvent();
     });
     DWORD end;
-    while ((end = WaitForMultipleObjects(2, events, FALSE, PollInterval)) == WAIT_TIMEOUT)
+    while ((end = WaitForMultipleObjects(2, events, FALSE, pollInterval)) == WAIT_TIMEOUT)
         m_writer.Progress(m_scanner.GetScanProgress(), Seconds());
     // Repeated, because a recount that begins meanwhile forgets an earlier request to end.
     const bool interrupted = end == WAIT_OBJECT_0;
     if (interrupted)
         do
             m_scanner.Stop();
-        while (WaitForSingleObject(done, PollInterval) == WAIT_TIMEOUT);
+        while (WaitForSingleObject(done, pollInterval) == WAIT_TIMEOUT);
     thread.join();
     m_writer.EndProgress();
     return !interrupted;

@@ -1,5 +1,6 @@
 #include "host/InputFiles.h"
 
+#include "host/Console.h"
 #include "host/DataFolderTrust.h"
 #include "host/Destination.h"
 #include "support/Handle.h"
@@ -16,12 +17,6 @@ using namespace std::string_view_literals;
 
 constexpr std::string_view IndexBegin = "SQLite format 3\0"sv;
 
-bool IsFolder(const std::wstring& path)
-{
-    const DWORD attributes = GetFileAttributesW(SystemPath(path.c_str()));
-    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
-}
-
 // A file that cannot be read is not judged here: opening it as an index says why.
 bool BeginsAsIndex(const std::wstring& path)
 {
@@ -36,12 +31,11 @@ bool BeginsAsIndex(const std::wstring& path)
 }
 
 // Returns false, and reports the first one, when a folder stands where a file should be.
-bool AreNoFolders(const std::vector<OptionFile>& files, RecordWriter& writer)
+bool AreNoFolders(const std::vector<NamedFile>& files, RecordWriter& writer)
 {
-    for (const OptionFile& file : files)
-        if (!file.path.empty() && IsFolder(file.path)) {
-            writer.Error(std::wstring(L"this is a folder, not a file; name ") + file.what + L" with " + file.option,
-                         file.path);
+    for (const NamedFile& file : files)
+        if (!file.path.empty() && FolderIsThere(SystemPath(file.path.c_str()).GetString())) {
+            writer.Error(L"this is a folder, not a file; name " + file.what + L" with " + file.option, file.path);
             return false;
         }
     return true;
@@ -71,14 +65,10 @@ std::optional<ExitCode> RefuseInputs(const Inputs& inputs, RecordWriter& writer)
 {
     if (const std::optional<ExitCode> refused = RefuseDataFolder(writer))
         return refused;
-    const SelectionFiles& selection = inputs.selection;
-    std::vector<OptionFile> files{{L"--data", L"the selection", selection.data},
-                                  {L"--auto-exclude", L"the automatic exclusions", selection.autoExclude},
-                                  {L"--advanced", L"the advanced filters", selection.advanced},
-                                  {L"--secondary", L"the second selection", selection.secondary}};
+    std::vector<NamedFile> files = FilesOf(inputs.selection);
     files.insert(files.end(), inputs.others.begin(), inputs.others.end());
-    files.push_back({L"--index", L"the index", inputs.index});
-    const bool usable = AreNoFolders(files, writer) && MayBeIndex(inputs.index, FilesOf(selection), writer) &&
+    files.push_back({L"the index", inputs.index, L"--index"});
+    const bool usable = AreNoFolders(files, writer) && MayBeIndex(inputs.index, FilesOf(inputs.selection), writer) &&
                         IsUsableDestination(inputs.destination, writer);
     return usable ? std::nullopt : std::optional(ExitUsage);
 }

@@ -9,17 +9,10 @@
 #include <string>
 #include <vector>
 
-// A file that an option names; an empty path is none.
-struct OptionFile {
-    const wchar_t* option;
-    const wchar_t* what; // "the selection"
-    std::wstring path;
-};
-
 // What the command line names.
 struct Inputs {
     SelectionFiles selection = {};
-    std::vector<OptionFile> others = {};
+    std::vector<NamedFile> others = {};
     std::wstring index = {};
     std::wstring destination = {}; // as it was written
 };

@@ -40,7 +40,8 @@ ExitCode RunCommand(Command& command, FILE* data)
 {
     command.General().Apply();
     RecordWriter writer(data, command.General().json);
-    const std::optional<ExitCode> refused = command.Refused(writer);
+    const std::optional<Inputs> named = command.Named();
+    const std::optional<ExitCode> refused = named ? RefuseInputs(*named, writer) : std::nullopt;
     return refused ? *refused : command.Run(writer);
 }
 

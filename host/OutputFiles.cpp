@@ -5,31 +5,37 @@
 #include "support/SameFile.h"
 #include "support/SystemPath.h"
 
+namespace
+{
+
+// Returns true when the folder that the file is to lie in is there.
+bool IsFolderOf(const std::wstring& file)
+{
+    return FolderIsThere(SystemPath(file.substr(0, file.find_last_of(L'\\') + 1).c_str()).GetString());
+}
+
+} // namespace
+
 std::vector<NamedFile> FilesOf(const SelectionFiles& files)
 {
-    return {{L"the selection", files.data},
-            {L"the automatic exclusions", files.autoExclude},
-            {L"the advanced filters", files.advanced},
-            {L"the second selection", files.secondary}};
+    return {{L"the selection", files.data, L"--data"},
+            {L"the automatic exclusions", files.autoExclude, L"--auto-exclude"},
+            {L"the advanced filters", files.advanced, L"--advanced"},
+            {L"the second selection", files.secondary, L"--secondary"}};
 }
 
-std::vector<NamedFile> FilesOfDataFolder()
+std::vector<NamedFile> FilesThatStay(const SelectionFiles& selection, const std::wstring& index)
 {
-    const std::wstring folder = std::wstring(DataFolder::Path().GetString()) + L"\\";
-    std::vector<NamedFile> files{{L"the dump of what is pending", folder + L"watcher_dump.bin"},
-                                 {L"the log", folder + L"OrbWatcher.log"},
-                                 {L"the claim of a running command", folder + L"watcher_claim.txt"}};
-    for (const wchar_t* name : {L"MainSettings.json", L"ServiceRunSettings.json", L"UserConfigurations.json"})
-        files.push_back({L"a file of settings", folder + name});
-    return files;
-}
-
-std::vector<NamedFile> FilesOfIndex(const std::wstring& index)
-{
-    std::vector<NamedFile> files;
+    std::vector<NamedFile> files = FilesOf(selection);
     for (const wchar_t* ending : {L"", L"-wal", L"-shm", L"-journal", L"-claim"})
         if (!index.empty())
             files.push_back({L"the index", index + ending});
+    const std::wstring folder = std::wstring(DataFolder::Path().GetString()) + L"\\";
+    files.push_back({L"the dump of what is pending", folder + L"watcher_dump.bin"});
+    files.push_back({L"the log", folder + L"OrbWatcher.log"});
+    files.push_back({L"the claim of a running command", folder + L"watcher_claim.txt"});
+    for (const wchar_t* name : {L"MainSettings.json", L"ServiceRunSettings.json", L"UserConfigurations.json"})
+        files.push_back({L"a file of settings", folder + name});
     return files;
 }
 
@@ -40,19 +46,6 @@ std::wstring NameAmong(const std::wstring& path, const std::vector<NamedFile>& f
             return file.what;
     return {};
 }
-
-namespace
-{
-
-// Returns true when the folder that the file is to lie in is there.
-bool IsFolderOf(const std::wstring& file)
-{
-    const std::wstring folder = file.substr(0, file.find_last_of(L'\\') + 1);
-    const DWORD attributes = GetFileAttributesW(SystemPath(folder.c_str()));
-    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-}
-
-} // namespace
 
 bool MayBeWritten(const Output& output, const std::vector<NamedFile>& inputs, RecordWriter& writer)
 {

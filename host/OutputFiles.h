@@ -10,15 +10,15 @@
 #include <vector>
 
 struct NamedFile {
-    std::wstring what; // "the selection"
-    std::wstring path; // may be empty: then it is none
+    std::wstring what;           // "the selection"
+    std::wstring path;           // may be empty: then it is none
+    const wchar_t* option = L""; // that names it
 };
 
-// Returns the files of a selection, and those of the product in the data folder.
 std::vector<NamedFile> FilesOf(const SelectionFiles& files);
-std::vector<NamedFile> FilesOfDataFolder();
-// Returns the index, and what the database keeps beside it.
-std::vector<NamedFile> FilesOfIndex(const std::wstring& index);
+// Returns what no command writes over: the selection, the index with what the database keeps beside it, and the
+// product's files in the data folder.
+std::vector<NamedFile> FilesThatStay(const SelectionFiles& files, const std::wstring& index);
 
 // Returns what the file is among these, such as "the selection", however its path is spelled; empty when it is none.
 std::wstring NameAmong(const std::wstring& path, const std::vector<NamedFile>& files);

@@ -139,12 +139,6 @@ std::vector<const RuleFinding*> FirstByKind(const std::vector<RuleFinding>& find
     return first;
 }
 
-bool IsAmong(const std::vector<CString>& roots, const CString& root)
-{
-    return std::any_of(roots.begin(), roots.end(),
-                       [&](const CString& other) { return EqualNoCase(other.View(), root.View()); });
-}
-
 // Returns true when the file or folder that the rule names is not there, or something of the other kind is.
 bool IsMissing(const Filter& rule)
 {
@@ -174,6 +168,12 @@ bool IsThere(const CString& root, const DriveGuidInfo& drive)
 }
 
 } // namespace
+
+bool IsAmong(const std::vector<CString>& roots, const CString& root)
+{
+    return std::any_of(roots.begin(), roots.end(),
+                       [&](const CString& other) { return EqualNoCase(other.View(), root.View()); });
+}
 
 std::wstring TextOf(const RuleFinding& finding, const SelectionFiles& files)
 {

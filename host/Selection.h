@@ -54,6 +54,9 @@ struct KeptOutside {
     void TellFilter(OrbFilter& filter) const;
 };
 
+// Returns true when the root is one of these, in whatever spelling.
+bool IsAmong(const std::vector<CString>& roots, const CString& root);
+
 // The host's view of the rules.
 class SelectionView
 {

@@ -1,11 +1,11 @@
-#include "host/commands/AddCommand.h"
-
+// orbwatch add: adds new rules to a selection. They are merged into its file. The files that they select are pending
+// for the next watch, or the watch that runs on the same data folder hands them out.
 #include "host/BackupService.h"
 #include "host/Console.h"
-#include "host/InputFiles.h"
 #include "host/OutputFiles.h"
 #include "host/RulesAddition.h"
 #include "host/Selection.h"
+#include "host/commands/Commands.h"
 #include "host/records/AddRecords.h"
 #include "orbwatcher4/OrbFilter.h"
 
@@ -27,10 +27,7 @@ RulesAddition WantedOf(const AddOptions& options, const RuleFindings& findings)
 // The rules may be deleted when they are taken; a file of the selection must not be.
 bool AreRulesAFileOfTheirOwn(const AddOptions& options, RecordWriter& writer)
 {
-    std::vector<NamedFile> others = FilesOf(options.files);
-    for (const std::vector<NamedFile>& more : {FilesOfIndex(options.index), FilesOfDataFolder()})
-        others.insert(others.end(), more.begin(), more.end());
-    const std::wstring other = NameAmong(options.rules, others);
+    const std::wstring other = NameAmong(options.rules, FilesThatStay(options.files, options.index));
     if (other.empty())
         return true;
     writer.Error(L"this is " + other + L"; name a file that holds new rules alone", options.rules);
@@ -192,10 +189,9 @@ next watch.)",
                 .records = {QueuedRecord::Kind, ExcludedRecord::Kind, SkippedRecord::Kind, AddSummaryRecord::Kind},
                 .ends = {EndDone, EndFailed, EndRefused, EndSomeUnread, EndInterrupted}};
     }
-    std::optional<ExitCode> Refused(RecordWriter& writer) const override
+    std::optional<Inputs> Named() const override
     {
-        return RefuseInputs({m_options.files, {{L"--rules", L"the new rules", m_options.rules}}, m_options.index},
-                            writer);
+        return Inputs{m_options.files, {{L"the new rules", m_options.rules, L"--rules"}}, m_options.index};
     }
     ExitCode Run(RecordWriter& writer) override
     {

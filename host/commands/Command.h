@@ -2,12 +2,9 @@
 // writes the values of the options into the command, which must outlive it. One thread.
 #pragma once
 
+#include "host/InputFiles.h"
 #include "host/commands/Options.h"
 #include "host/help/CommandHelp.h"
-#include "host/records/RecordWriter.h"
-
-#include <memory>
-#include <optional>
 
 class Command
 {
@@ -15,8 +12,9 @@ public:
     virtual ~Command() = default;
 
     virtual CommandHelp Help() const = 0;
-    // Returns how the command ends that must not run with these options, and reports why; nothing when it may run.
-    virtual std::optional<ExitCode> Refused(RecordWriter&) const { return std::nullopt; }
+    // Returns what the options name, to be checked before the command runs; nothing when it uses no settings and writes
+    // nothing beside them.
+    virtual std::optional<Inputs> Named() const { return std::nullopt; }
     virtual ExitCode Run(RecordWriter& writer) = 0;
 
     void AddTo(CLI::App& program);

@@ -1,5 +1,5 @@
-#include "host/commands/CompletionCommand.h"
-
+// orbwatch completion: prints the script by which a shell completes command lines.
+#include "host/commands/Commands.h"
 #include "host/completion/Completion.h"
 
 namespace

@@ -1,9 +1,9 @@
-#include "host/commands/DoctorCommand.h"
-
+// orbwatch doctor: examines this machine and reports what is wrong. It changes nothing.
 #include "companions/settings/DataFolder.h"
 #include "companions/settings/SettingsValue.h"
 #include "host/Console.h"
 #include "host/Destination.h"
+#include "host/commands/Commands.h"
 #include "host/doctor/Checks.h"
 #include "host/doctor/FolderMemory.h"
 #include "host/doctor/ScratchFolder.h"
@@ -19,57 +19,23 @@
 namespace
 {
 
-struct DoctorOptions {
-    SelectionFiles files;     // all may be empty
-    std::wstring index;       // may be empty
-    std::wstring destination; // as it was written; may be empty
-};
-
-class Examination
-{
-public:
-    explicit Examination(RecordWriter& writer) : m_writer(writer) {}
-
-    void Tell(const Checks& checks)
-    {
-        for (const Check& check : checks) {
-            m_writer.Write(CheckRecord{check});
-            ++m_counts[static_cast<std::size_t>(check.state)];
-        }
-    }
-    ExitCode End()
-    {
-        const std::size_t warnings = Of(Check::State::Warning), failures = Of(Check::State::Failed);
-        const ExitCode code = failures != 0 ? ExitFailure : warnings != 0 ? ExitSomeUnreadable : ExitDone;
-        m_writer.Write(DoctorSummaryRecord{Of(Check::State::Ok), warnings, failures, code});
-        return m_writer.Good() ? code : ExitFailure;
-    }
-
-private:
-    std::size_t Of(Check::State state) const { return m_counts[static_cast<std::size_t>(state)]; }
-
-    RecordWriter& m_writer;
-    std::size_t m_counts[3] = {};
-};
-
 // Returns the destinations of the command line and of the settings, each with a backslash at its end.
-std::set<CString> DestinationsOf(const std::wstring& dataFolder, const DoctorOptions& options)
+std::set<CString> DestinationsOf(const std::wstring& dataFolder, const std::wstring& written)
 {
     const nlohmann::json settings = ReadSettingsFile(dataFolder, SettingsFileNames[2]);
     const std::wstring set = SettingsValue::AsText(SettingOf(settings, DestinationKey)).value_or(std::wstring());
     std::set<CString> folders;
-    for (const std::wstring& written : {FullPath(options.destination), set})
-        if (const CString folder = OrbFilter::SystemForm(written.c_str()); IsFullPath(folder.GetString()))
+    for (const std::wstring& path : {FullPath(written), set})
+        if (const CString folder = OrbFilter::SystemForm(path.c_str()); IsFullPath(folder.GetString()))
             folders.insert(WithBackslash(folder));
     return folders;
 }
 
 // The settings of this process are those of the doctor's own folder (ScratchFolder).
-KeptOutside OutsideOf(const std::wstring& dataFolder, const DoctorOptions& options,
-                      const std::set<CString>& destinations)
+KeptOutside OutsideOf(const std::wstring& dataFolder, const std::wstring& index, const std::set<CString>& destinations)
 {
     KeptOutside outside;
-    outside.index = options.index;
+    outside.index = index;
     for (const CString& folder : destinations)
         outside.folders.push_back({folder.GetString(), KeptOut::Destination});
     const CString own = WithBackslash(OrbFilter::SystemForm(dataFolder.c_str()));
@@ -104,44 +70,54 @@ that was lost (a killed watch, the dump, the index), and otherwise ok: the next 
         EndWhenInterrupted();
         const std::wstring dataFolder(DataFolder::Path().View());
         const ScratchFolder scratch;
-        Examination examination(writer);
-        examination.Tell(CheckSettings(dataFolder));
-        examination.Tell(CheckSettingsValues(dataFolder));
-        examination.Tell(CheckLog(dataFolder));
-        examination.Tell(CheckRuns(dataFolder));
-        examination.Tell(CheckDump(dataFolder));
-        examination.Tell(CheckOwner(dataFolder, m_options.files.data, m_options.index));
-        const std::set<CString> destinations = DestinationsOf(dataFolder, m_options);
-        examination.Tell(CheckDue(dataFolder, m_options.files, destinations));
+        std::size_t counts[3] = {};
+        const auto tell = [&](const Checks& checks) {
+            for (const Check& check : checks) {
+                writer.Write(CheckRecord{check});
+                ++counts[static_cast<std::size_t>(check.state)];
+            }
+        };
+        tell(CheckSettings(dataFolder));
+        tell(CheckSettingsValues(dataFolder));
+        tell(CheckLog(dataFolder));
+        tell(CheckRuns(dataFolder));
+        tell(CheckDump(dataFolder));
+        tell(CheckOwner(dataFolder, m_files.data, m_index));
+        const std::set<CString> destinations = DestinationsOf(dataFolder, m_destination);
+        tell(CheckDue(dataFolder, m_files, destinations));
         std::int64_t folders = 0;
-        if (!m_options.index.empty())
-            examination.Tell(CheckIndex(m_options.index, folders));
-        if (!m_options.destination.empty())
-            examination.Tell({CheckDestination(m_options.destination)});
-        if (!m_options.files.data.empty()) {
-            examination.Tell(CheckSelection(m_options.files, OutsideOf(dataFolder, m_options, destinations)));
-            examination.Tell(CheckDrives(m_options.files));
+        if (!m_index.empty())
+            tell(CheckIndex(m_index, folders));
+        if (!m_destination.empty())
+            tell({CheckDestination(m_destination)});
+        if (!m_files.data.empty()) {
+            tell(CheckSelection(m_files, OutsideOf(dataFolder, m_index, destinations)));
+            tell(CheckDrives(m_files));
         }
-        examination.Tell(CheckNotifications(scratch.Path()));
-        examination.Tell(CheckLimits(folders));
-        examination.Tell(CheckRoom(dataFolder));
-        if (!m_options.index.empty())
-            examination.Tell(CheckRoom(m_options.index));
-        return examination.End();
+        tell(CheckNotifications(scratch.Path()));
+        tell(CheckLimits(folders));
+        tell(CheckRoom(dataFolder));
+        if (!m_index.empty())
+            tell(CheckRoom(m_index));
+        const auto [good, warnings, failures] = counts;
+        const ExitCode code = failures != 0 ? ExitFailure : warnings != 0 ? ExitSomeUnreadable : ExitDone;
+        writer.Write(DoctorSummaryRecord{good, warnings, failures, code});
+        return writer.Good() ? code : ExitFailure;
     }
 
 private:
     void DeclareOptions(CLI::App& app) override
     {
-        AddSelectionAndFilters(app, m_options.files);
+        AddSelectionAndFilters(app, m_files);
         for (const char* option : {"--auto-exclude", "--advanced", "--secondary"})
             app.get_option(option)->needs("--data");
         m_general.AddTo(app);
-        AddFile(app, "--index", m_options.index, "the index of what is backed up");
-        AddDestination(app, m_options.destination);
+        AddFile(app, "--index", m_index, "the index of what is backed up");
+        AddDestination(app, m_destination);
     }
 
-    DoctorOptions m_options;
+    SelectionFiles m_files;
+    std::wstring m_index, m_destination;
 };
 
 } // namespace

@@ -1,7 +1,6 @@
-#include "host/commands/EnumerateCommand.h"
-
+// orbwatch enumerate: makes one full enumeration of the selection, and hands out the files that it finds.
 #include "host/BackupService.h"
-#include "host/InputFiles.h"
+#include "host/commands/Commands.h"
 #include "host/records/EnumerationRecords.h"
 #include "host/records/FileRecords.h"
 
@@ -106,9 +105,9 @@ the next start.)",
                             EnumerationSummaryRecord::Kind},
                 .ends = {EndDone, EndFailed, EndRefused, EndSomeUnread, EndOutOfTime, EndInterrupted}};
     }
-    std::optional<ExitCode> Refused(RecordWriter& writer) const override
+    std::optional<Inputs> Named() const override
     {
-        return RefuseInputs({m_options.files, {}, m_options.index, m_options.destination}, writer);
+        return Inputs{m_options.files, {}, m_options.index, m_options.destination};
     }
     ExitCode Run(RecordWriter& writer) override
     {

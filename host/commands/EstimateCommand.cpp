@@ -1,9 +1,8 @@
-#include "host/commands/EstimateCommand.h"
-
+// orbwatch estimate: how much a selection holds, and how edits would change that.
 #include "host/Console.h"
 #include "host/EstimateRun.h"
-#include "host/InputFiles.h"
 #include "host/OwnOutput.h"
+#include "host/commands/Commands.h"
 #include "host/records/EstimateRecords.h"
 #include "host/records/FileRecords.h"
 
@@ -28,13 +27,12 @@ A report replaces an older report, and no other file.)",
                             SkippedRecord::Kind, CreatedRecord::Kind, EstimateSummaryRecord::Kind},
                 .ends = {EndDone, EndFailed, EndRefused, EndSomeUnread, EndInterrupted}};
     }
-    std::optional<ExitCode> Refused(RecordWriter& writer) const override
+    std::optional<Inputs> Named() const override
     {
-        return RefuseInputs({m_options.files,
-                             {{L"--stats", L"the statistics", m_options.stats}},
-                             m_options.outside.index,
-                             m_destination},
-                            writer);
+        return Inputs{m_options.files,
+                      {{L"the statistics", m_options.stats, L"--stats"}},
+                      m_options.outside.index,
+                      m_destination};
     }
     ExitCode Run(RecordWriter& writer) override
     {

@@ -1,9 +1,8 @@
-#include "host/commands/ExplainCommand.h"
-
+// orbwatch explain: why paths are selected or not.
 #include "host/Console.h"
-#include "host/InputFiles.h"
 #include "host/LibraryMessages.h"
 #include "host/PathNames.h"
+#include "host/commands/Commands.h"
 #include "host/records/ExplainRecord.h"
 
 #include <fcntl.h>
@@ -130,10 +129,7 @@ error (2), and the other paths are explained: a device (CON), a wildcard, or not
                 .records = {ExplainRecord::Kind},
                 .ends = {EndDone, EndUnwritten, EndRefused, EndInterrupted}};
     }
-    std::optional<ExitCode> Refused(RecordWriter& writer) const override
-    {
-        return RefuseInputs({m_files, {}, m_index, m_destination}, writer);
-    }
+    std::optional<Inputs> Named() const override { return Inputs{m_files, {}, m_index, m_destination}; }
     ExitCode Run(RecordWriter& writer) override
     {
         EndWhenInterrupted();

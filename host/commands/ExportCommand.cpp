@@ -1,12 +1,12 @@
-#include "host/commands/ExportCommand.h"
-
+// orbwatch export: writes the pending files as a list in a file. Asks a watch that runs on the same data folder;
+// without one, exports what the last watch left pending.
 #include "companions/settings/DataFolder.h"
 #include "host/BackupService.h"
 #include "host/Console.h"
-#include "host/InputFiles.h"
 #include "host/OutputFiles.h"
 #include "host/PendingExport.h"
 #include "host/RunningWatchers.h"
+#include "host/commands/Commands.h"
 #include "host/records/ExportRecords.h"
 #include "support/DigestOfFiles.h"
 #include "support/FileReplacement.h"
@@ -31,12 +31,6 @@ constexpr const char* EmptyList = "<root><count>0</count></root>";
 // Returns nothing when it cannot be asked.
 using Exporter = std::function<std::optional<PendingExported>(const PendingExport& wanted)>;
 
-bool IsFolder(const std::wstring& path)
-{
-    const DWORD attributes = GetFileAttributesW(path.c_str());
-    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
-}
-
 bool IsList(const std::wstring& path) { return COrbWatcher::IsPendingList(path.c_str()); }
 
 // An export only reads: a name that is misspelled must not make a new data folder or index, in which nothing is
@@ -44,7 +38,7 @@ bool IsList(const std::wstring& path) { return COrbWatcher::IsPendingList(path.c
 bool IsInputThere(const ExportOptions& options, RecordWriter& writer)
 {
     const std::wstring folder = DataFolder::Path().GetString();
-    if (!IsFolder(folder)) {
+    if (!FolderIsThere(folder)) {
         writer.Error(L"the data folder is not there, and none was made; name the one of the watch with --data-folder",
                      folder);
         return false;
@@ -61,18 +55,16 @@ bool IsInputThere(const ExportOptions& options, RecordWriter& writer)
 
 bool MayWriteList(const ExportOptions& options, RecordWriter& writer)
 {
-    if (IsFolder(options.to)) {
+    if (FolderIsThere(options.to)) {
         writer.Error(L"a folder has this name; name a file with --to", options.to);
         return false;
     }
-    if (!IsFolder(std::filesystem::path(options.to).parent_path().wstring())) {
+    if (!FolderIsThere(std::filesystem::path(options.to).parent_path().wstring())) {
         writer.Error(L"the folder of the list is not there; make it, or name another --to", options.to);
         return false;
     }
-    std::vector<NamedFile> inputs = FilesOf(options.files);
-    for (const std::vector<NamedFile>& files : {FilesOfIndex(options.index), FilesOfDataFolder()})
-        inputs.insert(inputs.end(), files.begin(), files.end());
-    return MayBeWritten({options.to, L"--to", L"a list of pending files", IsList, options.force}, inputs, writer);
+    return MayBeWritten({options.to, L"--to", L"a list of pending files", IsList, options.force},
+                        FilesThatStay(options.files, options.index), writer);
 }
 
 bool WriteEmptyList(const std::wstring& path)
@@ -237,10 +229,7 @@ wait), and the exit code stays 0: the list is as it was asked for.)",
                           "done, but the list is not complete, or not all of the selection could be read"},
                          EndInterrupted}};
     }
-    std::optional<ExitCode> Refused(RecordWriter& writer) const override
-    {
-        return RefuseInputs({m_options.files, {}, m_options.index}, writer);
-    }
+    std::optional<Inputs> Named() const override { return Inputs{m_options.files, {}, m_options.index}; }
     ExitCode Run(RecordWriter& writer) override
     {
         if (!IsInputThere(m_options, writer) || !MayWriteList(m_options, writer))

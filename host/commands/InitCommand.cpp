@@ -1,6 +1,7 @@
-#include "host/commands/InitCommand.h"
-
+// orbwatch init: a sample selection to start from.
+// Existing files are never overwritten: if one exists, nothing is written.
 #include "host/Console.h"
+#include "host/commands/Commands.h"
 #include "host/records/FileRecords.h"
 #include "orbwatcher4/OrbFilter.h"
 #include "support/Handle.h"

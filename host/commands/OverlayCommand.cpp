@@ -1,8 +1,8 @@
-#include "host/commands/OverlayCommand.h"
-
+// orbwatch overlay: a service that keeps the overlay statuses and prints each change. For tests of its clients, it can
+// be told to behave badly, as real services sometimes do.
 #include "host/Console.h"
-#include "host/InputFiles.h"
 #include "host/OverlayService.h"
+#include "host/commands/Commands.h"
 #include "host/records/OverlayRecords.h"
 #include "support/CaseFold.h"
 
@@ -145,7 +145,7 @@ folder. Ctrl-C ends it.)",
                 .records = {OverlayReadyRecord::Kind, OverlayRecord::Kind, OverlaySummaryRecord::Kind},
                 .ends = {EndFailed, EndRefused, EndInterrupted}};
     }
-    std::optional<ExitCode> Refused(RecordWriter& writer) const override { return RefuseInputs({}, writer); }
+    std::optional<Inputs> Named() const override { return Inputs{}; }
     ExitCode Run(RecordWriter& writer) override
     {
         InterruptEvent();

@@ -1,5 +1,4 @@
-#include "host/commands/ReferenceCommand.h"
-
+// orbwatch reference: prints docs/orbwatch.md, for tools/reference.
 #include "host/commands/Commands.h"
 #include "host/help/ReferencePage.h"
 

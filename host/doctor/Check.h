@@ -15,4 +15,8 @@ struct Check {
 
 using Checks = std::vector<Check>;
 
-const char* NameOf(Check::State state);
+inline const char* NameOf(Check::State state)
+{
+    static constexpr const char* names[] = {"ok", "warning", "failed"};
+    return names[static_cast<std::size_t>(state)];
+}

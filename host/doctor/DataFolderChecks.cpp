@@ -15,12 +15,6 @@ constexpr DWORD ForAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
 bool IsThere(const std::wstring& path) { return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES; }
 
-bool IsFolder(const std::wstring& path)
-{
-    const DWORD attributes = GetFileAttributesW(path.c_str());
-    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
-}
-
 bool MayOthersWriteTo(const std::wstring& folder)
 {
     const FileHandle opened(CreateFileW(folder.c_str(), FILE_READ_ATTRIBUTES | READ_CONTROL, ForAll, nullptr,
@@ -88,7 +82,7 @@ Check CheckSettingsFile(const std::wstring& dataFolder, const wchar_t* name)
     const std::wstring consequence = isOfRuns ? L"; it looks at everything again" : L"";
     if (const std::wstring reason = DistrustOfFile(path); !reason.empty())
         return {"settings", State::Failed, NotTrusted(reason), path};
-    if (IsFolder(path))
+    if (FolderIsThere(path))
         return {"settings", State::Failed,
                 L"a folder stands in its place: the next start keeps it with the ending .bad and begins with empty "
                 L"settings" +

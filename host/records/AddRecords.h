@@ -8,7 +8,6 @@
 struct QueuedRecord {
     static constexpr RecordKind Kind{"queued", "a file or folder that the new rules select"};
     const QueueDatum& datum;
-
     RecordFields Fields() const { return PendingRecord{datum}.Fields(); }
     std::string Line() const { return "queued " + PendingRecord{datum}.Line(); }
 };
@@ -16,7 +15,6 @@ struct QueuedRecord {
 struct ExcludedRecord {
     static constexpr RecordKind Kind{"excluded", "an exclusion among the new rules"};
     const ExcludedInfo& excluded;
-
     const char* KindOfPath() const { return excluded.kind != 0 ? "folder" : "file"; }
     RecordFields Fields() const { return {{"path", ToUtf8(excluded.path.View())}, {"kind", KindOfPath()}}; }
     std::string Line() const
@@ -32,7 +30,6 @@ struct AddSummaryRecord {
     std::uint64_t exclusions;
     int exitCode;
     std::string whyNot = {}; // no rule was taken
-
     RecordFields Fields() const
     {
         const RecordFields count = queued ? RecordFields(*queued) : RecordFields(nullptr);

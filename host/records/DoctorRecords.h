@@ -9,7 +9,6 @@ struct CheckRecord {
     static constexpr RecordKind Kind{
         "check", "what was looked at (name), its state (ok, warning or failed), and what to do about it"};
     const Check& check;
-
     RecordFields Fields() const
     {
         RecordFields fields = {{"name", check.name}, {"state", NameOf(check.state)}, {"text", ToUtf8(check.text)}};
@@ -31,7 +30,6 @@ struct DoctorSummaryRecord {
     std::size_t warnings;
     std::size_t failures;
     int exitCode;
-
     RecordFields Fields() const
     {
         return {{"ok", good}, {"warnings", warnings}, {"failed", failures}, {"exit", exitCode}};

@@ -13,7 +13,6 @@ struct EnumerationSummaryRecord {
     std::uint64_t handedOut = 0;
     std::int64_t pending = 0; // kept for the next start
     int exitCode = 0;
-
     RecordFields Fields() const;
     std::string Line() const;
 };

@@ -10,7 +10,6 @@ struct TotalRecord {
     std::size_t step;
     std::wstring edit; // a word and, for some words, a path
     SizeTotal total;
-
     RecordFields Fields() const;
     std::string Line() const;
 };
@@ -20,7 +19,6 @@ struct FolderRecord {
     const Estimate::Folder& folder;
     std::size_t row;
     PathSpelling& spelling; // gives the folders their names on the disk
-
     RecordFields Fields() const;
     std::string Line() const;
 };
@@ -29,7 +27,6 @@ struct ExtensionRecord {
     static constexpr RecordKind Kind{"extension", "files and bytes of an ending, the largest first"};
     const Estimate::Extension& extension;
     std::size_t row;
-
     RecordFields Fields() const;
     std::string Line() const;
 };
@@ -37,7 +34,6 @@ struct ExtensionRecord {
 struct LeftOutRecord {
     static constexpr RecordKind Kind{"leftOut", "files and bytes that a rule leaves out"};
     const Estimate::LeftOut& leftOut;
-
     RecordFields Fields() const;
     std::string Line() const;
 };
@@ -47,7 +43,6 @@ struct EstimateSummaryRecord {
     SizeTotal total;
     std::uint64_t unreadable;
     int exitCode;
-
     RecordFields Fields() const;
     std::string Line() const { return unreadable == 0 ? "" : "could not be read: " + std::to_string(unreadable); }
 };

@@ -8,65 +8,23 @@
 namespace
 {
 
-const char* NameOf(InclusionType type)
-{
-    switch (type) {
-    case Included:
-        return "Included";
-    case Excluded:
-        return "Excluded";
-    case NotApplicable:
-        return "NotApplicable";
-    case NotIncluded:
-        break;
-    }
-    return "NotIncluded";
-}
+// Each list is in the order of its enumeration.
+constexpr const char* Decisions[] = {"Included", "NotIncluded", "Excluded", "NotApplicable"};
+constexpr const char* Sources[] = {"data", "autoExclude", "advanced", "secondary"};
+constexpr struct {
+    const char* name;
+    const char* sentence;
+} Reasons[] = {{"rules", "no rule speaks of it"},
+               {"tooLong", "the path is too long to be backed up"},
+               {"backupFolder", "the backup destination is never backed up"},
+               {"ownFile", "the product's own files are never backed up"}};
+static_assert(NotApplicable + 1 == std::size(Decisions) &&
+              static_cast<std::size_t>(PathExplanation::Source::Secondary) + 1 == std::size(Sources) &&
+              static_cast<std::size_t>(PathExplanation::Reason::OwnFile) + 1 == std::size(Reasons));
 
-const char* NameOf(PathExplanation::Source source)
-{
-    switch (source) {
-    case PathExplanation::Source::AutoExclude:
-        return "autoExclude";
-    case PathExplanation::Source::Advanced:
-        return "advanced";
-    case PathExplanation::Source::Secondary:
-        return "secondary";
-    case PathExplanation::Source::Data:
-        break;
-    }
-    return "data";
-}
-
-const char* NameOf(PathExplanation::Reason reason)
-{
-    switch (reason) {
-    case PathExplanation::Reason::TooLong:
-        return "tooLong";
-    case PathExplanation::Reason::BackupFolder:
-        return "backupFolder";
-    case PathExplanation::Reason::OwnFile:
-        return "ownFile";
-    case PathExplanation::Reason::Rules:
-        break;
-    }
-    return "rules";
-}
-
-const char* SentenceOf(PathExplanation::Reason reason)
-{
-    switch (reason) {
-    case PathExplanation::Reason::TooLong:
-        return "the path is too long to be backed up";
-    case PathExplanation::Reason::BackupFolder:
-        return "the backup destination is never backed up";
-    case PathExplanation::Reason::OwnFile:
-        return "the product's own files are never backed up";
-    case PathExplanation::Reason::Rules:
-        break;
-    }
-    return "no rule speaks of it";
-}
+const char* NameOf(InclusionType decision) { return Decisions[decision]; }
+const char* NameOf(PathExplanation::Source source) { return Sources[static_cast<std::size_t>(source)]; }
+const auto& WordsOf(PathExplanation::Reason reason) { return Reasons[static_cast<std::size_t>(reason)]; }
 
 // Returns what a decision means that its name does not say; null when there is nothing to add.
 const char* MeaningOf(const PathExplanation& explanation)
@@ -127,7 +85,7 @@ RecordFields ExplainRecord::Fields() const
     return {
         {"path", ToUtf8(path)},
         {"decision", NameOf(explanation.decision)},
-        {"reason", path.empty() ? "empty" : NameOf(explanation.reason)},
+        {"reason", path.empty() ? "empty" : WordsOf(explanation.reason).name},
         {"ordinary", NameOf(explanation.ordinary)},
         {"advanced", explanation.advancedAsked ? RecordFields(NameOf(explanation.advanced)) : RecordFields(nullptr)},
         {"rules", std::move(rules)},
@@ -142,7 +100,7 @@ std::string ExplainRecord::Line() const
     for (std::size_t i = 0; i < explanation.rules.size(); ++i)
         lines += RuleLine(explanation.rules[i], static_cast<int>(i) == explanation.deciding);
     if (explanation.rules.empty())
-        lines += std::string("\n    ") + (path.empty() ? "the path is empty" : SentenceOf(explanation.reason));
+        lines += std::string("\n    ") + (path.empty() ? "the path is empty" : WordsOf(explanation.reason).sentence);
     if (explanation.advancedAsked)
         lines += std::string("\n    advanced filters: ") + NameOf(explanation.advanced);
     if (const char* const meaning = MeaningOf(explanation))

@@ -9,7 +9,6 @@ struct ExplainRecord {
                                      "a path: the decision, the rules that speak of it, and which of them decides"};
     const std::wstring& path; // as it was asked for
     const PathExplanation& explanation;
-
     RecordFields Fields() const;
     std::string Line() const;
 };

@@ -8,7 +8,6 @@ struct ExportedRecord {
     std::wstring path;
     int count; // of the files that were added to the list
     bool made; // false: there was nothing to list
-
     RecordFields Fields() const { return {{"path", ToUtf8(path)}, {"count", count}}; }
     std::string Line() const
     {

@@ -8,7 +8,6 @@ struct PendingRecord {
     static constexpr RecordKind Kind{"pending",
                                      "a file or folder that waits for backup: path, size, times, the rule's text"};
     const QueueDatum& datum;
-
     RecordFields Fields() const;
     std::string Line() const;
 };
@@ -17,7 +16,6 @@ struct PendingRecord {
 struct DeletedRecord {
     static constexpr RecordKind Kind{"deleted", "a path that the index holds and the disk does not"};
     const DeletionRecord& deletion;
-
     RecordFields Fields() const;
     std::string Line() const;
 };
@@ -26,7 +24,6 @@ struct RescanRecord {
     static constexpr RecordKind Kind{"rescan", "a root that is looked at again, and why"};
     CString root;
     std::string reason;
-
     RecordFields Fields() const { return {{"root", ToUtf8(root.View())}, {"reason", reason}}; }
     std::string Line() const { return "looking at " + RecordText::Path(root.View()) + " again (" + reason + ")"; }
 };
@@ -36,7 +33,6 @@ struct SkippedRecord {
     static constexpr RecordKind Kind{"skipped",
                                      "a drive, folder or file of the selection that could not be looked at, and why"};
     const PassedOverPath& skipped;
-
     // Returns why, in words.
     const char* Words() const;
     RecordFields Fields() const;
@@ -46,7 +42,6 @@ struct SkippedRecord {
 struct CreatedRecord {
     static constexpr RecordKind Kind{"created", "a file that was written"};
     std::wstring path;
-
     RecordFields Fields() const { return {{"path", ToUtf8(path)}}; }
     std::string Line() const { return "created " + RecordText::Path(path); }
 };

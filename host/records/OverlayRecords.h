@@ -5,7 +5,6 @@
 
 struct OverlayReadyRecord {
     static constexpr RecordKind Kind{"ready", "it answers from now on"};
-
     RecordFields Fields() const { return RecordFields::object(); }
     std::string Line() const { return "keeping overlay statuses"; }
 };
@@ -15,7 +14,6 @@ struct OverlayRecord {
     std::wstring path;
     std::int32_t status;
     std::string meaning;
-
     RecordFields Fields() const { return {{"path", ToUtf8(path)}, {"status", status}, {"meaning", meaning}}; }
     std::string Line() const { return meaning + " " + RecordText::Path(path); }
 };
@@ -25,7 +23,6 @@ struct OverlaySummaryRecord {
     std::uint64_t requests;
     std::uint64_t paths;
     int exitCode;
-
     RecordFields Fields() const { return {{"requests", requests}, {"paths", paths}, {"exit", exitCode}}; }
     std::string Line() const
     {

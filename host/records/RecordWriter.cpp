@@ -3,13 +3,6 @@
 #include "host/records/Record.h"
 #include "support/HarmlessText.h"
 
-namespace
-{
-
-constexpr std::size_t MostNotesKept = 1000;
-
-} // namespace
-
 RecordWriter::RecordWriter(FILE* data, bool json) : RecordWriter(OutputStream::Of(data), OutputStream::Of(stderr), json)
 {
 }
@@ -54,7 +47,8 @@ void RecordWriter::Error(const std::wstring& message, const std::wstring& path) 
 
 void RecordWriter::Note(const std::wstring& message, const std::wstring& path)
 {
-    if (m_noted.size() >= MostNotesKept)
+    constexpr std::size_t mostKept = 1000;
+    if (m_noted.size() >= mostKept)
         m_noted.clear();
     if (m_noted.insert(path + L"\n" + message).second)
         Tell(NoteKind, message, path);

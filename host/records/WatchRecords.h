@@ -9,7 +9,6 @@
 struct RootsRecord {
     static constexpr RecordKind Kind{"roots", "the roots that are watched now: a drive came or went"};
     const std::vector<CString>& roots;
-
     RecordFields Fields() const
     {
         RecordFields names = RecordFields::array();
@@ -34,7 +33,6 @@ struct WatchReadyRecord : RootsRecord {
 struct CollectedRecord {
     static constexpr RecordKind Kind{"collected", "with --collect: how many files wait"};
     std::int64_t pending;
-
     RecordFields Fields() const { return {{"pending", pending}}; }
     std::string Line() const { return "waiting: " + std::to_string(pending); }
 };
@@ -44,7 +42,6 @@ struct WatchSummaryRecord {
     std::uint64_t handedOut;
     std::int64_t pending;
     int exitCode;
-
     RecordFields Fields() const { return {{"handedOut", handedOut}, {"pending", pending}, {"exit", exitCode}}; }
     std::string Line() const
     {
