@@ -3,7 +3,7 @@
 // words. The values must outlive the parser. One thread.
 #pragma once
 
-#include "host/BackupService.h"
+#include "host/ServiceOptions.h"
 
 #include <CLI/CLI.hpp>
 
