@@ -171,10 +171,10 @@ private:
         PathSpelling spelling;
         std::size_t row = 0;
         for (const Estimate::Folder& folder : estimate.folders)
-            m_writer.Write(FolderRecord{folder, row++, spelling});
+            m_writer.Write(FolderRecord{{row++}, folder, spelling});
         row = 0;
         for (const Estimate::Extension& extension : estimate.extensions)
-            m_writer.Write(ExtensionRecord{extension, row++});
+            m_writer.Write(ExtensionRecord{{row++}, extension});
         for (const Estimate::LeftOut& leftOut : estimate.leftOut)
             m_writer.Write(LeftOutRecord{leftOut});
     }

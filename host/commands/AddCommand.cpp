@@ -12,10 +12,7 @@
 namespace
 {
 
-struct AddOptions : ServiceOptions {
-    std::wstring rules = {};
-    bool deleteWhenDone = false;
-    bool mergeOnly = false;
+struct AddOptions : ServiceOptions, RulesAddition {
 };
 
 // A file of which something was not understood stays, whatever the command line says: nothing else has that rule.
@@ -218,7 +215,7 @@ private:
         app.add_flag("--delete", m_options.deleteWhenDone, "delete the rules' file unless it holds exclusions");
     }
 
-    AddOptions m_options{{.command = L"add"}};
+    AddOptions m_options{{.command = L"add"}, {}};
 };
 
 } // namespace

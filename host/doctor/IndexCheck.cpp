@@ -8,34 +8,29 @@
 
 Checks CheckIndex(const std::wstring& index, std::int64_t& folders)
 {
-    const auto finding = [&](Check::State state, const std::wstring& text) {
-        return Checks{{"index", state, text, index}};
-    };
+    const Subject about{"index", index};
     const std::wstring folder = index.substr(0, index.rfind(L'\\') + 1);
     const DWORD folderError = WhyNothingCanBeMade(folder);
     if (GetFileAttributesW(folder.c_str()) == INVALID_FILE_ATTRIBUTES)
-        return finding(Check::State::Failed, L"its folder is not there; make it, or name another index");
+        return {about.Failed(L"its folder is not there; make it, or name another index")};
     if (folderError != ERROR_SUCCESS)
-        return finding(Check::State::Failed,
-                       L"nothing can be written beside it: " + SystemText(folderError) + L" Make its folder writable.");
+        return {about.Failed(L"nothing can be written beside it: " + SystemText(folderError) +
+                             L" Make its folder writable.")};
     if (GetFileAttributesW(index.c_str()) == INVALID_FILE_ATTRIBUTES)
-        return finding(Check::State::Warning, L"not there; the first watch makes it, and everything counts as new");
+        return {about.Warning(L"not there; the first watch makes it, and everything counts as new")};
     if (IsEmptyFile(index))
-        return finding(Check::State::Warning,
-                       L"an empty file; the next watch makes the index anew, and everything counts as new");
+        return {about.Warning(L"an empty file; the next watch makes the index anew, and everything counts as new")};
     const IndexExamination found = ExamineIndex(index.c_str());
     folders = found.folders;
     if (found.error != CIndexDB::Error::None)
-        return finding(Check::State::Failed, std::wstring(found.text.GetString()) + L"; " + IndexAdvice(found.error));
+        return {about.Failed(std::wstring(found.text.GetString()) + L"; " + IndexAdvice(found.error))};
     if (const DWORD error = WhyNotWritable(index))
-        return finding(Check::State::Failed,
-                       L"can be read and not written: " + SystemText(error) +
-                           L" Neither backups nor deletions can be recorded in it; make it writable.");
+        return {about.Failed(L"can be read and not written: " + SystemText(error) +
+                             L" Neither backups nor deletions can be recorded in it; make it writable.")};
     if (found.lacksMemory)
-        return finding(
-            Check::State::Ok,
+        return {about.Ok(
             L"its write-ahead log has lost its shared memory; the next start makes that again, and nothing is lost. "
-            L"The items were not counted");
-    return finding(Check::State::Ok, L"whole; holds " + std::to_wstring(found.items) + L" items, " +
-                                         std::to_wstring(found.folders) + L" of them folders");
+            L"The items were not counted")};
+    return {about.Ok(L"whole; holds " + std::to_wstring(found.items) + L" items, " + std::to_wstring(found.folders) +
+                     L" of them folders")};
 }
