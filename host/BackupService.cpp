@@ -24,11 +24,6 @@ bool IsGone(const std::wstring& path)
            (GetLastError() == ERROR_FILE_NOT_FOUND || GetLastError() == ERROR_PATH_NOT_FOUND);
 }
 
-std::wstring DumpPath()
-{
-    return std::wstring(GetMainSettings().GetDataFolderPath().GetString()) + L"\\watcher_dump.bin";
-}
-
 } // namespace
 
 BackupService::BackupService(const ServiceOptions& options, RecordWriter& writer)
@@ -261,11 +256,9 @@ void BackupService::TellUnkept(const std::wstring& message)
         m_writer.Note(message);
 }
 
-bool BackupService::Interrupted() { return WaitForSingleObject(InterruptEvent(), 0) == WAIT_OBJECT_0; }
-
 std::optional<ExitCode> BackupService::OutsideEnd() const
 {
-    if (Interrupted())
+    if (WaitForSingleObject(InterruptEvent(), 0) == WAIT_OBJECT_0)
         return ExitInterrupted;
     if (m_options.timeout > 0 && Seconds() - m_start >= m_options.timeout)
         return ExitTimeLimit;
@@ -287,7 +280,7 @@ ExitCode BackupService::End(ExitCode code, bool unreadable)
     TellMessages();
     if (!m_watcher.IsPendingKept()) {
         m_writer.Error(L"what is pending could not be kept; the next start looks at everything again. Is there room?",
-                       DumpPath());
+                       std::wstring(GetMainSettings().GetDataFolderPath().GetString()) + L"\\watcher_dump.bin");
         return ExitFailure;
     }
     return WithFailures(code, unreadable);

@@ -52,7 +52,6 @@ public:
 
     // Returns the exit code after Ctrl-C, after the time limit, or when standard output cannot be written any more.
     std::optional<ExitCode> OutsideEnd() const;
-    static bool Interrupted();
 
     // Stops the watcher, keeps what is pending for the next start, and reports the rest. For an orderly end (ExitDone),
     // the returned code tells what failed meanwhile. `unreadable`: the caller knows of unreadable files, too.

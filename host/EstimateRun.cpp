@@ -1,10 +1,9 @@
 #include "host/EstimateRun.h"
 
 #include "host/Console.h"
-#include "host/EstimateReport.h"
 #include "host/EstimateScan.h"
 #include "host/LibraryMessages.h"
-#include "host/OutputFiles.h"
+#include "host/NamedFiles.h"
 #include "host/PathSpelling.h"
 #include "host/records/EstimateRecords.h"
 #include "host/records/FileRecords.h"
@@ -16,7 +15,6 @@
 
 #include <algorithm>
 #include <fstream>
-#include <optional>
 
 namespace
 {
@@ -132,7 +130,7 @@ private:
         if (!m_options.mask.empty() && !HasEdit(EstimateEdit::Kind::Include))
             m_writer.Note(L"--mask concerns the folders of --include alone; it changes nothing here");
         if (!HasEdit(EstimateEdit::Kind::Profile))
-            m_scan.AddProfile(m_selection.Profiles());
+            m_scan.AddProfiles(m_selection.Profiles());
         return Count(L"scan", L"the selection as it is");
     }
 
@@ -140,7 +138,7 @@ private:
     bool Apply(const EstimateEdit& edit)
     {
         if (edit.kind == EstimateEdit::Kind::Profile) {
-            m_scan.AddProfile(edit.profile);
+            m_scan.AddProfiles({edit.profile});
             const std::wstring number = std::to_wstring(edit.profile);
             return Count(L"profile " + number, L"with profile " + number);
         }

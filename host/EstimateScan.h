@@ -23,11 +23,7 @@ public:
     bool Count(Estimate& estimate);
 
     void SetMask(const std::wstring& mask) { m_scanner.SetFileFolderFilter(mask.c_str()); }
-    template <typename Profiles>
-    void AddProfile(const Profiles& profiles)
-    {
-        m_scanner.AddProfile(profiles);
-    }
+    void AddProfiles(const std::vector<int>& profiles) { m_scanner.AddProfile(profiles); }
     std::vector<PassedOverPath> PassedOver() { return m_scanner.GetPassedOver(); }
 
 private:

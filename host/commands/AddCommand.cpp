@@ -2,9 +2,8 @@
 // for the next watch, or the watch that runs on the same data folder hands them out.
 #include "host/BackupService.h"
 #include "host/Console.h"
-#include "host/OutputFiles.h"
+#include "host/NamedFiles.h"
 #include "host/RulesAddition.h"
-#include "host/Selection.h"
 #include "host/commands/Commands.h"
 #include "host/records/AddRecords.h"
 #include "orbwatcher4/OrbFilter.h"

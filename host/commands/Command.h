@@ -2,7 +2,7 @@
 // writes the values of the options into the command, which must outlive it. One thread.
 #pragma once
 
-#include "host/InputFiles.h"
+#include "host/NamedFiles.h"
 #include "host/commands/Options.h"
 #include "host/help/CommandHelp.h"
 

@@ -21,7 +21,8 @@ the selection that is named and paths are completed.)",
     }
     ExitCode Run(RecordWriter& writer) override
     {
-        return writer.Text(CompletionScript(m_shell, CommandTree(Program())));
+        const std::vector<CommandNode> tree = CommandTree(Program());
+        return writer.Text(m_shell == Shell::Bash ? BashCompletion(tree) : PowerShellCompletion(tree));
     }
 
 private:
@@ -32,7 +33,7 @@ private:
             ->required();
     }
 
-    Shell m_shell = Shell::Bash;
+    enum class Shell { Bash, PowerShell } m_shell = Shell::Bash;
 };
 
 } // namespace

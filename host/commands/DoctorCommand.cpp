@@ -14,8 +14,6 @@
 
 #include <shlwapi.h>
 
-#include <algorithm>
-
 namespace
 {
 

@@ -3,7 +3,7 @@
 #include "companions/settings/DataFolder.h"
 #include "host/BackupService.h"
 #include "host/Console.h"
-#include "host/OutputFiles.h"
+#include "host/NamedFiles.h"
 #include "host/PendingExport.h"
 #include "host/RunningWatchers.h"
 #include "host/commands/Commands.h"

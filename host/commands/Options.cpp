@@ -23,14 +23,6 @@ CLI::Validator SecondsAboveZero()
             ""};
 }
 
-CLI::Validator LogLevelWord()
-{
-    return {[](const std::string& text) -> std::string {
-                return text == "errors" || text == "all" ? "" : "\"" + text + "\" is none of errors, all";
-            },
-            ""};
-}
-
 CLI::Validator NotEmpty(const std::string& what)
 {
     return {[what](const std::string& text) { return text.empty() ? "the " + what + " is empty" : ""; }, ""};
@@ -88,8 +80,11 @@ CLI::Option* AddSeconds(CLI::App& app, const char* name, double& seconds, const 
 void GeneralOptions::AddTo(CLI::App& app)
 {
     AddFolder(app, "--data-folder", dataFolder, "the product's data folder; otherwise ORB_DATA_FOLDER");
+    const auto isLevel = [](const std::string& text) {
+        return text == "errors" || text == "all" ? "" : "\"" + text + "\" is none of errors, all";
+    };
     AddText(app, "--log-level", logLevel, "errors|all", "what the log gets; otherwise ORB_LOG_LEVEL or the settings")
-        ->check(LogLevelWord());
+        ->check(CLI::Validator(isLevel, ""));
     AddJsonTo(app);
 }
 

@@ -1,4 +1,5 @@
-// Checks the files that a command is about to write: no command writes over what it reads, or over a file that it did
+// Checks the files that the command line names. Before a command uses them: a folder in the place of a file would be
+// told as a missing or damaged file. Before it writes: no command writes over what it reads, or over a file that it did
 // not make itself. Files are compared as the system sees them, so that a link or a short name hides nothing. One
 // thread.
 #pragma once
@@ -6,6 +7,7 @@
 #include "host/Selection.h"
 #include "host/records/RecordWriter.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -35,3 +37,17 @@ struct Output {
 
 // Returns false, and reports it, when the output must not be written.
 bool MayBeWritten(const Output& output, const std::vector<NamedFile>& inputs, RecordWriter& writer);
+
+// What the command line names.
+struct Inputs {
+    SelectionFiles selection = {};
+    std::vector<NamedFile> others = {};
+    std::wstring index = {};
+    std::wstring destination = {}; // as it was written
+};
+
+// Returns how a command ends that uses the settings, or writes beside them, and must not run; nothing when it may. The
+// data folder must be one (DataFolderTrust.h), no folder may stand where a file should be, the index must begin as one
+// when it is there and not empty, and the destination must be possible. A missing file may be right: the command itself
+// decides that.
+std::optional<ExitCode> RefuseInputs(const Inputs& inputs, RecordWriter& writer);
