@@ -20,7 +20,7 @@ struct NamedFile {
 std::vector<NamedFile> FilesOf(const SelectionFiles& files);
 // Returns what no command writes over: the selection, the index with what the database keeps beside it, and the
 // product's files in the data folder.
-std::vector<NamedFile> FilesThatStay(const SelectionFiles& files, const std::wstring& index);
+std::vector<NamedFile> FilesThatStay(const SelectionFiles& selection, const std::wstring& index);
 
 // Returns what the file is among these, such as "the selection", however its path is spelled; empty when it is none.
 std::wstring NameAmong(const std::wstring& path, const std::vector<NamedFile>& files);
