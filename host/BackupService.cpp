@@ -1,10 +1,8 @@
 #include "host/BackupService.h"
 
-#include "companions/indexdb/IndexExamination.h"
-#include "companions/logging/OrbLogging.h"
 #include "companions/settings/OrbSettings.h"
 #include "host/Console.h"
-#include "host/IndexAdvice.h"
+#include "host/records/FileRecords.h"
 
 #include <algorithm>
 
@@ -26,18 +24,12 @@ bool IsGone(const std::wstring& path)
            (GetLastError() == ERROR_FILE_NOT_FOUND || GetLastError() == ERROR_PATH_NOT_FOUND);
 }
 
-bool IsMissing(const std::wstring& path) { return GetFileAttributesW(path.c_str()) == INVALID_FILE_ATTRIBUTES; }
-
-std::wstring DumpPath()
-{
-    return std::wstring(GetMainSettings().GetDataFolderPath().GetString()) + L"\\watcher_dump.bin";
-}
-
 } // namespace
 
 BackupService::BackupService(const ServiceOptions& options, RecordWriter& writer)
     : m_options(options),
       m_writer(writer),
+      m_index(options, writer),
       m_events(m_watcher),
       m_enumerations(m_watcher),
       m_queue(m_watcher)
@@ -57,11 +49,11 @@ std::optional<ExitCode> BackupService::Open(LeftPending left)
     if (!UseFolder())
         return ExitUsage;
     m_messages = std::make_unique<LibraryMessages>(LibraryMessages::Keep::Failures);
-    if (!OpenIndex())
+    if (!m_index.Open())
         return ExitFailure;
-    PrepareEnumeration();
+    m_index.PrepareEnumeration();
     m_watcher.SetIndexDB(m_options.index.c_str());
-    m_watcher.SetDestBackupFolderDB(m_options.destination.c_str());
+    m_watcher.SetDestBackupFolderDB(FullPath(m_options.destination).c_str());
     for (const std::wstring& path : m_output.Paths())
         KeepOwnFileOut(path, L"output");
     m_watcher.EnableBackupHiddenFiles(m_options.hidden);
@@ -100,79 +92,13 @@ void BackupService::TellUnmarked()
                    GetMainSettings().GetDataFolderPath().GetString());
 }
 
-bool BackupService::OpenIndex()
-{
-    if (IsEmptyFile(m_options.index))
-        m_indexWas = IndexWas::Empty;
-    else if (IsMissing(m_options.index))
-        m_indexWas = GetFolderIndexIdentity().IsEmpty() ? IndexWas::None : IndexWas::Lost;
-    const bool writable = m_options.record || m_indexWas != IndexWas::Whole;
-    m_index.SetDBFilePath(m_options.index.c_str());
-    if (m_index.Open(writable, 0, 0) && m_index.LoadCache())
-        return true;
-    m_writer.Error(L"the index cannot be used: " + IndexFailure(), m_options.index);
-    return false;
-}
-
-// Before anything is handed out: if this command is killed, the next one still knows.
-void BackupService::PrepareEnumeration()
-{
-    m_folderIsNew = !FirstTimeRuns::WasAnyNoted();
-    const CString before = GetFolderIndexIdentity(), now = IndexIdentity(m_options.index.c_str());
-    if (m_indexWas == IndexWas::Whole && !before.IsEmpty() && !now.IsEmpty() && before != now)
-        m_indexWas = IndexWas::Other;
-    if (const std::wstring index = WordsOfIndex(); !index.empty())
-        g_OrbLog.WriteLog(1, L"orbwatch", __LINE__, L"%s: %s, and a full enumeration is due", m_options.index.c_str(),
-                          index.c_str());
-    const bool indexIsOther = m_indexWas != IndexWas::Whole;
-    const bool due = indexIsOther || m_folderIsNew || m_options.enumerate;
-    const bool lost = indexIsOther && m_indexWas != IndexWas::None;
-    if (due && FirstTimeRuns::MakeDue(lost ? FullDue::Index : nullptr) && !now.IsEmpty())
-        SetFolderIndexIdentity(now);
-}
-
-// Returns what is wrong with the index, in words; empty when it is that of the last run.
-std::wstring BackupService::WordsOfIndex() const
-{
-    switch (m_indexWas) {
-    case IndexWas::Whole:
-        break;
-    case IndexWas::None:
-        return L"the index is new";
-    case IndexWas::Empty:
-        return L"the index was an empty file, and was made anew";
-    case IndexWas::Lost:
-        return L"the index of the last run is lost, and an empty one was made";
-    case IndexWas::Other:
-        return L"the index is not the one of the last run";
-    }
-    return L"";
-}
-
 bool BackupService::TellDueEnumeration()
 {
     TellMessages(); // the library says what it found lost or damaged
     if (!FirstTimeRuns::IsDue())
         return false;
-    if (m_indexWas == IndexWas::Other)
-        m_writer.Note(WordsOfIndex() + L": everything that the selection includes is looked at, and what this index "
-                                       L"does not hold as it is now is handed out",
-                      m_options.index);
-    else if (m_indexWas != IndexWas::Whole)
-        m_writer.Note(WordsOfIndex() + L": everything that the selection includes is handed out once", m_options.index);
-    else if (m_folderIsNew)
-        m_writer.Note(
-            L"no full enumeration is noted as complete here: everything that the selection includes is looked "
-            L"at, and what the index does not hold as it is now is handed out",
-            GetMainSettings().GetDataFolderPath().GetString());
-    else if (!m_options.enumerate)
-        m_writer.Note(L"a full enumeration is due: everything that the selection includes is looked at again");
+    m_index.TellWhyDue();
     return true;
-}
-
-std::wstring BackupService::IndexFailure() const
-{
-    return std::wstring(m_index.GetLastDbErrorText().GetString()) + L"; " + IndexAdvice(m_index.GetLastDbError());
 }
 
 void BackupService::KeepOwnFileOut(const std::wstring& path, const std::wstring& what)
@@ -194,7 +120,7 @@ bool BackupService::GiveOne(bool now)
     FileIdentity identity;
     const bool taken = m_queue.Take(datum, identity, now);
     // The batch is committed as soon as nothing more comes.
-    if (!taken || m_batch.IsDue(Seconds()))
+    if (!taken || m_index.IsCommitDue())
         CommitRecords();
     if (taken)
         Give(datum, identity);
@@ -207,11 +133,11 @@ void BackupService::Give(const QueueDatum& datum, const FileIdentity& identity)
     if (m_output.Contains(datum.path, identity))
         return KeepOwnFileOut(datum.path, L"output");
     // Reported twice, and unchanged since its hand-out: the index does not know it yet.
-    if (m_batch.Holds(datum.path, static_cast<std::uint64_t>(datum.modificationTime)))
+    if (m_index.IsToRecord(datum))
         return;
     // An item that returned during its deletion must be forgotten before it is recorded anew, not after.
     TellDeletions();
-    m_writer.Pending(datum);
+    m_writer.Write(PendingRecord{datum});
     // No program received the file: it becomes pending again.
     if (!m_writer.Good()) {
         m_watcher.AddSingleNotification(datum.path);
@@ -227,7 +153,7 @@ void BackupService::Give(const QueueDatum& datum, const FileIdentity& identity)
     }
     m_unreadable.erase(datum.path);
     if (m_options.record)
-        Record(datum);
+        m_index.Record(datum);
 }
 
 // The system reports no change when a program closes a file that it had open for itself alone.
@@ -251,38 +177,17 @@ bool BackupService::RetryUnreadable(bool now)
     return !m_unreadable.empty();
 }
 
-void BackupService::Record(const QueueDatum& datum)
-{
-    ItemDatum item;
-    item.path = datum.path;
-    item.kind = datum.flags & QueueFlags::Directory ? 1 : 0;
-    item.flags = item.kind ? CachedDatum::Folder : 0;
-    item.modificationTime = static_cast<std::uint64_t>(datum.modificationTime);
-    m_batch.Add(item, Seconds());
-}
-
 void BackupService::CommitRecords()
 {
-    if (m_batch.IsEmpty())
-        return;
-    const RecordBatch::Committed committed = m_batch.Commit(m_index);
-    for (const RecordBatch::Failure& failure : committed.failures)
-        TellUnrecorded(failure.path, failure.error, failure.text);
-    m_watcher.LookAgainAfterRecording(committed.recorded);
-}
-
-void BackupService::TellUnrecorded(const wchar_t* path, CIndexDB::Error error, const CString& text)
-{
-    m_recordingFailed = true;
-    m_writer.Error(L"cannot be recorded in the index: " + std::wstring(text.GetString()) + L"; " + IndexAdvice(error),
-                   path);
+    if (const std::vector<CString> recorded = m_index.Commit(); !recorded.empty())
+        m_watcher.LookAgainAfterRecording(recorded);
 }
 
 bool BackupService::TellEvents()
 {
     bool any = TellDeletions();
     for (const WatcherEvents::Rescan& rescan : m_events.TakeRescans()) {
-        m_writer.Rescan(rescan.root, rescan.reason);
+        m_writer.Write(RescanRecord{rescan.root, rescan.reason});
         any = true;
     }
     return TellSkipped() || any;
@@ -305,7 +210,7 @@ void BackupService::TellSkipped(const PassedOverPath& path)
     if (m_toldSkipped.size() >= mostKept)
         m_toldSkipped.clear();
     if (m_toldSkipped.insert(path.path.GetString()).second)
-        m_writer.Skipped(path);
+        m_writer.Write(SkippedRecord{path});
 }
 
 // A service that has dealt with a deletion forgets the item: a file that returns is a new one.
@@ -317,13 +222,11 @@ bool BackupService::TellDeletions()
     m_deletions += deletions.size();
     std::vector<CString> deleted;
     for (const DeletionRecord& record : deletions) {
-        m_writer.Deleted(record);
+        m_writer.Write(DeletedRecord{record});
         if (m_options.record && IsStillDeleted(record))
             deleted.push_back(record.path);
     }
-    // All in one commit: the deletion of a folder may include thousands of items.
-    if (!deleted.empty() && !m_index.ForgetItems(deleted))
-        TellUnrecorded(deleted.front(), m_index.GetLastDbError(), m_index.GetLastDbErrorText());
+    m_index.Forget(deleted);
     return !deletions.empty();
 }
 
@@ -353,11 +256,9 @@ void BackupService::TellUnkept(const std::wstring& message)
         m_writer.Note(message);
 }
 
-bool BackupService::Interrupted() { return WaitForSingleObject(InterruptEvent(), 0) == WAIT_OBJECT_0; }
-
 std::optional<ExitCode> BackupService::OutsideEnd() const
 {
-    if (Interrupted())
+    if (WaitForSingleObject(InterruptEvent(), 0) == WAIT_OBJECT_0)
         return ExitInterrupted;
     if (m_options.timeout > 0 && Seconds() - m_start >= m_options.timeout)
         return ExitTimeLimit;
@@ -379,7 +280,7 @@ ExitCode BackupService::End(ExitCode code, bool unreadable)
     TellMessages();
     if (!m_watcher.IsPendingKept()) {
         m_writer.Error(L"what is pending could not be kept; the next start looks at everything again. Is there room?",
-                       DumpPath());
+                       std::wstring(GetMainSettings().GetDataFolderPath().GetString()) + L"\\watcher_dump.bin");
         return ExitFailure;
     }
     return WithFailures(code, unreadable);
@@ -389,7 +290,7 @@ ExitCode BackupService::WithFailures(ExitCode code, bool unreadable) const
 {
     if (code != ExitDone)
         return code;
-    if (m_recordingFailed)
+    if (m_index.HasFailed())
         return ExitFailure;
     return m_unreadable.empty() && !m_skipped && !unreadable && !m_unmarked && m_unkept.empty() ? ExitDone
                                                                                                 : ExitSomeUnreadable;

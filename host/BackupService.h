@@ -2,37 +2,19 @@
 // takes and records what it hands out, and ends such that everything still pending is kept. One thread.
 #pragma once
 
-#include "companions/indexdb/OrbIndexDB.h"
 #include "host/ExclusiveUse.h"
 #include "host/ExitCode.h"
 #include "host/FirstTimeRuns.h"
 #include "host/LibraryMessages.h"
 #include "host/OwnOutput.h"
 #include "host/PendingQueue.h"
-#include "host/RecordBatch.h"
-#include "host/Selection.h"
+#include "host/ServiceIndex.h"
 #include "host/WatcherEvents.h"
 
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <set>
-
-struct ServiceOptions {
-    const wchar_t* command; // its name
-    SelectionFiles files;
-    std::wstring index;
-    std::wstring destination;
-    bool hidden = false;
-    bool record = false;
-    bool overlay = false;     // report to the overlay service
-    double timeout = 0;       // seconds; 0: none
-    bool mayTakeOver = false; // the command has the option
-    bool takeOver = false;    // the data folder, from another selection or index
-    bool enumerate = false;   // begin with a full enumeration
-
-    FolderUse Use() const { return {files.data.c_str(), index.c_str()}; }
-};
 
 class BackupService
 {
@@ -56,7 +38,7 @@ public:
     // Keeps a file out that the command writes, and says so if the selection includes it.
     void KeepOwnFileOut(const std::wstring& path, const std::wstring& what);
     // The paths of the options that no backup holds.
-    KeptOutside Outside() const { return {m_options.destination, m_options.index, m_ownFiles}; }
+    KeptOutside Outside() const { return {FullPath(m_options.destination), m_options.index, m_ownFiles}; }
 
     // Hands out one pending file; returns false when there is none to be had now. `now`: asks the watcher in any case.
     bool GiveOne(bool now);
@@ -70,7 +52,6 @@ public:
 
     // Returns the exit code after Ctrl-C, after the time limit, or when standard output cannot be written any more.
     std::optional<ExitCode> OutsideEnd() const;
-    static bool Interrupted();
 
     // Stops the watcher, keeps what is pending for the next start, and reports the rest. For an orderly end (ExitDone),
     // the returned code tells what failed meanwhile. `unreadable`: the caller knows of unreadable files, too.
@@ -89,38 +70,27 @@ public:
 private:
     bool UseFolder();
     bool TakeOver();
-    bool OpenIndex();
-    void PrepareEnumeration();
-    std::wstring WordsOfIndex() const;
     void TellUnmarked();
     void TellUnkept(const std::wstring& message);
-    std::wstring IndexFailure() const;
     bool TellDeletions();
     bool TellSkipped();
     void TellSkipped(const PassedOverPath& path);
     void Give(const QueueDatum& datum, const FileIdentity& identity);
-    void Record(const QueueDatum& datum);
     void CommitRecords();
-    void TellUnrecorded(const wchar_t* path, CIndexDB::Error error, const CString& text);
     ExitCode WithFailures(ExitCode code, bool unreadable) const;
 
     const ServiceOptions& m_options;
     RecordWriter& m_writer;
     ExclusiveUse m_use; // given back last
     COrbWatcher m_watcher{false};
-    CIndexDB m_index;
+    ServiceIndex m_index;
     WatcherEvents m_events;
     FirstTimeRuns m_enumerations;
     std::unique_ptr<LibraryMessages> m_messages; // made when the selection is loaded
     PendingQueue m_queue;
-    RecordBatch m_batch;                 // handed out, and not recorded yet
     std::set<std::wstring> m_unreadable; // handed out while unreadable, and not again since
     double m_retryAt = 0;                // time of the next try for them
     double m_retryPause = 0;             // seconds
-    bool m_recordingFailed = false;
-    // The state in which this command found the index. All but Whole and Other were made anew.
-    enum class IndexWas { Whole, None, Empty, Lost, Other } m_indexWas = IndexWas::Whole;
-    bool m_folderIsNew = false; // no full enumeration was ever completed or due
     bool m_selectionPartly = false;
     OwnOutput m_output;
     std::vector<std::wstring> m_ownFiles; // what the command writes

@@ -35,8 +35,9 @@ double Seconds();
 bool IsFullPath(const std::wstring& path);
 // Returns the absolute form of a path; an empty path stays empty.
 std::wstring FullPath(const std::wstring& path);
-// Returns true when the path names a file that is there.
+// These functions return true when the path names a file, or a folder, that is there.
 bool FileIsThere(const std::wstring& path);
+bool FolderIsThere(const std::wstring& path);
 // Returns true when the file is there and holds no byte.
 bool IsEmptyFile(const std::wstring& path);
 // Returns the system's text for an error.

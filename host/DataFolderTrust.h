@@ -3,7 +3,7 @@
 #pragma once
 
 #include "host/ExitCode.h"
-#include "host/RecordWriter.h"
+#include "host/records/RecordWriter.h"
 
 #include <optional>
 #include <string>

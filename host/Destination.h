@@ -1,8 +1,8 @@
 // Examines the folder that the command line or the settings name as the destination of backups. One thread.
 #pragma once
 
-#include "host/RecordWriter.h"
 #include "host/doctor/Check.h"
+#include "host/records/RecordWriter.h"
 
 #include <optional>
 #include <string>

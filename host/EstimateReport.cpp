@@ -2,8 +2,8 @@
 
 #include "host/Console.h"
 #include "host/PathSpelling.h"
-#include "host/RecordFields.h"
 #include "host/ShownPath.h"
+#include "host/records/RecordText.h"
 #include "host/report/ReportPage.h"
 #include "support/Backslash.h"
 #include "support/CaseFold.h"
@@ -124,7 +124,7 @@ Json Row(const std::string& name, const std::string& value, const SizeTotal& tot
 Json DataOf(const EstimateReport& report)
 {
     const Estimate& estimate = report.estimate;
-    Json data = {{"selection", ToUtf8(report.selection)}, {"made", RecordFields::Now()}};
+    Json data = {{"selection", ToUtf8(report.selection)}, {"made", RecordText::Now()}};
     data["total"] = {{"files", estimate.included.files}, {"size", estimate.included.bytes}};
     data["tree"] = Tree(estimate).ToJson();
     data["extensions"] = Json::array();

@@ -5,7 +5,7 @@
 #pragma once
 
 #include "companions/settings/FolderUse.h"
-#include "host/RecordWriter.h"
+#include "host/records/RecordWriter.h"
 #include "support/Handle.h"
 
 #include <string>

@@ -1,9 +1,8 @@
 // orbwatch: uses the library as a backup service does.
-#include "companions/logging/OrbLogging.h"
-#include "host/Commands.h"
 #include "host/Console.h"
 #include "host/OwnLibraries.h"
 #include "host/UsageSentence.h"
+#include "host/commands/Commands.h"
 #include "support/LockOrder.h"
 
 #include <CLI/CLI.hpp>
@@ -37,20 +36,32 @@ std::wstring ChosenCommand(const CLI::App& app)
     return chosen.empty() ? L"" : FromUtf8(chosen.front()->get_name()) + L" ";
 }
 
+ExitCode RunCommand(Command& command, FILE* data)
+{
+    command.General().Apply();
+    RecordWriter writer(data, command.General().json);
+    const std::optional<Inputs> named = command.Named();
+    const std::optional<ExitCode> refused = named ? RefuseInputs(*named, writer) : std::nullopt;
+    return refused ? *refused : command.Run(writer);
+}
+
 ExitCode Run(FILE* data)
 {
-    CLI::App app("Watches a backup selection and hands out what changed.", "orbwatch");
+    const CommandHelp program = ProgramHelp();
+    CLI::App app(program.summary, "orbwatch");
+    app.footer(FooterOf(program));
     // Arguments that begin with a slash are paths, not options.
     app.allow_windows_style_options(false);
     app.require_subcommand(1);
     app.set_help_flag("-h,--help", "this text");
     app.set_version_flag("--version", "orbwatch " ORB_VERSION, "the version of the program");
-    Arguments arguments;
     std::vector<std::string> given = CommandLine();
     // A wrong command line is reported in the form that the line itself asks for.
     const bool json = std::find(given.begin(), given.end(), "--json") != given.end();
     std::reverse(given.begin(), given.end()); // the parser takes them from the end
-    const std::vector<Command> commands = AddCommands(app, arguments);
+    const std::vector<std::unique_ptr<Command>> commands = MakeCommands();
+    for (const std::unique_ptr<Command>& command : commands)
+        command->AddTo(app);
     try {
         app.parse(std::move(given));
     } catch (const CLI::CallForHelp&) {
@@ -64,15 +75,9 @@ ExitCode Run(FILE* data)
         RecordWriter(data, json).Error(sentence + (sentence.ends_with(L'?') ? L" (" + help + L")" : L"; " + help));
         return ExitUsage;
     }
-    if (!arguments.dataFolder.empty())
-        SetEnvironmentVariableW(L"ORB_DATA_FOLDER", Arguments::Path(arguments.dataFolder).c_str());
-    if (!arguments.logLevel.empty())
-        SetEnvironmentVariableW(L"ORB_LOG_LEVEL", FromUtf8(arguments.logLevel).c_str());
-    g_OrbLog.SetLevel(arguments.logLevel == "all" ? LogLevel::Info : LogLevel::Abort);
-    RecordWriter writer(data, arguments.json);
-    for (const Command& command : commands)
-        if (command.app->parsed())
-            return command.run(writer);
+    for (const std::unique_ptr<Command>& command : commands)
+        if (command->IsChosen())
+            return RunCommand(*command, data);
     return ExitUsage;
 }
 

@@ -4,14 +4,12 @@
 #include "host/Console.h"
 #include "host/FirstTimeRuns.h"
 #include "host/LibraryMessages.h"
+#include "host/Selection.h"
 #include "host/WatchPipe.h"
 #include "support/BarList.h"
-#include "support/CaseFold.h"
 
 #include <algorithm>
 #include <set>
-
-#include <algorithm>
 
 namespace
 {
@@ -20,12 +18,6 @@ using Json = nlohmann::json;
 
 constexpr std::size_t LongestList = 4096; // units of the list of roots
 constexpr DWORD AnswerLimit = 60000;      // milliseconds
-
-bool IsAmong(const std::vector<CString>& roots, const CString& root)
-{
-    return std::any_of(roots.begin(), roots.end(),
-                       [&](const CString& other) { return EqualNoCase(other.View(), root.View()); });
-}
 
 // An answer in another form counts as a missing one.
 PendingExported FromJson(const WatchAnswer& given)

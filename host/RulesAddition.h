@@ -3,7 +3,7 @@
 #pragma once
 
 #include "companions/settings/FolderUse.h"
-#include "host/RecordWriter.h"
+#include "host/records/RecordWriter.h"
 #include "orbwatcher4/OrbWatcher.h"
 
 #include <nlohmann/json.hpp>

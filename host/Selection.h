@@ -1,9 +1,10 @@
 // The selection that the command line names, and the findings about it. One thread.
 #pragma once
 
-#include "host/RecordWriter.h"
+#include "host/records/RecordWriter.h"
 #include "orbwatcher4/EnumerationProgress.h"
 #include "orbwatcher4/OrbFilter.h"
+#include "orbwatcher4/OrbWatcher.h"
 
 #include <string>
 #include <vector>
@@ -52,6 +53,9 @@ struct KeptOutside {
 
     void TellFilter(OrbFilter& filter) const;
 };
+
+// Returns true when the root is one of these, in whatever spelling.
+bool IsAmong(const std::vector<CString>& roots, const CString& root);
 
 // The host's view of the rules.
 class SelectionView

@@ -127,8 +127,3 @@ std::string BashCompletion(const std::vector<CommandNode>& tree)
         script += WordsLine(node, tree);
     return script + End;
 }
-
-std::string CompletionScript(Shell shell, const std::vector<CommandNode>& tree)
-{
-    return shell == Shell::Bash ? BashCompletion(tree) : PowerShellCompletion(tree);
-}

@@ -4,8 +4,5 @@
 
 #include "host/help/CommandTree.h"
 
-enum class Shell { Bash, PowerShell };
-
-std::string CompletionScript(Shell shell, const std::vector<CommandNode>& tree);
 std::string BashCompletion(const std::vector<CommandNode>& tree);
 std::string PowerShellCompletion(const std::vector<CommandNode>& tree);

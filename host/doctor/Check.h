@@ -15,4 +15,18 @@ struct Check {
 
 using Checks = std::vector<Check>;
 
-const char* NameOf(Check::State state);
+// What several findings are about.
+struct Subject {
+    const char* name;
+    std::wstring path;
+
+    Check Ok(const std::wstring& text) const { return {name, Check::State::Ok, text, path}; }
+    Check Warning(const std::wstring& text) const { return {name, Check::State::Warning, text, path}; }
+    Check Failed(const std::wstring& text) const { return {name, Check::State::Failed, text, path}; }
+};
+
+inline const char* NameOf(Check::State state)
+{
+    static constexpr const char* names[] = {"ok", "warning", "failed"};
+    return names[static_cast<std::size_t>(state)];
+}

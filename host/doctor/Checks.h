@@ -4,7 +4,6 @@
 
 #include "host/Selection.h"
 #include "host/doctor/Check.h"
-#include "host/doctor/DoctorCommand.h"
 
 #include <cstdint>
 #include <set>
@@ -25,7 +24,7 @@ Checks CheckRuns(const std::wstring& dataFolder);
 
 // Reports enumerations that are due, and why: a warning when something was lost before. `destinations`: the present
 // ones, each with a backslash at its end.
-Checks CheckDue(const std::wstring& dataFolder, const DoctorOptions& options, const std::set<CString>& destinations);
+Checks CheckDue(const std::wstring& dataFolder, const SelectionFiles& selection, const std::set<CString>& destinations);
 
 // These two functions check the files of a selection, its rules, and the drives that it names. `outside`: what no
 // backup holds, whatever the rules say.

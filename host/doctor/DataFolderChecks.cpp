@@ -15,12 +15,6 @@ constexpr DWORD ForAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
 bool IsThere(const std::wstring& path) { return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES; }
 
-bool IsFolder(const std::wstring& path)
-{
-    const DWORD attributes = GetFileAttributesW(path.c_str());
-    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
-}
-
 bool MayOthersWriteTo(const std::wstring& folder)
 {
     const FileHandle opened(CreateFileW(folder.c_str(), FILE_READ_ATTRIBUTES | READ_CONTROL, ForAll, nullptr,
@@ -51,63 +45,54 @@ std::wstring NotTrusted(const std::wstring& reason) { return L"not trusted, and 
 
 Check CheckFolder(const std::wstring& folder)
 {
-    using State = Check::State;
+    const Subject about{"settings", folder};
     const DWORD attributes = GetFileAttributesW(folder.c_str());
     if (attributes == INVALID_FILE_ATTRIBUTES) {
         if (const DWORD error = WhyNothingCanBeMade(folder))
-            return {"settings", State::Failed,
-                    L"the data folder is not there and cannot be made: " + SystemText(error) +
-                        L" Name another one with --data-folder.",
-                    folder};
-        return {"settings", State::Ok, L"the data folder is not there yet; the first start makes it", folder};
+            return about.Failed(L"the data folder is not there and cannot be made: " + SystemText(error) +
+                                L" Name another one with --data-folder.");
+        return about.Ok(L"the data folder is not there yet; the first start makes it");
     }
     if (!(attributes & FILE_ATTRIBUTE_DIRECTORY))
-        return {"settings", State::Failed, L"a file stands where the data folder should be; move it away", folder};
+        return about.Failed(L"a file stands where the data folder should be; move it away");
     if (const std::wstring reason = DistrustOfFolder(folder); !reason.empty())
-        return {"settings", State::Failed, NotTrusted(reason), folder};
+        return about.Failed(NotTrusted(reason));
     if (const DWORD error = WhyNothingCanBeMade(folder))
-        return {"settings", State::Failed,
-                L"the data folder cannot be used: " + SystemText(error) +
-                    L" Give this account the right to write there.",
-                folder};
+        return about.Failed(L"the data folder cannot be used: " + SystemText(error) +
+                            L" Give this account the right to write there.");
     if (MayOthersWriteTo(folder))
-        return {"settings", State::Warning,
-                L"other accounts may add files to the data folder. Their files are not trusted, but can keep the "
-                L"product from its own. Let only the system, the administrators and this account write there: "
-                L"icacls PATH /inheritance:r /grant:r SYSTEM:(OI)(CI)F Administrators:(OI)(CI)F Users:(OI)(CI)RX",
-                folder};
-    return {"settings", State::Ok, L"the data folder; settings are JSON files in it", folder};
+        return about.Warning(
+            L"other accounts may add files to the data folder. Their files are not trusted, but can keep the "
+            L"product from its own. Let only the system, the administrators and this account write there: "
+            L"icacls PATH /inheritance:r /grant:r SYSTEM:(OI)(CI)F Administrators:(OI)(CI)F Users:(OI)(CI)RX");
+    return about.Ok(L"the data folder; settings are JSON files in it");
 }
 
 // The library itself writes the service-run settings alone.
 Check CheckSettingsFile(const std::wstring& dataFolder, const wchar_t* name)
 {
-    using State = Check::State;
     const bool isOfRuns = std::wstring_view(name) == SettingsFileNames[1];
     const std::wstring path = dataFolder + L"\\" + name;
+    const Subject about{"settings", path};
     const std::wstring consequence = isOfRuns ? L"; it looks at everything again" : L"";
     if (const std::wstring reason = DistrustOfFile(path); !reason.empty())
-        return {"settings", State::Failed, NotTrusted(reason), path};
-    if (IsFolder(path))
-        return {"settings", State::Failed,
-                L"a folder stands in its place: the next start keeps it with the ending .bad and begins with empty "
-                L"settings" +
-                    consequence,
-                path};
+        return about.Failed(NotTrusted(reason));
+    if (FolderIsThere(path))
+        return about.Failed(
+            L"a folder stands in its place: the next start keeps it with the ending .bad and begins with empty "
+            L"settings" +
+            consequence);
     if (const DWORD error = OpeningFails(path, GENERIC_READ))
-        return {"settings", State::Failed,
-                L"cannot be read: " + SystemText(error) + L" Does another program keep it to itself?", path};
+        return about.Failed(L"cannot be read: " + SystemText(error) + L" Does another program keep it to itself?");
     if (!ReadSettingsFile(dataFolder, name).is_object())
-        return {"settings", State::Failed,
-                L"damaged: the next start keeps it with the ending .bad and begins with empty settings" + consequence,
-                path};
+        return about.Failed(L"damaged: the next start keeps it with the ending .bad and begins with empty settings" +
+                            consequence);
     if (const DWORD error = WhyNotWritable(path))
-        return {"settings", isOfRuns ? State::Failed : State::Warning,
-                L"cannot be written: " + SystemText(error) +
-                    (isOfRuns ? L" What a watch notes there is lost; make it writable."
-                              : L" Whoever changes these settings cannot; make it writable."),
-                path};
-    return {"settings", State::Ok, L"can be read and written", path};
+        return isOfRuns ? about.Failed(L"cannot be written: " + SystemText(error) +
+                                       L" What a watch notes there is lost; make it writable.")
+                        : about.Warning(L"cannot be written: " + SystemText(error) +
+                                        L" Whoever changes these settings cannot; make it writable.");
+    return about.Ok(L"can be read and written");
 }
 
 } // namespace
@@ -129,35 +114,32 @@ Checks CheckSettings(const std::wstring& dataFolder)
 
 Checks CheckDump(const std::wstring& dataFolder)
 {
-    using State = Check::State;
     const std::wstring dump = dataFolder + L"\\watcher_dump.bin";
+    const Subject about{"dump", dump};
     const std::optional<CString> left = ReadFolderMemory(dataFolder).dump;
     const bool noneLeft = !left || *left == L"none";
     if (!IsThere(dump) && noneLeft)
         return {};
     if (!IsThere(dump))
-        return {{"dump", State::Warning,
-                 L"what the last run left pending is missing; the next watch looks at everything again", dump}};
+        return {about.Warning(L"what the last run left pending is missing; the next watch looks at everything again")};
     if (const std::wstring reason = DistrustOfFile(dump); !reason.empty())
-        return {{"dump", State::Failed, NotTrusted(reason) + L"; the next start looks at everything instead", dump}};
+        return {about.Failed(NotTrusted(reason) + L"; the next start looks at everything instead")};
     if (left && DigestOfFile(dump.c_str()) != *left)
-        return {
-            {"dump", State::Warning,
-             L"what is pending is not as the last run left it: damaged, cut or another file. The next watch looks at "
-             L"everything again",
-             dump}};
-    return {{"dump", State::Ok, L"what the last run left pending; it comes first at the next watch", dump}};
+        return {about.Warning(
+            L"what is pending is not as the last run left it: damaged, cut or another file. The next watch looks at "
+            L"everything again")};
+    return {about.Ok(L"what the last run left pending; it comes first at the next watch")};
 }
 
 Checks CheckLog(const std::wstring& dataFolder)
 {
     const std::wstring path = dataFolder + L"\\OrbWatcher.log";
+    const Subject about{"log", path};
     if (!IsThere(path))
-        return {{"log", Check::State::Ok, L"not there yet; what is logged comes here", path}};
+        return {about.Ok(L"not there yet; what is logged comes here")};
     if (const std::wstring reason = DistrustOfFile(path); !reason.empty())
-        return {{"log", Check::State::Failed, NotTrusted(reason), path}};
+        return {about.Failed(NotTrusted(reason))};
     if (const DWORD error = OpeningFails(path, FILE_APPEND_DATA))
-        return {{"log", Check::State::Failed,
-                 L"cannot be written: " + SystemText(error) + L" Nothing is logged until it can.", path}};
-    return {{"log", Check::State::Ok, L"can be written", path}};
+        return {about.Failed(L"cannot be written: " + SystemText(error) + L" Nothing is logged until it can.")};
+    return {about.Ok(L"can be written")};
 }

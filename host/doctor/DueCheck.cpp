@@ -43,12 +43,13 @@ Check NotedAsDue(const CString& reason)
 }
 
 // Returns why the next watch finds by itself that an enumeration is due; empty when it does not.
-std::wstring WhyNoticed(const FolderMemory& memory, const DoctorOptions& options, const std::set<CString>& destinations)
+std::wstring WhyNoticed(const FolderMemory& memory, const SelectionFiles& selection,
+                        const std::set<CString>& destinations)
 {
-    if (options.files.data.empty())
+    if (selection.data.empty())
         return L"";
     const CString content =
-        DigestOfFiles({options.files.data.c_str(), options.files.autoExclude.c_str(), options.files.advanced.c_str()});
+        DigestOfFiles({selection.data.c_str(), selection.autoExclude.c_str(), selection.advanced.c_str()});
     if (!memory.selectionContent.IsEmpty() && !content.IsEmpty() && content != memory.selectionContent)
         return L"the selection is not as it was when it was last looked at";
     for (const CString& before : memory.destinations) {
@@ -92,7 +93,7 @@ Checks RescansOf(const FolderMemory& memory, const SelectionFiles& files)
 
 } // namespace
 
-Checks CheckDue(const std::wstring& dataFolder, const DoctorOptions& options, const std::set<CString>& destinations)
+Checks CheckDue(const std::wstring& dataFolder, const SelectionFiles& selection, const std::set<CString>& destinations)
 {
     if (FileIsThere(dataFolder + L"\\" + SettingsFileNames[1]) &&
         !ReadSettingsFile(dataFolder, SettingsFileNames[1]).is_object())
@@ -103,11 +104,11 @@ Checks CheckDue(const std::wstring& dataFolder, const DoctorOptions& options, co
         checks.push_back(FullIsDue(State::Ok, L"none was made with this data folder yet"));
     else if (*memory.fullCompleted == 0)
         checks.push_back(NotedAsDue(memory.dueReason));
-    else if (const std::wstring why = WhyNoticed(memory, options, destinations); !why.empty())
+    else if (const std::wstring why = WhyNoticed(memory, selection, destinations); !why.empty())
         checks.push_back(FullIsDue(State::Ok, why));
     else if (const std::wstring time = WhyByTime(*memory.fullCompleted, dataFolder); !time.empty())
         checks.push_back(FullIsDue(State::Ok, time));
-    for (const Check& rescan : RescansOf(memory, options.files))
+    for (const Check& rescan : RescansOf(memory, selection))
         checks.push_back(rescan);
     return checks;
 }

@@ -1,15 +1,10 @@
 #include "host/doctor/Probe.h"
 
+#include "host/Console.h"
 #include "support/Handle.h"
 
 namespace
 {
-
-bool IsFolder(const std::wstring& path)
-{
-    const DWORD attributes = GetFileAttributesW(path.c_str());
-    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-}
 
 // Returns the folder above with a trailing backslash for a root; empty when there is none.
 std::wstring Above(const std::wstring& folder)
@@ -51,7 +46,7 @@ private:
 DWORD WhyNothingCanBeMade(const std::wstring& folder)
 {
     std::wstring nearest = folder;
-    while (!nearest.empty() && !IsFolder(nearest))
+    while (!nearest.empty() && !FolderIsThere(nearest))
         nearest = Above(nearest);
     if (nearest.empty())
         return ERROR_PATH_NOT_FOUND;

@@ -1,3 +1,4 @@
+#include "host/Console.h"
 #include "host/doctor/Checks.h"
 #include "support/SystemPath.h"
 
@@ -12,12 +13,6 @@ namespace
 using State = Check::State;
 
 bool IsThere(const CString& path) { return GetFileAttributesW(SystemPath(path)) != INVALID_FILE_ATTRIBUTES; }
-
-bool IsFolder(const CString& path)
-{
-    const DWORD attributes = GetFileAttributesW(SystemPath(path));
-    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-}
 
 std::wstring Counted(std::size_t count, const wchar_t* what) { return std::to_wstring(count) + L" " + what; }
 
@@ -37,7 +32,7 @@ void CheckPaths(const SelectionView& selection, Checks& checks)
 {
     std::vector<std::wstring> missing, folders;
     for (const FilterPtr& rule : selection.RulesOfPresentRoots()) {
-        if (!rule->type && IsFolder(rule->path))
+        if (!rule->type && FolderIsThere(SystemPath(rule->path).GetString()))
             folders.emplace_back(rule->path.View());
         else if (rule->incEx == WatcherEnum::Include && !rule->path.IsEmpty() && !IsThere(rule->path))
             missing.emplace_back(rule->path.View());

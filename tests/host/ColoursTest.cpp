@@ -1,5 +1,6 @@
 // Where colours are used.
-#include "host/RecordWriter.h"
+#include "host/records/FileRecords.h"
+#include "host/records/RecordWriter.h"
 #include "tests/host/HostTest.h"
 
 #include <utility>
@@ -36,7 +37,7 @@ protected:
     {
         const Closed data(Path(L"data.txt")), errors(Path(L"errors.txt"));
         RecordWriter writer({data.file, terminal, terminal}, {errors.file, terminal, terminal}, json);
-        writer.Created(L"C:\\a");
+        writer.Write(CreatedRecord{L"C:\\a"});
         writer.Error(L"wrong", L"C:\\b");
         writer.Note(L"odd");
         EnumerationProgress progress;

@@ -45,17 +45,27 @@ protected:
         return CheckOf(records, name, text).value("state", "");
     }
 
+    static bool Record(CIndexDB& database, const std::wstring& path, int kind = 0)
+    {
+        ItemDatum item;
+        item.path = path.c_str();
+        item.kind = kind;
+        return database.RecordItem(item);
+    }
+    // Opens the index, whose write-ahead log then holds this item.
+    void OpenWithItem(CIndexDB& database, const std::wstring& path) const
+    {
+        database.SetDBFilePath(index.c_str());
+        ASSERT_TRUE(database.Open(1, 0, 0));
+        ASSERT_TRUE(Record(database, path));
+    }
     void MakeIndex(int items) const
     {
         CIndexDB database;
         database.SetDBFilePath(index.c_str());
         ASSERT_TRUE(database.Open(1, 0, 0));
-        for (int number = 0; number < items; ++number) {
-            ItemDatum item;
-            item.path = (L"C:\\x\\" + std::to_wstring(number)).c_str();
-            item.kind = number % 2;
-            ASSERT_TRUE(database.RecordItem(item));
-        }
+        for (int number = 0; number < items; ++number)
+            ASSERT_TRUE(Record(database, L"C:\\x\\" + std::to_wstring(number), number % 2));
     }
 
     // Every file below the test's folder: what it holds, and when it was written.

@@ -36,16 +36,12 @@ TEST_F(Doctor, AnIndexInUseIsReadWithItsLogAndLeftAsItIs)
 {
     MakeIndex(3);
     CIndexDB database;
-    database.SetDBFilePath(index.c_str());
-    ASSERT_TRUE(database.Open(1, 0, 0));
-    ItemDatum item;
-    item.path = L"C:\\in the log";
-    ASSERT_TRUE(database.RecordItem(item));
+    OpenWithItem(database, L"C:\\in the log");
     const auto before = Everything();
     const std::vector<Json> records = Examined({L"--index", index}, End::Well);
     EXPECT_EQ(StateOf(records, "index", "holds 4 items"), "ok");
     EXPECT_EQ(Everything().size(), before.size());
-    EXPECT_TRUE(database.RecordItem(item)); // and it can go on
+    EXPECT_TRUE(Record(database, L"C:\\in the log")); // and it can go on
 }
 
 TEST_F(Doctor, ADataFolderThatIsNotThereIsNotMade)

@@ -50,11 +50,7 @@ TEST_F(IndexState, LostSharedMemoryIsMadeAgainAndIsNoFailure)
     MakeIndex(3);
     {
         CIndexDB database;
-        database.SetDBFilePath(index.c_str());
-        ASSERT_TRUE(database.Open(1, 0, 0));
-        ItemDatum item;
-        item.path = L"C:\\in the log";
-        ASSERT_TRUE(database.RecordItem(item));
+        OpenWithItem(database, L"C:\\in the log");
         std::filesystem::copy_file(index + L"-wal", Path(L"kept-wal"));
         std::filesystem::copy_file(index, Path(L"kept"));
     }
