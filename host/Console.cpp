@@ -26,28 +26,6 @@ BOOL WINAPI EndAtOnce(DWORD) { ExitProcess(ExitInterrupted); }
 
 } // namespace
 
-std::string ToUtf8(std::wstring_view text)
-{
-    if (text.empty())
-        return {};
-    const int units = static_cast<int>(text.size());
-    const int length = WideCharToMultiByte(CP_UTF8, 0, text.data(), units, nullptr, 0, nullptr, nullptr);
-    std::string bytes(static_cast<std::size_t>(length), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text.data(), units, bytes.data(), length, nullptr, nullptr);
-    return bytes;
-}
-
-std::wstring FromUtf8(std::string_view text)
-{
-    if (text.empty())
-        return {};
-    const int bytes = static_cast<int>(text.size());
-    const int length = MultiByteToWideChar(CP_UTF8, 0, text.data(), bytes, nullptr, 0);
-    std::wstring units(static_cast<std::size_t>(length), L'\0');
-    MultiByteToWideChar(CP_UTF8, 0, text.data(), bytes, units.data(), length);
-    return units;
-}
-
 bool IsUtf8(std::string_view text)
 {
     const int bytes = static_cast<int>(text.size());

@@ -2,6 +2,8 @@
 // come at any time.
 #pragma once
 
+#include "support/Utf8Text.h"
+
 #include <windows.h>
 
 #include <cstdio>
@@ -9,10 +11,6 @@
 #include <string_view>
 #include <vector>
 
-// Converts between UTF-16 and UTF-8. Units that are no UTF-16 (a lone surrogate) and bytes that are no UTF-8 become
-// U+FFFD.
-std::string ToUtf8(std::wstring_view text);
-std::wstring FromUtf8(std::string_view text);
 bool IsUtf8(std::string_view text);
 
 // Reserves standard output for data: everything that the libraries print there goes to standard error. Call it once,

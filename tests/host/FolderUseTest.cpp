@@ -1,6 +1,7 @@
 // One data folder, one selection, one index, and one command at a time.
 #include "support/Handle.h"
 #include "tests/host/HostTest.h"
+#include "tests/support/Said.h"
 
 namespace
 {
@@ -30,9 +31,9 @@ protected:
         return path;
     }
     static std::string ErrorOf(const HostProcess& host) { return OnlyError(host).value("message", ""); }
-    static bool Contains(const std::string& text, const std::wstring& part)
+    static testing::AssertionResult Contains(const std::string& text, const std::wstring& part)
     {
-        return text.find(Utf8(part)) != std::string::npos;
+        return Says(text, Utf8(part));
     }
 };
 

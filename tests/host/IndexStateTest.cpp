@@ -1,5 +1,6 @@
 // An index that is empty, lost, or without the files that are kept beside it: the doctor and a watch say the same.
 #include "tests/host/DoctorFixture.h"
+#include "tests/support/Said.h"
 
 namespace
 {
@@ -17,7 +18,6 @@ protected:
             notes += note.value("message", "") + "\n";
         return notes;
     }
-    static bool Has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
     void RemoveIndex() const
     {
         for (const wchar_t* ending : {L"", L"-wal", L"-shm"})
@@ -31,8 +31,8 @@ TEST_F(IndexState, AnEmptyFileIsStartedAnewWithTheSameWordsFromBoth)
     RemoveIndex();
     folder.WriteBytes(L"index.db", "");
     EXPECT_EQ(StateOf(ExaminedWhole(End::Well), "index", "an empty file"), "warning");
-    EXPECT_TRUE(Has(Notes(), "the index was an empty file"));
-    EXPECT_FALSE(Has(Notes(), "the index"));
+    EXPECT_TRUE(Says(Notes(), "the index was an empty file"));
+    EXPECT_FALSE(Says(Notes(), "the index"));
 }
 
 TEST_F(IndexState, ALostIndexIsNotCalledNew)
@@ -41,8 +41,8 @@ TEST_F(IndexState, ALostIndexIsNotCalledNew)
     RemoveIndex();
     EXPECT_EQ(StateOf(ExaminedWhole(End::Well), "owner", "the index of the last run is lost"), "warning");
     const std::string notes = Notes();
-    EXPECT_TRUE(Has(notes, "the index of the last run is lost")) << notes;
-    EXPECT_FALSE(Has(notes, "is new")) << notes;
+    EXPECT_TRUE(Says(notes, "the index of the last run is lost")) << notes;
+    EXPECT_FALSE(Says(notes, "is new")) << notes;
 }
 
 TEST_F(IndexState, LostSharedMemoryIsMadeAgainAndIsNoFailure)
@@ -61,7 +61,7 @@ TEST_F(IndexState, LostSharedMemoryIsMadeAgainAndIsNoFailure)
     const auto before = Everything();
     EXPECT_EQ(StateOf(ExaminedWhole(End::Well), "index", "shared memory"), "ok");
     EXPECT_EQ(Everything(), before);
-    EXPECT_FALSE(Has(Notes(), "the index"));
+    EXPECT_FALSE(Says(Notes(), "the index"));
 }
 
 } // namespace

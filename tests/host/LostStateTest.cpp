@@ -2,6 +2,7 @@
 #include "tests/host/HostTest.h"
 
 #include "companions/indexdb/OrbIndexDB.h"
+#include "tests/support/Said.h"
 
 #include <set>
 
@@ -25,7 +26,7 @@ protected:
             notes += note.value("message", "") + "\n";
         return paths;
     }
-    bool IsSaid(const std::string& part) const { return notes.find(part) != std::string::npos; }
+    testing::AssertionResult IsSaid(const std::string& part) const { return Says(notes, part); }
 
     // Two files that the index holds as they are.
     std::set<std::string> RecordTwo()

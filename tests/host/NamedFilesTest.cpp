@@ -1,5 +1,6 @@
 // Files and folders that the command line names and that are not what the option needs.
 #include "tests/host/HostTest.h"
+#include "tests/support/Said.h"
 
 namespace
 {
@@ -16,7 +17,6 @@ protected:
         return OnlyError(host);
     }
     static std::string Message(const Json& error) { return error.value("message", ""); }
-    static bool Has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
     Arguments Command(const wchar_t* name, const Arguments& more = {}) const
     {
         return Joined({name, L"--json", L"--data", Path(L"selection.xml"), L"--index", index}, more);
@@ -44,8 +44,8 @@ TEST_F(NamedFiles, AFolderInThePlaceOfAFileIsCalledThat)
     };
     for (const auto& [arguments, option] : tried) {
         const Json error = Refused(arguments);
-        EXPECT_TRUE(Has(Message(error), "is a folder, not a file")) << option << error;
-        EXPECT_TRUE(Has(Message(error), option)) << error;
+        EXPECT_TRUE(Says(Message(error), "is a folder, not a file")) << option << error;
+        EXPECT_TRUE(Says(Message(error), option)) << error;
         EXPECT_EQ(error.value("path", ""), Utf8(tree)) << option;
     }
 }
@@ -63,7 +63,7 @@ TEST_F(NamedFiles, AMissingFileIsToldByItsOwnKind)
     };
     for (const auto& [arguments, words] : tried) {
         const Json error = Refused(arguments);
-        EXPECT_TRUE(Has(Message(error), words)) << error;
+        EXPECT_TRUE(Says(Message(error), words)) << error;
         EXPECT_EQ(error.value("path", ""), Utf8(missing));
     }
 }
@@ -73,8 +73,8 @@ TEST_F(NamedFiles, AnIndexThatIsTheSelectionIsCalledThat)
     const std::string before = folder.ReadBytes(L"selection.xml");
     for (const wchar_t* name : {L"watch", L"enumerate", L"estimate"}) {
         const Json error = Refused(WithIndex(name, Path(L"selection.xml")));
-        EXPECT_TRUE(Has(Message(error), "this is the selection, and no index")) << error;
-        EXPECT_FALSE(Has(Message(error), "move it away")) << error;
+        EXPECT_TRUE(Says(Message(error), "this is the selection, and no index")) << error;
+        EXPECT_FALSE(Says(Message(error), "move it away")) << error;
     }
     EXPECT_EQ(folder.ReadBytes(L"selection.xml"), before);
 }
@@ -84,10 +84,10 @@ TEST_F(NamedFiles, AFileThatIsNoIndexIsCalledThat)
     folder.WriteBytes(L"letter.db", "This is no database, but a letter that is longer than the header of one.");
     for (const wchar_t* name : {L"watch", L"enumerate"}) {
         const Json error = Refused(WithIndex(name, Path(L"letter.db")));
-        EXPECT_TRUE(Has(Message(error), "this is no index")) << error;
+        EXPECT_TRUE(Says(Message(error), "this is no index")) << error;
         EXPECT_EQ(error.value("path", ""), Utf8(Path(L"letter.db")));
     }
-    EXPECT_TRUE(Has(folder.ReadBytes(L"letter.db"), "but a letter"));
+    EXPECT_TRUE(Says(folder.ReadBytes(L"letter.db"), "but a letter"));
 }
 
 TEST_F(NamedFiles, ADestinationThatDependsOnTheCurrentFolderIsRefused)
@@ -95,7 +95,7 @@ TEST_F(NamedFiles, ADestinationThatDependsOnTheCurrentFolderIsRefused)
     for (const wchar_t* destination : {L"relative", L"..\\Backup", L"\\Backup", L"C:Backup"})
         for (const wchar_t* name : {L"watch", L"enumerate", L"estimate"}) {
             const Json error = Refused(Command(name, {L"--destination", destination}));
-            EXPECT_TRUE(Has(Message(error), "is no full path")) << error;
+            EXPECT_TRUE(Says(Message(error), "is no full path")) << error;
         }
 }
 
@@ -106,14 +106,14 @@ TEST_F(NamedFiles, UTF32IsNamedAsSuch)
     for (const std::string& bytes : {"\xFF\xFE\0\0"s + little, "\0\0\xFE\xFF"s + big, little, big}) {
         folder.WriteBytes(L"selection.xml", bytes);
         const Json error = Refused(Explain({tree}));
-        EXPECT_TRUE(Has(Message(error), "UTF-32 is not supported; save it as UTF-8")) << error;
+        EXPECT_TRUE(Says(Message(error), "UTF-32 is not supported; save it as UTF-8")) << error;
     }
 }
 
 TEST_F(NamedFiles, ASampleOnADriveThatIsNotThereIsRefused)
 {
     const Json error = Refused({L"init", L"Q:\\x", L"--json"});
-    EXPECT_TRUE(Has(Message(error), "its drive or share, Q:\\, is not there")) << error;
+    EXPECT_TRUE(Says(Message(error), "its drive or share, Q:\\, is not there")) << error;
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 // Hints at what a selection probably means, where its text says something else.
 #include "tests/host/HostTest.h"
+#include "tests/support/Said.h"
 
 namespace
 {
@@ -20,7 +21,6 @@ protected:
         m_skipped = OfType(host.Records(), "skipped");
         return notes;
     }
-    static bool Has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
     std::string Folder(const std::wstring& path, const std::wstring& more = L"") const
     {
         return Item(L"path=\"" + path + L"\" type=\"1\" includeSub=\"1\" " + more);
@@ -48,14 +48,14 @@ TEST_F(SelectionHints, AnAmpersandThatBeginsNothingIsNamed)
               Folder(InTree(L"A&amp;B"), L"exclude=\"1\"") + "</Data>");
     ASSERT_EQ(notes.size(), 1u);
     EXPECT_TRUE(notes[0].starts_with("line 3, item 2: the value of \"path\" holds an ampersand")) << notes[0];
-    EXPECT_TRUE(Has(notes[0], "&amp;")) << notes[0];
+    EXPECT_TRUE(Says(notes[0], "&amp;")) << notes[0];
 }
 
 TEST_F(SelectionHints, AListOfWildcardsIsToldWhatIsProbablyMeant)
 {
     const std::vector<std::string> notes = Notes("<Data>" + Folder(tree, L"mask=\"*.odt,*.txt\"") + "</Data>");
     ASSERT_EQ(notes.size(), 1u);
-    EXPECT_TRUE(Has(notes[0], "is \".odt;.txt\" meant?")) << notes[0];
+    EXPECT_TRUE(Says(notes[0], "is \".odt;.txt\" meant?")) << notes[0];
 }
 
 TEST_F(SelectionHints, AVolumeThatNoDriveHasIsNamedOnce)
@@ -103,7 +103,7 @@ TEST_F(SelectionHints, AForgottenValueIsCalledThat)
         std::string all;
         for (const Json& note : OfType(host.Errors(), "note")) {
             const std::string text = note.at("message");
-            said = said || Has(text, "line 1, item 1: " + words);
+            said = said || Says(text, "line 1, item 1: " + words);
             all += text + "\n";
         }
         EXPECT_TRUE(said) << item << "\n" << all;
@@ -131,9 +131,9 @@ TEST_F(SelectionHints, WhatStandsInThePlaceOfARulesFileOrFolderIsSaid)
         std::string all;
         for (const std::string& line : plain.OutputLines())
             all += line + "\n";
-        EXPECT_TRUE(Has(all, "a folder is there, and its rule is for a single file")) << all;
-        EXPECT_TRUE(Has(all, "a file is there, and its rule is for a folder")) << all;
-        EXPECT_FALSE(Has(all, "not there")) << all;
+        EXPECT_TRUE(Says(all, "a folder is there, and its rule is for a single file")) << all;
+        EXPECT_TRUE(Says(all, "a file is there, and its rule is for a folder")) << all;
+        EXPECT_FALSE(Says(all, "not there")) << all;
     }
 }
 

@@ -3,6 +3,7 @@
 #include "support/Hashes.h"
 #include "support/OwnerAccess.h"
 #include "tests/host/HostTest.h"
+#include "tests/support/Said.h"
 
 #include <set>
 
@@ -20,7 +21,6 @@ protected:
         EXPECT_EQ(host.ErrorLines().size(), 1u);
         return host.ErrorLines().empty() ? "" : host.ErrorLines().front();
     }
-    static bool Has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
     static std::string AllErrors(const HostProcess& host)
     {
         std::string all;
@@ -44,31 +44,31 @@ protected:
 
 TEST_F(Usage, ANumberThatIsNoneIsNamedWithWhatIsWanted)
 {
-    EXPECT_TRUE(Has(Told({L"watch", L"--data", L"a", L"--index", L"b", L"--timeout", L"abc"}),
-                    "\"abc\" is no number of seconds above 0"));
-    EXPECT_TRUE(Has(Told({L"watch", L"--data", L"a", L"--index", L"b", L"--timeout", L"-1"}),
-                    "\"-1\" is no number of seconds above 0"));
+    EXPECT_TRUE(Says(Told({L"watch", L"--data", L"a", L"--index", L"b", L"--timeout", L"abc"}),
+                     "\"abc\" is no number of seconds above 0"));
+    EXPECT_TRUE(Says(Told({L"watch", L"--data", L"a", L"--index", L"b", L"--timeout", L"-1"}),
+                     "\"-1\" is no number of seconds above 0"));
     EXPECT_TRUE(
-        Has(Told({L"watch", L"--data", L"a", L"--index", L"b", L"--max-events", L"-1"}), "\"-1\" is no whole number"));
-    EXPECT_TRUE(Has(Told({L"estimate", L"--data", L"a", L"--profile", L"x"}), "\"x\" is no whole number"));
+        Says(Told({L"watch", L"--data", L"a", L"--index", L"b", L"--max-events", L"-1"}), "\"-1\" is no whole number"));
+    EXPECT_TRUE(Says(Told({L"estimate", L"--data", L"a", L"--profile", L"x"}), "\"x\" is no whole number"));
 }
 
 TEST_F(Usage, AnUnknownCommandOrOptionIsNamedWithTheNearestOne)
 {
-    EXPECT_TRUE(Has(Told({L"wach"}), "there is no command \"wach\"; did you mean watch?"));
-    EXPECT_TRUE(Has(Told({L"watch", L"--data", L"a", L"--inex", L"b"}),
-                    "orbwatch watch has no option --inex; did you mean --index?"));
-    EXPECT_TRUE(Has(Told({L"watch", L"--data", L"a", L"--index", L"b", L"--zzzzzzzz"}),
-                    "orbwatch watch has no option --zzzzzzzz; see orbwatch watch --help"));
-    EXPECT_TRUE(Has(Told({}), "a command must be named"));
-    EXPECT_TRUE(Has(Told({L"watch", L"--index", L"b", L"--data"}), "--data needs a value"));
+    EXPECT_TRUE(Says(Told({L"wach"}), "there is no command \"wach\"; did you mean watch?"));
+    EXPECT_TRUE(Says(Told({L"watch", L"--data", L"a", L"--inex", L"b"}),
+                     "orbwatch watch has no option --inex; did you mean --index?"));
+    EXPECT_TRUE(Says(Told({L"watch", L"--data", L"a", L"--index", L"b", L"--zzzzzzzz"}),
+                     "orbwatch watch has no option --zzzzzzzz; see orbwatch watch --help"));
+    EXPECT_TRUE(Says(Told({}), "a command must be named"));
+    EXPECT_TRUE(Says(Told({L"watch", L"--index", L"b", L"--data"}), "--data needs a value"));
 }
 
 TEST_F(Usage, AnEmptyPathIsCalledEmpty)
 {
-    EXPECT_TRUE(Has(Told({L"watch", L"--data", L"", L"--index", L"b"}), "--data: the path is empty"));
-    EXPECT_TRUE(Has(Told({L"doctor", L"--data-folder", L""}), "--data-folder: the folder is empty"));
-    EXPECT_TRUE(Has(Told({L"explain", L"--data", Path(L"selection.xml"), L""}), "the path is empty"));
+    EXPECT_TRUE(Says(Told({L"watch", L"--data", L"", L"--index", L"b"}), "--data: the path is empty"));
+    EXPECT_TRUE(Says(Told({L"doctor", L"--data-folder", L""}), "--data-folder: the folder is empty"));
+    EXPECT_TRUE(Says(Told({L"explain", L"--data", Path(L"selection.xml"), L""}), "the path is empty"));
 }
 
 TEST_F(Usage, AListThatIsNotMadeIsNotCalledExtended)
@@ -76,7 +76,7 @@ TEST_F(Usage, AListThatIsNotMadeIsNotCalledExtended)
     HostProcess host(Plain(L"export", {L"--to", Path(L"list.xml")}));
     EXPECT_EQ(host.Finish(), 0);
     EXPECT_TRUE(host.OutputLines().empty()) << AllOutput(host);
-    EXPECT_TRUE(Has(AllErrors(host), "no list was made")) << AllErrors(host);
+    EXPECT_TRUE(Says(AllErrors(host), "no list was made")) << AllErrors(host);
 }
 
 TEST_F(Usage, OneFileIsNotCalledFiles)
@@ -84,7 +84,7 @@ TEST_F(Usage, OneFileIsNotCalledFiles)
     Write(L"a.txt", "a");
     HostProcess host(Plain(L"enumerate"));
     EXPECT_EQ(host.Finish(), 0);
-    EXPECT_TRUE(Has(AllOutput(host), "2 found: 1 file, 1 folder")) << AllOutput(host);
+    EXPECT_TRUE(Says(AllOutput(host), "2 found: 1 file, 1 folder")) << AllOutput(host);
 }
 
 TEST_F(Usage, MalformedRulesAreRefusedWithTheReason)
@@ -92,13 +92,13 @@ TEST_F(Usage, MalformedRulesAreRefusedWithTheReason)
     folder.WriteBytes(L"new.xml", "<Data><Item");
     HostProcess malformed(Plain(L"add", {L"--rules", Path(L"new.xml")}));
     EXPECT_EQ(malformed.Finish(), 2);
-    EXPECT_TRUE(Has(AllErrors(malformed), "the rules cannot be read: line 1, column 7: Element tag"))
+    EXPECT_TRUE(Says(AllErrors(malformed), "the rules cannot be read: line 1, column 7: Element tag"))
         << AllErrors(malformed);
     EXPECT_EQ(malformed.ErrorLines().size(), 1u) << "once is enough";
     std::filesystem::remove(Path(L"new.xml"));
     HostProcess missing(Plain(L"add", {L"--rules", Path(L"new.xml")}));
     EXPECT_EQ(missing.Finish(), 2);
-    EXPECT_TRUE(Has(AllErrors(missing), "the rules cannot be read: the file is not there")) << AllErrors(missing);
+    EXPECT_TRUE(Says(AllErrors(missing), "the rules cannot be read: the file is not there")) << AllErrors(missing);
 }
 
 TEST_F(Usage, ADeletedFolderIsSpelledLikeAPendingOne)
@@ -131,11 +131,11 @@ TEST_F(Usage, AnEditThatNamesNothingIsToldAndTheCodeSaysSo)
     HostProcess host(
         {L"estimate", L"--data", Path(L"selection.xml"), L"--exclude", InTree(L"missing"), L"--mask", L".tmp"});
     EXPECT_EQ(host.Finish(), 3);
-    EXPECT_TRUE(Has(AllErrors(host), "missing: not there; this edit changes nothing")) << AllErrors(host);
-    EXPECT_TRUE(Has(AllErrors(host), "--mask concerns the folders of --include alone")) << AllErrors(host);
+    EXPECT_TRUE(Says(AllErrors(host), "missing: not there; this edit changes nothing")) << AllErrors(host);
+    EXPECT_TRUE(Says(AllErrors(host), "--mask concerns the folders of --include alone")) << AllErrors(host);
     HostProcess include({L"estimate", L"--data", Path(L"selection.xml"), L"--include", InTree(L"missing")});
     EXPECT_EQ(include.Finish(), 3);
-    EXPECT_TRUE(Has(AllErrors(include), "missing: not there; this edit changes nothing")) << AllErrors(include);
+    EXPECT_TRUE(Says(AllErrors(include), "missing: not there; this edit changes nothing")) << AllErrors(include);
 }
 
 TEST_F(Usage, ATimeLimitIsNoPossibleException)
@@ -144,7 +144,7 @@ TEST_F(Usage, ATimeLimitIsNoPossibleException)
         Write(L"d" + std::to_wstring(i) + L"\\a.txt", "x");
     HostProcess host(Plain(L"enumerate", {L"--timeout", L"0.001"}));
     EXPECT_EQ(host.Finish(), 4);
-    EXPECT_FALSE(Has(AllErrors(host), "exception")) << AllErrors(host);
+    EXPECT_FALSE(Says(AllErrors(host), "exception")) << AllErrors(host);
 }
 
 TEST_F(Usage, TheLogHoldsFailuresUnlessMoreIsAskedFor)
@@ -154,13 +154,13 @@ TEST_F(Usage, TheLogHoldsFailuresUnlessMoreIsAskedFor)
     EXPECT_FALSE(std::filesystem::exists(data + L"\\OrbWatcher.log"));
     HostProcess full(Plain(L"enumerate", {L"--log-level", L"all"}));
     EXPECT_EQ(full.Finish(), 0);
-    EXPECT_TRUE(Has(folder.ReadBytes(L"data\\OrbWatcher.log"), "COrbWatcher::FirstRun"));
+    EXPECT_TRUE(Says(folder.ReadBytes(L"data\\OrbWatcher.log"), "COrbWatcher::FirstRun"));
     std::filesystem::remove(data + L"\\OrbWatcher.log");
     folder.WriteBytes(L"data\\MainSettings.json", "{\"Main\": {\"LogLevel\": \"all\"}}");
     HostProcess byTheSettings(Plain(L"enumerate"));
     EXPECT_EQ(byTheSettings.Finish(), 0);
     EXPECT_TRUE(std::filesystem::exists(data + L"\\OrbWatcher.log"));
-    EXPECT_TRUE(Has(Told({L"doctor", L"--log-level", L"loud"}), "\"loud\" is none of errors, all"));
+    EXPECT_TRUE(Says(Told({L"doctor", L"--log-level", L"loud"}), "\"loud\" is none of errors, all"));
 }
 
 TEST_F(Usage, ANameThatTheSystemRefusesIsToldAsLeftOutOnce)
@@ -169,9 +169,9 @@ TEST_F(Usage, ANameThatTheSystemRefusesIsToldAsLeftOutOnce)
     Write(L"plain.txt", "x");
     HostProcess host(Plain(L"enumerate"));
     EXPECT_EQ(host.Finish(), 3);
-    EXPECT_TRUE(Has(AllOutput(host), "a<b.txt\": cannot be read")) << AllOutput(host);
-    EXPECT_FALSE(Has(AllErrors(host), "a<b.txt")) << AllErrors(host);
-    EXPECT_TRUE(Has(AllOutput(host), "plain.txt"));
+    EXPECT_TRUE(Says(AllOutput(host), "a<b.txt\": cannot be read")) << AllOutput(host);
+    EXPECT_FALSE(Says(AllErrors(host), "a<b.txt")) << AllErrors(host);
+    EXPECT_TRUE(Says(AllOutput(host), "plain.txt"));
     RemoveOddName(tree, L"a<b.txt");
 }
 

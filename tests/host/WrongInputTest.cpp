@@ -1,5 +1,6 @@
 // Files behind the wrong option, wrong encodings and command lines that are not meant.
 #include "tests/host/HostTest.h"
+#include "tests/support/Said.h"
 
 namespace
 {
@@ -19,7 +20,6 @@ protected:
         folder.WriteBytes(L"selection.xml", bytes);
         return Refused(Explain({tree}));
     }
-    static bool Has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
     std::string Advanced() const
     {
         return Item(L"path=\"$$ALLPATHS$$\" type=\"1\" includeSub=\"1\" exclude=\"1\" mask=\".tmp\"");
@@ -34,12 +34,12 @@ TEST_F(WrongInput, AFileBehindTheOptionOfAnotherKindIsRefusedWithItsKind)
 {
     const std::wstring selection = WriteSelection(L"other.xml", TreeItem());
     const std::wstring advanced = WriteSelection(L"advanced.xml", Advanced());
-    EXPECT_TRUE(Has(Refused(Explain({L"--advanced", selection, tree})), "it holds a selection"));
-    EXPECT_TRUE(Has(Refused(Explain({L"--auto-exclude", selection, tree})), "it holds a selection"));
-    EXPECT_TRUE(Has(Refused(Explain({L"--auto-exclude", advanced, tree})), "it holds advanced filters"));
-    EXPECT_TRUE(Has(Refused(Explain({L"--secondary", advanced, tree})), "it holds advanced filters"));
+    EXPECT_TRUE(Says(Refused(Explain({L"--advanced", selection, tree})), "it holds a selection"));
+    EXPECT_TRUE(Says(Refused(Explain({L"--auto-exclude", selection, tree})), "it holds a selection"));
+    EXPECT_TRUE(Says(Refused(Explain({L"--auto-exclude", advanced, tree})), "it holds advanced filters"));
+    EXPECT_TRUE(Says(Refused(Explain({L"--secondary", advanced, tree})), "it holds advanced filters"));
     WriteSelection(Advanced());
-    EXPECT_TRUE(Has(Refused(Explain({tree})), "it holds advanced filters; give it as --advanced"));
+    EXPECT_TRUE(Says(Refused(Explain({tree})), "it holds advanced filters; give it as --advanced"));
 }
 
 TEST_F(WrongInput, FilesBehindTheirOwnOptionsAreTaken)
@@ -59,25 +59,25 @@ TEST_F(WrongInput, AnEncodingThatIsNotReadIsNamedWithItsLine)
     using namespace std::string_literals;
     const std::string latin =
         RefusedBytes("<?xml version=\"1.0\" encoding=\"windows-1252\"?>\n<Data>\n<Item path=\"C:\\\xE4\"/>\n</Data>");
-    EXPECT_TRUE(Has(latin, "line 3: the encoding is wrong")) << latin;
-    EXPECT_TRUE(Has(latin, "windows-1252")) << latin;
-    EXPECT_TRUE(Has(RefusedBytes("<\0D\0a\0t\0a\0/\0>\0"s), "UTF-16 without a byte-order mark"));
-    EXPECT_TRUE(Has(RefusedBytes("\0<\0D\0a\0t\0a\0/\0>"s), "UTF-16 without a byte-order mark"));
-    EXPECT_TRUE(Has(RefusedBytes("\xFE\xFF\0<\0D\0a\0t\0a\0/\0>"s), "big-endian UTF-16"));
+    EXPECT_TRUE(Says(latin, "line 3: the encoding is wrong")) << latin;
+    EXPECT_TRUE(Says(latin, "windows-1252")) << latin;
+    EXPECT_TRUE(Says(RefusedBytes("<\0D\0a\0t\0a\0/\0>\0"s), "UTF-16 without a byte-order mark"));
+    EXPECT_TRUE(Says(RefusedBytes("\0<\0D\0a\0t\0a\0/\0>"s), "UTF-16 without a byte-order mark"));
+    EXPECT_TRUE(Says(RefusedBytes("\xFE\xFF\0<\0D\0a\0t\0a\0/\0>"s), "big-endian UTF-16"));
 }
 
 TEST_F(WrongInput, AnOptionThatIsGivenTwiceIsCalledThat)
 {
-    EXPECT_TRUE(Has(Refused(Explain({L"--data", Path(L"selection.xml"), tree})), "--data is given twice"));
+    EXPECT_TRUE(Says(Refused(Explain({L"--data", Path(L"selection.xml"), tree})), "--data is given twice"));
 }
 
 TEST_F(WrongInput, APathWithAQuotationMarkIsNoPathAndTheOthersAreExplained)
 {
     HostProcess host(Explain({InTree(L"a dir\" C:\\b"), tree}));
     EXPECT_EQ(host.Finish(), 2);
-    EXPECT_TRUE(Has(OnlyError(host).value("message", ""), "quotation mark"));
+    EXPECT_TRUE(Says(OnlyError(host).value("message", ""), "quotation mark"));
     EXPECT_EQ(host.Records().size(), 1u);
-    EXPECT_TRUE(Has(Refused(Explain({L"-"}), "\"C:\\a\"\n"), "quotation mark"));
+    EXPECT_TRUE(Says(Refused(Explain({L"-"}), "\"C:\\a\"\n"), "quotation mark"));
 }
 
 TEST_F(WrongInput, ATextThatNoFileCanHaveAsItsPathIsNoneAndSaysWhy)
@@ -109,7 +109,7 @@ TEST_F(WrongInput, APathThatNothingCanHaveNowIsExplainedAndThatIsSaid)
         EXPECT_EQ(host.Finish(), 0) << Utf8(path);
         const std::vector<Json> notes = OfType(host.Errors(), "note");
         ASSERT_EQ(notes.size(), 1u) << Utf8(path);
-        EXPECT_TRUE(Has(notes[0].at("message"), words)) << notes[0];
+        EXPECT_TRUE(Says(notes[0].at("message"), words)) << notes[0];
         EXPECT_EQ(host.Records().size(), 1u);
     }
 }
@@ -120,14 +120,14 @@ TEST_F(WrongInput, ARelativePathIsSaidWithWhatItIsTakenFor)
     EXPECT_EQ(host.Finish(), 0);
     const std::vector<Json> notes = OfType(host.Errors(), "note");
     ASSERT_EQ(notes.size(), 1u);
-    EXPECT_TRUE(Has(notes[0].at("message"), "this is no full path"));
-    EXPECT_TRUE(Has(notes[0].at("message"), ":\\"));
+    EXPECT_TRUE(Says(notes[0].at("message"), "this is no full path"));
+    EXPECT_TRUE(Says(notes[0].at("message"), ":\\"));
 }
 
 TEST_F(WrongInput, AnEmptyStandardInputHoldsNoPath)
 {
-    EXPECT_TRUE(Has(Refused(Explain({L"-"}), ""), "standard input holds no path"));
-    EXPECT_TRUE(Has(Refused(Explain({L"-"}), "\r\n\n"), "standard input holds no path"));
+    EXPECT_TRUE(Says(Refused(Explain({L"-"}), ""), "standard input holds no path"));
+    EXPECT_TRUE(Says(Refused(Explain({L"-"}), "\r\n\n"), "standard input holds no path"));
 }
 
 TEST_F(WrongInput, TheDoctorNamesTenMissingPathsAndCountsTheRest)
@@ -141,7 +141,7 @@ TEST_F(WrongInput, TheDoctorNamesTenMissingPathsAndCountsTheRest)
     int named = 0, counted = 0, drives = 0;
     for (const Json& check : OfType(host.Records(), "check")) {
         const std::string text = check.at("text");
-        named += Has(text, "included, and not there") && check.contains("path");
+        named += Says(text, "included, and not there") && check.contains("path");
         counted += text.starts_with("and 2 more: included, and not there");
         drives += text.starts_with("the drive is not there, or holds another volume; its 1 rule holds");
     }
