@@ -63,6 +63,7 @@ void DueEnumerations::ForgetLastCheck() { g_lastCheck = 0; }
 
 void DueEnumerations::BeginRun(const FolderUse& use)
 {
+    Completes(L"Finding out whether the data folder was used", [this] { FindOutWhetherUsed(); });
     Completes(L"Finding out whose data folder this is", [&] { FindOutWhoseFolder(use); });
     if (m_foreign)
         return;
@@ -71,6 +72,15 @@ void DueEnumerations::BeginRun(const FolderUse& use)
     // If earlier marks cannot be searched for, they stay, and a later start finds them.
     Completes(L"Looking for an unclean end", [this] { NoticeUncleanEnd(); });
     Completes(L"Noting that this run has begun", [this] { m_mark.Set(); });
+}
+
+// Asked once in a run, before it notes anything itself.
+void DueEnumerations::FindOutWhetherUsed()
+{
+    if (m_begun.exchange(true))
+        return;
+    const FolderUse owner = GetFolderUse();
+    m_hadEarlierRun = !owner.selection.IsEmpty() || !owner.index.IsEmpty() || !GetFolderIndexIdentity().IsEmpty();
 }
 
 void DueEnumerations::FindOutWhoseFolder(const FolderUse& use)
@@ -181,6 +191,7 @@ void DueEnumerations::NoticeUncleanEnd()
 
 void DueEnumerations::EndRun(bool pendingKept)
 {
+    m_begun = false;
     if (m_foreign)
         return; // a full enumeration is due at the next start anyway
     // No later pass begins these rescans.
