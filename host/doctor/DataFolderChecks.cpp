@@ -1,4 +1,5 @@
 #include "companions/settings/OrbSettings.h"
+#include "companions/settings/SettingsDamage.h"
 #include "host/Console.h"
 #include "host/DataFolderTrust.h"
 #include "host/doctor/Checks.h"
@@ -85,7 +86,10 @@ Check CheckSettingsFile(const std::wstring& dataFolder, const wchar_t* name)
     using State = Check::State;
     const bool isOfRuns = std::wstring_view(name) == SettingsFileNames[1];
     const std::wstring path = dataFolder + L"\\" + name;
-    const std::wstring consequence = isOfRuns ? L"; it looks at everything again" : L"";
+    const std::wstring loss = SettingsDamage::LossOf(name);
+    const std::wstring consequence = isOfRuns       ? L"; it looks at everything again"
+                                     : loss.empty() ? std::wstring()
+                                                    : L". " + loss;
     if (const std::wstring reason = DistrustOfFile(path); !reason.empty())
         return {"settings", State::Failed, NotTrusted(reason), path};
     if (IsFolder(path))
@@ -97,10 +101,13 @@ Check CheckSettingsFile(const std::wstring& dataFolder, const wchar_t* name)
     if (const DWORD error = OpeningFails(path, GENERIC_READ))
         return {"settings", State::Failed,
                 L"cannot be read: " + SystemText(error) + L" Does another program keep it to itself?", path};
-    if (!ReadSettingsFile(dataFolder, name).is_object())
+    if (!ReadSettingsFile(dataFolder, name).is_object()) {
+        const std::wstring place = SettingsDamage::PlaceIn(ReadBytes(path));
         return {"settings", State::Failed,
-                L"damaged: the next start keeps it with the ending .bad and begins with empty settings" + consequence,
+                L"damaged" + (place.empty() ? place : L" (" + place + L")") +
+                    L": the next start keeps it with the ending .bad and begins with empty settings" + consequence,
                 path};
+    }
     if (const DWORD error = WhyNotWritable(path))
         return {"settings", isOfRuns ? State::Failed : State::Warning,
                 L"cannot be written: " + SystemText(error) +
@@ -131,7 +138,13 @@ Checks CheckDump(const std::wstring& dataFolder)
 {
     using State = Check::State;
     const std::wstring dump = dataFolder + L"\\watcher_dump.bin";
-    const std::optional<CString> left = ReadFolderMemory(dataFolder).dump;
+    const FolderMemory memory = ReadFolderMemory(dataFolder);
+    const std::optional<CString> left = memory.dump;
+    if (!left && memory.IsOwned())
+        return {{"dump", State::Warning,
+                 L"what the last run left pending is not known, its note in the settings is lost; the next watch looks "
+                 L"at everything again",
+                 dump}};
     const bool noneLeft = !left || *left == L"none";
     if (!IsThere(dump) && noneLeft)
         return {};

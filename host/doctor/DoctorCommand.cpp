@@ -81,6 +81,7 @@ ExitCode RunDoctor(const DoctorOptions& options, RecordWriter& writer)
     Examination examination(writer);
     examination.Tell(CheckSettings(dataFolder));
     examination.Tell(CheckSettingsValues(dataFolder));
+    examination.Tell(CheckOtherFiles(dataFolder, options.index));
     examination.Tell(CheckLog(dataFolder));
     examination.Tell(CheckRuns(dataFolder));
     examination.Tell(CheckDump(dataFolder));

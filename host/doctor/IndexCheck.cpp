@@ -24,6 +24,11 @@ Checks CheckIndex(const std::wstring& index, std::int64_t& folders)
                  L"an empty file; the next watch makes the index anew, and everything counts as new", index}};
     const IndexExamination found = ExamineIndex(index.c_str());
     folders = found.folders;
+    if (found.error == CIndexDB::Error::Corrupt && found.isIndex)
+        return {{"index", Check::State::Failed,
+                 L"damaged: " + std::wstring(found.text.GetString()) +
+                     L"; move it away, and the next watch makes a new one and looks at everything again",
+                 index}};
     if (found.error != CIndexDB::Error::None)
         return {{"index", Check::State::Failed, std::wstring(found.text.GetString()) + L"; " + IndexAdvice(found.error),
                  index}};
