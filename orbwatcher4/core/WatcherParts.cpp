@@ -49,6 +49,7 @@ void WatcherParts::Start()
         due.NoticeAnotherSelection(content);
         due.NoticeOtherDestinations(selection.KeptOutDestinations());
     });
+    Completes(L"Looking for files of others in the data folder", [this] { selection.WarnOfDataFolder(); });
     overlayUpdater.Start();
     supervisor.Start();
 }

@@ -153,6 +153,7 @@ void Enumerator::EnumerateAllDrives()
         m.due.MakeFull();
         return;
     }
+    Completes(L"Looking for files of others in the data folder", [this] { m.selection.WarnOfDataFolder(); });
     for (const auto& [root, drive] : m.selection.Drives()) {
         if (m.stop.IsSet())
             break;
