@@ -27,7 +27,7 @@ Checks CheckIndex(const std::wstring& index, std::int64_t& folders)
     if (found.error == CIndexDB::Error::Corrupt && found.isIndex)
         return {{"index", Check::State::Failed,
                  L"damaged: " + std::wstring(found.text.GetString()) +
-                     L"; move it away, and the next watch makes a new one and looks at everything again",
+                     L"; move it away to start anew: the next watch makes another one and looks at everything again",
                  index}};
     if (found.error != CIndexDB::Error::None)
         return {{"index", Check::State::Failed, std::wstring(found.text.GetString()) + L"; " + IndexAdvice(found.error),

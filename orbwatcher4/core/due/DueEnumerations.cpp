@@ -79,6 +79,7 @@ void DueEnumerations::FindOutWhetherUsed()
 {
     if (m_begun.exchange(true))
         return;
+    m_hadEarlierRun = true; // if this cannot be found out, more is looked at than need be
     const FolderUse owner = GetFolderUse();
     m_hadEarlierRun = !owner.selection.IsEmpty() || !owner.index.IsEmpty() || !GetFolderIndexIdentity().IsEmpty();
 }
