@@ -102,6 +102,7 @@ public:
     std::vector<int> Profiles();
 
 private:
+    bool IsInDataFolder(const std::wstring& path) const;
     // Returns why nothing of what the rule includes is left; empty when something is.
     std::wstring WhyInVain(const Filter& rule) const;
     // Returns the roots with something included on them. Reports it when there is none.

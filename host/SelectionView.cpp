@@ -1,5 +1,7 @@
 #include "host/Selection.h"
 
+#include "companions/settings/DataFolder.h"
+#include "support/Backslash.h"
 #include "support/CaseFold.h"
 #include "support/SystemPath.h"
 
@@ -33,9 +35,23 @@ std::vector<PassedOverPath> WithoutTwins(std::vector<PassedOverPath> paths)
     return paths;
 }
 
+// Judges as a watch does: a drive for which no volume is recorded may hold any.
 bool IsThere(const CString& root, const DriveGuidInfo& drive)
 {
-    return drive.volumeMatches && GetFileAttributesW(root) != INVALID_FILE_ATTRIBUTES;
+    if (GetFileAttributesW(root) == INVALID_FILE_ATTRIBUTES)
+        return false;
+    DWORD serial = 0;
+    return drive.serial == 0 ||
+           (GetVolumeInformationW(WithBackslash(root), nullptr, 0, &serial, nullptr, nullptr, nullptr, 0) &&
+            static_cast<std::int32_t>(serial) == drive.serial);
+}
+
+// Returns true when the exclusion leaves nothing of what the rule includes.
+bool LeavesNothingOf(const Filter& exclusion, const Filter& rule)
+{
+    return exclusion.incEx == WatcherEnum::Exclude && (exclusion.type != 0) == (rule.type != 0) &&
+           (exclusion.includeSub || !rule.includeSub) && EqualNoCase(exclusion.path.View(), rule.path.View()) &&
+           EqualNoCase(exclusion.mask.View(), rule.mask.View());
 }
 
 } // namespace
@@ -69,6 +85,14 @@ KeptOut SelectionView::WhyKeptOut(const std::wstring& path) const
     return m_filter.WhyKeptOut(path.c_str());
 }
 
+bool SelectionView::IsInDataFolder(const std::wstring& path) const
+{
+    const bool named = std::ranges::any_of(m_keptOut, [&](const KeptOutside::Folder& folder) {
+        return folder.why == KeptOut::OwnFile && BeginsNoCase(path, folder.path);
+    });
+    return named || BeginsNoCase(path, WithBackslash(OrbFilter::SystemForm(DataFolder::Path())).View());
+}
+
 std::wstring SelectionView::WhyInVain(const Filter& rule) const
 {
     const std::wstring path = rule.path.GetString();
@@ -76,12 +100,16 @@ std::wstring SelectionView::WhyInVain(const Filter& rule) const
     case KeptOut::Destination:
         return path + L" is in the backup destination";
     case KeptOut::OwnFile:
-        return path + L" is the product's own";
+        return path + (IsInDataFolder(path) ? L" is in the data folder, of which nothing is backed up; use another one"
+                                            : L" is the product's own");
     case KeptOut::No:
         break;
     }
-    const bool selected = m_filter.CheckForInclusion(rule.path, nullptr, false, false) == Included ||
-                          (rule.type != 0 && m_filter.MaySelectBelow(rule.path));
+    const FilterList others = m_filter.RulesOf(rule.path);
+    const bool excluded =
+        std::ranges::any_of(others, [&](const FilterPtr& other) { return LeavesNothingOf(*other, rule); });
+    const bool selected = !excluded && (m_filter.CheckForInclusion(rule.path, nullptr, false, false) == Included ||
+                                        (rule.type != 0 && m_filter.MaySelectBelow(rule.path)));
     return selected ? std::wstring() : path + L" is excluded by another rule";
 }
 

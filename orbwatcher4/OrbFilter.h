@@ -188,6 +188,8 @@ public:
     void KeepOutAs(const OrbFilter& other);
     /// Returns why the product keeps the path out. Costs no lock and no allocation.
     KeptOut WhyKeptOut(const wchar_t* path) const;
+    /// Returns true when the rules include the path, and it is left out only because it is in the data folder.
+    bool IsLostInDataFolder(const wchar_t* path) const;
 
     // --- Decisions. Paths compare without regard to case. ---
 
@@ -302,6 +304,7 @@ private:
     void HandOn(const FilterPtr& rule, FilterList* out);
     bool ReadSelection(const wchar_t* file, bool autoExclude, FilterList* out, bool markFlag, bool readItemText);
     bool ReadAdvancedFilters(const wchar_t* file);
+    void AddVolumeFindings();
     void ReadKeptOutFolders();
     std::vector<CString> KeptOutFolders() const;
     bool RemoveFromDataFile(const Filter& rule) const;

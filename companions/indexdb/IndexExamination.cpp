@@ -35,6 +35,14 @@ void Open(IndexConnection& connection, const CString& path)
     sqlite3_db_config(connection.Get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
 }
 
+// Damage is described in several lines.
+CString InOneLine(CString text)
+{
+    text.Replace(L"\r", L"");
+    text.Replace(L"\n", L" ");
+    return text;
+}
+
 void Examine(const CString& path, IndexExamination& result)
 {
     result.lacksMemory = LacksMemory(path);
@@ -45,9 +53,10 @@ void Examine(const CString& path, IndexExamination& result)
     IndexSchema::RegisterCollation(connection);
     if (!IndexSchema::IsIndex(connection))
         throw IndexError{CIndexDB::Error::Corrupt, L"an empty file"};
+    result.isIndex = true;
     IndexStatement check(connection.Get(), "PRAGMA quick_check(1)");
     if (const CString found = check.Step() ? check.Text(0) : CString(); found != L"ok")
-        throw IndexError{CIndexDB::Error::Corrupt, found};
+        throw IndexError{CIndexDB::Error::Corrupt, InOneLine(found)};
     result.items = connection.Number("SELECT count(*) FROM items");
     result.folders = connection.Number("SELECT count(*) FROM items WHERE kind=1");
 }

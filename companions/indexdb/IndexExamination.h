@@ -5,7 +5,8 @@
 
 struct IndexExamination {
     CIndexDB::Error error = CIndexDB::Error::None;
-    CString text; // the failure, or the first damage that was found
+    CString text;         // the failure, or the first damage that was found
+    bool isIndex = false; // its schema is that of an index, whatever is damaged in it
     // The write-ahead log has lost its shared memory, which the next connection makes again. Nothing was read.
     bool lacksMemory = false;
     std::int64_t items = 0;

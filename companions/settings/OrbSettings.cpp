@@ -2,6 +2,7 @@
 
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/DataFolder.h"
+#include "companions/settings/SettingsDamage.h"
 #include "companions/settings/SettingsFile.h"
 #include "companions/settings/SettingsTree.h"
 #include "companions/settings/SettingsValue.h"
@@ -139,7 +140,7 @@ struct CSettings::State {
     void Take(SettingsTree read);
     bool ReadBeforeSaving(unsigned long& error);
     bool NotWritten(unsigned long error) const;
-    void KeepDamagedFile();
+    void KeepDamagedFile(const std::wstring& place = {});
     CString TurnName() const;
     bool Save();
     bool SaveInTurn();
@@ -179,7 +180,7 @@ bool CSettings::State::Load(const CString& from)
         const bool good = read.has_value();
         Take(good ? std::move(*read) : SettingsTree::Object());
         if (!good)
-            KeepDamagedFile();
+            KeepDamagedFile(SettingsDamage::PlaceIn(bytes));
         return good;
     }
     case SettingsFile::ReadResult::Folder:
@@ -208,16 +209,21 @@ void CSettings::State::Take(SettingsTree read)
     loaded = Loaded::Yes;
 }
 
-void CSettings::State::KeepDamagedFile()
+// `place`: where the damage is; may be empty.
+void CSettings::State::KeepDamagedFile(const std::wstring& place)
 {
     const DWORD attributes = GetFileAttributesW(File().Path());
     const bool folder = attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
     const CString kept = File().KeepAsBad();
     keepAside = kept.IsEmpty() && GetFileAttributesW(File().Path()) != INVALID_FILE_ATTRIBUTES;
+    const std::wstring damage = place.empty() ? L"" : L" (" + place + L")";
+    const std::wstring loss = SettingsDamage::LossOf(fileName.View());
     g_OrbLog.WriteLog(2, logSource, __LINE__,
-                      folder ? L"Settings %s are a folder, and nothing is read from it; the folder is kept %s"
-                             : L"Settings %s are damaged, and nothing in them is used; the file is kept %s",
-                      File().Path().GetString(), kept.IsEmpty() ? L"where it is" : (L"as " + kept).GetString());
+                      folder ? L"Settings %s are a folder%s, and nothing is read from it; the folder is kept %s%s"
+                             : L"Settings %s are damaged%s, and nothing in them is used; the file is kept %s%s",
+                      File().Path().GetString(), damage.c_str(),
+                      kept.IsEmpty() ? L"where it is" : (L"as " + kept).GetString(),
+                      loss.empty() ? L"" : (L". " + loss).c_str());
 }
 
 // Other processes may have written other values since this one read the file. Returns false when the file on disk must
@@ -238,7 +244,7 @@ bool CSettings::State::ReadBeforeSaving(unsigned long& error)
     if (read)
         Take(std::move(*read));
     else
-        KeepDamagedFile();
+        KeepDamagedFile(SettingsDamage::PlaceIn(bytes));
     return true;
 }
 

@@ -77,6 +77,7 @@ that was lost (a killed watch, the dump, the index), and otherwise ok: the next 
         };
         tell(CheckSettings(dataFolder));
         tell(CheckSettingsValues(dataFolder));
+        tell(CheckOtherFiles(dataFolder, m_index));
         tell(CheckLog(dataFolder));
         tell(CheckRuns(dataFolder));
         tell(CheckDump(dataFolder));

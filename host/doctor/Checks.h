@@ -10,6 +10,8 @@
 
 // Checks whether the settings files can be read and written, and reports what they are.
 Checks CheckSettings(const std::wstring& dataFolder);
+// Reports files in the data folder that are not the product's: no backup holds them. `index` may be empty.
+Checks CheckOtherFiles(const std::wstring& dataFolder, const std::wstring& index);
 // Reports values of the settings that mean something else than they probably should.
 Checks CheckSettingsValues(const std::wstring& dataFolder);
 // Checks whether what the last run left pending is still as it left it.

@@ -1,4 +1,5 @@
 #include "companions/settings/OrbSettings.h"
+#include "companions/settings/SettingsDamage.h"
 #include "host/Console.h"
 #include "host/DataFolderTrust.h"
 #include "host/doctor/Checks.h"
@@ -74,7 +75,10 @@ Check CheckSettingsFile(const std::wstring& dataFolder, const wchar_t* name)
     const bool isOfRuns = std::wstring_view(name) == SettingsFileNames[1];
     const std::wstring path = dataFolder + L"\\" + name;
     const Subject about{"settings", path};
-    const std::wstring consequence = isOfRuns ? L"; it looks at everything again" : L"";
+    const std::wstring loss = SettingsDamage::LossOf(name);
+    const std::wstring consequence = isOfRuns       ? L"; it looks at everything again"
+                                     : loss.empty() ? std::wstring()
+                                                    : L". " + loss;
     if (const std::wstring reason = DistrustOfFile(path); !reason.empty())
         return about.Failed(NotTrusted(reason));
     if (FolderIsThere(path))
@@ -84,9 +88,12 @@ Check CheckSettingsFile(const std::wstring& dataFolder, const wchar_t* name)
             consequence);
     if (const DWORD error = OpeningFails(path, GENERIC_READ))
         return about.Failed(L"cannot be read: " + SystemText(error) + L" Does another program keep it to itself?");
-    if (!ReadSettingsFile(dataFolder, name).is_object())
-        return about.Failed(L"damaged: the next start keeps it with the ending .bad and begins with empty settings" +
+    if (!ReadSettingsFile(dataFolder, name).is_object()) {
+        const std::wstring place = SettingsDamage::PlaceIn(ReadBytes(path));
+        return about.Failed(L"damaged" + (place.empty() ? place : L" (" + place + L")") +
+                            L": the next start keeps it with the ending .bad and begins with empty settings" +
                             consequence);
+    }
     if (const DWORD error = WhyNotWritable(path))
         return isOfRuns ? about.Failed(L"cannot be written: " + SystemText(error) +
                                        L" What a watch notes there is lost; make it writable.")
@@ -116,7 +123,11 @@ Checks CheckDump(const std::wstring& dataFolder)
 {
     const std::wstring dump = dataFolder + L"\\watcher_dump.bin";
     const Subject about{"dump", dump};
-    const std::optional<CString> left = ReadFolderMemory(dataFolder).dump;
+    const FolderMemory memory = ReadFolderMemory(dataFolder);
+    const std::optional<CString> left = memory.dump;
+    if (!left && memory.IsOwned())
+        return {about.Warning(L"what the last run left pending is not known, its note in the settings is lost; the "
+                              L"next watch looks at everything again")};
     const bool noneLeft = !left || *left == L"none";
     if (!IsThere(dump) && noneLeft)
         return {};

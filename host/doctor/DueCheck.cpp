@@ -62,6 +62,9 @@ std::wstring WhyNoticed(const FolderMemory& memory, const SelectionFiles& select
     return L"";
 }
 
+// A completion in the future counts as long ago.
+bool IsInFuture(std::int64_t completed) { return (std::time(nullptr) - completed) / SecondsPerHour < 0; }
+
 // Returns the hours since the last full enumeration when its time has come again; empty otherwise.
 std::wstring WhyByTime(std::int64_t completed, const std::wstring& dataFolder)
 {
@@ -104,6 +107,9 @@ Checks CheckDue(const std::wstring& dataFolder, const SelectionFiles& selection,
         checks.push_back(FullIsDue(State::Ok, L"none was made with this data folder yet"));
     else if (*memory.fullCompleted == 0)
         checks.push_back(NotedAsDue(memory.dueReason));
+    else if (IsInFuture(*memory.fullCompleted))
+        checks.push_back(FullIsDue(State::Warning, L"the last one was complete in the future; the clock was set back, "
+                                                   L"or Backup::FirstTimeRunTime is damaged"));
     else if (const std::wstring why = WhyNoticed(memory, selection, destinations); !why.empty())
         checks.push_back(FullIsDue(State::Ok, why));
     else if (const std::wstring time = WhyByTime(*memory.fullCompleted, dataFolder); !time.empty())

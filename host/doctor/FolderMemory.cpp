@@ -15,19 +15,26 @@ namespace
 
 using Json = nlohmann::json;
 
+// Reads the value as the library does.
 std::optional<CString> TextOf(const Json& value)
 {
-    return value.is_string() ? std::optional<CString>(FromUtf8(value.get<std::string>()).c_str()) : std::nullopt;
+    const std::optional<std::wstring> text = SettingsValue::AsText(value);
+    return text ? std::optional<CString>(text->c_str()) : std::nullopt;
 }
 
 } // namespace
 
-Json ReadSettingsFile(const std::wstring& dataFolder, const wchar_t* name)
+std::string ReadBytes(const std::wstring& path)
 {
-    const std::ifstream file(std::filesystem::path(dataFolder + L"\\" + name), std::ios::binary);
+    const std::ifstream file(std::filesystem::path(path), std::ios::binary);
     std::ostringstream text;
     text << file.rdbuf();
-    return Json::parse(text.str(), nullptr, false);
+    return text.str();
+}
+
+Json ReadSettingsFile(const std::wstring& dataFolder, const wchar_t* name)
+{
+    return Json::parse(ReadBytes(dataFolder + L"\\" + name), nullptr, false);
 }
 
 Json SettingOf(const Json& settings, std::wstring_view key)

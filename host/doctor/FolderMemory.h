@@ -20,8 +20,12 @@ struct FolderMemory {
     CString selectionContent;                  // may be empty
     std::set<CString> destinations;            // each ends in a backslash
     std::set<CString> rescans;                 // roots
+
+    bool IsOwned() const { return !owner.selection.IsEmpty() || !owner.index.IsEmpty() || !indexIdentity.IsEmpty(); }
 };
 
+// Returns what is in the file; nothing when it cannot be read.
+std::string ReadBytes(const std::wstring& path);
 // Returns what a settings file of the folder holds, or a value of another kind than an object when that cannot be read.
 nlohmann::json ReadSettingsFile(const std::wstring& dataFolder, const wchar_t* name);
 // Returns the member "name" of the section, for a key "section::name"; null when there is none.

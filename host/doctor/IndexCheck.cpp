@@ -22,6 +22,11 @@ Checks CheckIndex(const std::wstring& index, std::int64_t& folders)
         return {about.Warning(L"an empty file; the next watch makes the index anew, and everything counts as new")};
     const IndexExamination found = ExamineIndex(index.c_str());
     folders = found.folders;
+    if (found.error == CIndexDB::Error::Corrupt && found.isIndex)
+        return {{"index", Check::State::Failed,
+                 L"damaged: " + std::wstring(found.text.GetString()) +
+                     L"; move it away to start anew: the next watch makes another one and looks at everything again",
+                 index}};
     if (found.error != CIndexDB::Error::None)
         return {about.Failed(std::wstring(found.text.GetString()) + L"; " + IndexAdvice(found.error))};
     if (const DWORD error = WhyNotWritable(index))

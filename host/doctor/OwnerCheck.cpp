@@ -1,4 +1,5 @@
 #include "companions/indexdb/IndexExamination.h"
+#include "host/Console.h"
 #include "host/ExclusiveUse.h"
 #include "host/doctor/Checks.h"
 #include "host/doctor/FolderMemory.h"
@@ -30,6 +31,13 @@ Checks CheckOwner(const std::wstring& dataFolder, const std::wstring& selection,
 {
     const FolderMemory memory = ReadFolderMemory(dataFolder);
     const std::wstring owner = NamedUse(memory.owner);
+    if (owner.empty() && !memory.fullCompleted && FileIsThere(dataFolder + L"\\watcher_dump.bin"))
+        return {
+            {"owner", State::Warning,
+             L"the settings of the last run are lost: something is pending here, and the folder remembers neither "
+             L"whose it is nor when everything was looked at. The next watch takes the folder for its own and looks "
+             L"at everything again",
+             dataFolder}};
     if (owner.empty())
         return {{"owner", State::Ok, L"belongs to no selection yet; the first watch makes it its own", dataFolder}};
     Checks checks;

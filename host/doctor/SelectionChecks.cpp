@@ -45,7 +45,7 @@ void CheckPaths(const SelectionView& selection, Checks& checks)
             own.emplace_back(path.path.View());
     }
     Name(destination, L"included, and never backed up: it is in the backup destination", checks);
-    Name(own, L"included, and never backed up: it is the product's own", checks);
+    Name(own, L"included, and never backed up: it is the product's own, as everything in the data folder", checks);
     Name(missing, L"included, and not there; is the rule spelled right? What comes later is watched", checks);
     Name(folders, L"a folder, and its rule is for a single file; is type=\"1\" includeSub=\"1\" meant?", checks);
 }

@@ -83,6 +83,41 @@ std::optional<Check> CheckLength(const std::wstring& path, const wchar_t* key, c
                    instead);
 }
 
+struct WrittenText {
+    const wchar_t* key;
+    bool due; // everything is looked at again when it is another one
+};
+
+// Reports texts of the library's own that are of another kind.
+void CheckWrittenTexts(const std::wstring& path, const Json& settings, Checks& checks)
+{
+    constexpr WrittenText written[] = {{SelectionKey, false},       {IndexKey, false},        {IndexIdentityKey, true},
+                                       {SelectionNoteKey, true},    {DumpNoteKey, true},      {RescansDueKey, true},
+                                       {DestinationsNoteKey, true}, {FullDueReasonKey, false}};
+    for (const WrittenText& text : written) {
+        const Json value = SettingOf(settings, text.key);
+        if (value.is_null() || value.is_string())
+            continue;
+        if (!SettingsValue::AsText(value))
+            checks.push_back(Odd(path, text.key, value, L"is no text; it counts as missing"));
+        else
+            checks.push_back(Odd(path, text.key, value,
+                                 std::wstring(L"is no text that a run writes") +
+                                     (text.due ? L"; everything is looked at again" : L"")));
+    }
+}
+
+// Reports sections that are no objects: whatever they should hold counts as missing.
+void CheckSections(const std::wstring& path, const Json& settings, Checks& checks)
+{
+    if (!settings.is_object())
+        return;
+    for (const wchar_t* section : {L"Main", L"Backup", L"AppConfig"})
+        if (const auto found = settings.find(ToUtf8(section)); found != settings.end() && !found->is_object())
+            checks.push_back(Odd(path, section, *found,
+                                 L"is no section, which is an object in braces; its values count as missing"));
+}
+
 void CheckInterval(const std::wstring& path, const Json& value, Checks& checks)
 {
     if (const std::optional<std::int32_t> hours = SettingsValue::AsNumber(value); hours && *hours < 1 && !IsCut(value))
@@ -111,6 +146,9 @@ Checks CheckSettingsValues(const std::wstring& dataFolder)
         paths[i] = dataFolder + L"\\" + SettingsFileNames[i];
     }
     Checks checks;
+    for (std::size_t i = 0; i < std::size(SettingsFileNames); ++i)
+        CheckSections(paths[i], files[i], checks);
+    CheckWrittenTexts(paths[1], files[1], checks);
     for (const KnownSetting& known : KnownSettings()) {
         const Json value = SettingOf(files[known.file], known.key);
         const std::wstring why = value.is_null() ? std::wstring() : WhyOdd(known, value);

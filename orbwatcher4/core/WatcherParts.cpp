@@ -45,6 +45,7 @@ void WatcherParts::Start()
         due.NoticeAnotherSelection(selection.Content());
         due.NoticeOtherDestinations(selection.KeptOutDestinations());
     });
+    Completes(L"Looking for files of others in the data folder", [this] { selection.WarnOfDataFolder(); });
     overlayUpdater.Start();
     supervisor.Start();
 }

@@ -4,6 +4,7 @@
 #include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/OrbFilter.h"
 #include "orbwatcher4/filter/ApiBoundary.h"
+#include "orbwatcher4/filter/Decisions.h"
 #include "orbwatcher4/filter/DiskNames.h"
 #include "support/Backslash.h"
 #include "support/CaseFold.h"
@@ -106,6 +107,18 @@ KeptOut OrbFilter::WhyKeptOut(const wchar_t* path) const
     if (!m_backupFolder.IsEmpty() && BeginsNoCase(text, m_backupFolder.View()))
         return KeptOut::Destination;
     return m_keptOut.Why(text);
+}
+
+bool OrbFilter::IsLostInDataFolder(const wchar_t* path) const
+{
+    return AtBoundary(L"OrbFilter::IsLostInDataFolder", false, [&]() -> bool {
+        const std::wstring_view text = path;
+        KeptOutPaths others = m_keptOut;
+        others.SetFolder(Source::DataFolder, {}, KeptOut::OwnFile);
+        const RuleSet* const rules = RulesOfPath(m_driveRules, text);
+        return rules && m_keptOut.Why(text) == KeptOut::OwnFile && others.Why(text) == KeptOut::No &&
+               WhyKeptOut(path) == KeptOut::OwnFile && Decisions::CheckRules(*rules, text, false, nullptr) == Included;
+    });
 }
 
 std::vector<CString> OrbFilter::KeptOutFolders() const

@@ -5,16 +5,19 @@
 #include "orbwatcher4/filter/Contradictions.h"
 #include "orbwatcher4/filter/DiskNames.h"
 #include "orbwatcher4/filter/ItemChecks.h"
+#include "orbwatcher4/filter/RootVolumes.h"
 #include "orbwatcher4/filter/RuleReader.h"
 #include "orbwatcher4/filter/VolumeTable.h"
 #include "support/Backslash.h"
 #include "support/CaseFold.h"
+#include "support/QuietErrors.h"
 #include "xml/Markup.h"
 
 #include <windows.h>
 
 #include <shlwapi.h>
 
+#include <algorithm>
 #include <string>
 #include <utility>
 
@@ -53,17 +56,26 @@ public:
 
     void Add(RuleFinding::Kind kind, const TextPlace& place, std::uint32_t item, const std::wstring& text)
     {
+        constexpr int information = 0;
+        Add(kind, place, item, text, kind == RuleFinding::Kind::Suspicious ? information : Failure);
+    }
+    // A finding about the whole file.
+    void AddGrave(const std::wstring& text) { Add(RuleFinding::Kind::Suspicious, {}, 0, text, Failure); }
+
+private:
+    static constexpr int Failure = 2; // severity of lines that are always logged
+
+    void Add(RuleFinding::Kind kind, const TextPlace& place, std::uint32_t item, const std::wstring& text, int severity)
+    {
         const RuleFinding finding{kind, m_file, place.line, place.column, item, CString(std::wstring_view(text))};
         if (!m_findings.Add(finding)) {
             ++m_more;
             return;
         }
-        const int severity = kind == RuleFinding::Kind::Suspicious ? 0 : 2;
         g_OrbLog.WriteLog(severity, FindingSource, __LINE__, L"%s: %s", m_file.GetString(),
                           finding.Message().GetString());
     }
 
-private:
     const CString m_file;
     RuleFindings& m_findings;
     const std::size_t m_before; // number of those of other files
@@ -248,8 +260,30 @@ bool OrbFilter::LoadXmlFilters(const wchar_t* dataFile, const wchar_t* autoExclu
         }
         // The rules are sorted on every way out, because checks rely on it.
         Sort();
+        AddVolumeFindings();
         return loaded;
     });
+}
+
+// Reports drives for which the volumes of their rules mean more, or less, than each rule alone seems to say. A drive
+// that is not there is no finding.
+void OrbFilter::AddVolumeFindings()
+{
+    const QuietErrors quiet;
+    FileFindings findings(m_dataFile, m_findings);
+    for (const auto& [root, rules] : m_driveRules) {
+        const bool includes = std::ranges::any_of(
+            rules.Rules(), [](const FilterPtr& rule) { return rule->incEx == WatcherEnum::Include; });
+        DWORD serial = 0;
+        if (!includes || !GetVolumeInformationW(WithBackslash(root), nullptr, 0, &serial, nullptr, nullptr, nullptr, 0))
+            continue;
+        const auto present = static_cast<std::int32_t>(serial);
+        const std::wstring text = RootVolumes::Consequence(root, rules.Rules(), present);
+        if (!text.empty() && RootVolumes::IsOther(*rules.Rules().front(), present))
+            findings.AddGrave(text);
+        else if (!text.empty())
+            findings.Add(RuleFinding::Kind::Suspicious, {}, 0, text);
+    }
 }
 
 bool OrbFilter::LoadXmlFilter(const wchar_t* file, bool autoExclude, FilterList* out, bool markFlag, bool readItemText)

@@ -213,8 +213,7 @@ std::wstring ItemChecks::OfAmpersand(std::wstring_view name)
 
 std::wstring ItemChecks::OfVolume(std::wstring_view vid)
 {
-    return Assigned(L"vid", vid) + L" is the number of no drive that is there; what the rules say of this volume is "
-                                   L"left out until it comes";
+    return Assigned(L"vid", vid) + L" is the number of no drive that is there; the path stays as it is written";
 }
 
 std::wstring ItemChecks::OfExclude(std::wstring_view value)

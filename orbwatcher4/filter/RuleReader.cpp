@@ -207,6 +207,8 @@ bool RuleReader::IsSplit(const CMarkup& item, const Filter& rule)
         return false;
     if (rule.mask.IsEmpty())
         Say(Kind::Suspicious, L"masktype=\"2\" has no effect without a mask");
+    else if (rule.exclude)
+        Say(Kind::Suspicious, L"masktype=\"2\" has no effect on an exclusion: what the mask names is excluded");
     return !rule.mask.IsEmpty() && !rule.exclude;
 }
 

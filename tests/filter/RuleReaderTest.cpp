@@ -203,6 +203,7 @@ TEST_F(ReadingRules, WhatIsProbablyNotMeantIsReadAsItStandsAndSaid)
         {L"path='C:\\a' PRMask='*.log'", L"\"*.log\" holds a wildcard"},
         {L"path='C:\\a' PRMask='.log' exclude='1'", L"exclude=\"1\" has no effect"},
         {L"path='C:\\a' masktype='2'", L"has no effect without a mask"},
+        {L"path='C:\\a' masktype='2' mask='.x' exclude='1'", L"has no effect on an exclusion"},
         {L"path='C:\\a\\'", L"is type=\"1\" meant?"},
         {L"path='C:\\a' includeSub='1'", L"is type=\"1\" meant?"},
         {L"path='C:\\a' type='1'", L"is includeSub=\"1\" meant?"},

@@ -47,7 +47,7 @@ TEST_F(DoctorOfSelection, OneThatLiesInTheDataFolderIncludesNothing)
 {
     std::filesystem::create_directories(data + L"\\mine");
     WriteSelection(Below(data + L"\\mine"));
-    ExpectNothing(Utf8(data) + "\\mine\\ is the product's own");
+    ExpectNothing(Utf8(data) + "\\mine\\ is in the data folder");
 }
 
 TEST_F(DoctorOfSelection, OneThatTheAutomaticExclusionsLeaveOutIncludesNothing)

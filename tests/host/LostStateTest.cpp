@@ -67,6 +67,12 @@ protected:
 
     std::string Dump() const { return folder.ReadBytes(L"data\\watcher_dump.bin"); }
     void WriteDump(const std::string& bytes) const { folder.WriteBytes(L"data\\watcher_dump.bin", bytes); }
+    void RemoveDumpNote() const
+    {
+        Json settings = Json::parse(folder.ReadBytes(L"data\\ServiceRunSettings.json"));
+        EXPECT_EQ(settings["Backup"].erase("Dump"), 1u);
+        folder.WriteBytes(L"data\\ServiceRunSettings.json", settings.dump());
+    }
     static std::string Units(const std::wstring& text)
     {
         return std::string(reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t));
@@ -286,6 +292,26 @@ TEST_F(LostState, AShorterLongerOrChangedDumpIsMadeUpFor)
         std::filesystem::remove(InTree(L"pending.txt"));
         HandedOut();
     }
+}
+
+TEST_F(LostState, ADumpThatIsLostTogetherWithItsNoteIsMadeUpFor)
+{
+    const std::string pending = LeavePending();
+    std::filesystem::remove(data + L"\\watcher_dump.bin");
+    RemoveDumpNote();
+    EXPECT_TRUE(HoldsAll(HandedOut(), {pending}));
+    EXPECT_TRUE(IsSaid("it is missing, and its note in the settings is lost")) << notes;
+    HandedOut();
+    EXPECT_EQ(notes, "");
+}
+
+TEST_F(LostState, ADumpWithoutItsNoteIsReplayedAndMadeUpFor)
+{
+    const std::string pending = LeavePending();
+    const std::string other = Utf8(Write(L"other.txt", "o"));
+    RemoveDumpNote();
+    EXPECT_TRUE(HoldsAll(HandedOut(), {pending, other}));
+    EXPECT_TRUE(IsSaid("its note in the settings is lost")) << notes;
 }
 
 TEST_F(LostState, ADumpOfAnotherKindIsMadeUpFor)

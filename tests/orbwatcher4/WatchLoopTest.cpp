@@ -249,6 +249,26 @@ TEST_F(Passes, AHiddenRunThatStillGoesOnWhenARunIsDueIsShownAndNoOtherOneStarted
     WatcherAccess::SetRunning(watcher, false);
 }
 
+TEST_F(Passes, ARunThatIsNotedForTheFutureDoesNotPutTheNextOneOff)
+{
+    GetServiceRunSettings().SetValue(L"Backup::FirstTimeRunTime", 2140000000);
+    GetServiceRunSettings().Save();
+    SelectTree();
+    Start();
+    PassAfter(1);
+    EXPECT_EQ(log.Count(TimeRuleMessage), 1);
+}
+
+TEST_F(Passes, AClockThatIsSetBackALittleMakesNoRunDue)
+{
+    GetServiceRunSettings().SetValue(L"Backup::FirstTimeRunTime", static_cast<std::int32_t>(clock.Seconds() + 3000));
+    GetServiceRunSettings().Save();
+    SelectTree();
+    Start();
+    PassAfter(1);
+    EXPECT_EQ(log.Count(TimeRuleMessage), 0);
+}
+
 TEST_F(Passes, TheIntervalOfTheUserConfigurationCounts)
 {
     GetUserConfigurations().Load();

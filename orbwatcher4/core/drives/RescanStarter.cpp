@@ -80,7 +80,10 @@ bool RescanStarter::IsFullDue(std::int64_t now)
         CUserConfigurations& configuration = GetUserConfigurations();
         configuration.Load();
         const std::int32_t interval = configuration.GetValue(ScanIntervalKey, DefaultScanInterval);
-        if ((now - completed) / SecondsPerHour < interval)
+        // A completion in the future means that the clock was set back, or the value is damaged. Waiting for it could
+        // take years.
+        const std::int64_t hours = (now - completed) / SecondsPerHour;
+        if (hours >= 0 && hours < interval)
             return false;
     }
     // A rescan of a selection that was once complete runs hidden.

@@ -54,6 +54,7 @@ bool HoldsMoreThan(const std::set<CString>& present, const CString& folder)
 void DueEnumerations::BeginRun(const FolderUse& use)
 {
     const WithoutThreadToken asProcess; // the data folder and the index are the service's
+    Completes(L"Finding out whether the data folder was used", [this] { FindOutWhetherUsed(); });
     Completes(L"Finding out whose data folder this is", [&] { FindOutWhoseFolder(use); });
     if (m_foreign)
         return;
@@ -62,6 +63,16 @@ void DueEnumerations::BeginRun(const FolderUse& use)
     // If earlier marks cannot be searched for, they stay, and a later start finds them.
     Completes(L"Looking for an unclean end", [this] { NoticeUncleanEnd(); });
     Completes(L"Noting that this run has begun", [this] { m_mark.Set(); });
+}
+
+// Asked once in a run, before it notes anything itself.
+void DueEnumerations::FindOutWhetherUsed()
+{
+    if (m_begun.exchange(true))
+        return;
+    m_hadEarlierRun = true; // if this cannot be found out, more is looked at than need be
+    const FolderUse owner = GetFolderUse();
+    m_hadEarlierRun = !owner.selection.IsEmpty() || !owner.index.IsEmpty() || !GetFolderIndexIdentity().IsEmpty();
 }
 
 void DueEnumerations::FindOutWhoseFolder(const FolderUse& use)
@@ -172,6 +183,7 @@ void DueEnumerations::NoticeUncleanEnd()
 
 void DueEnumerations::EndRun(bool pendingKept)
 {
+    m_begun = false;
     if (m_foreign)
         return; // a full enumeration is due at the next start anyway
     // No later pass begins these rescans.

@@ -45,6 +45,9 @@ public:
     void NoteNewRules(const CString& before, const CString& now);
     // Returns true when the data folder belongs to another selection or index than this run.
     bool IsFolderForeign() const { return m_foreign; }
+    // Returns true when the data folder remembered a selection or an index before this run: an end in it has noted what
+    // it left.
+    bool HadEarlierRun() const { return m_hadEarlierRun; }
     // Returns false when the running mark could not be set: a crash of this run would go unnoticed.
     bool IsCrashNoticed() const { return m_foreign || m_mark.IsSet(); }
     // Ends the run in an orderly way. pendingKept: the pending files are on the disk. Otherwise the next start must
@@ -87,6 +90,7 @@ public:
 
 private:
     bool WriteFull(const wchar_t* reason);
+    void FindOutWhetherUsed();
     void FindOutWhoseFolder(const FolderUse& use);
     void NoticeAnotherIndex(const CString& index);
     void NoticeUncleanEnd();
@@ -98,6 +102,8 @@ private:
     std::atomic<bool> m_fullDueAgain{false}; // a full one became due after FullBegins
     std::atomic<bool> m_fullWritten{false};  // due in the settings, as far as this process knows
     std::atomic<bool> m_fullUnwritten{false};
+    std::atomic<bool> m_begun{false};
+    std::atomic<bool> m_hadEarlierRun{false};
     std::atomic<bool> m_foreign{false};
     std::atomic<std::int64_t> m_ownFull{0}; // FullCompletedAt of a run in a foreign folder
 };

@@ -15,9 +15,11 @@ namespace
 
 // Returns how the dump differs from what the last run left; null when it does not, or when an older version left it.
 // `digest`: of the dump; null when there is none.
-const wchar_t* WhyOther(const FileDigest* digest)
+const wchar_t* WhyOther(const DueEnumerations& due, const FileDigest* digest)
 {
     const std::optional<CString> note = DumpNote::Read();
+    if (!note && due.HadEarlierRun())
+        return digest ? L"its note in the settings is lost" : L"it is missing, and its note in the settings is lost";
     if (!note || *note == (digest ? digest->Text() : CString(DumpNote::NoDump)))
         return nullptr;
     if (!digest)
@@ -35,9 +37,9 @@ DumpRead ReadLines(FileDigest& digest)
     return ReadDump(DumpFilePath(), [] { return false; }, [](const CString&) {}, &digest);
 }
 
-const wchar_t* WhyDamaged(DumpRead read, const FileDigest& digest)
+const wchar_t* WhyDamaged(const DueEnumerations& due, DumpRead read, const FileDigest& digest)
 {
-    if (const wchar_t* other = WhyOther(&digest))
+    if (const wchar_t* other = WhyOther(due, &digest))
         return other;
     if (read == DumpRead::Cut)
         return L"its last line is cut";
@@ -59,7 +61,7 @@ void TakeForDamaged(DueEnumerations& due, const wchar_t* why)
 // Without a dump, the note must not speak of one. If it cannot be written, the next start takes the dump for lost.
 void NoteThatNoneIsThere(DueEnumerations& due)
 {
-    TakeForDamaged(due, WhyOther(nullptr));
+    TakeForDamaged(due, WhyOther(due, nullptr));
     DumpNote::Write(DumpNote::NoDump);
 }
 
@@ -82,13 +84,13 @@ void TakeFolderAway(DueEnumerations& due)
 void CheckEarlierDump(DueEnumerations& due)
 {
     if (!DumpExists())
-        return TakeForDamaged(due, WhyOther(nullptr));
+        return TakeForDamaged(due, WhyOther(due, nullptr));
     FileDigest digest;
     const DumpRead read = ReadLines(digest);
     if (read == DumpRead::Broken || read == DumpRead::NotTrusted)
         due.MakeFull();
     else
-        TakeForDamaged(due, WhyDamaged(read, digest));
+        TakeForDamaged(due, WhyDamaged(due, read, digest));
 }
 
 // The paths in it may be invented, and pending paths may be missing, so a full enumeration becomes due.
@@ -118,7 +120,7 @@ void Dump::Replay(const std::function<bool()>& stop, const std::function<void(co
         DumpNote::Write(DumpNote::NoDump); // it was put aside
     if (read == DumpRead::NotTrusted || read == DumpRead::Broken)
         return;
-    TakeForDamaged(m_due, WhyDamaged(read, digest));
+    TakeForDamaged(m_due, WhyDamaged(m_due, read, digest));
     if (RemoveDump()) {
         DumpNote::Write(DumpNote::NoDump);
         return;

@@ -49,9 +49,7 @@ std::size_t NotificationStore::PlaceOf(const CString& path, std::uint32_t hash) 
     return Nowhere;
 }
 
-NotificationStore::Look::Look(NotificationStore& store, const CString& path)
-    : m_store(store),
-      m_path(path)
+NotificationStore::Look::Look(NotificationStore& store, const CString& path) : m_store(store), m_path(path)
 {
     store.m_looks.push_back(this);
 }

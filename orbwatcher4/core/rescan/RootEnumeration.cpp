@@ -60,6 +60,7 @@ void RootEnumeration::EnumerateAll()
         m.due.MakeFull();
         return;
     }
+    Completes(L"Looking for files of others in the data folder", [this] { m.selection.WarnOfDataFolder(); });
     for (const auto& [root, drive] : m.selection.Drives()) {
         if (m.stop.IsSet())
             break;

@@ -1,10 +1,16 @@
 #include "orbwatcher4/core/selection/Selection.h"
 
+#include "companions/logging/OrbLogging.h"
+#include "companions/settings/DataFolder.h"
+#include "companions/settings/OtherFiles.h"
 #include "orbwatcher4/core/environment/FileFindData.h"
 #include "support/Backslash.h"
 #include "support/DigestOfFiles.h"
 #include "support/WithoutThreadToken.h"
 
+#include <shlwapi.h>
+
+#include <string>
 #include <utility>
 
 namespace
@@ -107,6 +113,28 @@ std::set<CString> Selection::KeptOutDestinations()
         if (!folder.IsEmpty())
             folders.insert(WithBackslash(folder));
     return folders;
+}
+
+void Selection::WarnOfDataFolder()
+{
+    constexpr std::size_t most = 1000;
+    const CString folder = OrbFilter::SystemForm(DataFolder::Path());
+    if (PathIsRootW(WithBackslash(folder)))
+        return; // only the product's own files are left out there
+    std::vector<CString> files = FindOtherFiles(folder, most);
+    {
+        const CSingleLock lock(primaryLock);
+        std::erase_if(files, [this](const CString& file) { return !primary.IsLostInDataFolder(file); });
+        const CString first = files.empty() ? CString() : files.front();
+        if (std::exchange(warnedOf, first) == first || files.empty())
+            return;
+    }
+    g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__,
+                      L"Files that the selection includes are never backed up, because %s is the data folder: %s%s. "
+                      L"Use another data folder, or move them",
+                      folder.GetString(), files.front().GetString(),
+                      files.size() == 1 ? L""
+                                        : (L" and others, " + std::to_wstring(files.size()) + L" in all").c_str());
 }
 
 DriveList Selection::Drives()

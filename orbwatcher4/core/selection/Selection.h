@@ -37,6 +37,9 @@ struct Selection {
     // Returns the folders that are kept out because backups go there, each with a backslash at its end.
     std::set<CString> KeptOutDestinations();
 
+    // Logs that files in the data folder are left out although the rules include them; once for the same files.
+    void WarnOfDataFolder();
+
     // Returns the drives that the rules name.
     DriveList Drives();
     // Returns true for a path that the product keeps out of every selection.
@@ -69,6 +72,7 @@ struct Selection {
     OrbFilter secondary ORB_GUARDED_BY(secondaryLock);
     CString destination ORB_GUARDED_BY(primaryLock);
     CString content ORB_GUARDED_BY(primaryLock);
+    CString warnedOf ORB_GUARDED_BY(primaryLock); // the first file that WarnOfDataFolder has logged
     RecordedVolumes volumes;
     RequestedRoots requestedRoots;
     WaitingFindings findings;
