@@ -44,7 +44,6 @@ install(FILES
     orbwatcher4/Scanner.h
     orbwatcher4/SmartScanCaller.h
     DESTINATION ${include_dir}/orbwatcher4)
-install(FILES orbwatcher4/core/pending/Notification.h DESTINATION ${include_dir}/orbwatcher4/core/pending)
 install(FILES orbwatcher4/core/environment/Signal.h DESTINATION ${include_dir}/orbwatcher4/core/environment)
 install(FILES orbwatcher4/estimator/FSEntry.h orbwatcher4/estimator/ScanTally.h orbwatcher4/estimator/SpinFlag.h
     orbwatcher4/estimator/FileExtension.h
@@ -63,8 +62,9 @@ install(FILES companions/readerswriters/ReadersWriters.h DESTINATION ${include_d
 install(FILES companions/settings/OrbSettings.h DESTINATION ${include_dir}/companions/settings)
 
 # The hash tables that public headers name. Resolved: the folder may be a link.
+find_path(ORB_SPARSEHASH_INCLUDE sparsehash/dense_hash_map REQUIRED)
 foreach(folder sparsehash google)
-    file(REAL_PATH ${ORB_DEPS}/include/${folder} real)
+    file(REAL_PATH ${ORB_SPARSEHASH_INCLUDE}/${folder} real)
     install(DIRECTORY ${real}/ DESTINATION ${include_dir}/${folder})
 endforeach()
 
@@ -79,7 +79,9 @@ install(FILES README.md CHANGELOG.md DESTINATION ${doc_dir})
 install(DIRECTORY docs/ DESTINATION ${doc_dir}/docs PATTERN Doxyfile EXCLUDE)
 install(DIRECTORY examples/ DESTINATION ${doc_dir}/examples)
 # The licences of the libraries that are linked in or shipped; tools/bootstrap collects them.
-install(DIRECTORY ${ORB_DEPS}/licences/ DESTINATION ${doc_dir}/licences)
+if(ORB_DEPS)
+    install(DIRECTORY ${ORB_DEPS}/licences/ DESTINATION ${doc_dir}/licences)
+endif()
 
 set(CPACK_GENERATOR ZIP)
 set(CPACK_PACKAGE_NAME OrbWatcher4)
