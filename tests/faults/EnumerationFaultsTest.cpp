@@ -32,7 +32,7 @@ protected:
     }
     bool IsDisturbanceTold()
     {
-        return Parts().due.IsFullDueAgain() || Parts().due.Rescans().Find(L"c:\\") || HasErrorInLog() ||
+        return WatcherAccess::IsFullDueAgain(watcher) || Parts().due.Rescans().Find(L"c:\\") || HasErrorInLog() ||
                watcher.GetEnumerationProgress().Of(PathOutcome::Unreadable) > 0;
     }
     void Check()

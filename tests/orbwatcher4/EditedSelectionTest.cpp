@@ -109,6 +109,17 @@ TEST_F(EditedSelection, ThatAnEnumerationHasLookedAtIsComparedByTheFirstWatch)
     EXPECT_EQ(WatchOnce(), 0);
 }
 
+TEST_F(EditedSelection, WhoseNoteIsLostIsLookedAtAgain)
+{
+    EXPECT_EQ(WatchOnce(), Complete);
+    watcher.DeInit();
+    GetServiceRunSettings().SetValue(SelectionNoteKey, L"");
+    ASSERT_TRUE(GetServiceRunSettings().Save());
+    watcher.Init();
+    SelectTree();
+    EXPECT_EQ(WatchOnce(), 0);
+}
+
 TEST_F(EditedSelection, IsNoticedWhenItWasEditedBetweenItsLoadAndAnEnumeration)
 {
     WriteRules(L"data.xml", TreeItem() + Other());

@@ -49,6 +49,7 @@ public:
 
     // --- Enumerations. ---
 
+    static bool IsFullDueAgain(COrbWatcher& watcher) { return Parts(watcher).due.m_fullDueAgain; }
     static void SetRunning(COrbWatcher& watcher, bool running) { Parts(watcher).enumerator.m_running = running; }
     static int Hidden(COrbWatcher& watcher) { return Parts(watcher).enumerator.m_hidden; }
     static DWORD Pause(COrbWatcher& watcher) { return Parts(watcher).enumerator.Found().m_pause; }

@@ -119,9 +119,11 @@ void DueEnumerations::NoticeAnotherSelection(const CString& content)
     const CString before = SelectionNote::Read();
     if (before == content)
         return;
-    if (!before.IsEmpty()) {
-        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__,
-                          L"The selection is not as it was when it was last looked at: a full enumeration is due");
+    if (!before.IsEmpty() || m_hadEarlierRun) {
+        g_OrbLog.WriteLog(
+            2, L"OrbWatcher", __LINE__,
+            before.IsEmpty() ? L"Which selection was last looked at is not known: a full enumeration is due"
+                             : L"The selection is not as it was when it was last looked at: a full enumeration is due");
         TimeRule::ForgetLastCheck();
         if (!MakeFull(FullDue::Selection))
             return; // the next run notices it again

@@ -33,8 +33,8 @@ public:
     // crash. `use`: the selection and the index of this run.
     void BeginRun(const FolderUse& use = {});
     // Compares the content of the selection (Selection::Content) with that of the last run. A full enumeration is due
-    // when it is another one: what the selection includes now may never have been looked at. An empty text is not
-    // compared.
+    // when it is another one, or when that of the last run is not known: what the selection includes now may never have
+    // been looked at. An empty text is not compared.
     void NoticeAnotherSelection(const CString& content);
     // Compares the destinations that are kept out with those of the last run. A full enumeration is due when one of
     // them is none any more: what lies in it was never looked at. Each folder ends in a backslash.
@@ -74,7 +74,6 @@ public:
     void NoteFullCompleted(const Clock& clock);
     // Returns when the last full enumeration was complete, in seconds since 1970; 0: one is due.
     std::int64_t FullCompletedAt();
-    bool IsFullDueAgain() const { return m_fullDueAgain; }
 
     // --- Rescans of one root. ---
 
@@ -89,6 +88,8 @@ public:
     void TakeOver(const std::set<CString>& roots, Roots known, std::int64_t now);
 
 private:
+    friend class WatcherAccess; // tests
+
     bool WriteFull(const wchar_t* reason);
     void FindOutWhetherUsed();
     void FindOutWhoseFolder(const FolderUse& use);
