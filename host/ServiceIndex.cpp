@@ -44,7 +44,8 @@ void ServiceIndex::PrepareEnumeration()
                           Words[static_cast<std::size_t>(m_was)].data());
     const bool due = m_was != Was::Whole || m_folderIsNew || m_options.enumerate;
     const bool lost = m_was != Was::Whole && m_was != Was::None;
-    if (due && FirstTimeRuns::MakeDue(lost ? FullDue::Index : nullptr) && !now.IsEmpty())
+    // A new folder takes the identity when the watcher begins.
+    if (due && FirstTimeRuns::MakeDue(lost ? FullDue::Index : nullptr) && !before.IsEmpty() && !now.IsEmpty())
         SetFolderIndexIdentity(now);
 }
 

@@ -1,5 +1,7 @@
 #include "companions/settings/OtherFiles.h"
 
+#include "support/CaseFold.h"
+#include "support/Dots.h"
 #include "support/Handle.h"
 #include "support/SystemPath.h"
 #include "support/Wildcard.h"
@@ -23,7 +25,15 @@ bool IsOwnName(const wchar_t* name)
                        [&](const wchar_t* pattern) { return MatchWildcard(pattern, name); });
 }
 
-bool IsDotName(const wchar_t* name) { return CString(name) == L"." || CString(name) == L".."; }
+// The folder of exports that wait for the online mode, and its files.
+constexpr const wchar_t* Outbox = L"\\outbox\\";
+constexpr const wchar_t* OutboxNames[] = {L"Transaction*.tdb*", L"next*"};
+
+bool IsInOutbox(const wchar_t* name)
+{
+    return std::any_of(std::begin(OutboxNames), std::end(OutboxNames),
+                       [&](const wchar_t* pattern) { return MatchWildcard(pattern, name); });
+}
 
 } // namespace
 
@@ -32,13 +42,15 @@ std::vector<CString> FindOtherFiles(const CString& folder, std::size_t most)
     const WithoutThreadToken asProcess; // the folder is the product's
     std::vector<CString> files;
     std::vector<CString> folders{folder};
+    const CString outbox = folder + Outbox;
     for (std::size_t next = 0; next < folders.size() && files.size() < most; ++next) {
         const CString parent = folders[next] + L"\\";
         WIN32_FIND_DATAW data;
         const FindHandle search(FindFirstFileW(SystemPath(parent + L"*"), &data));
         for (bool more = static_cast<bool>(search); more && files.size() < most;
              more = FindNextFileW(search.Get(), &data) != FALSE) {
-            if (IsDotName(data.cFileName) || (next == 0 && IsOwnName(data.cFileName)))
+            if (IsDots(data.cFileName) || (next == 0 && IsOwnName(data.cFileName)) ||
+                (EqualNoCase(parent.View(), outbox.View()) && IsInOutbox(data.cFileName)))
                 continue;
             if (!(data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY))
                 files.push_back(parent + data.cFileName);

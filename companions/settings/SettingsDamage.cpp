@@ -32,7 +32,10 @@ public:
         // The token ends where the parser stopped: behind "\q", or in the middle of "\u12x4".
         constexpr std::size_t longestEscape = 6;
         const std::size_t slash = token.rfind('\\');
-        badEscape = token.starts_with('"') && slash != std::string::npos && token.size() - slash <= longestEscape;
+        std::size_t run = 0; // of backslashes; each pair of them is one that is meant
+        while (slash != std::string::npos && run <= slash && token[slash - run] == '\\')
+            ++run;
+        badEscape = token.starts_with('"') && run % 2 == 1 && token.size() - slash <= longestEscape;
         return false;
     }
 };

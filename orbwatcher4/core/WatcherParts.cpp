@@ -2,6 +2,7 @@
 
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/core/environment/Completes.h"
+#include "orbwatcher4/core/intake/LoadedSelection.h"
 #include "orbwatcher4/core/selection/PluginTable.h"
 
 WatcherParts::WatcherParts(bool useDrDeleteMap)
@@ -19,6 +20,7 @@ bool WatcherParts::LoadSelection()
 {
     const bool loaded = selection.Load(overlay.ForFilter());
     selection.RequestItsRoots();
+    NoticeLoadedSelection(due, selection);
     return loaded;
 }
 
@@ -41,10 +43,7 @@ void WatcherParts::Start()
     };
     if (!Completes(L"Loading the selection", load))
         due.MakeFull();
-    Completes(L"Comparing the selection with that of the last run", [this] {
-        due.NoticeAnotherSelection(selection.Content());
-        due.NoticeOtherDestinations(selection.KeptOutDestinations());
-    });
+    NoticeLoadedSelection(due, selection);
     Completes(L"Looking for files of others in the data folder", [this] { selection.WarnOfDataFolder(); });
     overlayUpdater.Start();
     supervisor.Start();

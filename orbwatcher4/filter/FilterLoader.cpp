@@ -272,10 +272,13 @@ void OrbFilter::AddVolumeFindings()
     const QuietErrors quiet;
     FileFindings findings(m_dataFile, m_findings);
     for (const auto& [root, rules] : m_driveRules) {
-        const bool includes = std::ranges::any_of(
-            rules.Rules(), [](const FilterPtr& rule) { return rule->incEx == WatcherEnum::Include; });
+        const auto any = [&](auto holds) { return std::ranges::any_of(rules.Rules(), holds); };
+        const bool matters = any([](const FilterPtr& rule) { return rule->incEx == WatcherEnum::Include; }) &&
+                             any([](const FilterPtr& rule) { return rule->vid != 0; });
+        const bool share = root.View().starts_with(L"\\\\"); // it may take long to answer
         DWORD serial = 0;
-        if (!includes || !GetVolumeInformationW(WithBackslash(root), nullptr, 0, &serial, nullptr, nullptr, nullptr, 0))
+        if (!matters || share ||
+            !GetVolumeInformationW(WithBackslash(root), nullptr, 0, &serial, nullptr, nullptr, nullptr, 0))
             continue;
         const auto present = static_cast<std::int32_t>(serial);
         const std::wstring text = RootVolumes::Consequence(root, rules.Rules(), present);

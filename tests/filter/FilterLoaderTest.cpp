@@ -1,5 +1,6 @@
 // Reading the selection files.
 #include "tests/orbwatcher4/WatcherFixture.h"
+#include "tests/support/ImportedCall.h"
 
 namespace
 {
@@ -30,6 +31,27 @@ protected:
 private:
     OrbFilter m_advanced;
 };
+
+// The volumes of shares that were asked for.
+int g_sharesAsked = 0;
+
+BOOL WINAPI CountedVolume(const wchar_t* root, wchar_t* name, DWORD nameLength, DWORD* serial, DWORD* component,
+                          DWORD* flags, wchar_t* system, DWORD systemLength)
+{
+    static const auto original = SystemFunction<decltype(GetVolumeInformationW)>("GetVolumeInformationW");
+    if (root && std::wstring_view(root).starts_with(L"\\\\"))
+        ++g_sharesAsked;
+    return original(root, name, nameLength, serial, component, flags, system, systemLength);
+}
+
+TEST_F(Loading, DoesNotAskAShareWhichVolumeItIs)
+{
+    const ImportedCall call(nullptr, "GetVolumeInformationW", CountedVolume);
+    const CString rules = WriteRules(L"d.xml", Item(L"path=\"\\\\server\\share\\docs\" type=\"1\" vid=\"5\""));
+    g_sharesAsked = 0;
+    EXPECT_TRUE(filter.LoadXmlFilters(rules, L"", nullptr));
+    EXPECT_EQ(g_sharesAsked, 0);
+}
 
 TEST_F(Loading, AnItemWithoutAPathIsDroppedAndOneWithOnlyAPathIsAFileRuleThatIncludes)
 {

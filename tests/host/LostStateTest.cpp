@@ -99,6 +99,7 @@ TEST_F(LostState, WithANewDataFolderAndIndexEverythingIsHandedOutOnce)
     const std::set<std::string> two{Utf8(Write(L"one.txt", "1")), Utf8(Write(L"two.txt", "2"))};
     EXPECT_TRUE(HoldsAll(HandedOut({L"--record"}), two));
     EXPECT_TRUE(IsSaid("the index is new"));
+    EXPECT_FALSE(IsSaid("dump"));
     EXPECT_TRUE(HandedOut({L"--record"}).empty());
     EXPECT_EQ(notes, "");
 }

@@ -62,7 +62,10 @@ TEST_F(SaidToTheUser, TheProductsOwnFilesInTheDataFolderAreNotNamed)
     const Arguments watch{L"watch",   L"--json", L"--data",        Path(L"selection.xml"),
                           L"--index", own,       L"--until-quiet", L"0.2"};
     folder.WriteBytes(L"tree\\data\\UserConfigurations.json.bad", "x");
-    EXPECT_TRUE(Has(Run(watch).second, "enumeration is due"));
+    std::filesystem::create_directories(folder.Path(L"tree\\data\\outbox").GetString());
+    folder.WriteBytes(L"tree\\data\\outbox\\Transaction12.tdb", "x");
+    folder.WriteBytes(L"tree\\data\\outbox\\next", "13");
+    EXPECT_TRUE(Has(Run(watch).second, "the index is new"));
     EXPECT_FALSE(Has(Run(watch).second, "is the data folder"));
     HostProcess doctor({L"doctor", L"--json"});
     doctor.Finish();

@@ -109,6 +109,31 @@ TEST_F(EditedSelection, ThatAnEnumerationHasLookedAtIsComparedByTheFirstWatch)
     EXPECT_EQ(WatchOnce(), 0);
 }
 
+TEST_F(EditedSelection, IsNoticedWhenItIsLoadedDuringAWatchAndWhenItIsTheFormerOneAgain)
+{
+    EXPECT_EQ(WatchOnce(), Complete);
+    watcher.StartWatch();
+    ASSERT_TRUE(watcher.WaitUntilReady(20000));
+    TimeRule::NoteCheck(clock.Seconds() + 1000000);
+    Select(Other()); // what the tree holds is not selected meanwhile
+    GetServiceRunSettings().Load();
+    EXPECT_EQ(GetServiceRunSettings().GetValue(FirstTimeRunTimeKey, -1), 0);
+    watcher.AbortWatching();
+    SelectTree();
+    EXPECT_EQ(WatchOnce(), 0);
+}
+
+TEST_F(EditedSelection, OfWhichAnEnumerationHasLoadedAnotherOneIsNoticedWhenItIsTheFormerOneAgain)
+{
+    EXPECT_EQ(WatchOnce(), Complete);
+    WriteRules(L"data.xml", Other());
+    watcher.UpdateThreadsPriority(CPUSpeedFull);
+    ASSERT_EQ(watcher.StartFirstTimeRun(1), 1);
+    WatcherAccess::Parts(watcher).enumerator.EndRuns();
+    SelectTree();
+    EXPECT_EQ(WatchOnce(), 0);
+}
+
 TEST_F(EditedSelection, WhoseNoteIsLostIsLookedAtAgain)
 {
     EXPECT_EQ(WatchOnce(), Complete);

@@ -112,6 +112,22 @@ TEST_F(ReturnedDrives, OneThatAReloadNamesWhileItIsAwayIsWatchedWhenItComes)
     EXPECT_TRUE(WatchesG());
 }
 
+TEST_F(ReturnedDrives, WhatANewRuleSelectsOnADriveThatIsAwayIsLookedAtByTheNextRun)
+{
+    Select(Item(L"path=\"Y:\\nowhere\" type=\"1\" vid=\"5\""));
+    Start();
+    DetachG();
+    const CString rules = WriteRules(L"new.xml", RuleOnG());
+    ASSERT_EQ(watcher.AddNewQueueItem(rules, false, nullptr, 0), RulesQueued);
+    PassAfter(1);
+    End();
+    watcher.DeInit();
+    wchar_t roots[64] = L"";
+    GetServiceRunSettings().Load();
+    EXPECT_TRUE(GetServiceRunSettings().GetValue(RescansDueKey, roots, std::size(roots)));
+    EXPECT_STREQ(roots, L"g:\\");
+}
+
 TEST_F(ReturnedDrives, ARuleOnADriveWithAnotherVolumeDoesNotWatchIt)
 {
     Select(Item(L"path=\"Y:\\nowhere\" type=\"1\" vid=\"5\""));

@@ -4,6 +4,7 @@
 #include "orbwatcher4/core/environment/ActingForUser.h"
 #include "orbwatcher4/core/environment/Completes.h"
 #include "orbwatcher4/core/environment/FileFindData.h"
+#include "orbwatcher4/core/intake/LoadedSelection.h"
 #include "orbwatcher4/core/selection/PluginTable.h"
 
 #include <algorithm>
@@ -160,6 +161,7 @@ void WatchLoop::LoadMissingSelection()
     });
     if (!m.selection.loaded)
         return;
+    NoticeLoadedSelection(m.due, m.selection);
     Completes(L"FillPluginTable", [this] { FillPluginTable(m.config); });
     m.replay.StartWaiting();
 }

@@ -168,7 +168,7 @@ void DueEnumerations::NoteLookedAt(const CString& content, const std::set<CStrin
 
 void DueEnumerations::NoteNewRules(const CString& before, const CString& now)
 {
-    if (!m_foreign && !before.IsEmpty() && before == SelectionNote::Read())
+    if (!m_foreign && !before.IsEmpty() && !now.IsEmpty() && before == SelectionNote::Read())
         SelectionNote::Write(now);
 }
 

@@ -6,7 +6,6 @@
 #include "orbwatcher4/core/environment/FileFindData.h"
 #include "orbwatcher4/core/overlay/OverlayRemover.h"
 #include "orbwatcher4/core/selection/NewRules.h"
-#include "support/DigestOfFiles.h"
 
 #include <shlwapi.h>
 
@@ -27,10 +26,7 @@ AddQueueItemResult RuleAddition::Add(const wchar_t* xmlPath, bool deleteWhenDone
 AddQueueItemResult RuleAddition::TakeAndQueue(const wchar_t* xmlPath, bool deleteWhenDone,
                                               std::vector<ExcludedInfo>* excluded, bool mergeOnly)
 {
-    const CString before = DigestOfFiles(m.config.files.OfTheSelection());
     const TakenRules taken = TakeNewRules(m.selection, xmlPath);
-    const CString now = DigestOfFiles(m.config.files.OfTheSelection());
-    m.selection.NoteMerged(before, now);
     AddQueueItemResult result = taken.loaded ? RulesQueued : RulesNotLoaded;
     if (!mergeOnly) {
         const ActingForUser user(m.config.userToken);
@@ -41,8 +37,8 @@ AddQueueItemResult RuleAddition::TakeAndQueue(const wchar_t* xmlPath, bool delet
             result = ExclusionsFound;
         if (user.Acts())
             MarkExclusions(taken.accepted);
-        if (user.Acts() && taken.merged)
-            m.due.NoteNewRules(before, now);
+        if (user.Acts() && taken.loaded && taken.merged)
+            m.due.NoteNewRules(taken.before, taken.now);
     }
     if (deleteWhenDone && taken.merged && result != ExclusionsFound)
         DeleteFileW(xmlPath);
@@ -60,7 +56,7 @@ bool RuleAddition::QueueAccepted(const FilterList& accepted, std::vector<Exclude
     for (const FilterPtr& rule : accepted) {
         if (rule->incEx == WatcherEnum::Include) {
             if (mayLook)
-                m_handler.ProcessChangedFile(rule->path, Arrival::Rule);
+                Queue(rule->path);
         } else if (rule->mask.IsEmpty()) {
             exclusionsMet = true;
             if (excluded)
@@ -68,6 +64,16 @@ bool RuleAddition::QueueAccepted(const FilterList& accepted, std::vector<Exclude
         }
     }
     return exclusionsMet;
+}
+
+// What a rule selects on a drive that is away is looked at when the drive comes, also by the next run.
+void RuleAddition::Queue(const CString& path)
+{
+    const CString root = OrbFilter::StripToRoot(path);
+    if (!IsReachable(root) || m.selection.volumes.IsOther(root))
+        m.due.Rescans().Report(root, DueRescans::DriveReturned, m.config.clock->Seconds());
+    else
+        m_handler.ProcessChangedFile(path, Arrival::Rule);
 }
 
 void RuleAddition::MarkExclusions(const FilterList& accepted)

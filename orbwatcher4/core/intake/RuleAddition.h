@@ -18,6 +18,7 @@ private:
     AddQueueItemResult TakeAndQueue(const wchar_t* xmlPath, bool deleteWhenDone, std::vector<ExcludedInfo>* excluded,
                                     bool mergeOnly);
     bool QueueAccepted(const FilterList& accepted, std::vector<ExcludedInfo>* excluded, bool mayLook);
+    void Queue(const CString& path);
     void MarkExclusions(const FilterList& accepted);
 
     const IntakeParts m;

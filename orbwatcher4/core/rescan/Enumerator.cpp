@@ -75,6 +75,8 @@ bool Enumerator::BeginFull(bool reload)
     if (reload)
         Completes(L"The reload for the first-time run", [this] { ReloadSelection(m); });
     m.selection.PrimaryWalks().ClearJunctionCache();
+    const CString content = m.selection.Content(); // that of the rules with which the enumeration begins
+    const std::set<CString> destinations = m.selection.KeptOutDestinations();
     {
         const CSingleLock lock(m_lock);
         if (m_refusing)
@@ -85,10 +87,7 @@ bool Enumerator::BeginFull(bool reload)
             return false;
         }
     }
-    // A watch has compared them with those of the last run at its start.
-    if (!m.selection.requestedRoots.IsWatching())
-        Completes(L"Noting the selection",
-                  [this] { m.due.NoteLookedAt(m.selection.Content(), m.selection.KeptOutDestinations()); });
+    Completes(L"Noting the selection", [&] { m.due.NoteLookedAt(content, destinations); });
     return true;
 }
 

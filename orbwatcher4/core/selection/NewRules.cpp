@@ -3,6 +3,7 @@
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/core/environment/Completes.h"
 #include "orbwatcher4/core/selection/SelectionMerge.h"
+#include "support/DigestOfFiles.h"
 #include "support/WithoutThreadToken.h"
 
 namespace
@@ -43,6 +44,7 @@ TakenRules TakeNewRules(Selection& selection, const wchar_t* xmlPath)
     };
     bool merged = false;
     try {
+        taken.before = DigestOfFiles(selection.config.files.OfTheSelection());
         AcceptRules(selection, loaded, taken.accepted);
         merged = selection.config.files.data.IsEmpty() ||
                  SelectionMerge::MergeIntoFile(selection.config.files.data, taken.accepted);
@@ -55,8 +57,13 @@ TakenRules TakeNewRules(Selection& selection, const wchar_t* xmlPath)
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"New rules are refused, they cannot be merged into %s",
                           selection.config.files.data.GetString());
         takeBack();
-        return {false, false, {}};
+        TakenRules none;
+        none.merged = false;
+        return none;
     }
+    taken.now = DigestOfFiles(selection.config.files.OfTheSelection());
+    if (selection.content == taken.before)
+        selection.content = taken.now;
     // The rules must be in order even when nothing is queued, because decisions rely on it.
     if (!taken.accepted.empty())
         selection.primary.Sort();

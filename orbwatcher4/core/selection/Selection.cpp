@@ -66,13 +66,6 @@ CString Selection::Content()
     return content;
 }
 
-void Selection::NoteMerged(const CString& before, const CString& now)
-{
-    const CSingleLock lock(primaryLock);
-    if (content == before)
-        content = now;
-}
-
 void Selection::RequestItsRoots()
 {
     if (!requestedRoots.IsWatching())
@@ -132,9 +125,7 @@ void Selection::WarnOfDataFolder()
     g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__,
                       L"Files that the selection includes are never backed up, because %s is the data folder: %s%s. "
                       L"Use another data folder, or move them",
-                      folder.GetString(), files.front().GetString(),
-                      files.size() == 1 ? L""
-                                        : (L" and others, " + std::to_wstring(files.size()) + L" in all").c_str());
+                      folder.GetString(), files.front().GetString(), files.size() == 1 ? L"" : L" and others");
 }
 
 DriveList Selection::Drives()

@@ -25,8 +25,6 @@ struct Selection {
     // Returns a text that stands for the content of the files of the primary filter, from before the present rules were
     // read from them. Empty when there are no rules, or when their main file could not be read.
     CString Content();
-    // Notes that rules were merged into the files, which had the first content before, and have the second one now.
-    void NoteMerged(const CString& before, const CString& now);
     // Requests the roots of all rules, when the watcher is watching.
     void RequestItsRoots();
     // Empties both filters.
@@ -37,7 +35,7 @@ struct Selection {
     // Returns the folders that are kept out because backups go there, each with a backslash at its end.
     std::set<CString> KeptOutDestinations();
 
-    // Logs that files in the data folder are left out although the rules include them; once for the same files.
+    // Logs that files in the data folder are left out although the rules include them; once for the same first file.
     void WarnOfDataFolder();
 
     // Returns the drives that the rules name.
