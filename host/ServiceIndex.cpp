@@ -4,6 +4,7 @@
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/OrbSettings.h"
 #include "host/Console.h"
+#include "host/DueReasons.h"
 #include "host/FirstTimeRuns.h"
 #include "host/IndexAdvice.h"
 
@@ -14,6 +15,15 @@ namespace
 constexpr std::wstring_view Words[] = {L"", L"the index is new", L"the index was an empty file, and was made anew",
                                        L"the index of the last run is lost, and an empty one was made",
                                        L"the index is not the one of the last run"};
+
+// Returns why the settings say that a full enumeration is due, with a comma; empty when they give no reason.
+std::wstring WhyNoted()
+{
+    wchar_t reason[32] = L"";
+    GetServiceRunSettings().GetValue(FullDueReasonKey, reason, std::size(reason));
+    const DueReason* const known = FindDueReason(reason);
+    return known ? L", because " + std::wstring(known->words) : L"";
+}
 
 } // namespace
 
@@ -64,7 +74,8 @@ void ServiceIndex::TellWhyDue()
             L"what the index does not hold as it is now is handed out",
             GetMainSettings().GetDataFolderPath().GetString());
     else if (!m_options.enumerate)
-        m_writer.Note(L"a full enumeration is due: everything that the selection includes is looked at again");
+        m_writer.Note(L"a full enumeration is due: everything that the selection includes is looked at again" +
+                      WhyNoted());
 }
 
 void ServiceIndex::Record(const QueueDatum& datum)

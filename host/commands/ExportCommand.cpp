@@ -215,12 +215,13 @@ public:
                 .examples = {"orbwatch export --data selection.xml --index index.db --to pending.xml --max 1000"},
                 .text = R"(
 A watch that runs on the same data folder is asked; otherwise it is what the last one has left. An older list is
-replaced, when nothing is pending by an empty one. A file that is no list, and one that this command reads, is
-not written over. After a kill, and as long as an enumeration is due or running, not everything that is pending
-is known: the list is then made of what is known, and the exit code is 3. A data folder and an index that are not
-there are not made. When the settings are lost or damaged, the list is made of what the last watch has left, and
-the exit code is 3. When --max leaves something out, a note says how many more wait (with the deletions that
-wait), and the exit code stays 0: the list is as it was asked for.)",
+replaced, when nothing is pending by an empty one; without an older list none is made then. A file that is no
+list, and one that this command reads, is not written over. After a kill, and as long as an enumeration is due or
+running, not everything that is pending is known: the list is then made of what is known, or, when nothing is
+known, the older list stays, and the exit code is 3. A data folder and an index that are not there are not made.
+When the settings are lost or damaged, the list is made of what the last watch has left, and the exit code is 3.
+When --max leaves something out, a note says how many more wait (with the deletions that wait), and the exit code
+stays 0: the list is as it was asked for.)",
                 .records = {ExportedRecord::Kind},
                 .ends = {EndDone,
                          EndFailed,

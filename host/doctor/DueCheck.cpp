@@ -1,6 +1,7 @@
 #include "companions/settings/OrbSettings.h"
 #include "companions/settings/SettingsValue.h"
 #include "host/Console.h"
+#include "host/DueReasons.h"
 #include "host/doctor/Checks.h"
 #include "host/doctor/FolderMemory.h"
 #include "support/CaseFold.h"
@@ -25,20 +26,8 @@ Check FullIsDue(State state, const std::wstring& why)
 // Returns the finding about an enumeration that the settings note as due.
 Check NotedAsDue(const CString& reason)
 {
-    if (reason == FullDue::Killed)
-        return FullIsDue(State::Warning, L"a watch was killed or crashed, and what it held is not known");
-    if (reason == FullDue::Dump)
-        return FullIsDue(State::Warning, L"what a watch left pending was lost or damaged");
-    if (reason == FullDue::Index)
-        return FullIsDue(State::Warning, L"the index of an earlier watch was lost or exchanged");
-    if (reason == FullDue::Selection)
-        return FullIsDue(State::Ok, L"the selection was edited");
-    if (reason == FullDue::Destination)
-        return FullIsDue(State::Ok, L"a folder is no destination any more");
-    if (reason == FullDue::Root)
-        return FullIsDue(State::Ok, L"a drive that was to be looked at again has left the selection");
-    if (reason == FullDue::Time)
-        return FullIsDue(State::Ok, L"the one that its time had begun was not completed");
+    if (const DueReason* known = FindDueReason(reason))
+        return FullIsDue(known->isLoss ? State::Warning : State::Ok, known->words);
     return FullIsDue(State::Ok, L"none was completed since it was asked for or needed");
 }
 

@@ -8,7 +8,9 @@
 
 // The total after a step.
 struct TotalRecord {
-    static constexpr RecordKind Kind{"total", "files and bytes of the selection (step 0), and after each edit"};
+    static constexpr RecordKind Kind{
+        "total",
+        "files and bytes of the selection (step 0; with --profile of none of its profiles), and after each edit"};
     std::size_t step;
     std::wstring edit; // a word and, for some words, a path
     SizeTotal total;

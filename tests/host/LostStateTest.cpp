@@ -156,6 +156,17 @@ TEST_F(LostState, AKillRightAfterTheIndexWasMadeDoesNotHideThatItIsNew)
     EXPECT_TRUE(HoldsAll(HandedOut({L"--record"}), two));
 }
 
+TEST_F(LostState, TheNoteAfterAKillSaysThatAWatchWasKilled)
+{
+    RecordTwo();
+    {
+        const auto killed = StartWatch({L"--collect"});
+        EXPECT_EQ(killed->Finish(std::chrono::milliseconds(0)), -1);
+    }
+    HandedOut({L"--record"});
+    EXPECT_TRUE(IsSaid("looked at again, because a watch was killed or crashed"));
+}
+
 TEST_F(LostState, ANewDataFolderLooksAtEverythingAndHandsOutWhatTheIndexDoesNotHold)
 {
     RecordTwo();
