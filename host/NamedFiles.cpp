@@ -13,10 +13,14 @@
 namespace
 {
 
-// Returns true when the folder that the file is to lie in is there.
-bool IsFolderOf(const std::wstring& file)
+// Returns what is missing of the folder that the file is to lie in; empty when it is there.
+std::wstring WhatIsMissingOf(const std::wstring& file)
 {
-    return FolderIsThere(SystemPath(file.substr(0, file.find_last_of(L'\\') + 1).c_str()).GetString());
+    if (FolderIsThere(SystemPath(file.substr(0, file.find_last_of(L'\\') + 1).c_str()).GetString()))
+        return {};
+    const CString root = OrbFilter::StripToRoot(file.c_str());
+    return GetFileAttributesW(root) == INVALID_FILE_ATTRIBUTES ? L"its drive or share is not there"
+                                                               : L"its folder is not there";
 }
 
 using namespace std::string_view_literals;
@@ -55,6 +59,10 @@ bool MayBeIndex(const std::wstring& index, const std::vector<NamedFile>& others,
         return true;
     if (const std::wstring other = NameAmong(index, others); !other.empty()) {
         writer.Error(L"this is " + other + L", and no index; name the index with --index", index);
+        return false;
+    }
+    if (const std::wstring missing = WhatIsMissingOf(index); !missing.empty()) {
+        writer.Error(missing + L"; name another --index, or make the folder", index);
         return false;
     }
     if (BeginsAsIndex(index))
@@ -105,9 +113,13 @@ bool MayBeWritten(const Output& output, const std::vector<NamedFile>& inputs, Re
                      output.path);
         return false;
     }
-    if (!IsFolderOf(output.path)) {
-        writer.Error(L"its folder is not there, and nothing was written; make the folder, or name another " +
-                         output.option,
+    if (FolderIsThere(SystemPath(output.path.c_str()).GetString())) {
+        writer.Error(L"this is a folder, not a file, and nothing was written; name a file with " + output.option,
+                     output.path);
+        return false;
+    }
+    if (const std::wstring missing = WhatIsMissingOf(output.path); !missing.empty()) {
+        writer.Error(missing + L", and nothing was written; name another " + output.option + L", or make the folder",
                      output.path);
         return false;
     }

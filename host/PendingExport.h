@@ -31,8 +31,8 @@ struct PendingExported {
 PendingExported ExportPending(COrbWatcher& watcher, const PendingExport& wanted);
 
 // Returns why the watcher of this process may not know everything that is pending; empty when it does. Ask it after the
-// watcher has begun its run. `roots`: see PendingExport.
-std::wstring GapOf(COrbWatcher& watcher, const std::optional<std::vector<CString>>& roots);
+// watcher has begun its run. `selected`: the roots of PendingExport.
+std::wstring GapOf(COrbWatcher& watcher, const std::optional<std::vector<CString>>& selected);
 
 // Asks the watch that runs on the same data folder, and waits a minute at most for its answer. Returns nothing when no
 // watch runs.

@@ -126,6 +126,7 @@ SelectionState Tell(const SelectionFindings& findings, const SelectionFiles& fil
 std::vector<const RuleFinding*> FirstByKind(const std::vector<RuleFinding>& findings)
 {
     std::vector<const RuleFinding*> first;
+    first.reserve(findings.size());
     for (const RuleFinding& finding : findings)
         first.push_back(&finding);
     std::ranges::stable_sort(first, {}, &RuleFinding::kind);

@@ -82,7 +82,10 @@ std::string UsageSentence(const CLI::App& app, const CLI::ParseError& error)
     const std::vector<CommandNode> tree = CommandTree(app);
     const auto chosen = app.get_subcommands();
     const CommandNode& node = NodeOf(tree, chosen.empty() ? "" : chosen.front()->get_name());
-    // An unknown word is reported first: a missing option is often the one that was mistyped.
+    // A wrong value says most: an option that was taken for a value leaves words behind.
+    if (dynamic_cast<const CLI::ValidationError*>(&error))
+        return error.what();
+    // An unknown word is reported next: a missing option is often the one that was mistyped.
     for (const std::string& word : app.remaining(true)) {
         if (word.starts_with("-") && word != "-" && word != "--")
             return UnknownOption(node, word);

@@ -21,7 +21,8 @@ std::wstring WhyNoPath(const std::wstring& path, const std::wstring& full)
     if (full.starts_with(L"\\\\.\\") || (!IsFullPath(path) && !DeviceNameIn(path).empty()))
         return L"it names a device, and a device is never backed up; write the path of a file, with its drive";
     if (const wchar_t unit = ImpossibleUnitIn(path))
-        return std::wstring(L"no name holds ") + unit + L"; a path has no wildcards";
+        return std::wstring(L"no name holds ") + unit +
+               (unit == L':' ? L", which stands behind the letter of a drive alone" : L"; a path has no wildcards");
     return {};
 }
 
@@ -102,7 +103,9 @@ bool Explainer::ExplainStandardInput()
         if (!IsUtf8(line)) {
             m_writer.Error(L"line " + std::to_wstring(number) +
                            L" of standard input is not UTF-8; save the list as UTF-8");
-            return false;
+            any = true;
+            good = false;
+            continue;
         }
         if (line.empty())
             continue;

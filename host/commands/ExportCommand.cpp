@@ -55,14 +55,6 @@ bool IsInputThere(const ExportOptions& options, RecordWriter& writer)
 
 bool MayWriteList(const ExportOptions& options, RecordWriter& writer)
 {
-    if (FolderIsThere(options.to)) {
-        writer.Error(L"a folder has this name; name a file with --to", options.to);
-        return false;
-    }
-    if (!FolderIsThere(std::filesystem::path(options.to).parent_path().wstring())) {
-        writer.Error(L"the folder of the list is not there; make it, or name another --to", options.to);
-        return false;
-    }
     return MayBeWritten({options.to, L"--to", L"a list of pending files", IsList, options.force},
                         FilesThatStay(options.files, options.index), writer);
 }

@@ -23,9 +23,16 @@ CLI::Validator SecondsAboveZero()
             ""};
 }
 
+// The next option is taken for the value of one that has none.
 CLI::Validator NotEmpty(const std::string& what)
 {
-    return {[what](const std::string& text) { return text.empty() ? "the " + what + " is empty" : ""; }, ""};
+    return {[what](const std::string& text) {
+                return text.empty() ? "the " + what + " is empty"
+                       : text.starts_with("--")
+                           ? "\"" + text + "\" is an option, and no " + what + ": the option before it has no value"
+                           : "";
+            },
+            ""};
 }
 
 } // namespace

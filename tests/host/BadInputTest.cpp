@@ -159,7 +159,7 @@ TEST_F(BadInput, AFailureSaysWhatToDoNext)
         {{L"explain", L"--data", Path(L"missing.xml"), L"C:\\x"}, "orbwatch init FOLDER writes a sample"},
         {{L"explain", L"--data", Path(L"bad.xml"), L"C:\\x"}, "orbwatch init FOLDER writes a sample"},
         {{L"watch", L"--data", Path(L"selection.xml"), L"--index", Path(L"other.db")}, "move it away to start anew"},
-        {{L"watch", L"--data", Path(L"selection.xml"), L"--index", Path(L"none\\index.db")}, "is its folder there?"},
+        {{L"watch", L"--data", Path(L"selection.xml"), L"--index", Path(L"none\\index.db")}, "make the folder"},
         {{L"init", Path(L"bad.xml")}, "Name another one."},
     };
     for (const auto& [arguments, advice] : tried) {

@@ -207,9 +207,14 @@ TEST_F(EstimateRuns, SayThatAdvancedFiltersAreNotAsked)
 
 TEST_F(EstimateRuns, FailWhenTheirReportCannotBeWritten)
 {
-    HostProcess host(Command({L"--report", tree}));
+    const std::wstring report = Path(L"report.html");
+    HostProcess earlier(Command({L"--report", report}));
+    ASSERT_EQ(earlier.Finish(), 0);
+    ASSERT_TRUE(SetFileAttributesW(report.c_str(), FILE_ATTRIBUTE_READONLY));
+    HostProcess host(Command({L"--report", report}));
     EXPECT_EQ(host.Finish(), 1);
-    EXPECT_EQ(OnlyError(host).value("path", ""), Utf8(tree));
+    EXPECT_EQ(OnlyError(host).value("path", ""), Utf8(report));
+    SetFileAttributesW(report.c_str(), FILE_ATTRIBUTE_NORMAL);
 }
 
 TEST_F(EstimateRuns, EndWhenTheyAreInterrupted)

@@ -41,6 +41,8 @@ TEST_F(NamedFiles, AFolderInThePlaceOfAFileIsCalledThat)
         {WithIndex(L"add", tree, {L"--rules", rules}), "--index"},
         {Command(L"add", {L"--rules", tree}), "--rules"},
         {Command(L"estimate", {L"--stats", tree}), "--stats"},
+        {Command(L"estimate", {L"--report", tree}), "--report"},
+        {Command(L"export", {L"--to", tree}), "--to"},
     };
     for (const auto& [arguments, option] : tried) {
         const Json error = Refused(arguments);
@@ -48,6 +50,18 @@ TEST_F(NamedFiles, AFolderInThePlaceOfAFileIsCalledThat)
         EXPECT_TRUE(Says(Message(error), option)) << error;
         EXPECT_EQ(error.value("path", ""), Utf8(tree)) << option;
     }
+}
+
+TEST_F(NamedFiles, AnIndexWhoseFolderOrDriveIsNotThereIsRefused)
+{
+    EXPECT_TRUE(Says(Message(Refused(WithIndex(L"watch", Path(L"none\\index.db")))), "its folder is not there"));
+    EXPECT_TRUE(Says(Message(Refused(WithIndex(L"enumerate", L"Q:\\index.db"))), "its drive or share is not there"));
+}
+
+TEST_F(NamedFiles, AnOptionIsNotTakenForTheFileOfTheOneBeforeIt)
+{
+    const Json error = Refused({L"watch", L"--json", L"--index", L"--data", Path(L"selection.xml")});
+    EXPECT_TRUE(Says(Message(error), "the option before it has no value"));
 }
 
 TEST_F(NamedFiles, AMissingFileIsToldByItsOwnKind)
