@@ -84,7 +84,7 @@ public:
     // Sets memory aside for the fence, and for reporting a change for which there is no memory as lost. Throws
     // std::bad_alloc.
     void Reserve(const CString& directory);
-    // These three: before the watch starts.
+    // Call these two before the watch starts.
     void SetPartialPathOffset(DWORD offset) { m_partialPathOffset = offset; }
     void SetPatterns(std::vector<CString> include, std::vector<CString> exclude);
 

@@ -10,7 +10,6 @@
 
 #include <process.h>
 
-#include <optional>
 #include <system_error>
 
 // One thread and its users. The users, and the thread itself, keep it alive.

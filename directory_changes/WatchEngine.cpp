@@ -11,7 +11,6 @@
 #include <algorithm>
 #include <mutex>
 #include <new>
-#include <utility>
 
 namespace
 {

@@ -3,6 +3,8 @@
 #include "companions/settings/OrbSettings.h"
 #include "host/Console.h"
 #include "host/records/FileRecords.h"
+#include "support/Backslash.h"
+#include "support/SystemPath.h"
 
 #include <algorithm>
 
@@ -18,10 +20,16 @@ bool IsStillDeleted(const DeletionRecord& record)
     return CIndexDB::GetCachedData(record.id, datum) && (datum.flags & CachedDatum::NoDeleteRecord);
 }
 
+bool Exists(const CString& path) { return GetFileAttributesW(SystemPath(path)) != INVALID_FILE_ATTRIBUTES; }
+
+// Returns false when the drive is away: the file may return with it.
 bool IsGone(const std::wstring& path)
 {
-    return GetFileAttributesW(path.c_str()) == INVALID_FILE_ATTRIBUTES &&
-           (GetLastError() == ERROR_FILE_NOT_FOUND || GetLastError() == ERROR_PATH_NOT_FOUND);
+    if (Exists(path.c_str()))
+        return false;
+    const DWORD error = GetLastError();
+    return (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND) &&
+           Exists(WithBackslash(OrbFilter::StripToRoot(path.c_str())));
 }
 
 } // namespace

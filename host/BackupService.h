@@ -40,7 +40,8 @@ public:
     // The paths of the options that no backup holds.
     KeptOutside Outside() const { return {FullPath(m_options.destination), m_options.index, m_ownFiles}; }
 
-    // Hands out one pending file; returns false when there is none to be had now. `now`: asks the watcher in any case.
+    // Takes one pending file, and hands it out unless it is the command's output, or is waiting to be recorded
+    // unchanged. Returns false when there is none to be had now. `now`: asks the watcher in any case.
     bool GiveOne(bool now);
     // Makes files pending again that could not be read, after growing pauses or, with `now`, at once. Returns true when
     // there were any.

@@ -16,7 +16,7 @@ struct EstimateEdit {
 };
 
 struct EstimateStep {
-    std::wstring edit;  // as RecordWriter tells it; "scan" for the first step
+    std::wstring edit;  // as the record of the step names it; "scan" for the first step
     std::wstring words; // the same for the page
     SizeTotal total;
 };

@@ -27,7 +27,7 @@ public:
     // Notes that the watcher, which is ready, will begin the enumeration that is due.
     void Await();
     // Notes a completed enumeration; call it now and then. Returns true while an enumeration is running, a full one or
-    // that of one root, and while the awaited one has not begun.
+    // that of one root, and, for half a minute, while the awaited one has not begun.
     bool Follow();
 
 private:

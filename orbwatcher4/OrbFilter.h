@@ -56,8 +56,8 @@ private:
 /// One drive of the selection.
 struct DriveGuidInfo {
     std::int32_t serial = 0;    ///< volume serial number; 0: not recorded
-    bool volumeMatches = false; ///< the volume was found mounted when the list was made
-    std::int32_t removed = 0;   ///< 1: the drive must no longer be watched
+    bool volumeMatches = false; ///< the first rule of the root names no volume, or its volume was there
+    std::int32_t removed = 0;   ///< always 0 here; a service may use it
 };
 /// The drives of a selection by root, as StripToRoot returns it. Converts to a plain map.
 struct DriveList : std::map<CString, DriveGuidInfo, RootBefore> {
@@ -69,8 +69,8 @@ struct DriveList : std::map<CString, DriveGuidInfo, RootBefore> {
 /// The words in which a store reports its size; GetTotalItems reads the last two.
 struct ItemCounters {
     std::uint64_t reserved[7] = {};      ///< always 0
-    std::atomic<std::uint64_t> begin{0}; ///< address of the first entry
-    std::atomic<std::uint64_t> end{0};   ///< address behind the last one
+    std::atomic<std::uint64_t> begin{0}; ///< any number; that of the watcher's store is 0
+    std::atomic<std::uint64_t> end{0};   ///< `begin` and the number of entries
 };
 
 /// The rules by root, as StripToRoot returns it.

@@ -57,8 +57,9 @@ public:
 
     // --- Life. ---
 
-    /// Empties the paths of selection, index, queue and destination, and forgets earlier enumerations. Call it before
-    /// anything else.
+    /// Empties the paths of the data file, the automatic exclusions, the index, the queue, the destination and the own
+    /// files, and forgets earlier enumerations. The files of the advanced filters and of the secondary selection stay.
+    /// Call it before anything else.
     void Init();
     /// Replays what the last run left pending in "watcher_dump.bin" in the data folder. Load the index's cache first:
     /// without it the watcher cannot tell whether a deleted item was backed up, and a full enumeration becomes due. The
@@ -124,7 +125,8 @@ public:
     void SetOverlay(bool on);
     /// Sets the user whose rights are used. The token is neither duplicated nor closed: it must outlive the watcher.
     void SetUserToken(HANDLE token);
-    /// Non-zero: IsFirstTimeEnumRunning returns 0 during an enumeration.
+    /// Non-zero: IsFirstTimeEnumRunning returns 0 during an enumeration. The watch thread sets it anew when it begins
+    /// an enumeration by its time: such a one is hidden when an earlier one was completed.
     void SetFirstTimeWatcherHide(int hidden);
     /// Sets whether hidden files are backed up.
     void EnableBackupHiddenFiles(bool enable);
@@ -150,13 +152,13 @@ public:
     int IsEnableFirstTime();
     /// Returns 1 during a full enumeration that is not hidden.
     int IsFirstTimeEnumRunning();
-    /// Returns 1 when the last full enumeration has completed.
+    /// Returns 1 once a full enumeration has ended since Init, also after an aborted one.
     int IsFirstTimeFinshedsuccessfully();
     /// Returns what EnableBackupHiddenFiles has set.
     bool IsBackupHiddenFiles();
     /// Returns the number of pending entries, deletions included.
     __int64 GetTotalFilesInMem();
-    /// Returns 1 while a backup service holds its mutex.
+    /// Returns 1 while the mutex of a backup service exists.
     static int IsBackupRunning();
     /// Makes the decision that a change of the path would get, and reports how it came about.
     PathExplanation Explain(const wchar_t* path);
@@ -170,7 +172,8 @@ public:
     /// Does the same, and reports which file it is, so that the caller can check that it opens this very file: a folder
     /// in the path may be replaced by a link meanwhile. `identity` may be null.
     bool GetSingleNotification(void* sameRunIds, QueueDatum& out, FileIdentity* identity);
-    /// Treats the path as changed: the rules decide whether it becomes pending. Always returns true.
+    /// Treats the path as changed: the rules decide whether it becomes pending. If its drive is away, or the letter
+    /// holds another volume, a selected path stays pending until the drive returns. Always returns true.
     bool AddSingleNotification(const wchar_t* path);
     /// Drops everything that is pending.
     void ClearNotifications();
@@ -227,8 +230,8 @@ public:
     /// Enumerates one drive in the same way. checkRules: only what the rules of the drive include. Returns false when
     /// it was aborted.
     bool EnumerateIncludedFiles(const wchar_t* drive, const wchar_t* pattern, bool checkRules);
-    /// DriveReappeared: moves the rules of the volume to this root. DriveRemoved: returns when the drive is no longer
-    /// watched.
+    /// DriveReappeared: moves the primary filter's rules of the volume to this root. DriveRemoved: returns when the
+    /// drive is no longer watched.
     void UpdateDrive(const wchar_t* drive, WatcherEnum::DriveAction action);
     /// Appends the letters of the selection's drives. Always returns true.
     bool GetWatchedDrives(CString& out);

@@ -61,7 +61,7 @@ struct QueueDatum {
     std::uint64_t reserved2 = 0;                 ///< 0
     std::uint32_t ruleValue = 0;                 ///< jobs of the rules: the bits of all rules
     std::uint32_t flags = 0;                     ///< QueueFlags
-    wchar_t firstText[FirstTextCapacity] = {};   ///< rule texts, joined by ":"
+    wchar_t firstText[FirstTextCapacity] = {};   ///< rule texts, joined by ":"; none that those before contain
     wchar_t secondText[SecondTextCapacity] = {}; ///< rule numbers, joined by ":"
     std::int32_t minusOne0 = -1;                 ///< -1
     std::int32_t minusOne1 = -1;                 ///< -1

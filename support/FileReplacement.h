@@ -14,8 +14,8 @@
 
 // Calls `write` to make the new content beside the file, under the name that `write` receives; the content then takes
 // the file's place. The draft exists already and is empty; `write` must open that one. Returns false when anything
-// failed; the draft is then removed, and GetLastError says why. A file that is marked read-only stays as it is. Threads
-// and processes do not disturb each other; the last one wins.
+// failed; GetLastError says why. The draft is then removed, unless the system has removed the old file. A file that is
+// marked read-only stays as it is. Threads and processes do not disturb each other; the last one wins.
 bool ReplaceWhole(const CString& path, const std::function<bool(const CString& draft)>& write);
 
 // Replaces the file by these bytes: they are written in full and flushed before they take the file's place.

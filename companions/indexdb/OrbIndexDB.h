@@ -3,9 +3,9 @@
 /// index in memory.
 ///
 /// A CIndexDB object is one connection and belongs to one thread at a time. The process shares the static members. Any
-/// thread may call GetCachedData and IsDelayedItemWatcher, which lock m_csCache themselves. Lock m_csCache before
-/// opening a transaction. Recording, deleting, forgetting, loading and clearing lock m_csCache for a moment at their
-/// end, so that look-ups never wait for a database; do not call them with m_csCache held.
+/// thread may call GetCachedData and IsDelayedItemWatcher, which lock m_csCache themselves. Recording, deleting,
+/// forgetting, loading and clearing lock m_csCache for a moment at their end, so that look-ups never wait for a
+/// database; do not call them with m_csCache held.
 ///
 /// Open reports a database that is locked, read-only, corrupt or newer than this library, and never overwrites it.
 #pragma once

@@ -12,8 +12,8 @@ public:
     virtual ~Command() = default;
 
     virtual CommandHelp Help() const = 0;
-    // Returns what the options name, to be checked before the command runs; nothing when it uses no settings and writes
-    // nothing beside them.
+    // Returns what the options name, to be checked before the command runs; nothing for a command that makes its own
+    // checks or needs none.
     virtual std::optional<Inputs> Named() const { return std::nullopt; }
     virtual ExitCode Run(RecordWriter& writer) = 0;
 

@@ -1,4 +1,5 @@
-// The doctor's checks of the machine. No check changes anything. The library's own log goes to a folder of the doctor
+// The doctor's checks of the data folder, the selection, the index and the machine. A check changes nothing but folders
+// of the doctor's own. The library's own log goes to a folder of the doctor
 // meanwhile (ScratchFolder), so that callers pass the data folder as an argument. One thread.
 #pragma once
 

@@ -51,7 +51,7 @@ std::wstring WhyNoticed(const FolderMemory& memory, const SelectionFiles& select
     return L"";
 }
 
-// A completion in the future counts as long ago.
+// A completion that lies an hour or more in the future counts as long ago.
 bool IsInFuture(std::int64_t completed) { return (std::time(nullptr) - completed) / SecondsPerHour < 0; }
 
 // Returns the hours since the last full enumeration when its time has come again; empty otherwise.

@@ -31,7 +31,7 @@ struct WatchReadyRecord : RootsRecord {
 
 // The number of pending entries, while nothing is handed out.
 struct CollectedRecord {
-    static constexpr RecordKind Kind{"collected", "with --collect: how many files wait"};
+    static constexpr RecordKind Kind{"collected", "with --collect: how many files and deletions wait"};
     std::int64_t pending;
     RecordFields Fields() const { return {{"pending", pending}}; }
     std::string Line() const { return "waiting: " + std::to_string(pending); }

@@ -6,6 +6,7 @@
 #include "orbwatcher4/core/environment/ActingForUser.h"
 #include "orbwatcher4/core/environment/BackupRunning.h"
 #include "orbwatcher4/core/environment/Completes.h"
+#include "orbwatcher4/core/environment/FileFindData.h"
 #include "orbwatcher4/core/intake/Explain.h"
 #include "orbwatcher4/core/intake/RuleAddition.h"
 #include "orbwatcher4/core/pending/PendingList.h"
@@ -102,7 +103,12 @@ bool COrbWatcher::GetSingleNotification(void* sameRunIds, QueueDatum& out, FileI
 bool COrbWatcher::AddSingleNotification(const wchar_t* path)
 {
     const ActingForUser user(m->config.userToken);
-    const auto add = [&] { m->intake.handler.ProcessChangedFile(path, Arrival::Found); };
+    const auto add = [&] {
+        if (IsReachable(path) && !m->selection.volumes.IsOther(path))
+            m->intake.handler.ProcessChangedFile(path, Arrival::Found);
+        else
+            m->intake.handler.KeepUnreachable(path);
+    };
     if (!user.Acts() || !Completes(L"Adding a file", add))
         m->due.MakeFull();
     return true;

@@ -1,6 +1,7 @@
 #include "orbwatcher4/filter/ReparseData.h"
 
 #include <algorithm>
+#include <optional>
 #include <vector>
 
 namespace

@@ -225,6 +225,46 @@ TEST_F(WatchEnd, AFileThatNobodyMayReadComesWithoutATimeAndTheCodeSaysSo)
     EXPECT_TRUE(HasNote(*host, "cannot be read now", Utf8(path)));
 }
 
+// The drive R:, with a folder "docs".
+class DriveR
+{
+public:
+    DriveR() : m_volume(MakeVolume(L"watch-end", 0x5A5A1234))
+    {
+        std::filesystem::create_directories(m_volume + L"\\docs");
+        EXPECT_TRUE(AttachDrive('r', m_volume.c_str()));
+    }
+    ~DriveR()
+    {
+        Detach();
+        std::filesystem::remove_all(m_volume);
+    }
+    DriveR(const DriveR&) = delete;
+    DriveR& operator=(const DriveR&) = delete;
+    void Detach() { EXPECT_TRUE(DetachDrive('r')); }
+
+private:
+    const std::wstring m_volume;
+};
+
+TEST_F(WatchEnd, AFileThatNobodyMayReadIsPendingForTheNextStartWhenItsDriveIsAwayAtTheEnd)
+{
+    DriveR drive;
+    WriteSelection(Item(LR"(path="R:\docs" type="1" includeSub="1")"));
+    const auto host = StartWatch({L"--record"});
+    const std::wstring path = LR"(R:\docs\taken.txt)";
+    FileHandle owner(CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
+    ASSERT_TRUE(owner);
+    ASSERT_FALSE(host->WaitForPath(path).empty());
+    ASSERT_FALSE(host->WaitForError(path).empty());
+    owner.Reset();
+    drive.Detach();
+    host->Interrupt();
+    EXPECT_EQ(host->Finish(), 130);
+    EXPECT_EQ(host->Records().back().at("pending"), 1);
+    EXPECT_TRUE(std::filesystem::exists(Dump()));
+}
+
 TEST_F(WatchEnd, ARootThatIsNotThereIsNamedAndTheCodeSaysSo)
 {
     WriteSelection(TreeItem() + Item(LR"(path="Q:\docs" type="1" includeSub="1")"));

@@ -104,6 +104,25 @@ TEST_F(DrivesNow, APendingFileIsNotHandedOutFromAnotherVolume)
     EXPECT_FALSE(Drain().empty());
 }
 
+TEST_F(DrivesNow, AFileThatTheServiceAddsIsPendingWhileItsDriveIsAway)
+{
+    SelectOnG();
+    DetachG();
+    watcher.AddSingleNotification(L"G:\\drives-now\\a.txt");
+    EXPECT_TRUE(Drain().empty());
+    AttachG();
+    EXPECT_FALSE(Drain().empty());
+}
+
+TEST_F(DrivesNow, AFileThatTheServiceAddsIsNotJudgedByTheFileOfAnotherVolume)
+{
+    SelectOnG();
+    Record(L"G:\\drives-now\\a.txt"); // the other volume's file is unchanged
+    const OtherVolumeUnderG other;
+    watcher.AddSingleNotification(L"G:\\drives-now\\a.txt");
+    EXPECT_TRUE(FileIsPending());
+}
+
 TEST_F(DrivesNow, ADriveThatIsBeingRemovedIsNotWalked)
 {
     SelectOnG();

@@ -198,6 +198,19 @@ TEST_F(DumpAndResume, AReplayedFileOnADriveThatIsAwayGoesOnWaiting)
     EXPECT_TRUE(Pending(L"Y:\\docs\\a.txt"));
 }
 
+TEST_F(DumpAndResume, AReplayedFileIsNotJudgedByTheFileOfAnotherVolume)
+{
+    const CString path = Write(L"a.txt");
+    Record(path); // as the other volume's file is, and would be unchanged
+    WriteDump(std::wstring(path) + L"\n");
+    struct Volume {
+        std::int32_t serial;
+    };
+    Parts().selection.volumes.Follow(std::map<CString, Volume>{{OrbFilter::StripToRoot(path), {0x7777}}});
+    watcher.Resume();
+    EXPECT_TRUE(Pending(path));
+}
+
 TEST_F(DumpAndResume, ReplayedDirectoriesAreNotExpanded)
 {
     Write(L"sub\\f.txt");

@@ -1,8 +1,9 @@
 // Turns pending deletions into delete records of the index, and exports them.
 //
-// One object does one processing, on one thread, with the lock of Deletions held. It first collects the
-// records, with the cache of the index alone. Then it writes them in one transaction, without any lock of the watcher
-// that comes later in the lock order. The deletions stay pending until they are written.
+// One object does one processing, on one thread, with the lock of Deletions held. It first collects the records, from
+// the cache of the index and, for the items below a folder, from its database. Then it writes them in one transaction.
+// It uses the database without any lock of the watcher that comes later in the lock order. The deletions stay pending
+// until they are written.
 //
 // The deletion of a folder covers all items below it in the index, even if the index does not hold the folder itself.
 // If something else has taken the folder's place, only the items that are gone are deleted.

@@ -1,7 +1,7 @@
 // The drives of the selection, as the watch thread knows them, and the reports of the service about them.
 //
-// Any thread. Only the watch thread changes which drives there are; it takes the lock also while it starts and ends
-// their watches.
+// Any thread. The watch thread changes which drives there are, and so does Move, on a thread of the service. The watch
+// thread takes the lock also while it starts and ends the drives' watches.
 #pragma once
 
 #include "orbwatcher4/core/selection/Selection.h"

@@ -1,6 +1,5 @@
 #include "orbwatcher4/core/drives/WatchLoop.h"
 
-#include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/core/environment/ActingForUser.h"
 #include "orbwatcher4/core/environment/Completes.h"
 #include "orbwatcher4/core/environment/FileFindData.h"

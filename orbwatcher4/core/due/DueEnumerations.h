@@ -78,8 +78,9 @@ public:
     // --- Rescans of one root. ---
 
     DueRescans& Rescans() { return m_rescans; }
-    // Notes in the settings which roots the next start must rescan: those that are away now. Returns true when no due
-    // rescan is known to this run alone.
+    // Removes all due rescans, and notes those whose roots are chosen by `isAway` in the settings, for the next start.
+    // The watch thread hands over the roots that are away when it ends; EndRun hands over every root that is due then.
+    // Returns true when no due rescan was known to this run alone.
     bool HandOver(const std::function<bool(const CString& root)>& isAway);
     // Takes the rescans that an earlier run has handed over for the roots of this run. When these are all roots that
     // the selection has, a full enumeration becomes due instead of rescans for others: their rules are gone, or their

@@ -1,5 +1,6 @@
-// The roots that must be enumerated again, each with its reason: after lost changes, after a return, or after an
-// enumeration that had to leave the root out. Kept in memory. Roots in the form of OrbFilter::StripToRoot.
+// The roots that must be enumerated, each with its reason: after lost changes, after a return, after a new watch on a
+// root, when new rules name a root, or after an enumeration that had to leave the root out. Kept in memory. Roots in
+// the form of OrbFilter::StripToRoot.
 //
 // Any thread. Operations that note a root throw std::bad_alloc.
 #pragma once

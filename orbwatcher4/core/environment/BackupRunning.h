@@ -1,6 +1,6 @@
 // Whether a backup runs on this machine.
 #pragma once
 
-// Returns true while a backup service holds its mutex. Asks with the rights of the thread, and whoever owns the mutex.
-// Returns false also when memory has run out.
+// Returns true while the mutex of a backup service exists, whether a thread owns it or not. Asks with the rights of the
+// thread: returns false also when the thread may not open the mutex, and when memory has run out.
 bool IsBackupRunning() noexcept;

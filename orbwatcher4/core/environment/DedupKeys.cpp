@@ -46,7 +46,7 @@ bool DedupKeys::Contains(const CString& path) const
     const std::size_t dot = text.rfind(L'.');
     if (dot != std::wstring_view::npos && Holds(m_extensions, text.substr(dot + 1)))
         return true;
-    // Visits each folder on the path after the second backslash, and the whole path.
+    // Visits the text before the third and each later backslash, and the whole path.
     const auto nextSlash = [&](std::size_t after) {
         return after == std::wstring_view::npos ? after : text.find(L'\\', after + 1);
     };

@@ -18,8 +18,8 @@ public:
     // A key whose bits are all set is left out: the tables need it for themselves.
     void Set(const std::set<std::uint64_t>& names, const std::set<std::uint64_t>& extensions,
              const std::set<std::uint64_t>& folders);
-    // Returns true when the file's name, its ending without the dot, or one of its folders has a key. Drive and share
-    // alone are no folder.
+    // Returns true when the file's name, its ending without the dot, its whole path, or the text before its third or a
+    // later backslash has a key. The folder directly below a drive does not count for what is in it.
     bool Contains(const CString& path) const;
 
 private:

@@ -105,7 +105,8 @@ PathOutcome DroppedAs(const OwnFiles& ownFiles, const CString& eventPath)
 
 } // namespace
 
-// The judgement of one path with the store unlocked. A change that another thread reports for the path meanwhile wins.
+// The judgement of one path. The store is unlocked meanwhile, unless the caller holds it, as a replay does. A change
+// that another thread reports for the path meanwhile wins.
 class ChangeHandler::Judgement
 {
 public:
@@ -179,8 +180,8 @@ private:
     {
     }
 
-    // Returns false when a deletion is pending and the path is gone. The disk is asked with the store unlocked, and
-    // once more for each deletion that is reported meanwhile.
+    // Returns false when a deletion is pending and the path is gone. The disk is asked without this object's lock of
+    // the store, and once more for each deletion that is reported meanwhile.
     bool MayExist(PendingStore::Locked& store)
     {
         while (m_answered != m_look.Reports()) {
@@ -355,7 +356,7 @@ bool ChangeHandler::LeftOutByName(const wchar_t* path)
     return true;
 }
 
-// Asks the filters with the store unlocked: they come before it in the lock order.
+// Asks the filters before it locks the store: they come first in the lock order. A replay holds all three already.
 PathOutcome ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, Arrival arrival, std::optional<DWORD> listed)
 {
     const bool expandDirectory = arrival != Arrival::Found;

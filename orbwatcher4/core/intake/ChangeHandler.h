@@ -14,7 +14,8 @@
 #include <optional>
 
 // How a path has come to the watcher. The contents of a folder are handled with it when an event or a new rule names
-// it; a walk or a replay names them itself. Only an event may wake the service for a backup at once.
+// it; a walk or a replay names them itself. Only an event may wake the service for a backup at once. The contents of a
+// folder count as events, also when a new rule names the folder.
 enum class Arrival { Found, Event, Rule };
 
 class ChangeHandler : public CDirectoryChangeHandler
@@ -36,7 +37,7 @@ public:
     // without them the disk is asked. The disk is also asked before listed attributes keep a path out.
     PathOutcome ProcessChangedFile(const wchar_t* path, Arrival arrival, std::optional<DWORD> listed = std::nullopt);
 
-    // Keeps a pending path that cannot be examined now because its drive is away.
+    // Makes a selected path pending that cannot be examined now: its drive is away, or the letter holds another volume.
     void KeepUnreachable(const wchar_t* path);
 
     // The path of an event as the rules and the store see it.

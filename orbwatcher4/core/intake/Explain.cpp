@@ -2,8 +2,6 @@
 
 #include "orbwatcher4/core/selection/Classify.h"
 
-#include <algorithm>
-
 namespace
 {
 

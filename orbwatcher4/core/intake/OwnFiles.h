@@ -1,6 +1,7 @@
 // The files that change because the watcher runs: its log, its running mark, the claims of commands, and the databases
 // that are written for handed-out files. Watching them would cause endless changes, so their changes are dropped before
-// anything is asked or logged. The filters keep them, and the rest of the data folder, out of the selection.
+// the filters, the disk or the index are asked. A change under a short name is dropped by the filters alone. The
+// filters keep them, and the rest of the data folder, out of the selection.
 #pragma once
 
 #include "mfc/CString.h"

@@ -94,7 +94,10 @@ void Replay::TakeLine(const CString& line)
             m.due.MakeFull(); // it may be a folder with items in the index
         return;
     }
-    if (GetFileAttributesW(SystemPath(path)) != INVALID_FILE_ATTRIBUTES)
+    // A file with this path on another volume is not the file that changed.
+    if (m.selection.volumes.IsOther(path))
+        m_handler.KeepUnreachable(line);
+    else if (GetFileAttributesW(SystemPath(path)) != INVALID_FILE_ATTRIBUTES)
         m_handler.ProcessChangedFile(path, Arrival::Found);
     else if (m.selection.IsGone(path))
         TakeRemoval(path);

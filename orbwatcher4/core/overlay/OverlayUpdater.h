@@ -1,4 +1,5 @@
-// Marks automatically excluded files in the overlay service when watching starts, on a thread of its own.
+// Walks the paths of the automatic exclusions when watching starts, on a thread of its own, and marks in the overlay
+// service what the user's rules exclude there. What the product alone excludes gets no mark.
 #pragma once
 
 #include "orbwatcher4/core/environment/Signal.h"

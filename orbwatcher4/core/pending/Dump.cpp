@@ -145,7 +145,7 @@ void Dump::Write()
 
 void Dump::WritePending()
 {
-    PendingStore::Locked store(m_pending);
+    const PendingStore::Locked store(m_pending);
     const std::int64_t count = store->LiveCount();
     g_OrbLog.Log(L"Dumping %d files to disk", static_cast<int>(count));
     if (count > 0 && m_due.IsFolderForeign()) {

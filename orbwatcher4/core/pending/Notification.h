@@ -14,8 +14,8 @@ enum class NotificationKind : std::int32_t { Added = 0, Modified = 1, Deleted = 
 /// A pending change. It never changes in the store, where many paths may share it; a path's state changes by
 /// replacement.
 struct Notification {
-    CString firstText;                               ///< the texts of the rules that selected the path, joined by ":"
-    CString secondText;                              ///< their numbers, in the same positions
+    CString firstText;  ///< the texts of the rules, joined by ":"; none that those before contain
+    CString secondText; ///< the numbers of these rules, in the same positions
     NotificationKind kind = NotificationKind::Added; ///< kind of the change
     std::uint32_t ruleFlags = 0;                     ///< bits of QueueFlags
     std::uint32_t ruleValue = 0;                     ///< bits of the jobs of all rules

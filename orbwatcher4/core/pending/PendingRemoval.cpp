@@ -90,7 +90,7 @@ template <typename Choice>
 void EraseBelow(PendingStore& pending, const CString& prefix, Choice chosen)
 {
     RemovalAbort abort;
-    PendingStore::Locked store(pending);
+    const PendingStore::Locked store(pending);
     std::vector<CString> doomed;
     store->ForEach([&](const CString& path, const NotificationPtr& notification) {
         if (abort.IsSet()) {
@@ -110,7 +110,7 @@ void EraseBelow(PendingStore& pending, const CString& prefix, Choice chosen)
 void EraseFile(Selection& selection, PendingStore& pending, CString path)
 {
     selection.FollowLinks(path);
-    PendingStore::Locked store(pending);
+    const PendingStore::Locked store(pending);
     if (!store->Find(path))
         return;
     g_OrbLog.Log(L"Removing: %s", path.GetString());

@@ -10,7 +10,7 @@
 class PendingStore
 {
 public:
-    // The locked store: as long as an object lives, no other thread uses the store.
+    // The locked store: no other thread uses the store as long as an object lives, but between Leave and Enter.
     class Locked
     {
     public:

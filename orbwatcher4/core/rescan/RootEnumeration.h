@@ -14,11 +14,11 @@ public:
     // Enumerates every root of the selection. A root that is away, or could not be enumerated whole, is due for a
     // rescan.
     void EnumerateAll();
-    // Enumerates one root; when it is away, a rescan is due. Returns false when it was aborted.
+    // Enumerates one root; when it is away, a rescan is due. Returns false when it was aborted or failed.
     bool EnumerateOne(const CString& root);
 
     // Enumerates what the rules of the drive include, or, without checkRules, all of it, with the rights of the user.
-    // Returns false when that was aborted.
+    // Returns false when that was aborted or failed.
     bool Enumerate(const wchar_t* drive, const wchar_t* pattern, bool checkRules) noexcept;
     bool EnumerateSelected(const wchar_t* drive) noexcept;
 

@@ -18,5 +18,6 @@ struct Classification {
 // Returns the outcome of a path that the rules do not select.
 PathOutcome RefusalOf(const Classification& answer);
 
-// Locks each filter while it is asked, and no filter while regular expressions are matched.
+// Locks each filter while it is asked, and no filter while regular expressions are matched. A caller that holds the
+// locks, as the replay of the dump does, holds them all the time.
 Classification Classify(Selection& selection, const wchar_t* path);

@@ -5,11 +5,11 @@
 
 struct TakenRules {
     bool loaded = false;
-    bool merged = true; // whether the rules are in the selection file
+    bool merged = true; // false: the rules could not be merged into the selection file
     FilterList accepted;
     CString before, now; // the content of the selection (Selection::Content) before and after the merge
 };
 
-// Adds the rules to the primary filter and to the selection file. All of them are taken, or, when the file could not be
-// merged or an exception is thrown, none.
+// Adds the rules to the primary filter and, when there is one, to the selection file. A rule that contradicts the
+// selection is left out. When the file could not be merged, or an exception is thrown, no rule is taken.
 TakenRules TakeNewRules(Selection& selection, const wchar_t* xmlPath);

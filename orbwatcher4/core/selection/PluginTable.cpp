@@ -55,7 +55,7 @@ void LogFailure(const CIndexDB& index, const wchar_t* what)
     g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"%s: %s", what, index.GetLastDbErrorText().GetString());
 }
 
-// Replaces the whole table, or nothing.
+// Replaces the table in one batch, or changes nothing. A plugin that cannot be inserted is left out.
 bool Replace(CIndexDB& index, const std::vector<ProfileDatum>& plugins)
 {
     if (!index.BeginBatch() || !index.DropPluginTable() || !index.CreatePluginTable())

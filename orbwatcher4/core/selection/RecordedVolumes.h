@@ -23,7 +23,8 @@ public:
         const CSingleLock lock(m_section);
         m_serials.swap(serials);
     }
-    // Returns false also when no volume is recorded: any volume is right then.
+    // Returns true also when a volume is recorded and its drive is away. Returns false when no volume is recorded: any
+    // volume is right then.
     bool IsOther(const CString& path) const;
 
 private:

@@ -11,7 +11,8 @@
 class RequestedRoots
 {
 public:
-    // A watcher that does not watch begins with all roots of its selection, so nothing is noted for it.
+    // A watcher that does not watch begins with all roots of its selection, so NoteOtherRules notes nothing for it.
+    // Request notes a root in any case; the first pass finds that it is watched.
     void SetWatching(bool watching) { m_watching = watching; }
     bool IsWatching() const { return m_watching; }
 

@@ -30,7 +30,7 @@ struct Selection {
     // Empties both filters.
     void Clear();
     // Sets the folder that backups go to, which may be set at any time. Nothing in it is selected.
-    void SetDestination(const wchar_t* folder);
+    void SetDestination(const wchar_t* path);
     CString Destination();
     // Returns the folders that are kept out because backups go there, each with a backslash at its end.
     std::set<CString> KeptOutDestinations();
