@@ -12,7 +12,6 @@
 
 #include <functional>
 #include <map>
-#include <string>
 #include <vector>
 
 class DirectoryOpener

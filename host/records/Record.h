@@ -9,6 +9,4 @@
 
 #include <nlohmann/json.hpp>
 
-#include <string>
-
 using RecordFields = nlohmann::ordered_json;

@@ -1,16 +1,21 @@
 // The selection of a watcher: both filters, each with its lock, and the drives that their rules name.
 //
 // Any thread. Every change of a path asks here: a question holds a lock for a short time, and asks the disk without it.
-// Only loading rules and merging new ones hold the locks while files are read and written.
+// These operations hold the locks while the disk is asked:
+//  - Load, and the merge of new rules, read and write the files of rules;
+//  - the reload before a full enumeration also fills the plugin table of the index;
+//  - Resume, and the watch thread that makes up for it, replay the dump;
+//  - SetDestination, SetDatabases and SetOwnFiles ask for the long names of the paths that they keep out.
 #pragma once
 
-#include "OrbFileMonitorService/OverlayCache.h"
 #include "orbwatcher4/OrbFilter.h"
 #include "orbwatcher4/core/environment/Config.h"
 #include "orbwatcher4/core/selection/RecordedVolumes.h"
 #include "orbwatcher4/core/selection/RequestedRoots.h"
 #include "orbwatcher4/core/selection/WaitingFindings.h"
 #include "support/RankedSection.h"
+
+class OverlayCache;
 
 struct Selection {
     explicit Selection(const Config& configuration) : config(configuration) {}
