@@ -38,7 +38,7 @@ struct Output {
 // Returns false, and reports it, when the output must not be written.
 bool MayBeWritten(const Output& output, const std::vector<NamedFile>& inputs, RecordWriter& writer);
 
-// What the command line names.
+// The files and folders that the command line names.
 struct Inputs {
     SelectionFiles selection = {};
     std::vector<NamedFile> others = {};

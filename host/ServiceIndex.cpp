@@ -11,7 +11,7 @@
 namespace
 {
 
-// What is wrong with an index, in the order of ServiceIndex::Was.
+// The sentences about the state of an index, in the order of ServiceIndex::Was.
 constexpr std::wstring_view Words[] = {L"", L"the index is new", L"the index was an empty file, and was made anew",
                                        L"the index of the last run is lost, and an empty one was made",
                                        L"the index is not the one of the last run"};

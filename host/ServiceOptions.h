@@ -1,4 +1,4 @@
-// What the command line asks of a command that uses the watcher as a backup service does.
+// The options of commands that use the watcher as a backup service does.
 #pragma once
 
 #include "companions/settings/FolderUse.h"

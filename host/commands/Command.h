@@ -6,6 +6,9 @@
 #include "host/commands/Options.h"
 #include "host/help/CommandHelp.h"
 
+// Returns the files and folders that the options of a service name.
+inline Inputs NamedBy(const ServiceOptions& options) { return {options.files, {}, options.index, options.destination}; }
+
 class Command
 {
 public:

@@ -105,10 +105,7 @@ the next start.)",
                             EnumerationSummaryRecord::Kind},
                 .ends = {EndDone, EndFailed, EndRefused, EndSomeUnread, EndOutOfTime, EndInterrupted}};
     }
-    std::optional<Inputs> Named() const override
-    {
-        return Inputs{m_options.files, {}, m_options.index, m_options.destination};
-    }
+    std::optional<Inputs> Named() const override { return NamedBy(m_options); }
     ExitCode Run(RecordWriter& writer) override
     {
         BackupService service(m_options, writer);

@@ -66,7 +66,7 @@ struct GeneralOptions {
 CLI::Option* AddSelection(CLI::App& app, SelectionFiles& files);
 CLI::Option* AddSelectionAndFilters(CLI::App& app, SelectionFiles& files);
 CLI::Option* AddDestination(CLI::App& app, std::wstring& destination);
-// What no backup holds, for commands that need it for nothing else.
+// The index and the destination, for commands that need them only because no backup holds them.
 void AddOutside(CLI::App& app, std::wstring& index, std::wstring& destination);
 // For commands that take, or leave, what is pending for the next watch.
 void AddWaiting(CLI::App& app, ServiceOptions& options, GeneralOptions& general,

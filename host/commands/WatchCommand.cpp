@@ -243,10 +243,7 @@ killed before hands it out again.)",
                             RescanRecord::Kind, SkippedRecord::Kind, CollectedRecord::Kind, WatchSummaryRecord::Kind},
                 .ends = {EndDone, EndFailed, EndRefused, EndSomeUnread, EndOutOfTime, EndInterrupted}};
     }
-    std::optional<Inputs> Named() const override
-    {
-        return Inputs{m_options.files, {}, m_options.index, m_options.destination};
-    }
+    std::optional<Inputs> Named() const override { return NamedBy(m_options); }
     ExitCode Run(RecordWriter& writer) override
     {
         BackupService service(m_options, writer);

@@ -15,7 +15,7 @@ struct Check {
 
 using Checks = std::vector<Check>;
 
-// What several findings are about.
+// The subject of several findings.
 struct Subject {
     const char* name;
     std::wstring path;

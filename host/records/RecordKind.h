@@ -1,4 +1,4 @@
-// What the help says of a kind of record.
+// A kind of record, as the help names and describes it.
 #pragma once
 
 struct RecordKind {
