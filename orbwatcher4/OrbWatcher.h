@@ -50,7 +50,7 @@ public:
     /// useDrDeleteMap: works with the index's map of deleted paths for disaster-recovery backups. Throws
     /// std::system_error or std::bad_alloc when the system has no resources left.
     explicit COrbWatcher(bool useDrDeleteMap);
-    /// Ends every thread that the watcher started. What is pending is only kept when DeInit was called before.
+    /// Ends every thread that the watcher started. DeInit must come first to keep pending files.
     ~COrbWatcher();
     COrbWatcher(const COrbWatcher&) = delete;
     COrbWatcher& operator=(const COrbWatcher&) = delete;

@@ -1,4 +1,4 @@
-// Texts of the system as UTF-8 bytes, and back. What is no valid text becomes U+FFFD. Any thread; throws
+// Texts of the system as UTF-8 bytes, and back. Invalid units or bytes become U+FFFD. Any thread; throws
 // std::bad_alloc.
 #pragma once
 

@@ -1,4 +1,4 @@
-// What the volumes that the rules of one drive name mean for the whole drive. Portable, any thread.
+// The effect of the volumes that the rules of one drive name on the whole drive. Portable, any thread.
 #pragma once
 
 #include "orbwatcher4/filter/RuleSet.h"

@@ -1,5 +1,5 @@
-// What a user cannot guess is said: files in the data folder, the volumes of rules, masks that cancel each other, and
-// damaged files.
+// Messages about things that a user cannot guess: files in the data folder, the volumes of rules, masks that cancel
+// each other, and damaged files.
 #include "tests/host/DoctorFixture.h"
 
 namespace

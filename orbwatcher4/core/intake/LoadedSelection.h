@@ -1,4 +1,4 @@
-// What follows when the selection was loaded. Any thread.
+// Compares a selection that was just loaded with the one that was looked at last. Any thread.
 #pragma once
 
 #include "orbwatcher4/core/due/DueEnumerations.h"

@@ -65,7 +65,8 @@ bool RuleAddition::QueueAccepted(const FilterList& accepted, std::vector<Exclude
     return exclusionsMet;
 }
 
-// What a rule selects on a drive that is away is looked at when the drive comes, also by the next run.
+// When the drive of a rule is away, a rescan looks at the rule's files as soon as the drive comes, also in the next
+// run.
 void RuleAddition::Queue(const CString& path)
 {
     const CString root = OrbFilter::StripToRoot(path);

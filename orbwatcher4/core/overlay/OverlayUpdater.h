@@ -1,5 +1,5 @@
 // Walks the paths of the automatic exclusions when watching starts, on a thread of its own, and marks in the overlay
-// service what the user's rules exclude there. What the product alone excludes gets no mark.
+// service what the user's rules exclude there. Paths that the product alone excludes get no mark.
 #pragma once
 
 #include "orbwatcher4/core/environment/Signal.h"
