@@ -3,6 +3,8 @@
 
 #include <windows.h>
 
+#include <memory>
+
 class CDelayedDirectoryChangeHandler;
 
 enum EventCode : DWORD {
@@ -38,6 +40,15 @@ DelayedEvent* MakeDelayedEvent(CDelayedDirectoryChangeHandler* handler, EventCod
                                const wchar_t* secondPath, DWORD error, DWORD partialPathOffset) noexcept;
 // Does nothing to a reserved event.
 void FreeDelayedEvent(DelayedEvent* event) noexcept;
+
+// An event for which memory is set aside: its owner frees it, and may post it again after its dispatch.
+struct FreeReservedEvent {
+    void operator()(DelayedEvent* event) const noexcept;
+};
+using ReservedEvent = std::unique_ptr<DelayedEvent, FreeReservedEvent>;
+// Throws std::bad_alloc.
+ReservedEvent ReserveDelayedEvent(CDelayedDirectoryChangeHandler* handler, EventCode code, const wchar_t* path,
+                                  DWORD error);
 
 // Calls the handler, on the notifier's thread, and frees the event.
 void DispatchDelayedEvent(DelayedEvent* event);

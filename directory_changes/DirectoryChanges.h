@@ -74,7 +74,7 @@ public:
 
 private:
     friend class WatchEngine;
-    friend class CDirWatchInfo;
+    friend class WatchOwner;
     friend class HandlerLinkAccess; // tests
 
     // A handler belongs to one watcher. Linking takes two steps, as the first one waits. LinkWatcher returns for how
@@ -96,7 +96,7 @@ private:
 class CDirectoryChangeWatcher
 {
 public:
-    // Filter flags: see FilterFlags in DelayedDirectoryChangeHandler.h. Throws std::bad_alloc and std::system_error.
+    // Filter flags: see FilterFlags in EventFilter.h. Throws std::bad_alloc and std::system_error.
     explicit CDirectoryChangeWatcher(bool appHasGui = false, DWORD filterFlags = 1);
     // For tests that stand in for the system. The io must outlive the watcher and its watches.
     CDirectoryChangeWatcher(ChangeIo& io, bool appHasGui, DWORD filterFlags);

@@ -22,13 +22,20 @@ constexpr ULONGLONG LastReadLimit = 10000;
 constexpr const wchar_t* WorkerName = L"engine worker";
 constexpr const wchar_t* NotifierName = L"notifier thread";
 
+// Returns the event of the watch that a caller waits for.
+HANDLE OverOf(CDirWatchInfo& record, bool insideEvent)
+{
+    const DeliveryFence& fence = record.Handler().Fence();
+    return insideEvent ? fence.Drained() : fence.Idle();
+}
+
 // Waits for one watch, and ends it in the place of a worker or notifier that has ended.
 class Waiting
 {
 public:
     Waiting(const std::shared_ptr<CDirWatchInfo>& record, bool insideEvent)
         : m_record(record),
-          m_over(insideEvent ? record->Drained() : record->Idle())
+          m_over(OverOf(*record, insideEvent))
     {
     }
 
@@ -37,8 +44,8 @@ public:
         while (!IsSignalled(m_over)) {
             const bool workerHasEnded = IsSignalled(m_record->Run().Worker());
             if (workerHasEnded || LastReadIsLate())
-                WatchEngine::PerformFor(m_record, m_record->Take(WatchInput::GivenUp, workerHasEnded));
-            m_record->Handler().PassFenceOfEndedNotifier();
+                WatchEngine::PerformFor(m_record, m_record->State().Take(WatchInput::GivenUp, workerHasEnded));
+            m_record->Handler().Fence().PassOfEndedNotifier();
             WaitOnce(workerHasEnded);
         }
     }
@@ -54,12 +61,12 @@ private:
     {
         if (m_record->Handler().Notifier().HasEnded())
             return EndedNotifierPause;
-        return m_record->State() == StateStopped ? ClosedWaitSlice : WaitSlice;
+        return m_record->State().Now() == StateStopped ? ClosedWaitSlice : WaitSlice;
     }
     bool LastReadIsLate()
     {
         const ULONGLONG now = GetTickCount64();
-        if (m_record->State() != StateStopped)
+        if (m_record->State().Now() != StateStopped)
             return false;
         if (!m_closedAt)
             m_closedAt = now;
@@ -88,7 +95,7 @@ void WaitFor(const std::shared_ptr<CDirWatchInfo>& record, bool insideEvent)
 
 bool WatchSelector::Matches(const CDirWatchInfo& watch) const noexcept
 {
-    return (!engine || &watch.Engine() == engine) && (!handler || watch.Owner() == handler) &&
+    return (!engine || &watch.Engine() == engine) && (!handler || watch.Owner().Handler() == handler) &&
            (!record || &watch == record) && (!path || EqualNoCase(watch.Name().View(), path));
 }
 
@@ -149,13 +156,13 @@ bool EndingWatches::EndAndWait(const WatchSelector& selector) noexcept
     };
     // All stops are asked for before the first one is waited for. Another thread may have taken a record out and not
     // have asked yet: its call is not waited for.
-    while (const Record record = Find([&](const CDirWatchInfo& r) { return concerned(r) && !r.IsStopAsked(); }))
+    while (const Record record = Find([&](CDirWatchInfo& r) { return concerned(r) && !r.State().IsEnding(); }))
         WatchEngine::AskToStop(record);
 
     const bool insideEvent = IsInsideEvent();
     bool waited = false;
-    const auto isOver = [&](const CDirWatchInfo& r) { return IsSignalled(insideEvent ? r.Drained() : r.Idle()); };
-    while (const Record record = Find([&](const CDirWatchInfo& r) { return concerned(r) && !isOver(r); })) {
+    const auto isOver = [&](CDirWatchInfo& r) { return IsSignalled(OverOf(r, insideEvent)); };
+    while (const Record record = Find([&](CDirWatchInfo& r) { return concerned(r) && !isOver(r); })) {
         WaitFor(record, insideEvent);
         waited = true;
     }
@@ -167,10 +174,11 @@ void EndingWatches::ForgetHandler(const CDirectoryChangeHandler& handler) noexce
     EndAndWait({.handler = &handler});
     // Only inside an event something is left: watches with an event in progress.
     unsigned long long seen = 0;
-    const auto next = [&](const CDirWatchInfo& r) { return r.Owner() == &handler && r.endingNumber > seen; };
+    const auto next = [&](const CDirWatchInfo& r) { return r.Owner().Handler() == &handler && r.endingNumber > seen; };
     while (const Record record = Find(next)) {
         seen = record->endingNumber;
-        if (!record->ForgetOwner() && !record->Handler().Notifier().IsNotifierThread())
-            WaitForSingleObject(record->Idle(), INFINITE); // the notifier lets go of the handler right now
+        if (!record->Owner().Forget() && !record->Handler().Notifier().IsNotifierThread())
+            WaitForSingleObject(record->Handler().Fence().Idle(),
+                                INFINITE); // the notifier lets go of the handler right now
     }
 }

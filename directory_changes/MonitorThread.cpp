@@ -8,10 +8,6 @@
 namespace
 {
 
-// A directory whose reads bring nothing but failures and losses is given up: a server that answers every read at once
-// without a change would keep the worker from all other watches.
-constexpr int MostUselessReads = 16;
-
 class PriorityScope
 {
 public:
@@ -54,13 +50,13 @@ void EngineRun::Monitor()
         if (key == 0)
             return;
         if (const Record record = m_keys.Find(key))
-            HandlePacket(record, record->IsRead(overlapped), good, bytes);
+            HandlePacket(record, record->Read().IsOf(overlapped), good, bytes);
     }
 }
 
 void EngineRun::HandlePacket(const Record& record, bool isRead, bool good, DWORD bytes)
 {
-    WatchStep step = record->BeginLease(isRead ? WatchInput::ReadBack : WatchInput::Packet);
+    WatchStep step = record->State().BeginLease(isRead ? WatchInput::ReadBack : WatchInput::Packet);
     do {
         try {
             Perform(record, step, good, bytes);
@@ -68,74 +64,62 @@ void EngineRun::HandlePacket(const Record& record, bool isRead, bool good, DWORD
             // A read may be pending or not. The other watches go on.
             RefuseFurtherReads(record, ERROR_OUTOFMEMORY);
         }
-    } while (record->EndLease(step));
+    } while (record->State().EndLease(step));
 }
 
 void EngineRun::Perform(const Record& record, const WatchStep& step, bool good, DWORD bytes)
 {
     switch (step.task) {
     case WatchTask::FirstRead:
-        StartReading(record);
-        break;
+        return StartReading(record);
     case WatchTask::HandleRead:
-        HandleRead(record, good, bytes);
-        break;
+        return HandleRead(record, good, bytes);
     case WatchTask::HandleLastRead:
-        HandleLastRead(record, good, bytes);
-        break;
+        return HandleLastRead(record, good, bytes);
     case WatchTask::FinishStopped:
-        WatchEngine::Finish(record, WatchEnding::Stopped, ERROR_SUCCESS);
-        break;
+        return WatchEngine::Finish(record, WatchEnding::Stopped, ERROR_SUCCESS);
     case WatchTask::ForgetKey:
-        m_keys.Remove(record->Key());
-        break;
+        return m_keys.Remove(record->Key());
     default:
-        break;
+        return;
     }
 }
 
 void EngineRun::StartReading(const Record& record)
 {
-    if (const DWORD error = record->Read()) {
+    if (const DWORD error = record->Read().Issue())
         RefuseFurtherReads(record, error);
-        return;
-    }
-    record->Handler().OnWatchStarted(ERROR_SUCCESS, record->Name());
-    record->SetStartResult(ERROR_SUCCESS);
+    else
+        record->Reports().ReportStart(ERROR_SUCCESS);
 }
 
 void EngineRun::HandleRead(const Record& record, bool good, DWORD bytes)
 {
     const bool useful = good && bytes > 0;
-    record->uselessReads = useful ? 0 : record->uselessReads + 1;
-    if (!useful || !record->Process(bytes))
-        record->ReportLoss();
+    record->Read().NoteUse(useful);
+    if (!useful || !record->Reports().ReportChanges(bytes))
+        record->Reports().ReportLoss();
     // A handler whose notifier has ended hears nothing more: IsWatchingDirectory shows that the watch has ended.
-    const bool hopeless = record->uselessReads >= MostUselessReads || record->Handler().IsUnheard();
-    if (const DWORD error = hopeless ? DWORD(ERROR_READ_FAULT) : record->Read())
+    const bool hopeless = record->Read().IsHopeless() || record->Handler().HasNotifierEnded();
+    if (const DWORD error = hopeless ? DWORD(ERROR_READ_FAULT) : record->Read().Issue())
         RefuseFurtherReads(record, error);
 }
 
 // Changes that the system had put into the read before the directory was closed are reported.
 void EngineRun::HandleLastRead(const Record& record, bool good, DWORD bytes)
 {
-    const bool lost = good && bytes > 0 ? !record->Process(bytes) : record->LastReadWasLost();
+    const bool lost = good && bytes > 0 ? !record->Reports().ReportChanges(bytes) : record->Read().LastWasLost();
     if (lost)
-        record->ReportLoss();
+        record->Reports().ReportLoss();
     WatchEngine::Finish(record, WatchEnding::Stopped, ERROR_SUCCESS);
 }
 
 void EngineRun::RefuseFurtherReads(const Record& record, DWORD error)
 {
     const PriorityScope priority(THREAD_PRIORITY_HIGHEST);
-    switch (record->Take(WatchInput::ReadRefused).task) {
-    case WatchTask::FinishFailed:
+    const WatchTask task = record->State().Take(WatchInput::ReadRefused).task;
+    if (task == WatchTask::FinishFailed)
         WatchEngine::Finish(record, WatchEnding::Failed, error);
-        break;
-    case WatchTask::ReportError:
-        record->ReportError(error);
-        break;
-    default:
-        break;
-    }
+    else if (task == WatchTask::ReportError)
+        record->Reports().ReportError(error);
 }

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <mutex>
 #include <new>
+#include <utility>
 
 namespace
 {
@@ -28,28 +29,6 @@ void EnableWatchPrivileges()
     static std::once_flag once;
     std::call_once(once, EnableProcessPrivileges);
 }
-
-// A directory that no record owns yet.
-class OpenedDirectory
-{
-public:
-    OpenedDirectory(ChangeIo& io, const wchar_t* path) : m_io(io), m_handle(io.OpenDirectory(path)) {}
-    ~OpenedDirectory()
-    {
-        if (IsOpen())
-            m_io.CloseDirectory(m_handle);
-    }
-    OpenedDirectory(const OpenedDirectory&) = delete;
-    OpenedDirectory& operator=(const OpenedDirectory&) = delete;
-
-    bool IsOpen() const { return m_handle != INVALID_HANDLE_VALUE; }
-    HANDLE Get() const { return m_handle; }
-    void Detach() { m_handle = INVALID_HANDLE_VALUE; }
-
-private:
-    ChangeIo& m_io;
-    HANDLE m_handle;
-};
 
 } // namespace
 
@@ -102,16 +81,14 @@ bool WatchEngine::AllAreEnding() const
 
 WatchEngine::Record WatchEngine::MakeRecord(const wchar_t* path, CDirectoryChangeHandler& handler, DWORD& error)
 {
-    OpenedDirectory directory(m_io, path);
-    if (!directory.IsOpen()) {
+    DirectoryHandle directory = OpenDirectory(m_io, path);
+    if (!directory) {
         error = LastErrorOr(ERROR_OPEN_FAILED);
         return nullptr;
     }
     try {
-        Record record = std::make_shared<CDirWatchInfo>(shared_from_this(), m_io, directory.Get(), path, &handler,
-                                                        m_appHasGui, m_filterFlags);
-        directory.Detach();
-        return record;
+        return std::make_shared<CDirWatchInfo>(shared_from_this(), std::move(directory), path, handler, m_appHasGui,
+                                               m_filterFlags);
     } catch (const std::bad_alloc&) {
         error = ERROR_OUTOFMEMORY;
         return nullptr;
@@ -162,7 +139,7 @@ DWORD WatchEngine::AddToRun(const Record& record)
     if (!m_run)
         m_run = std::make_shared<EngineRun>(m_io, m_watcher);
     const ULONG_PTR key = m_run->Keys().Next();
-    if (const DWORD error = m_run->Associate(record->Directory(), key))
+    if (const DWORD error = m_run->Associate(record->Read().Directory(), key))
         return error;
     if (const DWORD error = m_run->EnsureWorker())
         return error;
@@ -189,21 +166,21 @@ void WatchEngine::Store(const Record& record)
 // The caller's messages wait, except inside an event: the worker may need room in the queue that this thread empties.
 DWORD WatchEngine::StartMonitoring(const Record& record)
 {
-    PerformFor(record, record->Take(WatchInput::StartAsked));
+    PerformFor(record, record->State().Take(WatchInput::StartAsked));
     const LockOrder::WaitScope wait(L"engine worker");
     const HANDLE worker = record->Run().Worker();
-    const HANDLE either[] = {record->Started(), worker};
-    while (!IsSignalled(record->Started())) {
+    const HANDLE either[] = {record->Reports().Started(), worker};
+    while (!IsSignalled(record->Reports().Started())) {
         const bool workerHasEnded = IsSignalled(worker);
         if (workerHasEnded)
-            PerformFor(record, record->Take(WatchInput::GivenUp, true));
+            PerformFor(record, record->State().Take(WatchInput::GivenUp, true));
         const std::size_t count = workerHasEnded ? 1 : 2; // a worker that has ended would cut each wait short
         if (IsInsideEvent())
             WaitPumping(std::span(either, count), StartWaitSlice);
         else
             WaitForMultipleObjects(static_cast<DWORD>(count), either, FALSE, StartWaitSlice);
     }
-    return record->StartResult();
+    return record->Reports().StartResult();
 }
 
 // Returns an error when another watcher has got the handler at the same time; the watch has ended then.
@@ -216,8 +193,8 @@ DWORD WatchEngine::LinkHandler(const Record& record, CDirectoryChangeHandler& ha
         if (std::find(m_records.begin(), m_records.end(), record) == m_records.end())
             return ERROR_SUCCESS;
         handler.LinkWatcher(shared_from_this());
-        record->linked = handler.IsLinkedTo(this);
-        if (record->linked)
+        record->Owner().linked = handler.IsLinkedTo(this);
+        if (record->Owner().linked)
             return ERROR_SUCCESS;
     }
     Unwatch({.record = record.get()});
@@ -273,30 +250,24 @@ bool WatchEngine::TakeOut(const WatchSelector& selector) noexcept
     return took;
 }
 
-void WatchEngine::AskToStop(const Record& record) noexcept { PerformFor(record, record->Take(WatchInput::StopAsked)); }
+void WatchEngine::AskToStop(const Record& record) noexcept
+{
+    PerformFor(record, record->State().Take(WatchInput::StopAsked));
+}
 
 void WatchEngine::PerformFor(const Record& record, const WatchStep& step) noexcept
 {
-    switch (step.task) {
-    case WatchTask::PostPacket:
-        if (!record->PostPacket()) {
-            const DWORD error = LastErrorOr(ERROR_GEN_FAILURE);
-            const WatchStep refused = record->Take(WatchInput::PostRefused);
-            if (refused.task == WatchTask::FinishUnheard)
-                Finish(record, WatchEnding::Unheard, error);
-            else if (refused.task == WatchTask::FinishStopped)
-                Finish(record, WatchEnding::Stopped, ERROR_SUCCESS);
-        }
-        break;
-    case WatchTask::FinishStopped:
-        Finish(record, WatchEnding::Stopped, ERROR_SUCCESS);
-        break;
-    case WatchTask::FinishUnheard:
-        Finish(record, WatchEnding::Unheard, ERROR_SUCCESS);
-        break;
-    default:
-        break; // the worker's tasks, and what the record has done itself
+    WatchTask task = step.task;
+    DWORD error = ERROR_SUCCESS;
+    if (task == WatchTask::PostPacket && !record->PostPacket()) {
+        error = LastErrorOr(ERROR_GEN_FAILURE);
+        task = record->State().Take(WatchInput::PostRefused).task;
     }
+    // The other tasks are those of the worker, or are done.
+    if (task == WatchTask::FinishStopped)
+        Finish(record, WatchEnding::Stopped, ERROR_SUCCESS);
+    else if (task == WatchTask::FinishUnheard)
+        Finish(record, WatchEnding::Unheard, error);
 }
 
 void WatchEngine::Finish(const Record& record, WatchEnding ending, DWORD error) noexcept

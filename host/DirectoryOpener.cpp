@@ -2,9 +2,9 @@
 
 #include "host/Wine.h"
 #include "host/WineFolder.h"
-#include "support/CaseFold.h"
 #include "support/Dots.h"
 #include "support/Handle.h"
+#include "support/NoCaseKeys.h"
 #include "support/SharedAccess.h"
 #include "support/SystemPath.h"
 
@@ -93,13 +93,7 @@ public:
     }
 
 private:
-    struct HashOfPath {
-        std::size_t operator()(const std::wstring& path) const { return HashNoCase(path); }
-    };
-    struct SamePath {
-        bool operator()(const std::wstring& left, const std::wstring& right) const { return EqualNoCase(left, right); }
-    };
-    using Paths = std::unordered_set<std::wstring, HashOfPath, SamePath>;
+    using Paths = std::unordered_set<std::wstring, NoCase::Hash, NoCase::Equal>;
 
     // Opens the folder without a look at what is in it.
     void OpenAlone(const std::wstring& folder)

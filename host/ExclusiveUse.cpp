@@ -2,6 +2,7 @@
 
 #include "companions/logging/OrbLogging.h"
 #include "companions/settings/DataFolder.h"
+#include "companions/settings/OrbSettings.h"
 #include "host/Console.h"
 #include "host/RunningWatchers.h"
 #include "host/ShownPath.h"
@@ -104,12 +105,28 @@ std::wstring Claim::HolderOf(const CString& path)
     return FromUtf8(text);
 }
 
-bool ExclusiveUse::Take(const std::wstring& command, const FolderUse& use, RecordWriter& writer)
+// Whose the folder is, is asked again after other commands are excluded: one of them may have taken it over.
+bool ExclusiveUse::Take(const ServiceOptions& options, RecordWriter& writer)
 {
+    const FolderUse use = options.Use();
+    const auto foreign = [&] { return !options.takeOver && TellForeignFolder(use, options.mayTakeOver, writer); };
+    if (foreign() || !TakeClaims(options, writer) || foreign())
+        return false;
+    if (!options.takeOver || ForeignFolder(use).empty() || TakeOverFolder(use))
+        return true;
+    writer.Error(L"the data folder cannot be taken over, its settings cannot be written; the log says why",
+                 GetMainSettings().GetDataFolderPath().GetString());
+    return false;
+}
+
+bool ExclusiveUse::TakeClaims(const ServiceOptions& options, RecordWriter& writer)
+{
+    const FolderUse use = options.Use();
     const CString folder = DataFolder::Path();
     DataFolder::Create(folder);
-    const std::wstring holder = L"orbwatch " + command + L" (process " + std::to_wstring(GetCurrentProcessId()) +
-                                L") for " + NamedUse({AbsolutePath(use.selection), AbsolutePath(use.index)});
+    const std::wstring holder = std::wstring(L"orbwatch ") + options.command + L" (process " +
+                                std::to_wstring(GetCurrentProcessId()) + L") for " +
+                                NamedUse({AbsolutePath(use.selection), AbsolutePath(use.index)});
     const CString ofFolder = folder + FolderClaim, ofIndex = AbsolutePath(use.index) + IndexClaim;
     if (!m_folder.Take(ofFolder, holder)) {
         writer.Error(InUse(L"the data folder", ofFolder) +

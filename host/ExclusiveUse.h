@@ -4,8 +4,7 @@
 // One thread.
 #pragma once
 
-#include "companions/settings/FolderUse.h"
-#include "host/records/RecordWriter.h"
+#include "host/ServiceOptions.h"
 #include "support/Handle.h"
 
 #include <string>
@@ -44,11 +43,14 @@ private:
 class ExclusiveUse
 {
 public:
-    // Returns false, and reports it, when another command uses the data folder or the index, or when another program's
-    // watcher runs on the data folder. `command`: the name of this one.
-    bool Take(const std::wstring& command, const FolderUse& use, RecordWriter& writer);
+    // Takes the data folder over when the command is to. Returns false, and reports it, when the folder belongs to
+    // another selection or index, when another command uses the folder or the index, or when another program's watcher
+    // runs on the folder.
+    bool Take(const ServiceOptions& options, RecordWriter& writer);
 
 private:
+    bool TakeClaims(const ServiceOptions& options, RecordWriter& writer);
+
     Claim m_folder;
     Claim m_index;
 };

@@ -6,7 +6,7 @@
 #pragma once
 
 #include "companions/indexdb/OrbIndexDB.h"
-#include "support/CaseFold.h"
+#include "support/NoCaseKeys.h"
 
 #include <map>
 #include <string>
@@ -39,13 +39,6 @@ public:
     Committed Commit(CIndexDB& index);
 
 private:
-    struct BeforeNoCase {
-        bool operator()(const std::wstring& left, const std::wstring& right) const
-        {
-            return CompareNoCase(left, right) < 0;
-        }
-    };
-
-    std::map<std::wstring, ItemDatum, BeforeNoCase> m_items;
+    std::map<std::wstring, ItemDatum, NoCase::Before> m_items;
     double m_since = 0; // when the first one was added
 };

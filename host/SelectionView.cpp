@@ -2,8 +2,9 @@
 
 #include "companions/settings/DataFolder.h"
 #include "support/Backslash.h"
-#include "support/CaseFold.h"
+#include "support/NoCaseKeys.h"
 #include "support/SystemPath.h"
+#include "support/VolumeSerial.h"
 
 #include <algorithm>
 #include <set>
@@ -27,10 +28,7 @@ bool IsMissing(const Filter& rule)
 // An item with a mask gives two rules with one path.
 std::vector<PassedOverPath> WithoutTwins(std::vector<PassedOverPath> paths)
 {
-    const auto before = [](const CString& left, const CString& right) {
-        return CompareNoCase(left.View(), right.View()) < 0;
-    };
-    std::set<CString, decltype(before)> known(before);
+    std::set<CString, NoCase::Before> known;
     std::erase_if(paths, [&](const PassedOverPath& path) { return !known.insert(path.path).second; });
     return paths;
 }
@@ -38,12 +36,7 @@ std::vector<PassedOverPath> WithoutTwins(std::vector<PassedOverPath> paths)
 // Judges as a watch does: a drive for which no volume is recorded may hold any.
 bool IsThere(const CString& root, const DriveGuidInfo& drive)
 {
-    if (GetFileAttributesW(root) == INVALID_FILE_ATTRIBUTES)
-        return false;
-    DWORD serial = 0;
-    return drive.serial == 0 ||
-           (GetVolumeInformationW(WithBackslash(root), nullptr, 0, &serial, nullptr, nullptr, nullptr, 0) &&
-            static_cast<std::int32_t>(serial) == drive.serial);
+    return GetFileAttributesW(root) != INVALID_FILE_ATTRIBUTES && HoldsVolume(root, drive.serial);
 }
 
 // Returns true when the exclusion leaves nothing of what the rule includes.

@@ -81,7 +81,8 @@ std::string UsageSentence(const CLI::App& app, const CLI::ParseError& error)
 {
     const std::vector<CommandNode> tree = CommandTree(app);
     const auto chosen = app.get_subcommands();
-    const CommandNode& node = NodeOf(tree, chosen.empty() ? "" : chosen.front()->get_name());
+    const std::string command = chosen.empty() ? "" : chosen.front()->get_name();
+    const CommandNode& node = NodeOf(tree, command);
     // A wrong value says most: an option that was taken for a value leaves words behind.
     if (dynamic_cast<const CLI::ValidationError*>(&error))
         return error.what();

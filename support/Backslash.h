@@ -11,10 +11,3 @@ inline CString WithoutBackslash(const CString& path)
 }
 
 inline CString WithBackslash(const CString& path) { return EndsInBackslash(path) ? path : path + L'\\'; }
-
-// Returns the same path with the backslash if it has none, otherwise without it. When something else takes the place of
-// a deleted folder, the deletion of its children stays pending under this spelling (ChangeHandler, DeletionPass).
-inline CString OtherSpelling(const CString& path)
-{
-    return EndsInBackslash(path) ? WithoutBackslash(path) : path + L'\\';
-}

@@ -21,19 +21,20 @@ enum class LockRank : int {
     HandOut = 1,
     DeletedFiles = 2,
     DeleteMap = 3,
-    DriveList = 4,
-    PrimaryFilter = 5,
-    SecondaryFilter = 6,
-    Store = 7,
-    FirstTime = 8,
-    PendingDrives = 9,
-    IndexCache = 10,
-    Database = 11,
-    EngineArray = 12,
-    EngineRecord = 13,
-    HandlerLink = 14,
-    Leaf = 15,
-    Log = 16,
+    Disk = 4, ///< no lock: a question to the disk, which may take long
+    DriveList = 5,
+    PrimaryFilter = 6,
+    SecondaryFilter = 7,
+    Store = 8,
+    FirstTime = 9,
+    PendingDrives = 10,
+    IndexCache = 11,
+    Database = 12,
+    EngineArray = 13,
+    EngineRecord = 14,
+    HandlerLink = 15,
+    Leaf = 16,
+    Log = 17,
     Unranked = 99, ///< only the circle test applies
 };
 
@@ -76,6 +77,17 @@ public:
     ~WaitScope() { Left(this); }
     WaitScope(const WaitScope&) = delete;
     WaitScope& operator=(const WaitScope&) = delete;
+};
+
+/// Reports, while it lives, that the calling thread asks the disk. A share that is away may take long to answer, and a
+/// thread that holds a lock of a higher rank then keeps others from their work.
+class DiskScope
+{
+public:
+    DiskScope() noexcept { Entering(this, LockRank::Disk, L"disk", __builtin_return_address(0)); }
+    ~DiskScope() { Left(this); }
+    DiskScope(const DiskScope&) = delete;
+    DiskScope& operator=(const DiskScope&) = delete;
 };
 
 /// Reports, while it lives, that the calling thread is the one that others wait for by this name.

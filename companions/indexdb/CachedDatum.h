@@ -10,7 +10,7 @@
 struct CachedDatum {
     static constexpr std::uint32_t DropSameRunChange = 4; ///< of a file: a second change during a run is dropped
     static constexpr std::uint32_t Folder = 4;            ///< of a folder: the same bit marks the item as a folder
-    static constexpr std::uint32_t NoDeleteRecord = 64;   ///< has a delete record: counts as not in the index
+    static constexpr std::uint32_t NoDeleteRecord = 64;   ///< not in the index until it is recorded again
 
     std::uint64_t id = 0;               ///< CIndexDB::CalculateUuid of the path when it was recorded
     std::uint64_t parentId = 0;         ///< key of the folder; 0 without one

@@ -161,6 +161,17 @@ void IndexConnection::Open(const CString& path, Access access, int busyTimeoutMs
     sqlite3_busy_timeout(connection, busyTimeoutMs);
 }
 
+void IndexConnection::RequireNoBatch() const
+{
+    if (InTransaction())
+        throw IndexError{CIndexDB::Error::Failed, L"a batch is open"};
+}
+
+bool IndexConnection::HasTable(std::wstring_view name)
+{
+    return Number("SELECT count(*) FROM sqlite_master WHERE type='table' AND name=?", name) != 0;
+}
+
 IndexTransaction::~IndexTransaction()
 {
     if (m_connection.IsOpen() && m_connection.InTransaction())

@@ -80,7 +80,7 @@ private:
 class IndexConnection
 {
 public:
-    // Immutable: reads the file without locks, as one that does not change meanwhile.
+    // Immutable: reads without locks; the file must not change.
     enum class Access { Read, Write, Create, Immutable };
 
     // Opens the database; does not read from the file yet. Throws; the connection is then closed.
@@ -122,6 +122,9 @@ public:
     // Returns how many rows the last statement changed.
     int Changed() const { return sqlite3_changes(Get()); }
     bool InTransaction() const { return sqlite3_get_autocommit(Get()) == 0; }
+    // Throws inside a transaction, for operations whose effects could not be undone with it.
+    void RequireNoBatch() const;
+    bool HasTable(std::wstring_view name);
 
 private:
     struct CloseConnection {

@@ -34,6 +34,47 @@ void CheckItem(const ItemDatum& item, const CachedDatum& datum)
         throw IndexError{CIndexDB::Error::Failed, L"not an item: " + datum.path.Left(MAX_PATH)};
 }
 
+void ReadItems(IndexConnection& connection, ItemCache& cache)
+{
+    IndexStatement query(connection.Get(), IndexSchema::ItemsQuery(connection));
+    while (query.Step()) {
+        const std::optional<IndexFormat::ItemRow> row = IndexFormat::ReadItem(query.Get());
+        if (!row || !cache.Put(row->datum, row->delayedUntil))
+            throw IndexError{CIndexDB::Error::Corrupt, L"it holds an item that no library has written"};
+    }
+}
+
+// Lets the cache of this database, if there is one, follow a change of each item. Look-ups can enter between any two
+// items. After an exception the cache may be in disorder, and does not know the rest.
+template <typename Items, typename Change>
+void LetCacheFollow(const FileIdentity& database, const Items& items, Change change)
+{
+    try {
+        for (const auto& item : items) {
+            const CSingleLock lock(CIndexDB::m_csCache);
+            if (ItemCache* const cache = IndexCache::For(database))
+                change(*cache, item);
+        }
+    } catch (const std::bad_alloc&) {
+        g_OrbLog.WriteLog(2, logSource, __LINE__, L"No memory for the index cache; it is dropped.");
+        CIndexDB::ClearCache();
+    }
+}
+
+void Forget(ItemCache& cache, const CString& path)
+{
+    if (const auto id = cache.FindPath(path.View()))
+        cache.Erase(*id);
+}
+
+void Take(ItemCache& cache, const ItemDatum* item)
+{
+    const CachedDatum datum = CachedFrom(*item);
+    if (!cache.Put(datum, item->delayedUntil))
+        g_OrbLog.WriteLog(2, logSource, __LINE__, L"The index cache holds another path under the key of %s.",
+                          datum.path.GetString());
+}
+
 } // namespace
 
 bool CIndexDB::State::RecordAll(const ItemDatum* items, std::size_t count)
@@ -42,14 +83,14 @@ bool CIndexDB::State::RecordAll(const ItemDatum* items, std::size_t count)
     std::vector<const ItemDatum*> recorded;
     if (!Run([&] { recorded = WriteItems(items, count); }))
         return false;
-    FollowRecorded(recorded);
+    LetCacheFollow(identity, recorded, Take);
     return recorded.size() == count;
 }
 
 // A name that a user has made for the purpose must not keep the other items of a batch out of the index.
 std::vector<const ItemDatum*> CIndexDB::State::WriteItems(const ItemDatum* items, std::size_t count)
 {
-    RefuseInBatch();
+    connection.RequireNoBatch();
     std::vector<const ItemDatum*> written;
     IndexTransaction transaction(connection);
     // A row is replaced by the same path, in whatever case and under whatever key, but never by another path.
@@ -89,33 +130,6 @@ void CIndexDB::State::RefuseKey(const CachedDatum& datum)
                       datum.path.GetString(), owner.GetString());
 }
 
-// Look-ups can enter between any two items.
-void CIndexDB::State::FollowRecorded(const std::vector<const ItemDatum*>& items)
-{
-    try {
-        for (const ItemDatum* item : items) {
-            const CachedDatum datum = CachedFrom(*item);
-            const CSingleLock lock(m_csCache);
-            ItemCache* const cache = IndexCache::For(identity);
-            if (cache && !cache->Put(datum, item->delayedUntil))
-                g_OrbLog.WriteLog(2, logSource, __LINE__, L"The index cache holds another path under the key of %s.",
-                                  datum.path.GetString());
-        }
-    } catch (const std::bad_alloc&) {
-        g_OrbLog.WriteLog(2, logSource, __LINE__, L"No memory for the index cache; it is dropped.");
-        ClearCache();
-    }
-}
-
-void CIndexDB::State::FollowForgotten(const CString& path)
-{
-    const CSingleLock lock(m_csCache);
-    ItemCache* cache = IndexCache::For(identity);
-    const auto id = cache ? cache->FindPath(path.View()) : std::nullopt;
-    if (id)
-        cache->Erase(*id);
-}
-
 bool CIndexDB::RecordItem(const ItemDatum& item) { return m_state->RecordAll(&item, 1); }
 bool CIndexDB::RecordItems(const std::vector<ItemDatum>& items)
 {
@@ -129,7 +143,7 @@ bool CIndexDB::ForgetItems(const std::vector<CString>& paths)
     const CSingleLock turn(IndexCache::Turn());
     std::vector<CString> known;
     const bool forgotten = m_state->Run([&] {
-        m_state->RefuseInBatch();
+        m_state->connection.RequireNoBatch();
         for (const CString& path : paths)
             known.push_back(IndexPath(path));
         IndexTransaction transaction(m_state->connection);
@@ -140,19 +154,8 @@ bool CIndexDB::ForgetItems(const std::vector<CString>& paths)
         transaction.Commit();
     });
     if (forgotten)
-        for (const CString& path : known)
-            m_state->FollowForgotten(path);
+        LetCacheFollow(m_state->identity, known, Forget);
     return forgotten;
-}
-
-void CIndexDB::State::ReadItems(ItemCache& cache)
-{
-    IndexStatement query(connection.Get(), IndexSchema::ItemsQuery(connection));
-    while (query.Step()) {
-        const std::optional<IndexFormat::ItemRow> row = IndexFormat::ReadItem(query.Get());
-        if (!row || !cache.Put(row->datum, row->delayedUntil))
-            throw IndexError{Error::Corrupt, L"it holds an item that no library has written"};
-    }
 }
 
 bool CIndexDB::LoadCache()
@@ -161,7 +164,7 @@ bool CIndexDB::LoadCache()
     std::unique_ptr<ItemCache> cache;
     const bool read = m_state->Run([&] {
         cache = std::make_unique<ItemCache>();
-        m_state->ReadItems(*cache);
+        ReadItems(m_state->connection, *cache);
     });
     if (read)
         IndexCache::Replace(std::move(cache), m_state->identity);

@@ -116,7 +116,7 @@ void GiveIdentity(IndexConnection& connection)
 
 CString IdentityOf(IndexConnection& connection)
 {
-    if (connection.Number("SELECT count(*) FROM sqlite_master WHERE type='table' AND name='identity'") == 0)
+    if (!connection.HasTable(L"identity"))
         return {};
     IndexStatement identity(connection.Get(), "SELECT id FROM identity");
     CString text;
@@ -127,9 +127,7 @@ CString IdentityOf(IndexConnection& connection)
 
 const char* ItemsQuery(IndexConnection& connection)
 {
-    return connection.Number("SELECT count(*) FROM sqlite_master WHERE type='table' AND name='gone'") == 0
-               ? IndexFormat::ItemsWithoutGone
-               : IndexFormat::ItemsWithGone;
+    return connection.HasTable(L"gone") ? IndexFormat::ItemsWithGone : IndexFormat::ItemsWithoutGone;
 }
 
 } // namespace IndexSchema

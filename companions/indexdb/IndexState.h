@@ -1,34 +1,25 @@
 // The implementation of CIndexDB: its connection, its last error, and the one way in which its operations run. The
-// operations are grouped by topic: OrbIndexDB.cpp (the database), IndexRecords.cpp (jobs, plugins, delete records),
-// IndexItems.cpp (items), IndexCache.cpp (the process's cache).
+// operations are grouped by topic: OrbIndexDB.cpp (the database), IndexRecords.cpp (jobs, plugins, delete records,
+// which DeleteRecords writes), IndexItems.cpp (items), IndexCache.cpp (the process's cache).
 #pragma once
 
+#include "companions/indexdb/DeleteRecords.h"
 #include "companions/indexdb/IndexCache.h"
 #include "companions/indexdb/IndexConnection.h"
 #include "support/RankedSection.h"
 
 #include <new>
-#include <optional>
 #include <vector>
 
 struct CIndexDB::State {
+    // One thread at a time uses the object. The lock is for the check of the lock order: no operation on a database may
+    // take a lock of the watcher.
     RankedSection section{LockRank::Database, L"index database"};
     CString path;
     IndexConnection connection;
-    // Closed before the connection.
-    IndexStatement children;                                                      // of the open BeginFolderChildrenRead
-    IndexStatement insertDelete, replaceDelete, markItem, readFlags, readVersion; // prepared once, for many uses
     FileIdentity identity;
-    struct NewDelete {
-        DeleteDatum datum;
-        bool replace;
-    };
-    bool inBatch = false;
-    std::vector<NewDelete> batch;           // not written yet
-    bool batchFailed = false;               // some of the batch could not be written
-    std::vector<std::uint64_t> markedItems; // of the batch; the cache follows them after the commit
-    std::int64_t versionOfMarks = 0;        // version of the database while the marks were written: no other connection
-                                            // could write then
+    DeleteRecords deletes{section, connection, identity}; // closed before the connection, as the next one
+    IndexStatement children;                              // of the open BeginFolderChildrenRead
     IndexError last{Error::None, CString()};
 
     // Runs an operation on the open database; its exception becomes the last error.
@@ -59,33 +50,11 @@ struct CIndexDB::State {
         return false;
     }
 
-    void Open(bool writable, bool exclusive, int busyTimeoutMs);
-    void UseWriteAheadLog();
-    void GiveIdentity();
     void Close();
-    SettingsDatum LastJob();
-    // Returns the job of the first row; a zero record without one.
-    SettingsDatum JobOf(IndexStatement query);
     void Export(const wchar_t* file, const SettingsDatum& job);
-    bool HasTable(std::wstring_view name);
-    std::vector<DeleteDatum> Deletes(std::int32_t jobId);
     // Returns false, with the last error, when any of them could not be recorded.
     bool RecordAll(const ItemDatum* items, std::size_t count);
     // Returns the items that were recorded: all except those whose key another path has.
     std::vector<const ItemDatum*> WriteItems(const ItemDatum* items, std::size_t count);
     void RefuseKey(const CachedDatum& datum);
-    void FollowRecorded(const std::vector<const ItemDatum*>& items);
-    void FollowForgotten(const CString& path);
-    void FollowDeleted();
-    bool OthersHaveWritten() noexcept;
-    std::optional<std::uint32_t> FlagsOf(std::uint64_t id);
-    void FollowDeleted(std::uint64_t id, bool marksStand);
-    void AddToBatch(const NewDelete& record);
-    void WriteBatch();
-    void WriteDelete(const NewDelete& record);
-    std::int64_t DataVersion();
-    // Undoes what was not committed; the last error stays.
-    void LeaveBatch();
-    void ReadItems(ItemCache& cache);
-    void RefuseInBatch() const;
 };

@@ -19,49 +19,8 @@ bool IsReadOnlyFile(const CString& path)
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0;
 }
 
-} // namespace
-
-void CIndexDB::State::Open(bool writable, bool exclusive, int busyTimeoutMs)
-{
-    using Access = IndexConnection::Access;
-    if (path.IsEmpty())
-        throw IndexError{Error::Failed, L"no database file is set"};
-    if (writable && IsReadOnlyFile(path))
-        throw IndexError{Error::ReadOnly, L"the file is read-only"};
-    // An exclusive connection needs a lock that only a writing connection can get.
-    const Access access = writable ? Access::Create : exclusive ? Access::Write : Access::Read;
-    connection.Open(path, access, busyTimeoutMs > 0 ? busyTimeoutMs : DefaultBusyTimeoutMs);
-    IndexSchema::RegisterCollation(connection);
-    if (exclusive)
-        connection.Execute("PRAGMA locking_mode=EXCLUSIVE");
-    // Keys are hashes, so that recording many items touches pages in all parts of the file.
-    connection.Execute("PRAGMA cache_size=-65536");
-    const bool present = IndexSchema::IsIndex(connection);
-    if (!present && !writable)
-        throw IndexError{Error::Corrupt, L"an empty file"};
-    if (writable && sqlite3_db_readonly(connection.Get(), "main") == 1)
-        throw IndexError{Error::ReadOnly, L"the file cannot be written"};
-    if (!present)
-        IndexSchema::Create(connection);
-    if (writable) {
-        IndexSchema::Upgrade(connection);
-        UseWriteAheadLog();
-        GiveIdentity();
-    }
-    if (exclusive) {
-        connection.Execute("BEGIN EXCLUSIVE");
-        connection.Execute("COMMIT");
-    }
-    if (!writable)
-        connection.Execute("PRAGMA query_only=1");
-    identity = FileIdentity::Of(path);
-    // Without an identity, the cache would not be recognised as this database's, and would not follow it.
-    if (identity == FileIdentity{})
-        throw IndexError{Error::Failed, L"the file cannot be told from others"};
-}
-
 // With the log, readers do not wait for the writer. Some network shares do not support it; the database works without.
-void CIndexDB::State::UseWriteAheadLog()
+void UseWriteAheadLog(IndexConnection& connection, const CString& path)
 {
     IndexStatement mode(connection.Get(), "PRAGMA journal_mode=WAL");
     const CString got = mode.Step() ? mode.Text(0) : CString();
@@ -74,7 +33,7 @@ void CIndexDB::State::UseWriteAheadLog()
 }
 
 // Without an identity, the watcher does not notice that an index was exchanged. The next opening tries again.
-void CIndexDB::State::GiveIdentity()
+void GiveIdentity(IndexConnection& connection, const CString& path)
 {
     try {
         IndexSchema::GiveIdentity(connection);
@@ -84,11 +43,64 @@ void CIndexDB::State::GiveIdentity()
     }
 }
 
+struct Opening {
+    bool writable;
+    bool exclusive;
+    int busyTimeoutMs;
+};
+
+// Opens the connection to an index, which is made when it is missing and may be written.
+void OpenIndex(IndexConnection& connection, const CString& path, const Opening& how)
+{
+    using Access = IndexConnection::Access;
+    using Error = CIndexDB::Error;
+    if (path.IsEmpty())
+        throw IndexError{Error::Failed, L"no database file is set"};
+    if (how.writable && IsReadOnlyFile(path))
+        throw IndexError{Error::ReadOnly, L"the file is read-only"};
+    // An exclusive connection needs a lock that only a writing connection can get.
+    const Access access = how.writable ? Access::Create : how.exclusive ? Access::Write : Access::Read;
+    connection.Open(path, access, how.busyTimeoutMs > 0 ? how.busyTimeoutMs : DefaultBusyTimeoutMs);
+    IndexSchema::RegisterCollation(connection);
+    if (how.exclusive)
+        connection.Execute("PRAGMA locking_mode=EXCLUSIVE");
+    // Keys are hashes, so that recording many items touches pages in all parts of the file.
+    connection.Execute("PRAGMA cache_size=-65536");
+    const bool present = IndexSchema::IsIndex(connection);
+    if (!present && !how.writable)
+        throw IndexError{Error::Corrupt, L"an empty file"};
+    if (how.writable && sqlite3_db_readonly(connection.Get(), "main") == 1)
+        throw IndexError{Error::ReadOnly, L"the file cannot be written"};
+    if (!present)
+        IndexSchema::Create(connection);
+    if (how.writable) {
+        IndexSchema::Upgrade(connection);
+        UseWriteAheadLog(connection, path);
+        GiveIdentity(connection, path);
+    }
+    if (how.exclusive) {
+        connection.Execute("BEGIN EXCLUSIVE");
+        connection.Execute("COMMIT");
+    }
+    if (!how.writable)
+        connection.Execute("PRAGMA query_only=1");
+}
+
+// Returns what tells the database of a cache from others: without it, the cache would not follow this one.
+FileIdentity RequireIdentity(const CString& path)
+{
+    const FileIdentity identity = FileIdentity::Of(path);
+    if (identity == FileIdentity{})
+        throw IndexError{CIndexDB::Error::Failed, L"the file cannot be told from others"};
+    return identity;
+}
+
+} // namespace
+
 void CIndexDB::State::Close()
 {
-    LeaveBatch();
-    for (IndexStatement* kept : {&children, &insertDelete, &replaceDelete, &markItem, &readFlags, &readVersion})
-        kept->Close();
+    deletes.Close();
+    children.Close();
     connection.Close();
     identity = {};
 }
@@ -112,7 +124,10 @@ bool CIndexDB::Open(int writable, int exclusive, int busyTimeoutMs)
     // This thread opens or removes all files of the database, which belong to the product, whichever user it acts for.
     const WithoutThreadToken asProcess;
     m_state->Close();
-    const bool opened = m_state->Guarded([&] { m_state->Open(writable != 0, exclusive != 0, busyTimeoutMs); });
+    const bool opened = m_state->Guarded([&] {
+        OpenIndex(m_state->connection, m_state->path, {writable != 0, exclusive != 0, busyTimeoutMs});
+        m_state->identity = RequireIdentity(m_state->path);
+    });
     if (!opened)
         m_state->Close();
     return opened;
@@ -144,11 +159,4 @@ bool CIndexDB::SetSizeLimit(std::uint64_t bytes)
         const auto pages = static_cast<std::int64_t>(bytes) / pageSize;
         m_state->connection.Execute(("PRAGMA max_page_count=" + std::to_string(pages)).c_str());
     });
-}
-
-// A batch may still be undone; the cache or an exported file would not follow that.
-void CIndexDB::State::RefuseInBatch() const
-{
-    if (connection.InTransaction())
-        throw IndexError{Error::Failed, L"a batch is open"};
 }

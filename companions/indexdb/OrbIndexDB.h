@@ -2,10 +2,11 @@
 /// The product's index of what has been backed up: an SQLite database in write-ahead mode, with a cache of the whole
 /// index in memory.
 ///
-/// A CIndexDB object is one connection and belongs to one thread at a time. The process shares the static members. Any
-/// thread may call GetCachedData and IsDelayedItemWatcher, which lock m_csCache themselves. Recording, deleting,
-/// forgetting, loading and clearing lock m_csCache for a moment at their end, so that look-ups never wait for a
-/// database; do not call them with m_csCache held.
+/// A CIndexDB object is one connection and belongs to one thread at a time. Its own lock does not make it shareable: it
+/// lets the check of the lock order see each operation. The process shares the static members. Any thread may call
+/// GetCachedData and IsDelayedItemWatcher, which lock m_csCache themselves. Recording, deleting, forgetting, loading
+/// and clearing lock m_csCache for a moment at their end, so that look-ups never wait for a database; do not call them
+/// with m_csCache held.
 ///
 /// Open reports a database that is locked, read-only, corrupt or newer than this library, and never overwrites it.
 #pragma once

@@ -2,31 +2,14 @@
 
 #include "companions/online/Outbox.h"
 #include "companions/settings/OrbSettings.h"
-#include "support/CaseFold.h"
+#include "support/NoCaseKeys.h"
 #include "support/RankedSection.h"
 
 #include <map>
-#include <string_view>
-
-namespace
-{
-
-struct PathBefore {
-    using is_transparent = void;
-    static std::wstring_view View(const CString& path) { return path.View(); }
-    static std::wstring_view View(const wchar_t* path) { return path; }
-    template <typename Left, typename Right>
-    bool operator()(const Left& left, const Right& right) const
-    {
-        return CompareNoCase(View(left), View(right)) < 0;
-    }
-};
-
-} // namespace
 
 struct OnlineCallbackHandler::State {
     RankedSection section{LockRank::Leaf, L"online table"};
-    std::map<CString, std::uint64_t, PathBefore> uploaded; // path to modification time; guarded by the section
+    std::map<CString, std::uint64_t, NoCase::Before> uploaded; // path to modification time; guarded by the section
 };
 
 OnlineCallbackHandler::OnlineCallbackHandler() : m_state(new State) {}

@@ -29,9 +29,9 @@ public:
         summary.progress = m_service.Watcher().GetEnumerationProgress();
         const std::uint64_t unread = summary.progress.Of(PathOutcome::Unreadable);
         summary.exitCode = m_service.End(code, unread != 0 || leftOut || m_service.IsSelectionPartly());
-        summary.unreadable = unread + m_service.Unreadable();
-        summary.deleted = m_service.Deletions();
-        summary.handedOut = m_service.HandedOut();
+        summary.unreadable = unread + m_service.HandOut().Unreadable();
+        summary.deleted = m_service.HandOut().Deletions();
+        summary.handedOut = m_service.HandOut().HandedOut();
         summary.pending = m_service.StillPending();
         m_writer.Write(summary);
         return m_writer.Good() ? static_cast<ExitCode>(summary.exitCode) : ExitFailure;
@@ -76,7 +76,7 @@ private:
         for (;;) {
             if (const std::optional<ExitCode> end = m_service.OutsideEnd())
                 return *end;
-            const bool given = m_service.GiveOne(true);
+            const bool given = m_service.HandOut().GiveOne(true);
             m_service.TellEvents();
             m_service.TellMessages();
             if (!given)

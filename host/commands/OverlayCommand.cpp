@@ -4,7 +4,7 @@
 #include "host/OverlayService.h"
 #include "host/commands/Commands.h"
 #include "host/records/OverlayRecords.h"
-#include "support/CaseFold.h"
+#include "support/NoCaseKeys.h"
 
 #include <map>
 
@@ -24,13 +24,6 @@ struct OverlayOptions {
 };
 
 using Fault = OverlayOptions::Fault;
-
-struct PathBefore {
-    bool operator()(const std::wstring& left, const std::wstring& right) const
-    {
-        return CompareNoCase(left, right) < 0;
-    }
-};
 
 const char* MeaningOf(std::int32_t status)
 {
@@ -127,7 +120,7 @@ private:
     const OverlayOptions& m_options;
     OverlayService& m_service;
     RecordWriter& m_writer;
-    std::map<std::wstring, std::int32_t, PathBefore> m_statuses;
+    std::map<std::wstring, std::int32_t, NoCase::Before> m_statuses;
     std::uint64_t m_requests = 0;
 };
 

@@ -52,7 +52,7 @@ public:
         m_watcher.AbortWatching();
         m_opener.Close();
         code = m_service.End(code, leftOut);
-        m_writer.Write(WatchSummaryRecord{m_service.HandedOut(), m_service.StillPending(), code});
+        m_writer.Write(WatchSummaryRecord{m_service.HandOut().HandedOut(), m_service.StillPending(), code});
         return m_writer.Good() ? code : ExitFailure;
     }
 
@@ -104,9 +104,9 @@ private:
             const bool quiet = IsQuiet();
             if (m_options.collect) {
                 TellCount();
-            } else if (m_service.GiveOne(quiet)) {
+            } else if (m_service.HandOut().GiveOne(quiet)) {
                 m_last = Seconds();
-                if (m_options.maxEvents != 0 && m_service.HandedOut() >= m_options.maxEvents)
+                if (m_options.maxEvents != 0 && m_service.HandOut().HandedOut() >= m_options.maxEvents)
                     return ExitDone;
                 // A long queue must not delay drives that come, or requests.
                 if (Seconds() - m_followedAt > 1) {
@@ -120,7 +120,7 @@ private:
             m_requests.Answer();
             FollowRoots();
             m_service.TellMessages();
-            m_service.RetryUnreadable(false);
+            m_service.HandOut().RetryUnreadable(false);
             if (quiet && IsQuiet() && !LastRetry())
                 return ExitDone;
             WaitForSingleObject(InterruptEvent(), PollInterval);
@@ -145,7 +145,8 @@ private:
     void KeepListOut(const nlohmann::json& request)
     {
         if (request.is_object() && request.contains("place") && request["place"].is_string())
-            m_service.KeepOwnFileOut(FromUtf8(request["place"].get<std::string>()), L"list of pending files");
+            m_service.HandOut().Written().KeepOut(FromUtf8(request["place"].get<std::string>()),
+                                                  L"list of pending files");
     }
 
     RulesAdded Add(const RulesAddition& wanted)
@@ -181,7 +182,7 @@ private:
     // Tries unreadable files once more before the end.
     bool LastRetry()
     {
-        if (m_options.collect || std::exchange(m_triedLast, true) || !m_service.RetryUnreadable(true))
+        if (m_options.collect || std::exchange(m_triedLast, true) || !m_service.HandOut().RetryUnreadable(true))
             return false;
         m_last = Seconds();
         return true;

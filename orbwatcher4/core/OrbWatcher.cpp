@@ -237,13 +237,15 @@ bool COrbWatcher::EnumerateIncludedFiles(const wchar_t* drive, const wchar_t* pa
 
 void COrbWatcher::UpdateDrive(const wchar_t* drive, WatcherEnum::DriveAction action)
 {
-    Completes(L"The update of a drive", [&] {
+    const auto update = [&] {
         const CString root = CString(drive).MakeLower();
         if (action == WatcherEnum::DriveReappeared)
             m->drives.Move(root);
         else if (action == WatcherEnum::DriveRemoved)
             m->drives.Remove(root);
-    });
+    };
+    if (!Completes(L"The update of a drive", update))
+        m->due.MakeFull();
 }
 
 bool COrbWatcher::GetWatchedDrives(CString& out)

@@ -10,7 +10,7 @@ WatcherParts::WatcherParts(bool useDrDeleteMap)
       deletions({config, stop, selection, pending, intake.handler}, due),
       handOut(config, selection, pending, [this] { deletions.ProcessNow(); }),
       enumerator({config, stop, due, selection, overlay, pending, intake.handler},
-                 [this](const CString& root) { return drives.IsBeingRemoved(root); }),
+                 [this](const CString& root) { return drives.StateOf(root) == Drive::State::BeingRemoved; }),
       supervisor({config, stop, due, selection, overlay, pending, intake.handler, intake.replay, deletions, enumerator,
                   drives})
 {

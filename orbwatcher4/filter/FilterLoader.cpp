@@ -11,6 +11,7 @@
 #include "support/Backslash.h"
 #include "support/CaseFold.h"
 #include "support/QuietErrors.h"
+#include "support/VolumeSerial.h"
 #include "xml/Markup.h"
 
 #include <windows.h>
@@ -276,13 +277,11 @@ void OrbFilter::AddVolumeFindings()
         const bool matters = any([](const FilterPtr& rule) { return rule->incEx == WatcherEnum::Include; }) &&
                              any([](const FilterPtr& rule) { return rule->vid != 0; });
         const bool share = root.View().starts_with(L"\\\\"); // it may take long to answer
-        DWORD serial = 0;
-        if (!matters || share ||
-            !GetVolumeInformationW(WithBackslash(root), nullptr, 0, &serial, nullptr, nullptr, nullptr, 0))
+        const std::optional<std::int32_t> present = matters && !share ? VolumeSerial(root) : std::nullopt;
+        if (!present)
             continue;
-        const auto present = static_cast<std::int32_t>(serial);
-        const std::wstring text = RootVolumes::Consequence(root, rules.Rules(), present);
-        if (!text.empty() && RootVolumes::IsOther(*rules.Rules().front(), present))
+        const std::wstring text = RootVolumes::Consequence(root, rules.Rules(), *present);
+        if (!text.empty() && RootVolumes::IsOther(*rules.Rules().front(), *present))
             findings.AddGrave(text);
         else if (!text.empty())
             findings.Add(RuleFinding::Kind::Suspicious, {}, 0, text);

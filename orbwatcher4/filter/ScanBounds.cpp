@@ -1,14 +1,6 @@
 #include "orbwatcher4/filter/ScanBounds.h"
 
 #include "support/Backslash.h"
-#include "support/CaseFold.h"
-
-std::size_t FoldedHash::operator()(const CString& path) const { return HashNoCase(path.View()); }
-
-bool FoldedEqual::operator()(const CString& left, const CString& right) const
-{
-    return EqualNoCase(left.View(), right.View());
-}
 
 ScanBounds::ScanBounds(const ScanLists& lists)
 {

@@ -3,17 +3,12 @@
 #pragma once
 
 #include "orbwatcher4/filter/ScanLists.h"
+#include "support/NoCaseKeys.h"
 
 #include <unordered_map>
 #include <unordered_set>
 
-struct FoldedHash {
-    std::size_t operator()(const CString& path) const;
-};
-struct FoldedEqual {
-    bool operator()(const CString& left, const CString& right) const;
-};
-using FoldedSet = std::unordered_set<CString, FoldedHash, FoldedEqual>;
+using FoldedSet = std::unordered_set<CString, NoCase::Hash, NoCase::Equal>;
 
 class ScanBounds
 {

@@ -4,6 +4,7 @@
 #include "support/Backslash.h"
 #include "support/Numbers.h"
 #include "support/QuietErrors.h"
+#include "support/VolumeSerial.h"
 
 #include <windows.h>
 
@@ -17,10 +18,9 @@ VolumeTable::VolumeTable()
     for (int letter = 0; letter < 26; ++letter) {
         CString root;
         root.Format(L"%c:\\", L'A' + letter);
-        DWORD serial = 0;
         // Serial 0 identifies no volume: file systems without serials all report it.
-        if (GetVolumeInformationW(root, nullptr, 0, &serial, nullptr, nullptr, nullptr, 0) && serial != 0)
-            m_rootOfSerial[static_cast<std::int32_t>(serial)] = root;
+        if (const std::int32_t serial = VolumeSerial(root).value_or(0); serial != 0)
+            m_rootOfSerial[serial] = root;
     }
 }
 

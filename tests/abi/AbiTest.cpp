@@ -1,5 +1,6 @@
 // docs/abi.json is the C interface of this build, and nothing of the header is missing there.
 #include "tests/abi/AbiTable.h"
+#include "tests/support/SourceTree.h"
 
 #include <gtest/gtest.h>
 
@@ -14,7 +15,7 @@ namespace
 
 std::string TextOf(const wchar_t* name)
 {
-    std::ifstream file(std::filesystem::path(ORB_ROOT) / name, std::ios::binary);
+    std::ifstream file(SourceTree() / name, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 

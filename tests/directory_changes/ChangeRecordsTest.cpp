@@ -1,6 +1,7 @@
 #include "directory_changes/ChangeRecords.h"
 
 #include "tests/directory_changes/RecordBuffer.h"
+#include "tests/directory_changes/RecordingSink.h"
 
 #include <gtest/gtest.h>
 
@@ -9,24 +10,11 @@
 namespace
 {
 
-class Sink final : public ChangeRecordSink
-{
-public:
-    std::vector<std::wstring> events;
-    void Added(const wchar_t* path) override { events.push_back(std::wstring(L"+") + path); }
-    void Removed(const wchar_t* path) override { events.push_back(std::wstring(L"-") + path); }
-    void Modified(const wchar_t* path) override { events.push_back(std::wstring(L"*") + path); }
-    void Renamed(const wchar_t* from, const wchar_t* to) override
-    {
-        events.push_back(std::wstring(L">") + from + L">" + to);
-    }
-};
-
 using Events = std::vector<std::wstring>;
 
 Events Decode(RecordBuffer& buffer, std::size_t* carry = nullptr, const wchar_t* directory = L"C:\\d")
 {
-    Sink sink;
+    RecordingSink sink;
     const std::size_t carried = DecodeChanges(buffer.Bytes().data(), buffer.Bytes().size(), directory, sink);
     if (carry)
         *carry = carried;
@@ -80,7 +68,7 @@ TEST(ChangeRecords, ARenameThatIsSplitOverTwoReadsIsStillOne)
         first.Bytes().resize(first.Bytes().size() - 64);
         std::vector<std::uint8_t> buffer = first.Bytes();
         buffer.resize(4096);
-        Sink sink;
+        RecordingSink sink;
         carry = DecodeChanges(buffer.data(), first.Bytes().size(), L"C:\\d", sink);
         EXPECT_EQ(sink.events, Events{L"*C:\\d\\x"});
         ASSERT_GT(carry, 0u);
@@ -100,7 +88,7 @@ TEST(ChangeRecords, ACarriedNameThatIsGivenUpIsARemoval)
     buffer.Bytes().reserve(64);
     std::vector<std::uint8_t> bytes = buffer.Bytes();
     bytes.resize(64);
-    Sink sink;
+    RecordingSink sink;
     const std::size_t carry = DecodeChanges(bytes.data(), buffer.Bytes().size(), L"C:\\d", sink);
     GiveUpCarriedName(bytes.data(), carry, L"C:\\d", sink);
     EXPECT_EQ(sink.events, Events{L"-C:\\d\\old"});
@@ -111,7 +99,7 @@ TEST(ChangeRecords, ACarriedNameOfMoreThan260UnitsIsCutSoThatTheNextReadHasRoom)
     RecordBuffer buffer;
     buffer.Add(4, std::wstring(5000, L'o'));
     const std::size_t size = buffer.Bytes().size();
-    Sink sink;
+    RecordingSink sink;
     const std::size_t carry = DecodeChanges(buffer.Bytes().data(), size, L"C:\\d", sink);
     EXPECT_EQ(carry, 536u);
     GiveUpCarriedName(buffer.Bytes().data(), carry, L"C:\\d", sink);
@@ -143,7 +131,7 @@ TEST(ChangeRecords, ANameLengthThatLeadsOutOfTheBufferIsBounded)
 
 TEST(ChangeRecords, NoBytesAreNoEvents)
 {
-    Sink sink;
+    RecordingSink sink;
     EXPECT_EQ(DecodeChanges(nullptr, 0, L"C:\\d", sink), 0u);
     EXPECT_TRUE(sink.events.empty());
 }
@@ -156,7 +144,7 @@ TEST(ChangeRecords, RandomBytesNeverLeadOutside)
         std::vector<std::uint8_t> bytes(random() % 80 + 8);
         for (std::uint8_t& byte : bytes)
             byte = static_cast<std::uint8_t>(random() % 3 ? random() % 20 : random());
-        Sink sink;
+        RecordingSink sink;
         const std::size_t carry = DecodeChanges(bytes.data(), bytes.size() - 8, L"C:\\d", sink);
         EXPECT_LE(carry, bytes.size());
     }

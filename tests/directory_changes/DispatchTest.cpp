@@ -3,6 +3,7 @@
 
 #include "directory_changes/DelayedNotificationWindow.h"
 #include "tests/directory_changes/RecordingHandler.h"
+#include "tests/directory_changes/Retire.h"
 #include "tests/support/ImportedCall.h"
 
 #include <gtest/gtest.h>
@@ -34,8 +35,8 @@ protected:
         }
         ~Delayed() override
         {
-            Retire();
-            TakeRealHandler();
+            Retire(*this);
+            Delivery().TakeHandler();
         }
     };
 };
@@ -61,7 +62,7 @@ TEST_F(Dispatch, AHandlerThatIsNeverAskedCannotRefuse)
 TEST_F(Dispatch, PatternsIncludeAndExclude)
 {
     Delayed delayed(real, 32);
-    delayed.SetPatterns({L"*.doc", L"*.txt"}, {L"*tmp*"});
+    delayed.Delivery().Filter().SetPatterns({L"*.doc", L"*.txt"}, {L"*tmp*"});
     EXPECT_TRUE(Passes(delayed, EventAdded, L"C:\\a.TXT"));
     EXPECT_FALSE(Passes(delayed, EventAdded, L"C:\\a.exe"));
     EXPECT_FALSE(Passes(delayed, EventAdded, L"C:\\tmp\\a.txt"));
@@ -70,7 +71,7 @@ TEST_F(Dispatch, PatternsIncludeAndExclude)
 TEST_F(Dispatch, TheSecondPathOfARenameDecidesWhenTheFirstFails)
 {
     Delayed delayed(real, 32);
-    delayed.SetPatterns({L"*.txt"}, {});
+    delayed.Delivery().Filter().SetPatterns({L"*.txt"}, {});
     EXPECT_TRUE(Passes(delayed, EventRenamed, L"C:\\a.tmp", L"C:\\a.txt"));
     EXPECT_TRUE(Passes(delayed, EventRenamed, L"C:\\a.txt", L"C:\\a.tmp"));
     EXPECT_FALSE(Passes(delayed, EventRenamed, L"C:\\a.tmp", L"C:\\b.tmp"));
@@ -79,8 +80,8 @@ TEST_F(Dispatch, TheSecondPathOfARenameDecidesWhenTheFirstFails)
 TEST_F(Dispatch, TheTestMayStartBehindTheDirectoryOrTheLastBackslash)
 {
     Delayed partial(real, 4 | 32), name(real, 8 | 32);
-    partial.SetPatterns({L"sub\\?.txt"}, {});
-    name.SetPatterns({L"?.txt"}, {});
+    partial.Delivery().Filter().SetPatterns({L"sub\\?.txt"}, {});
+    name.Delivery().Filter().SetPatterns({L"?.txt"}, {});
     EXPECT_TRUE(Passes(partial, EventAdded, L"C:\\d\\sub\\a.txt", L"", 5));
     EXPECT_FALSE(Passes(partial, EventAdded, L"C:\\d\\other\\a.txt", L"", 5));
     EXPECT_TRUE(Passes(name, EventAdded, L"C:\\d\\sub\\a.txt"));
@@ -90,7 +91,7 @@ TEST_F(Dispatch, TheTestMayStartBehindTheDirectoryOrTheLastBackslash)
 TEST_F(Dispatch, AHandlerThatIsAskedFirstIsNotAskedAgain)
 {
     Delayed delayed(real, 16);
-    delayed.SetPatterns({L"*.txt"}, {});
+    delayed.Delivery().Filter().SetPatterns({L"*.txt"}, {});
     EXPECT_TRUE(Passes(delayed, EventAdded, L"C:\\a.txt"));
     EXPECT_FALSE(Passes(delayed, EventAdded, L"C:\\a.doc"));
     real.accept = false;
@@ -118,7 +119,7 @@ bool MatchNothing(std::wstring_view, std::wstring_view) { return false; }
 TEST_F(Dispatch, TheMatcherCanBeReplacedForTheProcess)
 {
     Delayed delayed(real, 32);
-    delayed.SetPatterns({L"*"}, {});
+    delayed.Delivery().Filter().SetPatterns({L"*"}, {});
     SetPatternMatcher(MatchNothing);
     EXPECT_FALSE(Passes(delayed, EventAdded, L"C:\\a"));
     SetPatternMatcher(nullptr);
@@ -141,7 +142,7 @@ TEST_F(Dispatch, ARetiredHandlerHasDispatchedEverythingAndTakesNothingMore)
 {
     Delayed delayed(real, 1);
     delayed.OnFileAdded(L"C:\\a");
-    delayed.Retire();
+    Retire(delayed);
     EXPECT_EQ(real.Events(), std::vector<std::wstring>{L"+C:\\a"});
     delayed.OnFileAdded(L"C:\\b");
     EXPECT_EQ(real.Events().size(), 1u);

@@ -4,6 +4,7 @@
 #include "mfc/CEvent.h"
 #include "support/Handle.h"
 #include "tests/directory_changes/FaultFixture.h"
+#include "tests/directory_changes/Retire.h"
 #include "tests/directory_changes/Watchdog.h"
 #include "tests/support/ImportedCall.h"
 
@@ -67,8 +68,8 @@ TEST_F(Notifier, AnEventThatIsPostedAsAMessageIsDispatched)
     ASSERT_TRUE(PostThreadMessageW(CDelayedNotificationThread::CurrentThreadId(), WM_DELAYED_EVENT, 0,
                                    reinterpret_cast<LPARAM>(event)));
     EXPECT_TRUE(handler.WaitFor(L"+C:\\posted"));
-    delayed.Retire();
-    delayed.TakeRealHandler();
+    Retire(delayed);
+    delayed.Delivery().TakeHandler();
 }
 
 std::atomic<void*> g_watchedBlock{nullptr};

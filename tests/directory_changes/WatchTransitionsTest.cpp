@@ -1,5 +1,5 @@
 // The table that decides how a watch ends.
-#include "directory_changes/DirWatchInfo.h"
+#include "directory_changes/WatchTransitions.h"
 
 #include <gtest/gtest.h>
 

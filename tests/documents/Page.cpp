@@ -1,5 +1,7 @@
 #include "tests/documents/Page.h"
 
+#include "tests/support/SourceTree.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <fstream>
@@ -82,7 +84,7 @@ std::string HexLine(std::size_t offset, std::string_view bytes)
 namespace Pages
 {
 
-std::filesystem::path Folder() { return ORB_PAGES; }
+std::filesystem::path Folder() { return SourceTree() / "docs"; }
 std::vector<std::string> All() { return NamesIn(Folder(), ".md"); }
 std::string Read(const std::string& name) { return ReadFile(Folder() / name); }
 

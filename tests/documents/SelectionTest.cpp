@@ -1,4 +1,5 @@
 // The pages of the selection and of the advanced filters.
+#include "support/Utf8Text.h"
 #include "tests/documents/Page.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 #include "xml/Utf8.h"
@@ -26,7 +27,7 @@ protected:
     {
         std::vector<std::pair<std::wstring, InclusionType>> decisions;
         for (const Pages::Row& row : Pages::Table(page, {"Path", "Decision"}))
-            decisions.emplace_back(std::filesystem::u8path(row.at(0)).wstring(), Decision(row.at(1)));
+            decisions.emplace_back(FromUtf8(row.at(0)), Decision(row.at(1)));
         return decisions;
     }
 
@@ -47,8 +48,7 @@ TEST_F(SelectionPage, TheSpellingsOfAPathHaveTheFormThatThePageSays)
     const std::vector<Pages::Row> rows = Pages::Table("selection.md", {"Written", "Form"});
     ASSERT_GE(rows.size(), 8u);
     for (const Pages::Row& row : rows)
-        EXPECT_EQ(Narrow(OrbFilter::SystemForm(std::filesystem::u8path(row.at(0)).wstring().c_str()).View()),
-                  row.at(1));
+        EXPECT_EQ(Narrow(OrbFilter::SystemForm(FromUtf8(row.at(0)).c_str()).View()), row.at(1));
 }
 
 TEST_F(SelectionPage, TheExamplesHaveNoFindings)

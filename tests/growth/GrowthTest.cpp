@@ -43,19 +43,24 @@ private:
     }
 };
 
-// A tenth of the times first, for what is made once and kept.
+// A tenth of the times first, for what is made once and kept. A heap may keep freed blocks for each thread that has
+// used it, and shows them as blocks in use: it fills up in some rounds, and a leak goes on in each.
 template <typename Operation>
 void Growth::ExpectFlat(const char* what, int all, Operation operation)
 {
+    constexpr int rounds = 5;
     const int times = all / static_cast<int>(FromEnvironment("ORB_GROWTH_SHARE", 5));
     Repeat(times / 10, operation);
-    const Holdings before = Holdings::Now();
-    Repeat(times - times / 10, operation);
-    const Holdings after = Holdings::Now();
-    std::printf("growth of %d %s: handles %d to %d, threads %d to %d, bytes %zu to %zu\n", times, what, before.handles,
-                after.handles, before.threads, after.threads, before.bytes, after.bytes);
-    EXPECT_LE(after.handles, before.handles + HandleSlack);
-    EXPECT_LE(after.threads, before.threads);
+    Holdings before, after = Holdings::Now();
+    for (int round = 0; round < rounds && (round == 0 || after.bytes > before.bytes + ByteSlack); ++round) {
+        before = after;
+        Repeat(times - times / 10, operation);
+        after = Holdings::Now();
+        std::printf("growth of %d %s: handles %d to %d, threads %d to %d, bytes %zu to %zu\n", times, what,
+                    before.handles, after.handles, before.threads, after.threads, before.bytes, after.bytes);
+        EXPECT_LE(after.handles, before.handles + HandleSlack);
+        EXPECT_LE(after.threads, before.threads);
+    }
     EXPECT_LE(after.bytes, before.bytes + ByteSlack);
 }
 

@@ -75,8 +75,8 @@ TEST_F(BadInput, DamagedSettingsAreToldAndKeptBeside)
 
 TEST_F(BadInput, ALogThatCannotBeWrittenIsToldAndStopsNothing)
 {
-    // Nothing can be made in this folder of the system below, whoever tries.
-    SetEnvironmentVariableW(L"ORB_DATA_FOLDER", L"Z:\\proc\\sys");
+    // Nothing can be made in this folder by an ordinary account, and under Wine by no account.
+    SetEnvironmentVariableW(L"ORB_DATA_FOLDER", ForbiddenFolder().c_str());
     HostProcess host(Watch({L"--until-quiet", L"1"}));
     ASSERT_FALSE(host.WaitForType("ready").empty());
     EXPECT_FALSE(host.WaitForPath(Write(L"a.txt", "x")).empty());

@@ -180,12 +180,12 @@ TEST_F(Doctor, ADataFolderOnADriveThatIsNotThereIsAFailure)
     EXPECT_EQ(StateOf(records, "settings", "cannot be made"), "failed");
 }
 
-// Nothing can be made in this folder of the system below, whoever tries.
+// Nothing can be made in this folder by an ordinary account, and under Wine by no account.
 TEST_F(Doctor, AFolderWhereNothingCanBeWrittenIsAFailure)
 {
-    const std::vector<Json> folderRecords = Examined({L"--data-folder", L"Z:\\proc\\sys"}, End::Badly);
+    const std::vector<Json> folderRecords = Examined({L"--data-folder", ForbiddenFolder()}, End::Badly);
     EXPECT_EQ(StateOf(folderRecords, "settings", "the data folder cannot be used"), "failed");
-    const std::vector<Json> indexRecords = Examined({L"--index", L"Z:\\proc\\sys\\index.db"}, End::Badly);
+    const std::vector<Json> indexRecords = Examined({L"--index", ForbiddenFolder() + L"\\index.db"}, End::Badly);
     EXPECT_EQ(StateOf(indexRecords, "index", "nothing can be written beside it"), "failed");
 }
 

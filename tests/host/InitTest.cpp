@@ -1,4 +1,5 @@
 // The sample selection to start from.
+#include "support/Utf8Text.h"
 #include "tests/host/HostTest.h"
 
 namespace
@@ -14,7 +15,7 @@ TEST_F(InitCommand, WhatItWritesIsASelectionThatLoads)
     ASSERT_EQ(created.size(), 3u);
     for (const Json& record : created) {
         EXPECT_EQ(record.at("type"), "created");
-        EXPECT_TRUE(std::filesystem::exists(std::filesystem::u8path(record.at("path").get<std::string>())));
+        EXPECT_TRUE(std::filesystem::exists(FromUtf8(record.at("path").get<std::string>())));
     }
     HostProcess explain({L"explain", L"--json", L"--data", Path(L"a\\b\\selection.xml"), L"--auto-exclude",
                          Path(L"a\\b\\auto-exclude.xml"), L"--advanced", Path(L"a\\b\\advanced.xml"), L"C:\\x"});

@@ -261,7 +261,7 @@ TEST_F(LostState, ARootThatLeftTheSelectionIsDueNoMoreAndIsLookedAtWhenItReturns
     EXPECT_EQ(settings["Backup"]["RescansDue"], "");
     EXPECT_NE(settings["Backup"]["FirstTimeRunTime"], 0);
     EXPECT_EQ(exported(), 0);
-    const std::wstring there = PrefixFolder(L"drives/g") + L"\\left and returned";
+    const std::wstring there = FolderOfDrive('g') + L"\\left and returned";
     std::filesystem::create_directories(there);
     std::ofstream(std::filesystem::path(there + L"\\a.txt")) << "x";
     WriteSelection(TreeItem() + Item(L"path=\"G:\\left and returned\" type=\"1\" includeSub=\"1\""));

@@ -1,5 +1,6 @@
 // docs/orbwatch.md, which the program prints.
 #include "tests/host/HostTest.h"
+#include "tests/support/SourceTree.h"
 
 #include <sstream>
 
@@ -10,7 +11,7 @@ using Reference = HostTest;
 
 std::string Page()
 {
-    std::ifstream file(ORB_REFERENCE_PAGE, std::ios::binary);
+    std::ifstream file(SourceTree() / "docs" / "orbwatch.md", std::ios::binary);
     std::ostringstream text;
     text << file.rdbuf();
     return text.str();

@@ -194,8 +194,17 @@ TEST_F(Changes, AFileInThePlaceOfARemovedFolderLeavesTheDeletionOfWhatWasInThat)
     RecordWithTime(InTree(L"d\\f.txt"), 1);
     Handler().OnFileRemoved(InTree(L"d"));
     Handler().OnFileAdded(Write(L"d"));
-    EXPECT_EQ(KindOf(InTree(L"d\\")), NotificationKind::Deleted);
+    EXPECT_TRUE(PendingBelow(InTree(L"d")));
     EXPECT_EQ(KindOf(InTree(L"d")), NotificationKind::Modified);
+}
+
+TEST_F(Changes, AnUnreachablePathKeepsTheDeletionThatIsPendingForIt)
+{
+    const CString path = DeletedIndexedFile(L"a.txt");
+    Handler().KeepUnreachable(path);
+    EXPECT_EQ(KindOf(path), NotificationKind::Deleted);
+    Handler().KeepUnreachable(InTree(L"b.txt"));
+    EXPECT_EQ(KindOf(InTree(L"b.txt")), NotificationKind::Added);
 }
 
 TEST_F(Changes, AFileThatReturnsWithinTwoSecondsOfItsDeletionEndsAsOneModification)

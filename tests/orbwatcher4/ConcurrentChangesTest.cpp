@@ -116,4 +116,17 @@ TEST_F(ConcurrentChanges, ALossWhileACompletionIsNotedIsNotForgotten)
     EXPECT_EQ(GetServiceRunSettings().GetValue(L"Backup::FirstTimeRunTime", -1), 0);
 }
 
+// Another thread may have recorded the path, and reported its deletion, since the index was asked.
+TEST_F(ConcurrentChanges, ADeletionStandsWhenARemovalHasNotFoundThePathInTheIndex)
+{
+    const CString path = InTree(L"a.txt");
+    Index();
+    auto deletion = std::make_shared<Notification>();
+    deletion->kind = NotificationKind::Deleted;
+    deletion->timeStamp = clock.FileTime();
+    Parts().pending.Put(path, deletion);
+    Handler().OnFileRemoved(path);
+    EXPECT_TRUE(Pending(path));
+}
+
 } // namespace

@@ -1,6 +1,7 @@
 // From pending deletions to delete records and their export.
 #include "companions/settings/OrbSettings.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
+#include "tests/support/ImportedCall.h"
 
 #include <stdexcept>
 #include <thread>
@@ -244,8 +245,7 @@ TEST_F(Deletions, OfAFolderGoOnWaitingBesideAFileThatTookItsNameMeanwhile)
     ASSERT_TRUE(Index().CommitBatch());
     ASSERT_TRUE(Pending(path));
     EXPECT_NE(Pending(path)->kind, NotificationKind::Deleted);
-    ASSERT_TRUE(Pending(path + L"\\"));
-    EXPECT_EQ(Pending(path + L"\\")->kind, NotificationKind::Deleted);
+    EXPECT_TRUE(PendingBelow(path));
 }
 
 TEST_F(Deletions, OfAFolderWaitWhenItsChildrenCannotBeRead)
@@ -301,12 +301,82 @@ TEST_F(Deletions, OfAFolderThatIsThereAgainCoverWhatDidNotReturn)
 
 TEST_F(Deletions, OfAFolderWhosePlaceAFileHasTakenCoverWhatWasInIt)
 {
-    const CString gone = InTree(L"d\\gone.txt"), file = Write(L"d");
+    const CString gone = InTree(L"d\\gone.txt");
     RecordWithTime(gone, 1);
-    RecordWithTime(file, 1);
-    MarkDeleted(file + L"\\");
+    SelectTree();
+    Handler().OnFileRemoved(InTree(L"d"));
+    const CString file = Write(L"d");
+    Record(file);
+    Handler().OnFileAdded(file);
+    EXPECT_EQ(watcher.GetTotalFilesInMem(), 1);
     watcher.ImmediateProcessDeletedFiles();
     EXPECT_EQ(RecordedIds(1), std::set<std::uint64_t>{Id(gone)});
+    EXPECT_EQ(watcher.GetTotalFilesInMem(), 0);
+}
+
+// The share of a folder answers no more, once the processing has begun to read the folder's children.
+class ShareThatFails
+{
+    static DWORD WINAPI Answer(const wchar_t* path)
+    {
+        if (!s_fails || CString(path).MakeLower().Find(s_folder.GetString()) < 0)
+            return s_original(path);
+        SetLastError(ERROR_NETNAME_DELETED);
+        return INVALID_FILE_ATTRIBUTES;
+    }
+
+public:
+    explicit ShareThatFails(const CString& folder)
+        : m_token(g_OrbLog.AddSink([](const LogLine& line) {
+              s_fails = s_fails || std::wstring_view(line.text).starts_with(L"Getting children for folder");
+          }))
+    {
+        s_folder = CString(folder).MakeLower();
+    }
+    ~ShareThatFails()
+    {
+        g_OrbLog.RemoveSink(m_token);
+        s_fails = false;
+    }
+
+private:
+    static inline CString s_folder;
+    static inline bool s_fails = false;
+    static inline const auto s_original = SystemFunction<decltype(GetFileAttributesW)>("GetFileAttributesW");
+    const std::uint64_t m_token;
+    const ImportedCall m_call{nullptr, "GetFileAttributesW", &Answer};
+};
+
+TEST_F(Deletions, OfAFolderThatIsBackAreNotWrittenForWhatCannotBeAskedFor)
+{
+    MakeFolder(L"d");
+    const CString there = Write(L"d\\there.txt"), gone = InTree(L"d\\gone.txt");
+    Record(there);
+    RecordWithTime(gone, 1);
+    RecordWithTime(InTree(L"d"), 1);
+    MarkDeleted(InTree(L"d"));
+    {
+        const ShareThatFails fails(InTree(L"d"));
+        watcher.ImmediateProcessDeletedFiles();
+    }
+    EXPECT_FALSE(RecordedIds(1).contains(Id(there)));
+    EXPECT_FALSE(RecordedIds(1).contains(Id(InTree(L"d"))));
+}
+
+TEST_F(Deletions, OfAFolderThatWasBackWhenItsRemovalWasSeenLeaveNothingPendingBesideAFileInItsPlace)
+{
+    const CString path = MakeFolder(L"d"), gone = InTree(L"d\\gone.txt");
+    RecordWithTime(path, 1);
+    RecordWithTime(gone, 1);
+    Handler().OnFileRemoved(path); // the folder is back, and is deleted once more
+    std::filesystem::remove_all(path.GetString());
+    Write(L"d");
+    Handler().OnFileAdded(path);
+    Handler().OnFileRemoved(path);
+    Handler().OnFileAdded(path);
+    watcher.ImmediateProcessDeletedFiles();
+    EXPECT_EQ(RecordedIds(1), std::set<std::uint64_t>{Id(gone)});
+    Drain();
     EXPECT_EQ(watcher.GetTotalFilesInMem(), 0);
 }
 

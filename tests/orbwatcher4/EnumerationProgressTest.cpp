@@ -164,6 +164,8 @@ TEST_F(EnumerationCounts, TwoLinksToOneFolderAreWalkedOnce)
     const EnumerationProgress progress = Run();
     EXPECT_EQ(CountsOf(progress), (Counts{{PathOutcome::Queued, 3}, {PathOutcome::WalkedAlready, 1}}));
     EXPECT_TRUE(Pending(folder.Path(L"target\\t.txt")));
+    for (const wchar_t* name : {L"one", L"two"})
+        EXPECT_TRUE(RemoveLink(InTree(name).GetString()));
 }
 
 TEST_F(EnumerationCounts, ARunOverOneDriveIsGoingOnUntilItHasEnded)

@@ -1,5 +1,5 @@
-// Whatever is reported between two looks at the disk, nothing is lost: each look at the attributes of a path is once the
-// moment at which the file goes or comes back.
+// Whatever is reported between two looks at the disk, nothing is lost: each look at the attributes of a path is once
+// the moment at which the file goes or comes back.
 #include "support/SystemPath.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 #include "tests/support/ImportedCall.h"

@@ -75,7 +75,7 @@ protected:
     }
 
 private:
-    const std::wstring m_volume = PrefixFolder(L"drives/g");
+    const std::wstring m_volume = FolderOfDrive('g');
     bool m_driveIsAway = false;
 };
 

@@ -1,4 +1,4 @@
-// The supervisor, one pass at a time, with a clock that the test moves.
+// The watch loop (WatchLoop), one pass at a time, with a clock that the test moves.
 #pragma once
 
 #include "companions/settings/OrbSettings.h"

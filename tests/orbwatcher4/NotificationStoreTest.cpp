@@ -103,7 +103,7 @@ TEST(NotificationStore, DrainingCostsAConstantNumberOfPlacesPerEntryAndNoLookUp)
         const std::uint64_t probed = store.SlotsProbed();
         EXPECT_EQ(Drain(store), count);
         EXPECT_EQ(store.LiveCount(), 0);
-        EXPECT_LE(static_cast<double>(store.SlotsVisited()) / count, 2.0) << count;
+        EXPECT_LE(static_cast<double>(store.PlacesVisited()) / count, 2.0) << count;
         EXPECT_EQ(store.SlotsProbed(), probed) << count;
     }
 }
@@ -115,9 +115,9 @@ TEST(NotificationStore, AFewEntriesThatStayAreNotPaidForWithThoseThatAreGone)
     for (int i = 0; i < 99990; ++i)
         store.Erase(Numbered(i));
     EXPECT_EQ(Round(store).size(), 10u);
-    const std::uint64_t before = store.SlotsVisited();
+    const std::uint64_t before = store.PlacesVisited();
     EXPECT_EQ(Round(store).size(), 10u);
-    EXPECT_LE(store.SlotsVisited() - before, 2000u);
+    EXPECT_LE(store.PlacesVisited() - before, 2000u);
     EXPECT_LE(store.TableBytes(), 100000u);
     EXPECT_TRUE(store.Find(Numbered(99995)));
     EXPECT_FALSE(store.Find(Numbered(5)));

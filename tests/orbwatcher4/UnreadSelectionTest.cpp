@@ -151,4 +151,31 @@ TEST_F(UnreadSelection, LeavesTheDumpWhereItIsThoughARuleWasAdded)
     EXPECT_TRUE(Pending(dumped));
 }
 
+TEST_F(UnreadSelection, LetsTheDumpBeReplayedThoughTheServiceReadsItFirst)
+{
+    const CString dumped = Write(L"a.txt");
+    WriteDump(dumped);
+    BreakSelection();
+    watcher.Resume();
+    MendSelection();
+    EXPECT_TRUE(watcher.LoadSelection()); // as StartWatch does
+    Start();
+    PassAfter(60);
+    EXPECT_TRUE(Pending(dumped));
+    EXPECT_FALSE(DumpExists());
+}
+
+TEST_F(UnreadSelection, LetsTheDumpBeReplayedThoughAnotherFileOfItIsMalformed)
+{
+    const CString dumped = Write(L"a.txt");
+    WriteDump(dumped);
+    folder.WriteBytes(L"second.xml", "<Data><Item");
+    watcher.SetDataXmlPath(WriteRules(L"data.xml", TreeItem()));
+    watcher.SetSecondaryXMLFile(folder.Path(L"second.xml"), nullptr);
+    watcher.Resume();
+    Start();
+    PassAfter(60);
+    EXPECT_TRUE(Pending(dumped));
+}
+
 } // namespace

@@ -73,13 +73,13 @@ TEST_F(Passes, WhileAWorkerRunsDueProcessingIsPutOffByFiveSecondsAtATime)
     EXPECT_FALSE(IsSignalled(running) && WatcherAccess::DeletionsThread(watcher).Get() == running);
 }
 
-// Drive G: of the prefix and its serial. Wine keeps a drive's serial as it found it at its own start, whatever
-// volume comes under the letter later.
-constexpr const wchar_t* SerialOfG = L"1330791015"; // 0x4F524267
+// The serial of drive G: at the start of the program. Wine keeps a drive's serial as it found it at its own start,
+// whatever volume comes under the letter later.
+const std::wstring SerialOfG = std::to_wstring(SerialOfDrive('g'));
 
 TEST_F(Passes, ADriveThatIsUnpluggedLosesItsWatchAndIsWatchedAgainWhenItsVolumeReturns)
 {
-    const std::wstring volume = PrefixFolder(L"drives/g");
+    const std::wstring volume = FolderOfDrive('g');
     Select(DriveRule(L"G:\\docs", SerialOfG));
     Start();
     EXPECT_TRUE(Watches(L"g:\\"));
@@ -87,18 +87,36 @@ TEST_F(Passes, ADriveThatIsUnpluggedLosesItsWatchAndIsWatchedAgainWhenItsVolumeR
     PassAfter(1);
     EXPECT_FALSE(Watches(L"g:\\"));
     {
-        const CSingleLock lock(Parts().drives.lock);
-        EXPECT_EQ(Parts().drives.list[L"g:\\"].state, Drive::State::Away);
+        const CSingleLock lock(WatcherAccess::DriveLock(watcher));
+        EXPECT_EQ(WatcherAccess::DriveListOf(watcher)[L"g:\\"].state, Drive::State::Away);
     }
     ASSERT_TRUE(AttachDrive('g', volume.c_str()));
     PassAfter(1);
     EXPECT_TRUE(Watches(L"g:\\"));
     {
-        const CSingleLock lock(Parts().drives.lock);
-        EXPECT_EQ(Parts().drives.list[L"g:\\"].state, Drive::State::Present);
+        const CSingleLock lock(WatcherAccess::DriveLock(watcher));
+        EXPECT_EQ(WatcherAccess::DriveListOf(watcher)[L"g:\\"].state, Drive::State::Present);
     }
     // Changes while it was away are looked for.
     EXPECT_EQ(rescans, std::vector<std::string>{"driveReturned"});
+}
+
+TEST_F(Passes, ADriveThatTheServiceRemovesWhileTheWatchBeginsIsNotWatched)
+{
+    Select(DriveRule(L"G:\\docs", SerialOfG));
+    Parts().drives.NoteBegin();
+    std::thread service([&] { watcher.UpdateDrive(L"G:\\", WatcherEnum::DriveRemoved); });
+    for (int i = 0; i < 2000 && Parts().drives.StateOf(L"g:\\") != Drive::State::BeingRemoved; ++i)
+        Sleep(10);
+    Start();
+    PassAfter(1);
+    service.join();
+    EXPECT_FALSE(Watches(L"g:\\"));
+    Parts().drives.NoteEnd();
+    Parts().drives.NoteBegin(); // the next watch
+    Start();
+    EXPECT_TRUE(Watches(L"g:\\"));
+    Parts().drives.NoteEnd();
 }
 
 TEST_F(Passes, AnotherVolumeUnderTheLetterIsIgnored)
@@ -166,8 +184,8 @@ TEST_F(Passes, ADriveMarkedAsRemovedIsNotWatchedAnyMoreAndTheHandshakeIsAnswered
     Select(DriveRule(L"R:\\docs"));
     Start();
     {
-        const CSingleLock lock(Parts().drives.lock);
-        Parts().drives.list[L"r:\\"].state = Drive::State::BeingRemoved;
+        const CSingleLock lock(WatcherAccess::DriveLock(watcher));
+        WatcherAccess::DriveListOf(watcher)[L"r:\\"].state = Drive::State::BeingRemoved;
         ResetEvent(WatcherAccess::ReleasedEvent(watcher));
     }
     PassAfter(1);
@@ -313,6 +331,8 @@ TEST_F(Passes, LostChangesDuringTheEnumerationOfTheirRootAreTakenUpAfterIt)
 
 TEST_F(Passes, AShareIsWatchedOnce)
 {
+    if (TestShare().empty())
+        GTEST_SKIP() << "there is no share \\\\server\\share for tests";
     Select(DriveRule(L"\\\\server\\share\\a") + DriveRule(L"\\\\Server\\Share\\b"));
     Start();
     EXPECT_EQ(watcher.GetWatchedRoots().size(), 1u);
@@ -321,6 +341,8 @@ TEST_F(Passes, AShareIsWatchedOnce)
 
 TEST_F(Passes, ANewRuleOnAWatchedShareLeavesItsWatchAlone)
 {
+    if (TestShare().empty())
+        GTEST_SKIP() << "there is no share \\\\server\\share for tests";
     Select(DriveRule(L"\\\\server\\share\\a"));
     WatchLoop& loop = Start();
     const ULONG_PTR before = WatcherAccess::OnlyWatchKey(loop);
@@ -383,8 +405,8 @@ TEST_F(Passes, AnotherVolumeUnderTheLetterOfAWatchThatEndedIsIgnored)
     Select(DriveRule(L"R:\\docs"));
     WatchLoop& loop = Start();
     {
-        const CSingleLock lock(Parts().drives.lock);
-        Parts().drives.list[L"r:\\"].serial = 0x7777;
+        const CSingleLock lock(WatcherAccess::DriveLock(watcher));
+        WatcherAccess::DriveListOf(watcher)[L"r:\\"].serial = 0x7777;
     }
     WatcherAccess::EndWatch(loop, L"r:\\");
     PassAfter(1);
@@ -398,8 +420,9 @@ TEST_F(Passes, EveryRemovedDriveIsUnwatchedWhateverTheEventSays)
     Select(DriveRule(L"R:\\docs") + DriveRule(L"S:\\docs"));
     Start();
     {
-        const CSingleLock lock(Parts().drives.lock);
-        Parts().drives.list[L"r:\\"].state = Parts().drives.list[L"s:\\"].state = Drive::State::BeingRemoved;
+        const CSingleLock lock(WatcherAccess::DriveLock(watcher));
+        WatcherAccess::DriveListOf(watcher)[L"r:\\"].state = WatcherAccess::DriveListOf(watcher)[L"s:\\"].state =
+            Drive::State::BeingRemoved;
     }
     PassAfter(1);
     EXPECT_TRUE(watcher.GetWatchedRoots().empty());
@@ -419,6 +442,8 @@ TEST_F(Passes, ADriveThatAReloadBringsIsWatchedFromTheNextPassOn)
 
 TEST_F(Passes, LostChangesOfAShareAreTakenUp)
 {
+    if (TestShare().empty())
+        GTEST_SKIP() << "there is no share \\\\server\\share for tests";
     Select(DriveRule(L"\\\\server\\share\\a"));
     Start();
     ASSERT_EQ(watcher.GetWatchedRoots().size(), 1u);

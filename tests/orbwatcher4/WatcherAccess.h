@@ -39,6 +39,8 @@ public:
     // --- Pending changes. ---
 
     // The store without its lock, where no other thread uses it.
+    static RankedSection& DriveLock(COrbWatcher& watcher) { return Parts(watcher).drives.m_lock; }
+    static Drives::List& DriveListOf(COrbWatcher& watcher) { return Parts(watcher).drives.m_list; }
     static NotificationStore& Store(COrbWatcher& watcher) { return *PendingStore::Locked(Parts(watcher).pending); }
 
     // --- Deletions. ---
@@ -68,7 +70,7 @@ public:
         WatcherParts& parts = Parts(watcher);
         const CSingleLock lifecycle(parts.lifecycle.lock), handOut(parts.handOut.m_lock),
             deletions(parts.deletions.m_lock);
-        const CSingleLock map(CIndexDB::m_csMapDelete), drives(parts.drives.lock);
+        const CSingleLock map(CIndexDB::m_csMapDelete), drives(parts.drives.m_lock);
         const CSingleLock primary(parts.selection.primaryLock), secondary(parts.selection.secondaryLock);
         const PendingStore::Locked store(parts.pending);
         const CSingleLock enumerations(parts.enumerator.m_lock), roots(parts.selection.requestedRoots.m_lock);

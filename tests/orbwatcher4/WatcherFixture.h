@@ -76,6 +76,13 @@ protected:
     CString InTree(const std::wstring& name) { return tree + L"\\" + name.c_str(); }
 
     NotificationPtr Pending(const CString& path) { return Parts().pending.Find(path); }
+    // The pending deletion of a folder whose place something else has taken.
+    NotificationPtr PendingBelow(const CString& folder)
+    {
+        const PendingStore::Locked store(Parts().pending);
+        const auto found = store.Replaced().All().find(folder);
+        return found == store.Replaced().All().end() ? nullptr : found->second;
+    }
     // Every path that is handed out now, in the order of hand-out.
     std::vector<std::wstring> Drain()
     {

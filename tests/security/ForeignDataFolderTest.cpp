@@ -38,7 +38,7 @@ TEST_F(ForeignDataFolder, IsRefusedByAWatchAndToldByTheDoctor)
 {
     PlantSettings();
     if (!GiveAway(data))
-        GTEST_SKIP() << "only the administrator of the system below may give a folder away";
+        GTEST_SKIP() << "needs an administrator, under Wine that of the system below: a folder cannot be given away";
     ExpectRefused(Watch({L"--max-events", L"1", L"--timeout", L"5"}), data, "belongs to another account");
     EXPECT_EQ(WorstState(Examined(), "belongs to another account"), "failed");
 }
@@ -47,7 +47,7 @@ TEST_F(ForeignDataFolder, ItsSettingsAloneAreRefusedAndToldToo)
 {
     PlantSettings();
     if (!GiveAway(settings))
-        GTEST_SKIP() << "only the administrator of the system below may give a file away";
+        GTEST_SKIP() << "needs an administrator, under Wine that of the system below: a file cannot be given away";
     ExpectRefused(Watch({L"--max-events", L"1", L"--timeout", L"5"}), settings, "belongs to another account");
     EXPECT_EQ(WorstState(Examined(), "belongs to another account"), "failed");
 }

@@ -27,7 +27,7 @@ SecondAccount::SecondAccount() : m_name(L"orbtest" + std::to_wstring(GetCurrentP
 {
     const std::wstring password = NewPassword();
     if (!MakeUser(password))
-        m_whyNot = "no account can be made: only an administrator of Windows may";
+        m_whyNot = "needs an administrator of Windows: no account can be made";
     else if (!LogOn(password))
         m_whyNot = "the new account cannot log on";
     else if (!IsAnother())

@@ -14,7 +14,7 @@
 namespace
 {
 
-constexpr const wchar_t* SerialOfG = L"1330791015"; // as Wine found it at its own start
+const std::wstring SerialOfG = std::to_wstring(SerialOfDrive('g'));
 
 // Processes that change things, waited for.
 class Changers
@@ -75,7 +75,7 @@ protected:
     ~Storm() override
     {
         if (m_gIsAway)
-            AttachDrive('g', PrefixFolder(L"drives/g").c_str());
+            AttachDrive('g', FolderOfDrive('g').c_str());
         for (const std::wstring& folder : {tree, Path(L"masked")})
             RemoveLink(folder + L"\\up");
         std::error_code ignored;
@@ -92,7 +92,7 @@ protected:
             std::wstring arguments = L"\"" + turnName + L"\" " + id + L" 300 \"" + m_counts.back() + L"\"";
             for (const std::wstring& folder :
                  {tree, InTree(L"out"), Path(L"elsewhere"), Path(L"masked"), Path(L"added0"), Path(L"added1"),
-                  i == 0 ? PrefixFolder(L"drives/g") + L"\\storm" : onG})
+                  i == 0 ? FolderOfDrive('g') + L"\\storm" : onG})
                 arguments += L" \"" + folder + L"\"";
             m_changers.Start(arguments);
         }
@@ -183,7 +183,7 @@ protected:
     {
         const Turns::Whole turn(turns);
         const int before = LastSeq();
-        EXPECT_TRUE(away ? DetachDrive('g') : AttachDrive('g', PrefixFolder(L"drives/g").c_str()));
+        EXPECT_TRUE(away ? DetachDrive('g') : AttachDrive('g', FolderOfDrive('g').c_str()));
         m_gIsAway = away;
         const auto told = [&](const Json& record) {
             if (record.at("type") != "roots" || record.at("seq") <= before)

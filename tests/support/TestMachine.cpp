@@ -1,7 +1,7 @@
 #include "tests/support/TestMachine.h"
 
-#include "support/Handle.h"
-#include "support/HandleOwner.h"
+#include "tests/support/EnvironmentText.h"
+#include "tests/support/FolderTree.h"
 
 #include <windows.h>
 
@@ -10,7 +10,6 @@
 #include <winternl.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <stdexcept>
 #include <vector>
 
@@ -18,69 +17,6 @@ namespace
 {
 
 std::wstring g_dataFolder;
-
-std::wstring EnvironmentText(const wchar_t* name)
-{
-    wchar_t text[1024] = {};
-    const DWORD length = GetEnvironmentVariableW(name, text, 1024);
-    return length < 1024 ? std::wstring(text, length) : std::wstring();
-}
-
-std::wstring UnixPath(const wchar_t* path)
-{
-    using Translate = char*(CDECL*)(const wchar_t*);
-    const auto translate = reinterpret_cast<Translate>(
-        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "wine_get_unix_file_name")));
-    char* text = translate ? translate(path) : nullptr;
-    if (!text)
-        return {};
-    const std::string narrow = text;
-    HeapFree(GetProcessHeap(), 0, text);
-    return {narrow.begin(), narrow.end()};
-}
-
-// Wine starts programs of the system below it, which is how drives are changed from inside. Such a process
-// cannot be waited for; a file says when it is done.
-bool RunBelow(const std::wstring& command)
-{
-    const std::wstring done = EnvironmentText(L"TEMP") + L"\\orb-done-" + std::to_wstring(GetCurrentProcessId());
-    DeleteFileW(done.c_str());
-    std::wstring line = L"\"Z:\\bin\\sh\" -c \"" + command + L" && touch '" + UnixPath(done.c_str()) + L"'\"";
-    STARTUPINFOW start = {};
-    start.cb = sizeof start;
-    PROCESS_INFORMATION process = {};
-    if (!CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &start, &process))
-        return false;
-    const ULONGLONG end = GetTickCount64() + 20000;
-    while (GetFileAttributesW(done.c_str()) == INVALID_FILE_ATTRIBUTES && GetTickCount64() < end)
-        Sleep(2);
-    return DeleteFileW(done.c_str()) != FALSE;
-}
-
-std::wstring DriveLink(char letter)
-{
-    return L"$WINEPREFIX/dosdevices/" + std::wstring(1, static_cast<wchar_t>(letter)) + L":";
-}
-
-void RemoveTree(const std::wstring& folder)
-{
-    WIN32_FIND_DATAW found;
-    const HANDLE search = FindFirstFileW((folder + L"\\*").c_str(), &found);
-    if (search != INVALID_HANDLE_VALUE) {
-        do {
-            const std::wstring name = found.cFileName;
-            if (name == L"." || name == L"..")
-                continue;
-            const std::wstring path = folder + L"\\" + name;
-            if (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
-                RemoveTree(path);
-            else
-                DeleteFileW(path.c_str());
-        } while (FindNextFileW(search, &found));
-        FindClose(search);
-    }
-    RemoveDirectoryW(folder.c_str());
-}
 
 } // namespace
 
@@ -168,32 +104,6 @@ std::string Narrow(std::wstring_view text)
     return narrow;
 }
 
-bool MakeLink(const std::wstring& path, const std::wstring& target)
-{
-    const std::wstring there = target.starts_with(L'/') ? target : UnixPath(target.c_str());
-    return RunBelow(L"ln -s '" + there + L"' '" + UnixPath(path.c_str()) + L"'");
-}
-
-bool RemoveLink(const std::wstring& path) { return RunBelow(L"rm -f '" + UnixPath(path.c_str()) + L"'"); }
-
-bool MakeOddName(const std::wstring& folder, const std::wstring& name)
-{
-    return RunBelow(L"touch '" + UnixPath(folder.c_str()) + L"/" + name + L"'");
-}
-
-bool RemoveOddName(const std::wstring& folder, const std::wstring& name)
-{
-    return RunBelow(L"rm -f '" + UnixPath(folder.c_str()) + L"/" + name + L"'");
-}
-
-bool GiveAway(const std::wstring& path)
-{
-    RunBelow(L"chown 54321 '" + UnixPath(path.c_str()) + L"' || true");
-    const FileHandle file(CreateFileW(path.c_str(), READ_CONTROL, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                                      OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
-    return file && !IsOwnedByTrusted(file.Get());
-}
-
 // The list is set afterwards: the system below may take rights away from a new folder.
 bool MakeFolderForAll(const std::wstring& path)
 {
@@ -204,33 +114,4 @@ bool MakeFolderForAll(const std::wstring& path)
         CreateDirectoryW(path.c_str(), nullptr) && SetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, forAll);
     LocalFree(forAll);
     return made;
-}
-
-bool AttachDrive(char letter, const wchar_t* folder)
-{
-    return RunBelow(L"ln -sfn '" + UnixPath(folder) + L"' " + DriveLink(letter));
-}
-
-bool DetachDrive(char letter) { return RunBelow(L"rm -f " + DriveLink(letter)); }
-
-std::wstring PrefixFolder(const wchar_t* name)
-{
-    std::wstring path = L"Z:" + EnvironmentText(L"WINEPREFIX") + L"/" + name;
-    std::replace(path.begin(), path.end(), L'/', L'\\');
-    return path;
-}
-
-std::wstring MakeVolume(const wchar_t* name, unsigned serial)
-{
-    const std::wstring folder =
-        EnvironmentText(L"TEMP") + L"\\orb-volume-" + name + L"-" + std::to_wstring(GetCurrentProcessId());
-    RemoveTree(folder);
-    CreateDirectoryW(folder.c_str(), nullptr);
-    char digits[16];
-    std::snprintf(digits, sizeof digits, "%08x\n", serial);
-    if (FILE* file = _wfopen((folder + L"\\.windows-serial").c_str(), L"wb")) {
-        std::fputs(digits, file);
-        std::fclose(file);
-    }
-    return folder;
 }

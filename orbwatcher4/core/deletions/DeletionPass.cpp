@@ -31,9 +31,15 @@ void DeletionPass::Process()
     m_left.unsettled = true;
     if (!IsCacheLoaded() || !OpenIndex())
         return;
-    while (!m_entries.empty() && CollectEntry(m_entries.begin()->first, *m_entries.begin()->second))
-        m_settled.insert(m_entries.extract(m_entries.begin()));
-    const bool all = m_entries.empty();
+    bool all = true;
+    for (auto entry = m_entries.begin(); entry != m_entries.end();) {
+        const Collected collected = CollectEntry(entry->first, entry->second);
+        all = all && collected == Collected::Whole;
+        if (collected == Collected::Stopped)
+            break;
+        if (const auto taken = entry++; collected == Collected::Whole)
+            m_settled.insert(m_entries.extract(taken));
+    }
     if (!m_records.empty()) {
         if (!Write())
             return;
@@ -71,30 +77,35 @@ void DeletionPass::CollectVanished()
         const PendingStore::Locked store(m.pending);
         store->ForEach([&](const CString& path, const NotificationPtr& notification) {
             if (notification->kind == NotificationKind::Deleted)
-                m_entries.emplace(path, notification);
+                m_entries.emplace(path, Entry{notification, false});
             return true;
         });
+        for (const auto& [folder, deletion] : store.Replaced().All())
+            m_entries.emplace(folder, Entry{deletion, true});
     }
-    std::erase_if(m_entries, [this](const auto& entry) { return !CanBeSettled(entry.first); });
+    for (auto entry = m_entries.begin(); entry != m_entries.end();)
+        entry = CanBeSettled(entry->first, entry->second) ? std::next(entry) : m_entries.erase(entry);
 }
 
-bool DeletionPass::CanBeSettled(const CString& path) const
+bool DeletionPass::CanBeSettled(const CString& path, Entry& entry) const
 {
     const CString item = WithoutBackslash(path);
     if (!Exists(item))
-        return m.selection.IsGone(item);
-    return !m.selection.volumes.IsOther(item) && (IsDirectory(item) || EndsInBackslash(path));
+        return entry.gone = m.selection.IsGone(item);
+    // A folder that was back when its removal was reported has a backslash.
+    return !m.selection.volumes.IsOther(item) && (entry.replaced || EndsInBackslash(path) || IsDirectory(item));
 }
 
 // Removes the settled entries. This comes last, so that no failure before it loses one. A newer change of the path
-// stays; the deletion of a folder has moved to the other spelling then.
+// stays; something may have taken the place of a folder meanwhile.
 void DeletionPass::TakeSettled()
 {
     const PendingStore::Locked store(m.pending);
-    for (const auto& [path, notification] : m_settled)
-        for (const CString& spelling : {path, OtherSpelling(path)})
-            if (store->Find(spelling) == notification)
-                store->Erase(spelling);
+    for (const auto& [path, entry] : m_settled) {
+        if (store->Find(path) == entry.notification)
+            store->Erase(path);
+        store.Replaced().Erase(path, entry.notification);
+    }
 }
 
 bool DeletionPass::OpenIndex()
@@ -107,8 +118,8 @@ bool DeletionPass::OpenIndex()
     return false;
 }
 
-// Returns false when the watcher is to stop or the index cannot be read. The entry is then unchanged.
-bool DeletionPass::CollectEntry(const CString& path, const Notification& notification)
+// Leaves no records of an entry that is not Whole.
+DeletionPass::Collected DeletionPass::CollectEntry(const CString& path, const Entry& entry)
 {
     const auto stopped = [&] {
         if (m.stop.IsSet())
@@ -116,46 +127,49 @@ bool DeletionPass::CollectEntry(const CString& path, const Notification& notific
         return m.stop.IsSet();
     };
     if (stopped())
-        return false;
+        return Collected::Stopped;
     const std::optional<std::vector<std::uint64_t>> ids = IdsOf(path);
     if (!ids)
-        return false;
+        return Collected::Stopped;
     g_OrbLog.Log(L"Filtering Deleted items");
     const std::size_t before = m_records.size();
+    // If something has the path, each item is asked for.
+    const bool allGone = entry.gone && !Exists(WithoutBackslash(path));
     for (const std::uint64_t id : *ids) {
         if (stopped()) {
             Undo(before);
-            return false;
+            return Collected::Stopped;
         }
         CachedDatum datum;
-        if (!IsToBeRecorded(id, path, datum)) {
+        const bool indexed = IsIndexed(id, path, datum);
+        const bool there = indexed && !allGone && Exists(datum.path);
+        if (indexed && !there && !allGone && !m.selection.IsGone(datum.path)) {
+            g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"Deletions of %s wait, %s cannot be looked at",
+                              path.GetString(), datum.path.GetString());
+            Undo(before);
+            return Collected::Unknown;
+        }
+        // Once for each item, however many entries stand for it.
+        if (!indexed || there || !m_recordedIds.insert(datum.id).second) {
             g_OrbLog.Log(L"Skip : %s", datum.path.GetString());
             continue;
         }
         g_OrbLog.Log(L"New deleted item");
         g_OrbLog.Log(L"File: %I64d", id);
-        m_records.push_back({{id, notification.timeStamp, 0}, datum.path});
+        m_records.push_back({{id, entry.notification->timeStamp, 0}, datum.path});
     }
-    return true;
+    return Collected::Whole;
 }
 
-// Returns true once for each item, however many entries stand for it. The id may also belong to another path with a
-// forged name, and that path may exist.
-bool DeletionPass::IsToBeRecorded(std::uint64_t id, const CString& entry, CachedDatum& datum)
+// Returns true for an item of the entry without a delete record. The id may also belong to another path with a forged
+// name.
+bool DeletionPass::IsIndexed(std::uint64_t id, const CString& path, CachedDatum& datum) const
 {
-    const bool indexed = CIndexDB::GetCachedData(id, datum);
-    if (!indexed || !(CIndexDB::IsItemOf(entry, datum) || BeginsNoCase(datum.path.View(), WithBackslash(entry).View())))
-        datum = CachedDatum{.path = entry};
-    else if (!(datum.flags & CachedDatum::NoDeleteRecord))
-        return IsToBeRecorded(entry, datum);
+    const bool found = CIndexDB::GetCachedData(id, datum);
+    if (found && (CIndexDB::IsItemOf(path, datum) || BeginsNoCase(datum.path.View(), WithBackslash(path).View())))
+        return !(datum.flags & CachedDatum::NoDeleteRecord);
+    datum = CachedDatum{.path = path};
     return false;
-}
-
-bool DeletionPass::IsToBeRecorded(const CString& entry, const CachedDatum& datum)
-{
-    if (Exists(WithoutBackslash(entry)) && !m.selection.IsGone(datum.path))
-        return false;
-    return m_recordedIds.insert(datum.id).second;
 }
 
 void DeletionPass::Undo(std::size_t records)

@@ -52,7 +52,13 @@ public:
     static bool HasDueExports(const CString& indexDatabase);
 
 private:
-    using Entries = std::map<CString, NotificationPtr>;
+    // A deletion in the store, or one whose place something else has taken.
+    struct Entry {
+        NotificationPtr notification;
+        bool replaced;
+        bool gone = false; // nothing had the path when it was collected
+    };
+    using Entries = std::map<CString, Entry>;
 
     struct Record {
         DeleteDatum datum;
@@ -60,14 +66,15 @@ private:
     };
 
     void CollectVanished();
-    bool CanBeSettled(const CString& path) const;
+    bool CanBeSettled(const CString& path, Entry& entry) const;
     bool IsCacheLoaded() const;
     bool OpenIndex();
-    bool CollectEntry(const CString& path, const Notification& notification);
+    // What came of an entry. One that cannot be examined stays pending.
+    enum class Collected { Whole, Unknown, Stopped };
+    Collected CollectEntry(const CString& path, const Entry& entry);
     // Returns nothing when the index could not be read to its end.
     std::optional<std::vector<std::uint64_t>> IdsOf(const CString& path);
-    bool IsToBeRecorded(std::uint64_t id, const CString& entry, CachedDatum& datum);
-    bool IsToBeRecorded(const CString& entry, const CachedDatum& datum);
+    bool IsIndexed(std::uint64_t id, const CString& path, CachedDatum& datum) const;
     void Undo(std::size_t records);
     bool Write();
     bool WriteRecords(SettingsDatum& job, bool newJob);

@@ -24,8 +24,9 @@ public:
     // no lock held but that of the hand-out.
     void ProcessNow();
 
-    // Begins to follow the requests of a watch. now: seconds since 1970.
+    // Forgets the requests of an earlier watch, and finds out whether exports are due.
     void Begin();
+    // Starts the processing when it is time. now: seconds since 1970.
     void Pass(std::int64_t now);
     // Waits for the thread's end; it ends early when the watcher stops.
     void Join();

@@ -3,6 +3,7 @@
 #include "orbwatcher4/core/environment/FileFindData.h"
 #include "orbwatcher4/core/environment/SharedEvent.h"
 #include "orbwatcher4/core/environment/WatcherThread.h"
+#include "support/VolumeSerial.h"
 
 #include <algorithm>
 
@@ -29,34 +30,45 @@ Drives::Drives(Selection& selection)
 
 void Drives::Move(const CString& root)
 {
-    DWORD serial = 0;
-    wchar_t name[260];
-    if (!GetVolumeInformationW(RootOf(root), name, 260, &serial, nullptr, nullptr, nullptr, 0) || serial == 0)
-        return;
-    const CSingleLock drives(lock);
-    if (const auto same = list.find(root); same != list.end())
+    const std::int32_t serial = VolumeSerial(RootOf(root)).value_or(0);
+    const CSingleLock lock(m_lock);
+    if (const auto same = m_list.find(root); same != m_list.end())
         LetStay(same->second); // it may have returned before the watcher noticed that it was gone
-    const auto old = std::find_if(list.begin(), list.end(), [&](const auto& entry) {
-        return entry.second.serial == static_cast<std::int32_t>(serial) && entry.first != root;
-    });
-    if (old == list.end())
+    if (serial == 0)
         return;
+    const auto old = std::find_if(m_list.begin(), m_list.end(), [&](const auto& entry) {
+        return entry.second.serial == serial && entry.first != root;
+    });
+    if (old != m_list.end())
+        MoveRules(old->first, root);
+    else if (m_isBeingRead)
+        m_arrived.insert(root);
+}
+
+// Comes to nothing when memory is exhausted before the rules are moved.
+void Drives::MoveRules(const CString from, const CString& to)
+{
+    List moved = m_list;
+    moved[to] = moved[from];
+    LetStay(moved[to]);
+    moved.erase(from);
     {
         const CSingleLock filter(m_selection.primaryLock);
-        m_selection.primary.MoveDriveRules(old->first, root);
+        m_selection.primary.MoveDriveRules(from, to);
     }
-    LetStay(old->second);
-    list[root] = old->second;
-    list.erase(old);
-    m_selection.volumes.Follow(list);
+    ++m_moves;
+    m_list.swap(moved);
+    m_selection.volumes.Follow(m_list);
 }
 
 void Drives::Remove(const CString& root)
 {
     {
-        const CSingleLock drives(lock);
-        const auto found = list.find(root);
-        if (found == list.end())
+        const CSingleLock lock(m_lock);
+        if (m_isBeingRead)
+            m_list.try_emplace(root); // the new list may have it
+        const auto found = m_list.find(root);
+        if (found == m_list.end())
             return;
         found->second.state = Drive::State::BeingRemoved;
         if (!m_followed)
@@ -69,24 +81,32 @@ void Drives::Remove(const CString& root)
         ;
 }
 
-bool Drives::IsBeingRemoved(const CString& root) const
+std::optional<Drive::State> Drives::StateOf(const CString& root) const
 {
-    const CSingleLock drives(lock);
-    const auto known = list.find(root);
-    return known != list.end() && known->second.state == Drive::State::BeingRemoved;
+    const CSingleLock lock(m_lock);
+    const auto known = m_list.find(root);
+    return known == m_list.end() ? std::nullopt : std::optional(known->second.state);
 }
 
-bool Drives::IsPresent(const CString& root) const
+Drives::List Drives::All() const
 {
-    lock.RequireHeld();
-    const auto drive = list.find(root);
-    return drive != list.end() && drive->second.state == Drive::State::Present;
+    const CSingleLock lock(m_lock);
+    return m_list;
 }
 
 std::vector<CString> Drives::WatchedRoots() const
 {
-    const CSingleLock drives(lock);
-    return watchedRoots;
+    const CSingleLock lock(m_lock);
+    return m_watchedRoots;
+}
+
+void Drives::NoteBegin()
+{
+    const CSingleLock lock(m_lock);
+    m_followed = true;
+    m_isBeingRead = true;
+    for (auto& [root, drive] : m_list)
+        LetStay(drive);
 }
 
 void Drives::NoteEnd()
@@ -95,9 +115,70 @@ void Drives::NoteEnd()
     NoteReleased();
 }
 
+bool Drives::NoteReleased(const std::function<bool(const CString&)>& isWatched)
+{
+    const CSingleLock lock(m_lock);
+    for (const auto& [root, drive] : m_list)
+        if (drive.state == Drive::State::BeingRemoved && isWatched(root))
+            return false;
+    NoteReleased();
+    return true;
+}
+
 // The shared event only tells that some watcher has released a drive. So this watcher has an event of its own.
 void Drives::NoteReleased()
 {
     m_released.SetEvent();
     SetEvent(m_sharedReleased.Get());
+}
+
+void Drives::NoteWatched(const std::function<bool(const CString&)>& isWatched)
+{
+    const CSingleLock lock(m_lock);
+    m_watchedRoots.clear();
+    for (const auto& [root, drive] : m_list)
+        if (isWatched(root))
+            m_watchedRoots.push_back(root);
+}
+
+std::uint64_t Drives::BeginReading()
+{
+    const CSingleLock lock(m_lock);
+    m_isBeingRead = true;
+    return m_moves;
+}
+
+bool Drives::Replace(List fresh, States states, std::uint64_t reading)
+{
+    std::set<CString, RootBefore> arrived;
+    {
+        const CSingleLock lock(m_lock);
+        if (reading != m_moves)
+            return false;
+        for (const auto& [root, known] : m_list) {
+            const auto drive = fresh.find(root);
+            const bool keeps =
+                states == States::AreKept && drive != fresh.end() && drive->second.serial == known.serial;
+            // The pass that checks the drive notices its return.
+            if (drive != fresh.end() && (keeps || known.state == Drive::State::BeingRemoved))
+                drive->second.state = known.state;
+        }
+        m_list.swap(fresh);
+        m_isBeingRead = false;
+        m_selection.volumes.Follow(m_list);
+        arrived.swap(m_arrived);
+    }
+    for (const CString& root : arrived)
+        Move(root);
+    return true;
+}
+
+bool Drives::Change(const CString& root, Drive::State from, Drive::State to)
+{
+    const CSingleLock lock(m_lock);
+    const auto known = m_list.find(root);
+    if (known == m_list.end() || known->second.state != from)
+        return false;
+    known->second.state = to;
+    return true;
 }

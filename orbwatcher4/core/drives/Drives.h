@@ -1,7 +1,7 @@
 // The drives of the selection, as the watch thread knows them, and the reports of the service about them.
 //
-// Any thread. The watch thread changes which drives there are, and so does Move, on a thread of the service. The watch
-// thread takes the lock also while it starts and ends the drives' watches.
+// Any thread. The watch thread changes which drives there are, and so does Move, on a thread of the service. Nobody
+// asks the disk, or begins or ends a watch, with the lock held: a share that is away may take long to answer.
 #pragma once
 
 #include "orbwatcher4/core/selection/Selection.h"
@@ -10,7 +10,10 @@
 #include "mfc/CEvent.h"
 
 #include <atomic>
+#include <functional>
 #include <map>
+#include <optional>
+#include <set>
 #include <vector>
 
 // A drive of the selection.
@@ -27,37 +30,59 @@ struct Drive {
 class Drives
 {
 public:
+    using List = std::map<CString, Drive, RootBefore>;
+
     explicit Drives(Selection& selection);
 
     // Moves the rules, and the knowledge about the volume, to the letter under which a volume has come.
     void Move(const CString& root);
-    // Marks a drive that is to be removed. Returns when the watch thread has stopped watching it; at once when no
-    // thread does, or when the selection does not have it.
+    // Marks a drive that is to be removed; it counts as removed until it is gone, the service reports its return, or
+    // the next watch begins. Returns when the watch thread has stopped watching it; at once when no thread does, or
+    // when the selection does not have it.
     void Remove(const CString& root);
-    bool IsBeingRemoved(const CString& root) const;
-    // Returns false for an absent drive, for a letter that holds another volume, and for a drive that is being removed.
-    // Call it with the lock held.
-    bool IsPresent(const CString& root) const;
+    // Returns nothing when the selection does not have the drive.
+    std::optional<Drive::State> StateOf(const CString& root) const;
+    List All() const;
     std::vector<CString> WatchedRoots() const;
 
-    // From here on the watch thread releases drives, until NoteEnd.
-    void NoteBegin() { m_followed = true; }
-    void NoteEnd();
-    // Tells the callers of Remove that the watch thread has looked for drives to release.
-    void NoteReleased();
+    // The watch thread calls the following.
 
-    mutable RankedSection lock{LockRank::DriveList, L"drive list"};
-    std::map<CString, Drive, RootBefore> list ORB_GUARDED_BY(lock);
-    std::vector<CString> watchedRoots ORB_GUARDED_BY(lock);
+    // From here on the watch thread releases drives, until NoteEnd.
+    void NoteBegin();
+    void NoteEnd();
+    // Tells the callers of Remove that their drives are released. Returns false when one is watched that is being
+    // removed: end its watch, and call again.
+    bool NoteReleased(const std::function<bool(const CString&)>& isWatched);
+    void NoteWatched(const std::function<bool(const CString&)>& isWatched);
+    // Begins the reading of the list without the lock. Returns a number for Replace. Reports of the service that come
+    // before the list is taken over are applied to it.
+    std::uint64_t BeginReading();
+    // Takes over the list that was read. States::AreKept: those of drives for which the rules still expect the same
+    // volume. A drive that is being removed stays so. Returns false when a drive was moved meanwhile: the list is
+    // older; read it again.
+    enum class States { AreRead, AreKept };
+    bool Replace(List fresh, States states, std::uint64_t reading);
+    // Changes the state of a drive. Returns false when it is another one than `from` meanwhile.
+    bool Change(const CString& root, Drive::State from, Drive::State to);
 
 private:
     friend class WatcherAccess; // tests
 
     static constexpr const wchar_t* EventName = L"9D86C4E4-CF9D-49BC-B07E-5CDE45FF0083";
 
+    void NoteReleased();
+    void MoveRules(CString from, const CString& to) ORB_REQUIRES(m_lock);
+
     Selection& m_selection;
+    mutable RankedSection m_lock{LockRank::DriveList, L"drive list"};
+    List m_list ORB_GUARDED_BY(m_lock);
+    std::vector<CString> m_watchedRoots ORB_GUARDED_BY(m_lock);
+    std::uint64_t m_moves ORB_GUARDED_BY(m_lock) = 0; // how often a drive was moved
     // All watchers on the machine share the named event, so another one may have set it.
     KernelHandle m_sharedReleased;
     CEvent m_released{true, true};
     std::atomic<bool> m_followed{false};
+    bool m_isBeingRead ORB_GUARDED_BY(m_lock) = false;
+    // Roots that came while the list was being read, and whose volume it did not have.
+    std::set<CString, RootBefore> m_arrived ORB_GUARDED_BY(m_lock);
 };

@@ -27,11 +27,11 @@ RescanStarter::RescanStarter(DueEnumerations& due, Selection& selection, Enumera
 // due.
 void RescanStarter::StartReady(std::int64_t now)
 {
-    const CSingleLock drives(m_drives.lock);
     for (const CString& root : m_due.Rescans().Ready(now)) {
-        if (!m_drives.list.contains(root))
+        const std::optional<Drive::State> state = m_drives.StateOf(root);
+        if (!state)
             m_due.Rescans().Take(root); // the rules no longer name it
-        else if (const auto rescan = m_due.Rescans().Find(root); rescan && m_drives.IsPresent(root))
+        else if (const auto rescan = m_due.Rescans().Find(root); rescan && state == Drive::State::Present)
             Start(root, rescan->reason, now);
     }
 }

@@ -5,6 +5,7 @@
 #include "orbwatcher4/core/environment/FileFindData.h"
 #include "orbwatcher4/core/intake/LoadedSelection.h"
 #include "orbwatcher4/core/selection/PluginTable.h"
+#include "support/VolumeSerial.h"
 
 #include <algorithm>
 #include <utility>
@@ -15,18 +16,6 @@ namespace
 using State = Drive::State;
 
 constexpr DWORD PassInterval = 1000; // milliseconds
-
-// Returns true when the root holds another volume than the rules expect.
-bool IsOtherVolume(const CString& root, std::int32_t expected)
-{
-    if (expected == 0)
-        return false;
-    DWORD serial = 0;
-    wchar_t name[MAX_PATH];
-    if (!GetVolumeInformationW(RootOf(root), name, MAX_PATH, &serial, nullptr, nullptr, nullptr, 0))
-        return true;
-    return static_cast<std::int32_t>(serial) != expected;
-}
 
 } // namespace
 
@@ -48,46 +37,39 @@ void WatchLoop::Start()
     m_now = m.config.clock->Seconds();
     ActingForUser::UntilTheThreadEnds(m.config.userToken);
     m.selection.CountWith(&m.pending.Counters());
-    LoadDriveList();
+    while (!ReadDrives(Drives::States::AreRead) && !m.stop.IsSet()) {
+    }
     Completes(L"Taking over rescans", [this] { TakeOverRescans(); });
     m.deletions.Begin();
     WatchSelectedDrives();
     m_ready.SetEvent();
 }
 
-void WatchLoop::LoadDriveList()
+// Reads the volumes anew: the rules know them as they were when the rules were loaded. Returns false when the service
+// has moved a drive meanwhile.
+bool WatchLoop::ReadDrives(Drives::States states)
 {
-    const CSingleLock drives(m.drives.lock);
-    m.drives.list = ReadDriveList();
-}
-
-// Reads the volumes anew: the rules know them as they were when the rules were loaded.
-decltype(Drives::list) WatchLoop::ReadDriveList() const
-{
-    decltype(Drives::list) drives;
+    const std::uint64_t reading = m.drives.BeginReading();
+    Drives::List drives;
     for (const auto& [root, known] : m.selection.Drives()) {
-        const bool present = IsReachable(RootOf(root)) && !IsOtherVolume(root, known.serial);
+        const bool present = IsReachable(RootOf(root)) && HoldsVolume(RootOf(root), known.serial);
         drives[root] = {known.serial, present ? State::Present : State::Away};
     }
-    return drives;
+    return m.drives.Replace(std::move(drives), states, reading);
 }
 
 void WatchLoop::TakeOverRescans()
 {
     std::set<CString> roots;
-    {
-        const CSingleLock drives(m.drives.lock);
-        for (const auto& [root, drive] : m.drives.list)
-            roots.insert(root);
-    }
+    for (const auto& [root, drive] : m.drives.All())
+        roots.insert(root);
     m.due.TakeOver(roots, m.selection.loaded ? DueEnumerations::Roots::AreAll : DueEnumerations::Roots::MayBeMore,
                    m_now);
 }
 
 void WatchLoop::WatchSelectedDrives()
 {
-    const CSingleLock lock(m.drives.lock);
-    for (const auto& [root, drive] : m.drives.list) {
+    for (const auto& [root, drive] : m.drives.All()) {
         if (m.stop.IsSet())
             break;
         if (drive.state == State::Present)
@@ -100,6 +82,7 @@ bool WatchLoop::Pass()
 {
     m_now = m.config.clock->Seconds();
     LoadMissingSelection();
+    m.replay.StartWaiting(); // whoever has read the selection
     WatchNewRoots();
     m.deletions.Pass(m_now);
     if (m.stop.IsSet())
@@ -116,10 +99,7 @@ void WatchLoop::End()
 {
     NoteUnwatchedRoots();
     m_watches.ForgetAll();
-    {
-        const CSingleLock lock(m.drives.lock);
-        NoteWatchedRoots();
-    }
+    NoteWatchedRoots();
     HandOverRescans();
     m.drives.NoteEnd();
 }
@@ -128,10 +108,9 @@ void WatchLoop::End()
 void WatchLoop::NoteUnwatchedRoots()
 {
     const auto isWatched = [&](const CString& root) { return root.IsEmpty() || m_watches.IsWatched(root); };
-    const CSingleLock drives(m.drives.lock);
     const std::vector<CString> tried = m_watches.Tried();
     const bool all = std::all_of(tried.begin(), tried.end(),
-                                 [&](const CString& root) { return isWatched(root) || !m.drives.IsPresent(root); });
+                                 [&](const CString& root) { return isWatched(root) || !IsPresent(root); });
     if (!all || !m.selection.requestedRoots.AllOf(isWatched))
         m.due.MakeFull();
 }
@@ -141,8 +120,11 @@ void WatchLoop::HandOverRescans()
 {
     bool handedOver = false;
     Completes(L"Handing rescans over to the next start", [&] {
-        const CSingleLock drives(m.drives.lock);
-        handedOver = m.due.HandOver([this](const CString& root) { return !m.drives.IsPresent(root); });
+        const Drives::List drives = m.drives.All(); // their lock comes before that of the rescans
+        handedOver = m.due.HandOver([&](const CString& root) {
+            const auto drive = drives.find(root);
+            return drive == drives.end() || drive->second.state != State::Present;
+        });
     });
     if (!handedOver)
         m.due.MakeFull();
@@ -162,20 +144,18 @@ void WatchLoop::LoadMissingSelection()
         return;
     NoticeLoadedSelection(m.due, m.selection);
     Completes(L"FillPluginTable", [this] { FillPluginTable(m.config); });
-    m.replay.StartWaiting();
 }
 
-// Watches the drives that new rules name. The roots are copied, because starting a watch waits, which is not allowed
-// with the filter's lock or that of the requested roots held.
+// Watches the drives that new rules name.
 void WatchLoop::WatchNewRoots()
 {
     RequestedRoots& requested = m.selection.requestedRoots;
     if (!requested.AreThereAny())
         return;
-    const CSingleLock drives(m.drives.lock);
     std::set<CString> roots = requested.Take();
     // Roots that the rules no longer name are removed, too.
-    const bool known = Completes(L"Reading the drives", [this] { RegenerateDrives(); });
+    bool known = false;
+    Completes(L"Reading the drives", [&] { known = ReadDrives(Drives::States::AreKept); });
     if (!known)
         requested.GiveBack({});
     while (!roots.empty()) {
@@ -192,51 +172,32 @@ void WatchLoop::WatchNewRoot(const CString& root)
         return;
     // The files that the new rules select were queued when the rules were added, but changes since then were not
     // reported. A drive that is away or holds another volume is watched when its own volume returns.
-    if (m.drives.IsPresent(root) && m_watches.Begin(root, m_now))
+    if (IsPresent(root) && m_watches.Begin(root, m_now))
         m_rescans.Start(root, DueRescans::NewDrive, m_now);
-}
-
-// Keeps the knowledge about a root as long as the rules expect the same volume there.
-void WatchLoop::RegenerateDrives()
-{
-    m.drives.lock.RequireHeld();
-    auto fresh = ReadDriveList();
-    for (auto& [root, drive] : fresh) {
-        const auto known = m.drives.list.find(root);
-        if (known == m.drives.list.end())
-            continue;
-        // The pass that checks the drive notices its return.
-        if (drive.serial == known->second.serial || known->second.state == State::BeingRemoved)
-            drive.state = known->second.state;
-    }
-    m.drives.list = std::move(fresh);
-    m.selection.volumes.Follow(m.drives.list);
 }
 
 void WatchLoop::RemoveDrives()
 {
-    const CSingleLock lock(m.drives.lock);
-    for (const auto& [root, drive] : m.drives.list)
-        if (drive.state == State::BeingRemoved && m_watches.IsWatched(root))
-            m_watches.End(root);
-    UnwatchStrays();
-    NoteWatchedRoots();
-    m.drives.NoteReleased();
+    do {
+        for (const auto& [root, drive] : m.drives.All())
+            if (drive.state == State::BeingRemoved && m_watches.IsWatched(root))
+                m_watches.End(root);
+        UnwatchStrays();
+        NoteWatchedRoots();
+    } while (!m.drives.NoteReleased([this](const CString& root) { return m_watches.IsWatched(root); }));
 }
 
 // Ends watches on roots that a reload has dropped, or whose rules moved to another letter.
 void WatchLoop::UnwatchStrays()
 {
-    m.drives.lock.RequireHeld();
     for (const CString& root : m_watches.Tried())
-        if (!m.drives.list.contains(root))
+        if (!m.drives.StateOf(root))
             m_watches.Forget(root);
 }
 
 void WatchLoop::FollowDrives()
 {
-    const CSingleLock lock(m.drives.lock);
-    for (auto& [root, drive] : m.drives.list) {
+    for (const auto& [root, drive] : m.drives.All()) {
         if (m.stop.IsSet())
             break;
         FollowDrive(root, drive);
@@ -244,10 +205,12 @@ void WatchLoop::FollowDrives()
     NoteWatchedRoots();
 }
 
-void WatchLoop::FollowDrive(const CString& root, Drive& drive)
+// If the service moves or removes the drive meanwhile, the next pass follows it.
+void WatchLoop::FollowDrive(const CString& root, const Drive& drive)
 {
     if (GetFileAttributesW(RootOf(root)) == INVALID_FILE_ATTRIBUTES) {
-        DriveLost(root, drive);
+        if (drive.state != State::Away && m.drives.Change(root, drive.state, State::Away))
+            m_watches.Forget(root);
         return;
     }
     // The drive is being removed. It is watched again when it returns.
@@ -256,35 +219,27 @@ void WatchLoop::FollowDrive(const CString& root, Drive& drive)
     const bool watched = m_watches.IsWatched(root);
     if (drive.state == State::Present && watched)
         return;
-    if (IsOtherVolume(root, drive.serial)) {
-        drive.state = State::Away;
-        if (watched)
+    if (!HoldsVolume(RootOf(root), drive.serial)) {
+        if (m.drives.Change(root, drive.state, State::Away) && watched)
             m_watches.End(root);
         return;
     }
+    if (!m.drives.Change(root, drive.state, State::Present))
+        return;
     if (drive.state == State::Present) {
         if (m_watches.BeginAgain(root, m_now))
             m_rescans.Start(root, DueRescans::WatchedAgain, m_now);
         return;
     }
-    drive.state = State::Present;
     if (!root.IsEmpty() && !watched)
         m_watches.Begin(root, m_now);
     // Begun after the watch, which reports changes behind the enumeration.
     m_rescans.Start(root, DueRescans::DriveReturned, m_now);
 }
 
-void WatchLoop::DriveLost(const CString& root, Drive& drive)
-{
-    if (std::exchange(drive.state, State::Away) != State::Away)
-        m_watches.Forget(root);
-}
-
 void WatchLoop::NoteWatchedRoots()
 {
-    m.drives.lock.RequireHeld();
-    m.drives.watchedRoots.clear();
-    for (const auto& [root, drive] : m.drives.list)
-        if (m_watches.IsWatched(root))
-            m.drives.watchedRoots.push_back(root);
+    m.drives.NoteWatched([this](const CString& root) { return m_watches.IsWatched(root); });
 }
+
+bool WatchLoop::IsPresent(const CString& root) const { return m.drives.StateOf(root) == State::Present; }

@@ -2,8 +2,7 @@
 // begins.
 //
 // One thread uses an object: Start, then Pass once a second until it returns false, then End. Nothing waits here except
-// the start and stop of watches in the engine, which happen with no lock held but that of the drive list. Listeners are
-// called with no lock held.
+// the start and stop of watches in the engine. No lock is held then, or when the disk is asked, or a listener called.
 #pragma once
 
 #include "mfc/CEvent.h"
@@ -49,22 +48,20 @@ public:
 private:
     friend class WatcherAccess; // tests
 
-    void LoadDriveList();
-    decltype(Drives::list) ReadDriveList() const;
+    bool ReadDrives(Drives::States states);
     void TakeOverRescans();
     void WatchSelectedDrives();
     void LoadMissingSelection();
     void WatchNewRoots();
     void WatchNewRoot(const CString& root);
-    void RegenerateDrives();
     void RemoveDrives();
     void UnwatchStrays();
     void FollowDrives();
-    void FollowDrive(const CString& root, Drive& drive);
-    void DriveLost(const CString& root, Drive& drive);
+    void FollowDrive(const CString& root, const Drive& drive);
     void NoteUnwatchedRoots();
     void HandOverRescans();
     void NoteWatchedRoots();
+    bool IsPresent(const CString& root) const;
 
     const WatchParts m;
     CEvent& m_ready;

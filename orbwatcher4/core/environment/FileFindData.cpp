@@ -4,12 +4,14 @@
 #include "orbwatcher4/filter/PathRoot.h"
 #include "support/Backslash.h"
 #include "support/Handle.h"
+#include "support/LockOrder.h"
 #include "support/SystemPath.h"
 
 #include <shlwapi.h>
 
 bool GetFileFindData(const wchar_t* path, WIN32_FIND_DATAW* data)
 {
+    const LockOrder::DiskScope disk;
     *data = {};
     CString name(path);
     if (!name.IsEmpty() && name[name.GetLength() - 1] == L'\\')
@@ -25,12 +27,14 @@ bool GetFileFindData(const wchar_t* path, WIN32_FIND_DATAW* data)
 
 DWORD OwnAttributes(const CString& path)
 {
+    const LockOrder::DiskScope disk;
     const CString folder = WithBackslash(path);
     return GetFileAttributesW(SystemPath(PathIsRootW(folder) ? folder : WithoutBackslash(folder)));
 }
 
 bool IsDirectory(const wchar_t* path)
 {
+    const LockOrder::DiskScope disk;
     const DWORD attributes = GetFileAttributesW(SystemPath(path));
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
 }
@@ -43,10 +47,15 @@ CString RootOf(const wchar_t* path)
     return root;
 }
 
-bool IsReachable(const wchar_t* path) { return GetFileAttributesW(RootOf(path)) != INVALID_FILE_ATTRIBUTES; }
+bool IsReachable(const wchar_t* path)
+{
+    const LockOrder::DiskScope disk;
+    return GetFileAttributesW(RootOf(path)) != INVALID_FILE_ATTRIBUTES;
+}
 
 bool IsReallyGone(const wchar_t* path)
 {
+    const LockOrder::DiskScope disk;
     if (GetFileAttributesW(SystemPath(path)) != INVALID_FILE_ATTRIBUTES)
         return false;
     const DWORD error = GetLastError();

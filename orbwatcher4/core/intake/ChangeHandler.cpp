@@ -86,12 +86,11 @@ bool IsDeletion(const NotificationPtr& notification)
     return notification && notification->kind == NotificationKind::Deleted;
 }
 
-// Keeps the deletion of a folder's children when a file or another folder has taken its place. It is kept under the
-// other spelling of the path, which no existing path has.
+// Keeps the deletion of a folder's children when a file or another folder has taken its place.
 void KeepDeletionOfChildren(PendingStore::Locked& store, const CString& path, const NotificationPtr& pending)
 {
     if (IsDeletion(pending) && CIndexDB::HasCachedItemsBelow(path))
-        store->Put(OtherSpelling(path), pending);
+        store.Replaced().Put(path, pending);
 }
 
 // Returns the outcome of a path that could not be normalized. A short name without a long form belongs to a file that
@@ -105,8 +104,8 @@ PathOutcome DroppedAs(const OwnFiles& ownFiles, const CString& eventPath)
 
 } // namespace
 
-// The judgement of one path. The store is unlocked meanwhile, unless the caller holds it, as a replay does. A change
-// that another thread reports for the path meanwhile wins.
+// The judgement of one path. The store is unlocked meanwhile. A change that another thread reports for the path
+// meanwhile wins.
 class ChangeHandler::Judgement
 {
 public:
@@ -356,7 +355,6 @@ bool ChangeHandler::LeftOutByName(const wchar_t* path)
     return true;
 }
 
-// Asks the filters before it locks the store: they come first in the lock order. A replay holds all three already.
 PathOutcome ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, Arrival arrival, std::optional<DWORD> listed)
 {
     const bool expandDirectory = arrival != Arrival::Found;
@@ -432,7 +430,9 @@ void ChangeHandler::KeepUnreachable(const wchar_t* path)
         return;
     auto notification = std::make_shared<Notification>();
     FillFromRules(*notification, classified->rules);
-    m.pending.Put(path, notification);
+    const PendingStore::Locked store(m.pending);
+    if (!store->Find(path))
+        store->Put(path, notification);
 }
 
 void ChangeHandler::ProcessModified(const wchar_t* eventPath)

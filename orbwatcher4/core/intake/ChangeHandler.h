@@ -1,7 +1,9 @@
 // Turns the events of the change engine into pending changes.
 //
-// The engine's notifier thread calls the slots, one event at a time. Enumerations, the processing of deletions and the
-// operations of a service name paths on their own threads, at any time.
+// The engine's notifier thread calls the slots, one event at a time. Other threads name paths at any time:
+// enumerations, the processing of deletions, the replay and the operations of a service. They use ProcessChangedFile
+// for a path that exists and OnFileRemoved for one that is gone. The contents of a new folder come through OnFileAdded,
+// on the thread that has named the folder. docs/architecture.md lists these threads and the locks that they hold.
 #pragma once
 
 #include "directory_changes/DirectoryChanges.h"
@@ -38,6 +40,7 @@ public:
     PathOutcome ProcessChangedFile(const wchar_t* path, Arrival arrival, std::optional<DWORD> listed = std::nullopt);
 
     // Makes a selected path pending that cannot be examined now: its drive is away, or the letter holds another volume.
+    // What is pending for the path stays.
     void KeepUnreachable(const wchar_t* path);
 
     // The path of an event as the rules and the store see it.

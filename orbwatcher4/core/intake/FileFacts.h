@@ -3,6 +3,7 @@
 #pragma once
 
 #include "mfc/CString.h"
+#include "support/LockOrder.h"
 #include "support/SystemPath.h"
 
 #include <windows.h>
@@ -13,6 +14,7 @@ public:
     // Asks the disk.
     static FileFacts Of(const CString& path)
     {
+        const LockOrder::DiskScope disk;
         const DWORD attributes = GetFileAttributesW(SystemPath(path));
         return {attributes, attributes == INVALID_FILE_ATTRIBUTES ? GetLastError() : ERROR_SUCCESS, false};
     }

@@ -34,9 +34,13 @@ void ChangeHandler::RecordRemoval(const CString& path, const FilterList& rules)
     CachedDatum datum;
     const bool indexed = CIndexDB::GetCachedData(path.GetString(), datum);
     if (!indexed) {
-        // It was never backed up, so its pending change is dropped, whether it was a file or a folder.
-        m.pending.Erase(path);
-        m.pending.Erase(path + L'\\');
+        // It was never backed up, so its pending change is dropped, whether it was a file or a folder. A deletion
+        // stays: the path may be in the index since.
+        const PendingStore::Locked store(m.pending);
+        for (const CString& pending : {path, path + L'\\'})
+            if (const NotificationPtr change = store->Find(pending);
+                change && change->kind != NotificationKind::Deleted)
+                store->Erase(pending);
     }
     // The deletion of a folder that was not backed up itself stands for the items below it in the index.
     if ((!indexed || (datum.flags & CachedDatum::NoDeleteRecord)) && !CIndexDB::HasCachedItemsBelow(path))
@@ -47,5 +51,6 @@ void ChangeHandler::RecordRemoval(const CString& path, const FilterList& rules)
     notification->timeStamp = m.config.clock->FileTime();
     FillFromRules(*notification, rules);
     store->Put(path, notification);
+    store.Replaced().Erase(path); // this deletion stands for the children, too
     m.pending.deletionRequests.Request();
 }

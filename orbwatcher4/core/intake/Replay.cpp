@@ -53,7 +53,7 @@ void Replay::Start()
 
 void Replay::StartWaiting()
 {
-    if (!m_waits)
+    if (!m_waits || !m.selection.loaded)
         return;
     const ActingForUser user(m.config.userToken);
     if (!user.Acts())
@@ -64,16 +64,14 @@ void Replay::StartWaiting()
 
 void Replay::TakeDump()
 {
-    // The replay asks both filters with the store locked, so their locks come first. Without the selection, paths would
-    // be dropped, and the dump with them.
-    const CSingleLock primary(m.selection.primaryLock);
-    const CSingleLock secondary(m.selection.secondaryLock);
-    if (!m.selection.loaded && !m.selection.Load(m.overlay.ForFilter())) {
+    // Without the selection, paths would be dropped, and the dump with them.
+    if (!m.selection.loaded)
+        m.selection.Load(m.overlay.ForFilter());
+    if (!m.selection.loaded) {
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"The dump waits until the selection can be read");
         m_waits = true;
         return;
     }
-    const PendingStore::Locked store(m.pending);
     m_dump.Replay([this] { return m.stop.IsSet(); }, [this](const CString& line) { TakeLine(line); });
 }
 
@@ -96,13 +94,20 @@ void Replay::TakeLine(const CString& line)
     }
     // A file with this path on another volume is not the file that changed.
     if (m.selection.volumes.IsOther(path))
-        m_handler.KeepUnreachable(line);
+        KeepUnreachable(line);
     else if (GetFileAttributesW(SystemPath(path)) != INVALID_FILE_ATTRIBUTES)
         m_handler.ProcessChangedFile(path, Arrival::Found);
     else if (m.selection.IsGone(path))
         TakeRemoval(path);
     else
-        m_handler.KeepUnreachable(line);
+        KeepUnreachable(line);
+}
+
+// The path may have been deleted, so that a rescan of its root looks for it when the drive is there.
+void Replay::KeepUnreachable(const CString& line)
+{
+    m_handler.KeepUnreachable(line);
+    m.due.Rescans().Report(OrbFilter::StripToRoot(line), DueRescans::DriveReturned, m.config.clock->Seconds());
 }
 
 // Without the index it is unknown whether the path was backed up, so a full enumeration becomes due.

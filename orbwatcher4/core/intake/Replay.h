@@ -16,13 +16,14 @@ public:
 
     // Replays the dump with the rights of the user. If that fails, the dump stays.
     void Start();
-    // Replays a dump that Start had to leave. Call it when a selection was read.
+    // Replays a dump that Start had to leave, once a selection is loaded.
     void StartWaiting();
 
 private:
     void TakeDump();
     void TakeLine(const CString& line);
     void TakeRemoval(const CString& path);
+    void KeepUnreachable(const CString& line);
 
     const IntakeParts m;
     ChangeHandler& m_handler;

@@ -10,6 +10,8 @@
 #include "support/Backslash.h"
 #include "support/TrustedFile.h"
 
+#include <algorithm>
+
 namespace
 {
 
@@ -145,18 +147,20 @@ void Dump::Write()
 
 void Dump::WritePending()
 {
-    const PendingStore::Locked store(m_pending);
-    const std::int64_t count = store->LiveCount();
-    g_OrbLog.Log(L"Dumping %d files to disk", static_cast<int>(count));
+    const std::vector<NotificationStore::Entry> entries = m_pending.Entries();
+    const int count = static_cast<int>(entries.size());
+    g_OrbLog.Log(L"Dumping %d files to disk", count);
+    if (m_pending.Count() != count)
+        m_due.MakeFull(); // a list of paths cannot express the deletion of what was below a replaced folder
     if (count > 0 && m_due.IsFolderForeign()) {
         m_kept = false;
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__,
                           L"The data folder is that of another selection: %d pending files are not kept, a full "
                           L"enumeration is due at the next start",
-                          static_cast<int>(count));
+                          count);
         return;
     }
-    if (count > 0 && !WriteLines(*store))
+    if (count > 0 && !WriteLines(entries))
         return;
     if (count == 0 && !m_due.IsFolderForeign() && !DumpExists())
         NoteThatNoneIsThere(m_due);
@@ -164,20 +168,20 @@ void Dump::WritePending()
 }
 
 // Returns false when the dump cannot be opened. If anything else fails, a full enumeration becomes due.
-bool Dump::WriteLines(const NotificationStore& store)
+bool Dump::WriteLines(const std::vector<NotificationStore::Entry>& entries)
 {
     CheckEarlierDump(m_due);
     bool whole = false;
     {
         DumpWriter dump(DumpFilePath(), *m_config.writer);
         if (dump.IsOpen()) {
-            whole = true;
-            store.ForEach([&](const CString& path, const NotificationPtr& notification) {
-                // A list of paths cannot express the deletion of a folder's children when another file has taken its
-                // place.
-                if (notification->kind == NotificationKind::Deleted && !IsReallyGone(WithoutBackslash(path)))
+            whole = std::ranges::all_of(entries, [&](const NotificationStore::Entry& entry) {
+                // The dump does not say what has changed: a path that is back would count as changed, and what was
+                // below it as there.
+                if (entry.notification->kind == NotificationKind::Deleted &&
+                    !IsReallyGone(WithoutBackslash(entry.path)))
                     m_due.MakeFull();
-                return whole = dump.Write(path);
+                return dump.Write(entry.path);
             });
         }
         // The dump is on the disk before the running mark is removed: a power cut after an orderly end must not lose

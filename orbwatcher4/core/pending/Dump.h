@@ -32,7 +32,7 @@ public:
 
 private:
     void WritePending();
-    bool WriteLines(const NotificationStore& store);
+    bool WriteLines(const std::vector<NotificationStore::Entry>& entries);
 
     const Config& m_config;
     DueEnumerations& m_due;

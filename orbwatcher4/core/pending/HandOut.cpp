@@ -64,7 +64,7 @@ bool HandOut::Take(std::set<std::uint64_t>* sameRunIds, QueueDatum& out, FileIde
 
 bool HandOut::IsNothingPending(PendingStore::Locked& store)
 {
-    if (store->LiveCount() != 0) {
+    if (!store.IsEmpty()) {
         g_shrunk = false;
         return false;
     }
@@ -83,14 +83,19 @@ bool HandOut::TakeOne(std::set<std::uint64_t>* sameRunIds, QueueDatum& out, File
         return false;
     HandOutJudge judge(m_config, m_selection, m_pending, m_given, sameRunIds, out);
     bool deletionsProcessed = false;
+    // Once is enough for all deletions.
+    const auto processDeletions = [&] {
+        if (std::exchange(deletionsProcessed, true))
+            return;
+        const PendingStore::Left left(store); // it comes later in the lock order
+        m_processDeletions();
+    };
+    if (store.Replaced().Count() != 0)
+        processDeletions();
     store->BeginRound();
     for (NotificationStore::Entry entry; store->NextInRound(entry);) {
         if (entry.notification->kind == NotificationKind::Deleted) {
-            // The processing comes before the store in the lock order. Once is enough for all deletions.
-            if (!std::exchange(deletionsProcessed, true)) {
-                const PendingStore::Left left(store);
-                m_processDeletions();
-            }
+            processDeletions();
             continue;
         }
         if (!Offer(store, judge, entry))

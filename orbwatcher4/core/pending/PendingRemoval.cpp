@@ -92,18 +92,24 @@ void EraseBelow(PendingStore& pending, const CString& prefix, Choice chosen)
     RemovalAbort abort;
     const PendingStore::Locked store(pending);
     std::vector<CString> doomed;
-    store->ForEach([&](const CString& path, const NotificationPtr& notification) {
+    const auto choose = [&](const CString& path) {
+        if (BeginsNoCase(path.View(), prefix.View()) && chosen(path))
+            doomed.push_back(path);
+    };
+    store->ForEach([&](const CString& path, const NotificationPtr&) {
         if (abort.IsSet()) {
             pending.mayHoldUnselected = true;
             return false;
         }
-        if (notification && BeginsNoCase(path.View(), prefix.View()) && chosen(path))
-            doomed.push_back(path);
+        choose(path);
         return true;
     });
+    for (const auto& [folder, deletion] : store.Replaced().All())
+        choose(WithBackslash(folder));
     for (const CString& path : doomed) {
         g_OrbLog.Log(L"Removing: %s", path.GetString());
         store->Erase(path);
+        store.Replaced().Erase(path);
     }
 }
 

@@ -1,6 +1,7 @@
 #include "orbwatcher4/core/selection/RecordedVolumes.h"
 
 #include "orbwatcher4/core/environment/FileFindData.h"
+#include "support/VolumeSerial.h"
 
 bool RecordedVolumes::IsOther(const CString& path) const
 {
@@ -12,7 +13,5 @@ bool RecordedVolumes::IsOther(const CString& path) const
             return false;
         recorded = found->second;
     }
-    DWORD serial = 0;
-    return !GetVolumeInformationW(RootOf(path), nullptr, 0, &serial, nullptr, nullptr, nullptr, 0) ||
-           static_cast<std::int32_t>(serial) != recorded;
+    return !HoldsVolume(RootOf(path), recorded);
 }

@@ -4,7 +4,6 @@
 // These operations hold the locks while the disk is asked:
 //  - Load, and the merge of new rules, read and write the files of rules;
 //  - the reload before a full enumeration also fills the plugin table of the index;
-//  - Resume, and the watch thread that makes up for it, replay the dump;
 //  - SetDestination, SetDatabases and SetOwnFiles ask for the long names of the paths that they keep out.
 #pragma once
 

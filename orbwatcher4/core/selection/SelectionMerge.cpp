@@ -4,8 +4,8 @@
 #include "orbwatcher4/filter/DiskNames.h"
 #include "orbwatcher4/filter/DocumentFile.h"
 #include "support/Backslash.h"
-#include "support/CaseFold.h"
 #include "support/FileReplacement.h"
+#include "support/NoCaseKeys.h"
 #include "support/Numbers.h"
 #include "xml/Markup.h"
 
@@ -14,13 +14,6 @@
 
 namespace
 {
-
-struct HashText {
-    std::size_t operator()(const CString& text) const { return HashNoCase(text.View()); }
-};
-struct EqualText {
-    bool operator()(const CString& left, const CString& right) const { return EqualNoCase(left.View(), right.View()); }
-};
 
 void LogFailure(const wchar_t* what, const CString& path)
 {
@@ -117,7 +110,7 @@ private:
     // backslash.
     CString KeyOf(const CString& path) { return WithoutBackslash(ComparableRulePath(path, &m_names)); }
 
-    using Places = std::unordered_map<CString, Place, HashText, EqualText>;
+    using Places = std::unordered_map<CString, Place, NoCase::Hash, NoCase::Equal>;
 
     DiskNames m_names;
     Places m_places; // by KeyOf
@@ -134,7 +127,7 @@ bool EnterData(CMarkup& document)
 
 void SelectionMerge::KeepFirstTexts(const FilterList& rules)
 {
-    std::unordered_set<CString, HashText, EqualText> texts;
+    std::unordered_set<CString, NoCase::Hash, NoCase::Equal> texts;
     for (const FilterPtr& rule : rules)
         if (!rule->itemText.IsEmpty() && !texts.insert(rule->itemText).second)
             rule->itemText.Empty();
