@@ -3,6 +3,21 @@
 # A prefix that was made elsewhere is used as it is.
 make_prefix() {
     if [ "$PREFIX" != "$BUILD/wine" ] && [ -f "$PREFIX/system.reg" ]; then return; fi
+    local is_new=
+    [ -f "$PREFIX/.ready" ] || is_new=1
+    make_bare_prefix
+    # The drives that come now are known to a server that starts after them only.
+    [ -z "$is_new" ] || timeout 60 "${WINE%/*}/wineserver64" -w || true
+    local letter
+    for letter in e f g; do
+        make_drive "$letter"
+    done
+    mkdir -p "$PREFIX/drives/share" "$PREFIX/dosdevices/unc/server"
+    ln -sfn "$PREFIX/drives/share" "$PREFIX/dosdevices/unc/server/share"
+}
+
+# Without drives and shares for tests.
+make_bare_prefix() {
     wine_env
     if [ ! -f "$PREFIX/.ready" ]; then
         say "making the Wine prefix"
@@ -11,17 +26,9 @@ make_prefix() {
         mkdir -p "$PREFIX"
         quietly wineboot timeout 180 "$WINE" wineboot.exe -i
         quietly wine-graphics "$WINE" reg.exe add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f
-        # The drives that come now are known to a server that starts after them only.
-        timeout 60 "${WINE%/*}/wineserver64" -w || true
         touch "$PREFIX/.ready"
     fi
     quiet_drive_z
-    local letter
-    for letter in e f g; do
-        make_drive "$letter"
-    done
-    mkdir -p "$PREFIX/drives/share" "$PREFIX/dosdevices/unc/server"
-    ln -sfn "$PREFIX/drives/share" "$PREFIX/dosdevices/unc/server/share"
 }
 
 # Drive Z: is the root of this system. Wine asks its device for a label and a serial, and prints a notice each time when

@@ -1,5 +1,5 @@
-# The test programs, as they are built here, and the demo under the Wine of a newer Debian, in a root of its own below
-# build/. Needs root. Made once; remove build/newer-wine to make it anew.
+# The test programs, as they are built here, the demo and the kit for Windows under the Wine of a newer Debian, in a root
+# of its own below build/. Needs root. Made once; remove build/newer-wine to make it anew.
 NEWER=trixie
 PLACE=$BUILD/newer-wine
 SYSTEM=$PLACE/root
@@ -45,4 +45,8 @@ inside timeout --signal=KILL "${NEWER_LIMIT:-5400}" "$ROOT/tools/test" || status
 inside timeout --signal=KILL 600 "$ROOT/tools/demo" >"$BUILD/logs/newer-wine-demo.log" 2>&1 ||
     { tail -n 20 "$BUILD/logs/newer-wine-demo.log" >&2; say "the demo failed"; status=1; }
 tail -n 1 "$BUILD/logs/newer-wine-demo.log" >&2
+build_tree checks selftest_kit
+rm -rf "$PLACE/kit-prefix"
+inside timeout --signal=KILL "${NEWER_LIMIT:-5400}" "$ROOT/tests/package/run_kit.sh" "$BUILD/checks/selftest" \
+    "$PLACE/kit-prefix" >&2 || { say "the kit failed"; status=1; }
 [ $status -eq 0 ]

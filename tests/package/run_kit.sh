@@ -1,0 +1,21 @@
+#!/usr/bin/env bash
+# Runs the kit of tools/package --selftest as Windows would, by cmd.exe, in a Wine prefix without drives E, F and G.
+# Prints what it says, and ends as it does.
+#   run_kit.sh KIT PREFIX [OPTION...]   KIT is the unpacked folder; PREFIX is made when it is not there; the options
+#                                       are those of selftest.cmd
+# Afterwards PREFIX/drive_c/kit is the kit with its reports. With KEEP_WINE=1 the prefix's processes go on, so that the
+# next run begins at once.
+kit=$1
+export ORB_WINEPREFIX=$2
+shift 2
+. "$(dirname "${BASH_SOURCE[0]}")/../../tools/lib.sh"
+. "$ROOT/tools/prefix.sh"
+
+make_bare_prefix
+rm -rf "$PREFIX/drive_c/kit"
+cp -Rl "$kit" "$PREFIX/drive_c/kit"
+cd "$PREFIX/drive_c/kit"
+status=0
+"$WINE" cmd.exe /c selftest.cmd "$@" </dev/null || status=$?
+[ -n "${KEEP_WINE:-}" ] || "${WINE%/*}/wineserver64" -k || true
+exit $status
