@@ -7,7 +7,7 @@
 file(REMOVE_RECURSE ${OUT})
 file(MAKE_DIRECTORY ${OUT}/bin)
 
-# What the tests start, beside the test programs themselves.
+# The test programs, and the programs that they start.
 separate_arguments(tests UNIX_COMMAND ${PROGRAMS})
 set(files selftest misbehaving orbwatch storm_changer ${tests})
 list(TRANSFORM files PREPEND ${BIN}/)

@@ -18,7 +18,7 @@ WatchStep WatchState::TakeInside(WatchInput input)
 {
     const WatchStep step = NextStep(m_state, input, m_read.IsPending());
     m_state = step.next;
-    // Inside the section: nobody else ends the watch before its directory is closed.
+    // Closed inside the section: no other thread can end the watch before its directory is closed.
     if (step.task == WatchTask::CloseDirectory)
         m_read.Close();
     return step;

@@ -25,7 +25,7 @@ public:
     {
     }
 
-    // What the command writes, which is never handed out.
+    // Returns the files that the command itself writes. They are never handed out.
     WrittenFiles& Written() { return m_written; }
 
     // Takes one pending file, and hands it out unless it is the command's own output, or waits unchanged for its

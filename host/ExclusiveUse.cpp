@@ -105,7 +105,7 @@ std::wstring Claim::HolderOf(const CString& path)
     return FromUtf8(text);
 }
 
-// Whose the folder is, is asked again after other commands are excluded: one of them may have taken it over.
+// Asks for the owner of the folder again after other commands are excluded: one of them may have taken it over.
 bool ExclusiveUse::Take(const ServiceOptions& options, RecordWriter& writer)
 {
     const FolderUse use = options.Use();

@@ -19,8 +19,8 @@ public:
     // The file was read.
     void Forget(const std::wstring& path) { m_pauses.erase(path); }
     std::size_t Count() const { return m_pauses.size(); }
-    // Returns those that it is time to try again, and begins their next pauses. Those of them that are gone are
-    // forgotten. A file whose drive is away may return with it. `atOnce`: all, also during their pauses, which go on.
+    // Returns the files that it is time to try again, and begins their next pauses. Forgets a file that is gone, but
+    // not one whose drive is away: it may return with it. `atOnce`: all files, also during their pauses, which go on.
     std::vector<std::wstring> TakeDue(Time now, bool atOnce);
 
 private:

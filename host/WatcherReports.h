@@ -23,8 +23,9 @@ public:
 
     // Failures of the library count from here on: those of the loading of the selection were reported as its findings.
     void Begin() { m_messages = std::make_unique<LibraryMessages>(LibraryMessages::Keep::Failures); }
-    // Each reports what came since its last call. Returns true when there was something.
+    // Reports the events of the watcher since the last call. Returns true when there were any.
     bool TellEvents();
+    // Reports the failures of the library since the last call. Returns true when there were any.
     bool TellMessages();
     // Reports, once, that a crash of this run would go unnoticed.
     void TellUnmarked();

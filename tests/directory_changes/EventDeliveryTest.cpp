@@ -1,4 +1,4 @@
-// What reaches the caller's handler, without a thread.
+// The events that reach the caller's handler, without a thread.
 #include "directory_changes/EventDelivery.h"
 
 #include "tests/directory_changes/RecordingHandler.h"

@@ -55,6 +55,19 @@ protected:
         m_isAway = true;
         EXPECT_TRUE(DetachDrive('g'));
     }
+    // Does this while the service, on another thread, reports that G: is to be removed.
+    void WhileGIsRemoved(const std::function<void()>& action)
+    {
+        const CallWhenAsked remove(L"g:\\", [this] { watcher.UpdateDrive(L"G:\\", WatcherEnum::DriveRemoved); });
+        action();
+    }
+    // Makes G: a drive whose rules expect this volume.
+    void ExpectOnG(std::int32_t serial)
+    {
+        const CSingleLock lock(WatcherAccess::DriveLock(watcher));
+        ASSERT_TRUE(WatcherAccess::DriveListOf(watcher).contains(L"g:\\"));
+        WatcherAccess::DriveListOf(watcher)[L"g:\\"].serial = serial;
+    }
     bool WatchesG() { return watcher.GetWatchedRoots() == std::vector<CString>{L"g:\\"}; }
     std::string RuleOnG() { return Item(L"path=\"G:\\docs\" type=\"1\" includeSub=\"1\" vid=\"" + SerialOfG + L"\""); }
 
@@ -178,12 +191,7 @@ TEST_F(ReturnedDrives, ADriveWithAnotherVolumeThatAReloadNamesIsFollowed)
     PassAfter(1);
     Parts().selection.requestedRoots.SetWatching(false);
     EXPECT_FALSE(WatchesG());
-    {
-        const CSingleLock lock(WatcherAccess::DriveLock(watcher));
-        ASSERT_TRUE(WatcherAccess::DriveListOf(watcher).contains(L"g:\\"));
-        WatcherAccess::DriveListOf(watcher)[L"g:\\"].serial =
-            static_cast<std::int32_t>(SerialOfDrive('g')); // the right one has come
-    }
+    ExpectOnG(static_cast<std::int32_t>(SerialOfDrive('g'))); // the right one has come
     PassAfter(1);
     EXPECT_TRUE(WatchesG());
 }
@@ -192,17 +200,13 @@ TEST_F(ReturnedDrives, ChangesThatWereLostAreNotLookedForOnAnotherVolumeButWhenT
 {
     Select(RuleOnG());
     WatchLoop& loop = Start();
-    const auto setSerial = [&](std::int32_t serial) {
-        const CSingleLock lock(WatcherAccess::DriveLock(watcher));
-        WatcherAccess::DriveListOf(watcher)[L"g:\\"].serial = serial;
-    };
-    setSerial(0x7777);
+    ExpectOnG(0x7777);
     WatcherAccess::EndWatch(loop, L"g:\\");
     Handler().OnReadChangesError(ERROR_NOTIFY_ENUM_DIR, L"g:\\");
     PassAfter(1);
     PassAfter(6);
     EXPECT_TRUE(rescans.empty());
-    setSerial(static_cast<std::int32_t>(SerialOfDrive('g')));
+    ExpectOnG(static_cast<std::int32_t>(SerialOfDrive('g')));
     PassAfter(1);
     WatcherAccess::Parts(watcher).enumerator.EndRuns();
     PassAfter(6);
@@ -212,10 +216,7 @@ TEST_F(ReturnedDrives, ChangesThatWereLostAreNotLookedForOnAnotherVolumeButWhenT
 TEST_F(ReturnedDrives, OneThatTheServiceRemovesWhileTheDrivesAreReadIsNotWatched)
 {
     Select(RuleOnG());
-    {
-        const CallWhenAsked remove(L"g:\\", [&] { watcher.UpdateDrive(L"G:\\", WatcherEnum::DriveRemoved); });
-        Start();
-    }
+    WhileGIsRemoved([this] { Start(); });
     PassAfter(1);
     EXPECT_FALSE(WatchesG());
 }
@@ -225,10 +226,7 @@ TEST_F(ReturnedDrives, OneThatTheServiceRemovesWhileTheDrivesAreReadAtASecondSta
     Select(RuleOnG());
     Start();
     End();
-    {
-        const CallWhenAsked remove(L"g:\\", [&] { watcher.UpdateDrive(L"G:\\", WatcherEnum::DriveRemoved); });
-        Start();
-    }
+    WhileGIsRemoved([this] { Start(); });
     PassAfter(1);
     EXPECT_FALSE(WatchesG());
 }
@@ -255,10 +253,7 @@ TEST_F(ReturnedDrives, ANewOneThatTheServiceRemovesWhileTheDrivesAreReadIsNotWat
     Start();
     Parts().selection.requestedRoots.SetWatching(true);
     Select(RuleOnG());
-    {
-        const CallWhenAsked remove(L"g:\\", [&] { watcher.UpdateDrive(L"G:\\", WatcherEnum::DriveRemoved); });
-        PassAfter(1);
-    }
+    WhileGIsRemoved([this] { PassAfter(1); });
     PassAfter(1);
     Parts().selection.requestedRoots.SetWatching(false);
     EXPECT_FALSE(WatchesG());

@@ -4,6 +4,8 @@
 
 #include "support/Handle.h"
 
+#include <gtest/gtest.h>
+
 #include <string>
 
 class SecondAccount
@@ -37,4 +39,19 @@ private:
     bool m_made = false;
     KernelHandle m_token;
     std::string m_whyNot;
+};
+
+// A fixture whose tests need a second account, and are skipped where there is none.
+template <class Fixture>
+class WithSecondAccount : public Fixture
+{
+protected:
+    void SetUp() override
+    {
+        Fixture::SetUp();
+        if (!other.WhyNot().empty())
+            GTEST_SKIP() << other.WhyNot();
+    }
+
+    const SecondAccount other;
 };

@@ -14,15 +14,9 @@
 namespace
 {
 
-class TwoAccounts : public WatcherFixture
+class TwoAccounts : public WithSecondAccount<WatcherFixture>
 {
 protected:
-    void SetUp() override
-    {
-        WatcherFixture::SetUp();
-        if (!other.WhyNot().empty())
-            GTEST_SKIP() << other.WhyNot();
-    }
     void WriteAsTheOther(const CString& path) const
     {
         const SecondAccount::Acting acting(other);
@@ -36,8 +30,6 @@ protected:
         const FileHandle file(CreateFileW(path, GENERIC_READ, forAll, nullptr, OPEN_EXISTING, 0, nullptr));
         return file ? ERROR_SUCCESS : GetLastError();
     }
-
-    const SecondAccount other;
 };
 
 TEST_F(TwoAccounts, ADataFolderThatTheOtherOneHasMadeIsNotTrusted)

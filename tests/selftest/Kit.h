@@ -24,7 +24,7 @@ public:
     std::filesystem::path Work() const { return m_root / "work"; }
 
     // Makes the folder of the run, which belongs to the user, whatever rights this process has. Returns false, with a
-    // last error, when it cannot be made. What an interrupted run has left is removed before.
+    // last error, when it cannot be made. It first removes the leftovers of an interrupted run.
     bool MakeWork() const;
     // Returns false when something is left.
     bool RemoveWork() const;

@@ -1,4 +1,4 @@
-// What a reader of the report has to know of the machine. Any thread.
+// The facts of the machine that a reader of the report has to know. Any thread.
 #pragma once
 
 #include <filesystem>

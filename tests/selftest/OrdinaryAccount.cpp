@@ -36,8 +36,8 @@ bool LowerIntegrity(HANDLE token)
     return SetTokenInformation(token, TokenIntegrityLevel, &label, sizeof label + GetLengthSid(medium.Get())) != FALSE;
 }
 
-// What an administrator makes belongs to the group, which the token has lost: the program could not open its own
-// events. The user takes the place of the group.
+// An object that an administrator makes belongs to the group, which the token has lost: the program could not open
+// its own events. The user takes the place of the group.
 bool GiveToUser(HANDLE token)
 {
     AccountSid user, system;

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <charconv>
+#include <map>
 
 namespace
 {
@@ -31,32 +32,25 @@ bool IsInXml(wchar_t unit)
     return (unit >= L' ' || unit == L'\t' || unit == L'\n') && unit != 0xFFFE && unit != 0xFFFF;
 }
 
+// Returns nothing for a unit that stands as it is. An attribute keeps a line break only as a reference.
+const wchar_t* ReferenceFor(wchar_t unit)
+{
+    static const std::map<wchar_t, const wchar_t*> references = {
+        {L'&', L"&amp;"}, {L'<', L"&lt;"}, {L'>', L"&gt;"}, {L'"', L"&quot;"}, {L'\n', L"&#10;"}};
+    const auto found = references.find(unit);
+    return found == references.end() ? nullptr : found->second;
+}
+
 } // namespace
 
 std::string Escaped(std::string_view text)
 {
     std::wstring escaped;
     for (const wchar_t unit : Wide(text))
-        switch (unit) {
-        case L'&':
-            escaped += L"&amp;";
-            break;
-        case L'<':
-            escaped += L"&lt;";
-            break;
-        case L'>':
-            escaped += L"&gt;";
-            break;
-        case L'"':
-            escaped += L"&quot;";
-            break;
-        case L'\n':
-            escaped += L"&#10;";
-            break; // an attribute keeps it
-        default:
-            if (IsInXml(unit))
-                escaped += unit;
-        }
+        if (const wchar_t* reference = ReferenceFor(unit))
+            escaped += reference;
+        else if (IsInXml(unit))
+            escaped += unit;
     return Narrowed(escaped);
 }
 

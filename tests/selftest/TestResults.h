@@ -23,7 +23,7 @@ struct ProgramResult {
     int Count(TestResult::Outcome outcome) const;
 };
 
-// What the records of a run say (tests/support/TestRecords.h).
+// The contents of the records of a run (tests/support/TestRecords.h).
 struct RecordedRun {
     std::vector<TestResult> tests;
     std::string running; // the test that has begun and has not ended

@@ -9,23 +9,15 @@
 namespace
 {
 
-class Users : public EnumeratedTree
+class Users : public WithSecondAccount<EnumeratedTree>
 {
 protected:
-    void SetUp() override
-    {
-        EnumeratedTree::SetUp();
-        if (!other.WhyNot().empty())
-            GTEST_SKIP() << other.WhyNot();
-    }
     ~Users() override { watcher.SetUserToken(nullptr); }
 
     std::string FolderItem(const wchar_t* name)
     {
         return Item(L"path=\"" + std::wstring(InTree(name)) + L"\" type=\"1\" includeSub=\"1\"");
     }
-
-    const SecondAccount other;
 };
 
 TEST_F(Users, AnEnumerationForAnotherAccountTakesWhatThatAccountMayRead)

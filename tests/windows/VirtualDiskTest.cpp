@@ -6,6 +6,8 @@
 #include "tests/windows/VirtualDisk.h"
 #include "tests/orbwatcher4/RunningWatch.h"
 
+#include <optional>
+
 namespace
 {
 
@@ -38,40 +40,46 @@ protected:
     }
 };
 
-TEST_F(VirtualDisks, AnEjectedDiskKeepsItsPendingFilesAndIsWatchedAgainWhenItReturns)
+class DiskWithLetter : public VirtualDisks
 {
-    const std::wstring drive = FreeDrive();
-    if (drive.empty())
-        GTEST_SKIP() << "no letter from H: to V: is free";
-    VirtualDisk disk(DiskFolder(L"disk"), drive);
-    if (!disk.WhyNot().empty())
-        GTEST_SKIP() << disk.WhyNot();
+protected:
+    void SetUp() override
+    {
+        VirtualDisks::SetUp();
+        drive = FreeDrive();
+        if (drive.empty())
+            GTEST_SKIP() << "no letter from H: to V: is free";
+        disk.emplace(DiskFolder(L"disk"), drive);
+        if (!disk->WhyNot().empty())
+            GTEST_SKIP() << disk->WhyNot();
+    }
+
+    std::wstring drive; // as in "H:"
+    std::optional<VirtualDisk> disk;
+};
+
+TEST_F(DiskWithLetter, AnEjectedDiskKeepsItsPendingFilesAndIsWatchedAgainWhenItReturns)
+{
     const CString before = WriteOn(drive, L"before.txt");
     watcher.SetDataXmlPath(WriteRules(L"data.xml", RuleOn(drive)));
     StartAndWait();
     watcher.AddSingleNotification(before);
-    ASSERT_TRUE(disk.Eject());
+    ASSERT_TRUE(disk->Eject());
     EXPECT_TRUE(UntilWatched(false));
     EXPECT_TRUE(Drain().empty());
     EXPECT_TRUE(Pending(before));
-    ASSERT_TRUE(disk.Insert());
+    ASSERT_TRUE(disk->Insert());
     EXPECT_TRUE(UntilWatched(true));
     EXPECT_TRUE(Receives(before));
     EXPECT_TRUE(Receives(WriteOn(drive, L"after.txt")));
     watcher.AbortWatching();
 }
 
-TEST_F(VirtualDisks, AnotherDiskUnderTheLetterIsNotWatched)
+TEST_F(DiskWithLetter, AnotherDiskUnderTheLetterIsNotWatched)
 {
-    const std::wstring drive = FreeDrive();
-    if (drive.empty())
-        GTEST_SKIP() << "no letter from H: to V: is free";
-    VirtualDisk first(DiskFolder(L"first"), drive);
-    if (!first.WhyNot().empty())
-        GTEST_SKIP() << first.WhyNot();
     const unsigned serial = SerialOfDrive(static_cast<char>(drive[0] - L'A' + 'a'));
     ASSERT_NE(serial, 0u);
-    ASSERT_TRUE(first.Eject());
+    ASSERT_TRUE(disk->Eject());
     VirtualDisk second(DiskFolder(L"second"), drive);
     ASSERT_EQ(second.WhyNot(), "");
     WriteOn(drive, L"of another.txt");

@@ -69,7 +69,7 @@ private:
     bool CanBeSettled(const CString& path, Entry& entry) const;
     bool IsCacheLoaded() const;
     bool OpenIndex();
-    // What came of an entry. One that cannot be examined stays pending.
+    // The result for one entry. An entry that cannot be examined stays pending.
     enum class Collected { Whole, Unknown, Stopped };
     Collected CollectEntry(const CString& path, const Entry& entry);
     // Returns nothing when the index could not be read to its end.

@@ -1,6 +1,6 @@
 // The drives of the selection, as the watch thread knows them, and the reports of the service about them.
 //
-// Any thread. The watch thread changes which drives there are, and so does Move, on a thread of the service. Nobody
+// Any thread. The watch thread changes which drives there are, and so does Move, on a thread of the service. No thread
 // asks the disk, or begins or ends a watch, with the lock held: a share that is away may take long to answer.
 #pragma once
 

@@ -33,7 +33,7 @@ private:
 
     struct Attempts {
         Retry retry;
-        std::int64_t began = 0; // time when the watch began; 0: it could not begin, or has ended
+        std::int64_t began = 0; // time when the watch began; 0: it could not begin
     };
 
     CDirectoryChangeHandler& m_handler;

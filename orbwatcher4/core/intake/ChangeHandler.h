@@ -40,7 +40,7 @@ public:
     PathOutcome ProcessChangedFile(const wchar_t* path, Arrival arrival, std::optional<DWORD> listed = std::nullopt);
 
     // Makes a selected path pending that cannot be examined now: its drive is away, or the letter holds another volume.
-    // What is pending for the path stays.
+    // A pending entry of the path stays.
     void KeepUnreachable(const wchar_t* path);
 
     // The path of an event as the rules and the store see it.
