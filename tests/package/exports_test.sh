@@ -11,7 +11,7 @@ LISTS=$ROOT/docs/exports
 
 exported() {
     x86_64-w64-mingw32-objdump -p "$BUILD/$TREE_NAME/bin/$1.dll" |
-        sed -n '/Name Pointer\] Table/,/^$/s/^\t\[ *[0-9]*\] //p' | LC_ALL=C sort
+        sed -n '/Name Pointer\] Table/,/^$/s/^\t\[ *[0-9]*\]\( +base\[ *[0-9]*\] *[0-9a-f]*\)\{0,1\} *//p' | LC_ALL=C sort
 }
 
 TREE_NAME=$1

@@ -11,6 +11,10 @@ shift 2
 . "$(dirname "${BASH_SOURCE[0]}")/../../tools/lib.sh"
 . "$ROOT/tools/prefix.sh"
 
+# The server goes on until it is ended. By itself it ends with its last program, and a program that begins meanwhile
+# fails.
+mkdir -p "$PREFIX"
+WINEPREFIX=$PREFIX "${WINE%/*}/wineserver64" -p || true # it may be running
 make_bare_prefix
 rm -rf "$PREFIX/drive_c/kit"
 cp -Rl "$kit" "$PREFIX/drive_c/kit"

@@ -76,6 +76,7 @@ try "the totals stand at the end" said '^[0-9]+ passed, 0 failed, [0-9]+ skipped
 try "the page names the reasons of skipped tests" page_says 'FSCTL_SET_REPARSE_POINT'
 try "nothing is left but the reports" nothing_is_left
 try "a program that fails, crashes or hangs makes the run end with 1" ends_with 1 fails crashes hangs mfc_tests --limit 3
+try "the page is written all the same" said '^report.xml and report.html are written'
 try "the programs after it run all the same" said '^mfc_tests +[1-9][0-9]* passed, 0 failed'
 try "the page says which test failed, and how" page_says 'fails: Misbehaving.Second'
 try "the page says which test crashed" page_says 'ended with code 0xC0000005 during this test'

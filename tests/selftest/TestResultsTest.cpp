@@ -1,4 +1,4 @@
-// What the records and the end of a program say of its tests.
+// The results of a program's tests, read from its records and its end.
 #include "tests/selftest/TestResults.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 // Runs the tests of one program and looks after each of them whether the heap
-// is whole and the lock order was kept. ORB_TEST_RECORDS names a file for what
-// becomes of them (TestRecords.h).
+// is whole and the lock order was kept. ORB_TEST_RECORDS names a file for the
+// records of them (TestRecords.h).
 #include <gtest/gtest.h>
 
 #ifdef _WIN32

@@ -1,4 +1,4 @@
-// What a run of a test program does, one record a line: so another program knows how each test ended, and which test
+// The records of a run of a test program, a line each: so another program knows how each test ended, and which test
 // was running when this program crashed or was killed. tests/selftest reads the lines.
 //
 //     {"begun":"Suite.Test"}

@@ -41,7 +41,7 @@ private:
     bool m_made = false;
 };
 
-// What the task runs, in its own session.
+// The task runs this test, in its own session.
 TEST(GlobalNames, DISABLED_SignalsTheEvent)
 {
     const KernelHandle event(OpenEventW(EVENT_MODIFY_STATE, FALSE, EventName()));

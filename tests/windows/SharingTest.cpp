@@ -75,7 +75,7 @@ TEST_F(Sharing, AFileUnderAnOplockIsToldAsHeldAndNobodyWaits)
     if (!oplock.Why().empty())
         GTEST_SKIP() << oplock.Why();
     FileTimes times;
-    EXPECT_EQ(ReadFileTimes(path, false, times), FileTimesResult::Held); // returns, though nobody answers
+    EXPECT_EQ(ReadFileTimes(path, false, times), FileTimesResult::Held); // returns, though the holder does not answer
     oplock.Release();
     EXPECT_EQ(ReadFileTimes(path, false, times), FileTimesResult::Read);
 }
