@@ -19,7 +19,13 @@ make_bare_prefix
 rm -rf "$PREFIX/drive_c/kit"
 cp -Rl "$kit" "$PREFIX/drive_c/kit"
 cd "$PREFIX/drive_c/kit"
-status=0
-"$WINE" cmd.exe /c selftest.cmd "$@" </dev/null || status=$?
+# Wine now and then cannot start a program, and says so itself; that says nothing of the kit, which is started again.
+for attempt in 1 2 3; do
+    status=0
+    "$WINE" cmd.exe /c selftest.cmd "$@" </dev/null 2>"$PREFIX/errors" || status=$?
+    cat "$PREFIX/errors" >&2
+    grep -q '^ShellExecuteEx failed' "$PREFIX/errors" || break
+    say "the kit has not begun (attempt $attempt)"
+done
 [ -n "${KEEP_WINE:-}" ] || "${WINE%/*}/wineserver64" -k || true
 exit $status
