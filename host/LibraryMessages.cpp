@@ -50,13 +50,13 @@ bool TellsOfUnkept(const std::wstring& message)
 }
 
 LibraryMessages::LibraryMessages(Keep keep)
-    : m_token(g_OrbLog.AddSink([this, keep](const LogLine& line) {
-          if (keep == Keep::Failures && line.level != LogLevel::Error)
-              return;
-          const std::scoped_lock lock(m_mutex);
-          if (m_lines.size() < MostKept)
-              m_lines.push_back({line.level, line.text, IsFinding(line)});
-      }))
+    : m_token(g_OrbLog.AddSink(
+          [this](const LogLine& line) {
+              const std::scoped_lock lock(m_mutex);
+              if (m_lines.size() < MostKept)
+                  m_lines.push_back({line.level, line.text, IsFinding(line)});
+          },
+          keep == Keep::Failures ? LogLevel::Error : LogLevel::Info))
 {
 }
 

@@ -7,6 +7,7 @@
 
 #include <spdlog/pattern_formatter.h>
 
+#include <algorithm>
 #include <memory>
 
 LogFile::LogFile()
@@ -25,9 +26,15 @@ void LogFile::SetLimits(std::uint64_t bytes, int oldFiles)
 {
     m_limit = bytes;
     m_oldFiles = oldFiles;
+    m_unasked = 0;
 }
 
-void LogFile::Close() { m_file.Reset(); }
+void LogFile::Close()
+{
+    m_file.Reset();
+    m_size = 0;
+    m_unasked = 0; // the system is asked for the size of the next file
+}
 
 CString LogFile::NumberedPath(int number) const
 {
@@ -68,20 +75,29 @@ std::uint64_t LogFile::Size() const
     return m_file && GetFileSizeEx(m_file.Get(), &size) ? static_cast<std::uint64_t>(size.QuadPart) : 0;
 }
 
-// Asks the system for the size each time, because other processes write to the file, too. A file that another process
-// has renamed is full: so this process notices the new one.
+// Asks the system for the size now and then, because other processes write to the file, too. A file that another
+// process has renamed is full: so this process notices the new one.
+bool LogFile::HasRoom(std::uint64_t coming)
+{
+    constexpr std::uint64_t partOfLimit = 16;
+    if (coming > m_unasked || m_size + coming > m_limit) {
+        m_size = Size();
+        m_unasked = m_limit / partOfLimit;
+    }
+    const bool hasRoom = m_size == 0 || m_size + coming <= m_limit;
+    m_unasked -= std::min(m_unasked, coming);
+    m_size += coming;
+    return hasRoom;
+}
+
 void LogFile::MakeRoom(std::uint64_t coming)
 {
-    const auto full = [&] {
-        const std::uint64_t size = Size();
-        return size != 0 && size + coming > m_limit;
-    };
     if (!m_file && !Open())
         return;
-    if (!full())
+    if (HasRoom(coming))
         return;
     Close();
-    if (!Open() || !full())
+    if (!Open() || HasRoom(coming))
         return;
     Close();
     Rename();

@@ -39,6 +39,7 @@ private:
     CString NumberedPath(int number) const;
     bool Open();
     std::uint64_t Size() const;
+    bool HasRoom(std::uint64_t coming);
     void MakeRoom(std::uint64_t coming);
     void Rename();
 
@@ -46,5 +47,7 @@ private:
     FileHandle m_file;
     std::uint64_t m_limit = 10 * 1024 * 1024;
     int m_oldFiles = 3;
+    std::uint64_t m_size = 0;    // bytes when the system was asked last, and those that were written since
+    std::uint64_t m_unasked = 0; // bytes until the system is asked again
     unsigned long m_error = 0;
 };

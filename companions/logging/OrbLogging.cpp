@@ -7,6 +7,7 @@
 #include "support/TrustedFile.h"
 #include "support/Utf8Text.h"
 
+#include <atomic>
 #include <cstdarg>
 #include <cwchar>
 #include <map>
@@ -17,11 +18,18 @@ namespace
 
 constexpr ULONGLONG RetryAfterMs = 5000;
 
+// Formats most lines once. A longer one is formatted twice: to count its units, and to write them.
 std::wstring FormatText(const wchar_t* format, va_list arguments)
 {
     if (!format)
         return {};
+    wchar_t shortText[512];
     va_list counted;
+    va_copy(counted, arguments);
+    const int written = _vsnwprintf(shortText, std::size(shortText), format, counted);
+    va_end(counted);
+    if (written >= 0)
+        return {shortText, static_cast<std::size_t>(written)};
     va_copy(counted, arguments);
     const int length = _vscwprintf(format, counted);
     va_end(counted);
@@ -73,7 +81,11 @@ private:
 struct COrbLog::State {
     RankedSection section{LockRank::Log, L"log"};
     // The section guards all members below.
-    std::map<std::uint64_t, Sink> sinks;
+    struct LeveledSink {
+        Sink call;
+        LogLevel least;
+    };
+    std::map<std::uint64_t, LeveledSink> sinks;
     std::uint64_t lastToken = 0;
     LogFile file;
     LogLevel least = LogLevel::Info;
@@ -82,7 +94,10 @@ struct COrbLog::State {
     bool broken = false; // the last attempt at the file failed
     ULONGLONG triedAt = 0;
     bool writing = false;
+    // Neither the file nor a sink wants the lines below this level. Read without the section.
+    std::atomic<LogLevel> leastWanted = LogLevel::Info;
 
+    void FindLeastWanted();
     void Write(LogLevel level, const wchar_t* source, int sourceLine, const wchar_t* format,
                va_list arguments) noexcept;
     void ToSinks(const LogLine& line);
@@ -90,10 +105,20 @@ struct COrbLog::State {
     void FollowDataFolder();
 };
 
+void COrbLog::State::FindLeastWanted()
+{
+    LogLevel wanted = least;
+    for (const auto& [token, sink] : sinks)
+        wanted = std::min(wanted, sink.least);
+    leastWanted = wanted;
+}
+
 // Keeps the thread's last error: callers log between a failed call and the question for its error.
 void COrbLog::State::Write(LogLevel level, const wchar_t* source, int sourceLine, const wchar_t* format,
                            va_list arguments) noexcept
 {
+    if (level < leastWanted)
+        return;
     const DWORD lastError = GetLastError();
     try {
         const std::wstring text = FormatText(format, arguments);
@@ -115,8 +140,10 @@ void COrbLog::State::Write(LogLevel level, const wchar_t* source, int sourceLine
 void COrbLog::State::ToSinks(const LogLine& line)
 {
     for (const auto& [token, sink] : sinks) {
+        if (line.level < sink.least)
+            continue;
         try {
-            sink(line);
+            sink.call(line);
         } catch (...) {
             // The other sinks and the file still receive the line.
         }
@@ -179,10 +206,11 @@ void COrbLog::WriteLog(int severity, const wchar_t* source, int line, const wcha
     va_end(arguments);
 }
 
-std::uint64_t COrbLog::AddSink(Sink sink)
+std::uint64_t COrbLog::AddSink(Sink sink, LogLevel least)
 {
     const CSingleLock lock(m_state->section);
-    m_state->sinks.emplace(++m_state->lastToken, std::move(sink));
+    m_state->sinks.emplace(++m_state->lastToken, State::LeveledSink{std::move(sink), least});
+    m_state->FindLeastWanted();
     return m_state->lastToken;
 }
 
@@ -190,6 +218,7 @@ void COrbLog::RemoveSink(std::uint64_t token)
 {
     const CSingleLock lock(m_state->section);
     m_state->sinks.erase(token);
+    m_state->FindLeastWanted();
 }
 
 void COrbLog::SetFileLimits(std::uint64_t bytes, int oldFiles)
@@ -202,6 +231,7 @@ void COrbLog::SetLevel(LogLevel least)
 {
     const CSingleLock lock(m_state->section);
     m_state->least = least;
+    m_state->FindLeastWanted();
 }
 
 void COrbLog::Close()

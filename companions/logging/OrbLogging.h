@@ -47,19 +47,19 @@ public:
     /// line.
     void WriteLog(int severity, const wchar_t* source, int line, const wchar_t* format, ...);
 
-    /// A function that receives every line, on the thread that writes it, one line at a time. It must not log. AddSink
-    /// returns a token to remove it; once RemoveSink returns, the sink is not called any more.
+    /// A function that receives lines, on the thread that writes them, one line at a time. It must not log.
     using Sink = std::function<void(const LogLine&)>;
-    /// Sends every later line to the sink, too. Returns the token for RemoveSink.
-    std::uint64_t AddSink(Sink sink);
+    /// Sends every later line of this level or a higher one to the sink, too. Returns the token for RemoveSink.
+    std::uint64_t AddSink(Sink sink, LogLevel least = LogLevel::Info);
     /// Removes the sink. Waits when the sink is being called. Do not call it from inside a sink.
     void RemoveSink(std::uint64_t token);
 
     /// Sets the limits: a file beyond `bytes` is renamed to OrbWatcher.1.log, and so on; `oldFiles` of these are kept.
-    /// The defaults are 10 MiB and three old files.
+    /// The defaults are 10 MiB and three old files. A file that several processes write to may become longer by a
+    /// sixteenth of the limit for each of them.
     void SetFileLimits(std::uint64_t bytes, int oldFiles);
-    /// Sets the least important lines that get into the file: Info is everything, and the default. Sinks get every
-    /// line.
+    /// Sets the least important lines that get into the file: Info is everything, and the default. A line that neither
+    /// the file nor a sink wants is not even formatted.
     void SetLevel(LogLevel least);
     /// Closes the file, so that the data folder can be moved; the next line opens it again.
     void Close();

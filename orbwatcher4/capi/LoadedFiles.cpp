@@ -13,10 +13,12 @@ class LoggedFailures
 {
 public:
     LoggedFailures()
-        : m_token(g_OrbLog.AddSink([this, thread = GetCurrentThreadId()](const LogLine& line) {
-              if (line.level == LogLevel::Error && GetCurrentThreadId() == thread)
-                  m_text += (m_text.empty() ? L"" : L"; ") + std::wstring(line.text);
-          }))
+        : m_token(g_OrbLog.AddSink(
+              [this, thread = GetCurrentThreadId()](const LogLine& line) {
+                  if (GetCurrentThreadId() == thread)
+                      m_text += (m_text.empty() ? L"" : L"; ") + std::wstring(line.text);
+              },
+              LogLevel::Error))
     {
     }
     ~LoggedFailures() { g_OrbLog.RemoveSink(m_token); }

@@ -8,9 +8,6 @@ namespace
 
 constexpr PathFingerprint NoFingerprint = {~0ull, ~0ull};
 
-// Returns a junction's key in the cache.
-CString JunctionKey(const CString& junction) { return WithBackslash(junction).MakeLower(); }
-
 // Returns a key that no directory has, because no name contains an asterisk.
 PathFingerprint FilesKey(const CString& folder) { return FingerprintOf((WithBackslash(folder) + L'*').View()); }
 
@@ -28,7 +25,7 @@ bool WalkMemory::AddScanned(CString& folder)
 
 void WalkMemory::Remember(const CString& junction, const CString& destination)
 {
-    const CString key = JunctionKey(junction);
+    const CString key = WithBackslash(junction);
     const WriteScope scope(m_lock);
     m_junctions[key] = destination;
 }
@@ -36,11 +33,15 @@ void WalkMemory::Remember(const CString& junction, const CString& destination)
 void WalkMemory::Follow(CString& path)
 {
     const ReadScope scope(m_lock);
-    // Only the first matching key is applied, in key order.
-    for (const auto& [junction, destination] : m_junctions) {
-        if (!BeginsNoCase(path.View(), junction.View()))
+    if (m_junctions.empty())
+        return;
+    // Only the first junction on the way from the root is applied.
+    const std::wstring_view text = path.View();
+    for (std::size_t slash = text.find(L'\\'); slash != text.npos; slash = text.find(L'\\', slash + 1)) {
+        const auto found = m_junctions.find(text.substr(0, slash + 1));
+        if (found == m_junctions.end())
             continue;
-        path = WithBackslash(destination) + path.Mid(junction.GetLength());
+        path = WithBackslash(found->second) + path.Mid(found->first.GetLength());
         return;
     }
 }
@@ -75,7 +76,7 @@ bool WalkMemory::AreFilesReported(const CString& folder)
 
 void WalkMemory::Correct(const CString& junction, const CString& destination)
 {
-    const CString key = JunctionKey(junction);
+    const CString key = WithBackslash(junction);
     const WriteScope scope(m_lock);
     if (const auto found = m_junctions.find(key); found != m_junctions.end())
         found->second = destination;
@@ -83,7 +84,7 @@ void WalkMemory::Correct(const CString& junction, const CString& destination)
 
 void WalkMemory::Forget(const CString& folder)
 {
-    const CString key = JunctionKey(folder);
+    const CString key = WithBackslash(folder);
     {
         const ReadScope scope(m_lock); // hardly any folder was a junction once
         if (!m_junctions.contains(key))
@@ -95,9 +96,9 @@ void WalkMemory::Forget(const CString& folder)
 
 void WalkMemory::ForgetAll(const CString& path)
 {
-    const CString prefix = JunctionKey(path);
+    const CString prefix = WithBackslash(path);
     const auto isBelow = [&](auto junction) {
-        return junction != m_junctions.end() && junction->first.View().starts_with(prefix.View());
+        return junction != m_junctions.end() && BeginsNoCase(junction->first.View(), prefix.View());
     };
     {
         const ReadScope scope(m_lock); // hardly any path was a junction

@@ -5,6 +5,7 @@
 #include "companions/readerswriters/ReadersWriters.h"
 #include "mfc/CString.h"
 #include "support/HashMemory.h"
+#include "support/NoCaseKeys.h"
 #include "support/PathFingerprint.h"
 
 #include <sparsehash/dense_hash_set>
@@ -41,7 +42,7 @@ public:
     void Follow(CString& path);
 
 private:
-    std::map<CString, CString> m_junctions; // lower-cased junction ending in "\" to destination; guarded by m_lock
+    std::map<CString, CString, NoCase::Before> m_junctions; // junction ending in "\" to destination; guarded by m_lock
     ReadersWriters m_lock;
     google::dense_hash_set<PathFingerprint, std::hash<PathFingerprint>, std::equal_to<PathFingerprint>,
                            HashMemory<PathFingerprint>>

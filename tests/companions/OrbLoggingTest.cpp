@@ -240,6 +240,75 @@ TEST_F(OrbLogging, TheFileCanBeMovedWhileItIsOpen)
     EXPECT_EQ(LinesIn(LogText(L"data\\kept.log")), 1u);
 }
 
+// Counts the formatting, the questions for the file's size and the writes.
+int g_formatted, g_asked, g_written;
+
+int CountedFormat(wchar_t* text, std::size_t units, const wchar_t* format, va_list arguments)
+{
+    ++g_formatted;
+    return _vsnwprintf(text, units, format, arguments);
+}
+BOOL WINAPI CountedSize(HANDLE file, LARGE_INTEGER* size)
+{
+    ++g_asked;
+    return GetFileSizeEx(file, size);
+}
+BOOL WINAPI CountedWrite(HANDLE file, const void* bytes, DWORD size, DWORD* written, OVERLAPPED* overlapped)
+{
+    ++g_written;
+    return WriteFile(file, bytes, size, written, overlapped);
+}
+
+class LoggingCost : public OrbLogging
+{
+protected:
+    LoggingCost() { g_formatted = g_asked = g_written = 0; }
+
+    COrbLog log;
+
+private:
+    const ImportedCall m_format{L"OrbLogging.dll", "_vsnwprintf", CountedFormat};
+    const ImportedCall m_size{L"OrbLogging.dll", "GetFileSizeEx", CountedSize};
+    const ImportedCall m_write{L"OrbLogging.dll", "WriteFile", CountedWrite};
+};
+
+TEST_F(LoggingCost, ALineIsFormattedOnceAndWrittenOnce)
+{
+    for (int i = 0; i < 100; ++i)
+        log.Log(L"Adding ...  %s", L"C:\\folder\\file.txt");
+    EXPECT_EQ(g_formatted, 100);
+    EXPECT_EQ(g_written, 100);
+    EXPECT_LE(g_asked, 1); // for its room
+}
+
+TEST_F(LoggingCost, ALineThatIsNotWantedIsNotFormatted)
+{
+    log.SetLevel(LogLevel::Abort);
+    const std::uint64_t failures = log.AddSink([](const LogLine&) {}, LogLevel::Error);
+    log.Log(L"Adding ...  %s", L"C:\\folder\\file.txt");
+    EXPECT_EQ(g_formatted, 0);
+    const std::uint64_t everything = log.AddSink([](const LogLine&) {});
+    log.Log(L"%d", 1);
+    EXPECT_EQ(g_formatted, 1);
+    log.RemoveSink(everything);
+    log.RemoveSink(failures);
+    log.Log(L"%d", 2);
+    EXPECT_EQ(g_formatted, 1);
+    EXPECT_EQ(g_written, 0);
+}
+
+TEST_F(OrbLogging, ASinkReceivesTheLinesOfItsLevel)
+{
+    std::vector<std::wstring> texts;
+    const std::uint64_t token =
+        g_OrbLog.AddSink([&](const LogLine& line) { texts.push_back(line.text); }, LogLevel::Abort);
+    g_OrbLog.Log(L"information");
+    g_OrbLog.WriteLog(1, L"OrbWatcher", 1, L"aborted");
+    g_OrbLog.WriteLog(2, L"OrbWatcher", 2, L"failed");
+    g_OrbLog.RemoveSink(token);
+    EXPECT_EQ(texts, (std::vector<std::wstring>{L"aborted", L"failed"}));
+}
+
 bool Impersonates()
 {
     HANDLE token = nullptr;

@@ -22,7 +22,8 @@ TEST(DumpFilePage, TheExampleIsWhatIsWrittenForTheTwoPaths)
     {
         DumpWriter writer(folder.Path(L"dump.bin"), disk);
         for (const std::wstring& path : paths)
-            ASSERT_TRUE(writer.Write(path.c_str()));
+            ASSERT_TRUE(writer.Add(path.c_str()));
+        ASSERT_TRUE(writer.Finish());
     }
     EXPECT_EQ(folder.ReadBytes(L"dump.bin"), Pages::Example("watcher_dump.bin"));
 }

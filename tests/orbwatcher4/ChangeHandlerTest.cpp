@@ -3,6 +3,7 @@
 #include "companions/settings/OrbSettings.h"
 #include "support/Hashes.h"
 #include "support/SystemPath.h"
+#include "tests/orbwatcher4/AttributeQuestions.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 
 namespace
@@ -468,6 +469,18 @@ TEST_F(Changes, AStopDuringAnExpansionMakesTheNextFullEnumerationDue)
     EXPECT_FALSE(Pending(InTree(L"new\\f.txt")));
     settings.Load();
     EXPECT_EQ(settings.GetValue(L"Backup::FirstTimeRunTime", -1), 0);
+}
+
+TEST_F(Changes, AnotherEventOfAPendingNewFileAsksTheDiskNothing)
+{
+    const CString file = Write(L"a.txt");
+    Handler().OnFileAdded(file);
+    const NotificationPtr pending = Parts().pending.Find(file);
+    ASSERT_TRUE(pending);
+    const AttributeQuestions questions(L"a.txt");
+    Handler().OnFileModified(file);
+    EXPECT_EQ(questions.Asked(), 0);
+    EXPECT_EQ(Parts().pending.Find(file), pending);
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 // The contents of a new folder.
 #include "companions/settings/OrbSettings.h"
 #include "orbwatcher4/filter/FilterAccess.h"
+#include "tests/orbwatcher4/AttributeQuestions.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 
 namespace
@@ -52,6 +53,15 @@ TEST_F(Expansion, ARememberedLinkToAFolderAboveItselfEnds)
     EXPECT_FALSE(Parts().stop.IsSet());
     Parts().stop.ResetEvent();
     EXPECT_TRUE(RemoveLink(link.GetString()));
+}
+
+TEST_F(Expansion, TheListOfTheFolderSavesTheQuestionsForTheAttributesOfItsFiles)
+{
+    const CString file = Write(L"new\\plain.txt");
+    const AttributeQuestions questions(L"plain.txt");
+    Handler().OnFileAdded(InTree(L"new"));
+    EXPECT_EQ(questions.Asked(), 0);
+    EXPECT_TRUE(Pending(file));
 }
 
 TEST_F(Expansion, AFolderThatIsSwappedForAnotherBringsItsFiles)

@@ -1,5 +1,8 @@
 // Adding rules while the watcher runs.
 #include "tests/orbwatcher4/WatcherFixture.h"
+#include "tests/support/ImportedCall.h"
+
+#include <thread>
 
 namespace
 {
@@ -79,6 +82,100 @@ TEST_F(NewRules, ARuleThatContradictsAHeldOneIsNotAccepted)
         Item(L"path=\"" + std::wstring(tree) + L"\" type=\"1\" includeSub=\"1\" exclude=\"1\"");
     EXPECT_EQ(watcher.AddNewQueueItem(Rules(opposite), false, nullptr, 0), RulesQueued);
     EXPECT_EQ(watcher.Explain(Write(L"f.txt")).decision, Included);
+}
+
+// Another thread judges a path while this thread replaces a file or reads the volumes of the drives.
+class OtherThreadJudges
+{
+public:
+    OtherThreadJudges(COrbWatcher& watcher, const CString& path)
+    {
+        s_judge = [this, &watcher, path] {
+            ++m_asked;
+            std::thread thread([this, &watcher, path] {
+                watcher.Explain(path);
+                m_judged.SetEvent();
+            });
+            constexpr DWORD longest = 10000; // milliseconds; only a failure takes them
+            m_waited = m_waited || !m_judged.Lock(longest);
+            m_threads.push_back(std::move(thread));
+        };
+    }
+    ~OtherThreadJudges()
+    {
+        s_judge = nullptr;
+        for (std::thread& thread : m_threads)
+            thread.join();
+    }
+    // Returns true when it judged each time, and never had to wait for this thread.
+    bool Succeeded() const { return m_asked > 0 && !m_waited; }
+
+private:
+    static void Judge()
+    {
+        if (const auto judge = std::exchange(s_judge, nullptr)) {
+            judge();
+            s_judge = judge;
+        }
+    }
+    static BOOL WINAPI Replace(const wchar_t* target, const wchar_t* draft, const wchar_t* kept, DWORD flags, void* a,
+                               void* b)
+    {
+        Judge();
+        return SystemFunction<decltype(ReplaceFileW)>("ReplaceFileW")(target, draft, kept, flags, a, b);
+    }
+    static BOOL WINAPI Volume(const wchar_t* root, wchar_t* label, DWORD labelSize, DWORD* serial, DWORD* longest,
+                              DWORD* flags, wchar_t* system, DWORD systemSize)
+    {
+        Judge();
+        return SystemFunction<decltype(GetVolumeInformationW)>("GetVolumeInformationW")(
+            root, label, labelSize, serial, longest, flags, system, systemSize);
+    }
+
+    static inline std::function<void()> s_judge;
+    int m_asked = 0;
+    bool m_waited = false;
+    CEvent m_judged;
+    std::vector<std::thread> m_threads;
+    const ImportedCall m_replace{nullptr, "ReplaceFileW", &Replace};
+    const ImportedCall m_volume{nullptr, "GetVolumeInformationW", &Volume};
+};
+
+TEST_F(NewRules, LetOtherThreadsJudgeWhileTheyAreMerged)
+{
+    const CString rules = Rules(TreeItem());
+    OtherThreadJudges other(watcher, InTree(L"a.txt"));
+    EXPECT_EQ(watcher.AddNewQueueItem(rules, false, nullptr, 1), RulesQueued);
+    EXPECT_TRUE(other.Succeeded());
+}
+
+TEST_F(NewRules, LetOtherThreadsJudgeWhileTheSelectionIsLoaded)
+{
+    Select(TreeItem());
+    OtherThreadJudges other(watcher, InTree(L"a.txt"));
+    EXPECT_TRUE(Parts().LoadSelection());
+    EXPECT_TRUE(other.Succeeded());
+}
+
+TEST_F(NewRules, ThatAreRefusedLeaveNothingToBeHandedOutThatCameWhileTheyWereMerged)
+{
+    const CString rules = Rules(TreeItem()), file = Write(L"a.txt");
+    {
+        static ChangeHandler* handler;
+        static CString reported;
+        handler = &Handler();
+        reported = file;
+        const auto replace = [](const wchar_t*, const wchar_t*, const wchar_t*, DWORD, void*, void*) -> BOOL {
+            handler->OnFileAdded(reported);
+            SetLastError(ERROR_DISK_FULL);
+            return FALSE;
+        };
+        const ImportedCall refused(nullptr, "ReplaceFileW", +replace);
+        EXPECT_EQ(watcher.AddNewQueueItem(rules, false, nullptr, 1), RulesNotLoaded);
+    }
+    EXPECT_TRUE(Pending(file));
+    EXPECT_TRUE(Drain().empty());
+    EXPECT_FALSE(Pending(file));
 }
 
 } // namespace

@@ -51,7 +51,8 @@ protected:
             FileWriter writer;
             DumpWriter dump(DumpFilePath(), writer);
             for (std::size_t from = 0, to; (to = lines.find(L'\n', from)) != lines.npos; from = to + 1)
-                EXPECT_TRUE(dump.Write(lines.substr(from, to - from).c_str()));
+                EXPECT_TRUE(dump.Add(lines.substr(from, to - from).c_str()));
+            EXPECT_TRUE(dump.Finish());
         }
         g_asked.clear();
         const ImportedCall attributes(nullptr, "GetFileAttributesW", &NoteAttributes);

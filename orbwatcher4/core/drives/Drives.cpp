@@ -31,6 +31,7 @@ Drives::Drives(Selection& selection)
 void Drives::Move(const CString& root)
 {
     const std::int32_t serial = VolumeSerial(RootOf(root)).value_or(0);
+    const CSingleLock files(m_selection.filesLock); // rules that are being loaded would keep the old letter
     const CSingleLock lock(m_lock);
     if (const auto same = m_list.find(root); same != m_list.end())
         LetStay(same->second); // it may have returned before the watcher noticed that it was gone

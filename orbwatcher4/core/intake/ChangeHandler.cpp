@@ -86,6 +86,27 @@ bool IsDeletion(const NotificationPtr& notification)
     return notification && notification->kind == NotificationKind::Deleted;
 }
 
+// Returns true for another event of a save that is pending already: the disk is not asked. The index must not hold the
+// path, since otherwise the file may be as it was backed up, and its entry is dropped. A path that the store has in
+// another form, such as that of a folder, is no echo.
+bool IsEcho(const IntakeParts& m, const CString& path)
+{
+    const auto isPending = [&](const PendingStore::Locked& store) {
+        const NotificationPtr pending = store->Find(path);
+        return pending && !IsDeletion(pending);
+    };
+    CachedDatum datum;
+    if (!isPending(PendingStore::Locked(m.pending)) ||
+        CIndexDB::GetCachedData(CIndexDB::CalculateUuid(path), datum, 1) ||
+        Classify(m.selection, path).decision != Included)
+        return false;
+    const PendingStore::Locked store(m.pending);
+    if (!isPending(store))
+        return false;
+    store->NoteReport(path);
+    return true;
+}
+
 // Keeps the deletion of a folder's children when a file or another folder has taken its place.
 void KeepDeletionOfChildren(PendingStore::Locked& store, const CString& path, const NotificationPtr& pending)
 {
@@ -437,7 +458,7 @@ void ChangeHandler::KeepUnreachable(const wchar_t* path)
 
 void ChangeHandler::ProcessModified(const wchar_t* eventPath)
 {
-    if (LeftOutByName(eventPath))
+    if (LeftOutByName(eventPath) || IsEcho(m, eventPath))
         return;
     const std::optional<EventPath> event = NormalizeEventPath(eventPath);
     if (!event)

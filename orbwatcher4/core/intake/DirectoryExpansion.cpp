@@ -1,5 +1,6 @@
 // Handles everything in a new folder.
 #include "companions/logging/OrbLogging.h"
+#include "orbwatcher4/core/environment/Completes.h"
 #include "orbwatcher4/core/environment/FileFindData.h"
 #include "orbwatcher4/core/intake/ChangeHandler.h"
 #include "support/Backslash.h"
@@ -67,8 +68,12 @@ void ChangeHandler::AddDirectoryChildren(const EventPath& folder)
             m.due.MakeFull();
             return;
         }
-        if (!IsDots(data.cFileName))
-            OnFileAdded(WithBackslash(path) + data.cFileName);
+        // The list's attributes save the questions for those of each item.
+        const auto add = [&] {
+            ProcessChangedFile(WithBackslash(path) + data.cFileName, Arrival::Event, data.dwFileAttributes);
+        };
+        if (!IsDots(data.cFileName) && !Completes(L"Taking a change in", add))
+            m.due.MakeFull();
     } while (FindNextFileW(search.Get(), &data));
     ReadEnded(path, GetLastError());
 }

@@ -17,8 +17,10 @@ AddQueueItemResult RuleAddition::Add(const wchar_t* xmlPath, bool deleteWhenDone
         return RulesNotLoaded;
     AddQueueItemResult result = RulesNotLoaded;
     // The file of the rules still exists. If queueing fails, a full enumeration becomes due.
-    if (!Completes(L"Adding rules", [&] { result = TakeAndQueue(xmlPath, deleteWhenDone, excluded, mergeOnly); }))
+    if (!Completes(L"Adding rules", [&] { result = TakeAndQueue(xmlPath, deleteWhenDone, excluded, mergeOnly); })) {
+        m.pending.mayHoldUnselected = true;
         m.due.MakeFull();
+    }
     return result;
 }
 
@@ -26,6 +28,8 @@ AddQueueItemResult RuleAddition::TakeAndQueue(const wchar_t* xmlPath, bool delet
                                               std::vector<ExcludedInfo>* excluded, bool mergeOnly)
 {
     const TakenRules taken = TakeNewRules(m.selection, xmlPath);
+    if (!taken.merged)
+        m.pending.mayHoldUnselected = true;
     AddQueueItemResult result = taken.loaded ? RulesQueued : RulesNotLoaded;
     if (!mergeOnly) {
         const ActingForUser user(m.config.userToken);

@@ -181,12 +181,12 @@ bool Dump::WriteLines(const std::vector<NotificationStore::Entry>& entries)
                 if (entry.notification->kind == NotificationKind::Deleted &&
                     !IsReallyGone(WithoutBackslash(entry.path)))
                     m_due.MakeFull();
-                return dump.Write(entry.path);
+                return dump.Add(entry.path);
             });
         }
         // The dump is on the disk before the running mark is removed: a power cut after an orderly end must not lose
         // both.
-        whole = whole && dump.Flush();
+        whole = whole && dump.Finish();
         m_kept = whole;
         if (!whole)
             m_due.MakeFull(); // the full enumeration finds the paths that could not be written

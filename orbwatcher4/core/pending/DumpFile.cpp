@@ -81,23 +81,31 @@ DumpWriter::DumpWriter(const CString& path, FileWriter& writer) : m_file(OpenFor
         m_file.Reset();
 }
 
-bool DumpWriter::Write(const CString& path)
+bool DumpWriter::Add(const CString& path)
 {
-    CString line;
-    line.Format(L"%s\n", path.GetString());
-    const DWORD size = static_cast<DWORD>(line.GetLength()) * sizeof(wchar_t);
+    constexpr std::size_t blockUnits = 64 * 1024 / sizeof(wchar_t);
+    m_block.append(path.View()) += L'\n';
+    return m_block.size() < blockUnits || WriteBlock();
+}
+
+bool DumpWriter::WriteBlock()
+{
+    const DWORD size = static_cast<DWORD>(m_block.size() * sizeof(wchar_t));
     DWORD written = 0;
-    if (m_writer.Write(m_file.Get(), line.GetString(), size, &written) && written == size) {
+    if (m_writer.Write(m_file.Get(), m_block.data(), size, &written) && written == size) {
         m_end.QuadPart += size;
+        m_block.clear();
         return true;
     }
     // Half a line would join with the first line of the next dump.
+    const std::size_t lines = m_block.substr(0, written / sizeof(wchar_t)).rfind(L'\n') + 1; // 0 without any
+    m_end.QuadPart += static_cast<LONGLONG>(lines * sizeof(wchar_t));
     SetFilePointerEx(m_file.Get(), m_end, nullptr, FILE_BEGIN);
     SetEndOfFile(m_file.Get());
     return false;
 }
 
-bool DumpWriter::Flush() { return m_writer.Flush(m_file.Get()); }
+bool DumpWriter::Finish() { return WriteBlock() && m_writer.Flush(m_file.Get()); }
 
 DumpRead ReadDump(const CString& path, const std::function<bool()>& stop,
                   const std::function<void(const CString&)>& line, FileDigest* digest)

@@ -10,6 +10,7 @@
 #include "support/Handle.h"
 
 #include <functional>
+#include <string>
 
 // Returns the path of the dump in the data folder.
 CString DumpFilePath();
@@ -21,20 +22,26 @@ bool RemoveDump();
 // Renames a dump that is not trusted, with the ending ".bad". Returns false when it is still in its place.
 bool SetDumpAside();
 
+// Appends paths to a dump, in blocks of 64 KiB.
 class DumpWriter
 {
 public:
     DumpWriter(const CString& path, FileWriter& writer);
     bool IsOpen() const { return static_cast<bool>(m_file); }
-    // Returns false when the line could not be written completely; the file then ends with the last complete line.
-    bool Write(const CString& path);
-    // Writes buffered data to the disk itself. Returns false when the system cannot.
-    bool Flush();
+    // Adds a path. Returns false when a block could not be written completely; the file then ends with the last
+    // complete line, and the paths behind it are not in it.
+    bool Add(const CString& path);
+    // Writes the last block, and everything to the disk itself. Returns false, as Add does, when the system cannot.
+    // Without this call, the last block is not in the file.
+    bool Finish();
 
 private:
+    bool WriteBlock();
+
     FileHandle m_file;
     FileWriter& m_writer;
-    LARGE_INTEGER m_end = {};
+    std::wstring m_block;
+    LARGE_INTEGER m_end = {}; // of what has been written
 };
 
 // Cut: the file does not end in a whole line. Broken: the file could not be read to its end, or the reading was

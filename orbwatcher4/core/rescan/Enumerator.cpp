@@ -22,8 +22,6 @@ struct RootRun {
 
 void ReloadSelection(const EnumerationParts& m)
 {
-    const CSingleLock primary(m.selection.primaryLock);
-    const CSingleLock secondary(m.selection.secondaryLock);
     m.selection.CountWith(&m.pending.Counters());
     m.selection.Load(m.overlay.ForFilter(), m.config.files.advanced);
     m.selection.RequestItsRoots();

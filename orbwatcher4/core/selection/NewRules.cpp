@@ -9,19 +9,52 @@
 namespace
 {
 
-// Leaves out what contradicts the selection.
-void AcceptRules(Selection& selection, const FilterList& loaded, FilterList& accepted)
+// Reads the rules of the file, and adds those that do not contradict the selection. Returns copies of these, which hold
+// the texts of their elements for the merge: other threads use the added rules from now on.
+FilterList AddRules(Selection& selection, const wchar_t* xmlPath, TakenRules& taken)
 {
-    selection.primaryLock.RequireHeld();
-    accepted.reserve(loaded.size());
-    for (const FilterPtr& rule : loaded)
-        if (selection.primary.CheckRuleNoConflict(rule)) {
-            selection.primary.AddSingleFilter(rule, false);
-            accepted.push_back(rule);
-        } else {
+    FilterList loaded, texts;
+    const CSingleLock lock(selection.primaryLock);
+    taken.loaded = selection.primary.LoadXmlFilter(xmlPath, false, &loaded, false, true);
+    selection.findings.Add(selection.primary.Findings());
+    if (!taken.loaded)
+        return texts;
+    for (const FilterPtr& rule : loaded) {
+        if (!selection.primary.CheckRuleNoConflict(rule)) {
             g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"A rule contradicts the selection and is left out: %s",
                               rule->path.GetString());
+            continue;
         }
+        taken.accepted.push_back(rule);
+        texts.push_back(std::make_shared<Filter>(*rule));
+        rule->itemText.Empty();
+        selection.primary.AddSingleFilter(rule, false);
+    }
+    // The rules must be in order even when nothing is queued, because decisions rely on it.
+    if (!taken.accepted.empty())
+        selection.primary.Sort();
+    return texts;
+}
+
+void RemoveRules(Selection& selection, const FilterList& rules)
+{
+    const CSingleLock lock(selection.primaryLock);
+    for (const FilterPtr& rule : rules)
+        selection.primary.RemoveSingleFilter(rule, false, false);
+    selection.primary.Sort();
+}
+
+bool MergeRules(const SelectionFiles& files, const FilterList& texts)
+{
+    const LockOrder::DiskScope disk;
+    return files.data.IsEmpty() || SelectionMerge::MergeIntoFile(files.data, texts);
+}
+
+void NoteContent(Selection& selection, const TakenRules& taken)
+{
+    const CSingleLock lock(selection.primaryLock);
+    if (selection.content == taken.before)
+        selection.content = taken.now;
 }
 
 } // namespace
@@ -29,43 +62,29 @@ void AcceptRules(Selection& selection, const FilterList& loaded, FilterList& acc
 TakenRules TakeNewRules(Selection& selection, const wchar_t* xmlPath)
 {
     const WithoutThreadToken asProcess; // the service has named the files
-    const CSingleLock lock(selection.primaryLock);
+    const CSingleLock oneAtATime(selection.filesLock);
     TakenRules taken;
-    FilterList loaded;
-    taken.loaded = selection.primary.LoadXmlFilter(xmlPath, false, &loaded, false, true);
-    selection.findings.Add(selection.primary.Findings());
-    if (!taken.loaded)
-        return taken;
-    const auto takeBack = [&] {
-        selection.primaryLock.RequireHeld();
-        for (const FilterPtr& rule : taken.accepted)
-            selection.primary.RemoveSingleFilter(rule, false, false);
-        selection.primary.Sort();
-    };
     bool merged = false;
     try {
         taken.before = DigestOfFiles(selection.config.files.OfTheSelection());
-        AcceptRules(selection, loaded, taken.accepted);
-        merged = selection.config.files.data.IsEmpty() ||
-                 SelectionMerge::MergeIntoFile(selection.config.files.data, taken.accepted);
+        const FilterList texts = AddRules(selection, xmlPath, taken);
+        if (!taken.loaded)
+            return taken;
+        merged = MergeRules(selection.config.files, texts);
     } catch (...) {
-        Completes(L"Taking new rules back", takeBack);
+        Completes(L"Taking new rules back", [&] { RemoveRules(selection, taken.accepted); });
         throw;
     }
     // Rules that could not be merged into the selection file would be gone at the next start, so they are refused.
     if (!merged) {
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"New rules are refused, they cannot be merged into %s",
                           selection.config.files.data.GetString());
-        takeBack();
+        RemoveRules(selection, taken.accepted);
         TakenRules none;
         none.merged = false;
         return none;
     }
     taken.now = DigestOfFiles(selection.config.files.OfTheSelection());
-    if (selection.content == taken.before)
-        selection.content = taken.now;
-    // The rules must be in order even when nothing is queued, because decisions rely on it.
-    if (!taken.accepted.empty())
-        selection.primary.Sort();
+    NoteContent(selection, taken);
     return taken;
 }

@@ -16,19 +16,23 @@
 namespace
 {
 
-// Loads into a new filter and swaps, so that a rule that is gone from the files is gone here, too. If loading fails,
-// the present rules stay; a filter without rules takes those that could be loaded.
-bool Reload(OrbFilter& filter, const CString& data, const CString& automatic, const wchar_t* advanced,
-            WaitingFindings& findings)
-{
-    OrbFilter fresh;
-    fresh.PrepareToReplace(filter);
-    const bool whole = fresh.LoadXmlFilters(data, automatic, advanced);
-    findings.Add(fresh.Findings());
-    if (whole || !filter.HasRules())
-        filter.TakeRulesFrom(fresh);
-    return whole;
-}
+// The rules of some files, in a filter of their own, so that a rule that is gone from the files is gone after the swap,
+// too. If loading fails, the present rules stay; a filter without rules takes those that could be loaded.
+struct FreshRules {
+    void Load(const CString& data, const CString& automatic, const wchar_t* advanced, WaitingFindings& findings)
+    {
+        isWhole = filter.LoadXmlFilters(data, automatic, advanced);
+        findings.Add(filter.Findings());
+    }
+    void Replace(OrbFilter& present)
+    {
+        if (isWhole || !present.HasRules())
+            present.TakeRulesFrom(filter);
+    }
+
+    OrbFilter filter;
+    bool isWhole = false;
+};
 
 } // namespace
 
@@ -38,26 +42,40 @@ bool Selection::Load(OverlayCache* overlay, const wchar_t* advancedOfSecondary)
 {
     const WithoutThreadToken asProcess; // the service has named the files
     const SelectionFiles& files = config.files;
+    const CSingleLock oneAtATime(filesLock);
+    FreshRules forPrimary, forSecondary;
+    {
+        const CSingleLock first(primaryLock);
+        const CSingleLock second(secondaryLock);
+        primary.SetOverlayCache(overlay);
+        forPrimary.filter.PrepareToReplace(primary);
+        forSecondary.filter.PrepareToReplace(secondary);
+    }
+    const bool hasFile = !files.data.IsEmpty(); // without a file, rules that were added stay
+    CString read;
+    {
+        const LockOrder::DiskScope disk;
+        read = DigestOfFiles(files.OfTheSelection()); // comes first: a later edit is then noticed
+        if (hasFile)
+            forPrimary.Load(files.data, files.autoExclude, files.advanced, findings);
+        forSecondary.Load(files.secondary, files.secondaryAutoExclude, advancedOfSecondary, findings);
+    }
     const CSingleLock first(primaryLock);
     const CSingleLock second(secondaryLock);
-    primary.SetOverlayCache(overlay);
     // Comes before everything that may fail: the watch thread then uses whatever rules there are.
     requestedRoots.NoteOtherRules();
-    CString read = DigestOfFiles(files.OfTheSelection()); // comes first: a later edit is then noticed
     const bool hadRules = primary.HasRules();
-    // Without a file, rules that were added stay.
-    const bool primaryWhole =
-        !files.data.IsEmpty() && Reload(primary, files.data, files.autoExclude, files.advanced, findings);
-    const bool secondaryWhole =
-        Reload(secondary, files.secondary, files.secondaryAutoExclude, advancedOfSecondary, findings);
+    if (hasFile)
+        forPrimary.Replace(primary);
+    forSecondary.Replace(secondary);
     primary.SetSecondaryFilter(&secondary);
-    if (primaryWhole || !hadRules)
+    if (forPrimary.isWhole || !hadRules)
         std::swap(content, read);
     volumes.Follow(primary.GenerateDriveList());
     // The rules of the data file may be loaded although another file is missing or malformed.
-    if (primaryWhole || (!files.data.IsEmpty() && primary.HasRules()))
+    if (forPrimary.isWhole || (hasFile && primary.HasRules()))
         loaded = true;
-    return primaryWhole && secondaryWhole;
+    return forPrimary.isWhole && forSecondary.isWhole;
 }
 
 CString Selection::Content()

@@ -1,9 +1,10 @@
 // The selection of a watcher: both filters, each with its lock, and the drives that their rules name.
 //
 // Any thread. Every change of a path asks here: a question holds a lock for a short time, and asks the disk without it.
-// These operations hold the locks while the disk is asked:
-//  - Load, and the merge of new rules, read and write the files of rules;
-//  - the reload before a full enumeration also fills the plugin table of the index;
+// The files of rules are read and written without the locks of the filters, so that changes are judged meanwhile. A
+// lock of their own lets one load or merge go on at a time. These operations hold a filter's lock while the disk is
+// asked:
+//  - new rules are read from their own, small file (NewRules.h);
 //  - SetDestination, SetDatabases and SetOwnFiles ask for the long names of the paths that they keep out.
 #pragma once
 
@@ -68,6 +69,8 @@ struct Selection {
     OrbFilter& PrimaryWalks() ORB_UNCHECKED_LOCKS { return primary; }
 
     const Config& config;
+    // Held by a thread that loads or merges the files of rules, or moves rules to another drive.
+    RankedSection filesLock{LockRank::SelectionFiles, L"selection files"};
     RankedSection primaryLock{LockRank::PrimaryFilter, L"primary filter", ShortWaitSpins};
     RankedSection secondaryLock{LockRank::SecondaryFilter, L"secondary filter", ShortWaitSpins};
     OrbFilter primary ORB_GUARDED_BY(primaryLock);
