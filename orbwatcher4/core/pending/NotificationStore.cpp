@@ -77,6 +77,8 @@ bool NotificationStore::Put(const CString& path, NotificationPtr notification)
     if (!IsPath(path))
         return false;
     NoteReport(path);
+    if (notification && notification->kind == NotificationKind::Deleted)
+        ++m_deletionsPut;
     const std::uint32_t hash = HashOf(path);
     if (const std::size_t place = PlaceOf(path, hash); place != Nowhere) {
         EntryAt(place).notification = m_shared.InPlaceOf(std::move(notification));
