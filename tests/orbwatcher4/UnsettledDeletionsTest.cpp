@@ -72,6 +72,21 @@ TEST_F(UnsettledDeletions, AreProcessedAgainAfterPausesThatGrowToAMinute)
     EXPECT_EQ(seconds, (std::vector<int>{0, 1, 3, 7, 15, 31, 63, 123, 183, 243}));
 }
 
+TEST_F(UnsettledDeletions, BeginTheirPausesAnewWithANewDeletion)
+{
+    DeleteManyOnAwayDrive();
+    for (int second = 0; second < 250; ++second) {
+        HandOutNothing();
+        clock.Advance(1);
+    }
+    DeleteOnAwayDrive(L"a.txt");
+    HandOutNothing();
+    const int before = Processings();
+    clock.Advance(1);
+    HandOutNothing();
+    EXPECT_EQ(Processings(), before + 1);
+}
+
 TEST_F(UnsettledDeletions, AreProcessedByEachExplicitCall)
 {
     DeleteManyOnAwayDrive();

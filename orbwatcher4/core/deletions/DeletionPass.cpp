@@ -7,6 +7,7 @@
 #include "orbwatcher4/core/environment/FileFindData.h"
 #include "support/Backslash.h"
 #include "support/CaseFold.h"
+#include "support/LockOrder.h"
 #include "support/SystemPath.h"
 #include "support/WithoutThreadToken.h"
 
@@ -16,7 +17,11 @@
 namespace
 {
 
-bool Exists(const CString& path) { return GetFileAttributesW(SystemPath(path)) != INVALID_FILE_ATTRIBUTES; }
+bool Exists(const CString& path)
+{
+    const LockOrder::DiskScope disk;
+    return GetFileAttributesW(SystemPath(path)) != INVALID_FILE_ATTRIBUTES;
+}
 
 } // namespace
 
@@ -105,6 +110,7 @@ bool DeletionPass::IsUsable(AskedRoots& roots, const CString& path) const
 // Looks once whether anything has the path. Returns true when the deletion can be settled, if the root is there.
 bool DeletionPass::Look(const CString& path, Entry& entry)
 {
+    const LockOrder::DiskScope disk;
     const DWORD attributes = GetFileAttributesW(SystemPath(WithoutBackslash(path)));
     if (attributes == INVALID_FILE_ATTRIBUTES)
         return entry.gone = MeansNothingThere(GetLastError());

@@ -103,7 +103,6 @@ private:
     void DropLeadingBlocks();
     void EraseAt(std::size_t place);
     void LetGoOfTheBeginning();
-    void SetLive(std::size_t live);
 
     std::vector<std::unique_ptr<Block>> m_blocks; // null where all places are before m_begin
     std::size_t m_begin = 0, m_end = 0;           // of the places in use, gaps among them
