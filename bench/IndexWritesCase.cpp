@@ -1,15 +1,12 @@
 // Delete records on their way into the index, as the processing of deletions writes them, against SQLite alone.
 #include "bench/Case.h"
 #include "bench/Contest.h"
-#include "bench/IndexItems.h"
-#include "tests/support/TempFolder.h"
-
-#include <sqlite3.h>
+#include "bench/FreshIndexes.h"
+#include "bench/PlainDatabase.h"
 
 #include <windows.h>
 
 #include <algorithm>
-#include <memory>
 #include <random>
 #include <stdexcept>
 #include <vector>
@@ -18,8 +15,6 @@ namespace
 {
 
 constexpr std::size_t records = 100'000;
-constexpr const wchar_t* databaseName = L"Index.db";
-constexpr const wchar_t* freshName = L"Fresh.db";
 
 void Require(bool good)
 {
@@ -36,34 +31,7 @@ std::vector<DeleteDatum> Deletions()
     return deletions;
 }
 
-class Indexes
-{
-public:
-    Indexes()
-    {
-        CIndexDB database;
-        database.SetDBFilePath(m_folder.Path(freshName));
-        std::vector<ItemDatum> items;
-        for (std::size_t number = 0; number < records; ++number)
-            items.push_back(IndexItem(number));
-        Require(database.Open(1, 0, 0) && database.RecordItems(items));
-    }
-
-    // Makes a new database without content.
-    CString MakeFresh() const
-    {
-        const CString path = m_folder.Path(databaseName);
-        for (const wchar_t* ending : {L"", L"-wal", L"-shm"})
-            DeleteFileW(path + ending);
-        Require(CopyFileW(m_folder.Path(freshName), path, TRUE) != FALSE);
-        return path;
-    }
-
-private:
-    TempFolder m_folder;
-};
-
-void Ours(benchmark::State& state, const Indexes& indexes, const std::vector<DeleteDatum>& deletions)
+void Ours(benchmark::State& state, const FreshIndexes& indexes, const std::vector<DeleteDatum>& deletions)
 {
     for (auto _ : state) {
         state.PauseTiming();
@@ -86,66 +54,18 @@ void Ours(benchmark::State& state, const Indexes& indexes, const std::vector<Del
     }
 }
 
-// SQLite with the pragmas that the index is opened with.
-class Plain
-{
-public:
-    explicit Plain(const CString& path)
-    {
-        sqlite3* opened = nullptr;
-        Require(sqlite3_open16(path.GetString(), &opened) == SQLITE_OK);
-        m_database.reset(opened);
-        // The order of paths is asked for by the table, and by nothing that is done here.
-        sqlite3_create_collation_v2(
-            opened, "ORB_PATH", SQLITE_UTF16LE, nullptr, [](void*, int, const void*, int, const void*) { return 0; },
-            nullptr);
-        Run("PRAGMA cache_size=-65536");
-        Run("PRAGMA journal_mode=WAL");
-    }
-    void Run(const char* sql) { Require(sqlite3_exec(m_database.get(), sql, nullptr, nullptr, nullptr) == SQLITE_OK); }
-
-    class Statement
-    {
-    public:
-        Statement(Plain& plain, const char* sql)
-        {
-            sqlite3_stmt* statement = nullptr;
-            Require(sqlite3_prepare_v2(plain.m_database.get(), sql, -1, &statement, nullptr) == SQLITE_OK);
-            m_statement.reset(statement);
-        }
-        void Run(std::initializer_list<std::int64_t> values)
-        {
-            int index = 0;
-            for (const std::int64_t value : values)
-                sqlite3_bind_int64(m_statement.get(), ++index, value);
-            Require(sqlite3_step(m_statement.get()) == SQLITE_DONE);
-            sqlite3_reset(m_statement.get());
-        }
-
-    private:
-        struct Finalize {
-            void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
-        };
-        std::unique_ptr<sqlite3_stmt, Finalize> m_statement;
-    };
-
-private:
-    struct Close {
-        void operator()(sqlite3* database) const { sqlite3_close_v2(database); }
-    };
-    std::unique_ptr<sqlite3, Close> m_database;
-};
-
 // Each record with what is written about its item, or the records alone.
-void SqliteAlone(benchmark::State& state, const Indexes& indexes, const std::vector<DeleteDatum>& deletions, bool mark)
+void SqliteAlone(benchmark::State& state, const FreshIndexes& indexes, const std::vector<DeleteDatum>& deletions,
+                 bool mark)
 {
     for (auto _ : state) {
         state.PauseTiming();
-        Plain database(indexes.MakeFresh());
+        PlainDatabase database(indexes.MakeFresh());
         state.ResumeTiming();
         {
-            Plain::Statement insert(database, "INSERT OR IGNORE INTO deletes(job, item, deleted) VALUES(?, ?, ?)");
-            Plain::Statement insertMark(database, "INSERT OR IGNORE INTO gone(item) VALUES(?)");
+            PlainDatabase::Statement insert(database,
+                                            "INSERT OR IGNORE INTO deletes(job, item, deleted) VALUES(?, ?, ?)");
+            PlainDatabase::Statement insertMark(database, "INSERT OR IGNORE INTO gone(item) VALUES(?)");
             database.Run("BEGIN IMMEDIATE");
             for (const DeleteDatum& deletion : deletions) {
                 const auto id = static_cast<std::int64_t>(deletion.id);
@@ -160,7 +80,7 @@ void SqliteAlone(benchmark::State& state, const Indexes& indexes, const std::vec
 
 void WriteDeleteRecords()
 {
-    const Indexes indexes;
+    const FreshIndexes indexes(records);
     const std::vector<DeleteDatum> deletions = Deletions();
     Contest("index-writes", {{"records", records}, {"items", records}})
         .Ours([&](benchmark::State& state) { Ours(state, indexes, deletions); })

@@ -8,7 +8,7 @@
 WatcherParts::WatcherParts(bool useDrDeleteMap)
     : config(useDrDeleteMap),
       deletions({config, stop, selection, pending, intake.handler}, due),
-      handOut(config, selection, pending, [this] { deletions.ProcessNow(); }),
+      handOut(config, selection, pending, [this] { deletions.ProcessForHandOut(); }),
       enumerator({config, stop, due, selection, overlay, pending, intake.handler},
                  [this](const CString& root) { return drives.StateOf(root) == Drive::State::BeingRemoved; }),
       supervisor({config, stop, due, selection, overlay, pending, intake.handler, intake.replay, deletions, enumerator,

@@ -1,6 +1,8 @@
 // The calls of the system that the hand-out of a file makes.
+#include "orbwatcher4/core/environment/FileFindData.h"
+#include "support/VolumeSerial.h"
+#include "tests/orbwatcher4/DiskCalls.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
-#include "tests/support/ImportedCall.h"
 
 #include <map>
 
@@ -63,6 +65,21 @@ TEST_F(HandOutCost, AFileIsLookedAtOnceByItsPathAndOnceByItsHandle)
 {
     EXPECT_EQ(TakeAll(nullptr), Files);
     EXPECT_EQ(g_calls, (std::map<std::string, int>()));
+}
+
+TEST_F(HandOutCost, TheHandleOfAFileShowsThatItIsOnTheRecordedVolume)
+{
+    const CString root = RootOf(tree);
+    const std::optional<std::int32_t> serial = VolumeSerial(root);
+    if (!serial || *serial == 0)
+        GTEST_SKIP() << "the volume of the tests has no serial number";
+    Select(Item(L"path=\"" + std::wstring(tree) + L"\" type=\"1\" includeSub=\"1\" vid=\"" + std::to_wstring(*serial) +
+                L"\""));
+    const DiskCalls calls(root);
+    QueueDatum datum;
+    for (int taken = 0; taken < Files; ++taken)
+        ASSERT_TRUE(watcher.GetSingleNotification(nullptr, datum));
+    EXPECT_EQ(calls.All(), (DiskCalls::Counts{{"GetFileAttributesExW", Files}}));
 }
 
 TEST_F(HandOutCost, WhetherABackupIsRunningIsAskedOnceForEachFileOfARun)

@@ -7,6 +7,7 @@
 #include "orbwatcher4/core/environment/FileFindData.h"
 #include "support/Backslash.h"
 #include "support/CaseFold.h"
+#include "support/LockOrder.h"
 #include "support/SystemPath.h"
 #include "support/WithoutThreadToken.h"
 
@@ -16,7 +17,11 @@
 namespace
 {
 
-bool Exists(const CString& path) { return GetFileAttributesW(SystemPath(path)) != INVALID_FILE_ATTRIBUTES; }
+bool Exists(const CString& path)
+{
+    const LockOrder::DiskScope disk;
+    return GetFileAttributesW(SystemPath(path)) != INVALID_FILE_ATTRIBUTES;
+}
 
 } // namespace
 
@@ -73,27 +78,44 @@ bool DeletionPass::IsCacheLoaded() const
 // Collects deletions of paths that are gone. Files that are back, and paths that cannot be reached, stay pending.
 void DeletionPass::CollectVanished()
 {
-    {
-        const PendingStore::Locked store(m.pending);
-        store->ForEach([&](const CString& path, const NotificationPtr& notification) {
-            if (notification->kind == NotificationKind::Deleted)
-                m_entries.emplace(path, Entry{notification, false});
-            return true;
-        });
-        for (const auto& [folder, deletion] : store.Replaced().All())
-            m_entries.emplace(folder, Entry{deletion, true});
+    TakeFromStore();
+    // Each root is asked before the first of its paths, because nothing below a root that is away needs a question.
+    AskedRoots before;
+    for (auto entry = m_entries.begin(); entry != m_entries.end();) {
+        const bool stays = IsUsable(before, entry->first) && Look(entry->first, entry->second);
+        entry = stays ? std::next(entry) : m_entries.erase(entry);
     }
-    for (auto entry = m_entries.begin(); entry != m_entries.end();)
-        entry = CanBeSettled(entry->first, entry->second) ? std::next(entry) : m_entries.erase(entry);
+    // Each root is asked once more after its last path: if it has gone meanwhile, its files only seemed to be gone.
+    AskedRoots after;
+    std::erase_if(m_entries, [&](const auto& entry) { return !IsUsable(after, entry.first); });
 }
 
-bool DeletionPass::CanBeSettled(const CString& path, Entry& entry) const
+void DeletionPass::TakeFromStore()
 {
-    const CString item = WithoutBackslash(path);
-    if (!Exists(item))
-        return entry.gone = m.selection.IsGone(item);
+    const PendingStore::Locked store(m.pending);
+    store->ForEach([&](const CString& path, const NotificationPtr& notification) {
+        if (notification->kind == NotificationKind::Deleted)
+            m_entries.emplace(path, Entry{notification, false});
+        return true;
+    });
+    for (const auto& [folder, deletion] : store.Replaced().All())
+        m_entries.emplace(folder, Entry{deletion, true});
+}
+
+bool DeletionPass::IsUsable(AskedRoots& roots, const CString& path) const
+{
+    return roots.IsUsable(path, [&] { return IsReachable(path) && !m.selection.volumes.IsOther(path); });
+}
+
+// Looks once whether anything has the path. Returns true when the deletion can be settled, if the root is there.
+bool DeletionPass::Look(const CString& path, Entry& entry)
+{
+    const LockOrder::DiskScope disk;
+    const DWORD attributes = GetFileAttributesW(SystemPath(WithoutBackslash(path)));
+    if (attributes == INVALID_FILE_ATTRIBUTES)
+        return entry.gone = MeansNothingThere(GetLastError());
     // A folder that was back when its removal was reported has a backslash.
-    return !m.selection.volumes.IsOther(item) && (entry.replaced || EndsInBackslash(path) || IsDirectory(item));
+    return entry.replaced || EndsInBackslash(path) || (attributes & FILE_ATTRIBUTE_DIRECTORY);
 }
 
 // Removes the settled entries. This comes last, so that no failure before it loses one. A newer change of the path
@@ -133,8 +155,9 @@ DeletionPass::Collected DeletionPass::CollectEntry(const CString& path, const En
         return Collected::Stopped;
     g_OrbLog.Log(L"Filtering Deleted items");
     const std::size_t before = m_records.size();
-    // If something has the path, each item is asked for.
-    const bool allGone = entry.gone && !Exists(WithoutBackslash(path));
+    // If something has the path, each item is asked for. A folder is looked at again, because that saves a question for
+    // each of its items. A single file that is back by now is queued after the writing.
+    const bool allGone = entry.gone && (ids->size() == 1 || !Exists(WithoutBackslash(path)));
     for (const std::uint64_t id : *ids) {
         if (stopped()) {
             Undo(before);
@@ -158,6 +181,8 @@ DeletionPass::Collected DeletionPass::CollectEntry(const CString& path, const En
         g_OrbLog.Log(L"File: %I64d", id);
         m_records.push_back({{id, entry.notification->timeStamp, 0}, datum.path});
     }
+    if (m_records.size() > before)
+        m_covered.push_back({WithoutBackslash(path), before, m_records.size(), allGone});
     return Collected::Whole;
 }
 
@@ -254,12 +279,17 @@ void DeletionPass::Tell() const
     });
 }
 
-// A file that came back while its record was written counted as unchanged. It is new now.
+// A file that came back while its record was written counted as unchanged. It is new now. Nothing below a folder that
+// is still gone can have come back.
 void DeletionPass::QueueReturned()
 {
-    for (const Record& record : m_records)
-        if (Exists(record.path))
-            m.handler.ProcessChangedFile(record.path, Arrival::Found);
+    for (const Covered& covered : m_covered) {
+        if (covered.gone && !Exists(covered.path))
+            continue;
+        for (std::size_t i = covered.begin; i < covered.end; ++i)
+            if (Exists(m_records[i].path))
+                m.handler.ProcessChangedFile(m_records[i].path, Arrival::Found);
+    }
 }
 
 bool DeletionPass::HasDestination() const

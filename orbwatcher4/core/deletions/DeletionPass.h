@@ -11,6 +11,7 @@
 
 #include "companions/indexdb/OrbIndexDB.h"
 #include "orbwatcher4/DeletionRecord.h"
+#include "orbwatcher4/core/environment/AskedRoots.h"
 #include "orbwatcher4/core/intake/ChangeHandler.h"
 
 #include <atomic>
@@ -64,9 +65,17 @@ private:
         DeleteDatum datum;
         CString path;
     };
+    // The records of one entry: those from `begin` up to `end`.
+    struct Covered {
+        CString path; // without a backslash at the end
+        std::size_t begin, end;
+        bool gone; // nothing had the path when the records were collected
+    };
 
     void CollectVanished();
-    bool CanBeSettled(const CString& path, Entry& entry) const;
+    void TakeFromStore();
+    static bool Look(const CString& path, Entry& entry);
+    bool IsUsable(AskedRoots& roots, const CString& path) const;
     bool IsCacheLoaded() const;
     bool OpenIndex();
     // The result for one entry. An entry that cannot be examined stays pending.
@@ -93,6 +102,7 @@ private:
     Entries m_entries; // entries that are not settled yet
     Entries m_settled; // entries that the collected records cover
     std::vector<Record> m_records;
+    std::vector<Covered> m_covered;
     std::set<std::uint64_t> m_recordedIds;
     CIndexDB m_index;
     SettingsDatum m_lastJob;

@@ -5,6 +5,8 @@
 #include "orbwatcher4/core/environment/Completes.h"
 #include "orbwatcher4/core/environment/WatcherThread.h"
 
+#include <utility>
+
 namespace
 {
 
@@ -19,12 +21,33 @@ void Deletions::ProcessNow()
     // The user may reach drives and shares that the service does not reach.
     const ActingForUser user(m.config.userToken);
     const CSingleLock lock(m_lock);
+    NoteProcessing(); // comes first: deletions that come from here on are processed at once
     // The entries stay pending. A file that came back while its record was written counted as unchanged, so it needs a
     // change.
     if (!user.Acts())
         m_left.unsettled = true;
     else if (!Completes(L"The processing of deletions", [this] { DeletionPass(m, m_left, m_listener).Process(); }))
         m_due.MakeFull();
+}
+
+void Deletions::ProcessForHandOut()
+{
+    if (IsDueForHandOut())
+        ProcessNow();
+}
+
+bool Deletions::IsDueForHandOut()
+{
+    const CSingleLock lock(m_lock);
+    return m.pending.DeletionsNoted() != m_processed || m_forHandOut.IsDue(m.config.clock->Seconds());
+}
+
+// A new deletion begins the pauses anew.
+void Deletions::NoteProcessing()
+{
+    if (const std::uint64_t noted = m.pending.DeletionsNoted(); std::exchange(m_processed, noted) != noted)
+        m_forHandOut = {};
+    m_forHandOut.NoteAttempt(m.config.clock->Seconds());
 }
 
 unsigned __stdcall Deletions::RunOnThread(void* deletions)

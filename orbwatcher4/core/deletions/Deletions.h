@@ -2,6 +2,10 @@
 //
 // The watch thread calls Begin, then Pass once a second. Deletions that could not be settled are tried again after
 // pauses that grow: no later event requests them.
+//
+// A hand-out passes every pending deletion, and those that cannot be settled stay: their drive may be away for weeks.
+// This part therefore knows up to which deletion everything was processed. A hand-out has deletions processed at once
+// when one has come since then, and otherwise after pauses that grow up to a minute.
 #pragma once
 
 #include "orbwatcher4/core/deletions/DeletionPass.h"
@@ -23,6 +27,9 @@ public:
     // Processes all pending deletions with the rights of the user. If that fails, they stay pending. Any thread, with
     // no lock held but that of the hand-out.
     void ProcessNow();
+    // Does the same for a hand-out that has met a pending deletion, unless all of them were processed a short time ago.
+    // Any thread, as above.
+    void ProcessForHandOut();
 
     // Forgets the requests of an earlier watch, and finds out whether exports are due.
     void Begin();
@@ -35,6 +42,8 @@ private:
     friend class WatcherAccess; // tests
 
     static unsigned __stdcall RunOnThread(void* deletions);
+    bool IsDueForHandOut();
+    void NoteProcessing() ORB_REQUIRES(m_lock);
     void StartWhenQuiet(std::int64_t now);
     void TryUnsettledAgain(std::int64_t now);
     void NoteRequest(std::int64_t now);
@@ -46,6 +55,8 @@ private:
     DeletionListener m_listener; // constant while watching
     RankedSection m_lock{LockRank::DeletedFiles, L"deleted files"};
     DeletionsLeft m_left;
+    std::uint64_t m_processed ORB_GUARDED_BY(m_lock) = 0; // PendingStore::DeletionsNoted at the last processing
+    Retry m_forHandOut ORB_GUARDED_BY(m_lock);            // after that processing
     // Only the watch thread uses these.
     KernelHandle m_thread;
     std::int64_t m_lastRequest = 0;  // seconds since 1970; 0: none

@@ -9,6 +9,39 @@
 
 #include <shlwapi.h>
 
+namespace
+{
+
+// Returns true for an error that a root gives when its drive, its volume or its server is not there.
+bool MeansAway(DWORD error)
+{
+    switch (error) {
+    case ERROR_FILE_NOT_FOUND:
+    case ERROR_PATH_NOT_FOUND:
+    case ERROR_INVALID_DRIVE:
+    case ERROR_BAD_UNIT:
+    case ERROR_NOT_READY:
+    case ERROR_REM_NOT_LIST:
+    case ERROR_BAD_NETPATH:
+    case ERROR_DEV_NOT_EXIST:
+    case ERROR_UNEXP_NET_ERR:
+    case ERROR_NETNAME_DELETED:
+    case ERROR_BAD_NET_NAME:
+    case ERROR_SEM_TIMEOUT:
+    case ERROR_CONNECTION_UNAVAIL:
+    case ERROR_NO_NET_OR_BAD_PATH:
+    case ERROR_NO_NETWORK:
+    case ERROR_NETWORK_UNREACHABLE:
+    case ERROR_HOST_UNREACHABLE:
+    case ERROR_NOT_CONNECTED:
+        return true;
+    default:
+        return false;
+    }
+}
+
+} // namespace
+
 bool GetFileFindData(const wchar_t* path, WIN32_FIND_DATAW* data)
 {
     const LockOrder::DiskScope disk;
@@ -47,10 +80,19 @@ CString RootOf(const wchar_t* path)
     return root;
 }
 
-bool IsReachable(const wchar_t* path)
+bool IsReachable(const wchar_t* path) { return StateOfRoot(path) == RootState::There; }
+
+RootState StateOfRoot(const wchar_t* path)
 {
     const LockOrder::DiskScope disk;
-    return GetFileAttributesW(RootOf(path)) != INVALID_FILE_ATTRIBUTES;
+    if (GetFileAttributesW(RootOf(path)) != INVALID_FILE_ATTRIBUTES)
+        return RootState::There;
+    return MeansAway(GetLastError()) ? RootState::Away : RootState::Unknown;
+}
+
+bool MeansNothingThere(DWORD error)
+{
+    return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND || error == ERROR_INVALID_NAME;
 }
 
 bool IsReallyGone(const wchar_t* path)
@@ -58,8 +100,5 @@ bool IsReallyGone(const wchar_t* path)
     const LockOrder::DiskScope disk;
     if (GetFileAttributesW(SystemPath(path)) != INVALID_FILE_ATTRIBUTES)
         return false;
-    const DWORD error = GetLastError();
-    if (error != ERROR_FILE_NOT_FOUND && error != ERROR_PATH_NOT_FOUND && error != ERROR_INVALID_NAME)
-        return false;
-    return IsReachable(path);
+    return MeansNothingThere(GetLastError()) && IsReachable(path);
 }

@@ -20,5 +20,11 @@ bool IsDirectory(const wchar_t* path);
 CString RootOf(const wchar_t* path);
 // True when the drive or share that the path lies on can be looked at.
 bool IsReachable(const wchar_t* path);
+// The answer of the root of a path. A root that is away has none of its paths. A root that cannot be looked at may have
+// them all the same: an account without rights for the root of a share may have rights for folders in it.
+enum class RootState { There, Away, Unknown };
+RootState StateOfRoot(const wchar_t* path);
+// True for an error with which the system says that nothing has a path. A drive that is away has such an error, too.
+bool MeansNothingThere(DWORD error);
 // True when nothing is there although the drive or share is: not when it merely cannot be reached now.
 bool IsReallyGone(const wchar_t* path);

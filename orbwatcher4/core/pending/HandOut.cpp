@@ -81,7 +81,7 @@ bool HandOut::TakeOne(std::set<std::uint64_t>* sameRunIds, QueueDatum& out, File
     PendingStore::Locked store(m_pending);
     if (IsNothingPending(store))
         return false;
-    HandOutJudge judge(m_config, m_selection, m_pending, m_given, sameRunIds, out);
+    HandOutJudge judge(m_config, m_selection, m_pending, m_memory, sameRunIds, out);
     bool deletionsProcessed = false;
     // Once is enough for all deletions.
     const auto processDeletions = [&] {
@@ -98,7 +98,7 @@ bool HandOut::TakeOne(std::set<std::uint64_t>* sameRunIds, QueueDatum& out, File
             processDeletions();
             continue;
         }
-        if (!Offer(store, judge, entry))
+        if (judge.IsKnownAway(entry.path) || !Offer(store, judge, entry))
             continue;
         g_OrbLog.Log(L"Adding ...  %s", entry.path.GetString());
         if (identity)

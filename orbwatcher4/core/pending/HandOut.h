@@ -8,7 +8,8 @@
 class HandOut
 {
 public:
-    // processDeletions: called with no lock held but that of the hand-out, when deletions are pending.
+    // processDeletions: called with no lock held but that of the hand-out, once for each Take that meets a deletion. It
+    // decides whether they are processed now.
     HandOut(const Config& config, Selection& selection, PendingStore& pending, std::function<void()> processDeletions);
 
     // Hands out one file with the rights of the user. Returns false when there is none to be had now. If the judgement
@@ -26,5 +27,5 @@ private:
     PendingStore& m_pending;
     const std::function<void()> m_processDeletions;
     RankedSection m_lock{LockRank::HandOut, L"hand-out"};
-    GivenInRun m_given ORB_GUARDED_BY(m_lock);
+    HandOutMemory m_memory ORB_GUARDED_BY(m_lock);
 };

@@ -84,38 +84,46 @@ void Reset(QueueDatum& out)
 
 } // namespace
 
-HandOutJudge::HandOutJudge(const Config& config, Selection& selection, const PendingStore& pending, GivenInRun& given,
-                           std::set<std::uint64_t>* sameRunIds, QueueDatum& out)
+HandOutJudge::HandOutJudge(const Config& config, Selection& selection, const PendingStore& pending,
+                           HandOutMemory& memory, std::set<std::uint64_t>* sameRunIds, QueueDatum& out)
     : m_config(config),
       m_selection(selection),
       m_pending(pending),
-      m_given(given),
+      m_memory(memory),
       m_sameRunIds(sameRunIds),
       m_out(out),
       m_online(GetMainSettings().IsOnline())
 {
     if (m_sameRunIds)
-        m_given.Follow(*m_sameRunIds);
+        m_memory.given.Follow(*m_sameRunIds);
 }
 
 HandOutJudge::Verdict HandOutJudge::Offer(const NotificationStore::Entry& entry)
 {
     const CString& path = entry.path;
+    m_identity = {};
     // It may be pending since before the destination was set.
     if (m_selection.IsKeptOut(path)) {
         g_OrbLog.Log(L"Not backing up %s, which is never backed up.", path.GetString());
         return Verdict::Drop;
     }
+    if (IsStillAway(path))
+        return Verdict::Keep;
     std::optional<Attributes> attributes = ReadAttributes(path);
     if (!attributes && m_selection.IsGone(path)) {
         g_OrbLog.Log(L"Not backing up deleted file %s.", path.GetString());
         return Verdict::Drop;
     }
     // When a drive is away, its pending files stay pending.
-    if (!attributes && IsReachable(path))
+    if (!attributes && !IsRootThere(path))
+        return Verdict::Keep;
+    // A file with this path on another volume is not the file that changed. The handle of most files answers this
+    // below, without another call.
+    if ((!attributes || m_pending.mayHoldUnselected || m_online) && IsOnOtherVolume(path))
+        return Verdict::Keep;
+    if (!attributes)
         attributes = ListedAttributes(path);
-    // A file with this path on another volume is not the file that changed.
-    if (!attributes || m_selection.volumes.IsOther(path))
+    if (!attributes)
         return Verdict::Keep;
     // Any process can set the event that ends a removal, and keep it set.
     if (m_pending.mayHoldUnselected && !IsSelected(path)) {
@@ -137,12 +145,12 @@ HandOutJudge::Verdict HandOutJudge::Offer(const NotificationStore::Entry& entry)
     FillFromNotification(entry, isNew);
     const bool directory = (attributes->attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
     m_out.size = attributes->size;
-    if (!ReadTimes(path, directory))
+    if (!ReadTimes(path, directory) || IsOnOtherVolume(path))
         return Verdict::Keep;
     if (!isNew && static_cast<std::uint64_t>(m_out.modificationTime) == datum.modificationTime)
         return Verdict::Drop; // unchanged since it was backed up
     const bool oncePerRun = m_sameRunIds && IsBackupRunning();
-    if (oncePerRun && m_sameRunIds->count(id) != 0 && m_given.Holds(id, path.View())) {
+    if (oncePerRun && m_sameRunIds->count(id) != 0 && m_memory.given.Holds(id, path.View())) {
         if (datum.flags & CachedDatum::DropSameRunChange)
             return Verdict::Drop;
         g_OrbLog.Log(L"Delaying backup of file %s due to same run.", path.GetString());
@@ -151,7 +159,7 @@ HandOutJudge::Verdict HandOutJudge::Offer(const NotificationStore::Entry& entry)
     Finish(entry, directory, id, attributes->attributes);
     // This comes last: a failure before the file is handed out must not count it as handed out in this run.
     if (oncePerRun) {
-        m_given.Insert(id, path.View());
+        m_memory.given.Insert(id, path.View());
         m_sameRunIds->insert(id);
     }
     m_counted = oncePerRun;
@@ -160,8 +168,36 @@ HandOutJudge::Verdict HandOutJudge::Offer(const NotificationStore::Entry& entry)
 
 void HandOutJudge::TakeBack(const CString& path) noexcept
 {
-    if (m_counted && m_given.Erase(m_out.id, path.View()))
+    if (m_counted && m_memory.given.Erase(m_out.id, path.View()))
         m_sameRunIds->erase(m_out.id);
+}
+
+// Asks a root that was away in the last call before anything else. While it stays away, this is the only question.
+bool HandOutJudge::IsStillAway(const CString& path)
+{
+    if (m_memory.roots.IsUsable(path) != false)
+        return false;
+    return !m_roots.IsUsable(
+        path, [&] { return StateOfRoot(path) != RootState::Away && !m_selection.volumes.IsOther(path); });
+}
+
+bool HandOutJudge::IsRootThere(const CString& path)
+{
+    const RootState state = StateOfRoot(path);
+    if (state == RootState::Away)
+        m_roots.Note(path, false);
+    return state == RootState::There;
+}
+
+// Asks nothing when the file was opened and is on the recorded volume.
+bool HandOutJudge::IsOnOtherVolume(const CString& path)
+{
+    if (m_selection.volumes.IsRecorded(path, m_identity.volumeSerial))
+        return false;
+    const bool other = m_selection.volumes.IsOther(path);
+    if (other)
+        m_roots.Note(path, false);
+    return other;
 }
 
 bool HandOutJudge::IsSelected(const CString& path)

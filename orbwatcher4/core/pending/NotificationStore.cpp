@@ -31,9 +31,12 @@ void TakeSlot(std::vector<std::uint32_t>& slots, std::uint32_t hash, std::size_t
     slots[slot] = static_cast<std::uint32_t>(place + 1);
 }
 
-} // namespace
+void SetLive(ItemCounters& counters, std::int64_t live)
+{
+    counters.end = counters.begin + static_cast<std::uint64_t>(live);
+}
 
-void NotificationStore::SetLive(std::size_t live) { m_counters.end = m_counters.begin + live; }
+} // namespace
 
 std::size_t NotificationStore::PlaceOf(const CString& path, std::uint32_t hash) const
 {
@@ -77,6 +80,8 @@ bool NotificationStore::Put(const CString& path, NotificationPtr notification)
     if (!IsPath(path))
         return false;
     NoteReport(path);
+    if (notification && notification->kind == NotificationKind::Deleted)
+        ++m_deletionsPut;
     const std::uint32_t hash = HashOf(path);
     if (const std::size_t place = PlaceOf(path, hash); place != Nowhere) {
         EntryAt(place).notification = m_shared.InPlaceOf(std::move(notification));
@@ -88,7 +93,7 @@ bool NotificationStore::Put(const CString& path, NotificationPtr notification)
     EntryAt(m_end) = {path, m_shared.InPlaceOf(std::move(notification))};
     ++m_end;
     ++m_insertions;
-    SetLive(static_cast<std::size_t>(LiveCount()) + 1);
+    SetLive(m_counters, LiveCount() + 1);
     return true;
 }
 
@@ -152,7 +157,7 @@ bool NotificationStore::Erase(const CString& path)
 void NotificationStore::EraseAt(std::size_t place)
 {
     EntryAt(place) = {};
-    SetLive(static_cast<std::size_t>(LiveCount()) - 1);
+    SetLive(m_counters, LiveCount() - 1);
     LetGoOfTheBeginning();
 }
 
@@ -174,7 +179,7 @@ void NotificationStore::Clear()
     m_cursor = 0;
     m_left = 0;
     m_visited = Nowhere;
-    SetLive(0);
+    SetLive(m_counters, 0);
 }
 
 void NotificationStore::Shrink()

@@ -4,12 +4,13 @@
 // stand side by side in the order of their arrival, and a small open-addressing table of their numbers finds them. Each
 // path takes an entry of 24 bytes, a hash of 4 bytes, a slot of 4 bytes (some slots are free) and its text; equal
 // notifications are shared. A million paths take 180 MB in all (docs/performance.md). The store has no lock of its own;
-// LiveCount and Counters need none.
+// LiveCount, Counters and DeletionsPut need none.
 #pragma once
 
 #include "orbwatcher4/OrbFilter.h"
 #include "orbwatcher4/core/pending/SharedNotifications.h"
 
+#include <atomic>
 #include <functional>
 
 class NotificationStore
@@ -58,6 +59,8 @@ public:
     // Returns the number of entries. Any thread.
     std::int64_t LiveCount() const { return static_cast<std::int64_t>(m_counters.end - m_counters.begin); }
     const ItemCounters& Counters() const { return m_counters; }
+    // Returns how many deletions were put into the store so far. Any thread.
+    std::uint64_t DeletionsPut() const { return m_deletionsPut; }
 
     // Walks the entries in their order, once around, from the place where the last walk ended. The store may be changed
     // between two steps. A step that finds a new entry starts the round again, so that it misses none.
@@ -100,7 +103,6 @@ private:
     void DropLeadingBlocks();
     void EraseAt(std::size_t place);
     void LetGoOfTheBeginning();
-    void SetLive(std::size_t live);
 
     std::vector<std::unique_ptr<Block>> m_blocks; // null where all places are before m_begin
     std::size_t m_begin = 0, m_end = 0;           // of the places in use, gaps among them
@@ -109,6 +111,7 @@ private:
     SharedNotifications m_shared;
     ItemCounters m_counters;
     std::uint64_t m_insertions = 0;
+    std::atomic<std::uint64_t> m_deletionsPut{0};
     std::size_t m_cursor = 0;
     std::size_t m_left = 0; // places of the round that are still to be looked at, those before the beginning among them
     std::size_t m_visited = Nowhere;

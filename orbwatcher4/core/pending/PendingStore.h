@@ -73,6 +73,11 @@ public:
     // With or without the lock.
     std::int64_t Count() const ORB_UNCHECKED_LOCKS { return m_store.LiveCount() + m_replaced.Count(); }
     const ItemCounters& Counters() const ORB_UNCHECKED_LOCKS { return m_store.Counters(); }
+    // Returns a number that grows with each deletion that becomes pending.
+    std::uint64_t DeletionsNoted() const ORB_UNCHECKED_LOCKS
+    {
+        return m_store.DeletionsPut() + m_replaced.DeletionsPut();
+    }
 
     // A removal was aborted, so entries may be pending that are no longer selected.
     std::atomic<bool> mayHoldUnselected{false};

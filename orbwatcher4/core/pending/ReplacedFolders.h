@@ -18,11 +18,14 @@ public:
 
     const Deletions& All() const { return m_deletions; }
     std::int64_t Count() const { return m_count; }
+    // Returns how many deletions were put here so far. Any thread.
+    std::uint64_t DeletionsPut() const { return m_deletionsPut; }
 
     // Replaces an earlier deletion of the folder.
     void Put(const CString& folder, const NotificationPtr& deletion)
     {
         m_deletions[WithoutBackslash(folder)] = deletion;
+        ++m_deletionsPut;
         Recount();
     }
     void Erase(const CString& folder)
@@ -49,4 +52,5 @@ private:
 
     Deletions m_deletions;
     std::atomic<std::int64_t> m_count{0};
+    std::atomic<std::uint64_t> m_deletionsPut{0};
 };

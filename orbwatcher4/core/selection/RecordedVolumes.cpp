@@ -5,13 +5,18 @@
 
 bool RecordedVolumes::IsOther(const CString& path) const
 {
-    std::int32_t recorded = 0;
-    {
-        const CSingleLock lock(m_section);
-        const auto found = m_serials.find(OrbFilter::StripToRoot(path));
-        if (found == m_serials.end())
-            return false;
-        recorded = found->second;
-    }
-    return !HoldsVolume(RootOf(path), recorded);
+    const std::int32_t recorded = RecordedFor(path);
+    return recorded != 0 && !HoldsVolume(RootOf(path), recorded);
+}
+
+bool RecordedVolumes::IsRecorded(const CString& path, std::uint32_t serial) const
+{
+    return serial != 0 && RecordedFor(path) == static_cast<std::int32_t>(serial);
+}
+
+std::int32_t RecordedVolumes::RecordedFor(const CString& path) const
+{
+    const CSingleLock lock(m_section);
+    const auto found = m_serials.find(OrbFilter::StripToRoot(path));
+    return found == m_serials.end() ? 0 : found->second;
 }

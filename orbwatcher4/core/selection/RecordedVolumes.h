@@ -26,8 +26,13 @@ public:
     // Returns true also when a volume is recorded and its drive is away. Returns false when no volume is recorded: any
     // volume is right then.
     bool IsOther(const CString& path) const;
+    // Returns true when a volume is recorded for the root of the path, and this is its number. Asks nothing.
+    bool IsRecorded(const CString& path, std::uint32_t serial) const;
 
 private:
+    // Returns 0 when no volume is recorded.
+    std::int32_t RecordedFor(const CString& path) const;
+
     mutable RankedSection m_section{LockRank::Leaf, L"recorded volumes"};
     std::map<CString, std::int32_t> m_serials ORB_GUARDED_BY(m_section); // by root
 };
