@@ -52,6 +52,7 @@ OverlayCache::LinePtr OverlayCache::ConnectedLine()
     // The settings, which give the names, come before this lock in the lock order.
     const OverlayNames names = OverlayNames::OfThisInstallation();
     const GrowingPause::Time now = m_waiter->Now();
+    bool present = false;
     {
         const CSingleLock lock(m_section);
         if (m_line)
@@ -59,10 +60,15 @@ OverlayCache::LinePtr OverlayCache::ConnectedLine()
         if (!m_response)
             m_response = OpenOverlayEvent(names.response);
         const LinePtr line = m_response ? OpenOverlayLine(names) : nullptr;
-        if (!line || line->trusted)
+        if (line && line->trusted)
             return m_line = line;
-        m_pause.Fail(now);
+        present = line != nullptr;
     }
+    if (!present) {
+        m_pauses->NoteAbsent(now);
+        return nullptr;
+    }
+    m_pauses->NoteTimeout(now);
     g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__,
                       L"The overlay block belongs to an account that is not trusted. No path is written into it");
     return nullptr;
@@ -82,37 +88,38 @@ void OverlayCache::Drop(const LinePtr& line)
         m_line.reset();
 }
 
-bool OverlayCache::IsPausing()
+std::chrono::milliseconds OverlayCache::PauseLeft() const
 {
-    const GrowingPause::Time now = m_waiter->Now();
-    const CSingleLock lock(m_section);
-    return m_pause.IsRunning(now);
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(m_pauses->Until() - m_waiter->Now());
+    return std::max(left, std::chrono::milliseconds(0));
 }
 
 void OverlayCache::NoteTimeout(const LinePtr& line)
 {
     Drop(line);
-    const GrowingPause::Time now = m_waiter->Now();
-    std::chrono::seconds pause;
-    {
-        const CSingleLock lock(m_section);
-        pause = m_pause.Fail(now);
-    }
+    const std::chrono::seconds pause = m_pauses->NoteTimeout(m_waiter->Now());
     if (pause.count() > 0)
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__,
                           L"The overlay service does not answer. It is told nothing for %d s", int(pause.count()));
 }
 
-void OverlayCache::NoteAnswer()
+// Ends a request that was not answered. Always returns false.
+bool OverlayCache::GiveUp(const LinePtr& line, const wchar_t* path, std::int32_t status, const wchar_t* error,
+                          int sourceLine)
 {
-    const CSingleLock lock(m_section);
-    m_pause.Succeed();
+    NoteTimeout(line);
+    return Failed(Entered, path, status, error, sourceLine);
+}
+
+std::int32_t OverlayCache::StatusToSend(const wchar_t* path, std::int32_t status)
+{
+    return status == OverlayStatus::Excluded && IsShortcut(path) ? OverlayStatus::ExcludedShortcut : status;
 }
 
 bool OverlayCache::Request(OverlayRequest kind, const wchar_t* path, std::int32_t& status)
 {
     const wchar_t* text = path ? path : L"";
-    if (IsPausing())
+    if (PauseLeft().count() > 0)
         return false;
     if (CarriesPath(kind) && std::wcslen(text) >= OverlayBlock::PathUnits)
         return Failed(NotEntered, text, status, L"The path is too long for the overlay service", __LINE__);
@@ -120,21 +127,25 @@ bool OverlayCache::Request(OverlayRequest kind, const wchar_t* path, std::int32_
     if (!line)
         return Failed(NotEntered, text, status,
                       L"Request failed to enter processing queue due to overlay deinitialized", __LINE__);
-    if (m_waiter->Wait(line->token.Get(), TurnLimit) == WAIT_TIMEOUT) {
-        NoteTimeout(line);
-        return Failed(Entered, text, status, L"Overlay Request timedout", __LINE__);
-    }
+    const DWORD turn = m_waiter->Wait(line->token.Get(), TurnLimit);
+    if (turn == OverlayWaiter::Stopped)
+        return false;
+    if (turn == WAIT_TIMEOUT)
+        return GiveUp(line, text, status, L"Overlay Request timedout", __LINE__);
     // The turn is not given back here: the service takes it back when it sees no request.
     if (!Put(*line, kind, text, status))
         return Failed(Entered, text, status, L"MemPtr deleted", __LINE__);
-    if (m_waiter->Wait(m_response.Get(), AnswerLimit) == WAIT_OBJECT_0) {
+    const DWORD answer = m_waiter->Wait(m_response.Get(), AnswerLimit);
+    if (answer == WAIT_OBJECT_0) {
         Finish(*line, kind, status);
-        NoteAnswer();
+        m_pauses->NoteAnswer();
         return true;
     }
     SetEvent(line->token.Get());
-    NoteTimeout(line);
-    return Failed(Entered, text, status, L"Overlay Response timedout", __LINE__);
+    if (answer != OverlayWaiter::Stopped)
+        return GiveUp(line, text, status, L"Overlay Response timedout", __LINE__);
+    Drop(line); // the answer that is still to come is none to the next request
+    return false;
 }
 
 // Returns false when another thread dropped the connection while this one waited for its turn.
@@ -151,7 +162,7 @@ bool OverlayCache::Put(const OverlayLine& line, OverlayRequest kind, const wchar
         std::copy_n(path, std::wcslen(path) + 1, block.path);
     }
     if (kind == OverlayRequest::SetStatus)
-        block.status = status == OverlayStatus::Excluded && IsShortcut(path) ? OverlayStatus::ExcludedShortcut : status;
+        block.status = StatusToSend(path, status);
     SetEvent(line.request.Get());
     return true;
 }

@@ -2,13 +2,11 @@
 // looking each path up in the index.
 #include "bench/Case.h"
 #include "bench/Result.h"
+#include "bench/Stopwatch.h"
 #include "bench/WatcherBench.h"
 #include "companions/indexdb/OrbIndexDB.h"
 #include "orbwatcher4/OrbFilter.h"
 
-#include <algorithm>
-#include <chrono>
-#include <limits>
 #include <stdexcept>
 
 namespace
@@ -45,24 +43,6 @@ void LookUp(const std::vector<CString>& files)
             throw std::runtime_error("the index is not empty");
     }
 }
-
-// The best of all rounds.
-class Stopwatch
-{
-public:
-    template <typename Work>
-    void Take(Work work)
-    {
-        const auto begin = std::chrono::steady_clock::now();
-        work();
-        const std::chrono::duration<double, std::milli> taken = std::chrono::steady_clock::now() - begin;
-        m_best = std::min(m_best, taken.count());
-    }
-    double Best() const { return m_best; }
-
-private:
-    double m_best = std::numeric_limits<double>::max();
-};
 
 void Enumerate()
 {

@@ -1,4 +1,5 @@
 // Walking a tree of many folders as the watcher walks it, with an event that may end it.
+#include "bench/BareWalk.h"
 #include "bench/Case.h"
 #include "bench/Contest.h"
 #include "bench/FileTree.h"
@@ -44,32 +45,15 @@ Met WalkOurs(const FileTree& tree, bool recurse)
 Met WalkSelection(const FileTree& tree) { return WalkOurs(tree, false); }
 Met WalkAll(const FileTree& tree) { return WalkOurs(tree, true); }
 
-void WalkBareFolder(const std::wstring& folder, Met& met)
-{
-    WIN32_FIND_DATAW data;
-    const FindHandle search(FindFirstFileExW((folder + L'*').c_str(), FindExInfoBasic, &data, FindExSearchNameMatch,
-                                             nullptr, FIND_FIRST_EX_LARGE_FETCH));
-    if (!search)
-        return;
-    do {
-        const std::wstring_view name = data.cFileName;
-        if (name == L"." || name == L"..")
-            continue;
-        const std::wstring path = folder + data.cFileName;
-        if (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {
-            WalkBareFolder(path + L'\\', met);
-        } else {
-            ++met.files;
-            met.bytes += static_cast<unsigned __int64>(data.nFileSizeHigh) << 32 | data.nFileSizeLow;
-            benchmark::DoNotOptimize(path.data());
-        }
-    } while (FindNextFileW(search.Get(), &data));
-}
-
 Met WalkBare(const FileTree& tree)
 {
     Met met;
-    WalkBareFolder(tree.root.GetString() + std::wstring(L"\\"), met);
+    const auto take = [&](const std::wstring& path, const WIN32_FIND_DATAW& data) {
+        ++met.files;
+        met.bytes += static_cast<unsigned __int64>(data.nFileSizeHigh) << 32 | data.nFileSizeLow;
+        benchmark::DoNotOptimize(path.data());
+    };
+    WalkBareFolder(tree.root.GetString() + std::wstring(L"\\"), take);
     return met;
 }
 

@@ -73,6 +73,16 @@ FileTimesResult ReadFileTimes(const wchar_t* path, bool isDirectory, FileTimes& 
     return FileTimesResult::Read;
 }
 
+bool ReadModificationTime(const wchar_t* file, std::uint64_t& modificationTime)
+{
+    constexpr DWORD notTheFile = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;
+    WIN32_FILE_ATTRIBUTE_DATA data;
+    if (!GetFileAttributesExW(SystemPath(file), GetFileExInfoStandard, &data) || (data.dwFileAttributes & notTheFile))
+        return false;
+    modificationTime = Value(data.ftLastWriteTime);
+    return true;
+}
+
 bool GetFileTimes(const wchar_t* path, bool isDirectory, std::uint64_t* creationTime, std::uint64_t* modificationTime)
 {
     FileTimes times;

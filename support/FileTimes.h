@@ -24,6 +24,11 @@ struct FileTimes {
 // opens it. Any thread.
 FileTimesResult ReadFileTimes(const wchar_t* path, bool isDirectory, FileTimes& times);
 
+// Reads the time of the last change with one call, which opens no handle. The file itself is asked, not the list of its
+// folder; a network share may answer with what a list has shown before. Returns false for a folder, for a link, and
+// when the file cannot be asked. Never waits for another program. Any thread.
+bool ReadModificationTime(const wchar_t* file, std::uint64_t& modificationTime);
+
 // Reads one of the times or both; either pointer may be null. Returns false, with the outputs untouched, when they
 // could not be read.
 bool GetFileTimes(const wchar_t* path, bool isDirectory, std::uint64_t* creationTime, std::uint64_t* modificationTime);

@@ -18,6 +18,8 @@ public:
     }
 
     bool IsRunning(Time now) const { return now < m_until; }
+    // Returns the end of the last pause.
+    Time Until() const { return m_until; }
     // Returns the pause that begins, or 0. A failure during a pause is of an operation that began before it, and does
     // not count. After a pause, one more failure is enough for the next one.
     std::chrono::seconds Fail(Time now)

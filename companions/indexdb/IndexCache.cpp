@@ -14,9 +14,14 @@ RankedSection g_deleteDRSection(LockRank::DeleteMap, L"delete map (DR)");
 DeleteMap g_deleteMap;
 DeleteMap g_deleteDRMap;
 
-// g_cacheSection guards both.
+// g_cacheSection guards all of these.
 std::unique_ptr<ItemCache> g_cache;
 FileIdentity g_cachedDatabase;
+std::uint64_t g_generation = 0; // counts the caches
+std::uint32_t g_lastRun = 0;
+
+// The most places of the cache that one call looks at, so that the section is held for moments only.
+constexpr std::size_t PlacesAtOnce = 16384;
 
 std::wstring_view WithoutBackslash(const wchar_t* path)
 {
@@ -64,8 +69,11 @@ void IndexCache::Replace(std::unique_ptr<ItemCache> cache, const FileIdentity& d
 {
     // The argument destroys the old cache, after the section is left: millions of items take time.
     const CSingleLock lock(g_cacheSection);
+    if (cache)
+        cache->BeginRun(g_lastRun); // which has met nothing of it
     g_cache.swap(cache);
     g_cachedDatabase = database;
+    ++g_generation;
 }
 
 CString IndexPath(const wchar_t* path) { return CString(WithoutBackslash(path)); }
@@ -119,6 +127,52 @@ bool CIndexDB::IsDelayedItemWatcher(const wchar_t* path, std::int64_t& until)
     const auto id = cache ? cache->FindPath(WithoutBackslash(path)) : std::nullopt;
     until = id ? cache->DelayedUntil(*id) : 0;
     return until != 0;
+}
+
+std::uint32_t CIndexDB::BeginRun()
+{
+    const CSingleLock lock(m_csCache);
+    ItemCache* const cache = IndexCache::Any();
+    if (!cache)
+        return 0;
+    cache->BeginRun(g_lastRun + 1);
+    return ++g_lastRun;
+}
+
+bool CIndexDB::Meet(const wchar_t* path)
+{
+    const CSingleLock lock(m_csCache);
+    ItemCache* const cache = IndexCache::Any();
+    return cache && cache->Meet(WithoutBackslash(path));
+}
+
+bool CIndexDB::IsUnmet(const wchar_t* path)
+{
+    const CSingleLock lock(m_csCache);
+    const ItemCache* cache = IndexCache::Any();
+    return cache && cache->IsUnmet(WithoutBackslash(path));
+}
+
+bool CIndexDB::ReadUnmet(UnmetItems& items)
+{
+    const CSingleLock lock(m_csCache);
+    const ItemCache* cache = IndexCache::Any();
+    // A cache that was loaded meanwhile has its items at other places.
+    if (items.generation != g_generation)
+        items.next = 0;
+    items.generation = g_generation;
+    items.found.clear();
+    if (!cache)
+        return false;
+    const std::wstring_view folder = WithoutBackslash(items.folder);
+    const std::size_t end = items.next + PlacesAtOnce;
+    while (const auto place = cache->NextUnmet(items.run, folder, items.next, end)) {
+        CachedDatum& datum = items.found.emplace_back();
+        cache->FindAt(*place, datum);
+        items.next = *place + 1;
+    }
+    items.next = end;
+    return end < cache->Places() || !items.found.empty();
 }
 
 std::uint64_t CIndexDB::DatabaseLookups() { return IndexStatement::QueryCount(); }

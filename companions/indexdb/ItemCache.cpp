@@ -42,6 +42,7 @@ bool ItemCache::Put(const CachedDatum& datum, std::int64_t delayedUntil)
     const std::uint32_t folder = m_folders.Enter(path.substr(0, nameStart == 0 ? 0 : nameStart - 1));
     const std::uint32_t place = m_names.Add(name);
     const Slot slot = m_items.Take();
+    Mark(slot);
     m_items[slot] = {datum.id,
                      datum.modificationTime,
                      folder,
@@ -138,6 +139,46 @@ std::int64_t ItemCache::DelayedUntil(std::uint64_t id) const
 ItemCache::Slot ItemCache::SlotOfId(std::uint64_t id) const
 {
     return m_byId.Find(id, [&](Slot slot) { return m_items[slot].id == id; });
+}
+
+bool ItemCache::Meet(std::wstring_view path)
+{
+    const Slot slot = SlotOfPath(path);
+    if (!IsMarkable(slot))
+        return false;
+    Mark(slot);
+    return true;
+}
+
+bool ItemCache::IsUnmet(std::wstring_view path) const { return m_run != 0 && IsMarkable(SlotOfPath(path)); }
+
+bool ItemCache::IsMarkable(Slot slot) const
+{
+    return slot != SlotTable::None && MarkOf(slot) < m_run && !(m_items[slot].flags & CachedDatum::NoDeleteRecord);
+}
+
+// Before the first run there is nothing to mark.
+void ItemCache::Mark(Slot slot)
+{
+    if (m_run == 0)
+        return;
+    if (slot >= m_marks.size())
+        m_marks.resize(m_items.Size());
+    m_marks[slot] = m_run;
+}
+
+std::optional<std::size_t> ItemCache::NextUnmet(std::uint32_t run, std::wstring_view folder, std::size_t place,
+                                                std::size_t end) const
+{
+    for (end = std::min(end, m_items.Size()); place < end; ++place) {
+        const Item& item = m_items[place];
+        if (MarkOf(static_cast<Slot>(place)) >= run || !item.used || (item.flags & CachedDatum::NoDeleteRecord))
+            continue;
+        const std::wstring_view path = m_folders.Path(item.folder);
+        if (BeginsNoCase(path, folder) && (path.size() == folder.size() || path[folder.size()] == L'\\'))
+            return place;
+    }
+    return std::nullopt;
 }
 
 // The id finds nearly every item; the folded forms find those that differ in the case of other letters.

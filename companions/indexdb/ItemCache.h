@@ -15,6 +15,7 @@
 #include <optional>
 #include <string_view>
 #include <unordered_map>
+#include <vector>
 
 class ItemCache
 {
@@ -50,6 +51,23 @@ public:
     // Returns 0 when the item is not delayed or not known.
     std::int64_t DelayedUntil(std::uint64_t id) const;
 
+    // --- Enumerations mark the items that they meet with the number of the last run that has begun. ---
+
+    // Begins a run, whose number is larger than those before. Items that are added from now on count as met.
+    void BeginRun(std::uint32_t run) { m_run = run; }
+    // Marks the item with this path. Returns false when the item is not known, was marked since the last run began, or
+    // has CachedDatum::NoDeleteRecord. Throws std::bad_alloc.
+    bool Meet(std::wstring_view path);
+    // Returns true for an item that Meet would mark.
+    bool IsUnmet(std::wstring_view path) const;
+    // Returns the place of the first item, from `place` on, below the folder that was not marked since the run began;
+    // nothing when there is none before `end`. Items with CachedDatum::NoDeleteRecord do not count.
+    std::optional<std::size_t> NextUnmet(std::uint32_t run, std::wstring_view folder, std::size_t place,
+                                         std::size_t end) const;
+    // Returns the end of all places.
+    std::size_t Places() const { return m_items.Size(); }
+    bool FindAt(std::size_t place, CachedDatum& datum) const { return Describe(static_cast<Slot>(place), datum); }
+
 private:
     using Slot = SlotTable::Slot;
     struct Item {
@@ -75,6 +93,9 @@ private:
     bool HasPathNoCase(Slot slot, std::wstring_view path) const;
     std::uint64_t FoldedKeyOf(Slot slot) const;
     void DropUnusedNames();
+    bool IsMarkable(Slot slot) const;
+    std::uint32_t MarkOf(Slot slot) const { return slot < m_marks.size() ? m_marks[slot] : 0; }
+    void Mark(Slot slot);
 
     SlotTable m_byId;
     // Items that their id alone does not always find: ids fold A to Z only. By the keys of their folded paths, which
@@ -84,5 +105,8 @@ private:
     FolderTable m_folders;
     NameBlocks m_names;
     std::unordered_map<std::uint64_t, std::int64_t> m_delayed;
+    std::uint32_t m_run = 0; // the last one; 0 before the first
+    // For each item, the last run at the time when it was met. Shorter than m_items while the items behind are unmet.
+    std::vector<std::uint32_t> m_marks;
     mutable PathFolding m_folding;
 };

@@ -71,6 +71,15 @@ struct ORBINDEXDB_API DeleteMapOrder {
 /// A map of deleted paths: path, without a trailing backslash, to item id.
 using DeleteMap = std::map<CString, std::uint64_t, DeleteMapOrder>;
 
+/// A read of the items that an enumeration has not met.
+struct UnmetItems {
+    std::uint32_t run = 0;            ///< CIndexDB::BeginRun
+    CString folder;                   ///< items below it are read, at any depth
+    std::vector<CachedDatum> found{}; ///< the items of the last call
+    std::size_t next = 0;             ///< place where the next call goes on
+    std::uint64_t generation = 0;     ///< the cache that `next` belongs to
+};
+
 /// One connection to an index, and the cache that the whole process shares.
 class ORBINDEXDB_API CIndexDB
 {
@@ -188,6 +197,21 @@ public:
     static bool HasCachedItemsBelow(const wchar_t* folder);
     /// Returns true when the item is delayed; `until` is in seconds since 1970.
     static bool IsDelayedItemWatcher(const wchar_t* path, std::int64_t& until);
+
+    /// Begins an enumeration, which marks the items that it meets. Returns its number, which is larger than those
+    /// before; 0 when no cache is loaded. Enumerations may run at the same time: an item that one of them meets was met
+    /// by all that have begun.
+    static std::uint32_t BeginRun();
+    /// Marks the item with this path as met. Returns false when the index does not hold the item, when it was met since
+    /// the last run began, or when it has CachedDatum::NoDeleteRecord. Throws std::bad_alloc.
+    static bool Meet(const wchar_t* path);
+    /// Returns true for a path that Meet would mark.
+    static bool IsUnmet(const wchar_t* path);
+    /// Reads some of the items that were not met since the run began. Items with CachedDatum::NoDeleteRecord, and those
+    /// that were added since, do not count. Call it until it returns false: then all were read, or no cache is loaded
+    /// any more. A cache that is loaded meanwhile is read from its beginning, and none of its items counts as met.
+    static bool ReadUnmet(UnmetItems& items);
+
     /// Returns how many queries went to a database since the process started; look-ups in the cache do not count.
     static std::uint64_t DatabaseLookups();
     /// Returns how many statements were prepared for a database since the process started.

@@ -66,6 +66,7 @@ void WatcherParts::StopThreads()
     overlayUpdater.Join();
     enumerator.EndRuns();
     deletions.Join();
+    overlay.Sender().Join(); // all threads that have statuses for it have ended
     enumerator.Allow();
     supervisor.ForgetReady();
     stop.ResetEvent();
@@ -75,7 +76,8 @@ void WatcherParts::StopThreads()
 bool WatcherParts::IsAnyThreadRunning() const
 {
     lifecycle.lock.RequireHeld();
-    return supervisor.IsRunning() || overlayUpdater.IsRunning() || enumerator.IsAnyThreadRunning();
+    return supervisor.IsRunning() || overlayUpdater.IsRunning() || enumerator.IsAnyThreadRunning() ||
+           overlay.Sender().IsRunning();
 }
 
 void WatcherParts::End()

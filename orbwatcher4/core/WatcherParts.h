@@ -23,7 +23,7 @@ struct WatcherParts {
     CSignal stop; // all long loops check it
     DueEnumerations due;
     Selection selection{config};
-    OverlayStatuses overlay{config};
+    OverlayStatuses overlay{config, stop};
     OverlayUpdater overlayUpdater{config, selection, overlay, stop};
     PendingStore pending;
     Dump dump{config, due, pending};

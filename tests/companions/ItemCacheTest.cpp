@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <new>
 #include <string>
+#include <vector>
 
 namespace
 {
@@ -269,6 +270,85 @@ TEST(ItemCache, FlagsAreSetOnTheItemAlone)
     EXPECT_EQ(datum.flags, 64u);
     ASSERT_TRUE(cache.Find(PathHash64(L"C:\\b"), datum));
     EXPECT_EQ(datum.flags, 0u);
+}
+
+// The paths below the folder that no enumeration has met since the run began.
+std::vector<std::wstring> Unmet(const ItemCache& cache, std::uint32_t run, const wchar_t* folder)
+{
+    std::vector<std::wstring> paths;
+    for (std::size_t place = 0;; ++place) {
+        const auto next = cache.NextUnmet(run, folder, place, cache.Places());
+        if (!next)
+            return paths;
+        CachedDatum datum;
+        EXPECT_TRUE(cache.FindAt(*next, datum));
+        paths.push_back(datum.path.GetString());
+        place = *next;
+    }
+}
+
+using Paths = std::vector<std::wstring>;
+
+TEST(ItemCacheRuns, AnItemThatIsMetIsMetByEveryRunThatHasBegun)
+{
+    ItemCache cache;
+    for (const wchar_t* path : {L"C:\\a", L"C:\\b", L"C:\\c"})
+        cache.Put(Datum(path), 0);
+    EXPECT_FALSE(cache.Meet(L"C:\\a")) << "no run has begun";
+    EXPECT_FALSE(cache.IsUnmet(L"C:\\a"));
+    cache.BeginRun(1);
+    EXPECT_TRUE(cache.IsUnmet(L"C:\\a"));
+    EXPECT_TRUE(cache.Meet(L"c:\\A"));
+    EXPECT_FALSE(cache.Meet(L"C:\\a")) << "it was met already";
+    EXPECT_FALSE(cache.IsUnmet(L"C:\\a"));
+    cache.BeginRun(2);
+    EXPECT_TRUE(cache.Meet(L"C:\\b"));
+    EXPECT_EQ(Unmet(cache, 1, L"C:"), Paths{L"C:\\c"});
+    EXPECT_EQ(Unmet(cache, 2, L"C:"), (Paths{L"C:\\a", L"C:\\c"}));
+    EXPECT_FALSE(cache.Meet(L"C:\\d"));
+}
+
+TEST(ItemCacheRuns, AnItemThatIsAddedDuringARunIsNoneThatHasDisappeared)
+{
+    ItemCache cache;
+    cache.Put(Datum(L"C:\\a"), 0);
+    cache.BeginRun(1);
+    cache.Put(Datum(L"C:\\b"), 0);
+    cache.Put(Datum(L"C:\\a", PathHash64(L"C:\\a"), 5), 0); // recorded again: not met by that
+    EXPECT_EQ(Unmet(cache, 1, L"C:"), Paths{L"C:\\a"});
+    cache.Erase(PathHash64(L"C:\\a"));
+    cache.Put(Datum(L"C:\\c"), 0); // in the place of the other one
+    EXPECT_EQ(Unmet(cache, 1, L"C:"), Paths{});
+    cache.BeginRun(2);
+    EXPECT_EQ(Unmet(cache, 2, L"C:").size(), 2u);
+}
+
+TEST(ItemCacheRuns, OnlyItemsBelowTheFolderAndInTheIndexAreUnmet)
+{
+    ItemCache cache;
+    for (const wchar_t* path : {L"C:\\a", L"C:\\a\\f", L"c:\\A\\b\\g", L"C:\\ab\\h", L"D:\\a", L"\\\\s\\c\\a", L"C:"})
+        cache.Put(Datum(path), 0);
+    cache.BeginRun(1);
+    EXPECT_EQ(Unmet(cache, 1, L"c:"), (Paths{L"C:\\a", L"C:\\a\\f", L"c:\\A\\b\\g", L"C:\\ab\\h"}));
+    EXPECT_EQ(Unmet(cache, 1, L"C:\\a"), (Paths{L"C:\\a\\f", L"c:\\A\\b\\g"}));
+    EXPECT_EQ(Unmet(cache, 1, L"\\\\S\\C"), Paths{L"\\\\s\\c\\a"});
+    cache.AddFlags(PathHash64(L"C:\\a\\f"), CachedDatum::NoDeleteRecord);
+    EXPECT_FALSE(cache.IsUnmet(L"C:\\a\\f"));
+    EXPECT_FALSE(cache.Meet(L"C:\\a\\f"));
+    EXPECT_EQ(Unmet(cache, 1, L"C:\\a"), Paths{L"c:\\A\\b\\g"});
+}
+
+TEST(ItemCacheRuns, AMarkTakesFourBytes)
+{
+    ItemCache cache;
+    constexpr int count = 65536;
+    for (int i = 0; i < count; ++i)
+        cache.Put(Datum(L"C:\\d\\" + std::to_wstring(i)), 0);
+    const std::size_t before = Holdings::Now().bytes;
+    cache.BeginRun(1);
+    for (int i = 0; i < count; ++i)
+        EXPECT_TRUE(cache.Meet(L"C:\\d\\" + std::to_wstring(i)));
+    EXPECT_LE(Holdings::Now().bytes - before, count * 4u + 4096);
 }
 
 } // namespace

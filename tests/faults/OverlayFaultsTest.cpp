@@ -32,6 +32,7 @@ protected:
         EXPECT_TRUE(asked || HasErrorInLog());
         EXPECT_TRUE(service.IsTurnFree());
         m_waiter->limits.clear();
+        m_waiter->now += OverlayPauses::AbsentPause;
         EXPECT_TRUE(Ask(*m_waiter, *m_overlay));
     }
     void Run() { asked = Ask(*m_waiter, *m_overlay); }

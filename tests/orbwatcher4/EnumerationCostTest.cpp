@@ -1,6 +1,9 @@
 // The calls of the system that an enumeration makes for each file.
+#include "tests/growth/Holdings.h"
 #include "tests/orbwatcher4/WatcherFixture.h"
 #include "tests/support/ImportedCall.h"
+
+#include <algorithm>
 
 namespace
 {
@@ -67,6 +70,176 @@ TEST_F(EnumerationCost, WhatAListHasShownLongAgoIsAskedForAgain)
     const int few = CallsOfARun(0);
     EXPECT_GE(CallsOfARun(5000), few + 100);
     EXPECT_EQ(watcher.GetTotalFilesInMem(), 104);
+}
+
+// Of the system's own interface, whose header does not go with the engine's.
+using NtOpen = LONG NTAPI(PHANDLE file, ACCESS_MASK access, void* attributes, void* status, PLARGE_INTEGER size,
+                          ULONG kind, ULONG share, ULONG how, ULONG options, void* ea, ULONG eaLength);
+struct VolumeDevice {
+    ULONG type, characteristics;
+};
+
+NtOpen* SystemOpen()
+{
+    return reinterpret_cast<NtOpen*>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "NtCreateFile")));
+}
+
+// Counts every call of the system with which a file can be asked about.
+class Questions
+{
+public:
+    Questions() { s_asked = 0; }
+    int Asked() const { return s_asked; }
+
+private:
+    static inline int s_asked = 0;
+
+    static DWORD WINAPI Attributes(LPCWSTR path)
+    {
+        ++s_asked;
+        return s_attributes(path);
+    }
+    static BOOL WINAPI AttributesEx(LPCWSTR path, GET_FILEEX_INFO_LEVELS level, LPVOID data)
+    {
+        ++s_asked;
+        return s_attributesEx(path, level, data);
+    }
+    static HANDLE WINAPI Create(LPCWSTR path, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES security, DWORD how,
+                                DWORD flags, HANDLE like)
+    {
+        ++s_asked;
+        return s_create(path, access, share, security, how, flags, like);
+    }
+    static LONG NTAPI NtCreate(PHANDLE file, ACCESS_MASK access, void* attributes, void* status, PLARGE_INTEGER size,
+                               ULONG kind, ULONG share, ULONG how, ULONG options, void* ea, ULONG eaLength)
+    {
+        ++s_asked;
+        return s_ntCreate(file, access, attributes, status, size, kind, share, how, options, ea, eaLength);
+    }
+    static BOOL WINAPI Information(HANDLE file, LPBY_HANDLE_FILE_INFORMATION data)
+    {
+        ++s_asked;
+        return s_information(file, data);
+    }
+    static BOOL WINAPI Close(HANDLE handle)
+    {
+        ++s_asked;
+        return s_close(handle);
+    }
+    static DWORD WINAPI LongName(LPCWSTR path, LPWSTR name, DWORD length)
+    {
+        ++s_asked;
+        return s_longName(path, name, length);
+    }
+
+    static inline const auto s_attributes = SystemFunction<decltype(GetFileAttributesW)>("GetFileAttributesW");
+    static inline const auto s_attributesEx = SystemFunction<decltype(GetFileAttributesExW)>("GetFileAttributesExW");
+    static inline const auto s_create = SystemFunction<decltype(CreateFileW)>("CreateFileW");
+    static inline NtOpen* const s_ntCreate = SystemOpen();
+    static inline const auto s_information =
+        SystemFunction<decltype(GetFileInformationByHandle)>("GetFileInformationByHandle");
+    static inline const auto s_close = SystemFunction<decltype(CloseHandle)>("CloseHandle");
+    static inline const auto s_longName = SystemFunction<decltype(GetLongPathNameW)>("GetLongPathNameW");
+
+    const ImportedCall m_calls[7] = {{nullptr, "GetFileAttributesW", Attributes},
+                                     {nullptr, "GetFileAttributesExW", AttributesEx},
+                                     {nullptr, "CreateFileW", Create},
+                                     {nullptr, "NtCreateFile", NtCreate},
+                                     {nullptr, "GetFileInformationByHandle", Information},
+                                     {nullptr, "CloseHandle", Close},
+                                     {nullptr, "GetLongPathNameW", LongName}};
+};
+
+class DailyCost : public EnumerationCost
+{
+protected:
+    DailyCost() { watcher.SetIndexDB(folder.Path(L"index.db")); }
+
+    // Writes files and backs them up.
+    void WriteAndRecord(int from, int to)
+    {
+        WriteFiles(from, to);
+        for (int i = from; i < to; ++i)
+            Record(File(i));
+    }
+    CString File(int i) { return InTree(L"folder " + std::to_wstring(i % 3) + L"\\file " + std::to_wstring(i)); }
+    // The questions of an enumeration of the tree, by the number of files that it finds unchanged.
+    int QuestionsOfARun(std::uint64_t unchanged)
+    {
+        watcher.ClearNotifications();
+        Parts().selection.primary.ClearJunctionCache();
+        const auto found = [&] {
+            return watcher.GetEnumerationProgress().outcomes[static_cast<std::size_t>(PathOutcome::Unchanged)];
+        };
+        const std::uint64_t before = found();
+        const Questions questions;
+        EXPECT_TRUE(watcher.FirstRun(tree));
+        EXPECT_EQ(found() - before, unchanged);
+        return questions.Asked();
+    }
+};
+
+TEST_F(DailyCost, AnUnchangedFileMoreIsOneCallOfTheSystemMore)
+{
+    WriteAndRecord(0, 100);
+    const int few = QuestionsOfARun(100);
+    WriteAndRecord(100, 200);
+    EXPECT_EQ(QuestionsOfARun(200), few + 100);
+}
+
+LONG NTAPI RemoteVolume(HANDLE, void*, void* data, ULONG, int)
+{
+    static_cast<VolumeDevice*>(data)->characteristics = 0x10; // FILE_REMOTE_DEVICE
+    return 0;
+}
+
+int g_opened = 0;
+LONG NTAPI CountedOpen(PHANDLE file, ACCESS_MASK access, void* attributes, void* status, PLARGE_INTEGER size,
+                       ULONG kind, ULONG share, ULONG how, ULONG options, void* ea, ULONG eaLength)
+{
+    static NtOpen* const open = SystemOpen();
+    ++g_opened;
+    return open(file, access, attributes, status, size, kind, share, how, options, ea, eaLength);
+}
+
+// A share may answer a question by name with what the folder's list has shown.
+TEST_F(DailyCost, AFileOnAShareIsOpenedBeforeItCountsAsUnchanged)
+{
+    WriteAndRecord(0, 10);
+    const ImportedCall volume(nullptr, "NtQueryVolumeInformationFile", RemoteVolume);
+    const ImportedCall opened(nullptr, "NtCreateFile", CountedOpen);
+    g_opened = 0;
+    EXPECT_TRUE(watcher.FirstRun(tree));
+    EXPECT_GE(g_opened, 10);
+    EXPECT_EQ(watcher.GetTotalFilesInMem(), 4) << "the folders are not in the index";
+}
+
+std::size_t g_bytesInTheWalk = 0;
+BOOL WINAPI NextWeighed(HANDLE search, LPWIN32_FIND_DATAW data)
+{
+    static const auto next = SystemFunction<decltype(FindNextFileW)>("FindNextFileW");
+    g_bytesInTheWalk = std::max(g_bytesInTheWalk, Holdings::Now().bytes);
+    return next(search, data);
+}
+
+TEST_F(DailyCost, AnItemOfTheIndexTakesFourBytesOfARunAndNoQuestionToTheDatabase)
+{
+    constexpr int count = 20000;
+    WriteAndRecord(0, 3);
+    std::vector<ItemDatum> items;
+    for (int i = 0; i < count; ++i)
+        items.push_back({CString((L"C:\\not selected\\file " + std::to_wstring(i)).c_str()), 0, 1, 0, 0});
+    ASSERT_TRUE(Index().RecordItems(items));
+    items.clear();
+    const ImportedCall weighed(nullptr, "FindNextFileW", NextWeighed);
+    const std::size_t before = Holdings::Now().bytes;
+    const std::uint64_t lookups = CIndexDB::DatabaseLookups();
+    g_bytesInTheWalk = 0;
+    EXPECT_TRUE(Parts().enumerator.Roots().EnumerateOne(L"c:\\"));
+    ASSERT_GT(g_bytesInTheWalk, 0u);
+    EXPECT_LT(g_bytesInTheWalk, before + count * 4u + 300'000) << "with what the walk holds";
+    EXPECT_LT(CIndexDB::DatabaseLookups() - lookups, 20u);
 }
 
 } // namespace

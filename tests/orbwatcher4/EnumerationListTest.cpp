@@ -49,4 +49,35 @@ TEST_F(EnumerationList, AFileThatIsHiddenIsLeftOut)
     EXPECT_FALSE(Pending(path));
 }
 
+FILETIME g_listedTime = {};
+BOOL WINAPI NextShownWithATime(HANDLE search, LPWIN32_FIND_DATAW data)
+{
+    static const auto next = SystemFunction<decltype(FindNextFileW)>("FindNextFileW");
+    const BOOL found = next(search, data);
+    if (found)
+        data->ftLastWriteTime = g_listedTime;
+    return found;
+}
+
+TEST_F(EnumerationList, AFileThatHasTheTimeOfTheIndexInTheListAloneIsQueued)
+{
+    const CString path = Write(L"a.txt");
+    constexpr std::uint64_t backedUp = 129'000'000'000'000'000;
+    RecordWithTime(path, backedUp);
+    g_listedTime = {static_cast<DWORD>(backedUp), static_cast<DWORD>(backedUp >> 32)};
+    const ImportedCall list(nullptr, "FindNextFileW", NextShownWithATime);
+    EXPECT_TRUE(watcher.FirstRun(tree));
+    EXPECT_TRUE(Pending(path));
+}
+
+TEST_F(EnumerationList, AFileThatHasAnotherTimeInTheListAloneIsUnchanged)
+{
+    const CString path = Write(L"a.txt");
+    Record(path);
+    g_listedTime = {1, 29'000'000};
+    const ImportedCall list(nullptr, "FindNextFileW", NextShownWithATime);
+    EXPECT_TRUE(watcher.FirstRun(tree));
+    EXPECT_FALSE(Pending(path));
+}
+
 } // namespace

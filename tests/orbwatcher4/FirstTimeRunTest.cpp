@@ -134,6 +134,44 @@ TEST_F(FirstTimeRun, ReportsWhatTheIndexHoldsAndTheDiskDoesNotAsRemoved)
     CIndexDB::m_mapDeletePtr.clear();
 }
 
+TEST_F(FirstTimeRun, PutsWhatItHasNotMetAloneIntoTheDeleteMapAndTakesItOutAgain)
+{
+    const CString gone = InTree(L"gone.txt"), there = Write(L"there.txt");
+    RecordWithTime(gone, 1);
+    Record(there);
+    watcher.SetIndexDB(folder.Path(L"index.db"));
+    SelectTree();
+    UnmetPaths& unmet = Parts().enumerator.Found().Unmet();
+    const UnmetPaths::Search first = unmet.Begin(L"c:\\"), other = unmet.Begin(L"c:\\");
+    Parts().enumerator.Found().Take(there, std::nullopt);
+    EXPECT_TRUE(CIndexDB::m_mapDeletePtr.empty()) << "while the enumerations run";
+    unmet.AddUnmet(first);
+    unmet.AddUnmet(other);
+    ASSERT_EQ(CIndexDB::m_mapDeletePtr.size(), 1u) << "both have met the other one";
+    EXPECT_EQ(CIndexDB::m_mapDeletePtr.begin()->first, gone);
+    unmet.ReportAll();
+    EXPECT_TRUE(CIndexDB::m_mapDeletePtr.empty());
+    ASSERT_TRUE(Pending(gone));
+    EXPECT_EQ(Pending(gone)->kind, NotificationKind::Deleted);
+    EXPECT_FALSE(Pending(there));
+}
+
+TEST_F(FirstTimeRun, WhoseCacheIsDroppedMeanwhileMakesAnotherOneDue)
+{
+    RecordWithTime(InTree(L"gone.txt"), 1);
+    watcher.SetIndexDB(folder.Path(L"index.db"));
+    SelectTree();
+    GetServiceRunSettings().SetValue(L"Backup::FirstTimeRunTime", 12345);
+    GetServiceRunSettings().Save();
+    UnmetPaths& unmet = Parts().enumerator.Found().Unmet();
+    const UnmetPaths::Search search = unmet.Begin(L"c:\\");
+    CIndexDB::ClearCache();
+    unmet.AddUnmet(search);
+    EXPECT_TRUE(log.Has(L"What disappeared from c:\\ cannot be found, the cache of the index is not loaded"));
+    GetServiceRunSettings().Load();
+    EXPECT_EQ(GetServiceRunSettings().GetValue(L"Backup::FirstTimeRunTime", -1), 0);
+}
+
 TEST_F(FirstTimeRun, ThatCannotReadTheIndexSaysSoAndMakesAnotherOneDue)
 {
     const CString path = Write(L"a.txt");

@@ -1,5 +1,6 @@
 // One client's connection: what it writes, what it waits for and what it says.
 #include "OrbFileMonitorService/OverlayCache.h"
+#include "mfc/CEvent.h"
 #include "tests/orbwatcher4/LogCapture.h"
 #include "tests/overlay/OverlayObjects.h"
 #include "tests/overlay/ScriptedWaiter.h"
@@ -60,6 +61,60 @@ TEST_F(Connection, ARequestWithoutAServiceFailsAtOnceAndSaysSo)
     ExpectFailure(L"Request: Path=C:\\docs\\a.txt Status=4",
                   L"Request failed to enter processing queue due to overlay deinitialized");
     EXPECT_TRUE(waiter.limits.empty());
+}
+
+TEST_F(Connection, AServiceThatDoesNotRunIsLookedForOnceASecondAndThatIsLoggedAsOften)
+{
+    service.reset();
+    for (int second = 1; second <= 3; ++second) {
+        for (int i = 0; i < 100; ++i)
+            EXPECT_FALSE(Set(File, 4));
+        EXPECT_EQ(log.Count(L"Request failed to enter processing queue due to overlay deinitialized"), second);
+        EXPECT_EQ(log.Lines().size(), 2u * second);
+        EXPECT_EQ(overlay.PauseLeft(), std::chrono::seconds(1));
+        waiter.now += std::chrono::seconds(1);
+    }
+    service.emplace();
+    AnswerEverything();
+    EXPECT_TRUE(Set(File, 4));
+}
+
+TEST_F(Connection, ConnectionsThatPauseTogetherLeaveAServiceAloneThatOneOfThemHasFoundHanging)
+{
+    OverlayCache other(waiter, overlay.Pauses());
+    for (int i = 0; i < OverlayCache::MostTimeouts; ++i)
+        EXPECT_FALSE(SetInVain());
+    waiter.limits.clear();
+    std::int32_t status = OverlayStatus::Excluded;
+    EXPECT_FALSE(other.Request(OverlayRequest::SetStatus, File, status));
+    EXPECT_TRUE(waiter.limits.empty());
+}
+
+TEST_F(Connection, AWaitThatTheEndOfTheWatcherCutsShortIsNoFailureOfTheService)
+{
+    waiter.whileWaitingForTheAnswer = [](HANDLE) { return OverlayWaiter::Stopped; };
+    for (int i = 0; i <= OverlayCache::MostTimeouts; ++i)
+        EXPECT_FALSE(Set(File, OverlayStatus::Pending));
+    EXPECT_TRUE(service->IsTurnFree());
+    EXPECT_EQ(overlay.PauseLeft().count(), 0);
+    EXPECT_TRUE(log.Lines().empty());
+
+    waiter.limits.clear();
+    waiter.whileWaitingForTheTurn = [](HANDLE) { return OverlayWaiter::Stopped; };
+    EXPECT_FALSE(Set(File, OverlayStatus::Pending));
+    EXPECT_EQ(waiter.limits, std::vector<DWORD>{300});
+    EXPECT_TRUE(log.Lines().empty());
+}
+
+TEST(StoppableWaiter, EndsAWaitWhenTheWatcherEndsButPrefersTheEvent)
+{
+    CEvent event, stop(true, true);
+    StoppableWaiter waiter(static_cast<HANDLE>(stop));
+    EXPECT_EQ(waiter.Wait(event, INFINITE), OverlayWaiter::Stopped);
+    event.SetEvent();
+    EXPECT_EQ(waiter.Wait(event, INFINITE), DWORD(WAIT_OBJECT_0));
+    stop.ResetEvent();
+    EXPECT_EQ(waiter.Wait(event, 0), DWORD(WAIT_TIMEOUT));
 }
 
 TEST_F(Connection, EventsWithoutABlockAreNoServiceAndTheBlockIsNotLeftBehind)
@@ -148,6 +203,7 @@ TEST_F(Connection, ATurnThatDoesNotComeDropsTheConnectionAndTheNextRequestConnec
 
     service.emplace();
     waiter.limits.clear();
+    waiter.now += OverlayPauses::AbsentPause;
     AnswerEverything();
     EXPECT_TRUE(Set(File, OverlayStatus::Pending));
 }

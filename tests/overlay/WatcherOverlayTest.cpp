@@ -35,9 +35,18 @@ protected:
         bool operator==(const Told&) const = default;
         friend void PrintTo(const Told& told, std::ostream* out) { *out << Utf8(told.path) << " " << told.status; }
     };
+    // Waits until the service was told of everything so far.
+    void WaitUntilTold()
+    {
+        const ULONGLONG end = GetTickCount64() + 30000;
+        while (!Parts().overlay.Sender().IsIdle() && GetTickCount64() < end)
+            Sleep(1); // between two looks at a queue that another thread empties
+        EXPECT_TRUE(Parts().overlay.Sender().IsIdle());
+    }
     // Everything that the service has printed, which then ends.
     std::vector<Told> AllTold()
     {
+        WaitUntilTold();
         service->Interrupt();
         EXPECT_EQ(service->Finish(), 130);
         std::vector<Told> all;
@@ -101,6 +110,7 @@ TEST_F(ChangeOverlays, AModificationSetsOneBitAndTheNextOneAnother)
     const CString file = Write(L"a.txt");
     Handler().OnFileModified(file);
     Handler().OnFileModified(file); // is pending already
+    WaitUntilTold();
     Drain();
     Handler().OnFileModified(file);
     EXPECT_EQ(AllTold(), (std::vector{As(file, 1), As(file, 3)}));
@@ -110,6 +120,7 @@ TEST_F(ChangeOverlays, AModificationKeepsTheOtherBits)
 {
     const CString file = Write(L"a.txt");
     Handler().OnFileAdded(file);
+    WaitUntilTold();
     Drain();
     Handler().OnFileModified(file);
     EXPECT_EQ(AllTold(), (std::vector{As(file, 4), As(file, 5)}));
@@ -161,6 +172,55 @@ TEST_F(WatcherOverlays, AModificationWhoseStatusIsNotToldStartsFromSixteen)
     waiter.patient = false;
     Handler().OnFileModified(file);
     EXPECT_EQ(AllTold(), (std::vector{As(file, 17)}));
+}
+
+// Notes the threads that wait for the service, which never answers.
+class WaitsByThread final : public OverlayWaiter
+{
+public:
+    DWORD Wait(HANDLE, DWORD) override
+    {
+        const CSingleLock lock(m_lock);
+        m_threads.push_back(GetCurrentThreadId());
+        return WAIT_TIMEOUT;
+    }
+    std::vector<DWORD> Threads() const
+    {
+        const CSingleLock lock(m_lock);
+        return m_threads;
+    }
+
+private:
+    mutable CCriticalSection m_lock;
+    std::vector<DWORD> m_threads;
+};
+
+TEST_F(ChangeOverlays, NoThreadThatHasAChangeWaitsForTheService)
+{
+    WaitsByThread waits;
+    Parts().overlay.WaitWith(waits);
+    for (const wchar_t* name : {L"a.txt", L"out\\b.txt", L"c.txt"})
+        Handler().OnFileAdded(Write(name));
+    EXPECT_EQ(watcher.FirstRun(tree), true);
+    const ULONGLONG end = GetTickCount64() + 30000;
+    while (waits.Threads().size() < OverlayCache::MostTimeouts && GetTickCount64() < end)
+        Sleep(1); // between two looks at what another thread does
+    EXPECT_EQ(waits.Threads().size(), std::size_t(OverlayCache::MostTimeouts));
+    const std::vector<DWORD> threads = waits.Threads();
+    EXPECT_EQ(std::count(threads.begin(), threads.end(), GetCurrentThreadId()), 0);
+    watcher.AbortWatching();
+    EXPECT_FALSE(Parts().overlay.Sender().IsRunning());
+    Parts().overlay.WaitWith(waiter);
+}
+
+TEST_F(ChangeOverlays, AStatusThatComesAfterAnEndIsToldAllTheSame)
+{
+    watcher.AbortWatching();
+    const CString file = Write(L"a.txt");
+    Handler().OnFileAdded(file);
+    EXPECT_EQ(AllTold(), (std::vector{As(file, 4)}));
+    watcher.DeInit();
+    EXPECT_FALSE(Parts().overlay.Sender().IsRunning());
 }
 
 TEST_F(WatcherOverlays, AChangeIsPendingThoughNoServiceRuns)

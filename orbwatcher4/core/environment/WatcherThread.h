@@ -11,6 +11,7 @@ void JoinWatcherThread(KernelHandle& thread, const wchar_t* name);
 
 constexpr const wchar_t* WatchThreadName = L"watch thread";
 constexpr const wchar_t* OverlayThreadName = L"overlay thread";
+constexpr const wchar_t* OverlaySenderName = L"overlay sender";
 constexpr const wchar_t* FirstRunThreadName = L"first-run thread";
 constexpr const wchar_t* DeletedFilesThreadName = L"deleted-files thread";
 

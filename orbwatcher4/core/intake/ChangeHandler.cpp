@@ -81,6 +81,17 @@ bool WasUploaded(const Config& config, const CString& path, std::uint64_t modifi
     return true;
 }
 
+// Returns true when one question about the file itself shows that it has the time of the index. The list that has shown
+// the file is no proof. A file that has another time, or cannot be asked so, is opened.
+bool IsProvedUnchanged(const ChangeHandler::EventPath& event, const CachedDatum& datum)
+{
+    if (event.throughLink || !event.facts.AreOfLocalFile())
+        return false;
+    const LockOrder::DiskScope disk;
+    std::uint64_t modified = 0;
+    return ReadModificationTime(event.path, modified) && modified == datum.modificationTime;
+}
+
 bool IsDeletion(const NotificationPtr& notification)
 {
     return notification && notification->kind == NotificationKind::Deleted;
@@ -295,7 +306,7 @@ void ChangeHandler::OnReadChangesError(DWORD error, const wchar_t* directory)
 }
 
 std::optional<ChangeHandler::EventPath> ChangeHandler::NormalizeEventPath(const wchar_t* path,
-                                                                          std::optional<DWORD> listed)
+                                                                          std::optional<ListedItem> listed)
 {
     const CString given(path);
     if (given.IsEmpty() || given.GetLength() > LongestEventPath || m_ownFiles.Contains(given))
@@ -328,11 +339,12 @@ bool ChangeHandler::IsHiddenSkipped(const EventPath& event, const Notification& 
 {
     if (PathIsRootW(event.path))
         return false;
-    ImpersonateUser(m.config.userToken);
     // A folder's list may be older than the file, for a file with several names for a long time. So it keeps no file
     // out. Facts from before the judgement began do not count: the file may be gone since.
-    const bool again = !event.facts.AreListed() || event.facts.IsHidden();
-    const FileFacts facts = again ? FileFacts::Of(event.path) : event.facts;
+    if (event.facts.AreListed() && !event.facts.IsHidden())
+        return false;
+    ImpersonateUser(m.config.userToken);
+    const FileFacts facts = FileFacts::Of(event.path);
     if (!facts.AreKnown() && IsPassing(facts.Error())) {
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"%s cannot be looked at now: %d", event.path.GetString(),
                           facts.Error());
@@ -348,6 +360,10 @@ std::optional<PathOutcome> ChangeHandler::IsDuplicateNotification(const EventPat
     if (!CIndexDB::GetCachedData(CIndexDB::CalculateUuid(path), datum, 1) || !CIndexDB::IsItemOf(path, datum) ||
         (datum.flags & CachedDatum::NoDeleteRecord))
         return std::nullopt;
+    if (IsProvedUnchanged(event, datum)) {
+        m.overlay.Set(path, OverlayStatus::InSync);
+        return PathOutcome::Unchanged;
+    }
     // Another item may have taken the place of the one that the event has shown.
     const bool directory = IsDirectory(path);
     std::uint64_t modified = 0;
@@ -376,7 +392,8 @@ bool ChangeHandler::LeftOutByName(const wchar_t* path)
     return true;
 }
 
-PathOutcome ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, Arrival arrival, std::optional<DWORD> listed)
+PathOutcome ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, Arrival arrival,
+                                              std::optional<ListedItem> listed)
 {
     const bool expandDirectory = arrival != Arrival::Found;
     if (LeftOutByName(eventPath))

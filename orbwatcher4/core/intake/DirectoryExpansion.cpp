@@ -63,6 +63,8 @@ void ChangeHandler::AddDirectoryChildren(const EventPath& folder)
     const FindHandle search = FindFirst(WithBackslash(path) + L'*', data);
     if (!search)
         return ReadEnded(path, GetLastError());
+    ListedFolder list;
+    list.Enter(path);
     do {
         if (m.stop.IsSet()) {
             m.due.MakeFull();
@@ -70,7 +72,8 @@ void ChangeHandler::AddDirectoryChildren(const EventPath& folder)
         }
         // The list's attributes save the questions for those of each item.
         const auto add = [&] {
-            ProcessChangedFile(WithBackslash(path) + data.cFileName, Arrival::Event, data.dwFileAttributes);
+            ProcessChangedFile(WithBackslash(path) + data.cFileName, Arrival::Event,
+                               ListedItem{data.dwFileAttributes, &list});
         };
         if (!IsDots(data.cFileName) && !Completes(L"Taking a change in", add))
             m.due.MakeFull();

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "mfc/CString.h"
+#include "orbwatcher4/core/intake/ListedFolder.h"
 #include "support/LockOrder.h"
 #include "support/SystemPath.h"
 
@@ -16,22 +17,27 @@ public:
     {
         const LockOrder::DiskScope disk;
         const DWORD attributes = GetFileAttributesW(SystemPath(path));
-        return {attributes, attributes == INVALID_FILE_ATTRIBUTES ? GetLastError() : ERROR_SUCCESS, false};
+        return {attributes, attributes == INVALID_FILE_ATTRIBUTES ? GetLastError() : ERROR_SUCCESS, nullptr};
     }
     // Takes the attributes that the list of a folder has just shown. The list may be older than the file.
-    static FileFacts Listed(DWORD attributes) { return {attributes, ERROR_SUCCESS, true}; }
+    static FileFacts Listed(const ListedItem& item) { return {item.attributes, ERROR_SUCCESS, item.folder}; }
 
     bool AreKnown() const { return m_attributes != INVALID_FILE_ATTRIBUTES; }
     // Returns why they are not known.
     DWORD Error() const { return m_error; }
-    bool AreListed() const { return m_listed; }
+    bool AreListed() const { return m_listed != nullptr; }
+    // Returns true for a file that a list has shown on a volume of this machine, and that was no link then.
+    bool AreOfLocalFile() const { return AreListed() && !IsFolder() && !IsLink() && m_listed->IsLocal(); }
     bool IsFolder() const { return Has(FILE_ATTRIBUTE_DIRECTORY); }
     bool IsLink() const { return Has(FILE_ATTRIBUTE_REPARSE_POINT); }
     // An item without known attributes counts as hidden.
     bool IsHidden() const { return (m_attributes & FILE_ATTRIBUTE_HIDDEN) != 0; }
 
 private:
-    FileFacts(DWORD attributes, DWORD error, bool listed) : m_attributes(attributes), m_error(error), m_listed(listed)
+    FileFacts(DWORD attributes, DWORD error, ListedFolder* listed)
+        : m_attributes(attributes),
+          m_error(error),
+          m_listed(listed)
     {
     }
 
@@ -39,5 +45,5 @@ private:
 
     DWORD m_attributes;
     DWORD m_error;
-    bool m_listed;
+    ListedFolder* m_listed; // null: the disk was asked
 };

@@ -26,6 +26,7 @@ void EnumerationWalk::FolderFoundCallback(const wchar_t* path)
 void EnumerationWalk::Entering(const CString& folder)
 {
     m_enteredAt = GetTickCount64();
+    m_folder.Enter(folder);
     m_found.Tally().SetFolder(folder);
 }
 
@@ -59,9 +60,9 @@ PathOutcome EnumerationWalk::NamedIfSkipped(const CString& path, PathOutcome out
     return outcome;
 }
 
-// Returns the listed attributes of the last file; nothing when they are too old.
-std::optional<DWORD> EnumerationWalk::TakeListed()
+// Returns what the list shows of the last item; nothing when that is too old.
+std::optional<ListedItem> EnumerationWalk::TakeListed()
 {
-    const std::optional<DWORD> listed = std::exchange(m_listed, std::nullopt);
+    const std::optional<ListedItem> listed = std::exchange(m_listed, std::nullopt);
     return GetTickCount64() - m_enteredAt < ListIsGoodFor ? listed : std::nullopt;
 }

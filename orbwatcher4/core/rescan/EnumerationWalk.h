@@ -17,16 +17,17 @@ public:
 
     void Entering(const CString& folder) override;
     void ListRead(const CString& folder, std::uint32_t error) override;
-    void Shown(std::uint32_t attributes) override { m_listed = attributes; }
+    void Shown(std::uint32_t attributes) override { m_listed = ListedItem{attributes, &m_folder}; }
     void SelectedMissing(const CString& path) override;
     void PassedOver(const CString& path, PathOutcome why) override;
 
 private:
     PathOutcome NamedIfSkipped(const CString& path, PathOutcome outcome);
-    std::optional<DWORD> TakeListed();
+    std::optional<ListedItem> TakeListed();
 
     FoundFiles& m_found;
     const EnumerationParts& m;
-    std::optional<DWORD> m_listed;
+    ListedFolder m_folder;
+    std::optional<ListedItem> m_listed;
     ULONGLONG m_enteredAt = 0;
 };

@@ -26,17 +26,16 @@ void FoundFiles::TakeNamed(const wchar_t* path)
     m_tally.CountFile(outcome);
 }
 
-PathOutcome FoundFiles::Take(const wchar_t* path, std::optional<DWORD> listed)
+PathOutcome FoundFiles::Take(const wchar_t* path, std::optional<ListedItem> listed)
 {
     const NotificationPtr pending = m.pending.Find(path);
     PathOutcome outcome = PathOutcome::Waiting;
     if (!pending || pending->kind == NotificationKind::Deleted)
         outcome = m.handler.ProcessChangedFile(path, Arrival::Found, listed);
     // A walk may report files that are gone since they were listed, and rules may name files that do not exist.
-    if (m_unmet.Contains(path) && (outcome == PathOutcome::Unchanged || !m.selection.IsGone(path))) {
-        m.due.Found(WithoutBackslash(path));
-        m_unmet.Remove(path);
-    }
+    if (outcome == PathOutcome::Unchanged || (m_unmet.Contains(path) && !m.selection.IsGone(path)))
+        if (m_unmet.Remove(path))
+            m.due.Found(WithoutBackslash(path));
     if (outcome == PathOutcome::Unreadable && MayBeOpened(path)) // otherwise it was said already
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"%s cannot be looked at", path);
     return outcome;

@@ -61,6 +61,7 @@ void RootEnumeration::EnumerateAll()
         return;
     }
     Completes(L"Looking for files of others in the data folder", [this] { m.selection.WarnOfDataFolder(); });
+    std::vector<UnmetPaths::Search> searches;
     for (const auto& [root, drive] : m.selection.Drives()) {
         if (m.stop.IsSet())
             break;
@@ -68,7 +69,7 @@ void RootEnumeration::EnumerateAll()
             LeaveOut(root);
             continue;
         }
-        m_found.Unmet().Fill(root);
+        searches.push_back(m_found.Unmet().Begin(root));
         const bool whole = EnumerateSelected(root);
         if (!m.stop.IsSet() && !MayBeWalked(root))
             LeaveOut(root); // the drive or its volume went away meanwhile
@@ -80,7 +81,7 @@ void RootEnumeration::EnumerateAll()
     }
     m.selection.PrimaryWalks().ClearJunctionCache();
     if (!m.stop.IsSet())
-        m_found.Unmet().ReportAll();
+        ReportVanished(searches);
     if (m.stop.IsSet())
         m.due.MakeFull();
     else
@@ -94,14 +95,21 @@ bool RootEnumeration::EnumerateOne(const CString& root)
         LeaveOut(root);
         return true;
     }
-    m_found.Unmet().Fill(root);
+    const UnmetPaths::Search search = m_found.Unmet().Begin(root);
     if (!EnumerateSelected(root))
         return false;
     if (!m.stop.IsSet() && !MayBeWalked(root))
         LeaveOut(root); // the drive or its volume went away meanwhile
     if (!m.stop.IsSet())
-        m_found.Unmet().ReportAll();
+        ReportVanished({search});
     return true;
+}
+
+void RootEnumeration::ReportVanished(const std::vector<UnmetPaths::Search>& searches)
+{
+    for (const UnmetPaths::Search& search : searches)
+        m_found.Unmet().AddUnmet(search);
+    m_found.Unmet().ReportAll();
 }
 
 bool RootEnumeration::EnumerateSelected(const wchar_t* drive) noexcept

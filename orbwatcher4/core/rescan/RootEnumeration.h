@@ -4,6 +4,7 @@
 #include "orbwatcher4/core/rescan/FoundFiles.h"
 
 #include <functional>
+#include <vector>
 
 class RootEnumeration
 {
@@ -27,6 +28,7 @@ public:
 
 private:
     bool EnumerateDrive(const wchar_t* drive, const wchar_t* pattern, bool checkRules);
+    void ReportVanished(const std::vector<UnmetPaths::Search>& searches);
     bool MayBeWalked(const CString& root) const;
     void LeaveOut(const CString& root);
 

@@ -52,16 +52,23 @@ const wchar_t* NameOf(const CString& root) { return root.IsEmpty() ? L"the selec
 
 } // namespace
 
-void UnmetPaths::Remove(const wchar_t* path) noexcept
+bool UnmetPaths::Remove(const wchar_t* path) noexcept
 {
+    bool removed = false;
     Completes(L"RemoveFromDeleteMap", [&] {
+        removed = CIndexDB::Meet(path);
         const CSingleLock lock(SectionOf(m.config.useDrDeleteMap));
-        MapOf(m.config.useDrDeleteMap).erase(WithoutBackslash(path)); // spelled as the items of the index
+        DeleteMap& map = MapOf(m.config.useDrDeleteMap);
+        if (!map.empty() && map.erase(WithoutBackslash(path)) > 0) // spelled as the items of the index
+            removed = true;
     });
+    return removed;
 }
 
 bool UnmetPaths::Contains(const wchar_t* path) const
 {
+    if (CIndexDB::IsUnmet(path))
+        return true;
     const CSingleLock lock(SectionOf(m.config.useDrDeleteMap));
     const DeleteMap& map = MapOf(m.config.useDrDeleteMap);
     return !map.empty() && map.contains(WithoutBackslash(path));
@@ -81,7 +88,7 @@ void UnmetPaths::ReportSelected()
     const DriveList selected = m.selection.Drives();
     const CSingleLock lock(SectionOf(m.config.useDrDeleteMap));
     Roots roots;
-    // Removes the judged entries. The next enumeration of their root fills the map again.
+    // Removes the judged entries. The next enumeration of their root finds them again.
     std::erase_if(MapOf(m.config.useDrDeleteMap), [&](const auto& entry) {
         return !m.stop.IsSet() && selected.contains(OrbFilter::StripToRoot(entry.first)) &&
                roots.IsReachable(entry.first) && Judge(entry.first);
@@ -138,33 +145,40 @@ bool UnmetPaths::IsUnknown(const CString& path)
     return true;
 }
 
-// Fills the map with all items of the root. The enumeration removes those that it meets.
-void UnmetPaths::Fill(const CString& root)
+// Returns false when the cache of the index cannot tell what has disappeared from the root.
+bool UnmetPaths::HasCache(const CString& root)
 {
-    if (m.config.indexDatabase.IsEmpty())
-        return;
-    if (!CIndexDB::CacheLoaded()) {
-        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__,
-                          L"What disappeared from %s cannot be found, the cache of the index is not loaded",
-                          NameOf(root));
-        m.due.MakeFull();
-        return;
-    }
+    if (CIndexDB::CacheLoaded())
+        return true;
+    g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__,
+                      L"What disappeared from %s cannot be found, the cache of the index is not loaded", NameOf(root));
+    m.due.MakeFull();
+    return false;
+}
+
+UnmetPaths::Search UnmetPaths::Begin(const CString& root)
+{
+    if (m.config.indexDatabase.IsEmpty() || !HasCache(root))
+        return {root, 0};
     CIndexDB index;
     index.SetDBFilePath(m.config.indexDatabase);
-    DeleteMap found;
-    if (index.Open(0, 0, 0) && index.BeginFolderChildrenRead(root))
-        for (std::uint64_t id = 0; index.ReadRow(id);) {
-            CachedDatum datum;
-            if (CIndexDB::GetCachedData(id, datum) && !(datum.flags & CachedDatum::NoDeleteRecord))
-                found.emplace(datum.path, id);
-        }
-    const CIndexDB::Error error = index.GetLastDbError();
-    if (error != CIndexDB::Error::None && error != CIndexDB::Error::NotFound) {
-        g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"What disappeared from %s cannot be found, the index failed: %s",
-                          NameOf(root), index.GetLastDbErrorText().GetString());
-        m.due.MakeFull();
+    if (index.Open(0, 0, 0))
+        return {root, CIndexDB::BeginRun()};
+    // Without its database, no deletion could be recorded.
+    g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"What disappeared from %s cannot be found, the index failed: %s",
+                      NameOf(root), index.GetLastDbErrorText().GetString());
+    m.due.MakeFull();
+    return {root, 0};
+}
+
+void UnmetPaths::AddUnmet(const Search& search)
+{
+    if (search.run == 0 || !HasCache(search.root))
+        return;
+    UnmetItems items{search.run, search.root};
+    while (CIndexDB::ReadUnmet(items)) {
+        const CSingleLock lock(SectionOf(m.config.useDrDeleteMap));
+        for (const CachedDatum& item : items.found)
+            MapOf(m.config.useDrDeleteMap).emplace(item.path, item.id);
     }
-    const CSingleLock lock(SectionOf(m.config.useDrDeleteMap));
-    MapOf(m.config.useDrDeleteMap).merge(found);
 }

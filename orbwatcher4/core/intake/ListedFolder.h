@@ -1,0 +1,41 @@
+// The folder whose list an enumeration reads. A list may be behind the files: it keeps no file out, and it proves of
+// none that it has not changed. One thread.
+#pragma once
+
+#include "mfc/CString.h"
+#include "support/LocalVolume.h"
+#include "support/LockOrder.h"
+
+#include <windows.h>
+
+#include <optional>
+
+class ListedFolder
+{
+public:
+    void Enter(const CString& folder)
+    {
+        m_folder = folder;
+        m_isLocal.reset();
+    }
+    // Returns true when the folder is on a volume of this machine, which answers questions by a file's name with what
+    // the file is now. A share may answer with what the list has shown. Asks the system once.
+    bool IsLocal()
+    {
+        if (!m_isLocal) {
+            const LockOrder::DiskScope disk;
+            m_isLocal = IsOnLocalVolume(m_folder);
+        }
+        return *m_isLocal;
+    }
+
+private:
+    CString m_folder;
+    std::optional<bool> m_isLocal;
+};
+
+// What a list that was read just now shows of an item. The folder must outlive the judgement of the item.
+struct ListedItem {
+    DWORD attributes;
+    ListedFolder* folder; // not null
+};
