@@ -102,6 +102,21 @@ protected:
         return each(few.calls, many.calls) + " calls, " + each(few.locks, many.locks) + " locks";
     }
 
+    // Returns the road of events of this kind.
+    auto Reports(void (ChangeHandler::*slot)(const wchar_t*))
+    {
+        return [this, slot](const std::vector<CString>& files) {
+            for (const CString& file : files)
+                (Handler().*slot)(file);
+        };
+    }
+    std::vector<CString> PendingFiles(int count)
+    {
+        const std::vector<CString> files = Files(count);
+        Reports (&ChangeHandler::OnFileAdded)(files);
+        return files;
+    }
+
     // Returns what the page says of the road.
     static std::string Said(const std::string& road)
     {
@@ -132,11 +147,7 @@ private:
 TEST_F(WorkTable, SaysWhatANewFileCosts)
 {
     const auto prepare = [&](int count) { return Files(count); };
-    const auto road = [&](const std::vector<CString>& files) {
-        for (const CString& file : files)
-            Handler().OnFileAdded(file);
-    };
-    EXPECT_EQ(PerFile(prepare, road), Said("new"));
+    EXPECT_EQ(PerFile(prepare, Reports(&ChangeHandler::OnFileAdded)), Said("new"));
 }
 
 TEST_F(WorkTable, SaysWhatAChangedFileCosts)
@@ -146,26 +157,13 @@ TEST_F(WorkTable, SaysWhatAChangedFileCosts)
         RecordAll(files, 1);
         return files;
     };
-    const auto road = [&](const std::vector<CString>& files) {
-        for (const CString& file : files)
-            Handler().OnFileModified(file);
-    };
-    EXPECT_EQ(PerFile(prepare, road), Said("changed"));
+    EXPECT_EQ(PerFile(prepare, Reports(&ChangeHandler::OnFileModified)), Said("changed"));
 }
 
 TEST_F(WorkTable, SaysWhatAnotherEventOfANewFileCosts)
 {
-    const auto prepare = [&](int count) {
-        const std::vector<CString> files = Files(count);
-        for (const CString& file : files)
-            Handler().OnFileAdded(file);
-        return files;
-    };
-    const auto road = [&](const std::vector<CString>& files) {
-        for (const CString& file : files)
-            Handler().OnFileModified(file);
-    };
-    EXPECT_EQ(PerFile(prepare, road), Said("new, another event"));
+    const auto prepare = [&](int count) { return PendingFiles(count); };
+    EXPECT_EQ(PerFile(prepare, Reports(&ChangeHandler::OnFileModified)), Said("new, another event"));
 }
 
 TEST_F(WorkTable, SaysWhatADeletedFileCosts)
@@ -177,21 +175,12 @@ TEST_F(WorkTable, SaysWhatADeletedFileCosts)
             DeleteFileW(file);
         return files;
     };
-    const auto road = [&](const std::vector<CString>& files) {
-        for (const CString& file : files)
-            Handler().OnFileRemoved(file);
-    };
-    EXPECT_EQ(PerFile(prepare, road), Said("deleted"));
+    EXPECT_EQ(PerFile(prepare, Reports(&ChangeHandler::OnFileRemoved)), Said("deleted"));
 }
 
 TEST_F(WorkTable, SaysWhatAFileCostsThatIsHandedOut)
 {
-    const auto prepare = [&](int count) {
-        const std::vector<CString> files = Files(count);
-        for (const CString& file : files)
-            Handler().OnFileAdded(file);
-        return files;
-    };
+    const auto prepare = [&](int count) { return PendingFiles(count); };
     const auto road = [&](const std::vector<CString>& files) {
         QueueDatum datum;
         for (std::size_t i = 0; i < files.size(); ++i)

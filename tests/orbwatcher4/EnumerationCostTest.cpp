@@ -72,7 +72,7 @@ TEST_F(EnumerationCost, WhatAListHasShownLongAgoIsAskedForAgain)
     EXPECT_EQ(watcher.GetTotalFilesInMem(), 104);
 }
 
-// Of the system's own interface, whose header does not go with the engine's.
+// A declaration of the system's own interface, whose header does not go with the engine's.
 using NtOpen = LONG NTAPI(PHANDLE file, ACCESS_MASK access, void* attributes, void* status, PLARGE_INTEGER size,
                           ULONG kind, ULONG share, ULONG how, ULONG options, void* ea, ULONG eaLength);
 struct VolumeDevice {
