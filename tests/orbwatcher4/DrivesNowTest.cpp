@@ -7,20 +7,32 @@ namespace
 
 const std::wstring SerialOfG = std::to_wstring(SerialOfDrive('g'));
 
-// Another volume under G: as long as it lives.
+// Another volume under G: as long as it lives. Its root and every open file show its number.
 class OtherVolumeUnderG
 {
+    static constexpr DWORD Serial = 0x7777;
+
     static BOOL WINAPI Answer(const wchar_t* root, wchar_t* name, DWORD size, DWORD* serial, DWORD* longest,
                               DWORD* flags, wchar_t* system, DWORD systemSize)
     {
         const BOOL done = s_original(root, name, size, serial, longest, flags, system, systemSize);
         if (done && serial && towlower(root[0]) == L'g')
-            *serial = 0x7777;
+            *serial = Serial;
+        return done;
+    }
+    static BOOL WINAPI AnswerOfFile(HANDLE file, BY_HANDLE_FILE_INFORMATION* information)
+    {
+        const BOOL done = s_originalOfFile(file, information);
+        if (done)
+            information->dwVolumeSerialNumber = Serial;
         return done;
     }
 
     static inline const auto s_original = SystemFunction<decltype(GetVolumeInformationW)>("GetVolumeInformationW");
+    static inline const auto s_originalOfFile =
+        SystemFunction<decltype(GetFileInformationByHandle)>("GetFileInformationByHandle");
     const ImportedCall m_call{nullptr, "GetVolumeInformationW", &Answer};
+    const ImportedCall m_callOfFile{nullptr, "GetFileInformationByHandle", &AnswerOfFile};
 };
 
 class DrivesNow : public LoopFixture
