@@ -72,7 +72,7 @@ TEST_F(EnumerationCost, WhatAListHasShownLongAgoIsAskedForAgain)
     EXPECT_EQ(watcher.GetTotalFilesInMem(), 104);
 }
 
-// Of the system's own interface, whose header does not go with the engine's.
+// NtCreateFile and its volume query. Their header does not go with the engine's.
 using NtOpen = LONG NTAPI(PHANDLE file, ACCESS_MASK access, void* attributes, void* status, PLARGE_INTEGER size,
                           ULONG kind, ULONG share, ULONG how, ULONG options, void* ea, ULONG eaLength);
 struct VolumeDevice {
@@ -111,7 +111,7 @@ class Questions
 public:
     Questions() { g_questions = s_opened = 0; }
     int Asked() const { return g_questions; }
-    // How often a file was opened for reading.
+    // Returns how often a file was opened for reading.
     int Opened() const { return s_opened; }
 
 private:

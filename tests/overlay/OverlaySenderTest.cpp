@@ -42,7 +42,7 @@ protected:
         stop.SetEvent();
         return pause;
     }
-    // How many requests the service has got; one that hangs has the turn free again.
+    // Returns the number of requests, answered or not.
     std::size_t Requests() const { return waiter.limits.size() / 2; }
 
     using Told = std::vector<std::pair<std::wstring, std::int32_t>>;

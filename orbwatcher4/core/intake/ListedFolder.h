@@ -34,7 +34,7 @@ private:
     std::optional<bool> m_isLocal;
 };
 
-// What a list that was read just now shows of an item. The folder must outlive the judgement of the item.
+// An item as a list shows it that was read just now. The folder must outlive the judgement of the item.
 struct ListedItem {
     DWORD attributes;
     ListedFolder* folder; // not null

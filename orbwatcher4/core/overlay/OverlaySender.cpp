@@ -41,7 +41,7 @@ void OverlaySender::AddModification(const CString& path) noexcept
     });
 }
 
-// A thread that sends finds what comes meanwhile by itself: only the first status wakes it.
+// Only the first status wakes the thread. While it sends, it finds the later ones by itself.
 template <typename Change>
 void OverlaySender::Post(Change change) noexcept
 {
@@ -135,7 +135,7 @@ std::optional<UnsentStatuses::Entry> OverlaySender::Next(bool maySend)
     return entry;
 }
 
-// A modification without a status needs two requests. One that is not answered leaves the other one as it is.
+// A modification without a status needs two requests. If the read fails, the write still follows.
 void OverlaySender::Tell(const UnsentStatuses::Entry& entry)
 {
     std::int32_t status = OverlayStatus::ReadStart;

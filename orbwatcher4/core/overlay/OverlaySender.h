@@ -1,8 +1,8 @@
 // Tells the overlay service of statuses on a thread of its own: no other thread waits for the service.
 //
 // The first status starts the thread, and the owner ends it. During a pause of the connection the statuses wait, and
-// the last one of a path replaces those before it. A service that does not run is told nothing: what waits is dropped,
-// as if each request had failed. Any thread.
+// the last one of a path replaces those before it. Statuses for a service that does not run are dropped, as if
+// each request had failed. Any thread.
 #pragma once
 
 #include "OrbFileMonitorService/OverlayCache.h"
@@ -26,7 +26,7 @@ public:
     // Adds a modification to the status that the path has.
     void AddModification(const CString& path) noexcept;
 
-    // Waits for the thread's end. Set `stop` first. What has not been sent waits for the next thread.
+    // Waits for the thread's end. Set `stop` first. Statuses that were not sent wait for the next thread.
     void Join();
     bool IsRunning() const;
     // Returns true when nothing waits, and no request is in progress.

@@ -28,9 +28,9 @@ public:
         std::int32_t WithModifications(std::int32_t from) const;
     };
 
-    // Replaces what waits for the path. Returns false when another path was dropped for it. Throws std::bad_alloc.
+    // Replaces the entry of the path. Returns false when another path was dropped for it. Throws std::bad_alloc.
     bool Set(const CString& path, std::int32_t status);
-    // Adds a modification to what waits for the path. Otherwise as Set.
+    // Adds a modification to the entry of the path. Otherwise as Set.
     bool AddModification(const CString& path);
     // Removes the oldest entry; nothing when there is none.
     std::optional<Entry> Take();
