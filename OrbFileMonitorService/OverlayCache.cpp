@@ -65,10 +65,10 @@ OverlayCache::LinePtr OverlayCache::ConnectedLine()
         present = line != nullptr;
     }
     if (!present) {
-        m_pauses->NoteAbsent(now);
+        m_pauses.NoteAbsent(now);
         return nullptr;
     }
-    m_pauses->NoteTimeout(now);
+    m_pauses.NoteTimeout(now);
     g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__,
                       L"The overlay block belongs to an account that is not trusted. No path is written into it");
     return nullptr;
@@ -90,14 +90,14 @@ void OverlayCache::Drop(const LinePtr& line)
 
 std::chrono::milliseconds OverlayCache::PauseLeft() const
 {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(m_pauses->Until() - m_waiter->Now());
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(m_pauses.Until() - m_waiter->Now());
     return std::max(left, std::chrono::milliseconds(0));
 }
 
 void OverlayCache::NoteTimeout(const LinePtr& line)
 {
     Drop(line);
-    const std::chrono::seconds pause = m_pauses->NoteTimeout(m_waiter->Now());
+    const std::chrono::seconds pause = m_pauses.NoteTimeout(m_waiter->Now());
     if (pause.count() > 0)
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__,
                           L"The overlay service does not answer. It is told nothing for %d s", int(pause.count()));
@@ -138,7 +138,7 @@ bool OverlayCache::Request(OverlayRequest kind, const wchar_t* path, std::int32_
     const DWORD answer = m_waiter->Wait(m_response.Get(), AnswerLimit);
     if (answer == WAIT_OBJECT_0) {
         Finish(*line, kind, status);
-        m_pauses->NoteAnswer();
+        m_pauses.NoteAnswer();
         return true;
     }
     SetEvent(line->token.Get());

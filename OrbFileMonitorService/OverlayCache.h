@@ -25,15 +25,8 @@ public:
     static constexpr DWORD AnswerLimit = 300; // milliseconds
     static constexpr int MostTimeouts = OverlayPauses::MostTimeouts;
 
-    // Connections with the same pauses leave a service alone together.
-    using PausesPtr = std::shared_ptr<OverlayPauses>;
-
     OverlayCache() = default;
-    explicit OverlayCache(OverlayWaiter& waiter, PausesPtr pauses = std::make_shared<OverlayPauses>())
-        : m_waiter(&waiter),
-          m_pauses(std::move(pauses))
-    {
-    }
+    explicit OverlayCache(OverlayWaiter& waiter) : m_waiter(&waiter) {}
     OverlayCache(const OverlayCache&) = delete;
     OverlayCache& operator=(const OverlayCache&) = delete;
 
@@ -51,10 +44,9 @@ public:
     // Returns how long requests fail at once; 0 when the next one is sent.
     std::chrono::milliseconds PauseLeft() const;
     // Returns true during the pause after a request that found no service.
-    bool IsServiceAbsent() const { return m_pauses->IsAbsent(m_waiter->Now()); }
+    bool IsServiceAbsent() const { return m_pauses.IsAbsent(m_waiter->Now()); }
 
     OverlayWaiter& Waiter() const { return *m_waiter; }
-    const PausesPtr& Pauses() const { return m_pauses; }
     // Sets the waiter. Call it before the first request.
     void WaitWith(OverlayWaiter& waiter) { m_waiter = &waiter; }
 
@@ -69,7 +61,7 @@ private:
     bool GiveUp(const LinePtr& line, const wchar_t* path, std::int32_t status, const wchar_t* error, int sourceLine);
 
     OverlayWaiter* m_waiter = &SystemOverlayWaiter();
-    PausesPtr m_pauses = std::make_shared<OverlayPauses>();
+    OverlayPauses m_pauses;
     RankedSection m_section{LockRank::Leaf, L"overlay connection"};
     LinePtr m_line ORB_GUARDED_BY(m_section); // null: not connected
     // Opened once and kept over reconnects, because a thread may be waiting for it. Guarded by m_section until it is

@@ -1,5 +1,4 @@
-// When an overlay service that has not answered, or does not run, may be asked again. The connections of one watcher
-// share the pauses. Any thread.
+// The times at which an overlay service that has not answered, or does not run, may be asked again. Any thread.
 #pragma once
 
 #include "support/GrowingPause.h"

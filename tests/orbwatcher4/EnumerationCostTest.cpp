@@ -85,70 +85,54 @@ NtOpen* SystemOpen()
         reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "NtCreateFile")));
 }
 
+int g_questions = 0;
+
+template <std::size_t Size>
+struct ImportName {
+    constexpr ImportName(const char (&name)[Size]) { std::copy_n(name, Size, text); }
+    char text[Size];
+};
+template <ImportName Called, typename Function>
+struct Counted;
+template <ImportName Called, typename Result, typename... Arguments>
+struct Counted<Called, Result(Arguments...)> {
+    static Result Call(Arguments... arguments)
+    {
+        static const auto original = SystemFunction<Result(Arguments...)>(Called.text);
+        ++g_questions;
+        return original(arguments...);
+    }
+    const ImportedCall call{nullptr, Called.text, &Call};
+};
+
 // Counts every call of the system with which a file can be asked about.
 class Questions
 {
 public:
-    Questions() { s_asked = 0; }
-    int Asked() const { return s_asked; }
+    Questions() { g_questions = s_opened = 0; }
+    int Asked() const { return g_questions; }
+    // How often a file was opened for reading.
+    int Opened() const { return s_opened; }
 
 private:
-    static inline int s_asked = 0;
+    static inline int s_opened = 0;
 
-    static DWORD WINAPI Attributes(LPCWSTR path)
+    static LONG NTAPI Open(PHANDLE file, ACCESS_MASK access, void* attributes, void* status, PLARGE_INTEGER size,
+                           ULONG kind, ULONG share, ULONG how, ULONG options, void* ea, ULONG eaLength)
     {
-        ++s_asked;
-        return s_attributes(path);
-    }
-    static BOOL WINAPI AttributesEx(LPCWSTR path, GET_FILEEX_INFO_LEVELS level, LPVOID data)
-    {
-        ++s_asked;
-        return s_attributesEx(path, level, data);
-    }
-    static HANDLE WINAPI Create(LPCWSTR path, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES security, DWORD how,
-                                DWORD flags, HANDLE like)
-    {
-        ++s_asked;
-        return s_create(path, access, share, security, how, flags, like);
-    }
-    static LONG NTAPI NtCreate(PHANDLE file, ACCESS_MASK access, void* attributes, void* status, PLARGE_INTEGER size,
-                               ULONG kind, ULONG share, ULONG how, ULONG options, void* ea, ULONG eaLength)
-    {
-        ++s_asked;
-        return s_ntCreate(file, access, attributes, status, size, kind, share, how, options, ea, eaLength);
-    }
-    static BOOL WINAPI Information(HANDLE file, LPBY_HANDLE_FILE_INFORMATION data)
-    {
-        ++s_asked;
-        return s_information(file, data);
-    }
-    static BOOL WINAPI Close(HANDLE handle)
-    {
-        ++s_asked;
-        return s_close(handle);
-    }
-    static DWORD WINAPI LongName(LPCWSTR path, LPWSTR name, DWORD length)
-    {
-        ++s_asked;
-        return s_longName(path, name, length);
+        static NtOpen* const original = SystemOpen();
+        ++g_questions;
+        ++s_opened;
+        return original(file, access, attributes, status, size, kind, share, how, options, ea, eaLength);
     }
 
-    static inline const auto s_attributes = SystemFunction<decltype(GetFileAttributesW)>("GetFileAttributesW");
-    static inline const auto s_attributesEx = SystemFunction<decltype(GetFileAttributesExW)>("GetFileAttributesExW");
-    static inline const auto s_create = SystemFunction<decltype(CreateFileW)>("CreateFileW");
-    static inline NtOpen* const s_ntCreate = SystemOpen();
-    static inline const auto s_information =
-        SystemFunction<decltype(GetFileInformationByHandle)>("GetFileInformationByHandle");
-    static inline const auto s_close = SystemFunction<decltype(CloseHandle)>("CloseHandle");
-    static inline const auto s_longName = SystemFunction<decltype(GetLongPathNameW)>("GetLongPathNameW");
-
-    const ImportedCall m_calls[7] = {{nullptr, "GetFileAttributesW", Attributes},
-                                     {nullptr, "GetFileAttributesExW", AttributesEx},
-                                     {nullptr, "CreateFileW", Create},
-                                     {nullptr, "NtCreateFile", NtCreate},
-                                     {nullptr, "GetFileInformationByHandle", Information},
-                                     {nullptr, "CloseHandle", Close},
-                                     {nullptr, "GetLongPathNameW", LongName}};
+    const Counted<"GetFileAttributesW", decltype(GetFileAttributesW)> m_attributes;
+    const Counted<"GetFileAttributesExW", decltype(GetFileAttributesExW)> m_attributesEx;
+    const Counted<"CreateFileW", decltype(CreateFileW)> m_create;
+    const Counted<"GetFileInformationByHandle", decltype(GetFileInformationByHandle)> m_information;
+    const Counted<"CloseHandle", decltype(CloseHandle)> m_close;
+    const Counted<"GetLongPathNameW", decltype(GetLongPathNameW)> m_longName;
+    const ImportedCall m_open{nullptr, "NtCreateFile", &Open};
 };
 
 class DailyCost : public EnumerationCost
@@ -194,24 +178,14 @@ LONG NTAPI RemoteVolume(HANDLE, void*, void* data, ULONG, int)
     return 0;
 }
 
-int g_opened = 0;
-LONG NTAPI CountedOpen(PHANDLE file, ACCESS_MASK access, void* attributes, void* status, PLARGE_INTEGER size,
-                       ULONG kind, ULONG share, ULONG how, ULONG options, void* ea, ULONG eaLength)
-{
-    static NtOpen* const open = SystemOpen();
-    ++g_opened;
-    return open(file, access, attributes, status, size, kind, share, how, options, ea, eaLength);
-}
-
 // A share may answer a question by name with what the folder's list has shown.
 TEST_F(DailyCost, AFileOnAShareIsOpenedBeforeItCountsAsUnchanged)
 {
     WriteAndRecord(0, 10);
     const ImportedCall volume(nullptr, "NtQueryVolumeInformationFile", RemoteVolume);
-    const ImportedCall opened(nullptr, "NtCreateFile", CountedOpen);
-    g_opened = 0;
+    const Questions questions;
     EXPECT_TRUE(watcher.FirstRun(tree));
-    EXPECT_GE(g_opened, 10);
+    EXPECT_GE(questions.Opened(), 10);
     EXPECT_EQ(watcher.GetTotalFilesInMem(), 4) << "the folders are not in the index";
 }
 

@@ -79,17 +79,6 @@ TEST_F(Connection, AServiceThatDoesNotRunIsLookedForOnceASecondAndThatIsLoggedAs
     EXPECT_TRUE(Set(File, 4));
 }
 
-TEST_F(Connection, ConnectionsThatPauseTogetherLeaveAServiceAloneThatOneOfThemHasFoundHanging)
-{
-    OverlayCache other(waiter, overlay.Pauses());
-    for (int i = 0; i < OverlayCache::MostTimeouts; ++i)
-        EXPECT_FALSE(SetInVain());
-    waiter.limits.clear();
-    std::int32_t status = OverlayStatus::Excluded;
-    EXPECT_FALSE(other.Request(OverlayRequest::SetStatus, File, status));
-    EXPECT_TRUE(waiter.limits.empty());
-}
-
 TEST_F(Connection, AWaitThatTheEndOfTheWatcherCutsShortIsNoFailureOfTheService)
 {
     waiter.whileWaitingForTheAnswer = [](HANDLE) { return OverlayWaiter::Stopped; };

@@ -30,8 +30,8 @@ public:
     bool AreWanted() const { return m_config.overlay; }
     // Returns the connection for a filter; null when no statuses are wanted.
     OverlayCache* ForFilter() { return AreWanted() ? &m_connection : nullptr; }
-    // Returns a connection of its own, for a long walk. It pauses together with this one.
-    OverlayCache AnotherConnection() const { return OverlayCache(m_connection.Waiter(), m_connection.Pauses()); }
+    // Returns a connection of its own, for a long walk. A pause of this one does not lose its marks.
+    OverlayCache AnotherConnection() const { return OverlayCache(m_connection.Waiter()); }
     // The thread that tells the service. End it after all threads that have statuses, with `stop` set.
     OverlaySender& Sender() { return m_sender; }
     const OverlaySender& Sender() const { return m_sender; }
