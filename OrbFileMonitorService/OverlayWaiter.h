@@ -28,8 +28,10 @@ public:
 
     DWORD Wait(HANDLE event, DWORD milliseconds) override
     {
-        const HANDLE handles[] = {event, m_stop};
-        return WaitForMultipleObjects(2, handles, FALSE, milliseconds);
+        // When both are set, the first one counts.
+        const HANDLE handles[] = {m_stop, event};
+        const DWORD result = WaitForMultipleObjects(2, handles, FALSE, milliseconds);
+        return result == WAIT_OBJECT_0 ? Stopped : result == WAIT_OBJECT_0 + 1 ? WAIT_OBJECT_0 : result;
     }
 
 private:

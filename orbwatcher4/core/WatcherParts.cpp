@@ -27,15 +27,16 @@ bool WatcherParts::LoadSelection()
 void WatcherParts::Start()
 {
     const CSingleLock oneAtATime(lifecycle.lock);
-    // An earlier run is ended before the filters are locked, because its threads need them to end.
-    if (selection.requestedRoots.IsWatching() || supervisor.IsStarted() || overlayUpdater.IsStarted())
+    // An earlier run is ended first, because its threads need the selection to end. A status that came before the start
+    // has begun the overlay sender, with the rights of then.
+    if (selection.requestedRoots.IsWatching() || supervisor.IsStarted() || overlayUpdater.IsStarted() ||
+        overlay.Sender().IsRunning())
         StopThreads();
     due.BeginRun(config.Use());
     selection.requestedRoots.SetWatching(true);
     stop.ResetEvent();
     const auto load = [this] {
-        const CSingleLock primary(selection.primaryLock);
-        const CSingleLock secondary(selection.secondaryLock);
+        const CSingleLock oneLoadAtATime(selection.filesLock);
         if (!selection.Load(overlay.ForFilter()))
             g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"The selection could not be read whole: %s",
                               config.files.data.GetString());
@@ -93,4 +94,5 @@ void WatcherParts::End()
     Completes(L"The end", [this] { selection.Clear(); });
     lifecycle.initialized = 0;
     Completes(L"ClearNotifications", [this] { pending.Clear(); });
+    overlay.Sender().Clear();
 }

@@ -157,25 +157,63 @@ TEST_F(NewRules, LetOtherThreadsJudgeWhileTheSelectionIsLoaded)
     EXPECT_TRUE(other.Succeeded());
 }
 
-TEST_F(NewRules, ThatAreRefusedLeaveNothingToBeHandedOutThatCameWhileTheyWereMerged)
+// The disk refuses to replace the selection. Meanwhile the watcher hears of a changed file.
+class RefusedMerge
+{
+public:
+    RefusedMerge(ChangeHandler& handler, const CString& file)
+    {
+        s_handler = &handler;
+        s_file = file;
+    }
+
+private:
+    static BOOL WINAPI Refuse(const wchar_t*, const wchar_t*, const wchar_t*, DWORD, void*, void*)
+    {
+        s_handler->OnFileAdded(s_file);
+        SetLastError(ERROR_DISK_FULL);
+        return FALSE;
+    }
+
+    static inline ChangeHandler* s_handler = nullptr;
+    static inline CString s_file;
+    const ImportedCall m_replace{nullptr, "ReplaceFileW", &Refuse};
+};
+
+TEST_F(NewRules, ThatAreRefusedSelectNothingWhileTheyAreMerged)
 {
     const CString rules = Rules(TreeItem()), file = Write(L"a.txt");
-    {
-        static ChangeHandler* handler;
-        static CString reported;
-        handler = &Handler();
-        reported = file;
-        const auto replace = [](const wchar_t*, const wchar_t*, const wchar_t*, DWORD, void*, void*) -> BOOL {
-            handler->OnFileAdded(reported);
-            SetLastError(ERROR_DISK_FULL);
-            return FALSE;
-        };
-        const ImportedCall refused(nullptr, "ReplaceFileW", +replace);
-        EXPECT_EQ(watcher.AddNewQueueItem(rules, false, nullptr, 1), RulesNotLoaded);
-    }
-    EXPECT_TRUE(Pending(file));
-    EXPECT_TRUE(Drain().empty());
+    const RefusedMerge refused(Handler(), file);
+    EXPECT_EQ(watcher.AddNewQueueItem(rules, false, nullptr, 1), RulesNotLoaded);
     EXPECT_FALSE(Pending(file));
+}
+
+TEST_F(NewRules, ThatAreRefusedHideNoChangeWhileTheyAreMerged)
+{
+    Select(TreeItem());
+    const CString rules = Rules(Exclusion()), file = Write(L"out\\a.txt");
+    const RefusedMerge refused(Handler(), file);
+    EXPECT_EQ(watcher.AddNewQueueItem(rules, false, nullptr, 1), RulesNotLoaded);
+    EXPECT_TRUE(Pending(file));
+}
+
+TEST_F(NewRules, OfOneFileThatContradictEachOtherAreTakenInTheirOrder)
+{
+    const std::string item = TreeItem(), opposite = Item(L"path=\"" + std::wstring(tree) +
+                                                         L"\" type=\"1\" includeSub=\"1\" exclude=\"1\"");
+    EXPECT_EQ(watcher.AddNewQueueItem(Rules(item + opposite), false, nullptr, 1), RulesQueued);
+    EXPECT_EQ(watcher.Explain(InTree(L"f.txt")).decision, Included);
+}
+
+TEST_F(NewRules, LetOtherThreadsJudgeWhileAWatchBegins)
+{
+    Select(TreeItem());
+    {
+        OtherThreadJudges other(watcher, InTree(L"a.txt"));
+        watcher.StartWatch();
+        EXPECT_TRUE(other.Succeeded());
+    }
+    watcher.AbortWatching();
 }
 
 } // namespace

@@ -79,15 +79,27 @@ bool DeletionPass::IsCacheLoaded() const
 void DeletionPass::CollectVanished()
 {
     TakeFromStore();
-    // Each root is asked before the first of its paths, because nothing below a root that is away needs a question.
-    AskedRoots before;
-    for (auto entry = m_entries.begin(); entry != m_entries.end();) {
-        const bool stays = IsUsable(before, entry->first) && Look(entry->first, entry->second);
-        entry = stays ? std::next(entry) : m_entries.erase(entry);
-    }
-    // Each root is asked once more after its last path: if it has gone meanwhile, its files only seemed to be gone.
-    AskedRoots after;
-    std::erase_if(m_entries, [&](const auto& entry) { return !IsUsable(after, entry.first); });
+    for (auto entry = m_entries.begin(); entry != m_entries.end();)
+        entry = LookAtSome(entry);
+}
+
+// Looks at so many entries at most, and removes those that stay pending. Returns the entry behind them.
+//
+// Each root is asked before the first of its paths, because nothing below a root that is away needs a question, and
+// once more after the last one: if it has gone meanwhile, its files only seemed to be gone. A drive that goes and
+// returns within these few looks is not noticed.
+DeletionPass::Entries::iterator DeletionPass::LookAtSome(Entries::iterator entry)
+{
+    constexpr int most = 256;
+    AskedRoots before, after;
+    const auto first = entry;
+    std::vector<bool> canBeSettled;
+    for (int i = 0; i < most && entry != m_entries.end(); ++i, ++entry)
+        canBeSettled.push_back(IsUsable(before, entry->first) && Look(entry->first, entry->second));
+    auto settles = canBeSettled.begin();
+    for (auto one = first; one != entry; ++settles)
+        one = *settles && IsUsable(after, one->first) ? std::next(one) : m_entries.erase(one);
+    return entry;
 }
 
 void DeletionPass::TakeFromStore()

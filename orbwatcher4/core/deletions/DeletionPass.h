@@ -74,6 +74,7 @@ private:
 
     void CollectVanished();
     void TakeFromStore();
+    Entries::iterator LookAtSome(Entries::iterator entry);
     static bool Look(const CString& path, Entry& entry);
     bool IsUsable(AskedRoots& roots, const CString& path) const;
     bool IsCacheLoaded() const;

@@ -136,6 +136,7 @@ void WatchLoop::LoadMissingSelection()
     if (m.selection.loaded || m.config.files.data.IsEmpty() || !m_loading.IsDue(m_now))
         return;
     m_loading.NoteAttempt(m_now);
+    const CSingleLock oneLoadAtATime(m.selection.filesLock);
     Completes(L"Loading the selection", [this] {
         m.selection.Load(m.overlay.ForFilter());
         m.selection.RequestItsRoots();

@@ -30,6 +30,13 @@ public:
         Note(path, usable);
         return usable;
     }
+    // Takes the answers of an earlier walk that a root is not usable, for roots that this walk has not asked.
+    void TakeUnusable(const AskedRoots& earlier)
+    {
+        for (const Root& root : earlier.m_roots)
+            if (!root.usable && !IsUsable(root.path))
+                m_roots.push_back(root);
+    }
     // Replaces an earlier answer. A path without a root is passed over.
     void Note(const CString& path, bool usable)
     {

@@ -34,6 +34,10 @@ bool MeansAway(DWORD error)
     case ERROR_NETWORK_UNREACHABLE:
     case ERROR_HOST_UNREACHABLE:
     case ERROR_NOT_CONNECTED:
+    case ERROR_NO_MEDIA_IN_DRIVE:
+    case ERROR_NETWORK_BUSY:
+    case ERROR_CONNECTION_ABORTED:
+    case ERROR_CONNECTION_REFUSED:
         return true;
     default:
         return false;

@@ -79,17 +79,13 @@ bool IsDeletion(const NotificationPtr& notification)
 // another form, such as that of a folder, is no echo.
 bool IsEcho(const IntakeParts& m, const CString& path)
 {
-    const auto isPending = [&](const PendingStore::Locked& store) {
-        const NotificationPtr pending = store->Find(path);
-        return pending && !IsDeletion(pending);
-    };
+    const auto isChange = [](const NotificationPtr& pending) { return pending && !IsDeletion(pending); };
     CachedDatum datum;
-    if (!isPending(PendingStore::Locked(m.pending)) ||
-        CIndexDB::GetCachedData(CIndexDB::CalculateUuid(path), datum, 1) ||
+    if (!isChange(m.pending.Find(path)) || CIndexDB::GetCachedData(CIndexDB::CalculateUuid(path), datum, 1) ||
         Classify(m.selection, path).decision != Included)
         return false;
     const PendingStore::Locked store(m.pending);
-    if (!isPending(store))
+    if (!isChange(store->Find(path)))
         return false;
     store->NoteReport(path);
     return true;

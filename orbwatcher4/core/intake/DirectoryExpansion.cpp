@@ -59,21 +59,22 @@ void ChangeHandler::AddDirectoryChildren(const EventPath& folder)
         return ReadEnded(path, GetLastError());
     if (!IsPlainFolder(attributes))
         return;
+    ListedFolder list;
+    list.Enter(path);
     WIN32_FIND_DATAW data;
     const FindHandle search = FindFirst(WithBackslash(path) + L'*', data);
     if (!search)
         return ReadEnded(path, GetLastError());
-    ListedFolder list;
-    list.Enter(path);
     do {
         if (m.stop.IsSet()) {
             m.due.MakeFull();
             return;
         }
-        // The list's attributes save the questions for those of each item.
+        // The list's attributes save the questions for those of each item, as long as they count.
+        const ListedItem item{data.dwFileAttributes, &list};
         const auto add = [&] {
             ProcessChangedFile(WithBackslash(path) + data.cFileName, Arrival::Event,
-                               ListedItem{data.dwFileAttributes, &list});
+                               list.IsRecent() ? std::optional(item) : std::nullopt);
         };
         if (!IsDots(data.cFileName) && !Completes(L"Taking a change in", add))
             m.due.MakeFull();

@@ -1,5 +1,5 @@
-// The folder whose list an enumeration reads. A list may be behind the files: it keeps no file out, and it proves of
-// none that it has not changed. One thread.
+// The folder whose list an enumeration, or the expansion of a new folder, reads. A list may be behind the files: it
+// keeps no file out, and it proves of none that it has not changed. One thread.
 #pragma once
 
 #include "mfc/CString.h"
@@ -13,8 +13,10 @@
 class ListedFolder
 {
 public:
+    // Call it before the list is read.
     void Enter(const CString& folder)
     {
+        m_enteredAt = GetTickCount64();
         m_folder = folder;
         m_isLocal.reset();
     }
@@ -29,8 +31,14 @@ public:
         return *m_isLocal;
     }
 
+    // Returns true as long as the attributes of the list count.
+    bool IsRecent() const { return GetTickCount64() - m_enteredAt < GoodFor; }
+
 private:
+    static constexpr ULONGLONG GoodFor = 1000; // milliseconds
+
     CString m_folder;
+    ULONGLONG m_enteredAt = 0;
     std::optional<bool> m_isLocal;
 };
 

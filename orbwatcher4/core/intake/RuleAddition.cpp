@@ -17,10 +17,8 @@ AddQueueItemResult RuleAddition::Add(const wchar_t* xmlPath, bool deleteWhenDone
         return RulesNotLoaded;
     AddQueueItemResult result = RulesNotLoaded;
     // The file of the rules still exists. If queueing fails, a full enumeration becomes due.
-    if (!Completes(L"Adding rules", [&] { result = TakeAndQueue(xmlPath, deleteWhenDone, excluded, mergeOnly); })) {
-        m.pending.mayHoldUnselected = true;
+    if (!Completes(L"Adding rules", [&] { result = TakeAndQueue(xmlPath, deleteWhenDone, excluded, mergeOnly); }))
         m.due.MakeFull();
-    }
     return result;
 }
 
@@ -28,8 +26,6 @@ AddQueueItemResult RuleAddition::TakeAndQueue(const wchar_t* xmlPath, bool delet
                                               std::vector<ExcludedInfo>* excluded, bool mergeOnly)
 {
     const TakenRules taken = TakeNewRules(m.selection, xmlPath);
-    if (!taken.merged)
-        m.pending.mayHoldUnselected = true;
     AddQueueItemResult result = taken.loaded ? RulesQueued : RulesNotLoaded;
     if (!mergeOnly) {
         const ActingForUser user(m.config.userToken);

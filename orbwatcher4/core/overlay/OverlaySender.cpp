@@ -119,7 +119,7 @@ DWORD OverlaySender::SendDue()
             return IsIdle() ? INFINITE : static_cast<DWORD>(pause.count());
         Tell(*entry);
         if (m_connection.IsServiceAbsent())
-            DropAll();
+            Clear();
     }
 }
 
@@ -143,11 +143,13 @@ void OverlaySender::Tell(const UnsentStatuses::Entry& entry)
         status = OverlayCache::StatusToSend(entry.path, *entry.status);
     else
         m_connection.Request(OverlayRequest::GetStatus, entry.path, status);
+    if (m_stop.IsSet())
+        return; // an answer that was not waited for must not become a status
     status = entry.WithModifications(status);
     m_connection.Request(OverlayRequest::SetStatus, entry.path, status);
 }
 
-void OverlaySender::DropAll()
+void OverlaySender::Clear() noexcept
 {
     const CSingleLock lock(m_lock);
     m_unsent.Clear();

@@ -26,8 +26,11 @@ public:
     // Adds a modification to the status that the path has.
     void AddModification(const CString& path) noexcept;
 
-    // Waits for the thread's end. Set `stop` first. Statuses that were not sent wait for the next thread.
+    // Waits for the thread's end. Set `stop` first. Statuses that were not sent wait for the next thread, except that
+    // which was being sent.
     void Join();
+    // Drops the statuses that wait.
+    void Clear() noexcept;
     bool IsRunning() const;
     // Returns true when nothing waits, and no request is in progress.
     bool IsIdle() const;
@@ -45,7 +48,6 @@ private:
     void Run();
     std::optional<UnsentStatuses::Entry> Next(bool maySend);
     void Tell(const UnsentStatuses::Entry& entry);
-    void DropAll();
 
     const Config& m_config;
     OverlayCache& m_connection;

@@ -28,7 +28,8 @@ public:
         std::int32_t WithModifications(std::int32_t from) const;
     };
 
-    // Replaces the waiting status of the path. Returns false when another path was dropped for it. Throws std::bad_alloc.
+    // Replaces the waiting status of the path. Returns false when another path was dropped for it. Throws
+    // std::bad_alloc.
     bool Set(const CString& path, std::int32_t status);
     // Adds a modification to the waiting status of the path. Otherwise as Set.
     bool AddModification(const CString& path);

@@ -98,6 +98,16 @@ HandOutJudge::HandOutJudge(const Config& config, Selection& selection, const Pen
         m_memory.given.Follow(*m_sameRunIds);
 }
 
+// Without memory, a root that this call has not met is asked later than it could be.
+HandOutJudge::~HandOutJudge()
+{
+    try {
+        m_roots.TakeUnusable(m_memory.roots);
+    } catch (const std::bad_alloc&) {
+    }
+    m_memory.roots = std::move(m_roots);
+}
+
 HandOutJudge::Verdict HandOutJudge::Offer(const NotificationStore::Entry& entry)
 {
     const CString& path = entry.path;

@@ -19,7 +19,7 @@
 // Knowledge that the judges of all calls share.
 struct HandOutMemory {
     GivenInRun given;
-    AskedRoots roots; // as the last call found them
+    AskedRoots roots; // as the last call that asked them found them
 };
 
 class HandOutJudge
@@ -30,7 +30,7 @@ public:
     // All must outlive the object. `memory` is guarded by the caller; sameRunIds may be null.
     HandOutJudge(const Config& config, Selection& selection, const PendingStore& pending, HandOutMemory& memory,
                  std::set<std::uint64_t>* sameRunIds, QueueDatum& out);
-    ~HandOutJudge() { m_memory.roots = std::move(m_roots); }
+    ~HandOutJudge();
     HandOutJudge(const HandOutJudge&) = delete;
     HandOutJudge& operator=(const HandOutJudge&) = delete;
 

@@ -5,14 +5,6 @@
 
 #include <utility>
 
-namespace
-{
-
-// The time for which the attributes of a folder's list count.
-constexpr ULONGLONG ListIsGoodFor = 1000; // milliseconds
-
-} // namespace
-
 void EnumerationWalk::FileFoundCallback(const wchar_t* path, unsigned __int64)
 {
     m_found.Tally().CountFile(NamedIfSkipped(path, m_found.Take(path, TakeListed())));
@@ -25,7 +17,6 @@ void EnumerationWalk::FolderFoundCallback(const wchar_t* path)
 
 void EnumerationWalk::Entering(const CString& folder)
 {
-    m_enteredAt = GetTickCount64();
     m_folder.Enter(folder);
     m_found.Tally().SetFolder(folder);
 }
@@ -64,5 +55,5 @@ PathOutcome EnumerationWalk::NamedIfSkipped(const CString& path, PathOutcome out
 std::optional<ListedItem> EnumerationWalk::TakeListed()
 {
     const std::optional<ListedItem> listed = std::exchange(m_listed, std::nullopt);
-    return GetTickCount64() - m_enteredAt < ListIsGoodFor ? listed : std::nullopt;
+    return m_folder.IsRecent() ? listed : std::nullopt;
 }

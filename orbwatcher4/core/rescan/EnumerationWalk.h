@@ -29,5 +29,4 @@ private:
     const EnumerationParts& m;
     ListedFolder m_folder;
     std::optional<ListedItem> m_listed;
-    ULONGLONG m_enteredAt = 0;
 };

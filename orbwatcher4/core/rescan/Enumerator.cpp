@@ -22,6 +22,7 @@ struct RootRun {
 
 void ReloadSelection(const EnumerationParts& m)
 {
+    const CSingleLock oneLoadAtATime(m.selection.filesLock);
     m.selection.CountWith(&m.pending.Counters());
     m.selection.Load(m.overlay.ForFilter(), m.config.files.advanced);
     m.selection.RequestItsRoots();

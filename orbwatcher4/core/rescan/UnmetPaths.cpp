@@ -145,7 +145,8 @@ bool UnmetPaths::IsUnknown(const CString& path)
     return true;
 }
 
-// Returns false when the cache of the index cannot tell what has disappeared from the root.
+// Returns false when the cache of the index cannot tell what has disappeared from the root: then a full enumeration
+// becomes due.
 bool UnmetPaths::HasCache(const CString& root)
 {
     if (CIndexDB::CacheLoaded())
@@ -162,8 +163,12 @@ UnmetPaths::Search UnmetPaths::Begin(const CString& root)
         return {root, 0};
     CIndexDB index;
     index.SetDBFilePath(m.config.indexDatabase);
-    if (index.Open(0, 0, 0))
-        return {root, CIndexDB::BeginRun()};
+    if (index.Open(0, 0, 0)) {
+        const std::uint32_t run = CIndexDB::BeginRun();
+        if (run == 0)
+            HasCache(root); // it was dropped meanwhile
+        return {root, run};
+    }
     // Without its database, no deletion could be recorded.
     g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"What disappeared from %s cannot be found, the index failed: %s",
                       NameOf(root), index.GetLastDbErrorText().GetString());
@@ -181,4 +186,5 @@ void UnmetPaths::AddUnmet(const Search& search)
         for (const CachedDatum& item : items.found)
             MapOf(m.config.useDrDeleteMap).emplace(item.path, item.id);
     }
+    HasCache(search.root); // the read also ends when the cache is dropped meanwhile
 }

@@ -11,6 +11,6 @@ struct TakenRules {
 };
 
 // Adds the rules to the primary filter and, when there is one, to the selection file. A rule that contradicts the
-// selection is left out. When the file could not be merged, or an exception is thrown, no rule is taken. Other threads
-// judge by the rules while they are merged, so that a refused rule may have made paths pending.
+// selection is left out. When the file could not be merged, no rule is taken. When an exception is thrown, the filter
+// may lack rules that the file has: make a full enumeration due, which loads the file.
 TakenRules TakeNewRules(Selection& selection, const wchar_t* xmlPath);

@@ -69,7 +69,8 @@ struct Selection {
     OrbFilter& PrimaryWalks() ORB_UNCHECKED_LOCKS { return primary; }
 
     const Config& config;
-    // Held by a thread that loads or merges the files of rules, or moves rules to another drive.
+    // Held by a thread that loads or merges the files of rules, fills the plugin table from them, or moves rules to
+    // another drive.
     RankedSection filesLock{LockRank::SelectionFiles, L"selection files"};
     RankedSection primaryLock{LockRank::PrimaryFilter, L"primary filter", ShortWaitSpins};
     RankedSection secondaryLock{LockRank::SecondaryFilter, L"secondary filter", ShortWaitSpins};
