@@ -95,14 +95,15 @@ TEST_F(Connection, AWaitThatTheEndOfTheWatcherCutsShortIsNoFailureOfTheService)
     EXPECT_TRUE(log.Lines().empty());
 }
 
-TEST(StoppableWaiter, EndsAWaitWhenTheWatcherEndsButPrefersTheEvent)
+TEST(StoppableWaiter, EndsAWaitWhenTheWatcherEndsWhateverElseIsSet)
 {
     CEvent event, stop(true, true);
     StoppableWaiter waiter(static_cast<HANDLE>(stop));
     EXPECT_EQ(waiter.Wait(event, INFINITE), OverlayWaiter::Stopped);
     event.SetEvent();
-    EXPECT_EQ(waiter.Wait(event, INFINITE), DWORD(WAIT_OBJECT_0));
+    EXPECT_EQ(waiter.Wait(event, INFINITE), OverlayWaiter::Stopped);
     stop.ResetEvent();
+    EXPECT_EQ(waiter.Wait(event, INFINITE), DWORD(WAIT_OBJECT_0));
     EXPECT_EQ(waiter.Wait(event, 0), DWORD(WAIT_TIMEOUT));
 }
 

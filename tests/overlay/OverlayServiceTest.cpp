@@ -103,6 +103,7 @@ TEST_F(Service, IsFoundWhenItComesAfterItsClients)
     EXPECT_FALSE(Set(L"C:\\a.txt", 4));
     EXPECT_EQ(waiter.waits, 0);
     Start();
+    waiter.ahead += OverlayPauses::AbsentPause;
     EXPECT_TRUE(Set(L"C:\\a.txt", 4));
 }
 
@@ -126,6 +127,7 @@ TEST_F(Service, ThatIsKilledAndComesBackIsConnectedToAgain)
     EXPECT_FALSE(SetInVain(L"C:\\a.txt", 4)); // and are gone
     EXPECT_EQ(log.Lines().back().text, L"Request failed to enter processing queue due to overlay deinitialized");
     Start();
+    waiter.ahead += OverlayPauses::AbsentPause;
     EXPECT_TRUE(Set(L"C:\\b.txt", 8));
     EXPECT_EQ(Ask(L"C:\\b.txt"), 8);
 }

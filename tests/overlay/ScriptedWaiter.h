@@ -39,7 +39,9 @@ public:
         ++waits;
         return WaitForSingleObject(event, patient ? 30000 : milliseconds);
     }
+    GrowingPause::Time Now() override { return std::chrono::steady_clock::now() + ahead; }
 
+    std::chrono::seconds ahead{0}; // of the clock: pauses are over sooner
     std::atomic<bool> patient{true};
     std::atomic<int> waits{0};
 };

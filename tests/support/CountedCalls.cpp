@@ -47,7 +47,8 @@ CountedCalls::Counts CountedCalls::Now() const
 
 void CountedCalls::Collect(std::byte* module)
 {
-    static constexpr const char* libraries[] = {"KERNEL32.dll", "ADVAPI32.dll", "SHLWAPI.dll", "USER32.dll"};
+    static constexpr const char* libraries[] = {"KERNEL32.dll", "ADVAPI32.dll", "SHLWAPI.dll", "USER32.dll",
+                                                "ntdll.dll"};
     const auto* header =
         reinterpret_cast<const IMAGE_NT_HEADERS*>(module + reinterpret_cast<const IMAGE_DOS_HEADER*>(module)->e_lfanew);
     const DWORD imports = header->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;

@@ -51,7 +51,8 @@ bool IsPlainFolder(DWORD attributes)
 void ChangeHandler::AddDirectoryChildren(const EventPath& folder)
 {
     const CString& path = folder.path;
-    if (folder.throughLink)
+    // When a folder has taken the place of a file since, an event of its own comes.
+    if (folder.throughLink || folder.facts.AreOfFile())
         return;
     AskForPrivilegesOnce();
     const DWORD attributes = OwnAttributes(path);

@@ -29,6 +29,7 @@ public:
     // Returns true for a file that a list has shown on a volume of this machine, and that was no link then.
     bool AreOfLocalFile() const { return AreListed() && !IsFolder() && !IsLink() && m_listed->IsLocal(); }
     bool IsFolder() const { return Has(FILE_ATTRIBUTE_DIRECTORY); }
+    bool AreOfFile() const { return AreKnown() && !IsFolder(); }
     bool IsLink() const { return Has(FILE_ATTRIBUTE_REPARSE_POINT); }
     // An item without known attributes counts as hidden.
     bool IsHidden() const { return (m_attributes & FILE_ATTRIBUTE_HIDDEN) != 0; }
