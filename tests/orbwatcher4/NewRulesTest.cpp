@@ -84,12 +84,15 @@ TEST_F(NewRules, ARuleThatContradictsAHeldOneIsNotAccepted)
     EXPECT_EQ(watcher.Explain(Write(L"f.txt")).decision, Included);
 }
 
-// Another thread judges a path while this thread replaces a file or reads the volumes of the drives.
+// Another thread judges a path while this thread replaces a file, or reads the volumes of the drives for the rules.
 class OtherThreadJudges
 {
 public:
-    OtherThreadJudges(COrbWatcher& watcher, const CString& path)
+    enum class While { Replacing, ReadingVolumes };
+
+    OtherThreadJudges(COrbWatcher& watcher, const CString& path, While when)
     {
+        s_when = when;
         s_judge = [this, &watcher, path] {
             ++m_asked;
             std::thread thread([this, &watcher, path] {
@@ -111,8 +114,10 @@ public:
     bool Succeeded() const { return m_asked > 0 && !m_waited; }
 
 private:
-    static void Judge()
+    static void Judge(While when)
     {
+        if (when != s_when)
+            return;
         if (const auto judge = std::exchange(s_judge, nullptr)) {
             judge();
             s_judge = judge;
@@ -121,18 +126,19 @@ private:
     static BOOL WINAPI Replace(const wchar_t* target, const wchar_t* draft, const wchar_t* kept, DWORD flags, void* a,
                                void* b)
     {
-        Judge();
+        Judge(While::Replacing);
         return SystemFunction<decltype(ReplaceFileW)>("ReplaceFileW")(target, draft, kept, flags, a, b);
     }
     static BOOL WINAPI Volume(const wchar_t* root, wchar_t* label, DWORD labelSize, DWORD* serial, DWORD* longest,
                               DWORD* flags, wchar_t* system, DWORD systemSize)
     {
-        Judge();
+        Judge(While::ReadingVolumes);
         return SystemFunction<decltype(GetVolumeInformationW)>("GetVolumeInformationW")(
             root, label, labelSize, serial, longest, flags, system, systemSize);
     }
 
     static inline std::function<void()> s_judge;
+    static inline While s_when{};
     int m_asked = 0;
     bool m_waited = false;
     CEvent m_judged;
@@ -144,7 +150,7 @@ private:
 TEST_F(NewRules, LetOtherThreadsJudgeWhileTheyAreMerged)
 {
     const CString rules = Rules(TreeItem());
-    OtherThreadJudges other(watcher, InTree(L"a.txt"));
+    OtherThreadJudges other(watcher, InTree(L"a.txt"), OtherThreadJudges::While::Replacing);
     EXPECT_EQ(watcher.AddNewQueueItem(rules, false, nullptr, 1), RulesQueued);
     EXPECT_TRUE(other.Succeeded());
 }
@@ -152,7 +158,7 @@ TEST_F(NewRules, LetOtherThreadsJudgeWhileTheyAreMerged)
 TEST_F(NewRules, LetOtherThreadsJudgeWhileTheSelectionIsLoaded)
 {
     Select(TreeItem());
-    OtherThreadJudges other(watcher, InTree(L"a.txt"));
+    OtherThreadJudges other(watcher, InTree(L"a.txt"), OtherThreadJudges::While::ReadingVolumes);
     EXPECT_TRUE(Parts().LoadSelection());
     EXPECT_TRUE(other.Succeeded());
 }
@@ -209,7 +215,7 @@ TEST_F(NewRules, LetOtherThreadsJudgeWhileAWatchBegins)
 {
     Select(TreeItem());
     {
-        OtherThreadJudges other(watcher, InTree(L"a.txt"));
+        OtherThreadJudges other(watcher, InTree(L"a.txt"), OtherThreadJudges::While::ReadingVolumes);
         watcher.StartWatch();
         EXPECT_TRUE(other.Succeeded());
     }
