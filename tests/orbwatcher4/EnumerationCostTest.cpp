@@ -111,7 +111,7 @@ class Questions
 public:
     Questions() { g_questions = s_opened = 0; }
     int Asked() const { return g_questions; }
-    // How often a file was opened for reading.
+    // Returns the number of files that were opened for reading.
     int Opened() const { return s_opened; }
 
 private:
