@@ -31,7 +31,7 @@ protected:
 TEST_F(WatchWithOverlays, TheServiceHearsWhatBecomesOfAFile)
 {
     const auto service = StartService();
-    const auto watch = StartWatch({L"--overlay", L"--record"});
+    const auto watch = StartWatch({L"--overlay"});
     const std::wstring file = Write(L"a.txt", "one"), kept = Write(L"out\\b.txt", "x");
     const auto becomes = [&](const std::wstring& path, int bits) {
         return service->WaitFor([&](const Json& record) {

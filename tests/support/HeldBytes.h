@@ -1,0 +1,56 @@
+// Counts the bytes of the blocks that the test program takes and gives back while the object lives. A heap may keep
+// blocks that were given back, and show them as used; this does not count them. Any thread may take blocks.
+#pragma once
+
+#include "tests/support/ImportedCall.h"
+
+#include <atomic>
+#include <cstdint>
+#include <cstdlib>
+#include <malloc.h>
+
+class HeldBytes
+{
+public:
+    HeldBytes() { s_bytes = 0; }
+    // Returns the bytes that were taken since the object began, without those that were given back. They may have been
+    // taken before, so that the number may be negative.
+    std::int64_t Now() const { return s_bytes; }
+
+private:
+    template <typename Function>
+    static Function* Original(const char* name)
+    {
+        return reinterpret_cast<Function*>(
+            reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"msvcrt.dll"), name)));
+    }
+    static void* Count(void* block)
+    {
+        s_bytes += block ? static_cast<std::int64_t>(_msize(block)) : 0;
+        return block;
+    }
+    static void Discount(void* block) { s_bytes -= block ? static_cast<std::int64_t>(_msize(block)) : 0; }
+
+    static void* Take(std::size_t bytes) { return Count(s_malloc(bytes)); }
+    static void* TakeZeros(std::size_t count, std::size_t bytes) { return Count(s_calloc(count, bytes)); }
+    static void* Resize(void* block, std::size_t bytes)
+    {
+        Discount(block);
+        return Count(s_realloc(block, bytes));
+    }
+    static void GiveBack(void* block)
+    {
+        Discount(block);
+        s_free(block);
+    }
+
+    static inline std::atomic<std::int64_t> s_bytes{0};
+    static inline const auto s_malloc = Original<decltype(malloc)>("malloc");
+    static inline const auto s_calloc = Original<decltype(calloc)>("calloc");
+    static inline const auto s_realloc = Original<decltype(realloc)>("realloc");
+    static inline const auto s_free = Original<decltype(free)>("free");
+    const ImportedCall m_malloc{nullptr, "malloc", &Take};
+    const ImportedCall m_calloc{nullptr, "calloc", &TakeZeros};
+    const ImportedCall m_realloc{nullptr, "realloc", &Resize};
+    const ImportedCall m_free{nullptr, "free", &GiveBack};
+};
