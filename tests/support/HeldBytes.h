@@ -1,5 +1,6 @@
-// Counts the bytes of the blocks that the test program takes and gives back while the object lives. A heap may keep
-// blocks that were given back, and show them as used; this does not count them. Any thread may take blocks.
+// Counts the bytes of the blocks that the test program, with operator new, takes and gives back while the object lives.
+// A heap may keep blocks that were given back, and show them as used; this does not count them. Any thread may take
+// blocks.
 #pragma once
 
 #include "tests/support/ImportedCall.h"
@@ -49,8 +50,17 @@ private:
     static inline const auto s_calloc = Original<decltype(calloc)>("calloc");
     static inline const auto s_realloc = Original<decltype(realloc)>("realloc");
     static inline const auto s_free = Original<decltype(free)>("free");
-    const ImportedCall m_malloc{nullptr, "malloc", &Take};
-    const ImportedCall m_calloc{nullptr, "calloc", &TakeZeros};
-    const ImportedCall m_realloc{nullptr, "realloc", &Resize};
-    const ImportedCall m_free{nullptr, "free", &GiveBack};
+    // The calls of one module.
+    struct Calls {
+        explicit Calls(const wchar_t* module)
+            : take(module, "malloc", &Take),
+              takeZeros(module, "calloc", &TakeZeros),
+              resize(module, "realloc", &Resize),
+              giveBack(module, "free", &GiveBack)
+        {
+        }
+        const ImportedCall take, takeZeros, resize, giveBack;
+    };
+    const Calls m_program{nullptr};
+    const Calls m_library{L"libstdc++-6.dll"}; // operator new
 };
