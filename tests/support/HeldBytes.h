@@ -9,11 +9,22 @@
 #include <cstdint>
 #include <cstdlib>
 #include <malloc.h>
+#include <memory>
+#include <vector>
 
 class HeldBytes
 {
 public:
-    HeldBytes() { s_bytes = 0; }
+    HeldBytes()
+    {
+        for (const wchar_t* module : {static_cast<const wchar_t*>(nullptr), L"libstdc++-6.dll"}) { // operator new
+            Hook(module, "malloc", &Take);
+            Hook(module, "calloc", &TakeZeros);
+            Hook(module, "realloc", &Resize);
+            Hook(module, "free", &GiveBack);
+        }
+        s_bytes = 0;
+    }
     // Returns the bytes that were taken since the object began, without those that were given back. They may have been
     // taken before, so that the number may be negative.
     std::int64_t Now() const { return s_bytes; }
@@ -50,17 +61,13 @@ private:
     static inline const auto s_calloc = Original<decltype(calloc)>("calloc");
     static inline const auto s_realloc = Original<decltype(realloc)>("realloc");
     static inline const auto s_free = Original<decltype(free)>("free");
-    // The calls of one module.
-    struct Calls {
-        explicit Calls(const wchar_t* module)
-            : take(module, "malloc", &Take),
-              takeZeros(module, "calloc", &TakeZeros),
-              resize(module, "realloc", &Resize),
-              giveBack(module, "free", &GiveBack)
-        {
-        }
-        const ImportedCall take, takeZeros, resize, giveBack;
-    };
-    const Calls m_program{nullptr};
-    const Calls m_library{L"libstdc++-6.dll"}; // operator new
+    // Not every module makes every call.
+    template <typename Function>
+    void Hook(const wchar_t* module, const char* name, Function* replacement)
+    {
+        if (ImportedCall::IsMade(module, name))
+            m_calls.push_back(std::make_unique<ImportedCall>(module, name, replacement));
+    }
+
+    std::vector<std::unique_ptr<ImportedCall>> m_calls;
 };
