@@ -135,7 +135,10 @@ void Selection::WarnOfDataFolder()
     std::vector<CString> files = FindOtherFiles(folder, most);
     {
         const CSingleLock lock(primaryLock);
-        std::erase_if(files, [this](const CString& file) { return !primary.IsLostInDataFolder(file); });
+        std::erase_if(files, [this](const CString& file) {
+            primaryLock.RequireHeld();
+            return !primary.IsLostInDataFolder(file);
+        });
         const CString first = files.empty() ? CString() : files.front();
         if (std::exchange(warnedOf, first) == first || files.empty())
             return;
