@@ -52,8 +52,8 @@ install(FILES orbwatcher4/filter/Filter.h orbwatcher4/filter/FilterRegex.h orbwa
     orbwatcher4/filter/KeptOutPaths.h orbwatcher4/filter/RuleSet.h orbwatcher4/filter/ScanLists.h orbwatcher4/filter/WalkMemory.h orbwatcher4/filter/WalkObserver.h
     DESTINATION ${include_dir}/orbwatcher4/filter)
 install(FILES mfc/CCriticalSection.h mfc/CEvent.h mfc/CString.h mfc/ThreadSafety.h DESTINATION ${include_dir}/mfc)
-install(FILES support/Handle.h support/HashMemory.h support/Hashes.h support/LockOrder.h support/PathFingerprint.h
-    support/RankedSection.h
+install(FILES support/CaseFold.h support/Handle.h support/HashMemory.h support/Hashes.h support/LockOrder.h
+    support/NoCaseKeys.h support/PathFingerprint.h support/RankedSection.h
     DESTINATION ${include_dir}/support)
 install(FILES companions/indexdb/CachedDatum.h companions/indexdb/OrbIndexDB.h DESTINATION ${include_dir}/companions/indexdb)
 install(FILES companions/logging/OrbLogging.h DESTINATION ${include_dir}/companions/logging)
