@@ -76,13 +76,18 @@ protected:
             files.push_back(Write(L"round " + std::to_wstring(m_round) + L"\\file " + std::to_wstring(100 + i)));
         return files;
     }
-    void RecordAll(const std::vector<CString>& files, std::uint64_t time = 0)
+    // Files that the index holds as they are on the disk, or with another time.
+    std::vector<CString> Recorded(const std::vector<CString>& files)
     {
         for (const CString& file : files)
-            if (time == 0)
-                Record(file);
-            else
-                RecordWithTime(file, time);
+            Record(file);
+        return files;
+    }
+    std::vector<CString> Outdated(const std::vector<CString>& files)
+    {
+        for (const CString& file : files)
+            RecordWithTime(file, 1);
+        return files;
     }
 
     // Returns what each further file costs. `prepare` makes so many files; `road` takes them. The first round, whose
@@ -111,7 +116,8 @@ protected:
     std::vector<CString> PendingFiles(int count)
     {
         const std::vector<CString> files = Files(count);
-        Reports (&ChangeHandler::OnFileAdded)(files);
+        const auto add = Reports(&ChangeHandler::OnFileAdded);
+        add(files);
         return files;
     }
 
@@ -150,11 +156,7 @@ TEST_F(WorkTable, SaysWhatANewFileCosts)
 
 TEST_F(WorkTable, SaysWhatAChangedFileCosts)
 {
-    const auto prepare = [&](int count) {
-        const std::vector<CString> files = Files(count);
-        RecordAll(files, 1);
-        return files;
-    };
+    const auto prepare = [&](int count) { return Outdated(Files(count)); };
     EXPECT_EQ(PerFile(prepare, Reports(&ChangeHandler::OnFileModified)), Said("changed"));
 }
 
@@ -167,8 +169,7 @@ TEST_F(WorkTable, SaysWhatAnotherEventOfANewFileCosts)
 TEST_F(WorkTable, SaysWhatADeletedFileCosts)
 {
     const auto prepare = [&](int count) {
-        const std::vector<CString> files = Files(count);
-        RecordAll(files);
+        const std::vector<CString> files = Recorded(Files(count));
         for (const CString& file : files)
             DeleteFileW(file);
         return files;
@@ -209,11 +210,7 @@ TEST_F(EnumerationWorkTable, SaysWhatANewFileCosts)
 
 TEST_F(EnumerationWorkTable, SaysWhatAnUnchangedFileCosts)
 {
-    const auto prepare = [&](int count) {
-        const std::vector<CString> files = FilesAlone(count);
-        RecordAll(files);
-        return files;
-    };
+    const auto prepare = [&](int count) { return Recorded(FilesAlone(count)); };
     EXPECT_EQ(PerFile(prepare, [&](const std::vector<CString>&) { Enumerate(); }), Said("enumerated, unchanged"));
 }
 

@@ -1,6 +1,7 @@
 // The roots that one walk over many paths has asked, so that it asks each of them once. One thread.
 //
-// Drives come and go, so an answer is worth no more than the walk: do not keep an object for the next one.
+// Drives come and go, so an answer is worth no more than the walk. The next walk may use it only to choose the order of
+// its questions.
 #pragma once
 
 #include "orbwatcher4/core/environment/FileFindData.h"
@@ -36,6 +37,15 @@ public:
         for (const Root& root : earlier.m_roots)
             if (!root.usable && !IsUsable(root.path))
                 m_roots.push_back(root);
+    }
+    // Returns the roots that are not usable.
+    std::vector<CString> Unusable() const
+    {
+        std::vector<CString> roots;
+        for (const Root& root : m_roots)
+            if (!root.usable)
+                roots.push_back(root.path);
+        return roots;
     }
     // Replaces an earlier answer. A path without a root is passed over.
     void Note(const CString& path, bool usable)

@@ -3,12 +3,11 @@
 #include "companions/indexdb/OrbIndexDB.h"
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/core/environment/ActingForUser.h"
+#include "orbwatcher4/core/environment/AskedRoots.h"
 #include "orbwatcher4/core/environment/Completes.h"
 #include "orbwatcher4/core/environment/FileFindData.h"
 #include "support/Backslash.h"
 #include "support/SystemPath.h"
-
-#include <map>
 
 namespace
 {
@@ -22,30 +21,6 @@ DeleteMap& MapOf(bool disasterRecovery)
 {
     return disasterRecovery ? CIndexDB::m_mapDeleteDRPtr : CIndexDB::m_mapDeletePtr;
 }
-
-// Asks for each root once.
-class Roots
-{
-public:
-    bool IsReachable(const CString& path)
-    {
-        const auto [root, isNew] = m_reachable.try_emplace(RootOf(path));
-        if (isNew)
-            root->second = GetFileAttributesW(root->first) != INVALID_FILE_ATTRIBUTES;
-        return root->second;
-    }
-    std::vector<CString> Unreachable() const
-    {
-        std::vector<CString> roots;
-        for (const auto& [root, reachable] : m_reachable)
-            if (!reachable)
-                roots.push_back(root);
-        return roots;
-    }
-
-private:
-    std::map<CString, bool> m_reachable;
-};
 
 // An empty root stands for all roots of the selection.
 const wchar_t* NameOf(const CString& root) { return root.IsEmpty() ? L"the selection" : root.GetString(); }
@@ -87,13 +62,14 @@ void UnmetPaths::ReportSelected()
 {
     const DriveList selected = m.selection.Drives();
     const CSingleLock lock(SectionOf(m.config.useDrDeleteMap));
-    Roots roots;
+    AskedRoots roots;
     // Removes the judged entries. The next enumeration of their root finds them again.
     std::erase_if(MapOf(m.config.useDrDeleteMap), [&](const auto& entry) {
-        return !m.stop.IsSet() && selected.contains(OrbFilter::StripToRoot(entry.first)) &&
-               roots.IsReachable(entry.first) && Judge(entry.first);
+        const CString& path = entry.first;
+        return !m.stop.IsSet() && selected.contains(OrbFilter::StripToRoot(path)) &&
+               roots.IsUsable(path, [&] { return IsReachable(path); }) && Judge(path);
     });
-    for (const CString& root : roots.Unreachable()) {
+    for (const CString& root : roots.Unusable()) {
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"What disappeared from %s is looked for when it can be reached",
                           root.GetString());
         m.due.Rescans().Report(OrbFilter::StripToRoot(root), DueRescans::DriveReturned, m.config.clock->Seconds());
