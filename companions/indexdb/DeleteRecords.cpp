@@ -40,7 +40,7 @@ void DeleteRecords::Finish(bool committed)
 void DeleteRecords::Close()
 {
     Undo();
-    for (IndexStatement* kept : {&m_insert, &m_replace, &m_mark, &m_readFlags, &m_readVersion})
+    for (IndexStatement* kept : {&m_insert, &m_replace, &m_mark, &m_readMark, &m_readVersion})
         kept->Close();
 }
 
@@ -102,39 +102,29 @@ void DeleteRecords::LetCacheFollow()
     m_marks.clear();
 }
 
-// An item that is gone from the index needs nothing. If the index does not answer, the committed mark counts: at worst
-// an item that was recorded again meanwhile counts as new once more.
+// An item that is gone from the index needs nothing, and the cache has followed an item that was recorded again by this
+// process. If the index does not answer, the committed mark counts: at worst an item that was recorded again meanwhile
+// counts as new once more.
 void DeleteRecords::LetCacheFollow(std::uint64_t id, bool marksStand)
 {
-    std::optional<std::uint32_t> flags;
-    bool markCounts = marksStand;
-    try {
-        if (!markCounts)
-            flags = FlagsOf(id);
-    } catch (...) {
-        markCounts = true;
-    }
+    if (!marksStand && !IsMarked(id))
+        return;
     const CSingleLock lock(CIndexDB::m_csCache);
-    ItemCache* cache = IndexCache::For(m_database);
-    if (cache && markCounts)
+    if (ItemCache* const cache = IndexCache::For(m_database))
         cache->AddFlags(id, CachedDatum::NoDeleteRecord);
-    else if (cache && flags)
-        cache->SetFlags(id, *flags);
 }
 
-// Returns nothing when the index does not hold the item.
-std::optional<std::uint32_t> DeleteRecords::FlagsOf(std::uint64_t id)
+bool DeleteRecords::IsMarked(std::uint64_t id) noexcept
 {
-    const CSingleLock lock(m_section);
-    m_connection.Prepare(m_readFlags,
-                         "SELECT flags, gone.item IS NOT NULL FROM items LEFT JOIN gone ON gone.item = id WHERE id = ?",
-                         id);
-    const bool found = m_readFlags.Step();
-    auto flags = found ? static_cast<std::uint32_t>(m_readFlags.Integer(0)) : 0;
-    if (found && m_readFlags.Integer(1) != 0)
-        flags |= CachedDatum::NoDeleteRecord;
-    m_readFlags.Rewind();
-    return found ? std::optional(flags) : std::nullopt;
+    try {
+        const CSingleLock lock(m_section);
+        m_connection.Prepare(m_readMark, "SELECT 1 FROM gone WHERE item = ?", id);
+        const bool marked = m_readMark.Step();
+        m_readMark.Rewind();
+        return marked;
+    } catch (...) {
+        return true;
+    }
 }
 
 void DeleteRecords::Undo()

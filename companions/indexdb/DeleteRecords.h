@@ -7,7 +7,6 @@
 #include "companions/indexdb/IndexCache.h"
 #include "companions/indexdb/IndexConnection.h"
 
-#include <optional>
 #include <vector>
 
 class DeleteRecords
@@ -48,12 +47,13 @@ private:
     void LetCacheFollow(std::uint64_t id, bool marksStand);
     bool OthersHaveWritten() noexcept;
     std::int64_t DataVersion();
-    std::optional<std::uint32_t> FlagsOf(std::uint64_t id);
+    // Returns true also when the database does not answer.
+    bool IsMarked(std::uint64_t id) noexcept;
 
     RankedSection& m_section;
     IndexConnection& m_connection;
     const FileIdentity& m_database;
-    IndexStatement m_insert, m_replace, m_mark, m_readFlags, m_readVersion; // prepared once, for many uses
+    IndexStatement m_insert, m_replace, m_mark, m_readMark, m_readVersion; // prepared once, for many uses
     bool m_inBatch = false;
     std::vector<Record> m_batch;        // not written yet
     bool m_batchFailed = false;         // some of the batch could not be written

@@ -17,6 +17,7 @@ DeleteMap g_deleteDRMap;
 // g_cacheSection guards all of these.
 std::unique_ptr<ItemCache> g_cache;
 FileIdentity g_cachedDatabase;
+std::int64_t g_followed = 0;    // changes of the database's items
 std::uint64_t g_generation = 0; // counts the caches
 std::uint32_t g_lastRun = 0;
 
@@ -65,7 +66,16 @@ ItemCache* IndexCache::For(const FileIdentity& database)
     return g_cachedDatabase == database ? g_cache.get() : nullptr;
 }
 
-void IndexCache::Replace(std::unique_ptr<ItemCache> cache, const FileIdentity& database)
+std::int64_t IndexCache::Followed() { return g_followed; }
+
+void IndexCache::NoteFollowed(const FileIdentity& database, std::int64_t change)
+{
+    const CSingleLock lock(g_cacheSection);
+    if (For(database) && g_followed == change - 1)
+        g_followed = change;
+}
+
+void IndexCache::Replace(std::unique_ptr<ItemCache> cache, const FileIdentity& database, std::int64_t followed)
 {
     // The argument destroys the old cache, after the section is left: millions of items take time.
     const CSingleLock lock(g_cacheSection);
@@ -73,6 +83,7 @@ void IndexCache::Replace(std::unique_ptr<ItemCache> cache, const FileIdentity& d
         cache->BeginRun(g_lastRun); // which has met nothing of it
     g_cache.swap(cache);
     g_cachedDatabase = database;
+    g_followed = followed;
     ++g_generation;
 }
 
@@ -90,7 +101,7 @@ void CIndexDB::ClearCache()
 {
     // Otherwise a cache that is being loaded meanwhile would come back.
     const CSingleLock turn(IndexCache::Turn());
-    IndexCache::Replace(nullptr, {});
+    IndexCache::Replace(nullptr, {}, 0);
 }
 
 bool CIndexDB::GetCachedData(std::uint64_t id, CachedDatum& datum, int)

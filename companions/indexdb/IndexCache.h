@@ -29,12 +29,18 @@ namespace IndexCache
 // none. Enter it before m_csCache. Look-ups do not need it.
 RankedSection& Turn();
 
-// Returns the cache; null when none is loaded. Hold m_csCache, here and for the next function.
+// Returns the cache; null when none is loaded. Hold m_csCache, here and for the next two functions.
 ItemCache* Any();
 // Returns the cache; null also when it was loaded from another database.
 ItemCache* For(const FileIdentity& database);
+// Returns the last change of its database's items (IndexSchema::ItemChanges) that the cache has followed; it has
+// followed all before.
+std::int64_t Followed();
 // Replaces the cache; a null cache drops the present one. Enters m_csCache.
-void Replace(std::unique_ptr<ItemCache> cache, const FileIdentity& database);
+void Replace(std::unique_ptr<ItemCache> cache, const FileIdentity& database, std::int64_t followed);
+// Notes that the cache, if it is that of the database, has followed this change. It counts only when the cache has
+// followed the one before: it never learns of a change by another process. Enters m_csCache.
+void NoteFollowed(const FileIdentity& database, std::int64_t change);
 
 } // namespace IndexCache
 

@@ -2,8 +2,10 @@
 #include "companions/indexdb/IndexSchema.h"
 #include "companions/indexdb/IndexState.h"
 #include "companions/logging/OrbLogging.h"
+#include "support/CaseFold.h"
 #include "support/Hashes.h"
 
+#include <algorithm>
 #include <memory>
 
 namespace
@@ -27,11 +29,12 @@ CachedDatum CachedFrom(const ItemDatum& item)
     return datum;
 }
 
-void CheckItem(const ItemDatum& item, const CachedDatum& datum)
+void CheckItem(const RecordedItem& item)
 {
-    const int length = datum.path.GetLength();
-    if (length == 0 || static_cast<std::size_t>(length) > ItemCache::MaxPath || item.kind > 1)
-        throw IndexError{CIndexDB::Error::Failed, L"not an item: " + datum.path.Left(MAX_PATH)};
+    const CString& path = item.datum.path;
+    const int length = path.GetLength();
+    if (length == 0 || static_cast<std::size_t>(length) > ItemCache::MaxPath || item.datum.kind > 1)
+        throw IndexError{CIndexDB::Error::Failed, L"not an item: " + path.Left(MAX_PATH)};
 }
 
 void ReadItems(IndexConnection& connection, ItemCache& cache)
@@ -67,74 +70,87 @@ void Forget(ItemCache& cache, const CString& path)
         cache.Erase(*id);
 }
 
-void Take(ItemCache& cache, const ItemDatum* item)
+void Take(ItemCache& cache, const RecordedItem& item)
 {
-    const CachedDatum datum = CachedFrom(*item);
-    if (!cache.Put(datum, item->delayedUntil))
+    if (!cache.Put(item.datum, item.delayedUntil))
         g_OrbLog.WriteLog(2, logSource, __LINE__, L"The index cache holds another path under the key of %s.",
-                          datum.path.GetString());
+                          item.datum.path.GetString());
+}
+
+// The tree of the paths has this order. Of several items with one path, the last one counts.
+void SortByPath(std::vector<RecordedItem>& items)
+{
+    std::stable_sort(items.begin(), items.end(), [](const RecordedItem& left, const RecordedItem& right) {
+        return CompareNoCase(left.datum.path.View(), right.datum.path.View()) < 0;
+    });
 }
 
 } // namespace
 
-bool CIndexDB::State::RecordAll(const ItemDatum* items, std::size_t count)
+bool CIndexDB::State::RecordAll(std::span<const ItemDatum> items)
 {
     const CSingleLock turn(IndexCache::Turn());
-    std::vector<const ItemDatum*> recorded;
-    if (!Run([&] { recorded = WriteItems(items, count); }))
+    std::vector<RecordedItem> recorded;
+    std::int64_t change = 0;
+    KeyOwners owners;
+    // The cache is asked before the database is locked, because look-ups in the cache never wait for a database.
+    const bool written = Guarded([&] {
+                             for (const ItemDatum& item : items)
+                                 recorded.push_back({CachedFrom(item), item.delayedUntil});
+                             owners.AskCache(identity, recorded);
+                         }) &&
+                         Run([&] { change = WriteItems(recorded, owners); });
+    if (!written)
         return false;
     LetCacheFollow(identity, recorded, Take);
-    return recorded.size() == count;
+    IndexCache::NoteFollowed(identity, change);
+    return recorded.size() == items.size();
 }
 
-// A name that a user has made for the purpose must not keep the other items of a batch out of the index.
-std::vector<const ItemDatum*> CIndexDB::State::WriteItems(const ItemDatum* items, std::size_t count)
+std::int64_t CIndexDB::State::WriteItems(std::vector<RecordedItem>& items, KeyOwners& owners)
 {
     connection.RequireNoBatch();
-    std::vector<const ItemDatum*> written;
+    std::ranges::for_each(items, CheckItem);
     IndexTransaction transaction(connection);
-    // A row is replaced by the same path, in whatever case and under whatever key, but never by another path.
+    const std::int64_t changes = IndexSchema::ItemChanges(connection);
+    owners.Complete(connection, changes, items);
+    std::erase_if(items, [&](const RecordedItem& item) { return IsRefused(item.datum, owners.Claim(item.datum)); });
+    SortByPath(items);
+    // A row is replaced by the same path, in whatever case and under whatever key.
     IndexStatement insert(connection.Get(),
-                          "INSERT OR REPLACE INTO items(id, parent, kind, modified, flags, delayed, path)"
-                          " VALUES(?, ?, ?, ?, ?, ?, ?) ON CONFLICT(id) DO UPDATE SET parent = excluded.parent,"
-                          " kind = excluded.kind, modified = excluded.modified, flags = excluded.flags,"
-                          " delayed = excluded.delayed, path = excluded.path WHERE path = excluded.path");
+                          "INSERT INTO items(id, parent, kind, modified, flags, delayed, path)"
+                          " VALUES(?, ?, ?, ?, ?, ?, ?) ON CONFLICT(path) DO UPDATE SET id = excluded.id,"
+                          " parent = excluded.parent, kind = excluded.kind, modified = excluded.modified,"
+                          " flags = excluded.flags, delayed = excluded.delayed, path = excluded.path");
     IndexStatement isBack(connection.Get(), "DELETE FROM gone WHERE item = ?");
-    for (const ItemDatum* item = items; item != items + count; ++item) {
-        const CachedDatum datum = CachedFrom(*item);
-        CheckItem(*item, datum);
-        insert.BindAll(datum.id, datum.parentId, datum.kind, datum.modificationTime, datum.flags, item->delayedUntil,
+    for (const auto& [datum, delayedUntil] : items) {
+        insert.BindAll(datum.id, datum.parentId, datum.kind, datum.modificationTime, datum.flags, delayedUntil,
                        datum.path);
         insert.Step();
-        if (connection.Changed() == 0) {
-            RefuseKey(datum);
-            continue;
-        }
         isBack.BindAll(datum.id);
         isBack.Step();
-        written.push_back(item);
     }
     insert.Close();
     isBack.Close();
+    IndexSchema::CountItemChange(connection);
     transaction.Commit();
-    return written;
+    return changes + 1;
 }
 
-// The file stays new and is backed up each time: that loses nothing.
-void CIndexDB::State::RefuseKey(const CachedDatum& datum)
+// A name that a user has made for the purpose must not keep the other items of a batch out of the index. A file that is
+// left out stays new and is backed up each time: that loses nothing.
+bool CIndexDB::State::IsRefused(const CachedDatum& item, const CString& owner)
 {
-    IndexStatement query(connection.Get(), "SELECT path FROM items WHERE id = ?", datum.id);
-    const CString owner = query.Step() ? query.Text(0) : CString();
-    last = {Error::Failed, L"cannot record " + datum.path + L": its key belongs to " + owner};
+    if (EqualNoCase(owner.View(), item.path.View()))
+        return false;
+    last = {Error::Failed, L"cannot record " + item.path + L": its key belongs to " + owner};
     g_OrbLog.WriteLog(2, logSource, __LINE__, L"Cannot record %s: its key belongs to %s. It stays new.",
-                      datum.path.GetString(), owner.GetString());
+                      item.path.GetString(), owner.GetString());
+    return true;
 }
 
-bool CIndexDB::RecordItem(const ItemDatum& item) { return m_state->RecordAll(&item, 1); }
-bool CIndexDB::RecordItems(const std::vector<ItemDatum>& items)
-{
-    return m_state->RecordAll(items.data(), items.size());
-}
+bool CIndexDB::RecordItem(const ItemDatum& item) { return m_state->RecordAll({&item, 1}); }
+bool CIndexDB::RecordItems(const std::vector<ItemDatum>& items) { return m_state->RecordAll(items); }
 
 bool CIndexDB::ForgetItem(const wchar_t* path) { return ForgetItems({CString(path)}); }
 
@@ -142,6 +158,7 @@ bool CIndexDB::ForgetItems(const std::vector<CString>& paths)
 {
     const CSingleLock turn(IndexCache::Turn());
     std::vector<CString> known;
+    std::int64_t changes = 0;
     const bool forgotten = m_state->Run([&] {
         m_state->connection.RequireNoBatch();
         for (const CString& path : paths)
@@ -151,23 +168,30 @@ bool CIndexDB::ForgetItems(const std::vector<CString>& paths)
             m_state->connection.Execute("DELETE FROM gone WHERE item IN (SELECT id FROM items WHERE path=?)", path);
             m_state->connection.Execute("DELETE FROM items WHERE path=?", path);
         }
+        IndexSchema::CountItemChange(m_state->connection);
+        changes = IndexSchema::ItemChanges(m_state->connection);
         transaction.Commit();
     });
-    if (forgotten)
-        LetCacheFollow(m_state->identity, known, Forget);
-    return forgotten;
+    if (!forgotten)
+        return false;
+    LetCacheFollow(m_state->identity, known, Forget);
+    IndexCache::NoteFollowed(m_state->identity, changes);
+    return true;
 }
 
 bool CIndexDB::LoadCache()
 {
     const CSingleLock turn(IndexCache::Turn());
     std::unique_ptr<ItemCache> cache;
+    std::int64_t changes = 0;
     const bool read = m_state->Run([&] {
         cache = std::make_unique<ItemCache>();
+        // Another process may write between the two: then the cache counts as one that has missed a change.
+        changes = IndexSchema::ItemChanges(m_state->connection);
         ReadItems(m_state->connection, *cache);
     });
     if (read)
-        IndexCache::Replace(std::move(cache), m_state->identity);
+        IndexCache::Replace(std::move(cache), m_state->identity, changes);
     return read;
 }
 

@@ -12,8 +12,10 @@ constexpr std::int64_t ApplicationId = 0x4F726249;
 
 // Texts are stored in UTF-16, so that a file name that is not well-formed keeps its units.
 const char* const statements[] = {
+    // Rows are appended, and the tree of the paths grows where the files of a folder lie side by side. There is no tree
+    // of the keys, which each item would change in another place: KeyOwners keeps two paths from having one key.
     "CREATE TABLE items("
-    " id INTEGER PRIMARY KEY,"
+    " id INTEGER NOT NULL,"
     " parent INTEGER NOT NULL,"
     " kind INTEGER NOT NULL,"
     " modified INTEGER NOT NULL,"
@@ -35,6 +37,11 @@ const char* const statements[] = {
 
 // A narrow table: marking every item touches few pages, because the items' own rows are wide.
 const char* const createGone = "CREATE TABLE IF NOT EXISTS gone(item INTEGER PRIMARY KEY)";
+
+// One row, which counts the transactions that changed items. A cache that has followed all of them holds every key. The
+// number to begin with is random, so that the number of one database says nothing about another one.
+const char* const createChanges = "CREATE TABLE IF NOT EXISTS changes(id INTEGER PRIMARY KEY, count INTEGER NOT NULL)";
+const char* const beginChanges = "INSERT OR IGNORE INTO changes(id, count) SELECT 1, random() / 2";
 
 // One row with a random number: it tells this database from every other one, also from a later one of the same name.
 const char* const createIdentity = "CREATE TABLE IF NOT EXISTS identity(id INTEGER PRIMARY KEY)";
@@ -89,18 +96,23 @@ void Create(IndexConnection& connection)
     connection.Execute(createGone);
     connection.Execute(CreatePlugins);
     connection.Execute("PRAGMA application_id=0x4F726249");
-    connection.Execute("PRAGMA user_version=2");
+    connection.Execute("PRAGMA user_version=3");
     transaction.Commit();
 }
 
-// Marks in the items' flags stay there until the items are recorded again.
+// An older database keeps its items under their keys, because another order would be the whole file anew. Marks in the
+// items' flags stay there until the items are recorded again.
 void Upgrade(IndexConnection& connection)
 {
-    if (connection.Number("PRAGMA user_version") >= Version)
+    const bool isFirst = connection.Number("PRAGMA user_version") < 2;
+    if (!isFirst && connection.HasTable(L"changes"))
         return;
     IndexTransaction transaction(connection);
     connection.Execute(createGone);
-    connection.Execute("PRAGMA user_version=2");
+    if (isFirst)
+        connection.Execute("PRAGMA user_version=2");
+    connection.Execute(createChanges);
+    connection.Execute(beginChanges);
     transaction.Commit();
 }
 
@@ -128,6 +140,16 @@ CString IdentityOf(IndexConnection& connection)
 const char* ItemsQuery(IndexConnection& connection)
 {
     return connection.HasTable(L"gone") ? IndexFormat::ItemsWithGone : IndexFormat::ItemsWithoutGone;
+}
+
+std::int64_t ItemChanges(IndexConnection& connection)
+{
+    return connection.HasTable(L"changes") ? connection.Number("SELECT count FROM changes WHERE id = 1") : 0;
+}
+
+void CountItemChange(IndexConnection& connection)
+{
+    connection.Execute("UPDATE changes SET count = count + 1 WHERE id = 1");
 }
 
 } // namespace IndexSchema

@@ -11,7 +11,7 @@
 namespace IndexSchema
 {
 
-constexpr int Version = 2;
+constexpr int Version = 3;
 
 // Registers the sort order of paths. Call it before any statement that uses paths.
 void RegisterCollation(IndexConnection& connection);
@@ -19,7 +19,7 @@ void RegisterCollation(IndexConnection& connection);
 // Returns false for a file without contents. Throws Corrupt for a file that is no index database, Newer for one of a
 // later version. Reads only.
 bool IsIndex(IndexConnection& connection);
-// Adds what an older database lacks. Two processes may do so at once.
+// Adds what an older or a new database lacks to be written. Two processes may do so at once.
 void Upgrade(IndexConnection& connection);
 // Gives the database an identity when it has none. Two processes may do so at once.
 void GiveIdentity(IndexConnection& connection);
@@ -27,6 +27,10 @@ void GiveIdentity(IndexConnection& connection);
 CString IdentityOf(IndexConnection& connection);
 // Returns a query that reads the items in today's form, also from a database that was last written by an older version.
 const char* ItemsQuery(IndexConnection& connection);
+// Returns how many transactions have changed items; 0 for a database that no library of today has opened for writing.
+std::int64_t ItemChanges(IndexConnection& connection);
+// Counts the open transaction, which changes items.
+void CountItemChange(IndexConnection& connection);
 // Makes an index database of an empty file. Two processes may do so at once.
 void Create(IndexConnection& connection);
 

@@ -6,9 +6,12 @@
 #include "companions/indexdb/DeleteRecords.h"
 #include "companions/indexdb/IndexCache.h"
 #include "companions/indexdb/IndexConnection.h"
+#include "companions/indexdb/KeyOwners.h"
 #include "support/RankedSection.h"
 
+#include <cstdint>
 #include <new>
+#include <span>
 #include <vector>
 
 struct CIndexDB::State {
@@ -53,8 +56,8 @@ struct CIndexDB::State {
     void Close();
     void Export(const wchar_t* file, const SettingsDatum& job);
     // Returns false, with the last error, when any of them could not be recorded.
-    bool RecordAll(const ItemDatum* items, std::size_t count);
-    // Returns the items that were recorded: all except those whose key another path has.
-    std::vector<const ItemDatum*> WriteItems(const ItemDatum* items, std::size_t count);
-    void RefuseKey(const CachedDatum& datum);
+    bool RecordAll(std::span<const ItemDatum> items);
+    // Removes the items whose key another path has, and records the others. Returns the number of the change of items.
+    std::int64_t WriteItems(std::vector<RecordedItem>& items, KeyOwners& owners);
+    bool IsRefused(const CachedDatum& item, const CString& owner);
 };

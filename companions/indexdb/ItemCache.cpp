@@ -72,12 +72,6 @@ bool ItemCache::Update(const CachedDatum& datum, std::int64_t delayedUntil)
     return true;
 }
 
-void ItemCache::SetFlags(std::uint64_t id, std::uint32_t flags)
-{
-    if (const Slot slot = SlotOfId(id); slot != SlotTable::None)
-        m_items[slot].flags = flags;
-}
-
 void ItemCache::AddFlags(std::uint64_t id, std::uint32_t flags)
 {
     if (const Slot slot = SlotOfId(id); slot != SlotTable::None)

@@ -38,7 +38,6 @@ public:
     bool Put(const CachedDatum& datum, std::int64_t delayedUntil);
     void Erase(std::uint64_t id);
     // Does nothing when the item is not known.
-    void SetFlags(std::uint64_t id, std::uint32_t flags);
     void AddFlags(std::uint64_t id, std::uint32_t flags);
 
     bool Find(std::uint64_t id, CachedDatum& datum) const { return Describe(SlotOfId(id), datum); }

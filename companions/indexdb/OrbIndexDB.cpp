@@ -64,7 +64,7 @@ void OpenIndex(IndexConnection& connection, const CString& path, const Opening& 
     IndexSchema::RegisterCollation(connection);
     if (how.exclusive)
         connection.Execute("PRAGMA locking_mode=EXCLUSIVE");
-    // Keys are hashes, so that recording many items touches pages in all parts of the file.
+    // Keys are hashes, so that writing many delete records touches pages in all parts of the file.
     connection.Execute("PRAGMA cache_size=-65536");
     const bool present = IndexSchema::IsIndex(connection);
     if (!present && !how.writable)

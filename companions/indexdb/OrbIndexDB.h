@@ -164,7 +164,9 @@ public:
 
     /// Records, for a backup service, that the item is backed up with this data. The cache follows at once. Returns
     /// false when it cannot be written, and when another path has the item's key: keys are hashes, and a user can make
-    /// a name with the key of another path. The other item stays, and this one stays new.
+    /// a name with the key of another path. The other item stays, and this one stays new. Load the cache first: as long
+    /// as it has followed every change of this database's items, it finds the keys. Otherwise each call reads all
+    /// items.
     bool RecordItem(const ItemDatum& item);
     /// Records many items in one transaction: all of them or none, except those whose key another path has. These are
     /// left out; the result is then false, although the others are recorded.

@@ -1,6 +1,6 @@
 PRAGMA encoding = 'UTF-16le';
 PRAGMA application_id = 1332896329;
-PRAGMA user_version = 2;
+PRAGMA user_version = 3;
 CREATE TABLE deletes(
   job INTEGER NOT NULL,
   item INTEGER NOT NULL,
@@ -9,7 +9,7 @@ CREATE TABLE deletes(
 CREATE TABLE gone(
   item INTEGER PRIMARY KEY);
 CREATE TABLE items(
-  id INTEGER PRIMARY KEY,
+  id INTEGER NOT NULL,
   parent INTEGER NOT NULL,
   kind INTEGER NOT NULL,
   modified INTEGER NOT NULL,

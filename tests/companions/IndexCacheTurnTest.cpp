@@ -38,19 +38,22 @@ protected:
     }
 };
 
-// Held by this thread, the cache's section shows what is done without it: all that may take long.
-TEST_F(IndexCacheTurn, RecordingEntersTheSectionWhenTheDatabaseIsDone)
+TEST_F(IndexCacheTurn, RecordingIsNotInTheSectionWhileItWaitsForTheDatabase)
 {
+    ASSERT_TRUE(db.Open(1, 0, longEnoughMs));
     RawDatabase outside(temp.Path(fileName));
-    CSingleLock section(CIndexDB::m_csCache);
+    ASSERT_EQ(outside.Run("BEGIN IMMEDIATE"), "");
+    const std::uint64_t before = CIndexDB::StatementsPrepared();
     std::thread recorder([&] { EXPECT_TRUE(db.RecordItem(Item(L"C:\\new"))); });
-    EXPECT_TRUE(ComesTrue([&] { return outside.Run("SELECT count(*) FROM items NOT INDEXED") == "2"; }));
+    EXPECT_TRUE(ComesTrue([&] { return CIndexDB::StatementsPrepared() > before; }));
+    // If the recorder held the section, this look-up would wait until the recorder gives up.
     EXPECT_FALSE(Knows(L"C:\\new"));
-    section.Unlock();
+    EXPECT_EQ(outside.Run("COMMIT"), "");
     recorder.join();
     EXPECT_TRUE(Knows(L"C:\\new"));
 }
 
+// Held by this thread, the cache's section shows what is done without it: all that may take long.
 TEST_F(IndexCacheTurn, ForgettingEntersTheSectionWhenTheDatabaseIsDone)
 {
     RawDatabase outside(temp.Path(fileName));

@@ -21,6 +21,7 @@ public:
         m_database.reset(opened);
     }
 
+    sqlite3* Get() const { return m_database.get(); }
     // The first column of the first row, or "error: " and what is wrong.
     std::string Run(const std::string& sql)
     {

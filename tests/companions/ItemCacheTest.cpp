@@ -249,13 +249,13 @@ TEST(ItemCache, DescribesAnItemInADatumThatHeldAnother)
     EXPECT_EQ(datum.path, L"C:\\a");
 }
 
-TEST(ItemCache, FlagsAreSetOnTheItemAlone)
+TEST(ItemCache, FlagsAreAddedToTheItemAlone)
 {
     ItemCache cache;
     cache.Put(Datum(L"C:\\a"), 0);
     cache.Put(Datum(L"C:\\b"), 0);
-    cache.SetFlags(PathHash64(L"C:\\a"), 64);
-    cache.SetFlags(PathHash64(L"C:\\none"), 64);
+    cache.AddFlags(PathHash64(L"C:\\a"), 64);
+    cache.AddFlags(PathHash64(L"C:\\none"), 64);
     CachedDatum datum;
     ASSERT_TRUE(cache.Find(PathHash64(L"C:\\a"), datum));
     EXPECT_EQ(datum.flags, 64u);
