@@ -290,7 +290,7 @@ public:
 
 private:
     friend class AdvancedRules;
-    friend class FilterAccess; // the watcher and tests
+    friend class FilterAccess; // the watcher, the estimator and tests
 
     // Returns the rules of the path's drive in one of the maps, null when it has none. The path ends with a zero.
     static const RuleSet* RulesOfPath(const RuleMap& map, std::wstring_view path);

@@ -4,6 +4,7 @@
 #include "orbwatcher4/estimator/EntryTree.h"
 #include "orbwatcher4/estimator/Statistics.h"
 #include "orbwatcher4/filter/ApiBoundary.h"
+#include "orbwatcher4/filter/FilterAccess.h"
 #include "support/Backslash.h"
 #include "support/CaseFold.h"
 #include "support/QuietErrors.h"
@@ -158,8 +159,7 @@ void Scanner::RemoveProfile(int profile)
 void Scanner::RemoveProfile(const std::vector<int>& profiles)
 {
     AtBoundary(L"Scanner::RemoveProfile", [&] {
-        for (const FilterPtr& rule : RulesOfProfiles(profiles))
-            m_selection.RemoveSingleFilter(rule, true, false);
+        FilterAccess::RemoveEqual(m_selection, RulesOfProfiles(profiles));
     });
 }
 

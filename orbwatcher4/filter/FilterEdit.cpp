@@ -4,6 +4,7 @@
 #include "orbwatcher4/filter/ApiBoundary.h"
 #include "orbwatcher4/filter/DiskNames.h"
 #include "orbwatcher4/filter/DocumentFile.h"
+#include "orbwatcher4/filter/FilterAccess.h"
 #include "orbwatcher4/filter/VolumeTable.h"
 #include "support/Backslash.h"
 #include "support/CaseFold.h"
@@ -23,7 +24,6 @@ public:
     explicit PathOfRule(const Filter& rule) : m_path(ComparableRulePath(rule.path, &m_names)) {}
 
     const CString& Path() const { return m_path; }
-    bool IsThatOf(const Filter& other) { return IsSame(ComparableRulePath(other.path, &m_names)); }
     bool IsSame(const CString& formed) const { return EqualNoCase(m_path.View(), formed.View()); }
     DiskNames& Names() { return m_names; }
 
@@ -31,12 +31,6 @@ private:
     DiskNames m_names;
     const CString m_path;
 };
-
-bool SameValue(const Filter& left, const Filter& right, PathOfRule& pathOfRight)
-{
-    return (left.type != 0) == (right.type != 0) && left.exclude == right.exclude && left.pluginId == right.pluginId &&
-           pathOfRight.IsThatOf(left);
-}
 
 // Returns the path of an item as its rule has it. The item may spell it in another way, may write a folder's path
 // without the trailing backslash, and may name the drive where the volume was.
@@ -65,14 +59,15 @@ bool OrbFilter::RemoveSingleFilter(FilterPtr rule, bool byValue, bool alsoFromXm
     return AtBoundary(L"OrbFilter::RemoveSingleFilter", false, [&]() -> bool {
         if (!rule)
             return false;
-        PathOfRule path(*rule);
+        RulesByPath equal;
+        equal.Add(rule);
         bool removed = false;
         // A rule that was added as it stands is filed under its own path.
-        for (const CString& root : std::set<CString>{StripToRoot(rule->path), StripToRoot(path.Path())})
+        for (const CString& root : std::set<CString>{StripToRoot(rule->path), StripToRoot(SystemForm(rule->path))})
             if (const auto drive = m_driveRules.find(root); drive != m_driveRules.end())
                 removed = std::erase_if(drive->second.Edit(),
                                         [&](const FilterPtr& held) {
-                                            return byValue ? SameValue(*held, *rule, path) : held == rule;
+                                            return byValue ? equal.HasEqual(*held) : held == rule;
                                         }) > 0 ||
                           removed;
         if (alsoFromXml)
@@ -111,12 +106,6 @@ bool OrbFilter::SaveDataFile(CMarkup& document) const
 
 bool OrbFilter::CheckRuleNoConflict(const FilterPtr& rule) const
 {
-    return AtBoundary(L"OrbFilter::CheckRuleNoConflict", false, [&]() -> bool {
-        PathOfRule path(*rule);
-        const RuleSet* const rules = RulesOfPath(m_driveRules, path.Path().View());
-        return !rules || std::none_of(rules->Rules().begin(), rules->Rules().end(), [&](const FilterPtr& other) {
-            return other->incEx != rule->incEx && (other->type != 0) == (rule->type != 0) &&
-                   other->pluginId == rule->pluginId && other->mask == rule->mask && path.IsThatOf(*other);
-        });
-    });
+    return AtBoundary(L"OrbFilter::CheckRuleNoConflict", false,
+                      [&]() -> bool { return !FilterAccess::RulesOf(*this).HasConflict(*rule); });
 }

@@ -1,5 +1,6 @@
 // Taking rules out, moving them, and what the data file says afterwards.
 #include "orbwatcher4/OrbFilter.h"
+#include "orbwatcher4/filter/RulesByPath.h"
 #include "support/Handle.h"
 #include "tests/filter/FolderRule.h"
 #include "tests/orbwatcher4/LogCapture.h"
@@ -76,7 +77,7 @@ TEST(FilterEdit, ARuleThatWasAddedAsItStandsCanBeRemoved)
     EXPECT_FALSE(filter.HasRules());
 }
 
-TEST(FilterEdit, ARuleConflictsWithAHeldOneOfTheOppositeKindAlone)
+TEST(FilterEdit, ARulesByPathWithAHeldOneOfTheOppositeKindAlone)
 {
     OrbFilter filter;
     filter.AddSingleFilter(FolderRule(L"C:\\a\\"), false);
@@ -88,6 +89,20 @@ TEST(FilterEdit, ARuleConflictsWithAHeldOneOfTheOppositeKindAlone)
     const FilterPtr profile = FolderRule(L"C:\\a\\", WatcherEnum::Exclude);
     profile->pluginId = 3;
     EXPECT_TRUE(filter.CheckRuleNoConflict(profile));
+}
+
+TEST(FilterEdit, ANewRuleIsComparedOnlyWithTheRulesOfItsPath)
+{
+    constexpr int rules = 1000;
+    RulesByPath held;
+    for (int number = 0; number < rules; ++number)
+        held.Add(FolderRule((L"C:\\" + std::to_wstring(number) + L"\\").c_str()));
+    for (int number = 0; number < rules; ++number) {
+        const std::wstring path = L"c:/" + std::to_wstring(number) + L"/";
+        EXPECT_TRUE(held.HasConflict(*FolderRule(path.c_str(), WatcherEnum::Exclude)));
+        EXPECT_FALSE(held.HasConflict(*FolderRule((path + L"b\\").c_str(), WatcherEnum::Exclude)));
+    }
+    EXPECT_EQ(held.Compared(), std::size_t(rules)) << "the others share no path with any";
 }
 
 TEST(FilterEdit, MovedRulesAreNewOnes)

@@ -2,6 +2,7 @@
 
 #include "companions/logging/OrbLogging.h"
 #include "orbwatcher4/core/selection/SelectionMerge.h"
+#include "orbwatcher4/filter/FilterAccess.h"
 #include "support/DigestOfFiles.h"
 #include "support/WithoutThreadToken.h"
 
@@ -14,16 +15,16 @@ namespace
 FilterList AcceptableRules(Selection& selection, const wchar_t* xmlPath, bool& loaded)
 {
     FilterList read, accepted;
-    OrbFilter earlier; // rules of the file
     const CSingleLock lock(selection.primaryLock);
     loaded = selection.primary.LoadXmlFilter(xmlPath, false, &read, false, true);
     selection.findings.Add(selection.primary.Findings());
     if (!loaded)
         return accepted;
+    RulesByPath known = FilterAccess::RulesOf(selection.primary);
     for (const FilterPtr& rule : read)
-        if (selection.primary.CheckRuleNoConflict(rule) && earlier.CheckRuleNoConflict(rule)) {
+        if (!known.HasConflict(*rule)) {
             accepted.push_back(rule);
-            earlier.AddSingleFilter(std::make_shared<Filter>(*rule), false);
+            known.Add(rule);
         } else {
             g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"A rule contradicts the selection and is left out: %s",
                               rule->path.GetString());
