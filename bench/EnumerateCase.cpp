@@ -62,7 +62,7 @@ void Enumerate()
         .Ours([&](benchmark::State& state) { EnumerateNew(state, bench, tree); })
         .Against("the bare list of each folder", 1.5, [&](benchmark::State& state) { ListAll(state, tree); })
         .OnceARound()
-        .Rounds(11)
+        .Rounds(5)
         .Run();
 }
 

@@ -15,7 +15,7 @@
 namespace
 {
 
-constexpr int pending = 5'000;
+constexpr int pending = 2'000;
 
 // The result of a contender. Equal results show that all have done the same work.
 struct Sum {
@@ -90,6 +90,7 @@ void HandOut()
         .Ours(ours)
         .Against("open, one question, close", 1.5, bare)
         .OnceARound()
+        .Rounds(5)
         .Run();
 }
 
