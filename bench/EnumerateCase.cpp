@@ -6,23 +6,11 @@
 #include "bench/BareWalk.h"
 #include "bench/Case.h"
 #include "bench/Contest.h"
-#include "bench/IndexItems.h"
 #include "bench/LoadedIndex.h"
 #include "bench/WatcherBench.h"
 
 namespace
 {
-
-constexpr std::size_t items = 1'000'000;
-
-std::vector<ItemDatum> OtherItems()
-{
-    std::vector<ItemDatum> all;
-    all.reserve(items);
-    for (std::size_t number = 0; number < items; ++number)
-        all.push_back(IndexItem(number));
-    return all;
-}
 
 void EnumerateNew(benchmark::State& state, WatcherBench& bench, const FileTree& tree)
 {
@@ -55,10 +43,10 @@ void ListAll(benchmark::State& state, const FileTree& tree)
 void Enumerate()
 {
     const FileTree tree = TreeOf(50'000);
-    const LoadedIndex index(OtherItems());
+    const LoadedIndex index;
     WatcherBench bench(tree);
-    bench.watcher.SetIndexDB(index.Path());
-    Contest("enumerate", {{"files", tree.files}, {"folders", tree.folders}, {"items", items}})
+    bench.watcher.SetIndexDB(index.Database());
+    Contest("enumerate", {{"files", tree.files}, {"folders", tree.folders}, {"items", LoadedIndex::Items}})
         .Ours([&](benchmark::State& state) { EnumerateNew(state, bench, tree); })
         .Against("the bare list of each folder", 1.5, [&](benchmark::State& state) { ListAll(state, tree); })
         .OnceARound()

@@ -73,42 +73,17 @@ void HoldAMillionItems()
             {"most megabytes ever", static_cast<double>(PeakOfMemory() - before) / 1e6}}});
 }
 
-// Every fourth item has a name with letters that are not ASCII, as many people's files have.
-bool IsForeign(std::size_t number) { return number % 4 == 0; }
-
-std::wstring NamedPath(std::size_t number)
-{
-    static const wchar_t* const words[] = {L"Übersicht", L"Résumé", L"Отчёт", L"Έκθεση"};
-    if (!IsForeign(number))
-        return ItemPath(number);
-    std::wstring path = ItemPath(number);
-    return path.replace(path.rfind(L'\\') + 1, std::wstring_view(L"document").size(), words[number / 4 % 4]);
-}
-
-ItemDatum NamedItem(std::size_t number)
-{
-    ItemDatum item = IndexItem(number);
-    item.path = NamedPath(number).c_str();
-    return item;
-}
-
-std::vector<ItemDatum> NamedItems()
-{
-    std::vector<ItemDatum> all;
-    all.reserve(items);
-    for (std::size_t number = 0; number < items; ++number)
-        all.push_back(NamedItem(number));
-    return all;
-}
-
 using PlainMap = std::unordered_map<std::wstring, CachedDatum>;
 
-PlainMap PlainMapOf(const std::vector<ItemDatum>& all)
+PlainMap PlainMapOfAll()
 {
     PlainMap plain;
-    plain.reserve(all.size());
-    for (const ItemDatum& item : all)
+    plain.reserve(LoadedIndex::Items);
+    for (std::size_t number = 0; number < LoadedIndex::Items; ++number) {
+        ItemDatum item = IndexItem(number);
+        item.path = LoadedIndex::PathOf(number).c_str();
         plain.emplace(item.path.GetString(), Cached(item));
+    }
     return plain;
 }
 
@@ -118,11 +93,11 @@ enum class Asked { Held, Missing, Foreign };
 std::vector<std::wstring> PathsToAsk(Asked kind)
 {
     std::vector<std::wstring> asked;
-    asked.reserve(items);
-    for (std::size_t number = 0; number < items; ++number) {
-        if (IsForeign(number) != (kind == Asked::Foreign) && kind != Asked::Missing)
+    asked.reserve(LoadedIndex::Items);
+    for (std::size_t number = 0; number < LoadedIndex::Items; ++number) {
+        if (LoadedIndex::IsForeign(number) != (kind == Asked::Foreign) && kind != Asked::Missing)
             continue;
-        asked.push_back(NamedPath(number));
+        asked.push_back(LoadedIndex::PathOf(number));
         if (kind == Asked::Missing)
             asked.back() += L'x';
     }
@@ -145,7 +120,7 @@ void FindByPath(const char* name, Asked kind, const PlainMap& plain)
         datum = found->second;
         return true;
     };
-    Contest(name, {{"items", items}, {"look-ups", lookUps}})
+    Contest(name, {{"items", LoadedIndex::Items}, {"look-ups", lookUps}})
         .Ours(LookingUp(asked, ours, held))
         .Against("std::unordered_map<std::wstring, CachedDatum>", 1.5, LookingUp(asked, rival, held))
         .OnceARound()
@@ -154,9 +129,8 @@ void FindByPath(const char* name, Asked kind, const PlainMap& plain)
 
 void FindAllKinds()
 {
-    std::vector<ItemDatum> all = NamedItems();
-    const PlainMap plain = PlainMapOf(all);
-    const LoadedIndex index(std::move(all));
+    const PlainMap plain = PlainMapOfAll();
+    const LoadedIndex index;
     FindByPath("index-lookup", Asked::Held, plain);
     FindByPath("index-lookup-missing", Asked::Missing, plain);
     FindByPath("index-lookup-foreign", Asked::Foreign, plain);
