@@ -255,7 +255,7 @@ private:
     TempFolder m_folder;
 };
 
-void PrintAgainst(const Contender& rival, const Contender& ours)
+void PrintAgainst(const Contender& rival, const Contender& ours, const Contender& other)
 {
     for (std::size_t i = 0; i < std::size(percentiles); ++i) {
         if (rival.best[i] == never)
@@ -271,7 +271,8 @@ void PrintAgainst(const Contender& rival, const Contender& ours)
                 {"rounds", rounds},
                 {"of it the call that makes the file, median", ours.making},
                 {"the same with the rival", rival.making},
-                {"lost by the rival in all rounds", static_cast<double>(rival.lost)}}});
+                {"lost by the rival in all rounds", static_cast<double>(rival.lost)},
+                {std::string("lost by ") + other.name, static_cast<double>(other.lost)}}});
     }
 }
 
@@ -288,10 +289,10 @@ void Storm()
             Run(contenders[turn], StormDrive::Root, folder);
             std::filesystem::remove_all(folder);
         }
-    const Contender& ours = contenders[0];
+    const Contender &ours = contenders[0], &loop = contenders[1], &libuv = contenders[2];
     Require(ours.lost == 0, "files were not seen");
-    for (std::size_t i = 1; i < std::size(contenders); ++i)
-        PrintAgainst(contenders[i], ours);
+    PrintAgainst(loop, ours, libuv);
+    PrintAgainst(libuv, ours, loop);
 }
 
 const Case storm("storm", Storm);
