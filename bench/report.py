@@ -34,9 +34,11 @@ def read(path):
 
 
 def merge(old, new):
-    """The old order, with what is new in the place of what it replaces."""
+    """The old order, with what is new in the place of what it replaces. A rival that a case no longer has goes."""
+    measured = {result["name"] for result in new}
     fresh = {key(result): result for result in new}
-    merged = [fresh.pop(key(result), result) for result in old]
+    kept = [result for result in old if key(result) in fresh or result["name"] not in measured]
+    merged = [fresh.pop(key(result), result) for result in kept]
     return merged + [result for result in new if key(result) in fresh]
 
 
