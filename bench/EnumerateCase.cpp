@@ -1,72 +1,57 @@
-// The first enumeration of a tree, with nothing in the index, beside what it cannot do without: walking the tree and
-// looking each path up in the index.
+// The enumeration of a tree of new files, with an index of a million other items in memory, beside the bare list of
+// each folder: a loop that decides nothing, keeps nothing and looks nothing up.
+//
+// The case does not show a cold disk, whose lists come slowly for both. Files that have not changed are measured by
+// "daily".
+#include "bench/BareWalk.h"
 #include "bench/Case.h"
-#include "bench/Result.h"
-#include "bench/Stopwatch.h"
+#include "bench/Contest.h"
+#include "bench/LoadedIndex.h"
 #include "bench/WatcherBench.h"
-#include "companions/indexdb/OrbIndexDB.h"
-#include "orbwatcher4/OrbFilter.h"
-
-#include <stdexcept>
 
 namespace
 {
 
-constexpr int rounds = 11;
-
-class Counter final : public SmartScanCaller
+void EnumerateNew(benchmark::State& state, WatcherBench& bench, const FileTree& tree)
 {
-public:
-    int files = 0;
-
-    void FileFoundCallback(const wchar_t*, unsigned __int64) override { ++files; }
-    bool ProgressCallback() override { return true; }
-    void FolderFoundCallback(const wchar_t*) override {}
-};
-
-void Walk(const FileTree& tree)
-{
-    OrbFilter filter;
-    filter.AddSingleFilter(RuleFor(tree), true);
-    const KernelHandle abort(CreateEventW(nullptr, TRUE, FALSE, nullptr));
-    Counter counter;
-    filter.SmartScanDirectory(tree.root, L"*", false, &counter, abort.Get(), false);
-    if (counter.files != tree.files)
-        throw std::runtime_error("not all was walked");
+    for (auto _ : state) {
+        state.PauseTiming();
+        while (bench.watcher.IsFirstTimeEnumRunning())
+            Sleep(1);
+        bench.watcher.ClearNotifications();
+        state.ResumeTiming();
+        bench.Enumerate();
+        if (bench.watcher.GetTotalFilesInMem() < tree.files)
+            state.SkipWithError("not all was enumerated");
+    }
 }
 
-void LookUp(const std::vector<CString>& files)
+void ListAll(benchmark::State& state, const FileTree& tree)
 {
-    for (const CString& file : files) {
-        CachedDatum datum;
-        if (CIndexDB::GetCachedData(CIndexDB::CalculateUuid(file), datum, 1))
-            throw std::runtime_error("the index is not empty");
+    for (auto _ : state) {
+        int files = 0;
+        const auto take = [&](const std::wstring& path, const WIN32_FIND_DATAW&) {
+            benchmark::DoNotOptimize(path.data());
+            ++files;
+        };
+        WalkBareFolder(tree.root.GetString() + std::wstring(L"\\"), take);
+        if (files != tree.files)
+            state.SkipWithError("not all was listed");
     }
 }
 
 void Enumerate()
 {
     const FileTree tree = TreeOf(50'000);
-    const std::vector<CString> files = tree.Files();
+    const LoadedIndex index;
     WatcherBench bench(tree);
-    Stopwatch enumeration, walk, lookUps;
-    for (int round = 0; round < rounds; ++round) {
-        bench.watcher.ClearNotifications();
-        enumeration.Take([&] { bench.Enumerate(); });
-        if (bench.watcher.GetTotalFilesInMem() < tree.files)
-            throw std::runtime_error("not all was enumerated");
-        walk.Take([&] { Walk(tree); });
-        lookUps.Take([&] { LookUp(files); });
-        while (bench.watcher.IsFirstTimeEnumRunning())
-            Sleep(1);
-    }
-    Print({"enumerate",
-           enumeration.Best() - lookUps.Best(),
-           "ms",
-           "the walk alone",
-           walk.Best(),
-           1.5,
-           {{"files", tree.files}, {"folders", tree.folders}, {"of it look-ups, ms", lookUps.Best()}}});
+    bench.watcher.SetIndexDB(index.Database());
+    Contest("enumerate", {{"files", tree.files}, {"folders", tree.folders}, {"items", LoadedIndex::Items}})
+        .Ours([&](benchmark::State& state) { EnumerateNew(state, bench, tree); })
+        .Against("the bare list of each folder", 1.5, [&](benchmark::State& state) { ListAll(state, tree); })
+        .OnceARound()
+        .Rounds(5)
+        .Run();
 }
 
 const Case enumerate("enumerate", Enumerate);

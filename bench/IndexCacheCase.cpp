@@ -1,11 +1,15 @@
-// The index in memory: how much of it a million items take, and how long it takes to find one by its path.
+// The index in memory: how much of it a million items take, and how long it takes to find one by its path. Beside it
+// stands a hash map that compares paths exactly, while the index compares without regard to case. Asked are paths that
+// the index holds, paths that it does not hold, and held ones with letters that are not ASCII.
+//
+// The case does not show several threads that ask at once, nor a process whose memory is swapped out.
 #include "bench/Case.h"
 #include "bench/Contest.h"
 #include "bench/IndexItems.h"
+#include "bench/LoadedIndex.h"
 #include "bench/MemoryUse.h"
 #include "companions/indexdb/ItemCache.h"
 #include "support/Hashes.h"
-#include "tests/support/TempFolder.h"
 
 #include <algorithm>
 #include <random>
@@ -17,6 +21,7 @@ namespace
 {
 
 constexpr std::size_t items = 1'000'000;
+constexpr std::size_t lookUps = 250'000;
 
 CachedDatum Cached(const ItemDatum& item)
 {
@@ -68,49 +73,70 @@ void HoldAMillionItems()
             {"most megabytes ever", static_cast<double>(PeakOfMemory() - before) / 1e6}}});
 }
 
-// A database of them, whose cache is loaded as a service does it.
-void LoadCacheOf(const CString& path)
+using PlainMap = std::unordered_map<std::wstring, CachedDatum>;
+
+PlainMap PlainMapOfAll()
 {
-    CIndexDB database;
-    database.SetDBFilePath(path);
-    std::vector<ItemDatum> all;
-    all.reserve(items);
-    for (std::size_t number = 0; number < items; ++number)
-        all.push_back(IndexItem(number));
-    if (!database.Open(1, 0, 0) || !database.RecordItems(all) || !database.LoadCache())
-        throw std::runtime_error("the index cannot be made");
+    PlainMap plain;
+    plain.reserve(LoadedIndex::Items);
+    for (std::size_t number = 0; number < LoadedIndex::Items; ++number) {
+        ItemDatum item = IndexItem(number);
+        item.path = LoadedIndex::PathOf(number).c_str();
+        plain.emplace(item.path.GetString(), Cached(item));
+    }
+    return plain;
 }
 
-void FindByPath()
+enum class Asked { Held, Missing, Foreign };
+
+// Paths that the index holds, or files of the same folders that it does not hold.
+std::vector<std::wstring> PathsToAsk(Asked kind)
 {
-    const TempFolder folder;
-    LoadCacheOf(folder.Path(L"Index.db"));
-    std::unordered_map<std::wstring, CachedDatum> plain;
-    plain.reserve(items);
     std::vector<std::wstring> asked;
-    for (std::size_t number = 0; number < items; ++number) {
-        asked.push_back(ItemPath(number));
-        plain.emplace(asked.back(), Cached(IndexItem(number)));
+    asked.reserve(LoadedIndex::Items);
+    for (std::size_t number = 0; number < LoadedIndex::Items; ++number) {
+        if (LoadedIndex::IsForeign(number) != (kind == Asked::Foreign) && kind != Asked::Missing)
+            continue;
+        asked.push_back(LoadedIndex::PathOf(number));
+        if (kind == Asked::Missing)
+            asked.back() += L'x';
     }
     std::shuffle(asked.begin(), asked.end(), std::mt19937(1));
-    Contest("index-lookup", {{"items", items}, {"look-ups", items}})
-        .Ours(LookingUp(asked, [](const std::wstring& path,
-                                  CachedDatum& datum) { return CIndexDB::GetCachedData(path.c_str(), datum); }))
-        .Against("std::unordered_map<std::wstring, CachedDatum>", 1.5,
-                 LookingUp(asked,
-                           [&](const std::wstring& path, CachedDatum& datum) {
-                               const auto found = plain.find(path);
-                               if (found == plain.end())
-                                   return false;
-                               datum = found->second;
-                               return true;
-                           }))
+    asked.resize(lookUps);
+    return asked;
+}
+
+void FindByPath(const char* name, Asked kind, const PlainMap& plain)
+{
+    const std::vector<std::wstring> asked = PathsToAsk(kind);
+    const bool held = kind != Asked::Missing;
+    const auto ours = [](const std::wstring& path, CachedDatum& datum) {
+        return CIndexDB::GetCachedData(path.c_str(), datum);
+    };
+    const auto rival = [&](const std::wstring& path, CachedDatum& datum) {
+        const auto found = plain.find(path);
+        if (found == plain.end())
+            return false;
+        datum = found->second;
+        return true;
+    };
+    Contest(name, {{"items", LoadedIndex::Items}, {"look-ups", lookUps}})
+        .Ours(LookingUp(asked, ours, held))
+        .Against("std::unordered_map<std::wstring, CachedDatum>", 1.5, LookingUp(asked, rival, held))
         .OnceARound()
         .Run();
-    CIndexDB::ClearCache();
+}
+
+void FindAllKinds()
+{
+    const PlainMap plain = PlainMapOfAll();
+    const LoadedIndex index;
+    FindByPath("index-lookup", Asked::Held, plain);
+    FindByPath("index-lookup-missing", Asked::Missing, plain);
+    FindByPath("index-lookup-foreign", Asked::Foreign, plain);
 }
 
 const Case holdAMillionItems("index-memory", HoldAMillionItems);
-const Case findByPath("index-lookup", FindByPath);
+const Case findByPath("index-lookup", FindAllKinds);
 
 } // namespace

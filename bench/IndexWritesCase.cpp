@@ -1,4 +1,7 @@
-// Delete records on their way into the index, as the processing of deletions writes them, against SQLite alone.
+// Delete records on their way into the index, as the processing of deletions writes them, beside SQLite alone. Both
+// sort the records by their keys before they write them, so that each page of the tables is visited once.
+//
+// The case does not show an index that is much larger than the page cache, nor a disk that is slow to confirm a commit.
 #include "bench/Case.h"
 #include "bench/Contest.h"
 #include "bench/FreshIndexes.h"
@@ -7,7 +10,6 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <random>
 #include <stdexcept>
 #include <vector>
 
@@ -54,6 +56,14 @@ void Ours(benchmark::State& state, const FreshIndexes& indexes, const std::vecto
     }
 }
 
+std::vector<DeleteDatum> SortedByKey(std::vector<DeleteDatum> deletions)
+{
+    std::sort(deletions.begin(), deletions.end(), [](const DeleteDatum& left, const DeleteDatum& right) {
+        return static_cast<std::int64_t>(left.id) < static_cast<std::int64_t>(right.id);
+    });
+    return deletions;
+}
+
 // Each record with what is written about its item, or the records alone.
 void SqliteAlone(benchmark::State& state, const FreshIndexes& indexes, const std::vector<DeleteDatum>& deletions,
                  bool mark)
@@ -63,11 +73,12 @@ void SqliteAlone(benchmark::State& state, const FreshIndexes& indexes, const std
         PlainDatabase database(indexes.MakeFresh());
         state.ResumeTiming();
         {
+            const std::vector<DeleteDatum> sorted = SortedByKey(deletions);
             PlainDatabase::Statement insert(database,
                                             "INSERT OR IGNORE INTO deletes(job, item, deleted) VALUES(?, ?, ?)");
             PlainDatabase::Statement insertMark(database, "INSERT OR IGNORE INTO gone(item) VALUES(?)");
             database.Run("BEGIN IMMEDIATE");
-            for (const DeleteDatum& deletion : deletions) {
+            for (const DeleteDatum& deletion : sorted) {
                 const auto id = static_cast<std::int64_t>(deletion.id);
                 insert.Run({deletion.jobId, id, static_cast<std::int64_t>(deletion.deletionTime)});
                 if (mark)
@@ -84,9 +95,9 @@ void WriteDeleteRecords()
     const std::vector<DeleteDatum> deletions = Deletions();
     Contest("index-writes", {{"records", records}, {"items", records}})
         .Ours([&](benchmark::State& state) { Ours(state, indexes, deletions); })
-        .Against("SQLite, the same writes prepared once", 1.5,
+        .Against("SQLite, the same writes, sorted", 1.5,
                  [&](benchmark::State& state) { SqliteAlone(state, indexes, deletions, true); })
-        .Against("SQLite, one prepared statement, items not marked", 1.5,
+        .Against("SQLite, the sorted records, items not marked", 1.5,
                  [&](benchmark::State& state) { SqliteAlone(state, indexes, deletions, false); })
         .OnceARound()
         .Run();

@@ -1,5 +1,5 @@
 #include "bench/StormWatch.h"
-#include "directory_changes/ChangeIo.h"
+#include "directory_changes/DirectoryRead.h"
 #include "mfc/CEvent.h"
 #include "support/Handle.h"
 
@@ -7,7 +7,7 @@
 
 #include <windows.h>
 
-#include <algorithm>
+#include <atomic>
 #include <mutex>
 #include <stdexcept>
 #include <thread>
@@ -17,29 +17,34 @@
 namespace
 {
 
-// Where they come from has another thread.
-class SeenPaths
+// Each path once. Another thread adds them.
+class KnownPaths
 {
 public:
     void Add(std::wstring path)
     {
         const std::scoped_lock lock(m_mutex);
-        m_paths.insert(std::move(path));
+        const auto [place, isNew] = m_paths.insert(std::move(path));
+        if (!isNew)
+            return;
+        m_order.push_back(&*place);
+        m_count = m_order.size();
     }
-    std::size_t Count()
+    std::size_t Count() const { return m_count; }
+    std::vector<std::wstring> InOrder()
     {
         const std::scoped_lock lock(m_mutex);
-        return m_paths.size();
-    }
-    bool Has(const std::wstring& path)
-    {
-        const std::scoped_lock lock(m_mutex);
-        return m_paths.contains(path);
+        std::vector<std::wstring> paths;
+        for (const std::wstring* path : m_order)
+            paths.push_back(*path);
+        return paths;
     }
 
 private:
     std::mutex m_mutex;
-    std::unordered_set<std::wstring> m_paths; // guarded by m_mutex
+    std::unordered_set<std::wstring> m_paths; // guarded by m_mutex, as is the order
+    std::vector<const std::wstring*> m_order;
+    std::atomic<std::size_t> m_count{0};
 };
 
 class LoopWatch final : public StormWatch
@@ -59,15 +64,13 @@ public:
         m_stop.SetEvent();
         m_thread.join();
     }
-    std::size_t Seen() override { return m_paths.Count(); }
-    bool HasSeen(const std::wstring& path) override { return m_paths.Has(path); }
+    std::size_t Known() override { return m_paths.Count(); }
+    std::vector<std::wstring> InOrder() override { return m_paths.InOrder(); }
 
 private:
     void Run()
     {
-        constexpr DWORD filter = FILE_NOTIFY_CHANGE_FILE_NAME | FILE_NOTIFY_CHANGE_DIR_NAME | FILE_NOTIFY_CHANGE_SIZE |
-                                 FILE_NOTIFY_CHANGE_LAST_WRITE;
-        std::vector<DWORD> buffer(0x10000 / sizeof(DWORD));
+        std::vector<DWORD> buffer(DirectoryRead::BufferSize / sizeof(DWORD));
         const auto bytes = static_cast<DWORD>(buffer.size() * sizeof(DWORD));
         const CEvent completed(false, true);
         const HANDLE either[] = {m_stop, completed};
@@ -75,8 +78,8 @@ private:
             OVERLAPPED overlapped = {};
             overlapped.hEvent = completed;
             DWORD got = 0;
-            if (!ReadDirectoryChangesW(m_directory.Get(), buffer.data(), bytes, TRUE, filter, &got, &overlapped,
-                                       nullptr))
+            if (!ReadDirectoryChangesW(m_directory.Get(), buffer.data(), bytes, TRUE, DirectoryRead::ChangeFilter, &got,
+                                       &overlapped, nullptr))
                 return;
             m_reading.SetEvent();
             const bool stopped = WaitForMultipleObjects(2, either, FALSE, INFINITE) == WAIT_OBJECT_0;
@@ -101,7 +104,7 @@ private:
     }
 
     const std::wstring m_folder;
-    SeenPaths m_paths;
+    KnownPaths m_paths;
     FileHandle m_directory;
     CEvent m_stop{false, true};
     CEvent m_reading{false, true};
@@ -125,8 +128,8 @@ public:
         uv_async_send(&m_stop);
         m_thread.join();
     }
-    std::size_t Seen() override { return m_paths.Count(); }
-    bool HasSeen(const std::wstring& path) override { return m_paths.Has(path); }
+    std::size_t Known() override { return m_paths.Count(); }
+    std::vector<std::wstring> InOrder() override { return m_paths.InOrder(); }
 
 private:
     void Run()
@@ -146,15 +149,15 @@ private:
         uv_run(&loop, UV_RUN_DEFAULT);
         uv_loop_close(&loop);
     }
-    static void OnEvent(uv_fs_event_t* events, const char* name, int, int status)
+    static void OnEvent(uv_fs_event_t* events, const char* name, int what, int status)
     {
         auto& self = *static_cast<LibuvWatch*>(events->data);
-        if (status == 0 && name)
+        if (status == 0 && name && (what & UV_RENAME)) // a file that was added, too
             self.m_paths.Add(self.m_folder + L"\\" + std::wstring(name, name + std::char_traits<char>::length(name)));
     }
 
     const std::wstring m_folder;
-    SeenPaths m_paths;
+    KnownPaths m_paths;
     uv_async_t m_stop;
     bool m_watches = false;
     CEvent m_started{false, true};

@@ -34,9 +34,11 @@ def read(path):
 
 
 def merge(old, new):
-    """The old order, with what is new in the place of what it replaces."""
+    """The old order, with what is new in the place of what it replaces. A rival that a case no longer has goes."""
+    measured = {result["name"] for result in new}
     fresh = {key(result): result for result in new}
-    merged = [fresh.pop(key(result), result) for result in old]
+    kept = [result for result in old if key(result) in fresh or result["name"] not in measured]
+    merged = [fresh.pop(key(result), result) for result in kept]
     return merged + [result for result in new if key(result) in fresh]
 
 
@@ -122,10 +124,13 @@ def goals_chart(results):
 
 def decisions_chart(results):
     """What a decision takes, by the number of rules; both scales are logarithmic."""
-    cases = [result for result in results if result["name"] == "decide"]
+    decisions = [result for result in results if result["name"] == "decide"]
+    rivals = {name: [case for case in decisions if case["against"] == name]
+              for name in dict.fromkeys(case["against"] for case in decisions)}
+    cases = next(iter(rivals.values()))
     height, top, bottom, left = 340, 30, 300, 110
     rules = [case["rules"] for case in cases]
-    times = [case["value"] for case in cases] + [case["rival"] for case in cases]
+    times = [case[which] for case in decisions for which in ("value", "rival")]
     low, high = math.floor(math.log10(min(times))), math.ceil(math.log10(max(times)))
     first, last = math.log10(min(rules)), math.log10(max(rules))
 
@@ -140,8 +145,9 @@ def decisions_chart(results):
                   text(left - 8, y + 4, f"{10.0**exponent:,.0f} {cases[0]['unit']}", "end")]
     for count in rules:
         parts.append(text(at(count, 10.0**low)[0], bottom + 20, f"{count:,.0f} rules", "middle"))
-    for which, colour, name in (("value", GOOD, "ours"), ("rival", GREY, cases[0]["against"])):
-        points = [at(case["rules"], case[which]) for case in cases]
+    lines = [("ours", GOOD, cases, "value")] + [(name, GREY, of_it, "rival") for name, of_it in rivals.items()]
+    for name, colour, of_it, which in lines:
+        points = [at(case["rules"], case[which]) for case in of_it]
         parts.append('<polyline fill="none" stroke-width="2" stroke="' + colour + '" points="'
                      + " ".join(f"{x:.1f},{y:.1f}" for x, y in points) + '"/>')
         parts.append(text(points[-1][0] + 8, points[-1][1] + 4, name, colour=colour))
