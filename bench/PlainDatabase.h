@@ -51,6 +51,16 @@ public:
                                 static_cast<int>(text.size() * sizeof(wchar_t)), SQLITE_STATIC);
             Step();
         }
+        // Calls `take` with the statement at each row of its result.
+        template <typename Take>
+        void Read(Take take)
+        {
+            int status;
+            while ((status = sqlite3_step(m_statement.get())) == SQLITE_ROW)
+                take(m_statement.get());
+            RequireDone(status == SQLITE_DONE);
+            sqlite3_reset(m_statement.get());
+        }
 
     private:
         // Returns the number of values.

@@ -22,7 +22,7 @@ namespace
 constexpr int filesOfTheTree = 200'000;
 constexpr int drives = 5;
 constexpr int pending = drives * filesOfTheTree;
-constexpr int rounds = 1; // each asks for a million files
+constexpr int rounds = 1; // each takes half a minute
 
 void Require(bool good, const char* what)
 {
