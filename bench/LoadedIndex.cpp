@@ -2,7 +2,6 @@
 
 #include "bench/IndexItems.h"
 
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
@@ -18,21 +17,15 @@ void Require(bool good)
         throw std::runtime_error("the index cannot be made");
 }
 
-// In the order of their keys, by which the table is ordered.
 std::vector<ItemDatum> AllItems()
 {
-    std::vector<std::pair<std::int64_t, ItemDatum>> keyed;
-    keyed.reserve(LoadedIndex::Items);
+    std::vector<ItemDatum> items;
+    items.reserve(LoadedIndex::Items);
     for (std::size_t number = 0; number < LoadedIndex::Items; ++number) {
         ItemDatum item = IndexItem(number);
         item.path = LoadedIndex::PathOf(number).c_str();
-        keyed.emplace_back(static_cast<std::int64_t>(CIndexDB::CalculateUuid(item.path)), std::move(item));
-    }
-    std::sort(keyed.begin(), keyed.end(), [](const auto& left, const auto& right) { return left.first < right.first; });
-    std::vector<ItemDatum> items;
-    items.reserve(keyed.size());
-    for (auto& [key, item] : keyed)
         items.push_back(std::move(item));
+    }
     return items;
 }
 

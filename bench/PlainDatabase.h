@@ -1,6 +1,7 @@
 // An index's database without the index's own code: the rival of cases that write to an index.
 #pragma once
 
+#include "companions/indexdb/IndexFormat.h"
 #include "mfc/CString.h"
 
 #include <sqlite3.h>
@@ -9,6 +10,7 @@
 #include <initializer_list>
 #include <memory>
 #include <stdexcept>
+#include <string_view>
 
 // SQLite with the pragmas that the index is opened with.
 class PlainDatabase
@@ -19,10 +21,7 @@ public:
         sqlite3* opened = nullptr;
         RequireDone(sqlite3_open16(path.GetString(), &opened) == SQLITE_OK);
         m_database.reset(opened);
-        // The order of paths is asked for by the table, and by nothing that is done here.
-        sqlite3_create_collation_v2(
-            opened, "ORB_PATH", SQLITE_UTF16LE, nullptr, [](void*, int, const void*, int, const void*) { return 0; },
-            nullptr);
+        RequireDone(IndexFormat::RegisterCollation(opened) == SQLITE_OK);
         Run("PRAGMA cache_size=-65536");
         Run("PRAGMA journal_mode=WAL");
     }
@@ -42,14 +41,42 @@ public:
         }
         void Run(std::initializer_list<std::int64_t> values)
         {
-            int index = 0;
-            for (const std::int64_t value : values)
-                sqlite3_bind_int64(m_statement.get(), ++index, value);
-            RequireDone(sqlite3_step(m_statement.get()) == SQLITE_DONE);
+            Bind(values);
+            Step();
+        }
+        // The text is bound behind the numbers.
+        void Run(std::initializer_list<std::int64_t> values, std::wstring_view text)
+        {
+            sqlite3_bind_text16(m_statement.get(), Bind(values) + 1, text.data(),
+                                static_cast<int>(text.size() * sizeof(wchar_t)), SQLITE_STATIC);
+            Step();
+        }
+        // Calls `take` with the statement at each row of its result.
+        template <typename Take>
+        void Read(Take take)
+        {
+            int status;
+            while ((status = sqlite3_step(m_statement.get())) == SQLITE_ROW)
+                take(m_statement.get());
+            RequireDone(status == SQLITE_DONE);
             sqlite3_reset(m_statement.get());
         }
 
     private:
+        // Returns the number of values.
+        int Bind(std::initializer_list<std::int64_t> values)
+        {
+            int index = 0;
+            for (const std::int64_t value : values)
+                sqlite3_bind_int64(m_statement.get(), ++index, value);
+            return index;
+        }
+        void Step()
+        {
+            RequireDone(sqlite3_step(m_statement.get()) == SQLITE_DONE);
+            sqlite3_reset(m_statement.get());
+        }
+
         struct Finalize {
             void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
         };

@@ -21,6 +21,17 @@ protected:
         MarkDeleted(path);
         return path;
     }
+    // Makes a folder with files that the index holds, and the deletion of each file pending. Nothing is removed yet.
+    CString DeleteFilesOfFolder()
+    {
+        const CString path = MakeFolder(L"d");
+        for (int i = 0; i < Many; ++i) {
+            const CString file = Write(L"d\\file " + std::to_wstring(i));
+            Record(file);
+            MarkDeleted(file);
+        }
+        return path;
+    }
     // Processes the deletions and returns how often the disk was asked about the prefix and what is below it.
     DiskCalls::Counts CallsBelow(const CString& prefix)
     {
@@ -63,6 +74,40 @@ TEST_F(DeletionCost, NothingBelowAFolderThatIsGoneIsLookedAt)
     std::filesystem::remove_all(path.GetString());
     EXPECT_EQ(CallsBelow(path), (DiskCalls::Counts{{"GetFileAttributesW", 3}}));
     EXPECT_EQ(told.size(), std::size_t(Many + 1));
+}
+
+TEST_F(DeletionCost, DeletedFilesWhoseFolderIsGoneCostOneLookAtOneOfThemAndOneAtTheFolder)
+{
+    const CString path = DeleteFilesOfFolder();
+    std::filesystem::remove_all(path.GetString());
+    EXPECT_EQ(CallsBelow(path), (DiskCalls::Counts{{"GetFileAttributesW", 2 * 2}}));
+    EXPECT_EQ(told.size(), std::size_t(Many));
+}
+
+TEST_F(DeletionCost, DeletedFilesThatReturnWithTheirFolderWhileTheirRecordsAreWrittenAreNew)
+{
+    const CString path = DeleteFilesOfFolder(), aside = folder.Path(L"aside");
+    ASSERT_TRUE(MoveFileW(path, aside));
+    watcher.SetDeletionListener([&](const DeletionRecord& record) {
+        told.push_back(record);
+        const bool first = told.size() == 1;
+        EXPECT_TRUE(!first || MoveFileW(aside, path));
+    });
+    watcher.ImmediateProcessDeletedFiles();
+    EXPECT_EQ(told.size(), std::size_t(Many));
+    for (int i = 0; i < Many; ++i)
+        EXPECT_TRUE(Pending(InTree(L"d\\file " + std::to_wstring(i))));
+}
+
+TEST_F(DeletionCost, AFileIsKeptWhoseNameFollowsThoseOfAFolderThatIsGone)
+{
+    const CString path = DeleteFilesOfFolder(), other = Write(L"e\\file");
+    Record(other);
+    MarkDeleted(other);
+    std::filesystem::remove_all(path.GetString());
+    watcher.ImmediateProcessDeletedFiles();
+    EXPECT_EQ(told.size(), std::size_t(Many));
+    EXPECT_TRUE(Pending(other));
 }
 
 TEST_F(DeletionCost, TheFilesOfAFolderThatReturnsWhileItsRecordsAreWrittenAreNew)

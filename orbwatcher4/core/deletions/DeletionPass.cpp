@@ -92,10 +92,11 @@ DeletionPass::Entries::iterator DeletionPass::LookAtSome(Entries::iterator entry
 {
     constexpr int most = 256;
     AskedRoots before, after;
+    SortedLooks looks;
     const auto first = entry;
     std::vector<bool> canBeSettled;
     for (int i = 0; i < most && entry != m_entries.end(); ++i, ++entry)
-        canBeSettled.push_back(IsUsable(before, entry->first) && Look(entry->first, entry->second));
+        canBeSettled.push_back(IsUsable(before, entry->first) && Look(looks, entry->first, entry->second));
     auto settles = canBeSettled.begin();
     for (auto one = first; one != entry; ++settles)
         one = *settles && IsUsable(after, one->first) ? std::next(one) : m_entries.erase(one);
@@ -120,10 +121,9 @@ bool DeletionPass::IsUsable(AskedRoots& roots, const CString& path) const
 }
 
 // Looks once whether anything has the path. Returns true when the deletion can be settled, if the root is there.
-bool DeletionPass::Look(const CString& path, Entry& entry)
+bool DeletionPass::Look(SortedLooks& looks, const CString& path, Entry& entry)
 {
-    const LockOrder::DiskScope disk;
-    const DWORD attributes = GetFileAttributesW(SystemPath(WithoutBackslash(path)));
+    const DWORD attributes = looks.Attributes(WithoutBackslash(path));
     if (attributes == INVALID_FILE_ATTRIBUTES)
         return entry.gone = MeansNothingThere(GetLastError());
     // A folder that was back when its removal was reported has a backslash.
@@ -292,11 +292,12 @@ void DeletionPass::Tell() const
 }
 
 // A file that came back while its record was written counted as unchanged. It is new now. Nothing below a folder that
-// is still gone can have come back.
+// is still gone can have come back. A file that comes back from here on is new, because its item is marked.
 void DeletionPass::QueueReturned()
 {
+    SortedLooks looks;
     for (const Covered& covered : m_covered) {
-        if (covered.gone && !Exists(covered.path))
+        if (covered.gone && !looks.Exists(covered.path))
             continue;
         for (std::size_t i = covered.begin; i < covered.end; ++i)
             if (Exists(m_records[i].path))

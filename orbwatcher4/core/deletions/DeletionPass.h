@@ -11,6 +11,7 @@
 
 #include "companions/indexdb/OrbIndexDB.h"
 #include "orbwatcher4/DeletionRecord.h"
+#include "orbwatcher4/core/deletions/SortedLooks.h"
 #include "orbwatcher4/core/environment/AskedRoots.h"
 #include "orbwatcher4/core/intake/ChangeHandler.h"
 
@@ -75,7 +76,7 @@ private:
     void CollectVanished();
     void TakeFromStore();
     Entries::iterator LookAtSome(Entries::iterator entry);
-    static bool Look(const CString& path, Entry& entry);
+    static bool Look(SortedLooks& looks, const CString& path, Entry& entry);
     bool IsUsable(AskedRoots& roots, const CString& path) const;
     bool IsCacheLoaded() const;
     bool OpenIndex();
