@@ -16,7 +16,7 @@ class RecordBatch
 {
 public:
     // A batch is due when it holds so many files, or when its first file has waited so long.
-    static constexpr std::size_t MostItems = 500;
+    static constexpr std::size_t MostItems = 2'000;
     static constexpr double LongestDelay = 0.5; // seconds
 
     // Replaces an earlier entry of the same path. `now`: from Seconds.

@@ -80,9 +80,12 @@ void Take(ItemCache& cache, const RecordedItem& item)
 // The tree of the paths has this order. Of several items with one path, the last one counts.
 void SortByPath(std::vector<RecordedItem>& items)
 {
-    std::stable_sort(items.begin(), items.end(), [](const RecordedItem& left, const RecordedItem& right) {
+    const auto before = [](const RecordedItem& left, const RecordedItem& right) {
         return CompareNoCase(left.datum.path.View(), right.datum.path.View()) < 0;
-    });
+    };
+    // Nearly always: a backup's batches are sorted already.
+    if (!std::is_sorted(items.begin(), items.end(), before))
+        std::stable_sort(items.begin(), items.end(), before);
 }
 
 } // namespace
@@ -94,13 +97,12 @@ bool CIndexDB::State::RecordAll(std::span<const ItemDatum> items)
     std::int64_t change = 0;
     KeyOwners owners;
     // The cache is asked before the database is locked, because look-ups in the cache never wait for a database.
-    const bool written = Guarded([&] {
-                             for (const ItemDatum& item : items)
-                                 recorded.push_back({CachedFrom(item), item.delayedUntil});
-                             owners.AskCache(identity, recorded);
-                         }) &&
-                         Run([&] { change = WriteItems(recorded, owners); });
-    if (!written)
+    const bool prepared = Guarded([&] {
+        for (const ItemDatum& item : items)
+            recorded.push_back({CachedFrom(item), item.delayedUntil});
+        owners.AskCache(identity, recorded);
+    });
+    if (!prepared || !Run([&] { change = WriteItems(recorded, owners); }))
         return false;
     LetCacheFollow(identity, recorded, Take);
     IndexCache::NoteFollowed(identity, change);
