@@ -3,7 +3,7 @@
 //
 // The process's cache answers as long as it has followed every change of the items. Otherwise all items are read once.
 //
-// One thread, which holds the cache's turn as long as the object lives: nobody else changes the cache meanwhile.
+// One thread uses an object, and holds the cache's turn as long as it lives: nobody else changes the cache meanwhile.
 #pragma once
 
 #include "companions/indexdb/CachedDatum.h"
