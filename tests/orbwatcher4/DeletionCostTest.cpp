@@ -32,6 +32,22 @@ protected:
         }
         return path;
     }
+    // Takes the folder away, processes the deletions, and brings it back as soon as the first of them is told. All of
+    // its files must then be new.
+    void ReturnWhenTold(const CString& path)
+    {
+        const CString aside = folder.Path(L"aside");
+        ASSERT_TRUE(MoveFileW(path, aside));
+        watcher.SetDeletionListener([&](const DeletionRecord& record) {
+            told.push_back(record);
+            const bool first = told.size() == 1;
+            EXPECT_TRUE(!first || MoveFileW(aside, path));
+        });
+        watcher.ImmediateProcessDeletedFiles();
+        watcher.SetDeletionListener(nullptr);
+        for (int i = 0; i < Many; ++i)
+            EXPECT_TRUE(Pending(InTree(L"d\\file " + std::to_wstring(i))));
+    }
     // Processes the deletions and returns how often the disk was asked about the prefix and what is below it.
     DiskCalls::Counts CallsBelow(const CString& prefix)
     {
@@ -86,17 +102,8 @@ TEST_F(DeletionCost, DeletedFilesWhoseFolderIsGoneCostOneLookAtOneOfThemAndOneAt
 
 TEST_F(DeletionCost, DeletedFilesThatReturnWithTheirFolderWhileTheirRecordsAreWrittenAreNew)
 {
-    const CString path = DeleteFilesOfFolder(), aside = folder.Path(L"aside");
-    ASSERT_TRUE(MoveFileW(path, aside));
-    watcher.SetDeletionListener([&](const DeletionRecord& record) {
-        told.push_back(record);
-        const bool first = told.size() == 1;
-        EXPECT_TRUE(!first || MoveFileW(aside, path));
-    });
-    watcher.ImmediateProcessDeletedFiles();
+    ReturnWhenTold(DeleteFilesOfFolder());
     EXPECT_EQ(told.size(), std::size_t(Many));
-    for (int i = 0; i < Many; ++i)
-        EXPECT_TRUE(Pending(InTree(L"d\\file " + std::to_wstring(i))));
 }
 
 TEST_F(DeletionCost, AFileIsKeptWhoseNameFollowsThoseOfAFolderThatIsGone)
@@ -112,17 +119,8 @@ TEST_F(DeletionCost, AFileIsKeptWhoseNameFollowsThoseOfAFolderThatIsGone)
 
 TEST_F(DeletionCost, TheFilesOfAFolderThatReturnsWhileItsRecordsAreWrittenAreNew)
 {
-    const CString path = DeleteFolder(), aside = folder.Path(L"aside");
-    ASSERT_TRUE(MoveFileW(path, aside));
-    watcher.SetDeletionListener([&](const DeletionRecord& record) {
-        told.push_back(record);
-        const bool first = told.size() == 1;
-        EXPECT_TRUE(!first || MoveFileW(aside, path));
-    });
-    watcher.ImmediateProcessDeletedFiles();
+    ReturnWhenTold(DeleteFolder());
     EXPECT_EQ(told.size(), std::size_t(Many + 1));
-    for (int i = 0; i < Many; ++i)
-        EXPECT_TRUE(Pending(InTree(L"d\\file " + std::to_wstring(i))));
 }
 
 TEST_F(DeletionCost, NothingIsRecordedOfADriveThatGoesAtAnyQuestion)
