@@ -9,6 +9,23 @@ class FilterAccess
 public:
     // Returns the memory of the filter's walks.
     static WalkMemory& MemoryOf(OrbFilter& filter) { return filter.m_memory; }
+    // Prepares a filter that reads a file of further rules for the held one. The held filter may be used meanwhile.
+    static void PrepareToRead(OrbFilter& reader, const OrbFilter& held)
+    {
+        reader.m_keptOut = held.m_keptOut;
+        reader.m_backupFolder = held.m_backupFolder;
+        reader.m_globalExclude = held.m_globalExclude;
+        reader.m_networkInclude = held.m_networkInclude;
+    }
+    // Takes what the file says beside its rules.
+    static void TakeFileOf(OrbFilter& held, const OrbFilter& reader)
+    {
+        held.m_keptOut.Take(KeptOutPaths::Source::DataFolder, reader.m_keptOut);
+        held.m_backupFolder = reader.m_backupFolder;
+        held.m_globalExclude = reader.m_globalExclude;
+        held.m_networkInclude = reader.m_networkInclude;
+        held.m_findings = reader.m_findings;
+    }
     // Returns the rules of all drives. Throws std::bad_alloc, unlike the filter's own functions: a list that lacks
     // rules would hide a contradiction.
     static RulesByPath RulesOf(const OrbFilter& filter)

@@ -155,6 +155,14 @@ TEST_F(NewRules, LetOtherThreadsJudgeWhileTheyAreMerged)
     EXPECT_TRUE(other.Succeeded());
 }
 
+TEST_F(NewRules, LetOtherThreadsJudgeWhileTheyAreRead)
+{
+    const CString rules = Rules(TreeItem());
+    OtherThreadJudges other(watcher, InTree(L"a.txt"), OtherThreadJudges::While::ReadingVolumes);
+    EXPECT_EQ(watcher.AddNewQueueItem(rules, false, nullptr, 1), RulesQueued);
+    EXPECT_TRUE(other.Succeeded());
+}
+
 TEST_F(NewRules, LetOtherThreadsJudgeWhileTheSelectionIsLoaded)
 {
     Select(TreeItem());

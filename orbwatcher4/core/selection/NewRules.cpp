@@ -11,15 +11,27 @@
 namespace
 {
 
-// Returns the rules of the file that contradict neither the selection nor each other. They are not in the filter yet.
-FilterList AcceptableRules(Selection& selection, const wchar_t* xmlPath, bool& loaded)
+// Reads the rules with the filter unlocked, because the drives are asked for their volumes.
+FilterList ReadRules(Selection& selection, const wchar_t* xmlPath, bool& loaded)
 {
-    FilterList read, accepted;
+    OrbFilter reader;
+    {
+        const CSingleLock lock(selection.primaryLock);
+        FilterAccess::PrepareToRead(reader, selection.primary);
+    }
+    FilterList read;
+    loaded = reader.LoadXmlFilter(xmlPath, false, &read, false, true);
+    selection.findings.Add(reader.Findings());
     const CSingleLock lock(selection.primaryLock);
-    loaded = selection.primary.LoadXmlFilter(xmlPath, false, &read, false, true);
-    selection.findings.Add(selection.primary.Findings());
-    if (!loaded)
-        return accepted;
+    FilterAccess::TakeFileOf(selection.primary, reader);
+    return read;
+}
+
+// Returns the rules that contradict neither the selection nor each other. They are not in the filter yet.
+FilterList Acceptable(Selection& selection, const FilterList& read)
+{
+    FilterList accepted;
+    const CSingleLock lock(selection.primaryLock);
     RulesByPath known = FilterAccess::RulesOf(selection.primary);
     for (const FilterPtr& rule : read)
         if (!known.HasConflict(*rule)) {
@@ -63,9 +75,10 @@ TakenRules TakeNewRules(Selection& selection, const wchar_t* xmlPath)
     const CSingleLock oneAtATime(selection.filesLock);
     TakenRules taken;
     taken.before = DigestOfFiles(selection.config.files.OfTheSelection());
-    taken.accepted = AcceptableRules(selection, xmlPath, taken.loaded);
+    const FilterList read = ReadRules(selection, xmlPath, taken.loaded);
     if (!taken.loaded)
         return taken;
+    taken.accepted = Acceptable(selection, read);
     // Rules that could not be merged into the selection file would be gone at the next start, so they are refused.
     if (!MergeRules(selection.config.files, taken.accepted)) {
         g_OrbLog.WriteLog(2, L"OrbWatcher", __LINE__, L"New rules are refused, they cannot be merged into %s",
