@@ -1,5 +1,6 @@
 // Pending files survive a restart. DumpWritingTest.cpp tries how the dump is written.
 #include "support/SystemPath.h"
+#include "tests/orbwatcher4/DiskCalls.h"
 #include "tests/orbwatcher4/DumpFixture.h"
 #include "tests/support/ImportedCall.h"
 
@@ -55,6 +56,16 @@ TEST_F(DumpAndResume, AReadOnlyDumpIsExtendedAndRemovedLikeAnother)
     watcher.Resume();
     EXPECT_EQ(watcher.GetTotalFilesInMem(), 2);
     EXPECT_FALSE(DumpExists());
+}
+
+TEST_F(DumpAndResume, AReplayedFileIsLookedAtBeforeAndDuringItsJudgement)
+{
+    LeaveOne();
+    EXPECT_TRUE(watcher.LoadSelection());
+    const DiskCalls calls(InTree(L"a.txt"));
+    watcher.Resume();
+    EXPECT_EQ(watcher.GetTotalFilesInMem(), 1);
+    EXPECT_EQ(calls.All(), (DiskCalls::Counts{{"GetFileAttributesW", 2}}));
 }
 
 TEST_F(DumpAndResume, AnEmptyStoreCreatesNoFileButSaysThatItIsDone)

@@ -279,7 +279,7 @@ void ChangeHandler::OnReadChangesError(DWORD error, const wchar_t* directory)
 }
 
 std::optional<ChangeHandler::EventPath> ChangeHandler::NormalizeEventPath(const wchar_t* path,
-                                                                          std::optional<ListedItem> listed)
+                                                                          std::optional<FileFacts> known)
 {
     const CString given(path);
     if (given.IsEmpty() || given.GetLength() > LongestEventPath || m_ownFiles.Contains(given))
@@ -287,7 +287,7 @@ std::optional<ChangeHandler::EventPath> ChangeHandler::NormalizeEventPath(const 
     CString normal = LongForm(given);
     if (normal.IsEmpty() || normal.GetLength() > LongestEventPath)
         return std::nullopt;
-    const FileFacts facts = listed ? FileFacts::Listed(*listed) : FileFacts::Of(normal);
+    const FileFacts facts = known ? *known : FileFacts::Of(normal);
     if (facts.IsFolder())
         normal = WithBackslash(normal);
     EventPath event{normal, false, facts};
@@ -337,13 +337,12 @@ bool ChangeHandler::LeftOutByName(const wchar_t* path)
     return true;
 }
 
-PathOutcome ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, Arrival arrival,
-                                              std::optional<ListedItem> listed)
+PathOutcome ChangeHandler::ProcessChangedFile(const wchar_t* eventPath, Arrival arrival, std::optional<FileFacts> known)
 {
     const bool expandDirectory = arrival != Arrival::Found;
     if (LeftOutByName(eventPath))
         return PathOutcome::Unreadable;
-    const std::optional<EventPath> event = NormalizeEventPath(eventPath, listed);
+    const std::optional<EventPath> event = NormalizeEventPath(eventPath, known);
     if (!event)
         return DroppedAs(m_ownFiles, eventPath);
     const CString& path = event->path;

@@ -35,10 +35,9 @@ public:
     void OnReadChangesError(DWORD error, const wchar_t* directory) override;
     void OnWatchStarted(DWORD error, const wchar_t* directory) override;
 
-    // Handles a file or folder that exists (again). `listed`: what a folder's list has just shown; without
-    // it the disk is asked. The disk is also asked before listed attributes keep a path out.
-    PathOutcome ProcessChangedFile(const wchar_t* path, Arrival arrival,
-                                   std::optional<ListedItem> listed = std::nullopt);
+    // Handles a file or folder that exists (again). `known`: what the caller has just seen of the path; without it the
+    // disk is asked. The disk is also asked before a path is kept out.
+    PathOutcome ProcessChangedFile(const wchar_t* path, Arrival arrival, std::optional<FileFacts> known = std::nullopt);
 
     // Makes a selected path pending that cannot be examined now: its drive is away, or the letter holds another volume.
     // A pending entry of the path stays.
@@ -51,7 +50,7 @@ public:
         FileFacts facts;  // of the event's path
     };
     // Returns nothing when the event is to be dropped.
-    std::optional<EventPath> NormalizeEventPath(const wchar_t* path, std::optional<ListedItem> listed = std::nullopt);
+    std::optional<EventPath> NormalizeEventPath(const wchar_t* path, std::optional<FileFacts> known = std::nullopt);
 
 private:
     struct Classified {

@@ -72,10 +72,10 @@ void ChangeHandler::AddDirectoryChildren(const EventPath& folder)
             return;
         }
         // The list's attributes save the questions for those of each item, as long as they count.
-        const ListedItem item{data.dwFileAttributes, &list};
+        const FileFacts listed = FileFacts::Listed(data.dwFileAttributes, list);
         const auto add = [&] {
             ProcessChangedFile(WithBackslash(path) + data.cFileName, Arrival::Event,
-                               list.IsRecent() ? std::optional(item) : std::nullopt);
+                               list.IsRecent() ? std::optional(listed) : std::nullopt);
         };
         if (!IsDots(data.cFileName) && !Completes(L"Taking a change in", add))
             m.due.MakeFull();

@@ -20,7 +20,8 @@ public:
         return {attributes, attributes == INVALID_FILE_ATTRIBUTES ? GetLastError() : ERROR_SUCCESS, nullptr};
     }
     // Takes the attributes that the list of a folder has just shown. The list may be older than the file.
-    static FileFacts Listed(const ListedItem& item) { return {item.attributes, ERROR_SUCCESS, item.folder}; }
+    // The folder must outlive the judgement of the item.
+    static FileFacts Listed(DWORD attributes, ListedFolder& folder) { return {attributes, ERROR_SUCCESS, &folder}; }
 
     bool AreKnown() const { return m_attributes != INVALID_FILE_ATTRIBUTES; }
     // Returns why they are not known.

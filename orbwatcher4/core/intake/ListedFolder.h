@@ -41,9 +41,3 @@ private:
     ULONGLONG m_enteredAt = 0;
     std::optional<bool> m_isLocal;
 };
-
-// An item as a list shows it that was read just now. The folder must outlive the judgement of the item.
-struct ListedItem {
-    DWORD attributes;
-    ListedFolder* folder; // not null
-};

@@ -94,9 +94,9 @@ void Replay::TakeLine(const CString& line)
     }
     // A file with this path on another volume is not the file that changed.
     if (m.selection.volumes.IsOther(path))
-        KeepUnreachable(line);
-    else if (GetFileAttributesW(SystemPath(path)) != INVALID_FILE_ATTRIBUTES)
-        m_handler.ProcessChangedFile(path, Arrival::Found);
+        return KeepUnreachable(line);
+    if (const FileFacts facts = FileFacts::Of(path); facts.AreKnown())
+        m_handler.ProcessChangedFile(path, Arrival::Found, facts);
     else if (m.selection.IsGone(path))
         TakeRemoval(path);
     else

@@ -52,8 +52,8 @@ PathOutcome EnumerationWalk::NamedIfSkipped(const CString& path, PathOutcome out
 }
 
 // Returns what the list shows of the last item; nothing when that is too old.
-std::optional<ListedItem> EnumerationWalk::TakeListed()
+std::optional<FileFacts> EnumerationWalk::TakeListed()
 {
-    const std::optional<ListedItem> listed = std::exchange(m_listed, std::nullopt);
+    const std::optional<FileFacts> listed = std::exchange(m_listed, std::nullopt);
     return m_folder.IsRecent() ? listed : std::nullopt;
 }

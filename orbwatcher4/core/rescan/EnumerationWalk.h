@@ -17,16 +17,16 @@ public:
 
     void Entering(const CString& folder) override;
     void ListRead(const CString& folder, std::uint32_t error) override;
-    void Shown(std::uint32_t attributes) override { m_listed = ListedItem{attributes, &m_folder}; }
+    void Shown(std::uint32_t attributes) override { m_listed = FileFacts::Listed(attributes, m_folder); }
     void SelectedMissing(const CString& path) override;
     void PassedOver(const CString& path, PathOutcome why) override;
 
 private:
     PathOutcome NamedIfSkipped(const CString& path, PathOutcome outcome);
-    std::optional<ListedItem> TakeListed();
+    std::optional<FileFacts> TakeListed();
 
     FoundFiles& m_found;
     const EnumerationParts& m;
     ListedFolder m_folder;
-    std::optional<ListedItem> m_listed;
+    std::optional<FileFacts> m_listed;
 };

@@ -26,12 +26,12 @@ void FoundFiles::TakeNamed(const wchar_t* path)
     m_tally.CountFile(outcome);
 }
 
-PathOutcome FoundFiles::Take(const wchar_t* path, std::optional<ListedItem> listed)
+PathOutcome FoundFiles::Take(const wchar_t* path, std::optional<FileFacts> known)
 {
     const NotificationPtr pending = m.pending.Find(path);
     PathOutcome outcome = PathOutcome::Waiting;
     if (!pending || pending->kind == NotificationKind::Deleted)
-        outcome = m.handler.ProcessChangedFile(path, Arrival::Found, listed);
+        outcome = m.handler.ProcessChangedFile(path, Arrival::Found, known);
     // A walk may report files that are gone since they were listed, and rules may name files that do not exist.
     if (outcome == PathOutcome::Unchanged || (m_unmet.Contains(path) && !m.selection.IsGone(path)))
         if (m_unmet.Remove(path))

@@ -15,8 +15,8 @@ public:
     explicit FoundFiles(const EnumerationParts& parts) : m(parts) {}
 
     // Takes in a file or folder that a walk has found. A pending change needs no second one, unless it is a deletion:
-    // the item exists. `listed`: what a folder's list shows, when it has just been read.
-    PathOutcome Take(const wchar_t* path, std::optional<ListedItem> listed);
+    // the item exists. `known`: what a folder's list shows, when it has just been read.
+    PathOutcome Take(const wchar_t* path, std::optional<FileFacts> known);
     // Takes in a file that a rule names, which may be missing.
     void TakeNamed(const wchar_t* path);
     // Returns false when the enumerations are to end; pauses otherwise.
